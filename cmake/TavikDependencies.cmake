@@ -1,0 +1,29 @@
+# What the project needs, each missing piece named with its Debian package.
+function(tavik_missing what package)
+  message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
+endfunction()
+
+find_package(Threads REQUIRED)
+
+find_package(ZLIB)
+if(NOT ZLIB_FOUND)
+  tavik_missing("zlib" "zlib1g-dev")
+endif()
+
+set(tavik_boost_packages
+  log libboost-log-dev log_setup libboost-log-dev program_options libboost-program-options-dev
+  filesystem libboost-filesystem-dev iostreams libboost-iostreams-dev thread libboost-thread-dev)
+set(Boost_NO_WARN_NEW_VERSIONS ON)
+while(tavik_boost_packages)
+  list(POP_FRONT tavik_boost_packages component package)
+  find_package(Boost 1.74 QUIET COMPONENTS ${component})
+  if(NOT Boost_FOUND)
+    tavik_missing("Boost.${component} (1.74 or later)" "${package}")
+  endif()
+endwhile()
+
+find_library(MINIMAP2_ARCHIVE NAMES libminimap2.a)
+find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
+if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
+  tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
+endif()
