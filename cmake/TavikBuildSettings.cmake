@@ -5,7 +5,7 @@ add_library(tavik_build_settings INTERFACE)
 add_library(tavik::build_settings ALIAS tavik_build_settings)
 target_compile_features(tavik_build_settings INTERFACE cxx_std_20)
 target_compile_options(tavik_build_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
+  -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
     -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
