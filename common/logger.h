@@ -44,7 +44,7 @@ private:
 #define TAVIK_LOG(severity_name) TAVIK_LOG_FROM(severity_name, __PRETTY_FUNCTION__)
 
 /// As TAVIK_LOG, with another text for the "Function" attribute.
-#define TAVIK_LOG_FROM(severity_name, function_name)                                          \
-    if (!::Common::logging::Accepts(::Common::logging::Severity::severity_name)) {            \
-    } else                                                                                    \
+#define TAVIK_LOG_FROM(severity_name, function_name)                               \
+    if (!::Common::logging::Accepts(::Common::logging::Severity::severity_name)) { \
+    } else                                                                         \
         ::Common::logging::Record(::Common::logging::Severity::severity_name, function_name).Stream()

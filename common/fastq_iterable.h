@@ -1,0 +1,44 @@
+#pragma once
+
+#include <istream>
+#include <string>
+
+#include "common/fastq_record.h"
+
+namespace Common {
+
+/// Single-pass iteration over the records of a FASTQ stream, four lines each. The stream is borrowed and must
+/// outlive the iterable. One thread.
+class FastQIterable {
+public:
+    explicit FastQIterable(std::istream& stream) : stream(&stream) {}
+
+    /// Reads the first record. Throws std::runtime_error "Cannot start FastQ iteration twice" when iteration
+    /// has begun, and otherwise as Advance.
+    void begin();
+
+    /// Reads the next record; false at the end, an incomplete last record included. A stream error is logged
+    /// as a warning and ends the iteration as the end of the file does. Throws std::runtime_error for a
+    /// record that fails FastQRecord::Validate.
+    bool Advance();
+
+    /// The record read last; it changes with the next Advance.
+    FastQRecord& Current() { return record; }
+
+private:
+    enum class State { not_started = 0, available = 1, end = 2 };
+
+    void Increment();
+    bool ReadRecordLines();
+
+    std::istream* stream;
+    FastQRecord record;
+    State state = State::not_started;
+    // The four lines of a record, kept to reuse their memory.
+    std::string title;
+    std::string sequence;
+    std::string plus;
+    std::string qstring;
+};
+
+}  // namespace Common

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <istream>
+#include <string>
+
+namespace Common {
+
+/// Reads one line into `line`, without its line feed and without one carriage return before it. Returns
+/// false, with `line` unspecified, when the stream had reached its end already; a last line without a line
+/// feed counts, and so does the empty text after a final line feed. A device error leaves as the exception
+/// that the stream lets through, or as std::runtime_error from a stream that throws none.
+bool ReadLine(std::istream& stream, std::string& line);
+
+}  // namespace Common

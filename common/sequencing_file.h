@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include <boost/iostreams/filtering_stream.hpp>
+
+namespace Common {
+
+/// The extension of a path as Boost.Filesystem defines it (from the last dot of the file name, dot included),
+/// in lower case.
+std::string LowerCaseExtension(const std::string& path);
+
+/// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in any case.
+bool HasReadFileExtension(const std::string& path);
+
+/// Prepares `stream`, which must be empty, for reading one file: plain text for the read-file extensions,
+/// gzip for every other name, whatever the content is. Never fails itself: a file that cannot be opened or is
+/// no gzip file makes the first read throw an exception that names the file and the reason.
+void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
+
+}  // namespace Common

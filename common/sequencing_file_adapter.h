@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <limits>
+#include <memory>
+
+#include "common/fasta_iterable.h"
+#include "common/fastq_iterable.h"
+
+namespace Common {
+
+/// The reads of one FASTA or FASTQ stream as a container that can be walked once, by one thread. The stream
+/// is borrowed and must outlive the adapter. Misuse of the adapter or of its iterators is a programming error
+/// and ends the process through std::terminate.
+class SequencingFileAdapter {
+public:
+    /// Names a place in the walk by its 0-based record index; all iterators of an adapter share its position.
+    class Iterator {
+    public:
+        /// Reads the next record; throws as FastQIterable::Advance and FastaIterable::Advance do.
+        Iterator& operator++();
+        /// The current record, valid until the next increment.
+        FastQRecord& operator*() const;
+        /// Compares the indices alone: two ends are equal whichever adapter they belong to.
+        friend bool operator==(const Iterator& a, const Iterator& b) { return a.index == b.index; }
+
+    private:
+        friend class SequencingFileAdapter;
+        static constexpr std::uint64_t kEnd = std::numeric_limits<std::uint64_t>::max();
+
+        Iterator(SequencingFileAdapter* adapter, std::uint64_t index) : adapter(adapter), index(index) {}
+
+        SequencingFileAdapter* adapter;
+        std::uint64_t index;
+    };
+
+    /// Looks at the first character of the stream: ">" means FASTA, everything else, an empty stream
+    /// included, FASTQ. What the device throws on this first read passes through.
+    explicit SequencingFileAdapter(std::istream& stream);
+
+    /// Reads the first record and returns the iterator with index 0, also when there was no record: a file
+    /// without any is then dereferenced and ends the process, deliberately, instead of passing as a file of
+    /// 0 reads. To be called once.
+    Iterator begin();
+    /// The shared end.
+    static const Iterator& end();
+
+private:
+    enum class State { not_started = 0, running = 1, end = 2 };
+
+    bool Advance();
+    FastQRecord& Current();
+
+    State state = State::not_started;
+    std::unique_ptr<FastaIterable> fasta;  // Exactly one of the two is set, by the kind of the file.
+    std::unique_ptr<FastQIterable> fastq;
+};
+
+}  // namespace Common

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/fastq_record.h"
+#include "common/job_thread.h"
+
+namespace Common {
+
+/// The work on one read. It gets a record of its own.
+using RecordJob = std::function<int(FastQRecord&)>;
+
+/// One slot of a WorkerPool: a thread and the job that it was given last.
+struct Worker {
+    enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
+
+    explicit Worker(std::function<void()> on_finished) : thread(std::move(on_finished)) {}
+
+    std::future<int> pending;      ///< The result to come; not valid when no job is held.
+    Status status = Status::idle;  ///< As of the last refresh.
+    int result = 0;                ///< What the job returned, once finished.
+    std::string error_text;        ///< What the job's exception said, once failed; empty otherwise.
+    std::uint64_t job_number = 0;  ///< Of the job taken last.
+    JobThread thread;
+};
+
+/// A fixed number of workers, each of which runs at most one job at a time. All operations belong to the one
+/// thread that owns the pool; only the jobs run elsewhere.
+class WorkerPool {
+public:
+    /// A count of 0 or below gives a pool that can take no job.
+    explicit WorkerPool(int thread_count);
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
+    /// Waits for the jobs that are running.
+    ~WorkerPool();
+
+    /// Starts `job` with a copy of `record` on the first idle worker. Returns the worker's 0-based index, or
+    /// -1 when none is idle.
+    int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
+
+    /// Looks at every pending result, without waiting, and rebuilds the three lists. A job that ended with a
+    /// std::exception makes its worker failed; any other exception leaves this call.
+    void Refresh();
+
+    /// Blocks until a job has ended since the last Refresh began, at most for `longest`.
+    void WaitForFinishedJob(std::chrono::milliseconds longest);
+
+    /// Blocks until every pending result is there, then refreshes.
+    void WaitForAll();
+
+    /// Makes a finished or failed worker idle.
+    /// Throws std::runtime_error "Cannot reset a worker that is still working.".
+    void Reset(std::size_t index);
+
+    /// 0-based indices of the workers in each state, ascending; workers with a running job are in none.
+    const std::vector<std::size_t>& Idle() const { return idle; }
+    const std::vector<std::size_t>& Finished() const { return finished; }
+    const std::vector<std::size_t>& Failed() const { return failed; }
+    std::size_t Size() const { return workers.size(); }
+    const Worker& At(std::size_t index) const { return *workers.at(index); }
+
+private:
+    void RefreshWorker(Worker& worker);
+    void RebuildLists();
+    void JobFinished() noexcept;
+
+    std::mutex mutex;
+    std::condition_variable job_finished;
+    std::uint64_t finished_jobs = 0;       // Guarded by mutex.
+    std::uint64_t finished_jobs_seen = 0;  // The value of finished_jobs at the last Refresh; owner only.
+    std::vector<std::unique_ptr<Worker>> workers;
+    std::vector<std::size_t> idle;
+    std::vector<std::size_t> finished;
+    std::vector<std::size_t> failed;
+};
+
+}  // namespace Common
