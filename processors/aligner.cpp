@@ -1,0 +1,136 @@
+#include "processors/aligner.h"
+
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "common/logger.h"
+#include "common/version.h"
+#include "processors/relative_path.h"
+#include "processors/summary_row.h"
+#include "third_party_alignment/align_read.h"
+#include "third_party_alignment/minimap2_caller.h"
+#include "third_party_alignment/sam_header.h"
+
+namespace Tavik {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+// The one output that an aligner writes per input file.
+constexpr char kSamOutput[] = "";
+
+constexpr char kNoAsync[] = "Asynch alignment not yet supported!";
+
+// Writes the alignment lines of a SAM text, header lines and empty lines left out.
+void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
+    const auto begin = ThirdPartyAlignment::SamHeader::EndOfHeaderLines(sam);
+    const std::string_view lines = std::string_view(sam).substr(begin);
+    for (std::size_t start = 0; start < lines.size();) {
+        const auto line_feed = lines.find('\n', start);
+        if (line_feed == std::string_view::npos) {
+            file.WriteLine(std::string(lines.substr(start)) + '\n');
+            return;
+        }
+        if (line_feed > start) {
+            file.WriteLine(lines.substr(start, line_feed + 1 - start));
+        }
+        start = line_feed + 1;
+    }
+}
+
+}  // namespace
+
+void Aligner::DeclareProcessorOptions() {
+    using Common::OptionFlags;
+    AddOption("align_ref,a", "Path to alignment reference.", &align_ref, OptionFlags::Required);
+    AddOption("min_coverage", "Minimum coverage to accept an alignment.", &min_coverage,
+              OptionFlags::CommandLine | OptionFlags::ConfigFile);
+    usage_text =
+        "\nUsage:\n\n  tavik_aligner -i <input fastq path> -s <output SAM path>\n"
+        "    --align_ref <reference file>\n\n";
+}
+
+std::string Aligner::GetLogFileName() { return "tavik_aligner.log"; }
+
+std::string Aligner::GetSummaryFileName() { return "alignment_summary.txt"; }
+
+void Aligner::PrepareRun() {
+    summary.WriteLine(SummaryHeader());
+    try {
+        LoadReference();
+    } catch (const std::exception& error) {
+        TAVIK_LOG(error) << "Failed to load index " << align_ref << " with error: " << error.what();
+        std::exit(1);
+    } catch (...) {
+        TAVIK_LOG(error) << "Failed to load index " << align_ref;
+        std::exit(1);
+    }
+    TAVIK_LOG(message) << "QEL Tavik alignment software version " << Common::kVersion
+                       << "\ninput path:         " << input_path << "\nsave path:          " << save_path
+                       << "\nalignment ref.:     " << align_ref << "\nmin. coverage:      " << min_coverage;
+}
+
+void Aligner::LoadReference() {
+    auto minimap2 = std::make_unique<ThirdPartyAlignment::Minimap2Caller>(align_ref);
+    const auto& loading = *minimap2;
+    caller = std::move(minimap2);
+    loading.LoadIndex();
+    sam_header = loading.GetSamHeader() + "\n";
+}
+
+void Aligner::StartNewFile(const std::string& file) {
+    const auto sam_path = SamPath(file);
+    const auto folder = fs::path(sam_path).parent_path();
+    boost::system::error_code unknown;
+    const auto status = fs::status(folder, unknown);
+    if (status.type() == fs::status_error || status.type() == fs::file_not_found) {
+        TAVIK_LOG(info) << "Creating output folder " << folder;
+        fs::create_directories(folder);
+    }
+    if (!sam_paths_used.insert(sam_path).second) {
+        TAVIK_LOG(warning) << "Input file " << file << " replaces the SAM file of an earlier input file: "
+                           << sam_path;
+    }
+    auto& output = SamOutput();
+    output.file.Open(sam_path);
+    output.file.WriteLine(sam_header);
+    output.read_count = 0;
+}
+
+std::string Aligner::SamPath(const std::string& file) const {
+    auto name = input_path.empty() ? fs::path(file).filename() : RelativePath(file, input_path);
+    return (fs::path(save_path) / name.replace_extension("sam")).string();
+}
+
+OutputEntry& Aligner::SamOutput() {
+    const std::lock_guard lock(outputs_mutex);
+    return outputs[kSamOutput];
+}
+
+int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& read_id) {
+    const auto result =
+        ThirdPartyAlignment::AlignRead(caller.get(), record.GetSequence(), read_id, false, min_coverage);
+    const auto row = SummaryRow(read_id, result);
+
+    auto& output = SamOutput();
+    const std::lock_guard output_lock(output.mutex);
+    ++output.read_count;
+    WriteAlignmentLines(result.sam_record, output.file);
+    // Inside the other lock, so that both files hold the reads in the same order.
+    const std::lock_guard summary_lock(summary_mutex);
+    summary.WriteLine(row);
+    TAVIK_LOG(verbose) << "Done with read " << read_id << ". Genome: " << result.genome;
+    return 1;
+}
+
+void Aligner::ProcessReadAsync(const Common::FastQRecord& /*record*/, const std::string& /*read_id*/) {
+    throw std::runtime_error(kNoAsync);
+}
+
+void Aligner::CollectAsyncResults() { throw std::runtime_error(kNoAsync); }
+
+}  // namespace Tavik

@@ -1,0 +1,42 @@
+#include "processors/output_file.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include "common/logger.h"
+
+namespace Tavik {
+
+void OutputFile::Open(const std::string& new_path) {
+    stream.close();
+    stream.clear();
+    path = new_path;
+    failure_reported = false;
+    errno = 0;
+    stream.open(path, std::ios_base::out | std::ios_base::trunc);
+    if (!stream) {
+        Report("Could not open output file ");
+    }
+}
+
+void OutputFile::WriteLine(std::string_view line) {
+    if (!stream) {
+        return;  // Reported when it failed.
+    }
+    errno = 0;
+    stream.write(line.data(), static_cast<std::streamsize>(line.size()));
+    stream.flush();
+    if (!stream) {
+        Report("Could not write to output file ");
+    }
+}
+
+void OutputFile::Report(const char* what) {
+    const int reason = errno;
+    if (!failure_reported) {
+        failure_reported = true;
+        TAVIK_LOG(error) << what << path << ": " << std::generic_category().message(reason);
+    }
+}
+
+}  // namespace Tavik

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "third_party_alignment/alignment_result.h"
+
+namespace ThirdPartyAlignment {
+
+/// An aligner that turns one read at a time into SAM text, whatever stands behind it.
+class ExtAlignCaller {
+public:
+    /// Aligns one read. Returns SAM text: header lines, if the back-end writes any, and one or more alignment
+    /// lines. Throws std::runtime_error when the aligner fails. Whether several threads may call one instance is
+    /// each back-end's to say.
+    virtual std::string Call(const std::string& sequence, const std::string& read_name) = 0;
+
+    virtual ~ExtAlignCaller() = default;
+
+    /// An independent caller of the same kind and settings.
+    virtual std::shared_ptr<ExtAlignCaller> Copy() const = 0;
+
+    /// The result of a read whose alignment is rejected: genome "*", genome_start 0, all other figures -1 but
+    /// for coverage 0, and a complete unmapped SAM record without header, bases or qualities.
+    virtual AlignmentResult CreateUnalignedResult(const std::string& read_name) const;
+
+protected:
+    ExtAlignCaller() = default;
+    ExtAlignCaller(const ExtAlignCaller&) = default;
+    ExtAlignCaller& operator=(const ExtAlignCaller&) = default;
+};
+
+}  // namespace ThirdPartyAlignment

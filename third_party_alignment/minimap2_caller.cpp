@@ -1,0 +1,134 @@
+#include "third_party_alignment/minimap2_caller.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "common/logger.h"
+#include "third_party_alignment/mm_index_wrapper.h"
+
+/// For programs that load us beside the wrapper library and want to know whether calls arrive: a newly allocated
+/// "Hello World.", to be released with free. Exported by the program; nothing in it calls this.
+extern "C" char* qelmm_test();
+
+extern "C" char* qelmm_test() { return strdup("Hello World."); }
+
+namespace ThirdPartyAlignment {
+
+namespace {
+
+struct UnloadIndex {
+    void operator()(mm_idx_t* index) const { qelmm_unload_index(index); }
+};
+
+struct FreeText {
+    void operator()(char* text) const { std::free(text); }
+};
+
+std::string FormatSamHeader(const mm_idx_t& index) {
+    std::string header;
+    for (std::uint32_t i = 0; i < index.n_seq; ++i) {
+        // Whole, whatever the length of the name.
+        header.append(i == 0 ? "@SQ\tSN:" : "\n@SQ\tSN:").append(index.seq[i].name);
+        header.append("\tLN:").append(std::to_string(index.seq[i].len));
+    }
+    return header;
+}
+
+// The read as the wrapper takes it: without qualities, the other members not set.
+mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
+    mm_bseq1_t read;
+    read.l_seq = static_cast<int>(sequence.size());
+    // The structure has no const texts; the wrapper does not write to them.
+    read.name = const_cast<char*>(read_name.c_str());  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    read.seq = const_cast<char*>(sequence.c_str());    // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    read.qual = nullptr;
+    return read;
+}
+
+}  // namespace
+
+Minimap2Caller::Minimap2Caller(const std::string& index_file)
+    : index_file(index_file), index_wrapper(std::make_shared<MMIndexWrapper>()) {
+    boost::system::error_code ignored;
+    if (!boost::filesystem::is_regular_file(index_file, ignored)) {
+        throw std::runtime_error("Aligner index file " + index_file + " does not exist!");
+    }
+    TAVIK_LOG(verbose) << "Creating Minimap2Caller";
+}
+
+Minimap2Caller::~Minimap2Caller() {
+    TAVIK_LOG(verbose) << "~Minimap2Caller() called. References to index: " << index_wrapper.use_count();
+}
+
+void Minimap2Caller::LoadIndex() const {
+    if (index_wrapper->index == nullptr) {
+        const auto guard = std::make_shared<std::lock_guard<std::mutex>>(index_wrapper->mutex);
+        if (index_wrapper->index == nullptr) {
+            std::unique_ptr<mm_idx_t, UnloadIndex> index(qelmm_load_index(index_file.c_str()));
+            if (index) {
+                index_wrapper->sam_header = FormatSamHeader(*index);
+                occ_threshold = qelmm_cache_idx_occ_thres(index.get());
+                index_wrapper->index = index.release();
+            }
+        }
+    }
+    const mm_idx_t* const index = index_wrapper->index;
+    if (index == nullptr) {
+        throw std::runtime_error("Could not load index " + index_file);
+    }
+    if (index->n_seq == 0) {
+        throw std::runtime_error("Minimap2 index contains 0 sequences.");
+    }
+}
+
+const std::string& Minimap2Caller::LoadedHeader() const {
+    LoadIndex();
+    return index_wrapper->sam_header;
+}
+
+std::string Minimap2Caller::GetSamHeader() const { return LoadedHeader(); }
+
+std::string Minimap2Caller::Call(const std::string& sequence, const std::string& read_name) {
+    static constexpr std::string_view kError = "ERROR:";
+
+    LoadIndex();
+    std::unique_ptr<char, FreeText> answer(
+        qelmm_align(index_wrapper->index, occ_threshold, ToMinimapRead(sequence, read_name)));
+    const std::string_view text = answer ? answer.get() : "";
+    TAVIK_LOG(verbose) << "received SAM string: " << text;
+    if (!answer) {
+        throw std::runtime_error("Minimap2 returned NULL string");
+    }
+    if (text.empty() || text.starts_with(kError)) {
+        // An answer that is no record stays the wrapper's own text: it is not ours to free.
+        static_cast<void>(answer.release());
+        throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
+                                              : "Minimap2 returned: " + std::string(text.substr(kError.size())));
+    }
+    std::string sam;
+    if (with_header) {
+        const auto& header = index_wrapper->sam_header;
+        sam.reserve(header.size() + 1 + text.size());
+        sam.append(header).append("\n");
+    }
+    sam.append(text);
+    return sam;
+}
+
+std::shared_ptr<ExtAlignCaller> Minimap2Caller::Copy() const {
+    TAVIK_LOG(verbose) << "Copying Minimap2Caller";
+    return std::shared_ptr<ExtAlignCaller>(new Minimap2Caller(*this));
+}
+
+AlignmentResult Minimap2Caller::CreateUnalignedResult(const std::string& read_name) const {
+    auto result = ExtAlignCaller::CreateUnalignedResult(read_name);
+    result.sam_record.insert(0, LoadedHeader() + "\n");
+    return result;
+}
+
+}  // namespace ThirdPartyAlignment

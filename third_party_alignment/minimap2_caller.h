@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "third_party_alignment/ext_align_caller.h"
+
+namespace ThirdPartyAlignment {
+
+class MMIndexWrapper;
+
+/// Aligns reads in this process with minimap2. Copies share one index. Once the index is loaded, all operations
+/// may be called from several threads at once.
+class Minimap2Caller : public ExtAlignCaller {
+public:
+    /// `index_file`: a minimap2 index or a reference in FASTA or FASTQ; it is loaded by LoadIndex, not here.
+    /// Throws std::runtime_error "Aligner index file <path> does not exist!" unless it is a regular file.
+    explicit Minimap2Caller(const std::string& index_file);
+    Minimap2Caller& operator=(const Minimap2Caller&) = delete;
+    ~Minimap2Caller() override;
+
+    /// Loads the index unless this caller or one that shares it has done so. Throws std::runtime_error "Could
+    /// not load index <path>" (the next call tries again) or "Minimap2 index contains 0 sequences.".
+    void LoadIndex() const;
+
+    /// The index's "@SQ" lines, joined by line feeds, none after the last. Loads the index, and throws, as
+    /// LoadIndex does.
+    std::string GetSamHeader() const;
+
+    /// The header, if `with_header`, and the record(s) of one read, each line with a line feed. Loads the index
+    /// as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
+    std::string Call(const std::string& sequence, const std::string& read_name) override;
+
+    /// A caller that shares the index. The occurrence threshold belongs to the caller that loaded the index: a
+    /// copy made before that keeps 0.
+    std::shared_ptr<ExtAlignCaller> Copy() const override;
+
+    /// As ExtAlignCaller's, with the header in front of the record, whatever `with_header` says.
+    AlignmentResult CreateUnalignedResult(const std::string& read_name) const override;
+
+private:
+    Minimap2Caller(const Minimap2Caller&) = default;
+
+    const std::string& LoadedHeader() const;
+
+    std::string index_file;
+    std::shared_ptr<MMIndexWrapper> index_wrapper;
+    mutable std::int32_t occ_threshold = 0;  // Written once, by the loading of the index.
+    bool with_header = true;
+};
+
+}  // namespace ThirdPartyAlignment

@@ -1,0 +1,187 @@
+#include "third_party_alignment/sam_handler.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "common/logger.h"
+#include "third_party_alignment/sam_header.h"
+#include "third_party_alignment/text_cursor.h"
+
+namespace ThirdPartyAlignment {
+
+namespace {
+
+constexpr std::int32_t kReverseStrand = 0x10;
+
+// Sums of 32-bit lengths from a text that may hold anything: they wrap instead of being undefined.
+std::int32_t Sum(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+
+std::int32_t Difference(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+
+struct AlignmentLine {
+    std::int32_t flag = 0;
+    std::string_view cigar;
+    std::string_view seq;
+};
+
+// Columns 1 to 11. A missing column leaves its member as it is.
+AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
+    AlignmentLine line;
+    std::int32_t unused = 0;
+    cursor.Word();  // QNAME
+    cursor.Number(line.flag);
+    if (const auto rname = cursor.Word(); !rname.empty()) {
+        result.genome = rname;
+    }
+    cursor.Number(result.genome_start);
+    cursor.Number(unused);  // MAPQ
+    line.cigar = cursor.Word();
+    cursor.Word();          // RNEXT
+    cursor.Number(unused);  // PNEXT
+    cursor.Number(unused);  // TLEN
+    line.seq = cursor.Word();
+    cursor.Word();  // QUAL
+    return line;
+}
+
+// The record of an unmapped read without its last two columns gets them.
+void CompleteUnmappedRecord(std::string& record) {
+    if (!record.empty() && record.back() == '\n') {
+        record.pop_back();
+        record += "\t*\t*\n";
+    } else {
+        TAVIK_LOG(verbose) << "Attempted to fix invalid SAM but format not as expected";
+    }
+}
+
+// The optional fields behind column 11. The table is small and each field is asked for once: no map is built.
+class OptionalFields {
+public:
+    explicit OptionalFields(TextCursor& cursor) {
+        while (true) {
+            char separator = '\0';
+            if (!cursor.Character(separator) && cursor.AtEnd()) {
+                return;
+            }
+            if (separator == '\n' || separator == '\r') {
+                return;
+            }
+            const auto token = cursor.Word();
+            if (token.size() < 5 || token[2] != ':' || token[4] != ':') {
+                throw std::runtime_error("optional SAM field '" + std::string(token) + "' could not be parsed.");
+            }
+            fields.emplace_back(token.substr(0, 2), token.substr(5));
+        }
+    }
+
+    // The number in a field; the last one counts when a tag is repeated.
+    std::int32_t Integer(std::string_view tag) const {
+        const auto found = std::find_if(fields.rbegin(), fields.rend(),
+                                        [tag](const auto& field) { return field.first == tag; });
+        if (found == fields.rend()) {
+            throw std::out_of_range("map::at");  // The text of the standard's throwing look-ups.
+        }
+        return std::stoi(std::string(found->second));
+    }
+
+private:
+    std::vector<std::pair<std::string_view, std::string_view>> fields;  // Tag and value.
+};
+
+}  // namespace
+
+AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
+    AlignmentResult result;
+    result.sam_record = std::move(sam);
+
+    const std::string_view text = result.sam_record;
+    const auto header = SamHeader::Of(text);
+    TextCursor cursor(text.substr(header->Size()));
+    const auto line = ReadColumns(cursor, result);
+
+    if (result.genome == "*") {
+        result.genome_start = -1;
+        if (line.seq.empty()) {
+            CompleteUnmappedRecord(result.sam_record);
+        }
+        return result;
+    }
+
+    const OptionalFields fields(cursor);
+    ParseCigar(std::string(line.cigar), result);
+    const auto reference_length = header->ReferenceLength(result.genome);
+    result.coverage = static_cast<float>(result.num_aligned) /
+                      static_cast<float>(std::min<std::int32_t>(reference_length, query_length));
+    result.strand_end = Sum(Sum(result.num_aligned, result.strand_start), result.num_insertions);
+    result.num_events = static_cast<std::int32_t>(line.seq.size());
+    result.genome_end = Sum(Sum(result.genome_start, result.num_aligned), result.num_deletions);
+
+    // NM counts mismatches, inserted and deleted bases (SAM optional fields, "NM").
+    const auto edit_distance = fields.Integer("NM");
+    result.num_correct = Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions),
+                             result.num_insertions);
+    const auto columns = Sum(Sum(result.num_aligned, result.num_deletions), result.num_insertions);
+    result.identity = static_cast<float>(result.num_correct) / static_cast<float>(result.num_aligned);
+    result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);
+    result.strand_score = fields.Integer("AS");
+
+    // Only the name tells the strand: coordinates stay those of the SAM record on purpose.
+    if ((line.flag & kReverseStrand) != 0) {
+        result.genome += "_rc";
+    }
+    return result;
+}
+
+void SamHandler::ParseCigar(const std::string& cigar, AlignmentResult& result) {
+    result.strand_start = 0;
+    result.num_insertions = 0;
+    result.num_deletions = 0;
+    result.num_aligned = 0;
+
+    const char* const begin = cigar.c_str();
+    const char* const end = begin + cigar.size();
+    for (const char* cursor = begin; cursor != end;) {
+        const bool first = cursor == begin;
+        const auto [length, operation] = NextCigarOp(cursor);
+        switch (operation) {
+            case 'H':
+            case 'S':
+                if (first) {
+                    result.strand_start = length;
+                }
+                break;
+            case 'I':
+                result.num_insertions = Sum(result.num_insertions, length);
+                break;
+            case 'D':
+                result.num_deletions = Sum(result.num_deletions, length);
+                break;
+            case 'M':
+                result.num_aligned = Sum(result.num_aligned, length);
+                break;
+            default:
+                throw std::runtime_error("Currently only supporting HSIDM in SAM cigar string.");
+        }
+    }
+}
+
+std::pair<std::int32_t, char> SamHandler::NextCigarOp(const char*& cursor) {
+    const char* const digits = cursor;
+    std::uint32_t length = 0;
+    while (*cursor >= '0' && *cursor <= '9') {
+        length = length * 10 + static_cast<std::uint32_t>(*cursor - '0');
+        ++cursor;
+    }
+    if (cursor == digits || *cursor == '\0') {
+        return {-1, '?'};
+    }
+    return {static_cast<std::int32_t>(length), *cursor++};
+}
+
+}  // namespace ThirdPartyAlignment

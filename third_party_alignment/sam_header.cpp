@@ -1,0 +1,126 @@
+#include "third_party_alignment/sam_header.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+
+#include "third_party_alignment/text_cursor.h"
+
+namespace ThirdPartyAlignment {
+
+namespace {
+
+// Below this many bytes reading the lines again is cheaper than comparing them under a lock.
+constexpr std::size_t kKeepFrom = 4096;
+
+std::mutex kept_header_mutex;
+std::shared_ptr<const SamHeader> kept_header;  // Guarded by kept_header_mutex.
+
+std::string_view WithoutTag(std::string_view field) {
+    if (field.size() < 3) {
+        throw std::out_of_range("SAM header field '" + std::string(field) + "' is too short.");
+    }
+    return field.substr(3);
+}
+
+// As std::stoi; plain digits, which is all that aligners write, need no copy of the text.
+std::int32_t ToInteger(std::string_view text) {
+    std::int32_t value = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc() && rest == text.data() + text.size()) {
+        return value;
+    }
+    return std::stoi(std::string(text));
+}
+
+std::size_t SkipHeaderLines(std::string_view text) {
+    std::size_t offset = 0;
+    while (offset < text.size() && text[offset] == '@') {
+        const auto line_feed = text.find('\n', offset);
+        offset = line_feed == std::string_view::npos ? text.size() : line_feed + 1;
+    }
+    return offset;
+}
+
+}  // namespace
+
+std::shared_ptr<const SamHeader> SamHeader::Of(std::string_view text) {
+    if (auto known = KeptHeaderOf(text)) {
+        return known;
+    }
+    auto header = std::make_shared<SamHeader>();
+    header->Read(text);
+    if (header->size >= kKeepFrom && text[header->size - 1] == '\n') {
+        auto copy = std::make_shared<SamHeader>();
+        copy->Keep(text.substr(0, header->size));
+        const std::lock_guard lock(kept_header_mutex);
+        kept_header = std::move(copy);
+    }
+    return header;
+}
+
+std::size_t SamHeader::EndOfHeaderLines(std::string_view text) {
+    const auto known = KeptHeaderOf(text);
+    return known && known->by_line ? known->size : SkipHeaderLines(text);
+}
+
+std::int32_t SamHeader::ReferenceLength(std::string_view name) const {
+    if (sorted) {
+        const auto found = std::lower_bound(references.begin(), references.end(), name,
+                                            [](const auto& entry, auto key) { return entry.name < key; });
+        return found != references.end() && found->name == name ? found->length : 0;
+    }
+    const auto found = std::find_if(references.rbegin(), references.rend(),
+                                    [name](const auto& entry) { return entry.name == name; });
+    return found != references.rend() ? found->length : 0;
+}
+
+void SamHeader::Read(std::string_view text) {
+    TextCursor cursor(text);
+    while (cursor.NextIs('@')) {
+        const auto tag = cursor.Word();
+        const auto name_field = cursor.Word();
+        const auto length_field = cursor.Word();
+        if (tag == "@SQ") {
+            const auto length = ToInteger(WithoutTag(length_field));
+            references.push_back({WithoutTag(name_field), length});
+        }
+        cursor.SkipLine();
+    }
+    size = cursor.Offset();
+}
+
+void SamHeader::Keep(std::string_view header) {
+    kept = header;
+    Read(kept);
+    // The last line of a name counts: reversed, it is the first of its equals, which is the one that stays.
+    std::reverse(references.begin(), references.end());
+    std::stable_sort(references.begin(), references.end(),
+                     [](const auto& a, const auto& b) { return a.name < b.name; });
+    references.erase(std::unique(references.begin(), references.end(),
+                                 [](const auto& a, const auto& b) { return a.name == b.name; }),
+                     references.end());
+    sorted = true;
+    by_line = SkipHeaderLines(kept) == kept.size();
+}
+
+bool SamHeader::IsHeaderOf(std::string_view text) const {
+    return text.size() >= kept.size() && std::memcmp(text.data(), kept.data(), kept.size()) == 0 &&
+           (text.size() == kept.size() || text[kept.size()] != '@');
+}
+
+std::shared_ptr<const SamHeader> SamHeader::KeptHeaderOf(std::string_view text) {
+    if (text.size() < kKeepFrom) {
+        return nullptr;
+    }
+    std::shared_ptr<const SamHeader> known;
+    {
+        const std::lock_guard lock(kept_header_mutex);
+        known = kept_header;
+    }
+    return known && known->IsHeaderOf(text) ? known : nullptr;
+}
+
+}  // namespace ThirdPartyAlignment
