@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include <unistd.h>
+
+namespace Tests {
+
+/// A new folder under the system's temporary folder, removed with everything in it at the end.
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        auto pattern = (std::filesystem::temp_directory_path() / "tavik-test-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("could not make a folder like " + pattern);
+        }
+        path = pattern;
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+
+    std::string Path(const std::string& name) const { return path + "/" + name; }
+
+    /// Writes a file and returns its path.
+    std::string Write(const std::string& name, const std::string& content) const {
+        std::ofstream(Path(name), std::ios_base::binary) << content;
+        return Path(name);
+    }
+
+private:
+    std::string path;
+};
+
+}  // namespace Tests

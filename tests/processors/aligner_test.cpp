@@ -1,0 +1,200 @@
+#include "processors/aligner.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "processors/relative_path.h"
+#include "processors/summary_row.h"
+#include "tests/common/captured_log.h"
+#include "tests/common/temporary_folder.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+Lines ReadLines(const std::string& path) {
+    std::ifstream stream(path);
+    Lines lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// Answers by the read's name; safe for concurrent use.
+class FakeCaller : public ThirdPartyAlignment::ExtAlignCaller {
+public:
+    std::string Call(const std::string& sequence, const std::string& read_name) override {
+        if (read_name.starts_with("throws")) {
+            throw std::runtime_error("no luck");
+        }
+        if (read_name.starts_with("odd")) {
+            throw 5;
+        }
+        if (read_name.starts_with("silent")) {
+            return "@SQ\tSN:chr\tLN:100\n";
+        }
+        const auto length = std::to_string(sequence.size());
+        const auto line = read_name + "\t0\tchr\t5\t60\t" + length + "M\t*\t0\t0\t" + sequence + "\t*\tNM:i:0\tAS:i:7";
+        return "@SQ\tSN:chr\tLN:100\n" + line + "\n\n" + line + " second";
+    }
+    std::shared_ptr<ExtAlignCaller> Copy() const override { return std::make_shared<FakeCaller>(*this); }
+};
+
+class TestedAligner : public Tavik::Aligner {
+public:
+    TestedAligner(const std::string& input, const std::string& save, int threads) {
+        input_path = input;
+        save_path = save;
+        worker_threads = threads;
+        caller = std::make_unique<FakeCaller>();
+        summary.Open(save + "/" + GetSummaryFileName());
+    }
+    void LogReads() { log_reads = true; }
+};
+
+std::string Record(const std::string& name) { return "@" + name + "\nACGT\n+\nIIII\n"; }
+
+TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
+    for (const int threads : {1, 8}) {
+        const Tests::TemporaryFolder folder;
+        const Tests::CapturedLog log;
+        TestedAligner aligner(folder.Path("."), folder.Path("."), threads);
+        aligner.LogReads();
+        std::string text;
+        for (int i = 0; i < 50; ++i) {
+            text += Record("r" + std::to_string(i));
+        }
+        text += Record("throws") + Record("odd") + "@\nACGT\n+\nIIII\n" + Record("silent x=y");
+        const auto file = folder.Write("a.fq", text);
+        EXPECT_EQ(aligner.ProcessSequencingFile(file), 51);
+
+        const auto sam = ReadLines(folder.Path("a.sam"));
+        const auto rows = ReadLines(folder.Path("alignment_summary.txt"));
+        ASSERT_EQ(sam.size(), 100U) << "two lines a read, no header lines, no empty ones";
+        ASSERT_EQ(rows.size(), 51U);
+        EXPECT_TRUE(std::find(rows.begin(), rows.end(), "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") != rows.end());
+        Lines in_sam;
+        Lines in_summary;
+        for (std::size_t i = 0; i < sam.size(); i += 2) {
+            EXPECT_EQ(sam[i] + " second", sam[i + 1]) << "lines of two reads are mixed";
+            in_sam.push_back(sam[i].substr(0, sam[i].find('\t')));
+        }
+        for (const auto& row : rows) {
+            if (!row.starts_with("silent")) {
+                in_summary.push_back(row.substr(0, row.find('\t')));
+            }
+        }
+        EXPECT_EQ(in_sam, in_summary);
+
+        auto errors = log.Of("error");
+        std::sort(errors.begin(), errors.end());
+        EXPECT_EQ(errors, (Lines{"Error while processing read odd. Continuing with next read.",
+                                 "Error while processing read throws: no luck Continuing with next read.",
+                                 "Read title '@' does not have any space. Continuing with next read."}));
+        EXPECT_EQ(log.Of("info").back(), "Successfully finished input file " + file + " (51 reads)");
+        const auto verbose = log.Of("verbose");
+        EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Starting to process read: r7"), 1);
+        EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Done with read r7. Genome: chr"), 1);
+    }
+}
+
+TEST(Aligner, AFailingFileEndsWithOneMessage) {
+    const Tests::TemporaryFolder folder;
+    const auto bad = folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
+    const auto missing = folder.Path("missing.fastq");
+    const auto good = folder.Write("good.fastq", Record("r1"));
+    const struct {
+        std::string file;
+        int threads, count;
+        std::string reason;
+        std::size_t lines;
+    } cases[] = {
+        {bad, 2, -1, "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
+        {missing, 2, -1, "Could not open " + missing + ": No such file or directory", 0},
+        {good, 0, -1, "Could not submit job 0", 0},
+        {good, -1, -1, "Could not submit job 0", 0},
+        {good, 1, 1, "", 2},
+    };
+    for (const auto& c : cases) {
+        const Tests::CapturedLog log;
+        TestedAligner aligner("", folder.Path("out"), c.threads);
+        EXPECT_EQ(aligner.ProcessSequencingFile(c.file), c.count) << c.file;
+        const auto errors = log.Of("error");
+        const auto message = "Error while processing input file " + c.file + ": " + c.reason + " Will continue with next input file.";
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0) << c.file << c.reason;
+        const auto name = c.file.substr(c.file.rfind('/'));
+        EXPECT_EQ(ReadLines(folder.Path("out") + name.substr(0, name.find('.')) + ".sam").size(), c.lines);
+    }
+}
+
+TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
+    const Tests::TemporaryFolder folder;
+    const auto file = folder.Write("a.fastq", Record("r1") + Record("r2") + Record("r3"));
+    std::filesystem::create_directories(folder.Path("out/b.sam"));
+    std::filesystem::create_symlink("/dev/full", folder.Path("out/a.sam"));
+    std::filesystem::create_symlink("/dev/full", folder.Path("out/alignment_summary.txt"));
+    const Tests::CapturedLog log;
+    TestedAligner aligner("", folder.Path("out"), 2);
+    EXPECT_EQ(aligner.ProcessSequencingFile(file), 3);
+    EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write("b.fastq", Record("r1") + Record("r2"))), 2);
+    auto errors = log.Of("error");
+    std::sort(errors.begin(), errors.end());
+    EXPECT_EQ(errors,
+              (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
+                     "Could not write to output file " + folder.Path("out/a.sam") + ": No space left on device",
+                     "Could not write to output file " + folder.Path("out/alignment_summary.txt") + ": No space left on device"}));
+}
+
+TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
+    const Tests::TemporaryFolder folder;
+    const Tests::CapturedLog log;
+    TestedAligner aligner("", folder.Path("."), 1);
+    aligner.StartNewFile("/x/a.fastq");
+    EXPECT_TRUE(log.Of("warning").empty());
+    aligner.StartNewFile("/y/a.fasta");
+    EXPECT_EQ(log.Of("warning"), Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " + folder.Path("./a.sam")});
+}
+
+TEST(Aligner, ThereIsNoAsynchronousMode) {
+    const Tests::TemporaryFolder folder;
+    const auto file = folder.Write("a.fastq", Record("r1"));
+    const Tests::CapturedLog log;
+    TestedAligner aligner("", folder.Path("."), 1);
+    EXPECT_EQ(aligner.ProcessSequencingFileAsync(file), -1);
+    EXPECT_EQ(log.Of("error"),
+              (Lines{"Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
+                     "Error while processing input file " + file + ": Asynch alignment not yet supported! Will continue with next input file."}));
+}
+
+TEST(RelativePath, MirrorsTheInputFolder) {
+    const struct {
+        const char *file, *base, *expected;
+    } cases[] = {
+        {"/in/a.fastq", "/in", "a.fastq"},          {"/in/x/b.reads.fastq", "/in//", "x/b.reads.fastq"},
+        {"/other/b.fq", "/data/run1", "../../other/b.fq"}, {"in/a.fq", "in\\", "a.fq"},
+        {"/a.fq", "/", "/a.fq"},                    {"./x/a.fq", ".", "x/a.fq"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Tavik::RelativePath(c.file, c.base), c.expected) << c.file << " from " << c.base;
+    }
+}
+
+TEST(SummaryRow, WritesNumbersAsAStandardStreamDoes) {
+    for (const float value : {0.954321F, 1.0F, -1.0F, 0.1F, 1.0F / 3.0F, 1e-7F, 123456789.0F, INFINITY, -INFINITY, NAN, -NAN}) {
+        ThirdPartyAlignment::AlignmentResult result;
+        result.identity = value;
+        std::ostringstream expected;
+        expected << "r\t*\t0\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t" << value << "\t-1\t-1\n";
+        EXPECT_EQ(Tavik::SummaryRow("r", result), expected.str());
+    }
+}
+
+}  // namespace
