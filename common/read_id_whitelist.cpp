@@ -1,0 +1,45 @@
+#include "common/read_id_whitelist.h"
+
+#include <fstream>
+#include <stdexcept>
+#include <string_view>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "common/logger.h"
+
+namespace Common {
+
+namespace {
+
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // What the C library counts as such.
+
+std::string_view Trimmed(std::string_view line) {
+    const auto begin = line.find_first_not_of(kWhiteSpace);
+    if (begin == std::string_view::npos) {
+        return {};
+    }
+    return line.substr(begin, line.find_last_not_of(kWhiteSpace) + 1 - begin);
+}
+
+}  // namespace
+
+std::unordered_set<std::string> getReadIdWhitelist(const std::string& path) {
+    boost::system::error_code unknown;
+    if (!boost::filesystem::exists(path, unknown)) {
+        throw std::runtime_error("Could not load readIdWhitelist file: '" + path + "'");
+    }
+    std::unordered_set<std::string> ids;
+    std::ifstream stream(path);
+    for (std::string line; std::getline(stream, line);) {
+        const auto id = Trimmed(line);
+        if (id.find(' ') != std::string_view::npos) {
+            TAVIK_LOG(warning) << "read_id is invalid as it contains a space " << id;
+        } else if (!id.empty()) {
+            ids.emplace(id);
+        }
+    }
+    return ids;
+}
+
+}  // namespace Common

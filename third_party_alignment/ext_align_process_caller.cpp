@@ -1,0 +1,67 @@
+#include "third_party_alignment/ext_align_process_caller.h"
+
+#include <stdexcept>
+#include <string_view>
+
+#include <boost/algorithm/string/replace.hpp>
+
+#include "common/logger.h"
+
+namespace ThirdPartyAlignment {
+
+namespace {
+
+// Runs that may fail before the one whose failure counts: eleven runs in all. The count and the number in the
+// message are deliberate.
+constexpr int kMaxAttempts = 10;
+
+// A value for the shell: each blank in double quotes, so that a path with blanks stays one word.
+std::string Quoted(const std::string& value) { return boost::replace_all_copy(value, " ", "\" \""); }
+
+}  // namespace
+
+ExtAlignProcessCaller::ExtAlignProcessCaller(const std::string& reference, const std::string& executable,
+                                             const std::string& command)
+    : reference(reference), executable(executable), command(command), launcher("") {
+    TAVIK_LOG(verbose) << "Creating ExtAlignProcessCaller";
+}
+
+std::string ExtAlignProcessCaller::Call(const std::string& sequence, const std::string& read_name) {
+    const auto read_file = launcher.NewFilename(".fasta");
+    launcher.WriteFile(read_file, ">" + read_name + "\n" + sequence + "\n");
+    Run(CommandLine(read_file));
+    launcher.DeleteFile(read_file);
+    return launcher.Output();
+}
+
+std::string ExtAlignProcessCaller::CommandLine(const std::string& read_file) const {
+    // One placeholder after the other, each pass resuming behind what it inserted.
+    auto line = boost::replace_all_copy(command, "{executable}", Quoted(executable));
+    boost::replace_all(line, "{reference}", Quoted(reference));
+    boost::replace_all(line, "{strand}", Quoted(read_file));
+    return line + " 2> /dev/null";
+}
+
+void ExtAlignProcessCaller::Run(const std::string& command_line) {
+    for (int failures = 0;; ++failures) {
+        try {
+            launcher.Launch(command_line, true);
+            if (failures > 0) {
+                TAVIK_LOG(verbose) << "BWA alignment succeeded eventually on attempt: " << failures + 1;
+            }
+            return;
+        } catch (const std::runtime_error&) {
+            if (failures == kMaxAttempts) {
+                TAVIK_LOG(verbose) << "Alignment failed after max_attempts: " << kMaxAttempts;
+                throw;
+            }
+        }
+    }
+}
+
+std::shared_ptr<ExtAlignCaller> ExtAlignProcessCaller::Copy() const {
+    TAVIK_LOG(verbose) << "Copying ExtAlignProcessCaller";
+    return std::make_shared<ExtAlignProcessCaller>(reference, executable, command);
+}
+
+}  // namespace ThirdPartyAlignment

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "common/process_launcher.h"
+#include "third_party_alignment/ext_align_caller.h"
+
+namespace ThirdPartyAlignment {
+
+/// Aligns reads by running an external aligner once per read. One thread at a time per instance; copies have
+/// temporary folders of their own. Since commands run inside that folder, relative paths start there.
+class ExtAlignProcessCaller : public ExtAlignCaller {
+public:
+    /// `command`: a shell command in which "{executable}", "{reference}" and "{strand}" stand for the two paths
+    /// and for the name of the read's FASTA file. It prints SAM text on its standard output.
+    ExtAlignProcessCaller(const std::string& reference, const std::string& executable,
+                          const std::string& command);
+
+    /// Writes the read as FASTA, runs the command and returns what it printed. A failing run is repeated at
+    /// once, eleven runs in all; then the last failure's std::runtime_error is thrown and the FASTA file stays
+    /// until the caller is destroyed.
+    std::string Call(const std::string& sequence, const std::string& read_name) override;
+
+    std::shared_ptr<ExtAlignCaller> Copy() const override;
+
+private:
+    std::string CommandLine(const std::string& read_file) const;
+    void Run(const std::string& command_line);
+
+    std::string reference;
+    std::string executable;
+    std::string command;
+    Common::ProcessLauncher launcher;
+};
+
+}  // namespace ThirdPartyAlignment
