@@ -89,9 +89,9 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     fs::current_path(directory);
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
-    // A failure from here to the end of the output leaves the process in `directory`. Deliberate: callers find
-    // the command's files where it stopped.
-    // "e": a command that another thread starts meanwhile must not inherit this pipe and keep it open.
+    // A failure from here to the end of the output leaves the process in `directory`. Deliberate: callers
+    // find the command's files where it stopped. "e": a command that another thread starts meanwhile must not
+    // inherit this pipe and keep it open.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");
@@ -104,7 +104,8 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     fs::current_path(previous);
     TAVIK_LOG(verbose) << "Set working path back to previous: " << previous.string();
     if (throw_on_error && status != 0) {
-        throw std::runtime_error("Command '" + command + "' finished with error code " + std::to_string(status));
+        throw std::runtime_error("Command '" + command + "' finished with error code " +
+                                 std::to_string(status));
     }
     return status;
 }

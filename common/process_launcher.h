@@ -7,9 +7,9 @@
 
 namespace Common {
 
-/// Runs shell commands inside a working folder of its own and collects what they print. One thread at a time per
-/// launcher; note that Launch changes the working directory of the whole process and that nothing puts the
-/// launches of several launchers in sequence.
+/// Runs shell commands inside a working folder of its own and collects what they print. One thread at a time
+/// per launcher; note that Launch changes the working directory of the whole process and that nothing puts
+/// the launches of several launchers in sequence.
 class ProcessLauncher {
 public:
     /// Works in `directory`. When it is empty, a new name under the system's temporary folder is drawn; the

@@ -54,9 +54,13 @@ void Aligner::DeclareProcessorOptions() {
         "    --align_ref <reference file>\n\n";
 }
 
-std::string Aligner::GetLogFileName() { return "tavik_aligner.log"; }
+std::string Aligner::GetLogFileName() {
+    return "tavik_aligner.log";
+}
 
-std::string Aligner::GetSummaryFileName() { return "alignment_summary.txt"; }
+std::string Aligner::GetSummaryFileName() {
+    return "alignment_summary.txt";
+}
 
 void Aligner::PrepareRun() {
     summary.WriteLine(SummaryHeader());
@@ -92,8 +96,8 @@ void Aligner::StartNewFile(const std::string& file) {
         fs::create_directories(folder);
     }
     if (!sam_paths_used.insert(sam_path).second) {
-        TAVIK_LOG(warning) << "Input file " << file << " replaces the SAM file of an earlier input file: "
-                           << sam_path;
+        TAVIK_LOG(warning) << "Input file " << file
+                           << " replaces the SAM file of an earlier input file: " << sam_path;
     }
     auto& output = SamOutput();
     output.file.Open(sam_path);
@@ -131,6 +135,8 @@ void Aligner::ProcessReadAsync(const Common::FastQRecord& /*record*/, const std:
     throw std::runtime_error(kNoAsync);
 }
 
-void Aligner::CollectAsyncResults() { throw std::runtime_error(kNoAsync); }
+void Aligner::CollectAsyncResults() {
+    throw std::runtime_error(kNoAsync);
+}
 
 }  // namespace Tavik

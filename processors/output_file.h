@@ -8,8 +8,8 @@
 
 namespace Tavik {
 
-/// A text file that is written line by line and reports its first failure, once, at severity error with its path
-/// and the system's reason; later writes to it are then lost. Not synchronised.
+/// A text file that is written line by line and reports its first failure, once, at severity error with its
+/// path and the system's reason; later writes to it are then lost. Not synchronised.
 class OutputFile {
 public:
     /// Opens `path` for writing and truncates an existing file; closes the file that was open before.
@@ -28,9 +28,9 @@ private:
 
 /// What the run loop keeps per output of the current input file.
 struct OutputEntry {
-    std::mutex mutex;              ///< Guards the other members once workers run.
-    OutputFile file;               ///< Closed with the entry.
-    std::int32_t read_count = 0;   ///< Reads written through this entry.
+    std::mutex mutex;             ///< Guards the other members once workers run.
+    OutputFile file;              ///< Closed with the entry.
+    std::int32_t read_count = 0;  ///< Reads written through this entry.
 };
 
 }  // namespace Tavik

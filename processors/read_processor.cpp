@@ -19,8 +19,7 @@ namespace fs = boost::filesystem;
 namespace {
 
 // How the records of a per-read job name their origin.
-constexpr char kJobOrigin[] =
-    "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
+constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
 
 constexpr int kSubmitAttempts = 10;
 
@@ -172,8 +171,8 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
         for (const auto& [name, output] : outputs) {
             count += output.read_count;
         }
-        TAVIK_LOG_FROM(info, origin)
-            << "Successfully finished input file " << file << " (" << count << " reads)";
+        TAVIK_LOG_FROM(info, origin) << "Successfully finished input file " << file << " (" << count
+                                     << " reads)";
     } catch (const std::exception& error) {
         TAVIK_LOG_FROM(error, origin) << "Error while processing input file " << file << ": " << error.what()
                                       << " Will continue with next input file.";

@@ -18,30 +18,31 @@ class progress_display;
 
 namespace Tavik {
 
-/// The engine behind a read-processing tool: common options, discovery of the input files, the run over them and
-/// the containment of failures. A concrete processor supplies its options, file names and per-read work.
+/// The engine behind a read-processing tool: common options, discovery of the input files, the run over them
+/// and the containment of failures. A concrete processor supplies its options, file names and per-read work.
 ///
-/// Everything runs on the thread that calls Run, except ProcessRead, which worker threads call at the same time
-/// for different reads.
+/// Everything runs on the thread that calls Run, except ProcessRead, which worker threads call at the same
+/// time for different reads.
 class ReadProcessor : protected Common::Parameters {
 public:
     ReadProcessor();
     ~ReadProcessor() override;
 
-    /// Reads the parameters, answers help and version, creates the save folder and sets logging up. To be called
-    /// once. Ends the process with status 0 after help and with 255 on wrong parameters. A version request alone
-    /// ends with 255 too, in silence, because the required options are missing: deliberate, scripts rely on it.
-    /// Throws the file system's error when the save folder cannot be created.
-    /// `data_path_override`: see Common::Parameters::Parse; `default_config`: read when `--config` is not given.
+    /// Reads the parameters, answers help and version, creates the save folder and sets logging up. To be
+    /// called once. Ends the process with status 0 after help and with 255 on wrong parameters. A version
+    /// request alone ends with 255 too, in silence, because the required options are missing: deliberate,
+    /// scripts rely on it. Throws the file system's error when the save folder cannot be created.
+    /// `data_path_override`: see Common::Parameters::Parse; `default_config`: read when `--config` is not
+    /// given.
     ReadProcessor& Initialise(int argc, char** argv, const std::string& data_path_override,
                               const std::string& default_config);
 
-    /// Processes all input files. Returns 0, or -1 after a failure that was logged. Failures of a file or a read
-    /// are logged and do not end the run.
+    /// Processes all input files. Returns 0, or -1 after a failure that was logged. Failures of a file or a
+    /// read are logged and do not end the run.
     int Run();
 
-    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1 after a
-    /// failure of the file, which is logged.
+    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1
+    /// after a failure of the file, which is logged.
     int ProcessSequencingFile(const std::string& file);
     /// The same through the asynchronous hooks, on the calling thread alone.
     int ProcessSequencingFileAsync(const std::string& file);
@@ -49,7 +50,8 @@ public:
     // The order of the virtual operations is fixed: it continues that of Common::Parameters.
     void DeclareOptions() override;
 
-    /// Logs an error and returns false for a count of exactly 0 worker threads. Negative counts pass, on purpose.
+    /// Logs an error and returns false for a count of exactly 0 worker threads. Negative counts pass, on
+    /// purpose.
     bool ValidateParams() override;
 
     /// Registers the processor's own options and sets the usage text.

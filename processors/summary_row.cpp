@@ -7,9 +7,13 @@ namespace Tavik {
 
 namespace {
 
-void Append(std::string& row, const std::string& text) { row.append("\t").append(text); }
+void Append(std::string& row, const std::string& text) {
+    row.append("\t").append(text);
+}
 
-void Append(std::string& row, std::int32_t number) { Append(row, std::to_string(number)); }
+void Append(std::string& row, std::int32_t number) {
+    Append(row, std::to_string(number));
+}
 
 void Append(std::string& row, float number) {
     // The general format with six digits is what a standard stream writes by default.
@@ -31,8 +35,9 @@ std::string SummaryHeader() {
 std::string SummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {
     std::string row = read_id;
     Append(row, result.genome);
-    for (const auto number : {result.genome_start, result.genome_end, result.strand_start, result.strand_end,
-                              result.num_insertions, result.num_deletions, result.num_aligned, result.num_correct}) {
+    for (const auto number :
+         {result.genome_start, result.genome_end, result.strand_start, result.strand_end,
+          result.num_insertions, result.num_deletions, result.num_aligned, result.num_correct}) {
         Append(row, number);
     }
     Append(row, result.identity);

@@ -11,8 +11,8 @@ namespace ThirdPartyAlignment {
 class ExtAlignCaller {
 public:
     /// Aligns one read. Returns SAM text: header lines, if the back-end writes any, and one or more alignment
-    /// lines. Throws std::runtime_error when the aligner fails. Whether several threads may call one instance is
-    /// each back-end's to say.
+    /// lines. Throws std::runtime_error when the aligner fails. Whether several threads may call one instance
+    /// is each back-end's to say.
     virtual std::string Call(const std::string& sequence, const std::string& read_name) = 0;
 
     virtual ~ExtAlignCaller() = default;

@@ -16,7 +16,9 @@ namespace {
 constexpr int kMaxAttempts = 10;
 
 // A value for the shell: each blank in double quotes, so that a path with blanks stays one word.
-std::string Quoted(const std::string& value) { return boost::replace_all_copy(value, " ", "\" \""); }
+std::string Quoted(const std::string& value) {
+    return boost::replace_all_copy(value, " ", "\" \"");
+}
 
 }  // namespace
 

@@ -11,11 +11,13 @@
 #include "common/logger.h"
 #include "third_party_alignment/mm_index_wrapper.h"
 
-/// For programs that load us beside the wrapper library and want to know whether calls arrive: a newly allocated
-/// "Hello World.", to be released with free. Exported by the program; nothing in it calls this.
+/// For programs that load us beside the wrapper library and want to know whether calls arrive: a newly
+/// allocated "Hello World.", to be released with free. Exported by the program; nothing in it calls this.
 extern "C" char* qelmm_test();
 
-extern "C" char* qelmm_test() { return strdup("Hello World."); }
+extern "C" char* qelmm_test() {
+    return strdup("Hello World.");
+}
 
 namespace ThirdPartyAlignment {
 
@@ -91,7 +93,9 @@ const std::string& Minimap2Caller::LoadedHeader() const {
     return index_wrapper->sam_header;
 }
 
-std::string Minimap2Caller::GetSamHeader() const { return LoadedHeader(); }
+std::string Minimap2Caller::GetSamHeader() const {
+    return LoadedHeader();
+}
 
 std::string Minimap2Caller::Call(const std::string& sequence, const std::string& read_name) {
     static constexpr std::string_view kError = "ERROR:";
@@ -107,8 +111,9 @@ std::string Minimap2Caller::Call(const std::string& sequence, const std::string&
     if (text.empty() || text.starts_with(kError)) {
         // An answer that is no record stays the wrapper's own text: it is not ours to free.
         static_cast<void>(answer.release());
-        throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
-                                              : "Minimap2 returned: " + std::string(text.substr(kError.size())));
+        throw std::runtime_error(text.empty()
+                                     ? std::string("Minimap2 returned empty string")
+                                     : "Minimap2 returned: " + std::string(text.substr(kError.size())));
     }
     std::string sam;
     if (with_header) {

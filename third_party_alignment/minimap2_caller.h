@@ -10,8 +10,8 @@ namespace ThirdPartyAlignment {
 
 class MMIndexWrapper;
 
-/// Aligns reads in this process with minimap2. Copies share one index. Once the index is loaded, all operations
-/// may be called from several threads at once.
+/// Aligns reads in this process with minimap2. Copies share one index. Once the index is loaded, all
+/// operations may be called from several threads at once.
 class Minimap2Caller : public ExtAlignCaller {
 public:
     /// `index_file`: a minimap2 index or a reference in FASTA or FASTQ; it is loaded by LoadIndex, not here.
@@ -28,12 +28,12 @@ public:
     /// LoadIndex does.
     std::string GetSamHeader() const;
 
-    /// The header, if `with_header`, and the record(s) of one read, each line with a line feed. Loads the index
-    /// as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
+    /// The header, if `with_header`, and the record(s) of one read, each line with a line feed. Loads the
+    /// index as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
-    /// A caller that shares the index. The occurrence threshold belongs to the caller that loaded the index: a
-    /// copy made before that keeps 0.
+    /// A caller that shares the index. The occurrence threshold belongs to the caller that loaded the index:
+    /// a copy made before that keeps 0.
     std::shared_ptr<ExtAlignCaller> Copy() const override;
 
     /// As ExtAlignCaller's, with the header in front of the record, whatever `with_header` says.

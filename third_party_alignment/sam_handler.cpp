@@ -74,7 +74,8 @@ public:
             }
             const auto token = cursor.Word();
             if (token.size() < 5 || token[2] != ':' || token[4] != ':') {
-                throw std::runtime_error("optional SAM field '" + std::string(token) + "' could not be parsed.");
+                throw std::runtime_error("optional SAM field '" + std::string(token) +
+                                         "' could not be parsed.");
             }
             fields.emplace_back(token.substr(0, 2), token.substr(5));
         }
@@ -124,8 +125,8 @@ AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
 
     // NM counts mismatches, inserted and deleted bases (SAM optional fields, "NM").
     const auto edit_distance = fields.Integer("NM");
-    result.num_correct = Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions),
-                             result.num_insertions);
+    result.num_correct =
+        Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions), result.num_insertions);
     const auto columns = Sum(Sum(result.num_aligned, result.num_deletions), result.num_insertions);
     result.identity = static_cast<float>(result.num_correct) / static_cast<float>(result.num_aligned);
     result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);

@@ -11,17 +11,17 @@ namespace ThirdPartyAlignment {
 
 /// The header lines in front of a SAM text: their size and the reference lengths of their "@SQ" lines.
 ///
-/// A back-end puts the same header in front of each record, and with many reference sequences it is a thousand
-/// times the record's size. The last large header is therefore kept for the whole process, and a text that begins
-/// with the same bytes is only compared with it. Any thread.
+/// A back-end puts the same header in front of each record, and with many reference sequences it is a
+/// thousand times the record's size. The last large header is therefore kept for the whole process, and a
+/// text that begins with the same bytes is only compared with it. Any thread.
 class SamHeader {
 public:
-    /// Reads the header of `text`: while a line begins with "@", three words are taken and the rest of the line
-    /// is skipped. Words are separated by blanks of any kind, so a shorter line takes words from the line below.
-    /// After the word "@SQ", the second word is the SN field and the third the LN field by position, each
-    /// without its first three characters.
-    /// Throws std::out_of_range for a field of less than three characters, and what std::stoi throws for a
-    /// length. The result may refer to `text`, which must outlive it.
+    /// Reads the header of `text`: while a line begins with "@", three words are taken and the rest of the
+    /// line is skipped. Words are separated by blanks of any kind, so a shorter line takes words from the
+    /// line below. After the word "@SQ", the second word is the SN field and the third the LN field by
+    /// position, each without its first three characters. Throws std::out_of_range for a field of less than
+    /// three characters, and what std::stoi throws for a length. The result may refer to `text`, which must
+    /// outlive it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
     /// Where the first line of `text` that does not begin with "@" starts: an offset in bytes.

@@ -5,9 +5,9 @@
 
 namespace ThirdPartyAlignment {
 
-/// Walks a text with the rules of formatted stream extraction (blanks of any kind, line ends included, separate
-/// words; after a failed extraction nothing more is taken), without a stream's cost and without copying. The
-/// text is borrowed and must outlive the cursor and the views that it returns.
+/// Walks a text with the rules of formatted stream extraction (blanks of any kind, line ends included,
+/// separate words; after a failed extraction nothing more is taken), without a stream's cost and without
+/// copying. The text is borrowed and must outlive the cursor and the views that it returns.
 class TextCursor {
 public:
     explicit TextCursor(std::string_view text)

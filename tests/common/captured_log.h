@@ -5,8 +5,8 @@
 
 namespace Tests {
 
-/// Collects the texts of the log records made while it lives, as "severity: text"; one at a time. Safe against
-/// records from several threads.
+/// Collects the texts of the log records made while it lives, as "severity: text"; one at a time. Safe
+/// against records from several threads.
 class CapturedLog {
 public:
     CapturedLog();

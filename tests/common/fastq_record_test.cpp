@@ -27,12 +27,15 @@ TEST(FastQRecord, ValidationNamesTheFirstFault) {
     } cases[] = {
         {"ACGTU", "!~5II", "nothing thrown"},
         {"", "", "nothing thrown"},
-        {"ACGN", "IIII", "Sequence contained an unexpected character 'N' at position 3\n"
-                         "Header: @r\nSequence: ACGN\nQstring: IIII"},
-        {"acgt", "IIII", "Sequence contained an unexpected character 'a' at position 0\n"
-                         "Header: @r\nSequence: acgt\nQstring: IIII"},
-        {"NNNN", "III", "Sequence is not the same length as the qstring\n"
-                        "Header: @r\nSequence: NNNN\nQstring: III"},
+        {"ACGN", "IIII",
+         "Sequence contained an unexpected character 'N' at position 3\n"
+         "Header: @r\nSequence: ACGN\nQstring: IIII"},
+        {"acgt", "IIII",
+         "Sequence contained an unexpected character 'a' at position 0\n"
+         "Header: @r\nSequence: acgt\nQstring: IIII"},
+        {"NNNN", "III",
+         "Sequence is not the same length as the qstring\n"
+         "Header: @r\nSequence: NNNN\nQstring: III"},
         {"AC", "I ", "Unsupported character in the Qstring:  "},
         {"AC", "\x7fI", "Unsupported character in the Qstring: \x7f"},
         {"AC", "I\xc3", "Unsupported character in the Qstring: \xc3"},
@@ -62,7 +65,9 @@ TEST(FastQRecord, IdentifiersComeFromTheTitle) {
         {"@r1\tx runid=9", "r1\tx", "9", {}},
         {"@r1 xrunid=7", "r1", "7", {}},
         {"@r1 runid=", "r1", "", {}},
-        {"@", "[invalid read id]", "[invalid run id]",
+        {"@",
+         "[invalid read id]",
+         "[invalid run id]",
          {"Read title '@' does not have any space. Continuing with next read.",
           "Could not find 'runid=' in the title: @"}},
     };
@@ -73,8 +78,10 @@ TEST(FastQRecord, IdentifiersComeFromTheTitle) {
         EXPECT_EQ(record.GetRunId(), c.run_id) << c.title;
         EXPECT_EQ(log.Of("error"), c.errors) << c.title;
     }
-    EXPECT_EQ(MessageOf([] { FastQRecord().GetReadId(); }), "Cannot get the read ID from an empty FastQ record.");
-    EXPECT_EQ(MessageOf([] { FastQRecord().GetRunId(); }), "Cannot get the run ID from an empty FastQ record.");
+    EXPECT_EQ(MessageOf([] { FastQRecord().GetReadId(); }),
+              "Cannot get the read ID from an empty FastQ record.");
+    EXPECT_EQ(MessageOf([] { FastQRecord().GetRunId(); }),
+              "Cannot get the run ID from an empty FastQ record.");
 }
 
 TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
@@ -86,7 +93,7 @@ TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
 TEST(FastQRecord, ComposedTitleReadsBackAndMissingAttributesAreNamed) {
     Common::ValueMap attributes;
     const std::vector<std::pair<std::string, Common::Value>> in_order = {
-        {"read_id", "r7"}, {"run_id", "run"}, {"sample_id", "s"}, {"time_stamp", "2020-01-01T00:00:00Z"},
+        {"read_id", "r7"},   {"run_id", "run"}, {"sample_id", "s"}, {"time_stamp", "2020-01-01T00:00:00Z"},
         {"read_number", -3}, {"channel", 512}};
     for (const auto& [key, value] : in_order) {
         try {

@@ -94,7 +94,8 @@ TEST_F(ProcessLauncherTest, OwnedFolderAppearsOnUseAndGoesWithItsOwner) {
     {
         TestedLauncher launcher("");
         used = launcher.directory;
-        EXPECT_TRUE(std::regex_match(fs::path(used).filename().string(), std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}")));
+        EXPECT_TRUE(
+            std::regex_match(fs::path(used).filename().string(), std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}")));
         EXPECT_FALSE(fs::exists(used));
         const auto name = launcher.NewFilename(".fasta");
         EXPECT_TRUE(std::regex_match(name, std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}\\.fasta")));
@@ -104,13 +105,18 @@ TEST_F(ProcessLauncherTest, OwnedFolderAppearsOnUseAndGoesWithItsOwner) {
         launcher.DeleteFile(name);
         launcher.WriteFile("left", "");
         TestedLauncher borrowed(folder.Path("."));
-        unused = TestedLauncher("").directory;
+        const TestedLauncher never_used("");
+        unused = never_used.directory;
     }
     EXPECT_FALSE(fs::exists(used));
     EXPECT_TRUE(fs::exists(folder.Path(".")));
     const auto records = log.Of("verbose");
-    EXPECT_EQ(std::count(records.begin(), records.end(), "Removed temp directory " + used + ", in total 2 files and directories."), 1);
-    EXPECT_EQ(std::count(records.begin(), records.end(), "Removed temp directory " + unused + ", in total 0 files and directories."), 1);
+    EXPECT_EQ(std::count(records.begin(), records.end(),
+                         "Removed temp directory " + used + ", in total 2 files and directories."),
+              1);
+    EXPECT_EQ(std::count(records.begin(), records.end(),
+                         "Removed temp directory " + unused + ", in total 0 files and directories."),
+              1);
 }
 
 TEST_F(ProcessLauncherTest, ProgressIsLogged) {

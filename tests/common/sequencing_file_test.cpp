@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include <boost/iostreams/filter/gzip.hpp>
 #include <gtest/gtest.h>
+#include <boost/iostreams/filter/gzip.hpp>
 
 #include "common/sequencing_file_adapter.h"
 #include "tests/common/captured_log.h"
@@ -80,15 +80,20 @@ TEST(SequencingFile, TextIsWalkedRecordByRecord) {
         {"4n+2 lines", "@r1\nAC\n+\nII\n@r2\nA\n", {"@r1|AC|II"}},
         {"plus line unchecked", "r1\nAC\nx\nII\n", {"r1|AC|II"}},
         {"three empty lines at the end are no record", "@r1\nAC\n+\nII\n\n\n\n", {"@r1|AC|II", "||"}},
-        {"bad record", "@r1\nAC\n+\nII\n@r2\nAN\n+\nII\n@r3\nA\n+\nI\n",
-         {"@r1|AC|II", "Sequence contained an unexpected character 'N' at position 1\n"
-                       "Header: @r2\nSequence: AN\nQstring: II"}},
+        {"bad record",
+         "@r1\nAC\n+\nII\n@r2\nAN\n+\nII\n@r3\nA\n+\nI\n",
+         {"@r1|AC|II",
+          "Sequence contained an unexpected character 'N' at position 1\n"
+          "Header: @r2\nSequence: AN\nQstring: II"}},
         {"fasta over lines", ">c d\nACG\r\nUU\nA\n>e\nC", {">c d|ACGUUA|", ">e|C|"}},
         {"fasta without bases", ">a\n>b\nT\n", {">a||", ">b|T|"}},
-        {"lower case ends a fasta record", ">a\nAC\nacgt\n",
+        {"lower case ends a fasta record",
+         ">a\nAC\nacgt\n",
          {">a|AC|", "Invalid fasta description, it should start with '>'. acgt"}},
-        {"bad letter in fasta", ">a\nAC-G\n",
-         {"Sequence contained an unexpected character '-' at position 2\nHeader: >a\nSequence: AC-G\nQstring: "}},
+        {"bad letter in fasta",
+         ">a\nAC-G\n",
+         {"Sequence contained an unexpected character '-' at position 2\nHeader: >a\nSequence: "
+          "AC-G\nQstring: "}},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(WalkText(c.text), c.records) << c.name;

@@ -46,15 +46,23 @@ struct Records {
 
     int size;
     int fails_at = -1;
-    FastQRecord current;
+    FastQRecord current = {};
 };
 
 TEST(WorkerPool, ReportsHowEachJobEnded) {
     WorkerPool pool(4);
     std::latch release(1);
-    EXPECT_EQ(pool.Submit([](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); }, 0, kRecord), 0);
+    EXPECT_EQ(pool.Submit([](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); }, 0,
+                          kRecord),
+              0);
     EXPECT_EQ(pool.Submit([](FastQRecord&) -> int { throw std::runtime_error("broken"); }, 1, kRecord), 1);
-    EXPECT_EQ(pool.Submit([&](FastQRecord&) { release.wait(); return 0; }, 2, kRecord), 2);
+    EXPECT_EQ(pool.Submit(
+                  [&](FastQRecord&) {
+                      release.wait();
+                      return 0;
+                  },
+                  2, kRecord),
+              2);
     while (pool.At(0).status == Status::working || pool.At(1).status == Status::working) {
         pool.WaitForFinishedJob(std::chrono::milliseconds(1));
         pool.Refresh();

@@ -42,7 +42,8 @@ public:
             return "@SQ\tSN:chr\tLN:100\n";
         }
         const auto length = std::to_string(sequence.size());
-        const auto line = read_name + "\t0\tchr\t5\t60\t" + length + "M\t*\t0\t0\t" + sequence + "\t*\tNM:i:0\tAS:i:7";
+        const auto line =
+            read_name + "\t0\tchr\t5\t60\t" + length + "M\t*\t0\t0\t" + sequence + "\t*\tNM:i:0\tAS:i:7";
         return "@SQ\tSN:chr\tLN:100\n" + line + "\n\n" + line + " second";
     }
     std::shared_ptr<ExtAlignCaller> Copy() const override { return std::make_shared<FakeCaller>(*this); }
@@ -60,7 +61,9 @@ public:
     void LogReads() { log_reads = true; }
 };
 
-std::string Record(const std::string& name) { return "@" + name + "\nACGT\n+\nIIII\n"; }
+std::string Record(const std::string& name) {
+    return "@" + name + "\nACGT\n+\nIIII\n";
+}
 
 TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
     for (const int threads : {1, 8}) {
@@ -80,7 +83,8 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         const auto rows = ReadLines(folder.Path("alignment_summary.txt"));
         ASSERT_EQ(sam.size(), 100U) << "two lines a read, no header lines, no empty ones";
         ASSERT_EQ(rows.size(), 51U);
-        EXPECT_TRUE(std::find(rows.begin(), rows.end(), "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") != rows.end());
+        EXPECT_TRUE(std::find(rows.begin(), rows.end(),
+                              "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") != rows.end());
         Lines in_sam;
         Lines in_summary;
         for (std::size_t i = 0; i < sam.size(); i += 2) {
@@ -108,7 +112,8 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
 
 TEST(Aligner, AFailingFileEndsWithOneMessage) {
     const Tests::TemporaryFolder folder;
-    const auto bad = folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
+    const auto bad =
+        folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
     const auto missing = folder.Path("missing.fastq");
     const auto good = folder.Write("good.fastq", Record("r1"));
     const struct {
@@ -117,7 +122,8 @@ TEST(Aligner, AFailingFileEndsWithOneMessage) {
         std::string reason;
         std::size_t lines;
     } cases[] = {
-        {bad, 2, -1, "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
+        {bad, 2, -1,
+         "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
         {missing, 2, -1, "Could not open " + missing + ": No such file or directory", 0},
         {good, 0, -1, "Could not submit job 0", 0},
         {good, -1, -1, "Could not submit job 0", 0},
@@ -128,8 +134,10 @@ TEST(Aligner, AFailingFileEndsWithOneMessage) {
         TestedAligner aligner("", folder.Path("out"), c.threads);
         EXPECT_EQ(aligner.ProcessSequencingFile(c.file), c.count) << c.file;
         const auto errors = log.Of("error");
-        const auto message = "Error while processing input file " + c.file + ": " + c.reason + " Will continue with next input file.";
-        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0) << c.file << c.reason;
+        const auto message = "Error while processing input file " + c.file + ": " + c.reason +
+                             " Will continue with next input file.";
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0)
+            << c.file << c.reason;
         const auto name = c.file.substr(c.file.rfind('/'));
         EXPECT_EQ(ReadLines(folder.Path("out") + name.substr(0, name.find('.')) + ".sam").size(), c.lines);
     }
@@ -147,10 +155,11 @@ TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
     EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write("b.fastq", Record("r1") + Record("r2"))), 2);
     auto errors = log.Of("error");
     std::sort(errors.begin(), errors.end());
-    EXPECT_EQ(errors,
-              (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
-                     "Could not write to output file " + folder.Path("out/a.sam") + ": No space left on device",
-                     "Could not write to output file " + folder.Path("out/alignment_summary.txt") + ": No space left on device"}));
+    EXPECT_EQ(errors, (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
+                             "Could not write to output file " + folder.Path("out/a.sam") +
+                                 ": No space left on device",
+                             "Could not write to output file " + folder.Path("out/alignment_summary.txt") +
+                                 ": No space left on device"}));
 }
 
 TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
@@ -160,7 +169,9 @@ TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
     aligner.StartNewFile("/x/a.fastq");
     EXPECT_TRUE(log.Of("warning").empty());
     aligner.StartNewFile("/y/a.fasta");
-    EXPECT_EQ(log.Of("warning"), Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " + folder.Path("./a.sam")});
+    EXPECT_EQ(log.Of("warning"),
+              Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " +
+                    folder.Path("./a.sam")});
 }
 
 TEST(Aligner, ThereIsNoAsynchronousMode) {
@@ -169,18 +180,24 @@ TEST(Aligner, ThereIsNoAsynchronousMode) {
     const Tests::CapturedLog log;
     TestedAligner aligner("", folder.Path("."), 1);
     EXPECT_EQ(aligner.ProcessSequencingFileAsync(file), -1);
-    EXPECT_EQ(log.Of("error"),
-              (Lines{"Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
-                     "Error while processing input file " + file + ": Asynch alignment not yet supported! Will continue with next input file."}));
+    EXPECT_EQ(
+        log.Of("error"),
+        (Lines{
+            "Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
+            "Error while processing input file " + file +
+                ": Asynch alignment not yet supported! Will continue with next input file."}));
 }
 
 TEST(RelativePath, MirrorsTheInputFolder) {
     const struct {
         const char *file, *base, *expected;
     } cases[] = {
-        {"/in/a.fastq", "/in", "a.fastq"},          {"/in/x/b.reads.fastq", "/in//", "x/b.reads.fastq"},
-        {"/other/b.fq", "/data/run1", "../../other/b.fq"}, {"in/a.fq", "in\\", "a.fq"},
-        {"/a.fq", "/", "/a.fq"},                    {"./x/a.fq", ".", "x/a.fq"},
+        {"/in/a.fastq", "/in", "a.fastq"},
+        {"/in/x/b.reads.fastq", "/in//", "x/b.reads.fastq"},
+        {"/other/b.fq", "/data/run1", "../../other/b.fq"},
+        {"in/a.fq", "in\\", "a.fq"},
+        {"/a.fq", "/", "/a.fq"},
+        {"./x/a.fq", ".", "x/a.fq"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(Tavik::RelativePath(c.file, c.base), c.expected) << c.file << " from " << c.base;
@@ -188,7 +205,8 @@ TEST(RelativePath, MirrorsTheInputFolder) {
 }
 
 TEST(SummaryRow, WritesNumbersAsAStandardStreamDoes) {
-    for (const float value : {0.954321F, 1.0F, -1.0F, 0.1F, 1.0F / 3.0F, 1e-7F, 123456789.0F, INFINITY, -INFINITY, NAN, -NAN}) {
+    for (const float value :
+         {0.954321F, 1.0F, -1.0F, 0.1F, 1.0F / 3.0F, 1e-7F, 123456789.0F, INFINITY, -INFINITY, NAN, -NAN}) {
         ThirdPartyAlignment::AlignmentResult result;
         result.identity = value;
         std::ostringstream expected;

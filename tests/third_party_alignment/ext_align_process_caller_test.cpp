@@ -23,8 +23,8 @@ std::string ReadAll(const std::string& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// An "aligner" that appends a line to `runs`, fails on its first `failures` runs and then prints its arguments
-// and the read.
+// An "aligner" that appends a line to `runs`, fails on its first `failures` runs and then prints its
+// arguments and the read.
 class FakeAligner {
 public:
     explicit FakeAligner(int failures) {
@@ -68,7 +68,8 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
                 caller.Call("ACGT", "r1");
                 FAIL();
             } catch (const std::runtime_error& error) {
-                EXPECT_TRUE(std::string(error.what()).ends_with("finished with error code 1792")) << error.what();
+                EXPECT_TRUE(std::string(error.what()).ends_with("finished with error code 1792"))
+                    << error.what();
             }
         } else {
             EXPECT_EQ(caller.Call("ACGT", "r1"), "2:/a b\n>r1\nACGT\n");
@@ -79,13 +80,16 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
             return record.starts_with("BWA") || record.starts_with("Alignment failed");
         });
         EXPECT_EQ(alignment_records, c.message != nullptr ? 1 : 0);
-        EXPECT_EQ(std::count(records.begin(), records.end(), c.message != nullptr ? c.message : "-"), alignment_records);
+        EXPECT_EQ(std::count(records.begin(), records.end(), c.message != nullptr ? c.message : "-"),
+                  alignment_records);
     }
 }
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
-    ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
-    // The second pass finds the placeholder that the first one inserted, but no pass looks at its own insertions.
+    ExtAlignProcessCaller caller("{strand}", "{reference}",
+                                 "printf '%s|' {executable} {executable} {reference}");
+    // The second pass finds the placeholder that the first one inserted, but no pass looks at its own
+    // insertions.
     const auto output = caller.Call("A", "r");
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);
@@ -129,7 +133,8 @@ TEST(ExtAlignProcessCaller, DrivesARealAligner) {
 
     ExtAlignProcessCaller caller(path, "bwa", "{executable} mem {reference} {strand}");
     const auto forward = reference.substr(5000, 600);
-    // The first 700 bases and, behind them, 400 from elsewhere: a supplementary record with hard clips and SA.
+    // The first 700 bases and, behind them, 400 from elsewhere: a supplementary record with hard clips and
+    // SA.
     const auto split = reference.substr(1000, 700) + reverse_complement(reference.substr(15000, 400));
     const struct {
         std::string name, bases, genome;

@@ -38,16 +38,21 @@ extern "C" mm_idx_t* qelmm_load_index(const char*) {
     fake->index.seq = fake->sequences.data();
     return fake->loads ? &fake->index : nullptr;
 }
-extern "C" std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t*) { return 77; }
+extern "C" std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t*) {
+    return 77;
+}
 extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t read) {
     fake->threshold_given = threshold;
-    fake->last_read = std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
+    fake->last_read =
+        std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
     EXPECT_EQ(read.qual, nullptr);
     // Failure texts are the wrapper's own: the caller does not free them.
     const bool record = fake->answer != nullptr && *fake->answer != '\0' && *fake->answer != 'E';
     return record ? strdup(fake->answer) : const_cast<char*>(fake->answer);
 }
-extern "C" void qelmm_unload_index(mm_idx_t*) { ++fake->unloaded; }
+extern "C" void qelmm_unload_index(mm_idx_t*) {
+    ++fake->unloaded;
+}
 extern "C" char* qelmm_test();
 
 namespace {
@@ -76,7 +81,8 @@ protected:
 
 TEST_F(Minimap2CallerTest, NeedsARegularFile) {
     for (const auto& bad : {folder.Path("none"), folder.Path(".")}) {
-        EXPECT_EQ(ErrorOf([&] { Minimap2Caller caller(bad); }), "Aligner index file " + bad + " does not exist!");
+        EXPECT_EQ(ErrorOf([&] { Minimap2Caller caller(bad); }),
+                  "Aligner index file " + bad + " does not exist!");
     }
 }
 
@@ -133,7 +139,8 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
         original.LoadIndex();
         const auto late = original.Copy();
         early->Call("A", "r");
-        EXPECT_EQ(wrapper.threshold_given, 0) << "deliberate: the threshold belongs to the caller that loaded";
+        EXPECT_EQ(wrapper.threshold_given, 0)
+            << "deliberate: the threshold belongs to the caller that loaded";
         late->Call("A", "r");
         EXPECT_EQ(wrapper.threshold_given, 77);
         EXPECT_EQ(wrapper.loaded, 1);
@@ -156,10 +163,11 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     } cases[] = {
         {"6M4S", 0.6F, false}, {"7M3S", 0.6F, true}, {"6M4S", 0.5999F, true},
         {"10S", 0.6F, true},  // Nothing aligned: the aligner's own record stays. Deliberate.
-        {"1M9S", 0.0F, true}, {"10M", 1.0F, false},
+        {"1M9S", 0.0F, true},  {"10M", 1.0F, false},
     };
     for (const auto& c : cases) {
-        const auto record = "r\t0\tchr1\t5\t60\t" + std::string(c.cigar) + "\t*\t0\t0\t" + bases + "\t*\tNM:i:0\tAS:i:3\n";
+        const auto record =
+            "r\t0\tchr1\t5\t60\t" + std::string(c.cigar) + "\t*\t0\t0\t" + bases + "\t*\tNM:i:0\tAS:i:3\n";
         wrapper.answer = record.c_str();
         const auto result = ThirdPartyAlignment::AlignRead(&caller, bases, "r", false, c.threshold);
         EXPECT_EQ(result.genome == "chr1", c.kept) << c.cigar;

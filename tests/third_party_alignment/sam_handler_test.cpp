@@ -23,7 +23,9 @@ std::string Record(const std::string& flag, const std::string& cigar, const std:
     return "r1\t" + flag + "\tchr1\t100\t60\t" + cigar + "\t*\t0\t0\t" + kBases + "\t*" + optional_fields;
 }
 
-AlignmentResult Parse(std::string sam) { return SamHandler::Parse(std::move(sam), 111); }
+AlignmentResult Parse(std::string sam) {
+    return SamHandler::Parse(std::move(sam), 111);
+}
 
 std::string ErrorOf(const std::string& sam) {
     try {
@@ -82,8 +84,9 @@ TEST(SamHandler, UnmappedRecordKeepsTheDefaultsAndIsCompleted) {
         expected.genome_start = -1;
         expected.sam_record = kHeader + c.kept;
         EXPECT_EQ(result.ToValueMap().Entries(), expected.ToValueMap().Entries()) << c.sam;
-        EXPECT_EQ(log.Of("verbose"), std::vector<std::string>(
-                                         c.messages, "Attempted to fix invalid SAM but format not as expected"));
+        EXPECT_EQ(
+            log.Of("verbose"),
+            std::vector<std::string>(c.messages, "Attempted to fix invalid SAM but format not as expected"));
     }
 }
 
@@ -92,8 +95,8 @@ TEST(SamHandler, OnlyALeadingClipMovesTheStart) {
         const char* cigar;
         std::int32_t strand_start, aligned, inserted, deleted;
     } cases[] = {
-        {"3H5S10M", 3, 10, 0, 0}, {"10M7S", 0, 10, 0, 0}, {"7S", 7, 0, 0, 0}, {"2I3M1D4M", 0, 7, 2, 1},
-        {"4294967295M3M", 0, 2, 0, 0},  // 32-bit sums wrap.
+        {"3H5S10M", 3, 10, 0, 0}, {"10M7S", 0, 10, 0, 0},        {"7S", 7, 0, 0, 0},
+        {"2I3M1D4M", 0, 7, 2, 1}, {"4294967295M3M", 0, 2, 0, 0},  // 32-bit sums wrap.
     };
     for (const auto& c : cases) {
         const auto result = Parse(kHeader + Record("0", c.cigar, "\tNM:i:0\tAS:i:1\n"));
@@ -157,7 +160,9 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
     const auto record = [](int target) {
         return "r\t0\tc" + std::to_string(target) + "\t1\t0\t50M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:1\n";
     };
-    const auto coverage = [](const std::string& sam) { return SamHandler::Parse(std::string(sam), 1 << 30).coverage; };
+    const auto coverage = [](const std::string& sam) {
+        return SamHandler::Parse(std::string(sam), 1 << 30).coverage;
+    };
     std::string other = header;
     other.replace(other.find("LN:1007"), 7, "LN:5000");
 
