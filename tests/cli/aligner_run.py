@@ -1,0 +1,98 @@
+"""Runs the real program and reads what it leaves behind. The environment variable TAVIK_ALIGNER names the program;
+without it, that is the release build."""
+
+import os
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parents[2]
+REFERENCE = SOURCE / "examples" / "reference.fasta"
+READS = SOURCE / "examples" / "reads"
+PROGRAM = os.environ.get("TAVIK_ALIGNER", str(SOURCE / "build" / "release" / "bin" / "tavik_aligner"))
+
+# The start of a log record on the console and its severity; its message goes on to the next start.
+RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MULTILINE)
+
+
+class Run:
+    """One finished run: status ("SIGABRT" and the like for a signal), stdout and stderr apart."""
+
+    def __init__(self, args, stdin, folder):
+        self.args = [PROGRAM, *map(str, args)]
+        done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, timeout=250)
+        self.status = done.returncode if done.returncode >= 0 else signal.Signals(-done.returncode).name
+        self.stdout, self.stderr = done.stdout, done.stderr
+
+    def records(self):
+        """The log records on standard error as (severity, message)."""
+        parts = RECORD.split(self.stderr)
+        return [(level, text.rstrip("\n")) for level, text in zip(parts[1::2], parts[2::2])]
+
+
+class AlignerTest(unittest.TestCase):
+    """A work folder of its own per test; every failure shows the command lines that led to it."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.runs = []
+
+    def run_aligner(self, *args, stdin="", status=0):
+        run = Run(args, stdin, self.folder)
+        self.runs.append(run)
+        self.assertEqual(run.status, status)
+        return run
+
+    def align(self, files, *args, save="out", status=0):
+        """Aligns files, handed over as a list on standard input, to the example reference."""
+        files = "".join(f"{file}\n" for file in files)
+        args = ("-i", "", "-s", self.folder / save, "-a", REFERENCE, *args)
+        return self.run_aligner(*args, stdin=files, status=status)
+
+    def assertEqual(self, first, second, msg=None):
+        history = "".join(f"\n$ {' '.join(run.args)}\n{run.stderr}" for run in self.runs)
+        super().assertEqual(first, second, f"{msg or ''}{history}")
+
+    def write(self, name, text):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(text if isinstance(text, bytes) else text.encode())
+        return path
+
+    def sam(self, name, save="out"):
+        """The record lines of one SAM file."""
+        return [line for line in (self.folder / save / name).read_text().splitlines() if line[0] != "@"]
+
+    def sam_files(self, save="out"):
+        return sorted(str(path.relative_to(self.folder / save)) for path in (self.folder / save).rglob("*.sam"))
+
+    def summary(self, save="out"):
+        """The rows of the summary without its header."""
+        return (self.folder / save / "alignment_summary.txt").read_text().splitlines()[1:]
+
+
+def read_fastq(path):
+    """The records of a FASTQ file as (title, sequence, qualities)."""
+    lines = Path(path).read_text().splitlines()
+    return [(lines[i], lines[i + 1], lines[i + 3]) for i in range(0, len(lines), 4)]
+
+
+def fastq(records):
+    return "".join(f"{title}\n{sequence}\n+\n{qualities}\n" for title, sequence, qualities in records)
+
+
+def fasta(records):
+    return "".join(f">{title[1:]}\n{sequence}\n" for title, sequence, _ in records)
+
+
+def ids(lines):
+    """First columns, runs of one id taken together: a read's supplementary records follow its first."""
+    columns = [line.split("\t")[0] for line in lines]
+    return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]

@@ -1,0 +1,293 @@
+#!/usr/bin/env python3
+"""The real program, end to end. Each class is one test of ctest."""
+
+import gzip
+import os
+import re
+import subprocess
+import unittest
+import zlib
+from pathlib import Path
+
+from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, ids, read_fastq
+
+USAGE = """
+Usage:
+
+  tavik_aligner -i <input fastq path> -s <output SAM path>
+    --align_ref <reference file>
+
+Command line parameters:
+  -z [ --quiet ]              Quiet mode. Nothing will be output to stdout if 
+                              this option is set.
+  -t [ --worker_threads ] arg Number of worker threads.
+  -i [ --input_path ] arg     Path to input fastq files.
+  -s [ --save_path ] arg      Path to save fastq files.
+  -r [ --recursive ]          Search for input file recursively.
+  --trace_categories_logs arg Enable trace logs - list of strings with the 
+                              desired names.
+  --verbose_logs              Enable verbose logs.
+  -a [ --align_ref ] arg      Path to alignment reference.
+  --min_coverage arg          Minimum coverage to accept an alignment.
+  -h [ --help ]               produce help message
+  -v [ --version ]            print version number
+  -c [ --config ] arg         Config file to use
+  -d [ --data_path ] arg      Path to use for loading any data files the 
+                              application requires.
+
+"""
+UNKNOWN = "Unexpected option '--frobnicate' found on command line.\n"
+VERSION = f"{PROGRAM}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n"
+PROGRESS = "0%   10   20   30   40   50   60   70   80   90   100%\n" + "|----" * 10 + "|\n" + "*" * 51 + "\n"
+SAMPLE = READS / "sample_1.fastq"
+
+
+def file_error(file, reason):
+    return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")
+
+
+class StartUp(AlignerTest):
+    def test_wrong_options_end_with_their_messages(self):
+        missing = "Missing required option '{}'.\n".format
+        no_file = "Config file: /no/file.cfg does not exist!\n"
+        cases = [
+            ([], 0, USAGE),
+            (["-h", "--frobnicate"], 0, UNKNOWN + USAGE),
+            (["-h", "-v"], 0, VERSION + "Version requested.\n" + USAGE),
+            (["-v"], 255, VERSION),
+            (["-i", "x", "-a", "y"], 255, "\n" + missing("save_path") + "\n"),
+            (["-z"], 255, "\n" + "".join(map(missing, ("align_ref", "input_path", "save_path"))) + "\n"),
+            (["-i", "x", "-a", "y", "--frobnicate"], 255, UNKNOWN + "\n" + missing("save_path") + "\n"),
+            (["-i", "x", "-s", "s", "-a", "y", "-c", "/no/file.cfg"], 255, "\n" + no_file + "\n"),
+        ]
+        for args, status, stdout in cases:
+            run = self.run_aligner(*args, status=status)
+            self.assertEqual((run.stdout, run.stderr), (stdout, ""))
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_unknown_option_and_version_do_not_stop_a_complete_command_line(self):
+        for extra, start in (("--frobnicate", UNKNOWN + "\n\n"), ("-v", VERSION)):
+            run = self.align([SAMPLE], extra, save=extra)
+            self.assertEqual(run.stdout[: len(start)], start)
+            self.assertEqual(len(self.summary(extra)), 20)
+
+    def test_results_go_to_a_new_nested_folder_or_into_the_input_folder(self):
+        self.write("in/a.fastq", SAMPLE.read_text())
+        for save, found in (("new/nested", "new/nested"), ("INPUT_PATH", "in")):
+            self.run_aligner("-i", self.folder / "in", "-s", save, "-a", REFERENCE)
+            self.assertEqual(self.sam_files(found), ["a.sam"])
+            self.assertEqual(len(self.summary(found)), 20)
+            self.assertEqual(len(list((self.folder / found).glob("read_processor_log-*.log"))), 1)
+
+    def test_command_line_wins_over_configuration_file(self):
+        config = self.write("my.cfg", f"# reject all\nmin_coverage=1\nalign_ref={REFERENCE}\n")
+        self.write("in/a.fastq", SAMPLE.read_text())
+        for extra, mapped in (([], 0), (["--min_coverage", "0.6"], 17)):
+            self.run_aligner("-i", "in", "-s", "out", "-c", config, *extra)
+            self.assertEqual(sum(row.split("\t")[1] != "*" for row in self.summary()), mapped)
+
+    def test_quiet_run_prints_nothing_and_a_loud_one_its_progress(self):
+        self.assertEqual(self.align([SAMPLE], "-z").stdout, "")
+        loud = self.align([SAMPLE]).stdout
+        self.assertIn("Found 1 fastq files.\n", loud)
+        self.assertIn(PROGRESS, loud)
+        self.assertRegex(loud, r"Done in \d+ ms\.\n$")
+
+
+class InputDiscovery(AlignerTest):
+    def test_folder_walk_takes_plain_read_files_only(self):
+        for name in ("a.FASTQ", "b.reads.fq", "sub/deep/f.fastq", "e.txt"):
+            self.write("in/" + name, fastq(read_fastq(SAMPLE)[:2]))
+        for name in ("c.fa", "sub/g.fasta"):
+            self.write("in/" + name, fasta(read_fastq(SAMPLE)[:2]))
+        self.write("in/d.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
+        here = ["a.sam", "b.reads.sam", "c.sam"]
+        for save, args, files in (
+            ("flat", ["-i", "in"], here),
+            ("slash", ["-i", "in/"], here),
+            ("all", ["-i", "in", "-r"], here + ["sub/deep/f.sam", "sub/g.sam"]),
+        ):
+            run = self.run_aligner(*args, "-s", save, "-a", REFERENCE)
+            self.assertEqual(self.sam_files(save), files)
+            self.assertEqual(len(self.summary(save)), 2 * len(files))
+            self.assertEqual(run.stderr, "")
+
+    def test_listed_gzip_file_gives_the_records_of_the_plain_one(self):
+        self.align([self.write("a.fastq.gz", gzip.compress(SAMPLE.read_bytes())), SAMPLE], "-t", "1")
+        self.assertEqual(self.sam("a.fastq.sam"), self.sam("sample_1.sam"))
+
+    def test_empty_folder_leaves_an_empty_summary(self):
+        (self.folder / "in").mkdir()
+        run = self.run_aligner("-i", "in", "-s", "out", "-a", REFERENCE)
+        self.assertIn("Found 0 fastq files.\n", run.stdout)
+        self.assertEqual((self.sam_files(), self.summary(), run.stderr), ([], [], ""))
+
+    def test_missing_input_folder_ends_the_run(self):
+        run = self.run_aligner("-i", "/no/in", "-s", "out", "-a", REFERENCE, status=255)
+        reason = 'boost::filesystem::directory_iterator::construct: No such file or directory: "/no/in"'
+        self.assertEqual(run.records(), [("error", reason + ". Exiting.")])
+
+
+class BadInput(AlignerTest):
+    def test_missing_reference_ends_with_status_1_after_the_summary_header(self):
+        run = self.run_aligner("-i", READS, "-s", "out", "-a", "/no/ref", status=1)
+        reason = "Aligner index file /no/ref does not exist!"
+        self.assertEqual(run.records(), [("error", f"Failed to load index /no/ref with error: {reason}")])
+        self.assertEqual(self.summary(), [])
+
+    def test_empty_plain_file_aborts_the_process(self):
+        # Deliberate: an empty file means that something upstream went wrong.
+        self.align([self.write("a.fastq", "")], status="SIGABRT")
+
+    def test_failing_file_keeps_its_reads_so_far_and_the_next_file_follows(self):
+        good, other, (title, sequence, qualities), *_ = read_fastq(SAMPLE)
+        bad_length = self.write("a.fastq", fastq([good, other, (title, sequence, "I"), good]))
+        record = f"Header: {title}\nSequence: {sequence}\nQstring: "
+        with_n = self.write("b.fastq", fastq([good, (title, "ACGN", "IIII")]))
+        n_record = f"Header: {title}\nSequence: ACGN\nQstring: IIII"
+        lower = self.write("c.fa", fasta([good]) + "acgt\n")
+        plain = self.write("d.txt", fastq([good]))
+        absent = self.folder / "e.fastq"
+        run = self.align([bad_length, with_n, lower, plain, absent, SAMPLE], "-t", "2")
+        length_message = f"Sequence is not the same length as the qstring\n{record}I"
+        letter_message = f"Sequence contained an unexpected character 'N' at position 3\n{n_record}"
+        self.assertEqual(run.records(), [
+            file_error(bad_length, length_message),
+            file_error(with_n, letter_message),
+            file_error(lower, "Invalid fasta description, it should start with '>'. acgt"),
+            file_error(plain, f"gzip error in {plain}: not in gzip format"),
+            file_error(absent, f"Could not open {absent}: No such file or directory"),
+        ])
+        counts = {name: len(ids(self.sam(name))) for name in self.sam_files()}
+        self.assertEqual(counts, {"a.sam": 2, "b.sam": 1, "c.sam": 1, "d.sam": 0, "e.sam": 0, "sample_1.sam": 20})
+
+    def test_read_without_an_identifier_is_skipped(self):
+        first, second, *_ = read_fastq(SAMPLE)
+        run = self.align([self.write("a.fastq", fastq([first, ("@", "ACGT", "IIII"), second]))])
+        message = "Read title '@' does not have any space. Continuing with next read."
+        self.assertEqual(run.records(), [("error", message)])
+        self.assertEqual(len(self.summary()), 2)
+
+    def test_truncated_gzip_file_yields_its_whole_reads_and_a_warning(self):
+        cut = gzip.compress(SAMPLE.read_bytes())[:-9000]
+        whole_lines = zlib.decompressobj(31).decompress(cut).count(b"\n")
+        path = self.write("a.fastq.gz", cut)
+        run = self.align([path])
+        message = f"Caught exception, so setting END flag. gzip error in {path}: the file ends too early"
+        self.assertEqual(run.records(), [("warning", message)])
+        self.assertEqual(len(self.summary()), whole_lines // 4)
+
+    def test_no_workers_fail_each_file_at_its_first_read(self):
+        run = self.align([SAMPLE, READS / "sample_3.fasta"], "-t", "0")
+        reason = "Could not submit job 0"
+        self.assertEqual(run.records(), [file_error(SAMPLE, reason), file_error(READS / "sample_3.fasta", reason)])
+
+    def test_unwritable_sam_file_is_reported_once(self):
+        blocked = self.folder / "out" / "sample_1.sam"
+        blocked.mkdir(parents=True)
+        run = self.align([SAMPLE])
+        self.assertEqual(run.records(), [("error", f"Could not open output file {blocked}: Is a directory")])
+        self.assertEqual(len(self.summary()), 20)
+
+
+class Output(AlignerTest):
+    def test_sam_and_summary_list_the_same_reads_and_samtools_accepts_them(self):
+        files = sorted(READS.iterdir())
+        self.align(files, "-t", "1")
+        lines = []
+        for file in files:
+            sam = self.folder / "out" / (file.stem + ".sam")
+            lines += self.sam(sam.name)
+            view = subprocess.run(["samtools", "view", "-c", sam], capture_output=True, text=True, check=False)
+            self.assertEqual((view.stdout, view.stderr), (f"{len(self.sam(sam.name))}\n", ""))
+        titles = [line[1:].split(" ")[0] for file in files for line in file.read_text().splitlines()
+                  if " runid=" in line]
+        self.assertEqual(ids(lines), titles)
+        self.assertEqual(ids(self.summary()), titles)
+
+    def test_accepted_records_are_those_of_the_minimap2_program(self):
+        self.align([SAMPLE], "-t", "1", "--min_coverage", "0")
+        command = ["minimap2", "-a", "-x", "map-ont", "-Q", REFERENCE, SAMPLE]
+        theirs = subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()
+        theirs = [re.sub(r"\trl:i:\d+$", "", line) for line in theirs if line[0] != "@"]
+        self.assertEqual([re.sub(r"\trl:i:-?\d+$", "", line) for line in self.sam("sample_1.sam")], theirs)
+
+    def test_rejected_and_unmapped_reads_differ_in_record_and_row(self):
+        reads = read_fastq(SAMPLE)
+        (random_id, random), (half_id, _) = ((reads[i][0][1:].split(" ")[0], reads[i][1]) for i in (8, 14))
+        self.align([SAMPLE], "-t", "1")
+        self.assertEqual(self.summary()[14], f"{half_id}\t*\t0" + "\t-1" * 10)
+        self.assertEqual(self.sam("sample_1.sam")[14], f"{half_id}\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*")
+        self.assertEqual(self.summary()[8], f"{random_id}\t*\t-1" + "\t-1" * 10)
+        self.assertEqual(self.sam("sample_1.sam")[8].split("\t")[:11],
+                         [random_id, "4", "*", "0", "0", "*", "*", "0", "0", random, "*"])
+        self.align([SAMPLE], "-t", "1", "--min_coverage", "0", save="all")
+        self.assertEqual([row.split("\t")[1] for row in self.summary("all")][14], "chr_large_rc")
+
+    def test_supplementary_records_follow_the_first_and_add_no_row(self):
+        sample = READS / "sample_2.fastq"
+        split_id = read_fastq(sample)[4][0][1:].split(" ")[0]
+        self.align([sample])
+        flags = [line.split("\t")[1] for line in self.sam("sample_2.sam") if line.startswith(split_id)]
+        self.assertEqual(flags, ["16", "2064"])
+        self.assertEqual(sum(row.startswith(split_id) for row in self.summary()), 1)
+
+    def test_index_equals_reference_and_fasta_equals_fastq(self):
+        index = self.folder / "reference.mmi"
+        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, REFERENCE], capture_output=True, check=True)
+        as_fasta = self.write("sample_1.fasta", fasta(read_fastq(SAMPLE)))
+        self.align([SAMPLE], "-t", "1")
+        for save, file, reference in (("index", SAMPLE, index), ("fasta", as_fasta, REFERENCE)):
+            self.run_aligner("-i", "", "-s", save, "-a", reference, "-t", "1", stdin=f"{file}\n")
+            self.assertEqual(self.sam("sample_1.sam", save), self.sam("sample_1.sam"))
+            self.assertEqual(self.summary(save), self.summary())
+
+
+class Threads(AlignerTest):
+    def test_number_of_workers_changes_nothing_but_the_order(self):
+        for threads in ("1", "2", "8"):
+            run = self.run_aligner("-i", READS, "-s", threads, "-a", REFERENCE, "-t", threads, "--verbose_logs")
+            self.assertEqual(run.stderr, "")
+            sam = [self.sam(name, threads) for name in self.sam_files(threads)]
+            self.assertEqual([sorted(lines) for lines in sam],
+                             [sorted(self.sam(name, "1")) for name in self.sam_files("1")])
+            self.assertEqual(sorted(self.summary(threads)), sorted(self.summary("1")))
+            order = ids(self.summary(threads))
+            for lines in sam:  # Reads of one file stand together in the summary, in the file's order.
+                start = order.index(ids(lines)[0])
+                self.assertEqual(order[start : start + len(ids(lines))], ids(lines))
+
+
+class Documentation(AlignerTest):
+    readme = (SOURCE / "README.md").read_text()
+
+    def test_readme_lists_the_options_and_summary_columns_that_exist(self):
+        listed = re.findall(r"^\| (?:`-\w`, )?`--(\w+)`", self.readme, re.MULTILINE)
+        self.assertEqual(sorted(listed), sorted(re.findall(r"--(\w+)", USAGE.split("parameters:")[1])))
+        self.align([SAMPLE])
+        header = (self.folder / "out" / "alignment_summary.txt").read_text().splitlines()[0]
+        self.assertEqual(re.findall(r"^\| `(read_id|alignment_\w+)`", self.readme, re.MULTILINE), header.split("\t"))
+
+    def test_readme_commands_work(self):
+        blocks = dict(re.findall(r"^```(sh|ini)\n(.*?)^```$", self.readme, re.MULTILINE | re.DOTALL))
+        self.write("reads/a.fastq", SAMPLE.read_text())
+        self.write("reads/b.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
+        self.write("reference.fasta", REFERENCE.read_text())
+        self.write("tavik.cfg", blocks["ini"])
+        search = f"{Path(PROGRAM).parent}:{os.environ['PATH']}"
+        for command in re.findall(r"^[^#\n].*", blocks["sh"], re.MULTILINE):
+            done = subprocess.run(["bash", "-ec", command], cwd=self.folder, env={**os.environ, "PATH": search},
+                                  capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 0, f"{command}\n{done.stdout}{done.stderr}")
+        for script in re.findall(r"^scripts/\S+$", self.readme, re.MULTILINE):
+            self.assertEqual(os.access(SOURCE / script, os.X_OK), True, script)
+
+    def test_example_data_are_what_their_script_writes(self):
+        subprocess.run([SOURCE / "examples" / "make-examples", self.folder], check=True)
+        for file in (REFERENCE, *READS.iterdir()):
+            made = self.folder / file.relative_to(SOURCE / "examples")
+            self.assertEqual(made.read_bytes() == file.read_bytes(), True, file.name)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
