@@ -1,7 +1,30 @@
 #include "common/logger.h"
-#include <boost/log/sources/severity_channel_logger.hpp>
+
+#include <boost/log/attributes/attribute_value_impl.hpp>
 #include <boost/log/sources/record_ostream.hpp>
-#include <boost/log/attributes/constant.hpp>
+
+#include "common/boost_logger_wrapper.h"
+#include "common/logger_group.h"
+
 namespace Common::logging {
-Record::~Record(){ try { boost::log::sources::severity_channel_logger<Severity> lg; auto r=lg.open_record(boost::log::keywords::severity=severity); if(r){ boost::log::record_ostream s(r); s<<text.str(); s.flush(); lg.push_record(boost::move(r)); } } catch(...){} (void)function; }
+
+Record::~Record() {
+    try {
+        auto& logger = GlobalLogger::get();
+        auto record =
+            logger.open_record((boost::log::keywords::channel = LoggerGroup::Instance().ChannelOf(severity),
+                                boost::log::keywords::severity = severity));
+        if (!record) {
+            return;
+        }
+        record.attribute_values().insert("Function", boost::log::attributes::make_attribute_value(function));
+        boost::log::record_ostream stream(record);
+        stream << text.str();
+        stream.flush();
+        logger.push_record(boost::move(record));
+    } catch (...) {
+        // A record that cannot be made (no memory) is lost; the work that it tells of goes on.
+    }
 }
+
+}  // namespace Common::logging

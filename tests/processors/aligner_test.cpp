@@ -69,7 +69,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
     for (const int threads : {1, 8}) {
         const Tests::TemporaryFolder folder;
         const Tests::CapturedLog log;
-        TestedAligner aligner(folder.Path("."), folder.Path("."), threads);
+        TestedAligner aligner(folder.Path(""), folder.Path(""), threads);
         aligner.LogReads();
         std::string text;
         for (int i = 0; i < 50; ++i) {

@@ -1,0 +1,26 @@
+#pragma once
+
+namespace Common {
+
+/// How an option is registered; bits that may be combined.
+struct OptionFlags {
+    static constexpr unsigned CommandLine = 1;  ///< Accepted on the command line.
+    static constexpr unsigned ConfigFile = 2;   ///< Accepted in the configuration file.
+    static constexpr unsigned Flag =
+        4;  ///< A switch without a value, on the command line only; bool storage.
+    static constexpr unsigned Required = 8;  ///< Must appear in at least one source.
+};
+
+/// How parsing went; bits, several of which may be set.
+struct ParseStatus {
+    static constexpr unsigned MissingOption = 1;  ///< A required option or the configuration file is missing.
+    static constexpr unsigned UnexpectedOption = 2;   ///< Something unregistered was met: a warning.
+    static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
+    static constexpr unsigned ParseError = 8;         ///< A source does not follow the rules.
+    static constexpr unsigned ProcessingError = 16;   ///< Any other failure with a source.
+    static constexpr unsigned HelpRequested = 32;     ///< By option, or by an empty command line.
+    static constexpr unsigned VersionRequested = 64;  ///< By option.
+    static constexpr unsigned NotParsed = 128;        ///< Parse has not been called.
+};
+
+}  // namespace Common

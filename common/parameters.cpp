@@ -1,0 +1,285 @@
+#include "common/parameters.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <type_traits>
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/program_options/errors.hpp>
+#include <boost/program_options/parsers.hpp>
+#include <boost/program_options/value_semantic.hpp>
+#include <boost/program_options/variables_map.hpp>
+
+namespace Common {
+
+namespace po = boost::program_options;
+namespace fs = boost::filesystem;
+
+namespace {
+
+constexpr char kCommandLinePlace[] = "on command line";
+constexpr char kConfigFilePlace[] = "in configuration file";
+
+// Options must be given in full: a typing error that happens to be a prefix of another option is reported
+// instead of being taken for it.
+constexpr int kStyle =
+    po::command_line_style::unix_style & ~static_cast<int>(po::command_line_style::allow_guessing);
+
+std::string Key(const std::string& name) {
+    return name.substr(0, name.find(','));
+}
+
+std::string Render(bool value) {
+    return value ? "1" : "0";
+}
+std::string Render(int value) {
+    return std::to_string(value);
+}
+std::string Render(const std::string& value) {
+    return value;
+}
+// The shortest text that reads back as the same number.
+std::string Render(float value) {
+    char text[32];
+    return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
+}
+
+// The element behind the last `long_form` or `short_form`; only these exact forms count, and the last element
+// cannot have anything behind it.
+std::string ValueBehind(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
+    std::string value;
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (argv[i] == long_form || argv[i] == short_form) {
+            value = argv[i + 1];
+        }
+    }
+    return value;
+}
+
+}  // namespace
+
+Parameters::Parameters()
+    : command_line_options("Command line parameters", po::options_description::m_default_line_length,
+                           po::options_description::m_default_line_length / 2),
+      config_file_options("Configuration file parameters.", po::options_description::m_default_line_length,
+                          po::options_description::m_default_line_length / 2) {}
+
+Parameters::~Parameters() = default;
+
+template <typename T>
+void Parameters::AddOption(const std::string& name, const std::string& description, T* storage,
+                           unsigned flags) {
+    if ((flags & OptionFlags::Flag) != 0) {
+        if (!std::is_same_v<T, bool>) {
+            throw std::runtime_error("Flag options must have a storage type of bool.");
+        }
+        if ((flags & OptionFlags::ConfigFile) != 0) {
+            throw std::runtime_error("Flag options cannot also be configuration options.");
+        }
+        flags |= OptionFlags::CommandLine;
+    }
+    if ((flags & (OptionFlags::CommandLine | OptionFlags::ConfigFile)) == 0) {
+        flags |= OptionFlags::CommandLine | OptionFlags::ConfigFile;
+    }
+
+    const auto key = Key(name);
+    if ((flags & OptionFlags::Required) != 0) {
+        required_options[key] = false;
+    }
+    const bool in_config_file = (flags & OptionFlags::ConfigFile) != 0;
+    if (in_config_file) {
+        config_file_options.add_options()(name.c_str(), po::value<T>(storage), description.c_str());
+    }
+    if ((flags & OptionFlags::CommandLine) != 0) {
+        const po::value_semantic* semantic = nullptr;
+        if constexpr (std::is_same_v<T, bool>) {
+            // zero_tokens, not bool_switch: that one has a default of false, which would overwrite the
+            // member.
+            semantic = (flags & OptionFlags::Flag) != 0
+                           ? po::value<bool>(storage)->zero_tokens()->implicit_value(true)
+                           : po::value<bool>(storage);
+        } else {
+            semantic = po::value<T>(storage);
+        }
+        command_line_options.add_options()(name.c_str(), semantic, description.c_str());
+    }
+    registered_names.push_back(key);
+    value_renderers[key] = [storage] { return Render(*storage); };
+    option_records[key] = {in_config_file};
+}
+
+template void Parameters::AddOption(const std::string&, const std::string&, bool*, unsigned);
+template void Parameters::AddOption(const std::string&, const std::string&, int*, unsigned);
+template void Parameters::AddOption(const std::string&, const std::string&, float*, unsigned);
+template void Parameters::AddOption(const std::string&, const std::string&, std::string*, unsigned);
+
+void Parameters::AddIgnoredOption(const std::string& name) {
+    config_file_options.add_options()(name.c_str(), po::value<std::string>(),
+                                      "Allowed, but ignored by this application.");
+}
+
+unsigned Parameters::Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
+                           const std::string& data_path_override) {
+    status &= ~ParseStatus::NotParsed;
+    DeclareOptions();
+    AddCommonOptions();
+    FindDataPath(argc, argv, data_path_override);
+    ReadConfigSource(config_stream, config_path, argc, argv);
+    if (argc != 0 && argv != nullptr) {
+        ReadCommandLine(argc, argv);
+    }
+    if (version_given) {
+        info_text += "Version requested.\n";
+        status |= ParseStatus::VersionRequested;
+    }
+    if (help_given || argc == 1) {
+        std::ostringstream catalogue;
+        catalogue << command_line_options;
+        info_text += usage_text + catalogue.str();
+        status |= ParseStatus::HelpRequested;
+    }
+    ReportMissingOptions();
+    return status;
+}
+
+void Parameters::AddCommonOptions() {
+    command_line_options.add_options()("help,h", "produce help message");
+    command_line_options.add_options()("version,v", "print version number");
+    command_line_options.add_options()("config,c", po::value<std::string>(&config), "Config file to use");
+    command_line_options.add_options()("data_path,d", po::value<std::string>(&data_path),
+                                       "Path to use for loading any data files the application requires.");
+}
+
+// The folder is needed before parsing: the configuration file may lie in it.
+void Parameters::FindDataPath(int argc, char** argv, const std::string& data_path_override) {
+    data_path = ValueBehind(argc, argv, "--data_path", "-d");
+    if (!data_path.empty()) {
+        return;
+    }
+    boost::system::error_code ignored;  // Without /proc there is no default folder to speak of.
+    const auto executable = fs::read_symlink("/proc/self/exe", ignored);
+    auto folder = executable.parent_path().parent_path() / "data";
+    if (!data_path_override.empty()) {
+        folder /= data_path_override;
+    }
+    data_path = folder.string();
+}
+
+std::string Parameters::FindConfigPath(int argc, char** argv) {
+    auto path = ValueBehind(argc, argv, "--config", "-c");
+    if (path.empty() && !default_config_name.empty()) {
+        path = default_config_name;
+        config = path;
+    }
+    if (!path.empty() && !fs::path(path).has_parent_path()) {
+        path = (fs::path(data_path) / path).string();
+    }
+    return path;
+}
+
+void Parameters::ReadConfigSource(std::istream* config_stream, const std::string& config_path, int argc,
+                                  char** argv) {
+    if (config_stream != nullptr) {
+        ReadConfigStream(*config_stream);
+        return;
+    }
+    auto path = config_path;
+    if (path.empty()) {
+        path = FindConfigPath(argc, argv);
+        if (path.empty()) {
+            return;
+        }
+        boost::system::error_code unknown;
+        if (!fs::exists(path, unknown)) {
+            error_text += "Config file: " + path + " does not exist!\n";
+            status |= ParseStatus::MissingOption;
+            return;
+        }
+    }
+    Contain("config file", [&] {
+        std::ifstream stream(path);
+        if (!stream || fs::is_directory(path)) {
+            throw po::reading_file(path.c_str());
+        }
+        ReadConfigStream(stream);
+    });
+}
+
+void Parameters::ReadConfigStream(std::istream& stream) {
+    Contain("config file",
+            [&] { Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace); });
+}
+
+void Parameters::ReadCommandLine(int argc, char** argv) {
+    Contain("command line", [&] {
+        const auto parsed = po::command_line_parser(argc, argv)
+                                .options(command_line_options)
+                                .style(kStyle)
+                                .allow_unregistered()
+                                .run();
+        Store(parsed, kCommandLinePlace);
+    });
+}
+
+void Parameters::Store(const ParsedOptions& parsed, const std::string& place) {
+    po::variables_map values;
+    po::store(parsed, values);
+    for (auto& [key, seen] : required_options) {
+        seen = seen || values.count(key) != 0;
+    }
+    help_given = help_given || values.count("help") != 0;
+    version_given = version_given || values.count("version") != 0;
+    po::notify(values);
+    for (const auto& token : po::collect_unrecognized(parsed.options, po::include_positional)) {
+        info_text += "Unexpected option '" + token + "' found " + place + ".\n";
+        status |= ParseStatus::UnexpectedOption;
+    }
+}
+
+// Runs `work` and turns what it throws into an error line and a status bit.
+void Parameters::Contain(const std::string& source, const std::function<void()>& work) {
+    const auto report = [&](const char* doing, const std::exception& error, unsigned bit) {
+        error_text += std::string("Error ") + doing + " " + source + ": '" + error.what() + "'.\n";
+        status |= bit;
+    };
+    try {
+        work();
+    } catch (const po::reading_file& error) {
+        report("reading", error, ParseStatus::ConfigReadError);
+    } catch (const po::error& error) {
+        report("parsing", error, ParseStatus::ParseError);
+    } catch (const std::exception& error) {
+        report("processing", error, ParseStatus::ProcessingError);
+    }
+}
+
+void Parameters::ReportMissingOptions() {
+    for (const auto& [key, seen] : required_options) {
+        if (!seen) {
+            error_text += "Missing required option '" + key + "'.\n";
+            status |= ParseStatus::MissingOption;
+        }
+    }
+}
+
+void Parameters::WriteParameters(const std::string& path, const std::vector<std::string>& header_lines,
+                                 bool all) {
+    std::ofstream stream(path, std::ios_base::trunc);
+    if (!header_lines.empty()) {
+        for (const auto& line : header_lines) {
+            stream << "# " << line << '\n';
+        }
+        stream << "\n\n";
+    }
+    for (const auto& name : registered_names) {
+        if (all || option_records.at(name).in_config_file) {
+            stream << name << "\t\t=\t" << value_renderers.at(name)() << '\n';
+        }
+    }
+}
+
+}  // namespace Common

@@ -1,0 +1,47 @@
+#include "common/sink_options.h"
+
+#include <algorithm>
+#include <vector>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+
+namespace Common::logging {
+
+bool SinkOptions::Takes(Severity severity) const {
+    return severities.contains(severity) || (severity == Severity::trace && !trace_categories.empty());
+}
+
+bool SinkOptions::TakesTraceOf(const std::string& channel) const {
+    std::vector<std::string> names;
+    boost::split(names, trace_categories, boost::is_any_of(", "), boost::token_compress_on);
+    return std::find(names.begin(), names.end(), channel) != names.end();
+}
+
+std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
+                                                                const std::string& trace_categories) {
+    std::array<SinkOptions, kLoggerCount> options;
+    auto& [main_file, error_console, output_console, verbose_file] = options;
+
+    main_file.severities = {Severity::message, Severity::info, Severity::warning, Severity::error};
+    main_file.enabled = true;
+    error_console.severities = {Severity::warning, Severity::error};
+    error_console.enabled = true;
+    if (!quiet) {
+        output_console.severities = {Severity::message};
+    }
+    output_console.enabled = true;
+
+    if (verbose_logs || !trace_categories.empty()) {
+        verbose_file.show_origin = true;
+        verbose_file.enabled = true;
+        verbose_file.severities = {Severity::verbose, Severity::message, Severity::info, Severity::warning,
+                                   Severity::error};
+    }
+    if (!verbose_logs) {
+        verbose_file.trace_categories = trace_categories;
+    }
+    return options;
+}
+
+}  // namespace Common::logging
