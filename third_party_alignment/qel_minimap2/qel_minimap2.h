@@ -1,10 +1,34 @@
 #pragma once
+
 #include <cstdint>
+
 #include <bseq.h>
 #include <minimap.h>
+
+// The interface of libqel_minimap2: reads mapped with minimap2 and the preset for noisy long reads
+// ("map-ont"). C functions, so that programs can look them up by name. No exception leaves them.
 extern "C" {
+
+/// Loads a reference: a prebuilt minimap2 index as it is, or a FASTA or FASTQ file, plain or gzip, which is
+/// indexed with as many threads as there are cores, always as one part. Returns null, after one line on
+/// standard error that names the file and the reason, for anything that would not give a whole and sound
+/// index: a folder, an unreadable or damaged file, an index of several parts or without its sequences, a
+/// sequence without a name. A readable reference with nothing in it gives an index of 0 sequences. Two
+/// sequences of one name are warned about. Any thread.
 mm_idx_t* qelmm_load_index(const char* path);
+
+/// The number of occurrences in the index above which a minimizer is not used as a seed. It takes a pass over
+/// the whole index: call it once per index and hand the result to each qelmm_align. Any thread.
 std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
+
+/// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line
+/// feed; a read that does not map has one unmapped record. The text is newly allocated: release it with free.
+/// On failure the result is null or a text that begins with "ERROR:"; that text belongs to the library and
+/// must not be freed. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown, and
+/// the library finds it. Of `read`, only `l_seq`, `name` and `seq` are looked at, and none is written to. Any
+/// number of threads at once, on one index or several.
 char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read);
+
+/// Frees an index that qelmm_load_index returned; null is no index. No thread may be mapping against it.
 void qelmm_unload_index(mm_idx_t* index);
 }

@@ -1,0 +1,239 @@
+#include "third_party_alignment/qel_minimap2/index_check.h"
+
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+#include <minimap.h>
+
+#include "third_party_alignment/qel_minimap2/mapped_file.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+constexpr std::size_t kMagicSize = 4;
+
+[[noreturn]] void Damaged(const char* what) {
+    throw std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
+}
+
+// Takes values from the mapped file, which has no alignment, in order.
+class Cursor {
+public:
+    Cursor(const unsigned char* begin, std::size_t size) : next(begin), left(size) {}
+
+    template <typename T>
+    T Take() {
+        T value;
+        std::memcpy(&value, Skip(1, sizeof(T)), sizeof(T));
+        return value;
+    }
+
+    // The start of `count` elements of `size` bytes each.
+    const unsigned char* Skip(std::uint64_t count, std::uint64_t size) {
+        if (count > left / size) {
+            throw std::runtime_error("the minimap2 index ends too early");
+        }
+        const auto* const start = next;
+        next += count * size;
+        left -= count * size;
+        return start;
+    }
+
+    std::size_t Left() const { return left; }
+    const unsigned char* Next() const { return next; }
+
+private:
+    const unsigned char* next;
+    std::size_t left;
+};
+
+std::uint64_t Load64(const unsigned char* bytes) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes, sizeof(value));
+    return value;
+}
+
+struct Header {
+    std::uint32_t w, k, b, sequences, flag;
+};
+
+// Tells whether a key stands twice in a bucket: minimap2 aborts on that. One table serves all buckets; an
+// entry counts only with the current bucket's stamp, so that it need not be cleared.
+class KeySet {
+public:
+    void StartBucket(std::size_t keys) {
+        const auto slots = std::bit_ceil(std::max<std::size_t>(2 * keys, 16));
+        if (slots > entries.size()) {
+            entries.assign(slots, {});
+            stamp = 0;
+        }
+        mask = entries.size() - 1;
+        ++stamp;
+    }
+    bool Insert(std::uint64_t key) {
+        for (std::size_t slot = (key * 0x9E3779B97F4A7C15U) >> 20U & mask;; slot = (slot + 1) & mask) {
+            auto& entry = entries[slot];
+            if (entry.stamp != stamp) {
+                entry = {key, stamp};
+                return true;
+            }
+            if (entry.key == key) {
+                return false;
+            }
+        }
+    }
+
+private:
+    struct Entry {
+        std::uint64_t key = 0;
+        std::uint32_t stamp = 0;
+    };
+    std::vector<Entry> entries;
+    std::size_t mask = 0;
+    std::uint32_t stamp = 0;
+};
+
+class IndexWalk {
+public:
+    IndexWalk(const unsigned char* data, std::size_t size) : cursor(data, size) {}
+
+    void Walk() {
+        cursor.Skip(kMagicSize, 1);
+        ReadHeader();
+        ReadSequences();
+        for (std::uint64_t bucket = 0; bucket < 1ULL << header.b; ++bucket) {
+            ReadBucket(bucket);
+        }
+        ReadBases();
+        if (cursor.Left() > 0) {
+            const bool part =
+                cursor.Left() >= kMagicSize && std::memcmp(cursor.Next(), MM_IDX_MAGIC, kMagicSize) == 0;
+            throw std::runtime_error(part ? "the minimap2 index has several parts; build it with a larger -I"
+                                          : "the minimap2 index is damaged: bytes follow its end");
+        }
+    }
+
+private:
+    void ReadHeader() {
+        header = cursor.Take<Header>();
+        // The limits of minimap2's sketching; the number of buckets never exceeds that of the minimizers.
+        if (header.k < 1 || header.k > 28 || header.w < 1 || header.w > 255) {
+            Damaged("impossible minimizer sizes");
+        }
+        if (header.b > 2 * header.k || header.b > 30) {
+            Damaged("impossible number of buckets");
+        }
+        if ((header.flag & ~static_cast<std::uint32_t>(MM_I_HPC | MM_I_NO_SEQ | MM_I_NO_NAME)) != 0) {
+            Damaged("unknown flags");
+        }
+        if ((header.flag & MM_I_NO_SEQ) != 0) {
+            throw std::runtime_error(
+                "the minimap2 index was built without its sequences, which alignment needs");
+        }
+    }
+
+    void ReadSequences() {
+        for (std::uint32_t i = 0; i < header.sequences; ++i) {
+            const auto name_length = cursor.Take<std::uint8_t>();
+            const auto* const name = cursor.Skip(name_length, 1);
+            if (name_length == 0 || *name == '\0') {
+                throw std::runtime_error("the minimap2 index holds a sequence without a name");
+            }
+            lengths.push_back(cursor.Take<std::uint32_t>());
+            if (lengths.back() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
+                Damaged("a sequence of more than 2^31 - 1 bases");
+            }
+            bases += lengths.back();
+        }
+    }
+
+    // The repeated minimizers' positions, then key and value of each minimizer. A key's lowest bit tells
+    // whether the value is the one position or the start and number of positions in the list.
+    void ReadBucket(std::uint64_t bucket) {
+        const auto position_count = cursor.Take<std::uint32_t>();
+        const auto* const positions = cursor.Skip(position_count, sizeof(std::uint64_t));
+        for (std::uint32_t i = 0; i < position_count; ++i) {
+            CheckPosition(Load64(positions + i * sizeof(std::uint64_t)));
+        }
+        const auto key_count = cursor.Take<std::uint32_t>();
+        const auto* const entries = cursor.Skip(key_count, 2 * sizeof(std::uint64_t));
+        keys.StartBucket(key_count);
+        const std::uint64_t key_limit = 1ULL << (2 * header.k);
+        for (std::uint32_t i = 0; i < key_count; ++i) {
+            const auto key = Load64(entries + i * 2 * sizeof(std::uint64_t));
+            const auto value = Load64(entries + (i * 2 + 1) * sizeof(std::uint64_t));
+            const auto minimizer = key >> 1U;
+            if (minimizer > key_limit >> header.b || (minimizer << header.b | bucket) >= key_limit) {
+                Damaged("an impossible minimizer");
+            }
+            if (!keys.Insert(minimizer)) {
+                Damaged("a minimizer that stands twice");
+            }
+            if ((key & 1U) != 0) {
+                CheckPosition(value);
+            } else if (const std::uint64_t count = value & 0xFFFFFFFFU;
+                       count == 0 || (value >> 32U) + count > position_count) {
+                Damaged("positions outside their list");
+            }
+        }
+    }
+
+    // Sequence number, 0-based position of the k-mer's last base, and strand.
+    void CheckPosition(std::uint64_t position) const {
+        const auto sequence = position >> 32U;
+        const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
+        if (sequence >= lengths.size() || last_base >= lengths[sequence] || last_base + 1 < header.k) {
+            Damaged("a position outside its sequence");
+        }
+    }
+
+    // Eight bases in each word, 0 to 4 (A, C, G, T, other); minimap2 uses them to index its scoring matrix.
+    void ReadBases() {
+        const auto words = (bases + 7) / 8;
+        const auto* const packed = cursor.Skip(words, sizeof(std::uint32_t));
+        std::uint32_t bad = 0;
+        for (std::uint64_t i = 0; i < words; ++i) {
+            std::uint32_t word = 0;
+            std::memcpy(&word, packed + i * sizeof(word), sizeof(word));
+            bad |= (word & 0x88888888U) | ((word >> 2U) & (word | word >> 1U) & 0x11111111U);
+        }
+        if (bad != 0) {
+            Damaged("bases that are none");
+        }
+    }
+
+    Cursor cursor;
+    Header header{};
+    std::vector<std::uint32_t> lengths;
+    std::uint64_t bases = 0;
+    KeySet keys;
+};
+
+}  // namespace
+
+bool HasIndexMagic(const std::string& path) {
+    errno = 0;
+    std::ifstream file(path, std::ios_base::binary);
+    std::array<char, kMagicSize> magic{};
+    file.read(magic.data(), magic.size());
+    if (!file && !file.eof()) {
+        throw std::runtime_error(std::generic_category().message(errno));
+    }
+    return file && std::memcmp(magic.data(), MM_IDX_MAGIC, kMagicSize) == 0;
+}
+
+void CheckIndexFile(const std::string& path) {
+    const MappedFile file(path);
+    IndexWalk(file.Data(), file.Size()).Walk();
+}
+
+}  // namespace qel_minimap2

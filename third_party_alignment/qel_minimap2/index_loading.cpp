@@ -1,0 +1,78 @@
+#include "third_party_alignment/qel_minimap2/index_loading.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <iostream>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <unordered_set>
+
+#include "third_party_alignment/qel_minimap2/index_check.h"
+#include "third_party_alignment/qel_minimap2/map_options.h"
+#include "third_party_alignment/qel_minimap2/reference_check.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+struct CloseReader {
+    void operator()(mm_idx_reader_t* reader) const { mm_idx_reader_close(reader); }
+};
+
+void RequireRegularFile(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::is_directory(status)) {
+        throw std::runtime_error("is a folder");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw std::runtime_error(error ? error.message() : "is not a regular file");
+    }
+}
+
+void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
+    std::unordered_set<std::string_view> names;
+    names.reserve(index.n_seq);
+    for (std::uint32_t i = 0; i < index.n_seq; ++i) {
+        if (!names.insert(index.seq[i].name).second) {
+            std::cerr << "libqel_minimap2: " + path + ": warning: several sequences are named '" +
+                             index.seq[i].name + "'; records and figures cannot tell them apart\n"
+                      << std::flush;
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+IndexPointer LoadIndex(const char* given_path) {
+    // minimap2 takes "-" for standard input.
+    const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
+    RequireRegularFile(path);
+    if (HasIndexMagic(path)) {
+        CheckIndexFile(path);
+    } else {
+        CheckReferenceFile(path);
+    }
+
+    Options options;
+    options.indexing.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
+    const std::unique_ptr<mm_idx_reader_t, CloseReader> reader(
+        mm_idx_reader_open(path.c_str(), &options.indexing, nullptr));
+    if (!reader) {
+        throw std::runtime_error(std::generic_category().message(errno));
+    }
+    const auto cores = static_cast<int>(std::thread::hardware_concurrency());
+    IndexPointer index(mm_idx_reader_read(reader.get(), cores > 0 ? cores : 1));
+    if (!index) {
+        throw std::runtime_error("minimap2 could not read it");
+    }
+    WarnOfDuplicateName(*index, path);
+    return index;
+}
+
+}  // namespace qel_minimap2

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace qel_minimap2 {
+
+/// A file's content in memory, to be read once from front to back.
+class MappedFile {
+public:
+    /// Throws std::runtime_error with the system's reason.
+    explicit MappedFile(const std::string& path);
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    ~MappedFile();
+
+    const unsigned char* Data() const { return data; }
+    /// In bytes.
+    std::size_t Size() const { return size; }
+
+private:
+    unsigned char* data = nullptr;
+    std::size_t size = 0;
+};
+
+}  // namespace qel_minimap2
