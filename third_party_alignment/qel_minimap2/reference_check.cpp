@@ -39,7 +39,11 @@ int ReadChecked(CheckedStream* stream, void* buffer, int size) {
     } else if (code == Z_BUF_ERROR) {
         stream->error = "the gzip data end too early";
     } else if (code != Z_OK && code != Z_STREAM_END) {
-        stream->error = "the gzip data are damaged (" + std::string(text) + ")";
+        // zlib puts the path in front, which the message has already.
+        const std::string_view reason(text);
+        const auto colon = reason.rfind(": ");
+        stream->error = "the gzip data are damaged (" +
+                        std::string(colon == std::string_view::npos ? reason : reason.substr(colon + 2)) + ")";
     }
     return std::max(got, 0);
 }
