@@ -10,7 +10,9 @@ target_compile_options(tavik_build_settings INTERFACE
 target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
-    -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    # The instrumentation hides initialisations from this warning: it then fires inside the standard library.
+    -Wno-maybe-uninitialized)
   target_link_options(tavik_build_settings INTERFACE -fsanitize=${TAVIK_SANITIZE})
   if(TAVIK_SANITIZE MATCHES "thread")
     # g++ 12 warns that it does not model fences; the code has none, Boost's headers do.

@@ -173,6 +173,7 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
         EXPECT_EQ(result.genome == "chr1", c.kept) << c.cigar;
         EXPECT_EQ(result.strand_score, c.kept ? 3 : -1) << c.cigar;
     }
+    wrapper.answer = "r\t4\t*\t0\t0\t*\t*\t0\t0\tA\t*\n";
     ThirdPartyAlignment::AlignRead(&caller, bases, "r", true, 0.6F);
     EXPECT_EQ(wrapper.last_read, "r/TTGCATGCAA") << "reversed, not complemented";
 }

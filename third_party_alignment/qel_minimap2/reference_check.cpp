@@ -43,7 +43,8 @@ int ReadChecked(CheckedStream* stream, void* buffer, int size) {
         const std::string_view reason(text);
         const auto colon = reason.rfind(": ");
         stream->error = "the gzip data are damaged (" +
-                        std::string(colon == std::string_view::npos ? reason : reason.substr(colon + 2)) + ")";
+                        std::string(colon == std::string_view::npos ? reason : reason.substr(colon + 2)) +
+                        ")";
     }
     return std::max(got, 0);
 }
