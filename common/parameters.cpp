@@ -243,7 +243,8 @@ void Parameters::Store(const ParsedOptions& parsed, const std::string& place) {
 // Runs `work` and turns what it throws into an error line and a status bit.
 void Parameters::Contain(const std::string& source, const std::function<void()>& work) {
     const auto report = [&](const char* doing, const std::exception& error, unsigned bit) {
-        error_text += std::string("Error ") + doing + " " + source + ": '" + error.what() + "'.\n";
+        error_text.append("Error ").append(doing).append(" ").append(source).append(": '");
+        error_text.append(error.what()).append("'.\n");
         status |= bit;
     };
     try {

@@ -50,7 +50,7 @@ ProcessLauncher::~ProcessLauncher() {
 
 std::string ProcessLauncher::NewFilename(const std::string& extension) const {
     for (int i = 0; i < kMaxNames; ++i) {
-        const auto name = fs::unique_path(kUniquePattern).string() + extension;
+        auto name = fs::unique_path(kUniquePattern).string() + extension;
         boost::system::error_code unknown;  // A name that cannot be asked for counts as free.
         if (!fs::exists(fs::path(directory) / name, unknown)) {
             TAVIK_LOG(verbose) << "Returning new filename: " << name;
@@ -62,7 +62,7 @@ std::string ProcessLauncher::NewFilename(const std::string& extension) const {
 
 std::string ProcessLauncher::WriteFile(const std::string& name, const std::string& contents) const {
     fs::create_directories(directory);
-    const auto path = (fs::path(directory) / name).string();
+    auto path = (fs::path(directory) / name).string();
     std::ofstream(path, std::ios_base::binary | std::ios_base::trunc) << contents;
     return path;
 }

@@ -1,10 +1,7 @@
 #include "common/sink_options.h"
 
 #include <algorithm>
-#include <vector>
-
-#include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/split.hpp>
+#include <string_view>
 
 namespace Common::logging {
 
@@ -13,9 +10,16 @@ bool SinkOptions::Takes(Severity severity) const {
 }
 
 bool SinkOptions::TakesTraceOf(const std::string& channel) const {
-    std::vector<std::string> names;
-    boost::split(names, trace_categories, boost::is_any_of(", "), boost::token_compress_on);
-    return std::find(names.begin(), names.end(), channel) != names.end();
+    static constexpr std::string_view kSeparators = ", ";
+    const std::string_view names = trace_categories;
+    for (std::size_t start = 0; start < names.size();) {
+        const auto end = std::min(names.find_first_of(kSeparators, start), names.size());
+        if (names.substr(start, end - start) == channel) {
+            return true;
+        }
+        start = end + 1;
+    }
+    return false;
 }
 
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,

@@ -41,9 +41,9 @@ std::string FormatSamHeader(const mm_idx_t& index) {
     return header;
 }
 
-// The read as the wrapper takes it: without qualities, the other members not set.
+// The read as the wrapper takes it: without qualities, the other members carry nothing.
 mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
-    mm_bseq1_t read;
+    mm_bseq1_t read{};
     read.l_seq = static_cast<int>(sequence.size());
     // The structure has no const texts; the wrapper does not write to them.
     read.name = const_cast<char*>(read_name.c_str());  // NOLINT(cppcoreguidelines-pro-type-const-cast)

@@ -40,7 +40,7 @@ Index Load(const std::string& path) {
 }
 
 std::string Align(const mm_idx_t* index, std::int32_t threshold, const Read& read) {
-    mm_bseq1_t minimap_read;
+    mm_bseq1_t minimap_read{};
     minimap_read.l_seq = static_cast<int>(read.bases.size());
     minimap_read.name = const_cast<char*>(read.name.c_str());
     minimap_read.seq = const_cast<char*>(read.bases.c_str());

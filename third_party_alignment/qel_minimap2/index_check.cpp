@@ -161,14 +161,14 @@ private:
     void ReadBucket(std::uint64_t bucket) {
         const auto position_count = cursor.Take<std::uint32_t>();
         const auto* const positions = cursor.Skip(position_count, sizeof(std::uint64_t));
-        for (std::uint32_t i = 0; i < position_count; ++i) {
+        for (std::uint64_t i = 0; i < position_count; ++i) {
             CheckPosition(Load64(positions + i * sizeof(std::uint64_t)));
         }
         const auto key_count = cursor.Take<std::uint32_t>();
         const auto* const entries = cursor.Skip(key_count, 2 * sizeof(std::uint64_t));
         keys.StartBucket(key_count);
         const std::uint64_t key_limit = 1ULL << (2 * header.k);
-        for (std::uint32_t i = 0; i < key_count; ++i) {
+        for (std::uint64_t i = 0; i < key_count; ++i) {
             const auto key = Load64(entries + i * 2 * sizeof(std::uint64_t));
             const auto value = Load64(entries + (i * 2 + 1) * sizeof(std::uint64_t));
             const auto minimizer = key >> 1U;
