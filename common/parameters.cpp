@@ -235,7 +235,7 @@ void Parameters::Store(const ParsedOptions& parsed, const std::string& place) {
     version_given = version_given || values.count("version") != 0;
     po::notify(values);
     for (const auto& token : po::collect_unrecognized(parsed.options, po::include_positional)) {
-        info_text += "Unexpected option '" + token + "' found " + place + ".\n";
+        info_text.append("Unexpected option '").append(token).append("' found ").append(place).append(".\n");
         status |= ParseStatus::UnexpectedOption;
     }
 }
