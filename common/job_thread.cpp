@@ -11,11 +11,7 @@ JobThread::~JobThread() {
     if (!thread.joinable()) {
         return;
     }
-    {
-        const std::lock_guard lock(mutex);
-        stopping = true;
-    }
-    changed.notify_one();
+    given.Release();
     thread.join();
 }
 
@@ -26,11 +22,8 @@ std::future<int> JobThread::Start(std::packaged_task<int()> job) {
         on_finished();
         return result;
     }
-    {
-        const std::lock_guard lock(mutex);
-        next = std::move(job);
-    }
-    changed.notify_one();
+    next = std::move(job);
+    given.Release();
     return result;
 }
 
@@ -46,20 +39,14 @@ bool JobThread::EnsureThread() {
 }
 
 void JobThread::RunJobs() {
-    std::unique_lock lock(mutex);
     while (true) {
-        changed.wait(lock, [this] { return next.has_value() || stopping; });
+        given.Acquire();
         if (!next) {
             return;
         }
-        {
-            auto job = std::move(*next);
-            next.reset();
-            lock.unlock();
-            job();
-        }
+        // The job is destroyed before its end is told: what it holds is free by then.
+        std::exchange(next, std::nullopt).value()();
         on_finished();
-        lock.lock();
     }
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <condition_variable>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <optional>
 #include <thread>
+
+#include "common/semaphore.h"
 
 namespace Common {
 
@@ -30,10 +30,8 @@ private:
     void RunJobs();
 
     const std::function<void()> on_finished;
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::optional<std::packaged_task<int()>> next;  // Guarded by mutex.
-    bool stopping = false;                          // Guarded by mutex.
+    Semaphore given;                                // Released for each job, and for the end.
+    std::optional<std::packaged_task<int()>> next;  // Handed over by `given`; empty means the end.
     std::thread thread;
 };
 

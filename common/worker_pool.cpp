@@ -8,7 +8,7 @@ namespace Common {
 
 WorkerPool::WorkerPool(int thread_count) {
     for (int i = 0; i < thread_count; ++i) {
-        workers.push_back(std::make_unique<Worker>([this] { JobFinished(); }));
+        workers.push_back(std::make_unique<Worker>([this] { job_finished.Release(); }));
     }
     RebuildLists();
 }
@@ -33,11 +33,6 @@ int WorkerPool::Submit(const RecordJob& job, std::uint64_t job_number, const Fas
 }
 
 void WorkerPool::Refresh() {
-    {
-        // Before the results are looked at: a job that ends from here on ends the next wait at once.
-        const std::lock_guard lock(mutex);
-        finished_jobs_seen = finished_jobs;
-    }
     for (auto& worker : workers) {
         if (worker->pending.valid()) {
             RefreshWorker(*worker);
@@ -64,8 +59,7 @@ void WorkerPool::RefreshWorker(Worker& worker) {
 }
 
 void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
-    std::unique_lock lock(mutex);
-    job_finished.wait_for(lock, longest, [this] { return finished_jobs != finished_jobs_seen; });
+    job_finished.AcquireFor(longest);
 }
 
 void WorkerPool::WaitForAll() {
@@ -106,14 +100,6 @@ void WorkerPool::RebuildLists() {
                 break;
         }
     }
-}
-
-void WorkerPool::JobFinished() noexcept {
-    {
-        const std::lock_guard lock(mutex);
-        ++finished_jobs;
-    }
-    job_finished.notify_one();
 }
 
 }  // namespace Common

@@ -1,18 +1,17 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "common/fastq_record.h"
 #include "common/job_thread.h"
+#include "common/semaphore.h"
 
 namespace Common {
 
@@ -52,7 +51,7 @@ public:
     /// std::exception makes its worker failed; any other exception leaves this call.
     void Refresh();
 
-    /// Blocks until a job has ended since the last Refresh began, at most for `longest`.
+    /// Blocks until a job has ended that no earlier call has waited for, at most for `longest`.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every pending result is there, then refreshes.
@@ -72,12 +71,8 @@ public:
 private:
     void RefreshWorker(Worker& worker);
     void RebuildLists();
-    void JobFinished() noexcept;
 
-    std::mutex mutex;
-    std::condition_variable job_finished;
-    std::uint64_t finished_jobs = 0;       // Guarded by mutex.
-    std::uint64_t finished_jobs_seen = 0;  // The value of finished_jobs at the last Refresh; owner only.
+    Semaphore job_finished;  // Released by each job that ends.
     std::vector<std::unique_ptr<Worker>> workers;
     std::vector<std::size_t> idle;
     std::vector<std::size_t> finished;
