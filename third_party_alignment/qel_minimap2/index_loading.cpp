@@ -13,6 +13,7 @@
 
 #include "third_party_alignment/qel_minimap2/index_check.h"
 #include "third_party_alignment/qel_minimap2/map_options.h"
+#include "third_party_alignment/qel_minimap2/minimizer_check.h"
 #include "third_party_alignment/qel_minimap2/reference_check.h"
 
 namespace qel_minimap2 {
@@ -53,7 +54,8 @@ IndexPointer LoadIndex(const char* given_path) {
     // minimap2 takes "-" for standard input.
     const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
     RequireRegularFile(path);
-    if (HasIndexMagic(path)) {
+    const bool is_prebuilt = HasIndexMagic(path);
+    if (is_prebuilt) {
         CheckIndexFile(path);
     } else {
         CheckReferenceFile(path);
@@ -70,6 +72,9 @@ IndexPointer LoadIndex(const char* given_path) {
     IndexPointer index(mm_idx_reader_read(reader.get(), cores > 0 ? cores : 1));
     if (!index) {
         throw std::runtime_error("minimap2 could not read it");
+    }
+    if (is_prebuilt) {
+        CheckMinimizers(*index);
     }
     WarnOfDuplicateName(*index, path);
     return index;
