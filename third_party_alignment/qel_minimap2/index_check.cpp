@@ -14,6 +14,7 @@
 #include <minimap.h>
 
 #include "third_party_alignment/qel_minimap2/mapped_file.h"
+#include "third_party_alignment/qel_minimap2/sequence_name.h"
 
 namespace qel_minimap2 {
 
@@ -144,9 +145,9 @@ private:
     void ReadSequences() {
         for (std::uint32_t i = 0; i < header.sequences; ++i) {
             const auto name_length = cursor.Take<std::uint8_t>();
-            const auto* const name = cursor.Skip(name_length, 1);
-            if (name_length == 0 || *name == '\0') {
-                throw std::runtime_error("the minimap2 index holds a sequence without a name");
+            const std::string name(reinterpret_cast<const char*>(cursor.Skip(name_length, 1)), name_length);
+            if (const char* const fault = FaultOfSequenceName(name)) {
+                throw std::runtime_error(std::string("the minimap2 index holds ") + fault);
             }
             lengths.push_back(cursor.Take<std::uint32_t>());
             if (lengths.back() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
@@ -160,6 +161,10 @@ private:
     // whether the value is the one position or the start and number of positions in the list.
     void ReadBucket(std::uint64_t bucket) {
         const auto position_count = cursor.Take<std::uint32_t>();
+        // minimap2 computes the size of the list in bytes as an int.
+        if (position_count > std::numeric_limits<std::int32_t>::max() / sizeof(std::uint64_t)) {
+            Damaged("too long a list of positions");
+        }
         const auto* const positions = cursor.Skip(position_count, sizeof(std::uint64_t));
         for (std::uint64_t i = 0; i < position_count; ++i) {
             CheckPosition(Load64(positions + i * sizeof(std::uint64_t)));

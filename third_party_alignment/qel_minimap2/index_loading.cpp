@@ -1,8 +1,10 @@
 #include "third_party_alignment/qel_minimap2/index_loading.h"
 
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <iostream>
+#include <latch>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -10,9 +12,11 @@
 #include <system_error>
 #include <thread>
 #include <unordered_set>
+#include <vector>
 
 #include "third_party_alignment/qel_minimap2/index_check.h"
 #include "third_party_alignment/qel_minimap2/map_options.h"
+#include "third_party_alignment/qel_minimap2/minimizer_check.h"
 #include "third_party_alignment/qel_minimap2/reference_check.h"
 
 namespace qel_minimap2 {
@@ -34,6 +38,24 @@ void RequireRegularFile(const std::string& path) {
     }
 }
 
+// As many threads as there are cores, or as the system lets us start: minimap2 does not look whether its own
+// ones start, and ends in a crash when they do not.
+int StartableThreads() {
+    std::latch all_started(1);
+    std::vector<std::jthread> threads;
+    try {
+        do {
+            threads.emplace_back([&all_started] { all_started.wait(); });
+        } while (threads.size() < std::thread::hardware_concurrency());
+    } catch (const std::exception& error) {  // Those that did start wait for the latch: they must be let go.
+        if (threads.empty()) {
+            throw std::runtime_error(std::string("no thread can be started to index it: ") + error.what());
+        }
+    }
+    all_started.count_down();
+    return static_cast<int>(threads.size());
+}
+
 void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
     std::unordered_set<std::string_view> names;
     names.reserve(index.n_seq);
@@ -53,7 +75,8 @@ IndexPointer LoadIndex(const char* given_path) {
     // minimap2 takes "-" for standard input.
     const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
     RequireRegularFile(path);
-    if (HasIndexMagic(path)) {
+    const bool is_prebuilt = HasIndexMagic(path);
+    if (is_prebuilt) {
         CheckIndexFile(path);
     } else {
         CheckReferenceFile(path);
@@ -66,10 +89,12 @@ IndexPointer LoadIndex(const char* given_path) {
     if (!reader) {
         throw std::runtime_error(std::generic_category().message(errno));
     }
-    const auto cores = static_cast<int>(std::thread::hardware_concurrency());
-    IndexPointer index(mm_idx_reader_read(reader.get(), cores > 0 ? cores : 1));
+    IndexPointer index(mm_idx_reader_read(reader.get(), is_prebuilt ? 1 : StartableThreads()));
     if (!index) {
         throw std::runtime_error("minimap2 could not read it");
+    }
+    if (is_prebuilt) {
+        CheckMinimizers(*index);
     }
     WarnOfDuplicateName(*index, path);
     return index;

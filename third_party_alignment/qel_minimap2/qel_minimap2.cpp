@@ -34,6 +34,7 @@ void Complain(const char* path, const char* reason) noexcept {
 }  // namespace
 
 mm_idx_t* qelmm_load_index(const char* path) {
+    path = path != nullptr ? path : "";
     try {
         return qel_minimap2::LoadIndex(path).release();
     } catch (const std::exception& error) {
