@@ -5,7 +5,7 @@
 
 namespace Common {
 
-JobThread::JobThread(std::function<void()> on_finished) : on_finished(std::move(on_finished)) {}
+JobThread::JobThread(std::function<PackagedJob()> on_finished) : on_finished(std::move(on_finished)) {}
 
 JobThread::~JobThread() {
     if (!thread.joinable()) {
@@ -15,16 +15,13 @@ JobThread::~JobThread() {
     thread.join();
 }
 
-std::future<int> JobThread::Start(std::packaged_task<int()> job) {
-    auto result = job.get_future();
+void JobThread::Start(PackagedJob job) {
     if (!EnsureThread()) {
-        job();
-        on_finished();
-        return result;
+        RunWithFollowers(std::move(job));
+        return;
     }
     next = std::move(job);
     given.Release();
-    return result;
 }
 
 bool JobThread::EnsureThread() {
@@ -41,12 +38,18 @@ bool JobThread::EnsureThread() {
 void JobThread::RunJobs() {
     while (true) {
         given.Acquire();
-        if (!next) {
+        if (!next.valid()) {
             return;
         }
-        // The job is destroyed before its end is told: what it holds is free by then.
-        std::exchange(next, std::nullopt).value()();
-        on_finished();
+        RunWithFollowers(std::move(next));
+    }
+}
+
+void JobThread::RunWithFollowers(PackagedJob job) {
+    while (job.valid()) {
+        job();
+        job = {};  // What the job holds is free before its end is told.
+        job = on_finished();
     }
 }
 

@@ -14,8 +14,8 @@ namespace {
 // woken.
 constexpr int kYields = 3;
 
-bool AcquireByYielding(::sem_t* semaphore) {
-    for (int i = 0; i < kYields; ++i) {
+bool AcquireByYielding(::sem_t* semaphore, int yields) {
+    for (int i = 0; i < yields; ++i) {
         if (::sem_trywait(semaphore) == 0) {
             return true;
         }
@@ -49,15 +49,15 @@ void Semaphore::Release() noexcept {
 }
 
 void Semaphore::Acquire() noexcept {
-    if (AcquireByYielding(&semaphore)) {
+    if (AcquireByYielding(&semaphore, kYields)) {
         return;
     }
     while (::sem_wait(&semaphore) != 0) {  // Interrupted by a signal.
     }
 }
 
-bool Semaphore::AcquireFor(std::chrono::nanoseconds longest) noexcept {
-    if (AcquireByYielding(&semaphore)) {
+bool Semaphore::AcquireFor(std::chrono::nanoseconds longest, int yields) noexcept {
+    if (AcquireByYielding(&semaphore, yields)) {
         return true;
     }
     const auto deadline = After(longest);

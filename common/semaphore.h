@@ -22,8 +22,9 @@ public:
     /// Blocks until there is a Release to take.
     void Acquire() noexcept;
 
-    /// As Acquire, but gives up after `longest`; false then.
-    bool AcquireFor(std::chrono::nanoseconds longest) noexcept;
+    /// As Acquire, but gives up after `longest`; false then. Before it sleeps it offers the processor to
+    /// others `yields` times.
+    bool AcquireFor(std::chrono::nanoseconds longest, int yields) noexcept;
 
 private:
     ::sem_t semaphore;

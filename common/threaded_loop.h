@@ -30,7 +30,7 @@ public:
         auto record = container->begin();
         const auto end = container->end();
         for (std::uint64_t number = 0; !(record == end); ++number, ++record) {
-            WaitForIdleWorker(pool);
+            WaitForIdleWorker(pool, record);
             Submit(pool, number, record);
         }
         if (wait) {
@@ -43,8 +43,12 @@ private:
     /// The longest time between two looks at the workers; a job that ends cuts it short.
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
-    void WaitForIdleWorker(WorkerPool& pool) const {
-        while (pool.Idle().empty() && pool.Size() > 0) {
+    template <typename Iterator>
+    void WaitForIdleWorker(WorkerPool& pool, const Iterator& record) const {
+        if (pool.Idle().empty() && pool.Size() > 0) {
+            pool.Stage(*job, *record);
+        }
+        while (!pool.ReadyToSubmit() && pool.Size() > 0) {
             pool.WaitForFinishedJob(kRefreshInterval);
             pool.Refresh();
             auto reusable = pool.Finished();

@@ -1,35 +1,88 @@
 #include "common/worker_pool.h"
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace Common {
 
-WorkerPool::WorkerPool(int thread_count) {
+namespace {
+
+// Waking a sleeping processor costs as much as mapping a short read. Where there are more processors than
+// workers the owner watches for the end of a job for a few dozen microseconds before it sleeps; where there
+// are not, it would take that time from a worker.
+int YieldsBeforeSleep(int thread_count) {
+    const auto processors = static_cast<int>(std::thread::hardware_concurrency());
+    return thread_count < processors ? 200 : 3;
+}
+
+}  // namespace
+
+WorkerPool::WorkerPool(int thread_count) : yields(YieldsBeforeSleep(thread_count)) {
     for (int i = 0; i < thread_count; ++i) {
-        workers.push_back(std::make_unique<Worker>([this] { job_finished.Release(); }));
+        workers.push_back(std::make_unique<Worker>([this, i] { return JobFinished(i); }));
     }
     RebuildLists();
 }
 
 WorkerPool::~WorkerPool() {
-    // The threads end before the members that their last job notifies.
+    // A job that was not submitted is not run. The threads end before the members that they notify.
+    staged.Withdraw();
     workers.clear();
 }
 
 int WorkerPool::Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record) {
-    if (idle.empty()) {
+    if (!ReadyToSubmit()) {
         return -1;
     }
-    const auto index = idle.front();
+    const int taken_by = staged.TakenBy();
+    const auto index = taken_by != StagedJob::kNobody ? static_cast<std::size_t>(taken_by) : idle.front();
     auto& worker = *workers[index];
-    worker.pending =
-        worker.thread.Start(std::packaged_task<int()>([job, own = record]() mutable { return job(own); }));
+    if (taken_by != StagedJob::kNobody) {
+        worker.pending = std::move(staged_result);
+        staged.Clear();
+    } else if (withdrawn.valid()) {
+        worker.pending = std::move(staged_result);
+        worker.thread.Start(std::move(withdrawn));
+    } else {
+        auto packaged = Package(job, record);
+        worker.pending = packaged.get_future();
+        worker.thread.Start(std::move(packaged));
+    }
     worker.status = Worker::Status::working;
     worker.job_number = job_number;
-    idle.erase(idle.begin());
+    idle.erase(std::find(idle.begin(), idle.end(), index));
     return static_cast<int>(index);
+}
+
+void WorkerPool::Stage(const RecordJob& job, const FastQRecord& record) {
+    auto packaged = Package(job, record);
+    staged_result = packaged.get_future();
+    staged.Put(std::move(packaged));
+}
+
+bool WorkerPool::ReadyToSubmit() {
+    if (idle.empty()) {
+        return false;
+    }
+    if (auto untaken = staged.Withdraw(); untaken.valid()) {
+        withdrawn = std::move(untaken);
+    }
+    const int taken_by = staged.TakenBy();
+    return taken_by == StagedJob::kNobody ||
+           workers[static_cast<std::size_t>(taken_by)]->status == Worker::Status::idle;
+}
+
+PackagedJob WorkerPool::Package(const RecordJob& job, const FastQRecord& record) {
+    return PackagedJob([job, own = record]() mutable { return job(own); });
+}
+
+PackagedJob WorkerPool::JobFinished(int worker) {
+    auto next = staged.Take(worker);
+    job_finished.Release();
+    return next;
 }
 
 void WorkerPool::Refresh() {
@@ -59,7 +112,7 @@ void WorkerPool::RefreshWorker(Worker& worker) {
 }
 
 void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
-    job_finished.AcquireFor(longest);
+    job_finished.AcquireFor(longest, yields);
 }
 
 void WorkerPool::WaitForAll() {

@@ -12,6 +12,7 @@
 #include "common/fastq_record.h"
 #include "common/job_thread.h"
 #include "common/semaphore.h"
+#include "common/staged_job.h"
 
 namespace Common {
 
@@ -22,7 +23,7 @@ using RecordJob = std::function<int(FastQRecord&)>;
 struct Worker {
     enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
 
-    explicit Worker(std::function<void()> on_finished) : thread(std::move(on_finished)) {}
+    explicit Worker(std::function<PackagedJob()> on_finished) : thread(std::move(on_finished)) {}
 
     std::future<int> pending;      ///< The result to come; not valid when no job is held.
     Status status = Status::idle;  ///< As of the last refresh.
@@ -47,6 +48,15 @@ public:
     /// -1 when none is idle.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
+    /// While no worker is idle: lets the first worker whose job ends go on with this one at once, ahead of
+    /// the Submit for the same job that must follow once ReadyToSubmit. Never do more jobs run than there are
+    /// workers.
+    void Stage(const RecordJob& job, const FastQRecord& record);
+
+    /// True when a worker is idle; if one has gone on with the staged job, that one must be, which needs a
+    /// Refresh and a Reset for its job before.
+    bool ReadyToSubmit();
+
     /// Looks at every pending result, without waiting, and rebuilds the three lists. A job that ended with a
     /// std::exception makes its worker failed; any other exception leaves this call.
     void Refresh();
@@ -69,10 +79,16 @@ public:
     const Worker& At(std::size_t index) const { return *workers.at(index); }
 
 private:
+    static PackagedJob Package(const RecordJob& job, const FastQRecord& record);
+    PackagedJob JobFinished(int worker);
     void RefreshWorker(Worker& worker);
     void RebuildLists();
 
     Semaphore job_finished;  // Released by each job that ends.
+    const int yields;        // Of the owner, before it sleeps.
+    StagedJob staged;
+    std::future<int> staged_result;  // Of the job that was staged last.
+    PackagedJob withdrawn;           // The staged job, when no worker took it in time.
     std::vector<std::unique_ptr<Worker>> workers;
     std::vector<std::size_t> idle;
     std::vector<std::size_t> finished;
