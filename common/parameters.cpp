@@ -1,11 +1,13 @@
 #include "common/parameters.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <type_traits>
 
 #include <boost/filesystem/operations.hpp>
@@ -13,6 +15,8 @@
 #include <boost/program_options/parsers.hpp>
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
+
+#include "common/logger.h"
 
 namespace Common {
 
@@ -280,6 +284,11 @@ void Parameters::WriteParameters(const std::string& path, const std::vector<std:
         if (all || option_records.at(name).in_config_file) {
             stream << name << "\t\t=\t" << value_renderers.at(name)() << '\n';
         }
+    }
+    stream.flush();
+    if (!stream) {
+        TAVIK_LOG(error) << "Could not write parameters to " << path << ": "
+                         << std::generic_category().message(errno);
     }
 }
 

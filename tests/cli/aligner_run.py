@@ -22,9 +22,11 @@ RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MU
 class Run:
     """One finished run: status ("SIGABRT" and the like for a signal), stdout and stderr apart."""
 
-    def __init__(self, args, stdin, folder):
+    def __init__(self, args, stdin, folder, before=None):
+        """`before` is called in the new process, in front of the program."""
         self.args = [PROGRAM, *map(str, args)]
-        done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, timeout=250)
+        done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, errors="replace",
+                              timeout=250, preexec_fn=before)
         self.status = done.returncode if done.returncode >= 0 else signal.Signals(-done.returncode).name
         self.stdout, self.stderr = done.stdout, done.stderr
 
@@ -44,17 +46,17 @@ class AlignerTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.runs = []
 
-    def run_aligner(self, *args, stdin="", status=0):
-        run = Run(args, stdin, self.folder)
+    def run_aligner(self, *args, stdin="", status=0, before=None):
+        run = Run(args, stdin, self.folder, before)
         self.runs.append(run)
         self.assertEqual(run.status, status)
         return run
 
-    def align(self, files, *args, save="out", status=0):
+    def align(self, files, *args, save="out", status=0, before=None):
         """Aligns files, handed over as a list on standard input, to the example reference."""
         files = "".join(f"{file}\n" for file in files)
         args = ("-i", "", "-s", self.folder / save, "-a", REFERENCE, *args)
-        return self.run_aligner(*args, stdin=files, status=status)
+        return self.run_aligner(*args, stdin=files, status=status, before=before)
 
     def assertEqual(self, first, second, msg=None):
         history = "".join(f"\n$ {' '.join(run.args)}\n{run.stderr}" for run in self.runs)
