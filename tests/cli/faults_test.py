@@ -53,7 +53,7 @@ class Faults(AlignerTest):
         run = self.align([SAMPLE, READS / "sample_2.fastq"], "-z", "--verbose_logs", before=limit_file_size(2048))
         out = self.folder / "out"
         self.assertEqual(self.errors(run), [f"Could not write to output file {out / name}: File too large"
-                                            for name in ("sample_1.sam", "sample_2.sam", "alignment_summary.txt")])
+                                            for name in ("sample_1.sam", "alignment_summary.txt", "sample_2.sam")])
         self.assertEqual(run.stderr.count("Could not write to log file"), 1)
 
     def test_log_and_output_folder_that_cannot_be_written_are_named(self):
