@@ -5,14 +5,14 @@ add_library(tavik_build_settings INTERFACE)
 add_library(tavik::build_settings ALIAS tavik_build_settings)
 target_compile_features(tavik_build_settings INTERFACE cxx_std_20)
 target_compile_options(tavik_build_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
+  -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
 # g++ 12 sees overlapping copies in std::string's own operator+ (GCC bug 105651).
 target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
     -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
     # The instrumentation hides initialisations from this warning: it then fires inside the standard library.
-    -Wno-maybe-uninitialized)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(tavik_build_settings INTERFACE -fsanitize=${TAVIK_SANITIZE})
   if(TAVIK_SANITIZE MATCHES "thread")
     # g++ 12 warns that it does not model fences; the code has none, Boost's headers do.

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <type_traits>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/program_options/errors.hpp>
 #include <boost/program_options/parsers.hpp>
@@ -63,6 +64,21 @@ std::string ValueBehind(int argc, char** argv, const std::string& long_form, con
     }
     return value;
 }
+
+// The library fills a message's placeholders again and again until none is left: a value that holds one
+// itself, like "%value%", would keep it busy for ever. Such values are shown with their percent signs in
+// hexadecimal.
+class PlaceholderGuard : public po::error_with_option_name {
+public:
+    static void Disarm(po::error_with_option_name& error) {
+        const auto texts = error.*&PlaceholderGuard::m_substitutions;
+        for (const auto& [name, text] : texts) {
+            if (std::count(text.begin(), text.end(), '%') > 1) {
+                error.set_substitute(name, boost::replace_all_copy(text, "%", "\\x25"));
+            }
+        }
+    }
+};
 
 }  // namespace
 
@@ -255,6 +271,9 @@ void Parameters::Contain(const std::string& source, const std::function<void()>&
         work();
     } catch (const po::reading_file& error) {
         report("reading", error, ParseStatus::ConfigReadError);
+    } catch (po::error_with_option_name& error) {
+        PlaceholderGuard::Disarm(error);
+        report("parsing", error, ParseStatus::ParseError);
     } catch (const po::error& error) {
         report("parsing", error, ParseStatus::ParseError);
     } catch (const std::exception& error) {

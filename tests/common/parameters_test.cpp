@@ -84,6 +84,13 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
          "Error parsing command line: 'the argument ('abc') for option '--count' is invalid'.\n" +
              missing_name,
          ""},
+        {"a value that looks like a placeholder",
+         {"-n", "x", "--count", "%value%"},
+         nullptr,
+         ParseStatus::ParseError | ParseStatus::MissingOption,
+         "Error parsing command line: 'the argument ('\\x25value\\x25') for option '--count' is invalid'.\n" +
+             missing_name,
+         ""},
         {"value missing",
          {"-n", "x", "--count"},
          nullptr,

@@ -1,0 +1,26 @@
+// A prebuilt index: it is refused, or a read can be mapped against it.
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/fuzz/fuzz_file.h"
+#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static std::string bases = "ACGTTGCAAGTCCATGGATTCAGGCTAAGCTTACGGATCCATTAGCAGGTCATACGGTTACAGT";
+    static std::string name = "read";
+    // The refusals are told on standard error, a line each: too many to look at.
+    mm_idx_t* const index = qelmm_load_index(Fuzz::WriteInput(data, size, ".mmi").c_str());
+    if (index != nullptr) {
+        mm_bseq1_t read{};
+        read.l_seq = static_cast<int>(bases.size());
+        read.name = name.data();
+        read.seq = bases.data();
+        char* const text = qelmm_align(index, 0, read);
+        if (text != nullptr && text[0] != 'E') {
+            std::free(text);
+        }
+        qelmm_unload_index(index);
+    }
+    return 0;
+}

@@ -1,0 +1,42 @@
+// A read file, plain or gzip by its first byte: the reader gives records or throws a std::exception.
+
+#include <exception>
+
+#include "common/fasta_iterable.h"
+#include "common/fastq_iterable.h"
+#include "common/sequencing_file.h"
+#include "tests/fuzz/fuzz_file.h"
+
+namespace {
+
+template <typename Reads>
+void Walk(std::istream& stream) {
+    Reads reads(stream);
+    while (reads.Advance()) {
+        const auto& record = reads.Current();
+        if (!record.GetTitle().empty()) {
+            record.GetReadId();
+            record.GetRunId();
+        }
+        record.ToString();
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const bool is_gzip = size > 0 && data[0] == 0x1f;
+    const auto path = Fuzz::WriteInput(data, size, is_gzip ? ".gz" : ".fastq");
+    try {
+        boost::iostreams::filtering_istream stream;
+        Common::OpenSequencingFile(path, stream);
+        // Not through the adapter: a file without records ends the process there, by design.
+        if (stream.peek() == '>') {
+            Walk<Common::FastaIterable>(stream);
+        } else {
+            Walk<Common::FastQIterable>(stream);
+        }
+    } catch (const std::exception&) {
+    }
+    return 0;
+}

@@ -1,0 +1,15 @@
+// A whitelist: no id holds a blank or white space at an end.
+
+#include <cstdlib>
+
+#include "common/read_id_whitelist.h"
+#include "tests/fuzz/fuzz_file.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    for (const auto& id : Common::getReadIdWhitelist(Fuzz::WriteInput(data, size, ".txt"))) {
+        if (id.empty() || id.find(' ') != std::string::npos || id.back() == '\r' || id.front() == '\t') {
+            std::abort();
+        }
+    }
+    return 0;
+}
