@@ -65,8 +65,8 @@ void FastQRecord::ValidateSequence() const {
         return;
     }
     const auto bad = std::find_if_not(sequence.begin(), sequence.end(), IsBase);
-    throw std::runtime_error(std::string("Sequence contained an unexpected character '") + *bad +
-                             "' at position " + std::to_string(bad - sequence.begin()) + "\n" + Describe());
+    throw std::runtime_error(std::string("Sequence contained an unexpected character '") + *bad + "' at position " +
+                             std::to_string(bad - sequence.begin()) + "\n" + Describe());
 }
 
 std::string FastQRecord::Describe() const {
@@ -84,15 +84,13 @@ std::string FastQRecord::GetReadId() const {
         throw std::runtime_error("Cannot get the read ID from an empty FastQ record.");
     }
     if (title.size() == 1) {
-        TAVIK_LOG(error) << "Read title '" << title
-                         << "' does not have any space. Continuing with next read.";
+        TAVIK_LOG(error) << "Read title '" << title << "' does not have any space. Continuing with next read.";
         return kInvalidReadId;
     }
     try {
         const auto blank = title.find(' ', 1);
         return title.substr(1, blank == std::string::npos ? blank : blank - 1);
-    } catch (
-        ...) {  // The caller goes on with the next read whatever happened; there is no text worth keeping.
+    } catch (...) {  // The caller goes on with the next read whatever happened; there is no text worth keeping.
         TAVIK_LOG(error) << "Could not extract read id from fastq title. Continuing with next read.";
         return kInvalidReadId;
     }

@@ -24,8 +24,7 @@ std::string Reason(const io::gzip_error& error) {
         case io::gzip::bad_footer:
             return "the file ends too early";
         default:
-            return error.zlib_error_code() == io::zlib::buf_error ? "the file ends too early"
-                                                                  : "the data are corrupt";
+            return error.zlib_error_code() == io::zlib::buf_error ? "the file ends too early" : "the data are corrupt";
     }
 }
 
@@ -33,8 +32,7 @@ std::string Reason(const io::gzip_error& error) {
 
 GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : path(path) {}
 
-std::streamsize GzipFileDecompressor::Recover(const io::gzip_error& error, char* buffer,
-                                              std::streamsize count) {
+std::streamsize GzipFileDecompressor::Recover(const io::gzip_error& error, char* buffer, std::streamsize count) {
     failure = std::make_exception_ptr(std::runtime_error("gzip error in " + path + ": " + Reason(error)));
     const auto saved = Salvage(buffer, count);
     delivered += static_cast<std::uint64_t>(saved);

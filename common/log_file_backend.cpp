@@ -29,8 +29,7 @@ std::string FillInTime(const std::string& pattern) {
 
 }  // namespace
 
-LogFileBackend::LogFileBackend(const boost::filesystem::path& folder, const std::string& name,
-                               bool auto_flush)
+LogFileBackend::LogFileBackend(const boost::filesystem::path& folder, const std::string& name, bool auto_flush)
     : folder(folder), pattern(NamePattern(name)), auto_flush(auto_flush) {}
 
 void LogFileBackend::consume(const boost::log::record_view& /*record*/, const string_type& line) {
@@ -62,8 +61,7 @@ void LogFileBackend::Open() {
 
 void LogFileBackend::Report(const char* what) {
     const int reason = errno;
-    std::cerr << std::string(what) + path + ": " + std::generic_category().message(reason) + "\n"
-              << std::flush;
+    std::cerr << std::string(what) + path + ": " + std::generic_category().message(reason) + "\n" << std::flush;
 }
 
 }  // namespace Common::logging

@@ -30,9 +30,8 @@ void FormatLogLine(const boost::log::record_view& record, const SinkOptions& opt
         stream << boost::log::extract<std::string>("Channel", record) << ' ';
     }
     if (options.show_origin) {
-        stream << boost::log::extract<boost::log::attributes::current_thread_id::value_type>("ThreadID",
-                                                                                             record)
-               << ' ' << boost::log::extract<const char*>("Function", record) << ' ';
+        stream << boost::log::extract<boost::log::attributes::current_thread_id::value_type>("ThreadID", record) << ' '
+               << boost::log::extract<const char*>("Function", record) << ' ';
     }
     if (options.show_severity) {
         const auto severity = boost::log::extract<Severity>("Severity", record);

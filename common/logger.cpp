@@ -11,9 +11,8 @@ namespace Common::logging {
 Record::~Record() {
     try {
         auto& logger = GlobalLogger::get();
-        auto record =
-            logger.open_record((boost::log::keywords::channel = LoggerGroup::Instance().ChannelOf(severity),
-                                boost::log::keywords::severity = severity));
+        auto record = logger.open_record((boost::log::keywords::channel = LoggerGroup::Instance().ChannelOf(severity),
+                                          boost::log::keywords::severity = severity));
         if (!record) {
             return;
         }

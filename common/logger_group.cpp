@@ -45,8 +45,7 @@ std::size_t Position(Loggers logger) {
 
 // A sink that filters and formats as the options say, in front of `backend`.
 template <typename Backend>
-boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend,
-                                        const SinkOptions& options) {
+boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend, const SinkOptions& options) {
     auto sink = boost::make_shared<sinks::synchronous_sink<Backend>>(backend);
     sink->set_filter([options](const boost::log::attribute_value_set& values) {
         const auto severity = boost::log::extract<Severity>("Severity", values);
@@ -57,10 +56,9 @@ boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backen
         return options.severities.contains(*severity) ||
                (*severity == Severity::trace && channel && options.TakesTraceOf(*channel));
     });
-    sink->set_formatter(
-        [options](const boost::log::record_view& record, boost::log::formatting_ostream& stream) {
-            FormatLogLine(record, options, stream);
-        });
+    sink->set_formatter([options](const boost::log::record_view& record, boost::log::formatting_ostream& stream) {
+        FormatLogLine(record, options, stream);
+    });
     return sink;
 }
 
@@ -79,8 +77,8 @@ void Prepare() {
     accepted_severities = 0;
 }
 
-void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet,
-                 bool verbose_logs, const std::string& trace_categories) {
+void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
+                 const std::string& trace_categories) {
     auto options = GetDefaultTavikLogOptions(quiet, verbose_logs, trace_categories);
     AddCommonAttributes();
     Group().reset();  // Removes the old sinks before the new ones come.
@@ -118,8 +116,7 @@ LoggerGroup& LoggerGroup::Instance() {
 
 void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
     if (!IsConsole(logger)) {
-        TAVIK_LOG(error)
-            << kWrongLogger;  // "file" for a console sink too: deliberate, tools match this text.
+        TAVIK_LOG(error) << kWrongLogger;  // "file" for a console sink too: deliberate, tools match this text.
         return;
     }
     Sink sink;
@@ -133,8 +130,8 @@ void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
     Install(logger, sink, options);
 }
 
-void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& file_folder,
-                                 const std::string& name, SinkOptions&& options) {
+void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& file_folder, const std::string& name,
+                                 SinkOptions&& options) {
     if (!IsFile(logger)) {
         TAVIK_LOG(error) << kWrongLogger;
         return;
@@ -178,8 +175,7 @@ void LoggerGroup::UpdateAcceptedSeverities() const {
     if (boost::log::core::get()->get_logging_enabled()) {
         for (std::size_t i = 0; i < sinks.size(); ++i) {
             for (std::uint32_t severity = 0; sinks[i] && severity <= 5; ++severity) {
-                accepted |= static_cast<std::uint32_t>(installed[i].Takes(static_cast<Severity>(severity)))
-                            << severity;
+                accepted |= static_cast<std::uint32_t>(installed[i].Takes(static_cast<Severity>(severity))) << severity;
             }
         }
     }

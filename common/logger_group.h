@@ -25,8 +25,8 @@ void Prepare();
 
 /// Replaces the process-wide group by one for these channels, installs the console sinks and switches logging
 /// on. Log files begin with LoggerGroup::SetFolder, when it is known where they belong.
-void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet,
-                 bool verbose_logs, const std::string& trace_categories);
+void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
+                 const std::string& trace_categories);
 
 /// True when some sink takes records of the global logger's own severity. That is `verbose`, the severity of
 /// the records made per read, which is what asks.

@@ -6,14 +6,13 @@ namespace Common {
 struct OptionFlags {
     static constexpr unsigned CommandLine = 1;  ///< Accepted on the command line.
     static constexpr unsigned ConfigFile = 2;   ///< Accepted in the configuration file.
-    static constexpr unsigned Flag =
-        4;  ///< A switch without a value, on the command line only; bool storage.
-    static constexpr unsigned Required = 8;  ///< Must appear in at least one source.
+    static constexpr unsigned Flag = 4;         ///< A switch without a value, on the command line only; bool storage.
+    static constexpr unsigned Required = 8;     ///< Must appear in at least one source.
 };
 
 /// How parsing went; bits, several of which may be set.
 struct ParseStatus {
-    static constexpr unsigned MissingOption = 1;  ///< A required option or the configuration file is missing.
+    static constexpr unsigned MissingOption = 1;      ///< A required option or the configuration file is missing.
     static constexpr unsigned UnexpectedOption = 2;   ///< Something unregistered was met: a warning.
     static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
     static constexpr unsigned ParseError = 8;         ///< A source does not follow the rules.

@@ -31,8 +31,7 @@ constexpr char kConfigFilePlace[] = "in configuration file";
 
 // Options must be given in full: a typing error that happens to be a prefix of another option is reported
 // instead of being taken for it.
-constexpr int kStyle =
-    po::command_line_style::unix_style & ~static_cast<int>(po::command_line_style::allow_guessing);
+constexpr int kStyle = po::command_line_style::unix_style & ~static_cast<int>(po::command_line_style::allow_guessing);
 
 std::string Key(const std::string& name) {
     return name.substr(0, name.find(','));
@@ -91,8 +90,7 @@ Parameters::Parameters()
 Parameters::~Parameters() = default;
 
 template <typename T>
-void Parameters::AddOption(const std::string& name, const std::string& description, T* storage,
-                           unsigned flags) {
+void Parameters::AddOption(const std::string& name, const std::string& description, T* storage, unsigned flags) {
     if ((flags & OptionFlags::Flag) != 0) {
         if (!std::is_same_v<T, bool>) {
             throw std::runtime_error("Flag options must have a storage type of bool.");
@@ -119,9 +117,8 @@ void Parameters::AddOption(const std::string& name, const std::string& descripti
         if constexpr (std::is_same_v<T, bool>) {
             // zero_tokens, not bool_switch: that one has a default of false, which would overwrite the
             // member.
-            semantic = (flags & OptionFlags::Flag) != 0
-                           ? po::value<bool>(storage)->zero_tokens()->implicit_value(true)
-                           : po::value<bool>(storage);
+            semantic = (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens()->implicit_value(true)
+                                                        : po::value<bool>(storage);
         } else {
             semantic = po::value<T>(storage);
         }
@@ -201,8 +198,7 @@ std::string Parameters::FindConfigPath(int argc, char** argv) {
     return path;
 }
 
-void Parameters::ReadConfigSource(std::istream* config_stream, const std::string& config_path, int argc,
-                                  char** argv) {
+void Parameters::ReadConfigSource(std::istream* config_stream, const std::string& config_path, int argc, char** argv) {
     if (config_stream != nullptr) {
         ReadConfigStream(*config_stream);
         return;
@@ -230,17 +226,13 @@ void Parameters::ReadConfigSource(std::istream* config_stream, const std::string
 }
 
 void Parameters::ReadConfigStream(std::istream& stream) {
-    Contain("config file",
-            [&] { Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace); });
+    Contain("config file", [&] { Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace); });
 }
 
 void Parameters::ReadCommandLine(int argc, char** argv) {
     Contain("command line", [&] {
-        const auto parsed = po::command_line_parser(argc, argv)
-                                .options(command_line_options)
-                                .style(kStyle)
-                                .allow_unregistered()
-                                .run();
+        const auto parsed =
+            po::command_line_parser(argc, argv).options(command_line_options).style(kStyle).allow_unregistered().run();
         Store(parsed, kCommandLinePlace);
     });
 }
@@ -290,8 +282,7 @@ void Parameters::ReportMissingOptions() {
     }
 }
 
-void Parameters::WriteParameters(const std::string& path, const std::vector<std::string>& header_lines,
-                                 bool all) {
+void Parameters::WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all) {
     std::ofstream stream(path, std::ios_base::trunc);
     if (!header_lines.empty()) {
         for (const auto& line : header_lines) {
@@ -306,8 +297,7 @@ void Parameters::WriteParameters(const std::string& path, const std::vector<std:
     }
     stream.flush();
     if (!stream) {
-        TAVIK_LOG(error) << "Could not write parameters to " << path << ": "
-                         << std::generic_category().message(errno);
+        TAVIK_LOG(error) << "Could not write parameters to " << path << ": " << std::generic_category().message(errno);
     }
 }
 

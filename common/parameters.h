@@ -30,8 +30,7 @@ public:
     virtual bool ValidateParams() = 0;
     /// Writes name and value of the registered options to `path`, in a form that can be read back as a
     /// configuration file, with `header_lines` as comments on top; command-line options only if `all`.
-    virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines,
-                                 bool all);
+    virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
     Parameters& operator=(const Parameters&) = delete;

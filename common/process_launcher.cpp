@@ -104,8 +104,7 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     fs::current_path(previous);
     TAVIK_LOG(verbose) << "Set working path back to previous: " << previous.string();
     if (throw_on_error && status != 0) {
-        throw std::runtime_error("Command '" + command + "' finished with error code " +
-                                 std::to_string(status));
+        throw std::runtime_error("Command '" + command + "' finished with error code " + std::to_string(status));
     }
     return status;
 }
@@ -119,8 +118,7 @@ void ProcessLauncher::ReadOutput(const std::string& command, std::FILE* pipe) {
         }
         const auto length = std::strlen(chunk.data());
         if (output.size() + length > max_output_size) {
-            throw std::runtime_error("Output read from command '" + command +
-                                     "' is longer than allowed buffer.");
+            throw std::runtime_error("Output read from command '" + command + "' is longer than allowed buffer.");
         }
         TAVIK_LOG(verbose) << "Received data from pipe:";
         TAVIK_LOG(verbose) << chunk.data();

@@ -30,8 +30,7 @@ std::string LowerCaseExtension(const std::string& path) {
 
 bool HasReadFileExtension(const std::string& path) {
     const auto extension = LowerCaseExtension(path);
-    return std::find(kReadFileExtensions.begin(), kReadFileExtensions.end(), extension) !=
-           kReadFileExtensions.end();
+    return std::find(kReadFileExtensions.begin(), kReadFileExtensions.end(), extension) != kReadFileExtensions.end();
 }
 
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream) {

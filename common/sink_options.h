@@ -22,8 +22,7 @@ struct SinkOptions {
     bool show_severity = true;      ///< Severity in brackets.
     bool show_channel = false;      ///< Channel name.
     bool enabled = false;           ///< A sink that is not enabled is not installed.
-    std::string
-        trace_categories;  ///< Channels, separated by commas or blanks, whose trace records are taken.
+    std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are taken.
 
     /// True when a record of that severity may be taken; for trace, from some channel.
     bool Takes(Severity severity) const;

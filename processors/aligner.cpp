@@ -96,8 +96,7 @@ void Aligner::StartNewFile(const std::string& file) {
         fs::create_directories(folder);
     }
     if (!sam_paths_used.insert(sam_path).second) {
-        TAVIK_LOG(warning) << "Input file " << file
-                           << " replaces the SAM file of an earlier input file: " << sam_path;
+        TAVIK_LOG(warning) << "Input file " << file << " replaces the SAM file of an earlier input file: " << sam_path;
     }
     auto& output = SamOutput();
     output.file.Open(sam_path);

@@ -41,8 +41,7 @@ std::vector<std::string> ListReadFiles(const std::string& folder) {
     std::vector<std::string> files;
     for (const auto& entry : DirectoryIterator(folder)) {
         boost::system::error_code ignored;  // A link to nowhere or an entry that vanished is no regular file.
-        if (fs::is_regular_file(entry.status(ignored)) &&
-            Common::HasReadFileExtension(entry.path().string())) {
+        if (fs::is_regular_file(entry.status(ignored)) && Common::HasReadFileExtension(entry.path().string())) {
             files.push_back(entry.path().string());
         }
     }
@@ -66,8 +65,8 @@ void ReadProcessor::DeclareOptions() {
     AddOption("input_path,i", "Path to input fastq files.", &input_path, required);
     AddOption("save_path,s", "Path to save fastq files.", &save_path, required);
     AddOption("recursive,r", "Search for input file recursively.", &recursive, OptionFlags::Flag);
-    AddOption("trace_categories_logs", "Enable trace logs - list of strings with the desired names.",
-              &trace_categories, both);
+    AddOption("trace_categories_logs", "Enable trace logs - list of strings with the desired names.", &trace_categories,
+              both);
     AddOption("verbose_logs", "Enable verbose logs.", &verbose_logs, OptionFlags::Flag);
     DeclareProcessorOptions();
 }
@@ -137,8 +136,7 @@ int ReadProcessor::ProcessSequencingFile(const std::string& file) {
         });
     };
     return ContainFile(file, __PRETTY_FUNCTION__, [&](Common::SequencingFileAdapter& reads) {
-        Common::ThreadedLoop<Common::SequencingFileAdapter>(&reads, &job, worker_threads, kSubmitAttempts)
-            .Run(true);
+        Common::ThreadedLoop<Common::SequencingFileAdapter>(&reads, &job, worker_threads, kSubmitAttempts).Run(true);
     });
 }
 
@@ -171,14 +169,13 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
         for (const auto& [name, output] : outputs) {
             count += output.read_count;
         }
-        TAVIK_LOG_FROM(info, origin) << "Successfully finished input file " << file << " (" << count
-                                     << " reads)";
+        TAVIK_LOG_FROM(info, origin) << "Successfully finished input file " << file << " (" << count << " reads)";
     } catch (const std::exception& error) {
         TAVIK_LOG_FROM(error, origin) << "Error while processing input file " << file << ": " << error.what()
                                       << " Will continue with next input file.";
     } catch (...) {
-        TAVIK_LOG_FROM(error, origin)
-            << "Error while processing input file " << file << ". Will continue with next input file.";
+        TAVIK_LOG_FROM(error, origin) << "Error while processing input file " << file
+                                      << ". Will continue with next input file.";
     }
     if (progress) {
         ++*progress;
@@ -197,8 +194,8 @@ int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork
     try {
         return work(record, read_id);
     } catch (const std::exception& error) {
-        TAVIK_LOG_FROM(error, kJobOrigin) << "Error while processing read " << read_id << ": " << error.what()
-                                          << " Continuing with next read.";
+        TAVIK_LOG_FROM(error, kJobOrigin)
+            << "Error while processing read " << read_id << ": " << error.what() << " Continuing with next read.";
     } catch (...) {
         TAVIK_LOG_FROM(error, kJobOrigin)
             << "Error while processing read " << read_id << ". Continuing with next read.";

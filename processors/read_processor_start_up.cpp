@@ -46,8 +46,8 @@ ReadProcessor& ReadProcessor::Initialise(int argc, char** argv, const std::strin
 
 void ReadProcessor::AnswerHelpAndVersion(const std::string& program) {
     if ((status & Common::ParseStatus::VersionRequested) != 0) {
-        std::cout << program << ", part of Tavik basecalling suite, " << kMaker << "Version "
-                  << Common::kVersion << std::endl;
+        std::cout << program << ", part of Tavik basecalling suite, " << kMaker << "Version " << Common::kVersion
+                  << std::endl;
     }
     if ((status & Common::ParseStatus::HelpRequested) != 0) {
         std::cout << info_text << std::endl;

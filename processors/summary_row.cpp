@@ -35,9 +35,8 @@ std::string SummaryHeader() {
 std::string SummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {
     std::string row = read_id;
     Append(row, result.genome);
-    for (const auto number :
-         {result.genome_start, result.genome_end, result.strand_start, result.strand_end,
-          result.num_insertions, result.num_deletions, result.num_aligned, result.num_correct}) {
+    for (const auto number : {result.genome_start, result.genome_end, result.strand_start, result.strand_end,
+                              result.num_insertions, result.num_deletions, result.num_aligned, result.num_correct}) {
         Append(row, number);
     }
     Append(row, result.identity);

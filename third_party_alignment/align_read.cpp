@@ -8,8 +8,8 @@ namespace ThirdPartyAlignment {
 
 AlignmentResult AlignRead(ExtAlignCaller* caller, const std::string& sequence, const std::string& read_name,
                           bool reverse, float min_coverage) {
-    std::string sam = reverse ? caller->Call({sequence.rbegin(), sequence.rend()}, read_name)
-                              : caller->Call(sequence, read_name);
+    std::string sam =
+        reverse ? caller->Call({sequence.rbegin(), sequence.rend()}, read_name) : caller->Call(sequence, read_name);
     auto result = SamHandler::Parse(std::move(sam), static_cast<int>(sequence.size()));
     // Deliberately one-sided: a read with nothing aligned is not "rejected", it keeps the aligner's own
     // record.

@@ -34,9 +34,8 @@ Common::ValueMap AlignmentResult::ToValueMap() const {
 
 AlignmentResult AlignmentResult::FromValueMap(const Common::ValueMap& values) {
     AlignmentResult result;
-    VisitMembers(result, [&values]<typename Member>(const char* key, Member& member) {
-        member = values.Get<Member>(key);
-    });
+    VisitMembers(result,
+                 [&values]<typename Member>(const char* key, Member& member) { member = values.Get<Member>(key); });
     return result;
 }
 

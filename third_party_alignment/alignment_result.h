@@ -13,12 +13,12 @@ namespace ThirdPartyAlignment {
 /// Lengths and coordinates are in bases. The strand coordinates are those of the SAM record, that is of the
 /// reverse complement of the read for a hit on the reverse strand.
 struct AlignmentResult {
-    std::string genome = "*";        ///< Reference sequence hit, with "_rc" on the reverse strand.
-    std::int32_t genome_start = 0;   ///< First aligned reference base, 1-based (SAM POS); -1 when unmapped.
-    std::int32_t genome_end = -1;    ///< genome_start + num_aligned + num_deletions: one past the last base.
-    std::int32_t strand_start = -1;  ///< Bases clipped (S or H) in front of the alignment.
-    std::int32_t strand_end = -1;    ///< strand_start + num_aligned + num_insertions.
-    std::int32_t num_events = -1;    ///< Characters in the record's SEQ column.
+    std::string genome = "*";          ///< Reference sequence hit, with "_rc" on the reverse strand.
+    std::int32_t genome_start = 0;     ///< First aligned reference base, 1-based (SAM POS); -1 when unmapped.
+    std::int32_t genome_end = -1;      ///< genome_start + num_aligned + num_deletions: one past the last base.
+    std::int32_t strand_start = -1;    ///< Bases clipped (S or H) in front of the alignment.
+    std::int32_t strand_end = -1;      ///< strand_start + num_aligned + num_insertions.
+    std::int32_t num_events = -1;      ///< Characters in the record's SEQ column.
     std::int32_t num_insertions = -1;  ///< Sum of the CIGAR's I lengths.
     std::int32_t num_deletions = -1;   ///< Sum of the CIGAR's D lengths.
     std::int32_t num_aligned = -1;     ///< Sum of the CIGAR's M lengths.

@@ -14,8 +14,7 @@ class ExtAlignProcessCaller : public ExtAlignCaller {
 public:
     /// `command`: a shell command in which "{executable}", "{reference}" and "{strand}" stand for the two
     /// paths and for the name of the read's FASTA file. It prints SAM text on its standard output.
-    ExtAlignProcessCaller(const std::string& reference, const std::string& executable,
-                          const std::string& command);
+    ExtAlignProcessCaller(const std::string& reference, const std::string& executable, const std::string& command);
 
     /// Writes the read as FASTA, runs the command and returns what it printed. A failing run is repeated at
     /// once, eleven runs in all; then the last failure's std::runtime_error is thrown and the FASTA file

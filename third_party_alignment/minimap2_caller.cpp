@@ -111,9 +111,8 @@ std::string Minimap2Caller::Call(const std::string& sequence, const std::string&
     if (text.empty() || text.starts_with(kError)) {
         // An answer that is no record stays the wrapper's own text: it is not ours to free.
         static_cast<void>(answer.release());
-        throw std::runtime_error(text.empty()
-                                     ? std::string("Minimap2 returned empty string")
-                                     : "Minimap2 returned: " + std::string(text.substr(kError.size())));
+        throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
+                                              : "Minimap2 returned: " + std::string(text.substr(kError.size())));
     }
     std::string sam;
     if (with_header) {

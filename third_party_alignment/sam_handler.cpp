@@ -74,8 +74,7 @@ public:
             }
             const auto token = cursor.Word();
             if (token.size() < 5 || token[2] != ':' || token[4] != ':') {
-                throw std::runtime_error("optional SAM field '" + std::string(token) +
-                                         "' could not be parsed.");
+                throw std::runtime_error("optional SAM field '" + std::string(token) + "' could not be parsed.");
             }
             fields.emplace_back(token.substr(0, 2), token.substr(5));
         }
@@ -83,8 +82,8 @@ public:
 
     // The number in a field; the last one counts when a tag is repeated.
     std::int32_t Integer(std::string_view tag) const {
-        const auto found = std::find_if(fields.rbegin(), fields.rend(),
-                                        [tag](const auto& field) { return field.first == tag; });
+        const auto found =
+            std::find_if(fields.rbegin(), fields.rend(), [tag](const auto& field) { return field.first == tag; });
         if (found == fields.rend()) {
             throw std::out_of_range("map::at");  // The text of the standard's throwing look-ups.
         }

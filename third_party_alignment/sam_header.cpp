@@ -72,8 +72,8 @@ std::int32_t SamHeader::ReferenceLength(std::string_view name) const {
                                             [](const auto& entry, auto key) { return entry.name < key; });
         return found != references.end() && found->name == name ? found->length : 0;
     }
-    const auto found = std::find_if(references.rbegin(), references.rend(),
-                                    [name](const auto& entry) { return entry.name == name; });
+    const auto found =
+        std::find_if(references.rbegin(), references.rend(), [name](const auto& entry) { return entry.name == name; });
     return found != references.rend() ? found->length : 0;
 }
 

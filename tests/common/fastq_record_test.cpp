@@ -6,20 +6,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/captured_log.h"
+#include "tests/common/texts.h"
 
 namespace {
 
 using Common::FastQRecord;
-using Lines = std::vector<std::string>;
-
-std::string MessageOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
+using Tests::ErrorOf;
+using Tests::Lines;
 
 TEST(FastQRecord, ValidationNamesTheFirstFault) {
     const struct {
@@ -42,7 +35,7 @@ TEST(FastQRecord, ValidationNamesTheFirstFault) {
     };
     for (const auto& c : cases) {
         FastQRecord record;
-        EXPECT_EQ(MessageOf([&] { record.Assign("@r", c.sequence, c.qstring); }), c.message) << c.sequence;
+        EXPECT_EQ(ErrorOf([&] { record.Assign("@r", c.sequence, c.qstring); }), c.message) << c.sequence;
         EXPECT_EQ(record.GetSequence(), c.sequence) << "the fields are assigned before they are validated";
     }
 }
@@ -78,10 +71,8 @@ TEST(FastQRecord, IdentifiersComeFromTheTitle) {
         EXPECT_EQ(record.GetRunId(), c.run_id) << c.title;
         EXPECT_EQ(log.Of("error"), c.errors) << c.title;
     }
-    EXPECT_EQ(MessageOf([] { FastQRecord().GetReadId(); }),
-              "Cannot get the read ID from an empty FastQ record.");
-    EXPECT_EQ(MessageOf([] { FastQRecord().GetRunId(); }),
-              "Cannot get the run ID from an empty FastQ record.");
+    EXPECT_EQ(ErrorOf([] { FastQRecord().GetReadId(); }), "Cannot get the read ID from an empty FastQ record.");
+    EXPECT_EQ(ErrorOf([] { FastQRecord().GetRunId(); }), "Cannot get the run ID from an empty FastQ record.");
 }
 
 TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
@@ -96,12 +87,7 @@ TEST(FastQRecord, ComposedTitleReadsBackAndMissingAttributesAreNamed) {
         {"read_id", "r7"},   {"run_id", "run"}, {"sample_id", "s"}, {"time_stamp", "2020-01-01T00:00:00Z"},
         {"read_number", -3}, {"channel", 512}};
     for (const auto& [key, value] : in_order) {
-        try {
-            FastQRecord::ComposeTitle(attributes);
-            FAIL() << "composed without " << key;
-        } catch (const std::out_of_range& error) {
-            EXPECT_EQ(error.what(), "Key '" + key + "' not found.");
-        }
+        EXPECT_EQ(ErrorOf([&] { FastQRecord::ComposeTitle(attributes); }), "Key '" + key + "' not found.");
         attributes.Set(key, value);
     }
     const auto title = FastQRecord::ComposeTitle(attributes);

@@ -13,6 +13,7 @@
 
 #include "common/logger_group.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
@@ -21,16 +22,8 @@ using Common::logging::InitLogging;
 using Common::logging::LoggerGroup;
 using Common::logging::Loggers;
 using Common::logging::Severity;
-using Lines = std::vector<std::string>;
-
-Lines ReadLines(const std::string& path) {
-    std::ifstream stream(path);
-    Lines lines;
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
+using Tests::Lines;
+using Tests::ReadLines;
 
 // The one file in `folder` whose name begins so; empty when there is none.
 std::string LogFile(const std::string& folder, const std::string& prefix) {
@@ -69,12 +62,8 @@ TEST(Severity, NamesConvertBothWaysAndNothingElseDoes) {
     EXPECT_LT(Severity::message, Severity::info) << "deliberate";
     EXPECT_STREQ(ToString(static_cast<Severity>(6)), "unknown");
     for (const std::string bad : {"Error", "", "unknown", "info "}) {
-        try {
-            Common::logging::SeverityFromString(bad);
-            FAIL() << bad;
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(error.what(), "unable to find severity for string: " + bad);
-        }
+        EXPECT_EQ(Tests::ErrorOf([&] { Common::logging::SeverityFromString(bad); }),
+                  "unable to find severity for string: " + bad);
     }
 }
 
@@ -107,9 +96,8 @@ TEST(Logging, EachSinkTakesItsSeverities) {
         EXPECT_EQ(Texts({std::istream_iterator<std::string>(err), {}}).find('w') != std::string::npos, true);
         const auto main_lines = ReadLines(LogFile(folder.Path(""), "c_log-"));
         EXPECT_EQ(Texts(main_lines), c.main_file);
-        EXPECT_TRUE(std::regex_match(
-            main_lines.at(0),
-            std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[message\\] m")));
+        EXPECT_TRUE(std::regex_match(main_lines.at(0),
+                                     std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[message\\] m")));
         const auto verbose_lines = ReadLines(LogFile(folder.Path(""), "c_verbose_log-"));
         EXPECT_EQ(Texts(verbose_lines), c.verbose_file);
         for (const auto& verbose_line : verbose_lines) {
@@ -159,8 +147,7 @@ TEST(Logging, ALogThatCannotBeWrittenIsReportedOnceAndEndsNothing) {
     TAVIK_LOG(info) << "b";
     const auto said = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(std::regex_match(
-        said,
-        std::regex("Could not open log file /no/such/folder/c_log-.*\\.log: No such file or directory\n")))
+        said, std::regex("Could not open log file /no/such/folder/c_log-.*\\.log: No such file or directory\n")))
         << said;
     Common::logging::Prepare();
 }

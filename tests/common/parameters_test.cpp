@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
@@ -28,8 +29,8 @@ public:
     }
     bool ValidateParams() override { return true; }
 
-    unsigned Run(std::vector<std::string> arguments, std::istream* stream = nullptr,
-                 const std::string& path = "", const std::string& data_override = "") {
+    unsigned Run(std::vector<std::string> arguments, std::istream* stream = nullptr, const std::string& path = "",
+                 const std::string& data_override = "") {
         arguments.insert(arguments.begin(), "program");
         std::vector<char*> argv;
         for (auto& argument : arguments) {
@@ -81,8 +82,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
          {"-n", "x", "--count", "abc"},
          nullptr,
          ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the argument ('abc') for option '--count' is invalid'.\n" +
-             missing_name,
+         "Error parsing command line: 'the argument ('abc') for option '--count' is invalid'.\n" + missing_name,
          ""},
         {"a value that looks like a placeholder",
          {"-n", "x", "--count", "%value%"},
@@ -95,15 +95,13 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
          {"-n", "x", "--count"},
          nullptr,
          ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the required argument for option '--count' is missing'.\n" +
-             missing_name,
+         "Error parsing command line: 'the required argument for option '--count' is missing'.\n" + missing_name,
          ""},
         {"data path as the last word",
          {"-n", "x", "-d"},
          nullptr,
          ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the required argument for option '--data_path' is missing'.\n" +
-             missing_name,
+         "Error parsing command line: 'the required argument for option '--data_path' is missing'.\n" + missing_name,
          ""},
         {"flag in the file",
          {"-n", "x"},
@@ -137,8 +135,7 @@ TEST(Parameters, HelpIsGivenOnRequestAndForAnEmptyCommandLine) {
         EXPECT_EQ(parameters.Run(arguments), ParseStatus::HelpRequested | ParseStatus::MissingOption);
         EXPECT_NE(parameters.info_text.find("Command line parameters:"), std::string::npos);
         EXPECT_NE(parameters.info_text.find("-f [ --fast ] "), std::string::npos);
-        EXPECT_EQ(parameters.info_text.find("ratio"), std::string::npos)
-            << "the file's options are not shown";
+        EXPECT_EQ(parameters.info_text.find("ratio"), std::string::npos) << "the file's options are not shown";
     }
 }
 
@@ -156,9 +153,7 @@ TEST(Parameters, TheCommandLineWinsOverTheFileAndUnnamedMembersKeepTheirValues) 
 TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
     const Tests::TemporaryFolder folder;
     folder.Write("settings.cfg", "count=9\n");
-    const auto missing = [&](const std::string& path) {
-        return "Config file: " + path + " does not exist!\n";
-    };
+    const auto missing = [&](const std::string& path) { return "Config file: " + path + " does not exist!\n"; };
     const auto unreadable =
         "Error reading config file: 'can not read options configuration file '" + folder.Path(".") + "''.\n";
     const struct {
@@ -213,9 +208,7 @@ TEST(Parameters, AWrittenListingReadsBack) {
     written.Run({"-n", "some name", "--count", "-3", "-f"});
     written.ratio = 0.1F;
     written.WriteParameters(path, {"first", "second"}, false);
-    std::ifstream file(path);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}),
-              "# first\n# second\n\n\nname\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\n");
+    EXPECT_EQ(Tests::ReadAll(path), "# first\n# second\n\n\nname\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\n");
 
     TestedParameters read;
     EXPECT_EQ(read.Run({"-f"}, nullptr, path), 0U);
@@ -224,8 +217,7 @@ TEST(Parameters, AWrittenListingReadsBack) {
     EXPECT_EQ(read.ratio, 0.1F);
 
     written.WriteParameters(path, {}, true);
-    std::ifstream all(path);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(all), {}),
+    EXPECT_EQ(Tests::ReadAll(path),
               "name\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\nfast\t\t=\t1\nonly\t\t=\t\n");
 }
 
@@ -234,8 +226,7 @@ TEST(Parameters, WrongRegistrationsThrow) {
     int number = 0;
     bool flag = false;
     EXPECT_THROW(parameters.AddOption("a", "", &number, OptionFlags::Flag), std::runtime_error);
-    EXPECT_THROW(parameters.AddOption("b", "", &flag, OptionFlags::Flag | OptionFlags::ConfigFile),
-                 std::runtime_error);
+    EXPECT_THROW(parameters.AddOption("b", "", &flag, OptionFlags::Flag | OptionFlags::ConfigFile), std::runtime_error);
 }
 
 }  // namespace

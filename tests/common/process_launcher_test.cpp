@@ -10,6 +10,7 @@
 
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
@@ -35,12 +36,7 @@ protected:
     }
 
     static std::string ErrorOf(TestedLauncher& launcher, const std::string& command) {
-        try {
-            launcher.Launch(command, true);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "nothing thrown";
+        return Tests::ErrorOf([&] { launcher.Launch(command, true); });
     }
 
     Tests::TemporaryFolder folder;
@@ -94,8 +90,7 @@ TEST_F(ProcessLauncherTest, OwnedFolderAppearsOnUseAndGoesWithItsOwner) {
     {
         TestedLauncher launcher("");
         used = launcher.directory;
-        EXPECT_TRUE(
-            std::regex_match(fs::path(used).filename().string(), std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}")));
+        EXPECT_TRUE(std::regex_match(fs::path(used).filename().string(), std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}")));
         EXPECT_FALSE(fs::exists(used));
         const auto name = launcher.NewFilename(".fasta");
         EXPECT_TRUE(std::regex_match(name, std::regex("([0-9a-f]{4}-){3}[0-9a-f]{4}\\.fasta")));

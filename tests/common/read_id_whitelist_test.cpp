@@ -7,6 +7,7 @@
 
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
@@ -22,12 +23,8 @@ TEST(ReadIdWhitelist, LinesAreCleanedAndIdsWithBlanksLeftOut) {
 }
 
 TEST(ReadIdWhitelist, AMissingFileIsNamed) {
-    try {
-        Common::getReadIdWhitelist("/no/such/file");
-        FAIL();
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "Could not load readIdWhitelist file: '/no/such/file'");
-    }
+    EXPECT_EQ(Tests::ErrorOf([] { Common::getReadIdWhitelist("/no/such/file"); }),
+              "Could not load readIdWhitelist file: '/no/such/file'");
 }
 
 TEST(ReadIdWhitelist, AMillionIdsLoad) {

@@ -12,11 +12,12 @@
 #include "common/sequencing_file_adapter.h"
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
 using Common::SequencingFileAdapter;
-using Lines = std::vector<std::string>;
+using Tests::Lines;
 
 // Each record as "title|sequence|qualities", then what ended the walk, if it was an exception.
 Lines Walk(std::istream& stream) {
@@ -59,11 +60,7 @@ std::string ManyRecords(int count) {
     std::string text;
     unsigned state = 7;
     for (int i = 0; i < count; ++i) {
-        std::string bases;
-        for (int j = 0; j < 100; ++j) {
-            state = state * 1664525U + 1013904223U;
-            bases += "ACGT"[state >> 30U];
-        }
+        const auto bases = Tests::RandomBases(state, 100);
         text += "@r" + std::to_string(i) + "\n" + bases + "\n+\n" + std::string(100, 'I') + "\n";
     }
     return text;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "common/threaded_loop.h"
+#include "tests/common/texts.h"
 
 namespace {
 
@@ -52,8 +53,7 @@ struct Records {
 TEST(WorkerPool, ReportsHowEachJobEnded) {
     WorkerPool pool(4);
     std::latch release(1);
-    EXPECT_EQ(pool.Submit([](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); }, 0,
-                          kRecord),
+    EXPECT_EQ(pool.Submit([](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); }, 0, kRecord),
               0);
     EXPECT_EQ(pool.Submit([](FastQRecord&) -> int { throw std::runtime_error("broken"); }, 1, kRecord), 1);
     EXPECT_EQ(pool.Submit(
@@ -139,12 +139,8 @@ TEST(ThreadedLoop, WithoutWorkersTheFirstJobIsRefused) {
     for (const int threads : {0, -3}) {
         Records records{.size = 2};
         const RecordJob job = [](FastQRecord&) { return 0; };
-        try {
-            Common::ThreadedLoop<Records>(&records, &job, threads).Run(true);
-            FAIL();
-        } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), "Could not submit job 0");
-        }
+        EXPECT_EQ(Tests::ErrorOf([&] { Common::ThreadedLoop<Records>(&records, &job, threads).Run(true); }),
+                  "Could not submit job 0");
     }
 }
 

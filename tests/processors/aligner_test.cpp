@@ -14,19 +14,12 @@
 #include "processors/summary_row.h"
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-Lines ReadLines(const std::string& path) {
-    std::ifstream stream(path);
-    Lines lines;
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
+using Tests::Lines;
+using Tests::ReadLines;
 
 // Answers by the read's name; safe for concurrent use.
 class FakeCaller : public ThirdPartyAlignment::ExtAlignCaller {
@@ -42,8 +35,7 @@ public:
             return "@SQ\tSN:chr\tLN:100\n";
         }
         const auto length = std::to_string(sequence.size());
-        const auto line =
-            read_name + "\t0\tchr\t5\t60\t" + length + "M\t*\t0\t0\t" + sequence + "\t*\tNM:i:0\tAS:i:7";
+        const auto line = read_name + "\t0\tchr\t5\t60\t" + length + "M\t*\t0\t0\t" + sequence + "\t*\tNM:i:0\tAS:i:7";
         return "@SQ\tSN:chr\tLN:100\n" + line + "\n\n" + line + " second";
     }
     std::shared_ptr<ExtAlignCaller> Copy() const override { return std::make_shared<FakeCaller>(*this); }
@@ -83,8 +75,8 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         const auto rows = ReadLines(folder.Path("alignment_summary.txt"));
         ASSERT_EQ(sam.size(), 100U) << "two lines a read, no header lines, no empty ones";
         ASSERT_EQ(rows.size(), 51U);
-        EXPECT_TRUE(std::find(rows.begin(), rows.end(),
-                              "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") != rows.end());
+        EXPECT_TRUE(std::find(rows.begin(), rows.end(), "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") !=
+                    rows.end());
         Lines in_sam;
         Lines in_summary;
         for (std::size_t i = 0; i < sam.size(); i += 2) {
@@ -112,8 +104,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
 
 TEST(Aligner, AFailingFileEndsWithOneMessage) {
     const Tests::TemporaryFolder folder;
-    const auto bad =
-        folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
+    const auto bad = folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
     const auto missing = folder.Path("missing.fastq");
     const auto good = folder.Write("good.fastq", Record("r1"));
     const struct {
@@ -122,8 +113,7 @@ TEST(Aligner, AFailingFileEndsWithOneMessage) {
         std::string reason;
         std::size_t lines;
     } cases[] = {
-        {bad, 2, -1,
-         "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
+        {bad, 2, -1, "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
         {missing, 2, -1, "Could not open " + missing + ": No such file or directory", 0},
         {good, 0, -1, "Could not submit job 0", 0},
         {good, -1, -1, "Could not submit job 0", 0},
@@ -134,10 +124,9 @@ TEST(Aligner, AFailingFileEndsWithOneMessage) {
         TestedAligner aligner("", folder.Path("out"), c.threads);
         EXPECT_EQ(aligner.ProcessSequencingFile(c.file), c.count) << c.file;
         const auto errors = log.Of("error");
-        const auto message = "Error while processing input file " + c.file + ": " + c.reason +
-                             " Will continue with next input file.";
-        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0)
-            << c.file << c.reason;
+        const auto message =
+            "Error while processing input file " + c.file + ": " + c.reason + " Will continue with next input file.";
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0) << c.file << c.reason;
         const auto name = c.file.substr(c.file.rfind('/'));
         EXPECT_EQ(ReadLines(folder.Path("out") + name.substr(0, name.find('.')) + ".sam").size(), c.lines);
     }
@@ -156,8 +145,7 @@ TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
     auto errors = log.Of("error");
     std::sort(errors.begin(), errors.end());
     EXPECT_EQ(errors, (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
-                             "Could not write to output file " + folder.Path("out/a.sam") +
-                                 ": No space left on device",
+                             "Could not write to output file " + folder.Path("out/a.sam") + ": No space left on device",
                              "Could not write to output file " + folder.Path("out/alignment_summary.txt") +
                                  ": No space left on device"}));
 }
@@ -170,8 +158,7 @@ TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
     EXPECT_TRUE(log.Of("warning").empty());
     aligner.StartNewFile("/y/a.fasta");
     EXPECT_EQ(log.Of("warning"),
-              Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " +
-                    folder.Path("./a.sam")});
+              Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " + folder.Path("./a.sam")});
 }
 
 TEST(Aligner, ThereIsNoAsynchronousMode) {
@@ -180,12 +167,10 @@ TEST(Aligner, ThereIsNoAsynchronousMode) {
     const Tests::CapturedLog log;
     TestedAligner aligner("", folder.Path("."), 1);
     EXPECT_EQ(aligner.ProcessSequencingFileAsync(file), -1);
-    EXPECT_EQ(
-        log.Of("error"),
-        (Lines{
-            "Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
-            "Error while processing input file " + file +
-                ": Asynch alignment not yet supported! Will continue with next input file."}));
+    EXPECT_EQ(log.Of("error"),
+              (Lines{"Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
+                     "Error while processing input file " + file +
+                         ": Asynch alignment not yet supported! Will continue with next input file."}));
 }
 
 TEST(RelativePath, MirrorsTheInputFolder) {

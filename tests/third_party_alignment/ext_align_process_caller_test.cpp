@@ -11,17 +11,13 @@
 
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 #include "third_party_alignment/align_read.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using ThirdPartyAlignment::ExtAlignProcessCaller;
-
-std::string ReadAll(const std::string& path) {
-    std::ifstream stream(path);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 // An "aligner" that appends a line to `runs`, fails on its first `failures` runs and then prints its
 // arguments and the read.
@@ -37,7 +33,7 @@ public:
         fs::permissions(path, fs::perms::owner_all);
     }
     std::size_t Runs() const {
-        const auto text = ReadAll(runs);
+        const auto text = Tests::ReadAll(runs);
         return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
     }
 
@@ -64,13 +60,8 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
         const Tests::CapturedLog log;
         ExtAlignProcessCaller caller("/a b", aligner.path, "{executable} {reference} {strand}");
         if (c.failures > 10) {
-            try {
-                caller.Call("ACGT", "r1");
-                FAIL();
-            } catch (const std::runtime_error& error) {
-                EXPECT_TRUE(std::string(error.what()).ends_with("finished with error code 1792"))
-                    << error.what();
-            }
+            const auto error = Tests::ErrorOf([&] { caller.Call("ACGT", "r1"); });
+            EXPECT_TRUE(error.ends_with("finished with error code 1792")) << error;
         } else {
             EXPECT_EQ(caller.Call("ACGT", "r1"), "2:/a b\n>r1\nACGT\n");
         }
@@ -86,8 +77,7 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
 }
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
-    ExtAlignProcessCaller caller("{strand}", "{reference}",
-                                 "printf '%s|' {executable} {executable} {reference}");
+    ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
     // The second pass finds the placeholder that the first one inserted, but no pass looks at its own
     // insertions.
     const auto output = caller.Call("A", "r");
@@ -114,12 +104,8 @@ TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {
 
 // A real aligner as the judge of the whole chain: reads of known origin, on both strands, clipped and split.
 TEST(ExtAlignProcessCaller, DrivesARealAligner) {
-    std::string reference;
     unsigned state = 11;
-    for (int i = 0; i < 20000; ++i) {
-        state = state * 1664525U + 1013904223U;
-        reference += "ACGT"[state >> 30U];
-    }
+    const auto reference = Tests::RandomBases(state, 20000);
     const auto reverse_complement = [](const std::string& bases) {
         std::string result(bases.rbegin(), bases.rend());
         for (auto& base : result) {

@@ -10,6 +10,7 @@
 
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 #include "third_party_alignment/align_read.h"
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
@@ -43,8 +44,7 @@ extern "C" std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t*) {
 }
 extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t read) {
     fake->threshold_given = threshold;
-    fake->last_read =
-        std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
+    fake->last_read = std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
     EXPECT_EQ(read.qual, nullptr);
     // Failure texts are the wrapper's own: the caller does not free them.
     const bool record = fake->answer != nullptr && *fake->answer != '\0' && *fake->answer != 'E';
@@ -57,20 +57,12 @@ extern "C" char* qelmm_test();
 
 namespace {
 
+using Tests::ErrorOf;
 using ThirdPartyAlignment::Minimap2Caller;
 
 class Minimap2CallerTest : public testing::Test {
 protected:
     Minimap2CallerTest() { fake = &wrapper; }
-
-    static std::string ErrorOf(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "nothing thrown";
-    }
 
     std::vector<char> chr1{'c', 'h', 'r', '1', '\0'};
     std::vector<char> chr2 = std::vector<char>(2000, 'x');
@@ -81,8 +73,7 @@ protected:
 
 TEST_F(Minimap2CallerTest, NeedsARegularFile) {
     for (const auto& bad : {folder.Path("none"), folder.Path(".")}) {
-        EXPECT_EQ(ErrorOf([&] { Minimap2Caller caller(bad); }),
-                  "Aligner index file " + bad + " does not exist!");
+        EXPECT_EQ(ErrorOf([&] { Minimap2Caller caller(bad); }), "Aligner index file " + bad + " does not exist!");
     }
 }
 
@@ -139,8 +130,7 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
         original.LoadIndex();
         const auto late = original.Copy();
         early->Call("A", "r");
-        EXPECT_EQ(wrapper.threshold_given, 0)
-            << "deliberate: the threshold belongs to the caller that loaded";
+        EXPECT_EQ(wrapper.threshold_given, 0) << "deliberate: the threshold belongs to the caller that loaded";
         late->Call("A", "r");
         EXPECT_EQ(wrapper.threshold_given, 77);
         EXPECT_EQ(wrapper.loaded, 1);
@@ -161,9 +151,9 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
         float threshold;
         bool kept;
     } cases[] = {
-        {"6M4S", 0.6F, false}, {"7M3S", 0.6F, true}, {"6M4S", 0.5999F, true},
-        {"10S", 0.6F, true},  // Nothing aligned: the aligner's own record stays. Deliberate.
-        {"1M9S", 0.0F, true},  {"10M", 1.0F, false},
+        {"6M4S", 0.6F, false},   {"7M3S", 0.6F, true},
+        {"6M4S", 0.5999F, true}, {"10S", 0.6F, true},  // Nothing aligned: the aligner's own record stays. Deliberate.
+        {"1M9S", 0.0F, true},    {"10M", 1.0F, false},
     };
     for (const auto& c : cases) {
         const auto record =

@@ -15,11 +15,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 
 namespace {
 
 using Index = std::unique_ptr<mm_idx_t, decltype(&qelmm_unload_index)>;
-using Lines = std::vector<std::string>;
+using Tests::Lines;
 
 struct Read {
     std::string name, bases;
@@ -77,8 +78,8 @@ protected:
             if (i % 5 == 0) {
                 bases += Mutated(second.substr(Random() % 8000, 1000));  // Split over two sequences.
             }
-            reads.push_back({"read/" + std::to_string(i),
-                             i % 2 == 0 ? bases : std::string(bases.rbegin(), bases.rend())});
+            reads.push_back(
+                {"read/" + std::to_string(i), i % 2 == 0 ? bases : std::string(bases.rbegin(), bases.rend())});
             reads.push_back({"rna" + std::to_string(i), bases});
             std::replace(reads.back().bases.begin(), reads.back().bases.end(), 'T', 'U');
         }
@@ -86,13 +87,7 @@ protected:
     }
 
     unsigned Random() { return (state = state * 1664525U + 1013904223U) >> 8U; }
-    std::string RandomBases(std::size_t count) {
-        std::string bases;
-        while (bases.size() < count) {
-            bases += "ACGT"[Random() >> 7U & 3U];
-        }
-        return bases;
-    }
+    std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
     std::string Mutated(const std::string& bases) {
         std::string result;
         for (const char base : bases) {
@@ -147,9 +142,8 @@ TEST_F(QelMinimap2, RecordsAreThoseOfTheProgramWhateverTheThreadsAndTheIndex) {
         fasta << '>' << read.name << '\n' << read.bases << '\n';
     }
     fasta.close();
-    const auto expected =
-        SortedLines(Shell("minimap2 -a -x map-ont -Q " + reference + " " + Path("reads.fa") +
-                          " 2>/dev/null | grep -v ^@ | sed 's/\\trl:i:[0-9]*//'"));
+    const auto expected = SortedLines(Shell("minimap2 -a -x map-ont -Q " + reference + " " + Path("reads.fa") +
+                                            " 2>/dev/null | grep -v ^@ | sed 's/\\trl:i:[0-9]*//'"));
     ASSERT_GT(expected.size(), reads.size()) << "no secondary or supplementary records, or no minimap2";
     Shell("minimap2 -x map-ont -d " + Path("index.mmi") + " " + reference + " 2>/dev/null");
     Shell("gzip -k " + reference);
@@ -174,11 +168,9 @@ TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
 }
 
 TEST_F(QelMinimap2, AReferenceThatIsNotWholeIsRefusedWithItsReason) {
-    std::ifstream file(reference);
-    const std::string good(std::istreambuf_iterator<char>(file), {});
+    const auto good = Tests::ReadAll(reference);
     Shell("gzip -k " + reference);
-    std::ifstream gzip_file(reference + ".gz", std::ios_base::binary);
-    const std::string packed(std::istreambuf_iterator<char>(gzip_file), {});
+    const auto packed = Tests::ReadAll(reference + ".gz");
     Shell("minimap2 -x map-ont -I 1k -d " + Path("parts.mmi") + " " + reference + " 2>/dev/null");
     Shell("minimap2 -x map-ont --idx-no-seq -d " + Path("bare.mmi") + " " + reference + " 2>/dev/null");
     auto damaged = packed;
@@ -192,8 +184,7 @@ TEST_F(QelMinimap2, AReferenceThatIsNotWholeIsRefusedWithItsReason) {
         {folder.Write("noise", "\x07\x81 noise"), "is neither a minimap2 index nor a FASTA or FASTQ file"},
         {folder.Write("noise.fa", ">a\nAC\x01GT\n"), "sequence 'a' holds bytes that are no bases"},
         {folder.Write("unnamed.fa", ">a\nACGT\n> b\nACGT\n"), "holds a sequence without a name"},
-        {folder.Write("cut.fq", "@a\nACGT\n+\nIII"),
-         "the qualities of sequence 'a' are not as many as its bases"},
+        {folder.Write("cut.fq", "@a\nACGT\n+\nIII"), "the qualities of sequence 'a' are not as many as its bases"},
         {folder.Write("cut.gz", packed.substr(0, packed.size() - 20)), "the gzip data end too early"},
         {folder.Write("bad.gz", damaged), "the gzip data are damaged (in"},
         {Path("parts.mmi"), index + "has several parts; build it with a larger -I"},
@@ -210,8 +201,7 @@ TEST_F(QelMinimap2, AReferenceThatIsNotWholeIsRefusedWithItsReason) {
     testing::internal::CaptureStderr();
     const auto empty = Load(folder.Write("empty.fa", ""));
     const auto twice = Load(folder.Write("twice.fa", good + ">two\nACGT\n"));
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("several sequences are named 'two'"),
-              std::string::npos);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("several sequences are named 'two'"), std::string::npos);
     ASSERT_NE(empty, nullptr);
     EXPECT_EQ(empty->n_seq, 0U);
     ASSERT_NE(twice, nullptr);
@@ -220,11 +210,9 @@ TEST_F(QelMinimap2, AReferenceThatIsNotWholeIsRefusedWithItsReason) {
 
 // A prebuilt index that is cut anywhere is refused. One flipped byte is found or harmless, but never fatal.
 TEST_F(QelMinimap2, DamagedIndexesAreRefusedOrWork) {
-    const auto small =
-        folder.Write("small.fa", ">s\n" + RandomBases(400) + "\n>t\n" + RandomBases(90) + "\n");
+    const auto small = folder.Write("small.fa", ">s\n" + RandomBases(400) + "\n>t\n" + RandomBases(90) + "\n");
     Shell("minimap2 -x map-ont -d " + Path("small.mmi") + " " + small + " 2>/dev/null");
-    std::ifstream file(Path("small.mmi"), std::ios_base::binary);
-    const std::string good(std::istreambuf_iterator<char>(file), {});
+    const auto good = Tests::ReadAll(Path("small.mmi"));
     ASSERT_GT(good.size(), 1000U);
     testing::internal::CaptureStderr();
     for (std::size_t i = 0; i < 200; ++i) {

@@ -116,8 +116,7 @@ public:
         }
         ReadBases();
         if (cursor.Left() > 0) {
-            const bool part =
-                cursor.Left() >= kMagicSize && std::memcmp(cursor.Next(), MM_IDX_MAGIC, kMagicSize) == 0;
+            const bool part = cursor.Left() >= kMagicSize && std::memcmp(cursor.Next(), MM_IDX_MAGIC, kMagicSize) == 0;
             throw std::runtime_error(part ? "the minimap2 index has several parts; build it with a larger -I"
                                           : "the minimap2 index is damaged: bytes follow its end");
         }
@@ -137,8 +136,7 @@ private:
             Damaged("unknown flags");
         }
         if ((header.flag & MM_I_NO_SEQ) != 0) {
-            throw std::runtime_error(
-                "the minimap2 index was built without its sequences, which alignment needs");
+            throw std::runtime_error("the minimap2 index was built without its sequences, which alignment needs");
         }
     }
 

@@ -61,8 +61,8 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
     names.reserve(index.n_seq);
     for (std::uint32_t i = 0; i < index.n_seq; ++i) {
         if (!names.insert(index.seq[i].name).second) {
-            std::cerr << "libqel_minimap2: " + path + ": warning: several sequences are named '" +
-                             index.seq[i].name + "'; records and figures cannot tell them apart\n"
+            std::cerr << "libqel_minimap2: " + path + ": warning: several sequences are named '" + index.seq[i].name +
+                             "'; records and figures cannot tell them apart\n"
                       << std::flush;
             return;
         }

@@ -114,12 +114,10 @@ void CheckMinimizers(const mm_idx_t& index) {
     }
     // A little is let pass: other versions of minimap2 may choose among equals in another way.
     const bool is_short_of_own = (own.looked_up - own.found) * 100 > own.looked_up;
-    const bool has_others = std::any_of(std::begin(of_smaller), std::end(of_smaller), [](const Tally& tally) {
-        return tally.found * 10 > tally.looked_up;
-    });
+    const bool has_others = std::any_of(std::begin(of_smaller), std::end(of_smaller),
+                                        [](const Tally& tally) { return tally.found * 10 > tally.looked_up; });
     if (is_short_of_own || has_others) {
-        throw std::runtime_error(
-            "the minimap2 index is damaged: its minimizers are not those of its sequences");
+        throw std::runtime_error("the minimap2 index is damaged: its minimizers are not those of its sequences");
     }
 }
 

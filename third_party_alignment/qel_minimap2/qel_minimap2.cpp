@@ -48,8 +48,7 @@ std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index) {
 }
 
 char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read) {
-    if (index == nullptr || read.name == nullptr || (read.seq == nullptr && read.l_seq > 0) ||
-        read.l_seq < 0) {
+    if (index == nullptr || read.name == nullptr || (read.seq == nullptr && read.l_seq > 0) || read.l_seq < 0) {
         return Failure("an index and a read with a name and a sequence are needed");
     }
     try {

@@ -10,14 +10,10 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
 namespace {
-
-std::string Content(const std::string& path) {
-    std::ifstream file(path, std::ios_base::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void Shell(const std::string& command) {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;  // NOLINT(cert-env33-c): a test's own command.
@@ -25,12 +21,7 @@ void Shell(const std::string& command) {
 
 std::string RandomBases(std::size_t count) {
     static unsigned state = 1;
-    std::string bases;
-    while (bases.size() < count) {
-        state = state * 1664525U + 1013904223U;
-        bases += "ACGT"[state >> 16U & 3U];
-    }
-    return bases;
+    return Tests::RandomBases(state, count);
 }
 
 // The number of sequences loaded and what was said, path and prefix cut off.
@@ -60,8 +51,8 @@ TEST(QelMinimap2Damage, AGzipReferenceIsWholeOrRefused) {
     const Tests::TemporaryFolder folder;
     Shell("gzip -k " + folder.Write("a.fa", ">a\n" + RandomBases(5000) + "\n"));
     Shell("gzip -k " + folder.Write("b.fa", ">b\n" + RandomBases(5000) + "\n"));
-    const auto one = Content(folder.Path("a.fa.gz"));
-    const auto two = Content(folder.Path("b.fa.gz"));
+    const auto one = Tests::ReadAll(folder.Path("a.fa.gz"));
+    const auto two = Tests::ReadAll(folder.Path("b.fa.gz"));
     auto no_member = two;
     no_member[1] = 'x';  // What follows is then no gzip data, which zlib passes over without a word.
     const std::string damaged = "the gzip data are damaged ";
@@ -76,8 +67,7 @@ TEST(QelMinimap2Damage, AGzipReferenceIsWholeOrRefused) {
         {one + ">b\nACGT\n", {kRefused, damaged + "(something else follows them)"}},
         {one + std::string(9, '\0') + two, {kRefused, damaged + "(something else follows them)"}},
         {one + two.substr(0, 1), {kRefused, "the gzip data end too early"}},
-        {">a\nACGT\n>*\nACGT\n",
-         {kRefused, "holds a sequence named '*', which SAM keeps for unmapped reads"}},
+        {">a\nACGT\n>*\nACGT\n", {kRefused, "holds a sequence named '*', which SAM keeps for unmapped reads"}},
         {">a\x01\nACGT\n", {kRefused, "holds a sequence whose name has blanks or control characters"}},
     };
     for (const auto& c : cases) {
@@ -94,15 +84,15 @@ TEST(QelMinimap2Damage, AnIndexIsOfItsOwnSequences) {
         islands += RandomBases(37 * i % 900) + std::string(53 * i % 1500, 'N');
         repeats += RandomBases(300) + std::string(41 * i % 600, 'A');
     }
-    const auto reference = folder.Write("reference.fa", ">long\n" + RandomBases(50000) + "\n>islands\n" +
-                                                            islands + "\n>none\n\n" + ">repeats\n" + repeats +
-                                                            "\n>one\nA\n>last\n" + RandomBases(3001) + "\n");
+    const auto reference =
+        folder.Write("reference.fa", ">long\n" + RandomBases(50000) + "\n>islands\n" + islands + "\n>none\n\n" +
+                                         ">repeats\n" + repeats + "\n>one\nA\n>last\n" + RandomBases(3001) + "\n");
     for (const std::string options : {"-k15 -w10", "-k14 -w10 -H", "-k28 -w1", "-k19 -w19", "-k8 -w40 -H"}) {
         const auto path = folder.Path("index.mmi");
         Shell("minimap2 " + options + " -d " + path + " " + reference + " 2>/dev/null");
         EXPECT_EQ(Load(path), (Loaded{6, ""})) << options;
 
-        const auto index = Content(path);
+        const auto index = Tests::ReadAll(path);
         constexpr std::size_t kWindow = 4, kMerSize = 8, kFlags = 20, kFirstNameLength = 24, kFirstName = 25;
         for (const auto offset : {kWindow, kMerSize, kFlags, kFirstName + 4}) {
             for (const int change : {-1, 1, 100}) {
@@ -116,8 +106,7 @@ TEST(QelMinimap2Damage, AnIndexIsOfItsOwnSequences) {
         unnamed[kFirstName + 1] = '\0';
         EXPECT_EQ(
             Load(folder.Write("unnamed.mmi", unnamed)),
-            (Loaded{kRefused,
-                    "the minimap2 index holds a sequence whose name has blanks or control characters"}));
+            (Loaded{kRefused, "the minimap2 index holds a sequence whose name has blanks or control characters"}));
         ASSERT_EQ(index[kFirstNameLength], 4);
     }
 }

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace Tests {
+
+using Lines = std::vector<std::string>;
+
+inline std::string ReadAll(const std::string& path) {
+    std::ifstream stream(path, std::ios_base::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// The lines of a file without their line feeds; none for a missing file.
+inline Lines ReadLines(const std::string& path) {
+    std::ifstream stream(path);
+    Lines lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// What the exception of `action` says; "nothing thrown" without one.
+inline std::string ErrorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "nothing thrown";
+}
+
+/// The same bases in every run; `state` is what the next call goes on from.
+inline std::string RandomBases(unsigned& state, std::size_t count) {
+    std::string bases;
+    while (bases.size() < count) {
+        state = state * 1664525U + 1013904223U;
+        bases += "ACGT"[state >> 30U];
+    }
+    return bases;
+}
+
+}  // namespace Tests
