@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -107,10 +108,22 @@ char* WriteRecords(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hi
     return text.Release();
 }
 
-char* EmptyRead(const char* name) {
+// The name as minimap2's own reader takes it, up to the first white space: a tab would end the record's first column.
+std::string RecordName(std::string_view name) {
+    std::string record_name(name.substr(0, name.find_first_of(" \t\n\v\f\r")));
+    if (record_name.empty()) {
+        throw std::invalid_argument("the read has no name");
+    }
+    if (record_name.front() == '@') {
+        throw std::invalid_argument("the read's name begins with '@', as only header lines of SAM do");
+    }
+    return record_name;
+}
+
+char* EmptyRead(const std::string& name) {
+    const auto record = name + "\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n";
     MallocText text;
-    text.Append(name);
-    text.Append("\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n");
+    text.Append(record);
     return text.Release();
 }
 
@@ -144,8 +157,9 @@ void ForgetThreshold(const mm_idx_t& index) {
 }
 
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read) {
+    auto name = RecordName(read.name);
     if (read.l_seq == 0) {
-        return EmptyRead(read.name);
+        return EmptyRead(name);
     }
     const auto options = OptionsFor(index, occ_threshold);
     const auto buffer = Pool().Borrow();
@@ -158,7 +172,7 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
 
     mm_bseq1_t own{};
     own.l_seq = read.l_seq;
-    own.name = read.name;
+    own.name = name.data();
     own.seq = bases.data();
     const Hits hits(index, own, options, buffer->buffer.get());
     return WriteRecords(index, own, hits, options.flag);

@@ -13,7 +13,7 @@ std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 /// Drops what OccurrenceThreshold kept for an index that goes away, and idle mapping memory with it.
 void ForgetThreshold(const mm_idx_t& index);
 
-/// See qelmm_align. Throws std::bad_alloc.
+/// See qelmm_align. Throws std::bad_alloc, and std::invalid_argument for a name that SAM cannot bear.
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read);
 
 }  // namespace qel_minimap2

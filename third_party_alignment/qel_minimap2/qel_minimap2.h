@@ -24,9 +24,11 @@ std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 /// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line
 /// feed; a read that does not map has one unmapped record. The text is newly allocated: release it with free.
 /// On failure the result is null or a text that begins with "ERROR:"; that text belongs to the library and
-/// must not be freed. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown, and
-/// the library finds it. Of `read`, only `l_seq`, `name` and `seq` are looked at, and none is written to. Any
-/// number of threads at once, on one index or several.
+/// must not be freed. A record has the read's name up to its first white space; a name without a character before
+/// that, or with "@" at its start, is a failure, because no SAM reader could take the record.
+/// `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown, and the library finds it. Of
+/// `read`, only `l_seq`, `name` and `seq` are looked at, and none is written to. Any number of threads at once, on
+/// one index or several.
 char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is no index. No thread may be mapping against it.
