@@ -28,25 +28,41 @@ std::string Reason(const io::gzip_error& error) {
     }
 }
 
+// A file that remembers whether its end was met.
+struct WatchedFile : InputFileSource {
+    using InputFileSource::InputFileSource;
+
+    std::streamsize read(char* buffer, std::streamsize count) {
+        const auto got = InputFileSource::read(buffer, count);
+        at_end = at_end || got < 0;
+        return got;
+    }
+
+    bool at_end = false;
+};
+
 }  // namespace
 
 GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : path(path) {}
 
 std::streamsize GzipFileDecompressor::Recover(const io::gzip_error& error, char* buffer, std::streamsize count) {
-    failure = std::make_exception_ptr(std::runtime_error("gzip error in " + path + ": " + Reason(error)));
-    const auto saved = Salvage(buffer, count);
+    const auto [saved, at_end] = Salvage(buffer, count);
     delivered += static_cast<std::uint64_t>(saved);
-    trailing_bytes = error.error() == io::gzip::bad_header && delivered > 0;
+    // Behind complete data the header of one more member may be no header at all, or cut short by the file's end.
+    const bool further_member = error.error() == io::gzip::bad_header && delivered > 0;
+    trailing_bytes = further_member && !at_end;
+    const std::string reason = further_member ? "the file ends too early" : Reason(error);
+    failure = std::make_exception_ptr(std::runtime_error("gzip error in " + path + ": " + reason));
     return saved > 0 ? saved : Fail();
 }
 
-std::streamsize GzipFileDecompressor::Salvage(char* buffer, std::streamsize count) const {
-    // Only a regular file can be read a second time.
+GzipFileDecompressor::Salvaged GzipFileDecompressor::Salvage(char* buffer, std::streamsize count) const {
+    // Only a regular file can be read a second time; of any other the worst is believed.
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(path, ignored)) {
-        return 0;
+        return {0, true};
     }
-    InputFileSource source(path);
+    WatchedFile source(path);
     io::gzip_decompressor decompressor;
     std::streamsize saved = 0;
     try {
@@ -55,7 +71,7 @@ std::streamsize GzipFileDecompressor::Salvage(char* buffer, std::streamsize coun
             const auto step = std::min<std::uint64_t>(left, skipped.size());
             const auto got = decompressor.read(source, skipped.data(), static_cast<std::streamsize>(step));
             if (got < 0) {
-                return 0;
+                return {0, true};
             }
             left -= static_cast<std::uint64_t>(got);
         }
@@ -66,7 +82,7 @@ std::streamsize GzipFileDecompressor::Salvage(char* buffer, std::streamsize coun
     } catch (const std::exception&) {
         // The failure that is being recovered from; its reason has been kept.
     }
-    return saved;
+    return {saved, source.at_end};
 }
 
 std::streamsize GzipFileDecompressor::Fail() {

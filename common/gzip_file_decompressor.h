@@ -37,8 +37,13 @@ public:
     }
 
 private:
+    struct Salvaged {
+        std::streamsize count;  // Bytes before the damage that had not been handed out.
+        bool at_end;            // The damage is that the file ends.
+    };
+
     std::streamsize Recover(const boost::iostreams::gzip_error& error, char* buffer, std::streamsize count);
-    std::streamsize Salvage(char* buffer, std::streamsize count) const;
+    Salvaged Salvage(char* buffer, std::streamsize count) const;
     std::streamsize Fail();
 
     std::string path;

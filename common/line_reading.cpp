@@ -9,7 +9,7 @@ bool ReadLine(std::istream& stream, std::string& line) {
         return false;
     }
     std::getline(stream, line);
-    if (stream.bad()) {
+    if (stream.bad() || (stream.fail() && !stream.eof())) {
         throw std::runtime_error("Error while reading a line from the input stream.");
     }
     if (!line.empty() && line.back() == '\r') {

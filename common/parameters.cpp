@@ -29,10 +29,6 @@ namespace {
 constexpr char kCommandLinePlace[] = "on command line";
 constexpr char kConfigFilePlace[] = "in configuration file";
 
-// Options must be given in full: a typing error that happens to be a prefix of another option is reported
-// instead of being taken for it.
-constexpr int kStyle = po::command_line_style::unix_style & ~static_cast<int>(po::command_line_style::allow_guessing);
-
 std::string Key(const std::string& name) {
     return name.substr(0, name.find(','));
 }
@@ -56,7 +52,7 @@ std::string Render(float value) {
 // cannot have anything behind it.
 std::string ValueBehind(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
-    for (int i = 1; i + 1 < argc; ++i) {
+    for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
         if (argv[i] == long_form || argv[i] == short_form) {
             value = argv[i + 1];
         }
@@ -173,7 +169,9 @@ void Parameters::AddCommonOptions() {
 
 // The folder is needed before parsing: the configuration file may lie in it.
 void Parameters::FindDataPath(int argc, char** argv, const std::string& data_path_override) {
-    data_path = ValueBehind(argc, argv, "--data_path", "-d");
+    if (const auto given = ValueBehind(argc, argv, "--data_path", "-d"); !given.empty()) {
+        data_path = given;
+    }
     if (!data_path.empty()) {
         return;
     }
@@ -226,25 +224,30 @@ void Parameters::ReadConfigSource(std::istream* config_stream, const std::string
 }
 
 void Parameters::ReadConfigStream(std::istream& stream) {
-    Contain("config file", [&] { Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace); });
-}
-
-void Parameters::ReadCommandLine(int argc, char** argv) {
-    Contain("command line", [&] {
-        const auto parsed =
-            po::command_line_parser(argc, argv).options(command_line_options).style(kStyle).allow_unregistered().run();
-        Store(parsed, kCommandLinePlace);
+    Contain("config file", [&] {
+        po::variables_map values;
+        Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace, values);
     });
 }
 
-void Parameters::Store(const ParsedOptions& parsed, const std::string& place) {
+void Parameters::ReadCommandLine(int argc, char** argv) {
+    // Outlives an error: help that was asked for in front of a bad value is still given.
     po::variables_map values;
+    Contain("command line", [&] {
+        const auto parsed =
+            po::command_line_parser(argc, argv).options(command_line_options).allow_unregistered().run();
+        Store(parsed, kCommandLinePlace, values);
+    });
+    help_given = values.count("help") != 0;
+    version_given = values.count("version") != 0;
+}
+
+void Parameters::Store(const ParsedOptions& parsed, const std::string& place,
+                       po::variables_map& values) {
     po::store(parsed, values);
     for (auto& [key, seen] : required_options) {
         seen = seen || values.count(key) != 0;
     }
-    help_given = help_given || values.count("help") != 0;
-    version_given = version_given || values.count("version") != 0;
     po::notify(values);
     for (const auto& token : po::collect_unrecognized(parsed.options, po::include_positional)) {
         info_text.append("Unexpected option '").append(token).append("' found ").append(place).append(".\n");

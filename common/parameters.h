@@ -13,6 +13,7 @@
 namespace boost::program_options {
 template <class charT>
 class basic_parsed_options;
+class variables_map;
 }
 
 namespace Common {
@@ -50,8 +51,7 @@ protected:
     void AddIgnoredOption(const std::string& name);
 
     /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named
-    /// by
-    /// "--config" or "-c", else from the default one), then the command line, which wins. Returns ParseStatus
+    /// by "--config" or "-c", else from the default one), then the command line, which wins. Returns ParseStatus
     /// bits, also kept in `status`, and collects messages in `error_text` and `info_text`; never prints,
     /// never throws for what a user typed. `data_path_override` is appended to the default data folder, which
     /// is the folder "data" beside the executable's own; "--data_path" or "-d" replaces both.
@@ -72,7 +72,8 @@ private:
     void ReadConfigSource(std::istream* config_stream, const std::string& config_path, int argc, char** argv);
     void ReadConfigStream(std::istream& stream);
     void ReadCommandLine(int argc, char** argv);
-    void Store(const ParsedOptions& parsed, const std::string& place);
+    void Store(const ParsedOptions& parsed, const std::string& place,
+               boost::program_options::variables_map& values);
     void Contain(const std::string& source, const std::function<void()>& work);
     void ReportMissingOptions();
 

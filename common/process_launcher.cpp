@@ -89,6 +89,7 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     fs::current_path(directory);
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
+    std::vector<char> chunk(read_chunk_size, '\0');
     // A failure from here to the end of the output leaves the process in `directory`. Deliberate: callers
     // find the command's files where it stopped. "e": a command that another thread starts meanwhile must not
     // inherit this pipe and keep it open.
@@ -97,7 +98,7 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");
     }
     TAVIK_LOG(verbose) << "Sucessfully opened pipe to command '" << command << "'.";
-    ReadOutput(command, pipe.get());
+    ReadOutput(command, pipe.get(), chunk);
 
     const int status = ::pclose(pipe.release());
     TAVIK_LOG(verbose) << command.substr(0, command.find(' ')) << " ended with with code " << status;
@@ -109,8 +110,7 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     return status;
 }
 
-void ProcessLauncher::ReadOutput(const std::string& command, std::FILE* pipe) {
-    std::vector<char> chunk(read_chunk_size, '\0');
+void ProcessLauncher::ReadOutput(const std::string& command, std::FILE* pipe, std::vector<char>& chunk) {
     output.clear();
     while (std::feof(pipe) == 0 && std::ferror(pipe) == 0) {
         if (std::fgets(chunk.data(), static_cast<int>(chunk.size()), pipe) == nullptr) {

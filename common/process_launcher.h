@@ -53,7 +53,7 @@ protected:
     std::uint64_t read_chunk_size = 1024;        ///< In bytes; a piece of output is at most one less.
 
 private:
-    void ReadOutput(const std::string& command, std::FILE* pipe);
+    void ReadOutput(const std::string& command, std::FILE* pipe, std::vector<char>& chunk);
 };
 
 }  // namespace Common

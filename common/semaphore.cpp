@@ -56,6 +56,10 @@ void Semaphore::Acquire() noexcept {
     }
 }
 
+bool Semaphore::TryAcquire() noexcept {
+    return ::sem_trywait(&semaphore) == 0;
+}
+
 bool Semaphore::AcquireFor(std::chrono::nanoseconds longest, int yields) noexcept {
     if (AcquireByYielding(&semaphore, yields)) {
         return true;

@@ -22,6 +22,9 @@ public:
     /// Blocks until there is a Release to take.
     void Acquire() noexcept;
 
+    /// Takes a Release if there is one.
+    bool TryAcquire() noexcept;
+
     /// As Acquire, but gives up after `longest`; false then. Before it sleeps it offers the processor to
     /// others `yields` times.
     bool AcquireFor(std::chrono::nanoseconds longest, int yields) noexcept;

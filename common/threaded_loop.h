@@ -45,7 +45,8 @@ private:
 
     template <typename Iterator>
     void WaitForIdleWorker(WorkerPool& pool, const Iterator& record) const {
-        if (pool.Idle().empty() && pool.Size() > 0) {
+        // Whoever follows the hand-over in the log sees each job submitted before it runs.
+        if (pool.Idle().empty() && pool.Size() > 0 && !logging::Accepts(logging::Severity::verbose)) {
             pool.Stage(*job, *record);
         }
         while (!pool.ReadyToSubmit() && pool.Size() > 0) {

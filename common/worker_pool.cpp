@@ -112,7 +112,10 @@ void WorkerPool::RefreshWorker(Worker& worker) {
 }
 
 void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
-    job_finished.AcquireFor(longest, yields);
+    if (job_finished.AcquireFor(longest, yields)) {
+        while (job_finished.TryAcquire()) {
+        }
+    }
 }
 
 void WorkerPool::WaitForAll() {

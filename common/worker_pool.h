@@ -61,7 +61,8 @@ public:
     /// std::exception makes its worker failed; any other exception leaves this call.
     void Refresh();
 
-    /// Blocks until a job has ended that no earlier call has waited for, at most for `longest`.
+    /// Blocks until a job has ended that no earlier call has waited for, at most for `longest`. Covers all
+    /// jobs that have ended by then.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every pending result is there, then refreshes.

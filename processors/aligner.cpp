@@ -25,6 +25,12 @@ constexpr char kSamOutput[] = "";
 
 constexpr char kNoAsync[] = "Asynch alignment not yet supported!";
 
+// A read's name in both outputs, whose columns are separated by tabs: the id up to the first white space, where
+// minimap2 cuts it too. (An id ends at a blank, so what is left to find is a tab.)
+std::string NameInTables(const std::string& read_id) {
+    return read_id.substr(0, read_id.find_first_of("\t\n\v\f\r"));
+}
+
 // Writes the alignment lines of a SAM text, header lines and empty lines left out.
 void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
     const auto begin = ThirdPartyAlignment::SamHeader::EndOfHeaderLines(sam);
@@ -115,9 +121,9 @@ OutputEntry& Aligner::SamOutput() {
 }
 
 int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& read_id) {
-    const auto result =
-        ThirdPartyAlignment::AlignRead(caller.get(), record.GetSequence(), read_id, false, min_coverage);
-    const auto row = SummaryRow(read_id, result);
+    const auto name = NameInTables(read_id);
+    const auto result = ThirdPartyAlignment::AlignRead(caller.get(), record.GetSequence(), name, false, min_coverage);
+    const auto row = SummaryRow(name, result);
 
     auto& output = SamOutput();
     const std::lock_guard output_lock(output.mutex);

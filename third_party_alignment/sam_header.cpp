@@ -52,7 +52,7 @@ std::shared_ptr<const SamHeader> SamHeader::Of(std::string_view text) {
     }
     auto header = std::make_shared<SamHeader>();
     header->Read(text);
-    if (header->size >= kKeepFrom && text[header->size - 1] == '\n') {
+    if (header->whole && header->size >= kKeepFrom && text[header->size - 1] == '\n') {
         auto copy = std::make_shared<SamHeader>();
         copy->Keep(text.substr(0, header->size));
         const std::lock_guard lock(kept_header_mutex);
@@ -90,6 +90,7 @@ void SamHeader::Read(std::string_view text) {
         cursor.SkipLine();
     }
     size = cursor.Offset();
+    whole = !cursor.Failed();
 }
 
 void SamHeader::Keep(std::string_view header) {

@@ -17,6 +17,8 @@ public:
     bool AtEnd() const { return position == end; }
     /// Characters taken so far.
     std::size_t Offset() const { return static_cast<std::size_t>(position - begin); }
+    /// True when an extraction has failed.
+    bool Failed() const { return failed; }
     /// True when the next character is `c`.
     bool NextIs(char c) const { return !failed && position != end && *position == c; }
 

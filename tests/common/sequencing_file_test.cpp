@@ -173,6 +173,7 @@ TEST(SequencingFile, DamagedGzipGivesItsWholeRecordsAndAWarning) {
         {packed.substr(0, packed.size() / 2), 900, end_flag(name + ": the file ends too early")},
         {packed.substr(0, packed.size() - 3), 2000, end_flag(name + ": the file ends too early")},
         {flipped_sum, 2000, end_flag(name + ": the checksum does not match, the data are corrupt")},
+        {packed + packed.substr(0, 6), 2000, end_flag(name + ": the file ends too early")},
         {packed + "bytes after the end", 2000,
          "Ignored the bytes after the end of the gzip data in " + folder.Path("x.gz")},
     };
