@@ -1,0 +1,17 @@
+// Measures single functions of the aligner. The options are those of Google Benchmark; see --help.
+
+#include <benchmark/benchmark.h>
+
+#include "common/logger_group.h"
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    // The filters of a quiet run without verbose logs, since nearly every function measured here logs.
+    Common::logging::InitLogging("micro", "micro_verbose", true, false, "");
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
