@@ -1,0 +1,175 @@
+#include "third_party_alignment/qel_minimap2/kernel/kernel_comparison.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <iterator>
+#include <sstream>
+
+namespace Tests {
+
+namespace {
+
+using qel_minimap2::kernel::AlignmentCall;
+
+// match, mismatch, gap open, extend, second open, extend
+constexpr int kScorings[][6] = {{2, 4, 4, 2, 24, 1}, {1, 4, 6, 2, 26, 1}, {1, 19, 39, 3, 81, 1},
+                                {1, 9, 16, 2, 41, 1}, {2, 8, 12, 2, 24, 1}, {4, 4, 4, 2, 24, 1},
+                                {2, 4, 24, 1, 4, 2},  {5, 4, 8, 6, 30, 2},  {1, 4, 6, 2, 6, 1}};
+// First those that minimap2 uses, then the others.
+constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x048, 0x018, 0x058, 0x001, 0x009, 0x041,
+                          0x002, 0x00a, 0x088, 0x0ca, 0x004, 0x00c, 0x044, 0x0c6, 0x019, 0x080};
+constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
+
+struct Result : ksw_extz_t {
+    Result() : ksw_extz_t{} {}
+    Result(const Result&) = delete;
+    Result& operator=(const Result&) = delete;
+    ~Result() { std::free(cigar); }
+
+    std::string Text() const {
+        std::ostringstream text;
+        text << "max " << max << " dropped " << zdropped << " at " << max_q << "," << max_t << " mqe " << mqe << " at "
+             << mqe_t << " mte " << mte << " at " << mte_q << " score " << score << " end " << reach_end << " room "
+             << m_cigar << " CIGAR ";
+        for (int i = 0; i < n_cigar; ++i) {
+            text << (cigar[i] >> 4) << "MID"[cigar[i] & 15];
+        }
+        return text.str();
+    }
+
+    bool operator==(const Result& other) const {
+        return max == other.max && zdropped == other.zdropped && max_q == other.max_q && max_t == other.max_t &&
+               mqe == other.mqe && mqe_t == other.mqe_t && mte == other.mte && mte_q == other.mte_q &&
+               score == other.score && reach_end == other.reach_end && m_cigar == other.m_cigar &&
+               std::equal(cigar, cigar + n_cigar, other.cigar, other.cigar + other.n_cigar);
+    }
+};
+
+void CallLibrary(const AlignmentCall& c, ksw_extz_t& result) {
+    ksw_extd2_sse(c.pool, c.query_length, c.query, c.target_length, c.target, static_cast<std::int8_t>(c.letters),
+                  c.matrix, static_cast<std::int8_t>(c.open), static_cast<std::int8_t>(c.extend),
+                  static_cast<std::int8_t>(c.open2), static_cast<std::int8_t>(c.extend2), c.band, c.z_drop, c.end_bonus,
+                  c.flags, &result);
+}
+
+}  // namespace
+
+void RandomCalls::MakeTarget() {
+    const int most = !OneIn(3) ? 260 : !OneIn(3) ? 700 : longest;
+    target.resize(static_cast<std::size_t>(Between(1, std::min(most, longest))));
+    alphabet = OneIn(6) ? Between(1, 3) : 4;
+    for (auto& base : target) {
+        base = static_cast<std::uint8_t>(Between(0, alphabet - 1));
+    }
+    if (OneIn(5)) {
+        const auto period = static_cast<std::size_t>(Between(1, 12));
+        for (std::size_t i = period; i < target.size(); ++i) {
+            target[i] = target[i - period];
+        }
+    }
+}
+
+void RandomCalls::MakeRelatedQuery() {
+    const int error = Between(0, 300);
+    const bool long_gaps = OneIn(4);
+    const auto any_base = [this] { return static_cast<std::uint8_t>(Between(0, 3)); };
+    for (std::size_t i = 0; i < target.size(); ++i) {
+        const int draw = Between(0, 999);
+        if (draw < error / 3) {
+            continue;
+        }
+        if (draw < error * 2 / 3) {
+            query.push_back(any_base());
+        }
+        query.push_back(draw < error ? any_base() : target[i]);
+        if (long_gaps && OneIn(200)) {
+            const int length = Between(1, 80);
+            if (OneIn(2)) {
+                i += static_cast<std::size_t>(length);
+            } else {
+                std::generate_n(std::back_inserter(query), length, any_base);
+            }
+        }
+    }
+    if (query.empty()) {
+        query.push_back(0);
+    }
+    if (OneIn(4)) {
+        query.resize(static_cast<std::size_t>(Between(1, static_cast<int>(query.size()))));
+    }
+    if (OneIn(8)) {
+        std::generate_n(std::back_inserter(query), Between(1, 400), any_base);
+    }
+}
+
+void RandomCalls::MakeQuery() {
+    query.clear();
+    if (!OneIn(5)) {
+        MakeRelatedQuery();
+    } else {
+        query.resize(static_cast<std::size_t>(Between(1, static_cast<int>(target.size()) + 50)));
+        for (auto& base : query) {
+            base = static_cast<std::uint8_t>(Between(0, alphabet - 1));
+        }
+    }
+    if (OneIn(4)) {
+        const int per_thousand = Between(1, 30);
+        for (auto* sequence : {&target, &query}) {
+            for (auto& base : *sequence) {
+                base = Between(0, 999) < per_thousand ? 4 : base;
+            }
+        }
+    }
+}
+
+AlignmentCall RandomCalls::Next() {
+    MakeTarget();
+    MakeQuery();
+    const auto& s = kScorings[OneIn(3) ? Between(0, 8) : 0];
+    matrix.assign(25, static_cast<std::int8_t>(OneIn(3) ? 0 : -1));
+    for (std::size_t i = 0; i < 4; ++i) {
+        for (std::size_t j = 0; j < 4; ++j) {
+            matrix[i * 5 + j] = static_cast<std::int8_t>(i == j ? s[0] : -s[1]);
+        }
+    }
+    const int query_length = static_cast<int>(query.size());
+    const int target_length = static_cast<int>(target.size());
+    const int longer = std::max(query_length, target_length);
+    const int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
+    const int flags = OneIn(3) ? kFlags[Between(0, 19)] : kFlags[Between(0, 3)];
+    return {nullptr,       query_length,          query.data(), target_length,
+            target.data(), 5,                     matrix.data(), s[2],
+            s[3],          s[4],                  s[5],          std::max(bands[Between(0, 7)], -1),
+            kDrops[Between(0, 7)], OneIn(3) ? Between(0, 40) : -1, flags};
+}
+
+std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures) {
+    std::string difference;
+    while (count > 0 && difference.empty()) {
+        Result expected;
+        Result actual;
+        for (int again = 0; again < 4 && count > 0 && difference.empty(); ++again, --count) {
+            const auto call = calls.Next();
+            CallLibrary(call, expected);
+            if (!qel_minimap2::kernel::AlignWithAvx2(call, actual)) {
+                return "out of memory";
+            }
+            ++figures.calls;
+            figures.dropped += expected.zdropped;
+            figures.reached_end += expected.reach_end;
+            figures.with_cigar += expected.n_cigar > 0 ? 1 : 0;
+            if (!(actual == expected)) {
+                std::ostringstream text;
+                text << "call " << figures.calls << ": query " << call.query_length << " target " << call.target_length
+                     << " band " << call.band << " drop " << call.z_drop << " bonus " << call.end_bonus << " flags "
+                     << call.flags << " gaps " << call.open << "," << call.extend << "," << call.open2 << ","
+                     << call.extend2 << "\nlibrary: " << expected.Text() << "\nkernel:  " << actual.Text();
+                difference = text.str();
+            }
+        }
+    }
+    return difference;
+}
+
+}  // namespace Tests

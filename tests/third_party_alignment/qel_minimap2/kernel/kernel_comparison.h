@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
+
+namespace Tests {
+
+/// Makes calls of the base aligner, the same ones for a seed: related and unrelated sequences, repeats, long gaps, letters
+/// that stand for any base, all sets of flags, scorings with the pieces of the gap cost in either order, bands and drops.
+class RandomCalls {
+public:
+    /// `longest`: of a target, in bases; queries may be a few hundred bases longer.
+    RandomCalls(std::uint32_t seed, int longest) : generator(seed), longest(longest) {}
+
+    /// The next call. It refers to this object, until the next one is made. No pool: memory comes from malloc.
+    qel_minimap2::kernel::AlignmentCall Next();
+
+private:
+    /// From `first` to `last`, both included.
+    int Between(int first, int last) {
+        return first + static_cast<int>(generator() % static_cast<std::uint32_t>(last - first + 1));
+    }
+    bool OneIn(int n) { return Between(1, n) == 1; }
+    void MakeTarget();
+    void MakeQuery();
+    void MakeRelatedQuery();
+
+    std::mt19937 generator;
+    int longest;
+    int alphabet = 4;
+    std::vector<std::uint8_t> target, query;
+    std::vector<std::int8_t> matrix;
+};
+
+/// What a comparison has seen, to tell that it has seen enough.
+struct ComparisonFigures {
+    long calls = 0;
+    long dropped = 0;
+    long reached_end = 0;
+    long with_cigar = 0;
+};
+
+/// Has `count` calls answered by the kernels and by the library, each with a result that is used again from call to call,
+/// as minimap2 does, or with a new one. Returns a description of the first difference, in any field or the CIGAR or the
+/// room made for it; empty without one.
+std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures);
+
+}  // namespace Tests

@@ -1,0 +1,173 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <immintrin.h>
+
+#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
+#include "third_party_alignment/qel_minimap2/kernel/lanes.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+/// One anti-diagonal as the trackers of the best score see it: the cells from target position `first` to `last`, and the
+/// lines of score differences after it.
+struct FinishedRow {
+    int r, first, last;
+    bool is_last;
+    const std::int8_t* u;
+    const std::int8_t* v;
+};
+
+/// Keeps the score of each cell of the current anti-diagonal, adding the differences up in 32 bits, and from them the
+/// maximum, the best ends of query and target, and the drop.
+///
+/// Of equal maxima the library's four-lane scan takes the last cell if it is one; else the lowest lane that has one, in
+/// it the lowest position; else the first of the up to three cells behind the last four. The place decides only where
+/// a new maximum is set or a drop is possible, so it is looked for only there.
+class ExactMaximum {
+public:
+    static constexpr int kPadding = 16;
+
+    /// `scores`: room for the target and kPadding more.
+    ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
+        : call(call), scoring(scoring), scores(scores) {
+        for (int t = 0; t < call.target_length + kPadding; ++t) {
+            scores[t] = KSW_NEG_INF;
+        }
+    }
+
+    /// Takes a row in; true when the alignment ends here because the score dropped.
+    bool Add(const FinishedRow& row, ksw_extz_t& result) {
+        const auto [r, first, last, is_last, u, v] = row;
+        std::int32_t best = 0;
+        int position = kUnknown;
+        if (r == 0) {
+            best = scores[0] = v[0] + scoring.corner;
+            position = 0;
+        } else {
+            // The last cell's left neighbour is new to this row or has its score from the row before.
+            const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
+            scores[last] = corner;
+            best = AddDifferences(v, first, last);
+            if (best <= corner) {
+                best = corner;
+                position = last;
+            }
+        }
+        TakeEnds(row, result);
+        const auto so_far = static_cast<std::int32_t>(result.max);
+        if (best > so_far || (call.z_drop >= 0 && so_far - best > call.z_drop)) {
+            position = position == kUnknown ? PositionOf(best, first, last) : position;
+            if (ksw_apply_zdrop(&result, 1, best, r, position, call.z_drop, static_cast<std::int8_t>(scoring.extend2)) !=
+                0) {
+                return true;
+            }
+        }
+        if (is_last && last == call.target_length - 1) {
+            result.score = scores[last];
+        }
+        return false;
+    }
+
+private:
+    static constexpr int kUnknown = -2;
+
+    void TakeEnds(const FinishedRow& row, ksw_extz_t& result) const {
+        if (row.last == call.target_length - 1 && scores[row.last] > result.mte) {
+            result.mte = scores[row.last];
+            // From the end of the block of 16 cells, not from the cell: the library's number, which nobody reads.
+            result.mte_q = row.r - (RoundDown(row.last + 16, 16) - 1);
+        }
+        if (row.r - row.first == call.query_length - 1 && scores[row.first] > result.mqe) {
+            result.mqe = scores[row.first];
+            result.mqe_t = row.first;
+        }
+    }
+
+    /// Adds v to the scores of [first, last) and returns their maximum.
+    TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
+        __m256i maximum = _mm256_set1_epi32(INT32_MIN);
+        const auto sum = [&](int t) __attribute__((always_inline)) {
+            return _mm256_add_epi32(Lanes32::Load(scores + t), _mm256_cvtepi8_epi32(_mm_loadu_si64(v + t)));
+        };
+        int t = first;
+        for (; t + 8 <= last; t += 8) {
+            const __m256i sums = sum(t);
+            Lanes32::Store(scores + t, sums);
+            maximum = _mm256_max_epi32(maximum, sums);
+        }
+        if (t < last) {
+            const __m256i sums = sum(t);
+            const __m256i inside =
+                _mm256_cmpgt_epi32(_mm256_set1_epi32(last - t), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+            _mm256_maskstore_epi32(scores + t, inside, sums);
+            maximum = _mm256_max_epi32(maximum, _mm256_blendv_epi8(_mm256_set1_epi32(INT32_MIN), sums, inside));
+        }
+        __m128i m = _mm_max_epi32(_mm256_castsi256_si128(maximum), _mm256_extracti128_si256(maximum, 1));
+        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0x4e));
+        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0xb1));
+        return _mm_cvtsi128_si32(m);
+    }
+
+    int PositionOf(std::int32_t value, int first, int last) const {
+        const int end_of_fours = first + RoundDown(last - first, 4);
+        for (int lane = 0; lane < 4; ++lane) {
+            for (int t = first + lane; t < end_of_fours; t += 4) {
+                if (scores[t] == value) {
+                    return t;
+                }
+            }
+        }
+        int t = end_of_fours;
+        while (t < last && scores[t] != value) {
+            ++t;
+        }
+        return t;
+    }
+
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    std::int32_t* scores;
+};
+
+/// Follows one path near the diagonal instead of keeping all scores, which is what the library does where it fills the
+/// gap between two seeds and needs no more than the score of the last cell.
+class ApproximateMaximum {
+public:
+    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring) : call(call), scoring(scoring) {}
+
+    bool Add(const FinishedRow& row, ksw_extz_t& result) {
+        const auto [r, first, last, is_last, u, v] = row;
+        if (r == 0) {
+            score = v[0] + scoring.corner;
+        } else {
+            const bool here = position >= first && position <= last;
+            const bool next = position + 1 >= first && position + 1 <= last;
+            if (here && (!next || v[position] > u[position + 1])) {
+                score += v[position];
+            } else {
+                ++position;
+                score += u[position];
+            }
+        }
+        if (call.Has(KSW_EZ_APPROX_DROP) && ksw_apply_zdrop(&result, 1, score, r, position, call.z_drop,
+                                                            static_cast<std::int8_t>(scoring.extend2)) != 0) {
+            return true;
+        }
+        if (is_last && last == call.target_length - 1) {
+            result.score = score;
+        }
+        return false;
+    }
+
+private:
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    int position = 0;
+    std::int32_t score = 0;
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel

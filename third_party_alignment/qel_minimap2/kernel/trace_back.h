@@ -1,0 +1,134 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
+#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+/// Whether directions are kept, and where a gap lies when several places score the same.
+enum class Trace { none, left, right };
+
+// A direction byte tells of a cell, in its lowest three bits, which value its best score came from, and above them
+// which gaps are better continued than opened on the way to the next cell. The numbers are the library's: of two gap
+// states the odd ones are deletions.
+constexpr int kFromDiagonal = 0;
+constexpr int kFromDeletion = 1;
+constexpr int kFromInsertion = 2;
+constexpr int kFromDeletion2 = 3;
+constexpr int kFromInsertion2 = 4;
+constexpr int kDeletionGoesOn = 8;
+constexpr int kInsertionGoesOn = 16;
+constexpr int kDeletion2GoesOn = 32;
+constexpr int kInsertion2GoesOn = 64;
+
+// What a direction look-up says instead of a byte: outside a band the way back goes along one sequence.
+constexpr int kOutsideDelete = -1;
+constexpr int kOutsideInsert = -2;
+constexpr int kGiveUp = -3;
+
+/// The CIGAR of a path under construction, last operation first, in scratch memory: what is not certified must leave the
+/// caller's CIGAR, and the room that was made for it, as they were.
+class PathRuns {
+public:
+    /// Room for any path through the matrix; false when there is no memory.
+    bool Reserve(const AlignmentCall& call) {
+        const auto bases = static_cast<std::size_t>(call.query_length) + static_cast<std::size_t>(call.target_length);
+        // NOLINTNEXTLINE(bugprone-casting-through-void)
+        runs = static_cast<std::uint32_t*>(static_cast<void*>(ScratchMemory(Scratch::runs, (bases + 2) * sizeof *runs)));
+        count = 0;
+        return runs != nullptr;
+    }
+
+    void Add(std::uint32_t operation, int length) {
+        if (count > 0 && (runs[count - 1] & 15U) == operation) {
+            runs[count - 1] += static_cast<std::uint32_t>(length) << 4;
+        } else {
+            runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
+        }
+    }
+
+    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or one of
+    /// the constants below 0. False when it gave up.
+    template <typename Direction>
+    bool Walk(int i, int j, const Direction& direction) {
+        int state = kFromDiagonal;
+        while (i >= 0 && j >= 0) {
+            const int byte = direction(i, j);
+            if (byte >= 0) {
+                if (state != kFromDiagonal && (byte >> (state + 2) & 1) == 0) {
+                    state = kFromDiagonal;
+                }
+                if (state == kFromDiagonal) {
+                    state = byte & 7;
+                }
+            } else if (byte == kGiveUp) {
+                return false;
+            } else {
+                state = byte == kOutsideDelete ? kFromDeletion : kFromInsertion;
+            }
+            if (state == kFromDiagonal) {
+                Add(KSW_CIGAR_MATCH, 1);
+                --i;
+                --j;
+            } else if (state % 2 == 1) {
+                Add(KSW_CIGAR_DEL, 1);
+                --i;
+            } else {
+                Add(KSW_CIGAR_INS, 1);
+                --j;
+            }
+        }
+        if (i >= 0) {
+            Add(KSW_CIGAR_DEL, i + 1);
+        }
+        if (j >= 0) {
+            Add(KSW_CIGAR_INS, j + 1);
+        }
+        return true;
+    }
+
+    /// The score of the path from the first cell to the last, of sequences without letters that stand for any base.
+    int Score(const AlignmentCall& call, const Scoring& scoring) const {
+        int score = 0;
+        int i = 0;
+        int j = 0;
+        for (int run = count - 1; run >= 0; --run) {
+            const int length = static_cast<int>(runs[run] >> 4);
+            const auto operation = runs[run] & 15U;
+            if (operation == KSW_CIGAR_MATCH) {
+                int matches = 0;
+                for (int k = 0; k < length; ++k) {
+                    matches += call.target[i + k] == call.query[j + k] ? 1 : 0;
+                }
+                score += matches * scoring.match + (length - matches) * scoring.mismatch;
+            } else {
+                score -= GapCost(scoring, length);
+            }
+            i += operation == KSW_CIGAR_INS ? 0 : length;
+            j += operation == KSW_CIGAR_DEL ? 0 : length;
+        }
+        return score;
+    }
+
+    /// Makes it the result's CIGAR. Operation by operation, as the library does, so that its buffer grows alike.
+    void Deliver(const AlignmentCall& call, ksw_extz_t& result) const {
+        int written = 0;
+        for (int run = 0; run < count; ++run) {
+            const int from = call.Has(KSW_EZ_REV_CIGAR) ? run : count - 1 - run;
+            result.cigar = ksw_push_cigar(call.pool, &written, &result.m_cigar, result.cigar, runs[from] & 15U,
+                                          static_cast<int>(runs[from] >> 4));
+        }
+        result.n_cigar = written;
+    }
+
+private:
+    std::uint32_t* runs = nullptr;
+    int count = 0;
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel
