@@ -1,12 +1,10 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include "tests/common/texts.h"
 
 namespace Tests {
 
-/// Collects the texts of the log records made while it lives, as "severity: text"; one at a time. Safe
-/// against records from several threads.
+/// Collects the log records made while it lives; one at a time. Safe against records from several threads.
 class CapturedLog {
 public:
     CapturedLog();
@@ -14,10 +12,8 @@ public:
     CapturedLog& operator=(const CapturedLog&) = delete;
     ~CapturedLog();
 
-    /// The records so far.
-    std::vector<std::string> Records() const;
-    /// Those of one severity name, without it.
-    std::vector<std::string> Of(const std::string& severity) const;
+    /// The texts of the records so far that are of one severity, by its name.
+    Lines Of(const std::string& severity) const;
 };
 
 }  // namespace Tests
