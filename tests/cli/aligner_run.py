@@ -68,6 +68,11 @@ class AlignerTest(unittest.TestCase):
         path.write_bytes(text if isinstance(text, bytes) else text.encode())
         return path
 
+    def build_index(self):
+        index = self.folder / "reference.mmi"
+        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, REFERENCE], capture_output=True, check=True)
+        return index
+
     def sam(self, name, save="out"):
         """The record lines of one SAM file."""
         return [line for line in (self.folder / save / name).read_text().splitlines() if line[0] != "@"]
@@ -98,3 +103,8 @@ def ids(lines):
     """First columns, runs of one id taken together: a read's supplementary records follow its first."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
+
+
+def file_error(file, reason):
+    """The log record of an input file that failed."""
+    return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")

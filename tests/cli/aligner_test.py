@@ -9,7 +9,7 @@ import unittest
 import zlib
 from pathlib import Path
 
-from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, ids, read_fastq
+from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, file_error, ids, read_fastq
 
 USAGE = """
 Usage:
@@ -40,10 +40,6 @@ UNKNOWN = "Unexpected option '--frobnicate' found on command line.\n"
 VERSION = f"{PROGRAM}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n"
 PROGRESS = "0%   10   20   30   40   50   60   70   80   90   100%\n" + "|----" * 10 + "|\n" + "*" * 51 + "\n"
 SAMPLE = READS / "sample_1.fastq"
-
-
-def file_error(file, reason):
-    return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")
 
 
 class StartUp(AlignerTest):
@@ -101,13 +97,13 @@ class InputDiscovery(AlignerTest):
         for name in ("c.fa", "sub/g.fasta"):
             self.write("in/" + name, fasta(read_fastq(SAMPLE)[:2]))
         self.write("in/d.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
+        (self.folder / "in/folder.fastq").mkdir()
+        (self.folder / "in/dangling.fastq").symlink_to("/nowhere")
+        os.mkfifo(self.folder / "in/pipe.fastq")
         here = ["a.sam", "b.reads.sam", "c.sam"]
-        for save, args, files in (
-            ("flat", ["-i", "in"], here),
-            ("slash", ["-i", "in/"], here),
-            ("all", ["-i", "in", "-r"], here + ["sub/deep/f.sam", "sub/g.sam"]),
-        ):
-            run = self.run_aligner(*args, "-s", save, "-a", REFERENCE)
+        everywhere = here + ["sub/deep/f.sam", "sub/g.sam"]
+        for save, args, files in (("flat", ["in"], here), ("slash", ["in/"], here), ("all", ["in", "-r"], everywhere)):
+            run = self.run_aligner("-i", *args, "-s", save, "-a", REFERENCE)
             self.assertEqual(self.sam_files(save), files)
             self.assertEqual(len(self.summary(save)), 2 * len(files))
             self.assertEqual(run.stderr, "")
@@ -141,53 +137,27 @@ class BadInput(AlignerTest):
 
     def test_failing_file_keeps_its_reads_so_far_and_the_next_file_follows(self):
         good, other, (title, sequence, qualities), *_ = read_fastq(SAMPLE)
-        bad_length = self.write("a.fastq", fastq([good, other, (title, sequence, "I"), good]))
-        record = f"Header: {title}\nSequence: {sequence}\nQstring: "
-        with_n = self.write("b.fastq", fastq([good, (title, "ACGN", "IIII")]))
-        n_record = f"Header: {title}\nSequence: ACGN\nQstring: IIII"
-        lower = self.write("c.fa", fasta([good]) + "acgt\n")
-        plain = self.write("d.txt", fastq([good]))
-        absent = self.folder / "e.fastq"
-        run = self.align([bad_length, with_n, lower, plain, absent, SAMPLE], "-t", "2")
-        length_message = f"Sequence is not the same length as the qstring\n{record}I"
-        letter_message = f"Sequence contained an unexpected character 'N' at position 3\n{n_record}"
-        self.assertEqual(run.records(), [
-            file_error(bad_length, length_message),
-            file_error(with_n, letter_message),
-            file_error(lower, "Invalid fasta description, it should start with '>'. acgt"),
-            file_error(plain, f"gzip error in {plain}: not in gzip format"),
-            file_error(absent, f"Could not open {absent}: No such file or directory"),
-        ])
-        counts = {name: len(ids(self.sam(name))) for name in self.sam_files()}
-        self.assertEqual(counts, {"a.sam": 2, "b.sam": 1, "c.sam": 1, "d.sam": 0, "e.sam": 0, "sample_1.sam": 20})
-
-    def test_read_without_an_identifier_is_skipped(self):
-        first, second, *_ = read_fastq(SAMPLE)
-        run = self.align([self.write("a.fastq", fastq([first, ("@", "ACGT", "IIII"), second]))])
-        message = "Read title '@' does not have any space. Continuing with next read."
-        self.assertEqual(run.records(), [("error", message)])
-        self.assertEqual(len(self.summary()), 2)
-
-    def test_truncated_gzip_file_yields_its_whole_reads_and_a_warning(self):
-        cut = gzip.compress(SAMPLE.read_bytes())[:-9000]
-        whole_lines = zlib.decompressobj(31).decompress(cut).count(b"\n")
-        path = self.write("a.fastq.gz", cut)
-        run = self.align([path])
-        message = f"Caught exception, so setting END flag. gzip error in {path}: the file ends too early"
-        self.assertEqual(run.records(), [("warning", message)])
-        self.assertEqual(len(self.summary()), whole_lines // 4)
+        no_fasta = "Invalid fasta description, it should start with '>'. acgt"
+        described = f"Header: {title}\nSequence: {{}}\nQstring: {{}}".format
+        cases = [
+            ("a.fastq", fastq([good, other, (title, sequence, "I"), good]), 2,
+             "Sequence is not the same length as the qstring\n" + described(sequence, "I")),
+            ("b.fastq", fastq([good, (title, "ACGN", "IIII")]), 1,
+             "Sequence contained an unexpected character 'N' at position 3\n" + described("ACGN", "IIII")),
+            ("c.fa", fasta([good]) + "acgt\n", 1, no_fasta),
+            ("d.txt", fastq([good]), 0, f"gzip error in {self.folder}/d.txt: not in gzip format"),
+        ]
+        files = [self.write(name, content) for name, content, _, _ in cases]
+        run = self.align([*files, SAMPLE], "-t", "2")
+        self.assertEqual(run.records(), [file_error(file, reason) for file, (*_, reason) in zip(files, cases)])
+        counts = [len(ids(self.sam(name))) for name in self.sam_files()]
+        self.assertEqual(counts, [count for _, _, count, _ in cases] + [20])
 
     def test_no_workers_fail_each_file_at_its_first_read(self):
-        run = self.align([SAMPLE, READS / "sample_3.fasta"], "-t", "0")
-        reason = "Could not submit job 0"
-        self.assertEqual(run.records(), [file_error(SAMPLE, reason), file_error(READS / "sample_3.fasta", reason)])
-
-    def test_unwritable_sam_file_is_reported_once(self):
-        blocked = self.folder / "out" / "sample_1.sam"
-        blocked.mkdir(parents=True)
-        run = self.align([SAMPLE])
-        self.assertEqual(run.records(), [("error", f"Could not open output file {blocked}: Is a directory")])
-        self.assertEqual(len(self.summary()), 20)
+        files = [SAMPLE, READS / "sample_3.fasta"]
+        for threads in ("0", "-3"):
+            run = self.align(files, "-t", threads)
+            self.assertEqual(run.records(), [file_error(file, "Could not submit job 0") for file in files])
 
 
 class Output(AlignerTest):
@@ -233,8 +203,7 @@ class Output(AlignerTest):
         self.assertEqual(sum(row.startswith(split_id) for row in self.summary()), 1)
 
     def test_index_equals_reference_and_fasta_equals_fastq(self):
-        index = self.folder / "reference.mmi"
-        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, REFERENCE], capture_output=True, check=True)
+        index = self.build_index()
         as_fasta = self.write("sample_1.fasta", fasta(read_fastq(SAMPLE)))
         self.align([SAMPLE], "-t", "1")
         for save, file, reference in (("index", SAMPLE, index), ("fasta", as_fasta, REFERENCE)):

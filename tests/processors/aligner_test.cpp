@@ -95,34 +95,6 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
     }
 }
 
-TEST(Aligner, AFailingFileEndsWithOneMessage) {
-    const Tests::TemporaryFolder folder;
-    folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
-    folder.Write("good.fastq", Record("r1"));
-    const std::string no_worker = "Could not submit job 0";
-    const std::string bad_read =
-        "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III";
-    // File, threads; reads counted, lines written, reason of the failure.
-    const std::tuple<std::string, int, int, std::size_t, std::string> cases[] = {
-        {"bad", 2, -1, 4, bad_read},
-        {"missing", 2, -1, 0, "Could not open " + folder.Path("missing.fastq") + ": No such file or directory"},
-        {"good", 0, -1, 0, no_worker},
-        {"good", -1, -1, 0, no_worker},
-        {"good", 1, 1, 2, ""},
-    };
-    for (const auto& [name, threads, count, lines, reason] : cases) {
-        const Tests::CapturedLog log;
-        TestedAligner aligner("", folder.Path("out"), threads);
-        const auto file = folder.Path(name + ".fastq");
-        EXPECT_EQ(aligner.ProcessSequencingFile(file), count) << name;
-        const auto errors = log.Of("error");
-        const auto message =
-            "Error while processing input file " + file + ": " + reason + " Will continue with next input file.";
-        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), count < 0 ? 1 : 0) << reason;
-        EXPECT_EQ(ReadLines(folder.Path("out/" + name + ".sam")).size(), lines);
-    }
-}
-
 TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
     const Tests::TemporaryFolder folder;
     const auto file = folder.Write("a.fastq", Record("r1") + Record("r2") + Record("r3"));
