@@ -43,6 +43,7 @@ class AlignerTest(unittest.TestCase):
 
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_"))
+        self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)
         self.runs = []
 
@@ -52,10 +53,10 @@ class AlignerTest(unittest.TestCase):
         self.assertEqual(run.status, status)
         return run
 
-    def align(self, files, *args, save="out", status=0, before=None):
-        """Aligns files, handed over as a list on standard input, to the example reference."""
+    def align(self, files, *args, save="out", reference=REFERENCE, status=0, before=None):
+        """Aligns files, handed over as a list on standard input."""
         files = "".join(f"{file}\n" for file in files)
-        args = ("-i", "", "-s", self.folder / save, "-a", REFERENCE, *args)
+        args = ("-i", "", "-s", self.folder / save, "-a", reference, *args)
         return self.run_aligner(*args, stdin=files, status=status, before=before)
 
     def assertEqual(self, first, second, msg=None):
@@ -79,6 +80,12 @@ class AlignerTest(unittest.TestCase):
 
     def sam_files(self, save="out"):
         return sorted(str(path.relative_to(self.folder / save)) for path in (self.folder / save).rglob("*.sam"))
+
+    def samtools_count(self, name):
+        """The number of records that samtools finds, without any complaint."""
+        done = subprocess.run(["samtools", "view", "-c", self.folder / "out" / name], capture_output=True, text=True)
+        self.assertEqual(done.stderr, "")
+        return int(done.stdout)
 
     def summary(self, save="out"):
         """The rows of the summary without its header."""

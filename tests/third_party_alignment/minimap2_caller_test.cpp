@@ -1,6 +1,5 @@
 #include "third_party_alignment/minimap2_caller.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <tuple>
 
@@ -49,7 +48,6 @@ extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t
 extern "C" void qelmm_unload_index(mm_idx_t*) {
     ++fake.unloaded;
 }
-extern "C" char* qelmm_test();
 
 namespace {
 
@@ -145,11 +143,6 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     fake.answer = "r\t4\t*\t0\t0\t*\t*\t0\t0\tA\t*\n";
     ThirdPartyAlignment::AlignRead(&caller, bases, "r", true, 0.6F);
     EXPECT_EQ(fake.last_read, "r/TTGCATGCAA") << "reversed, not complemented";
-}
-
-TEST_F(Minimap2CallerTest, ExportedGreetingIsTheCallersToFree) {
-    const std::unique_ptr<char, decltype(&std::free)> text(qelmm_test(), &std::free);
-    EXPECT_STREQ(text.get(), "Hello World.");
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ AlignmentResult Parse(std::string sam) {
 
 TEST(SamHandler, AMappedRecordGivesItsFiguresAndTheReverseStrandAppendsRc) {
     for (const auto& [flag, genome] : {std::pair("0", "chr1"), std::pair("16", "chr1_rc")}) {
-        const auto sam = kHeader + Record(flag, "5S90M2I3D10M4S", "\tNM:i:7\tAS:i:150\n");
+        const auto sam = kHeader + Record(flag, "5S90M2I3D10M4S", "\tNM:i:7\tAS:i:150\n") + "further lines stay";
         // Start and end in the genome and in the strand; events, insertions, deletions, aligned and correct bases;
         // coverage, identity and accuracy; score.
         const AlignmentResult expected{genome,         100, 203, 5, 107, 111, 2, 3, 100, 98, 100.0F / 111.0F, 0.98F,
