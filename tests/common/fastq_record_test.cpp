@@ -67,15 +67,16 @@ TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
 
 TEST(FastQRecord, AComposedTitleNamesMissingAttributes) {
     Common::ValueMap attributes;
-    const std::pair<std::string, Common::Value> in_order[] = {
-        {"read_id", "r7"},   {"run_id", "run"}, {"sample_id", "s"}, {"time_stamp", "2020-01-01T00:00:00Z"},
-        {"read_number", -3}, {"channel", 512}};
-    for (const auto& [key, value] : in_order) {
+    for (const auto& [key, value] : std::initializer_list<std::pair<std::string, Common::Value>>{{"read_id", "r7"},
+                                                                                                 {"run_id", "run"},
+                                                                                                 {"sample_id", "s"},
+                                                                                                 {"time_stamp", "now"},
+                                                                                                 {"read_number", -3},
+                                                                                                 {"channel", 512}}) {
         EXPECT_EQ(ErrorOf([&] { FastQRecord::ComposeTitle(attributes); }), "Key '" + key + "' not found.");
         attributes.Set(key, value);
     }
-    EXPECT_EQ(FastQRecord::ComposeTitle(attributes),
-              "@r7 runid=run sampleid=s read=-3 ch=512 start_time=2020-01-01T00:00:00Z");
+    EXPECT_EQ(FastQRecord::ComposeTitle(attributes), "@r7 runid=run sampleid=s read=-3 ch=512 start_time=now");
 }
 
 }  // namespace

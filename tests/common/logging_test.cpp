@@ -38,6 +38,11 @@ std::string Texts(const Lines& lines) {
     return texts;
 }
 
+void StartLogging(const Tests::TemporaryFolder& folder, bool quiet, bool verbose, const std::string& categories) {
+    logging::InitLogging("50%d", "c_verbose", quiet, verbose, categories);
+    logging::LoggerGroup::Instance().SetFolder(folder.Path(""));
+}
+
 void LogOneOfEach() {
     TAVIK_LOG(trace) << "t";
     TAVIK_LOG(verbose) << "v";
@@ -74,14 +79,13 @@ TEST(Logging, EachSinkTakesItsSeverities) {
         const Tests::TemporaryFolder folder;
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        logging::InitLogging("c", "c_verbose", quiet, verbose, categories);
-        logging::LoggerGroup::Instance().SetFolder(folder.Path(""));
+        StartLogging(folder, quiet, verbose, categories);
         EXPECT_EQ(logging::AcceptsDefaultSeverity(), !verbose_file.empty());
         EXPECT_EQ(logging::Accepts(Severity::trace), !categories.empty() && !verbose);
         LogOneOfEach();
         EXPECT_EQ(Texts(Tests::LinesOf(testing::internal::GetCapturedStdout())), out);
         EXPECT_EQ(Texts(Tests::LinesOf(testing::internal::GetCapturedStderr())), "we");
-        const auto main_lines = LogLines(folder, "c_log-");
+        const auto main_lines = LogLines(folder, "50%d_log-2");
         EXPECT_EQ(Texts(main_lines), "miwe");
         EXPECT_TRUE(std::regex_match(main_lines.at(0), main_line)) << main_lines[0];
         const auto verbose_lines = LogLines(folder, "c_verbose_log-");
@@ -98,7 +102,7 @@ TEST(Logging, EachSinkTakesItsSeverities) {
 
 TEST(Logging, SinksGoOnlyToTheirLoggers) {
     const Tests::TemporaryFolder folder;
-    logging::InitLogging("c", "c_verbose", true, false, "");
+    StartLogging(folder, true, false, "");
     auto& group = logging::LoggerGroup::Instance();
     testing::internal::CaptureStderr();
     group.updateStreamSink(logging::Loggers::main_file, {});
@@ -109,21 +113,15 @@ TEST(Logging, SinksGoOnlyToTheirLoggers) {
         EXPECT_TRUE(line.ends_with("[error] Failed to update file sink - received wrong logger type")) << line;
     }
 
-    logging::SinkOptions options;
-    options.severities = {Severity::info};
-    options.enabled = true;
-    group.updateFileSink(logging::Loggers::main_file, folder.Path(""), "50%d", std::move(options));
-    TAVIK_LOG(info) << "x";
-    EXPECT_EQ(LogLines(folder, "50%d_log-2").size(), 1U);
-    group.updateFileSink(logging::Loggers::main_file, folder.Path(""), "50%d", {});
-    EXPECT_FALSE(logging::Accepts(Severity::info));
+    EXPECT_TRUE(logging::Accepts(Severity::info));
+    group.updateFileSink(logging::Loggers::main_file, folder.Path(""), "x", {});
+    EXPECT_FALSE(logging::Accepts(Severity::info)) << "a sink that is not enabled";
     logging::Prepare();
 }
 
 TEST(Logging, RecordsOfManyThreadsAreWholeLines) {
     const Tests::TemporaryFolder folder;
-    logging::InitLogging("c", "c_verbose", true, true, "");
-    logging::LoggerGroup::Instance().SetFolder(folder.Path(""));
+    StartLogging(folder, true, true, "");
     std::vector<std::jthread> threads;
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([t] {

@@ -95,23 +95,6 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
     }
 }
 
-TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
-    const Tests::TemporaryFolder folder;
-    const auto file = folder.Write("a.fastq", Record("r1") + Record("r2") + Record("r3"));
-    std::filesystem::create_directories(folder.Path("out/b.sam"));
-    std::filesystem::create_symlink("/dev/full", folder.Path("out/a.sam"));
-    std::filesystem::create_symlink("/dev/full", folder.Path("out/alignment_summary.txt"));
-    const Tests::CapturedLog log;
-    TestedAligner aligner("", folder.Path("out"), 2);
-    EXPECT_EQ(aligner.ProcessSequencingFile(file), 3);
-    EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write("b.fastq", Record("r1") + Record("r2"))), 2);
-    EXPECT_EQ(SortedErrors(log),
-              (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
-                     "Could not write to output file " + folder.Path("out/a.sam") + ": No space left on device",
-                     "Could not write to output file " + folder.Path("out/alignment_summary.txt") +
-                         ": No space left on device"}));
-}
-
 TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;

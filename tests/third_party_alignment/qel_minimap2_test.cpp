@@ -15,9 +15,7 @@ namespace {
 using Index = std::unique_ptr<mm_idx_t, decltype(&qelmm_unload_index)>;
 using Tests::Lines;
 
-struct Read {
-    std::string name, bases;
-};
+using Read = std::pair<std::string, std::string>;  // Name and bases.
 
 Index Load(const std::string& path) {
     return {qelmm_load_index(path.c_str()), &qelmm_unload_index};
@@ -37,10 +35,11 @@ Loaded LoadedFrom(const std::string& path) {
 }
 
 std::string Align(const mm_idx_t* index, std::int32_t threshold, const Read& read) {
+    const auto& [name, bases] = read;
     mm_bseq1_t minimap_read{};
-    minimap_read.l_seq = static_cast<int>(read.bases.size());
-    minimap_read.name = const_cast<char*>(read.name.c_str());
-    minimap_read.seq = const_cast<char*>(read.bases.c_str());
+    minimap_read.l_seq = static_cast<int>(bases.size());
+    minimap_read.name = const_cast<char*>(name.c_str());
+    minimap_read.seq = const_cast<char*>(bases.c_str());
     char* const text = qelmm_align(index, threshold, minimap_read);
     std::string copy = text;
     if (!copy.starts_with("ERROR:")) {
@@ -139,8 +138,8 @@ TEST_F(QelMinimap2, ExportsItsFourFunctionsAndNeedsNoTextRelocations) {
 
 TEST_F(QelMinimap2, RecordsAreThoseOfTheProgramWhateverTheThreadsAndTheIndex) {
     std::string fasta;
-    for (const auto& read : reads) {
-        fasta += ">" + read.name + "\n" + read.bases + "\n";
+    for (const auto& [name, bases] : reads) {
+        fasta += ">" + name + "\n" + bases + "\n";
     }
     const auto expected =
         SortedLines(Shell("minimap2 -a -x map-ont -Q " + reference + " " + folder.Write("reads.fa", fasta) +
