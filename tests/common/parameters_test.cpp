@@ -48,8 +48,9 @@ public:
 
 TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     const std::string missing = "Missing required option 'name'.\n";
-    const auto faulty = [&](const std::string& what, const std::string& why) {
-        return "Error parsing command line: 'the " + what + " for option '--count' is " + why + "'.\n" + missing;
+    const auto faulty = [&](const std::string& what, const std::string& why, const std::string& option = "count") {
+        return "Error parsing command line: 'the " + what + " for option '--" + option + "' is " + why + "'.\n" +
+               missing;
     };
     const auto on_line = [](const std::string& word) {
         return "Unexpected option '" + word + "' found on command line.\n";
@@ -71,6 +72,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
         // What looks like a placeholder of the message.
         {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty("argument ('\\x25value\\x25')", "invalid"), ""},
         {{"-n", "x", "--count"}, "", kFaulty, faulty("required argument", "missing"), ""},
+        {{"-n", "x", "-d"}, "", kFaulty, faulty("required argument", "missing", "data_path"), ""},
         {{"-n", "x"}, "fast=1\n", kUnexpected, "", flag_in_file},
         {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", ""},
         {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, ""},
