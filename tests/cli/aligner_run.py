@@ -43,6 +43,7 @@ class AlignerTest(unittest.TestCase):
 
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_"))
+        self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)
         self.runs = []
 
@@ -52,10 +53,10 @@ class AlignerTest(unittest.TestCase):
         self.assertEqual(run.status, status)
         return run
 
-    def align(self, files, *args, save="out", status=0, before=None):
-        """Aligns files, handed over as a list on standard input, to the example reference."""
+    def align(self, files, *args, save="out", reference=REFERENCE, status=0, before=None):
+        """Aligns files, handed over as a list on standard input."""
         files = "".join(f"{file}\n" for file in files)
-        args = ("-i", "", "-s", self.folder / save, "-a", REFERENCE, *args)
+        args = ("-i", "", "-s", self.folder / save, "-a", reference, *args)
         return self.run_aligner(*args, stdin=files, status=status, before=before)
 
     def assertEqual(self, first, second, msg=None):
@@ -68,12 +69,23 @@ class AlignerTest(unittest.TestCase):
         path.write_bytes(text if isinstance(text, bytes) else text.encode())
         return path
 
+    def build_index(self):
+        index = self.folder / "reference.mmi"
+        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, REFERENCE], capture_output=True, check=True)
+        return index
+
     def sam(self, name, save="out"):
         """The record lines of one SAM file."""
         return [line for line in (self.folder / save / name).read_text().splitlines() if line[0] != "@"]
 
     def sam_files(self, save="out"):
         return sorted(str(path.relative_to(self.folder / save)) for path in (self.folder / save).rglob("*.sam"))
+
+    def samtools_count(self, name):
+        """The number of records that samtools finds, without any complaint."""
+        done = subprocess.run(["samtools", "view", "-c", self.folder / "out" / name], capture_output=True, text=True)
+        self.assertEqual(done.stderr, "")
+        return int(done.stdout)
 
     def summary(self, save="out"):
         """The rows of the summary without its header."""
@@ -98,3 +110,8 @@ def ids(lines):
     """First columns, runs of one id taken together: a read's supplementary records follow its first."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
+
+
+def file_error(file, reason):
+    """The log record of an input file that failed."""
+    return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")

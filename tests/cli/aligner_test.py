@@ -9,7 +9,7 @@ import unittest
 import zlib
 from pathlib import Path
 
-from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, ids, read_fastq
+from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, file_error, ids, read_fastq
 
 USAGE = """
 Usage:
@@ -42,10 +42,6 @@ PROGRESS = "0%   10   20   30   40   50   60   70   80   90   100%\n" + "|----" 
 SAMPLE = READS / "sample_1.fastq"
 
 
-def file_error(file, reason):
-    return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")
-
-
 class StartUp(AlignerTest):
     def test_wrong_options_end_with_their_messages(self):
         missing = "Missing required option '{}'.\n".format
@@ -55,7 +51,6 @@ class StartUp(AlignerTest):
             (["-h", "--frobnicate"], 0, UNKNOWN + USAGE),
             (["-h", "-v"], 0, VERSION + "Version requested.\n" + USAGE),
             (["-v"], 255, VERSION),
-            (["-i", "x", "-a", "y"], 255, "\n" + missing("save_path") + "\n"),
             (["-z"], 255, "\n" + "".join(map(missing, ("align_ref", "input_path", "save_path"))) + "\n"),
             (["-i", "x", "-a", "y", "--frobnicate"], 255, UNKNOWN + "\n" + missing("save_path") + "\n"),
             (["-i", "x", "-s", "s", "-a", "y", "-c", "/no/file.cfg"], 255, "\n" + no_file + "\n"),
@@ -101,20 +96,16 @@ class InputDiscovery(AlignerTest):
         for name in ("c.fa", "sub/g.fasta"):
             self.write("in/" + name, fasta(read_fastq(SAMPLE)[:2]))
         self.write("in/d.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
+        (self.folder / "in/folder.fastq").mkdir()
+        (self.folder / "in/dangling.fastq").symlink_to("/nowhere")
+        os.mkfifo(self.folder / "in/pipe.fastq")
         here = ["a.sam", "b.reads.sam", "c.sam"]
-        for save, args, files in (
-            ("flat", ["-i", "in"], here),
-            ("slash", ["-i", "in/"], here),
-            ("all", ["-i", "in", "-r"], here + ["sub/deep/f.sam", "sub/g.sam"]),
-        ):
-            run = self.run_aligner(*args, "-s", save, "-a", REFERENCE)
+        everywhere = here + ["sub/deep/f.sam", "sub/g.sam"]
+        for save, args, files in (("flat", ["in"], here), ("slash", ["in/"], here), ("all", ["in", "-r"], everywhere)):
+            run = self.run_aligner("-i", *args, "-s", save, "-a", REFERENCE)
             self.assertEqual(self.sam_files(save), files)
             self.assertEqual(len(self.summary(save)), 2 * len(files))
             self.assertEqual(run.stderr, "")
-
-    def test_listed_gzip_file_gives_the_records_of_the_plain_one(self):
-        self.align([self.write("a.fastq.gz", gzip.compress(SAMPLE.read_bytes())), SAMPLE], "-t", "1")
-        self.assertEqual(self.sam("a.fastq.sam"), self.sam("sample_1.sam"))
 
     def test_empty_folder_leaves_an_empty_summary(self):
         (self.folder / "in").mkdir()
@@ -122,18 +113,15 @@ class InputDiscovery(AlignerTest):
         self.assertIn("Found 0 fastq files.\n", run.stdout)
         self.assertEqual((self.sam_files(), self.summary(), run.stderr), ([], [], ""))
 
-    def test_missing_input_folder_ends_the_run(self):
-        run = self.run_aligner("-i", "/no/in", "-s", "out", "-a", REFERENCE, status=255)
-        reason = 'boost::filesystem::directory_iterator::construct: No such file or directory: "/no/in"'
-        self.assertEqual(run.records(), [("error", reason + ". Exiting.")])
-
-
 class BadInput(AlignerTest):
-    def test_missing_reference_ends_with_status_1_after_the_summary_header(self):
-        run = self.run_aligner("-i", READS, "-s", "out", "-a", "/no/ref", status=1)
-        reason = "Aligner index file /no/ref does not exist!"
-        self.assertEqual(run.records(), [("error", f"Failed to load index /no/ref with error: {reason}")])
-        self.assertEqual(self.summary(), [])
+    def test_missing_input_folder_or_reference_ends_the_run(self):
+        no_folder = 'boost::filesystem::directory_iterator::construct: No such file or directory: "/no/in". Exiting.'
+        no_reference = "Failed to load index /no/ref with error: Aligner index file /no/ref does not exist!"
+        cases = (("/no/in", REFERENCE, 255, no_folder), (READS, "/no/ref", 1, no_reference))
+        for folder, reference, status, reason in cases:
+            run = self.run_aligner("-i", folder, "-s", "out", "-a", reference, status=status)
+            self.assertEqual(run.records(), [("error", reason)])
+            self.assertEqual(self.summary(), [])  # Its header is there.
 
     def test_empty_plain_file_aborts_the_process(self):
         # Deliberate: an empty file means that something upstream went wrong.
@@ -141,53 +129,27 @@ class BadInput(AlignerTest):
 
     def test_failing_file_keeps_its_reads_so_far_and_the_next_file_follows(self):
         good, other, (title, sequence, qualities), *_ = read_fastq(SAMPLE)
-        bad_length = self.write("a.fastq", fastq([good, other, (title, sequence, "I"), good]))
-        record = f"Header: {title}\nSequence: {sequence}\nQstring: "
-        with_n = self.write("b.fastq", fastq([good, (title, "ACGN", "IIII")]))
-        n_record = f"Header: {title}\nSequence: ACGN\nQstring: IIII"
-        lower = self.write("c.fa", fasta([good]) + "acgt\n")
-        plain = self.write("d.txt", fastq([good]))
-        absent = self.folder / "e.fastq"
-        run = self.align([bad_length, with_n, lower, plain, absent, SAMPLE], "-t", "2")
-        length_message = f"Sequence is not the same length as the qstring\n{record}I"
-        letter_message = f"Sequence contained an unexpected character 'N' at position 3\n{n_record}"
-        self.assertEqual(run.records(), [
-            file_error(bad_length, length_message),
-            file_error(with_n, letter_message),
-            file_error(lower, "Invalid fasta description, it should start with '>'. acgt"),
-            file_error(plain, f"gzip error in {plain}: not in gzip format"),
-            file_error(absent, f"Could not open {absent}: No such file or directory"),
-        ])
-        counts = {name: len(ids(self.sam(name))) for name in self.sam_files()}
-        self.assertEqual(counts, {"a.sam": 2, "b.sam": 1, "c.sam": 1, "d.sam": 0, "e.sam": 0, "sample_1.sam": 20})
-
-    def test_read_without_an_identifier_is_skipped(self):
-        first, second, *_ = read_fastq(SAMPLE)
-        run = self.align([self.write("a.fastq", fastq([first, ("@", "ACGT", "IIII"), second]))])
-        message = "Read title '@' does not have any space. Continuing with next read."
-        self.assertEqual(run.records(), [("error", message)])
-        self.assertEqual(len(self.summary()), 2)
-
-    def test_truncated_gzip_file_yields_its_whole_reads_and_a_warning(self):
-        cut = gzip.compress(SAMPLE.read_bytes())[:-9000]
-        whole_lines = zlib.decompressobj(31).decompress(cut).count(b"\n")
-        path = self.write("a.fastq.gz", cut)
-        run = self.align([path])
-        message = f"Caught exception, so setting END flag. gzip error in {path}: the file ends too early"
-        self.assertEqual(run.records(), [("warning", message)])
-        self.assertEqual(len(self.summary()), whole_lines // 4)
+        no_fasta = "Invalid fasta description, it should start with '>'. acgt"
+        described = f"Header: {title}\nSequence: {{}}\nQstring: {{}}".format
+        cases = [
+            ("a.fastq", fastq([good, other, (title, sequence, "I"), good]), 2,
+             "Sequence is not the same length as the qstring\n" + described(sequence, "I")),
+            ("b.fastq", fastq([good, (title, "ACGN", "IIII")]), 1,
+             "Sequence contained an unexpected character 'N' at position 3\n" + described("ACGN", "IIII")),
+            ("c.fa", fasta([good]) + "acgt\n", 1, no_fasta),
+            ("d.txt", fastq([good]), 0, f"gzip error in {self.folder}/d.txt: not in gzip format"),
+        ]
+        files = [self.write(name, content) for name, content, _, _ in cases]
+        run = self.align([*files, SAMPLE], "-t", "2")
+        self.assertEqual(run.records(), [file_error(file, reason) for file, (*_, reason) in zip(files, cases)])
+        counts = [len(ids(self.sam(name))) for name in self.sam_files()]
+        self.assertEqual(counts, [count for _, _, count, _ in cases] + [20])
 
     def test_no_workers_fail_each_file_at_its_first_read(self):
-        run = self.align([SAMPLE, READS / "sample_3.fasta"], "-t", "0")
-        reason = "Could not submit job 0"
-        self.assertEqual(run.records(), [file_error(SAMPLE, reason), file_error(READS / "sample_3.fasta", reason)])
-
-    def test_unwritable_sam_file_is_reported_once(self):
-        blocked = self.folder / "out" / "sample_1.sam"
-        blocked.mkdir(parents=True)
-        run = self.align([SAMPLE])
-        self.assertEqual(run.records(), [("error", f"Could not open output file {blocked}: Is a directory")])
-        self.assertEqual(len(self.summary()), 20)
+        files = [SAMPLE, READS / "sample_3.fasta"]
+        for threads in ("0", "-3"):
+            run = self.align(files, "-t", threads)
+            self.assertEqual(run.records(), [file_error(file, "Could not submit job 0") for file in files])
 
 
 class Output(AlignerTest):
@@ -196,21 +158,22 @@ class Output(AlignerTest):
         self.align(files, "-t", "1")
         lines = []
         for file in files:
-            sam = self.folder / "out" / (file.stem + ".sam")
-            lines += self.sam(sam.name)
-            view = subprocess.run(["samtools", "view", "-c", sam], capture_output=True, text=True, check=False)
-            self.assertEqual((view.stdout, view.stderr), (f"{len(self.sam(sam.name))}\n", ""))
+            sam = self.sam(file.stem + ".sam")
+            self.assertEqual(self.samtools_count(file.stem + ".sam"), len(sam))
+            lines += sam
         titles = [line[1:].split(" ")[0] for file in files for line in file.read_text().splitlines()
                   if " runid=" in line]
         self.assertEqual(ids(lines), titles)
-        self.assertEqual(ids(self.summary()), titles)
+        self.assertEqual([row.split("\t")[0] for row in self.summary()], titles)
 
     def test_accepted_records_are_those_of_the_minimap2_program(self):
-        self.align([SAMPLE], "-t", "1", "--min_coverage", "0")
-        command = ["minimap2", "-a", "-x", "map-ont", "-Q", REFERENCE, SAMPLE]
-        theirs = subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()
-        theirs = [re.sub(r"\trl:i:\d+$", "", line) for line in theirs if line[0] != "@"]
-        self.assertEqual([re.sub(r"\trl:i:-?\d+$", "", line) for line in self.sam("sample_1.sam")], theirs)
+        for file in (SAMPLE, READS / "sample_2.fastq"):  # The second has a read with a supplementary record.
+            self.align([file], "-t", "1", "--min_coverage", "0")
+            command = ["minimap2", "-a", "-x", "map-ont", "-Q", REFERENCE, file]
+            theirs = subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()
+            theirs, ours = ([re.sub(r"\trl:i:-?\d+$", "", line) for line in lines if line[0] != "@"]
+                            for lines in (theirs, self.sam(file.stem + ".sam")))
+            self.assertEqual(ours, theirs)
 
     def test_rejected_and_unmapped_reads_differ_in_record_and_row(self):
         reads = read_fastq(SAMPLE)
@@ -224,23 +187,16 @@ class Output(AlignerTest):
         self.align([SAMPLE], "-t", "1", "--min_coverage", "0", save="all")
         self.assertEqual([row.split("\t")[1] for row in self.summary("all")][14], "chr_large_rc")
 
-    def test_supplementary_records_follow_the_first_and_add_no_row(self):
-        sample = READS / "sample_2.fastq"
-        split_id = read_fastq(sample)[4][0][1:].split(" ")[0]
-        self.align([sample])
-        flags = [line.split("\t")[1] for line in self.sam("sample_2.sam") if line.startswith(split_id)]
-        self.assertEqual(flags, ["16", "2064"])
-        self.assertEqual(sum(row.startswith(split_id) for row in self.summary()), 1)
-
-    def test_index_equals_reference_and_fasta_equals_fastq(self):
-        index = self.folder / "reference.mmi"
-        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, REFERENCE], capture_output=True, check=True)
-        as_fasta = self.write("sample_1.fasta", fasta(read_fastq(SAMPLE)))
+    def test_kind_of_reference_and_of_reads_changes_nothing(self):
+        index = self.build_index()
+        as_fasta = self.write("a.fasta", fasta(read_fastq(SAMPLE)))
+        as_gzip = self.write("b.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
         self.align([SAMPLE], "-t", "1")
-        for save, file, reference in (("index", SAMPLE, index), ("fasta", as_fasta, REFERENCE)):
-            self.run_aligner("-i", "", "-s", save, "-a", reference, "-t", "1", stdin=f"{file}\n")
-            self.assertEqual(self.sam("sample_1.sam", save), self.sam("sample_1.sam"))
-            self.assertEqual(self.summary(save), self.summary())
+        rows = self.summary()
+        for file, reference in ((SAMPLE, index), (as_fasta, REFERENCE), (as_gzip, REFERENCE)):
+            self.align([file], "-t", "1", save="other", reference=reference)
+            self.assertEqual(self.sam(f"{file.stem}.sam", "other"), self.sam("sample_1.sam"))
+            self.assertEqual(self.summary("other"), rows)
 
 
 class Threads(AlignerTest):

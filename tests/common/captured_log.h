@@ -1,23 +1,53 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <boost/log/attributes/value_extraction.hpp>
+#include <boost/log/core.hpp>
+#include <boost/log/sinks/basic_sink_backend.hpp>
+#include <boost/log/sinks/sync_frontend.hpp>
+#include <boost/make_shared.hpp>
+
+#include "common/logger.h"
+#include "tests/common/texts.h"
 
 namespace Tests {
 
-/// Collects the texts of the log records made while it lives, as "severity: text"; one at a time. Safe
-/// against records from several threads.
+/// Collects the log records made while it lives; one at a time. Safe against records from several threads.
 class CapturedLog {
 public:
-    CapturedLog();
+    CapturedLog() {
+        boost::log::core::get()->add_sink(sink);
+        boost::log::core::get()->set_logging_enabled(true);
+        Common::logging::accepted_severities = 0x3F;
+    }
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
-    ~CapturedLog();
+    ~CapturedLog() {
+        Common::logging::accepted_severities = 0;
+        boost::log::core::get()->remove_sink(sink);
+    }
 
-    /// The records so far.
-    std::vector<std::string> Records() const;
-    /// Those of one severity name, without it.
-    std::vector<std::string> Of(const std::string& severity) const;
+    /// The texts of the records so far that are of one severity, by its name.
+    Lines Of(const std::string& severity) const {
+        const auto collector = sink->locked_backend();
+        Lines texts;
+        for (const auto& [name, text] : collector->records) {
+            if (name == severity) {
+                texts.push_back(text);
+            }
+        }
+        return texts;
+    }
+
+private:
+    struct Collector : boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
+        void consume(const boost::log::record_view& record) {
+            const auto severity = boost::log::extract<Common::logging::Severity>("Severity", record);
+            records.emplace_back(ToString(severity.get()), boost::log::extract<std::string>("Message", record).get());
+        }
+        std::vector<std::pair<std::string, std::string>> records;
+    };
+    using Sink = boost::log::sinks::synchronous_sink<Collector>;
+    const boost::shared_ptr<Sink> sink = boost::make_shared<Sink>();
 };
 
 }  // namespace Tests

@@ -1,11 +1,9 @@
 #include "common/parameters.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +14,7 @@ namespace {
 
 using Common::OptionFlags;
 using Common::ParseStatus;
+using Arguments = std::vector<std::string>;
 
 class TestedParameters : public Common::Parameters {
 public:
@@ -29,23 +28,17 @@ public:
     }
     bool ValidateParams() override { return true; }
 
-    unsigned Run(std::vector<std::string> arguments, std::istream* stream = nullptr, const std::string& path = "",
+    unsigned Run(Arguments arguments, std::istream* stream = nullptr, const std::string& path = "",
                  const std::string& data_override = "") {
-        arguments.insert(arguments.begin(), "program");
-        std::vector<char*> argv;
+        std::vector<char*> argv{const_cast<char*>("program")};
         for (auto& argument : arguments) {
             argv.push_back(argument.data());
         }
         return Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
     }
 
-    using Parameters::AddOption;
-    using Parameters::config;
-    using Parameters::data_path;
-    using Parameters::default_config_name;
-    using Parameters::error_text;
-    using Parameters::info_text;
-    using Parameters::status;
+    using Parameters::AddOption, Parameters::config, Parameters::data_path, Parameters::default_config_name;
+    using Parameters::error_text, Parameters::info_text, Parameters::status;
     std::string name = "none";
     int count = 4;
     float ratio = 0.6F;
@@ -54,146 +47,93 @@ public:
 };
 
 TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
-    const std::string missing_name = "Missing required option 'name'.\n";
-    const struct {
-        const char* what;
-        std::vector<std::string> arguments;
-        const char* config;
-        unsigned status;
-        std::string error, info;
-    } cases[] = {
-        {"good", {"-n", "x", "--count=5", "-f"}, nullptr, 0, "", ""},
-        {"required missing", {"--count", "5"}, nullptr, ParseStatus::MissingOption, missing_name, ""},
-        {"required in the file", {"--count", "5"}, "name=x\n", 0, "", ""},
-        {"unknown and positional words",
-         {"-n", "x", "--nope", "word"},
-         nullptr,
-         ParseStatus::UnexpectedOption,
-         "",
-         "Unexpected option '--nope' found on command line.\nUnexpected option 'word' found on command "
-         "line.\n"},
-        {"an unambiguous beginning of a name", {"-n", "x", "--cou", "5"}, nullptr, 0, "", ""},
-        {"no number",
-         {"-n", "x", "--count", "abc"},
-         nullptr,
-         ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the argument ('abc') for option '--count' is invalid'.\n" + missing_name,
-         ""},
-        {"a value that looks like a placeholder",
-         {"-n", "x", "--count", "%value%"},
-         nullptr,
-         ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the argument ('\\x25value\\x25') for option '--count' is invalid'.\n" +
-             missing_name,
-         ""},
-        {"value missing",
-         {"-n", "x", "--count"},
-         nullptr,
-         ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the required argument for option '--count' is missing'.\n" + missing_name,
-         ""},
-        {"data path as the last word",
-         {"-n", "x", "-d"},
-         nullptr,
-         ParseStatus::ParseError | ParseStatus::MissingOption,
-         "Error parsing command line: 'the required argument for option '--data_path' is missing'.\n" + missing_name,
-         ""},
-        {"flag in the file",
-         {"-n", "x"},
-         "fast=1\n",
-         ParseStatus::UnexpectedOption,
-         "",
-         "Unexpected option 'fast' found in configuration file.\nUnexpected option '1' found in "
-         "configuration file.\n"},
-        {"ignored option in the file", {"-n", "x"}, "# comment\ntheirs=1\n", 0, "", ""},
-        {"bad file, good command line",
-         {"-n", "x"},
-         "[broken\n",
-         ParseStatus::ParseError,
-         "Error parsing config file: 'the options configuration file contains an invalid line '[broken''.\n",
-         ""},
-        {"version", {"-n", "x", "-v"}, nullptr, ParseStatus::VersionRequested, "", "Version requested.\n"},
+    const std::string missing = "Missing required option 'name'.\n";
+    const auto faulty = [&](const std::string& what, const std::string& why, const std::string& option = "count") {
+        return "Error parsing command line: 'the " + what + " for option '--" + option + "' is " + why + "'.\n" +
+               missing;
     };
-    for (const auto& c : cases) {
+    const auto on_line = [](const std::string& word) {
+        return "Unexpected option '" + word + "' found on command line.\n";
+    };
+    const std::string flag_in_file =
+        "Unexpected option 'fast' found in configuration file.\n"
+        "Unexpected option '1' found in configuration file.\n";
+    const std::string broken_file =
+        "Error parsing config file: 'the options configuration file contains an invalid line '[broken''.\n";
+    constexpr unsigned kFaulty = ParseStatus::ParseError | ParseStatus::MissingOption;
+    constexpr unsigned kUnexpected = ParseStatus::UnexpectedOption;
+    const std::tuple<Arguments, std::string, unsigned, std::string, std::string> cases[] = {
+        {{"-n", "x", "--count=5", "-f"}, "", 0, "", ""},
+        {{"--count", "5"}, "", ParseStatus::MissingOption, missing, ""},
+        {{"--count", "5"}, "name=x\n", 0, "", ""},
+        {{"-n", "x", "--nope", "word"}, "", kUnexpected, "", on_line("--nope") + on_line("word")},
+        {{"-n", "x", "--cou", "5"}, "", 0, "", ""},
+        {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty("argument ('abc')", "invalid"), ""},
+        // What looks like a placeholder of the message.
+        {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty("argument ('\\x25value\\x25')", "invalid"), ""},
+        {{"-n", "x", "--count"}, "", kFaulty, faulty("required argument", "missing"), ""},
+        {{"-n", "x", "-d"}, "", kFaulty, faulty("required argument", "missing", "data_path"), ""},
+        {{"-n", "x"}, "fast=1\n", kUnexpected, "", flag_in_file},
+        {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", ""},
+        {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, ""},
+        {{"-n", "x", "-v"}, "", ParseStatus::VersionRequested, "", "Version requested.\n"},
+        // What was asked for in front of a fault is given all the same.
+        {{"-v", "--count", "abc"},
+         "",
+         kFaulty | ParseStatus::VersionRequested,
+         faulty("argument ('abc')", "invalid"),
+         "Version requested.\n"},
+    };
+    for (const auto& [arguments, config, status, error, info] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments) + config);
         TestedParameters parameters;
         EXPECT_EQ(parameters.status, ParseStatus::NotParsed);
-        std::istringstream stream(c.config != nullptr ? c.config : "");
-        EXPECT_EQ(parameters.Run(c.arguments, c.config != nullptr ? &stream : nullptr), c.status) << c.what;
-        EXPECT_EQ(parameters.error_text, c.error) << c.what;
-        EXPECT_EQ(parameters.info_text, c.info) << c.what;
+        std::istringstream stream(config);
+        EXPECT_EQ(parameters.Run(arguments, &stream), status);
+        EXPECT_EQ(parameters.error_text, error);
+        EXPECT_EQ(parameters.info_text, info);
     }
-}
-
-TEST(Parameters, HelpIsGivenOnRequestAndForAnEmptyCommandLine) {
-    for (const auto& arguments : {std::vector<std::string>{}, std::vector<std::string>{"-h"}}) {
-        TestedParameters parameters;
-        EXPECT_EQ(parameters.Run(arguments), ParseStatus::HelpRequested | ParseStatus::MissingOption);
-        EXPECT_NE(parameters.info_text.find("Command line parameters:"), std::string::npos);
-        EXPECT_NE(parameters.info_text.find("-f [ --fast ] "), std::string::npos);
-        EXPECT_EQ(parameters.info_text.find("ratio"), std::string::npos) << "the file's options are not shown";
-    }
-}
-
-TEST(Parameters, TheCommandLineWinsOverTheFileAndUnnamedMembersKeepTheirValues) {
-    TestedParameters parameters;
-    std::istringstream stream("name=file\ncount=7\nratio=0.25\n");
-    EXPECT_EQ(parameters.Run({"-n", "line"}, &stream), 0U);
-    EXPECT_EQ(parameters.name, "line");
-    EXPECT_EQ(parameters.count, 7);
-    EXPECT_EQ(parameters.ratio, 0.25F);
-    EXPECT_EQ(parameters.only, "");
-    EXPECT_FALSE(parameters.fast);
 }
 
 TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
     const Tests::TemporaryFolder folder;
-    folder.Write("settings.cfg", "count=9\n");
-    const auto missing = [&](const std::string& path) { return "Config file: " + path + " does not exist!\n"; };
+    const auto settings = folder.Write("settings.cfg", "count=9\n");
+    const auto none = folder.Path("none.cfg");
+    const auto missing = [](const std::string& path) { return "Config file: " + path + " does not exist!\n"; };
     const auto unreadable =
         "Error reading config file: 'can not read options configuration file '" + folder.Path(".") + "''.\n";
-    const struct {
-        std::vector<std::string> arguments;
-        std::string default_name, error, config;
-        int count;
-    } cases[] = {
+    const std::string twice = "Error parsing command line: 'option '--config' cannot be specified more than once'.\n";
+    // Default name; error; values of the options config and count.
+    const std::tuple<Arguments, std::string, std::string, std::string, int> cases[] = {
         {{"-d", folder.Path(""), "--config", "settings.cfg"}, "", "", "settings.cfg", 9},
-        {{"-c", folder.Path("settings.cfg")}, "", "", folder.Path("settings.cfg"), 9},
+        {{"-c", settings}, "", "", settings, 9},
         {{"-d", folder.Path(""), "--only", "x"}, "settings.cfg", "", "settings.cfg", 9},
-        {{"-c", "/none.cfg", "-c", folder.Path("settings.cfg")},
-         "",
-         "Error parsing command line: 'option '--config' cannot be specified more than once'.\n",
-         "",
-         9},
-        {{"-c", folder.Path("none.cfg")}, "", missing(folder.Path("none.cfg")), folder.Path("none.cfg"), 4},
+        {{"-c", "/none.cfg", "-c", settings}, "", twice, "", 9},
+        {{"-c", none}, "", missing(none), none, 4},
         {{"-d", folder.Path("x"), "-c", "none.cfg"}, "", missing(folder.Path("x/none.cfg")), "none.cfg", 4},
         {{"-c", folder.Path(".")}, "", unreadable, folder.Path("."), 4},
     };
-    for (const auto& c : cases) {
+    for (const auto& [arguments, default_name, error, config, count] : cases) {
         TestedParameters parameters;
-        parameters.default_config_name = c.default_name;
-        parameters.Run(c.arguments);
-        EXPECT_EQ(parameters.count, c.count) << c.error;
-        EXPECT_EQ(parameters.config, c.config) << c.error;
-        EXPECT_EQ(parameters.error_text, c.error + "Missing required option 'name'.\n");
+        parameters.default_config_name = default_name;
+        parameters.Run(arguments);
+        EXPECT_EQ(parameters.count, count) << error;
+        EXPECT_EQ(parameters.config, config) << error;
+        EXPECT_EQ(parameters.error_text, error + "Missing required option 'name'.\n");
     }
 }
 
 TEST(Parameters, TheDefaultDataFolderLiesBesideTheProgramsOwn) {
     const auto beside = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "data";
-    const struct {
-        std::vector<std::string> arguments;
-        std::string data_override, expected;
-    } cases[] = {
-        {{"-n", "x"}, "", beside},
-        {{"-n", "x"}, "models", beside / "models"},
-        {{"-d", "/given", "-n", "x"}, "models", "/given"},
-        {{"--data_path", "/given", "-n", "x"}, "", "/given"},
-    };
-    for (const auto& c : cases) {
+    const auto data_path = [](const Arguments& arguments, const std::string& data_override) {
         TestedParameters parameters;
-        parameters.Run(c.arguments, nullptr, "", c.data_override);
-        EXPECT_EQ(parameters.data_path, c.expected);
-    }
+        parameters.Run(arguments, nullptr, "", data_override);
+        return parameters.data_path;
+    };
+    EXPECT_EQ(data_path({"-n", "x"}, ""), beside);
+    EXPECT_EQ(data_path({"-n", "x"}, "models"), beside / "models");
+    EXPECT_EQ(data_path({"-d", "/given", "-n", "x"}, "models"), "/given");
+    EXPECT_EQ(data_path({"--data_path", "/given", "-n", "x"}, ""), "/given");
 }
 
 TEST(Parameters, AWrittenListingReadsBack) {
@@ -202,18 +142,16 @@ TEST(Parameters, AWrittenListingReadsBack) {
     TestedParameters written;
     written.Run({"-n", "some name", "--count", "-3", "-f"});
     written.ratio = 0.1F;
+    const std::string in_file = "name\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\n";
+    written.WriteParameters(path, {}, true);
+    EXPECT_EQ(Tests::ReadAll(path), in_file + "fast\t\t=\t1\nonly\t\t=\t\n");
     written.WriteParameters(path, {"first", "second"}, false);
-    EXPECT_EQ(Tests::ReadAll(path), "# first\n# second\n\n\nname\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\n");
+    EXPECT_EQ(Tests::ReadAll(path), "# first\n# second\n\n\n" + in_file);
 
     TestedParameters read;
     EXPECT_EQ(read.Run({"-f"}, nullptr, path), 0U);
-    EXPECT_EQ(read.name, "some name");
-    EXPECT_EQ(read.count, -3);
-    EXPECT_EQ(read.ratio, 0.1F);
-
-    written.WriteParameters(path, {}, true);
-    EXPECT_EQ(Tests::ReadAll(path),
-              "name\t\t=\tsome name\ncount\t\t=\t-3\nratio\t\t=\t0.1\nfast\t\t=\t1\nonly\t\t=\t\n");
+    read.WriteParameters(path, {}, false);
+    EXPECT_EQ(Tests::ReadAll(path), in_file);
 }
 
 TEST(Parameters, WrongRegistrationsThrow) {

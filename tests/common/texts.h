@@ -4,6 +4,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,14 +17,19 @@ inline std::string ReadAll(const std::string& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// The lines of a file without their line feeds; none for a missing file.
-inline Lines ReadLines(const std::string& path) {
-    std::ifstream stream(path);
+/// The lines of a text without their line feeds.
+inline Lines LinesOf(const std::string& text) {
+    std::istringstream stream(text);
     Lines lines;
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
     }
     return lines;
+}
+
+/// The lines of a file; none for a missing file.
+inline Lines ReadLines(const std::string& path) {
+    return LinesOf(ReadAll(path));
 }
 
 /// What the exception of `action` says; "nothing thrown" without one.

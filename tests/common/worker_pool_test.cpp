@@ -1,9 +1,11 @@
 #include "common/worker_pool.h"
 
+#include <algorithm>
 #include <atomic>
 #include <latch>
+#include <mutex>
+#include <ranges>
 #include <stdexcept>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,59 +16,40 @@ namespace {
 
 using Common::FastQRecord;
 using Common::RecordJob;
+using Common::ThreadedLoop;
 using Common::WorkerPool;
 using Status = Common::Worker::Status;
 using Indices = std::vector<std::size_t>;
 
 const FastQRecord kRecord("@r", "A", "I");
 
-// A container of `size` records titled with their index; throws instead of giving record `fails_at`.
-struct Records {
-    struct Iterator {
-        Records* records;
-        int index;
-        FastQRecord& operator*() const { return records->current; }
-        Iterator& operator++() {
-            records->Load(++index);
-            return *this;
-        }
-        friend bool operator==(const Iterator& a, const Iterator& b) { return a.index == b.index; }
-    };
-
-    void Load(int index) {
-        if (index == fails_at) {
-            throw std::runtime_error("bad record");
-        }
-        current = FastQRecord("@" + std::to_string(index), "", "");
-    }
-    Iterator begin() {
-        Load(0);
-        return {this, 0};
-    }
-    Iterator end() { return {this, size}; }
-
-    int size;
-    int fails_at = -1;
-    FastQRecord current = {};
-};
+// `size` records titled with their index, one after the other in `current`; reading record `fails_at` throws.
+auto Records(int size, FastQRecord& current, int fails_at = -1) {
+    return std::views::iota(0, size) | std::views::transform([&current, fails_at](int index) -> FastQRecord& {
+               if (index == fails_at) {
+                   throw std::runtime_error("bad record");
+               }
+               return current = FastQRecord("@" + std::to_string(index), "", "");
+           });
+}
 
 TEST(WorkerPool, ReportsHowEachJobEnded) {
     WorkerPool pool(4);
     std::latch release(1);
-    EXPECT_EQ(pool.Submit([](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); }, 0, kRecord),
-              0);
-    EXPECT_EQ(pool.Submit([](FastQRecord&) -> int { throw std::runtime_error("broken"); }, 1, kRecord), 1);
-    EXPECT_EQ(pool.Submit(
-                  [&](FastQRecord&) {
-                      release.wait();
-                      return 0;
-                  },
-                  2, kRecord),
-              2);
+    const RecordJob jobs[] = {
+        [](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); },
+        [](FastQRecord&) -> int { throw std::runtime_error("broken"); },
+        [&](FastQRecord&) { return release.wait(), 0; },
+    };
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(pool.Submit(jobs[i], static_cast<unsigned>(i), kRecord), i);
+    }
+    const auto start = std::chrono::steady_clock::now();
     while (pool.At(0).status == Status::working || pool.At(1).status == Status::working) {
-        pool.WaitForFinishedJob(std::chrono::milliseconds(1));
+        pool.WaitForFinishedJob(std::chrono::minutes(1));
         pool.Refresh();
     }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "a job's end ends the wait";
     EXPECT_EQ(pool.Finished(), Indices{0});
     EXPECT_EQ(pool.At(0).result, 2);
     EXPECT_EQ(pool.Failed(), Indices{1});
@@ -86,62 +69,37 @@ TEST(WorkerPool, AnotherExceptionLeavesTheRefresh) {
     EXPECT_THROW(pool.WaitForAll(), int);
 }
 
-TEST(WorkerPool, AJobThatEndsEndsTheWait) {
-    WorkerPool pool(1);
-    pool.Submit([](FastQRecord&) { return 1; }, 0, kRecord);
-    const auto start = std::chrono::steady_clock::now();
-    pool.WaitForFinishedJob(std::chrono::minutes(1));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
-}
-
 TEST(ThreadedLoop, OneWorkerKeepsTheOrderAndManyLoseNothing) {
     for (const int threads : {1, 2, 8}) {
-        Records records{.size = 500};
+        FastQRecord current;
+        auto records = Records(500, current);
         std::mutex mutex;
         std::vector<int> seen;
         std::atomic<int> running = 0;
-        std::atomic<int> most = 0;
         const RecordJob job = [&](FastQRecord& record) {
-            const int now = ++running;
-            for (int m = most; now > m && !most.compare_exchange_weak(m, now);) {
-            }
-            {
-                const std::lock_guard lock(mutex);
-                seen.push_back(std::stoi(record.GetTitle().substr(1)));
-            }
-            --running;
-            return 0;
+            EXPECT_LE(++running, threads);
+            const std::lock_guard lock(mutex);
+            seen.push_back(std::stoi(record.GetTitle().substr(1)));
+            return --running;
         };
-        Common::ThreadedLoop<Records>(&records, &job, threads).Run(true);
-        EXPECT_LE(most, threads);
-        EXPECT_EQ(seen.size(), 500U);
+        ThreadedLoop(&records, &job, threads).Run(true);
         if (threads > 1) {
-            std::sort(seen.begin(), seen.end());
+            std::ranges::sort(seen);
         }
-        for (int i = 0; i < 500; ++i) {
-            EXPECT_EQ(seen[static_cast<std::size_t>(i)], i);
-        }
+        EXPECT_TRUE(std::ranges::equal(seen, std::views::iota(0, 500))) << testing::PrintToString(seen);
     }
 }
 
 TEST(ThreadedLoop, AFailingReadOfTheInputWaitsForTheSubmittedJobs) {
-    Records records{.size = 10, .fails_at = 6};
+    FastQRecord current;
+    auto records = Records(10, current, 6);
     std::atomic<int> done = 0;
     const RecordJob job = [&](FastQRecord&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         return ++done;
     };
-    EXPECT_THROW(Common::ThreadedLoop<Records>(&records, &job, 4).Run(true), std::runtime_error);
+    EXPECT_EQ(Tests::ErrorOf([&] { ThreadedLoop(&records, &job, 4).Run(true); }), "bad record");
     EXPECT_EQ(done, 6);
-}
-
-TEST(ThreadedLoop, WithoutWorkersTheFirstJobIsRefused) {
-    for (const int threads : {0, -3}) {
-        Records records{.size = 2};
-        const RecordJob job = [](FastQRecord&) { return 0; };
-        EXPECT_EQ(Tests::ErrorOf([&] { Common::ThreadedLoop<Records>(&records, &job, threads).Run(true); }),
-                  "Could not submit job 0");
-    }
 }
 
 }  // namespace

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <vector>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -72,24 +70,14 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         EXPECT_EQ(aligner.ProcessSequencingFile(file), 51);
 
         const auto sam = ReadLines(folder.Path("a.sam"));
-        const auto rows = ReadLines(folder.Path("alignment_summary.txt"));
+        auto rows = ReadLines(folder.Path("alignment_summary.txt"));
         ASSERT_EQ(sam.size(), 100U) << "two lines a read, no header lines, no empty ones";
-        ASSERT_EQ(rows.size(), 51U);
-        EXPECT_TRUE(std::find(rows.begin(), rows.end(), "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1") !=
-                    rows.end());
-        Lines in_sam;
-        Lines in_summary;
-        for (std::size_t i = 0; i < sam.size(); i += 2) {
-            EXPECT_EQ(sam[i] + " second", sam[i + 1]) << "lines of two reads are mixed";
-            in_sam.push_back(sam[i].substr(0, sam[i].find('\t')));
+        EXPECT_EQ(std::erase(rows, "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1"), 1U);
+        ASSERT_EQ(rows.size(), 50U);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            EXPECT_EQ(sam[2 * i] + " second", sam[2 * i + 1]) << "lines of two reads are mixed";
+            EXPECT_TRUE(rows[i].starts_with(sam[2 * i].substr(0, sam[2 * i].find('\t') + 1))) << rows[i];
         }
-        for (const auto& row : rows) {
-            if (!row.starts_with("silent")) {
-                in_summary.push_back(row.substr(0, row.find('\t')));
-            }
-        }
-        EXPECT_EQ(in_sam, in_summary);
-
         auto errors = log.Of("error");
         std::sort(errors.begin(), errors.end());
         EXPECT_EQ(errors, (Lines{"Error while processing read odd. Continuing with next read.",
@@ -100,54 +88,6 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Starting to process read: r7"), 1);
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Done with read r7. Genome: chr"), 1);
     }
-}
-
-TEST(Aligner, AFailingFileEndsWithOneMessage) {
-    const Tests::TemporaryFolder folder;
-    const auto bad = folder.Write("bad.fastq", Record("r1") + Record("r2") + "@r3\nACGT\n+\nIII\n" + Record("r4"));
-    const auto missing = folder.Path("missing.fastq");
-    const auto good = folder.Write("good.fastq", Record("r1"));
-    const struct {
-        std::string file;
-        int threads, count;
-        std::string reason;
-        std::size_t lines;
-    } cases[] = {
-        {bad, 2, -1, "Sequence is not the same length as the qstring\nHeader: @r3\nSequence: ACGT\nQstring: III", 4},
-        {missing, 2, -1, "Could not open " + missing + ": No such file or directory", 0},
-        {good, 0, -1, "Could not submit job 0", 0},
-        {good, -1, -1, "Could not submit job 0", 0},
-        {good, 1, 1, "", 2},
-    };
-    for (const auto& c : cases) {
-        const Tests::CapturedLog log;
-        TestedAligner aligner("", folder.Path("out"), c.threads);
-        EXPECT_EQ(aligner.ProcessSequencingFile(c.file), c.count) << c.file;
-        const auto errors = log.Of("error");
-        const auto message =
-            "Error while processing input file " + c.file + ": " + c.reason + " Will continue with next input file.";
-        EXPECT_EQ(std::count(errors.begin(), errors.end(), message), c.count < 0 ? 1 : 0) << c.file << c.reason;
-        const auto name = c.file.substr(c.file.rfind('/'));
-        EXPECT_EQ(ReadLines(folder.Path("out") + name.substr(0, name.find('.')) + ".sam").size(), c.lines);
-    }
-}
-
-TEST(Aligner, OutputThatCannotBeWrittenIsReportedOncePerFile) {
-    const Tests::TemporaryFolder folder;
-    const auto file = folder.Write("a.fastq", Record("r1") + Record("r2") + Record("r3"));
-    std::filesystem::create_directories(folder.Path("out/b.sam"));
-    std::filesystem::create_symlink("/dev/full", folder.Path("out/a.sam"));
-    std::filesystem::create_symlink("/dev/full", folder.Path("out/alignment_summary.txt"));
-    const Tests::CapturedLog log;
-    TestedAligner aligner("", folder.Path("out"), 2);
-    EXPECT_EQ(aligner.ProcessSequencingFile(file), 3);
-    EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write("b.fastq", Record("r1") + Record("r2"))), 2);
-    auto errors = log.Of("error");
-    std::sort(errors.begin(), errors.end());
-    EXPECT_EQ(errors, (Lines{"Could not open output file " + folder.Path("out/b.sam") + ": Is a directory",
-                             "Could not write to output file " + folder.Path("out/a.sam") + ": No space left on device",
-                             "Could not write to output file " + folder.Path("out/alignment_summary.txt") +
-                                 ": No space left on device"}));
 }
 
 TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
@@ -174,9 +114,7 @@ TEST(Aligner, ThereIsNoAsynchronousMode) {
 }
 
 TEST(RelativePath, MirrorsTheInputFolder) {
-    const struct {
-        const char *file, *base, *expected;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"/in/a.fastq", "/in", "a.fastq"},
         {"/in/x/b.reads.fastq", "/in//", "x/b.reads.fastq"},
         {"/other/b.fq", "/data/run1", "../../other/b.fq"},
@@ -184,8 +122,8 @@ TEST(RelativePath, MirrorsTheInputFolder) {
         {"/a.fq", "/", "/a.fq"},
         {"./x/a.fq", ".", "x/a.fq"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Tavik::RelativePath(c.file, c.base), c.expected) << c.file << " from " << c.base;
+    for (const auto& [file, base, expected] : cases) {
+        EXPECT_EQ(Tavik::RelativePath(file, base), expected) << file << " from " << base;
     }
 }
 
