@@ -9,20 +9,16 @@ namespace Common {
 
 namespace {
 
-// Before sleeping the processor is offered to others this many times: on a busy machine the thread that
-// releases often runs in just that moment, and neither side then needs the system to be put to sleep and
-// woken.
+using Clock = std::chrono::steady_clock;
+
+// Before sleeping the processor is offered to others this many times: where all processors are busy with the threads of
+// one pool, the one that releases often runs in just that moment, and neither side needs to be put to sleep and woken.
 constexpr int kYields = 3;
 
-bool AcquireByYielding(::sem_t* semaphore, int yields) {
-    for (int i = 0; i < yields; ++i) {
-        if (::sem_trywait(semaphore) == 0) {
-            return true;
-        }
-        ::sched_yield();
-    }
-    return false;
-}
+// Where the processor goes to another program, or to a thread with long work to do, it does not come back for
+// milliseconds. After such a yield this many waits go to sleep at once, since who sleeps is let in sooner.
+constexpr std::chrono::milliseconds kLongYield{1};
+constexpr int kWaitsWithoutYield = 1000;
 
 ::timespec After(std::chrono::nanoseconds duration) {
     ::timespec now{};
@@ -48,20 +44,39 @@ void Semaphore::Release() noexcept {
     ::sem_post(&semaphore);
 }
 
+bool Semaphore::AcquireByYielding(int yields) noexcept {
+    if (::sem_trywait(&semaphore) == 0) {
+        return true;
+    }
+    if (waits_without_yield > 0) {
+        --waits_without_yield;
+        return false;
+    }
+    for (auto before = Clock::now(); yields > 0; --yields) {
+        ::sched_yield();
+        const auto after = Clock::now();
+        if (after - before > kLongYield) {
+            waits_without_yield = kWaitsWithoutYield;
+            yields = 1;  // The last.
+        }
+        if (::sem_trywait(&semaphore) == 0) {
+            return true;
+        }
+        before = after;
+    }
+    return false;
+}
+
 void Semaphore::Acquire() noexcept {
-    if (AcquireByYielding(&semaphore, kYields)) {
+    if (AcquireByYielding(kYields)) {
         return;
     }
     while (::sem_wait(&semaphore) != 0) {  // Interrupted by a signal.
     }
 }
 
-bool Semaphore::TryAcquire() noexcept {
-    return ::sem_trywait(&semaphore) == 0;
-}
-
 bool Semaphore::AcquireFor(std::chrono::nanoseconds longest, int yields) noexcept {
-    if (AcquireByYielding(&semaphore, yields)) {
+    if (AcquireByYielding(yields)) {
         return true;
     }
     const auto deadline = After(longest);

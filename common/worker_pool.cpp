@@ -112,10 +112,12 @@ void WorkerPool::RefreshWorker(Worker& worker) {
 }
 
 void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
-    if (job_finished.AcquireFor(longest, yields)) {
-        while (job_finished.TryAcquire()) {
+    // The news of jobs that were found finished without waiting for them is still there: it is passed over.
+    do {
+        if (!job_finished.AcquireFor(longest, yields)) {
+            return;
         }
-    }
+    } while (--stale_news >= 0);
 }
 
 void WorkerPool::WaitForAll() {
@@ -132,6 +134,7 @@ void WorkerPool::Reset(std::size_t index) {
     if (worker.status == Worker::Status::working) {
         throw std::runtime_error("Cannot reset a worker that is still working.");
     }
+    stale_news += worker.status == Worker::Status::idle ? 0 : 1;
     worker.pending = {};
     worker.status = Worker::Status::idle;
     RebuildLists();

@@ -61,8 +61,7 @@ public:
     /// std::exception makes its worker failed; any other exception leaves this call.
     void Refresh();
 
-    /// Blocks until a job has ended that no earlier call has waited for, at most for `longest`. Covers all
-    /// jobs that have ended by then.
+    /// Blocks until a job has ended whose worker has not been reset since, at most for `longest`.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every pending result is there, then refreshes.
@@ -86,6 +85,7 @@ private:
     void RebuildLists();
 
     Semaphore job_finished;  // Released by each job that ends.
+    int stale_news = 0;      // Releases of jobs that are reset, less the waits whose job is not.
     const int yields;        // Of the owner, before it sleeps.
     StagedJob staged;
     std::future<int> staged_result;  // Of the job that was staged last.
