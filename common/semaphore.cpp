@@ -1,5 +1,6 @@
 #include "common/semaphore.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -16,9 +17,10 @@ using Clock = std::chrono::steady_clock;
 constexpr int kYields = 3;
 
 // Where the processor goes to another program, or to a thread with long work to do, it does not come back for
-// milliseconds. After such a yield this many waits go to sleep at once, since who sleeps is let in sooner.
+// milliseconds. After such a yield some waits go to sleep at once, since who sleeps is let in sooner: the more of them, the
+// more often it happens.
 constexpr std::chrono::milliseconds kLongYield{1};
-constexpr int kWaitsWithoutYield = 1000;
+constexpr int kMostWaits = 4096;
 
 ::timespec After(std::chrono::nanoseconds duration) {
     ::timespec now{};
@@ -56,10 +58,12 @@ bool Semaphore::AcquireByYielding(int yields) noexcept {
         ::sched_yield();
         const auto after = Clock::now();
         if (after - before > kLongYield) {
-            waits_without_yield = kWaitsWithoutYield;
-            yields = 1;  // The last.
+            waits_without_yield = rest;
+            rest = std::min(2 * rest, kMostWaits);
+            return ::sem_trywait(&semaphore) == 0;
         }
         if (::sem_trywait(&semaphore) == 0) {
+            rest = std::max(rest / 2, kFewestWaits);
             return true;
         }
         before = after;

@@ -31,7 +31,10 @@ private:
     bool AcquireByYielding(int yields) noexcept;
 
     ::sem_t semaphore;
-    int waits_without_yield = 0;  // How many waits to come do not yield; the acquiring thread's.
+    // The acquiring thread's: how many waits to come do not yield, and how many will not after the next long yield.
+    static constexpr int kFewestWaits = 32;
+    int waits_without_yield = 0;
+    int rest = kFewestWaits;
 };
 
 }  // namespace Common
