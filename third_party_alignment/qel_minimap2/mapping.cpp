@@ -10,10 +10,13 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <mmpriv.h>
 
 #include "third_party_alignment/qel_minimap2/buffer_pool.h"
+#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/kernel/seed_filter.h"
 #include "third_party_alignment/qel_minimap2/map_options.h"
 
 namespace qel_minimap2 {
@@ -24,8 +27,14 @@ struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-std::mutex thresholds_mutex;
-std::map<const mm_idx_t*, std::int32_t> thresholds;  // Guarded by thresholds_mutex.
+// What is found out once about an index.
+struct IndexFacts {
+    std::int32_t occurrence_threshold = 0;  // 0 as long as nobody asked for it.
+    std::unique_ptr<const kernel::SeedFilter> filter;
+};
+
+std::mutex facts_mutex;
+std::map<const mm_idx_t*, IndexFacts> facts;  // Guarded by facts_mutex.
 
 BufferPool& Pool() {
     static BufferPool pool;
@@ -138,20 +147,29 @@ mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
 }  // namespace
 
 std::int32_t OccurrenceThreshold(const mm_idx_t& index) {
-    const std::lock_guard lock(thresholds_mutex);
-    const auto known = thresholds.find(&index);
-    if (known != thresholds.end()) {
-        return known->second;
+    const std::lock_guard lock(facts_mutex);
+    auto& threshold = facts[&index].occurrence_threshold;
+    if (threshold == 0) {
+        auto options = DefaultOptions().mapping;
+        mm_mapopt_update(&options, &index);
+        threshold = options.mid_occ;
     }
-    auto options = DefaultOptions().mapping;
-    mm_mapopt_update(&options, &index);
-    return thresholds[&index] = options.mid_occ;
+    return threshold;
 }
 
-void ForgetThreshold(const mm_idx_t& index) {
+void PrepareLookUps(const mm_idx_t& index) {
+    if (kernel::UsesOwnKernels()) {
+        auto filter = std::make_unique<const kernel::SeedFilter>(index);
+        filter->Install();
+        const std::lock_guard lock(facts_mutex);
+        facts[&index].filter = std::move(filter);
+    }
+}
+
+void ForgetIndex(const mm_idx_t& index) {
     {
-        const std::lock_guard lock(thresholds_mutex);
-        thresholds.erase(&index);
+        const std::lock_guard lock(facts_mutex);
+        facts.erase(&index);
     }
     Pool().Clear();
 }
