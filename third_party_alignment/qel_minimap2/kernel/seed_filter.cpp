@@ -10,21 +10,23 @@ namespace qel_minimap2::kernel {
 namespace {
 
 constexpr std::uint64_t kBitsPerMinimizer = 8;
-constexpr std::uint64_t kMostBits = (std::uint64_t{1} << 32U) - 64;
+constexpr std::uint64_t kMostWords = (std::uint64_t{1} << 26U) - 1;
 
 std::atomic<const SeedFilter*> installed = nullptr;
 
 }  // namespace
 
-SeedFilter::SeedFilter(const mm_idx_t& index) : index(&index) {
+SeedFilter::SeedFilter(const mm_idx_t& index) : index(&index), bucket_bits(static_cast<unsigned>(index.b)) {
     std::uint64_t count = 0;
     ForEachBucket(index, [&](std::uint64_t, const MinimizerTable& table) { count += kh_size(&table); });
-    bit_count = std::clamp<std::uint64_t>(count * kBitsPerMinimizer, 64, kMostBits) / 64 * 64;
-    bits.resize(bit_count / 64);
+    // Whole words; the minimizers' hashes fill the buckets alike.
+    const std::uint64_t words = std::min((count * kBitsPerMinimizer >> bucket_bits) / 64 + 1, kMostWords);
+    bits_per_bucket = words * 64;
+    bits.resize(words << bucket_bits);
     ForEachBucket(index, [&](std::uint64_t bucket, const MinimizerTable& table) {
         for (khint_t slot = 0; slot != kh_end(&table); ++slot) {
             if (kh_exist(&table, slot)) {
-                const auto bit = BitOf(kh_key(&table, slot) >> 1U << static_cast<unsigned>(index.b) | bucket);
+                const auto bit = BitOf(kh_key(&table, slot) >> 1U << bucket_bits | bucket);
                 bits[bit / 64] |= std::uint64_t{1} << (bit % 64);
             }
         }

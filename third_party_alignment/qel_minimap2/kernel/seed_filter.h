@@ -38,14 +38,17 @@ public:
     void Prefetch(std::uint64_t minimizer) const { __builtin_prefetch(&bits[BitOf(minimizer) / 64]); }
 
 private:
-    // Spreads the minimizers, whose lower bits choose a bucket of the index, and scales them to the number of bits.
+    // Each bucket of the index, which a minimizer's lowest bits choose, has a stretch of bits of its own, so that the
+    // memory is written in order when the filter is made. In it the higher bits are spread and scaled to its size.
     std::uint64_t BitOf(std::uint64_t minimizer) const {
-        const std::uint64_t spread = minimizer * 0x9E3779B97F4A7C15U >> 32U;
-        return spread * bit_count >> 32U;
+        const std::uint64_t bucket = minimizer & ((std::uint64_t{1} << bucket_bits) - 1);
+        const std::uint64_t spread = (minimizer >> bucket_bits) * 0x9E3779B97F4A7C15U >> 32U;
+        return bucket * bits_per_bucket + (spread * bits_per_bucket >> 32U);
     }
 
     const mm_idx_t* index;
-    std::uint64_t bit_count;  // Below 2^32.
+    unsigned bucket_bits;
+    std::uint64_t bits_per_bucket;  // Below 2^32.
     std::vector<std::uint64_t> bits;
 };
 

@@ -1,10 +1,43 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "third_party_alignment/qel_minimap2/kernel/kernel_comparison.h"
+#include "third_party_alignment/qel_minimap2/kernel/sketch.h"
 
 namespace {
+
+using Minimizers = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
+Minimizers Taken(mm128_v& list) {
+    Minimizers minimizers;
+    for (std::size_t i = 0; i < list.n; ++i) {
+        minimizers.emplace_back(list.a[i].x, list.a[i].y);
+    }
+    std::free(list.a);
+    return minimizers;
+}
+
+// Bases with repeats, which have equal k-mers in a window, and with what stands for any base, also in rows.
+std::string BasesWithRepeats(std::mt19937& random) {
+    std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
+    const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
+    const auto ambiguous = random() % 2 == 0 ? 1 + random() % 100 : 0;
+    for (std::size_t i = 0; i < bases.size(); ++i) {
+        bases[i] = i < period ? "ACGTacgt"[random() % 8] : bases[i - period];
+        if (random() % 1000 < ambiguous) {
+            bases[i] = 'N';
+        }
+    }
+    return bases;
+}
 
 TEST(Kernel, AnswersEveryCallAsTheLibraryDoes) {
     if (!__builtin_cpu_supports("avx2")) {
@@ -18,6 +51,28 @@ TEST(Kernel, AnswersEveryCallAsTheLibraryDoes) {
         EXPECT_GT(figures.reached_end, count / 200);
         EXPECT_GT(figures.with_cigar, count / 2);
     }
+}
+
+TEST(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
+    if (!__builtin_cpu_supports("avx2")) {
+        GTEST_SKIP() << "This processor has no AVX2: the library's own function is used.";
+    }
+    std::mt19937 random(3);
+    std::size_t found = 0;
+    for (int i = 0; i < 6000; ++i) {
+        const auto bases = BasesWithRepeats(random);
+        const int length = static_cast<int>(bases.size());
+        const int window = i % 2 == 0 ? 10 : 1 + static_cast<int>(random() % 16);
+        const int k = i % 2 == 0 ? 15 : 1 + 2 * static_cast<int>(random() % 8);
+        mm128_v expected{};
+        mm128_v actual{};
+        mm_sketch(nullptr, bases.data(), length, window, k, 7, 0, &expected);
+        qel_minimap2::kernel::SketchWithAvx2({nullptr, bases.data(), length, window, k, 7, &actual});
+        const auto minimizers = Taken(expected);
+        ASSERT_EQ(Taken(actual), minimizers) << bases << " w " << window << " k " << k;
+        found += minimizers.size();
+    }
+    EXPECT_GT(found, 500000U);
 }
 
 }  // namespace
