@@ -242,8 +242,7 @@ void Parameters::ReadCommandLine(int argc, char** argv) {
     version_given = values.count("version") != 0;
 }
 
-void Parameters::Store(const ParsedOptions& parsed, const std::string& place,
-                       po::variables_map& values) {
+void Parameters::Store(const ParsedOptions& parsed, const std::string& place, po::variables_map& values) {
     po::store(parsed, values);
     for (auto& [key, seen] : required_options) {
         seen = seen || values.count(key) != 0;

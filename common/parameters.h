@@ -14,7 +14,7 @@ namespace boost::program_options {
 template <class charT>
 class basic_parsed_options;
 class variables_map;
-}
+}  // namespace boost::program_options
 
 namespace Common {
 
@@ -72,8 +72,7 @@ private:
     void ReadConfigSource(std::istream* config_stream, const std::string& config_path, int argc, char** argv);
     void ReadConfigStream(std::istream& stream);
     void ReadCommandLine(int argc, char** argv);
-    void Store(const ParsedOptions& parsed, const std::string& place,
-               boost::program_options::variables_map& values);
+    void Store(const ParsedOptions& parsed, const std::string& place, boost::program_options::variables_map& values);
     void Contain(const std::string& source, const std::function<void()>& work);
     void ReportMissingOptions();
 

@@ -17,8 +17,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kYields = 3;
 
 // Where the processor goes to another program, or to a thread with long work to do, it does not come back for
-// milliseconds. After such a yield some waits go to sleep at once, since who sleeps is let in sooner: the more of them, the
-// more often it happens.
+// milliseconds. After such a yield some waits go to sleep at once, since who sleeps is let in sooner: the more of them,
+// the more often it happens.
 constexpr std::chrono::milliseconds kLongYield{1};
 constexpr int kMostWaits = 4096;
 

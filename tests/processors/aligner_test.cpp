@@ -87,6 +87,12 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         const auto verbose = log.Of("verbose");
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Starting to process read: r7"), 1);
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Done with read r7. Genome: chr"), 1);
+
+        for (const auto* const next_file : {"b.fq", "c.fq"}) {
+            EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write(next_file, text)), 51) << next_file;
+        }
+        EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")).size(), 3 * 51U);
+        EXPECT_EQ(log.Of("error").size(), 3 * 3U);
     }
 }
 

@@ -8,11 +8,11 @@
 
 namespace qel_minimap2 {
 
-// The library keeps an index's hash tables to itself. This is how version 2.24 lays them out, the one that the build asks
-// for.
+// The library keeps an index's hash tables to itself. This is how version 2.24 lays them out, the one that the build
+// asks for.
 
-/// Keys of the tables: the minimizer without its bucket's bits, and as lowest bit, which does not take part in comparisons,
-/// whether it occurs once.
+/// Keys of the tables: the minimizer without its bucket's bits, and as lowest bit, which does not take part in
+/// comparisons, whether it occurs once.
 inline khint_t HashOfKey(std::uint64_t key) {
     return static_cast<khint_t>(key >> 1U);
 }

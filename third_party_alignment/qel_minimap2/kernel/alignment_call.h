@@ -38,7 +38,7 @@ struct AlignmentCall {
 struct Scoring {
     int open, extend;    ///< The gap piece with the lower cost of a gap of one base.
     int open2, extend2;  ///< The other one.
-    int corner;          ///< Added to the score of the first cell: minus the cost of one base in the caller's first piece.
+    int corner;  ///< Added to the score of the first cell: minus the cost of one base in the caller's first piece.
     int match, mismatch;
     int any;        ///< Against a letter that stands for any base.
     int switch_at;  ///< Gaps of more than this many bases plus one cost what the other piece says.

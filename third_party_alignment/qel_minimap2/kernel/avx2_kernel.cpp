@@ -11,8 +11,8 @@ namespace {
 // Shorter gaps are as fast with the general kernel.
 constexpr int kShortestForStrips = 24;
 
-// How far below all matches recent paths of this thread scored, per base: what width is worth a try first. It steers the
-// time that a call takes, never its result.
+// How far below all matches recent paths of this thread scored, per base: what width is worth a try first. It steers
+// the time that a call takes, never its result.
 thread_local double recent_loss = 0.5;
 
 int ExpectedLoss(int length) {

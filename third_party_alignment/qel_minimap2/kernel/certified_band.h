@@ -28,9 +28,9 @@ namespace {
 //   (3) If P > U, every optimal path lies in the strip, and so do all optimal ways into each cell of an optimal path:
 //       one that came from outside would be continued to a path that leaves the strip and scores as much as the
 //       optimum. At each cell of the path back, a candidate that is optimal in the full matrix therefore has its true
-//       value here, and any other candidate is below the maximum in both. The direction taken, ties included, is the one
-//       that the library takes, cell for cell. The same holds for the question whether a gap goes on: it compares two
-//       ways into the next cell of an optimal path.
+//       value here, and any other candidate is below the maximum in both. The direction taken, ties included, is the
+//       one that the library takes, cell for cell. The same holds for the question whether a gap goes on: it compares
+//       two ways into the next cell of an optimal path.
 // What is left is to trace back to the first cell without touching the strip's edge, to add up P and to compare.
 
 /// Where a strip lies in the matrix and what it can prove.
@@ -51,10 +51,8 @@ inline BandWindow WindowOf(const AlignmentCall& call, const Scoring& s, int widt
         return window;
     }
     // Above: at least `above` target bases are deleted before and `above - surplus` query bases inserted after it.
-    const int above_bound =
-        s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
-    const int below_bound =
-        s.match * (call.query_length - below) - GapCost(s, below) - GapCost(s, below + surplus);
+    const int above_bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
+    const int below_bound = s.match * (call.query_length - below) - GapCost(s, below) - GapCost(s, below + surplus);
     window.provable = s.match * Smaller(call.query_length, call.target_length) - Larger(above_bound, below_bound);
     return window;
 }
@@ -81,7 +79,7 @@ public:
             return {};
         }
         Sweep(window, rows);
-        const auto direction = [&](int i, int j) __attribute__((always_inline)) -> int {
+        const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
             const int row = i + j;
             const int lane = i - window.base - (row >> 1);
             return lane < 0 || lane >= kWidth ? kGiveUp : directions[static_cast<std::size_t>(row) * kWidth + lane];

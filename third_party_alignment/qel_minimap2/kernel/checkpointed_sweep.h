@@ -19,16 +19,19 @@ namespace {
 // The library writes a byte for each cell, 2 * length^2 of them, and then looks at those along one path. Here the sweep
 // only keeps a copy of the six difference lines after every 64th anti-diagonal. The way back needs, while it is between
 // two copies, directions of cells that lie at most 63 positions before the one where it came in, since a row back moves
-// at most one position back. So for each 64 rows the 64 positions up to that one are computed again, from the copy, with
-// directions that fit the first-level cache. At row k behind the copy the lowest k lanes are wrong, for want of what lies
-// before them; the way back, which has by then used up 64 - k of its rows at most, does not reach them. All cells have
-// the values of the full matrix, so direction, ties and score are the library's.
+// at most one position back. So for each 64 rows the 64 positions up to that one are computed again, from the copy,
+// with directions that fit the first-level cache. At row k behind the copy the lowest k lanes are wrong, for want of
+// what lies before them; the way back, which has by then used up 64 - k of its rows at most, does not reach them. All
+// cells have the values of the full matrix, so direction, ties and score are the library's.
 
 template <Trace kTrace>
 class CheckpointedSweep {
 public:
     CheckpointedSweep(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
-        : call(call), scoring(scoring), sequences(sequences), k(scoring),
+        : call(call),
+          scoring(scoring),
+          sequences(sequences),
+          k(scoring),
           rows(call.query_length + call.target_length - 1) {}
 
     /// Sets the result's score and CIGAR. False, with nothing done, when there is no memory.
@@ -162,7 +165,8 @@ private:
         Lanes32::Store(lines[kU] + t, c.u);
     }
 
-    // Computes the directions that a way back needs which enters the rows between two copies at position i of `last_row`.
+    // Computes the directions that a way back needs which enters the rows between two copies at position i of
+    // `last_row`.
     void ComputeCorner(int last_row, int i) {
         corner_number = last_row / kRows;
         corner_base = i - (kWidth - 1);

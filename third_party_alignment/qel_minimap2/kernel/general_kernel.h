@@ -16,17 +16,17 @@ namespace {
 
 // The first idea: the library's own recurrence, 32 lanes at a time instead of 16.
 //
-// The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring scores,
-// which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and per gap
-// piece x = E(i+1,j) - H(i,j) for deletions and y = F(i,j+1) - H(i,j) for insertions. An anti-diagonal needs only the one
-// before it, so its cells are independent of each other: cell (i, r-i) takes x and v from lane i-1 and y and u from lane
-// i of the lines that row r-1 left behind.
+// The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
+// scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
+// per gap piece x = E(i+1,j) - H(i,j) for deletions and y = F(i,j+1) - H(i,j) for insertions. An anti-diagonal needs
+// only the one before it, so its cells are independent of each other: cell (i, r-i) takes x and v from lane i-1 and y
+// and u from lane i of the lines that row r-1 left behind.
 //
-// Without a band every lane that a cell reads was computed for a cell, so the width of the blocks does not matter. With a
-// band it does: the library computes whole blocks of 16, and the lanes beside the band, whose values mean nothing, are
-// read by the cells at its edge in later rows. The banded form therefore computes the very same lanes: pairs of 16 as 32,
-// a last single block as 16. It also keeps the line of substitution scores, which the library writes only from the first
-// cell on and only in blocks of 16 from there, since the lanes around it read what earlier rows left in it.
+// Without a band every lane that a cell reads was computed for a cell, so the width of the blocks does not matter. With
+// a band it does: the library computes whole blocks of 16, and the lanes beside the band, whose values mean nothing,
+// are read by the cells at its edge in later rows. The banded form therefore computes the very same lanes: pairs of 16
+// as 32, a last single block as 16. It also keeps the line of substitution scores, which the library writes only from
+// the first cell on and only in blocks of 16 from there, since the lanes around it read what earlier rows left in it.
 
 /// The state of the matrix between two anti-diagonals, one byte per target position, and the sequences.
 struct Lines {
@@ -72,9 +72,15 @@ struct Constants {
     using Register = typename Lanes::Register;
 
     Constants(const Scoring& s, int letters)
-        : open(Lanes::All(s.open)), open2(Lanes::All(s.open2)), open_extend(Lanes::All(s.open + s.extend)),
-          open_extend2(Lanes::All(s.open2 + s.extend2)), match(Lanes::All(s.match)), mismatch(Lanes::All(s.mismatch)),
-          any(Lanes::All(s.any)), any_letter(Lanes::All(letters - 1)), zero(Lanes::All(0)) {}
+        : open(Lanes::All(s.open)),
+          open2(Lanes::All(s.open2)),
+          open_extend(Lanes::All(s.open + s.extend)),
+          open_extend2(Lanes::All(s.open2 + s.extend2)),
+          match(Lanes::All(s.match)),
+          mismatch(Lanes::All(s.mismatch)),
+          any(Lanes::All(s.any)),
+          any_letter(Lanes::All(letters - 1)),
+          zero(Lanes::All(0)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
         const Register t = Lanes::Load(target);
@@ -131,8 +137,7 @@ TAVIK_INLINE void ComputeBlock(const Constants<Lanes>& k, const Lines& lines, in
 
     const Register opened = Lanes::Subtract(z, k.open);
     const Register opened2 = Lanes::Subtract(z, k.open2);
-    const auto extend = [&](Register gap, Register from, Register cost, int goes_on)
-                            __attribute__((always_inline)) {
+    const auto extend = [&](Register gap, Register from, Register cost, int goes_on) __attribute__((always_inline)) {
         const Register gain = Lanes::Subtract(gap, from);
         if constexpr (kTrace == Trace::left) {
             direction = Lanes::Or(direction, Lanes::And(Lanes::Greater(gain, k.zero), Lanes::All(goes_on)));
@@ -156,8 +161,12 @@ class GeneralKernel {
 public:
     /// `band` is not negative, and not below both lengths unless kBanded.
     GeneralKernel(const AlignmentCall& call, const Scoring& scoring, int band)
-        : call(call), scoring(scoring), band(band), rows(call.query_length + call.target_length - 1),
-          wide(scoring, call.letters), narrow(scoring, call.letters) {}
+        : call(call),
+          scoring(scoring),
+          band(band),
+          rows(call.query_length + call.target_length - 1),
+          wide(scoring, call.letters),
+          narrow(scoring, call.letters) {}
 
     /// False, with nothing done, when there is no memory.
     bool Run(ksw_extz_t& result) {
@@ -309,16 +318,17 @@ private:
         } else if (i < 0 || j < 0) {
             return;
         }
-        path.Walk(i, j, [this](int target, int query) __attribute__((always_inline)) -> int {
-            const Range range = RangeOf(target + query);
-            if (kBanded && target < range.begin) {
-                return kOutsideInsert;
-            }
-            if (kBanded && target >= range.end) {
-                return kOutsideDelete;
-            }
-            return DirectionsOf(target + query, range)[target];
-        });
+        path.Walk(
+            i, j, [this](int target, int query) __attribute__((always_inline))->int {
+                const Range range = RangeOf(target + query);
+                if (kBanded && target < range.begin) {
+                    return kOutsideInsert;
+                }
+                if (kBanded && target >= range.end) {
+                    return kOutsideDelete;
+                }
+                return DirectionsOf(target + query, range)[target];
+            });
         path.Deliver(call, result);
     }
 

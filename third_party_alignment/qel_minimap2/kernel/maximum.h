@@ -11,8 +11,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// One anti-diagonal as the trackers of the best score see it: the cells from target position `first` to `last`, and the
-/// lines of score differences after it.
+/// One anti-diagonal as the trackers of the best score see it: the cells from target position `first` to `last`, and
+/// the lines of score differences after it.
 struct FinishedRow {
     int r, first, last;
     bool is_last;
@@ -60,8 +60,8 @@ public:
         const auto so_far = static_cast<std::int32_t>(result.max);
         if (best > so_far || (call.z_drop >= 0 && so_far - best > call.z_drop)) {
             position = position == kUnknown ? PositionOf(best, first, last) : position;
-            if (ksw_apply_zdrop(&result, 1, best, r, position, call.z_drop, static_cast<std::int8_t>(scoring.extend2)) !=
-                0) {
+            if (ksw_apply_zdrop(&result, 1, best, r, position, call.z_drop,
+                                static_cast<std::int8_t>(scoring.extend2)) != 0) {
                 return true;
             }
         }

@@ -18,7 +18,7 @@ bool MakeScoring(const AlignmentCall& call, Scoring& scoring) {
         std::swap(s.extend, s.extend2);
     }
     const int entries = call.letters * call.letters;
-    const int any = call.matrix[entries - 1];
+    const std::int8_t any = call.matrix[entries - 1];
     s.any = any == 0 ? -s.extend2 : any;
     if (-*std::min_element(call.matrix + 1, call.matrix + entries) > 2 * (s.open + s.extend)) {
         return false;

@@ -8,9 +8,9 @@
 
 namespace qel_minimap2::kernel {
 
-/// Tells quickly of most minimizers that an index does not hold that it does not: most of a noisy read's are of that kind,
-/// and a look-up in the index costs several cache misses where this costs one. A set of one bit per hash value, eight
-/// times as many as there are minimizers. Any thread once it is made.
+/// Tells quickly of most minimizers that an index does not hold that it does not: most of a noisy read's are of that
+/// kind, and a look-up in the index costs several cache misses where this costs one. A set of one bit per hash value,
+/// eight times as many as there are minimizers. Any thread once it is made.
 class SeedFilter {
 public:
     /// Of the minimizers in a loaded index. Throws std::bad_alloc.

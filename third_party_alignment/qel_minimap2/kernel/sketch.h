@@ -17,8 +17,8 @@ struct SketchCall {
     mm128_v* minimizers;     ///< Appended to.
 };
 
-/// True for what SketchWithAvx2 can do: the k-mers fit 31 bits and have no symmetric ones among them, the window fits 16
-/// lanes. (Homopolymer compression is not for it.)
+/// True for what SketchWithAvx2 can do: the k-mers fit 31 bits and have no symmetric ones among them, the window fits
+/// 16 lanes. (Homopolymer compression is not for it.)
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 0 && call.k <= 15 && call.k % 2 == 1;
 }

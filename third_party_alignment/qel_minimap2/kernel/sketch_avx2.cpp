@@ -13,11 +13,12 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers. The
-// library walks the bases with a ring of the last hashes, where nearly every base is a mispredicted branch or two. Here a
-// block of bases is hashed first, eight at a time; then a minimum is followed from one change to the next: the first
-// hash of the next window that is not above it replaces it, else it leaves the window and the latest of the lowest in the
-// window follows it, the others equal to it with it. That is the library's rule wherever a whole window of k-mers without
-// ambiguous bases lies behind; elsewhere (the first bases and those after an ambiguous one) it is applied base by base.
+// library walks the bases with a ring of the last hashes, where nearly every base is a mispredicted branch or two. Here
+// a block of bases is hashed first, eight at a time; then a minimum is followed from one change to the next: the first
+// hash of the next window that is not above it replaces it, else it leaves the window and the latest of the lowest in
+// the window follows it, the others equal to it with it. That is the library's rule wherever a whole window of k-mers
+// without ambiguous bases lies behind; elsewhere (the first bases and those after an ambiguous one) it is applied base
+// by base.
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -104,7 +105,8 @@ private:
                 continue;
             }
             const void* const next = std::memchr(strands + p, kAmbiguous, static_cast<std::size_t>(end - p));
-            const int run_end = next != nullptr ? static_cast<int>(static_cast<const std::uint8_t*>(next) - strands) : end;
+            const int run_end =
+                next != nullptr ? static_cast<int>(static_cast<const std::uint8_t*>(next) - strands) : end;
             Leap(p, run_end);
             known += run_end - p;
             p = run_end;

@@ -92,16 +92,21 @@ struct StripConstants {
     using Register = Lanes32::Register;
 
     explicit StripConstants(const Scoring& s)
-        : zero(Lanes32::All(0)), unreachable(Lanes32::All(kBias - 2 * (s.open + s.extend))),
-          match(Lanes32::All(s.match + kBias)), mismatch(Lanes32::All(s.mismatch + kBias)), open(Lanes32::All(s.open)),
-          open2(Lanes32::All(s.open2)), second_more(Lanes32::All(s.open2 + s.extend2 - s.open - s.extend)) {}
+        : zero(Lanes32::All(0)),
+          unreachable(Lanes32::All(kBias - 2 * (s.open + s.extend))),
+          match(Lanes32::All(s.match + kBias)),
+          mismatch(Lanes32::All(s.mismatch + kBias)),
+          open(Lanes32::All(s.open)),
+          open2(Lanes32::All(s.open2)),
+          second_more(Lanes32::All(s.open2 + s.extend2 - s.open - s.extend)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
         return Lanes32::Select(Lanes32::Equal(Lanes32::Load(target), Lanes32::Load(query)), match, mismatch);
     }
 
     Register zero;
-    Register unreachable;  // U and V of a neighbour that no path comes from; also what re-biases a difference of scores.
+    Register
+        unreachable;  // U and V of a neighbour that no path comes from; also what re-biases a difference of scores.
     Register match, mismatch, open, open2;
     Register second_more;  // What a gap of one base costs more in the second piece.
 };

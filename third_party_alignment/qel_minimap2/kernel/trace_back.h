@@ -30,15 +30,16 @@ constexpr int kOutsideDelete = -1;
 constexpr int kOutsideInsert = -2;
 constexpr int kGiveUp = -3;
 
-/// The CIGAR of a path under construction, last operation first, in scratch memory: what is not certified must leave the
-/// caller's CIGAR, and the room that was made for it, as they were.
+/// The CIGAR of a path under construction, last operation first, in scratch memory: what is not certified must leave
+/// the caller's CIGAR, and the room that was made for it, as they were.
 class PathRuns {
 public:
     /// Room for any path through the matrix; false when there is no memory.
     bool Reserve(const AlignmentCall& call) {
         const auto bases = static_cast<std::size_t>(call.query_length) + static_cast<std::size_t>(call.target_length);
         // NOLINTNEXTLINE(bugprone-casting-through-void)
-        runs = static_cast<std::uint32_t*>(static_cast<void*>(ScratchMemory(Scratch::runs, (bases + 2) * sizeof *runs)));
+        runs =
+            static_cast<std::uint32_t*>(static_cast<void*>(ScratchMemory(Scratch::runs, (bases + 2) * sizeof *runs)));
         count = 0;
         return runs != nullptr;
     }
@@ -51,8 +52,8 @@ public:
         }
     }
 
-    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or one of
-    /// the constants below 0. False when it gave up.
+    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or one
+    /// of the constants below 0. False when it gave up.
     template <typename Direction>
     bool Walk(int i, int j, const Direction& direction) {
         int state = kFromDiagonal;

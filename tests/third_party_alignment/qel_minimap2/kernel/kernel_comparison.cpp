@@ -13,7 +13,7 @@ namespace {
 using qel_minimap2::kernel::AlignmentCall;
 
 // match, mismatch, gap open, extend, second open, extend
-constexpr int kScorings[][6] = {{2, 4, 4, 2, 24, 1}, {1, 4, 6, 2, 26, 1}, {1, 19, 39, 3, 81, 1},
+constexpr int kScorings[][6] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1},  {1, 19, 39, 3, 81, 1},
                                 {1, 9, 16, 2, 41, 1}, {2, 8, 12, 2, 24, 1}, {4, 4, 4, 2, 24, 1},
                                 {2, 4, 24, 1, 4, 2},  {5, 4, 8, 6, 30, 2},  {1, 4, 6, 2, 6, 1}};
 // First those that minimap2 uses, then the others.
@@ -138,10 +138,21 @@ AlignmentCall RandomCalls::Next() {
     const int longer = std::max(query_length, target_length);
     const int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
     const int flags = OneIn(3) ? kFlags[Between(0, 19)] : kFlags[Between(0, 3)];
-    return {nullptr,       query_length,          query.data(), target_length,
-            target.data(), 5,                     matrix.data(), s[2],
-            s[3],          s[4],                  s[5],          std::max(bands[Between(0, 7)], -1),
-            kDrops[Between(0, 7)], OneIn(3) ? Between(0, 40) : -1, flags};
+    return {nullptr,
+            query_length,
+            query.data(),
+            target_length,
+            target.data(),
+            5,
+            matrix.data(),
+            s[2],
+            s[3],
+            s[4],
+            s[5],
+            std::max(bands[Between(0, 7)], -1),
+            kDrops[Between(0, 7)],
+            OneIn(3) ? Between(0, 40) : -1,
+            flags};
 }
 
 std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures) {

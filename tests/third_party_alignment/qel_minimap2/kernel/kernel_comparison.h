@@ -9,8 +9,9 @@
 
 namespace Tests {
 
-/// Makes calls of the base aligner, the same ones for a seed: related and unrelated sequences, repeats, long gaps, letters
-/// that stand for any base, all sets of flags, scorings with the pieces of the gap cost in either order, bands and drops.
+/// Makes calls of the base aligner, the same ones for a seed: related and unrelated sequences, repeats, long gaps,
+/// letters that stand for any base, all sets of flags, scorings with the pieces of the gap cost in either order, bands
+/// and drops.
 class RandomCalls {
 public:
     /// `longest`: of a target, in bases; queries may be a few hundred bases longer.
@@ -44,9 +45,9 @@ struct ComparisonFigures {
     long with_cigar = 0;
 };
 
-/// Has `count` calls answered by the kernels and by the library, each with a result that is used again from call to call,
-/// as minimap2 does, or with a new one. Returns a description of the first difference, in any field or the CIGAR or the
-/// room made for it; empty without one.
+/// Has `count` calls answered by the kernels and by the library, each with a result that is used again from call to
+/// call, as minimap2 does, or with a new one. Returns a description of the first difference, in any field or the CIGAR
+/// or the room made for it; empty without one.
 std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures);
 
 }  // namespace Tests
