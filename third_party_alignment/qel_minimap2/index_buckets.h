@@ -36,15 +36,9 @@ struct IndexBucket {
     void* table;               ///< A MinimizerTable, or null for an empty bucket.
 };
 
-/// Calls visit(number, table) for each bucket of an index that is not empty.
-template <typename Visit>
-void ForEachBucket(const mm_idx_t& index, const Visit& visit) {
-    const auto* const buckets = static_cast<const IndexBucket*>(static_cast<const void*>(index.B));
-    for (std::uint64_t number = 0; number < std::uint64_t{1} << static_cast<unsigned>(index.b); ++number) {
-        if (buckets[number].table != nullptr) {
-            visit(number, *static_cast<const MinimizerTable*>(buckets[number].table));
-        }
-    }
+/// The buckets of an index, 2 to the power of its member `b`.
+inline IndexBucket* BucketsOf(const mm_idx_t& index) {
+    return static_cast<IndexBucket*>(static_cast<void*>(index.B));
 }
 
 }  // namespace qel_minimap2

@@ -14,7 +14,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "third_party_alignment/qel_minimap2/index_check.h"
+#include "third_party_alignment/qel_minimap2/index_file.h"
+#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
 #include "third_party_alignment/qel_minimap2/map_options.h"
 #include "third_party_alignment/qel_minimap2/minimizer_check.h"
 #include "third_party_alignment/qel_minimap2/reference_check.h"
@@ -69,19 +70,8 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
     }
 }
 
-}  // namespace
-
-IndexPointer LoadIndex(const char* given_path) {
-    // minimap2 takes "-" for standard input.
-    const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
-    RequireRegularFile(path);
-    const bool is_prebuilt = HasIndexMagic(path);
-    if (is_prebuilt) {
-        CheckIndexFile(path);
-    } else {
-        CheckReferenceFile(path);
-    }
-
+// Has the library read a reference or an index.
+IndexPointer LoadWithLibrary(const std::string& path, int threads) {
     Options options;
     options.indexing.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
     const std::unique_ptr<mm_idx_reader_t, CloseReader> reader(
@@ -89,13 +79,43 @@ IndexPointer LoadIndex(const char* given_path) {
     if (!reader) {
         throw std::runtime_error(std::generic_category().message(errno));
     }
-    IndexPointer index(mm_idx_reader_read(reader.get(), is_prebuilt ? 1 : StartableThreads()));
+    IndexPointer index(mm_idx_reader_read(reader.get(), threads));
     if (!index) {
         throw std::runtime_error("minimap2 could not read it");
     }
-    if (is_prebuilt) {
-        CheckMinimizers(*index);
+    return index;
+}
+
+IndexPointer LoadReference(const std::string& path) {
+    CheckReferenceFile(path);
+    auto index = LoadWithLibrary(path, StartableThreads());
+    if (kernel::UsesOwnKernels() && SeedTable::Fits(index->k, index->b)) {
+        SeedTable::Replace(*index);
     }
+    return index;
+}
+
+IndexPointer LoadPrebuilt(const std::string& path) {
+    IndexPointer index;
+    if (kernel::UsesOwnKernels()) {
+        index = LoadIndexFile(path);
+    } else {
+        CheckIndexFile(path);
+    }
+    if (!index) {
+        index = LoadWithLibrary(path, 1);
+    }
+    CheckMinimizers(*index);
+    return index;
+}
+
+}  // namespace
+
+IndexPointer LoadIndex(const char* given_path) {
+    // minimap2 takes "-" for standard input.
+    const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
+    RequireRegularFile(path);
+    auto index = HasIndexMagic(path) ? LoadPrebuilt(path) : LoadReference(path);
     WarnOfDuplicateName(*index, path);
     return index;
 }

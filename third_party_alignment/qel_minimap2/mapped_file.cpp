@@ -51,6 +51,21 @@ MappedFile::MappedFile(const std::string& path) {
     data = static_cast<unsigned char*>(mapping);
 }
 
+void MappedFile::ReleaseBefore(const unsigned char* position) {
+    constexpr std::size_t kStep = std::size_t{16} << 20U;  // Whole pages, and few system calls.
+    const auto end = static_cast<std::size_t>(position - data) / kStep * kStep;
+    if (end > released) {
+        ReleaseFrom(released, end);
+        released = end;
+    }
+}
+
+void MappedFile::ReleaseFrom(std::size_t begin, std::size_t end) const {
+    if (end > begin) {
+        ::madvise(data + begin, end - begin, MADV_DONTNEED);
+    }
+}
+
 MappedFile::~MappedFile() {
     if (data != nullptr) {
         ::munmap(data, size);

@@ -10,14 +10,12 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include <mmpriv.h>
 
 #include "third_party_alignment/qel_minimap2/buffer_pool.h"
-#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
-#include "third_party_alignment/qel_minimap2/kernel/seed_filter.h"
 #include "third_party_alignment/qel_minimap2/map_options.h"
+#include "third_party_alignment/qel_minimap2/seed_table.h"
 
 namespace qel_minimap2 {
 
@@ -27,14 +25,8 @@ struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-// What is found out once about an index.
-struct IndexFacts {
-    std::int32_t occurrence_threshold = 0;  // 0 as long as nobody asked for it.
-    std::unique_ptr<const kernel::SeedFilter> filter;
-};
-
-std::mutex facts_mutex;
-std::map<const mm_idx_t*, IndexFacts> facts;  // Guarded by facts_mutex.
+std::mutex thresholds_mutex;
+std::map<const mm_idx_t*, std::int32_t> thresholds;  // Guarded by thresholds_mutex.
 
 BufferPool& Pool() {
     static BufferPool pool;
@@ -147,29 +139,20 @@ mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
 }  // namespace
 
 std::int32_t OccurrenceThreshold(const mm_idx_t& index) {
-    const std::lock_guard lock(facts_mutex);
-    auto& threshold = facts[&index].occurrence_threshold;
-    if (threshold == 0) {
-        auto options = DefaultOptions().mapping;
-        mm_mapopt_update(&options, &index);
-        threshold = options.mid_occ;
+    const std::lock_guard lock(thresholds_mutex);
+    const auto known = thresholds.find(&index);
+    if (known != thresholds.end()) {
+        return known->second;
     }
-    return threshold;
-}
-
-void PrepareLookUps(const mm_idx_t& index) {
-    if (kernel::UsesOwnKernels()) {
-        auto filter = std::make_unique<const kernel::SeedFilter>(index);
-        filter->Install();
-        const std::lock_guard lock(facts_mutex);
-        facts[&index].filter = std::move(filter);
-    }
+    auto options = DefaultOptions().mapping;
+    mm_mapopt_update(&options, &index);
+    return thresholds[&index] = options.mid_occ;
 }
 
 void ForgetIndex(const mm_idx_t& index) {
     {
-        const std::lock_guard lock(facts_mutex);
-        facts.erase(&index);
+        const std::lock_guard lock(thresholds_mutex);
+        thresholds.erase(&index);
     }
     Pool().Clear();
 }
@@ -192,6 +175,7 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     own.l_seq = read.l_seq;
     own.name = name.data();
     own.seq = bases.data();
+    const LookUpsAhead ahead(index);
     const Hits hits(index, own, options, buffer->buffer.get());
     return WriteRecords(index, own, hits, options.flag);
 }

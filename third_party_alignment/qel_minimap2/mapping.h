@@ -10,9 +10,6 @@ namespace qel_minimap2 {
 /// See qelmm_cache_idx_occ_thres. The value is kept for calls of Align that do not know it.
 std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 
-/// Makes look-ups in a newly loaded index fast. Throws std::bad_alloc.
-void PrepareLookUps(const mm_idx_t& index);
-
 /// Drops what is kept about an index that goes away, and idle mapping memory with it.
 void ForgetIndex(const mm_idx_t& index);
 

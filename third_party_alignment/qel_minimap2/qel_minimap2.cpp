@@ -36,9 +36,7 @@ void Complain(const char* path, const char* reason) noexcept {
 mm_idx_t* qelmm_load_index(const char* path) {
     path = path != nullptr ? path : "";
     try {
-        auto index = qel_minimap2::LoadIndex(path);
-        qel_minimap2::PrepareLookUps(*index);
-        return index.release();
+        return qel_minimap2::LoadIndex(path).release();
     } catch (const std::exception& error) {
         Complain(path, error.what());
         return nullptr;
@@ -63,6 +61,6 @@ char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t 
 void qelmm_unload_index(mm_idx_t* index) {
     if (index != nullptr) {
         qel_minimap2::ForgetIndex(*index);
-        mm_idx_destroy(index);
+        const qel_minimap2::IndexPointer destroyed(index);
     }
 }

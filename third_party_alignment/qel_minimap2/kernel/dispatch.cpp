@@ -7,8 +7,8 @@
 #include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
-#include "third_party_alignment/qel_minimap2/kernel/seed_filter.h"
 #include "third_party_alignment/qel_minimap2/kernel/sketch.h"
+#include "third_party_alignment/qel_minimap2/seed_table.h"
 
 // The linker sends the library's calls of these functions to __wrap_<name>, and __real_<name> to the library.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -16,6 +16,7 @@ extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
 decltype(mm_idx_get) __wrap_mm_idx_get, __real_mm_idx_get;
+decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -58,19 +59,20 @@ void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uin
         __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
     }
     // A read's minimizers are looked up next, one after the other.
-    if (const auto* const filter = SeedFilter::Installed()) {
+    if (const auto* const table = qel_minimap2::LookUpsAhead::Table()) {
         for (std::size_t i = first; i < p->n; ++i) {
-            filter->Prefetch(p->a[i].x >> 8U);
+            table->Prefetch(p->a[i].x >> 8U);
         }
     }
 }
 
 const std::uint64_t* __wrap_mm_idx_get(const mm_idx_t* mi, std::uint64_t minier, int* n) {
-    const auto* const filter = SeedFilter::Installed();
-    if (filter != nullptr && filter->IsOf(mi) && !filter->MayHold(minier)) {
-        *n = 0;
-        return nullptr;
-    }
-    return __real_mm_idx_get(mi, minier, n);
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    return table != nullptr ? table->Find(*mi, minier, *n) : __real_mm_idx_get(mi, minier, n);
+}
+
+std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    return table != nullptr ? table->OccurrenceThreshold(f) : __real_mm_idx_cal_max_occ(mi, f);
 }
 // NOLINTEND(bugprone-reserved-identifier)

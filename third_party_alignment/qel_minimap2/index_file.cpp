@@ -1,4 +1,4 @@
-#include "third_party_alignment/qel_minimap2/index_check.h"
+#include "third_party_alignment/qel_minimap2/index_file.h"
 
 #include <array>
 #include <bit>
@@ -7,12 +7,16 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <minimap.h>
 
+#include "third_party_alignment/qel_minimap2/index_builder.h"
 #include "third_party_alignment/qel_minimap2/mapped_file.h"
 #include "third_party_alignment/qel_minimap2/sequence_name.h"
 
@@ -105,14 +109,22 @@ private:
 
 class IndexWalk {
 public:
-    IndexWalk(const unsigned char* data, std::size_t size) : cursor(data, size) {}
+    explicit IndexWalk(MappedFile& file) : file(file), cursor(file.Data(), file.Size()) {}
 
-    void Walk() {
+    /// Checks everything, and builds the index on the way if it is asked for and fits.
+    IndexPointer Walk(bool build) {
         cursor.Skip(kMagicSize, 1);
         ReadHeader();
         ReadSequences();
+        if (build && SeedTable::Fits(static_cast<int>(header.k), static_cast<int>(header.b))) {
+            builder.emplace(static_cast<int>(header.w), static_cast<int>(header.k), static_cast<int>(header.b),
+                            static_cast<int>(header.flag), CountKeys());
+            builder->SetSequences(names, lengths);
+            file.Release();  // The look ahead has touched all of it.
+        }
         for (std::uint64_t bucket = 0; bucket < 1ULL << header.b; ++bucket) {
             ReadBucket(bucket);
+            file.ReleaseBefore(cursor.Next());
         }
         ReadBases();
         if (cursor.Left() > 0) {
@@ -120,6 +132,7 @@ public:
             throw std::runtime_error(part ? "the minimap2 index has several parts; build it with a larger -I"
                                           : "the minimap2 index is damaged: bytes follow its end");
         }
+        return builder ? builder->Take() : nullptr;
     }
 
 private:
@@ -143,16 +156,34 @@ private:
     void ReadSequences() {
         for (std::uint32_t i = 0; i < header.sequences; ++i) {
             const auto name_length = cursor.Take<std::uint8_t>();
-            const std::string name(reinterpret_cast<const char*>(cursor.Skip(name_length, 1)), name_length);
+            std::string name(reinterpret_cast<const char*>(cursor.Skip(name_length, 1)), name_length);
             if (const char* const fault = FaultOfSequenceName(name)) {
                 throw std::runtime_error(std::string("the minimap2 index holds ") + fault);
             }
+            names.push_back(std::move(name));
             lengths.push_back(cursor.Take<std::uint32_t>());
             if (lengths.back() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
                 Damaged("a sequence of more than 2^31 - 1 bases");
             }
             bases += lengths.back();
         }
+    }
+
+    // How many keys each bucket has, from a look ahead.
+    std::vector<std::uint32_t> CountKeys() const {
+        Cursor ahead = cursor;
+        std::vector<std::uint32_t> counts;
+        for (std::uint64_t bucket = 0; bucket < 1ULL << header.b; ++bucket) {
+            ahead.Skip(ahead.Take<std::uint32_t>(), sizeof(std::uint64_t));
+            counts.push_back(ahead.Take<std::uint32_t>());
+            ahead.Skip(counts.back(), 2 * sizeof(std::uint64_t));
+        }
+        return counts;
+    }
+
+    // True for a new key.
+    bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
+        return builder ? builder->Insert(bucket, key, value) : keys.Insert(key >> 1U);
     }
 
     // The repeated minimizers' positions, then key and value of each minimizer. A key's lowest bit tells
@@ -169,7 +200,11 @@ private:
         }
         const auto key_count = cursor.Take<std::uint32_t>();
         const auto* const entries = cursor.Skip(key_count, 2 * sizeof(std::uint64_t));
-        keys.StartBucket(key_count);
+        if (builder) {
+            builder->SetPositions(bucket, positions, position_count);
+        } else {
+            keys.StartBucket(key_count);
+        }
         const std::uint64_t key_limit = 1ULL << (2 * header.k);
         for (std::uint64_t i = 0; i < key_count; ++i) {
             const auto key = Load64(entries + i * 2 * sizeof(std::uint64_t));
@@ -178,7 +213,7 @@ private:
             if (minimizer > key_limit >> header.b || (minimizer << header.b | bucket) >= key_limit) {
                 Damaged("an impossible minimizer");
             }
-            if (!keys.Insert(minimizer)) {
+            if (!Insert(bucket, key, value)) {
                 Damaged("a minimizer that stands twice");
             }
             if ((key & 1U) != 0) {
@@ -212,13 +247,19 @@ private:
         if (bad != 0) {
             Damaged("bases that are none");
         }
+        if (builder) {
+            builder->SetBases(packed, words);
+        }
     }
 
+    MappedFile& file;
     Cursor cursor;
     Header header{};
+    std::vector<std::string> names;
     std::vector<std::uint32_t> lengths;
     std::uint64_t bases = 0;
-    KeySet keys;
+    KeySet keys;                          // When nothing is built.
+    std::optional<IndexBuilder> builder;  // When something is.
 };
 
 }  // namespace
@@ -235,8 +276,13 @@ bool HasIndexMagic(const std::string& path) {
 }
 
 void CheckIndexFile(const std::string& path) {
-    const MappedFile file(path);
-    IndexWalk(file.Data(), file.Size()).Walk();
+    MappedFile file(path);
+    IndexWalk(file).Walk(false);
+}
+
+IndexPointer LoadIndexFile(const std::string& path) {
+    MappedFile file(path);
+    return IndexWalk(file).Walk(true);
 }
 
 }  // namespace qel_minimap2

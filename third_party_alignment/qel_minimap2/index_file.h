@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "third_party_alignment/qel_minimap2/index_pointer.h"
+
 namespace qel_minimap2 {
 
 /// True when the file begins as a minimap2 index does. Throws std::runtime_error when it cannot be read.
@@ -13,5 +15,9 @@ bool HasIndexMagic(const std::string& path);
 /// its bases or holds a sequence without a name. It reads the file once; the file must not change until it is
 /// loaded.
 void CheckIndexFile(const std::string& path);
+
+/// Checks as CheckIndexFile does and loads on the way, with a SeedTable in the place of the library's hash tables. Null,
+/// all checks passed, for an index whose minimizers do not fit that. Throws std::bad_alloc too.
+IndexPointer LoadIndexFile(const std::string& path);
 
 }  // namespace qel_minimap2
