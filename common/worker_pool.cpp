@@ -20,7 +20,8 @@ int YieldsBeforeSleep(int thread_count) {
 
 }  // namespace
 
-WorkerPool::WorkerPool(int thread_count) : yields(YieldsBeforeSleep(thread_count)) {
+WorkerPool::WorkerPool(int thread_count)
+    : yields(YieldsBeforeSleep(thread_count)), jobs_ended(static_cast<std::size_t>(std::max(thread_count, 0))) {
     for (int i = 0; i < thread_count; ++i) {
         workers.push_back(std::make_unique<Worker>([this, i] { return JobFinished(i); }));
     }
@@ -53,6 +54,7 @@ int WorkerPool::Submit(const RecordJob& job, std::uint64_t job_number, const Fas
     }
     worker.status = Worker::Status::working;
     worker.job_number = job_number;
+    ++worker.jobs_given;
     idle.erase(std::find(idle.begin(), idle.end(), index));
     return static_cast<int>(index);
 }
@@ -81,23 +83,31 @@ PackagedJob WorkerPool::Package(const RecordJob& job, const FastQRecord& record)
 
 PackagedJob WorkerPool::JobFinished(int worker) {
     auto next = staged.Take(worker);
+    jobs_ended[static_cast<std::size_t>(worker)].fetch_add(1, std::memory_order_release);
     job_finished.Release();
     return next;
 }
 
 void WorkerPool::Refresh() {
-    for (auto& worker : workers) {
-        if (worker->pending.valid()) {
-            RefreshWorker(*worker);
+    for (std::size_t index = 0; index < workers.size(); ++index) {
+        if (workers[index]->pending.valid()) {
+            RefreshWorker(index);
         }
     }
     RebuildLists();
 }
 
-void WorkerPool::RefreshWorker(Worker& worker) {
-    worker.result = 0;
+bool WorkerPool::HasEnded(std::size_t index) const {
+    const auto& worker = *workers[index];
     // Only a time-out means "not ready": a deferred result would never become ready by itself and is taken.
-    if (worker.pending.wait_for(std::chrono::seconds(0)) == std::future_status::timeout) {
+    return worker.pending.wait_for(std::chrono::seconds(0)) != std::future_status::timeout &&
+           jobs_ended[index].load(std::memory_order_acquire) >= worker.jobs_given;
+}
+
+void WorkerPool::RefreshWorker(std::size_t index) {
+    auto& worker = *workers[index];
+    worker.result = 0;
+    if (!HasEnded(index)) {
         worker.status = Worker::Status::working;
         return;
     }
@@ -121,9 +131,12 @@ void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
 }
 
 void WorkerPool::WaitForAll() {
-    for (auto& worker : workers) {
-        if (worker->pending.valid()) {
-            worker->pending.wait();
+    for (std::size_t index = 0; index < workers.size(); ++index) {
+        if (workers[index]->pending.valid()) {
+            workers[index]->pending.wait();
+            while (!HasEnded(index)) {
+                std::this_thread::yield();  // For the few instructions until the worker says so.
+            }
         }
     }
     Refresh();

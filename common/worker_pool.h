@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -28,8 +29,9 @@ struct Worker {
     std::future<int> pending;      ///< The result to come; not valid when no job is held.
     Status status = Status::idle;  ///< As of the last refresh.
     int result = 0;                ///< What the job returned, once finished.
-    std::string error_text;        ///< What the job's exception said, once failed; empty otherwise.
+    std::string error_text;        ///< What the last failed job's exception said; empty once one has finished.
     std::uint64_t job_number = 0;  ///< Of the job taken last.
+    std::uint64_t jobs_given = 0;  ///< So far.
     JobThread thread;
 };
 
@@ -81,12 +83,16 @@ public:
 private:
     static PackagedJob Package(const RecordJob& job, const FastQRecord& record);
     PackagedJob JobFinished(int worker);
-    void RefreshWorker(Worker& worker);
+    void RefreshWorker(std::size_t index);
+    bool HasEnded(std::size_t index) const;
     void RebuildLists();
 
     Semaphore job_finished;  // Released by each job that ends.
     int stale_news = 0;      // Releases of jobs that are reset, less the waits whose job is not.
     const int yields;        // Of the owner, before it sleeps.
+    // For each worker, the jobs after which it has looked for a staged one. Only then has its job ended for the owner,
+    // who would otherwise give it another while it takes the staged one: the two would run in the wrong order.
+    std::vector<std::atomic<std::uint64_t>> jobs_ended;
     StagedJob staged;
     std::future<int> staged_result;  // Of the job that was staged last.
     PackagedJob withdrawn;           // The staged job, when no worker took it in time.

@@ -16,8 +16,8 @@ bool HasIndexMagic(const std::string& path);
 /// loaded.
 void CheckIndexFile(const std::string& path);
 
-/// Checks as CheckIndexFile does and loads on the way, with a SeedTable in the place of the library's hash tables. Null,
-/// all checks passed, for an index whose minimizers do not fit that. Throws std::bad_alloc too.
+/// Checks as CheckIndexFile does and loads on the way, with a SeedTable in the place of the library's hash tables.
+/// Null, all checks passed, for an index whose minimizers do not fit that. Throws std::bad_alloc too.
 IndexPointer LoadIndexFile(const std::string& path);
 
 }  // namespace qel_minimap2

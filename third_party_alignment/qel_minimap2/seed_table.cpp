@@ -90,13 +90,14 @@ std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
         return INT32_MAX;
     }
     std::uint64_t rank = static_cast<std::uint32_t>((1.0 - fraction) * static_cast<double>(total));
+    rank = std::min(rank, total - 1);
     for (std::size_t occurrences = 0; occurrences < kCounted; ++occurrences) {
         if (rank < counted[occurrences]) {
             return static_cast<std::int32_t>(occurrences) + 1;
         }
         rank -= counted[occurrences];
     }
-    const auto place = frequent.begin() + static_cast<std::ptrdiff_t>(std::min(rank, frequent.size() - 1));
+    const auto place = frequent.begin() + static_cast<std::ptrdiff_t>(rank);
     std::nth_element(frequent.begin(), place, frequent.end());
     return static_cast<std::int32_t>(*place) + 1;
 }

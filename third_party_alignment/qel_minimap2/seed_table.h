@@ -8,13 +8,15 @@
 
 namespace qel_minimap2 {
 
-/// Where each minimizer of an index occurs: one flat table in the place of the library's hash table per bucket, which takes
-/// half as much memory again and three to five cache misses a look-up. Keys of four bytes lie apart from the values, so
-/// that finding out that the index does not hold a minimizer, the answer for most of a noisy read's, is one miss.
+/// Where each minimizer of an index occurs: one flat table in the place of the library's hash table per bucket, which
+/// takes half as much memory again and three to five cache misses a look-up. Keys of four bytes lie apart from the
+/// values, so that finding out that the index does not hold a minimizer, the answer for most of a noisy read's, is one
+/// miss.
 ///
-/// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once. Its
-/// value is then the one position; else the start (upper 32 bits) and number (lower) in the bucket's list of positions.
-/// Each bucket has a stretch of slots, more than it has keys; a key lies in the first free one from where its hash says.
+/// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once.
+/// Its value is then the one position; else the start (upper 32 bits) and number (lower) in the bucket's list of
+/// positions. Each bucket has a stretch of slots, more than it has keys; a key lies in the first free one from where
+/// its hash says.
 class SeedTable {
 public:
     /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.

@@ -31,14 +31,14 @@ public:
 
     void Run() {
         Reserve(call.minimizers->n + static_cast<std::size_t>(call.length / window));
-        for (int begin = 0; begin < call.length; begin += kBlock) {
+        for (std::int64_t begin = 0; begin < call.length; begin += kBlock) {
             if (begin > 0) {
                 std::memmove(hashes, hashes + kBlock, sizeof *hashes * kHistory);
                 std::memmove(strands, strands + kBlock, kHistory);
                 minimum -= kBlock;
             }
-            block_begin = begin;
-            const int count = Smaller(kBlock, call.length - begin);
+            block_begin = static_cast<int>(begin);
+            const int count = Smaller(kBlock, call.length - block_begin);
             Hash(count);
             Choose(kHistory + count);
         }

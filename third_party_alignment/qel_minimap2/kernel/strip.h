@@ -27,6 +27,12 @@ inline bool Fits(const Scoring& s) {
         s.mismatch >= s.match) {
         return false;
     }
+    // The lowest best score of a cell: its own bases or one base of gap on each side. Opening a gap from it must not
+    // wrap.
+    const int lowest = Larger(kBias + s.mismatch, kBias - 2 * (s.open + s.extend));
+    if (Larger(s.open, s.open2) > lowest) {
+        return false;
+    }
     int border = 0;
     for (int r = 0; r < s.switch_at + 3 || r < 2; ++r) {
         border += BorderStep(s, r);
