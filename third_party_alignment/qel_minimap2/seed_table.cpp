@@ -4,11 +4,16 @@
 #include <cstdlib>
 #include <utility>
 
+#include <malloc.h>
+
 #include "third_party_alignment/qel_minimap2/index_buckets.h"
 
 namespace qel_minimap2 {
 
 namespace {
+
+// How often memory is given back to the system while the library's tables are replaced: more would cost time.
+constexpr std::uint64_t kTrims = 4;
 
 // Seven of ten slots are taken, and one is free in each stretch: it ends the search for a key that is not there.
 std::uint64_t SlotsFor(std::uint64_t keys) {
@@ -129,6 +134,9 @@ void SeedTable::Replace(mm_idx_t& index) {
             }
         }
         kh_destroy(minimizers, table);
+        if ((bucket + 1) % std::max<std::uint64_t>(bucket_count / kTrims, 1) == 0) {
+            ::malloc_trim(0);  // Or the two would be there together.
+        }
     }
     Give(index, std::move(flat));
 }

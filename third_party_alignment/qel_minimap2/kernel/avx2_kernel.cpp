@@ -24,21 +24,6 @@ void Learn(int loss, int length) {
 }
 
 template <Trace kTrace>
-BandOutcome TryWidth(int blocks, const BandWindow& window, const AlignmentCall& call, const PaddedSequences& sequences,
-                     const Scoring& scoring, ksw_extz_t& result) {
-    switch (blocks) {
-        case 1:
-            return CertifiedBand<1, kTrace>(call, scoring, sequences).Try(window, result);
-        case 2:
-            return CertifiedBand<2, kTrace>(call, scoring, sequences).Try(window, result);
-        case 4:
-            return CertifiedBand<4, kTrace>(call, scoring, sequences).Try(window, result);
-        default:
-            return CertifiedBand<8, kTrace>(call, scoring, sequences).Try(window, result);
-    }
-}
-
-template <Trace kTrace>
 bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                  ksw_extz_t& result) {
     const int shorter = Smaller(call.query_length, call.target_length);
@@ -55,7 +40,10 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
         if (width * 3 > shorter * 2) {  // The whole matrix is not much larger.
             return false;
         }
-        const auto outcome = TryWidth<kTrace>(blocks, window, call, sequences, scoring, result);
+        const auto outcome = blocks == 1   ? CertifiedBand<1, kTrace>(call, scoring, sequences).Try(window, result)
+                             : blocks == 2 ? CertifiedBand<2, kTrace>(call, scoring, sequences).Try(window, result)
+                             : blocks == 4 ? CertifiedBand<4, kTrace>(call, scoring, sequences).Try(window, result)
+                                           : CertifiedBand<8, kTrace>(call, scoring, sequences).Try(window, result);
         if (outcome.traced) {
             Learn(outcome.loss - fixed_loss, shorter);
             expected = Larger(expected, outcome.loss);
