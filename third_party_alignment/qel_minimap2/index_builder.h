@@ -10,7 +10,7 @@
 namespace qel_minimap2 {
 
 /// Makes an index of what a prebuilt one's file says, in the order of the file, with memory that the library can free.
-/// Checks nothing. All operations throw std::bad_alloc.
+/// Checks nothing. All operations throw std::bad_alloc. One thread.
 class IndexBuilder {
 public:
     /// For a header's values, and the number of keys in each bucket, 2 to the power of `bucket_bits`.

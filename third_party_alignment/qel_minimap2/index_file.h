@@ -12,8 +12,7 @@ bool HasIndexMagic(const std::string& path);
 /// Walks the structure of a prebuilt index (version 2: header, names and lengths, buckets, packed bases)
 /// against the size of the file and checks every count, position and offset that minimap2 would follow
 /// without a look. Throws std::runtime_error for an index that is cut or damaged, has several parts, lacks
-/// its bases or holds a sequence without a name. It reads the file once; the file must not change until it is
-/// loaded.
+/// its bases or holds a sequence without a name. The file must not change until it is loaded.
 void CheckIndexFile(const std::string& path);
 
 /// Checks as CheckIndexFile does and loads on the way, with a SeedTable in the place of the library's hash tables.

@@ -17,6 +17,8 @@ namespace qel_minimap2 {
 /// Its value is then the one position; else the start (upper 32 bits) and number (lower) in the bucket's list of
 /// positions. Each bucket has a stretch of slots, more than it has keys; a key lies in the first free one from where
 /// its hash says.
+///
+/// One thread fills it; once it is filled any thread may look up.
 class SeedTable {
 public:
     /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.
