@@ -5,7 +5,7 @@
 #include <ostream>
 #include <sstream>
 
-#include "common/severity.h"
+#include "common/logging/severity.h"
 
 namespace Common::logging {
 

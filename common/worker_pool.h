@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "common/fastq_record.h"
-#include "common/job_thread.h"
-#include "common/semaphore.h"
-#include "common/staged_job.h"
+#include "common/jobs/job_thread.h"
+#include "common/jobs/semaphore.h"
+#include "common/jobs/staged_job.h"
 
 namespace Common {
 

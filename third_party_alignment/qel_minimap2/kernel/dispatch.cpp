@@ -4,11 +4,11 @@
 
 #include <mmpriv.h>
 
+#include "third_party_alignment/qel_minimap2/index/seed_table.h"
 #include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/sketch.h"
-#include "third_party_alignment/qel_minimap2/seed_table.h"
 
 // The linker sends the library's calls of these functions to __wrap_<name>, and __real_<name> to the library.
 // NOLINTBEGIN(bugprone-reserved-identifier)

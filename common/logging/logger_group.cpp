@@ -1,0 +1,185 @@
+#include "common/logging/logger_group.h"
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#include <boost/log/attributes/clock.hpp>
+#include <boost/log/attributes/current_thread_id.hpp>
+#include <boost/log/attributes/value_extraction.hpp>
+#include <boost/log/core.hpp>
+#include <boost/log/sinks/sync_frontend.hpp>
+#include <boost/log/sinks/text_ostream_backend.hpp>
+#include <boost/make_shared.hpp>
+
+#include "common/logger.h"
+#include "common/logging/log_file_backend.h"
+#include "common/logging/log_line.h"
+
+namespace Common::logging {
+
+namespace sinks = boost::log::sinks;
+
+namespace {
+
+constexpr char kWrongLogger[] = "Failed to update file sink - received wrong logger type";
+
+std::unique_ptr<LoggerGroup>& Group() {
+    // Made before the group, so that it is destroyed after it.
+    static const auto core = boost::log::core::get();
+    static std::unique_ptr<LoggerGroup> group;
+    return group;
+}
+
+bool IsConsole(Loggers logger) {
+    return logger == Loggers::error_console || logger == Loggers::output_console;
+}
+
+bool IsFile(Loggers logger) {
+    return logger == Loggers::main_file || logger == Loggers::verbose_file;
+}
+
+std::size_t Position(Loggers logger) {
+    return static_cast<std::size_t>(logger);
+}
+
+// A sink that filters and formats as the options say, in front of `backend`.
+template <typename Backend>
+boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend, const SinkOptions& options) {
+    auto sink = boost::make_shared<sinks::synchronous_sink<Backend>>(backend);
+    sink->set_filter([options](const boost::log::attribute_value_set& values) {
+        const auto severity = boost::log::extract<Severity>("Severity", values);
+        if (!severity) {
+            return false;
+        }
+        const auto channel = boost::log::extract<std::string>("Channel", values);
+        return options.severities.contains(*severity) ||
+               (*severity == Severity::trace && channel && options.TakesTraceOf(*channel));
+    });
+    sink->set_formatter([options](const boost::log::record_view& record, boost::log::formatting_ostream& stream) {
+        FormatLogLine(record, options, stream);
+    });
+    return sink;
+}
+
+// Attributes of every record, whoever makes it.
+void AddCommonAttributes() {
+    const auto core = boost::log::core::get();
+    core->add_global_attribute("TimeStamp", boost::log::attributes::local_clock());
+    core->add_global_attribute("ThreadID", boost::log::attributes::current_thread_id());
+}
+
+}  // namespace
+
+void Prepare() {
+    LoggerGroup::Instance();
+    boost::log::core::get()->set_logging_enabled(false);
+    accepted_severities = 0;
+}
+
+void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
+                 const std::string& trace_categories) {
+    auto options = GetDefaultTavikLogOptions(quiet, verbose_logs, trace_categories);
+    AddCommonAttributes();
+    Group().reset();  // Removes the old sinks before the new ones come.
+    Group() = std::make_unique<LoggerGroup>(channel, verbose_channel);
+    boost::log::core::get()->set_logging_enabled(true);
+    for (const auto console : {Loggers::error_console, Loggers::output_console}) {
+        Group()->updateStreamSink(console, std::move(options[Position(console)]));
+    }
+    Group()->file_options = std::move(options);
+}
+
+bool AcceptsDefaultSeverity() {
+    return Accepts(Severity::verbose);
+}
+
+LoggerGroup::LoggerGroup(const std::string& channel, const std::string& verbose_channel)
+    : channel(channel), verbose_channel(verbose_channel) {}
+
+LoggerGroup::~LoggerGroup() {
+    accepted_severities = 0;
+    for (const auto& sink : sinks) {
+        if (sink) {
+            boost::log::core::get()->remove_sink(sink);
+        }
+    }
+}
+
+LoggerGroup& LoggerGroup::Instance() {
+    auto& group = Group();
+    if (!group) {
+        group = std::make_unique<LoggerGroup>("core", "core_verbose");
+    }
+    return *group;
+}
+
+void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
+    if (!IsConsole(logger)) {
+        TAVIK_LOG(error) << kWrongLogger;  // "file" for a console sink too: deliberate, tools match this text.
+        return;
+    }
+    Sink sink;
+    if (options.enabled) {
+        auto* const stream = logger == Loggers::error_console ? &std::cerr : &std::cout;
+        const auto backend = boost::make_shared<sinks::text_ostream_backend>();
+        backend->add_stream(boost::shared_ptr<std::ostream>(stream, null_deleter()));
+        backend->auto_flush(options.auto_flush);
+        sink = MakeSink(backend, options);
+    }
+    Install(logger, sink, options);
+}
+
+void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& file_folder, const std::string& name,
+                                 SinkOptions&& options) {
+    if (!IsFile(logger)) {
+        TAVIK_LOG(error) << kWrongLogger;
+        return;
+    }
+    Sink sink;
+    if (options.enabled) {
+        sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);
+    }
+    Install(logger, sink, options);
+}
+
+void LoggerGroup::SetFolder(const boost::filesystem::path& new_folder) {
+    std::array<SinkOptions, kLoggerCount> options;
+    {
+        const std::lock_guard lock(mutex);
+        folder = new_folder;
+        options = file_options;
+    }
+    updateFileSink(Loggers::main_file, new_folder, channel, std::move(options[Position(Loggers::main_file)]));
+    updateFileSink(Loggers::verbose_file, new_folder, verbose_channel,
+                   std::move(options[Position(Loggers::verbose_file)]));
+}
+
+void LoggerGroup::Install(Loggers logger, const Sink& sink, const SinkOptions& options) {
+    const std::lock_guard lock(mutex);
+    const auto core = boost::log::core::get();
+    auto& slot = sinks.at(Position(logger));
+    if (slot) {
+        core->remove_sink(slot);
+    }
+    slot = sink;
+    if (slot) {
+        core->add_sink(slot);
+    }
+    installed.at(Position(logger)) = options;
+    UpdateAcceptedSeverities();
+}
+
+void LoggerGroup::UpdateAcceptedSeverities() const {
+    std::uint32_t accepted = 0;
+    if (boost::log::core::get()->get_logging_enabled()) {
+        for (std::size_t i = 0; i < sinks.size(); ++i) {
+            for (std::uint32_t severity = 0; sinks[i] && severity <= 5; ++severity) {
+                accepted |= static_cast<std::uint32_t>(installed[i].Takes(static_cast<Severity>(severity))) << severity;
+            }
+        }
+    }
+    accepted_severities = accepted;
+}
+
+}  // namespace Common::logging

@@ -1,0 +1,46 @@
+#include "common/sequencing_file.h"
+
+#include <algorithm>
+#include <array>
+#include <ios>
+#include <locale>
+#include <string_view>
+
+#include <boost/filesystem/path.hpp>
+
+#include "common/reads/gzip_file_decompressor.h"
+#include "common/reads/input_file_source.h"
+
+namespace Common {
+
+namespace {
+
+constexpr std::streamsize kBufferSize = 1 << 16;
+constexpr std::array<std::string_view, 4> kReadFileExtensions = {".fastq", ".fq", ".fasta", ".fa"};
+
+}  // namespace
+
+std::string LowerCaseExtension(const std::string& path) {
+    std::string extension = boost::filesystem::path(path).extension().string();
+    const std::locale locale;
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [&locale](char c) { return std::tolower(c, locale); });
+    return extension;
+}
+
+bool HasReadFileExtension(const std::string& path) {
+    const auto extension = LowerCaseExtension(path);
+    return std::find(kReadFileExtensions.begin(), kReadFileExtensions.end(), extension) != kReadFileExtensions.end();
+}
+
+void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream) {
+    if (!HasReadFileExtension(path)) {
+        stream.push(GzipFileDecompressor(path), kBufferSize);
+    }
+    stream.push(InputFileSource(path), kBufferSize);
+    // Without this the stream would swallow the device's exceptions and a damaged file would look like its
+    // end.
+    stream.exceptions(std::ios_base::badbit);
+}
+
+}  // namespace Common

@@ -1,0 +1,66 @@
+#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
+
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "third_party_alignment/qel_minimap2/index/index_loading.h"
+#include "third_party_alignment/qel_minimap2/mapping/mapping.h"
+
+namespace {
+
+// Failure texts stay the library's: the caller does not free them, so they must outlive the call by
+// themselves.
+char* Failure(const char* reason) noexcept {
+    static thread_local std::string text;
+    try {
+        text = std::string("ERROR: ") + reason;
+        return text.data();
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+void Complain(const char* path, const char* reason) noexcept {
+    try {
+        std::cerr << std::string("libqel_minimap2: ") + path + ": " + reason + "\n" << std::flush;
+    } catch (const std::exception&) {
+        // Out of memory for a message; the null result still tells.
+    }
+}
+
+}  // namespace
+
+mm_idx_t* qelmm_load_index(const char* path) {
+    path = path != nullptr ? path : "";
+    try {
+        return qel_minimap2::LoadIndex(path).release();
+    } catch (const std::exception& error) {
+        Complain(path, error.what());
+        return nullptr;
+    }
+}
+
+std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index) {
+    return index != nullptr ? qel_minimap2::OccurrenceThreshold(*index) : 0;
+}
+
+char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read) {
+    if (index == nullptr || read.name == nullptr || (read.seq == nullptr && read.l_seq > 0) || read.l_seq < 0) {
+        return Failure("an index and a read with a name and a sequence are needed");
+    }
+    try {
+        return qel_minimap2::Align(*index, occ_threshold, read);
+    } catch (const std::exception& error) {
+        return Failure(error.what());
+    }
+}
+
+void qelmm_unload_index(mm_idx_t* index) {
+    if (index != nullptr) {
+        qel_minimap2::ForgetIndex(*index);
+        const qel_minimap2::IndexPointer destroyed(index);
+    }
+}

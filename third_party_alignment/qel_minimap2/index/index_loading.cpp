@@ -1,0 +1,123 @@
+#include "third_party_alignment/qel_minimap2/index/index_loading.h"
+
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <latch>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include "third_party_alignment/qel_minimap2/index/index_file.h"
+#include "third_party_alignment/qel_minimap2/index/minimizer_check.h"
+#include "third_party_alignment/qel_minimap2/index/reference_check.h"
+#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/mapping/map_options.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+struct CloseReader {
+    void operator()(mm_idx_reader_t* reader) const { mm_idx_reader_close(reader); }
+};
+
+void RequireRegularFile(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::is_directory(status)) {
+        throw std::runtime_error("is a folder");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw std::runtime_error(error ? error.message() : "is not a regular file");
+    }
+}
+
+// As many threads as there are cores, or as the system lets us start: minimap2 does not look whether its own
+// ones start, and ends in a crash when they do not.
+int StartableThreads() {
+    std::latch all_started(1);
+    std::vector<std::jthread> threads;
+    try {
+        do {
+            threads.emplace_back([&all_started] { all_started.wait(); });
+        } while (threads.size() < std::thread::hardware_concurrency());
+    } catch (const std::exception& error) {  // Those that did start wait for the latch: they must be let go.
+        if (threads.empty()) {
+            throw std::runtime_error(std::string("no thread can be started to index it: ") + error.what());
+        }
+    }
+    all_started.count_down();
+    return static_cast<int>(threads.size());
+}
+
+void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
+    std::unordered_set<std::string_view> names;
+    names.reserve(index.n_seq);
+    for (std::uint32_t i = 0; i < index.n_seq; ++i) {
+        if (!names.insert(index.seq[i].name).second) {
+            std::cerr << "libqel_minimap2: " + path + ": warning: several sequences are named '" + index.seq[i].name +
+                             "'; records and figures cannot tell them apart\n"
+                      << std::flush;
+            return;
+        }
+    }
+}
+
+// Has the library read a reference or an index.
+IndexPointer LoadWithLibrary(const std::string& path, int threads) {
+    Options options;
+    options.indexing.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
+    const std::unique_ptr<mm_idx_reader_t, CloseReader> reader(
+        mm_idx_reader_open(path.c_str(), &options.indexing, nullptr));
+    if (!reader) {
+        throw std::runtime_error(std::generic_category().message(errno));
+    }
+    IndexPointer index(mm_idx_reader_read(reader.get(), threads));
+    if (!index) {
+        throw std::runtime_error("minimap2 could not read it");
+    }
+    return index;
+}
+
+IndexPointer LoadReference(const std::string& path) {
+    CheckReferenceFile(path);
+    auto index = LoadWithLibrary(path, StartableThreads());
+    if (kernel::UsesOwnKernels() && SeedTable::Fits(index->k, index->b)) {
+        SeedTable::Replace(*index);
+    }
+    return index;
+}
+
+IndexPointer LoadPrebuilt(const std::string& path) {
+    IndexPointer index;
+    if (kernel::UsesOwnKernels()) {
+        index = LoadIndexFile(path);
+    } else {
+        CheckIndexFile(path);
+    }
+    if (!index) {
+        index = LoadWithLibrary(path, 1);
+    }
+    CheckMinimizers(*index);
+    return index;
+}
+
+}  // namespace
+
+IndexPointer LoadIndex(const char* given_path) {
+    // minimap2 takes "-" for standard input.
+    const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
+    RequireRegularFile(path);
+    auto index = HasIndexMagic(path) ? LoadPrebuilt(path) : LoadReference(path);
+    WarnOfDuplicateName(*index, path);
+    return index;
+}
+
+}  // namespace qel_minimap2
