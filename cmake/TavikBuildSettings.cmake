@@ -5,7 +5,8 @@ add_library(tavik_build_settings INTERFACE)
 add_library(tavik::build_settings ALIAS tavik_build_settings)
 target_compile_features(tavik_build_settings INTERFACE cxx_std_20)
 target_compile_options(tavik_build_settings INTERFACE
-  -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
+  $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror)
 # g++ 12 sees overlapping copies in std::string's own operator+ (GCC bug 105651).
 target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(TAVIK_SANITIZE)

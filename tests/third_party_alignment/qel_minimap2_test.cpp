@@ -223,7 +223,7 @@ TEST_F(QelMinimap2, DamagedIndexesAreRefusedOrWork) {
         EXPECT_EQ(Load(folder.Write("cut.mmi", good.substr(0, cut))) == nullptr, cut != 0) << cut;
         auto flipped = good;
         const auto at = i < 60 ? i : Random() % good.size();
-        flipped[at] = static_cast<char>(flipped[at] ^ (1U << Random() % 8));
+        flipped[at] = static_cast<char>(flipped[at] ^ (1 << Random() % 8));
         if (const auto index = Load(folder.Write("flipped.mmi", flipped))) {
             Align(index.get(), 0, reads[0]);
         }

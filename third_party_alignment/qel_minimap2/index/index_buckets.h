@@ -23,6 +23,8 @@ inline bool SameKey(std::uint64_t a, std::uint64_t b) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wunused-function"
 #pragma GCC diagnostic ignored "-Wcast-qual"
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 KHASH_INIT(minimizers, std::uint64_t, std::uint64_t, 1, HashOfKey, SameKey)
 #pragma GCC diagnostic pop
 

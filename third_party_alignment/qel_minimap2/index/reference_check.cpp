@@ -39,6 +39,8 @@ int ReadChecked(CheckedText* text, void* buffer, int size) {
 #pragma GCC diagnostic ignored "-Wunused-function"
 #pragma GCC diagnostic ignored "-Wsign-compare"
 #pragma GCC diagnostic ignored "-Wcast-qual"
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 KSEQ_INIT(CheckedText*, ReadChecked)
 #pragma GCC diagnostic pop
 

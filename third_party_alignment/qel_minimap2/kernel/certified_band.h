@@ -82,7 +82,9 @@ public:
         const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
             const int row = i + j;
             const int lane = i - window.base - (row >> 1);
-            return lane < 0 || lane >= kWidth ? kGiveUp : directions[static_cast<std::size_t>(row) * kWidth + lane];
+            return lane < 0 || lane >= kWidth
+                       ? kGiveUp
+                       : directions[static_cast<std::size_t>(row) * kWidth + static_cast<std::size_t>(lane)];
         };
         if (!path.Walk(call.target_length - 1, call.query_length - 1, direction)) {
             return {};

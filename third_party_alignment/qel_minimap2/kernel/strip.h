@@ -252,7 +252,7 @@ private:
 
     const Scoring& scoring;
     const StripConstants k;
-    StripLanes cells[N];
+    StripLanes cells[static_cast<std::size_t>(N)];
 };
 
 }  // namespace
