@@ -3,6 +3,9 @@ function(tavik_missing what package)
   message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
 endfunction()
 
+# A project that adds this one as a folder links these targets too, through ours.
+set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
+
 find_package(Threads REQUIRED)
 
 find_package(ZLIB)
