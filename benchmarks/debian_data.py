@@ -18,3 +18,8 @@ def flye_reads(folder):
     """A reference of 500 kb of E. coli, 945 long reads (8.4 Mb) and HiFi reads of it, the reads as .fastq.gz."""
     reference = next(unpacked("flye", folder).rglob("ecoli_500kb.fasta"))
     return (reference, *(reference.with_name(f"ecoli_500kb_reads{kind}.fastq.gz") for kind in ("", "_hifi")))
+
+
+def human_chromosome(folder):
+    """70 Mb of a human chromosome, as .fa.gz."""
+    return next(unpacked("smalt-examples", folder).rglob("hs37chrXtrunc.fa.gz"))
