@@ -231,7 +231,8 @@ class Documentation(AlignerTest):
         self.assertEqual(re.findall(r"^\| `(read_id|alignment_\w+)`", self.readme, re.MULTILINE), header.split("\t"))
 
     def test_readme_commands_work(self):
-        blocks = dict(re.findall(r"^```(sh|ini)\n(.*?)^```$", self.readme, re.MULTILINE | re.DOTALL))
+        blocks = {kind: "".join(re.findall(rf"^```{kind}\n(.*?)^```$", self.readme, re.MULTILINE | re.DOTALL))
+                  for kind in ("sh", "ini")}
         self.write("reads/a.fastq", SAMPLE.read_text())
         self.write("reads/b.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
         self.write("reference.fasta", REFERENCE.read_text())
