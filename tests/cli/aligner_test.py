@@ -2,6 +2,7 @@
 """The real program, end to end. Each class is one test of ctest."""
 
 import gzip
+import hashlib
 import os
 import re
 import subprocess
@@ -244,6 +245,11 @@ class Documentation(AlignerTest):
             self.assertEqual(done.returncode, 0, f"{command}\n{done.stdout}{done.stderr}")
         for script in re.findall(r"^scripts/\S+$", self.readme, re.MULTILINE):
             self.assertEqual(os.access(SOURCE / script, os.X_OK), True, script)
+
+    def test_changelog_names_the_bytes_of_the_output(self):
+        # Users compare runs of different versions: whoever changes a byte has to tell them.
+        checksum = hashlib.sha256((SOURCE / "tests" / "cli" / "checksums.txt").read_bytes()).hexdigest()[:12]
+        self.assertIn(f"output set `{checksum}`", (SOURCE / "CHANGELOG.md").read_text())
 
     def test_example_data_are_what_their_script_writes(self):
         subprocess.run([SOURCE / "examples" / "make-examples", self.folder], check=True)
