@@ -7,6 +7,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "common/logger.h"
+#include "common/summary_columns.h"
 #include "common/version.h"
 #include "processors/relative_path.h"
 #include "processors/summary_row.h"
@@ -65,7 +66,7 @@ std::string Aligner::GetLogFileName() {
 }
 
 std::string Aligner::GetSummaryFileName() {
-    return "alignment_summary.txt";
+    return Common::kSummaryFileName;
 }
 
 void Aligner::PrepareRun() {

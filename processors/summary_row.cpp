@@ -3,6 +3,8 @@
 #include <array>
 #include <charconv>
 
+#include "common/summary_columns.h"
+
 namespace Tavik {
 
 namespace {
@@ -26,10 +28,11 @@ void Append(std::string& row, float number) {
 }  // namespace
 
 std::string SummaryHeader() {
-    return "read_id\talignment_genome\talignment_genome_start\talignment_genome_end\t"
-           "alignment_strand_start\talignment_strand_end\talignment_num_insertions\t"
-           "alignment_num_deletions\talignment_num_aligned\talignment_num_correct\t"
-           "alignment_identity\talignment_accuracy\talignment_score\n";
+    std::string header;
+    for (const auto name : Common::kSummaryColumns) {
+        header.append(header.empty() ? "" : "\t").append(name);
+    }
+    return header + '\n';
 }
 
 std::string SummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+namespace Common {
+
+/// The file that holds a row per read, in the save folder of a run.
+inline constexpr char kSummaryFileName[] = "alignment_summary.txt";
+
+/// The names of its columns, in their order. What they mean stands in README.md.
+inline constexpr std::array<std::string_view, 13> kSummaryColumns = {
+    "read_id",
+    "alignment_genome",
+    "alignment_genome_start",
+    "alignment_genome_end",
+    "alignment_strand_start",
+    "alignment_strand_end",
+    "alignment_num_insertions",
+    "alignment_num_deletions",
+    "alignment_num_aligned",
+    "alignment_num_correct",
+    "alignment_identity",
+    "alignment_accuracy",
+    "alignment_score",
+};
+
+}  // namespace Common

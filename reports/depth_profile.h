@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Reports {
+
+/// How often the positions of one reference sequence are covered, in bins of equal width (the last may be narrower).
+/// An alignment covers all from its start to its end, deletions included.
+class DepthProfile {
+public:
+    /// `length` > 0 bases, in at most `most_bins` > 0 bins.
+    DepthProfile(std::int32_t length, std::size_t most_bins);
+
+    /// Covers [start, end), counted from 0; 0 <= start <= end <= length.
+    void Add(std::int32_t start, std::int32_t end);
+
+    std::int32_t BinWidth() const { return width; }
+
+    /// The mean depth of each bin.
+    std::vector<double> MeanDepths() const;
+
+private:
+    std::int32_t length;
+    std::int32_t width;
+    std::vector<std::uint64_t> covered;  // Bases, of alignments that begin or end in the bin.
+    std::vector<std::int64_t> whole;     // Change of the number of alignments that cover all of the bin.
+};
+
+}  // namespace Reports

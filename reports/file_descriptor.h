@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include <unistd.h>
+
+namespace Reports {
+
+/// Owns a file descriptor of the system.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int descriptor) : descriptor(descriptor) {}
+    ~FileDescriptor() {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    int Get() const { return descriptor; }
+
+private:
+    const int descriptor;
+};
+
+}  // namespace Reports

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Reports {
+
+/// Counts lengths in bases: each length apart below 65 536, above to 1 part in 32 768. Takes 4.5 MB at most.
+class LengthCounts {
+public:
+    /// `length` is 0 or more.
+    void Add(std::int32_t length);
+
+    std::uint64_t Count() const { return count; }
+    std::int32_t Longest() const { return longest; }
+
+    /// The middle length, or the mean of the two middle ones; 0 without lengths.
+    double Median() const;
+
+    /// The largest length of which it holds: what is at least as long has half of all bases. 0 without bases.
+    std::int32_t N50() const;
+
+    /// Calls `use(length, count)` for each length that occurs, in rising order. Above 65 535 the length is the
+    /// middle of those that are counted together, but never above the longest.
+    template <typename Use>
+    void ForEach(Use use) const {
+        for (std::size_t bin = 0; bin < bins.size(); ++bin) {
+            if (bins[bin] > 0) {
+                use(LengthOf(bin), bins[bin]);
+            }
+        }
+    }
+
+private:
+    std::int32_t LengthOf(std::size_t bin) const;
+    std::int32_t AtRank(std::uint64_t rank) const;
+
+    std::vector<std::uint64_t> bins;
+    std::uint64_t count = 0;
+    std::int32_t longest = 0;
+};
+
+}  // namespace Reports

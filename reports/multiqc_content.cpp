@@ -1,0 +1,73 @@
+#include "reports/multiqc_content.h"
+
+#include <nlohmann/json.hpp>
+
+#include "reports/page_data.h"
+
+namespace Reports {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kLongestName = 200;
+
+Json Column(const char* key, const char* title, const char* description, const char* format, const char* scale,
+            const Json& more) {
+    Json column = {{"title", title}, {"description", description}, {"format", format}, {"scale", scale}};
+    column.update(more);
+    return {{key, std::move(column)}};
+}
+
+std::string Text(const Json& json) {
+    return json.dump(2) + "\n";
+}
+
+}  // namespace
+
+std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
+    const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
+    // No shared_key: "read_count" would show millions of reads, and a small run as 0.
+    const Json columns = {
+        Column("reads", "Reads", "Rows of the alignment summary", "{:,.0f}", "Blues", Json::object()),
+        Column("aligned_percent", "Aligned", "Part of the reads with an accepted alignment", "{:,.1f}", "RdYlGn",
+               per_cent),
+        Column("n50", "N50", "N50 of the aligned parts of the reads, in aligned bases", "{:,.0f}", "Purples",
+               {{"suffix", " b"}}),
+        Column("median_identity", "Identity",
+               "Median identity of the aligned reads: correct / aligned bases, gaps left out", "{:,.2f}", "RdYlGn",
+               per_cent),
+        Column("aligned_bases", "Aligned bases", "Bases aligned to a base, right or wrong", "{:,.0f}", "Greens",
+               {{"suffix", " b"}}),
+    };
+    Json data = Json::object();
+    for (const auto& sample : samples) {
+        Json row = {{"reads", sample.reads}, {"n50", sample.lengths.N50()}, {"aligned_bases", sample.aligned_bases}};
+        if (sample.reads > 0) {
+            row["aligned_percent"] = 100.0 * static_cast<double>(sample.Aligned()) / static_cast<double>(sample.reads);
+        }
+        if (sample.identities.Count() > 0) {
+            row["median_identity"] = 100 * sample.identities.Median();
+        }
+        data[ForPage(sample.name, kLongestName)] = std::move(row);
+    }
+    return Text(
+        {{"id", "tavik_alignment"}, {"plot_type", "generalstats"}, {"pconfig", columns}, {"data", std::move(data)}});
+}
+
+std::string MultiqcReadsPlot(const std::vector<Sample>& samples) {
+    Json data = Json::object();
+    for (const auto& sample : samples) {
+        data[ForPage(sample.name, kLongestName)] = {
+            {"Aligned", sample.Aligned()}, {"Unmapped", sample.unmapped}, {"Rejected", sample.rejected}};
+    }
+    return Text(
+        {{"id", "tavik_alignment_reads"},
+         {"section_name", "Aligned reads"},
+         {"description", "Reads by what became of them. Rejected: the alignment covers too little of the read."},
+         {"plot_type", "bargraph"},
+         {"pconfig", {{"id", "tavik_alignment_reads_plot"}, {"title", "Tavik: aligned reads"}, {"ylab", "Reads"}}},
+         {"data", std::move(data)}});
+}
+
+}  // namespace Reports

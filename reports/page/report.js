@@ -1,0 +1,345 @@
+// What stands where on the page. The figures are those of tavik_report; here they are only put into coarser bins.
+
+const page = JSON.parse(document.getElementById("figures").textContent);
+const byId = (id) => document.getElementById(id);
+let sample = page.samples[0];
+let identityScale = "identity";
+
+function element(tag, text, attributes = {}) {
+  const made = document.createElement(tag);
+  if (text !== null) made.textContent = text;
+  for (const [name, value] of Object.entries(attributes)) made.setAttribute(name, value);
+  return made;
+}
+
+const sum = (list) => list.reduce((total, value) => total + value, 0);
+const perCent = (ratio, digits = 2) => (ratio === null ? "\u2013" : `${fixed(100 * ratio, digits)} %`);
+const share = (part, all) => (all > 0 ? perCent(part / all, 1) : "\u2013");
+
+// Few reads in narrow bins would be a comb.
+const mostBins = () => Math.min(Math.max(2 * Math.sqrt(sample.totals.aligned), 10), 40);
+
+// The value below which this share of the counts lies.
+function quantile(counts, ratio) {
+  const limit = ratio * sum(counts);
+  let passed = 0;
+  return counts.findIndex((count) => (passed += count) > limit);
+}
+
+function caption(id, text, header, rows) {
+  const figure = byId(id);
+  figure.querySelector("figcaption").textContent = text;
+  figure.querySelector("canvas").setAttribute("aria-label", `${figure.querySelector("h2").textContent}. ${text}`);
+  figure.querySelector("details")?.remove();
+  const details = element("details", null);
+  details.append(element("summary", "Figures as a table"));
+  details.addEventListener("toggle", () => {
+    if (details.querySelector("table") || !details.open) return;
+    const scroll = element("div", null, {class: "scroll", tabindex: 0, role: "region", "aria-label": "Figures"});
+    scroll.append(table(header, rows()));
+    details.append(scroll);
+  });
+  figure.append(details);
+}
+
+function table(header, rows) {
+  const made = element("table", null);
+  const head = element("tr", null);
+  header.forEach((name) => head.append(element("th", name, {scope: "col"})));
+  made.append(element("thead", null));
+  made.tHead.append(head);
+  made.append(tableBody(rows));
+  return made;
+}
+
+function tableBody(rows) {
+  const body = element("tbody", null);
+  for (const row of rows) {
+    const line = element("tr", null);
+    row.forEach((cell) => line.append(element("td", cell)));
+    body.append(line);
+  }
+  return body;
+}
+
+function showTotals() {
+  const t = sample.totals;
+  const cards = [
+    ["Reads", whole(t.reads), "rows of the summary"],
+    ["Aligned", share(t.aligned, t.reads), `${whole(t.aligned)} reads`, "main"],
+    ["Unmapped", share(t.unmapped, t.reads), `${whole(t.unmapped)} reads: no hit at all`, "third"],
+    ["Rejected", share(t.rejected, t.reads), `${whole(t.rejected)} reads: too little covered`, "other"],
+    ["Aligned bases", bases(t.aligned_bases), `${whole(t.aligned_bases)}, base to base`],
+    ["N50", bases(t.n50), "half of the aligned bases are in parts as long or longer"],
+    ["Median length", bases(t.median_length), "of the aligned parts"],
+    ["Longest", bases(t.longest), "aligned part"],
+    ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} of all bases; gaps left out`],
+    ["Accuracy", perCent(t.median_accuracy), `median of reads; ${perCent(t.accuracy)} of all bases; gaps counted`],
+  ];
+  if (t.mean_depth !== null) cards.push(["Mean depth", `${fixed(t.mean_depth, t.mean_depth < 10 ? 2 : 1)} \u00d7`, "aligned bases per reference base"]);
+  byId("totals").replaceChildren(...cards.map(([name, value, note, fill]) => {
+    const card = element("div", null);
+    const term = element("dt", null);
+    if (fill) {
+      const mark = element("i", null);
+      mark.style.background = `var(--${fill})`;
+      term.append(mark);
+    }
+    term.append(name);
+    card.append(term, element("dd", value), element("dd", note, {class: "note"}));
+    return card;
+  }));
+  byId("share").replaceChildren(...[[t.aligned, "main"], [t.unmapped, "third"], [t.rejected, "other"]].map(([part, fill]) => {
+    const bar = element("div", null);
+    bar.style.width = `${t.reads > 0 ? 100 * part / t.reads : 0}%`;
+    bar.style.background = `var(--${fill})`;
+    return bar;
+  }));
+  byId("verdict").textContent = t.aligned === 0
+    ? `None of ${whole(t.reads)} reads is aligned.`
+    : `${whole(t.aligned)} of ${whole(t.reads)} reads (${share(t.aligned, t.reads)}) are aligned. In half of them at least ` +
+      `${perCent(t.median_identity, 1)} of the aligned bases are correct, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
+  byId("warnings").hidden = sample.warnings.length === 0;
+  byId("warnings").replaceChildren(...sample.warnings.map((text) => element("li", text)));
+}
+
+// Bins of `step` from a histogram {first, counts}, `merge` of them made one; what lies below `low` goes to the first bar.
+function merged({first, counts}, merge, low, step) {
+  const bars = [];
+  const start = Math.floor(low / merge);
+  const end = Math.floor((first + counts.length - 1) / merge);
+  for (let bin = start; bin <= end; ++bin) bars.push({from: bin * merge * step, to: (bin + 1) * merge * step, count: 0});
+  counts.forEach((count, i) => { bars[Math.max(Math.floor((first + i) / merge) - start, 0)].count += count; });
+  return bars;
+}
+
+function showIdentity() {
+  const isQuality = identityScale === "quality";
+  const data = sample[identityScale];
+  const step = isQuality ? 0.5 : 0.1;
+  const low = data.first + Math.max(quantile(data.counts, 0.003), 0);
+  const span = data.first + data.counts.length - low;
+  const merge = (isQuality ? [1, 2, 4] : [1, 2, 5, 10, 20, 50]).find((width) => span / width <= 1.5 * mostBins()) || (isQuality ? 8 : 100);
+  const bars = merged(data, merge, low, step);
+  while (bars.length < 8) bars.unshift({from: bars[0] ? bars[0].from - merge * step : 0, to: bars[0] ? bars[0].from : merge * step, count: 0});
+  const median = sample.totals.median_identity;
+  const place = isQuality ? -10 * Math.log10(Math.max(1 - median, 1e-6)) : 100 * median;
+  const text = (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`);
+  const x = {type: "linear", offset: false, min: bars[0].from, max: bars[bars.length - 1].to, grid: {display: false},
+             title: title(isQuality ? "quality: \u221210 log\u2081\u2080(1 \u2212 identity)" : "identity, % of the aligned bases"),
+             ticks: {callback: (value) => (isQuality ? `Q${value}` : `${Number(value.toFixed(1))}`)}};
+  histogram("identity", bars, x, {
+    yTitle: "reads", markers: median === null ? [] : [{x: place, label: `median ${text(place)}`}],
+    label: (bar) => `${text(bar.from)} to ${text(bar.to)}`,
+  });
+  const below = sum(data.counts.slice(0, low - data.first));
+  caption("identity", "Reads by identity: correct bases among those aligned to a base, gaps left out." +
+    (below > 0 ? ` The first bar holds all reads below it, too.` : "") + (isQuality ? " Q10 is 90 %, Q20 is 99 % correct; Q50 and more are in the last bar." : ""),
+    ["from", "to", "reads"], () => bars.map(({from, to, count}) => [text(from), text(to), whole(count)]));
+}
+
+const lengthAt = (logarithm) => bases(Math.ceil(10 ** logarithm - 1e-6));
+
+function showLengths() {
+  const data = sample.lengths;
+  const merge = sample.totals.aligned < 1000 ? 2 : 1;
+  const bars = merged(data, merge, Math.max(data.first - 2, 0), 1 / data.per_decade);
+  const last = bars[bars.length - 1];
+  bars.push({from: last.to, to: last.to + merge / data.per_decade, count: 0});
+  histogram("lengths", bars, logAxis("aligned length, bases (logarithmic)", bars[0].from, last.to + merge / data.per_decade), {
+    yTitle: "reads",
+    markers: sample.totals.n50 > 0 ? [{x: Math.log10(sample.totals.n50), label: `N50 ${bases(sample.totals.n50)}`}] : [],
+    label: (bar) => `${lengthAt(bar.from)} to ${lengthAt(bar.to)}`,
+  });
+  caption("lengths", "Reads by the length of their aligned part. Half of all aligned bases are in parts as long as the N50 or longer.",
+    ["from", "to", "reads"], () => bars.map(({from, to, count}) => [lengthAt(from), lengthAt(to), whole(count)]));
+}
+
+// Cells [column, row, count] as {x, y, count}: `merge` rows or columns made one, those outside the view moved to its edge.
+function cellsOf(cells, place) {
+  const made = new Map();
+  for (const [column, row, count] of cells) {
+    const {x, y} = place(column, row);
+    const key = `${x[0]} ${y[0]}`;
+    if (made.has(key)) made.get(key).count += count;
+    else made.set(key, {x, y, count});
+  }
+  return [...made.values()];
+}
+
+function countsAlong(cells, direction) {
+  const counts = [];
+  for (const cell of cells) counts[cell[direction]] = (counts[cell[direction]] || 0) + cell[2];
+  return Array.from(counts, (count) => count || 0);
+}
+
+function showIdentityByLength() {
+  const {row_height: height, cells: fine} = sample.identity_by_length;
+  // An even number of bins makes a power of ten.
+  const half = sample.totals.aligned < 1000 ? 2 : 1;
+  const perDecade = sample.identity_by_length.per_decade / half;
+  const cells = fine.map(([column, row, count]) => [Math.floor(column / half), row, count]);
+  const columns = countsAlong(cells, 0);
+  const rows = countsAlong(cells, 1);
+  const lowest = Math.max(quantile(rows, 0.005), 0);
+  const merge = [1, 2, 4, 8].find((width) => (rows.length - lowest) / width <= mostBins()) || 16;
+  const from = Math.floor(lowest / merge) * merge;
+  const shown = cellsOf(cells, (column, row) => {
+    const low = Math.floor(Math.max(row, from) / merge) * merge;
+    return {x: [column / perDecade, (column + 1) / perDecade], y: [100 * low * height, 100 * Math.min((low + merge) * height, 1)]};
+  });
+  const first = columns.findIndex((count) => count > 0);
+  const x = logAxis("aligned length, bases (logarithmic)", Math.max(first - 1, 0) / perDecade, (Math.max(columns.length, first + 4) + 1) / perDecade);
+  const y = {min: 100 * from * height, max: 100, title: title("identity, % of the aligned bases")};
+  const label = (cell) => `${lengthAt(cell.x[0])} to ${lengthAt(cell.x[1])}, ${fixed(cell.y[0], 1)} to ${fixed(cell.y[1], 1)} %`;
+  heatMap("identity-by-length", shown, x, y, 1 / perDecade, label);
+  caption("identity-by-length", "How many reads have this length and this identity; the stronger the colour, the more, on a logarithmic scale." +
+    (lowest > 0 ? " The lowest row holds the reads below it, too." : ""),
+    ["cell", "reads"], () => shown.map((cell) => [label(cell), whole(cell.count)]));
+}
+
+function showIndels() {
+  const {width, cells} = sample.indels;
+  const end = (direction) => Math.max(quantile(countsAlong(cells, direction), 0.99) + 1, 1);
+  const [columns, rows] = [end(0), end(1)];
+  const merge = [1, 2, 5, 10, 20, 50].find((step) => Math.max(columns, rows) / step <= mostBins()) || 100;
+  const last = [Math.max(Math.ceil(columns / merge), 6) - 1, Math.max(Math.ceil(rows / merge), 6) - 1];
+  const bin = (index, direction) => {
+    const place = Math.min(Math.floor(index / merge), last[direction]);
+    return [place * merge * width, (place + 1) * merge * width];
+  };
+  const shown = cellsOf(cells, (column, row) => ({x: bin(column, 0), y: bin(row, 1)}));
+  const axis = (text, direction) => ({type: "linear", min: 0, max: (last[direction] + 1) * merge * width, title: title(text), grid: {},
+                                      ticks: {callback: (value) => Number(value.toFixed(2))}});
+  const text = (range, direction) => range[1] > last[direction] * merge * width + 1e-9 && range[0] > 0 && range[0] >= last[direction] * merge * width - 1e-9
+    ? `${fixed(range[0], 1)} or more` : `${fixed(range[0], 1)} to ${fixed(range[1], 1)}`;
+  const label = (cell) => `${text(cell.x, 0)} insertions, ${text(cell.y, 1)} deletions`;
+  heatMap("indels", shown, axis("inserted bases per 100 aligned bases", 0), axis("deleted bases per 100 aligned bases", 1), merge * width, label);
+  caption("indels", "How many reads have so many inserted and deleted bases; the last column and row hold what lies beyond, too.",
+    ["cell", "reads"], () => shown.map((cell) => [label(cell), whole(cell.count)]));
+}
+
+function showReadsPerReference() {
+  const top = 20;
+  const {rows, count, other_forward: forward, other_reverse: reverse} = sample.references;
+  const bars = rows.slice(0, top).filter((row) => row[2] + row[3] > 0).map(([name, , plus, minus]) => ({name, forward: plus, reverse: minus}));
+  const rest = rows.slice(bars.length);
+  if (count > bars.length && sum(rest.map((row) => row[2] + row[3])) + forward + reverse > 0) {
+    bars.push({name: `${whole(count - bars.length)} others`, forward: forward + sum(rest.map((row) => row[2])), reverse: reverse + sum(rest.map((row) => row[3]))});
+  }
+  stackedBars("reads-per-reference", bars, "aligned reads");
+  caption("reads-per-reference", `The ${top} reference sequences with most reads, and the rest together. A read counts for the strand its alignment is on.`,
+    ["sequence", "forward", "reverse"], () => bars.map((bar) => [bar.name, whole(bar.forward), whole(bar.reverse)]));
+}
+
+function showDepth() {
+  const depth = sample.depths[byId("sequence").value];
+  byId("depth").hidden = depth === undefined;
+  if (depth === undefined) return;
+  const points = depth.depths.map((y, i) => {
+    const from = i * depth.bin_width;
+    const to = Math.min(from + depth.bin_width, depth.length);
+    return {x: (from + to) / 2, y, from: from + 1, to};
+  });
+  area("depth", points, depth.length, "position, bases", "mean depth");
+  caption("depth", `How often a position of ${depth.name} (${bases(depth.length)}) is covered: means over ${whole(depth.bin_width)} bases, from ` +
+    "start to end of each alignment, deletions included.", ["from", "to", "depth"],
+    () => points.map(({from, to, y}) => [whole(from), whole(to), fixed(y, 2)]));
+}
+
+const referenceColumns = [
+  ["Sequence", (row) => row[0], (value) => value],
+  ["Length", (row) => row[1], whole],
+  ["Reads", (row) => row[2] + row[3], whole],
+  ["Forward", (row) => row[2], whole],
+  ["Reverse", (row) => row[3], whole],
+  ["Aligned bases", (row) => row[4], whole],
+  ["Identity", (row) => row[5], perCent],
+  ["Accuracy", (row) => row[6], perCent],
+  ["Mean depth", (row) => row[7], (value) => fixed(value, 2)],
+];
+
+function sortReferences(column, descending) {
+  const value = referenceColumns[column][1];
+  const compare = (a, b) => (typeof a === "string" ? a.localeCompare(b, "en", {numeric: true}) : a - b);
+  const rows = [...sample.references.rows].sort((a, b) => {
+    const [left, right] = [value(a), value(b)];
+    if (left === null || right === null) return (left === null) - (right === null);  // Unknown ones last.
+    return descending ? compare(right, left) : compare(left, right);
+  });
+  const made = byId("references");
+  made.tBodies[0].replaceWith(tableBody(rows.map((row) => referenceColumns.map(([, get, format]) => (get(row) === null ? "\u2013" : format(get(row)))))));
+  [...made.tHead.rows[0].cells].forEach((cell, i) => cell.setAttribute("aria-sort", i !== column ? "none" : descending ? "descending" : "ascending"));
+}
+
+function showReferences() {
+  const {rows, count} = sample.references;
+  byId("references-note").textContent = count > rows.length
+    ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with most reads. Identity and accuracy are those of all bases.`
+    : "Identity and accuracy are those of all bases.";
+  const made = byId("references");
+  made.replaceChildren(element("thead", null), element("tbody", null));
+  const head = element("tr", null);
+  referenceColumns.forEach(([name], column) => {
+    const cell = element("th", null, {scope: "col"});
+    const button = element("button", name, {type: "button"});
+    // Numbers begin with the largest, names with the first.
+    button.addEventListener("click", () => sortReferences(column, cell.getAttribute("aria-sort") === "none" ? column > 0 : cell.getAttribute("aria-sort") === "ascending"));
+    cell.append(button);
+    head.append(cell);
+  });
+  made.tHead.append(head);
+  sortReferences(2, true);
+}
+
+function showRun() {
+  const facts = sample.run.length > 0 ? sample.run : [["log file", "none beside the summary"]];
+  byId("run").replaceChildren(...facts.flatMap(([name, value]) => [element("dt", name), element("dd", value)]));
+}
+
+function showSamples() {
+  byId("samples-section").hidden = byId("sample-choice").hidden = page.samples.length < 2;
+  const columns = ["Sample", "Reads", "Aligned", "Unmapped", "Rejected", "Aligned bases", "N50", "Median length", "Median identity", "Median accuracy", "Mean depth"];
+  byId("samples").replaceWith(Object.assign(table(columns, page.samples.map(({name, totals: t}) =>
+    [name, whole(t.reads), share(t.aligned, t.reads), share(t.unmapped, t.reads), share(t.rejected, t.reads), bases(t.aligned_bases), bases(t.n50),
+     bases(t.median_length), perCent(t.median_identity), perCent(t.median_accuracy), t.mean_depth === null ? "\u2013" : fixed(t.mean_depth, 2)])), {id: "samples"}));
+  byId("sample").replaceChildren(...page.samples.map(({name}, i) => element("option", name, {value: i})));
+}
+
+function showCharts() {
+  const hasReads = sample.totals.aligned > 0;
+  for (const id of ["identity", "lengths", "identity-by-length", "indels", "reads-per-reference"]) byId(id).hidden = !hasReads;
+  if (hasReads) {
+    showIdentity();
+    showLengths();
+    showIdentityByLength();
+    showIndels();
+    showReadsPerReference();
+  }
+  showDepth();
+}
+
+function showSample() {
+  const date = sample.run.find(([name]) => name === "started");
+  byId("about").textContent = `${sample.name}${date ? `, aligned ${date[1]}` : ""}`;
+  byId("sequence").replaceChildren(...sample.depths.map(({name, length}, i) => element("option", `${name} (${bases(length)})`, {value: i})));
+  showTotals();
+  showReferences();
+  showRun();
+  showCharts();
+}
+
+byId("title").textContent = page.title;
+byId("maker").textContent = `Made by tavik_report ${page.version}. Charts by Chart.js (MIT licence, in this file).`;
+showSamples();
+byId("sample").addEventListener("change", (event) => { sample = page.samples[event.target.value]; showSample(); });
+byId("sequence").addEventListener("change", showDepth);
+for (const button of document.querySelectorAll("#identity button")) {
+  button.addEventListener("click", () => {
+    identityScale = button.dataset.scale;
+    for (const other of document.querySelectorAll("#identity button")) other.setAttribute("aria-pressed", String(other === button));
+    showIdentity();
+  });
+}
+let isStarted = false;
+followPaper(() => (isStarted ? showCharts() : (isStarted = true, showSample())));

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+/// What pages are made of, compiled into the program so that no file can be missing.
+namespace Reports::PageFiles {
+
+extern const std::string_view kPage;          ///< reports/page/report.html
+extern const std::string_view kStyle;         ///< reports/page/report.css
+extern const std::string_view kScript;        ///< reports/page/*.js, in the order of CMakeLists.txt.
+extern const std::string_view kChart;         ///< Chart.js, minified.
+extern const std::string_view kChartLicence;  ///< Its copyright and licence.
+
+}  // namespace Reports::PageFiles

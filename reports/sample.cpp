@@ -1,0 +1,134 @@
+#include "reports/sample.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <utility>
+
+#include "reports/shown_text.h"
+
+namespace Reports {
+
+Sample::Sample(std::string name, const ReferenceLengths& lengths, const Detail& detail)
+    : name(std::move(name)),
+      grid_lengths(kGridBinsPerDecade),
+      identity_by_length(grid_lengths.Count(), kGridIdentityBins),
+      indels(kIndelBins, kIndelBins),
+      references(lengths),
+      detail(detail) {
+    const auto& all = references.References();
+    std::vector<std::size_t> longest(all.size());
+    std::iota(longest.begin(), longest.end(), std::size_t{0});
+    const auto profiles = std::min(kDepthProfiles, longest.size());
+    std::partial_sort(longest.begin(), longest.begin() + static_cast<std::ptrdiff_t>(profiles), longest.end(),
+                      [&all](std::size_t a, std::size_t b) {
+                          return all[a].length != all[b].length ? all[a].length > all[b].length : a < b;
+                      });
+    for (std::size_t i = 0; i < profiles && all[longest[i]].length > 0; ++i) {
+        depths.emplace(longest[i], DepthProfile(all[longest[i]].length, detail.depth_bins));
+    }
+}
+
+void Sample::Add(const SummaryRow& row) {
+    ++reads;
+    if (!row.IsAligned()) {
+        ++(row.IsRejected() ? rejected : unmapped);
+        return;
+    }
+    const auto aligned = static_cast<std::uint64_t>(row.aligned);
+    aligned_bases += aligned;
+    correct += static_cast<std::uint64_t>(row.correct);
+    insertions += static_cast<std::uint64_t>(row.insertions);
+    deletions += static_cast<std::uint64_t>(row.deletions);
+    lengths.Add(row.aligned);
+    AddToReference(row);
+    if (aligned == 0) {
+        return;  // It has no identity.
+    }
+    const auto bin = RatioCounts::BinOf(row.correct, row.aligned);
+    identities.Add(row.correct, row.aligned);
+    accuracies.Add(row.correct, std::int64_t{row.aligned} + row.insertions + row.deletions);
+    identity_by_length.Add(grid_lengths.BinOf(row.aligned), bin / (RatioCounts::kBins / kGridIdentityBins));
+    indels.Add(static_cast<std::uint64_t>(row.insertions) * 1000 / aligned,
+               static_cast<std::uint64_t>(row.deletions) * 1000 / aligned);
+}
+
+void Sample::AddToReference(const SummaryRow& row) {
+    const auto hit = references.Find(row.genome);
+    auto& reference = references.At(hit.reference);
+    ++(hit.is_reverse ? reference.reverse : reference.forward);
+    reference.aligned += static_cast<std::uint64_t>(row.aligned);
+    reference.correct += static_cast<std::uint64_t>(row.correct);
+    reference.insertions += static_cast<std::uint64_t>(row.insertions);
+    reference.deletions += static_cast<std::uint64_t>(row.deletions);
+    if (reference.length == 0) {
+        return;
+    }
+    if (row.genome_end - 1 > reference.length) {
+        ++too_short_references;
+        reference.length = 0;
+        depths.erase(hit.reference);
+        return;
+    }
+    const auto depth = depths.find(hit.reference);
+    if (depth != depths.end()) {
+        depth->second.Add(row.genome_start - 1, row.genome_end - 1);
+    }
+}
+
+const DepthProfile* Sample::DepthOf(std::size_t reference) const {
+    const auto found = depths.find(reference);
+    return found == depths.end() ? nullptr : &found->second;
+}
+
+double Sample::MeanDepth() const {
+    std::uint64_t bases = 0;
+    std::uint64_t length = 0;
+    for (const auto& reference : references.References()) {
+        if (reference.length > 0) {
+            bases += reference.aligned;
+            length += static_cast<std::uint64_t>(reference.length);
+        }
+    }
+    return length == 0 ? -1 : static_cast<double>(bases) / static_cast<double>(length);
+}
+
+Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
+                   const std::function<void(std::uint64_t, std::uint64_t)>& progress) {
+    constexpr std::uint64_t kRowsPerProgress = 1U << 16U;
+    SummaryReader reader(path);
+    const auto parent = std::filesystem::path(path).parent_path();
+    const auto folder = parent.empty() ? "." : parent.string();
+    std::vector<std::string> warnings;
+    const auto reference_lengths = ReadSamReferences(folder, warnings);
+    Sample sample(name, reference_lengths, detail);
+    sample.folder = folder;
+    sample.warnings = std::move(warnings);
+    SummaryRow row;
+    while (reader.Next(row)) {
+        sample.Add(row);
+        if (sample.reads % kRowsPerProgress == 0) {
+            progress(reader.BytesRead(), reader.FileSize());
+        }
+    }
+    progress(reader.FileSize(), reader.FileSize());
+    if (reader.HalfLine() > 0) {
+        sample.warnings.push_back(path + ": line " + std::to_string(reader.HalfLine()) +
+                                  ": half a row, as an interrupted run leaves it; it is not counted");
+    }
+    if (sample.too_short_references > 0) {
+        sample.warnings.push_back(
+            path + ": alignments reach beyond the end of " + std::to_string(sample.too_short_references) +
+            " reference sequences: the SAM files beside it are another run's; their depth is left out");
+    }
+    const auto& ambiguous = sample.references.AmbiguousNames();
+    if (!ambiguous.empty()) {
+        sample.warnings.push_back(
+            path + ": " + std::to_string(ambiguous.size()) + " names, " + Shown(ambiguous.front()) +
+            " the first, mean a reference sequence or another one's reverse strand; counted as the latter");
+    }
+    sample.run = ReadRunFacts(folder);
+    return sample;
+}
+
+}  // namespace Reports

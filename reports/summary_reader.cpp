@@ -1,0 +1,217 @@
+#include "reports/summary_reader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "common/summary_columns.h"
+#include "reports/shown_text.h"
+
+namespace Reports {
+
+namespace {
+
+enum Column : std::size_t {
+    kReadId,
+    kGenome,
+    kGenomeStart,
+    kGenomeEnd,
+    kStrandStart,
+    kStrandEnd,
+    kInsertions,
+    kDeletions,
+    kAligned,
+    kCorrect,
+    kIdentity,
+    kAccuracy,
+    kScore,
+    kColumns
+};
+static_assert(kColumns == Common::kSummaryColumns.size());
+
+constexpr std::size_t kBlock = std::size_t{1} << 20U;
+// Names of references may be long, but not that long: something else is being read.
+constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
+
+// Six significant digits of a float: what the aligner writes of a part of one.
+constexpr double kRatioTolerance = 2e-6;
+
+std::string Name(std::size_t column) {
+    return std::string(Common::kSummaryColumns.at(column));
+}
+
+void Split(std::string_view line, std::vector<std::string_view>& cells) {
+    cells.clear();
+    while (true) {
+        const auto tab = line.find('\t');
+        cells.push_back(line.substr(0, tab));
+        if (tab == std::string_view::npos) {
+            return;
+        }
+        line.remove_prefix(tab + 1);
+    }
+}
+
+[[noreturn]] void Fail(const std::string& path) {
+    throw std::runtime_error(path + ": " + std::generic_category().message(errno));
+}
+
+}  // namespace
+
+SummaryReader::SummaryReader(const std::string& path)
+    : path(path), file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer(kBlock) {
+    struct stat status {};
+    if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
+        Fail(path);
+    }
+    file_size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+    std::string_view line;
+    if (!NextLine(line)) {
+        line_number = 1;
+        Refuse(half_line == 0 ? "the file is empty" : "the header has no end");
+    }
+    Split(line, cells);
+    if (!std::equal(cells.begin(), cells.end(), Common::kSummaryColumns.begin(), Common::kSummaryColumns.end())) {
+        Refuse("not the header of an alignment summary: " + Shown(line));
+    }
+}
+
+void SummaryReader::Refuse(const std::string& reason) const {
+    throw std::runtime_error(path + ": line " + std::to_string(line_number) + ": " + reason);
+}
+
+bool SummaryReader::Fill() {
+    std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(begin), buffer.begin() + static_cast<std::ptrdiff_t>(end),
+              buffer.begin());
+    end -= begin;
+    begin = 0;
+    if (end == buffer.size()) {
+        if (end >= kLongestLine) {
+            ++line_number;
+            Refuse("longer than 64 MiB, which no row is");
+        }
+        buffer.resize(2 * end);
+    }
+    ssize_t count = 0;
+    do {
+        count = ::read(file.Get(), buffer.data() + end, buffer.size() - end);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        Fail(path);
+    }
+    end += static_cast<std::size_t>(count);
+    bytes_read += static_cast<std::uint64_t>(count);
+    return count > 0;
+}
+
+bool SummaryReader::NextLine(std::string_view& line) {
+    std::size_t searched = 0;
+    while (true) {
+        const char* const start = buffer.data() + begin;
+        const void* const found = std::memchr(start + searched, '\n', end - begin - searched);
+        if (found != nullptr) {
+            const auto length = static_cast<std::size_t>(static_cast<const char*>(found) - start);
+            line = {start, length};
+            begin += length + 1;
+            ++line_number;
+            return true;
+        }
+        searched = end - begin;
+        if (!Fill()) {
+            half_line = searched == 0 ? 0 : line_number + 1;
+            return false;
+        }
+    }
+}
+
+std::int32_t SummaryReader::Number(std::string_view text, std::size_t column) const {
+    std::int32_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || rest != text.data() + text.size()) {
+        Refuse(Name(column) + " is not a whole number: " + Shown(text));
+    }
+    return number;
+}
+
+bool SummaryReader::Next(SummaryRow& row) {
+    std::string_view line;
+    if (!NextLine(line)) {
+        return false;
+    }
+    Split(line, cells);
+    if (cells.size() != kColumns) {
+        Refuse(std::to_string(cells.size()) + " columns in place of " + std::to_string(kColumns));
+    }
+    row.genome = cells[kGenome];
+    row.genome_start = Number(cells[kGenomeStart], kGenomeStart);
+    row.genome_end = Number(cells[kGenomeEnd], kGenomeEnd);
+    row.insertions = Number(cells[kInsertions], kInsertions);
+    row.deletions = Number(cells[kDeletions], kDeletions);
+    row.aligned = Number(cells[kAligned], kAligned);
+    row.correct = Number(cells[kCorrect], kCorrect);
+    Number(cells[kScore], kScore);
+    if (row.genome == "*") {
+        CheckUnaligned(row);
+    } else {
+        CheckAligned(row);
+    }
+    return true;
+}
+
+void SummaryReader::CheckUnaligned(const SummaryRow& row) const {
+    if (row.genome_start != -1 && row.genome_start != 0) {
+        Refuse(Name(kGenomeStart) + " of an unaligned read is neither -1 nor 0: " + Shown(cells[kGenomeStart]));
+    }
+    for (std::size_t column = kGenomeEnd; column < kColumns; ++column) {
+        if (cells[column] != "-1") {
+            Refuse(Name(column) + " of an unaligned read is not -1: " + Shown(cells[column]));
+        }
+    }
+}
+
+void SummaryReader::CheckAligned(const SummaryRow& row) const {
+    if (row.genome.empty()) {
+        Refuse(Name(kGenome) + " is empty");
+    }
+    const std::int64_t strand_start = Number(cells[kStrandStart], kStrandStart);
+    const std::int64_t strand_end = Number(cells[kStrandEnd], kStrandEnd);
+    if (row.genome_start < 1) {
+        Refuse(Name(kGenomeStart) + " of an aligned read is below 1: " + Shown(cells[kGenomeStart]));
+    }
+    if (strand_start < 0 || row.insertions < 0 || row.deletions < 0 || row.aligned < 0 || row.correct < 0) {
+        Refuse("a negative count of an aligned read");
+    }
+    if (row.correct > row.aligned) {
+        Refuse(Name(kCorrect) + " is larger than " + Name(kAligned));
+    }
+    if (std::int64_t{row.genome_start} + row.aligned + row.deletions != row.genome_end) {
+        Refuse(Name(kGenomeEnd) + " is not start + aligned + deletions: " + Shown(cells[kGenomeEnd]));
+    }
+    if (strand_start + row.aligned + row.insertions != strand_end) {
+        Refuse(Name(kStrandEnd) + " is not start + aligned + insertions: " + Shown(cells[kStrandEnd]));
+    }
+    CheckRatio(kIdentity, row.correct, row.aligned);
+    CheckRatio(kAccuracy, row.correct, std::int64_t{row.aligned} + row.insertions + row.deletions);
+}
+
+void SummaryReader::CheckRatio(std::size_t column, std::int64_t part, std::int64_t whole) const {
+    if (whole == 0) {
+        return;  // The aligner does not guard the division: the cell holds "nan" or the like.
+    }
+    const auto text = cells[column];
+    double ratio = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), ratio);
+    const auto expected = static_cast<double>(part) / static_cast<double>(whole);
+    if (error != std::errc() || rest != text.data() + text.size() || !(std::abs(ratio - expected) <= kRatioTolerance)) {
+        Refuse(Name(column) + " does not follow from the counts: " + Shown(text));
+    }
+}
+
+}  // namespace Reports
