@@ -27,7 +27,8 @@ TEST(FastQRecord, ValidationNamesTheFirstFault) {
         {"AC", "\x7fI", "Unsupported character in the Qstring: \x7f"},
         {"AC", "I\xc3", "Unsupported character in the Qstring: \xc3"},
     };
-    for (const auto& [sequence, qstring, message] : cases) {
+    for (const auto& [bases, qualities, message] : cases) {
+        const auto sequence = bases, qstring = qualities;
         FastQRecord record;
         EXPECT_EQ(ErrorOf([&] { record.Assign("@r", sequence, qstring); }), message);
         EXPECT_EQ(record.GetSequence(), sequence) << "the fields are assigned before they are validated";

@@ -92,7 +92,7 @@ TEST(SamHandler, FaultsAreNamed) {
         {"@HD\tVN:1.6\tSO:x\n@PG\tID:y\tPN:z\n" + Record("0", "5M", "\tNM:i:1\tAS:i:1\n"), "nothing thrown"},
     };
     for (const auto& [sam, error] : cases) {
-        EXPECT_EQ(Tests::ErrorOf([&] { Parse(sam); }), error) << sam;
+        EXPECT_EQ(Tests::ErrorOf([&, &text = sam] { Parse(text); }), error) << sam;
     }
     EXPECT_THROW(Parse("@SQ\tSN:a\tLN\n" + Record("4", "5M", "\n")), std::out_of_range);
 }
