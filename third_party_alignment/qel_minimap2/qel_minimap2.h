@@ -15,6 +15,10 @@ extern "C" {
 /// index: a folder, an unreadable or damaged file, an index of several parts or without its sequences, a
 /// sequence without a name. A readable reference with nothing in it gives an index of 0 sequences. Two
 /// sequences of one name are warned about. Any thread.
+///
+/// The index carries a table of our own where minimap2 keeps its hash tables. Only the four functions here may be given
+/// it, and only `n_seq` and, of the entries of `seq`, `name` and `len` may be read: to minimap2's functions it is
+/// empty.
 mm_idx_t* qelmm_load_index(const char* path);
 
 /// The number of occurrences in the index above which a minimizer is not used as a seed. It takes a pass over

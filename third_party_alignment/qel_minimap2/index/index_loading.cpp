@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "third_party_alignment/qel_minimap2/index/index_file.h"
-#include "third_party_alignment/qel_minimap2/index/minimizer_check.h"
 #include "third_party_alignment/qel_minimap2/index/reference_check.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
 #include "third_party_alignment/qel_minimap2/mapping/map_options.h"
@@ -70,7 +69,7 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
     }
 }
 
-// Has the library read a reference or an index.
+// Has the library index a reference.
 IndexPointer LoadWithLibrary(const std::string& path, int threads) {
     Options options;
     options.indexing.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
@@ -95,27 +94,13 @@ IndexPointer LoadReference(const std::string& path) {
     return index;
 }
 
-IndexPointer LoadPrebuilt(const std::string& path) {
-    IndexPointer index;
-    if (kernel::UsesOwnKernels()) {
-        index = LoadIndexFile(path);
-    } else {
-        CheckIndexFile(path);
-    }
-    if (!index) {
-        index = LoadWithLibrary(path, 1);
-    }
-    CheckMinimizers(*index);
-    return index;
-}
-
 }  // namespace
 
 IndexPointer LoadIndex(const char* given_path) {
     // minimap2 takes "-" for standard input.
     const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
     RequireRegularFile(path);
-    auto index = HasIndexMagic(path) ? LoadPrebuilt(path) : LoadReference(path);
+    auto index = HasIndexMagic(path) ? LoadIndexFile(path, kernel::UsesOwnKernels()) : LoadReference(path);
     WarnOfDuplicateName(*index, path);
     return index;
 }

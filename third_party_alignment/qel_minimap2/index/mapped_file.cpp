@@ -51,18 +51,12 @@ MappedFile::MappedFile(const std::string& path) {
     data = static_cast<unsigned char*>(mapping);
 }
 
-void MappedFile::ReleaseBefore(const unsigned char* position) {
-    constexpr std::size_t kStep = std::size_t{16} << 20U;  // Whole pages, and few system calls.
-    const auto end = static_cast<std::size_t>(position - data) / kStep * kStep;
-    if (end > released) {
-        ReleaseFrom(released, end);
-        released = end;
-    }
-}
-
-void MappedFile::ReleaseFrom(std::size_t begin, std::size_t end) const {
-    if (end > begin) {
-        ::madvise(data + begin, end - begin, MADV_DONTNEED);
+void MappedFile::Release(const unsigned char* begin, const unsigned char* end) const {
+    static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const auto from = (static_cast<std::size_t>(begin - data) + page - 1) / page * page;
+    const auto to = static_cast<std::size_t>(end - data) / page * page;
+    if (to > from) {
+        ::madvise(data + from, to - from, MADV_DONTNEED);
     }
 }
 

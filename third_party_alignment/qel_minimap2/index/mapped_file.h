@@ -5,7 +5,7 @@
 
 namespace qel_minimap2 {
 
-/// A file's content in memory, to be read once from front to back.
+/// A file's content in memory, of which each part is read once.
 class MappedFile {
 public:
     /// Throws std::runtime_error with the system's reason.
@@ -18,17 +18,13 @@ public:
     /// In bytes.
     std::size_t Size() const { return size; }
 
-    /// Lets go of the memory that what was read so far takes; reading it again brings it back.
-    void Release() { ReleaseFrom(0, size); }
-    /// The same for what lies before `position`, from time to time.
-    void ReleaseBefore(const unsigned char* position);
+    /// Lets go of the memory that what lies between the two takes, as far as these are whole pages; reading it again
+    /// brings it back. Any thread.
+    void Release(const unsigned char* begin, const unsigned char* end) const;
 
 private:
-    void ReleaseFrom(std::size_t begin, std::size_t end) const;
-
     unsigned char* data = nullptr;
     std::size_t size = 0;
-    std::size_t released = 0;  // Bytes at the start that ReleaseBefore is done with.
 };
 
 }  // namespace qel_minimap2

@@ -1,0 +1,30 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+
+#include "tests/third_party_alignment/qel_minimap2/index/index_mutants.h"
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "usage: benchmarks/index-check N SEED\n";
+        return 2;
+    }
+    constexpr std::size_t kBases = 1000000, kReads = 60;
+    Tests::IndexMutants mutants(static_cast<std::uint32_t>(std::atol(argv[2])), kBases, kReads);
+    Tests::MutantFigures figures;
+    mutants.Try(std::atol(argv[1]), figures);
+    long changed = 0;
+    for (const auto& [what, count] : figures.changed) {
+        changed += count;
+    }
+    std::cout << figures.refused << " refused, " << figures.alike << " accepted with the same records, " << changed
+              << " accepted with others:\n";
+    for (const auto& [what, count] : figures.changed) {
+        std::cout << "  " << count << "  " << what << '\n';
+    }
+    if (!figures.failure.empty()) {
+        std::cout << "FAILED: " << figures.failure << '\n';
+    }
+    return figures.failure.empty() ? 0 : 1;
+}

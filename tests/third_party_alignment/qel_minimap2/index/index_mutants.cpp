@@ -1,0 +1,210 @@
+#include "tests/third_party_alignment/qel_minimap2/index/index_mutants.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/common/texts.h"
+#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
+
+namespace Tests {
+
+namespace {
+
+constexpr int kRefused = 0, kAlike = 1, kChanged = 2;
+constexpr rlim_t kSeconds = 20;  // Of CPU time.
+constexpr long kMostKib = 1L << 20U;
+constexpr std::size_t kReadBases = 1000;
+
+template <typename T>
+T Number(const std::string& index, std::size_t at) {
+    T number{};
+    std::memcpy(&number, index.data() + at, sizeof number);
+    return number;
+}
+
+}  // namespace
+
+IndexParts::IndexParts(const std::string& index) {
+    std::size_t at = names_begin;
+    for (auto left = Number<std::uint32_t>(index, 16); left > 0; --left) {
+        at += std::size_t{5} + static_cast<unsigned char>(index[at]);
+    }
+    for (std::uint64_t left = std::uint64_t{1} << Number<std::uint32_t>(index, 12); left > 0; --left) {
+        const auto keys_at = at + 4 + std::size_t{8} * Number<std::uint32_t>(index, at);
+        const auto end = keys_at + 4 + std::size_t{16} * Number<std::uint32_t>(index, keys_at);
+        buckets.push_back({at, keys_at, end});
+        at = end;
+    }
+    bases_begin = at;
+}
+
+std::string IndexParts::PartOf(std::size_t offset) const {
+    if (offset < names_begin || offset >= bases_begin) {
+        return offset < names_begin ? "header" : "bases";
+    }
+    if (offset < buckets.front().begin) {
+        return "name or length";
+    }
+    const auto after = std::upper_bound(buckets.begin(), buckets.end(), offset,
+                                        [](std::size_t place, const Bucket& bucket) { return place < bucket.end; });
+    const bool in_keys = offset >= after->key_count_at;
+    const auto place = offset - (in_keys ? after->key_count_at : after->begin);
+    return place < 4 ? "count" : !in_keys ? "position" : (place - 4) % 16 < 8 ? "key" : "value";
+}
+
+IndexMutants::IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t read_count) : generator(seed) {
+    const auto repeat = RandomBases(bases / 40);
+    std::string sequence;
+    while (sequence.size() < bases) {
+        sequence += RandomBases(bases / 10) + repeat;
+    }
+    std::string text = ">long\n";
+    text.append(sequence)
+        .append("\n>short\n")
+        .append(RandomBases(3000))
+        .append("NNN")
+        .append(RandomBases(500))
+        .append("\n");
+    const auto fasta = folder.Write("reference.fa", text);
+    for (std::size_t at = 0; at + kReadBases <= sequence.size(); at += sequence.size() / read_count) {
+        reads.push_back(sequence.substr(at, kReadBases));
+    }
+    for (const std::string preset : {"map-ont", "map-pb", "asm5", "sr"}) {
+        for (const auto k : {6, 13, 15, 19, 22, 23, 28}) {
+            const auto options = "-x " + preset + " -k " + std::to_string(k);
+            const auto command = "minimap2 " + options + " -d " + folder.Path("sound") + " " + fasta + " 2> /dev/null";
+            if (std::system(command.c_str()) != 0) {
+                throw std::runtime_error(command);
+            }
+            sound.push_back({options, ReadAll(folder.Path("sound")), Records(folder.Path("sound"))});
+        }
+    }
+}
+
+std::string IndexMutants::RandomBases(std::size_t count) {
+    std::string bases(count, 'A');
+    std::generate(bases.begin(), bases.end(), [this] { return "ACGT"[generator() >> 30U]; });
+    return bases;
+}
+
+// The records of all reads, or nothing for an index that is refused.
+std::string IndexMutants::Records(const std::string& path) const {
+    mm_idx_t* const index = qelmm_load_index(path.c_str());
+    if (index == nullptr) {
+        return "";
+    }
+    std::string records;
+    const auto threshold = qelmm_cache_idx_occ_thres(index);
+    for (auto bases : reads) {
+        std::string name = "read";
+        mm_bseq1_t read{};
+        read.l_seq = static_cast<int>(bases.size());
+        read.name = name.data();
+        read.seq = bases.data();
+        char* const text = qelmm_align(index, threshold, read);
+        records += text;
+        std::free(text);
+    }
+    qelmm_unload_index(index);
+    return records;
+}
+
+std::string IndexMutants::ChangeCountOrStart(std::string& index, const IndexParts& parts) {
+    const auto& bucket = parts.buckets[Below(parts.buckets.size())];
+    const auto entries = (bucket.end - bucket.key_count_at - 4) / 16;
+    const auto kind = Below(4);
+    auto at = kind == 0 ? bucket.begin : bucket.key_count_at;
+    if (kind > 1 && entries > 0) {
+        at += 4 + 16 * Below(entries) + 8 + (kind == 3 ? 4 : 0);
+    }
+    const auto number = Number<std::uint32_t>(index, at);
+    const std::uint32_t changed[] = {number + 1, number - 1, number * 2, number + 1000, 0, 1, UINT32_MAX};
+    std::memcpy(&index[at], &changed[Below(std::size(changed))], sizeof number);
+    return "changed count or start, " + parts.PartOf(at);
+}
+
+std::string IndexMutants::SwapBuckets(std::string& index, const IndexParts& parts) {
+    auto first = Below(parts.buckets.size()), second = Below(parts.buckets.size());
+    if (first > second) {
+        std::swap(first, second);
+    }
+    const auto& a = parts.buckets[first];
+    const auto& b = parts.buckets[second];
+    if (first != second) {
+        const auto between = index.substr(a.end, b.begin - a.end);
+        index.replace(a.begin, b.end - a.begin,
+                      index.substr(b.begin, b.end - b.begin) + between + index.substr(a.begin, a.end - a.begin));
+    }
+    return "swapped buckets";
+}
+
+std::string IndexMutants::Damage(std::string& index) {
+    const IndexParts parts(index);
+    // The names and the header are few bytes; without this they would hardly ever be hit.
+    auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());
+    const auto size = std::min(std::size_t{1} << Below(14), index.size() - at);
+    const auto where = parts.PartOf(at);
+    switch (Below(7)) {
+        case 0:
+            index[at] = static_cast<char>(index[at] ^ (1 << Below(8)));
+            return "flipped bit, " + where;
+        case 1:
+            index[at] = static_cast<char>(generator());
+            return "other byte, " + where;
+        case 2:
+            index.replace(at, size, size, '\0');
+            return "zeroed " + std::to_string(size) + " bytes, " + where;
+        case 3: {  // What a copy leaves that stopped early: the rest is zeros, ones or what was there before.
+            const auto rest = index.size() - at;
+            const auto filling = Below(3);
+            index.replace(at, rest,
+                          filling == 2 ? index.substr(0, rest) : std::string(rest, filling == 0 ? '\0' : '\xff'));
+            return "cut and refilled, " + where;
+        }
+        case 4:
+            index.replace(at, size, index.substr(Below(index.size() - size + 1), size));
+            return "block from elsewhere, " + where;
+        case 5:
+            return SwapBuckets(index, parts);
+        default:
+            return ChangeCountOrStart(index, parts);
+    }
+}
+
+void IndexMutants::Try(long count, MutantFigures& figures) {
+    for (; count > 0 && figures.failure.empty(); --count) {
+        const auto& [options, content, records] = sound[Below(sound.size())];
+        auto mutant = content;
+        const auto what = Damage(mutant);
+        const auto path = folder.Write("mutant", mutant);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const rlimit limit{kSeconds, kSeconds};
+            ::setrlimit(RLIMIT_CPU, &limit);
+            ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+            const auto found = Records(path);
+            ::_exit(found.empty() ? kRefused : found == records ? kAlike : kChanged);
+        }
+        int status = 0;
+        rusage usage{};
+        ::wait4(child, &status, 0, &usage);
+        if (!WIFEXITED(status) || WEXITSTATUS(status) > kChanged || usage.ru_maxrss > kMostKib) {
+            figures.failure = options;
+            figures.failure.append(": ").append(what).append(": wait status ").append(std::to_string(status));
+            figures.failure.append(", ").append(std::to_string(usage.ru_maxrss)).append(" KiB");
+        } else if (WEXITSTATUS(status) == kChanged) {
+            ++figures.changed[what];
+        } else {
+            ++(WEXITSTATUS(status) == kRefused ? figures.refused : figures.alike);
+        }
+    }
+}
+
+}  // namespace Tests

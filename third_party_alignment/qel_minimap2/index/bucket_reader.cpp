@@ -1,0 +1,97 @@
+#include "third_party_alignment/qel_minimap2/index/bucket_reader.h"
+
+#include <cstring>
+
+namespace qel_minimap2 {
+
+namespace {
+
+std::uint64_t Load64(const unsigned char* bytes) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes, sizeof(value));
+    return value;
+}
+
+}  // namespace
+
+// A key's lowest bit tells whether the value is the minimizer's one position; else it is where its list begins among
+// the bucket's positions (upper 32 bits) and how many it has (lower).
+void BucketReader::Read(std::uint64_t bucket) {
+    const auto stored = layout.Bucket(bucket);
+    builder.StartBucket(bucket, stored);
+    list_sizes.assign(stored.position_count, 0);
+    claimed = 0;
+    const auto& header = layout.Header();
+    const std::uint64_t key_limit = std::uint64_t{1} << (2 * header.k);
+    for (std::uint64_t i = 0; i < stored.key_count; ++i) {
+        const auto key = Load64(stored.entries + i * 16);
+        const auto value = Load64(stored.entries + i * 16 + 8);
+        const auto minimizer = (key >> 1U) << header.bucket_bits | bucket;
+        if (key >> 1U > key_limit >> header.bucket_bits || minimizer >= key_limit) {
+            throw DamagedIndex("an impossible minimizer");
+        }
+        if ((key & 1U) != 0) {
+            CheckPosition(value);
+            sample.Add(minimizer, value, worker);
+        } else {
+            ReadRepeated(minimizer, value, stored);
+        }
+        if (!builder.Insert(bucket, key, value)) {
+            throw DamagedIndex("a minimizer that stands twice");
+        }
+    }
+    CheckLists(stored);
+}
+
+void BucketReader::ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored) {
+    const auto begin = value >> 32U;
+    const auto count = value & 0xFFFFFFFFU;
+    if (count == 0 || begin + count > stored.position_count) {
+        throw DamagedIndex("positions outside their list");
+    }
+    claimed += count;
+    if (claimed > stored.position_count || list_sizes[begin] != 0) {
+        throw DamagedIndex("positions that belong to two minimizers");
+    }
+    list_sizes[begin] = static_cast<std::uint32_t>(count);
+    std::uint64_t last = 0;
+    for (auto i = begin; i < begin + count; ++i) {
+        const auto position = Load64(stored.positions + i * sizeof(std::uint64_t));
+        CheckPosition(position);
+        if (i > begin && position <= last) {
+            throw DamagedIndex("positions that are not sorted");
+        }
+        last = position;
+        sample.Add(minimizer, position, worker);
+    }
+}
+
+// Each position of the bucket belongs to one minimizer. minimap2 never asks, but a few positions that many claim make
+// one read take minutes.
+void BucketReader::CheckLists(const StoredBucket& stored) const {
+    std::uint64_t begin = 0;
+    while (begin < stored.position_count) {
+        const auto size = list_sizes[begin];
+        if (size == 0) {
+            throw DamagedIndex("positions that belong to no minimizer");
+        }
+        for (auto i = begin + 1; i < begin + size; ++i) {
+            if (list_sizes[i] != 0) {
+                throw DamagedIndex("positions that belong to two minimizers");
+            }
+        }
+        begin += size;
+    }
+}
+
+// Sequence number, 0-based position of the k-mer's last base, and strand.
+void BucketReader::CheckPosition(std::uint64_t position) const {
+    const auto sequence = position >> 32U;
+    const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
+    const auto& sequences = layout.Sequences();
+    if (sequence >= sequences.size() || last_base >= sequences[sequence].length || last_base + 1 < layout.Header().k) {
+        throw DamagedIndex("a position outside its sequence");
+    }
+}
+
+}  // namespace qel_minimap2

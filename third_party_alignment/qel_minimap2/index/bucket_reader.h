@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "third_party_alignment/qel_minimap2/index/index_builder.h"
+#include "third_party_alignment/qel_minimap2/index/index_layout.h"
+#include "third_party_alignment/qel_minimap2/index/minimizer_sample.h"
+
+namespace qel_minimap2 {
+
+/// Reads buckets of a prebuilt index into a new one and checks every count, position and key that minimap2 would follow
+/// without a look. One for each thread.
+class BucketReader {
+public:
+    BucketReader(const IndexLayout& layout, MinimizerSample& sample, IndexBuilder& builder, unsigned worker)
+        : layout(layout), sample(sample), builder(builder), worker(worker) {}
+
+    /// Throws std::runtime_error for a damaged bucket, and std::bad_alloc.
+    void Read(std::uint64_t bucket);
+
+private:
+    void CheckPosition(std::uint64_t position) const;
+    void ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored);
+    void CheckLists(const StoredBucket& stored) const;
+
+    const IndexLayout& layout;
+    MinimizerSample& sample;
+    IndexBuilder& builder;
+    const unsigned worker;
+    // For each position of the bucket where the list of a minimizer begins, how many it has.
+    std::vector<std::uint32_t> list_sizes;
+    std::uint64_t claimed = 0;  // The sum of them.
+};
+
+}  // namespace qel_minimap2
