@@ -1,5 +1,7 @@
 #include "reports/multiqc_content.h"
 
+#include <cmath>
+
 #include <nlohmann/json.hpp>
 
 #include "reports/page_data.h"
@@ -47,7 +49,8 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
             row["aligned_percent"] = 100.0 * static_cast<double>(sample.Aligned()) / static_cast<double>(sample.reads);
         }
         if (sample.identities.Count() > 0) {
-            row["median_identity"] = 100 * sample.identities.Median();
+            // Known to a thousandth of a per cent.
+            row["median_identity"] = std::round(1e5 * sample.identities.Median()) / 1e3;
         }
         data[ForPage(sample.name, kLongestName)] = std::move(row);
     }

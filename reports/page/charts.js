@@ -35,13 +35,16 @@ const markerLines = {
       if (pixel < area.left || pixel > area.right) return;
       const isRight = pixel > (area.left + area.right) / 2;
       ctx.save();
-      ctx.strokeStyle = ctx.fillStyle = colour("mark");
-      ctx.lineWidth = 2;
-      ctx.setLineDash([6, 4]);
-      ctx.beginPath();
-      ctx.moveTo(pixel, area.top);
-      ctx.lineTo(pixel, area.bottom);
-      ctx.stroke();
+      // On a line of the paper's colour, so that it stands out from the bars too.
+      for (const [name, width, dashes] of [["card", 5, []], ["mark", 2, [6, 4]]]) {
+        ctx.strokeStyle = ctx.fillStyle = colour(name);
+        ctx.lineWidth = width;
+        ctx.setLineDash(dashes);
+        ctx.beginPath();
+        ctx.moveTo(pixel, area.top);
+        ctx.lineTo(pixel, area.bottom);
+        ctx.stroke();
+      }
       ctx.font = `600 12px ${Chart.defaults.font.family}`;
       ctx.textAlign = isRight ? "right" : "left";
       ctx.fillText(label, pixel + (isRight ? -6 : 6), area.top - 6 - 14 * i);
@@ -188,7 +191,8 @@ function followPaper(redraw) {
   addEventListener("beforeprint", () => {
     theme = root.dataset.theme;
     show("light");
-    for (const chart of drawn.values()) chart.resize(700, Math.min(chart.height, 520));
+    // The width of A4 and Letter inside margins and frame.
+    for (const chart of drawn.values()) chart.resize(660, chart.canvas.parentNode.clientHeight);
   });
   addEventListener("afterprint", () => {
     show(theme);

@@ -1,0 +1,140 @@
+"""The figures of a report, computed from the rows in the plainest way: all values in memory, sorted."""
+
+import json
+import math
+import re
+import statistics
+from collections import Counter
+
+WHOLE = ("genome_start", "genome_end", "num_insertions", "num_deletions", "num_aligned", "num_correct")
+
+
+def read_rows(summary):
+    header, *lines = summary.read_text(errors="surrogateescape").split("\n")[:-1]
+    names = [name.removeprefix("alignment_") for name in header.split("\t")]
+    rows = [dict(zip(names, line.split("\t"))) for line in lines]
+    for row in rows:
+        row.update({name: int(row[name]) for name in WHOLE})
+    return rows
+
+
+def read_references(folder):
+    """Length by name."""
+    lines = (line for sam in folder.rglob("*.sam") for line in sam.read_text(errors="surrogateescape").split("\n"))
+    return {sn[3:]: int(ln[3:]) for tag, sn, ln, *_ in (line.split("\t") for line in lines if line[:3] == "@SQ")}
+
+
+def n50(lengths):
+    passed = 0
+    for length in sorted(lengths, reverse=True):
+        passed += length
+        if 2 * passed >= sum(lengths):
+            return length
+    return 0
+
+
+def figures(summary):
+    """What a page must show of one summary, as it stands in the page's data."""
+    rows = read_rows(summary)
+    references = read_references(summary.parent)
+    hits = [row for row in rows if row["genome"] != "*"]
+    aligned, correct, insertions, deletions = (
+        [row[f"num_{name}"] for row in hits] for name in ("aligned", "correct", "insertions", "deletions"))
+    identity = [c / a for c, a in zip(correct, aligned)]
+    accuracy = [c / (a + i + d) for c, a, i, d in zip(correct, aligned, insertions, deletions)]
+    totals = {
+        "reads": len(rows), "aligned": len(hits),
+        "unmapped": sum(row["genome_start"] == -1 for row in rows), "rejected": sum(row["genome_start"] == 0 for row in rows),
+        "aligned_bases": sum(aligned), "correct_bases": sum(correct), "insertions": sum(insertions), "deletions": sum(deletions),
+        "n50": n50(aligned), "median_length": statistics.median(aligned), "longest": max(aligned),
+        "identity": sum(correct) / sum(aligned), "accuracy": sum(correct) / (sum(aligned) + sum(insertions) + sum(deletions)),
+        "median_identity": statistics.median(identity), "median_accuracy": statistics.median(accuracy),
+        "mean_depth": sum(aligned) / sum(references.values()) if references else None,
+    }
+
+    def length_bin(length, per_decade):
+        return math.floor(per_decade * math.log10(length) + 1e-9)
+
+    def quality_bin(part, whole):
+        share = part * 100_000 // whole
+        return 100 if share == 100_000 else min(math.floor(-20 * math.log10(1 - (share + 0.5) / 100_000)), 100)
+
+    return {
+        "totals": totals,
+        "identity": Counter(min(c * 1000 // a, 999) for c, a in zip(correct, aligned)),
+        "quality": Counter(quality_bin(c, a) for c, a in zip(correct, aligned)),
+        "lengths": Counter(length_bin(a, 20) for a in aligned),
+        "identity_by_length": Counter((length_bin(a, 10), min(c * 200 // a, 199)) for c, a in zip(correct, aligned)),
+        "indels": Counter((min(i * 1000 // a, 399), min(d * 1000 // a, 399)) for a, i, d in zip(aligned, insertions, deletions)),
+        "references": per_reference(hits, references),
+        "depths": {name: depth_bins(hits, name, length) for name, length in references.items()},
+    }
+
+
+def strand_of(genome, references):
+    return (genome, False) if genome in references or not genome.endswith("_rc") else (genome[:-3], True)
+
+
+def per_reference(hits, references):
+    """Per name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth."""
+    table = {}
+    for row in hits:
+        name, is_reverse = strand_of(row["genome"], references)
+        counts = table.setdefault(name, Counter())
+        counts["reverse" if is_reverse else "forward"] += 1
+        counts.update({key: row[f"num_{key}"] for key in ("aligned", "correct", "insertions", "deletions")})
+    return {name: (references.get(name), c["forward"], c["reverse"], c["aligned"], c["correct"] / c["aligned"],
+                   c["correct"] / (c["aligned"] + c["insertions"] + c["deletions"]),
+                   c["aligned"] / references[name] if name in references else None) for name, c in table.items()}
+
+
+def depth_bins(hits, name, length):
+    """The mean depths of up to 400 bins."""
+    width = -(-length // 400)
+    covered = [0] * -(-length // width)
+    for row in hits:
+        if row["genome"] in (name, name + "_rc"):
+            for start in range((row["genome_start"] - 1) // width * width, row["genome_end"] - 1, width):
+                covered[start // width] += min(start + width, row["genome_end"] - 1) - max(start, row["genome_start"] - 1)
+    return [bases / (min((i + 1) * width, length) - i * width) for i, bases in enumerate(covered)]
+
+
+def page_data(page):
+    return json.loads(re.search(r'<script type="application/json" id="figures">(.*?)</script>', page.read_text(), re.DOTALL)[1])
+
+
+def differences(shown, expected):
+    """What a sample of a page shows otherwise than `expected`, as texts."""
+    found = []
+
+    def compare(what, one, other, tolerance=1e-6):
+        # Figures are rounded to 6 digits; medians of ratios are known to 0.00001.
+        same = (one is None) == (other is None) and (one is None or abs(one - other) <= tolerance)
+        if not same:
+            found.append(f"{what}: {one}, expected {other}")
+
+    for name, value in expected["totals"].items():
+        compare(name, shown["totals"][name], value, {"median_identity": 6e-6, "median_accuracy": 6e-6, "mean_depth": 6e-5}.get(name, 1e-6))
+    for name in ("identity", "quality", "lengths"):
+        counts = {shown[name]["first"] + i: count for i, count in enumerate(shown[name]["counts"]) if count}
+        if counts != expected[name]:
+            found.append(f"{name}: {counts}, expected {expected[name]}")
+    for name in ("identity_by_length", "indels"):
+        merged = round(shown[name].get("row_height", 0) * 200) or round(shown[name]["width"] * 10)
+        cells = Counter()
+        for (column, row), count in expected[name].items():
+            cells[column if name == "identity_by_length" else column // merged, row // merged] += count
+        if {(column, row): count for column, row, count in shown[name]["cells"]} != cells:
+            found.append(f"{name}: other cells")
+    rows = {row[0]: row[1:] for row in shown["references"]["rows"] if row[2] + row[3] > 0}
+    for name, figures_of_one in expected["references"].items():
+        for i, value in enumerate(figures_of_one):
+            compare(f"{name}, figure {i}", rows[name][i], value, 6e-5 if i == 6 else 1e-6)
+    if rows.keys() != expected["references"].keys():
+        found.append("other reference sequences")
+    for depth in shown["depths"]:
+        for one, other in zip(depth["depths"], expected["depths"][depth["name"]], strict=True):
+            compare(f"depth of {depth['name']}", one, other, 0.0051)
+    if {depth["name"] for depth in shown["depths"]} != expected["depths"].keys():
+        found.append("depths of other sequences")
+    return found

@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""tavik_report, end to end, without a browser. Each class is one test of ctest."""
+
+import gzip
+import json
+import subprocess
+import unittest
+
+from aligner_run import READS, REFERENCE, SOURCE
+from report_figures import differences, figures
+from report_run import HEADER, REPORT, ReportTest, row
+
+FILES = ("alignment_report.html", "alignment_report_mqc.json", "alignment_report_reads_mqc.json")
+
+
+class Options(ReportTest):
+    def test_help_is_that_of_the_readme_and_wrong_options_have_their_status(self):
+        usage = self.run_report("-h").stdout
+        self.assertEqual(usage, self.run_report().stdout)
+        block = f"```\n$ tavik_report -h\n{usage.rstrip()}\n```\n"
+        self.assertEqual(block in (SOURCE / "README.md").read_text(), True, block)
+        version = self.run_report("-v").stdout
+        self.assertEqual(version, f"{REPORT}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n")
+        for args, reason in ((["--frob"], "unrecognised option '--frob'"), (["-z"], "no summary is given"),
+                             (["--tit", "x"], "unrecognised option '--tit'"),
+                             (["x", "-o"], "the required argument for option '--output_path' is missing")):
+            done = self.run_report(*args, status=255)
+            self.assertEqual((done.stdout, done.stderr), ("", reason + "\n"))
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_report_goes_beside_the_first_summary_or_elsewhere(self):
+        out = self.write_run("out", [row(b"c")], {b"c": 1000})
+        other = self.write_run("other", [row(b"c")] * 3, {b"c": 1000})
+        shown = "out: 1 reads, 1 aligned (100.0 %), 100 aligned bases, N50 100, median identity 90.0 %\n"
+        self.assertEqual(self.run_report("out").stdout, shown + "".join(f"out/{name}\n" for name in FILES))
+        self.assertEqual(self.run_report(out, other / "alignment_summary.txt", "-z", "-o", "new/deep", "--title", "T").stdout, "")
+        data = self.data("new/deep")
+        self.assertEqual((data["title"], [(one["name"], one["totals"]["reads"]) for one in data["samples"]]),
+                         ("T", [("out", 1), ("other", 3)]))
+        self.assertEqual(sorted(path.name for path in (self.folder / "new/deep").iterdir()), sorted(FILES))
+        self.assertEqual((other / FILES[0]).exists(), False)
+
+    def test_bad_summary_is_named_and_costs_no_other_sample(self):
+        self.write("bad/alignment_summary.txt", HEADER + "r\tc\n")
+        self.write_run("good", [row(b"c")], {b"c": 1000})
+        done = self.run_report("no", "bad", "good", status=1)
+        self.assertEqual(done.stderr, "Error: no: No such file or directory\n"
+                                      "Error: bad/alignment_summary.txt: line 2: 2 columns in place of 13\n")
+        self.assertEqual([one["name"] for one in self.data("good")["samples"]], ["good"])
+        self.assertEqual(self.run_report("bad", status=1).stdout, "")
+        self.assertEqual([path.name for path in (self.folder / "bad").iterdir()], ["alignment_summary.txt"])
+        self.write("file", "")
+        unwritable = self.run_report("good", "-o", "file", status=1)
+        self.assertEqual(unwritable.stderr.startswith("Error: "), True)
+        self.assertEqual(unwritable.stdout, "")
+
+    def test_half_last_row_is_a_warning(self):
+        self.write("out/alignment_summary.txt", HEADER.encode() + row(b"c") + row(b"c")[:-1])
+        warning = "out/alignment_summary.txt: line 3: half a row, as an interrupted run leaves it; it is not counted"
+        self.assertEqual(self.run_report("out").stderr, f"Warning: {warning}\n")
+        (sample,) = self.data()["samples"]
+        self.assertEqual((sample["totals"]["reads"], sample["warnings"]), (1, [warning]))
+
+
+class Figures(ReportTest):
+    def test_figures_of_the_example_are_those_of_its_rows(self):
+        out = self.align_examples()
+        self.run_report(out)
+        (sample,) = self.data()["samples"]
+        self.assertEqual(differences(sample, figures(out / "alignment_summary.txt")), [])
+        run = dict(sample["run"])
+        self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "min. coverage", "input files read", "warnings and errors")],
+                         ["1.0.0", str(REFERENCE), "0.6", "3", "0 and 0"])
+
+    def test_lengths_come_from_sam_files_of_this_run_only(self):
+        out = self.write_run("out", [row(b"c"), row(b"d_rc", aligned=60, correct=60), row(b"e")], {b"d": 600})
+        self.write("out/sub/deep/b.sam", "@HD\tVN:1.6\n@SQ\tSN:c\tAN:x\tLN:400\n@SQ\tSN:far\tLN:0\nread\t4\n@SQ\tSN:e\tLN:7\n")
+        self.write_run("out/sub/other", [], {b"e": 5000})  # Another run's.
+        self.write("out/later.sam.gz", gzip.compress(b"@SQ\tSN:e\tLN:5000\n"))
+        self.assertEqual(self.run_report(out).stderr, "")
+        (sample,) = self.data()["samples"]
+        self.assertEqual([(name, length, depth) for name, length, *_, depth in sample["references"]["rows"]],
+                         [("c", 400, 0.25), ("d", 600, 0.1), ("e", None, None)])
+        self.assertEqual(sample["totals"]["mean_depth"], 0.16)
+        self.assertEqual([depth["name"] for depth in sample["depths"]], ["d", "c"])
+
+    def test_lengths_that_cannot_be_right_are_left_out_with_a_warning(self):
+        out = self.write_run("out", [row(b"c"), row(b"d"), row(b"x_rc")], {b"c": 99, b"d": 400, b"x": 500, b"x_rc": 500})
+        self.write("out/b.sam", "@SQ\tSN:d\tLN:401\n")
+        path = out / "alignment_summary.txt"
+        self.assertEqual(self.run_report(out).stderr.splitlines(), [
+            f"Warning: {out}: the SAM files give 1 reference sequences different lengths; their depth is left out",
+            f"Warning: {path}: alignments reach beyond the end of 1 reference sequences: the SAM files beside it are another "
+            "run's; their depth is left out",
+            f"Warning: {path}: 1 names, 'x_rc' the first, mean a reference sequence or another one's reverse strand; counted "
+            "as the latter"])
+        (sample,) = self.data()["samples"]
+        self.assertEqual(sorted(row[:4] for row in sample["references"]["rows"]),
+                         [["c", None, 1, 0], ["d", None, 1, 0], ["x", 500, 0, 1], ["x_rc", 500, 0, 0]])
+
+    def test_many_references_with_long_names_make_a_small_page(self):
+        names = [b"%05d" % i + b"<\xff" * (5000 if i < 50 else 10) for i in range(100_000)]
+        rows = [row(name, aligned=100 + i % 900) for i, name in enumerate(names)]
+        out = self.write_run("out", rows * 3, {name: 2000 + i for i, name in enumerate(names)})
+        self.run_report(out)
+        self.assertLess((out / FILES[0]).stat().st_size, 2_000_000)
+        (sample,) = self.data()["samples"]
+        self.assertEqual((sample["totals"]["reads"], len(sample["references"]["rows"]), sample["references"]["other_forward"],
+                          len(sample["depths"])), (300_000, 1000, 297_000, 24))
+        self.assertEqual(max(len(one[0]) for one in sample["references"]["rows"]), 80)
+
+    def test_summary_without_reads_or_without_alignments_has_its_report(self):
+        for rows in ([], [b"r\t*\t-1" + b"\t-1" * 10 + b"\n"]):
+            self.run_report(self.write_run("out", rows, {}))
+            totals = self.data()["samples"][0]["totals"]
+            self.assertEqual((totals["reads"], totals["aligned"], totals["identity"], totals["n50"]), (len(rows), 0, None, 0))
+
+
+class Multiqc(ReportTest):
+    def test_multiqc_takes_the_figures_of_two_samples(self):
+        self.align_examples("lambda_1")
+        self.align([READS / "sample_1.fastq"], save="lambda_2")
+        for name in ("lambda_1", "lambda_2"):
+            self.run_report(name)
+        subprocess.run(["/usr/bin/multiqc", "--flat", "--quiet", "--cl-config", "no_version_check: true", "-o", "both", "."],
+                       cwd=self.folder, check=True, capture_output=True, timeout=250)
+        data = json.loads((self.folder / "both/multiqc_data/multiqc_data.json").read_text())
+        (general,) = data["report_general_stats_data"]
+        plot = (self.folder / "both/multiqc_data/multiqc_tavik_alignment_reads_plot.txt").read_text().splitlines()
+        bars = {name: list(map(float, cells)) for name, *cells in (line.split("\t") for line in plot[1:])}
+        self.assertEqual(plot[0].split("\t"), ["Sample", "Aligned", "Unmapped", "Rejected"])
+        self.assertEqual(sorted(general), ["lambda_1", "lambda_2"])
+        for name, shown in general.items():
+            expected = figures(self.folder / name / "alignment_summary.txt")["totals"]
+            self.assertEqual((shown["reads"], shown["n50"], shown["aligned_bases"]),
+                             (expected["reads"], expected["n50"], expected["aligned_bases"]))
+            self.assertAlmostEqual(shown["aligned_percent"], 100 * expected["aligned"] / expected["reads"], 9)
+            self.assertAlmostEqual(shown["median_identity"], 100 * expected["median_identity"], 3)
+            self.assertEqual(bars[name], [expected["aligned"], expected["unmapped"], expected["rejected"]])
+        report = (self.folder / "both/multiqc_report.html").read_text()
+        self.assertEqual([title in report for title in ("Aligned bases", "Median identity of the aligned reads")], [True, True])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

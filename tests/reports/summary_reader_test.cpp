@@ -1,0 +1,123 @@
+#include "reports/summary_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "common/summary_columns.h"
+#include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
+
+namespace {
+
+std::string Header() {
+    std::string header;
+    for (const auto name : Common::kSummaryColumns) {
+        header.append(header.empty() ? "" : "\t").append(name);
+    }
+    return header + "\n";
+}
+
+const std::string kRow = "r\tc_rc\t100\t203\t5\t107\t2\t3\t100\t98\t0.98\t0.933333\t150\n";
+const std::string kUnmapped = "r\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\n";
+const std::string kRejected = "r\t*\t0\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\n";
+
+std::string With(std::size_t column, const std::string& cell, const std::string& row = kRow) {
+    std::string changed;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < Common::kSummaryColumns.size(); ++i) {
+        const auto end = row.find_first_of("\t\n", start);
+        changed += (i == column ? cell : row.substr(start, end - start)) + row[end];
+        start = end + 1;
+    }
+    return changed;
+}
+
+std::size_t ReadAllRows(const std::string& path) {
+    Reports::SummaryReader reader(path);
+    Reports::SummaryRow row;
+    std::size_t rows = 0;
+    while (reader.Next(row)) {
+        ++rows;
+    }
+    return rows;
+}
+
+}  // namespace
+
+TEST(SummaryReader, GivesTheFiguresOfEachRow) {
+    const Tests::TemporaryFolder folder;
+    // A name longer than the blocks that are read, so that a row lies across two of them.
+    const std::string long_name(1'500'000, 'n');
+    Reports::SummaryReader reader(folder.Write("s", Header() + kRow + kUnmapped + With(1, long_name) + kRejected));
+    Reports::SummaryRow row;
+    ASSERT_TRUE(reader.Next(row));
+    EXPECT_EQ(row.genome, "c_rc");
+    const std::vector<int> figures = {row.genome_start, row.genome_end, row.insertions,
+                                      row.deletions,    row.aligned,    row.correct};
+    EXPECT_EQ(figures, (std::vector<int>{100, 203, 2, 3, 100, 98}));
+    EXPECT_TRUE(row.IsAligned());
+    ASSERT_TRUE(reader.Next(row));
+    EXPECT_FALSE(row.IsAligned() || row.IsRejected());
+    ASSERT_TRUE(reader.Next(row));
+    EXPECT_EQ(row.genome, long_name);
+    ASSERT_TRUE(reader.Next(row));
+    EXPECT_TRUE(row.IsRejected());
+    EXPECT_FALSE(reader.Next(row));
+    EXPECT_EQ(reader.HalfLine(), 0U);
+    EXPECT_EQ(reader.BytesRead(), reader.FileSize());
+}
+
+TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
+    const std::string no_header = "line 1: not the header of an alignment summary: ";
+    const std::string wrong_end = " is not start + aligned + ";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "line 1: the file is empty"},
+        {Header().substr(0, 50), "line 1: the header has no end"},
+        {"@SQ\x1b\tx\n", no_header + "'@SQ??x'"},
+        {Header().insert(Header().size() - 1, "\tmore"), no_header + "'read_id?alignment_genome?alignment_genom...'"},
+        {Header() + kRow + "r\tc\n", "line 3: 2 columns in place of 13"},
+        {Header() + "\n", "line 2: 1 columns in place of 13"},
+        {Header() + With(12, "150\t"), "line 2: 14 columns in place of 13"},
+        {Header() + With(12, "150\r"), "line 2: alignment_score is not a whole number: '150?'"},
+        {Header() + With(8, "1e2"), "line 2: alignment_num_aligned is not a whole number: '1e2'"},
+        {Header() + With(6, ""), "line 2: alignment_num_insertions is not a whole number: ''"},
+        {Header() + With(3, "2147483648"), "line 2: alignment_genome_end is not a whole number: '2147483648'"},
+        {Header() + With(1, ""), "line 2: alignment_genome is empty"},
+        {Header() + With(2, "0"), "line 2: alignment_genome_start of an aligned read is below 1: '0'"},
+        {Header() + With(7, "-3"), "line 2: a negative count of an aligned read"},
+        {Header() + With(9, "101"), "line 2: alignment_num_correct is larger than alignment_num_aligned"},
+        {Header() + With(3, "204"), "line 2: alignment_genome_end" + wrong_end + "deletions: '204'"},
+        {Header() + With(5, "106"), "line 2: alignment_strand_end" + wrong_end + "insertions: '106'"},
+        {Header() + With(10, "0.981"), "line 2: alignment_identity does not follow from the counts: '0.981'"},
+        {Header() + With(10, "nan"), "line 2: alignment_identity does not follow from the counts: 'nan'"},
+        {Header() + With(11, "0.98"), "line 2: alignment_accuracy does not follow from the counts: '0.98'"},
+        {Header() + With(2, "-2", kUnmapped),
+         "line 2: alignment_genome_start of an unaligned read is neither -1 nor 0: '-2'"},
+        {Header() + kRow + With(12, "0", kRejected), "line 3: alignment_score of an unaligned read is not -1: '0'"},
+    };
+    const Tests::TemporaryFolder folder;
+    for (const auto& [content, reason] : cases) {
+        const auto path = folder.Write("s", content);
+        EXPECT_EQ(Tests::ErrorOf([&] { ReadAllRows(path); }), path + ": " + reason);
+    }
+    const auto missing = folder.Path("missing");
+    EXPECT_EQ(Tests::ErrorOf([&] { ReadAllRows(missing); }), missing + ": No such file or directory");
+    EXPECT_EQ(Tests::ErrorOf([&] { ReadAllRows(folder.Path("")); }), folder.Path("") + ": Is a directory");
+}
+
+TEST(SummaryReader, LeavesOutALastLineWithoutLineFeed) {
+    const Tests::TemporaryFolder folder;
+    // Also one that looks whole: its last figure may go on.
+    for (const auto& half : {std::string("r\tc_"), kRow.substr(0, kRow.size() - 1)}) {
+        Reports::SummaryReader reader(folder.Write("s", Header() + kRow + half));
+        Reports::SummaryRow row;
+        EXPECT_TRUE(reader.Next(row));
+        EXPECT_FALSE(reader.Next(row));
+        EXPECT_EQ(reader.HalfLine(), 3U);
+    }
+}
+
+TEST(SummaryReader, TakesAnAlignmentWithoutAlignedBases) {
+    const Tests::TemporaryFolder folder;
+    const auto row = "r\tc\t5\t5\t0\t0\t0\t0\t0\t0\t-nan\t-nan\t0\n";
+    EXPECT_EQ(ReadAllRows(folder.Write("s", Header() + row)), 1U);
+}
