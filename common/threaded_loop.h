@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -17,7 +19,7 @@ class ThreadedLoop {
 public:
     /// Container and job are borrowed and must outlive Run. `attempts`: how often a job is offered to the
     /// pool before the loop gives up.
-    ThreadedLoop(Container* container, const RecordJob* job, int thread_count, int attempts = 10)
+    ThreadedLoop(Container* container, const RecordJob* job, int thread_count, int attempts)
         : container(container), job(job), thread_count(thread_count), attempts(attempts) {}
 
     /// Reads on the calling thread and starts one job per record, in the container's order; at most one job
@@ -30,7 +32,6 @@ public:
         auto record = container->begin();
         const auto end = container->end();
         for (std::uint64_t number = 0; !(record == end); ++number, ++record) {
-            WaitForIdleWorker(pool, record);
             Submit(pool, number, record);
         }
         if (wait) {
@@ -44,12 +45,27 @@ private:
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
     template <typename Iterator>
-    void WaitForIdleWorker(WorkerPool& pool, const Iterator& record) const {
-        // Whoever follows the hand-over in the log sees each job submitted before it runs.
-        if (pool.Idle().empty() && pool.Size() > 0 && !logging::Accepts(logging::Severity::verbose)) {
+    void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
+        const bool staged = pool.Idle().empty() && pool.Size() > 0;
+        if (staged) {
+            // A staged job may run at once, so the log tells of it here.
+            TAVIK_LOG(verbose) << "Submitting job " << number;
             pool.Stage(*job, *record);
         }
-        while (!pool.ReadyToSubmit() && pool.Size() > 0) {
+        WaitForIdleWorker(pool);
+        for (int attempt = 0; attempt < attempts; ++attempt) {
+            if (attempt > 0 || !staged) {
+                TAVIK_LOG(verbose) << "Submitting job " << number;
+            }
+            if (pool.Submit(*job, number, *record) >= 0) {
+                return;
+            }
+        }
+        throw std::runtime_error("Could not submit job " + std::to_string(number));
+    }
+
+    static void WaitForIdleWorker(WorkerPool& pool) {
+        for (std::size_t waits = 0; MustWait(pool, waits); ++waits) {
             pool.WaitForFinishedJob(kRefreshInterval);
             pool.Refresh();
             auto reusable = pool.Finished();
@@ -61,15 +77,17 @@ private:
         }
     }
 
-    template <typename Iterator>
-    void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
-        for (int attempt = 0; attempt < attempts; ++attempt) {
-            TAVIK_LOG(verbose) << "Submitting job " << number;
-            if (pool.Submit(*job, number, *record) >= 0) {
-                return;
-            }
+    /// Beyond so many workers, a further one is put to use only when all the others have been busy for a while,
+    /// the longer the more there are. Jobs keep processors busy: without this a huge thread count would soon
+    /// turn a whole file into threads, each with its memory, and none of them faster.
+    static bool MustWait(const WorkerPool& pool, std::size_t waits) {
+        constexpr std::size_t kFreelyUsed = 64;
+        constexpr std::size_t kWorkersPerWait = 16;
+        if (pool.Idle().empty()) {
+            return pool.Size() > 0;
         }
-        throw std::runtime_error("Could not submit job " + std::to_string(number));
+        const auto used = pool.Used();
+        return pool.Idle().front() == used && used >= kFreelyUsed && waits <= (used - kFreelyUsed) / kWorkersPerWait;
     }
 
     Container* container;

@@ -1,69 +1,82 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <future>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "common/fastq_record.h"
-#include "common/jobs/job_thread.h"
-#include "common/jobs/semaphore.h"
-#include "common/jobs/staged_job.h"
 
 namespace Common {
 
 /// The work on one read. It gets a record of its own.
 using RecordJob = std::function<int(FastQRecord&)>;
 
-/// One slot of a WorkerPool: a thread and the job that it was given last.
+/// What the owner of a WorkerPool knows of one of its workers.
 struct Worker {
     enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
 
-    explicit Worker(std::function<PackagedJob()> on_finished) : thread(std::move(on_finished)) {}
-
-    std::future<int> pending;      ///< The result to come; not valid when no job is held.
     Status status = Status::idle;  ///< As of the last refresh.
-    int result = 0;                ///< What the job returned, once finished.
+    int result = 0;                ///< What the last job returned, once finished.
     std::string error_text;        ///< What the last failed job's exception said; empty once one has finished.
-    std::uint64_t job_number = 0;  ///< Of the job taken last.
-    std::uint64_t jobs_given = 0;  ///< So far.
-    JobThread thread;
 };
 
-/// A fixed number of workers, each of which runs at most one job at a time. All operations belong to the one
-/// thread that owns the pool; only the jobs run elsewhere.
+/// The idle workers' 0-based indices, ascending. All workers from some index on have never had a job; they are not
+/// listed one by one, so that a billion of them costs nothing.
+class IdleWorkers {
+public:
+    explicit IdleWorkers(std::size_t worker_count) : worker_count(worker_count) {}
+
+    bool empty() const { return size() == 0; }
+    std::size_t size() const { return listed.size() + worker_count - first_unused; }
+    std::size_t front() const { return (*this)[0]; }
+    /// The index at a 0-based place below size().
+    std::size_t operator[](std::size_t place) const {
+        return place < listed.size() ? listed[place] : first_unused + place - listed.size();
+    }
+
+private:
+    friend class WorkerPool;
+
+    const std::size_t worker_count;
+    std::size_t first_unused = 0;
+    std::vector<std::size_t> listed;  // Those below `first_unused`.
+};
+
+/// A fixed number of workers, each of which runs at most one job at a time, on a thread that it keeps. A worker
+/// comes into being with its first job: until then it costs nothing. All operations belong to the one thread that
+/// owns the pool; only the jobs run elsewhere.
 class WorkerPool {
 public:
     /// A count of 0 or below gives a pool that can take no job.
     explicit WorkerPool(int thread_count);
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
-    /// Waits for the jobs that are running.
+    /// Waits for the jobs that are running. A staged job that has not begun is not run.
     ~WorkerPool();
 
-    /// Starts `job` with a copy of `record` on the first idle worker. Returns the worker's 0-based index, or
-    /// -1 when none is idle.
+    /// Starts `job` with a copy of `record` on the first idle worker, inside this call where the system grants no
+    /// thread. If the job was staged and has begun, its worker is the one. Returns the worker's 0-based index, or -1
+    /// when none is idle.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
-    /// While no worker is idle: lets the first worker whose job ends go on with this one at once, ahead of
-    /// the Submit for the same job that must follow once ReadyToSubmit. Never do more jobs run than there are
-    /// workers.
+    /// While no worker is idle: lets the first worker whose job ends go on with this one at once, instead of waiting
+    /// for the owner to wake, which takes longer than mapping a short read. A Submit of the same job must follow as
+    /// soon as a worker is idle. Does nothing when a job has ended that Refresh has not seen: its worker takes
+    /// the job by Submit.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
-    /// True when a worker is idle; if one has gone on with the staged job, that one must be, which needs a
-    /// Refresh and a Reset for its job before.
-    bool ReadyToSubmit();
-
-    /// Looks at every pending result, without waiting, and rebuilds the three lists. A job that ended with a
+    /// Looks at every pending result, without waiting, and brings the lists up to date. A job that ended with a
     /// std::exception makes its worker failed; any other exception leaves this call.
     void Refresh();
 
-    /// Blocks until a job has ended whose worker has not been reset since, at most for `longest`.
+    /// Blocks until a job has ended that Refresh has not seen, at most for `longest`.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every pending result is there, then refreshes.
@@ -74,32 +87,40 @@ public:
     void Reset(std::size_t index);
 
     /// 0-based indices of the workers in each state, ascending; workers with a running job are in none.
-    const std::vector<std::size_t>& Idle() const { return idle; }
+    const IdleWorkers& Idle() const { return idle; }
     const std::vector<std::size_t>& Finished() const { return finished; }
     const std::vector<std::size_t>& Failed() const { return failed; }
-    std::size_t Size() const { return workers.size(); }
-    const Worker& At(std::size_t index) const { return *workers.at(index); }
+    std::size_t Size() const { return idle.worker_count; }
+    /// The number of workers that have had a job: those of the lowest indices.
+    std::size_t Used() const { return slots.size(); }
+    /// Throws std::out_of_range for an index of Size() or above.
+    const Worker& At(std::size_t index) const;
 
 private:
-    static PackagedJob Package(const RecordJob& job, const FastQRecord& record);
-    PackagedJob JobFinished(int worker);
-    void RefreshWorker(std::size_t index);
-    bool HasEnded(std::size_t index) const;
-    void RebuildLists();
+    struct Slot;
 
-    Semaphore job_finished;  // Released by each job that ends.
-    int stale_news = 0;      // Releases of jobs that are reset, less the waits whose job is not.
-    const int yields;        // Of the owner, before it sleeps.
-    // For each worker, the jobs after which it has looked for a staged one. Only then has its job ended for the owner,
-    // who would otherwise give it another while it takes the staged one: the two would run in the wrong order.
-    std::vector<std::atomic<std::uint64_t>> jobs_ended;
-    StagedJob staged;
-    std::future<int> staged_result;  // Of the job that was staged last.
-    PackagedJob withdrawn;           // The staged job, when no worker took it in time.
-    std::vector<std::unique_ptr<Worker>> workers;
-    std::vector<std::size_t> idle;
+    Slot& SlotOf(std::size_t index);
+    void Start(Slot& slot);
+    void RunThread(Slot& slot);
+    void RunJobs(Slot& slot, std::unique_lock<std::mutex>& lock);
+    void TakeResult(Slot& slot);
+    void SetStatus(Slot& slot, Worker::Status status);
+    std::vector<std::size_t>* ListOf(Worker::Status status);
+
+    std::vector<std::unique_ptr<Slot>> slots;  // Of the workers that have had a job.
+    IdleWorkers idle;
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
+
+    // Guards the members below and, in the slots, what says so.
+    std::mutex mutex;
+    std::condition_variable job_ended;
+    std::size_t unseen = 0;  // Jobs that have ended and that no Refresh has seen.
+    bool staged = false;     // Whether the two below are a job to take. While they are not, they belong to the owner.
+    RecordJob staged_job;
+    FastQRecord staged_record;
+    std::optional<std::size_t> taker;  // The worker that has taken the staged job, until its Submit.
+    bool ending = false;
 };
 
 }  // namespace Common

@@ -1,4 +1,4 @@
-// What the engine around the reads costs: a log call that goes nowhere, and handing a job to a worker.
+// What the engine around the reads costs: a log call that goes nowhere, and handing jobs to workers.
 
 #include <chrono>
 #include <cstdint>
@@ -7,6 +7,7 @@
 
 #include "common/fastq_record.h"
 #include "common/logger.h"
+#include "common/threaded_loop.h"
 #include "common/worker_pool.h"
 
 namespace {
@@ -40,5 +41,38 @@ void EmptyJob(benchmark::State& state) {
 }
 // The time on the clock: the owner sleeps through part of it.
 BENCHMARK(EmptyJob)->ArgName("workers")->Arg(1)->Arg(2)->UseRealTime();
+
+// So many times the same record.
+struct Records {
+    struct Iterator {
+        Common::FastQRecord* record;
+        int index;
+        Common::FastQRecord& operator*() const { return *record; }
+        Iterator& operator++() { return ++index, *this; }
+        bool operator==(const Iterator& other) const { return index == other.index; }
+    };
+    Iterator begin() { return {&record, 0}; }
+    Iterator end() { return {&record, count}; }
+
+    Common::FastQRecord record;
+    int count;
+};
+
+// The reads of a file whose jobs take so many microseconds of a processor each: jobs per second.
+void LoopOfJobs(benchmark::State& state) {
+    constexpr int kJobs = 5000;
+    Records records{{"@read", "ACGT", "IIII"}, kJobs};
+    const Common::RecordJob job = [&](Common::FastQRecord&) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(state.range(1));
+        while (std::chrono::steady_clock::now() < end) {
+        }
+        return 1;
+    };
+    for ([[maybe_unused]] auto _ : state) {
+        Common::ThreadedLoop(&records, &job, static_cast<int>(state.range(0)), 10).Run(true);
+    }
+    state.SetItemsProcessed(state.iterations() * kJobs);
+}
+BENCHMARK(LoopOfJobs)->ArgNames({"workers", "us"})->ArgsProduct({{1, 2, 4, 8}, {0, 20}})->UseRealTime();
 
 }  // namespace

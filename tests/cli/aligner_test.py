@@ -206,8 +206,7 @@ class Output(AlignerTest):
 
 class Threads(AlignerTest):
     def test_number_of_workers_changes_nothing_but_the_order(self):
-        for threads in ("1", "2", "8"):
-            # Verbose records make the reader hand over each job in turn; without them workers go on by themselves.
+        for threads in ("1", "2", "8", "2147483647"):
             verbose = ["--verbose_logs"] if threads == "2" else []
             run = self.run_aligner("-i", READS, "-s", threads, "-a", REFERENCE, "-t", threads, *verbose)
             self.assertEqual(run.stderr, "")

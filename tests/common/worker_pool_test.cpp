@@ -2,14 +2,21 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <latch>
 #include <mutex>
-#include <ranges>
+#include <numeric>
+#include <set>
 #include <stdexcept>
+#include <thread>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "common/threaded_loop.h"
+#include "tests/common/captured_log.h"
+#include "tests/common/meeting.h"
 #include "tests/common/texts.h"
 
 namespace {
@@ -20,85 +27,301 @@ using Common::ThreadedLoop;
 using Common::WorkerPool;
 using Status = Common::Worker::Status;
 using Indices = std::vector<std::size_t>;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
 
 const FastQRecord kRecord("@r", "A", "I");
 
-// `size` records titled with their index, one after the other in `current`; reading record `fails_at` throws.
-auto Records(int size, FastQRecord& current, int fails_at = -1) {
-    return std::views::iota(0, size) | std::views::transform([&current, fails_at](int index) -> FastQRecord& {
-               if (index == fails_at) {
-                   throw std::runtime_error("bad record");
-               }
-               return current = FastQRecord("@" + std::to_string(index), "", "");
-           });
+int NumberOf(const FastQRecord& record) {
+    return std::stoi(record.GetTitle().substr(1));
 }
 
-TEST(WorkerPool, ReportsHowEachJobEnded) {
+std::vector<int> UpTo(int size) {
+    std::vector<int> numbers(static_cast<std::size_t>(size));
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+}
+
+// `size` records titled with their number, one after the other in the same place; reading record `fails_at` throws.
+struct Records {
+    struct Iterator {
+        Records* records;
+        int number;
+        FastQRecord& operator*() const { return records->current; }
+        Iterator& operator++() { return records->Read(++number), *this; }
+        bool operator==(const Iterator& other) const { return number == other.number; }
+    };
+    Iterator begin() { return Read(0), Iterator{this, 0}; }
+    Iterator end() { return {this, size}; }
+    void Read(int number) {
+        if (number == fails_at) {
+            throw std::runtime_error("bad record");
+        }
+        current = FastQRecord("@" + std::to_string(number), "", "");
+    }
+
+    int size;
+    int fails_at = -1;
+    FastQRecord current = {};
+};
+
+// What hangs, ends.
+class Jobs : public testing::Test {
+protected:
+    Jobs() { ::alarm(60); }
+    ~Jobs() override { ::alarm(0); }
+
+    // The numbers of the records in the order in which their jobs began; `job` is the rest of each job.
+    std::vector<int> RunLoop(Records records, int threads, const RecordJob& job) {
+        std::vector<int> begun;
+        std::mutex mutex;
+        const RecordJob whole_job = [&](FastQRecord& record) {
+            {
+                const std::lock_guard lock(mutex);
+                begun.push_back(NumberOf(record));
+            }
+            return job(record);
+        };
+        ThreadedLoop(&records, &whole_job, threads, 10).Run(true);
+        return begun;
+    }
+};
+
+using WorkerPoolJobs = Jobs;
+using ThreadedLoopJobs = Jobs;
+
+TEST_F(WorkerPoolJobs, ReportsHowEachJobEnded) {
     WorkerPool pool(4);
     std::latch release(1);
     const RecordJob jobs[] = {
         [](FastQRecord& record) { return static_cast<int>(record.GetTitle().size()); },
         [](FastQRecord&) -> int { throw std::runtime_error("broken"); },
-        [&](FastQRecord&) { return release.wait(), 0; },
+        [&](FastQRecord&) { return release.wait(), 7; },
     };
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(pool.Submit(jobs[i], static_cast<unsigned>(i), kRecord), i);
     }
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = Clock::now();
     while (pool.At(0).status == Status::working || pool.At(1).status == Status::working) {
         pool.WaitForFinishedJob(std::chrono::minutes(1));
         pool.Refresh();
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "a job's end ends the wait";
+    EXPECT_LT(Clock::now() - start, seconds(30)) << "a job's end ends the wait";
+    pool.WaitForFinishedJob(milliseconds(1));
     EXPECT_EQ(pool.Finished(), Indices{0});
     EXPECT_EQ(pool.At(0).result, 2);
     EXPECT_EQ(pool.Failed(), Indices{1});
     EXPECT_EQ(pool.At(1).error_text, "broken");
-    EXPECT_EQ(pool.Idle(), Indices{3});
-    EXPECT_THROW(pool.Reset(2), std::runtime_error);
+    ASSERT_EQ(pool.Idle().size(), 1U);
+    EXPECT_EQ(pool.Idle().front(), 3U);
+    EXPECT_EQ(Tests::ErrorOf([&] { pool.Reset(2); }), "Cannot reset a worker that is still working.");
+    pool.Reset(1);
     pool.Reset(0);
-    EXPECT_EQ(pool.Idle(), (Indices{0, 3}));
+    ASSERT_EQ(pool.Idle().size(), 3U);
+    EXPECT_EQ((Indices{pool.Idle()[0], pool.Idle()[1], pool.Idle()[2]}), (Indices{0, 1, 3}));
+    EXPECT_EQ(pool.Submit(jobs[1], 3, kRecord), 0);
+    EXPECT_EQ(pool.Submit(jobs[0], 4, kRecord), 1);
     release.count_down();
     pool.WaitForAll();
-    EXPECT_EQ(pool.Finished(), Indices{2});
+    EXPECT_EQ(pool.Finished(), (Indices{1, 2}));
+    EXPECT_EQ(pool.At(1).result, 2);
+    EXPECT_EQ(pool.At(1).error_text, "");
+    EXPECT_EQ(pool.At(2).result, 7);
+    EXPECT_EQ(pool.Failed(), Indices{0});
+    EXPECT_EQ(pool.At(0).result, 0);
 }
 
-TEST(WorkerPool, AnotherExceptionLeavesTheRefresh) {
+TEST_F(WorkerPoolJobs, AnotherExceptionLeavesTheRefresh) {
     WorkerPool pool(1);
     pool.Submit([](FastQRecord&) -> int { throw 5; }, 0, kRecord);
     EXPECT_THROW(pool.WaitForAll(), int);
+    pool.WaitForAll();
+    EXPECT_EQ(pool.At(0).status, Status::working);
 }
 
-TEST(ThreadedLoop, OneWorkerKeepsTheOrderAndManyLoseNothing) {
-    for (const int threads : {1, 2, 8}) {
-        FastQRecord current;
-        auto records = Records(500, current);
-        std::mutex mutex;
-        std::vector<int> seen;
-        std::atomic<int> running = 0;
-        const RecordJob job = [&](FastQRecord& record) {
-            EXPECT_LE(++running, threads);
-            const std::lock_guard lock(mutex);
-            seen.push_back(std::stoi(record.GetTitle().substr(1)));
-            return --running;
-        };
-        ThreadedLoop(&records, &job, threads).Run(true);
-        if (threads > 1) {
-            std::ranges::sort(seen);
+TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
+    std::latch ends[] = {std::latch(1), std::latch(1), std::latch(1)};
+    std::atomic<int> runs = 0;
+    std::latch begun(1);
+    FastQRecord record("@2", "", "");
+    const auto waits_for = [](std::latch& end, int result) {
+        return [&end, result](FastQRecord&) { return end.wait(), result; };
+    };
+    const RecordJob sleeps = [](FastQRecord&) { return std::this_thread::sleep_for(milliseconds(50)), 0; };
+    const RecordJob next = [&](FastQRecord& own) {
+        ++runs;
+        if (runs == 1) {
+            begun.count_down();
         }
-        EXPECT_TRUE(std::ranges::equal(seen, std::views::iota(0, 500))) << testing::PrintToString(seen);
+        ends[2].wait();
+        return NumberOf(own) * 100;
+    };
+    {
+        WorkerPool pool(2);
+        EXPECT_EQ(pool.Submit(waits_for(ends[0], 10), 0, kRecord), 0);
+        EXPECT_EQ(pool.Submit(waits_for(ends[1], 11), 1, kRecord), 1);
+        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "none is idle";
+        pool.Stage(next, record);
+        record = FastQRecord("@9", "", "");
+        pool.Refresh();
+        EXPECT_TRUE(pool.Idle().empty());
+        ends[1].count_down();
+        begun.wait();
+        ends[0].count_down();
+        while (pool.Finished().size() < 2) {
+            pool.WaitForFinishedJob(seconds(1));
+            pool.Refresh();
+        }
+        EXPECT_EQ(pool.At(1).result, 11) << "of the job before the staged one";
+        pool.Reset(0);
+        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "the worker that runs it is still to be reset";
+        pool.Reset(1);
+        EXPECT_EQ(pool.Submit(next, 2, record), 1);
+        EXPECT_EQ(pool.At(1).status, Status::working);
+        ends[2].count_down();
+        pool.WaitForAll();
+        EXPECT_EQ(pool.At(1).result, 200);
+
+        // A job that has ended unseen leaves a worker free: there the next one goes, by Submit.
+        pool.Reset(1);
+        EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 3, record), 0);
+        EXPECT_EQ(pool.Submit(sleeps, 4, record), 1);
+        pool.WaitForFinishedJob(seconds(1));
+        pool.Stage(next, record);
+        pool.WaitForAll();
+        EXPECT_EQ(runs, 1);
+        pool.Reset(0);
+        EXPECT_EQ(pool.Submit(next, 5, record), 0);
+        pool.WaitForAll();
+        EXPECT_EQ(pool.At(0).result, 900);
+
+        pool.Reset(0);
+        pool.Reset(1);
+        pool.Submit(sleeps, 6, record);
+        pool.Submit(sleeps, 7, record);
+        pool.Stage(next, record);
+    }
+    EXPECT_EQ(runs, 2) << "no job runs that is not submitted before the end";
+}
+
+TEST_F(WorkerPoolJobs, WorkersWithoutAJobCostNothing) {
+    WorkerPool pool(INT_MAX);
+    EXPECT_EQ(pool.Idle().size(), pool.Size());
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 0, kRecord), i);
+    }
+    pool.WaitForAll();
+    EXPECT_EQ(pool.Used(), 3U);
+    pool.Reset(1);
+    EXPECT_EQ((Indices{pool.Idle()[0], pool.Idle()[1], pool.Idle()[INT_MAX - 3]}), (Indices{1, 3, INT_MAX - 1}));
+    EXPECT_EQ(pool.Idle().size(), INT_MAX - 2U);
+    pool.Reset(INT_MAX - 1);
+    EXPECT_EQ(pool.At(INT_MAX - 1).status, Status::idle);
+    EXPECT_THROW(pool.At(INT_MAX), std::out_of_range);
+    EXPECT_EQ(WorkerPool(-1).Size(), 0U);
+}
+
+TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
+    for (const int threads : {1, 2, 8}) {
+        auto begun = RunLoop({500}, threads, [](FastQRecord& record) {
+            if (NumberOf(record) % 50 == 0) {
+                std::this_thread::sleep_for(milliseconds(1));
+            }
+            return 1;
+        });
+        if (threads > 1) {
+            std::ranges::sort(begun);
+        }
+        EXPECT_EQ(begun, UpTo(500)) << threads;
     }
 }
 
-TEST(ThreadedLoop, AFailingReadOfTheInputWaitsForTheSubmittedJobs) {
-    FastQRecord current;
-    auto records = Records(10, current, 6);
+TEST_F(ThreadedLoopJobs, AsManyJobsAsWorkersRunAtOnce) {
+    for (const int threads : {1, 2, 7, 80}) {
+        Tests::Meeting meeting(threads);
+        RunLoop({3 * threads}, threads, [&](FastQRecord&) { return meeting.Attend(), 1; });
+        EXPECT_FALSE(meeting.Failed()) << threads;
+        EXPECT_EQ(meeting.Most(), threads);
+    }
+}
+
+// A thousand times the threads of AsManyJobsAsWorkersRunAtOnce, but jobs that keep the processors busy.
+TEST_F(ThreadedLoopJobs, MoreWorkersThanCanHelpAreNotUsed) {
+    std::set<std::thread::id> threads;
+    std::mutex mutex;
+    RunLoop({2000}, INT_MAX, [&](FastQRecord&) {
+        for (const auto end = Clock::now() + std::chrono::microseconds(100); Clock::now() < end;) {
+        }
+        const std::lock_guard lock(mutex);
+        return static_cast<int>(threads.insert(std::this_thread::get_id()).second);
+    });
+    EXPECT_LT(threads.size(), 500U);
+}
+
+// Where each hand-over took the millisecond between two refreshes, this would take ten seconds and more.
+TEST_F(ThreadedLoopJobs, TheEndOfAJobIsSeenAtOnce) {
+    const auto start = Clock::now();
+    EXPECT_EQ(RunLoop({20000}, 1, [](FastQRecord&) { return 1; }), UpTo(20000));
+    EXPECT_LT(Clock::now() - start, seconds(7));
+}
+
+TEST_F(ThreadedLoopJobs, AFailedJobCostsItsReadAlone) {
+    for (const int threads : {1, 4}) {
+        EXPECT_EQ(
+            RunLoop({60}, threads, [](FastQRecord& record) -> int { throw std::runtime_error(record.GetTitle()); })
+                .size(),
+            60U);
+    }
+    std::atomic<int> ended = 0;
+    EXPECT_THROW(RunLoop({60}, 4,
+                         [&](FastQRecord& record) -> int {
+                             std::this_thread::sleep_for(milliseconds(1));
+                             ++ended;
+                             if (NumberOf(record) == 20) {
+                                 throw 5;
+                             }
+                             return 1;
+                         }),
+                 int);
+    EXPECT_GT(ended, 20);
+    EXPECT_LT(ended, 40) << "nothing is submitted after it";
+}
+
+TEST_F(ThreadedLoopJobs, TheLogTellsOfEachJobBeforeItRuns) {
+    for (const int threads : {1, 3}) {
+        const Tests::CapturedLog log;
+        const auto begun = RunLoop({40}, threads, [](FastQRecord& record) {
+            TAVIK_LOG(verbose) << "Running job " << NumberOf(record);
+            return 1;
+        });
+        const auto lines = log.Of("verbose");
+        const auto place = [&](const std::string& line) { return std::ranges::find(lines, line) - lines.begin(); };
+        for (int number = 0; number < 40; ++number) {
+            const auto submitted = "Submitting job " + std::to_string(number);
+            EXPECT_EQ(std::ranges::count(lines, submitted), 1);
+            EXPECT_LT(place(submitted), place("Running job " + std::to_string(number)));
+        }
+        const auto re_used = std::ranges::count_if(lines, [](auto& line) { return line.ends_with("can be re-used"); });
+        EXPECT_GE(re_used, 40 - threads) << "each job but the first ones needs a worker to come free";
+        EXPECT_LE(re_used, 39);
+        EXPECT_GE(std::ranges::count(lines, "Worker 0 is finished and can be re-used"), 1);
+        EXPECT_EQ(std::ranges::count(lines, "Submitted all jobs, now waiting for them to finish"), 1);
+    }
+    const Tests::CapturedLog log;
+    EXPECT_EQ(Tests::ErrorOf([&] { RunLoop({2}, -1, [](FastQRecord&) { return 1; }); }), "Could not submit job 0");
+    EXPECT_EQ(log.Of("verbose"), Tests::Lines(10, "Submitting job 0"));
+}
+
+TEST_F(ThreadedLoopJobs, AFailingReadOfTheInputWaitsForTheSubmittedJobs) {
     std::atomic<int> done = 0;
-    const RecordJob job = [&](FastQRecord&) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        return ++done;
-    };
-    EXPECT_EQ(Tests::ErrorOf([&] { ThreadedLoop(&records, &job, 4).Run(true); }), "bad record");
+    EXPECT_EQ(Tests::ErrorOf([&] {
+                  RunLoop({10, 6}, 4, [&](FastQRecord&) {
+                      std::this_thread::sleep_for(milliseconds(2));
+                      return ++done;
+                  });
+              }),
+              "bad record");
     EXPECT_EQ(done, 6);
 }
 

@@ -11,6 +11,7 @@
 #include "processors/relative_path.h"
 #include "processors/summary_row.h"
 #include "tests/common/captured_log.h"
+#include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
@@ -23,6 +24,9 @@ using Tests::ReadLines;
 class FakeCaller : public ThirdPartyAlignment::ExtAlignCaller {
 public:
     std::string Call(const std::string& sequence, const std::string& read_name) override {
+        if (meeting != nullptr) {
+            meeting->Attend();
+        }
         if (read_name.starts_with("throws")) {
             throw std::runtime_error("no luck");
         }
@@ -37,15 +41,19 @@ public:
         return "@SQ\tSN:chr\tLN:100\n" + line + "\n\n" + line + " second";
     }
     std::shared_ptr<ExtAlignCaller> Copy() const override { return std::make_shared<FakeCaller>(*this); }
+
+    Tests::Meeting* meeting = nullptr;  // Where the calls meet, if anywhere.
 };
 
 class TestedAligner : public Tavik::Aligner {
 public:
-    TestedAligner(const std::string& input, const std::string& save, int threads) {
+    TestedAligner(const std::string& input, const std::string& save, int threads, Tests::Meeting* meeting = nullptr) {
         input_path = input;
         save_path = save;
         worker_threads = threads;
-        caller = std::make_unique<FakeCaller>();
+        auto fake = std::make_unique<FakeCaller>();
+        fake->meeting = meeting;
+        caller = std::move(fake);
         summary.Open(save + "/" + GetSummaryFileName());
     }
     void LogReads() { log_reads = true; }
@@ -93,6 +101,21 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         }
         EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")).size(), 3 * 51U);
         EXPECT_EQ(log.Of("error").size(), 3 * 3U);
+    }
+}
+
+TEST(Aligner, AsManyReadsAsWorkersAreAlignedAtOnce) {
+    for (const int threads : {1, 3, 6}) {
+        const Tests::TemporaryFolder folder;
+        Tests::Meeting meeting(threads);
+        TestedAligner aligner(folder.Path(""), folder.Path(""), threads, &meeting);
+        std::string text;
+        for (int i = 0; i < 12; ++i) {
+            text += Record(std::to_string(i));
+        }
+        EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write("a.fq", text)), 12);
+        EXPECT_FALSE(meeting.Failed());
+        EXPECT_EQ(meeting.Most(), threads);
     }
 }
 
