@@ -1,0 +1,246 @@
+#!/usr/bin/env python3
+"""The workflow on a real Slurm, while things go wrong around it: no row is lost, none is there twice, and what cannot
+succeed fails by name. Run by scripts/test-cluster."""
+
+import gzip
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+from slurm import Slurm, descendants, processes, wait_for
+
+SOURCE = Path(__file__).resolve().parents[2]
+WORKFLOW = SOURCE / "workflow"
+COMPLEMENT = str.maketrans("ACGT", "TGCA")
+# Bases of reads per file; two thirds of the files share their names with a file of another folder.
+FILES = {"a/1.fastq": 9, "a/2.fq": 14, "a/3.fastq.gz": 6, "b/1.fq": 12, "b/2.fastq": 5, "b/3.fastq.gz": 8,
+         "c/1.fasta": 11, "c/5.fastq": 10, "c/6 x.fastq": 7}
+BASES = 150_000
+CUT = "b/1.fq"
+
+
+def say(text):
+    print(f"{time.monotonic() - START:5.0f} s  {text}", flush=True)
+
+
+def expect(condition, text):
+    if not condition:
+        raise AssertionError(text)
+
+
+def make_data(folder):
+    """A reference and reads with one base in twelve wrong, from both strands."""
+    dice = random.Random(7)
+    reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
+    (folder / "reference.fasta").write_text("".join(f">{name}\n{bases}\n" for name, bases in reference.items()))
+    for name, size in FILES.items():
+        records, left = [], size * BASES
+        while left > 0:
+            source = dice.choice(list(reference.values()))
+            length = dice.randint(200, 3000)
+            start = dice.randrange(len(source) - length)
+            bases = list(source[start:start + length])
+            for position in dice.sample(range(length), length // 12):
+                bases[position] = dice.choice("ACGT")
+            read = "".join(bases)
+            read = dice.choice((read, read.translate(COMPLEMENT)[::-1]))
+            title = f"{name.replace(' ', '_')}-{len(records)}"
+            records.append(f">{title}\n{read}\n" if "fasta" in name else f"@{title}\n{read}\n+\n{'7' * length}\n")
+            left -= length
+        path = folder / "reads" / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        data = "".join(records).encode()
+        path.write_bytes(gzip.compress(data, 1) if name.endswith(".gz") else data)
+
+
+def engine(*options):
+    """Starts the workflow through the Slurm profile."""
+    with open("engine.txt", "ab") as log:
+        return subprocess.Popen(
+            ["snakemake", "-s", WORKFLOW / "Snakefile", "--profile", WORKFLOW / "profiles" / "slurm",
+             "--restart-times", "1", "--set-threads", "align=2", "index=2", "--latency-wait", "10",
+             "--default-resources", "mem_mb=500 * attempt", "runtime=10", "--set-resources", "index:mem_mb=1000",
+             "--config", "reads=reads", "reference=reference.fasta", "out=out", "chunk_mb=2.8", *options],
+            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+
+
+def attempts_running():
+    """The aligners at work: process id -> (chunk, attempt's folder)."""
+    found = {}
+    for process, command in descendants(os.getpid()).items():
+        if match := re.search(r"tavik_aligner .*-s (out/attempts/(\d+)-\S+) ", command):
+            if not command.startswith("setpriv"):
+                found[process] = (match[2], Path(match[1]))
+    return found
+
+
+def catch_in_the_middle(spared):
+    """Stops an aligner that has written a part of its results, of a chunk not in `spared`. Returns its process id and
+    its chunk."""
+    def look():
+        for process, (chunk, folder) in attempts_running().items():
+            if chunk in spared:
+                continue
+            try:
+                os.kill(process, signal.SIGSTOP)
+                rows = (folder / "alignment_summary.txt").read_bytes().count(b"\n")
+                if rows > 20 and not list(folder.glob("files.tsv")):
+                    return process, chunk
+                os.kill(process, signal.SIGCONT)
+            except OSError:
+                pass  # It ended, or has written nothing yet.
+        return None
+    return wait_for("an aligner in the middle of its work", look, 90)
+
+
+def step_of(process):
+    """The slurmstepd above a process, and its job."""
+    table = processes()
+    while process in table:
+        if match := re.match(r"slurmstepd: \[(\d+)\.batch\]", table[process][1]):
+            return process, match[1]
+        process = table[process][0]
+    raise AssertionError("the aligner runs in no job")
+
+
+def log_of(chunk):
+    return Path(f"out/logs/attempts-{chunk}.txt").read_text()
+
+
+def trouble(slurm, cut_chunk):
+    """What happens while the engine runs. Returns the chunks that needed a second attempt."""
+    killed, chunk_killed = catch_in_the_middle({cut_chunk})
+    os.kill(killed, signal.SIGKILL)
+    say(f"killed the aligner of chunk {chunk_killed}")
+
+    orphan, chunk_orphan = catch_in_the_middle({cut_chunk, chunk_killed})
+    step, job = step_of(orphan)
+    # It must not be stopped just now: the kernel ends an orphaned process group in which a process is stopped.
+    os.kill(orphan, signal.SIGCONT)
+    os.kill(step, signal.SIGKILL)
+    wait_for("the end of slurmstepd", lambda: step not in descendants(os.getpid()))
+    os.kill(orphan, signal.SIGSTOP)
+    expect(orphan in attempts_running(), "the aligner left behind has ended")
+    say(f"killed slurmstepd of chunk {chunk_orphan}, whose aligner stays behind, stopped")
+
+    cancelled, chunk_cancelled = catch_in_the_middle({cut_chunk, chunk_killed, chunk_orphan})
+    subprocess.run(["scancel", step_of(cancelled)[1]], check=True)
+    say(f"cancelled the job of chunk {chunk_cancelled}")
+
+    slurm.set_node("drain")
+    wait_for("jobs that wait for the node", lambda: set(slurm.jobs().values()) == {"RUNNING", "PENDING"}
+             and len(attempts_running()) == 1)
+    time.sleep(3)
+    expect(list(attempts_running()) == [orphan], "a job began on a drained node")
+    slurm.set_node("resume")
+    say("drained the node and resumed it")
+
+    def requeued():
+        slurm.ask("scontrol", "reconfigure")  # The controller asks the node for its jobs.
+        return slurm.jobs().get(job) == "PENDING"
+    wait_for("the job without its slurmstepd to be queued again", requeued)
+    # Slurm lets it wait for two minutes; if it cannot start earlier, it fails and the engine hands it in anew.
+    wait_for("its release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
+                                                   capture_output=True, check=False).returncode == 0)
+    wait_for("its second attempt", lambda: any(chunk == chunk_orphan and process != orphan
+                                               for process, (chunk, _) in attempts_running().items()))
+    os.kill(orphan, signal.SIGCONT)
+    say(f"chunk {chunk_orphan} is aligned again, and the aligner left behind goes on writing")
+    return {chunk_killed, chunk_orphan, chunk_cancelled}
+
+
+def rows(summary):
+    header, *lines = Path(summary).read_text().splitlines()
+    return [header, *sorted(lines)]
+
+
+def check_first_call(status, files, cut_chunk, repeated):
+    expect(status != 0, "the engine calls a run complete that lacks reads")
+    expect(not Path("out/alignment_summary.txt").exists(), "chunks were joined though one is missing")
+    done = {path.name for path in Path("out/chunks").iterdir() if any(path.iterdir())}
+    expect(done == set(files) - {cut_chunk}, f"chunks done: {sorted(done)}, of {sorted(files)} without {cut_chunk}")
+    for chunk in done:
+        subprocess.run(["tavik_check", f"out/chunks/{chunk}/files.txt", f"out/chunks/{chunk}"], check=True,
+                       stdout=subprocess.DEVNULL)
+    expect(f"reads/{CUT}: the last record is cut short" in log_of(cut_chunk), "the cut file is not named")
+    attempts = {chunk: log_of(chunk).count("\n==") + 1 for chunk in files}
+    wanted = {chunk: 2 if chunk in repeated | {cut_chunk} else 1 for chunk in files}
+    expect(attempts == wanted, f"attempts: {attempts}, not {wanted}")
+
+
+def scenario(slurm):
+    cut = Path("reads") / CUT
+    whole = cut.read_bytes()
+    cut.write_bytes(whole[:whole.rindex(b"+")])  # Without the last two lines: the aligner says nothing.
+    first = engine()
+    plan = Path("out/plan.tsv")
+    wait_for("the plan", plan.exists)
+    files = {}
+    for line in plan.read_text().splitlines():
+        chunk, file = line.split("\t")
+        files.setdefault(chunk, []).append(file)
+    cut_chunk = next(chunk for chunk, names in files.items() if str(cut) in names)
+    say(f"{len(FILES)} files in {len(files)} chunks; one file is cut short")
+    expect(len(files) >= 6, "too few chunks for what is to happen to them")
+    repeated = trouble(slurm, cut_chunk)
+    check_first_call(first.wait(150), files, cut_chunk, repeated)
+    say("the engine gave up the cut file's chunk only")
+
+    cut.write_bytes(whole)
+    kept = {chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in set(files) - {cut_chunk}}
+    expect(engine().wait(90) == 0, "the second call failed")
+    expect({chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in kept} == kept, "chunks were done again")
+    listed = "".join(f"{line.split(chr(9))[1]}\n" for line in plan.read_text().splitlines())
+    subprocess.run(["tavik_aligner", "-z", "-i", "", "-s", "single", "-a", "reference.fasta"], input=listed, text=True,
+                   check=True, stderr=subprocess.DEVNULL)
+    expect(rows("out/alignment_summary.txt") == rows("single/alignment_summary.txt"), "the rows differ")
+    expect(not Path("out/attempts").exists(), "killed attempts were left behind")
+    say(f"the second call completed the run: {len(rows('out/alignment_summary.txt')) - 1} rows as in a single run")
+
+
+def end(*_):
+    sys.exit("cluster_test: asked to end")
+
+
+def main():
+    signal.signal(signal.SIGTERM, end)  # Ends the daemons too.
+    os.environ["PATH"] = f"{SOURCE / 'build' / 'release' / 'bin'}:{os.environ['PATH']}"
+    folder = Path(tempfile.mkdtemp(prefix="tavik_cluster_"))
+    os.chdir(folder)
+    make_data(folder)
+    say("made the data")
+    slurm = Slurm(cpus=4, memory_mb=2500)
+    failed = True
+    try:
+        with slurm:
+            say("Slurm is up")
+            try:
+                scenario(slurm)
+            except BaseException:
+                print(slurm.ask("squeue"), slurm.ask("scontrol", "show", "node"), attempts_running(), sep="\n")
+                raise
+            failed = False
+    except BaseException:
+        print(Path("engine.txt").read_text()[-8000:] if Path("engine.txt").exists() else "", slurm.logs(), sep="\n")
+        print(f"cluster_test: kept {folder} and {slurm.folder}", file=sys.stderr)
+        raise
+    finally:
+        os.chdir("/")
+        left = descendants(os.getpid())
+        if not failed:
+            shutil.rmtree(folder)
+            slurm.remove()
+    expect(not left, f"still running: {left}")
+    say("all daemons have ended")
+
+
+if __name__ == "__main__":
+    START = time.monotonic()
+    main()
