@@ -13,6 +13,12 @@ if(NOT ZLIB_FOUND)
   tavik_missing("zlib" "zlib1g-dev")
 endif()
 
+find_library(ISAL_LIBRARY NAMES isal)
+find_path(ISAL_INCLUDE_DIR NAMES isa-l/igzip_lib.h)
+if(NOT ISAL_LIBRARY OR NOT ISAL_INCLUDE_DIR)
+  tavik_missing("ISA-L (libisal and isa-l/igzip_lib.h)" "libisal-dev")
+endif()
+
 set(tavik_boost_packages
   log libboost-log-dev log_setup libboost-log-dev program_options libboost-program-options-dev
   filesystem libboost-filesystem-dev iostreams libboost-iostreams-dev thread libboost-thread-dev)

@@ -22,13 +22,15 @@ public:
     /// record that fails FastQRecord::Validate.
     bool Advance();
 
+    /// What Advance does, without telling whether there was a record: at the end Current stays as it was.
+    void Increment();
+
     /// The record read last; it changes with the next Advance.
     FastQRecord& Current() { return record; }
 
 private:
     enum class State { not_started = 0, available = 1, end = 2 };
 
-    void Increment();
     bool ReadRecordLines();
 
     std::istream* stream;

@@ -4,6 +4,7 @@
 #include <istream>
 #include <limits>
 #include <memory>
+#include <string>
 
 #include "common/fasta_iterable.h"
 #include "common/fastq_iterable.h"
@@ -37,11 +38,12 @@ public:
 
     /// Looks at the first character of the stream: ">" means FASTA, everything else, an empty stream
     /// included, FASTQ. What the device throws on this first read passes through.
-    explicit SequencingFileAdapter(std::istream& stream);
+    /// `name`: what a message calls the stream.
+    explicit SequencingFileAdapter(std::istream& stream, const std::string& name = "the input");
 
     /// Reads the first record and returns the iterator with index 0, also when there was no record: a file
-    /// without any is then dereferenced and ends the process, deliberately, instead of passing as a file of
-    /// 0 reads. To be called once.
+    /// without any, which is logged as an error, is then dereferenced and ends the process, deliberately,
+    /// instead of passing as a file of 0 reads. To be called once.
     Iterator begin();
     /// The shared end.
     static const Iterator& end();
@@ -53,6 +55,7 @@ private:
     FastQRecord& Current();
 
     State state = State::not_started;
+    std::string name;
     std::unique_ptr<FastaIterable> fasta;  // Exactly one of the two is set, by the kind of the file.
     std::unique_ptr<FastQIterable> fastq;
 };

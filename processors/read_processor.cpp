@@ -163,8 +163,9 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
         StartNewFile(file);
         boost::iostreams::filtering_istream stream;
         Common::OpenSequencingFile(file, stream);
-        Common::SequencingFileAdapter reads(stream);
+        Common::SequencingFileAdapter reads(stream, file);
         process_reads(reads);
+        Common::CheckEndOfSequencingFile(stream);
         count = 0;
         for (const auto& [name, output] : outputs) {
             count += output.read_count;
@@ -184,14 +185,18 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
 }
 
 int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork& work) const {
-    const auto read_id = record.GetReadId();
-    if (read_id == Common::kInvalidReadId) {
-        return -1;
+    if (record.GetTitle().empty() && record.GetSequence().empty()) {
+        return -1;  // Blank lines, at the end of a file most often, are no read.
     }
-    if (log_reads) {
-        TAVIK_LOG_FROM(verbose, kJobOrigin) << "Starting to process read: " << read_id;
-    }
+    std::string read_id = Common::kInvalidReadId;  // Messages about an empty title, which throws, name it so.
     try {
+        read_id = record.GetReadId();
+        if (read_id == Common::kInvalidReadId) {
+            return -1;
+        }
+        if (log_reads) {
+            TAVIK_LOG_FROM(verbose, kJobOrigin) << "Starting to process read: " << read_id;
+        }
         return work(record, read_id);
     } catch (const std::exception& error) {
         TAVIK_LOG_FROM(error, kJobOrigin)

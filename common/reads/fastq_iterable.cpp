@@ -21,8 +21,15 @@ bool FastQIterable::Advance() {
 }
 
 bool FastQIterable::ReadRecordLines() {
-    return ReadLine(*stream, title) && ReadLine(*stream, sequence) && ReadLine(*stream, plus) &&
-           ReadLine(*stream, qstring);
+    for (auto* const line : {&title, &sequence, &plus, &qstring}) {
+        if (!ReadLine(*stream, *line)) {
+            return false;
+        }
+        if (stream->bad()) {  // The stream throws nothing itself.
+            throw std::runtime_error("Error while reading a line from the input stream.");
+        }
+    }
+    return true;
 }
 
 void FastQIterable::Increment() {

@@ -1,98 +1,205 @@
 #include "common/reads/gzip_file_decompressor.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <cstdint>
+#include <cstring>
+#include <new>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 #include <vector>
+
+#include <isa-l/igzip_lib.h>
+#include <zlib.h>
 
 #include "common/logger.h"
 
 namespace Common {
 
-namespace io = boost::iostreams;
-
 namespace {
 
-std::string Reason(const io::gzip_error& error) {
-    switch (error.error()) {
-        case io::gzip::bad_crc:
-            return "the checksum does not match, the data are corrupt";
-        case io::gzip::bad_length:
-            return "the length does not match, the data are corrupt";
-        case io::gzip::bad_header:
-            return "not in gzip format";
-        case io::gzip::bad_footer:
-            return "the file ends too early";
-        default:
-            return error.zlib_error_code() == io::zlib::buf_error ? "the file ends too early" : "the data are corrupt";
-    }
-}
-
-// A file that remembers whether its end was met.
-struct WatchedFile : InputFileSource {
-    using InputFileSource::InputFileSource;
-
-    std::streamsize read(char* buffer, std::streamsize count) {
-        const auto got = InputFileSource::read(buffer, count);
-        at_end = at_end || got < 0;
-        return got;
-    }
-
-    bool at_end = false;
-};
+constexpr std::size_t kInputSize = 1 << 16;
+constexpr std::size_t kTextSize = 1 << 18;  // More than ISA-L holds back, so that no call leaves text with it.
+constexpr int kGzipWindow = 15 + 16;        // The largest window; gzip framing alone.
+constexpr int kMostIgnored = 512;
 
 }  // namespace
 
-GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : path(path) {}
-
-std::streamsize GzipFileDecompressor::Recover(const io::gzip_error& error, char* buffer, std::streamsize count) {
-    const auto [saved, at_end] = Salvage(buffer, count);
-    delivered += static_cast<std::uint64_t>(saved);
-    // Behind complete data the header of one more member may be no header at all, or cut short by the file's end.
-    const bool further_member = error.error() == io::gzip::bad_header && delivered > 0;
-    trailing_bytes = further_member && !at_end;
-    const std::string reason = further_member ? "the file ends too early" : Reason(error);
-    failure = std::make_exception_ptr(std::runtime_error("gzip error in " + path + ": " + reason));
-    return saved > 0 ? saved : Fail();
-}
-
-GzipFileDecompressor::Salvaged GzipFileDecompressor::Salvage(char* buffer, std::streamsize count) const {
-    // Only a regular file can be read a second time; of any other the worst is believed.
-    std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path, ignored)) {
-        return {0, true};
+// zlib reads the headers and judges; ISA-L, twice as fast, decompresses what it finds nothing wrong with. Where
+// it does find something, or the file ends, it keeps some of the text before to itself: zlib then goes through
+// that member again. A pipe, which cannot be read again, is zlib's from the start.
+class GzipFileDecompressor::Decoder {
+public:
+    explicit Decoder(const std::string& path) : path(path) {
+        exact.next_in = input.data();
+        if (inflateInit2(&exact, kGzipWindow) != Z_OK) {
+            throw std::bad_alloc();
+        }
     }
-    WatchedFile source(path);
-    io::gzip_decompressor decompressor;
-    std::streamsize saved = 0;
-    try {
-        std::vector<char> skipped(1 << 16);
-        for (auto left = delivered; left > 0;) {
-            const auto step = std::min<std::uint64_t>(left, skipped.size());
-            const auto got = decompressor.read(source, skipped.data(), static_cast<std::streamsize>(step));
-            if (got < 0) {
-                return {0, true};
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+    ~Decoder() { inflateEnd(&exact); }
+
+    std::streamsize Read(std::streambuf& source, char* buffer, std::streamsize count) {
+        while (text.empty()) {
+            if (phase == Phase::end) {
+                if (failure.empty() || !std::exchange(end_told, true)) {
+                    return -1;
+                }
+                throw std::runtime_error("gzip error in " + path + ": " + failure);
             }
-            left -= static_cast<std::uint64_t>(got);
+            Decode(source);
         }
-        // One byte at a time: a read that throws has then lost nothing.
-        while (saved < count && decompressor.read(source, buffer + saved, 1) == 1) {
-            ++saved;
-        }
-    } catch (const std::exception&) {
-        // The failure that is being recovered from; its reason has been kept.
+        const auto copied = text.copy(buffer, static_cast<std::size_t>(count));
+        text.remove_prefix(copied);
+        return static_cast<std::streamsize>(copied);
     }
-    return {saved, source.at_end};
-}
 
-std::streamsize GzipFileDecompressor::Fail() {
-    if (trailing_bytes) {
-        TAVIK_LOG(warning) << "Ignored the bytes after the end of the gzip data in " << path;
-        trailing_bytes = false;
-        failure = nullptr;
-        return -1;
+private:
+    enum class Phase { between_members, header, fast, exact, end };
+
+    void Decode(std::streambuf& source) {
+        if (phase == Phase::between_members) {
+            FindMember(source);
+            return;
+        }
+        Have(source, 1);
+        if (phase == Phase::fast) {
+            DecodeFast(source);
+        } else {
+            DecodeExact();
+        }
     }
-    std::rethrow_exception(failure);
+
+    // Whether the file goes on for so many bytes; they then lie at exact.next_in.
+    bool Have(std::streambuf& source, unsigned bytes) {
+        while (exact.avail_in < bytes && source.sgetc() != std::streambuf::traits_type::eof()) {
+            std::memmove(input.data(), exact.next_in, exact.avail_in);
+            exact.next_in = input.data();
+            const auto room = static_cast<std::streamsize>(input.size() - exact.avail_in);
+            const auto got =
+                source.sgetn(reinterpret_cast<char*>(input.data() + exact.avail_in), std::min(room, source.in_avail()));
+            exact.avail_in += static_cast<unsigned>(got);
+            input_end += got;
+        }
+        return exact.avail_in >= bytes;
+    }
+
+    unsigned char Take() {
+        --exact.avail_in;
+        return *exact.next_in++;
+    }
+
+    void FindMember(std::streambuf& source) {
+        const bool first = input_end == 0;
+        if (first) {
+            seekable = source.pubseekpos(0, std::ios_base::in) == std::streampos(0);
+        }
+        while (Have(source, 1) && *exact.next_in == 0 && !first) {
+            Take();
+        }
+        const bool whole = Have(source, 2);
+        if (exact.avail_in > 0 && exact.next_in[0] == 0x1f && (!whole || exact.next_in[1] == 0x8b)) {
+            phase = Phase::header;
+        } else if (first) {
+            Fail("not in gzip format");
+        } else {
+            SkipTrailingBytes(source);
+        }
+    }
+
+    void SkipTrailingBytes(std::streambuf& source) {
+        int ignored = 0;
+        std::uint32_t latest = 0;
+        while (ignored <= kMostIgnored && latest != 0x1f8b08 && Have(source, 1)) {
+            latest = (latest << 8U | Take()) & 0xFFFFFFU;
+            ignored += (latest & 0xFFU) != 0 ? 1 : 0;
+        }
+        if (ignored > kMostIgnored || latest == 0x1f8b08) {
+            failure = "bytes that are no gzip data stand behind a member, and more data behind them";
+        } else if (ignored > 0) {
+            TAVIK_LOG(warning) << "Ignored " << ignored << " bytes after the end of the gzip data in " << path;
+        }
+        phase = Phase::end;
+    }
+
+    void DecodeFast(std::streambuf& source) {
+        fast.next_in = exact.next_in;
+        fast.avail_in = exact.avail_in;
+        fast.next_out = reinterpret_cast<std::uint8_t*>(output.data());
+        fast.avail_out = kTextSize;
+        const bool failed = isal_inflate(&fast) < 0;
+        const auto made = kTextSize - fast.avail_out;
+        const bool done = fast.block_state == ISAL_BLOCK_FINISH;
+        if (failed || (made == 0 && fast.avail_in == exact.avail_in && !done)) {
+            source.pubseekpos(body, std::ios_base::in);
+            input_end = body;
+            exact.avail_in = 0;
+            phase = Phase::exact;
+            return;
+        }
+        exact.next_in = fast.next_in;
+        exact.avail_in = fast.avail_in;
+        text = {output.data(), made};
+        handed_out += made;
+        if (done) {
+            EndMember();
+        }
+    }
+
+    void DecodeExact() {
+        exact.next_out = reinterpret_cast<Bytef*>(output.data());
+        exact.avail_out = kTextSize;
+        const int result = inflate(&exact, phase == Phase::header ? Z_BLOCK : Z_NO_FLUSH);
+        text = {output.data(), kTextSize - exact.avail_out};
+        const auto known = std::min<std::uint64_t>(handed_out, text.size());
+        text.remove_prefix(known);
+        handed_out -= known;
+        if (result == Z_STREAM_END) {
+            EndMember();
+        } else if (result == Z_BUF_ERROR) {
+            Fail("the file ends too early");
+        } else if (result != Z_OK) {
+            Fail(std::string("the data are corrupt: ") + (exact.msg != nullptr ? exact.msg : zError(result)));
+        } else if (phase == Phase::header && (exact.data_type & 128) != 0) {  // The first block comes next.
+            body = input_end - exact.avail_in;
+            isal_inflate_init(&fast);
+            fast.crc_flag = ISAL_GZIP_NO_HDR_VER;
+            phase = seekable ? Phase::fast : Phase::exact;
+        }
+    }
+
+    void EndMember() {
+        inflateReset(&exact);
+        handed_out = 0;
+        phase = Phase::between_members;
+    }
+
+    void Fail(const std::string& reason) {
+        failure = reason;
+        end_told = true;
+        phase = Phase::end;
+    }
+
+    const std::string path;
+    Phase phase = Phase::between_members;
+    bool seekable = false;
+    z_stream exact{};  // Its input is the input of all phases.
+    inflate_state fast{};
+    std::vector<Bytef> input = std::vector<Bytef>(kInputSize);
+    std::vector<char> output = std::vector<char>(kTextSize);
+    std::string_view text;         // The part of the output that has not been handed out.
+    std::streamoff input_end = 0;  // How far into the file the input reaches.
+    std::streamoff body = 0;       // Where the member's compressed data begin in the file.
+    std::uint64_t handed_out = 0;  // Text of this member that zlib has still to go past, once it takes over.
+    std::string failure;           // What a read throws when all text has been handed out.
+    bool end_told = false;         // Whether it does so at once, without telling the end first.
+};
+
+GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : decoder(std::make_shared<Decoder>(path)) {}
+
+std::streamsize GzipFileDecompressor::read(std::streambuf& source, char* buffer, std::streamsize count) {
+    return decoder->Read(source, buffer, count);
 }
 
 }  // namespace Common

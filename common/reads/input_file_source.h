@@ -5,15 +5,16 @@
 #include <string>
 
 #include <boost/iostreams/categories.hpp>
+#include <boost/iostreams/positioning.hpp>
 
 namespace Common {
 
 /// A Boost.Iostreams source over one file (or pipe) that is opened by the first read, so that a file that
-/// cannot be opened is an error of that read. Copies share the position. One thread.
+/// cannot be opened is an error of that read, or seek. Copies share the position. One thread.
 class InputFileSource {
 public:
     using char_type = char;
-    using category = boost::iostreams::source_tag;
+    struct category : boost::iostreams::device_tag, boost::iostreams::input_seekable {};
 
     explicit InputFileSource(const std::string& path);
 
@@ -21,8 +22,14 @@ public:
     /// Throws std::system_error that names the file and the system's reason.
     std::streamsize read(char* buffer, std::streamsize count);
 
+    /// Returns the new position in bytes from the file's start, or -1 where there are no positions, as in a
+    /// pipe. Throws as read when the file cannot be opened.
+    std::streampos seek(boost::iostreams::stream_offset offset, std::ios_base::seekdir from);
+
 private:
     struct OpenFile;
+    int Descriptor();
+
     std::shared_ptr<OpenFile> file;
 };
 

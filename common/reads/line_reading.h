@@ -7,8 +7,8 @@ namespace Common {
 
 /// Reads one line into `line`, without its line feed and without one carriage return before it. Returns
 /// false, with `line` unspecified, when the stream had reached its end already; a last line without a line
-/// feed counts, and so does the empty text after a final line feed. A device error leaves as the exception
-/// that the stream lets through, or as std::runtime_error from a stream that throws none.
+/// feed counts, and so does the empty text after a final line feed. A device error leaves as the exception that
+/// the stream lets through; on a stream that throws none, `line` is what came before it and the stream is bad.
 bool ReadLine(std::istream& stream, std::string& line);
 
 }  // namespace Common

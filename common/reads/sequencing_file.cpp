@@ -43,4 +43,11 @@ void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_ist
     stream.exceptions(std::ios_base::badbit);
 }
 
+void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream) {
+    if (stream.eof() && !stream.bad()) {
+        stream.clear();
+        stream.peek();  // A read behind the end: the decompressor throws what it has kept for it.
+    }
+}
+
 }  // namespace Common

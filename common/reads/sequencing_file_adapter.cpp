@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "common/logger.h"
+
 namespace Common {
 
 namespace {
@@ -25,7 +27,7 @@ FastQRecord& SequencingFileAdapter::Iterator::operator*() const {
     return adapter->Current();
 }
 
-SequencingFileAdapter::SequencingFileAdapter(std::istream& stream) {
+SequencingFileAdapter::SequencingFileAdapter(std::istream& stream, const std::string& name) : name(name) {
     if (stream.peek() == '>') {
         fasta = std::make_unique<FastaIterable>(stream);
     } else {
@@ -36,7 +38,10 @@ SequencingFileAdapter::SequencingFileAdapter(std::istream& stream) {
 SequencingFileAdapter::Iterator SequencingFileAdapter::begin() {
     Require(state == State::not_started);
     state = State::running;
-    Advance();
+    if (!Advance()) {
+        TAVIK_LOG(error) << "There is no whole read in " << name
+                         << ": something upstream went wrong, the process ends.";
+    }
     return {this, 0};
 }
 

@@ -124,9 +124,13 @@ class BadInput(AlignerTest):
             self.assertEqual(run.records(), [("error", reason)])
             self.assertEqual(self.summary(), [])  # Its header is there.
 
-    def test_empty_plain_file_aborts_the_process(self):
-        # Deliberate: an empty file means that something upstream went wrong.
-        self.align([self.write("a.fastq", "")], status="SIGABRT")
+    def test_file_without_a_read_aborts_the_process_and_is_named(self):
+        # Deliberate: such a file means that something upstream went wrong.
+        for name, content in (("a.fastq", ""), ("b.gz", gzip.compress(b"")), ("c.fq", "@r\nAC\n")):
+            file = self.write(name, content)
+            run = self.align([file], "-z", status="SIGABRT")
+            self.assertEqual(run.records()[0][1].split("\n")[0],
+                             f"There is no whole read in {file}: something upstream went wrong, the process ends.")
 
     def test_failing_file_keeps_its_reads_so_far_and_the_next_file_follows(self):
         good, other, (title, sequence, qualities), *_ = read_fastq(SAMPLE)

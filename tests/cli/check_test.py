@@ -38,15 +38,17 @@ BAD_INPUT = {
     "a read without a name": (
         {"a.fq": WHOLE + record("")},
         ["error in the log: Read title '@' does not have any space. Continuing with next read."]),
-    "a read without a title line, lost without a message": (
-        {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"}, ["a.fq: 6 reads in the file, 5 aligned"]),
+    "a read without a title line": (
+        {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"},
+        ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
+         "record. Continuing with next read."]),
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
         ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early",
          "a.fq.gz: damaged, or not gzip: Compressed file ended before the end-of-stream marker was reached"]),
     "bytes behind the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
-        ["warning in the log: Ignored the bytes after the end of the gzip data in a.gz",
+        ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz",
          "a.gz: damaged, or not gzip: Not a gzipped file (b'mo')"]),
     "plain text under a name for gzip": (
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
@@ -56,7 +58,8 @@ BAD_INPUT = {
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
                          "gone.fq: begun, but not finished", "gone.fq: cannot be read: No such file or directory"]),
     "an empty file aborts the run": (
-        {"a.fq": "", "b.fq": WHOLE}, ["{log}: the run did not come to its end", "a.fq: begun, but not finished",
+        {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, the process ends.",
+                         "{log}: the run did not come to its end", "a.fq: begun, but not finished",
                                       "a.fq: the file is empty", "b.fq: not finished"]),
     "one name for two SAM files": (
         {"a.fastq": WHOLE, "x/a.fq": fastq(RECORDS[:2])},

@@ -81,6 +81,50 @@ TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     EXPECT_DEATH(Walk(std::istringstream("@r\nA\n")), "terminate");
 }
 
+// Gives its text a few characters at a time, then fails.
+class FailingDevice : public std::streambuf {
+public:
+    explicit FailingDevice(const std::string& text) : text(text) {}
+
+private:
+    int_type underflow() override {
+        if (given == text.size()) {
+            throw std::runtime_error("the device failed");
+        }
+        const auto piece = std::min<std::size_t>(3, text.size() - given);
+        setg(text.data() + given, text.data() + given, text.data() + given + piece);
+        given += piece;
+        return traits_type::to_int_type(*gptr());
+    }
+
+    std::string text;
+    std::size_t given = 0;
+};
+
+TEST(SequencingFile, AFailingDeviceEndsTheReadsWithAMessage) {
+    const auto invalid_state = [](std::ios_base::iostate bits) {
+        return "Error reading fasta input. Stream in invalid state: " + std::to_string(bits);
+    };
+    const auto failed = std::ios_base::badbit | std::ios_base::failbit;
+    const auto warning = "Caught exception, so setting END flag. " + std::string("the device failed");
+    const auto unnamed = "Caught exception, so setting END flag. Error while reading a line from the input stream.";
+    const std::tuple<std::string, bool, Lines, Lines> cases[] = {
+        {">a\nACG\n>b\nAC\nGT", false, {">a|ACG|", ">b|ACGT|", invalid_state(failed)}, {}},
+        {">a\nACG\n>b\nAC\n", false, {">a|ACG|", ">b|AC|", invalid_state(failed)}, {}},
+        {">a\nACG\n>b\nAC\nGT", true, {">a|ACG|", "the device failed"}, {}},
+        {"@a\nAC\n+\nII\n@b\nAC\n+\nII", false, {"@a|AC|II"}, {unnamed}},
+        {"@a\nAC\n+\nII\n@b\nAC\n+\nII", true, {"@a|AC|II"}, {warning}},
+    };
+    for (const auto& [text, throws, records, warnings] : cases) {
+        const Tests::CapturedLog log;
+        FailingDevice device(text);
+        std::istream stream(&device);
+        stream.exceptions(throws ? std::ios_base::badbit : std::ios_base::goodbit);
+        EXPECT_EQ(Walk(std::move(stream)), records) << text;
+        EXPECT_EQ(log.Of("warning"), warnings) << text;
+    }
+}
+
 TEST(SequencingFile, TheNameAloneDecidesBetweenPlainAndGzip) {
     const Tests::TemporaryFolder folder;
     std::filesystem::create_directory(folder.Path("folder.fq"));
@@ -121,9 +165,9 @@ TEST(SequencingFile, DamagedGzipGivesItsWholeRecordsAndAWarning) {
     const std::tuple<std::string, std::size_t, std::string> cases[] = {
         {packed.substr(0, packed.size() / 2), 900, damage + "the file ends too early"},
         {packed.substr(0, packed.size() - 3), 2000, damage + "the file ends too early"},
-        {flipped_sum, 2000, damage + "the checksum does not match, the data are corrupt"},
+        {flipped_sum, 2000, damage + "the data are corrupt: incorrect data check"},
         {packed + packed.substr(0, 6), 2000, damage + "the file ends too early"},
-        {packed + "bytes behind", 2000, "Ignored the bytes after the end of the gzip data in " + folder.Path("x.gz")},
+        {packed + "bytes behind", 2000, "Ignored 12 bytes after the end of the gzip data in " + folder.Path("x.gz")},
     };
     for (const auto& [content, at_least, warning] : cases) {
         const Tests::CapturedLog log;

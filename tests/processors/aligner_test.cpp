@@ -73,7 +73,8 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         for (int i = 0; i < 50; ++i) {
             text += Record("r" + std::to_string(i));
         }
-        text += Record("throws") + Record("odd") + "@\nACGT\n+\nIIII\n" + Record("silent x=y");
+        text += Record("throws") + Record("odd") + "@\nACGT\n+\nIIII\n\nACGT\n+\nIIII\n" + Record("silent x=y") +
+                "\n\n\n\n";
         const auto file = folder.Write("a.fq", text);
         EXPECT_EQ(aligner.ProcessSequencingFile(file), 51);
 
@@ -88,7 +89,9 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         }
         auto errors = log.Of("error");
         std::sort(errors.begin(), errors.end());
-        EXPECT_EQ(errors, (Lines{"Error while processing read odd. Continuing with next read.",
+        EXPECT_EQ(errors, (Lines{"Error while processing read [invalid read id]: Cannot get the read ID from an empty "
+                                 "FastQ record. Continuing with next read.",
+                                 "Error while processing read odd. Continuing with next read.",
                                  "Error while processing read throws: no luck Continuing with next read.",
                                  "Read title '@' does not have any space. Continuing with next read."}));
         EXPECT_EQ(log.Of("info").back(), "Successfully finished input file " + file + " (51 reads)");
@@ -100,7 +103,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
             EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write(next_file, text)), 51) << next_file;
         }
         EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")).size(), 3 * 51U);
-        EXPECT_EQ(log.Of("error").size(), 3 * 3U);
+        EXPECT_EQ(log.Of("error").size(), 3 * 4U);
     }
 }
 
@@ -132,14 +135,17 @@ TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
 
 TEST(Aligner, ThereIsNoAsynchronousMode) {
     const Tests::TemporaryFolder folder;
-    const auto file = folder.Write("a.fastq", Record("r1"));
+    const auto file = folder.Write("a.fastq", "\nA\n+\nI\n" + Record("r1") + "\n\n\n\n");
     const Tests::CapturedLog log;
     TestedAligner aligner("", folder.Path("."), 1);
     EXPECT_EQ(aligner.ProcessSequencingFileAsync(file), -1);
-    EXPECT_EQ(log.Of("error"),
-              (Lines{"Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
-                     "Error while processing input file " + file +
-                         ": Asynch alignment not yet supported! Will continue with next input file."}));
+    EXPECT_EQ(
+        log.Of("error"),
+        (Lines{"Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ record. "
+               "Continuing with next read.",
+               "Error while processing read r1: Asynch alignment not yet supported! Continuing with next read.",
+               "Error while processing input file " + file +
+                   ": Asynch alignment not yet supported! Will continue with next input file."}));
 }
 
 TEST(RelativePath, MirrorsTheInputFolder) {
