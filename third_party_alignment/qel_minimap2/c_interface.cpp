@@ -7,6 +7,7 @@
 #include <string>
 
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
+#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
 #include "third_party_alignment/qel_minimap2/mapping/mapping.h"
 
 namespace {
@@ -36,7 +37,7 @@ void Complain(const char* path, const char* reason) noexcept {
 mm_idx_t* qelmm_load_index(const char* path) {
     path = path != nullptr ? path : "";
     try {
-        return qel_minimap2::LoadIndex(path).release();
+        return qel_minimap2::LoadIndex(path, qel_minimap2::kernel::UsesOwnKernels()).release();
     } catch (const std::exception& error) {
         Complain(path, error.what());
         return nullptr;

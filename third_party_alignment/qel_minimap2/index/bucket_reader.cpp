@@ -14,11 +14,61 @@ std::uint64_t Load64(const unsigned char* bytes) {
 
 }  // namespace
 
+void BucketReader::Read(std::uint64_t first, std::uint64_t count) {
+    if (builder.Table() != nullptr) {
+        MakeRoom(first, count);
+    }
+    for (auto bucket = first; bucket < first + count; ++bucket) {
+        ReadBucket(bucket, layout.Bucket(bucket));
+    }
+}
+
+void BucketReader::MakeRoom(std::uint64_t first, std::uint64_t count) {
+    std::vector<std::uint32_t> key_counts;
+    std::uint64_t position_count = 0;
+    for (auto bucket = first; bucket < first + count; ++bucket) {
+        const auto stored = layout.Bucket(bucket);
+        key_counts.push_back(stored.key_count);
+        position_count += stored.position_count;
+    }
+    auto& table = *builder.Table();
+    const auto block = first >> table.BitsInBlock();
+    table.MakeRoom(block, key_counts, position_count);
+    block_positions = table.Positions(block);
+    positions_before = 0;
+}
+
+void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored) {
+    auto* target = block_positions + positions_before;
+    if (builder.Table() == nullptr) {
+        const auto& started = builder.StartBucket(bucket, stored.position_count, stored.key_count);
+        target = started.positions;
+        minimizers = static_cast<MinimizerTable*>(started.table);
+    }
+    if (stored.position_count > 0) {
+        std::memcpy(target, stored.positions, stored.position_count * sizeof(std::uint64_t));
+    }
+}
+
+// False for a minimizer that the bucket holds already.
+bool BucketReader::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
+    if (auto* const table = builder.Table()) {
+        const bool is_single = (key & 1U) != 0;
+        return table->Insert(bucket, key, is_single ? value : value + (positions_before << 32U));
+    }
+    int result = 0;
+    const auto slot = kh_put(minimizers, minimizers, key, &result);
+    if (result < 0) {
+        throw std::bad_alloc();
+    }
+    kh_val(minimizers, slot) = value;
+    return result > 0;
+}
+
 // A key's lowest bit tells whether the value is the minimizer's one position; else it is where its list begins among
 // the bucket's positions (upper 32 bits) and how many it has (lower).
-void BucketReader::Read(std::uint64_t bucket) {
-    const auto stored = layout.Bucket(bucket);
-    builder.StartBucket(bucket, stored);
+void BucketReader::ReadBucket(std::uint64_t bucket, const StoredBucket& stored) {
+    StartBucket(bucket, stored);
     list_sizes.assign(stored.position_count, 0);
     claimed = 0;
     const auto& header = layout.Header();
@@ -36,11 +86,12 @@ void BucketReader::Read(std::uint64_t bucket) {
         } else {
             ReadRepeated(minimizer, value, stored);
         }
-        if (!builder.Insert(bucket, key, value)) {
+        if (!Insert(bucket, key, value)) {
             throw DamagedIndex("a minimizer that stands twice");
         }
     }
     CheckLists(stored);
+    positions_before += stored.position_count;
 }
 
 void BucketReader::ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored) {

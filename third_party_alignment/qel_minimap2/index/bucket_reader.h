@@ -10,16 +10,21 @@
 namespace qel_minimap2 {
 
 /// Reads buckets of a prebuilt index into a new one and checks every count, position and key that minimap2 would follow
-/// without a look. One for each thread.
+/// without a look. One for each block of buckets that is read; `worker`: see ForEach.
 class BucketReader {
 public:
     BucketReader(const IndexLayout& layout, MinimizerSample& sample, IndexBuilder& builder, unsigned worker)
         : layout(layout), sample(sample), builder(builder), worker(worker) {}
 
-    /// Throws std::runtime_error for a damaged bucket, and std::bad_alloc.
-    void Read(std::uint64_t bucket);
+    /// Reads `count` buckets from `first` on; with a SeedTable, those of a block. Throws std::runtime_error for a
+    /// damaged bucket, and std::bad_alloc.
+    void Read(std::uint64_t first, std::uint64_t count);
 
 private:
+    void MakeRoom(std::uint64_t first, std::uint64_t count);
+    void ReadBucket(std::uint64_t bucket, const StoredBucket& stored);
+    void StartBucket(std::uint64_t bucket, const StoredBucket& stored);
+    bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value);
     void CheckPosition(std::uint64_t position) const;
     void ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored);
     void CheckLists(const StoredBucket& stored) const;
@@ -28,6 +33,9 @@ private:
     MinimizerSample& sample;
     IndexBuilder& builder;
     const unsigned worker;
+    std::uint64_t* block_positions = nullptr;
+    std::uint64_t positions_before = 0;  // Of the buckets of the block that were read.
+    MinimizerTable* minimizers = nullptr;
     // For each position of the bucket where the list of a minimizer begins, how many it has.
     std::vector<std::uint32_t> list_sizes;
     std::uint64_t claimed = 0;  // The sum of them.

@@ -1,36 +1,50 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <vector>
 
+#include "third_party_alignment/qel_minimap2/index/index_buckets.h"
 #include "third_party_alignment/qel_minimap2/index/index_layout.h"
 #include "third_party_alignment/qel_minimap2/index/index_pointer.h"
 
 namespace qel_minimap2 {
 
-/// Makes an index of what a prebuilt one's file says, with memory that the library can free, and with a SeedTable in
-/// the place of the library's hash tables where that is wanted and the minimizers fit it. Checks nothing. All
-/// operations throw std::bad_alloc. Different buckets may be filled by different threads at once.
+/// Makes an index with memory that the library can free, and with a SeedTable in the place of the library's hash tables
+/// where that is wanted and the minimizers fit it. Checks nothing. All operations throw std::bad_alloc.
 class IndexBuilder {
 public:
-    IndexBuilder(const IndexLayout& layout, bool with_seed_table);
+    /// Without sequences.
+    IndexBuilder(const IndexHeader& header, bool with_seed_table);
 
-    /// Copies the positions of a bucket. To be called before its minimizers are inserted.
-    void StartBucket(std::uint64_t bucket, const StoredBucket& stored);
+    void SetSequences(const std::vector<ReferenceSequence>& sequences);
+    /// Makes the index own its packed bases, which come from malloc.
+    void SetBases(std::uint32_t* words) { index->S = words; }
 
-    /// Adds a minimizer to a bucket, with key and value as in SeedTable. False for one that the bucket holds already.
-    bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value);
-
-    /// Memory for the packed bases of all sequences.
-    std::uint32_t* Bases() { return index->S; }
+    /// Null when the library's tables are to be filled.
+    SeedTable* Table() { return table.get(); }
+    /// A bucket with the library's table for that many keys, whose positions come from malloc. Different buckets may be
+    /// filled by different threads at once.
+    IndexBucket& StartBucket(std::uint64_t bucket, std::uint32_t position_count, std::uint32_t key_count);
 
     /// The index. Nothing may be called after it.
     IndexPointer Take();
 
 private:
     IndexPointer index;
-    std::unique_ptr<SeedTable> table;  // Null when the library's tables are filled.
+    std::unique_ptr<SeedTable> table;
 };
+
+/// Memory from malloc, which the library frees its own with; null for nothing. Throws std::bad_alloc.
+template <typename T>
+T* Allocated(std::uint64_t count) {
+    void* const memory = count > 0 ? std::malloc(count * sizeof(T)) : nullptr;
+    if (memory == nullptr && count > 0) {
+        throw std::bad_alloc();
+    }
+    return static_cast<T*>(memory);
+}
 
 }  // namespace qel_minimap2

@@ -22,7 +22,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// What a thread reads before it asks for more: enough to be worth asking, and to give memory back in few steps.
+// What a thread reads before it asks for more, when that is not a block of a SeedTable.
 constexpr std::uint64_t kBucketsPerItem = 64;
 
 }  // namespace
@@ -41,18 +41,19 @@ bool HasIndexMagic(const std::string& path) {
 IndexPointer LoadIndexFile(const std::string& path, bool with_seed_table) {
     const MappedFile file(path);
     const IndexLayout layout(file);
-    IndexBuilder builder(layout, with_seed_table);
+    IndexBuilder builder(layout.Header(), with_seed_table);
+    builder.SetSequences(layout.Sequences());
     file.Release(file.Data(), layout.Bases());  // The layout has touched all of it.
-    MinimizerSample sample(layout, CopyBases(layout, builder.Bases()));
-    const auto items = (layout.BucketCount() + kBucketsPerItem - 1) / kBucketsPerItem;
-    ForEach(items, [&](std::size_t item, unsigned worker) {
-        BucketReader reader(layout, sample, builder, worker);
-        const auto first = item * kBucketsPerItem;
-        const auto last = std::min(first + kBucketsPerItem, layout.BucketCount()) - 1;
-        for (auto bucket = first; bucket <= last; ++bucket) {
-            reader.Read(bucket);
-        }
-        file.Release(layout.Bucket(first).positions, layout.Bucket(last).End());
+    auto* const bases = Allocated<std::uint32_t>(layout.BaseWords());
+    builder.SetBases(bases);
+    MinimizerSample sample(layout, CopyBases(layout, bases));
+
+    const auto per_item = builder.Table() != nullptr ? std::uint64_t{1} << builder.Table()->BitsInBlock()
+                                                     : std::min(kBucketsPerItem, layout.BucketCount());
+    ForEach(layout.BucketCount() / per_item, [&](std::size_t item, unsigned worker) {
+        const auto first = item * per_item;
+        BucketReader(layout, sample, builder, worker).Read(first, per_item);
+        file.Release(layout.Bucket(first).positions, layout.Bucket(first + per_item - 1).End());
     });
     sample.Check();
     return builder.Take();

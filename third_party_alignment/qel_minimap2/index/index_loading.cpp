@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "third_party_alignment/qel_minimap2/index/index_file.h"
-#include "third_party_alignment/qel_minimap2/index/reference_check.h"
-#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/index/reference_index.h"
+#include "third_party_alignment/qel_minimap2/index/reference_reader.h"
 #include "third_party_alignment/qel_minimap2/mapping/map_options.h"
 
 namespace qel_minimap2 {
@@ -70,37 +70,30 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
 }
 
 // Has the library index a reference.
-IndexPointer LoadWithLibrary(const std::string& path, int threads) {
-    Options options;
-    options.indexing.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
-    const std::unique_ptr<mm_idx_reader_t, CloseReader> reader(
-        mm_idx_reader_open(path.c_str(), &options.indexing, nullptr));
+IndexPointer IndexWithLibrary(const std::string& path, mm_idxopt_t options) {
+    CheckReferenceFile(path);
+    options.batch_size = std::numeric_limits<std::int64_t>::max();  // One part, whatever the size.
+    const std::unique_ptr<mm_idx_reader_t, CloseReader> reader(mm_idx_reader_open(path.c_str(), &options, nullptr));
     if (!reader) {
         throw std::runtime_error(std::generic_category().message(errno));
     }
-    IndexPointer index(mm_idx_reader_read(reader.get(), threads));
+    IndexPointer index(mm_idx_reader_read(reader.get(), StartableThreads()));
     if (!index) {
         throw std::runtime_error("minimap2 could not read it");
     }
     return index;
 }
 
-IndexPointer LoadReference(const std::string& path) {
-    CheckReferenceFile(path);
-    auto index = LoadWithLibrary(path, StartableThreads());
-    if (kernel::UsesOwnKernels() && SeedTable::Fits(index->k, index->b)) {
-        SeedTable::Replace(*index);
-    }
-    return index;
-}
-
 }  // namespace
 
-IndexPointer LoadIndex(const char* given_path) {
+IndexPointer LoadIndex(const char* given_path, bool with_seed_table) {
     // minimap2 takes "-" for standard input.
     const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
     RequireRegularFile(path);
-    auto index = HasIndexMagic(path) ? LoadIndexFile(path, kernel::UsesOwnKernels()) : LoadReference(path);
+    const auto options = Options().indexing;
+    auto index = HasIndexMagic(path)                             ? LoadIndexFile(path, with_seed_table)
+                 : with_seed_table && CanIndexReference(options) ? IndexReference(path, options)
+                                                                 : IndexWithLibrary(path, options);
     WarnOfDuplicateName(*index, path);
     return index;
 }

@@ -4,7 +4,8 @@
 
 namespace qel_minimap2 {
 
-/// See qelmm_load_index; throws std::runtime_error with the reason instead of printing it.
-IndexPointer LoadIndex(const char* path);
+/// See qelmm_load_index; throws std::runtime_error with the reason instead of printing it. `with_seed_table`: whether a
+/// SeedTable may take the place of the library's hash tables, and own indexing that of the library's.
+IndexPointer LoadIndex(const char* path, bool with_seed_table);
 
 }  // namespace qel_minimap2

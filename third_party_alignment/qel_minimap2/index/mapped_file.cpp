@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "third_party_alignment/qel_minimap2/index/pages.h"
+
 namespace qel_minimap2 {
 
 namespace {
@@ -52,12 +54,7 @@ MappedFile::MappedFile(const std::string& path) {
 }
 
 void MappedFile::Release(const unsigned char* begin, const unsigned char* end) const {
-    static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    const auto from = (static_cast<std::size_t>(begin - data) + page - 1) / page * page;
-    const auto to = static_cast<std::size_t>(end - data) / page * page;
-    if (to > from) {
-        ::madvise(data + from, to - from, MADV_DONTNEED);
-    }
+    ReleasePages(data, static_cast<std::size_t>(begin - data), static_cast<std::size_t>(end - data));
 }
 
 MappedFile::~MappedFile() {

@@ -1,95 +1,154 @@
 #include "third_party_alignment/qel_minimap2/index/seed_table.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <utility>
+#include <cstring>
+#include <limits>
+#include <new>
 
-#include <malloc.h>
-
-#include "third_party_alignment/qel_minimap2/index/index_buckets.h"
+#include <emmintrin.h>
 
 namespace qel_minimap2 {
 
 namespace {
 
-// How often memory is given back to the system while the library's tables are replaced: more would cost time.
-constexpr std::uint64_t kTrims = 4;
+// Of 16 slots 14 are taken on average: few groups overflow, and few slots are wasted.
+constexpr std::uint32_t kKeysPerGroup = 14;
+constexpr unsigned kMostBlockBits = 8;
+constexpr unsigned kLeastBitsInBlock = 6;
+// Minimizers are hashes: as many full groups in a row come up in no index that minimap2 made.
+constexpr unsigned kMostFullGroups = 1024;
+constexpr std::uint64_t kCounted = 1024;
 
-// Seven of ten slots are taken, and one is free in each stretch: it ends the search for a key that is not there.
-std::uint64_t SlotsFor(std::uint64_t keys) {
-    return keys * 10 / 7 + 1;
+bool IsSingle(std::uint64_t key) {
+    return (key & 1U) != 0;
 }
 
 std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
-    return (key & 1U) != 0 ? 1 : value & 0xFFFFFFFFU;
+    return IsSingle(key) ? 1 : value & 0xFFFFFFFFU;
 }
 
 }  // namespace
 
 thread_local const SeedTable* LookUpsAhead::table = nullptr;
 
-SeedTable::SeedTable(unsigned bucket_bits, const std::vector<std::uint32_t>& key_counts)
-    : bucket_bits(bucket_bits), bucket_mask((std::uint64_t{1} << bucket_bits) - 1) {
-    begins.reserve(key_counts.size() + 1);
-    std::uint64_t slots = 0;
-    for (const auto count : key_counts) {
-        begins.push_back(slots);
-        slots += count > 0 ? SlotsFor(count) : 0;
+SeedTable::SeedTable(unsigned bucket_bits)
+    : bucket_bits(bucket_bits),
+      bits_in_block(std::min(
+          std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
+      bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
+      stretches(std::size_t{1} << bucket_bits),
+      blocks(std::size_t{1} << (bucket_bits - bits_in_block)) {}
+
+void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts,
+                         std::uint64_t position_count) {
+    std::uint64_t groups = 0;
+    for (std::size_t i = 0; i < key_counts.size(); ++i) {
+        // One more than full: a free slot ends the search for a key that is not there.
+        const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
+        stretches[(block << bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
+        groups += needed;
     }
-    begins.push_back(slots);
-    // The values are left as they are: their memory comes when a key needs it.
-    keys = std::make_unique_for_overwrite<std::uint32_t[]>(slots);
-    values = std::make_unique_for_overwrite<std::uint64_t[]>(slots);
-    std::fill_n(keys.get(), slots, kFree);
+    if (groups > std::numeric_limits<std::uint32_t>::max() ||
+        position_count > std::numeric_limits<std::uint32_t>::max()) {
+        throw std::bad_alloc();
+    }
+    const auto slots = groups * kGroupSlots;
+    auto& target = blocks[block];
+    target.memory = Pages(slots * 12 + position_count * 8);
+    auto* const bytes = target.memory.Data();
+    target.keys = reinterpret_cast<std::uint32_t*>(bytes);
+    target.values = reinterpret_cast<std::uint64_t*>(bytes + slots * 4);
+    target.positions = target.values + slots;
+    if (slots > 0) {
+        std::memset(target.keys, 0xff, slots * sizeof kFree);
+    }
+    target.counted.assign(kCounted, 0);
+}
+
+// Which slots of a group have a key, its lowest bit set to 1 in both; one bit each.
+unsigned SeedTable::SlotsWith(const std::uint32_t* group, std::uint32_t key) {
+    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
+    const __m128i ones = _mm_set1_epi32(1);
+    const auto equal = [&](int four) {
+        const __m128i keys = _mm_load_si128(reinterpret_cast<const __m128i*>(group) + four);
+        return _mm_cmpeq_epi32(_mm_or_si128(keys, ones), wanted);
+    };
+    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
 }
 
 bool SeedTable::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
-    const auto stretch = StretchOf(bucket);
-    auto slot = stretch.SlotOf(key >> 1U);
-    for (; keys[slot] != kFree; slot = stretch.After(slot)) {
-        if (keys[slot] >> 1U == key >> 1U) {
+    auto& block = blocks[bucket >> bits_in_block];
+    const auto& stretch = stretches[bucket];
+    auto group = stretch.GroupOf(key >> 1U);
+    unsigned free = 0;
+    for (unsigned full = 0; free == 0; ++full, group = stretch.After(group)) {
+        const auto* const keys = block.keys + group * kGroupSlots;
+        free = SlotsWith(keys, kFree);
+        if (SlotsWith(keys, static_cast<std::uint32_t>(key)) != 0 || full > kMostFullGroups) {
             return false;
         }
+        if (free != 0) {
+            break;
+        }
     }
-    keys[slot] = static_cast<std::uint32_t>(key);
-    values[slot] = value;
+    const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(free));
+    block.keys[slot] = static_cast<std::uint32_t>(key);
+    block.values[slot] = value;
+    if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
+        ++block.counted[occurrences];
+    } else {
+        block.frequent.push_back(static_cast<std::uint32_t>(occurrences));
+    }
     return true;
 }
 
-const std::uint64_t* SeedTable::Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const {
-    count = 0;
-    const std::uint64_t bucket = minimizer & bucket_mask;
-    const std::uint64_t key_bits = minimizer >> bucket_bits;
-    const auto stretch = StretchOf(bucket);
-    if (stretch.size == 0) {
-        return nullptr;
+std::uint64_t SeedTable::Slot(const mm_idx_t& /*index*/, std::uint64_t minimizer) const {
+    const auto& stretch = stretches[minimizer & bucket_mask];
+    if (stretch.groups == 0) {
+        return kNoSlot;
     }
-    for (auto slot = stretch.SlotOf(key_bits); keys[slot] != kFree; slot = stretch.After(slot)) {
-        if (keys[slot] >> 1U == key_bits) {
-            const auto& value = values[slot];
-            count = static_cast<int>(Occurrences(keys[slot], value));
-            return (keys[slot] & 1U) != 0 ? &value : BucketsOf(index)[bucket].positions + (value >> 32U);
+    const auto& block = BlockOf(minimizer);
+    const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
+    for (auto group = stretch.GroupOf(minimizer >> bucket_bits);; group = stretch.After(group)) {
+        const auto* const keys = block.keys + group * kGroupSlots;
+        if (const auto found = SlotsWith(keys, key); found != 0) {
+            const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));
+            __builtin_prefetch(block.values + slot);
+            return slot;
+        }
+        if (keys[kGroupSlots - 1] == kFree) {
+            return kNoSlot;
         }
     }
-    return nullptr;
+}
+
+const std::uint64_t* SeedTable::AtSlot(const mm_idx_t& /*index*/, std::uint64_t minimizer, std::uint64_t slot,
+                                       int& count) const {
+    const auto& block = BlockOf(minimizer);
+    const auto& value = block.values[slot];
+    count = static_cast<int>(Occurrences(block.keys[slot], value));
+    return IsSingle(block.keys[slot]) ? &value : block.positions + (value >> 32U);
+}
+
+const std::uint64_t* SeedTable::Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const {
+    const auto slot = Slot(index, minimizer);
+    count = 0;
+    return slot != kNoSlot ? AtSlot(index, minimizer, slot, count) : nullptr;
 }
 
 std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
-    // Few minimizers are frequent: those are sorted, the others only counted.
-    constexpr std::size_t kCounted = 1024;
     std::vector<std::uint64_t> counted(kCounted);
     std::vector<std::uint32_t> frequent;
-    std::uint64_t total = 0;
-    for (std::uint64_t slot = 0; slot < begins.back(); ++slot) {
-        if (keys[slot] == kFree) {
-            continue;
+    for (const auto& block : blocks) {
+        for (std::size_t i = 0; i < block.counted.size(); ++i) {
+            counted[i] += block.counted[i];
         }
-        ++total;
-        if (const auto occurrences = Occurrences(keys[slot], values[slot]); occurrences < kCounted) {
-            ++counted[occurrences];
-        } else {
-            frequent.push_back(static_cast<std::uint32_t>(occurrences));
-        }
+        frequent.insert(frequent.end(), block.frequent.begin(), block.frequent.end());
+    }
+    std::uint64_t total = frequent.size();
+    for (const auto count : counted) {
+        total += count;
     }
     if (fraction <= 0.0F || total == 0) {
         return INT32_MAX;
@@ -115,30 +174,6 @@ void SeedTable::Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table) {
 void SeedTable::Drop(mm_idx_t& index) {
     delete Of(index);  // NOLINT(cppcoreguidelines-owning-memory)
     index.h = nullptr;
-}
-
-void SeedTable::Replace(mm_idx_t& index) {
-    auto* const buckets = BucketsOf(index);
-    const auto bucket_count = std::uint64_t{1} << static_cast<unsigned>(index.b);
-    std::vector<std::uint32_t> key_counts(bucket_count);
-    for (std::uint64_t bucket = 0; bucket < bucket_count; ++bucket) {
-        const auto* const table = static_cast<const MinimizerTable*>(buckets[bucket].table);
-        key_counts[bucket] = table != nullptr ? kh_size(table) : 0;
-    }
-    auto flat = std::make_unique<SeedTable>(static_cast<unsigned>(index.b), key_counts);
-    for (std::uint64_t bucket = 0; bucket < bucket_count; ++bucket) {
-        auto* const table = static_cast<MinimizerTable*>(std::exchange(buckets[bucket].table, nullptr));
-        for (khint_t slot = 0; table != nullptr && slot != kh_end(table); ++slot) {
-            if (kh_exist(table, slot)) {
-                flat->Insert(bucket, kh_key(table, slot), kh_val(table, slot));
-            }
-        }
-        kh_destroy(minimizers, table);
-        if ((bucket + 1) % std::max<std::uint64_t>(bucket_count / kTrims, 1) == 0) {
-            ::malloc_trim(0);  // Or the two would be there together.
-        }
-    }
-    Give(index, std::move(flat));
 }
 
 }  // namespace qel_minimap2

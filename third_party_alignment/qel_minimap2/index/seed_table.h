@@ -6,39 +6,59 @@
 
 #include <minimap.h>
 
+#include "third_party_alignment/qel_minimap2/index/pages.h"
+
 namespace qel_minimap2 {
 
-/// Where each minimizer of an index occurs: one flat table in the place of the library's hash table per bucket, which
-/// takes half as much memory again and three to five cache misses a look-up. Keys of four bytes lie apart from the
-/// values, so that finding out that the index does not hold a minimizer, the answer for most of a noisy read's, is one
-/// miss.
+/// Where each minimizer of an index occurs: a flat table in the place of the library's hash table per bucket, which
+/// takes twice the memory and three to five cache misses a look-up. Keys of four bytes lie apart from the values, so
+/// that finding out that the index does not hold a minimizer, the answer for most of a noisy read's, is hardly more
+/// than one miss.
 ///
 /// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once.
-/// Its value is then the one position; else the start (upper 32 bits) and number (lower) in the bucket's list of
-/// positions. Each bucket has a stretch of slots, more than it has keys; a key lies in the first free one from where
-/// its hash says.
+/// Its value is then the one position; else where its list begins (upper 32 bits) and how many positions it has
+/// (lower). Each bucket has a stretch of groups of 16 slots, a cache line of keys. A key lies in the group that its
+/// hash says or, where that is full, in the next one with room.
 ///
-/// One thread fills it; once it is filled any thread may look up.
+/// The buckets are divided into blocks, each with memory of its own. Different threads may fill different blocks at
+/// once; when all are filled, any thread may look up.
 class SeedTable {
 public:
     /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.
     static bool Fits(int k, int bucket_bits) { return 2 * k - bucket_bits <= 30; }
 
-    /// An empty table for buckets with these numbers of keys. Throws std::bad_alloc.
-    SeedTable(unsigned bucket_bits, const std::vector<std::uint32_t>& key_counts);
+    explicit SeedTable(unsigned bucket_bits);
 
-    /// Adds a key to a bucket, at most as often as was said. False for a minimizer that the bucket holds already.
+    std::size_t BlockCount() const { return blocks.size(); }
+    /// The lowest bits of a bucket's number, which tell the buckets of a block apart; the others are the block's
+    /// number.
+    unsigned BitsInBlock() const { return bits_in_block; }
+
+    /// Makes room in a block for so many minimizers in each of its buckets and so many positions of the repeated ones.
+    /// Throws std::bad_alloc.
+    void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count);
+    /// The positions of a block's repeated minimizers, to be filled. The starts of lists are counted from here.
+    std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
+    /// Adds a key to a bucket, at most as often as was said. False for a minimizer that the bucket holds already, and
+    /// for one that too many before it have kept from its place, as no honest ones can.
     bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value);
 
-    /// Where a minimizer occurs in the index, which has its bucket's list, and in `count` how often; null for 0. Any
-    /// thread once the table is filled.
+    /// Where a minimizer occurs in the index, and in `count` how often; null for 0.
     const std::uint64_t* Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const;
 
-    /// Has the memory that Find looks at first fetched.
-    void Prefetch(std::uint64_t minimizer) const {
-        const auto stretch = StretchOf(minimizer & bucket_mask);
-        __builtin_prefetch(&keys[stretch.SlotOf(minimizer >> bucket_bits)]);
+    /// What Find does, in three steps with a miss of the caches in each, for who has many look-ups to make: the next
+    /// step's memory is fetched while others take theirs. First, have the memory for Slot fetched.
+    void PrefetchKeys(std::uint64_t minimizer) const {
+        const auto& stretch = stretches[minimizer & bucket_mask];
+        if (stretch.groups > 0) {
+            __builtin_prefetch(BlockOf(minimizer).keys + stretch.GroupOf(minimizer >> bucket_bits) * kGroupSlots);
+        }
     }
+    static constexpr std::uint64_t kNoSlot = UINT64_MAX;
+    /// Where the table holds a minimizer, or kNoSlot; the memory for AtSlot is being fetched then.
+    std::uint64_t Slot(const mm_idx_t& index, std::uint64_t minimizer) const;
+    /// As Find, of a minimizer whose slot is known.
+    const std::uint64_t* AtSlot(const mm_idx_t& index, std::uint64_t minimizer, std::uint64_t slot, int& count) const;
 
     /// Above how many occurrences lies the `fraction` of the most frequent minimizers: mm_idx_cal_max_occ of the table.
     std::int32_t OccurrenceThreshold(float fraction) const;
@@ -49,28 +69,36 @@ public:
     static void Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table);
     /// Makes the index own none.
     static void Drop(mm_idx_t& index);
-    /// Moves what the library's tables hold into a table of the index. Throws std::bad_alloc.
-    static void Replace(mm_idx_t& index);
 
 private:
     static constexpr std::uint32_t kFree = UINT32_MAX;
+    static constexpr std::uint32_t kGroupSlots = 16;
 
-    // The slots of a bucket.
+    // The groups of a bucket, counted from its block's first.
     struct Stretch {
-        std::uint64_t begin, size;
-        std::uint64_t SlotOf(std::uint64_t key_bits) const {
-            return begin + (static_cast<std::uint32_t>(key_bits * 0x9E3779B1U) * size >> 32U);
+        std::uint32_t begin, groups;
+        std::uint64_t GroupOf(std::uint64_t key_bits) const {
+            return begin + (std::uint64_t{static_cast<std::uint32_t>(key_bits * 0x9E3779B1U)} * groups >> 32U);
         }
-        std::uint64_t After(std::uint64_t slot) const { return slot + 1 < begin + size ? slot + 1 : begin; }
+        std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
+    };
+    struct Block {
+        Pages memory;
+        std::uint32_t* keys = nullptr;
+        std::uint64_t* values = nullptr;
+        std::uint64_t* positions = nullptr;
+        std::vector<std::uint32_t> counted;   // How many minimizers there are of each number of occurrences.
+        std::vector<std::uint32_t> frequent;  // The numbers too high for that.
     };
 
-    Stretch StretchOf(std::uint64_t bucket) const { return {begins[bucket], begins[bucket + 1] - begins[bucket]}; }
+    static unsigned SlotsWith(const std::uint32_t* group, std::uint32_t key);
+    const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
 
     unsigned bucket_bits;
+    unsigned bits_in_block;
     std::uint64_t bucket_mask;
-    std::vector<std::uint64_t> begins;  // The first slot of each bucket; at the end, the number of slots.
-    std::unique_ptr<std::uint32_t[]> keys;
-    std::unique_ptr<std::uint64_t[]> values;
+    std::vector<Stretch> stretches;  // Of the buckets.
+    std::vector<Block> blocks;
 };
 
 /// For the time of its life, the thread prepares look-ups of each read's minimizers in this index.

@@ -61,7 +61,7 @@ void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uin
     // A read's minimizers are looked up next, one after the other.
     if (const auto* const table = qel_minimap2::LookUpsAhead::Table()) {
         for (std::size_t i = first; i < p->n; ++i) {
-            table->Prefetch(p->a[i].x >> 8U);
+            table->PrefetchKeys(p->a[i].x >> 8U);
         }
     }
 }

@@ -1,6 +1,6 @@
-#include "third_party_alignment/qel_minimap2/index/reference_check.h"
+#include "third_party_alignment/qel_minimap2/index/reference_reader.h"
 
-#include <algorithm>
+#include <array>
 #include <cctype>
 #include <limits>
 #include <memory>
@@ -49,12 +49,18 @@ struct DestroyParser {
 };
 
 // Letters of any alphabet of bases, gaps, and what line ends may leave.
-bool IsSequenceByte(char c) {
-    return std::isalpha(static_cast<unsigned char>(c)) != 0 ||
-           std::string_view("-*. \t\r").find(c) != std::string_view::npos;
+std::array<bool, 256> MakeIsNoBase() {
+    std::array<bool, 256> is_no_base{};
+    for (unsigned byte = 0; byte < is_no_base.size(); ++byte) {
+        is_no_base[byte] = std::isalpha(static_cast<int>(byte)) == 0 &&
+                           std::string_view("-*. \t\r").find(static_cast<char>(byte)) == std::string_view::npos;
+    }
+    return is_no_base;
 }
 
-void CheckSequence(const kseq_t& record) {
+void Deliver(const kseq_t& record, ReferenceSink& sink) {
+    constexpr std::size_t kPart = 1 << 15;  // Few enough to be in the cache when they are looked at again.
+    static const auto is_no_base = MakeIsNoBase();
     const std::string name(record.name.s, record.name.l);
     if (const char* const fault = FaultOfSequenceName(name)) {
         throw std::runtime_error(std::string("holds ") + fault);
@@ -62,21 +68,36 @@ void CheckSequence(const kseq_t& record) {
     if (record.seq.l > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
         throw std::runtime_error("sequence '" + name + "' is longer than 2^31 - 1 bases");
     }
-    const std::string_view bases(record.seq.s, record.seq.l);
-    if (!std::all_of(bases.begin(), bases.end(), IsSequenceByte)) {
-        throw std::runtime_error("sequence '" + name + "' holds bytes that are no bases");
+    sink.Start(name, static_cast<std::uint32_t>(record.seq.l));
+    const std::string_view letters(record.seq.s != nullptr ? record.seq.s : "", record.seq.l);
+    for (std::size_t at = 0; at < letters.size(); at += kPart) {
+        const auto part = letters.substr(at, kPart);
+        unsigned bad = 0;
+        for (const char c : part) {
+            bad |= static_cast<unsigned>(is_no_base[static_cast<unsigned char>(c)]);
+        }
+        if (bad != 0) {
+            throw std::runtime_error("sequence '" + name + "' holds bytes that are no bases");
+        }
+        sink.Add(part);
     }
 }
 
+class NoSink : public ReferenceSink {
+public:
+    void Start(const std::string& /*name*/, std::uint32_t /*length*/) override {}
+    void Add(std::string_view /*letters*/) override {}
+};
+
 }  // namespace
 
-void CheckReferenceFile(const std::string& path) {
+void ReadReference(const std::string& path, ReferenceSink& sink) {
     constexpr int kCutQualities = -2;
     CheckedText text{.input = TextInput(path)};
     const std::unique_ptr<kseq_t, DestroyParser> record(kseq_init(&text));
     int result = 0;
     while ((result = kseq_read(record.get())) >= 0) {
-        CheckSequence(*record);
+        Deliver(*record, sink);
     }
     if (result == kCutQualities) {
         throw std::runtime_error("the qualities of sequence '" + std::string(record->name.s, record->name.l) +
@@ -85,6 +106,11 @@ void CheckReferenceFile(const std::string& path) {
     if (result < kCutQualities) {
         throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");
     }
+}
+
+void CheckReferenceFile(const std::string& path) {
+    NoSink sink;
+    ReadReference(path, sink);
 }
 
 }  // namespace qel_minimap2

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace qel_minimap2 {
+
+/// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
+/// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
+class PackedBases {
+public:
+    /// Adds the bases of letters at the end. Throws std::bad_alloc.
+    void Append(std::string_view letters);
+    std::uint64_t Count() const { return count; }
+    /// Writes the bases from `begin` to `end`, a number of 0 to 4 in each byte.
+    void Unpack(std::uint64_t begin, std::uint64_t end, char* bases) const;
+    /// The words, in memory from malloc that the caller owns now; null for none. Nothing may be called after it.
+    std::uint32_t* Take();
+
+private:
+    struct Free {
+        void operator()(std::uint32_t* memory) const { std::free(memory); }
+    };
+
+    void Reserve(std::uint64_t word_count);
+
+    std::unique_ptr<std::uint32_t[], Free> words;
+    std::uint64_t capacity = 0;  // In words.
+    std::uint64_t count = 0;
+};
+
+}  // namespace qel_minimap2
