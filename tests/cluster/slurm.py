@@ -77,6 +77,14 @@ def processes():
     return found
 
 
+def state_of(process):
+    """The letter of its state: T if stopped, Z if it has ended, as also for one that is gone."""
+    try:
+        return Path(f"/proc/{process}/stat").read_text().rsplit(") ", 1)[1][0]
+    except OSError:
+        return "Z"
+
+
 def descendants(root):
     """Ids and command lines of all processes below `root`."""
     table = processes()
