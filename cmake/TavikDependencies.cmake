@@ -38,12 +38,16 @@ if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
 endif()
 # third_party_alignment/qel_minimap2/index/index_buckets.h knows a layout that the library keeps to itself. The headers tell no
 # version; what tells it is the package.
+set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
   execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}" libminimap2-dev
-    OUTPUT_VARIABLE tavik_minimap2_version ERROR_QUIET)
-  if(tavik_minimap2_version AND NOT tavik_minimap2_version MATCHES "^2\\.24[^0-9]")
-    message(FATAL_ERROR "minimap2 2.24 is needed; the package libminimap2-dev here is ${tavik_minimap2_version}.")
+    OUTPUT_VARIABLE tavik_minimap2_package ERROR_QUIET)
+  if(tavik_minimap2_package AND NOT tavik_minimap2_package MATCHES "^2\\.24[^0-9]")
+    message(FATAL_ERROR "minimap2 2.24 is needed; the package libminimap2-dev here is ${tavik_minimap2_package}.")
+  endif()
+  if(tavik_minimap2_package)
+    set(TAVIK_MINIMAP2_VERSION "${tavik_minimap2_package}")
   endif()
 endif()
 

@@ -83,6 +83,7 @@ void Aligner::PrepareRun() {
     TAVIK_LOG(message) << "QEL Tavik alignment software version " << Common::kVersion
                        << "\ninput path:         " << input_path << "\nsave path:          " << save_path
                        << "\nalignment ref.:     " << align_ref << "\nmin. coverage:      " << min_coverage;
+    TAVIK_LOG(info) << "Mapping with minimap2 " << ThirdPartyAlignment::Minimap2Caller::LibraryVersion();
 }
 
 void Aligner::LoadReference() {

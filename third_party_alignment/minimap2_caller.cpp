@@ -19,6 +19,9 @@ extern "C" char* qelmm_test() {
     return strdup("Hello World.");
 }
 
+// A wrapper library without it serves as well; its address is then null.
+extern "C" [[gnu::weak]] const char* qelmm_minimap2_version();
+
 namespace ThirdPartyAlignment {
 
 namespace {
@@ -86,6 +89,10 @@ void Minimap2Caller::LoadIndex() const {
     if (index->n_seq == 0) {
         throw std::runtime_error("Minimap2 index contains 0 sequences.");
     }
+}
+
+std::string Minimap2Caller::LibraryVersion() {
+    return qelmm_minimap2_version != nullptr ? qelmm_minimap2_version() : "unknown";
 }
 
 const std::string& Minimap2Caller::LoadedHeader() const {

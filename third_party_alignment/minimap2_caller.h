@@ -24,6 +24,9 @@ public:
     /// not load index <path>" (the next call tries again) or "Minimap2 index contains 0 sequences.".
     void LoadIndex() const;
 
+    /// The version of the minimap2 library that the wrapper library holds; "unknown" where that does not tell.
+    static std::string LibraryVersion();
+
     /// The index's "@SQ" lines, joined by line feeds, none after the last. Loads the index, and throws, as
     /// LoadIndex does.
     std::string GetSamHeader() const;

@@ -61,12 +61,26 @@ class InstalledTree(InstallationTest):
             status, usage, errors = run(tree / "bin" / "tavik_aligner", "-h", cwd=self.folder)
             self.assertEqual((status, errors, "--align_ref" in usage), (0, "", True))
 
+    def test_a_wrapper_library_of_the_four_functions_serves_the_program(self):
+        functions = ("qelmm_load_index", "qelmm_cache_idx_occ_thres", "qelmm_align", "qelmm_unload_index")
+        (self.folder / "four.cpp").write_text("".join(f'extern "C" void* {name}() {{ return nullptr; }}\n'
+                                                      for name in functions))
+        run("c++", "-shared", "-fPIC", "-Wl,-soname,libqel_minimap2.so", "-o", self.tree / PRIVATE_LIBRARY,
+            self.folder / "four.cpp")
+        reference = SOURCE / "examples/reference.fasta"
+        status, _, errors = run(self.tree / "bin/tavik_aligner", "-i", "", "-s", self.folder / "out", "-a", reference)
+        self.assertEqual(status, 1)
+        self.assertIn(f"Failed to load index {reference} with error: Could not load index {reference}\n", errors)
+
     def test_moved_tree_aligns_its_examples_and_keeps_run_bits(self):
         examples = self.tree / "share/doc/tavik-aligner/examples"
         status, _, errors = run(self.tree / "bin/tavik_aligner", "-i", examples / "reads", "-s", self.folder / "out",
                                 "-a", examples / "reference.fasta")
         self.assertEqual((status, errors), (0, ""))
         self.assertEqual(len((self.folder / "out/alignment_summary.txt").read_text().splitlines()), 46)
+        log = next((self.folder / "out").glob("read_processor_log-*.log")).read_text()
+        _, version, _ = run("dpkg-query", "-W", "-f", "${Version}", "libminimap2-dev")
+        self.assertRegex(log, rf"(?m)^.*\[info\].* Mapping with minimap2 {re.escape(version)}$")
         for file in (path for path in (SOURCE / "examples").rglob("*") if path.is_file()):
             there = examples / file.relative_to(SOURCE / "examples")
             self.assertEqual(os.access(there, os.X_OK), os.access(file, os.X_OK), there)

@@ -65,3 +65,7 @@ void qelmm_unload_index(mm_idx_t* index) {
         const qel_minimap2::IndexPointer destroyed(index);
     }
 }
+
+const char* qelmm_minimap2_version() {
+    return TAVIK_MINIMAP2_VERSION;
+}

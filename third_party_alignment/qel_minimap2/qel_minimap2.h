@@ -37,4 +37,9 @@ char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t 
 
 /// Frees an index that qelmm_load_index returned; null is no index. No thread may be mapping against it.
 void qelmm_unload_index(mm_idx_t* index);
+
+/// Which minimap2 is inside: the version of the package that was linked, as "2.24+dfsg-3+b1", or "unknown". A static
+/// text. For the record only, and not part of the interface of four functions above: a library in this one's place
+/// need not have it, so a program declares it weak and calls it if it is there.
+const char* qelmm_minimap2_version();
 }
