@@ -2,6 +2,7 @@
 """What lies in the build tree and in the installed tree. The environment variable TAVIK_BUILD names the build tree;
 without it, that is the release build. Each class is one test of ctest."""
 
+import gzip
 import os
 import re
 import shutil
@@ -84,6 +85,59 @@ class InstalledTree(InstallationTest):
         for file in (path for path in (SOURCE / "examples").rglob("*") if path.is_file()):
             there = examples / file.relative_to(SOURCE / "examples")
             self.assertEqual(os.access(there, os.X_OK), os.access(file, os.X_OK), there)
+
+
+    def options(self, program):
+        """The options that a program's help lists, each as (its names, does it take a value)."""
+        _, usage, _ = run(self.tree / "bin" / program, "--help")
+        found = re.findall(r"^  (-\w|--[\w-]+)(?: \[ (--\w+) \]|, (--[\w-]+))?( \S)?", usage, re.MULTILINE)
+        self.assertGreater(len(found), 3, usage)
+        return sorted((tuple(filter(None, names)), bool(value)) for *names, value in found)
+
+    def test_each_program_has_a_man_page_of_its_options(self):
+        version = re.search(r"Version (\S+)$", run(self.tree / "bin/tavik_aligner", "-v")[1])[1]
+        for program in (path.name for path in (self.tree / "bin").iterdir()):
+            page = gzip.open(self.tree / f"share/man/man1/{program}.1.gz", "rt").read()
+            self.assertEqual(re.search(r"^\.TH (\S+) 1 [-\d]+ \"(.*?)\"", page, re.MULTILINE).groups(),
+                             (program.upper(), f"tavik_aligner {version}"))
+            heads = re.findall(r"^\.TP\n(\.BR? \\-.*)$", page, re.MULTILINE)
+            described = [(tuple(re.findall(r"-[\w-]+", head.replace("\\-", "-"))), "\\fI" in head) for head in heads]
+            self.assertEqual(sorted(described), self.options(program))
+
+    def complete(self, line):
+        """What bash, which finds the completion in the installed tree, proposes for the end of a command line."""
+        script = """. /usr/share/bash-completion/bash_completion
+            _completion_loader "$1"
+            COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) COMP_LINE=$0 COMP_POINT=${#COMP_LINE} COMP_TYPE=9 COMP_KEY=9
+            function=$(complete -p "$1" | sed 's/.*-F \\(\\S*\\).*/\\1/')
+            compopt() { :; }
+            "$function" "$1" "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
+            printf '%s\\n' "${COMPREPLY[@]}" """
+        environment = {**os.environ, "XDG_DATA_DIRS": str(self.tree / "share")}
+        _, proposed, errors = run("bash", "--norc", "-c", script, line, *re.findall(r"=|[^\s=]+|(?<= )$", line),
+                                  cwd=self.folder, env=environment)
+        self.assertEqual(errors, "")
+        return sorted(filter(None, proposed.split("\n")))
+
+    def test_bash_completes_options_and_files(self):
+        (self.folder / "a folder").mkdir()
+        for name in ("a ref.FASTA", "a.fa.gz", "a.mmi", "a.txt"):
+            (self.folder / name).write_text("")
+        programs = [path.name for path in (self.tree / "bin").iterdir()]
+        for program in programs:
+            names = sorted(name for names, _ in self.options(program) for name in names)
+            self.assertEqual(self.complete(f"{program} -"), names)
+            self.assertEqual(self.complete(f"{program} --he"), ["--help"])
+        references = ["a folder", "a ref.FASTA", "a.fa.gz", "a.mmi"]
+        cases = [
+            ("aligner -i a", ["a folder"]), ("aligner --save_path=a", ["a folder"]), ("aligner -s ", ["a folder", "moved"]),
+            ("aligner -a a", references), ("aligner --align_ref=a", references), ("aligner -a a.", references[2:]),
+            ("aligner -c a.", ["a.fa.gz", "a.mmi", "a.txt"]), ("aligner -t ", []), ("aligner -i x --m", ["--min_coverage"]),
+            ("check a", ["a folder", "a ref.FASTA", "a.fa.gz", "a.mmi", "a.txt"]), ("check --table=a.t", ["a.txt"]),
+            ("report a", ["a folder", "a.txt"]), ("report -o a", ["a folder"]),
+        ]
+        for line, expected in cases:
+            self.assertEqual(self.complete(f"tavik_{line}"), expected, line)
 
 
 class Scripts(InstallationTest):

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""What takes too long for the suite: README's program on top of the libraries is built. `scripts/check package` runs it."""
+"""What takes too long for the suite: the Debian package is built, judged by lintian and installed on a bare Debian 12,
+and README's program on top of the libraries is built. `scripts/check package` runs it."""
 
 import os
 import re
@@ -26,6 +27,69 @@ class PackageTest(unittest.TestCase):
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_package_test_"))
         self.addCleanup(shutil.rmtree, self.folder)
+
+
+class Package(PackageTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.package = Path(check("scripts/build-package", cwd=SOURCE).splitlines()[-1])
+
+    def assert_aligns(self, root, *enter):
+        """Runs the installed program on the installed examples; `enter` is what goes in front of a command."""
+        examples = Path("/usr/share/doc/tavik-aligner/examples")
+        programs, out = Path("/usr/bin"), "/tmp/out"
+        if not enter:
+            examples, programs, out = root / examples.relative_to("/"), root / "usr/bin", root / "out"
+        arguments = (examples / "reads", out)
+        check(*enter, programs / "tavik_aligner", "-i", arguments[0], "-s", arguments[1], "-a",
+              examples / "reference.fasta")
+        self.assertIn(": nothing lost", check(*enter, programs / "tavik_check", *arguments))
+        check(*enter, programs / "tavik_report", "-z", arguments[1])
+
+    def test_lintian_and_man_have_no_complaint(self):
+        root = ["--allow-root"] if os.geteuid() == 0 else []
+        self.assertEqual(check("lintian", *root, "--fail-on", "error,warning", "--tag-display-limit", "0", self.package), "")
+        check("dpkg-deb", "-x", self.package, self.folder)
+        pages = sorted((self.folder / "usr/share/man/man1").iterdir())
+        self.assertEqual([page.name for page in pages],
+                         [f"{program.name}.1.gz" for program in sorted((self.folder / "usr/bin").iterdir())])
+        for page in pages:
+            done = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", page], capture_output=True,
+                                  text=True, check=True, env={**os.environ, "MANROFFSEQ": "", "MANWIDTH": "80"})
+            self.assertEqual(done.stderr, "", page.name)
+
+    def test_readme_names_the_libraries_that_the_package_depends_on(self):
+        depends = set(re.findall(r"(?:^|, )([^ ,\n]+)", check("dpkg-deb", "-f", self.package, "Depends")))
+        named = re.findall(r"`([a-z0-9.+-]+)`", README.split("needs the packages")[1].split("\n\n")[0])
+        self.assertEqual(set(named), depends - {"libc6", "libgcc-s1", "libstdc++6"})
+
+    def test_licences_of_what_is_linked_statically_travel_with_the_programs(self):
+        check("dpkg-deb", "-x", self.package, self.folder)
+        text = (self.folder / "usr/share/doc/tavik-aligner/copyright").read_text()
+        for holder in ("Dana-Farber Cancer Institute", "Broad Institute", "Attractive Chaos", "Chart.js Contributors", "Niels Lohmann"):
+            self.assertIn(holder, text)
+
+    def test_package_installs_and_runs_on_a_bare_debian(self):
+        """Where there is no root or no mirror, the unpacked package is run here."""
+        mirrors = check("apt-get", "indextargets", "--format", "$(CODENAME) $(REPO_URI)")
+        mirror = re.search(r"^bookworm (\S+)$", mirrors, re.MULTILINE)
+        root = self.folder / "root"
+        bare = mirror and os.geteuid() == 0 and subprocess.run(
+            ["debootstrap", "--variant=minbase", "bookworm", root, mirror[1]], stdout=subprocess.DEVNULL,
+            check=False).returncode == 0
+        if not bare:
+            print("no bare Debian to be had; the package is unpacked here", flush=True)
+            check("dpkg-deb", "-x", self.package, self.folder / "unpacked")
+            self.assert_aligns(self.folder / "unpacked")
+            return
+        # $ORIGIN is known where /proc is; this mount ends with the command.
+        enter = ("unshare", "--mount", "sh", "-ec", 'mount -t proc proc "$0/proc"; exec chroot "$0" "$@"', root)
+        shutil.copy(self.package, root / "package.deb")
+        check(*enter, "apt-get", "update", "-q")
+        check(*enter, "apt-get", "install", "-q", "-y", "--no-install-recommends", "/package.deb")
+        self.assert_aligns(root, *enter)
+        check(*enter, "apt-get", "purge", "-q", "-y", "tavik-aligner")
+        self.assertEqual([path for path in root.rglob("*tavik*") if "/tmp/" not in str(path)], [])
 
 
 class Libraries(PackageTest):
