@@ -1,50 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-#include <ostream>
-#include <sstream>
+// All of Common::logging, Boost.Log's headers included. Code that only logs takes the much smaller
+// common/logging/record.h.
 
+#include "common/logging/boost_logger_wrapper.h"
+#include "common/logging/logger_group.h"
+#include "common/logging/record.h"
 #include "common/logging/severity.h"
-
-namespace Common::logging {
-
-/// One bit per severity (bit number = value of the severity): set when some installed sink takes records of
-/// that severity and the logging core is on. Written only when sinks change, read by every log call.
-inline std::atomic<std::uint32_t> accepted_severities{0};
-
-/// True when a record of this severity would reach a sink. Any thread; one relaxed load and a test.
-inline bool Accepts(Severity severity) noexcept {
-    return (accepted_severities.load(std::memory_order_relaxed) >> static_cast<unsigned>(severity)) & 1U;
-}
-
-/// One log record under construction. Made only for accepted severities; pushed to the global severity logger
-/// by its destructor, which never throws. `function` is the signature of the function that logs, kept as the
-/// record's "Function" attribute; the text must outlive the record.
-class Record {
-public:
-    Record(Severity severity, const char* function) : severity(severity), function(function) {}
-    Record(const Record&) = delete;
-    Record& operator=(const Record&) = delete;
-    ~Record();
-
-    /// The text of the record is whatever is written here.
-    std::ostream& Stream() { return text; }
-
-private:
-    Severity severity;
-    const char* function;
-    std::ostringstream text;
-};
-
-}  // namespace Common::logging
-
-/// `TAVIK_LOG(info) << "text" << value;` logs one record at the named severity from the calling function. A
-/// severity that no sink takes costs one branch: nothing to the right of the macro is evaluated.
-#define TAVIK_LOG(severity_name) TAVIK_LOG_FROM(severity_name, __PRETTY_FUNCTION__)
-
-/// As TAVIK_LOG, with another text for the "Function" attribute.
-#define TAVIK_LOG_FROM(severity_name, function_name)                               \
-    if (!::Common::logging::Accepts(::Common::logging::Severity::severity_name)) { \
-    } else                                                                         \
-        ::Common::logging::Record(::Common::logging::Severity::severity_name, function_name).Stream()
+#include "common/logging/sink_options.h"

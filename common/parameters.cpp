@@ -7,6 +7,7 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <type_traits>
 
@@ -17,7 +18,7 @@
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace Common {
 
@@ -28,6 +29,7 @@ namespace {
 
 constexpr char kCommandLinePlace[] = "on command line";
 constexpr char kConfigFilePlace[] = "in configuration file";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string Key(const std::string& name) {
     return name.substr(0, name.find(','));
@@ -58,6 +60,18 @@ std::string ValueBehind(int argc, char** argv, const std::string& long_form, con
         }
     }
     return value;
+}
+
+// Some editors put a byte order mark in front of UTF-8 text; the first key must not begin with it.
+void SkipByteOrderMark(std::istream& stream) {
+    std::size_t taken = 0;
+    while (taken < kByteOrderMark.size() && stream.peek() == static_cast<unsigned char>(kByteOrderMark[taken])) {
+        stream.get();
+        ++taken;
+    }
+    for (; taken != 0 && taken != kByteOrderMark.size(); --taken) {
+        stream.unget();
+    }
 }
 
 // The library fills a message's placeholders again and again until none is left: a value that holds one
@@ -112,9 +126,9 @@ void Parameters::AddOption(const std::string& name, const std::string& descripti
         const po::value_semantic* semantic = nullptr;
         if constexpr (std::is_same_v<T, bool>) {
             // zero_tokens, not bool_switch: that one has a default of false, which would overwrite the
-            // member.
-            semantic = (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens()->implicit_value(true)
-                                                        : po::value<bool>(storage);
+            // member. No value at all reads as true.
+            semantic =
+                (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens() : po::value<bool>(storage);
         } else {
             semantic = po::value<T>(storage);
         }
@@ -225,6 +239,7 @@ void Parameters::ReadConfigSource(std::istream* config_stream, const std::string
 
 void Parameters::ReadConfigStream(std::istream& stream) {
     Contain("config file", [&] {
+        SkipByteOrderMark(stream);
         po::variables_map values;
         Store(po::parse_config_file(stream, config_file_options, true), kConfigFilePlace, values);
     });

@@ -36,9 +36,6 @@ public:
     Parameters(const Parameters&) = delete;
     Parameters& operator=(const Parameters&) = delete;
 
-protected:
-    Parameters();
-
     /// Registers an option that fills `storage`, which must outlive this object; there are no defaults, a
     /// member that no source names keeps its value. `name` is the long name, or long name, comma and a
     /// letter. Without CommandLine and ConfigFile in `flags` (OptionFlags) it is accepted in both. For bool,
@@ -57,6 +54,9 @@ protected:
     /// is the folder "data" beside the executable's own; "--data_path" or "-d" replaces both.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
+
+protected:
+    Parameters();
 
 private:
     using ParsedOptions = boost::program_options::basic_parsed_options<char>;

@@ -7,7 +7,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace Common {
 

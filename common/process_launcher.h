@@ -42,13 +42,14 @@ public:
     /// failures.
     int Launch(const std::string& command, bool throw_on_error);
 
-    /// What the last launched command printed.
-    const std::string& Output() const { return output; }
-
 protected:
     std::string directory;
     bool owns_directory;
-    std::string output;
+
+public:
+    std::string output;  ///< What the last launched command printed; for the owner to read.
+
+protected:
     std::uint64_t max_output_size = 1000000000;  ///< In bytes.
     std::uint64_t read_chunk_size = 1024;        ///< In bytes; a piece of output is at most one less.
 

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "common/worker_pool.h"
 
 namespace Common {

@@ -6,7 +6,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "common/summary_columns.h"
 #include "common/version.h"
 #include "processors/relative_path.h"
@@ -88,7 +88,7 @@ void Aligner::PrepareRun() {
 
 void Aligner::LoadReference() {
     auto minimap2 = std::make_unique<ThirdPartyAlignment::Minimap2Caller>(align_ref);
-    const auto& loading = *minimap2;
+    auto& loading = *minimap2;
     caller = std::move(minimap2);
     loading.LoadIndex();
     sam_header = loading.GetSamHeader() + "\n";
@@ -99,12 +99,16 @@ void Aligner::StartNewFile(const std::string& file) {
     const auto folder = fs::path(sam_path).parent_path();
     boost::system::error_code unknown;
     const auto status = fs::status(folder, unknown);
-    if (status.type() == fs::status_error || status.type() == fs::file_not_found) {
+    const bool missing = status.type() == fs::status_error || status.type() == fs::file_not_found;
+    if (missing && !folder.empty()) {  // An empty path is the current folder.
         TAVIK_LOG(info) << "Creating output folder " << folder;
         fs::create_directories(folder);
     }
     if (!sam_paths_used.insert(sam_path).second) {
         TAVIK_LOG(warning) << "Input file " << file << " replaces the SAM file of an earlier input file: " << sam_path;
+    }
+    if (fs::equivalent(file, align_ref, unknown)) {
+        TAVIK_LOG(warning) << "Input file " << file << " is the reference itself: its sequences are aligned as reads.";
     }
     auto& output = SamOutput();
     output.file.Open(sam_path);

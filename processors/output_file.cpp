@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace Tavik {
 

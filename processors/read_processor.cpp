@@ -4,13 +4,15 @@
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <utility>
 
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
 #include <boost/timer/progress_display.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "common/sequencing_file.h"
 #include "common/threaded_loop.h"
+#include "processors/input_files.h"
 
 namespace Tavik {
 
@@ -33,19 +35,6 @@ std::vector<std::string> ReadPathList(std::istream& stream) {
         paths.push_back(line);
     }
     return paths;
-}
-
-// In the order of the folder walk.
-template <typename DirectoryIterator>
-std::vector<std::string> ListReadFiles(const std::string& folder) {
-    std::vector<std::string> files;
-    for (const auto& entry : DirectoryIterator(folder)) {
-        boost::system::error_code ignored;  // A link to nowhere or an entry that vanished is no regular file.
-        if (fs::is_regular_file(entry.status(ignored)) && Common::HasReadFileExtension(entry.path().string())) {
-            files.push_back(entry.path().string());
-        }
-    }
-    return files;
 }
 
 }  // namespace
@@ -109,8 +98,12 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
     if (folder.size() > 1 && folder.back() == '/') {
         folder.pop_back();
     }
-    return recursive ? ListReadFiles<fs::recursive_directory_iterator>(folder)
-                     : ListReadFiles<fs::directory_iterator>(folder);
+    auto files = FindReadFiles(folder, recursive);
+    if (files.compressed != 0) {
+        TAVIK_LOG(warning) << "Gzip-compressed read files in " << folder << " left alone: " << files.compressed
+                           << ". They are read when their paths come as a list on standard input (-i \"\").";
+    }
+    return std::move(files.plain);
 }
 
 void ReadProcessor::AnnounceFiles(std::size_t count) {

@@ -6,7 +6,6 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "common/logger.h"
-#include "common/logging/logger_group.h"
 #include "common/version.h"
 #include "processors/read_processor.h"
 

@@ -5,7 +5,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace ThirdPartyAlignment {
 
@@ -33,7 +33,7 @@ std::string ExtAlignProcessCaller::Call(const std::string& sequence, const std::
     launcher.WriteFile(read_file, ">" + read_name + "\n" + sequence + "\n");
     Run(CommandLine(read_file));
     launcher.DeleteFile(read_file);
-    return launcher.Output();
+    return launcher.output;
 }
 
 std::string ExtAlignProcessCaller::CommandLine(const std::string& read_file) const {

@@ -8,7 +8,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "third_party_alignment/mm_index_wrapper.h"
 
 /// For programs that load us beside the wrapper library and want to know whether calls arrive: a newly
@@ -70,7 +70,11 @@ Minimap2Caller::~Minimap2Caller() {
     TAVIK_LOG(verbose) << "~Minimap2Caller() called. References to index: " << index_wrapper.use_count();
 }
 
-void Minimap2Caller::LoadIndex() const {
+void Minimap2Caller::LoadIndex() {
+    Loaded();
+}
+
+const MMIndexWrapper& Minimap2Caller::Loaded() const {
     if (index_wrapper->index == nullptr) {
         const auto guard = std::make_shared<std::lock_guard<std::mutex>>(index_wrapper->mutex);
         if (index_wrapper->index == nullptr) {
@@ -89,27 +93,23 @@ void Minimap2Caller::LoadIndex() const {
     if (index->n_seq == 0) {
         throw std::runtime_error("Minimap2 index contains 0 sequences.");
     }
+    return *index_wrapper;
 }
 
 std::string Minimap2Caller::LibraryVersion() {
     return qelmm_minimap2_version != nullptr ? qelmm_minimap2_version() : "unknown";
 }
 
-const std::string& Minimap2Caller::LoadedHeader() const {
-    LoadIndex();
-    return index_wrapper->sam_header;
-}
-
-std::string Minimap2Caller::GetSamHeader() const {
-    return LoadedHeader();
+std::string Minimap2Caller::GetSamHeader() {
+    return Loaded().sam_header;
 }
 
 std::string Minimap2Caller::Call(const std::string& sequence, const std::string& read_name) {
     static constexpr std::string_view kError = "ERROR:";
 
-    LoadIndex();
+    const auto& loaded = Loaded();
     std::unique_ptr<char, FreeText> answer(
-        qelmm_align(index_wrapper->index, occ_threshold, ToMinimapRead(sequence, read_name)));
+        qelmm_align(loaded.index, occ_threshold, ToMinimapRead(sequence, read_name)));
     const std::string_view text = answer ? answer.get() : "";
     TAVIK_LOG(verbose) << "received SAM string: " << text;
     if (!answer) {
@@ -123,7 +123,7 @@ std::string Minimap2Caller::Call(const std::string& sequence, const std::string&
     }
     std::string sam;
     if (with_header) {
-        const auto& header = index_wrapper->sam_header;
+        const auto& header = loaded.sam_header;
         sam.reserve(header.size() + 1 + text.size());
         sam.append(header).append("\n");
     }
@@ -138,7 +138,7 @@ std::shared_ptr<ExtAlignCaller> Minimap2Caller::Copy() const {
 
 AlignmentResult Minimap2Caller::CreateUnalignedResult(const std::string& read_name) const {
     auto result = ExtAlignCaller::CreateUnalignedResult(read_name);
-    result.sam_record.insert(0, LoadedHeader() + "\n");
+    result.sam_record.insert(0, Loaded().sam_header + "\n");
     return result;
 }
 

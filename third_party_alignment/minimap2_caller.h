@@ -22,14 +22,14 @@ public:
 
     /// Loads the index unless this caller or one that shares it has done so. Throws std::runtime_error "Could
     /// not load index <path>" (the next call tries again) or "Minimap2 index contains 0 sequences.".
-    void LoadIndex() const;
+    void LoadIndex();
 
     /// The version of the minimap2 library that the wrapper library holds; "unknown" where that does not tell.
     static std::string LibraryVersion();
 
     /// The index's "@SQ" lines, joined by line feeds, none after the last. Loads the index, and throws, as
     /// LoadIndex does.
-    std::string GetSamHeader() const;
+    std::string GetSamHeader();
 
     /// The header, if `with_header`, and the record(s) of one read, each line with a line feed. Loads the
     /// index as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
@@ -45,7 +45,8 @@ public:
 private:
     Minimap2Caller(const Minimap2Caller&) = default;
 
-    const std::string& LoadedHeader() const;
+    // Loads the index as LoadIndex does; for const operations too.
+    const MMIndexWrapper& Loaded() const;
 
     std::string index_file;
     std::shared_ptr<MMIndexWrapper> index_wrapper;

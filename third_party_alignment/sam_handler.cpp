@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "third_party_alignment/sam_header.h"
 #include "third_party_alignment/text_cursor.h"
 

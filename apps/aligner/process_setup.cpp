@@ -22,4 +22,6 @@ void SetUpProcess() {
     }
     // The results are in files: a run does not end because nobody looks at its progress any more.
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that reaches the size limit (ulimit -f) is reported where it is written, as on a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
 }

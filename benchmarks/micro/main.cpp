@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "common/logging/logger_group.h"
+#include "common/logger.h"
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

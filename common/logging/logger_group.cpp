@@ -4,6 +4,7 @@
 #include <iostream>
 #include <utility>
 
+#include <boost/filesystem/operations.hpp>
 #include <boost/log/attributes/clock.hpp>
 #include <boost/log/attributes/current_thread_id.hpp>
 #include <boost/log/attributes/value_extraction.hpp>
@@ -12,9 +13,10 @@
 #include <boost/log/sinks/text_ostream_backend.hpp>
 #include <boost/make_shared.hpp>
 
-#include "common/logger.h"
+#include "common/logging/accepted_severities.h"
 #include "common/logging/log_file_backend.h"
 #include "common/logging/log_line.h"
+#include "common/logging/record.h"
 
 namespace Common::logging {
 
@@ -24,11 +26,24 @@ namespace {
 
 constexpr char kWrongLogger[] = "Failed to update file sink - received wrong logger type";
 
-std::unique_ptr<LoggerGroup>& Group() {
-    // Made before the group, so that it is destroyed after it.
-    static const auto core = boost::log::core::get();
-    static std::unique_ptr<LoggerGroup> group;
-    return group;
+// The process-wide group.
+struct ProcessGroup {
+    ProcessGroup() = default;
+    ProcessGroup(const ProcessGroup&) = delete;
+    ProcessGroup& operator=(const ProcessGroup&) = delete;
+    ~ProcessGroup() {
+        group.reset();
+        accepted_severities = 0;  // What ends after the group logs no more.
+    }
+
+    const boost::shared_ptr<boost::log::core> core = boost::log::core::get();  // Destroyed after the group.
+    std::mutex mutex;                                                          // Guards the making of `group`.
+    std::unique_ptr<LoggerGroup> group;
+};
+
+ProcessGroup& Process() {
+    static ProcessGroup process;
+    return process;
 }
 
 bool IsConsole(Loggers logger) {
@@ -73,21 +88,22 @@ void AddCommonAttributes() {
 
 void Prepare() {
     LoggerGroup::Instance();
-    boost::log::core::get()->set_logging_enabled(false);
-    accepted_severities = 0;
+    SwitchCore(false);
 }
 
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories) {
     auto options = GetDefaultTavikLogOptions(quiet, verbose_logs, trace_categories);
+    auto& process = Process();
+    const std::lock_guard lock(process.mutex);
+    process.group.reset();  // Removes the old sinks before the new ones come.
     AddCommonAttributes();
-    Group().reset();  // Removes the old sinks before the new ones come.
-    Group() = std::make_unique<LoggerGroup>(channel, verbose_channel);
-    boost::log::core::get()->set_logging_enabled(true);
+    process.group = std::make_unique<LoggerGroup>(channel, verbose_channel);
     for (const auto console : {Loggers::error_console, Loggers::output_console}) {
-        Group()->updateStreamSink(console, std::move(options[Position(console)]));
+        process.group->updateStreamSink(console, std::move(options[Position(console)]));
     }
-    Group()->file_options = std::move(options);
+    process.group->file_options = std::move(options);
+    SwitchCore(true);
 }
 
 bool AcceptsDefaultSeverity() {
@@ -95,10 +111,12 @@ bool AcceptsDefaultSeverity() {
 }
 
 LoggerGroup::LoggerGroup(const std::string& channel, const std::string& verbose_channel)
-    : channel(channel), verbose_channel(verbose_channel) {}
+    : channel(channel), verbose_channel(verbose_channel) {
+    SetGroupSeverities(this, 0);
+}
 
 LoggerGroup::~LoggerGroup() {
-    accepted_severities = 0;
+    ForgetGroup(this);
     for (const auto& sink : sinks) {
         if (sink) {
             boost::log::core::get()->remove_sink(sink);
@@ -107,11 +125,13 @@ LoggerGroup::~LoggerGroup() {
 }
 
 LoggerGroup& LoggerGroup::Instance() {
-    auto& group = Group();
-    if (!group) {
-        group = std::make_unique<LoggerGroup>("core", "core_verbose");
+    auto& process = Process();
+    const std::lock_guard lock(process.mutex);
+    if (!process.group) {
+        AddCommonAttributes();
+        process.group = std::make_unique<LoggerGroup>("core", "core_verbose");
     }
-    return *group;
+    return *process.group;
 }
 
 void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
@@ -138,6 +158,10 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     }
     Sink sink;
     if (options.enabled) {
+        if (!file_folder.empty()) {
+            boost::system::error_code told_later;  // By the file, which then cannot be opened.
+            boost::filesystem::create_directories(file_folder, told_later);
+        }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);
     }
     Install(logger, sink, options);
@@ -167,19 +191,17 @@ void LoggerGroup::Install(Loggers logger, const Sink& sink, const SinkOptions& o
         core->add_sink(slot);
     }
     installed.at(Position(logger)) = options;
-    UpdateAcceptedSeverities();
+    SetGroupSeverities(this, AcceptedSeverities());
 }
 
-void LoggerGroup::UpdateAcceptedSeverities() const {
-    std::uint32_t accepted = 0;
-    if (boost::log::core::get()->get_logging_enabled()) {
-        for (std::size_t i = 0; i < sinks.size(); ++i) {
-            for (std::uint32_t severity = 0; sinks[i] && severity <= 5; ++severity) {
-                accepted |= static_cast<std::uint32_t>(installed[i].Takes(static_cast<Severity>(severity))) << severity;
-            }
+SeverityBits LoggerGroup::AcceptedSeverities() const {
+    SeverityBits accepted = 0;
+    for (std::size_t i = 0; i < sinks.size(); ++i) {
+        for (unsigned severity = 0; sinks[i] && severity <= 5; ++severity) {
+            accepted |= static_cast<SeverityBits>(installed[i].Takes(static_cast<Severity>(severity))) << severity;
         }
     }
-    accepted_severities = accepted;
+    return accepted;
 }
 
 }  // namespace Common::logging

@@ -9,6 +9,7 @@
 #include <boost/log/sinks/sink.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
 
+#include "common/logging/accepted_severities.h"
 #include "common/logging/sink_options.h"
 
 namespace Common::logging {
@@ -20,7 +21,8 @@ struct null_deleter {
 };
 
 /// Makes sure that the process-wide group exists, without sinks, and switches logging off: nothing is written
-/// before the user's switches are known.
+/// before the user's switches are known. Sinks that others have put on Boost.Log's core get only what
+/// SetForeignSeverities names from here on.
 void Prepare();
 
 /// Replaces the process-wide group by one for these channels, installs the console sinks and switches logging
@@ -33,6 +35,7 @@ void InitLogging(const std::string& channel, const std::string& verbose_channel,
 bool AcceptsDefaultSeverity();
 
 /// Holds the sinks of the four loggers and replaces them. Any thread; the sinks' own records are serialised.
+/// There may be several groups: each has sinks of its own, all of which get the records of the whole process.
 class LoggerGroup {
 public:
     LoggerGroup(const std::string& channel, const std::string& verbose_channel);
@@ -50,7 +53,8 @@ public:
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
     /// Replaces the sink of a file logger by one that writes to "<name>_log-<date>_<time>.log" in `folder`;
-    /// the file is opened by its first record. For a console logger an error is logged and nothing changes.
+    /// the folder is made here, the file is opened by its first record. For a console logger an error is logged and
+    /// nothing changes.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
 
@@ -68,7 +72,7 @@ private:
     using Sink = boost::shared_ptr<boost::log::sinks::sink>;
 
     void Install(Loggers logger, const Sink& sink, const SinkOptions& options);
-    void UpdateAcceptedSeverities() const;
+    SeverityBits AcceptedSeverities() const;
 
     std::mutex mutex;  // Guards the members from `sinks` on.
     std::array<Sink, kLoggerCount> sinks;

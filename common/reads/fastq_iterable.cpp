@@ -3,7 +3,7 @@
 #include <exception>
 #include <stdexcept>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "common/reads/line_reading.h"
 
 namespace Common {

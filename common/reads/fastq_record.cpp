@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace Common {
 

@@ -12,7 +12,7 @@
 #include <isa-l/igzip_lib.h>
 #include <zlib.h>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 namespace Common {
 

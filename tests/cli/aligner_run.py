@@ -5,6 +5,7 @@ import os
 import re
 import shutil
 import signal
+import stat
 import subprocess
 import tempfile
 import unittest
@@ -22,9 +23,9 @@ RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MU
 class Run:
     """One finished run: status ("SIGABRT" and the like for a signal), stdout and stderr apart."""
 
-    def __init__(self, args, stdin, folder, before=None):
+    def __init__(self, program, args, stdin, folder, before=None):
         """`before` is called in the new process, in front of the program."""
-        self.args = [PROGRAM, *map(str, args)]
+        self.args = [str(program), *map(str, args)]
         done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, errors="replace",
                               timeout=250, preexec_fn=before)
         self.status = done.returncode if done.returncode >= 0 else signal.Signals(-done.returncode).name
@@ -45,10 +46,30 @@ class AlignerTest(unittest.TestCase):
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_"))
         self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)
-        self.runs = []
+        self.addCleanup(os.umask, os.umask(0o022))
+        self.program, self.runs = PROGRAM, []
+
+    def bring(self, *files):
+        """Copies the program, its library and files to where another user can reach them, who may not enter the folder
+        that holds the sources. Returns the files' new paths."""
+        closed = [folder for folder in self.folder.parents if not folder.stat().st_mode & stat.S_IXOTH]
+        if closed:
+            self.skipTest(f"other users cannot enter {closed[0]}")
+        linked = subprocess.run(["ldd", PROGRAM], capture_output=True, text=True, check=True).stdout
+        own = [path for path in re.findall("=> (/.*) ", linked) if not path.startswith(("/lib", "/usr"))]
+        targets = [os.path.relpath(path, Path(PROGRAM).parents[1]) for path in (PROGRAM, *own)]
+        targets += [f"data/{path.name}" for path in files]
+        copies = []
+        for source, target in zip((PROGRAM, *own, *files), targets):
+            copies.append(self.folder / "brought" / target)
+            copies[-1].parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(source, copies[-1])
+            copies[-1].chmod(0o755)
+        self.program = copies[0]
+        return copies[1 + len(own):]
 
     def run_aligner(self, *args, stdin="", status=0, before=None):
-        run = Run(args, stdin, self.folder, before)
+        run = Run(self.program, args, stdin, self.folder, before)
         self.runs.append(run)
         self.assertEqual(run.status, status)
         return run

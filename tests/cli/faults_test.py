@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
 """What goes wrong around the program - disks, files, processes - costs no more than what it touches, and is named."""
 
-import contextlib
 import gzip
 import os
 import re
 import resource
-import signal
 import subprocess
 import threading
+import time
 import unittest
 
 from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, file_error, ids, read_fastq
@@ -19,7 +18,6 @@ RECORDS = read_fastq(SAMPLE)
 
 def limit_file_size():
     """Writes beyond 2048 bytes fail as on a full disk."""
-    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
     resource.setrlimit(resource.RLIMIT_FSIZE, (2048, 2048))
 
 
@@ -64,7 +62,8 @@ class Faults(AlignerTest):
         out = self.folder / "out"
         out.mkdir()
         out.chmod(0o555)
-        run = self.align([SAMPLE], "-z", before=become_nobody)
+        reads, reference = self.bring(SAMPLE, REFERENCE)
+        run = self.align([reads], "-z", reference=reference, before=become_nobody)
         self.assertEqual(self.errors(run), [f"Could not open output file {out / name}: Permission denied"
                                             for name in ("alignment_summary.txt", "sample_1.sam")])
         log_error = rf"^Could not open log file {out}/read_processor_log-\S*\.log: Permission denied$"
@@ -77,7 +76,9 @@ class Faults(AlignerTest):
         unreadable.chmod(0)
         folder.mkdir()
         link.symlink_to("/nowhere")
-        run = self.align([missing, folder, unreadable, link, SAMPLE], "-z", before=become_nobody)
+        reads, reference = self.bring(SAMPLE, REFERENCE)
+        files = [missing, folder, unreadable, link, reads]
+        run = self.align(files, "-z", reference=reference, before=become_nobody)
         self.assertEqual(run.records(), [
             file_error(missing, f"Could not open {missing}: No such file or directory"),
             file_error(folder, f"Could not read {folder}: Is a directory"),
@@ -85,6 +86,15 @@ class Faults(AlignerTest):
             file_error(link, f"Could not open {link}: No such file or directory"),
         ])
         self.assertEqual((sorted(self.sam("sample_1.sam")), sorted(self.summary())), (sam, rows))
+
+    def test_a_folder_that_cannot_be_listed_ends_the_run_and_is_named(self):
+        self.write("in/sub/deep/a.fastq", "")
+        (self.folder / "in/sub/deep").chmod(0)
+        _, reference = self.bring(SAMPLE, REFERENCE)
+        for args, start in ((["in/sub/deep"], "boost::filesystem::directory_iterator::construct"),
+                            (["in", "-r"], "Could not list a folder")):
+            run = self.run_aligner("-z", "-i", *args, "-s", "out", "-a", reference, status=255, before=become_nobody)
+            self.assertEqual(self.errors(run)[-1], f'{start}: Permission denied: "in/sub/deep". Exiting.')
 
     def test_a_pipe_is_read_like_a_file(self):
         sam, _ = self.good()
@@ -126,25 +136,32 @@ class Faults(AlignerTest):
             become_nobody()
             resource.setrlimit(resource.RLIMIT_NPROC, (3, 3))
         _, rows = self.good()
-        index = self.build_index()  # For the program to make one takes a thread.
-        self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{SAMPLE}\n", before=before)
+        # For the program to make an index takes a thread.
+        reads, index = self.bring(SAMPLE, self.build_index())
+        self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n", before=before)
         self.assertEqual(sorted(self.summary()), rows)
 
     def test_a_killed_run_leaves_whole_lines_and_the_same_reads(self):
         copies = [(f"@copy{i}_{title[1:]}", *rest) for i in range(300) for title, *rest in RECORDS]
         reads = self.write("many.fastq", fastq(copies))
-        for delay in (0.2, 0.3, 0.5):
-            save = self.folder / f"killed {delay}"
+        for count in (1, 500, 3000):
+            save = self.folder / f"killed {count}"
             command = [PROGRAM, "-z", "-i", "", "-s", save, "-a", REFERENCE, "-t", "4"]
-            with contextlib.suppress(subprocess.TimeoutExpired):  # It kills.
-                subprocess.run(command, input=f"{reads}\n".encode(), timeout=delay)
-            if not (save / "many.sam").exists():
-                continue
+            process = subprocess.Popen(command, stdin=subprocess.PIPE)
+            process.stdin.write(f"{reads}\n".encode())
+            process.stdin.close()
+            summary = save / "alignment_summary.txt"
+            while not summary.exists() or summary.read_bytes().count(b"\n") <= count:
+                self.assertEqual(process.poll(), None)
+                time.sleep(0.001)
+            process.kill()
+            self.assertEqual(process.wait(), -9)
             sam = [line for line in (save / "many.sam").read_text().split("\n")[:-1] if line[0] != "@"]
-            rows = (save / "alignment_summary.txt").read_text().split("\n")[1:-1]
+            rows = summary.read_text().split("\n")[1:-1]
             self.assertEqual([line for line in sam if line.count("\t") < 10], [])
             self.assertEqual([row for row in rows if row.count("\t") != 12], [])
             in_sam, in_rows = ids(sam), ids(rows)
+            self.assertGreaterEqual(len(in_rows), count)
             self.assertEqual(in_sam[:len(in_rows)], in_rows)
             self.assertIn(len(in_sam) - len(in_rows), (0, 1))
 

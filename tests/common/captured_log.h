@@ -6,7 +6,7 @@
 #include <boost/log/sinks/sync_frontend.hpp>
 #include <boost/make_shared.hpp>
 
-#include "common/logger.h"
+#include "common/logging/record.h"
 #include "tests/common/texts.h"
 
 namespace Tests {
@@ -16,13 +16,14 @@ class CapturedLog {
 public:
     CapturedLog() {
         boost::log::core::get()->add_sink(sink);
-        boost::log::core::get()->set_logging_enabled(true);
-        Common::logging::accepted_severities = 0x3F;
+        Common::logging::SwitchCore(true);
+        using enum Common::logging::Severity;
+        Common::logging::SetForeignSeverities({trace, verbose, message, info, warning, error});
     }
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
     ~CapturedLog() {
-        Common::logging::accepted_severities = 0;
+        Common::logging::SetForeignSeverities({});
         boost::log::core::get()->remove_sink(sink);
     }
 

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "common/logging/logger_group.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 

@@ -25,6 +25,7 @@ public:
         AddOption("fast,f", "A switch.", &fast, OptionFlags::Flag);
         AddOption("only", "Command line alone.", &only, OptionFlags::CommandLine);
         AddIgnoredOption("theirs");
+        usage_text = "Usage of it\n";
     }
     bool ValidateParams() override { return true; }
 
@@ -37,7 +38,7 @@ public:
         return Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
     }
 
-    using Parameters::AddOption, Parameters::config, Parameters::data_path, Parameters::default_config_name;
+    using Parameters::config, Parameters::data_path, Parameters::default_config_name;
     using Parameters::error_text, Parameters::info_text, Parameters::status;
     std::string name = "none";
     int count = 4;
@@ -45,6 +46,19 @@ public:
     bool fast = false;
     std::string only;
 };
+
+const std::string kHelp = R"(Usage of it
+Command line parameters:
+  -n [ --name ] arg      A required text.
+  --count arg            A number.
+  -f [ --fast ]          A switch.
+  --only arg             Command line alone.
+  -h [ --help ]          produce help message
+  -v [ --version ]       print version number
+  -c [ --config ] arg    Config file to use
+  -d [ --data_path ] arg Path to use for loading any data files the application
+                         requires.
+)";
 
 TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     const std::string missing = "Missing required option 'name'.\n";
@@ -55,9 +69,11 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     const auto on_line = [](const std::string& word) {
         return "Unexpected option '" + word + "' found on command line.\n";
     };
-    const std::string flag_in_file =
-        "Unexpected option 'fast' found in configuration file.\n"
-        "Unexpected option '1' found in configuration file.\n";
+    const auto in_file = [](const std::string& word) {
+        return "Unexpected option '" + word + "' found in configuration file.\n";
+    };
+    const std::string twice =
+        "Error parsing command line: 'option '--fast' cannot be specified more than once'.\n" + missing;
     const std::string broken_file =
         "Error parsing config file: 'the options configuration file contains an invalid line '[broken''.\n";
     constexpr unsigned kFaulty = ParseStatus::ParseError | ParseStatus::MissingOption;
@@ -73,8 +89,11 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
         {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty("argument ('\\x25value\\x25')", "invalid"), ""},
         {{"-n", "x", "--count"}, "", kFaulty, faulty("required argument", "missing"), ""},
         {{"-n", "x", "-d"}, "", kFaulty, faulty("required argument", "missing", "data_path"), ""},
-        {{"-n", "x"}, "fast=1\n", kUnexpected, "", flag_in_file},
+        {{"-n", "x", "-f", "--fast"}, "", kFaulty, twice, ""},
+        {{"-n", "x"}, "fast=1\n", kUnexpected, "", in_file("fast") + in_file("1")},
         {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", ""},
+        {{}, "\xEF\xBB\xBFname=x\n", ParseStatus::HelpRequested, "", kHelp},  // A byte order mark in front.
+        {{"-n", "x"}, "\xEF\xBBname=x\n", kUnexpected, "", in_file("\xEF\xBBname") + in_file("x")},
         {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, ""},
         {{"-n", "x", "-v"}, "", ParseStatus::VersionRequested, "", "Version requested.\n"},
         // What was asked for in front of a fault is given all the same.
@@ -158,8 +177,11 @@ TEST(Parameters, WrongRegistrationsThrow) {
     TestedParameters parameters;
     int number = 0;
     bool flag = false;
-    EXPECT_THROW(parameters.AddOption("a", "", &number, OptionFlags::Flag), std::runtime_error);
-    EXPECT_THROW(parameters.AddOption("b", "", &flag, OptionFlags::Flag | OptionFlags::ConfigFile), std::runtime_error);
+    EXPECT_EQ(Tests::ErrorOf([&] { parameters.AddOption("a", "", &number, OptionFlags::Flag); }),
+              "Flag options must have a storage type of bool.");
+    EXPECT_EQ(
+        Tests::ErrorOf([&] { parameters.AddOption("b", "", &flag, OptionFlags::Flag | OptionFlags::ConfigFile); }),
+        "Flag options cannot also be configuration options.");
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ TEST_F(ProcessLauncherTest, OutputArrivesByteForByte) {
         const auto text = std::string(length, 'x') + "\n\n" + odd;
         launcher.WriteFile("text", text);
         EXPECT_EQ(launcher.Launch("cat text", true), 0);
-        EXPECT_EQ(launcher.Output() == text, true) << length;
+        EXPECT_EQ(launcher.output == text, true) << length;
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <tuple>
@@ -56,6 +57,7 @@ public:
         caller = std::move(fake);
         summary.Open(save + "/" + GetSummaryFileName());
     }
+    using Aligner::align_ref;
     void LogReads() { log_reads = true; }
 };
 
@@ -73,8 +75,8 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         for (int i = 0; i < 50; ++i) {
             text += Record("r" + std::to_string(i));
         }
-        text += Record("throws") + Record("odd") + "@\nACGT\n+\nIIII\n\nACGT\n+\nIIII\n" + Record("silent x=y") +
-                "\n\n\n\n";
+        text += Record("throws") + Record("odd") + "@\nACGT\n+\nIIII\n\nACGT\n+\nIIII\n" +
+                Record("silent\tno column x=y") + "\n\n\n\n";
         const auto file = folder.Write("a.fq", text);
         EXPECT_EQ(aligner.ProcessSequencingFile(file), 51);
 
@@ -133,6 +135,22 @@ TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
               Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " + folder.Path("./a.sam")});
 }
 
+TEST(Aligner, AReferenceAmongTheReadsIsWarnedAbout) {
+    const Tests::TemporaryFolder folder;
+    const Tests::CapturedLog log;
+    TestedAligner aligner(folder.Path(""), folder.Path(""), 1);
+    const auto reads = folder.Write("reads.fa", "");
+    const auto reference = folder.Write("reference.fa", "");
+    std::filesystem::create_symlink(reference, folder.Path("link.fa"));
+    aligner.align_ref = folder.Path("./reference.fa");
+    for (const auto& file : {reads, reference, folder.Path("link.fa")}) {
+        aligner.StartNewFile(file);
+    }
+    const std::string end = " is the reference itself: its sequences are aligned as reads.";
+    EXPECT_EQ(log.Of("warning"),
+              (Lines{"Input file " + reference + end, "Input file " + folder.Path("link.fa") + end}));
+}
+
 TEST(Aligner, ThereIsNoAsynchronousMode) {
     const Tests::TemporaryFolder folder;
     const auto file = folder.Write("a.fastq", "\nA\n+\nI\n" + Record("r1") + "\n\n\n\n");
@@ -160,6 +178,11 @@ TEST(RelativePath, MirrorsTheInputFolder) {
     for (const auto& [file, base, expected] : cases) {
         EXPECT_EQ(Tavik::RelativePath(file, base), expected) << file << " from " << base;
     }
+}
+
+TEST(SummaryRow, HasEachFigureInItsColumn) {
+    const ThirdPartyAlignment::AlignmentResult result{"g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 0.5F, 0.25F, 0.125F, 10, "sam"};
+    EXPECT_EQ(Tavik::SummaryRow("r", result), "r\tg\t1\t2\t3\t4\t6\t7\t8\t9\t0.25\t0.125\t10\n");
 }
 
 TEST(SummaryRow, WritesNumbersAsAStandardStreamDoes) {

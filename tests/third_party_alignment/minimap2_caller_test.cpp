@@ -23,6 +23,8 @@ struct FakeWrapper {
     int unloaded = 0;
     std::int32_t threshold_given = -1;
     std::string last_read;
+    char* given = nullptr;  // The last answer that is the caller's to free.
+    int freed = 0;
     mm_idx_t index{};
 } fake;
 
@@ -43,7 +45,14 @@ extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t
     EXPECT_EQ(read.qual, nullptr);
     // Failure texts are the wrapper's own: the caller does not free them.
     const bool record = fake.answer != nullptr && *fake.answer != '\0' && *fake.answer != 'E';
-    return record ? strdup(fake.answer) : const_cast<char*>(fake.answer);
+    fake.given = record ? strdup(fake.answer) : const_cast<char*>(fake.answer);
+    return fake.given;
+}
+// The linker puts this in the place of free.
+extern "C" void __real_free(void* memory);
+extern "C" void __wrap_free(void* memory) {
+    fake.freed += static_cast<int>(memory != nullptr && memory == fake.given);
+    __real_free(memory);
 }
 extern "C" void qelmm_unload_index(mm_idx_t*) {
     ++fake.unloaded;
@@ -71,7 +80,7 @@ TEST_F(Minimap2CallerTest, FailedLoadsAreTriedAgainAndEmptyIndexesStayRefused) {
     for (const auto& bad : {folder.Path("none"), folder.Path(".")}) {
         EXPECT_EQ(ErrorOf([&] { Minimap2Caller caller(bad); }), "Aligner index file " + bad + " does not exist!");
     }
-    const Minimap2Caller caller(path);
+    Minimap2Caller caller(path);
     fake.loads = false;
     fake.sequences.clear();
     EXPECT_EQ(ErrorOf([&] { caller.LoadIndex(); }), "Could not load index " + path);
@@ -89,8 +98,10 @@ TEST_F(Minimap2CallerTest, AnswersAreJudged) {
     EXPECT_EQ(ErrorOf([&] { caller.Call("ACGU", "r1"); }), "Minimap2 returned empty string");
     fake.answer = "ERROR: no memory";
     EXPECT_EQ(ErrorOf([&] { caller.Call("ACGU", "r1"); }), "Minimap2 returned:  no memory");
+    EXPECT_EQ(fake.freed, 0) << "such answers are not the caller's to free";
     fake.answer = "r1\t4\t*\t0\t0\t*\t*\t0\t0\tACGT\t*\n";
     EXPECT_EQ(caller.Call("ACGU", "r1"), std::string("@SQ\tSN:chr1\tLN:1000\n") + fake.answer);
+    EXPECT_EQ(fake.freed, 1);
     EXPECT_EQ(fake.last_read, "r1/ACGU");
     EXPECT_EQ(fake.threshold_given, 77);
     EXPECT_EQ(fake.loaded, 1);
@@ -98,7 +109,7 @@ TEST_F(Minimap2CallerTest, AnswersAreJudged) {
 
 TEST_F(Minimap2CallerTest, HeaderHasOneLinePerSequenceWhateverTheLength) {
     fake.sequences.push_back({chr2.data(), 0, 20, 0});
-    const Minimap2Caller caller(path);
+    Minimap2Caller caller(path);
     const auto header = "@SQ\tSN:chr1\tLN:1000\n@SQ\tSN:" + chr2 + "\tLN:20";
     EXPECT_EQ(caller.GetSamHeader(), header);
     const auto rejected = caller.CreateUnalignedResult("r1");
@@ -110,7 +121,7 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
     fake.answer = "record\n";
     const Tests::CapturedLog log;
     {
-        const Minimap2Caller original(path);
+        Minimap2Caller original(path);
         const auto early = original.Copy();
         original.LoadIndex();
         const auto late = original.Copy();

@@ -139,14 +139,25 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
 TEST(AlignmentResult, ValueMapKeepsEveryMemberAndNamesAMissingOne) {
     const AlignmentResult result{"g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 0.5F, 0.25F, 0.125F, 10, "record"};
     const auto entries = result.ToValueMap().Entries();
-    EXPECT_EQ(entries.size(), 15U);
-    EXPECT_EQ(entries[5].first, "calibration_strand_sam_record");
+    // In the order of the keys; all values differ, so that no two can change places.
+    const std::pair<const char*, Common::Value> expected[] = {
+        {"genome", "g"},      {"genome_start", 1},      {"genome_end", 2},    {"strand_start", 3},
+        {"strand_end", 4},    {"sam_record", "record"}, {"num_events", 5},    {"num_insertions", 6},
+        {"num_deletions", 7}, {"num_aligned", 8},       {"num_correct", 9},   {"coverage", 0.5F},
+        {"identity", 0.25F},  {"accuracy", 0.125F},     {"strand_score", 10},
+    };
+    ASSERT_EQ(entries.size(), std::size(expected));
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        EXPECT_EQ(entries[i], std::pair("calibration_strand_" + std::string(expected[i].first), expected[i].second));
+    }
     Common::ValueMap values;
     for (const auto& [key, value] : entries) {
         EXPECT_EQ(Tests::ErrorOf([&] { AlignmentResult::FromValueMap(values); }), "Key '" + key + "' not found.");
         values.Set(key, value);
     }
-    EXPECT_EQ(AlignmentResult::FromValueMap(values).ToValueMap().Entries(), entries);
+    const auto back = AlignmentResult::FromValueMap(values);
+    EXPECT_EQ(back.ToValueMap().Entries(), entries);
+    EXPECT_EQ(back.num_deletions, 7);
 }
 
 }  // namespace

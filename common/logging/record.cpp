@@ -1,4 +1,4 @@
-#include "common/logger.h"
+#include "common/logging/record.h"
 
 #include <boost/log/attributes/attribute_value_impl.hpp>
 #include <boost/log/sources/record_ostream.hpp>
