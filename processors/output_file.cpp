@@ -11,7 +11,6 @@ void OutputFile::Open(const std::string& new_path) {
     stream.close();
     stream.clear();
     path = new_path;
-    failure_reported = false;
     errno = 0;
     stream.open(path, std::ios_base::out | std::ios_base::trunc);
     if (!stream) {
@@ -31,12 +30,9 @@ void OutputFile::WriteLine(std::string_view line) {
     }
 }
 
-void OutputFile::Report(const char* what) {
+void OutputFile::Report(const char* what) const {
     const int reason = errno;
-    if (!failure_reported) {
-        failure_reported = true;
-        TAVIK_LOG(error) << what << path << ": " << std::generic_category().message(reason);
-    }
+    TAVIK_LOG(error) << what << path << ": " << std::generic_category().message(reason);
 }
 
 }  // namespace Tavik

@@ -19,11 +19,10 @@ public:
     void WriteLine(std::string_view line);
 
 private:
-    void Report(const char* what);
+    void Report(const char* what) const;
 
     std::ofstream stream;
     std::string path;
-    bool failure_reported = false;
 };
 
 /// What the run loop keeps per output of the current input file.
