@@ -8,8 +8,7 @@
 namespace Tavik {
 
 void OutputFile::Open(const std::string& new_path) {
-    stream.close();
-    stream.clear();
+    stream.close();  // What goes wrong here does not count: opening clears the state.
     path = new_path;
     errno = 0;
     stream.open(path, std::ios_base::out | std::ios_base::trunc);

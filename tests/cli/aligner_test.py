@@ -87,6 +87,8 @@ class StartUp(AlignerTest):
         self.assertEqual(self.align([SAMPLE], "-z").stdout, "")
         loud = self.align([SAMPLE]).stdout
         self.assertIn("Found 1 fastq files.\n", loud)
+        self.assertIn(f"QEL Tavik alignment software version 1.0.0\ninput path:         \nsave path:          "
+                      f"{self.folder / 'out'}\nalignment ref.:     {REFERENCE}\nmin. coverage:      0.6\n", loud)
         self.assertIn(PROGRESS, loud)
         self.assertRegex(loud, r"Done in \d+ ms\.\n$")
 

@@ -63,11 +63,13 @@ TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
         logging::SinkOptions options;
         options.enabled = true;
         options.severities = {Severity::verbose};
+        options.show_channel = true;
+        options.show_time_stamp = false;
         other.updateFileSink(logging::Loggers::main_file, folder.Path("new/folder"), "o", std::move(options));
         EXPECT_EQ(Arrived(stream), "tviwe");
     }
     for (const auto& file : std::filesystem::directory_iterator(folder.Path("new/folder"))) {
-        EXPECT_EQ(Tests::ReadLines(file.path()).size(), 1U);
+        EXPECT_EQ(Tests::ReadLines(file.path()), Tests::Lines{"c_verbose [verbose] v"});
     }
     EXPECT_EQ(Arrived(stream), "tiwe") << "what a second group wanted goes with it, and nothing else";
     logging::SetForeignSeverities({});

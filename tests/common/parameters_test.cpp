@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
@@ -87,6 +88,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
         {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty("argument ('abc')", "invalid"), ""},
         // What looks like a placeholder of the message.
         {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty("argument ('\\x25value\\x25')", "invalid"), ""},
+        {{"-n", "x", "--count", "5%"}, "", kFaulty, faulty("argument ('5%')", "invalid"), ""},
         {{"-n", "x", "--count"}, "", kFaulty, faulty("required argument", "missing"), ""},
         {{"-n", "x", "-d"}, "", kFaulty, faulty("required argument", "missing", "data_path"), ""},
         {{"-n", "x", "-f", "--fast"}, "", kFaulty, twice, ""},
@@ -150,6 +152,9 @@ TEST(Parameters, TheDefaultDataFolderLiesBesideTheProgramsOwn) {
         return parameters.data_path;
     };
     EXPECT_EQ(data_path({"-n", "x"}, ""), beside);
+    TestedParameters without_arguments;
+    EXPECT_EQ(without_arguments.Parse(nullptr, "", 0, nullptr, ""), ParseStatus::MissingOption);
+    EXPECT_EQ(without_arguments.data_path, beside);
     EXPECT_EQ(data_path({"-n", "x"}, "models"), beside / "models");
     EXPECT_EQ(data_path({"-d", "/given", "-n", "x"}, "models"), "/given");
     EXPECT_EQ(data_path({"--data_path", "/given", "-n", "x"}, ""), "/given");
@@ -171,6 +176,13 @@ TEST(Parameters, AWrittenListingReadsBack) {
     EXPECT_EQ(read.Run({"-f"}, nullptr, path), 0U);
     read.WriteParameters(path, {}, false);
     EXPECT_EQ(Tests::ReadAll(path), in_file);
+
+    const Tests::CapturedLog log;
+    read.WriteParameters("/dev/full", {}, false);
+    EXPECT_EQ(log.Of("error"), Tests::Lines{"Could not write parameters to /dev/full: No space left on device"});
+    TestedParameters lost;  // A path that the program itself names is opened without asking whether it exists.
+    EXPECT_EQ(lost.Run({"-n", "x"}, nullptr, "/no"), ParseStatus::ConfigReadError);
+    EXPECT_EQ(lost.error_text, "Error reading config file: 'can not read options configuration file '/no''.\n");
 }
 
 TEST(Parameters, WrongRegistrationsThrow) {

@@ -131,6 +131,9 @@ TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
     aligner.StartNewFile("/x/a.fastq");
     EXPECT_TRUE(log.Of("warning").empty());
     aligner.StartNewFile("/y/a.fasta");
+    EXPECT_TRUE(log.Of("info").empty());
+    TestedAligner(folder.Path("in"), folder.Path("out"), 1).StartNewFile(folder.Path("in/x/b.fq"));
+    EXPECT_EQ(log.Of("info"), Lines{"Creating output folder \"" + folder.Path("out/x") + "\""});
     EXPECT_EQ(log.Of("warning"),
               Lines{"Input file /y/a.fasta replaces the SAM file of an earlier input file: " + folder.Path("./a.sam")});
 }

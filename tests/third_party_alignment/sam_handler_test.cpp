@@ -85,6 +85,9 @@ TEST(SamHandler, FaultsAreNamed) {
         {Record("0", "5M", "\tNM:i:x\tAS:i:1\n"), "stoi"},
         {Record("0", "5M", "\tNM:i:1\tAS:i\n"), "optional SAM field 'AS:i' could not be parsed."},
         {Record("0", "5M", "\tNM:i:1\tAS:i:1\t\n"), "optional SAM field '' could not be parsed."},
+        {Record("0", "5M", "\tNM:i:1\tAS:i1\n"), "optional SAM field 'AS:i1' could not be parsed."},
+        {Record("0", "5M", "\tNM:i:1\tASxi:1\n"), "optional SAM field 'ASxi:1' could not be parsed."},
+        {Record("0", "5M", "\tNM:i:x\tNM:i:1\tXX:Z:\tAS:i:1\n"), "nothing thrown"},  // The last of a tag counts.
         {Record("0", "5M", "\tNM:i:1\tAS:i:1"), "nothing thrown"},
         {Record("0", "5M", "\tNM:i:1\tAS:i:1\r\n"), "nothing thrown"},
         {"@SQ\tSN:a\tLN:x\n" + Record("4", "5M", "\n"), "stoi"},
@@ -118,6 +121,8 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
         header += "@SQ\tSN:c" + std::to_string(i) + "\tLN:" + std::to_string(1000 + i) + "\n";
     }
     const std::string record = "r\t0\tc7\t1\t0\t50M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:1\n";
+    const std::string unknown = "r\t0\tzz\t1\t0\t50M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:1\n";
+    const auto taken = "@CO\ntwo words\n" + header;  // The second line belongs to the header by its words alone.
     const auto coverage = [](const std::string& sam) { return SamHandler::Parse(std::string(sam), 1 << 30).coverage; };
     std::string other = header;
     other.replace(other.find("LN:1007"), 7, "LN:5000");
@@ -128,6 +133,9 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
             for (int i = 0; i < 50; ++i) {
                 EXPECT_EQ(coverage(header + record), 50.0F / 1007.0F);
                 EXPECT_EQ(coverage(other + record), 50.0F / 5000.0F);
+                EXPECT_EQ(coverage(header + unknown), INFINITY);
+                EXPECT_EQ(coverage(taken + record), 50.0F / 1007.0F);
+                EXPECT_EQ(SamHeader::EndOfHeaderLines(taken + record), 4U);
                 EXPECT_EQ(coverage(header + "@SQ\tSN:c7\tLN:50\n" + record), 1.0F);
                 EXPECT_EQ(SamHeader::EndOfHeaderLines(header + record), header.size());
                 EXPECT_EQ(SamHeader::EndOfHeaderLines(header + "@CO\n" + record), header.size() + 4);
