@@ -100,8 +100,14 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
     }
     auto files = FindReadFiles(folder, recursive);
     if (files.compressed != 0) {
-        TAVIK_LOG(warning) << "Gzip-compressed read files in " << folder << " left alone: " << files.compressed
-                           << ". They are read when their paths come as a list on standard input (-i \"\").";
+        const auto text = "Gzip-compressed read files in " + folder +
+                          " left alone: " + std::to_string(files.compressed) +
+                          ". They are read when their paths come as a list on standard input (-i \"\").";
+        if (files.plain.empty()) {
+            TAVIK_LOG(warning) << text;
+        } else {
+            TAVIK_LOG(message) << text;  // Often compressed copies of the files that are read.
+        }
     }
     return std::move(files.plain);
 }
