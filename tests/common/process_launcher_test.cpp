@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
@@ -60,6 +61,15 @@ TEST_F(ProcessLauncherTest, StatusIsReturnedUndecodedOrThrown) {
     EXPECT_EQ(fs::current_path(), start) << "restored after a command that failed";
     EXPECT_THROW(TestedLauncher(folder.Write("file", "")).Launch("true", true), std::runtime_error);
     EXPECT_EQ(fs::current_path(), start);
+}
+
+// Or a command that another thread starts meanwhile would hold it open.
+TEST_F(ProcessLauncherTest, ThePipeIsNotInherited) {
+    TestedLauncher launcher("");
+    const int next = ::dup(STDOUT_FILENO);  // The number that the pipe will get.
+    ::close(next);
+    launcher.Launch("grep flags /proc/$PPID/fdinfo/" + std::to_string(next), true);
+    EXPECT_EQ(launcher.output, "flags:\t02000000\n") << "O_CLOEXEC";
 }
 
 // Deliberate: only a launch that reached the command's end restores the working directory.
