@@ -17,7 +17,7 @@ import threading
 import zlib
 from pathlib import Path
 
-from aligner_run import REFERENCE, Run, ids
+from aligner_run import PROGRAM, REFERENCE, Run, ids
 
 MAGIC = b"\x1f\x8b\x08"
 
@@ -204,12 +204,12 @@ def judge(folder, files):
     command = ["-z", "-t", "2", "-i", "", "-s", folder / "out", "-a", REFERENCE]
     wrong = proved = 0
     for path in aborting[:5]:
-        run = Run(command, f"{path}\n", folder)
+        run = Run(PROGRAM, command, f"{path}\n", folder)
         if run.status != "SIGABRT" or f"There is no whole read in {path}:" not in run.stderr:
             print(f"{path}: should have ended the process\n{run.stderr}")
             wrong += 1
     threading.Thread(target=feed, daemon=True).start()
-    run = Run(command, "".join(f"{path}\n" for path in files if path not in aborting), folder)
+    run = Run(PROGRAM, command, "".join(f"{path}\n" for path in files if path not in aborting), folder)
     said = collections.defaultdict(list)
     for level, message in run.records():
         for path in files:
