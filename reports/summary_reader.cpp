@@ -36,7 +36,6 @@ enum Column : std::size_t {
 };
 static_assert(kColumns == Common::kSummaryColumns.size());
 
-constexpr std::size_t kBlock = std::size_t{1} << 20U;
 // Names of references may be long, but not that long: something else is being read.
 constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
 
@@ -65,8 +64,8 @@ void Split(std::string_view line, std::vector<std::string_view>& cells) {
 
 }  // namespace
 
-SummaryReader::SummaryReader(const std::string& path)
-    : path(path), file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer(kBlock) {
+SummaryReader::SummaryReader(const std::string& path, std::size_t block)
+    : path(path), file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer(block) {
     struct stat status {};
     if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
         Fail(path);

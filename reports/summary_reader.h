@@ -30,8 +30,8 @@ struct SummaryRow {
 /// <what is wrong>". Not synchronised.
 class SummaryReader {
 public:
-    /// Opens the file and checks its header line.
-    explicit SummaryReader(const std::string& path);
+    /// Opens the file and checks its header line. `block`: bytes read at a time, as long as no line is longer.
+    explicit SummaryReader(const std::string& path, std::size_t block = std::size_t{1} << 20U);
 
     /// Reads the next row. False at the end. A last line without a line feed is what an interrupted run
     /// leaves: it is not read.

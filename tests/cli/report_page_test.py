@@ -3,6 +3,7 @@
 
 TAVIK_REPORT_PICTURE in the environment names a PNG file: the page of the example is kept there as a picture."""
 
+import math
 import os
 import shutil
 import tempfile
@@ -16,7 +17,7 @@ from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
 
 from aligner_run import READS
-from report_figures import figures
+from report_figures import figures, read_rows
 from report_run import ReportTest, row
 
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
@@ -76,6 +77,12 @@ class Page(ReportTest):
             self.assertEqual(sum(bars[chart][0]), expected["totals"]["aligned"])
         self.assertEqual(bars["reads-per-reference"], [[13, 2], [19, 4]])
 
+        hits = [row for row in read_rows(out / "alignment_summary.txt") if row["genome"] != "*"]
+        self.check_cells("indels", [(100 * row["num_insertions"] / row["num_aligned"], 100 * row["num_deletions"] / row["num_aligned"])
+                                    for row in hits])
+        self.check_cells("identity-by-length", [(math.log10(row["num_aligned"]), 100 * row["num_correct"] / row["num_aligned"])
+                                                for row in hits])
+
         before = self.canvas("identity")
         self.element("#identity button[data-scale=quality]").send_keys(Keys.ENTER)
         self.assertNotEqual(self.canvas("identity"), before)
@@ -93,6 +100,20 @@ class Page(ReportTest):
         self.assertEqual(self.element("#references th:nth-child(2)").get_attribute("aria-sort"), "ascending")
         self.assertEqual(self.browser.get_log("browser"), [])
         self.keep_picture()
+
+    def check_cells(self, chart, points):
+        """Each read lies in a cell of the heat map, or beyond it in the direction of an axis' end, and no cell is without."""
+        bars, *ends = self.browser.execute_script(f"const chart = drawn.get('{chart}'); const {{x, y}} = chart.scales;"
+                                                  "return [chart.data.datasets[0].data, [x.min, x.max], [y.min, y.max]]")
+        columns = sorted({bar["x"] for bar in bars})
+        half = min(b - a for a, b in zip(columns, columns[1:])) / 2
+        cells = {(bar["x"] - half, bar["x"] + half, *bar["y"]) for bar in bars if bar["y"]}
+        met = set()
+        for point in points:
+            x, y = (min(max(value, low), high - 1e-6) for value, (low, high) in zip(point, ends))
+            met |= {cell for cell in cells if cell[0] - 1e-6 <= x < cell[1] and cell[2] - 1e-6 <= y < cell[3]}
+            self.assertEqual(any(cell[0] - 1e-6 <= x < cell[1] and cell[2] - 1e-6 <= y < cell[3] for cell in met), True, point)
+        self.assertEqual(met, cells)
 
     def canvas(self, chart):
         return self.browser.execute_script(f"return document.querySelector('#{chart} canvas').toDataURL()")

@@ -2,15 +2,32 @@
 
 #include <cstdlib>
 #include <exception>
+#include <memory>
 
 #include "reports/sample.h"
 #include "tests/fuzz/fuzz_file.h"
 
+namespace {
+
+// Making one takes longer than counting an input's rows: many inputs share it.
+Reports::Sample& CurrentSample() {
+    constexpr int kInputs = 1000;
+    static std::unique_ptr<Reports::Sample> sample;
+    static int inputs = 0;
+    if (inputs++ % kInputs == 0) {
+        const Reports::ReferenceLengths lengths = {{"c", 1000}, {"d_rc", 2000000000}};
+        sample = std::make_unique<Reports::Sample>("fuzz", lengths, Reports::Detail());
+    }
+    return *sample;
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto path = Fuzz::WriteInput(data, size, ".summary");
-    Reports::Sample sample("fuzz", {{"c", 1000}, {"d_rc", 2000000000}}, {});
+    auto& sample = CurrentSample();
     try {
-        Reports::SummaryReader reader(path);
+        Reports::SummaryReader reader(path, 64);  // Most rows lie across two blocks.
         for (Reports::SummaryRow row; reader.Next(row);) {
             if (row.IsAligned() == (row.genome == "*") || row.correct > row.aligned) {
                 std::abort();
@@ -19,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     } catch (const std::exception&) {
     }
-    if (sample.lengths.Count() != sample.Aligned() || sample.lengths.N50() > sample.lengths.Longest()) {
+    if (sample.lengths.Count() != sample.Aligned() || sample.identities.Count() > sample.Aligned()) {
         std::abort();
     }
     return 0;
