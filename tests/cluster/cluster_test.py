@@ -39,8 +39,8 @@ def make_data(folder):
     """A reference and reads with one base in twelve wrong, from both strands."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
-    # In a session of its own the aligner can be stopped: the kernel ends a process group that loses its job's shell or
-    # slurmstepd while one of its processes is stopped.
+    # Started by setsid, the aligner can be stopped: the kernel ends a process group that loses its slurmstepd while one
+    # of its processes is stopped.
     (folder / "aligner").write_text('#!/bin/sh\nexec setsid tavik_aligner "$@"\n')
     (folder / "aligner").chmod(0o755)
     (folder / "reference.fasta").write_text("".join(f">{name}\n{bases}\n" for name, bases in reference.items()))
