@@ -4,7 +4,20 @@
 #include <iostream>
 #include <string>
 
+#include "third_party_alignment/qel_minimap2/kernel/chain_comparison.h"
 #include "third_party_alignment/qel_minimap2/kernel/kernel_comparison.h"
+
+namespace {
+
+// Ends the program at a difference.
+void Judge(const std::string& difference) {
+    if (!difference.empty()) {
+        std::cout << difference << '\n';
+        std::exit(1);
+    }
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 3) {
@@ -16,16 +29,23 @@ int main(int argc, char** argv) {
         return 2;
     }
     const long wanted = std::atol(argv[1]);
-    Tests::RandomCalls calls(static_cast<std::uint32_t>(std::atol(argv[2])), 3000);
+    const auto seed = static_cast<std::uint32_t>(std::atol(argv[2]));
+    Tests::RandomCalls calls(seed, 3000);
+    Tests::RandomAnchors anchors(seed);
     Tests::ComparisonFigures figures;
+    Tests::ChainFigures chained;
+    Tests::ChainFigures joined;
     while (figures.calls < wanted) {
-        const auto difference = Tests::CompareWithLibrary(calls, std::min(wanted - figures.calls, 100000L), figures);
-        if (!difference.empty()) {
-            std::cout << difference << '\n';
-            return 1;
-        }
-        std::cout << figures.calls << " calls alike, " << figures.with_cigar << " with a CIGAR, " << figures.dropped
-                  << " dropped, " << figures.reached_end << " to the end of the read" << std::endl;
+        const auto count = std::min(wanted - figures.calls, 100000L);
+        Judge(Tests::CompareWithLibrary(calls, count, figures));
+        Judge(Tests::CompareSorting(anchors, count));
+        Judge(Tests::CompareChaining(anchors, count, chained));
+        Judge(Tests::CompareJoining(anchors, count, joined));
+        std::cout << figures.calls << " alignments alike, " << figures.with_cigar << " with a CIGAR, "
+                  << figures.dropped << " dropped, " << figures.reached_end
+                  << " to the end of the read; as many lists of anchors sorted, "
+                  << "chained to " << chained.chains << " and joined to " << joined.chains << " chains, "
+                  << joined.left_to_library << " of them left to the library" << std::endl;
     }
     return 0;
 }

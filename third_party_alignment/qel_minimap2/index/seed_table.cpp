@@ -29,8 +29,6 @@ std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
 
 }  // namespace
 
-thread_local const SeedTable* LookUpsAhead::table = nullptr;
-
 SeedTable::SeedTable(unsigned bucket_bits)
     : bucket_bits(bucket_bits),
       bits_in_block(std::min(

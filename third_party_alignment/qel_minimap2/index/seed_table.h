@@ -101,19 +101,4 @@ private:
     std::vector<Block> blocks;
 };
 
-/// For the time of its life, the thread prepares look-ups of each read's minimizers in this index.
-class LookUpsAhead {
-public:
-    explicit LookUpsAhead(const mm_idx_t& index) { table = SeedTable::Of(index); }
-    ~LookUpsAhead() { table = nullptr; }
-    LookUpsAhead(const LookUpsAhead&) = delete;
-    LookUpsAhead& operator=(const LookUpsAhead&) = delete;
-
-    /// The table that the calling thread's look-ups will go to, or null.
-    static const SeedTable* Table() { return table; }
-
-private:
-    static thread_local const SeedTable* table;
-};
-
 }  // namespace qel_minimap2

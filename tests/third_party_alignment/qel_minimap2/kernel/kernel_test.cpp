@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "third_party_alignment/qel_minimap2/kernel/chain_comparison.h"
 #include "third_party_alignment/qel_minimap2/kernel/kernel_comparison.h"
 #include "third_party_alignment/qel_minimap2/kernel/sketch.h"
 
@@ -73,6 +74,26 @@ TEST(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
         found += minimizers.size();
     }
     EXPECT_GT(found, 500000U);
+}
+
+TEST(Kernel, SortsAnchorsIntoTheLibrarysOrder) {
+    Tests::RandomAnchors random(4);
+    EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
+}
+
+TEST(Kernel, ChainsAnchorsAsTheLibraryDoes) {
+    if (!__builtin_cpu_supports("avx2")) {
+        GTEST_SKIP() << "This processor has no AVX2: the library's own functions are used.";
+    }
+    Tests::RandomAnchors random(5);
+    Tests::ChainFigures chained;
+    EXPECT_EQ(Tests::CompareChaining(random, 10000, chained), "");
+    EXPECT_EQ(chained.left_to_library, 0);
+    EXPECT_GT(chained.chains, 10000);
+    Tests::ChainFigures joined;
+    EXPECT_EQ(Tests::CompareJoining(random, 10000, joined), "");
+    EXPECT_LT(joined.left_to_library, 7000);
+    EXPECT_GT(joined.chains, 5000);
 }
 
 }  // namespace

@@ -1,0 +1,222 @@
+#include "third_party_alignment/qel_minimap2/kernel/anchor_sort.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+
+// The library sorts by one byte of the key after the other, the highest first: it exchanges elements in place until
+// each lies in its byte's bucket, then does the same in each bucket, and where a bucket has 64 elements or fewer it
+// inserts one after the other. What that leaves depends on the keys' bytes alone, so the same comes out when
+// - a byte in which all keys agree is left out: there is one bucket, and no exchange;
+// - a small bucket is sorted by any method that keeps equal keys in order, as insertion does;
+// - a larger one is sorted by any method, if it then turns out that it has no equal keys: there is one sorted order.
+// Only buckets with equal keys are exchanged byte by byte as the library does.
+namespace qel_minimap2::kernel {
+
+namespace {
+
+constexpr std::ptrdiff_t kInserted = 64;    // The library's: at most as many elements are sorted by insertion.
+constexpr std::ptrdiff_t kFewAnchors = 12;  // As many are inserted without any preparation.
+constexpr unsigned kPlaceBits = 12;
+constexpr std::ptrdiff_t kTried = 1 << kPlaceBits;  // Larger buckets are not sorted at once: equal keys are likely.
+
+// Up to here numbers are sorted by insertion.
+constexpr std::size_t kFew = 24;
+
+void InsertNumbers(std::uint64_t* numbers, std::size_t count) {
+    for (std::size_t i = 1; i < count; ++i) {
+        const auto number = numbers[i];
+        auto at = i;
+        for (; at > 0 && number < numbers[at - 1]; --at) {
+            numbers[at] = numbers[at - 1];
+        }
+        numbers[at] = number;
+    }
+}
+
+// How keys become short numbers in the same order: bits in which all agree are cut off at the top, after the highest
+// bit, the strand's, has been moved down to the others.
+class ShortKeys {
+public:
+    explicit ShortKeys(std::uint64_t differing) {
+        const auto below = differing << 1U >> 1U;
+        width = 64U - static_cast<unsigned>(std::countl_zero(below));
+        mask = (std::uint64_t{1} << width) - 1;
+        Fits = width + (differing >> 63U) + kPlaceBits <= 64;
+    }
+
+    std::uint64_t Of(const mm128_t& anchor) const { return (anchor.x & mask) | anchor.x >> 63U << width; }
+
+    bool Fits;  // With a place behind them, into a number.
+
+private:
+    unsigned width;
+    std::uint64_t mask;
+};
+
+// Room for sorting `Size` anchors at once.
+template <std::size_t Size>
+struct Room {
+    std::uint64_t numbers[2 * Size];
+    mm128_t sorted[Size];
+};
+
+// Sorts anchors, equal ones in the order they came in. With `unless_equal`, false and nothing done when two are equal.
+template <std::size_t Size>
+bool SortAtOnce(mm128_t* begin, mm128_t* end, const ShortKeys& keys, bool unless_equal, Room<Size>& room) {
+    const auto count = static_cast<std::size_t>(end - begin);
+    auto* const numbers = room.numbers;
+    for (std::size_t i = 0; i < count; ++i) {
+        numbers[i] = keys.Of(begin[i]) << kPlaceBits | i;
+    }
+    SortNumbers(numbers, numbers + Size, count, kPlaceBits);
+    bool equal = false;
+    for (std::size_t i = 1; i < count; ++i) {
+        equal |= numbers[i] >> kPlaceBits == numbers[i - 1] >> kPlaceBits;
+    }
+    if (equal && unless_equal) {
+        return false;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        room.sorted[i] = begin[numbers[i] & (kTried - 1)];
+    }
+    std::copy_n(room.sorted, count, begin);
+    return true;
+}
+
+struct Bucket {
+    mm128_t* next;
+    mm128_t* end;
+};
+
+// The library's exchanges by the byte at `shift`: an element that is not of the first bucket which is not complete goes
+// to where its own bucket goes on, and what lay there is the next to be moved.
+void Exchange(mm128_t* begin, Bucket (&buckets)[256], unsigned shift) {
+    auto* end = begin;
+    for (auto& bucket : buckets) {
+        const auto count = bucket.end - bucket.next;
+        bucket.next = end;
+        bucket.end = end += count;
+    }
+    const auto bucket_of = [&](const mm128_t& anchor) { return &buckets[anchor.x >> shift & 255U]; };
+    for (auto& bucket : buckets) {
+        while (bucket.next != bucket.end) {
+            auto moved = *bucket.next;
+            for (auto* to = bucket_of(moved); to != &bucket; to = bucket_of(moved)) {
+                std::swap(moved, *to->next++);
+            }
+            *bucket.next++ = moved;
+        }
+    }
+}
+
+// The bits in which the keys differ.
+std::uint64_t DifferingBits(const mm128_t* begin, const mm128_t* end) {
+    std::uint64_t bits = 0;
+    for (const auto* anchor = begin; anchor != end; ++anchor) {
+        bits |= anchor->x ^ begin->x;
+    }
+    return bits;
+}
+
+void Insert(mm128_t* begin, mm128_t* end) {
+    for (auto* i = begin + 1; i < end; ++i) {
+        const auto anchor = *i;
+        auto* at = i;
+        for (; at > begin && anchor.x < at[-1].x; --at) {
+            *at = at[-1];
+        }
+        *at = anchor;
+    }
+}
+
+// Sorts what is not to be exchanged; false when it is.
+bool SortWithoutExchanges(mm128_t* begin, mm128_t* end, std::uint64_t differing) {
+    const auto count = end - begin;
+    const ShortKeys keys(differing);
+    if (count <= kInserted) {
+        if (count <= kFewAnchors || !keys.Fits) {
+            Insert(begin, end);
+        } else {
+            Room<kInserted> room;
+            SortAtOnce(begin, end, keys, false, room);
+        }
+        return true;
+    }
+    if (count > kTried || !keys.Fits) {
+        return false;
+    }
+    auto* const room = reinterpret_cast<Room<kTried>*>(ScratchMemory(Scratch::sorting, sizeof(Room<kTried>)));
+    return room != nullptr && SortAtOnce(begin, end, keys, true, *room);
+}
+
+void SortFrom(mm128_t* begin, mm128_t* end) {
+    const auto differing = DifferingBits(begin, end);
+    // Insertion and exchanges alike leave equal keys alone.
+    if (differing == 0 || SortWithoutExchanges(begin, end, differing)) {
+        return;
+    }
+    const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;
+    Bucket buckets[256] = {};
+    for (auto& bucket : buckets) {
+        bucket = {begin, begin};
+    }
+    for (const auto* anchor = begin; anchor != end; ++anchor) {
+        ++buckets[anchor->x >> shift & 255U].end;
+    }
+    Exchange(begin, buckets, shift);
+    if (shift == 0) {
+        return;
+    }
+    auto* first = begin;
+    for (const auto& bucket : buckets) {
+        if (bucket.end - first > 1) {
+            SortFrom(first, bucket.end);
+        }
+        first = bucket.end;
+    }
+}
+
+}  // namespace
+
+void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count, unsigned sorted_bits) {
+    if (count <= kFew) {
+        InsertNumbers(numbers, count);
+        return;
+    }
+    std::uint64_t differing = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        differing |= numbers[i] ^ numbers[0];
+    }
+    auto* from = numbers;
+    for (unsigned shift = sorted_bits; shift < 64 && differing >> shift != 0; shift += 8) {
+        if ((differing >> shift & 255U) == 0) {
+            continue;
+        }
+        std::uint32_t places[256] = {};
+        for (std::size_t i = 0; i < count; ++i) {
+            ++places[from[i] >> shift & 255U];
+        }
+        std::uint32_t place = 0;
+        for (auto& next : places) {
+            place += std::exchange(next, place);
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            other[places[from[i] >> shift & 255U]++] = from[i];
+        }
+        std::swap(from, other);
+    }
+    if (from != numbers) {
+        std::copy_n(from, count, numbers);
+    }
+}
+
+void SortAnchors(mm128_t* begin, mm128_t* end) {
+    if (end - begin > 1) {
+        SortFrom(begin, end);
+    }
+}
+
+}  // namespace qel_minimap2::kernel

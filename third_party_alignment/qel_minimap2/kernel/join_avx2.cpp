@@ -1,0 +1,267 @@
+#include <cstddef>
+#include <cstring>
+
+#include "third_party_alignment/qel_minimap2/kernel/anchor_sort.h"
+#include "third_party_alignment/qel_minimap2/kernel/chain_result.h"
+#include "third_party_alignment/qel_minimap2/kernel/chain_score.h"
+#include "third_party_alignment/qel_minimap2/kernel/chaining.h"
+#include "third_party_alignment/qel_minimap2/kernel/reach.h"
+#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+
+// The library walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
+// their place in the read: a wide one for the least penalty (that is, the score less what the gap will cost) in a
+// range, and a narrow one for a walk back over those near. All anchors are known before, so here they are ranked by
+// their place in the read first, and a tree is a list with an entry for each rank: whether it is in reach, or its
+// penalty. Anchors of different sequences or strands, and those on both sides of a gap wider than the reach, never
+// meet: each such group is ranked for itself.
+//
+// Where the least penalty is found once in a range, any way to look for it finds the same anchor; where it is found
+// twice the library's choice depends on how its tree is balanced, and the call is left to the library.
+namespace qel_minimap2::kernel {
+
+namespace {
+
+class Joining {
+public:
+    Joining(const JoinCall& call, const Chains& chains, int anchor_length)
+        : call(call),
+          anchors(chains.anchors),
+          count(static_cast<int>(chains.count)),
+          length(anchor_length),
+          pairs(call.scoring.gap_penalty, call.scoring.skip_penalty, anchor_length),
+          distance(Larger(call.distance, call.scoring.band)),
+          near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
+          per_base(0.5 * call.scoring.gap_penalty) {}
+
+    bool Reserve() {
+        const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
+        constexpr std::size_t kPerAnchor = 3 * sizeof(std::uint64_t) + 13 * sizeof(std::int32_t);
+        const std::size_t penalty_room = Penalties::RoomFor(count);
+        auto* memory = ScratchMemory(Scratch::joining, room * kPerAnchor + penalty_room * sizeof(double));
+        if (memory == nullptr) {
+            return false;
+        }
+        penalty_memory = reinterpret_cast<double*>(memory);
+        order = reinterpret_cast<std::uint64_t*>(penalty_memory + penalty_room);
+        wide_previous = reinterpret_cast<std::int64_t*>(order + 2 * room);
+        auto* lists = reinterpret_cast<std::int32_t*>(wide_previous + room);
+        std::int32_t** const all[] = {&final_scores,   &peaks,      &final_marks, &rank_of, &references,
+                                      &reads,          &scores,     &previous,    &marks,   &member,
+                                      &first_in_reach, &first_near, &first_equal};
+        for (auto** list : all) {
+            *list = lists;
+            lists += room;
+        }
+        return true;
+    }
+
+    /// False when two penalties that matter are equal.
+    bool Score() {
+        for (int begin = 0, end = 0; begin < count; begin = end) {
+            for (end = begin + 1; end < count && !IsApart(anchors[end - 1].x, anchors[end].x); ++end) {
+            }
+            Rank(begin, end);
+            if (!ScoreGroup(begin, end)) {
+                return false;
+            }
+        }
+        std::memset(final_marks, 0, sizeof *final_marks * static_cast<std::size_t>(count));
+        return true;
+    }
+
+    ChainedAnchors Scored() const { return {wide_previous, final_scores, peaks, final_marks}; }
+
+private:
+    static constexpr int kLanes = 8;
+
+    bool IsApart(std::uint64_t x, std::uint64_t next) const {
+        return x >> 32U != next >> 32U || IsBeyond(next, x, distance);
+    }
+    static bool IsBeyond(std::uint64_t x, std::uint64_t from, int reach) {
+        return x > from + static_cast<std::uint64_t>(reach);
+    }
+
+    // Ranks a group by place in the read, then in the list; fills what is known by rank, with a block of room behind.
+    void Rank(int begin, int end) {
+        group_size = end - begin;
+        for (int i = 0; i < group_size; ++i) {
+            order[i] = anchors[begin + i].y << 32U | static_cast<unsigned>(i);
+        }
+        SortNumbers(order, order + count + std::ptrdiff_t{2} * kLanes, static_cast<std::size_t>(group_size), 32);
+        for (int rank = 0; rank < group_size; ++rank) {
+            const auto i = static_cast<int>(order[rank] & UINT32_MAX);
+            rank_of[i] = rank;
+            member[rank] = i;
+            references[rank] = static_cast<std::int32_t>(anchors[begin + i].x);
+            reads[rank] = static_cast<std::int32_t>(anchors[begin + i].y);
+        }
+        for (int rank = 0, in_reach = 0, near = 0; rank < group_size; ++rank) {
+            for (; reads[in_reach] <= reads[rank] - distance; ++in_reach) {
+            }
+            for (; reads[near] < reads[rank] - near_distance; ++near) {
+            }
+            first_in_reach[rank] = in_reach;
+            first_near[rank] = near;
+            first_equal[rank] = rank > 0 && reads[rank - 1] == reads[rank] ? first_equal[rank - 1] : rank;
+        }
+        const auto padded = static_cast<std::size_t>(group_size) + kLanes;
+        std::memset(scores, 0, sizeof *scores * padded);
+        std::memset(marks, 0, sizeof *marks * padded);
+        std::memset(references + group_size, 0, sizeof *references * kLanes);
+        std::memset(reads + group_size, 0, sizeof *reads * kLanes);
+        near_ranks = reinterpret_cast<std::uint8_t*>(order);  // The order has served.
+        std::memset(near_ranks, 0, static_cast<std::size_t>(group_size) / 8 + 9);
+        penalties.Start(penalty_memory, group_size);
+        wide_size = near_size = 0;
+    }
+
+    bool ScoreGroup(int begin, int end) {
+        int entered = begin;
+        int wide_first = begin;
+        int near_first = begin;
+        for (int i = begin; i < end; ++i) {
+            const auto x = anchors[i].x;
+            if (anchors[entered].x != x) {
+                for (; entered < i; ++entered) {
+                    Enter(rank_of[entered - begin]);
+                }
+            }
+            for (; wide_first < entered &&
+                   (IsBeyond(x, anchors[wide_first].x, distance) || wide_size > call.most_in_reach);
+                 ++wide_first, --wide_size) {
+                penalties.Remove(rank_of[wide_first - begin]);
+            }
+            for (; near_first < entered &&
+                   (IsBeyond(x, anchors[near_first].x, near_distance) || near_size > call.most_in_reach);
+                 ++near_first, --near_size) {
+                const auto rank = static_cast<unsigned>(rank_of[near_first - begin]);
+                near_ranks[rank / 8] = static_cast<std::uint8_t>(near_ranks[rank / 8] & ~(1U << rank % 8));
+            }
+            const int rank = rank_of[i - begin];
+            BestBefore best{length};
+            if (!FindBefore(begin, rank, best)) {
+                return false;
+            }
+            scores[rank] = best.score;
+            previous[rank] = best.previous;
+            final_scores[i] = best.score;
+            const int before = best.previous >= 0 ? begin + member[best.previous] : -1;
+            wide_previous[i] = before;
+            peaks[i] = before >= 0 ? Larger(peaks[before], best.score) : best.score;
+        }
+        return true;
+    }
+
+    void Enter(int rank) {
+        const int diagonal =
+            static_cast<int>(static_cast<unsigned>(references[rank]) + static_cast<unsigned>(reads[rank]));
+        penalties.Put(rank, -(scores[rank] + per_base * diagonal));
+        ++wide_size;
+        ++near_size;
+        const auto bit = static_cast<unsigned>(rank);
+        near_ranks[bit / 8] = static_cast<std::uint8_t>(near_ranks[bit / 8] | 1U << bit % 8);
+    }
+
+    // The best before the anchor at a rank; false when that depends on which of equal penalties is taken.
+    bool FindBefore(int begin, int rank, BestBefore& best) {
+        // The range of the library ends before the anchors at the same place in the read, but for the first of all.
+        const int equal = first_equal[rank];
+        const int last = begin == 0 && member[equal] == 0 ? equal : equal - 1;
+        const int least = first_in_reach[rank] <= last ? penalties.Least(first_in_reach[rank], last) : -1;
+        if (least == -2) {
+            return false;
+        }
+        if (least < 0) {
+            return true;
+        }
+        const int on_reference = references[rank] - references[least];
+        const int on_read = reads[rank] - reads[least];
+        const int apart = on_reference > on_read ? on_reference - on_read : on_read - on_reference;
+        const int lesser = Smaller(on_reference, on_read);
+        const int score = _mm256_extract_epi32(Totals(rank, least), 0);
+        if (apart <= call.scoring.band && score > best.score) {
+            best.score = score;
+            best.previous = least;
+        }
+        const bool is_exact = apart == 0 && lesser <= length;
+        if (!is_exact && near_size > 0 && near_distance > 0 && reads[rank] > 0) {
+            WalkBack(begin, rank, first_near[rank], equal - 1, best);
+        }
+        return true;
+    }
+
+    // The candidates near from rank `last` down to `first`.
+    TAVIK_INLINE void WalkBack(int begin, int rank, int first, int last, BestBefore& best) {
+        const int mark = begin + member[rank];
+        for (int block = last / kLanes; last >= first && block >= first / kLanes; --block) {
+            const int base = block * kLanes;
+            unsigned valid = near_ranks[block];
+            valid &= base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU;
+            valid &= last - base < kLanes - 1 ? (2U << static_cast<unsigned>(last - base)) - 1 : 0xFFU;
+            if (valid == 0) {
+                continue;
+            }
+            __m256i far;
+            const __m256i totals = Totals(rank, base, far);
+            valid &= ~MaskOf(far);
+            const unsigned better = MaskOf(_mm256_cmpgt_epi32(totals, _mm256_set1_epi32(best.score)));
+            if (LookAt(base, valid, better, totals, mark, call.scoring.most_skipped, previous, marks, best) >= 0) {
+                return;
+            }
+        }
+    }
+
+    // Scores of the anchor at a rank behind those from rank `base` on; `far`: those whose diagonals are too far apart.
+    TAVIK_INLINE __m256i Totals(int rank, int base, __m256i& far) const {
+        const __m256i on_reference =
+            _mm256_sub_epi32(_mm256_set1_epi32(references[rank]), LoadEight(references + base));
+        const __m256i on_read = _mm256_sub_epi32(_mm256_set1_epi32(reads[rank]), LoadEight(reads + base));
+        const __m256i apart = _mm256_abs_epi32(_mm256_sub_epi32(on_reference, on_read));
+        far = _mm256_cmpgt_epi32(apart, _mm256_set1_epi32(call.scoring.band));
+        const __m256i penalized = _mm256_or_si256(_mm256_cmpgt_epi32(apart, _mm256_setzero_si256()),
+                                                  _mm256_cmpgt_epi32(on_read, pairs.Length()));
+        return _mm256_add_epi32(pairs.Of(apart, _mm256_min_epi32(on_reference, on_read), penalized),
+                                LoadEight(scores + base));
+    }
+    TAVIK_INLINE __m256i Totals(int rank, int base) const {
+        __m256i far;
+        return Totals(rank, base, far);
+    }
+
+    const JoinCall& call;
+    const mm128_t* const anchors;
+    const int count;
+    const int length;
+    const PairScores pairs;
+    const int distance, near_distance;
+    const double per_base;
+    Penalties penalties;
+    // By anchor.
+    std::int64_t* wide_previous = nullptr;
+    std::int32_t *final_scores = nullptr, *peaks = nullptr, *final_marks = nullptr;
+    // Of a group: the rank of each member, then by rank.
+    int group_size = 0, wide_size = 0, near_size = 0;
+    double* penalty_memory = nullptr;
+    std::uint64_t* order = nullptr;
+    std::uint8_t* near_ranks = nullptr;  // A bit for each rank that is near.
+    std::int32_t *rank_of = nullptr, *member = nullptr, *references = nullptr, *reads = nullptr, *scores = nullptr,
+                 *previous = nullptr, *marks = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
+                 *first_equal = nullptr;
+};
+
+}  // namespace
+
+bool JoinWithAvx2(const JoinCall& call, Chains& chains) {
+    const int length = CommonLength(chains.anchors, chains.count);
+    if (length < 0 || chains.count > INT32_MAX / 2) {
+        return false;
+    }
+    Joining joining(call, chains, length);
+    if (call.distance <= 0 || !joining.Reserve() || !joining.Score()) {
+        return false;
+    }
+    TakeChains(call.scoring, joining.Scored(), chains);
+    return true;
+}
+
+}  // namespace qel_minimap2::kernel

@@ -1,0 +1,129 @@
+#include <cstddef>
+#include <cstdint>
+
+#include <mmpriv.h>
+
+#include "third_party_alignment/qel_minimap2/index/seed_table.h"
+#include "third_party_alignment/qel_minimap2/kernel/anchor_sort.h"
+#include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
+#include "third_party_alignment/qel_minimap2/kernel/chaining.h"
+#include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+#include "third_party_alignment/qel_minimap2/kernel/sketch.h"
+#include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
+
+// The linker sends the library's calls of these functions to __wrap_<name>, and __real_<name> to the library.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
+decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
+decltype(mm_idx_get) __wrap_mm_idx_get, __real_mm_idx_get;
+decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
+decltype(mm_collect_matches) __wrap_mm_collect_matches, __real_mm_collect_matches;
+decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
+decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
+decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+using namespace qel_minimap2::kernel;
+
+namespace {
+
+// What the library's functions return in three places.
+mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
+    TrimScratch();
+    *count = chains.chain_count;
+    *list = chains.chains;
+    return chains.anchors;
+}
+
+}  // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tlen, const std::uint8_t* target,
+                          std::int8_t m, const std::int8_t* mat, std::int8_t q, std::int8_t e, std::int8_t q2,
+                          std::int8_t e2, int w, int zdrop, int end_bonus, int flag, ksw_extz_t* ez) {
+    if (UsesOwnKernels()) {
+        const bool done =
+            AlignWithAvx2({km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag}, *ez);
+        TrimScratch();
+        if (done) {
+            return;
+        }
+    }
+    __real_ksw_extd2_sse(km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag, ez);
+}
+
+void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uint32_t rid, int is_hpc, mm128_v* p) {
+    const SketchCall call{km, str, len, w, k, rid, p};
+    if (is_hpc == 0 && CanSketch(call) && UsesOwnKernels()) {
+        SketchWithAvx2(call);
+    } else {
+        __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
+    }
+}
+
+const std::uint64_t* __wrap_mm_idx_get(const mm_idx_t* mi, std::uint64_t minier, int* n) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    return table != nullptr ? table->Find(*mi, minier, *n) : __real_mm_idx_get(mi, minier, n);
+}
+
+std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    return table != nullptr ? table->OccurrenceThreshold(f) : __real_mm_idx_cal_max_occ(mi, f);
+}
+
+mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, int max_max_occ, int dist,
+                                     const mm_idx_t* mi, const mm128_v* mv, std::int64_t* n_a, int* rep_len,
+                                     int* n_mini_pos, std::uint64_t** mini_pos) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    if (table == nullptr || !UsesOwnKernels()) {
+        return __real_mm_collect_matches(km, n_m, qlen, max_occ, max_max_occ, dist, mi, mv, n_a, rep_len, n_mini_pos,
+                                         mini_pos);
+    }
+    const auto seeds = qel_minimap2::CollectSeeds({km, *mi, *mv, qlen, max_occ, max_max_occ, dist}, *table);
+    *n_m = seeds.count;
+    *n_a = seeds.position_count;
+    *rep_len = seeds.repetitive_bases;
+    *n_mini_pos = seeds.minimizer_count;
+    *mini_pos = seeds.minimizer_places;
+    return seeds.seeds;
+}
+
+void __wrap_radix_sort_128x(mm128_t* beg, mm128_t* end) {
+    if (UsesOwnKernels()) {
+        SortAnchors(beg, end);
+    } else {
+        __real_radix_sort_128x(beg, end);
+    }
+}
+
+mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_skip, int max_iter, int min_cnt,
+                             int min_sc, float chn_pen_gap, float chn_pen_skip, int is_cdna, int n_segs, std::int64_t n,
+                             mm128_t* a, int* n_u, std::uint64_t** u, void* km) {
+    if (UsesOwnKernels() && is_cdna == 0 && n_segs == 1 && n > 0 && a != nullptr) {
+        Chains chains{km, n, a, 0, nullptr};
+        const ChainScoring scoring{bw, max_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
+        if (ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains)) {
+            return Returned(chains, n_u, u);
+        }
+    }
+    return __real_mg_lchain_dp(max_dist_x, max_dist_y, bw, max_skip, max_iter, min_cnt, min_sc, chn_pen_gap,
+                               chn_pen_skip, is_cdna, n_segs, n, a, n_u, u, km);
+}
+
+mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_chn_skip, int cap_rmq_size, int min_cnt,
+                              int min_sc, float chn_pen_gap, float chn_pen_skip, std::int64_t n, mm128_t* a, int* n_u,
+                              std::uint64_t** u, void* km) {
+    if (UsesOwnKernels() && n > 0 && a != nullptr) {
+        Chains chains{km, n, a, 0, nullptr};
+        const ChainScoring scoring{bw, max_chn_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
+        if (JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains)) {
+            return Returned(chains, n_u, u);
+        }
+    }
+    return __real_mg_lchain_rmq(max_dist, max_dist_inner, bw, max_chn_skip, cap_rmq_size, min_cnt, min_sc, chn_pen_gap,
+                                chn_pen_skip, n, a, n_u, u, km);
+}
+// NOLINTEND(bugprone-reserved-identifier)
