@@ -4,15 +4,12 @@
 #include <bit>
 #include <utility>
 
-#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
-
 // The library sorts by one byte of the key after the other, the highest first: it exchanges elements in place until
 // each lies in its byte's bucket, then does the same in each bucket, and where a bucket has 64 elements or fewer it
 // inserts one after the other. What that leaves depends on the keys' bytes alone, so the same comes out when
 // - a byte in which all keys agree is left out: there is one bucket, and no exchange;
-// - a small bucket is sorted by any method that keeps equal keys in order, as insertion does;
-// - a larger one is sorted by any method, if it then turns out that it has no equal keys: there is one sorted order.
-// Only buckets with equal keys are exchanged byte by byte as the library does.
+// - a small bucket is sorted by any method that keeps equal keys in order, as insertion does.
+// Equal keys are frequent (a repeat in the read on one in the reference), so larger buckets are exchanged as there.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -56,34 +53,18 @@ private:
     std::uint64_t mask;
 };
 
-// Room for sorting `Size` anchors at once.
-template <std::size_t Size>
-struct Room {
-    std::uint64_t numbers[2 * Size];
-    mm128_t sorted[Size];
-};
-
-// Sorts anchors, equal ones in the order they came in. With `unless_equal`, false and nothing done when two are equal.
-template <std::size_t Size>
-bool SortAtOnce(mm128_t* begin, mm128_t* end, const ShortKeys& keys, bool unless_equal, Room<Size>& room) {
-    const auto count = static_cast<std::size_t>(end - begin);
-    auto* const numbers = room.numbers;
+// Sorts a small bucket, equal keys in the order they came in: their place is the lower part of the number.
+void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
+    std::uint64_t numbers[2 * kInserted];
+    mm128_t sorted[kInserted];
     for (std::size_t i = 0; i < count; ++i) {
         numbers[i] = keys.Of(begin[i]) << kPlaceBits | i;
     }
-    SortNumbers(numbers, numbers + Size, count, kPlaceBits);
-    bool equal = false;
-    for (std::size_t i = 1; i < count; ++i) {
-        equal |= numbers[i] >> kPlaceBits == numbers[i - 1] >> kPlaceBits;
-    }
-    if (equal && unless_equal) {
-        return false;
-    }
+    SortNumbers(numbers, numbers + kInserted, count, kPlaceBits);
     for (std::size_t i = 0; i < count; ++i) {
-        room.sorted[i] = begin[numbers[i] & (kTried - 1)];
+        sorted[i] = begin[numbers[i] & (kInserted - 1)];
     }
-    std::copy_n(room.sorted, count, begin);
-    return true;
+    std::copy_n(sorted, count, begin);
 }
 
 struct Bucket {
@@ -132,30 +113,21 @@ void Insert(mm128_t* begin, mm128_t* end) {
     }
 }
 
-// Sorts what is not to be exchanged; false when it is.
-bool SortWithoutExchanges(mm128_t* begin, mm128_t* end, std::uint64_t differing) {
-    const auto count = end - begin;
-    const ShortKeys keys(differing);
-    if (count <= kInserted) {
-        if (count <= kFewAnchors || !keys.Fits) {
-            Insert(begin, end);
-        } else {
-            Room<kInserted> room;
-            SortAtOnce(begin, end, keys, false, room);
-        }
-        return true;
-    }
-    if (count > kTried || !keys.Fits) {
-        return false;
-    }
-    auto* const room = reinterpret_cast<Room<kTried>*>(ScratchMemory(Scratch::sorting, sizeof(Room<kTried>)));
-    return room != nullptr && SortAtOnce(begin, end, keys, true, *room);
-}
-
 void SortFrom(mm128_t* begin, mm128_t* end) {
+    if (end - begin <= kFewAnchors) {
+        Insert(begin, end);
+        return;
+    }
     const auto differing = DifferingBits(begin, end);
-    // Insertion and exchanges alike leave equal keys alone.
-    if (differing == 0 || SortWithoutExchanges(begin, end, differing)) {
+    if (differing == 0) {
+        return;  // Insertion and exchanges alike leave equal keys alone.
+    }
+    if (const auto count = static_cast<std::size_t>(end - begin); count <= kInserted) {
+        if (const ShortKeys keys(differing); keys.Fits) {
+            SortAtOnce(begin, count, keys);
+        } else {
+            Insert(begin, end);
+        }
         return;
     }
     const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;

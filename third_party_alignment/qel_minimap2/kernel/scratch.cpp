@@ -21,7 +21,7 @@ struct Piece {
     std::size_t size = 0;
 };
 
-thread_local std::array<Piece, 8> pieces;
+thread_local std::array<Piece, 7> pieces;
 
 }  // namespace
 

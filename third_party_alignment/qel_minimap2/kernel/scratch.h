@@ -6,7 +6,7 @@
 namespace qel_minimap2::kernel {
 
 /// What a thread's pieces of working memory are for.
-enum class Scratch { sequences, lines, scores, directions, runs, sorting, chaining, joining };
+enum class Scratch { sequences, lines, scores, directions, runs, chaining, joining };
 
 /// At least `bytes` of the calling thread's memory for one use, aligned to 64 bytes, contents undefined; valid until
 /// the thread asks again for the same use. Null when there is no memory.

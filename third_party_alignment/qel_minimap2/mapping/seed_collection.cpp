@@ -39,10 +39,10 @@ public:
         }
         for (std::size_t first = 0; first < count; first += kTogether) {
             const auto end = std::min(first + kTogether, count);
-            for (std::size_t i = end; i < std::min(end + kTogether, count); ++i) {
-                table.PrefetchKeys(HashOf(i));
-            }
             for (std::size_t i = first; i < end; ++i) {
+                if (i + kTogether < count) {
+                    table.PrefetchKeys(HashOf(i + kTogether));
+                }
                 slots[i - first] = table.Slot(index, HashOf(i));
             }
             for (std::size_t i = first; i < end; ++i) {
