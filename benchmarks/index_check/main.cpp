@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
         std::cerr << "usage: benchmarks/index-check N SEED\n";
         return 2;
     }
-    constexpr std::size_t kBases = 1000000, kReads = 60;
+    constexpr std::size_t kBases = 300000, kReads = 30;
     Tests::IndexMutants mutants(static_cast<std::uint32_t>(std::atol(argv[2])), kBases, kReads);
     Tests::MutantFigures figures;
     mutants.Try(std::atol(argv[1]), figures);

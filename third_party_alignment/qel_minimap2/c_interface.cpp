@@ -8,6 +8,7 @@
 
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/mapping/map_options.h"
 #include "third_party_alignment/qel_minimap2/mapping/mapping.h"
 
 namespace {
@@ -37,7 +38,8 @@ void Complain(const char* path, const char* reason) noexcept {
 mm_idx_t* qelmm_load_index(const char* path) {
     path = path != nullptr ? path : "";
     try {
-        return qel_minimap2::LoadIndex(path, qel_minimap2::kernel::UsesOwnKernels()).release();
+        return qel_minimap2::LoadIndex(path, qel_minimap2::kernel::UsesOwnKernels(), qel_minimap2::Options().indexing)
+            .release();
     } catch (const std::exception& error) {
         Complain(path, error.what());
         return nullptr;

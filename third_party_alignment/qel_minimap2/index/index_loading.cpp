@@ -17,7 +17,6 @@
 #include "third_party_alignment/qel_minimap2/index/index_file.h"
 #include "third_party_alignment/qel_minimap2/index/reference_index.h"
 #include "third_party_alignment/qel_minimap2/index/reference_reader.h"
-#include "third_party_alignment/qel_minimap2/mapping/map_options.h"
 
 namespace qel_minimap2 {
 
@@ -86,11 +85,10 @@ IndexPointer IndexWithLibrary(const std::string& path, mm_idxopt_t options) {
 
 }  // namespace
 
-IndexPointer LoadIndex(const char* given_path, bool with_seed_table) {
+IndexPointer LoadIndex(const char* given_path, bool with_seed_table, const mm_idxopt_t& options) {
     // minimap2 takes "-" for standard input.
     const std::string path = std::string(given_path) == "-" ? "./-" : given_path;
     RequireRegularFile(path);
-    const auto options = Options().indexing;
     auto index = HasIndexMagic(path)                             ? LoadIndexFile(path, with_seed_table)
                  : with_seed_table && CanIndexReference(options) ? IndexReference(path, options)
                                                                  : IndexWithLibrary(path, options);

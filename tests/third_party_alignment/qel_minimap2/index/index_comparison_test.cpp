@@ -6,10 +6,12 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
 
 #include <gtest/gtest.h>
-
 #include <mmpriv.h>
+#include <pthread.h>
 
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
@@ -211,12 +213,19 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
     }
 }
 
-TEST(IndexComparison, WithoutASeedTableTheLibraryIndexesTheWholeReference) {
+// The library would leave what is beyond the size of a part, 4 Gb by default, to be read as a second one.
+TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));
-    const auto library = LoadIndex(path.c_str(), false);
-    EXPECT_EQ(SeedTable::Of(*library), nullptr);
-    EXPECT_EQ(Difference(*LoadIndex(path.c_str(), true), *library), "");
+    const auto whole = WithLibrary(path, OptionsFor(15, 10));
+    auto small_parts = OptionsFor(15, 10);
+    small_parts.mini_batch_size = 1000;
+    small_parts.batch_size = 1000;
+    for (const bool with_seed_table : {true, false}) {
+        const auto index = LoadIndex(path.c_str(), with_seed_table, small_parts);
+        EXPECT_EQ(SeedTable::Of(*index) != nullptr, with_seed_table);
+        EXPECT_EQ(Difference(*index, *whole), "");
+    }
 }
 
 TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
@@ -233,6 +242,19 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     EXPECT_EQ(*table.Find(unused, low << 14U | 3U, count), 100U);
     EXPECT_EQ(*table.Find(unused, high << 14U | 3U, count), 200U);
     EXPECT_EQ(table.Find(unused, low << 14U | 4U, count), nullptr);
+}
+
+TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
+    pthread_attr_t attributes{};
+    ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
+    auto none_fits = attributes;
+    ASSERT_EQ(pthread_attr_setstacksize(&none_fits, std::size_t{1} << 50U), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&none_fits), 0);
+    EXPECT_THROW(std::jthread([] {}), std::system_error);
+    std::vector<unsigned> workers(100, 99);
+    ForEach(workers.size(), [&](std::size_t item, unsigned worker) { workers[item] = worker; });
+    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+    EXPECT_EQ(workers, std::vector<unsigned>(100, 0));
 }
 
 TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
