@@ -41,7 +41,7 @@ private:
     };
 
     static constexpr std::uint64_t kBlockBases = 2048;
-    static constexpr std::uint64_t kLeastBlocks = 32;
+    static constexpr std::uint64_t kLeastBlocks = 128;
     static constexpr std::uint64_t kBasesPerChosen = 100;
     static constexpr std::size_t kItems = 64;
 

@@ -27,6 +27,18 @@ std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
     return IsSingle(key) ? 1 : value & 0xFFFFFFFFU;
 }
 
+// Which slots of a group have a key, its lowest bit set to 1 in both; one bit each.
+inline __attribute__((always_inline)) unsigned SlotsWith(const std::uint32_t* group, std::uint32_t key) {
+    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
+    const __m128i ones = _mm_set1_epi32(1);
+    const auto equal = [&](int four) __attribute__((always_inline)) {
+        const __m128i keys = _mm_load_si128(reinterpret_cast<const __m128i*>(group) + four);
+        return _mm_cmpeq_epi32(_mm_or_si128(keys, ones), wanted);
+    };
+    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
+}
+
 }  // namespace
 
 SeedTable::SeedTable(unsigned bucket_bits)
@@ -63,29 +75,17 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     target.counted.assign(kCounted, 0);
 }
 
-// Which slots of a group have a key, its lowest bit set to 1 in both; one bit each.
-unsigned SeedTable::SlotsWith(const std::uint32_t* group, std::uint32_t key) {
-    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
-    const __m128i ones = _mm_set1_epi32(1);
-    const auto equal = [&](int four) {
-        const __m128i keys = _mm_load_si128(reinterpret_cast<const __m128i*>(group) + four);
-        return _mm_cmpeq_epi32(_mm_or_si128(keys, ones), wanted);
-    };
-    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
-}
-
 bool SeedTable::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
     auto& block = blocks[bucket >> bits_in_block];
     const auto& stretch = stretches[bucket];
     auto group = stretch.GroupOf(key >> 1U);
     unsigned free = 0;
-    for (unsigned full = 0; free == 0; ++full, group = stretch.After(group)) {
+    for (unsigned full = 0;; ++full, group = stretch.After(group)) {
         const auto* const keys = block.keys + group * kGroupSlots;
-        free = SlotsWith(keys, kFree);
         if (SlotsWith(keys, static_cast<std::uint32_t>(key)) != 0 || full > kMostFullGroups) {
             return false;
         }
+        free = SlotsWith(keys, kFree);
         if (free != 0) {
             break;
         }

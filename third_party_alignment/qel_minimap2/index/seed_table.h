@@ -91,7 +91,6 @@ private:
         std::vector<std::uint32_t> frequent;  // The numbers too high for that.
     };
 
-    static unsigned SlotsWith(const std::uint32_t* group, std::uint32_t key);
     const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
 
     unsigned bucket_bits;

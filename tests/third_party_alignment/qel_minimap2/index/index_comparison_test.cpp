@@ -244,6 +244,20 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     EXPECT_EQ(table.Find(unused, low << 14U | 4U, count), nullptr);
 }
 
+TEST(SeedTable, HasRoomForAsManyKeysAsWereSaid) {
+    constexpr std::uint32_t kKeys = 5000;
+    SeedTable table(14);
+    table.MakeRoom(0, {kKeys}, 0);
+    for (std::uint64_t i = 0; i < kKeys; ++i) {
+        ASSERT_TRUE(table.Insert(0, (i * i) << 1U | 1U, i)) << i;
+    }
+    int count = 0;
+    for (std::uint64_t i = 0; i < kKeys; ++i) {
+        ASSERT_EQ(*table.Find({}, i * i << 14U, count), i);
+    }
+    EXPECT_EQ(table.Find({}, std::uint64_t{3} << 14U, count), nullptr);
+}
+
 TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
     pthread_attr_t attributes{};
     ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
