@@ -32,9 +32,7 @@ public:
     unsigned SortBitCount() const { return bits_in_block + key_bits; }
     unsigned BucketOf(std::uint32_t sort_bits) const { return sort_bits >> key_bits; }
     std::uint64_t KeyOf(std::uint32_t sort_bits) const { return sort_bits & ((1U << key_bits) - 1); }
-    std::uint64_t OffsetOf(std::uint64_t entry) const {
-        return (entry & ((std::uint64_t{1} << PlaceBits()) - 1)) >> 1U;
-    }
+    std::uint64_t OffsetOf(std::uint64_t entry) const { return entry << SortBitCount() >> SortBitCount() >> 1U; }
     std::uint64_t StrandOf(std::uint64_t entry) const { return entry & 1U; }
 
 private:
