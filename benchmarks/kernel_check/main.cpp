@@ -31,13 +31,16 @@ int main(int argc, char** argv) {
     const long wanted = std::atol(argv[1]);
     const auto seed = static_cast<std::uint32_t>(std::atol(argv[2]));
     Tests::RandomCalls calls(seed, 3000);
+    Tests::RandomCalls attacks(seed, 0);
+    attacks.AttackTheBand();
     Tests::RandomAnchors anchors(seed);
     Tests::ComparisonFigures figures;
     Tests::ChainFigures chained;
     Tests::ChainFigures joined;
     while (figures.calls < wanted) {
         const auto count = std::min(wanted - figures.calls, 100000L);
-        Judge(Tests::CompareWithLibrary(calls, count, figures));
+        Judge(Tests::CompareWithLibrary(calls, count - count / 2, figures));
+        Judge(Tests::CompareWithLibrary(attacks, count / 2, figures));
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(anchors, count, chained));
         Judge(Tests::CompareJoining(anchors, count, joined));

@@ -124,11 +124,52 @@ void RandomCalls::MakeQuery() {
     }
 }
 
+void RandomCalls::MakeTwoGaps() {
+    constexpr int kWidths[] = {32, 64, 128, 256};
+    const int width = kWidths[Between(0, 3)];
+    const int shortest = width * 3 / 2;
+    target.resize(static_cast<std::size_t>(shortest + Between(0, shortest / 2 + 160)));
+    const auto period = OneIn(2) ? target.size() : static_cast<std::size_t>(Between(1, 40));
+    for (std::size_t i = 0; i < target.size(); ++i) {
+        target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
+    }
+    // Of about the same length most times: the ends are then on the main diagonal, and the way between them is not.
+    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside.
+    const bool at_edge = width <= 64 && OneIn(2);
+    const int inserted = at_edge ? width - 1 : Between(8, 150);
+    const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
+    const int length = static_cast<int>(target.size());
+    const int first = Between(0, length);
+    const int apart = Between(1, at_edge ? 24 : 90);
+    const bool inserts_first = !at_edge && OneIn(2);
+    const int deletion = inserts_first ? first + apart : first;
+    const int insertion = inserts_first ? first : first + deleted + apart;
+    const int error = at_edge ? 0 : Between(0, 80);
+    query.clear();
+    for (int i = 0; i < length; ++i) {
+        for (int left = i == insertion ? inserted : 0; left > 0; --left) {
+            query.push_back(OneIn(2) ? target[static_cast<std::size_t>(left % length)]
+                                     : static_cast<std::uint8_t>(Between(0, 3)));
+        }
+        if (i < deletion || i >= deletion + deleted) {
+            query.push_back(Between(0, 999) < error ? static_cast<std::uint8_t>(Between(0, 3))
+                                                    : target[static_cast<std::size_t>(i)]);
+        }
+    }
+    if (query.empty()) {
+        query.push_back(0);
+    }
+}
+
 AlignmentCall RandomCalls::Next() {
-    MakeTarget();
-    MakeQuery();
+    if (attacks) {
+        MakeTwoGaps();
+    } else {
+        MakeTarget();
+        MakeQuery();
+    }
     auto s = kScorings[OneIn(3) ? Between(0, 8) : 0];
-    if (OneIn(12)) {
+    if (!attacks && OneIn(12)) {
         s = {Between(1, 20), Between(1, 40), Between(1, 30), Between(1, 6), Between(1, 30), Between(1, 6)};
     }
     matrix.assign(25, static_cast<std::int8_t>(OneIn(3) ? 0 : -1));
@@ -140,8 +181,13 @@ AlignmentCall RandomCalls::Next() {
     const int query_length = static_cast<int>(query.size());
     const int target_length = static_cast<int>(target.size());
     const int longer = std::max(query_length, target_length);
-    const int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
-    const int flags = OneIn(3) ? kFlags[Between(0, 19)] : kFlags[Between(0, 3)];
+    int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
+    if (attacks) {
+        std::fill(std::begin(bands), std::end(bands), -1);
+    }
+    const int flags = attacks    ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
+                      : OneIn(3) ? kFlags[Between(0, 19)]
+                                 : kFlags[Between(0, 3)];
     return {nullptr,
             query_length,
             query.data(),

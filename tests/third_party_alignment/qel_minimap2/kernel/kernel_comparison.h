@@ -17,6 +17,11 @@ public:
     /// `longest`: of a target, in bases; queries may be a few hundred bases longer.
     RandomCalls(std::uint32_t seed, int longest) : generator(seed), longest(longest) {}
 
+    /// Calls made to leave the strip that the certified band fills, from now on: gap filling with an insertion and a
+    /// deletion of 8 to 150 bases, 1 to 90 apart, few errors otherwise, in plain and in periodic sequences, of lengths
+    /// from where each width is tried.
+    void AttackTheBand() { attacks = true; }
+
     /// The next call. It refers to this object, until the next one is made. No pool: memory comes from malloc.
     qel_minimap2::kernel::AlignmentCall Next();
 
@@ -29,10 +34,12 @@ private:
     void MakeTarget();
     void MakeQuery();
     void MakeRelatedQuery();
+    void MakeTwoGaps();
 
     std::mt19937 generator;
     int longest;
     int alphabet = 4;
+    bool attacks = false;
     std::vector<std::uint8_t> target, query;
     std::vector<std::int8_t> matrix;
 };

@@ -54,6 +54,17 @@ TEST(Kernel, AnswersEveryCallAsTheLibraryDoes) {
     }
 }
 
+TEST(Kernel, ProvesItsBandAgainstPathsOutside) {
+    if (!__builtin_cpu_supports("avx2")) {
+        GTEST_SKIP() << "This processor has no AVX2: the library's own kernel is used.";
+    }
+    Tests::RandomCalls calls(6, 0);
+    calls.AttackTheBand();
+    Tests::ComparisonFigures figures;
+    EXPECT_EQ(Tests::CompareWithLibrary(calls, 20000, figures), "");
+    EXPECT_EQ(figures.with_cigar, 20000);
+}
+
 TEST(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
     if (!__builtin_cpu_supports("avx2")) {
         GTEST_SKIP() << "This processor has no AVX2: the library's own function is used.";
