@@ -128,7 +128,8 @@ void RandomCalls::MakeTwoGaps() {
     constexpr int kWidths[] = {32, 64, 128, 256};
     const int width = kWidths[Between(0, 3)];
     const int shortest = width * 3 / 2;
-    target.resize(static_cast<std::size_t>(shortest + Between(0, shortest / 2 + 160)));
+    const int length = shortest + Between(0, shortest / 2 + 160);
+    target.resize(static_cast<std::size_t>(length));
     const auto period = OneIn(2) ? target.size() : static_cast<std::size_t>(Between(1, 40));
     for (std::size_t i = 0; i < target.size(); ++i) {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
@@ -138,7 +139,6 @@ void RandomCalls::MakeTwoGaps() {
     const bool at_edge = width <= 64 && OneIn(2);
     const int inserted = at_edge ? width - 1 : Between(8, 150);
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
-    const int length = static_cast<int>(target.size());
     const int first = Between(0, length);
     const int apart = Between(1, at_edge ? 24 : 90);
     const bool inserts_first = !at_edge && OneIn(2);
