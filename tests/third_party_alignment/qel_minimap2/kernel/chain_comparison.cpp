@@ -208,9 +208,9 @@ std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& fig
 std::string CompareJoining(RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("joined", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
-        const JoinCall call{usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, 9000),
-                            usual ? 100'000 : random.Between(1, 300),
-                            RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
+        const JoinCall call{
+            usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
+            usual ? 100'000 : random.Between(1, 300), RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
         return [call](Chains& chains, bool ours) {
             if (ours) {
                 return JoinWithAvx2(call, chains);
