@@ -50,8 +50,8 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// The element behind the last `long_form` or `short_form`; only these exact forms count, and the last element
-// cannot have anything behind it.
+// The element behind the last `long_form` or `short_form`. Only these exact forms count. The last element is not
+// looked at: nothing stands behind it.
 std::string ValueBehind(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
@@ -74,9 +74,8 @@ void SkipByteOrderMark(std::istream& stream) {
     }
 }
 
-// The library fills a message's placeholders again and again until none is left: a value that holds one
-// itself, like "%value%", would keep it busy for ever. Such values are shown with their percent signs in
-// hexadecimal.
+// The library replaces the placeholders of a message, like "%value%", until none is left. It would never end with
+// a value that holds a placeholder itself. So the percent signs of such a value are shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:
     static void Disarm(po::error_with_option_name& error) {
@@ -125,8 +124,8 @@ void Parameters::AddOption(const std::string& name, const std::string& descripti
     if ((flags & OptionFlags::CommandLine) != 0) {
         const po::value_semantic* semantic = nullptr;
         if constexpr (std::is_same_v<T, bool>) {
-            // zero_tokens, not bool_switch: that one has a default of false, which would overwrite the
-            // member. No value at all reads as true.
+            // zero_tokens, not bool_switch: the default of a bool_switch (false) would overwrite the member. A
+            // switch, which has no value, reads as true.
             semantic =
                 (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens() : po::value<bool>(storage);
         } else {
@@ -246,7 +245,7 @@ void Parameters::ReadConfigStream(std::istream& stream) {
 }
 
 void Parameters::ReadCommandLine(int argc, char** argv) {
-    // Outlives an error: help that was asked for in front of a bad value is still given.
+    // Declared outside of the contained work: a request for help still counts when a value behind it is bad.
     po::variables_map values;
     Contain("command line", [&] {
         const auto parsed =

@@ -48,7 +48,7 @@ private:
     void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
         const bool staged = pool.Idle().empty() && pool.Size() > 0;
         if (staged) {
-            // A staged job may run at once, so the log tells of it here.
+            // A staged job may begin at once, so it is logged before it is staged.
             TAVIK_LOG(verbose) << "Submitting job " << number;
             pool.Stage(*job, *record);
         }
@@ -68,18 +68,20 @@ private:
         for (std::size_t waits = 0; MustWait(pool, waits); ++waits) {
             pool.WaitForFinishedJob(kRefreshInterval);
             pool.Refresh();
-            auto reusable = pool.Finished();
-            reusable.insert(reusable.end(), pool.Failed().begin(), pool.Failed().end());
-            for (const auto index : reusable) {
-                TAVIK_LOG(verbose) << "Worker " << index << " is finished and can be re-used";
-                pool.Reset(index);
+            for (const auto* const reusable : {&pool.Finished(), &pool.Failed()}) {
+                while (!reusable->empty()) {
+                    const auto index = reusable->front();
+                    TAVIK_LOG(verbose) << "Worker " << index << " is finished and can be re-used";
+                    pool.Reset(index);
+                }
             }
         }
     }
 
-    /// Beyond so many workers, a further one is put to use only when all the others have been busy for a while,
-    /// the longer the more there are. Jobs keep processors busy: without this a huge thread count would soon
-    /// turn a whole file into threads, each with its memory, and none of them faster.
+    /// True while the loop should wait for one of the used workers. The first 64 workers are used freely. Each
+    /// further one begins only after all the others have been busy for some milliseconds, one more for every 16
+    /// workers: otherwise a huge thread count would start a thread for nearly every read of a file. Each thread
+    /// takes memory, and no machine runs a file faster with so many.
     static bool MustWait(const WorkerPool& pool, std::size_t waits) {
         constexpr std::size_t kFreelyUsed = 64;
         constexpr std::size_t kWorkersPerWait = 16;

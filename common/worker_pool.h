@@ -66,10 +66,10 @@ public:
     /// when none is idle.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
-    /// While no worker is idle: lets the first worker whose job ends go on with this one at once, instead of waiting
-    /// for the owner to wake, which takes longer than mapping a short read. A Submit of the same job must follow as
-    /// soon as a worker is idle. Does nothing when a job has ended that Refresh has not seen: its worker takes
-    /// the job by Submit.
+    /// Offers a job ahead of its Submit, while no worker is idle: the first worker whose job ends begins it at once.
+    /// Otherwise that worker would wait until the owner wakes, which takes longer than mapping a short read. The
+    /// owner must call Submit with the same job as soon as a worker is idle. Stage does nothing when a job has
+    /// already ended that Refresh has not seen; Submit then starts the job as usual.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
     /// Looks at every pending result, without waiting, and brings the lists up to date. A job that ended with a
@@ -112,11 +112,11 @@ private:
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
 
-    // Guards the members below and, in the slots, what says so.
+    // Guards the members below, and those of each Slot that say so.
     std::mutex mutex;
     std::condition_variable job_ended;
     std::size_t unseen = 0;  // Jobs that have ended and that no Refresh has seen.
-    bool staged = false;     // Whether the two below are a job to take. While they are not, they belong to the owner.
+    bool staged = false;     // Whether the next two members hold a job to take. Otherwise the owner alone uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
     std::optional<std::size_t> taker;  // The worker that has taken the staged job, until its Submit.

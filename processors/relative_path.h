@@ -6,10 +6,9 @@
 
 namespace Tavik {
 
-/// `file` seen from the folder `base`, by their elements alone: nothing is looked up in the file system. "/"
-/// and
-/// "\" at the end of `base` do not count. Above the last common element there is a ".." for each further
-/// element of `base`.
+/// The path that leads from the folder `base` to `file`, made of their elements alone: nothing is looked up in the
+/// file system. The result has a ".." for each element of `base` behind the last common one, then the further
+/// elements of `file`. Any "/" and "\" at the end of `base` do not count.
 boost::filesystem::path RelativePath(const boost::filesystem::path& file, std::string base);
 
 }  // namespace Tavik

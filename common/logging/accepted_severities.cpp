@@ -10,21 +10,21 @@ namespace Common::logging {
 namespace {
 
 struct Wishes {
-    std::mutex mutex;  // Guards the other members.
-    bool count = false;
+    std::mutex mutex;       // Guards the other members.
+    bool in_force = false;  // Set by the first SwitchCore; until then every severity is accepted.
     SeverityBits foreign = 0;
     std::map<const void*, SeverityBits> groups;
 };
 
 Wishes& AllWishes() {
-    // Never destroyed: groups may end after everything else.
+    // Never destroyed, because a static LoggerGroup may be destroyed later than any other static object.
     static auto* const wishes = new Wishes;
     return *wishes;
 }
 
 // To be called with the mutex held.
 void Update(const Wishes& wishes) {
-    if (!wishes.count) {
+    if (!wishes.in_force) {
         return;
     }
     SeverityBits accepted = 0;
@@ -53,7 +53,7 @@ void SwitchCore(bool on) {
     auto& wishes = AllWishes();
     const std::lock_guard lock(wishes.mutex);
     boost::log::core::get()->set_logging_enabled(on);
-    wishes.count = true;
+    wishes.in_force = true;
     Update(wishes);
 }
 

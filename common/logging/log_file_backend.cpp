@@ -13,7 +13,7 @@ namespace Common::logging {
 
 namespace {
 
-// A "%" of the caller's is no time field.
+// A "%" in the caller's name is doubled, so that it is not taken for a time field.
 std::string NamePattern(const std::string& name) {
     return boost::replace_all_copy(name, "%", "%%") + "_log-%Y-%m-%d_%H-%M-%S.log";
 }
@@ -38,7 +38,7 @@ void LogFileBackend::consume(const boost::log::record_view& /*record*/, const st
         Open();
     }
     if (!stream) {
-        return;  // Reported when it failed.
+        return;  // The failure has been reported.
     }
     errno = 0;
     stream << line + '\n';

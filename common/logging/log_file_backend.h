@@ -8,14 +8,13 @@
 
 namespace Common::logging {
 
-/// Writes log lines to a file that is opened by the first of them. Boost.Log's own file backend does not tell
-/// when a line could not be written; this one says so once on standard error, with the path and the system's
-/// reason, and is silent from then on: a full disk must not end a run. The sink in front of it serialises
-/// calls.
+/// Writes log lines to a file, which the first line opens. Boost.Log's own file backend does not tell when a line
+/// could not be written. This one reports the first failure on standard error, with the path and the system's
+/// reason, and drops all later lines: a full disk must not end a run. The sink in front of it serialises calls.
 class LogFileBackend : public boost::log::sinks::basic_formatted_sink_backend<char> {
 public:
-    /// `name`: the caller's part of the file name, in front of "_log-<date>_<time>.log". The time is that of
-    /// the opening. An existing file of that name is appended to: it is another run's of the same second.
+    /// `name`: the caller's part of the file name, in front of "_log-<date>_<time>.log". The time is that of the
+    /// opening. Lines are appended to an existing file, which another run has opened in the same second.
     LogFileBackend(const boost::filesystem::path& folder, const std::string& name, bool auto_flush);
 
     void consume(const boost::log::record_view& record, const string_type& line);

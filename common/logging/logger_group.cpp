@@ -33,7 +33,7 @@ struct ProcessGroup {
     ProcessGroup& operator=(const ProcessGroup&) = delete;
     ~ProcessGroup() {
         group.reset();
-        accepted_severities = 0;  // What ends after the group logs no more.
+        accepted_severities = 0;  // Static objects that are destroyed later can no longer log.
     }
 
     const boost::shared_ptr<boost::log::core> core = boost::log::core::get();  // Destroyed after the group.
@@ -159,8 +159,8 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     Sink sink;
     if (options.enabled) {
         if (!file_folder.empty()) {
-            boost::system::error_code told_later;  // By the file, which then cannot be opened.
-            boost::filesystem::create_directories(file_folder, told_later);
+            boost::system::error_code ignored;  // The first record then reports that the file cannot be opened.
+            boost::filesystem::create_directories(file_folder, ignored);
         }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);
     }

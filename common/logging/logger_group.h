@@ -21,17 +21,17 @@ struct null_deleter {
 };
 
 /// Makes sure that the process-wide group exists, without sinks, and switches logging off: nothing is written
-/// before the user's switches are known. Sinks that others have put on Boost.Log's core get only what
-/// SetForeignSeverities names from here on.
+/// before the user's switches are known. Foreign sinks on Boost.Log's core get nothing until InitLogging, and then
+/// the records that SetForeignSeverities describes.
 void Prepare();
 
 /// Replaces the process-wide group by one for these channels, installs the console sinks and switches logging
-/// on. Log files begin with LoggerGroup::SetFolder, when it is known where they belong.
+/// on. Log files are written from LoggerGroup::SetFolder on. No other thread may log during the call.
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories);
 
-/// True when some sink takes records of the global logger's own severity. That is `verbose`, the severity of
-/// the records made per read, which is what asks.
+/// True when some sink takes records of `verbose`, which is the global logger's default severity and that of the
+/// records made per read.
 bool AcceptsDefaultSeverity();
 
 /// Holds the sinks of the four loggers and replaces them. Any thread; the sinks' own records are serialised.
