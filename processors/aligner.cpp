@@ -21,13 +21,13 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The one output that an aligner writes per input file.
+// The aligner writes one output per input file; this is its name in the table of outputs.
 constexpr char kSamOutput[] = "";
 
 constexpr char kNoAsync[] = "Asynch alignment not yet supported!";
 
-// A read's name in both outputs, whose columns are separated by tabs: the id up to the first white space, where
-// minimap2 cuts it too. (An id ends at a blank, so what is left to find is a tab.)
+// The name of a read in its SAM lines and its summary row: the id up to the first white space, where minimap2 cuts it
+// too. A tab inside the name would shift the columns of both files.
 std::string NameInTables(const std::string& read_id) {
     return read_id.substr(0, read_id.find_first_of("\t\n\v\f\r"));
 }
@@ -110,6 +110,9 @@ void Aligner::StartNewFile(const std::string& file) {
     if (fs::equivalent(file, align_ref, unknown)) {
         TAVIK_LOG(warning) << "Input file " << file << " is the reference itself: its sequences are aligned as reads.";
     }
+    if (fs::equivalent(file, sam_path, unknown)) {
+        throw std::runtime_error("Its SAM file " + sam_path + " would replace it.");
+    }
     auto& output = SamOutput();
     output.file.Open(sam_path);
     output.file.WriteLine(sam_header);
@@ -135,7 +138,7 @@ int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& r
     const std::lock_guard output_lock(output.mutex);
     ++output.read_count;
     WriteAlignmentLines(result.sam_record, output.file);
-    // Inside the other lock, so that both files hold the reads in the same order.
+    // This lock is taken inside the other one, so that both files hold the reads in the same order.
     const std::lock_guard summary_lock(summary_mutex);
     summary.WriteLine(row);
     TAVIK_LOG(verbose) << "Done with read " << read_id << ". Genome: " << result.genome;

@@ -22,7 +22,7 @@ public:
 
     /// Opens the SAM file of an input file and writes its "@SQ" lines. The file lies under the save path as
     /// the input file lies under the input path, with the extension "sam". Throws the file system's error
-    /// when its folder cannot be created.
+    /// when its folder cannot be created, and std::runtime_error when the SAM file would replace the input file.
     void StartNewFile(const std::string& file) override;
 
     /// Aligns one read and writes its SAM lines and its summary row as one unit. Returns 1. Throws, with

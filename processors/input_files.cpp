@@ -2,6 +2,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
+#include "common/logging/record.h"
 #include "common/sequencing_file.h"
 
 namespace Tavik {
@@ -14,24 +15,35 @@ bool IsCompressedReadFile(const fs::path& path) {
     return Common::LowerCaseExtension(path.string()) == ".gz" && Common::HasReadFileExtension(path.stem().string());
 }
 
+// A read file that cannot even be looked at, a link to nowhere most often, must not be missing without a word.
+void WarnIfReadFile(const fs::path& path) {
+    if (Common::HasReadFileExtension(path.string()) || IsCompressedReadFile(path)) {
+        boost::system::error_code reason;
+        fs::status(path, reason);
+        TAVIK_LOG(warning) << "Input file " << path.string() << " is left out: " << reason.message();
+    }
+}
+
 template <typename DirectoryIterator>
 InputFiles Walk(const std::string& folder) {
     InputFiles files;
     for (DirectoryIterator entry(folder), end; entry != end;) {
         const auto path = entry->path();
-        boost::system::error_code ignored;  // A link to nowhere or an entry that vanished is no regular file.
-        const auto status = entry->status(ignored);
+        boost::system::error_code told_by_status;
+        const auto status = entry->status(told_by_status);
         if (fs::is_regular_file(status)) {
             if (Common::HasReadFileExtension(path.string())) {
                 files.plain.push_back(path.string());
             } else if (IsCompressedReadFile(path)) {
                 ++files.compressed;
             }
+        } else if (!fs::exists(status)) {
+            WarnIfReadFile(path);
         }
         boost::system::error_code error;
         entry.increment(error);
         if (error) {
-            // The step into a folder fails without its name.
+            // The library's own error does not name the folder that could not be entered.
             throw fs::filesystem_error("Could not list a folder", fs::is_directory(status) ? path : path.parent_path(),
                                        error);
         }

@@ -7,8 +7,12 @@
 
 namespace Tavik {
 
+OutputFile::~OutputFile() {
+    Close();
+}
+
 void OutputFile::Open(const std::string& new_path) {
-    stream.close();  // What goes wrong here does not count: opening clears the state.
+    Close();
     path = new_path;
     errno = 0;
     stream.open(path, std::ios_base::out | std::ios_base::trunc);
@@ -19,12 +23,25 @@ void OutputFile::Open(const std::string& new_path) {
 
 void OutputFile::WriteLine(std::string_view line) {
     if (!stream) {
-        return;  // Reported when it failed.
+        return;  // The failure has been reported.
     }
     errno = 0;
     stream.write(line.data(), static_cast<std::streamsize>(line.size()));
     stream.flush();
     if (!stream) {
+        Report("Could not write to output file ");
+    }
+}
+
+// A network file system may tell of a failed write only when the file is closed.
+void OutputFile::Close() {
+    if (!stream.is_open()) {
+        return;
+    }
+    const bool good = stream.good();
+    errno = 0;
+    stream.close();
+    if (good && !stream) {
         Report("Could not write to output file ");
     }
 }

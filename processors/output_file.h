@@ -12,6 +12,11 @@ namespace Tavik {
 /// path and the system's reason; later writes to it are then lost. Not synchronised.
 class OutputFile {
 public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
     /// Opens `path` for writing and truncates an existing file; closes the file that was open before.
     void Open(const std::string& path);
 
@@ -19,6 +24,7 @@ public:
     void WriteLine(std::string_view line);
 
 private:
+    void Close();
     void Report(const char* what) const;
 
     std::ofstream stream;

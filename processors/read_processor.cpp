@@ -20,7 +20,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// How the records of a per-read job name their origin.
+// The origin of the log records that a per-read job makes.
 constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
 
 constexpr int kSubmitAttempts = 10;
@@ -74,7 +74,9 @@ int ReadProcessor::Run() {
     try {
         const auto files = FindInputFiles();
         if (!quiet) {
-            AnnounceFiles(files.size());
+            std::cout << std::endl;
+            TAVIK_LOG(message) << "Found " << files.size() << " fastq files.";
+            progress = std::make_unique<boost::timer::progress_display>(std::max<std::size_t>(files.size(), 1));
         }
         const auto start = std::chrono::steady_clock::now();
         ProcessFiles(files);
@@ -106,16 +108,10 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
         if (files.plain.empty()) {
             TAVIK_LOG(warning) << text;
         } else {
-            TAVIK_LOG(message) << text;  // Often compressed copies of the files that are read.
+            TAVIK_LOG(message) << text;  // No warning: they are often copies of the plain files.
         }
     }
     return std::move(files.plain);
-}
-
-void ReadProcessor::AnnounceFiles(std::size_t count) {
-    std::cout << std::endl;
-    TAVIK_LOG(message) << "Found " << count << " fastq files.";
-    progress = std::make_unique<boost::timer::progress_display>(std::max<std::size_t>(count, 1));
 }
 
 void ReadProcessor::ProcessFiles(const std::vector<std::string>& files) {
@@ -185,9 +181,9 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
 
 int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork& work) const {
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
-        return -1;  // Blank lines, at the end of a file most often, are no read.
+        return -1;  // Four blank lines, mostly at the end of a file, are not a read.
     }
-    std::string read_id = Common::kInvalidReadId;  // Messages about an empty title, which throws, name it so.
+    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title, whose id throws.
     try {
         read_id = record.GetReadId();
         if (read_id == Common::kInvalidReadId) {

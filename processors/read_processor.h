@@ -96,7 +96,6 @@ private:
     void ReportParameterErrors();
     void SetUpLogging();
     std::vector<std::string> FindInputFiles() const;
-    void AnnounceFiles(std::size_t count);
     void ProcessFiles(const std::vector<std::string>& files);
     int ContainFile(const std::string& file, const char* origin,
                     const std::function<void(Common::SequencingFileAdapter&)>& process_reads);

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <tuple>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include "processors/relative_path.h"
@@ -152,6 +154,32 @@ TEST(Aligner, AReferenceAmongTheReadsIsWarnedAbout) {
     const std::string end = " is the reference itself: its sequences are aligned as reads.";
     EXPECT_EQ(log.Of("warning"),
               (Lines{"Input file " + reference + end, "Input file " + folder.Path("link.fa") + end}));
+}
+
+TEST(Aligner, AnInputFileIsNotReplacedByItsOwnSamFile) {
+    const Tests::TemporaryFolder folder;
+    const Tests::CapturedLog log;
+    TestedAligner aligner("", folder.Path("."), 1);
+    const auto file = folder.Write("a.sam", "precious");
+    EXPECT_EQ(aligner.ProcessSequencingFile(file), -1);
+    EXPECT_EQ(log.Of("error"),
+              Lines{"Error while processing input file " + file + ": Its SAM file " + folder.Path("./a.sam") +
+                    " would replace it. Will continue with next input file."});
+    EXPECT_EQ(Tests::ReadAll(file), "precious");
+}
+
+TEST(OutputFile, AWriteThatFailsAtTheClosingIsReported) {
+    const Tests::TemporaryFolder folder;
+    const Tests::CapturedLog log;
+    {
+        Tavik::OutputFile file;
+        const int descriptor = ::dup(STDERR_FILENO);  // The lowest that is free: the file's, once it is.
+        ::close(descriptor);
+        file.Open(folder.Path("a"));
+        file.WriteLine("x\n");
+        EXPECT_EQ(::close(descriptor), 0);
+    }
+    EXPECT_EQ(log.Of("error"), Lines{"Could not write to output file " + folder.Path("a") + ": Bad file descriptor"});
 }
 
 TEST(Aligner, ThereIsNoAsynchronousMode) {
