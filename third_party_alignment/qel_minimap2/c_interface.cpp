@@ -13,8 +13,7 @@
 
 namespace {
 
-// Failure texts stay the library's: the caller does not free them, so they must outlive the call by
-// themselves.
+// The caller does not free failure texts. Each thread therefore keeps its latest one.
 char* Failure(const char* reason) noexcept {
     static thread_local std::string text;
     try {
@@ -47,7 +46,11 @@ mm_idx_t* qelmm_load_index(const char* path) {
 }
 
 std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index) {
-    return index != nullptr ? qel_minimap2::OccurrenceThreshold(*index) : 0;
+    try {
+        return index != nullptr ? qel_minimap2::OccurrenceThreshold(*index) : 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
 }
 
 char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read) {

@@ -22,7 +22,8 @@ extern "C" {
 mm_idx_t* qelmm_load_index(const char* path);
 
 /// The number of occurrences in the index above which a minimizer is not used as a seed. It takes a pass over
-/// the whole index: call it once per index and hand the result to each qelmm_align. Any thread.
+/// the whole index: call it once per index and hand the result to each qelmm_align. 0, which qelmm_align takes as
+/// unknown, for no index and for want of memory. Any thread.
 std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line
@@ -39,7 +40,7 @@ char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t 
 void qelmm_unload_index(mm_idx_t* index);
 
 /// Which minimap2 is inside: the version of the package that was linked, as "2.24+dfsg-3+b1", or "unknown". A static
-/// text. For the record only, and not part of the interface of four functions above: a library in this one's place
-/// need not have it, so a program declares it weak and calls it if it is there.
+/// text, for messages only. It does not belong to the interface of four functions above: a library in this one's place
+/// need not have it, so declare it weak and call it only when it is there.
 const char* qelmm_minimap2_version();
 }

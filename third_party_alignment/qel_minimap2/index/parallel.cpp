@@ -11,7 +11,9 @@
 namespace qel_minimap2 {
 
 unsigned WorkerLimit() {
-    return std::max(std::thread::hardware_concurrency(), 1U);
+    // Asked once: the cores that we may use can change while lists of this size are in use.
+    static const unsigned limit = std::max(std::thread::hardware_concurrency(), 1U);
+    return limit;
 }
 
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work) {
