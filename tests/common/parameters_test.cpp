@@ -24,8 +24,9 @@ public:
         AddOption("count", "A number.", &count, OptionFlags::CommandLine | OptionFlags::ConfigFile);
         AddOption("ratio", "A ratio.", &ratio, OptionFlags::ConfigFile);
         AddOption("fast,f", "A switch.", &fast, OptionFlags::Flag);
-        AddOption("only", "Command line alone.", &only, OptionFlags::CommandLine);
-        AddIgnoredOption("theirs");
+        Common::Parameters& any = *this;
+        any.AddOption("only", "Command line alone.", &only, OptionFlags::CommandLine);
+        any.AddIgnoredOption("theirs");
         usage_text = "Usage of it\n";
     }
     bool ValidateParams() override { return true; }
@@ -36,7 +37,8 @@ public:
         for (auto& argument : arguments) {
             argv.push_back(argument.data());
         }
-        return Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
+        Common::Parameters& any = *this;  // Through which only public members can be called.
+        return any.Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
     }
 
     using Parameters::config, Parameters::data_path, Parameters::default_config_name;

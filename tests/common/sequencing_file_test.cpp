@@ -69,6 +69,18 @@ TEST(SequencingFile, TextIsWalkedRecordByRecord) {
     }
 }
 
+TEST(SequencingFile, AFastqWalkBeginsOnceAndKeepsItsLastRecord) {
+    std::istringstream text("@a\nAC\n+\nII\n@b\nG\n+\nJ\n@c\n");
+    Common::FastQIterable reads(text);
+    reads.begin();
+    EXPECT_EQ(Tests::ErrorOf([&] { reads.begin(); }), "Cannot start FastQ iteration twice");
+    EXPECT_EQ(reads.Current().ToString(), "@a\nAC\n+\nII\n");
+    reads.Increment();
+    EXPECT_FALSE(reads.Advance());
+    reads.Increment();
+    EXPECT_EQ(reads.Current().ToString(), "@b\nG\n+\nJ\n");
+}
+
 // A file without any record is not skipped: misuse of the iterators ends the process, deliberately.
 TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     std::istringstream text("@r\nA\n+\nI\n");

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <tuple>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,10 @@ namespace {
 
 using Tests::ErrorOf;
 using ThirdPartyAlignment::Minimap2Caller;
+
+// Others take their addresses.
+static_assert(std::is_same_v<decltype(&Minimap2Caller::LoadIndex), void (Minimap2Caller::*)()>);
+static_assert(std::is_same_v<decltype(&Minimap2Caller::GetSamHeader), std::string (Minimap2Caller::*)()>);
 
 class Minimap2CallerTest : public testing::Test {
 protected:
