@@ -17,7 +17,8 @@ public:
     /// sequence before it and is taken as the next description.
     /// Throws std::runtime_error for a description without ">", for a sequence that fails
     /// FastQRecord::ValidateSequence and for a stream in a failed state; what a device throws passes through.
-    /// Where the stream lets no exception through, the record that a failing device cut short comes first.
+    /// On a stream without exception mask, a device that fails inside a record gives the part of it that was read;
+    /// the next Advance throws.
     bool Advance();
 
     /// The record read last, without qualities; it changes with the next Advance.

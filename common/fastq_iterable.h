@@ -22,7 +22,8 @@ public:
     /// record that fails FastQRecord::Validate.
     bool Advance();
 
-    /// What Advance does, without telling whether there was a record: at the end Current stays as it was.
+    /// Reads the next record as Advance does, without returning whether there was one. At the end, Current keeps
+    /// the last record.
     void Increment();
 
     /// The record read last; it changes with the next Advance.

@@ -90,9 +90,9 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
     std::vector<char> chunk(read_chunk_size, '\0');
-    // A failure from here to the end of the output leaves the process in `directory`. Deliberate: callers
-    // find the command's files where it stopped. "e": a command that another thread starts meanwhile must not
-    // inherit this pipe and keep it open.
+    // A failure from here to the end of the output leaves the process in `directory`. This is deliberate: callers
+    // find the command's files where it stopped. "e" closes the pipe in commands that other threads start
+    // meanwhile: they must not keep it open.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");

@@ -18,8 +18,8 @@ bool HasReadFileExtension(const std::string& path);
 /// no gzip file makes the first read throw an exception that names the file and the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
-/// To be called when all records of a stream of OpenSequencingFile have been read: throws std::runtime_error
-/// that names the file where more data follow behind its text, which could not be read.
+/// Call it after the last record of a stream that OpenSequencingFile has prepared. Throws std::runtime_error, which
+/// names the file, when data that cannot be read follow the text.
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream);
 
 }  // namespace Common

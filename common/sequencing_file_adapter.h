@@ -41,9 +41,9 @@ public:
     /// `name`: what a message calls the stream.
     explicit SequencingFileAdapter(std::istream& stream, const std::string& name = "the input");
 
-    /// Reads the first record and returns the iterator with index 0, also when there was no record: a file
-    /// without any, which is logged as an error, is then dereferenced and ends the process, deliberately,
-    /// instead of passing as a file of 0 reads. To be called once.
+    /// Reads the first record and returns the iterator with index 0. When there is no record, an error is logged
+    /// and the iterator is returned all the same: whoever dereferences it ends the process. This is deliberate: a
+    /// file without any record must not pass as a file of 0 reads. Call it once.
     Iterator begin();
     /// The shared end.
     static const Iterator& end();

@@ -11,15 +11,15 @@
 #include "common/logging/record.h"
 #include "third_party_alignment/mm_index_wrapper.h"
 
-/// For programs that load us beside the wrapper library and want to know whether calls arrive: a newly
-/// allocated "Hello World.", to be released with free. Exported by the program; nothing in it calls this.
+/// Returns a newly allocated "Hello World."; release it with free. The program exports this function for others that
+/// load it together with the wrapper library and want to see that calls arrive. Nothing in the program calls it.
 extern "C" char* qelmm_test();
 
 extern "C" char* qelmm_test() {
     return strdup("Hello World.");
 }
 
-// A wrapper library without it serves as well; its address is then null.
+// Weak, because a wrapper library need not have this function: its address is null then.
 extern "C" [[gnu::weak]] const char* qelmm_minimap2_version();
 
 namespace ThirdPartyAlignment {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int32_t kReverseStrand = 0x10;
 
-// Sums of 32-bit lengths from a text that may hold anything: they wrap instead of being undefined.
+// 32-bit sums that wrap. The lengths come from a text that may hold anything, and signed overflow is undefined.
 std::int32_t Sum(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }

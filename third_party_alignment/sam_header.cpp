@@ -12,7 +12,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Below this many bytes reading the lines again is cheaper than comparing them under a lock.
+// Shorter headers are read again each time: that is cheaper than taking the lock and comparing.
 constexpr std::size_t kKeepFrom = 4096;
 
 std::mutex kept_header_mutex;
@@ -96,7 +96,7 @@ void SamHeader::Read(std::string_view text) {
 void SamHeader::Keep(std::string_view header) {
     kept = header;
     Read(kept);
-    // The last line of a name counts: reversed, it is the first of its equals, which is the one that stays.
+    // The last line of a name counts. Reversing makes it the first of its equals, and unique keeps the first.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
                      [](const auto& a, const auto& b) { return a.name < b.name; });

@@ -45,7 +45,7 @@ private:
 
     std::vector<Reference> references;
     std::size_t size = 0;
-    bool whole = false;    // No line of it would have taken words from a longer text.
+    bool whole = false;    // The text did not end inside it, so that more text behind it would change nothing.
     bool sorted = false;   // By name, with one entry per name: set in a kept header.
     bool by_line = false;  // Each line of a kept header begins with "@".
     std::string kept;      // The text of a kept header, which its names refer to.

@@ -20,8 +20,8 @@ bool IsQuality(char c) {
     return c >= 33 && c <= 126;
 }
 
-// Every character is looked at, without an early exit, so that the compiler can test many at a time: nearly
-// all records are valid, and for the others the position is searched afterwards.
+// The loop has no early exit, so that the compiler can test many characters at a time. Nearly all records are
+// valid; for the others the caller searches the position afterwards.
 template <bool (*Test)(char)>
 bool All(const std::string& text) {
     unsigned failures = 0;

@@ -19,15 +19,16 @@ namespace Common {
 namespace {
 
 constexpr std::size_t kInputSize = 1 << 16;
-constexpr std::size_t kTextSize = 1 << 18;  // More than ISA-L holds back, so that no call leaves text with it.
+constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer: each call hands over all it has.
 constexpr int kGzipWindow = 15 + 16;        // The largest window; gzip framing alone.
 constexpr int kMostIgnored = 512;
 
 }  // namespace
 
-// zlib reads the headers and judges; ISA-L, twice as fast, decompresses what it finds nothing wrong with. Where
-// it does find something, or the file ends, it keeps some of the text before to itself: zlib then goes through
-// that member again. A pipe, which cannot be read again, is zlib's from the start.
+// zlib reads each member's header, then ISA-L, which is twice as fast, decompresses its data. ISA-L does not hand
+// out all the text before a damage or before the end of a cut file. zlib therefore decompresses such a member a
+// second time: it skips what has been handed out, gives the rest and names the reason. A pipe cannot be read a
+// second time, so zlib alone decompresses it.
 class GzipFileDecompressor::Decoder {
 public:
     explicit Decoder(const std::string& path) : path(path) {
@@ -71,7 +72,7 @@ private:
         }
     }
 
-    // Whether the file goes on for so many bytes; they then lie at exact.next_in.
+    // Reads on until at least `bytes` bytes lie at exact.next_in. False when the file ends before.
     bool Have(std::streambuf& source, unsigned bytes) {
         while (exact.avail_in < bytes && source.sgetc() != std::streambuf::traits_type::eof()) {
             std::memmove(input.data(), exact.next_in, exact.avail_in);
@@ -191,9 +192,9 @@ private:
     std::string_view text;         // The part of the output that has not been handed out.
     std::streamoff input_end = 0;  // How far into the file the input reaches.
     std::streamoff body = 0;       // Where the member's compressed data begin in the file.
-    std::uint64_t handed_out = 0;  // Text of this member that zlib has still to go past, once it takes over.
+    std::uint64_t handed_out = 0;  // Bytes of this member's text that zlib skips when it takes over.
     std::string failure;           // What a read throws when all text has been handed out.
-    bool end_told = false;         // Whether it does so at once, without telling the end first.
+    bool end_told = false;         // False while one read has to tell the end before another throws.
 };
 
 GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : decoder(std::make_shared<Decoder>(path)) {}

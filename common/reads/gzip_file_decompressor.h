@@ -12,8 +12,8 @@ namespace Common {
 /// A Boost.Iostreams filter that hands out the text of a gzip file, whatever number of members it has. Every
 /// byte before a damage is handed out; then the read throws std::runtime_error that names the file and the
 /// reason. Between and behind members zero bytes are padding. Other bytes behind the last member are counted
-/// in one warning; where more than 512 of them follow, or a further gzip header behind them, the text ends
-/// there and a read after that end throws. Copies share one state. One thread.
+/// in one warning. When there are more than 512 of them, or a further gzip header follows them, the text ends before
+/// them and the read after that end throws. Copies share one state. One thread.
 class GzipFileDecompressor : public boost::iostreams::multichar_input_filter {
 public:
     /// `path`: the file that the filter's source reads, for messages.

@@ -9,8 +9,8 @@
 
 namespace Common {
 
-/// A Boost.Iostreams source over one file (or pipe) that is opened by the first read, so that a file that
-/// cannot be opened is an error of that read, or seek. Copies share the position. One thread.
+/// A Boost.Iostreams source over one file or pipe. The first read or seek opens it, and throws when that fails.
+/// Copies share the position. One thread.
 class InputFileSource {
 public:
     using char_type = char;

@@ -38,8 +38,7 @@ void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_ist
         stream.push(GzipFileDecompressor(path), kBufferSize);
     }
     stream.push(InputFileSource(path), kBufferSize);
-    // Without this the stream would swallow the device's exceptions and a damaged file would look like its
-    // end.
+    // A stream swallows its device's exceptions unless told otherwise; damage would then look like the end.
     stream.exceptions(std::ios_base::badbit);
 }
 

@@ -32,8 +32,8 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // Of sequences that have bases; at the end, where the last one ends.
-    std::vector<std::uint32_t> first_of;  // For each stretch of offsets, which start its first base belongs to.
+    std::vector<Start> starts;            // Of sequences that have bases; the last entry is where the last one ends.
+    std::vector<std::uint32_t> first_of;  // By stretch of 2^kShift offsets: the start that its first base belongs to.
 };
 
 /// Lays blocks of minimizers into a table. One for each thread.
@@ -43,7 +43,7 @@ public:
                 const std::vector<SketchedPiece>& pieces)
         : table(table), format(format), places(places), pieces(pieces) {}
 
-    /// Throws std::bad_alloc.
+    /// Throws std::bad_alloc, and std::runtime_error for minimizers that the table cannot hold.
     void Fill(std::size_t block);
 
 private:

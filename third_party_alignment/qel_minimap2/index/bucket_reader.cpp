@@ -65,8 +65,8 @@ bool BucketReader::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t
     return result > 0;
 }
 
-// A key's lowest bit tells whether the value is the minimizer's one position; else it is where its list begins among
-// the bucket's positions (upper 32 bits) and how many it has (lower).
+// A key's lowest bit is 1 for a minimizer that occurs once. The value is then its position. For the others the value
+// is where their list begins among the bucket's positions (upper 32 bits) and how long it is (lower).
 void BucketReader::ReadBucket(std::uint64_t bucket, const StoredBucket& stored) {
     StartBucket(bucket, stored);
     list_sizes.assign(stored.position_count, 0);
@@ -117,8 +117,8 @@ void BucketReader::ReadRepeated(std::uint64_t minimizer, std::uint64_t value, co
     }
 }
 
-// Each position of the bucket belongs to one minimizer. minimap2 never asks, but a few positions that many claim make
-// one read take minutes.
+// Checks that each position of the bucket belongs to one minimizer. minimap2 does not check this, but a few positions
+// that many minimizers claim make one read take minutes.
 void BucketReader::CheckLists(const StoredBucket& stored) const {
     std::uint64_t begin = 0;
     while (begin < stored.position_count) {

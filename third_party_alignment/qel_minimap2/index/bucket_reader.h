@@ -36,9 +36,9 @@ private:
     std::uint64_t* block_positions = nullptr;
     std::uint64_t positions_before = 0;  // Of the buckets of the block that were read.
     MinimizerTable* minimizers = nullptr;
-    // For each position of the bucket where the list of a minimizer begins, how many it has.
+    // By place among the bucket's positions: the length of the minimizer's list that begins there, else 0.
     std::vector<std::uint32_t> list_sizes;
-    std::uint64_t claimed = 0;  // The sum of them.
+    std::uint64_t claimed = 0;  // The sum of the lengths.
 };
 
 }  // namespace qel_minimap2

@@ -12,8 +12,8 @@
 
 namespace qel_minimap2 {
 
-/// Makes an index with memory that the library can free, and with a SeedTable in the place of the library's hash tables
-/// where that is wanted and the minimizers fit it. Checks nothing. All operations throw std::bad_alloc.
+/// Makes an index in memory that the library can free. A SeedTable takes the place of the library's hash tables where
+/// the caller wants one and the minimizers fit it. Checks nothing. All operations throw std::bad_alloc.
 class IndexBuilder {
 public:
     /// Without sequences.

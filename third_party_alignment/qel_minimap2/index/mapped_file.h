@@ -18,8 +18,8 @@ public:
     /// In bytes.
     std::size_t Size() const { return size; }
 
-    /// Lets go of the memory that what lies between the two takes, as far as these are whole pages; reading it again
-    /// brings it back. Any thread.
+    /// Gives back the memory of the whole pages between `begin` and `end`; reading there again loads them again. Any
+    /// thread.
     void Release(const unsigned char* begin, const unsigned char* end) const;
 
 private:

@@ -31,9 +31,9 @@ private:
     mm128_v list{};
 };
 
-// minimap2 keeps a ring of the last k-mers, one a window long. Each base puts one into it, with homopolymer compression
-// each run of equal bases, but k-mers that are their own reverse complement are left out. Returns the ends of those in
-// a part of a sequence, 0-based, as soon as a k-mer and the lengths of its runs cannot reach back before the part.
+// minimap2 keeps the last k-mers in a ring that is one window long. Each base adds an entry; with homopolymer
+// compression, each run of equal bases does. K-mers that are their own reverse complement add none. Returns where the
+// entries of a part of a sequence end, 0-based. The first ones are left out: their k-mers reach back before the part.
 std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const IndexHeader& header) {
     const std::uint64_t mask = (std::uint64_t{1} << 2 * header.k) - 1;
     std::uint64_t forward = 0, reverse = 0;
@@ -111,8 +111,8 @@ void MinimizerSample::Keep(const Found& minimizer, unsigned worker) {
     found[worker][piece * kItems / pieces.size()].push_back(minimizer);
 }
 
-// The minimizers of a piece, and in `certain` the part of it where they must be those of the whole sequence: what lies
-// before and behind the piece can no longer have a say. A little more than the piece is looked at for that.
+// Returns the minimizers of a piece and some bases around it. `certain` becomes the part of the piece where they must
+// be those of the whole sequence: bases further away have no influence there.
 std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece, Piece& certain) const {
     const auto& header = layout.Header();
     const auto& sequence = layout.Sequences()[piece.sequence];
@@ -141,8 +141,8 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
     return minimizers;
 }
 
-// With homopolymer compression, minimizers end where runs of equal bases do. A run that is longer than a piece hides
-// from the comparison what lies in it.
+// With homopolymer compression, a minimizer ends where a run of equal bases ends, never inside one. The comparison
+// cannot find one that does: in a run longer than a piece, no part of the piece is certain.
 bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;

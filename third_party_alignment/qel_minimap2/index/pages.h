@@ -4,9 +4,9 @@
 
 namespace qel_minimap2 {
 
-/// Zeroed memory of whole pages, straight from the system and straight back to it: what an index of gigabytes lets go
-/// of must not stay with the allocator. Large pages are asked for, since hardly a look-up in such an index finds its
-/// page's address in the processor.
+/// Zeroed memory of whole pages, taken from the system and given back to it directly: an allocator would keep the
+/// gigabytes that an index gives up. Large pages are asked for: with small ones nearly each look-up in a large index
+/// misses the processor's cache of page addresses.
 class Pages {
 public:
     Pages() = default;

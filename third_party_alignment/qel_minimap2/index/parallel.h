@@ -9,8 +9,9 @@ namespace qel_minimap2 {
 unsigned WorkerLimit();
 
 /// Calls `work(item, worker)` for each item below `items`, in their order, on several threads at a time. `worker`,
-/// below WorkerLimit(), tells the threads apart. Threads that the system does not start are done without; the calling
-/// one works too. When a call throws, no further item is begun, and the first exception is thrown to the caller.
+/// below WorkerLimit(), tells the threads apart. Where the system starts fewer threads, those that run
+/// do all the work; the calling one always works. When a call throws, no further item is begun, and the first exception
+/// is thrown to the caller.
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work);
 
 }  // namespace qel_minimap2

@@ -6,14 +6,13 @@
 
 namespace qel_minimap2 {
 
-// The library goes through a sequence from its first base to its last, but what it does at a base depends only on the
-// last w + k before it: on the k-mers of the last window, of which each is known from its own k bases, and on whether
-// so many have gone by since the last ambiguous base. (Which of these is the minimum follows from them: it is the
-// latest of the lowest.) So a sketch that starts w + k bases before a piece tells the same from the piece's first base
-// on. And a k-mer is settled once it has left the window: it is taken by then or never will be. So the sketch ends w
-// bases behind the piece, and what it has outside the piece is left out. K-mers that equal their reverse complement
-// take no place in the window, and runs of them would carry memory any distance: there are none of an odd number of
-// bases.
+// The library sketches a sequence from its first base to its last. What it does at a base depends only on the w + k
+// bases before it: on the k-mers of the last window, and on whether an ambiguous base lies among these bases. (The
+// minimum is the latest of the lowest k-mers of the window, whatever came before.) A sketch that starts w + k bases
+// before a piece is therefore right from the piece's first base on. A k-mer that leaves the window has been taken by
+// then or never will be. The sketch therefore ends w bases behind the piece. What it has outside the piece is dropped.
+// K-mers that equal their reverse complement would break this: they take no place in the window, and a run of them
+// makes it reach back any distance. No k-mer of an odd number of bases is one.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {
     const std::uint64_t before = header.window + header.k, behind = header.window;
     const auto sequence_end = sequence.offset + sequence.length;

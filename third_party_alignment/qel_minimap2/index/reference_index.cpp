@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::uint64_t kLeastPieceBases = 1 << 16, kMostPieceBases = 1 << 22;
 constexpr std::uint64_t kPiecesPerWorker = 8;
-// After how many blocks their entries are given back.
+// The entries of this many blocks are given back together.
 constexpr std::size_t kBlocksPerRelease = 16;
 
 class Reference : public ReferenceSink {

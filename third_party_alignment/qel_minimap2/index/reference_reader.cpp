@@ -16,7 +16,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// What the parser reads. It skips whatever stands before the first ">" or "@"; only blanks may.
+// The parser's input. The parser skips everything before the first ">" or "@"; here only blanks may stand there.
 struct CheckedText {
     TextInput input;
     bool has_begun = false;
@@ -59,7 +59,7 @@ std::array<bool, 256> MakeIsNoBase() {
 }
 
 void Deliver(const kseq_t& record, ReferenceSink& sink) {
-    constexpr std::size_t kPart = 1 << 15;  // Few enough to be in the cache when they are looked at again.
+    constexpr std::size_t kPart = 1 << 15;  // The sink then finds them in the cache.
     static const auto is_no_base = MakeIsNoBase();
     const std::string name(record.name.s, record.name.l);
     if (const char* const fault = FaultOfSequenceName(name)) {

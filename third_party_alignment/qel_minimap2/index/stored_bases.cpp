@@ -10,7 +10,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// A run of zeros of twice this many words holds one whole block of them, wherever it begins.
+// The bases are searched for zeros by blocks. A run twice as long as a block holds a whole one, wherever it begins.
 constexpr std::uint64_t kBlockWords = 32;
 constexpr std::uint64_t kBlocksPerItem = std::uint64_t{1} << 13U;
 

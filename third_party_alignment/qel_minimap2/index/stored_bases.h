@@ -10,9 +10,9 @@ namespace qel_minimap2 {
 /// Copies the packed bases of a prebuilt index to `words`, IndexLayout::BaseWords() of them, on several threads. Throws
 /// std::runtime_error when one is no base: minimap2 uses them to index its scoring matrix.
 ///
-/// Returns where runs of A lie, as offsets of single bases, a few hundred bases apart: real genomes have next to none
-/// as long as those that are looked for, but a copy of the file that stopped early on storage set aside for it ends in
-/// one, since zeros are As.
+/// Returns where long runs of A lie: offsets of single bases inside them, a few hundred bases apart. An A is stored as
+/// zero, so a copy of the file that stopped early on storage set aside for it ends in such a run. Real genomes have
+/// next to none.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words);
 
 }  // namespace qel_minimap2

@@ -37,7 +37,7 @@ TextInput::~TextInput() {
     inflateEnd(&stream);
 }
 
-// True when input is left, which it takes from the file where necessary.
+// True when input is left. Reads the next chunk when the last one is used up.
 bool TextInput::HasInput() {
     if (stream.avail_in == 0) {
         stream.next_in = chunk.data();
@@ -49,7 +49,7 @@ bool TextInput::HasInput() {
     return stream.avail_in > 0;
 }
 
-// Between two members. False at the end of the file, which zeros may stand before: tapes are padded so.
+// Starts the next member. False at the end of the file; zeros may stand before it, since tapes are padded so.
 bool TextInput::StartMember() {
     bool padded = false;
     while (HasInput()) {
