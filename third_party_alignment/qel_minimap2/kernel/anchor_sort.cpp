@@ -17,7 +17,6 @@ namespace {
 constexpr std::ptrdiff_t kInserted = 64;    // The library's: at most as many elements are sorted by insertion.
 constexpr std::ptrdiff_t kFewAnchors = 12;  // As many are inserted without any preparation.
 constexpr unsigned kPlaceBits = 12;
-constexpr std::ptrdiff_t kTried = 1 << kPlaceBits;  // Larger buckets are not sorted at once: equal keys are likely.
 
 // Up to here numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;

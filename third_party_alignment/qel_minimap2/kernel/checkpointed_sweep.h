@@ -69,7 +69,7 @@ private:
     int CopySize(int r) const { return RoundDown(LastOf(r), kBlock) + kBlock - CopyBegin(r); }
 
     bool PrepareLines() {
-        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock) + kBlock + kPadding);
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock + kPadding;
         auto* memory = ScratchMemory(Scratch::lines, room * kLineCount + kPadding);
         if (memory == nullptr) {
             return false;
@@ -103,7 +103,7 @@ private:
 
     // A line of the copy after row (number + 1) * kRows - 1, where its lane `begin` lies.
     std::uint8_t* CopyOf(int number, int line) const {
-        const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1) + 2 * kPadding);
+        const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1)) + 2 * std::size_t{kPadding};
         return copies + copy_offsets[number] + static_cast<std::size_t>(line) * size;
     }
 

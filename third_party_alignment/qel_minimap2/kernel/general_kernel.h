@@ -37,9 +37,10 @@ struct Lines {
 
     /// False when there is no memory.
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
-        const auto target_room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64) + kPadding);
-        const auto query_room = static_cast<std::size_t>(RoundDown(call.query_length + 63, 64) + 2 * kPadding);
-        auto* memory = ScratchMemory(Scratch::lines, target_room * 8 + query_room + 3 * kPadding);
+        const auto target_room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
+        const auto query_room =
+            static_cast<std::size_t>(RoundDown(call.query_length + 63, 64)) + 2 * std::size_t{kPadding};
+        auto* memory = ScratchMemory(Scratch::lines, target_room * 8 + query_room + 3 * std::size_t{kPadding});
         if (memory == nullptr) {
             return false;
         }
@@ -156,8 +157,9 @@ TAVIK_INLINE void ComputeBlock(const Constants<Lanes>& k, const Lines& lines, in
 }
 
 /// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's.
+/// The gaps between its members are the lanes' alignment.
 template <bool kBanded, Trace kTrace>
-class GeneralKernel {
+class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
     /// `band` is not negative, and not below both lengths unless kBanded.
     GeneralKernel(const AlignmentCall& call, const Scoring& scoring, int band)
@@ -177,7 +179,7 @@ public:
         if (call.Has(KSW_EZ_APPROX_MAX)) {
             Sweep(ApproximateMaximum(call, scoring), result);
         } else {
-            const auto room = static_cast<std::size_t>(call.target_length + ExactMaximum::kPadding);
+            const auto room = static_cast<std::size_t>(call.target_length) + ExactMaximum::kPadding;
             auto* scores = static_cast<void*>(ScratchMemory(Scratch::scores, room * sizeof(std::int32_t)));
             if (scores == nullptr) {
                 return false;
@@ -210,7 +212,7 @@ private:
 
     bool PrepareDirections() {
         const int longest = Smaller(Smaller(call.query_length, call.target_length), kBanded ? band + 1 : INT32_MAX);
-        row_size = static_cast<std::size_t>(RoundDown(longest + kBlock - 1, kBlock) + kBlock);
+        row_size = static_cast<std::size_t>(RoundDown(longest + kBlock - 1, kBlock)) + kBlock;
         directions = ScratchMemory(Scratch::directions, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
         return directions != nullptr;
     }

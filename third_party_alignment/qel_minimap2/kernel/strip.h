@@ -18,7 +18,7 @@ namespace {
 // subtraction that saturates; the second piece's likewise with its own costs. The score lines are kept as
 // U = u - open - extend + kBias, which makes X + V what x + v is plus the bias. Substitution scores carry the bias too.
 // All values stay within 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
-constexpr int kBias = 64;
+inline constexpr int kBias = 64;
 
 /// True for scorings whose biased differences stay within a byte and whose border costs what a gap costs, which the
 /// argument of the certified band needs.
@@ -86,8 +86,9 @@ inline int BiasedBorder(const Scoring& s, int r) {
 }
 
 /// A lane's number in each lane.
-alignas(32) constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
-                                                      16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
+alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
+                                                             11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
+                                                             22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
 /// The lane of that number, or none.
 TAVIK_INLINE __m256i OnlyLane(int number) {

@@ -15,20 +15,20 @@ enum class Trace { none, left, right };
 // A direction byte tells of a cell, in its lowest three bits, which value its best score came from, and above them
 // which gaps are better continued than opened on the way to the next cell. The numbers are the library's: of two gap
 // states the odd ones are deletions.
-constexpr int kFromDiagonal = 0;
-constexpr int kFromDeletion = 1;
-constexpr int kFromInsertion = 2;
-constexpr int kFromDeletion2 = 3;
-constexpr int kFromInsertion2 = 4;
-constexpr int kDeletionGoesOn = 8;
-constexpr int kInsertionGoesOn = 16;
-constexpr int kDeletion2GoesOn = 32;
-constexpr int kInsertion2GoesOn = 64;
+inline constexpr int kFromDiagonal = 0;
+inline constexpr int kFromDeletion = 1;
+inline constexpr int kFromInsertion = 2;
+inline constexpr int kFromDeletion2 = 3;
+inline constexpr int kFromInsertion2 = 4;
+inline constexpr int kDeletionGoesOn = 8;
+inline constexpr int kInsertionGoesOn = 16;
+inline constexpr int kDeletion2GoesOn = 32;
+inline constexpr int kInsertion2GoesOn = 64;
 
 // What a direction look-up says instead of a byte: outside a band the way back goes along one sequence.
-constexpr int kOutsideDelete = -1;
-constexpr int kOutsideInsert = -2;
-constexpr int kGiveUp = -3;
+inline constexpr int kOutsideDelete = -1;
+inline constexpr int kOutsideInsert = -2;
+inline constexpr int kGiveUp = -3;
 
 /// The CIGAR of a path under construction, last operation first, in scratch memory: what is not certified must leave
 /// the caller's CIGAR, and the room that was made for it, as they were.
