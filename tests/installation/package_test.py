@@ -108,7 +108,8 @@ class Libraries(PackageTest):
         reference = shutil.copy(SOURCE / "examples/reference.fasta", self.folder)
         check("bwa", "index", reference)
         bases = "".join(Path(reference).read_text().split(">")[2].split("\n")[1:])[4000:4500]
-        self.assertEqual(check(build / "my_mapper", reference, "piece", bases).splitlines()[-1], "chr_small 4001 1")
+        # A program that sets up no logging sees the libraries' records on standard output, as Boost.Log has it.
+        self.assertIn("chr_small 4001 1", check(build / "my_mapper", reference, "piece", bases).splitlines())
 
 
 if __name__ == "__main__":
