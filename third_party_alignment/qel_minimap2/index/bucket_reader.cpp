@@ -39,8 +39,10 @@ void BucketReader::MakeRoom(std::uint64_t first, std::uint64_t count) {
 }
 
 void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored) {
-    auto* target = block_positions + positions_before;
-    if (builder.Table() == nullptr) {
+    std::uint64_t* target = nullptr;
+    if (builder.Table() != nullptr) {
+        target = block_positions + positions_before;
+    } else {
         const auto& started = builder.StartBucket(bucket, stored.position_count, stored.key_count);
         target = started.positions;
         minimizers = static_cast<MinimizerTable*>(started.table);
