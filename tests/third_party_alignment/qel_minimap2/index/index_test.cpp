@@ -57,7 +57,8 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
     auto no_member = two;
     no_member[1] = 'x';  // What follows is then no gzip data, which zlib passes over without a word.
     auto damaged = one;
-    damaged[one.size() / 2] = static_cast<char>(damaged[one.size() / 2] ^ 0x55);
+    auto& of_checksum = damaged[one.size() - 8];
+    of_checksum = static_cast<char>(of_checksum ^ 0x55);
     const std::string too_early = "the gzip data end too early", bad_gzip = "the gzip data are damaged (";
     const std::string index = "the minimap2 index ";
     const std::string bad_name = "holds a sequence whose name has blanks or control characters";
