@@ -1,5 +1,6 @@
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
+#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -8,8 +9,11 @@
 
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
 #include "third_party_alignment/qel_minimap2/mapping/map_options.h"
 #include "third_party_alignment/qel_minimap2/mapping/mapping.h"
+
+using qel_minimap2::kernel::OwnFunction;
 
 namespace {
 
@@ -73,4 +77,13 @@ void qelmm_unload_index(mm_idx_t* index) {
 
 const char* qelmm_minimap2_version() {
     return TAVIK_MINIMAP2_VERSION;
+}
+
+qelmm_own_call_counts qelmm_own_calls() {
+    const auto counts = qel_minimap2::kernel::OwnCallsOfAllReads();
+    const auto count = [&](OwnFunction function) { return counts[static_cast<std::size_t>(function)]; };
+    return {count(OwnFunction::certified_band),  count(OwnFunction::checkpointed_sweep),
+            count(OwnFunction::general_kernel),  count(OwnFunction::sketch),
+            count(OwnFunction::seed_collection), count(OwnFunction::anchor_sort),
+            count(OwnFunction::chaining),        count(OwnFunction::joining)};
 }

@@ -43,4 +43,21 @@ void qelmm_unload_index(mm_idx_t* index);
 /// text, for messages only. It does not belong to the interface of four functions above: a library in this one's place
 /// need not have it, so declare it weak and call it only when it is there.
 const char* qelmm_minimap2_version();
+
+/// How often functions of our own answered in the place of minimap2's, in all reads mapped so far.
+struct qelmm_own_call_counts {
+    std::uint64_t certified_bands;      ///< Gaps between two seeds, aligned in a narrow strip.
+    std::uint64_t checkpointed_sweeps;  ///< Gaps between two seeds, aligned in the whole matrix.
+    std::uint64_t general_alignments;   ///< Other base alignments.
+    std::uint64_t sketches;             ///< Searches for a read's minimizers.
+    std::uint64_t seed_collections;     ///< Searches for those that are in the index.
+    std::uint64_t anchor_sorts;
+    std::uint64_t chainings;  ///< Of neighbouring anchors.
+    std::uint64_t joinings;   ///< Of chains that lie far apart.
+};
+
+/// Tells whether the functions of our own are in use, and which. All counts are 0 on a processor without AVX2 and with
+/// QEL_KERNEL=library in the environment. As qelmm_minimap2_version, it is not one of the four that a library must
+/// have. Any thread.
+qelmm_own_call_counts qelmm_own_calls();
 }

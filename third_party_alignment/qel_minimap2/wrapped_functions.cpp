@@ -8,6 +8,7 @@
 #include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
 #include "third_party_alignment/qel_minimap2/kernel/chaining.h"
 #include "third_party_alignment/qel_minimap2/kernel/dispatch.h"
+#include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/sketch.h"
 #include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
@@ -17,7 +18,6 @@
 extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
-decltype(mm_idx_get) __wrap_mm_idx_get, __real_mm_idx_get;
 decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
 decltype(mm_collect_matches) __wrap_mm_collect_matches, __real_mm_collect_matches;
 decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
@@ -58,15 +58,11 @@ void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tle
 void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uint32_t rid, int is_hpc, mm128_v* p) {
     const SketchCall call{km, str, len, w, k, rid, p};
     if (is_hpc == 0 && CanSketch(call) && UsesOwnKernels()) {
+        CountOwnCall(OwnFunction::sketch);
         SketchWithAvx2(call);
     } else {
         __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
     }
-}
-
-const std::uint64_t* __wrap_mm_idx_get(const mm_idx_t* mi, std::uint64_t minier, int* n) {
-    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
-    return table != nullptr ? table->Find(*mi, minier, *n) : __real_mm_idx_get(mi, minier, n);
 }
 
 std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
@@ -78,10 +74,11 @@ mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, 
                                      const mm_idx_t* mi, const mm128_v* mv, std::int64_t* n_a, int* rep_len,
                                      int* n_mini_pos, std::uint64_t** mini_pos) {
     const auto* const table = qel_minimap2::SeedTable::Of(*mi);
-    if (table == nullptr || !UsesOwnKernels()) {
+    if (table == nullptr) {  // An index has one only where our functions are used.
         return __real_mm_collect_matches(km, n_m, qlen, max_occ, max_max_occ, dist, mi, mv, n_a, rep_len, n_mini_pos,
                                          mini_pos);
     }
+    CountOwnCall(OwnFunction::seed_collection);
     const auto seeds = qel_minimap2::CollectSeeds({km, *mi, *mv, qlen, max_occ, max_max_occ, dist}, *table);
     *n_m = seeds.count;
     *n_a = seeds.position_count;
@@ -93,6 +90,7 @@ mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, 
 
 void __wrap_radix_sort_128x(mm128_t* beg, mm128_t* end) {
     if (UsesOwnKernels()) {
+        CountOwnCall(OwnFunction::anchor_sort);
         SortAnchors(beg, end);
     } else {
         __real_radix_sort_128x(beg, end);
@@ -106,6 +104,7 @@ mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_ski
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
         if (ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains)) {
+            CountOwnCall(OwnFunction::chaining);
             return Returned(chains, n_u, u);
         }
     }
@@ -120,6 +119,7 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_chn_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
         if (JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains)) {
+            CountOwnCall(OwnFunction::joining);
             return Returned(chains, n_u, u);
         }
     }

@@ -3,6 +3,7 @@
 #include "third_party_alignment/qel_minimap2/kernel/certified_band.h"
 #include "third_party_alignment/qel_minimap2/kernel/checkpointed_sweep.h"
 #include "third_party_alignment/qel_minimap2/kernel/general_kernel.h"
+#include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
 
 namespace qel_minimap2::kernel {
 
@@ -58,8 +59,18 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
 template <Trace kTrace>
 bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, ksw_extz_t& result) {
     PaddedSequences sequences;
-    return sequences.Prepare(call) && (AlignInBand<kTrace>(call, scoring, sequences, result) ||
-                                       CheckpointedSweep<kTrace>(call, scoring, sequences).Run(result));
+    if (!sequences.Prepare(call)) {
+        return false;
+    }
+    if (AlignInBand<kTrace>(call, scoring, sequences, result)) {
+        CountOwnCall(OwnFunction::certified_band);
+        return true;
+    }
+    if (CheckpointedSweep<kTrace>(call, scoring, sequences).Run(result)) {
+        CountOwnCall(OwnFunction::checkpointed_sweep);
+        return true;
+    }
+    return false;
 }
 
 // Whether the call asks for nothing but the whole path and its score, as those that fill the gap between two seeds do.
@@ -72,6 +83,7 @@ bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
 
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, int band, ksw_extz_t& result) {
+    CountOwnCall(OwnFunction::general_kernel);
     if (call.Has(KSW_EZ_SCORE_ONLY)) {
         return GeneralKernel<kBanded, Trace::none>(call, scoring, band).Run(result);
     }

@@ -13,6 +13,7 @@
 
 #include <mmpriv.h>
 
+#include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
 #include "third_party_alignment/qel_minimap2/mapping/buffer_pool.h"
 #include "third_party_alignment/qel_minimap2/mapping/map_options.h"
 
@@ -174,6 +175,7 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     own.l_seq = read.l_seq;
     own.name = name.data();
     own.seq = bases.data();
+    const kernel::OwnCallsOfRead counted;
     const Hits hits(index, own, options, buffer->buffer.get());
     return WriteRecords(index, own, hits, options.flag);
 }
