@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """What goes wrong around the program - disks, files, processes - costs no more than what it touches, and is named."""
 
-import gzip
 import os
 import re
 import resource
@@ -103,17 +102,6 @@ class Faults(AlignerTest):
         threading.Thread(target=lambda: pipe.write_bytes(SAMPLE.read_bytes())).start()
         self.align([pipe], "-z")
         self.assertEqual(sorted(self.sam("pipe.sam")), sam)
-
-    def test_gzip_damage_costs_what_is_behind_it(self):
-        first, second = (gzip.compress(fastq(half).encode()) for half in (RECORDS[:10], RECORDS[10:]))
-        cut, packed = self.write("cut.gz", first + second[:-30]), self.write("packed.fastq", first)
-        run = self.align([cut, packed, SAMPLE], "-z", "-t", 1)
-        message = f"Caught exception, so setting END flag. gzip error in {cut}: the file ends too early"
-        self.assertEqual(run.records()[0], ("warning", message))
-        self.assertEqual(len(self.errors(run)), 1)
-        found, titles = ids(self.sam("cut.sam")), [title[1:].split()[0] for title, _, _ in RECORDS]
-        self.assertEqual(found, titles[:max(len(found), 10)])
-        self.assertEqual(ids(self.sam("sample_1.sam")), titles)
 
     def test_closed_standard_streams_get_nothing_into_the_results(self):
         _, rows = self.good()

@@ -158,44 +158,4 @@ TEST(SequencingFile, TheNameAloneDecidesBetweenPlainAndGzip) {
     }
 }
 
-TEST(SequencingFile, DamagedGzipGivesItsWholeRecordsAndAWarning) {
-    const Tests::TemporaryFolder folder;
-    // Bases that do not pack well, so that the packed text spans several buffers.
-    std::string text;
-    unsigned state = 7;
-    for (int i = 0; i < 2000; ++i) {
-        text +=
-            "@r" + std::to_string(i) + "\n" + Tests::RandomBases(state, 100) + "\n+\n" + std::string(100, 'I') + "\n";
-    }
-    const auto all = Walk(std::istringstream(text));
-    const auto packed = Gzip(text);
-    auto flipped_sum = packed;
-    flipped_sum[packed.size() - 8] = static_cast<char>(flipped_sum[packed.size() - 8] ^ 1);
-    auto zeroed = packed;
-    zeroed.replace(packed.size() / 2, 64, 64, '\0');
-    const auto damage = "Caught exception, so setting END flag. gzip error in " + folder.Path("x.gz") + ": ";
-    const std::tuple<std::string, std::size_t, std::string> cases[] = {
-        {packed.substr(0, packed.size() / 2), 900, damage + "the file ends too early"},
-        {packed.substr(0, packed.size() - 3), 2000, damage + "the file ends too early"},
-        {flipped_sum, 2000, damage + "the data are corrupt: incorrect data check"},
-        {packed + packed.substr(0, 6), 2000, damage + "the file ends too early"},
-        {packed + "bytes behind", 2000, "Ignored 12 bytes after the end of the gzip data in " + folder.Path("x.gz")},
-    };
-    for (const auto& [content, at_least, warning] : cases) {
-        const Tests::CapturedLog log;
-        const auto read = WalkFile(folder.Write("x.gz", content));
-        EXPECT_GE(read.size(), at_least) << warning;
-        EXPECT_TRUE(std::equal(read.begin(), read.end(), all.begin())) << warning;
-        EXPECT_EQ(log.Of("warning"), Lines{warning});
-    }
-    // Zeroed data may decode to anything, but not to silence.
-    const auto read = WalkFile(folder.Write("x.gz", zeroed));
-    ASSERT_GE(read.size(), 900U);
-    EXPECT_TRUE(std::equal(all.begin(), all.begin() + 900, read.begin()));
-    // Bytes behind a FASTA file do not cost its last record.
-    const Tests::CapturedLog log;
-    EXPECT_EQ(WalkFile(folder.Write("x.gz", Gzip(">a\nAC\n>b\nGT\n") + "xyz")), (Lines{">a|AC|", ">b|GT|"}));
-    EXPECT_EQ(log.Of("warning").size(), 1U);
-}
-
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <ctime>
 #include <latch>
 #include <mutex>
 #include <numeric>
@@ -283,6 +284,13 @@ TEST_F(ThreadedLoopJobs, TheEndOfAJobIsSeenAtOnce) {
     const auto start = Clock::now();
     EXPECT_EQ(RunLoop({20000}, 1, [](FastQRecord&) { return 1; }), UpTo(20000));
     EXPECT_LT(Clock::now() - start, seconds(7));
+}
+
+// Neither the owner's, nor that of the worker which the third job leaves without one.
+TEST_F(ThreadedLoopJobs, WaitingTakesNoProcessorTime) {
+    const auto before = std::clock();
+    RunLoop({3}, 2, [](FastQRecord&) { return std::this_thread::sleep_for(milliseconds(150)), 1; });
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
 }
 
 TEST_F(ThreadedLoopJobs, AFailedJobCostsItsReadAlone) {

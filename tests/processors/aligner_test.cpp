@@ -63,6 +63,10 @@ public:
     void LogReads() { log_reads = true; }
 };
 
+std::ptrdiff_t OpenDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
 std::string Record(const std::string& name) {
     return "@" + name + "\nACGT\n+\nIIII\n";
 }
@@ -103,9 +107,11 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Starting to process read: r7"), 1);
         EXPECT_EQ(std::count(verbose.begin(), verbose.end(), "Done with read r7. Genome: chr"), 1);
 
+        const auto descriptors = OpenDescriptors();
         for (const auto* const next_file : {"b.fq", "c.fq"}) {
             EXPECT_EQ(aligner.ProcessSequencingFile(folder.Write(next_file, text)), 51) << next_file;
         }
+        EXPECT_EQ(OpenDescriptors(), descriptors);
         EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")).size(), 3 * 51U);
         EXPECT_EQ(log.Of("error").size(), 3 * 4U);
     }

@@ -1,6 +1,8 @@
 #include "third_party_alignment/minimap2_caller.h"
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 
@@ -33,6 +35,7 @@ struct FakeWrapper {
 
 extern "C" mm_idx_t* qelmm_load_index(const char*) {
     ++fake.loaded;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
     fake.index.n_seq = static_cast<std::uint32_t>(fake.sequences.size());
     fake.index.seq = fake.sequences.data();
     return fake.loads ? &fake.index : nullptr;
@@ -94,6 +97,16 @@ TEST_F(Minimap2CallerTest, FailedLoadsAreTriedAgainAndEmptyIndexesStayRefused) {
         EXPECT_EQ(ErrorOf([&] { caller.LoadIndex(); }), "Minimap2 index contains 0 sequences.");
     }
     EXPECT_EQ(fake.loaded, 2);
+}
+
+TEST_F(Minimap2CallerTest, ThreadsThatNeedTheIndexAtOnceShareOneLoading) {
+    Minimap2Caller caller(path);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] { EXPECT_EQ(caller.GetSamHeader(), "@SQ\tSN:chr1\tLN:1000"); });
+    }
+    threads.clear();
+    EXPECT_EQ(fake.loaded, 1);
 }
 
 TEST_F(Minimap2CallerTest, AnswersAreJudged) {

@@ -140,6 +140,21 @@ TEST_F(QelMinimap2, RecordsAreThoseOfTheProgramWhateverTheThreadsAndTheIndex) {
     }
 }
 
+TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwn) {
+    const auto unit = RandomBases(400);
+    std::string copies = ">copies\n";
+    for (int i = 0; i < 30; ++i) {
+        copies += unit + RandomBases(300);
+    }
+    const auto repetitive = folder.Write("copies.fa", copies + "\n");
+    const auto first = Load(repetitive);
+    for (int i = 0; i < 3; ++i) {  // An index may lie where the one before it was.
+        EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(reference).get()), 10);
+        EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(repetitive).get()), 31);
+    }
+    EXPECT_EQ(qelmm_cache_idx_occ_thres(first.get()), 31);
+}
+
 TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
     const auto index = Load(reference);
     EXPECT_EQ(Align(index.get(), 1, {"empty", ""}), "empty\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n");

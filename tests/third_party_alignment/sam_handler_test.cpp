@@ -1,5 +1,6 @@
 #include "third_party_alignment/sam_handler.h"
 
+#include <chrono>
 #include <cmath>
 #include <stdexcept>
 #include <thread>
@@ -142,6 +143,29 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
             }
         });
     }
+}
+
+// Each record of a reference of many sequences comes with the same large header.
+TEST(SamHandler, ALargeHeaderIsNotReadAnewForEachRecord) {
+    std::string headers[] = {"@SQ\tSN:a\tLN:1\n", "@SQ\tSN:b\tLN:1\n"};
+    for (auto& header : headers) {
+        for (int i = 0; i < 3000; ++i) {
+            header += "@SQ\tSN:c" + std::to_string(i) + "\tLN:1000\n";
+        }
+    }
+    const auto seconds = [&](const std::string& one, const std::string& other, const auto& reads) {
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < 100; ++i) {
+            reads(i % 2 == 0 ? one : other);
+        }
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const auto of = [](const std::string& text) { EXPECT_EQ(SamHeader::Of(text)->ReferenceLength("c7"), 1000); };
+    const auto end = [](const std::string& text) { EXPECT_EQ(SamHeader::EndOfHeaderLines(text), text.size()); };
+    const auto changing = seconds(headers[0], headers[1], of);
+    EXPECT_LT(3 * seconds(headers[0], headers[0], of), changing);
+    const auto unknown = seconds(headers[1], headers[1], end);
+    EXPECT_LT(3 * seconds(headers[0], headers[0], end), unknown);
 }
 
 TEST(AlignmentResult, ValueMapKeepsEveryMemberAndNamesAMissingOne) {

@@ -143,7 +143,12 @@ TEST_F(Index, EachDamageIsToldByItsName) {
         {"unknown flags", set(flags, 8)},
         {"a sequence of more than 2^31 - 1 bases", set(length, 1U << 31U)},
         {"too long a list of positions", set(with_list->begin, 1U << 28U)},
-        {"an impossible minimizer", set(key, 2)},
+        {"an impossible minimizer",
+         [&](std::string& index) {  // The lowest: 4096, in bucket 0, which has no others.
+             const auto key_count_at = parts.buckets[0].key_count_at;
+             Put(index, key_count_at, 1U);
+             index.insert(key_count_at + 4, std::string("\2").append(15, '\0'));
+         }},
         {outside, set(count, 0)},
         {outside, set(count, Get<std::uint32_t>(good, count) + 1)},
         {outside, set(start, 1)},
