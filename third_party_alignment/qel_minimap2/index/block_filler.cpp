@@ -88,23 +88,28 @@ std::uint64_t BlockFiller::PositionOf(std::uint64_t entry) const {
 void BlockFiller::Insert(std::size_t block) const {
     auto* const positions = table.Positions(block);
     std::uint64_t used = 0;
+    std::vector<SeedTable::Entry> of_bucket;
     for (std::size_t begin = 0; begin < entries.size();) {
         const auto end = EndOfEqual(begin);
         const auto sort_bits = format.SortBits(entries[begin]);
-        const auto bucket = (block << table.BitsInBlock()) + format.BucketOf(sort_bits);
         const auto key = format.KeyOf(sort_bits) << 1U;
-        const bool is_single = end - begin == 1;
-        if (!table.Insert(bucket, key | (is_single ? 1U : 0U),
-                          is_single ? PositionOf(entries[begin]) : used << 32U | (end - begin))) {
-            throw std::runtime_error("its minimizers do not fit an index");
-        }
-        if (!is_single) {
+        if (end - begin == 1) {
+            of_bucket.push_back({key | 1U, PositionOf(entries[begin])});
+        } else {
+            of_bucket.push_back({key, used << 32U | (end - begin)});
             std::transform(entries.begin() + static_cast<std::ptrdiff_t>(begin),
                            entries.begin() + static_cast<std::ptrdiff_t>(end), positions + used,
                            [this](std::uint64_t entry) { return PositionOf(entry); });
             used += end - begin;
         }
         begin = end;
+        const auto bucket = format.BucketOf(sort_bits);
+        if (begin == entries.size() || format.BucketOf(format.SortBits(entries[begin])) != bucket) {
+            if (!table.Fill((block << table.BitsInBlock()) + bucket, of_bucket)) {
+                throw std::runtime_error("its minimizers do not fit an index");
+            }
+            of_bucket.clear();
+        }
     }
 }
 

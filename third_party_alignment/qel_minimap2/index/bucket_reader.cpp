@@ -6,6 +6,8 @@ namespace qel_minimap2 {
 
 namespace {
 
+constexpr auto kTwice = "a minimizer that stands twice";
+
 std::uint64_t Load64(const unsigned char* bytes) {
     std::uint64_t value = 0;
     std::memcpy(&value, bytes, sizeof(value));
@@ -42,6 +44,7 @@ void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored)
     std::uint64_t* target = nullptr;
     if (builder.Table() != nullptr) {
         target = block_positions + positions_before;
+        entries.clear();
     } else {
         const auto& started = builder.StartBucket(bucket, stored.position_count, stored.key_count);
         target = started.positions;
@@ -52,11 +55,12 @@ void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored)
     }
 }
 
-// False for a minimizer that the bucket holds already.
-bool BucketReader::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
-    if (auto* const table = builder.Table()) {
+// False for a minimizer that the bucket holds already. A SeedTable finds those when it is filled.
+inline bool BucketReader::Insert(std::uint64_t key, std::uint64_t value) {
+    if (builder.Table() != nullptr) {
         const bool is_single = (key & 1U) != 0;
-        return table->Insert(bucket, key, is_single ? value : value + (positions_before << 32U));
+        entries.push_back({key, is_single ? value : value + (positions_before << 32U)});
+        return true;
     }
     int result = 0;
     const auto slot = kh_put(minimizers, minimizers, key, &result);
@@ -65,6 +69,16 @@ bool BucketReader::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t
     }
     kh_val(minimizers, slot) = value;
     return result > 0;
+}
+
+// Sequence number, 0-based position of the k-mer's last base, and strand.
+inline void BucketReader::CheckPosition(std::uint64_t position) const {
+    const auto sequence = position >> 32U;
+    const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
+    const auto& sequences = layout.Sequences();
+    if (sequence >= sequences.size() || last_base >= sequences[sequence].length || last_base + 1 < layout.Header().k) {
+        throw DamagedIndex("a position outside its sequence");
+    }
 }
 
 // A key's lowest bit is 1 for a minimizer that occurs once. The value is then its position. For the others the value
@@ -88,9 +102,12 @@ void BucketReader::ReadBucket(std::uint64_t bucket, const StoredBucket& stored) 
         } else {
             ReadRepeated(minimizer, value, stored);
         }
-        if (!Insert(bucket, key, value)) {
-            throw DamagedIndex("a minimizer that stands twice");
+        if (!Insert(key, value)) {
+            throw DamagedIndex(kTwice);
         }
+    }
+    if (auto* const table = builder.Table(); table != nullptr && !table->Fill(bucket, entries)) {
+        throw DamagedIndex(kTwice);
     }
     CheckLists(stored);
     positions_before += stored.position_count;
@@ -108,8 +125,9 @@ void BucketReader::ReadRepeated(std::uint64_t minimizer, std::uint64_t value, co
     }
     list_sizes[begin] = static_cast<std::uint32_t>(count);
     std::uint64_t last = 0;
-    for (auto i = begin; i < begin + count; ++i) {
-        const auto position = Load64(stored.positions + i * sizeof(std::uint64_t));
+    const auto* next = stored.positions + begin * sizeof last;
+    for (auto i = begin; i < begin + count; ++i, next += sizeof last) {
+        const auto position = Load64(next);
         CheckPosition(position);
         if (i > begin && position <= last) {
             throw DamagedIndex("positions that are not sorted");
@@ -134,16 +152,6 @@ void BucketReader::CheckLists(const StoredBucket& stored) const {
             }
         }
         begin += size;
-    }
-}
-
-// Sequence number, 0-based position of the k-mer's last base, and strand.
-void BucketReader::CheckPosition(std::uint64_t position) const {
-    const auto sequence = position >> 32U;
-    const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
-    const auto& sequences = layout.Sequences();
-    if (sequence >= sequences.size() || last_base >= sequences[sequence].length || last_base + 1 < layout.Header().k) {
-        throw DamagedIndex("a position outside its sequence");
     }
 }
 

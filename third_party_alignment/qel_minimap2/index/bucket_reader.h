@@ -6,6 +6,7 @@
 #include "third_party_alignment/qel_minimap2/index/index_builder.h"
 #include "third_party_alignment/qel_minimap2/index/index_layout.h"
 #include "third_party_alignment/qel_minimap2/index/minimizer_sample.h"
+#include "third_party_alignment/qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {
 
@@ -24,7 +25,7 @@ private:
     void MakeRoom(std::uint64_t first, std::uint64_t count);
     void ReadBucket(std::uint64_t bucket, const StoredBucket& stored);
     void StartBucket(std::uint64_t bucket, const StoredBucket& stored);
-    bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value);
+    bool Insert(std::uint64_t key, std::uint64_t value);
     void CheckPosition(std::uint64_t position) const;
     void ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored);
     void CheckLists(const StoredBucket& stored) const;
@@ -34,7 +35,8 @@ private:
     IndexBuilder& builder;
     const unsigned worker;
     std::uint64_t* block_positions = nullptr;
-    std::uint64_t positions_before = 0;  // Of the buckets of the block that were read.
+    std::uint64_t positions_before = 0;     // Of the buckets of the block that were read.
+    std::vector<SeedTable::Entry> entries;  // Of the bucket, for a SeedTable.
     MinimizerTable* minimizers = nullptr;
     // By place among the bucket's positions: the length of the minimizer's list that begins there, else 0.
     std::vector<std::uint32_t> list_sizes;

@@ -46,7 +46,8 @@ IndexPointer LoadIndexFile(const std::string& path, bool with_seed_table) {
     file.Release(file.Data(), layout.Bases());  // The layout has touched all of it.
     auto* const bases = Allocated<std::uint32_t>(layout.BaseWords());
     builder.SetBases(bases);
-    MinimizerSample sample(layout, CopyBases(layout, bases));
+    MinimizerSample sample(layout, bases, CopyBases(layout, bases));
+    file.Release(layout.Bases(), file.Data() + file.Size());
 
     const auto per_item = builder.Table() != nullptr ? std::uint64_t{1} << builder.Table()->BitsInBlock()
                                                      : std::min(kBucketsPerItem, layout.BucketCount());

@@ -54,7 +54,6 @@ public:
     /// Four bits a base (0 to 3: A, C, G, T; 4: any other), the first in the lowest bits, in words of 4 bytes.
     const unsigned char* Bases() const { return bases; }
     std::uint64_t BaseWords() const { return (base_count + 7) / 8; }
-    std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 2] >> (offset % 2 * 4) & 0xf; }
 
 private:
     IndexHeader header{};

@@ -61,8 +61,9 @@ std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const Ind
 
 }  // namespace
 
-MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::vector<std::uint64_t>& suspects)
-    : layout(layout), found(WorkerLimit(), std::vector<std::vector<Found>>(kItems)) {
+MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases,
+                                 const std::vector<std::uint64_t>& suspects)
+    : layout(layout), bases(bases), found(WorkerLimit(), std::vector<std::vector<Found>>(kItems)) {
     for (const auto& sequence : layout.Sequences()) {
         offsets.push_back(sequence.offset);
     }
@@ -119,13 +120,13 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
     const std::uint32_t around = 4 * (header.window + 2 * header.k);
     const auto begin = piece.begin - std::min(piece.begin, around);
     const auto end = piece.end + std::min(sequence.length - piece.end, around);
-    std::string bases;
+    std::string letters;
     for (auto i = begin; i < end; ++i) {
-        bases += static_cast<char>(layout.Base(sequence.offset + i));
+        letters += static_cast<char>(Base(sequence.offset + i));
     }
 
     certain = piece;
-    const auto ends = EndsOfRingEntries(bases, header);
+    const auto ends = EndsOfRingEntries(letters, header);
     if (begin > 0) {  // A whole window is known after k-mers that were known themselves.
         const std::size_t first = header.window + header.k + 1;
         certain.begin = std::max(piece.begin, begin + (first < ends.size() ? ends[first] : end - begin));
@@ -135,7 +136,7 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
         certain.end = std::min(piece.end, begin + (behind <= ends.size() ? ends[ends.size() - behind] + 1 : 0));
     }
     std::vector<Found> minimizers;
-    for (const auto& minimizer : Minimizers(bases, header, piece.sequence)) {
+    for (const auto& minimizer : Minimizers(letters, header, piece.sequence)) {
         minimizers.push_back({minimizer.y + (std::uint64_t{begin} << 1U), minimizer.x >> 8U});
     }
     return minimizers;
@@ -147,7 +148,7 @@ bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;
     return (layout.Header().flags & MM_I_HPC) != 0 && base + 1 < length &&
-           layout.Base(offset + base) == layout.Base(offset + base + 1);
+           Base(offset + base) == Base(offset + base + 1);
 }
 
 void MinimizerSample::CheckItem(std::size_t item) {

@@ -14,8 +14,9 @@ namespace qel_minimap2 {
 /// unseen: the format has no checksum.
 class MinimizerSample {
 public:
-    /// `suspects`: offsets of bases that pieces are to be laid around besides, as far as they are not too many.
-    MinimizerSample(const IndexLayout& layout, const std::vector<std::uint64_t>& suspects);
+    /// `bases`: all of the layout's, copied, which must outlive the sample. `suspects`: offsets of bases that pieces
+    /// are to be laid around besides, as far as they are not too many.
+    MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
     /// Tells of one of the index's minimizers. `position` as minimap2 has it: number of the sequence, 0-based position
     /// of the last base and strand; it must lie in its sequence. `worker`: see ForEach.
@@ -45,6 +46,7 @@ private:
     static constexpr std::uint64_t kBasesPerChosen = 100;
     static constexpr std::size_t kItems = 64;
 
+    std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 8] >> (offset % 8 * 4) & 0xf; }
     void ChooseBlocks(const std::vector<std::uint64_t>& suspects);
     void MakePieces();
     void Keep(const Found& found, unsigned worker);
@@ -53,6 +55,7 @@ private:
     std::vector<Found> Computed(const Piece& piece, Piece& certain) const;
 
     const IndexLayout& layout;
+    const std::uint32_t* bases;
     std::vector<std::uint64_t> offsets;  // Of the sequences.
     std::vector<bool> chosen;            // Which blocks of bases are in pieces.
     std::vector<Piece> pieces;           // In their order.

@@ -16,7 +16,6 @@ Pages::Pages(std::size_t size) : size(size) {
     if (memory == MAP_FAILED) {
         throw std::bad_alloc();
     }
-    ::madvise(memory, size, MADV_HUGEPAGE);  // May be refused, which costs time only.
     data = static_cast<unsigned char*>(memory);
 }
 
@@ -31,6 +30,12 @@ Pages& Pages::operator=(Pages&& other) noexcept {
 Pages::~Pages() {
     if (data != nullptr) {
         ::munmap(data, size);
+    }
+}
+
+void Pages::Touch() const {
+    if (data != nullptr) {
+        ::madvise(data, size, MADV_POPULATE_WRITE);  // Old systems refuse it, which costs time only.
     }
 }
 

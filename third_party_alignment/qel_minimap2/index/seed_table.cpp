@@ -11,8 +11,6 @@ namespace qel_minimap2 {
 
 namespace {
 
-// Of 16 slots 14 are taken on average: few groups overflow, and few slots are wasted.
-constexpr std::uint32_t kKeysPerGroup = 14;
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
 // Minimizers are hashes: as many full groups in a row come up in no index that minimap2 made.
@@ -41,8 +39,9 @@ inline __attribute__((always_inline)) unsigned SlotsWith(const std::uint32_t* gr
 
 }  // namespace
 
-SeedTable::SeedTable(unsigned bucket_bits)
+SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
     : bucket_bits(bucket_bits),
+      key_width(2 * k - bucket_bits),
       bits_in_block(std::min(
           std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
@@ -65,6 +64,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     const auto slots = groups * kGroupSlots;
     auto& target = blocks[block];
     target.memory = Pages(slots * 12 + position_count * 8);
+    target.memory.Touch();
     auto* const bytes = target.memory.Data();
     target.keys = reinterpret_cast<std::uint32_t*>(bytes);
     target.values = reinterpret_cast<std::uint64_t*>(bytes + slots * 4);
@@ -75,30 +75,72 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     target.counted.assign(kCounted, 0);
 }
 
-bool SeedTable::Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value) {
+// The taken slots are counted beside the table: a search for free ones among the keys would wait for the last write
+// each time.
+bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
     auto& block = blocks[bucket >> bits_in_block];
     const auto& stretch = stretches[bucket];
-    auto group = stretch.GroupOf(key >> 1U);
-    unsigned free = 0;
-    for (unsigned full = 0;; ++full, group = stretch.After(group)) {
-        const auto* const keys = block.keys + group * kGroupSlots;
-        if (SlotsWith(keys, static_cast<std::uint32_t>(key)) != 0 || full > kMostFullGroups) {
+    std::vector<std::uint8_t> taken(stretch.groups);
+    for (const auto& [key, value] : entries) {
+        auto group = GroupOf(stretch, key >> 1U);
+        for (unsigned full = 0; taken[group - stretch.begin] == kGroupSlots; ++full) {
+            if (full > kMostFullGroups) {
+                return false;
+            }
+            group = stretch.After(group);
+        }
+        const auto slot = group * kGroupSlots + taken[group - stretch.begin]++;
+        block.keys[slot] = static_cast<std::uint32_t>(key);
+        block.values[slot] = value;
+    }
+    CountOccurrences(block, entries);
+    return !HoldsTwice(entries, stretch, block.keys);
+}
+
+// Looks only for those keys that share their lowest bits with an earlier one, about one of 16.
+bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) const {
+    constexpr std::size_t kBitsPerKey = 8;
+    const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
+    std::vector<std::uint64_t> seen(bits / 64);
+    return std::any_of(entries.begin(), entries.end(), [&](const Entry& entry) {
+        const auto bit = entry.key >> 1U & (bits - 1);
+        auto& word = seen[bit / 64];
+        const bool is_new = (word >> bit % 64 & 1U) == 0;
+        word |= std::uint64_t{1} << bit % 64;
+        return !is_new && !IsOnce(entry.key, stretch, keys);
+    });
+}
+
+// Equal keys lie in the same group, or one of them before a full group and the other one behind it.
+bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) const {
+    bool found = false;
+    for (auto group = GroupOf(stretch, key >> 1U);; group = stretch.After(group)) {
+        const auto* const slots = keys + group * kGroupSlots;
+        const auto equal = SlotsWith(slots, static_cast<std::uint32_t>(key));
+        if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
             return false;
         }
-        free = SlotsWith(keys, kFree);
-        if (free != 0) {
-            break;
+        found |= equal != 0;
+        if (slots[kGroupSlots - 1] == kFree) {
+            return true;
         }
     }
-    const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(free));
-    block.keys[slot] = static_cast<std::uint32_t>(key);
-    block.values[slot] = value;
-    if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
-        ++block.counted[occurrences];
-    } else {
-        block.frequent.push_back(static_cast<std::uint32_t>(occurrences));
+}
+
+void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries) {
+    std::uint32_t repeated = 0;
+    for (const auto& [key, value] : entries) {
+        if (IsSingle(key)) {
+            continue;
+        }
+        ++repeated;
+        if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
+            ++block.counted[occurrences];
+        } else {
+            block.frequent.push_back(static_cast<std::uint32_t>(occurrences));
+        }
     }
-    return true;
+    block.counted[1] += static_cast<std::uint32_t>(entries.size()) - repeated;
 }
 
 std::uint64_t SeedTable::Slot(const mm_idx_t& /*index*/, std::uint64_t minimizer) const {
@@ -108,7 +150,7 @@ std::uint64_t SeedTable::Slot(const mm_idx_t& /*index*/, std::uint64_t minimizer
     }
     const auto& block = BlockOf(minimizer);
     const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
-    for (auto group = stretch.GroupOf(minimizer >> bucket_bits);; group = stretch.After(group)) {
+    for (auto group = GroupOf(stretch, minimizer >> bucket_bits);; group = stretch.After(group)) {
         const auto* const keys = block.keys + group * kGroupSlots;
         if (const auto found = SlotsWith(keys, key); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));

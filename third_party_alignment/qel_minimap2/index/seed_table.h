@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -18,7 +20,7 @@ namespace qel_minimap2 {
 /// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once.
 /// Its value is then the one position; else where its list begins (upper 32 bits) and how many positions it has
 /// (lower). Each bucket has a stretch of groups of 16 slots, a cache line of keys. A key lies in the group that its
-/// hash says or, where that is full, in the next one with room.
+/// bits say or, where that is full, in the next one with room.
 ///
 /// The buckets are divided into blocks, each with memory of its own. Different threads may fill different blocks at
 /// once; when all are filled, any thread may look up.
@@ -27,7 +29,8 @@ public:
     /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.
     static bool Fits(int k, int bucket_bits) { return 2 * k - bucket_bits <= 30; }
 
-    explicit SeedTable(unsigned bucket_bits);
+    /// For the minimizers of k-mers of `k` bases.
+    SeedTable(unsigned k, unsigned bucket_bits);
 
     std::size_t BlockCount() const { return blocks.size(); }
     /// The lowest bits of a bucket's number, which tell the buckets of a block apart; the others are the block's
@@ -39,9 +42,13 @@ public:
     void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count);
     /// The positions of a block's repeated minimizers, to be filled. The starts of lists are counted from here.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
-    /// Adds a key to a bucket, at most as often as was said. False for a minimizer that the bucket holds already, and
-    /// for one that too many before it have kept from its place, as no honest ones can.
-    bool Insert(std::uint64_t bucket, std::uint64_t key, std::uint64_t value);
+    /// A key with its value.
+    struct Entry {
+        std::uint64_t key, value;
+    };
+    /// Fills a bucket, which is empty, with at most as many minimizers as was said. False where one stands twice, and
+    /// where one finds no room near its place, as no honest ones can.
+    bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// Where a minimizer occurs in the index, and in `count` how often; null for 0.
     const std::uint64_t* Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const;
@@ -51,7 +58,7 @@ public:
     void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.groups > 0) {
-            __builtin_prefetch(BlockOf(minimizer).keys + stretch.GroupOf(minimizer >> bucket_bits) * kGroupSlots);
+            __builtin_prefetch(BlockOf(minimizer).keys + GroupOf(stretch, minimizer >> bucket_bits) * kGroupSlots);
         }
     }
     static constexpr std::uint64_t kNoSlot = UINT64_MAX;
@@ -73,13 +80,12 @@ public:
 private:
     static constexpr std::uint32_t kFree = UINT32_MAX;
     static constexpr std::uint32_t kGroupSlots = 16;
+    // Taken on average: few groups overflow, and few slots are wasted.
+    static constexpr std::uint32_t kKeysPerGroup = 14;
 
     // The groups of a bucket, counted from its block's first.
     struct Stretch {
         std::uint32_t begin, groups;
-        std::uint64_t GroupOf(std::uint64_t key_bits) const {
-            return begin + (std::uint64_t{static_cast<std::uint32_t>(key_bits * 0x9E3779B1U)} * groups >> 32U);
-        }
         std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
     };
     struct Block {
@@ -91,9 +97,23 @@ private:
         std::vector<std::uint32_t> frequent;  // The numbers too high for that.
     };
 
+    static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
+    bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) const;
+    bool IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) const;
+
+    // A minimizer is a hash already: some of its bits choose the group. They are those that choose the place in the
+    // library's hash table of as many minimizers, a power of two of slots of which 77 % may be taken. A prebuilt index
+    // has its minimizers in the order of these places, so that reading one fills each bucket from its start to its end.
+    std::uint64_t GroupOf(const Stretch& stretch, std::uint64_t key_bits) const {
+        const auto slots = std::bit_width(std::uint64_t{stretch.groups} * (kKeysPerGroup * 100 / 77));
+        const auto used_bits = std::min(static_cast<unsigned>(slots), key_width);
+        const auto fraction = static_cast<std::uint32_t>(key_bits << (32 - used_bits));
+        return stretch.begin + (std::uint64_t{fraction} * stretch.groups >> 32U);
+    }
     const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
 
     unsigned bucket_bits;
+    unsigned key_width;  // In bits, without the one for a single occurrence.
     unsigned bits_in_block;
     std::uint64_t bucket_mask;
     std::vector<Stretch> stretches;  // Of the buckets.

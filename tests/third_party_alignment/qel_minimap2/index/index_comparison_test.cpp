@@ -229,14 +229,12 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
 }
 
 TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
-    SeedTable table(14);
+    SeedTable table(22, 14);
     table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 2), 0);
     EXPECT_TRUE(SeedTable::Fits(22, 14));
     EXPECT_FALSE(SeedTable::Fits(23, 14));
     const std::uint64_t low = 5, high = low | 1U << 29U;
-    EXPECT_TRUE(table.Insert(3, low << 1U | 1U, 100));
-    EXPECT_TRUE(table.Insert(3, high << 1U | 1U, 200));
-    EXPECT_FALSE(table.Insert(3, high << 1U, 300));
+    EXPECT_TRUE(table.Fill(3, {{low << 1U | 1U, 100}, {high << 1U | 1U, 200}}));
     int count = 0;
     const mm_idx_t unused{};
     EXPECT_EQ(*table.Find(unused, low << 14U | 3U, count), 100U);
@@ -244,18 +242,31 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     EXPECT_EQ(table.Find(unused, low << 14U | 4U, count), nullptr);
 }
 
-TEST(SeedTable, HasRoomForAsManyKeysAsWereSaid) {
+// All keys of `crowded` belong into one group, so that most lie in those behind it.
+TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
     constexpr std::uint32_t kKeys = 5000;
-    SeedTable table(14);
-    table.MakeRoom(0, {kKeys}, 0);
+    std::vector<SeedTable::Entry> spread, crowded;
     for (std::uint64_t i = 0; i < kKeys; ++i) {
-        ASSERT_TRUE(table.Insert(0, (i * i) << 1U | 1U, i)) << i;
+        spread.push_back({(i * i) << 1U | 1U, i});
+        crowded.push_back({i << 15U | 1U, i});
     }
-    int count = 0;
-    for (std::uint64_t i = 0; i < kKeys; ++i) {
-        ASSERT_EQ(*table.Find({}, i * i << 14U, count), i);
+    for (auto entries : {spread, crowded}) {
+        SeedTable table(22, 14);
+        table.MakeRoom(0, {kKeys, kKeys}, 0);
+        ASSERT_TRUE(table.Fill(0, entries));
+        int count = 0;
+        for (const auto& [key, value] : entries) {
+            ASSERT_EQ(*table.Find({}, key >> 1U << 14U, count), value);
+        }
+        EXPECT_EQ(table.Find({}, std::uint64_t{3} << 14U, count), nullptr);
+        for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
+            auto twice = entries;
+            twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
+            SeedTable other(22, 14);
+            other.MakeRoom(0, {0, kKeys}, 0);
+            EXPECT_FALSE(other.Fill(1, twice)) << place;
+        }
     }
-    EXPECT_EQ(table.Find({}, std::uint64_t{3} << 14U, count), nullptr);
 }
 
 TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
