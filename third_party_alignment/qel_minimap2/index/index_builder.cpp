@@ -14,7 +14,7 @@ IndexBuilder::IndexBuilder(const IndexHeader& header, bool with_seed_table)
     : index(mm_idx_init(static_cast<int>(header.window), static_cast<int>(header.k),
                         static_cast<int>(header.bucket_bits), static_cast<int>(header.flags))) {
     if (with_seed_table && SeedTable::Fits(index->k, index->b)) {
-        table = std::make_unique<SeedTable>(header.k, header.bucket_bits);
+        table = std::make_unique<SeedTable>(header.bucket_bits);
     }
 }
 

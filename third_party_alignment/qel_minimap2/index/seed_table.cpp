@@ -1,6 +1,7 @@
 #include "third_party_alignment/qel_minimap2/index/seed_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -39,9 +40,8 @@ inline __attribute__((always_inline)) unsigned SlotsWith(const std::uint32_t* gr
 
 }  // namespace
 
-SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
+SeedTable::SeedTable(unsigned bucket_bits)
     : bucket_bits(bucket_bits),
-      key_width(2 * k - bucket_bits),
       bits_in_block(std::min(
           std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -20,7 +19,7 @@ namespace qel_minimap2 {
 /// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once.
 /// Its value is then the one position; else where its list begins (upper 32 bits) and how many positions it has
 /// (lower). Each bucket has a stretch of groups of 16 slots, a cache line of keys. A key lies in the group that its
-/// bits say or, where that is full, in the next one with room.
+/// hash says or, where that is full, in the next one with room.
 ///
 /// The buckets are divided into blocks, each with memory of its own. Different threads may fill different blocks at
 /// once; when all are filled, any thread may look up.
@@ -29,8 +28,7 @@ public:
     /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.
     static bool Fits(int k, int bucket_bits) { return 2 * k - bucket_bits <= 30; }
 
-    /// For the minimizers of k-mers of `k` bases.
-    SeedTable(unsigned k, unsigned bucket_bits);
+    explicit SeedTable(unsigned bucket_bits);
 
     std::size_t BlockCount() const { return blocks.size(); }
     /// The lowest bits of a bucket's number, which tell the buckets of a block apart; the others are the block's
@@ -54,8 +52,9 @@ public:
     const std::uint64_t* Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const;
 
     /// What Find does, in three steps with a miss of the caches in each, for who has many look-ups to make: the next
-    /// step's memory is fetched while others take theirs. First, have the memory for Slot fetched.
-    void PrefetchKeys(std::uint64_t minimizer) const {
+    /// step's memory is fetched while others take theirs. First, have the memory for Slot fetched. Inlined, since the
+    /// compiler drops calls of functions that only prefetch.
+    inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.groups > 0) {
             __builtin_prefetch(BlockOf(minimizer).keys + GroupOf(stretch, minimizer >> bucket_bits) * kGroupSlots);
@@ -101,19 +100,13 @@ private:
     bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) const;
     bool IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) const;
 
-    // A minimizer is a hash already: some of its bits choose the group. They are those that choose the place in the
-    // library's hash table of as many minimizers, a power of two of slots of which 77 % may be taken. A prebuilt index
-    // has its minimizers in the order of these places, so that reading one fills each bucket from its start to its end.
-    std::uint64_t GroupOf(const Stretch& stretch, std::uint64_t key_bits) const {
-        const auto slots = std::bit_width(std::uint64_t{stretch.groups} * (kKeysPerGroup * 100 / 77));
-        const auto used_bits = std::min(static_cast<unsigned>(slots), key_width);
-        const auto fraction = static_cast<std::uint32_t>(key_bits << (32 - used_bits));
+    static std::uint64_t GroupOf(const Stretch& stretch, std::uint64_t key_bits) {
+        const auto fraction = static_cast<std::uint32_t>(key_bits * 0x9E3779B1U);
         return stretch.begin + (std::uint64_t{fraction} * stretch.groups >> 32U);
     }
     const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
 
     unsigned bucket_bits;
-    unsigned key_width;  // In bits, without the one for a single occurrence.
     unsigned bits_in_block;
     std::uint64_t bucket_mask;
     std::vector<Stretch> stretches;  // Of the buckets.

@@ -229,7 +229,7 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
 }
 
 TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
-    SeedTable table(22, 14);
+    SeedTable table(14);
     table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 2), 0);
     EXPECT_TRUE(SeedTable::Fits(22, 14));
     EXPECT_FALSE(SeedTable::Fits(23, 14));
@@ -242,16 +242,21 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     EXPECT_EQ(table.Find(unused, low << 14U | 4U, count), nullptr);
 }
 
-// All keys of `crowded` belong into one group, so that most lie in those behind it.
+// The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
+// factor's inverse), so that the groups there are full and most keys lie far behind.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
-    constexpr std::uint32_t kKeys = 5000;
+    constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded;
-    for (std::uint64_t i = 0; i < kKeys; ++i) {
-        spread.push_back({(i * i) << 1U | 1U, i});
-        crowded.push_back({i << 15U | 1U, i});
+    for (std::uint32_t i = 0; crowded.size() < kKeys; ++i) {
+        if (i < kKeys) {
+            spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
+        }
+        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 30U == 0) {
+            crowded.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
+        }
     }
     for (auto entries : {spread, crowded}) {
-        SeedTable table(22, 14);
+        SeedTable table(14);
         table.MakeRoom(0, {kKeys, kKeys}, 0);
         ASSERT_TRUE(table.Fill(0, entries));
         int count = 0;
@@ -262,7 +267,7 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
         for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
-            SeedTable other(22, 14);
+            SeedTable other(14);
             other.MakeRoom(0, {0, kKeys}, 0);
             EXPECT_FALSE(other.Fill(1, twice)) << place;
         }
