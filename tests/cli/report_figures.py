@@ -73,7 +73,8 @@ def figures(summary):
 
 
 def strand_of(genome, references):
-    return (genome, False) if genome in references or not genome.endswith("_rc") else (genome[:-3], True)
+    is_name = genome in references or genome == "_rc" or not genome.endswith("_rc")
+    return (genome, False) if is_name else (genome[:-3], True)
 
 
 def per_reference(hits, references):

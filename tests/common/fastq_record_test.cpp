@@ -46,7 +46,7 @@ TEST(FastQRecord, IdentifiersComeFromTheTitle) {
         {">chr1 desc", "chr1", "[invalid run id]", {no_run + ">chr1 desc"}},
         {"@r1\tx runid=9", "r1\tx", "9", {}},
         {"@r1 xrunid=7", "r1", "7", {}},
-        {"@r1 runid=", "r1", "", {}},
+        {"@runid=", "runid=", "", {}},
         {"@", "[invalid read id]", "[invalid run id]", {no_blank, no_run + "@"}},
     };
     for (const auto& [title, read_id, run_id, errors] : cases) {

@@ -1,35 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "reports/page_data.h"
-#include "reports/reference_table.h"
 #include "reports/report.h"
 #include "reports/run_facts.h"
 #include "tests/common/temporary_folder.h"
-
-TEST(ReferenceTable, NamesOfTheSamFilesDecideWhatEndsInRc) {
-    struct Case {
-        std::string genome, name;
-        bool is_reverse;
-    };
-    const std::vector<std::pair<Reports::ReferenceLengths, std::vector<Case>>> tables = {
-        // Without SAM files the end of the name is taken for the strand, whatever came before.
-        {{}, {{"x_rc_rc", "x_rc", true}, {"x_rc", "x", true}, {"x", "x", false}, {"_rc", "_rc", false}}},
-        {{{"x_rc", 9}}, {{"x_rc", "x_rc", false}, {"x_rc_rc", "x_rc", true}, {"y_rc", "y", true}}},
-        {{{"x", 9}, {"y", 5}}, {{"x_rc", "x", true}, {"x", "x", false}, {"y_rc", "y", true}}},
-        {{{"x", 9}, {"x_rc", 8}}, {{"x_rc", "x", true}, {"x_rc_rc", "x_rc", true}, {"x", "x", false}}},
-    };
-    for (const auto& [lengths, cases] : tables) {
-        Reports::ReferenceTable table(lengths);
-        for (const auto& [genome, name, is_reverse] : cases) {
-            for (int repeat = 0; repeat < 2; ++repeat) {
-                const auto hit = table.Find(genome);
-                EXPECT_EQ(table.At(hit.reference).name, name) << genome;
-                EXPECT_EQ(hit.is_reverse, is_reverse) << genome;
-            }
-        }
-        EXPECT_EQ(table.AmbiguousNames().size(), lengths.count("x") * lengths.count("x_rc"));
-    }
-}
 
 TEST(SampleNames, TakeAsMuchOfThePathAsKeepsThemApart) {
     const std::string file = "/alignment_summary.txt";
