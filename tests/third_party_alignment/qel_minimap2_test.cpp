@@ -6,6 +6,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
@@ -140,7 +141,8 @@ TEST_F(QelMinimap2, RecordsAreThoseOfTheProgramWhateverTheThreadsAndTheIndex) {
     }
 }
 
-TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwn) {
+TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
+    const auto used = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const auto unit = RandomBases(400);
     std::string copies = ">copies\n";
     for (int i = 0; i < 30; ++i) {
@@ -148,11 +150,14 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwn) {
     }
     const auto repetitive = folder.Write("copies.fa", copies + "\n");
     const auto first = Load(repetitive);
-    for (int i = 0; i < 3; ++i) {  // An index may lie where the one before it was.
+    Load(reference);
+    const auto before = used();
+    for (int i = 0; i < 5; ++i) {  // An index may lie where the one before it was.
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(reference).get()), 10);
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(repetitive).get()), 31);
     }
     EXPECT_EQ(qelmm_cache_idx_occ_thres(first.get()), 31);
+    EXPECT_LT(used(), before + 100'000) << "less than one index takes";
 }
 
 TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
