@@ -58,7 +58,7 @@ protected:
             }
             reads.push_back(
                 {"read/" + std::to_string(i), i % 2 == 0 ? bases : std::string(bases.rbegin(), bases.rend())});
-            std::replace(bases.begin(), bases.end(), 'T', 'U');
+            std::replace(bases.begin(), bases.end(), 'T', i % 3 == 0 ? 'u' : 'U');
             reads.push_back({"rna" + std::to_string(i), bases});
         }
         reads.push_back({"tiny", "A"});
@@ -158,6 +158,23 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     }
     EXPECT_EQ(qelmm_cache_idx_occ_thres(first.get()), 31);
     EXPECT_LT(used(), before + 100'000) << "less than one index takes";
+}
+
+// Reads so short that what the threads share takes most of the time.
+TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
+    const auto index = Load(reference);
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 6; ++t) {
+        threads.emplace_back([&, name = std::to_string(t)] {
+            for (int i = 0; i < 50000; ++i) {
+                EXPECT_EQ(Align(index.get(), 0, {name, "ACGT"}), name + "\t4\t*\t0\t0\t*\t*\t0\t0\tACGT\t*\n");
+            }
+        });
+    }
+    const auto small = folder.Write("small.fa", ">small\nACGTTAGATTGACCA\n");
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(small).get()), 10);
+    }
 }
 
 TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {

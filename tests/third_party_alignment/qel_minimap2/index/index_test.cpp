@@ -156,6 +156,7 @@ TEST_F(Index, EachDamageIsToldByItsName) {
         {"positions that are not sorted",
          [&](std::string& index) { std::swap_ranges(&index[list], &index[list + 8], &index[list + 8]); }},
         {"positions that are not sorted", [&](std::string& index) { std::copy_n(&index[list], 8, &index[list + 8]); }},
+        {wrong_place, set(list + 4, 2)},
         {wrong_place, set(single_value + 4, 2)},
         {wrong_place, [&](std::string& index) { Put(index, single_value, (std::uint64_t{1} << 32U) + 30); }},
         {wrong_place, set(single_value, 9)},
