@@ -220,6 +220,9 @@ TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
         const auto good = Tests::ReadAll(BuildIndex(options, fasta, "long.mmi"));
         EXPECT_EQ(LoadedFrom(folder.Path("long.mmi")), Loaded(2, "")) << options;
         const auto bases = Tests::IndexParts(good).bases_begin;
+        auto other_end = good;
+        other_end[good.size() - 20] ^= 1;
+        EXPECT_EQ(LoadedFrom(folder.Write("other.mmi", other_end)).first, kRefused) << options;
         for (const std::size_t zeros : {40U, 300U, 100000U}) {
             for (auto begin = good.size() - zeros; begin > bases; begin -= std::min(begin - bases, zeros + 61234)) {
                 auto damaged = good;
