@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "tests/third_party_alignment/qel_minimap2/index/index_mutants.h"
+#include "benchmarks/index_check/index_mutants.h"
 
 int main(int argc, char** argv) {
     if (argc != 3) {
@@ -11,8 +11,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     constexpr std::size_t kBases = 300000, kReads = 30;
-    Tests::IndexMutants mutants(static_cast<std::uint32_t>(std::atol(argv[2])), kBases, kReads);
-    Tests::MutantFigures figures;
+    IndexCheck::IndexMutants mutants(static_cast<std::uint32_t>(std::atol(argv[2])), kBases, kReads);
+    IndexCheck::MutantFigures figures;
     mutants.Try(std::atol(argv[1]), figures);
     long changed = 0;
     for (const auto& [what, count] : figures.changed) {

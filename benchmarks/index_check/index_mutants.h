@@ -8,22 +8,9 @@
 #include <vector>
 
 #include "tests/common/temporary_folder.h"
+#include "tests/third_party_alignment/qel_minimap2/index/index_parts.h"
 
-namespace Tests {
-
-/// Where the parts of a prebuilt index lie in its bytes.
-struct IndexParts {
-    explicit IndexParts(const std::string& index);
-
-    /// Of an offset: "header", "name or length", "count", "position", "key", "value", "bases".
-    std::string PartOf(std::size_t offset) const;
-
-    struct Bucket {
-        std::size_t begin, key_count_at, end;
-    };
-    std::vector<Bucket> buckets;
-    std::size_t names_begin = 24, bases_begin = 0;
-};
+namespace IndexCheck {
 
 /// What became of damaged indexes.
 struct MutantFigures {
@@ -53,13 +40,13 @@ private:
     std::string Records(const std::string& path) const;
     /// Returns what was done to the index.
     std::string Damage(std::string& index);
-    std::string ChangeCountOrStart(std::string& index, const IndexParts& parts);
-    std::string SwapBuckets(std::string& index, const IndexParts& parts);
+    std::string ChangeCountOrStart(std::string& index, const Tests::IndexParts& parts);
+    std::string SwapBuckets(std::string& index, const Tests::IndexParts& parts);
 
     std::mt19937 generator;
-    TemporaryFolder folder;
+    Tests::TemporaryFolder folder;
     std::vector<std::string> reads;
     std::vector<Sound> sound;
 };
 
-}  // namespace Tests
+}  // namespace IndexCheck

@@ -1,4 +1,4 @@
-#include "tests/third_party_alignment/qel_minimap2/index/index_mutants.h"
+#include "benchmarks/index_check/index_mutants.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,7 +13,7 @@
 #include "tests/common/texts.h"
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
-namespace Tests {
+namespace IndexCheck {
 
 namespace {
 
@@ -22,42 +22,23 @@ constexpr rlim_t kSeconds = 20;  // Of CPU time.
 constexpr long kMostKib = 1L << 20U;
 constexpr std::size_t kReadBases = 1000;
 
-template <typename T>
-T Number(const std::string& index, std::size_t at) {
-    T number{};
-    std::memcpy(&number, index.data() + at, sizeof number);
-    return number;
-}
-
-}  // namespace
-
-IndexParts::IndexParts(const std::string& index) {
-    std::size_t at = names_begin;
-    for (auto left = Number<std::uint32_t>(index, 16); left > 0; --left) {
-        at += std::size_t{5} + static_cast<unsigned char>(index[at]);
+// "header", "name or length", "count", "position", "key", "value" or "bases".
+std::string PartOf(const Tests::IndexParts& parts, std::size_t offset) {
+    if (offset < parts.names_begin || offset >= parts.bases_begin) {
+        return offset < parts.names_begin ? "header" : "bases";
     }
-    for (std::uint64_t left = std::uint64_t{1} << Number<std::uint32_t>(index, 12); left > 0; --left) {
-        const auto keys_at = at + 4 + std::size_t{8} * Number<std::uint32_t>(index, at);
-        const auto end = keys_at + 4 + std::size_t{16} * Number<std::uint32_t>(index, keys_at);
-        buckets.push_back({at, keys_at, end});
-        at = end;
-    }
-    bases_begin = at;
-}
-
-std::string IndexParts::PartOf(std::size_t offset) const {
-    if (offset < names_begin || offset >= bases_begin) {
-        return offset < names_begin ? "header" : "bases";
-    }
-    if (offset < buckets.front().begin) {
+    if (offset < parts.buckets.front().begin) {
         return "name or length";
     }
-    const auto after = std::upper_bound(buckets.begin(), buckets.end(), offset,
-                                        [](std::size_t place, const Bucket& bucket) { return place < bucket.end; });
+    const auto after =
+        std::upper_bound(parts.buckets.begin(), parts.buckets.end(), offset,
+                         [](std::size_t place, const Tests::IndexParts::Bucket& bucket) { return place < bucket.end; });
     const bool in_keys = offset >= after->key_count_at;
     const auto place = offset - (in_keys ? after->key_count_at : after->begin);
     return place < 4 ? "count" : !in_keys ? "position" : (place - 4) % 16 < 8 ? "key" : "value";
 }
+
+}  // namespace
 
 IndexMutants::IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t read_count) : generator(seed) {
     const auto repeat = RandomBases(bases / 40);
@@ -79,11 +60,13 @@ IndexMutants::IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t re
     for (const std::string preset : {"map-ont", "map-pb", "asm5", "sr"}) {
         for (const auto k : {6, 13, 15, 19, 22, 23, 28}) {
             const auto options = "-x " + preset + " -k " + std::to_string(k);
-            const auto command = "minimap2 " + options + " -d " + folder.Path("sound") + " " + fasta + " 2> /dev/null";
+            std::string command = "minimap2 ";
+            command.append(options).append(" -d ").append(folder.Path("sound")).append(" ").append(fasta);
+            command += " 2> /dev/null";
             if (std::system(command.c_str()) != 0) {
                 throw std::runtime_error(command);
             }
-            sound.push_back({options, ReadAll(folder.Path("sound")), Records(folder.Path("sound"))});
+            sound.push_back({options, Tests::ReadAll(folder.Path("sound")), Records(folder.Path("sound"))});
         }
     }
 }
@@ -116,7 +99,7 @@ std::string IndexMutants::Records(const std::string& path) const {
     return records;
 }
 
-std::string IndexMutants::ChangeCountOrStart(std::string& index, const IndexParts& parts) {
+std::string IndexMutants::ChangeCountOrStart(std::string& index, const Tests::IndexParts& parts) {
     const auto& bucket = parts.buckets[Below(parts.buckets.size())];
     const auto entries = (bucket.end - bucket.key_count_at - 4) / 16;
     const auto kind = Below(4);
@@ -124,13 +107,13 @@ std::string IndexMutants::ChangeCountOrStart(std::string& index, const IndexPart
     if (kind > 1 && entries > 0) {
         at += 4 + 16 * Below(entries) + 8 + (kind == 3 ? 4 : 0);
     }
-    const auto number = Number<std::uint32_t>(index, at);
+    const auto number = Tests::NumberAt<std::uint32_t>(index, at);
     const std::uint32_t changed[] = {number + 1, number - 1, number * 2, number + 1000, 0, 1, UINT32_MAX};
     std::memcpy(&index[at], &changed[Below(std::size(changed))], sizeof number);
-    return "changed count or start, " + parts.PartOf(at);
+    return "changed count or start, " + PartOf(parts, at);
 }
 
-std::string IndexMutants::SwapBuckets(std::string& index, const IndexParts& parts) {
+std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexParts& parts) {
     auto first = Below(parts.buckets.size()), second = Below(parts.buckets.size());
     if (first > second) {
         std::swap(first, second);
@@ -146,11 +129,11 @@ std::string IndexMutants::SwapBuckets(std::string& index, const IndexParts& part
 }
 
 std::string IndexMutants::Damage(std::string& index) {
-    const IndexParts parts(index);
+    const Tests::IndexParts parts(index);
     // The names and the header are few bytes; without this they would hardly ever be hit.
     auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());
     const auto size = std::min(std::size_t{1} << Below(14), index.size() - at);
-    const auto where = parts.PartOf(at);
+    const auto where = PartOf(parts, at);
     switch (Below(7)) {
         case 0:
             index[at] = static_cast<char>(index[at] ^ (1 << Below(8)));
@@ -207,4 +190,4 @@ void IndexMutants::Try(long count, MutantFigures& figures) {
     }
 }
 
-}  // namespace Tests
+}  // namespace IndexCheck
