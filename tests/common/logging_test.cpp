@@ -71,7 +71,7 @@ TEST(Logging, EachSinkTakesItsSeverities) {
         {false, true, "", "m", "vmiwe"},
         {true, true, "c_verbose", "", "vmiwe"},  // --verbose_logs outdoes the categories.
         {false, false, "other, c_verbose", "m", "tvmiwe"},
-        {false, false, "other", "m", "vmiwe"},
+        {false, false, "c_verbose2 c", "m", "vmiwe"},
     };
     const std::regex main_line("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[message\\] m");
     for (const auto& [quiet, verbose, categories, out, verbose_file] : cases) {
@@ -97,6 +97,20 @@ TEST(Logging, EachSinkTakesItsSeverities) {
     int evaluated = 0;
     TAVIK_LOG(error) << ++evaluated;
     EXPECT_EQ(evaluated, 0) << "a rejected record is not even built";
+}
+
+TEST(Logging, ARunKeepsTheLinesOfAnotherOneOfTheSameSecond) {
+    const Tests::TemporaryFolder folder;
+    for (int run = 0; run < 3; ++run) {
+        StartLogging(folder, true, false, "");
+        TAVIK_LOG(info) << "i";
+    }
+    logging::Prepare();
+    std::size_t lines = 0;
+    for (const auto& file : std::filesystem::directory_iterator(folder.Path(""))) {
+        lines += Tests::ReadLines(file.path()).size();
+    }
+    EXPECT_EQ(lines, 3U);
 }
 
 TEST(Logging, SinksGoOnlyToTheirLoggers) {

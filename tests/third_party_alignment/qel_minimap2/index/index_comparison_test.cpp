@@ -13,6 +13,7 @@
 #include <mmpriv.h>
 #include <pthread.h>
 
+#include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 #include "third_party_alignment/qel_minimap2/index/index_buckets.h"
@@ -291,6 +292,9 @@ TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
     std::vector<int> calls(1000);
     ForEach(calls.size(), [&](std::size_t item, unsigned worker) { calls[item] += worker < WorkerLimit() ? 1 : 1000; });
     EXPECT_EQ(calls, std::vector<int>(1000, 1));
+    Tests::Meeting meeting(static_cast<int>(WorkerLimit()));
+    ForEach(WorkerLimit(), [&](std::size_t, unsigned) { meeting.Attend(); });
+    EXPECT_FALSE(meeting.Failed()) << "all workers are at work at once";
     EXPECT_EQ(Tests::ErrorOf([] {
                   ForEach(100, [](std::size_t item, unsigned) {
                       if (item == 7) {
