@@ -1,0 +1,119 @@
+// The kernels, on calls as minimap2 makes them for noisy reads with the preset that reads are mapped with.
+
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
+#include "third_party_alignment/qel_minimap2/kernel/sketch.h"
+
+namespace {
+
+using Bases = std::vector<std::uint8_t>;
+using qel_minimap2::kernel::AlignmentCall;
+
+constexpr int kNoBand = -1;
+
+bool IsSkipped(benchmark::State& state) {
+    const bool has_avx2 = __builtin_cpu_supports("avx2");
+    if (!has_avx2) {
+        state.SkipWithError("This processor has no AVX2.");
+    }
+    return !has_avx2;
+}
+
+// A target, and a query with an error in about every 12 bases and `inserted` more bases in its middle.
+struct Pair {
+    Pair(int length, int inserted) {
+        const auto base = [this] { return static_cast<std::uint8_t>(random() % 4); };
+        for (int i = 0; i < length; ++i) {
+            target.push_back(base());
+            const auto draw = random() % 36;
+            if (draw != 0) {
+                query.push_back(draw == 1 ? base() : target.back());
+            }
+            for (int left = draw == 2 ? 1 : i == length / 2 ? inserted : 0; left > 0; --left) {
+                query.push_back(base());
+            }
+        }
+    }
+
+    std::mt19937 random{1};
+    Bases target, query;
+};
+
+void Align(benchmark::State& state, const Pair& pair, int band, int z_drop, int flags) {
+    if (IsSkipped(state)) {
+        return;
+    }
+    std::vector<std::int8_t> matrix(25, -1);
+    for (std::size_t i = 0; i < 16; ++i) {
+        matrix[i / 4 * 5 + i % 4] = static_cast<std::int8_t>(i / 4 == i % 4 ? 2 : -4);
+    }
+    const AlignmentCall call{nullptr,
+                             static_cast<int>(pair.query.size()),
+                             pair.query.data(),
+                             static_cast<int>(pair.target.size()),
+                             pair.target.data(),
+                             5,
+                             matrix.data(),
+                             4,
+                             2,
+                             24,
+                             1,
+                             band,
+                             z_drop,
+                             -1,
+                             flags};
+    ksw_extz_t result{};
+    for ([[maybe_unused]] auto _ : state) {
+        qel_minimap2::kernel::AlignWithAvx2(call, result);
+        benchmark::DoNotOptimize(result.score);
+    }
+    std::free(result.cigar);
+}
+
+void FillGap(benchmark::State& state) {
+    const Pair pair(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
+}
+// Too short for a strip, in strips of 32, 64 and 128 lanes, and without one.
+BENCHMARK(FillGap)
+    ->ArgNames({"bases", "inserted"})
+    ->Args({16, 0})
+    ->Args({100, 0})
+    ->Args({400, 0})
+    ->Args({1000, 40})
+    ->Args({1000, 90})
+    ->Args({1500, 400});
+
+void ExtendFromChain(benchmark::State& state) {
+    const Pair pair(static_cast<int>(state.range(0)), 0);
+    Align(state, pair, static_cast<int>(state.range(1)), 400, KSW_EZ_EXTZ_ONLY);
+}
+BENCHMARK(ExtendFromChain)->ArgNames({"bases", "band"})->Args({150, 751})->Args({1000, 751})->Args({1000, 200});
+
+void Sketch(benchmark::State& state) {
+    if (IsSkipped(state)) {
+        return;
+    }
+    std::string bases;
+    for (const auto base : Pair(static_cast<int>(state.range(0)), 0).target) {
+        bases += "ACGT"[base];
+    }
+    mm128_v minimizers{};
+    for ([[maybe_unused]] auto _ : state) {
+        minimizers.n = 0;
+        qel_minimap2::kernel::SketchWithAvx2(
+            {nullptr, bases.data(), static_cast<int>(bases.size()), 10, 15, 0, &minimizers});
+        benchmark::DoNotOptimize(minimizers.n);
+    }
+    std::free(minimizers.a);
+}
+BENCHMARK(Sketch)->ArgName("bases")->Arg(5000);
+
+}  // namespace
