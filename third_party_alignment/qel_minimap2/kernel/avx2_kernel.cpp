@@ -4,6 +4,8 @@
 #include "third_party_alignment/qel_minimap2/kernel/checkpointed_sweep.h"
 #include "third_party_alignment/qel_minimap2/kernel/general_kernel.h"
 #include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
+#include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 
 namespace qel_minimap2::kernel {
 
@@ -24,6 +26,12 @@ void Learn(int loss, int length) {
     recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
 }
 
+template <int N, Trace kTrace>
+BandOutcome Try(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
+                const BandWindow& window, ksw_extz_t& result) {
+    return CertifiedBand<N, kTrace>(call, scoring, sequences).Try(window, result);
+}
+
 template <Trace kTrace>
 bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                  ksw_extz_t& result) {
@@ -32,8 +40,9 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     // The gap that the difference in length makes is a loss that says nothing about the read's errors.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
-    for (int blocks = 1; blocks <= 8; blocks *= 2) {
-        const int width = blocks * Lanes32::kWidth;
+    int width = Lanes32::kWidth / 2;
+    for (const auto attempt : {&Try<1, kTrace>, &Try<2, kTrace>, &Try<4, kTrace>, &Try<8, kTrace>}) {
+        width *= 2;
         const BandWindow window = WindowOf(call, scoring, width);
         if (window.provable <= expected) {
             continue;
@@ -41,10 +50,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
         if (width * 3 > shorter * 2) {  // The whole matrix is not much larger.
             return false;
         }
-        const auto outcome = blocks == 1   ? CertifiedBand<1, kTrace>(call, scoring, sequences).Try(window, result)
-                             : blocks == 2 ? CertifiedBand<2, kTrace>(call, scoring, sequences).Try(window, result)
-                             : blocks == 4 ? CertifiedBand<4, kTrace>(call, scoring, sequences).Try(window, result)
-                                           : CertifiedBand<8, kTrace>(call, scoring, sequences).Try(window, result);
+        const auto outcome = attempt(call, scoring, sequences, window, result);
         if (outcome.traced) {
             Learn(outcome.loss - fixed_loss, shorter);
             expected = Larger(expected, outcome.loss);
@@ -57,11 +63,8 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
 }
 
 template <Trace kTrace>
-bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, ksw_extz_t& result) {
-    PaddedSequences sequences;
-    if (!sequences.Prepare(call)) {
-        return false;
-    }
+bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
+                   ksw_extz_t& result) {
     if (AlignInBand<kTrace>(call, scoring, sequences, result)) {
         CountOwnCall(OwnFunction::certified_band);
         return true;
@@ -82,13 +85,16 @@ bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
 }
 
 template <bool kBanded>
-bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, int band, ksw_extz_t& result) {
+bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
+                    ksw_extz_t& result) {
+    // The library reads zeros behind the sequences, and beside a band it makes a difference.
+    sequences.Pad<Lines::kPadding>(0, 0);
     CountOwnCall(OwnFunction::general_kernel);
     if (call.Has(KSW_EZ_SCORE_ONLY)) {
-        return GeneralKernel<kBanded, Trace::none>(call, scoring, band).Run(result);
+        return GeneralKernel<kBanded, Trace::none>(call, scoring, sequences, band).Run(result);
     }
-    return call.Has(KSW_EZ_RIGHT) ? GeneralKernel<kBanded, Trace::right>(call, scoring, band).Run(result)
-                                  : GeneralKernel<kBanded, Trace::left>(call, scoring, band).Run(result);
+    return call.Has(KSW_EZ_RIGHT) ? GeneralKernel<kBanded, Trace::right>(call, scoring, sequences, band).Run(result)
+                                  : GeneralKernel<kBanded, Trace::left>(call, scoring, sequences, band).Run(result);
 }
 
 }  // namespace
@@ -99,16 +105,23 @@ bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
     if (!MakeScoring(call, scoring)) {
         return true;
     }
+    PaddedSequences sequences;
+    if (!sequences.Prepare(call)) {
+        return false;
+    }
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
     if (band < longer) {
-        return AlignGenerally<true>(call, scoring, band, result);
+        return AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    if (IsGapFilling(call, scoring) && (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, result)
-                                                               : AlignInStrips<Trace::left>(call, scoring, result))) {
-        return true;
+    if (sequences.has_only_bases && IsGapFilling(call, scoring)) {
+        sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
+        if (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, sequences, result)
+                                   : AlignInStrips<Trace::left>(call, scoring, sequences, result)) {
+            return true;
+        }
     }
-    return AlignGenerally<false>(call, scoring, band, result);
+    return AlignGenerally<false>(call, scoring, sequences, band, result);
 }
 
 }  // namespace qel_minimap2::kernel

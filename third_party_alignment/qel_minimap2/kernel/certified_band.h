@@ -5,6 +5,8 @@
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
+#include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/strip.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
@@ -74,7 +76,7 @@ public:
     BandOutcome Try(const BandWindow& window, ksw_extz_t& result) {
         PathRuns path;
         const int rows = call.query_length + call.target_length - 1;
-        directions = ScratchMemory(Scratch::directions, static_cast<std::size_t>(rows) * kWidth);
+        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * kWidth);
         if (directions == nullptr || !path.Reserve(call)) {
             return {};
         }
@@ -102,35 +104,27 @@ public:
 private:
     static constexpr int kWidth = Strip<N>::kWidth;
 
-    // Row 2n + 1 lies at the same target positions as row 2n, row 2n + 2 one further.
+    // Rows after the first are computed in twos, so the last one may be one too many, which nobody looks at.
     void Sweep(const BandWindow& window, int rows) {
         Strip<N> strip(scoring);
-        const std::uint8_t* target = sequences.target + window.base;
-        const std::uint8_t* query = sequences.reversed_query + (call.query_length - 1) + window.base;
-        std::uint8_t* out = directions;
         int base = window.base;
-        int r = 0;
-        strip.template Row<kTrace, Shift::none, true>(r++, base, target, query, out);
-        // The rows in which the first position of either sequence may still be in the strip; an odd number, as below.
-        const int with_border = Larger(-2 * window.base, 2 * (kWidth + window.base)) + 3;
-        for (; r < rows && r < with_border; ++r) {
-            out += kWidth;
-            if (r % 2 == 1) {
-                strip.template Row<kTrace, Shift::up, true>(r, base, target, --query, out);
-            } else {
-                strip.template Row<kTrace, Shift::down, true>(r, ++base, ++target, query, out);
-            }
+        const std::uint8_t* target = sequences.target + base;
+        const std::uint8_t* query = sequences.QueryOpposite(0) + base;
+        std::uint8_t* out = directions;
+        strip.template Row<kTrace, Shift::none, true>(0, base, target, query, out);
+        // Row r + 1 lies at the same target positions as row r, row r + 2 one further.
+        const auto two_rows = [&]<bool kBorder>(int r) __attribute__((always_inline)) {
+            strip.template Row<kTrace, Shift::up, kBorder>(r, base, target, --query, out += kWidth);
+            strip.template Row<kTrace, Shift::down, kBorder>(r + 1, ++base, ++target, query, out += kWidth);
+        };
+        // The rows in which the first position of either sequence may still be in the strip.
+        const int with_border = Smaller(rows, Larger(-2 * window.base, 2 * (kWidth + window.base)) + 3);
+        int r = 1;
+        for (; r < with_border; r += 2) {
+            two_rows.template operator()<true>(r);
         }
-        if (r < rows && r % 2 == 0) {
-            out += kWidth;
-            strip.template Row<kTrace, Shift::down, false>(r++, ++base, ++target, query, out);
-        }
-        for (; r + 1 < rows; r += 2) {
-            strip.template Row<kTrace, Shift::up, false>(r, base, target, --query, out += kWidth);
-            strip.template Row<kTrace, Shift::down, false>(r + 1, ++base, ++target, query, out += kWidth);
-        }
-        if (r < rows) {
-            strip.template Row<kTrace, Shift::up, false>(r, base, target, --query, out + kWidth);
+        for (; r < rows; r += 2) {
+            two_rows.template operator()<false>(r);
         }
     }
 

@@ -7,6 +7,8 @@
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
+#include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/strip.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
@@ -87,7 +89,8 @@ private:
     // Copies lie one behind the other; the room around each lets a corner reach beyond the row's ends.
     bool PrepareCopies() {
         const int count = (rows - 1) / kRows;
-        auto* offsets = ScratchMemory(Scratch::scores, static_cast<std::size_t>(count + 1) * sizeof *copy_offsets);
+        auto* offsets =
+            ScratchMemory(Scratch::copy_offsets, static_cast<std::size_t>(count + 1) * sizeof *copy_offsets);
         if (offsets == nullptr) {
             return false;
         }
@@ -97,7 +100,7 @@ private:
             copy_offsets[n] = size;
             size += static_cast<std::size_t>(CopySize((n + 1) * kRows - 1) + 2 * kPadding) * kLineCount;
         }
-        copies = ScratchMemory(Scratch::directions, size + kPadding + kWidth);
+        copies = ScratchMemory(Scratch::way_back, size + kPadding + kWidth);
         return copies != nullptr;
     }
 
@@ -131,7 +134,7 @@ private:
             before.x2 = Lanes32::Load(lines[kX2] + begin - kBlock);
             before.v = Lanes32::Load(lines[kV] + begin - kBlock);
         }
-        const std::uint8_t* query = sequences.reversed_query + (call.query_length - 1 - r);
+        const std::uint8_t* query = sequences.QueryOpposite(r);
         for (int t = begin; t < last_block; t += kBlock) {
             ComputeBlock(t, query, before, LoadBlock(t));
         }
@@ -184,7 +187,7 @@ private:
             }
         }
         const std::uint8_t* target = sequences.target + corner_base;
-        const std::uint8_t* query = sequences.reversed_query + (call.query_length - 1) + corner_base;
+        const std::uint8_t* query = sequences.QueryOpposite(0) + corner_base;
         strip.template Row<kTrace, Shift::none, true>(first_row, corner_base, target, query - first_row, corner[0]);
         const bool at_border = corner_base <= 0 || first_row - corner_base < kWidth;
         for (int r = first_row + 1; r <= last_row; ++r) {

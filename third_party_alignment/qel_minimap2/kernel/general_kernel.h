@@ -8,6 +8,8 @@
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
 #include "third_party_alignment/qel_minimap2/kernel/maximum.h"
+#include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
 
@@ -28,93 +30,80 @@ namespace {
 // as 32, a last single block as 16. It also keeps the line of substitution scores, which the library writes only from
 // the first cell on and only in blocks of 16 from there, since the lanes around it read what earlier rows left in it.
 
-/// The state of the matrix between two anti-diagonals, one byte per target position, and the sequences.
+/// What the library computes at once.
+inline constexpr int kHalfBlock = 16;
+
+/// The state of the matrix between two anti-diagonals, one byte per target position.
 struct Lines {
     std::int8_t *u, *v, *x, *y, *x2, *y2, *substitution;
-    std::uint8_t *target, *reversed_query;
 
     static constexpr int kPadding = 64;
 
     /// False when there is no memory.
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
-        const auto target_room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
-        const auto query_room =
-            static_cast<std::size_t>(RoundDown(call.query_length + 63, 64)) + 2 * std::size_t{kPadding};
-        auto* memory = ScratchMemory(Scratch::lines, target_room * 8 + query_room + 3 * std::size_t{kPadding});
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
+        auto* memory = static_cast<std::int8_t*>(static_cast<void*>(ScratchMemory(Scratch::lines, room * 7)));
         if (memory == nullptr) {
             return false;
         }
-        memory += kPadding;
-        auto* signed_memory = static_cast<std::int8_t*>(static_cast<void*>(memory));
         for (auto* line : {&u, &v, &x, &y, &x2, &y2, &substitution}) {
-            *line = signed_memory;
-            signed_memory += target_room;
+            *line = memory;
+            memory += room;
         }
-        std::memset(u, -scoring.open - scoring.extend, 4 * target_room);
-        std::memset(x2, -scoring.open2 - scoring.extend2, 2 * target_room);
-        std::memset(substitution, 0, target_room);
-        target = memory + 7 * target_room;
-        const auto target_length = static_cast<std::size_t>(call.target_length);
-        std::memcpy(target, call.target, target_length);
-        std::memset(target + target_length, 0, target_room - target_length + kPadding);
-        reversed_query = target + target_room + kPadding;
-        for (int j = 0; j < call.query_length; ++j) {
-            reversed_query[j] = call.query[call.query_length - 1 - j];
-        }
-        const auto query_length = static_cast<std::size_t>(call.query_length);
-        std::memset(reversed_query + query_length, 0, query_room - kPadding - query_length);
+        std::memset(u, -scoring.open - scoring.extend, 4 * room);
+        std::memset(x2, -scoring.open2 - scoring.extend2, 2 * room);
+        std::memset(substitution, 0, room);
         return true;
     }
 };
 
 /// The scoring in every lane.
-template <typename Lanes>
 struct Constants {
-    using Register = typename Lanes::Register;
+    using Register = Lanes32::Register;
 
     Constants(const Scoring& s, int letters)
-        : open(Lanes::All(s.open)),
-          open2(Lanes::All(s.open2)),
-          open_extend(Lanes::All(s.open + s.extend)),
-          open_extend2(Lanes::All(s.open2 + s.extend2)),
-          match(Lanes::All(s.match)),
-          mismatch(Lanes::All(s.mismatch)),
-          any(Lanes::All(s.any)),
-          any_letter(Lanes::All(letters - 1)),
-          zero(Lanes::All(0)) {}
+        : open(Lanes32::All(s.open)),
+          open2(Lanes32::All(s.open2)),
+          open_extend(Lanes32::All(s.open + s.extend)),
+          open_extend2(Lanes32::All(s.open2 + s.extend2)),
+          match(Lanes32::All(s.match)),
+          mismatch(Lanes32::All(s.mismatch)),
+          any(Lanes32::All(s.any)),
+          any_letter(Lanes32::All(letters - 1)),
+          zero(Lanes32::All(0)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
-        const Register t = Lanes::Load(target);
-        const Register q = Lanes::Load(query);
-        const Register stands_for_any = Lanes::Or(Lanes::Equal(t, any_letter), Lanes::Equal(q, any_letter));
-        return Lanes::Select(stands_for_any, any, Lanes::Select(Lanes::Equal(t, q), match, mismatch));
+        const Register t = Lanes32::Load(target);
+        const Register q = Lanes32::Load(query);
+        const Register stands_for_any = Lanes32::Or(Lanes32::Equal(t, any_letter), Lanes32::Equal(q, any_letter));
+        return Lanes32::Select(stands_for_any, any, Lanes32::Select(Lanes32::Equal(t, q), match, mismatch));
     }
 
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
 };
 
-/// What the next block of lanes takes from the one before: their highest lanes.
-struct Carry {
-    __m128i x, v, x2;
+/// The block of lanes before one, of which it takes the highest lanes.
+struct BlockBefore {
+    Lanes32::Register x, v, x2;
 };
 
-/// One block of lanes of an anti-diagonal: `s` holds the substitution scores, the carried registers the block before.
-template <typename Lanes, Trace kTrace>
-TAVIK_INLINE void ComputeBlock(const Constants<Lanes>& k, const Lines& lines, int t, typename Lanes::Register s,
-                               typename Lanes::Register (&carry)[3], std::uint8_t* directions) {
-    using Register = typename Lanes::Register;
+/// One block of lanes of an anti-diagonal: `s` holds the substitution scores; the block becomes the next one's
+/// `before`. With kHalf only the lowest 16 lanes are.
+template <Trace kTrace, bool kHalf>
+TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, Lanes32::Register s, BlockBefore& before,
+                               std::uint8_t* directions) {
+    using Lanes = Lanes32;
+    using Register = Lanes::Register;
     const Register old_x = Lanes::Load(lines.x + t);
     const Register old_v = Lanes::Load(lines.v + t);
     const Register old_x2 = Lanes::Load(lines.x2 + t);
     const Register u = Lanes::Load(lines.u + t);
-    const Register v = Lanes::Up(old_v, carry[1]);
-    Register a = Lanes::Add(Lanes::Up(old_x, carry[0]), v);
-    Register a2 = Lanes::Add(Lanes::Up(old_x2, carry[2]), v);
+    const Register v = Lanes::Up(old_v, before.v);
+    Register a = Lanes::Add(Lanes::Up(old_x, before.x), v);
+    Register a2 = Lanes::Add(Lanes::Up(old_x2, before.x2), v);
     Register b = Lanes::Add(Lanes::Load(lines.y + t), u);
     Register b2 = Lanes::Add(Lanes::Load(lines.y2 + t), u);
-    carry[0] = old_x;
-    carry[1] = old_v;
-    carry[2] = old_x2;
+    before = {old_x, old_v, old_x2};
 
     Register z = s;
     Register direction = k.zero;
@@ -133,8 +122,15 @@ TAVIK_INLINE void ComputeBlock(const Constants<Lanes>& k, const Lines& lines, in
     offer(b2, kFromInsertion2);
     // A score beyond a match's cannot be; where lanes beside the band would have one, the library cuts it too.
     z = Lanes::Min(z, k.match);
-    Lanes::Store(lines.u + t, Lanes::Subtract(z, v));
-    Lanes::Store(lines.v + t, Lanes::Subtract(z, u));
+    const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
+        if constexpr (kHalf) {
+            Lanes::StoreHalf(to, lanes);
+        } else {
+            Lanes::Store(to, lanes);
+        }
+    };
+    store(lines.u + t, Lanes::Subtract(z, v));
+    store(lines.v + t, Lanes::Subtract(z, u));
 
     const Register opened = Lanes::Subtract(z, k.open);
     const Register opened2 = Lanes::Subtract(z, k.open2);
@@ -147,12 +143,12 @@ TAVIK_INLINE void ComputeBlock(const Constants<Lanes>& k, const Lines& lines, in
         }
         return Lanes::Subtract(Lanes::Max(gain, k.zero), cost);
     };
-    Lanes::Store(lines.x + t, extend(a, opened, k.open_extend, kDeletionGoesOn));
-    Lanes::Store(lines.y + t, extend(b, opened, k.open_extend, kInsertionGoesOn));
-    Lanes::Store(lines.x2 + t, extend(a2, opened2, k.open_extend2, kDeletion2GoesOn));
-    Lanes::Store(lines.y2 + t, extend(b2, opened2, k.open_extend2, kInsertion2GoesOn));
+    store(lines.x + t, extend(a, opened, k.open_extend, kDeletionGoesOn));
+    store(lines.y + t, extend(b, opened, k.open_extend, kInsertionGoesOn));
+    store(lines.x2 + t, extend(a2, opened2, k.open_extend2, kDeletion2GoesOn));
+    store(lines.y2 + t, extend(b2, opened2, k.open_extend2, kInsertion2GoesOn));
     if constexpr (kTrace != Trace::none) {
-        Lanes::Store(directions + t, direction);
+        store(directions + t, direction);
     }
 }
 
@@ -162,13 +158,13 @@ template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
     /// `band` is not negative, and not below both lengths unless kBanded.
-    GeneralKernel(const AlignmentCall& call, const Scoring& scoring, int band)
+    GeneralKernel(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences, int band)
         : call(call),
           scoring(scoring),
+          sequences(sequences),
           band(band),
           rows(call.query_length + call.target_length - 1),
-          wide(scoring, call.letters),
-          narrow(scoring, call.letters) {}
+          k(scoring, call.letters) {}
 
     /// False, with nothing done, when there is no memory.
     bool Run(ksw_extz_t& result) {
@@ -193,7 +189,7 @@ public:
     }
 
 private:
-    static constexpr int kBlock = kBanded ? Lanes16::kWidth : Lanes32::kWidth;
+    static constexpr int kBlock = kBanded ? kHalfBlock : Lanes32::kWidth;
 
     struct Range {
         int first, last;  // The cells of the row.
@@ -213,7 +209,7 @@ private:
     bool PrepareDirections() {
         const int longest = Smaller(Smaller(call.query_length, call.target_length), kBanded ? band + 1 : INT32_MAX);
         row_size = static_cast<std::size_t>(RoundDown(longest + kBlock - 1, kBlock)) + kBlock;
-        directions = ScratchMemory(Scratch::directions, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
+        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
         return directions != nullptr;
     }
 
@@ -258,53 +254,49 @@ private:
             lines.y2[r] = static_cast<std::int8_t>(gap2);
             lines.u[r] = static_cast<std::int8_t>(BorderStep(scoring, r));
         }
-        Carry carry{Lanes16::All(x), Lanes16::All(v), Lanes16::All(x2)};
-        const std::uint8_t* query = lines.reversed_query + (call.query_length - 1 - r);
+        BlockBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
         std::uint8_t* row_directions = kTrace == Trace::none ? nullptr : DirectionsOf(r, range);
         if (kBanded || call.Has(KSW_EZ_GENERIC_SC)) {
-            WriteSubstitutions(range, query);
-            const int t = Span<Lanes32, false>(wide, range.begin, range.end, carry, query, row_directions);
-            if constexpr (kBanded) {
-                Span<Lanes16, false>(narrow, t, range.end, carry, query, row_directions);
-            }
+            WriteSubstitutions(r, range);
+            ComputeBlocks<false>(r, range, before_begin, row_directions);
         } else {
-            Span<Lanes32, true>(wide, range.begin, range.end, carry, query, row_directions);
+            ComputeBlocks<true>(r, range, before_begin, row_directions);
         }
     }
 
-    TAVIK_INLINE void WriteSubstitutions(const Range& range, const std::uint8_t* query) {
+    TAVIK_INLINE void WriteSubstitutions(int r, const Range& range) {
+        const std::uint8_t* target = sequences.target;
+        const std::uint8_t* query = sequences.QueryOpposite(r);
         if (call.Has(KSW_EZ_GENERIC_SC)) {
             for (int t = range.first; t <= range.last; ++t) {
-                lines.substitution[t] = call.matrix[lines.target[t] * call.letters + query[t]];
+                lines.substitution[t] = call.matrix[target[t] * call.letters + query[t]];
             }
             return;
         }
-        const int end = range.first + RoundDown(range.last - range.first + 16, 16);
+        const int end = range.first + RoundDown(range.last - range.first + kHalfBlock, kHalfBlock);
         int t = range.first;
         for (; t + Lanes32::kWidth <= end; t += Lanes32::kWidth) {
-            Lanes32::Store(lines.substitution + t, wide.Substitution(lines.target + t, query + t));
+            Lanes32::Store(lines.substitution + t, k.Substitution(target + t, query + t));
         }
         if (t < end) {
-            Lanes16::Store(lines.substitution + t, narrow.Substitution(lines.target + t, query + t));
+            Lanes32::StoreHalf(lines.substitution + t, k.Substitution(target + t, query + t));
         }
     }
 
-    // Computes as many whole blocks of these lanes from t on as fit before `end`; returns where it stopped.
-    template <typename Lanes, bool kOwnScores>
-    TAVIK_INLINE int Span(const Constants<Lanes>& k, int t, int end, Carry& carry, const std::uint8_t* query,
-                          std::uint8_t* row_directions) {
-        if (t + Lanes::kWidth > end) {
-            return t;
-        }
-        typename Lanes::Register registers[3] = {Lanes::FromTop(carry.x), Lanes::FromTop(carry.v),
-                                                 Lanes::FromTop(carry.x2)};
+    // Computes the row's blocks. The substitution scores are its own, made on the way, or those of the line.
+    template <bool kOwnScores>
+    TAVIK_INLINE void ComputeBlocks(int r, const Range& range, BlockBefore before, std::uint8_t* row_directions) {
         const Lines here = lines;  // A copy: for all that the compiler knows the stores of lanes may change the member.
-        for (; t + Lanes::kWidth <= end; t += Lanes::kWidth) {
-            const auto s = kOwnScores ? k.Substitution(here.target + t, query + t) : Lanes::Load(here.substitution + t);
-            ComputeBlock<Lanes, kTrace>(k, here, t, s, registers, row_directions);
+        const std::uint8_t* target = sequences.target;
+        const std::uint8_t* query = sequences.QueryOpposite(r);
+        int t = range.begin;
+        for (; t + Lanes32::kWidth <= range.end; t += Lanes32::kWidth) {
+            const auto s = kOwnScores ? k.Substitution(target + t, query + t) : Lanes32::Load(here.substitution + t);
+            ComputeBlock<kTrace, false>(k, here, t, s, before, row_directions);
         }
-        carry = {Lanes::Top(registers[0]), Lanes::Top(registers[1]), Lanes::Top(registers[2])};
-        return t;
+        if (kBanded && t < range.end) {
+            ComputeBlock<kTrace, true>(k, here, t, Lanes32::Load(here.substitution + t), before, row_directions);
+        }
     }
 
     void TraceBack(PathRuns& path, ksw_extz_t& result) {
@@ -336,10 +328,10 @@ private:
 
     const AlignmentCall& call;
     const Scoring& scoring;
+    const PaddedSequences& sequences;
     const int band;
     const int rows;
-    const Constants<Lanes32> wide;
-    const Constants<Lanes16> narrow;
+    const Constants k;
     Lines lines{};
     std::uint8_t* directions = nullptr;
     std::size_t row_size = 0;  // Bytes.

@@ -29,36 +29,7 @@ constexpr int RoundDown(int n, int step) {
     return n / step * step;
 }
 
-/// 16 signed bytes.
-struct Lanes16 {
-    using Register = __m128i;
-    static constexpr int kWidth = 16;
-
-    static TAVIK_INLINE Register Load(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
-    static TAVIK_INLINE void Store(void* to, Register a) { _mm_storeu_si128(static_cast<__m128i*>(to), a); }
-    static TAVIK_INLINE Register All(int value) { return _mm_set1_epi8(static_cast<char>(value)); }
-    static TAVIK_INLINE Register Add(Register a, Register b) { return _mm_add_epi8(a, b); }
-    static TAVIK_INLINE Register Subtract(Register a, Register b) { return _mm_sub_epi8(a, b); }
-    static TAVIK_INLINE Register Max(Register a, Register b) { return _mm_max_epi8(a, b); }
-    static TAVIK_INLINE Register Min(Register a, Register b) { return _mm_min_epi8(a, b); }
-    /// All bits of a lane where it holds, none elsewhere.
-    static TAVIK_INLINE Register Greater(Register a, Register b) { return _mm_cmpgt_epi8(a, b); }
-    static TAVIK_INLINE Register Equal(Register a, Register b) { return _mm_cmpeq_epi8(a, b); }
-    static TAVIK_INLINE Register Or(Register a, Register b) { return _mm_or_si128(a, b); }
-    static TAVIK_INLINE Register And(Register a, Register b) { return _mm_and_si128(a, b); }
-    /// b without the lanes of a.
-    static TAVIK_INLINE Register AndNot(Register a, Register b) { return _mm_andnot_si128(a, b); }
-    static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {
-        return _mm_blendv_epi8(no, yes, where);
-    }
-    /// Each lane takes the one below it, the lowest the highest of `below`.
-    static TAVIK_INLINE Register Up(Register a, Register below) { return _mm_alignr_epi8(a, below, 15); }
-    /// The 16 highest lanes, and a register whose highest lanes they are.
-    static TAVIK_INLINE __m128i Top(Register a) { return a; }
-    static TAVIK_INLINE Register FromTop(__m128i top) { return top; }
-};
-
-/// 32 signed bytes; as Lanes16.
+/// 32 signed bytes.
 struct Lanes32 {
     using Register = __m256i;
     static constexpr int kWidth = 32;
@@ -67,6 +38,10 @@ struct Lanes32 {
         return _mm256_loadu_si256(static_cast<const __m256i*>(from));
     }
     static TAVIK_INLINE void Store(void* to, Register a) { _mm256_storeu_si256(static_cast<__m256i*>(to), a); }
+    /// The lowest 16 lanes.
+    static TAVIK_INLINE void StoreHalf(void* to, Register a) {
+        _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
+    }
     static TAVIK_INLINE Register All(int value) { return _mm256_set1_epi8(static_cast<char>(value)); }
     static TAVIK_INLINE Register Add(Register a, Register b) { return _mm256_add_epi8(a, b); }
     static TAVIK_INLINE Register Subtract(Register a, Register b) { return _mm256_sub_epi8(a, b); }
@@ -74,24 +49,23 @@ struct Lanes32 {
     static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return _mm256_subs_epu8(a, b); }
     static TAVIK_INLINE Register Max(Register a, Register b) { return _mm256_max_epi8(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return _mm256_min_epi8(a, b); }
+    /// All bits of a lane where it holds, none elsewhere.
     static TAVIK_INLINE Register Greater(Register a, Register b) { return _mm256_cmpgt_epi8(a, b); }
     static TAVIK_INLINE Register Equal(Register a, Register b) { return _mm256_cmpeq_epi8(a, b); }
     static TAVIK_INLINE Register Or(Register a, Register b) { return _mm256_or_si256(a, b); }
     static TAVIK_INLINE Register And(Register a, Register b) { return _mm256_and_si256(a, b); }
+    /// b without the lanes of a.
     static TAVIK_INLINE Register AndNot(Register a, Register b) { return _mm256_andnot_si256(a, b); }
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {
         return _mm256_blendv_epi8(no, yes, where);
     }
+    /// Each lane takes the one below it, the lowest the highest of `below`.
     static TAVIK_INLINE Register Up(Register a, Register below) {
         return _mm256_alignr_epi8(a, _mm256_permute2x128_si256(below, a, 0x21), 15);
     }
     /// Each lane takes the one above it, the highest the lowest of `above`.
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
-    }
-    static TAVIK_INLINE __m128i Top(Register a) { return _mm256_extracti128_si256(a, 1); }
-    static TAVIK_INLINE Register FromTop(__m128i top) {
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(top), top, 1);
     }
 };
 

@@ -1,7 +1,7 @@
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
+
 #include <algorithm>
 #include <utility>
-
-#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 
 namespace qel_minimap2::kernel {
 

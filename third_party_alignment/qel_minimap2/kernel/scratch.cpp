@@ -21,7 +21,7 @@ struct Piece {
     std::size_t size = 0;
 };
 
-thread_local std::array<Piece, 7> pieces;
+thread_local std::array<Piece, static_cast<std::size_t>(Scratch::joining) + 1> pieces;
 
 }  // namespace
 

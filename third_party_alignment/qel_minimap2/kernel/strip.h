@@ -2,11 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
-#include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {
@@ -43,42 +41,9 @@ inline bool Fits(const Scoring& s) {
     return true;
 }
 
-/// The sequences with room around them that no letter equals, the query reversed.
-struct PaddedSequences {
-    // More than the widest strip.
-    static constexpr int kPadding = 320;
-
-    const std::uint8_t* target = nullptr;
-    const std::uint8_t* reversed_query = nullptr;
-
-    /// False for letters that stand for any base, and when there is no memory.
-    bool Prepare(const AlignmentCall& call) {
-        const auto target_length = static_cast<std::size_t>(call.target_length);
-        const auto query_length = static_cast<std::size_t>(call.query_length);
-        auto* memory = ScratchMemory(Scratch::sequences, target_length + query_length + std::size_t{4} * kPadding);
-        if (memory == nullptr) {
-            return false;
-        }
-        auto* const t = memory + kPadding;
-        auto* const q = t + target_length + std::size_t{2} * kPadding;
-        unsigned letters = 0;
-        for (std::size_t i = 0; i < target_length; ++i) {
-            t[i] = call.target[i];
-            letters |= t[i];
-        }
-        for (std::size_t j = 0; j < query_length; ++j) {
-            q[j] = call.query[query_length - 1 - j];
-            letters |= q[j];
-        }
-        std::memset(t - kPadding, 7, kPadding);
-        std::memset(t + target_length, 7, kPadding);
-        std::memset(q - kPadding, 9, kPadding);
-        std::memset(q + query_length, 9, kPadding);
-        target = t;
-        reversed_query = q;
-        return letters <= 3;
-    }
-};
+/// What strips read beside the sequences: letters that equal no base, nor each other.
+inline constexpr int kBesideTarget = 7;
+inline constexpr int kBesideQuery = 9;
 
 /// The biased border value of an anti-diagonal.
 inline int BiasedBorder(const Scoring& s, int r) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
+#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 
 namespace qel_minimap2::kernel {
@@ -115,15 +116,19 @@ public:
         return score;
     }
 
-    /// Makes it the result's CIGAR. Operation by operation, as the library does, so that its buffer grows alike.
+    /// Makes it the result's CIGAR, whose room grows in the library's steps.
     void Deliver(const AlignmentCall& call, ksw_extz_t& result) const {
-        int written = 0;
-        for (int run = 0; run < count; ++run) {
-            const int from = call.Has(KSW_EZ_REV_CIGAR) ? run : count - 1 - run;
-            result.cigar = ksw_push_cigar(call.pool, &written, &result.m_cigar, result.cigar, runs[from] & 15U,
-                                          static_cast<int>(runs[from] >> 4));
+        if (result.m_cigar < count) {
+            while (result.m_cigar < count) {
+                result.m_cigar = result.m_cigar > 0 ? 2 * result.m_cigar : 4;
+            }
+            const auto room = static_cast<std::size_t>(result.m_cigar) * sizeof *result.cigar;
+            result.cigar = static_cast<std::uint32_t*>(krealloc(call.pool, result.cigar, room));
         }
-        result.n_cigar = written;
+        for (int run = 0; run < count; ++run) {
+            result.cigar[run] = runs[call.Has(KSW_EZ_REV_CIGAR) ? run : count - 1 - run];
+        }
+        result.n_cigar = count;
     }
 
 private:
