@@ -7,7 +7,7 @@
 
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the linker's names.
 extern FILE* __real_stdin;
 extern FILE* __real_stdout;
 extern FILE* __real_stderr;
@@ -24,5 +24,5 @@ extern int mm_verbose;
     __wrap_stderr = __real_stderr;
     mm_verbose = 1;  // Errors only: what minimap2 would tell about its progress is not ours to print.
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 }

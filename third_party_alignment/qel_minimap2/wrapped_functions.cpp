@@ -14,7 +14,7 @@
 #include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
 
 // The linker sends the library's calls of these functions to __wrap_<name>, and __real_<name> to the library.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
@@ -24,7 +24,7 @@ decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
 decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
 decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 using namespace qel_minimap2::kernel;
 
@@ -40,7 +40,7 @@ mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
 
 }  // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tlen, const std::uint8_t* target,
                           std::int8_t m, const std::int8_t* mat, std::int8_t q, std::int8_t e, std::int8_t q2,
                           std::int8_t e2, int w, int zdrop, int end_bonus, int flag, ksw_extz_t* ez) {
@@ -126,4 +126,4 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
     return __real_mg_lchain_rmq(max_dist, max_dist_inner, bw, max_chn_skip, cap_rmq_size, min_cnt, min_sc, chn_pen_gap,
                                 chn_pen_skip, n, a, n_u, u, km);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
