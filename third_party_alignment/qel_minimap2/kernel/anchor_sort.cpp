@@ -32,8 +32,8 @@ void InsertNumbers(std::uint64_t* numbers, std::size_t count) {
     }
 }
 
-// How keys become short numbers in the same order: bits in which all agree are cut off at the top, after the highest
-// bit, the strand's, has been moved down to the others.
+// Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the others
+// that differ; the bits between, in which all keys agree, are left out.
 class ShortKeys {
 public:
     explicit ShortKeys(std::uint64_t differing) {
@@ -45,14 +45,14 @@ public:
 
     std::uint64_t Of(const mm128_t& anchor) const { return (anchor.x & mask) | anchor.x >> 63U << width; }
 
-    bool Fits;  // With a place behind them, into a number.
+    bool Fits;  // Whether such a number and a place fit into 64 bits.
 
 private:
     unsigned width;
     std::uint64_t mask;
 };
 
-// Sorts a small bucket, equal keys in the order they came in: their place is the lower part of the number.
+// Sorts a small bucket and keeps the order of equal keys: each number ends with the place that its anchor came from.
 void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
     mm128_t sorted[kInserted];
@@ -71,8 +71,9 @@ struct Bucket {
     mm128_t* end;
 };
 
-// The library's exchanges by the byte at `shift`: an element that is not of the first bucket which is not complete goes
-// to where its own bucket goes on, and what lay there is the next to be moved.
+// The library's exchanges by the byte at `shift`. The buckets are completed one after the other. The element at the
+// first open place of a bucket, if it belongs elsewhere, goes to the first open place of its own bucket; the element
+// that lay there is moved next, until one comes that belongs to the bucket itself.
 void Exchange(mm128_t* begin, Bucket (&buckets)[256], unsigned shift) {
     auto* end = begin;
     for (auto& bucket : buckets) {

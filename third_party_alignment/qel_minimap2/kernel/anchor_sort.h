@@ -7,8 +7,8 @@
 
 namespace qel_minimap2::kernel {
 
-/// Sorts by x into the very order that the library's radix_sort_128x leaves, equal keys included, though its order of
-/// equal keys is neither theirs before nor any rule but the course of its own exchanges. Any thread.
+/// Sorts by x. Equal keys come out in the same order as from the library's radix_sort_128x, which is not stable: that
+/// order depends on the exchanges it makes. Any thread.
 void SortAnchors(mm128_t* begin, mm128_t* end);
 
 /// Sorts `count` numbers, using room for as many more at `other`. Numbers equal but for their lowest `sorted_bits` must

@@ -11,17 +11,19 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Shorter gaps are as fast with the general kernel.
+// Shorter gaps are filled as fast by the general kernel, which prepares less.
 constexpr int kShortestForStrips = 24;
 
-// How far below all matches recent paths of this thread scored, per base: what width is worth a try first. It steers
-// the time that a call takes, never its result.
+// How far recent paths of this thread scored below all matches, per base. It tells which width is worth a try first,
+// and so decides the time that a call takes, never its result.
 thread_local double recent_loss = 0.5;
 
+// Somewhat more than the recent loss, because a strip that is too narrow costs a second try.
 int ExpectedLoss(int length) {
     return static_cast<int>(recent_loss * length * 1.15) + 24;
 }
 
+// A moving average over some ten calls.
 void Learn(int loss, int length) {
     recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
 }

@@ -6,11 +6,11 @@
 #include "third_party_alignment/qel_minimap2/kernel/chaining.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 
-// For each anchor the library tries those before it, the nearest first, and keeps the best. It ends early once it has
-// met more than `most_skipped` of them that lie in the chain of one met before without being better. Here the scores of
-// eight candidates are computed at once, and those that cannot precede the anchor, most of them where a read has
-// repeats, drop out eight at a time; the others are then looked at one by one in the library's order, so that the
-// search ends where the library's does.
+// For each anchor the library tries those before it, the nearest first, and keeps the best. A candidate is skipped when
+// it lies in the chain of one that was tried before and is not better; after more than `most_skipped` of these the
+// search ends early. Here the scores of eight candidates are computed at once. Those that cannot precede the anchor,
+// which are most of them where a read has repeats, drop out eight at a time. The others are looked at one by one in the
+// library's order, so that the search ends where the library's does.
 namespace qel_minimap2::kernel {
 
 namespace {

@@ -21,8 +21,8 @@ public:
           skip_penalty(_mm256_set1_ps(skip_penalty)),
           length(_mm256_set1_epi32(anchor_length)) {}
 
-    /// For distances on reference and read of which the lesser is at most an anchor's length apart or the diagonals
-    /// differ (`penalized`), a penalty is taken from what the second anchor adds.
+    /// What the second anchor of each pair adds. `apart`: how far the diagonals lie apart; `lesser`: the lesser of the
+    /// distances on reference and read; `penalized`: the pairs from which a penalty for both is taken.
     TAVIK_INLINE __m256i Of(__m256i apart, __m256i lesser, __m256i penalized) const {
         const __m256 one_half = _mm256_set1_ps(0.5F);
         const __m256 linear = _mm256_add_ps(_mm256_mul_ps(gap_penalty, _mm256_cvtepi32_ps(apart)),
@@ -53,20 +53,15 @@ private:
     __m256i length;
 };
 
-TAVIK_INLINE unsigned MaskOf(__m256i lanes) {
-    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
-}
-
 TAVIK_INLINE __m256i LoadEight(const std::int32_t* from) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
 }
 
-/// The best anchor before one, while candidates are looked at in the library's order; it ends early when too many of
-/// them are already in the chain of a better one.
+/// The best anchor before one, of the candidates looked at so far.
 struct BestBefore {
     std::int32_t score;
     std::int32_t previous = -1;
-    int skipped = 0;
+    int skipped = 0;  // How many more were skipped than were better.
 };
 
 /// Looks at the candidates of a block, of which lane 7 comes first. `valid`: which of them can come before the anchor;

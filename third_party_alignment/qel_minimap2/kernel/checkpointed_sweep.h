@@ -19,12 +19,12 @@ namespace {
 // The third idea: where no band can be proven, the whole matrix without a matrix of directions.
 //
 // The library writes a byte for each cell, 2 * length^2 of them, and then looks at those along one path. Here the sweep
-// only keeps a copy of the six difference lines after every 64th anti-diagonal. The way back needs, while it is between
-// two copies, directions of cells that lie at most 63 positions before the one where it came in, since a row back moves
-// at most one position back. So for each 64 rows the 64 positions up to that one are computed again, from the copy,
-// with directions that fit the first-level cache. At row k behind the copy the lowest k lanes are wrong, for want of
-// what lies before them; the way back, which has by then used up 64 - k of its rows at most, does not reach them. All
-// cells have the values of the full matrix, so direction, ties and score are the library's.
+// only keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the way back needs
+// few cells: each row back moves it at most one position back, so they lie at most 63 positions before the one where it
+// came in. These 64 positions of the 64 rows, the corner, are computed again from the copy, and their directions fit
+// the first-level cache. The corner's cells lack what lies before its lowest lane: in its k-th row the lowest k lanes
+// are wrong. The way back does not reach them, because it has come back at most 64 - k positions in that row. All the
+// cells it reaches have the values of the full matrix, so directions, ties and score are the library's.
 
 template <Trace kTrace>
 class CheckpointedSweep {

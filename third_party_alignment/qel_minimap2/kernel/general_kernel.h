@@ -25,12 +25,12 @@ namespace {
 // and u from lane i of the lines that row r-1 left behind.
 //
 // Without a band every lane that a cell reads was computed for a cell, so the width of the blocks does not matter. With
-// a band it does: the library computes whole blocks of 16, and the lanes beside the band, whose values mean nothing,
-// are read by the cells at its edge in later rows. The banded form therefore computes the very same lanes: pairs of 16
-// as 32, a last single block as 16. It also keeps the line of substitution scores, which the library writes only from
-// the first cell on and only in blocks of 16 from there, since the lanes around it read what earlier rows left in it.
+// a band it does. The library computes whole blocks of 16 lanes; those beside the band mean nothing, and yet the cells
+// at the band's edge read them in later rows. The banded form therefore writes the very same lanes: of a last single
+// block of 16 it computes 32 and stores 16. It also keeps a line of substitution scores as the library does, which
+// writes it in blocks of 16 from the first cell on: the lanes before and behind read what earlier rows left in it.
 
-/// What the library computes at once.
+/// As many lanes as the library computes at once.
 inline constexpr int kHalfBlock = 16;
 
 /// The state of the matrix between two anti-diagonals, one byte per target position.

@@ -9,11 +9,11 @@
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 
 // The library walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
-// their place in the read: a wide one for the least penalty (that is, the score less what the gap will cost) in a
-// range, and a narrow one for a walk back over those near. All anchors are known before, so here they are ranked by
-// their place in the read first, and a tree is a list with an entry for each rank: whether it is in reach, or its
-// penalty. Anchors of different sequences or strands, and those on both sides of a gap wider than the reach, never
-// meet: each such group is ranked for itself.
+// their place in the read. The wide tree gives the least penalty (what the gap will cost, less the score) in a range;
+// the narrow one is for a walk back over those near. All anchors are known before, so here they are ranked by their
+// place in the read first. A tree is then a list with an entry for each rank: its penalty, or whether it is near.
+// Anchors of different sequences or strands never meet, nor do those on both sides of a gap wider than the reach. Each
+// such group is ranked for itself.
 //
 // Where the least penalty is found once in a range, any way to look for it finds the same anchor; where it is found
 // twice the library's choice depends on how its tree is balanced, and the call is left to the library.
@@ -164,7 +164,8 @@ private:
 
     // The best before the anchor at a rank; false when that depends on which of equal penalties is taken.
     bool FindBefore(int begin, int rank, BestBefore& best) {
-        // The range of the library ends before the anchors at the same place in the read, but for the first of all.
+        // The library's range ends before the anchors at the same place in the read. Only the first anchor of all is in
+        // it even then.
         const int equal = first_equal[rank];
         const int last = begin == 0 && member[equal] == 0 ? equal : equal - 1;
         const int least = first_in_reach[rank] <= last ? penalties.Least(first_in_reach[rank], last) : -1;

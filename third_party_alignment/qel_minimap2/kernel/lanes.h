@@ -69,5 +69,10 @@ struct Lanes32 {
     }
 };
 
+/// The sign bits of eight 32-bit lanes, the lowest lane's first.
+TAVIK_INLINE unsigned MaskOf(__m256i lanes) {
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
+}
+
 }  // namespace
 }  // namespace qel_minimap2::kernel

@@ -24,9 +24,10 @@ struct FinishedRow {
 /// Keeps the score of each cell of the current anti-diagonal, adding the differences up in 32 bits, and from them the
 /// maximum, the best ends of query and target, and the drop.
 ///
-/// Of equal maxima the library's four-lane scan takes the last cell if it is one; else the lowest lane that has one, in
-/// it the lowest position; else the first of the up to three cells behind the last four. The place decides only where
-/// a new maximum is set or a drop is possible, so it is looked for only there.
+/// Several cells of an anti-diagonal may have the maximum. The library scans the cells before the last one in four
+/// lanes and takes, in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position;
+/// the first of the up to three cells that fill no four lanes. Which one it is matters only where a new maximum is set
+/// or a drop is possible, so it is looked for only there.
 class ExactMaximum {
 public:
     static constexpr int kPadding = 16;

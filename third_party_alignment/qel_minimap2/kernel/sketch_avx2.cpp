@@ -13,12 +13,14 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers. The
-// library walks the bases with a ring of the last hashes, where nearly every base is a mispredicted branch or two. Here
-// a block of bases is hashed first, eight at a time; then a minimum is followed from one change to the next: the first
-// hash of the next window that is not above it replaces it, else it leaves the window and the latest of the lowest in
-// the window follows it, the others equal to it with it. That is the library's rule wherever a whole window of k-mers
-// without ambiguous bases lies behind; elsewhere (the first bases and those after an ambiguous one) it is applied base
-// by base.
+// library walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
+// nearly every base. Here a block of bases is hashed first, eight at a time. Then the minimum is followed from one
+// change to the next, which is one of two:
+// - Within a window's length behind it there is a hash that is not above it. The first such hash is the new minimum.
+// - There is none, and the minimum leaves the window. The lowest hash in the window is the new minimum, of equal ones
+//   the last; the other equal ones are minimizers too.
+// This is the library's rule where a whole window of k-mers without ambiguous bases lies behind. At the first bases,
+// and after an ambiguous one, there are exceptions; there the rule is applied base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -149,7 +151,7 @@ private:
         }
     }
 
-    // The minimum leaves the window that ends at p: the latest of the lowest takes its place.
+    // The minimum leaves the window that ends at p. The last of the lowest hashes in the window takes its place.
     void Renew(int p, bool is_whole) {
         if (is_whole && MinimumHash() != kNone) {
             Push(minimum);
@@ -168,14 +170,14 @@ private:
     // Which of 16 hashes are above a value, one bit each.
     static TAVIK_INLINE unsigned Above(const std::int32_t* from, std::int32_t value) {
         const __m256i values = _mm256_set1_epi32(value);
-        return Bits(_mm256_cmpgt_epi32(Lanes32::Load(from), values)) |
-               Bits(_mm256_cmpgt_epi32(Lanes32::Load(from + 8), values)) << 8U;
+        return MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from), values)) |
+               MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from + 8), values)) << 8U;
     }
 
     TAVIK_INLINE unsigned EqualInWindow(int first, int count, std::int32_t value) const {
         const __m256i values = _mm256_set1_epi32(value);
-        const unsigned equal = Bits(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first), values)) |
-                               Bits(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first + 8), values)) << 8U;
+        const unsigned equal = MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first), values)) |
+                               MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first + 8), values)) << 8U;
         return equal & ((1U << count) - 1);
     }
 
@@ -191,10 +193,6 @@ private:
         m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4e));
         m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0xb1));
         return _mm_cvtsi128_si32(m);
-    }
-
-    static TAVIK_INLINE unsigned Bits(__m256i lanes) {
-        return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
     }
 
     void PushOthers(unsigned equal, int first) {
@@ -230,9 +228,9 @@ private:
     const std::uint32_t mask;
     std::uint32_t forward = 0;  // The last k bases on either strand.
     std::uint32_t reverse = 0;
-    int bases_in_row = 0;  // Without an ambiguous one, up to where hashes are known.
-    int known = 0;         // The same, up to where minimizers are chosen.
-    int block_begin = 0;   // What position lies at kHistory.
+    int bases_in_row = 0;  // Bases since the last ambiguous one, where hashing has come to.
+    int known = 0;         // The same, where the choice of minimizers has come to.
+    int block_begin = 0;   // The position in the sequence of the hash at kHistory.
     int minimum = kHistory - 1;
     std::int32_t hashes[kHistory + kBlock + 16];
     std::uint8_t strands[kHistory + kBlock];

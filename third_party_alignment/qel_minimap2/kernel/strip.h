@@ -18,8 +18,8 @@ namespace {
 // All values stay within 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
-/// True for scorings whose biased differences stay within a byte and whose border costs what a gap costs, which the
-/// argument of the certified band needs.
+/// True for scorings whose biased differences stay within a byte. The border must also cost what a gap costs: the proof
+/// of the certified band needs that.
 inline bool Fits(const Scoring& s) {
     if (s.open + s.extend + s.open2 + s.extend2 > 56 || s.match <= 0 || s.match > 20 || s.mismatch < -40 ||
         s.mismatch >= s.match) {

@@ -26,13 +26,13 @@ inline constexpr int kInsertionGoesOn = 16;
 inline constexpr int kDeletion2GoesOn = 32;
 inline constexpr int kInsertion2GoesOn = 64;
 
-// What a direction look-up says instead of a byte: outside a band the way back goes along one sequence.
+// What a look-up of a direction returns instead of a byte. Outside a band the way back goes along one sequence only.
 inline constexpr int kOutsideDelete = -1;
 inline constexpr int kOutsideInsert = -2;
 inline constexpr int kGiveUp = -3;
 
-/// The CIGAR of a path under construction, last operation first, in scratch memory: what is not certified must leave
-/// the caller's CIGAR, and the room that was made for it, as they were.
+/// The CIGAR of a path under construction, last operation first. It lies in scratch memory, because a path that is not
+/// proven must leave the caller's CIGAR and its room as they were.
 class PathRuns {
 public:
     /// Room for any path through the matrix; false when there is no memory.

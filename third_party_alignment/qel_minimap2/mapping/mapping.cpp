@@ -81,8 +81,8 @@ private:
     std::size_t capacity = 0;
 };
 
-// All records of one read. `rep_len` -1 leaves out the tag about repetitive seeds, which is of no use to
-// anybody who reads the alignments.
+// All records of one read. `rep_len` -1 leaves out the tag "rl", the length of repetitive seeds: it tells nothing about
+// the alignment.
 char* WriteRecords(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
     constexpr int kNoHit = -1;
     constexpr int kNoRepLen = -1;
@@ -101,7 +101,7 @@ char* WriteRecords(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hi
         if (hits.count == 0) {
             write(kNoHit);
         }
-    } catch (...) {  // Passed on as it is; only the C text in between has no owner of its own.
+    } catch (...) {  // The C text has no owner that would free it.
         std::free(record.s);
         throw;
     }

@@ -13,10 +13,12 @@ namespace qel_minimap2 {
 
 namespace {
 
-// How many minimizers take a step together: long enough for memory to come, few enough for what came to stay.
+// So many minimizers are looked up together. Their memory takes about as long to arrive as the look-up of so many
+// others; with many more, what arrived first would have left the cache again.
 constexpr std::size_t kTogether = 32;
 
-// Lines of memory of a list of positions that are fetched in advance; the processor follows what is longer by itself.
+// The first four lines of a list of positions are fetched in advance. The processor itself fetches the rest of a longer
+// list, once it is read from its start.
 constexpr int kPositionsInLine = 8;
 constexpr int kFetchedPositions = 4 * kPositionsInLine;
 
@@ -30,7 +32,7 @@ public:
     LookUps(const SeedCall& call, const SeedTable& table)
         : index(call.index), minimizers(call.minimizers.a), count(call.minimizers.n), table(table) {}
 
-    // Appends those that occur in the index and returns how many.
+    // Writes a seed for each minimizer that occurs in the index. Returns how many there are.
     int Run(mm_seed_t* seeds) const {
         auto* next = seeds;
         std::array<std::uint64_t, kTogether> slots{};

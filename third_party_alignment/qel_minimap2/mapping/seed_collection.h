@@ -14,8 +14,10 @@ struct SeedCall {
     const mm_idx_t& index;
     const mm128_v& minimizers;
     int read_length;
-    int most_occurrences;         ///< A minimizer that occurs more often in the index is no seed,
-    int most_occurrences_of_any;  ///< unless it is one of the rarest where there are no others for `distance` bases.
+    int most_occurrences;  ///< A minimizer that occurs more often in the index is no seed.
+    /// Where `distance` bases of the read have no seed, the rarest minimizers among them become seeds after all, if
+    /// they occur no more often than this.
+    int most_occurrences_of_any;
     int distance;
 };
 
@@ -25,12 +27,12 @@ struct Seeds {
     mm_seed_t* seeds;
     std::int64_t position_count;      ///< In the index, of all seeds.
     int repetitive_bases;             ///< Of the read, under minimizers that occur too often.
-    int minimizer_count;              ///< As many as seeds,
-    std::uint64_t* minimizer_places;  ///< and where they are: span (upper 32 bits), last base.
+    int minimizer_count;              ///< As many as there are seeds.
+    std::uint64_t* minimizer_places;  ///< Where they are in the read: span (upper 32 bits), last base.
 };
 
-/// As mm_collect_matches, but the table's and the positions' memory is fetched some minimizers before it is needed. Any
-/// thread.
+/// Returns what mm_collect_matches does. The memory of table and positions is fetched some minimizers before it is
+/// needed, which is where the time went. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 }  // namespace qel_minimap2
