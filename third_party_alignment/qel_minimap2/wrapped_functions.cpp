@@ -79,7 +79,7 @@ mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, 
                                          mini_pos);
     }
     CountOwnCall(OwnFunction::seed_collection);
-    const auto seeds = qel_minimap2::CollectSeeds({km, *mi, *mv, qlen, max_occ, max_max_occ, dist}, *table);
+    const auto seeds = qel_minimap2::CollectSeeds({km, *mv, qlen, max_occ, max_max_occ, dist}, *table);
     *n_m = seeds.count;
     *n_a = seeds.position_count;
     *rep_len = seeds.repetitive_bases;

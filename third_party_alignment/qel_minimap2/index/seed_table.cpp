@@ -143,7 +143,7 @@ void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries
     block.counted[1] += static_cast<std::uint32_t>(entries.size()) - repeated;
 }
 
-std::uint64_t SeedTable::Slot(const mm_idx_t& /*index*/, std::uint64_t minimizer) const {
+std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& stretch = stretches[minimizer & bucket_mask];
     if (stretch.groups == 0) {
         return kNoSlot;
@@ -163,18 +163,11 @@ std::uint64_t SeedTable::Slot(const mm_idx_t& /*index*/, std::uint64_t minimizer
     }
 }
 
-const std::uint64_t* SeedTable::AtSlot(const mm_idx_t& /*index*/, std::uint64_t minimizer, std::uint64_t slot,
-                                       int& count) const {
+const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const {
     const auto& block = BlockOf(minimizer);
     const auto& value = block.values[slot];
     count = static_cast<int>(Occurrences(block.keys[slot], value));
     return IsSingle(block.keys[slot]) ? &value : block.positions + (value >> 32U);
-}
-
-const std::uint64_t* SeedTable::Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const {
-    const auto slot = Slot(index, minimizer);
-    count = 0;
-    return slot != kNoSlot ? AtSlot(index, minimizer, slot, count) : nullptr;
 }
 
 std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {

@@ -48,12 +48,9 @@ public:
     /// where one finds no room near its place, as no honest ones can.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
-    /// Where a minimizer occurs in the index, and in `count` how often; null for 0.
-    const std::uint64_t* Find(const mm_idx_t& index, std::uint64_t minimizer, int& count) const;
-
-    /// What Find does, in three steps with a miss of the caches in each, for who has many look-ups to make: the next
-    /// step's memory is fetched while others take theirs. First, have the memory for Slot fetched. Inlined, since the
-    /// compiler drops calls of functions that only prefetch.
+    /// A look-up has three steps with a miss of the caches in each: the next step's memory is fetched while other
+    /// look-ups take theirs. First, have the memory for Slot fetched. Inlined, since the compiler drops calls of
+    /// functions that only prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.groups > 0) {
@@ -62,9 +59,9 @@ public:
     }
     static constexpr std::uint64_t kNoSlot = UINT64_MAX;
     /// Where the table holds a minimizer, or kNoSlot; the memory for AtSlot is being fetched then.
-    std::uint64_t Slot(const mm_idx_t& index, std::uint64_t minimizer) const;
-    /// As Find, of a minimizer whose slot is known.
-    const std::uint64_t* AtSlot(const mm_idx_t& index, std::uint64_t minimizer, std::uint64_t slot, int& count) const;
+    std::uint64_t Slot(std::uint64_t minimizer) const;
+    /// Where the minimizer of a slot occurs in the index, and in `count` how often.
+    const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
 
     /// Above how many occurrences lies the `fraction` of the most frequent minimizers: mm_idx_cal_max_occ of the table.
     std::int32_t OccurrenceThreshold(float fraction) const;

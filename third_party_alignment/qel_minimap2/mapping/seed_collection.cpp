@@ -30,7 +30,7 @@ T* Allocate(void* pool, std::size_t count) {
 class LookUps {
 public:
     LookUps(const SeedCall& call, const SeedTable& table)
-        : index(call.index), minimizers(call.minimizers.a), count(call.minimizers.n), table(table) {}
+        : minimizers(call.minimizers.a), count(call.minimizers.n), table(table) {}
 
     // Writes a seed for each minimizer that occurs in the index. Returns how many there are.
     int Run(mm_seed_t* seeds) const {
@@ -45,7 +45,7 @@ public:
                 if (i + kTogether < count) {
                     table.PrefetchKeys(HashOf(i + kTogether));
                 }
-                slots[i - first] = table.Slot(index, HashOf(i));
+                slots[i - first] = table.Slot(HashOf(i));
             }
             for (std::size_t i = first; i < end; ++i) {
                 if (slots[i - first] != SeedTable::kNoSlot) {
@@ -62,7 +62,7 @@ private:
     mm_seed_t SeedOf(std::size_t i, std::uint64_t slot) const {
         int occurrences = 0;
         mm_seed_t seed{};
-        seed.cr = table.AtSlot(index, HashOf(i), slot, occurrences);
+        seed.cr = table.AtSlot(HashOf(i), slot, occurrences);
         seed.n = static_cast<std::uint32_t>(occurrences);
         seed.q_pos = static_cast<std::uint32_t>(minimizers[i].y);
         seed.q_span = minimizers[i].x & 255U;
@@ -75,7 +75,6 @@ private:
         return seed;
     }
 
-    const mm_idx_t& index;
     const mm128_t* minimizers;
     const std::size_t count;
     const SeedTable& table;

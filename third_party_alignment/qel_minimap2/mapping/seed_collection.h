@@ -11,7 +11,6 @@ namespace qel_minimap2 {
 /// What the library's mm_collect_matches is asked for: which of a read's minimizers are seeds.
 struct SeedCall {
     void* pool;  ///< Where the lists that are returned come from.
-    const mm_idx_t& index;
     const mm128_v& minimizers;
     int read_length;
     int most_occurrences;  ///< A minimizer that occurs more often in the index is no seed.
