@@ -75,7 +75,7 @@ class Plan(WorkflowTest):
 class Attempts(WorkflowTest):
     def setUp(self):
         super().setUp()
-        (self.folder / "plan").write_text(f"00001\tno such file\n00007\t{READS / 'sample_1.fastq'}\n")
+        (self.folder / "plan").write_text(f"100007\tno such file\n00007\t{READS / 'sample_1.fastq'}\n")
         self.arguments = [SCRIPTS / "align_chunk", "plan", "00007", "out", "0", "-a", REFERENCE, "-t", "1"]
         self.environment = {**os.environ, "ALIGNER": PROGRAM, "LOG": "log",
                             "CHECK": os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))}
