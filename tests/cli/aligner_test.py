@@ -85,8 +85,8 @@ class StartUp(AlignerTest):
 
     def test_quiet_run_prints_nothing_and_a_loud_one_its_progress(self):
         self.assertEqual(self.align([SAMPLE], "-z").stdout, "")
-        loud = self.align([SAMPLE]).stdout
-        self.assertIn("Found 1 fastq files.\n", loud)
+        loud = self.align([self.folder / "gone.fq", SAMPLE]).stdout  # A file that failed is done, too.
+        self.assertIn("Found 2 fastq files.\n", loud)
         self.assertIn(f"QEL Tavik alignment software version 1.0.0\ninput path:         \nsave path:          "
                       f"{self.folder / 'out'}\nalignment ref.:     {REFERENCE}\nmin. coverage:      0.6\n", loud)
         self.assertIn(PROGRESS, loud)

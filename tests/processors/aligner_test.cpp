@@ -132,6 +132,15 @@ TEST(Aligner, AsManyReadsAsWorkersAreAlignedAtOnce) {
     }
 }
 
+TEST(Aligner, NoThreadIsAnInvalidNumberAndLessThanNoneIsNot) {
+    const Tests::TemporaryFolder folder;
+    const Tests::CapturedLog log;
+    for (const int threads : {-1, 0, 1}) {
+        EXPECT_EQ(TestedAligner("", folder.Path("."), threads).ValidateParams(), threads != 0);
+    }
+    EXPECT_EQ(log.Of("error"), Lines{"Invalid number of threads: 0"});
+}
+
 TEST(Aligner, TwoInputsOfOneNameAreWarnedAbout) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;
