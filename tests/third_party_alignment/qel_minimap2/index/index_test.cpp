@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -242,9 +243,16 @@ TEST_F(Index, AnIndexIsOfItsOwnSequences) {
     const auto fasta =
         folder.Write("hard.fa", ">long\n" + RandomBases(50000) + "\n>islands\n" + islands + "\n>none\n\n>repeats\n" +
                                     repeats + "\n>one\nA\n>last\n" + RandomBases(3001) + "\n");
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto before = descriptors();
     for (const std::string options : {"-k15 -w10", "-k14 -w10 -H", "-k28 -w1", "-k19 -w19", "-k8 -w40 -H"}) {
         const auto path = BuildIndex(options, fasta, "index.mmi");
         EXPECT_EQ(LoadedFrom(path), Loaded(6, "")) << options;
+        EXPECT_EQ(descriptors(), before);
+        EXPECT_EQ(Tests::ReadAll("/proc/self/maps").find(path), std::string::npos) << "the file is still mapped";
 
         const auto index = Tests::ReadAll(path);
         constexpr std::size_t kWindow = 4, kMerSize = 8, kFlags = 20, kFirstNameLength = 24, kFirstName = 25;
