@@ -46,16 +46,16 @@ inline BandWindow WindowOf(const AlignmentCall& call, const Scoring& s, int widt
     const int twice_base = surplus + 3 - 2 * width;
     // Halves rounded down, so that both ends of the matrix's main way are as far from the edges as can be.
     BandWindow window{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1};
-    // Diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2 are in the strip; these are the first outside.
+    // Diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2 are in the strip; this is the first one above. The
+    // first one below, 2 - 2 * base insertions away, is as far from the other end as this one or up to three bases
+    // further, since base is rounded down. So a path that leaves there never has the higher bound.
     const int above = 2 * window.base + 2 * width - 1;
-    const int below = 2 - 2 * window.base;
-    if (above <= surplus || above <= 0 || below <= 0 || below + surplus <= 0) {
+    if (above <= surplus || above <= 0) {
         return window;
     }
-    // Above: at least `above` target bases are deleted before and `above - surplus` query bases inserted after it.
-    const int above_bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
-    const int below_bound = s.match * (call.query_length - below) - GapCost(s, below) - GapCost(s, below + surplus);
-    window.provable = s.match * Smaller(call.query_length, call.target_length) - Larger(above_bound, below_bound);
+    // At least `above` target bases are deleted before and `above - surplus` query bases inserted after it.
+    const int bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
+    window.provable = s.match * Smaller(call.query_length, call.target_length) - bound;
     return window;
 }
 
