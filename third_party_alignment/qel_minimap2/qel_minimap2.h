@@ -44,7 +44,7 @@ void qelmm_unload_index(mm_idx_t* index);
 /// need not have it, so declare it weak and call it only when it is there.
 const char* qelmm_minimap2_version();
 
-/// How often functions of our own answered in the place of minimap2's, in all reads mapped so far.
+/// How often functions of our own answered in the place of minimap2's, in all reads finished so far.
 struct qelmm_own_call_counts {
     std::uint64_t certified_bands;      ///< Gaps between two seeds, aligned in a narrow strip.
     std::uint64_t checkpointed_sweeps;  ///< Gaps between two seeds, aligned in the whole matrix.

@@ -107,7 +107,7 @@ void BucketReader::ReadBucket(std::uint64_t bucket, const StoredBucket& stored) 
         }
     }
     if (auto* const table = builder.Table(); table != nullptr && !table->Fill(bucket, entries)) {
-        throw DamagedIndex(kTwice);
+        throw DamagedIndex(kTwice);  // Or too many that crowd one place, which only a made-up file has.
     }
     CheckLists(stored);
     positions_before += stored.position_count;

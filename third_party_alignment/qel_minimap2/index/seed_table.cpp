@@ -97,8 +97,8 @@ bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
     return !HoldsTwice(entries, stretch, block.keys);
 }
 
-// Looks only for those keys that share their lowest bits with an earlier one, about one of 16.
-bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) const {
+// Looks only for those keys that share their lowest bits with an earlier one, one of 16 at most, on average.
+bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) {
     constexpr std::size_t kBitsPerKey = 8;
     const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
     std::vector<std::uint64_t> seen(bits / 64);
@@ -112,9 +112,11 @@ bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& str
 }
 
 // Equal keys lie in the same group, or one of them before a full group and the other one behind it.
-bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) const {
+bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) {
     bool found = false;
-    for (auto group = GroupOf(stretch, key >> 1U);; group = stretch.After(group)) {
+    auto group = GroupOf(stretch, key >> 1U);
+    for (unsigned full = 0; full <= kMostFullGroups + 1;
+         ++full, group = stretch.After(group)) {  // As far as Fill goes.
         const auto* const slots = keys + group * kGroupSlots;
         const auto equal = SlotsWith(slots, static_cast<std::uint32_t>(key));
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
@@ -122,9 +124,10 @@ bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uin
         }
         found |= equal != 0;
         if (slots[kGroupSlots - 1] == kFree) {
-            return true;
+            break;
         }
     }
+    return true;
 }
 
 void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries) {
@@ -150,7 +153,9 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     }
     const auto& block = BlockOf(minimizer);
     const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
-    for (auto group = GroupOf(stretch, minimizer >> bucket_bits);; group = stretch.After(group)) {
+    auto group = GroupOf(stretch, minimizer >> bucket_bits);
+    for (unsigned full = 0; full <= kMostFullGroups + 1;
+         ++full, group = stretch.After(group)) {  // As far as Fill goes.
         const auto* const keys = block.keys + group * kGroupSlots;
         if (const auto found = SlotsWith(keys, key); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));
@@ -158,9 +163,10 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
             return slot;
         }
         if (keys[kGroupSlots - 1] == kFree) {
-            return kNoSlot;
+            break;
         }
     }
+    return kNoSlot;
 }
 
 const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -94,8 +93,8 @@ private:
     };
 
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
-    bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) const;
-    bool IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) const;
+    static bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys);
+    static bool IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys);
 
     static std::uint64_t GroupOf(const Stretch& stretch, std::uint64_t key_bits) {
         const auto fraction = static_cast<std::uint32_t>(key_bits * 0x9E3779B1U);

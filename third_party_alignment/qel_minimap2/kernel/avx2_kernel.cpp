@@ -91,12 +91,18 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
                     ksw_extz_t& result) {
     // The library reads zeros behind the sequences, and beside a band it makes a difference.
     sequences.Pad<Lines::kPadding>(0, 0);
-    CountOwnCall(OwnFunction::general_kernel);
+    bool done = false;
     if (call.Has(KSW_EZ_SCORE_ONLY)) {
-        return GeneralKernel<kBanded, Trace::none>(call, scoring, sequences, band).Run(result);
+        done = GeneralKernel<kBanded, Trace::none>(call, scoring, sequences, band).Run(result);
+    } else if (call.Has(KSW_EZ_RIGHT)) {
+        done = GeneralKernel<kBanded, Trace::right>(call, scoring, sequences, band).Run(result);
+    } else {
+        done = GeneralKernel<kBanded, Trace::left>(call, scoring, sequences, band).Run(result);
     }
-    return call.Has(KSW_EZ_RIGHT) ? GeneralKernel<kBanded, Trace::right>(call, scoring, sequences, band).Run(result)
-                                  : GeneralKernel<kBanded, Trace::left>(call, scoring, sequences, band).Run(result);
+    if (done) {
+        CountOwnCall(OwnFunction::general_kernel);
+    }
+    return done;
 }
 
 }  // namespace

@@ -112,7 +112,7 @@ private:
         const std::uint8_t* query = sequences.QueryOpposite(0) + base;
         std::uint8_t* out = directions;
         strip.template Row<kTrace, Shift::none, true>(0, base, target, query, out);
-        // Row r + 1 lies at the same target positions as row r, row r + 2 one further.
+        // For odd r: row r lies at the same target positions as row r - 1, row r + 1 one further.
         const auto two_rows = [&]<bool kBorder>(int r) __attribute__((always_inline)) {
             strip.template Row<kTrace, Shift::up, kBorder>(r, base, target, --query, out += kWidth);
             strip.template Row<kTrace, Shift::down, kBorder>(r + 1, ++base, ++target, query, out += kWidth);

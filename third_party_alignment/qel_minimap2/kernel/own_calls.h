@@ -19,7 +19,7 @@ enum class OwnFunction {
 };
 
 /// Entry n belongs to the n-th OwnFunction.
-using OwnCallCounts = std::array<std::uint64_t, 8>;
+using OwnCallCounts = std::array<std::uint64_t, static_cast<std::size_t>(OwnFunction::joining) + 1>;
 
 /// Counts one call that our function answered instead of the library's, in the calling thread alone.
 void CountOwnCall(OwnFunction function) noexcept;

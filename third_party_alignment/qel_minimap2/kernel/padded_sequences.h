@@ -54,9 +54,9 @@ private:
     // Returns all bits that are set in the letters.
     static unsigned Copy(std::uint8_t* to, const std::uint8_t* from, std::ptrdiff_t step, std::size_t count) {
         unsigned letters = 0;
-        for (std::size_t i = 0; i < count; ++i, from += step) {
-            to[i] = *from;
-            letters |= *from;
+        for (std::size_t i = 0; i < count; ++i) {
+            to[i] = from[step * static_cast<std::ptrdiff_t>(i)];
+            letters |= to[i];
         }
         return letters;
     }
