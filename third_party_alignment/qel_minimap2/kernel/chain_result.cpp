@@ -1,4 +1,4 @@
-#include "third_party_alignment/qel_minimap2/kernel/chain_result.h"
+#include "third_party_alignment/qel_minimap2/kernel/chaining.h"
 
 #include <kalloc.h>
 #include <mmpriv.h>

@@ -41,6 +41,17 @@ struct JoinCall {
     ChainScoring scoring;
 };
 
+/// What is known of each anchor once all are scored, `count` entries each.
+struct ChainedAnchors {
+    std::int64_t* previous;  ///< The one before it in the best chain that ends here, or -1.
+    std::int32_t* scores;    ///< Of that chain.
+    std::int32_t* peaks;     ///< The highest score along it.
+    std::int32_t* marks;     ///< Room.
+};
+
+/// Traces the chains back and puts their anchors in order, in the place of all anchors.
+void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains);
+
 /// Chains with eight candidates at a time; what comes out is what mg_lchain_dp makes of the same anchors, when they are
 /// neither spliced nor of several segments. False, with nothing changed, where that is not certain: anchors that are
 /// not sorted or of different lengths, or no memory. Only on processors with AVX2; any thread.

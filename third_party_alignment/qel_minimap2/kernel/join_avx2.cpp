@@ -2,7 +2,6 @@
 #include <cstring>
 
 #include "third_party_alignment/qel_minimap2/kernel/anchor_sort.h"
-#include "third_party_alignment/qel_minimap2/kernel/chain_result.h"
 #include "third_party_alignment/qel_minimap2/kernel/chain_score.h"
 #include "third_party_alignment/qel_minimap2/kernel/chaining.h"
 #include "third_party_alignment/qel_minimap2/kernel/reach.h"
@@ -21,21 +20,36 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-class Joining {
+class Joining : private AnchorPairs {
 public:
-    Joining(const JoinCall& call, const Chains& chains, int anchor_length)
-        : call(call),
-          anchors(chains.anchors),
-          count(static_cast<int>(chains.count)),
-          length(anchor_length),
-          pairs(call.scoring.gap_penalty, call.scoring.skip_penalty, anchor_length),
+    Joining(const JoinCall& call, const Chains& chains)
+        : AnchorPairs(call.scoring, chains),
+          call(call),
           distance(Larger(call.distance, call.scoring.band)),
           near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
           per_base(0.5 * call.scoring.gap_penalty) {}
 
+    /// False also when two penalties that matter are equal.
+    bool Run(Chains& chains) {
+        if (length < 0 || call.distance <= 0 || !Reserve()) {
+            return false;
+        }
+        for (int begin = 0, end = 0; begin < count; begin = end) {
+            for (end = begin + 1; end < count && !IsApart(end, end - 1, distance); ++end) {
+            }
+            Rank(begin, end);
+            if (!ScoreGroup(begin, end)) {
+                return false;
+            }
+        }
+        TakeChains(call.scoring, {wide_previous, final_scores, peaks, marks}, chains);
+        return true;
+    }
+
+private:
     bool Reserve() {
         const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
-        constexpr std::size_t kPerAnchor = 3 * sizeof(std::uint64_t) + 13 * sizeof(std::int32_t);
+        constexpr std::size_t kPerAnchor = 3 * sizeof(std::uint64_t) + 12 * sizeof(std::int32_t);
         const std::size_t penalty_room = Penalties::RoomFor(count);
         auto* memory = ScratchMemory(Scratch::joining, room * kPerAnchor + penalty_room * sizeof(double));
         if (memory == nullptr) {
@@ -45,40 +59,13 @@ public:
         order = reinterpret_cast<std::uint64_t*>(penalty_memory + penalty_room);
         wide_previous = reinterpret_cast<std::int64_t*>(order + 2 * room);
         auto* lists = reinterpret_cast<std::int32_t*>(wide_previous + room);
-        std::int32_t** const all[] = {&final_scores,   &peaks,      &final_marks, &rank_of, &references,
-                                      &reads,          &scores,     &previous,    &marks,   &member,
-                                      &first_in_reach, &first_near, &first_equal};
+        std::int32_t** const all[] = {&final_scores, &peaks, &rank_of, &references,     &reads,      &scores,
+                                      &previous,     &marks, &member,  &first_in_reach, &first_near, &first_equal};
         for (auto** list : all) {
             *list = lists;
             lists += room;
         }
         return true;
-    }
-
-    /// False when two penalties that matter are equal.
-    bool Score() {
-        for (int begin = 0, end = 0; begin < count; begin = end) {
-            for (end = begin + 1; end < count && !IsApart(anchors[end - 1].x, anchors[end].x); ++end) {
-            }
-            Rank(begin, end);
-            if (!ScoreGroup(begin, end)) {
-                return false;
-            }
-        }
-        std::memset(final_marks, 0, sizeof *final_marks * static_cast<std::size_t>(count));
-        return true;
-    }
-
-    ChainedAnchors Scored() const { return {wide_previous, final_scores, peaks, final_marks}; }
-
-private:
-    static constexpr int kLanes = 8;
-
-    bool IsApart(std::uint64_t x, std::uint64_t next) const {
-        return x >> 32U != next >> 32U || IsBeyond(next, x, distance);
-    }
-    static bool IsBeyond(std::uint64_t x, std::uint64_t from, int reach) {
-        return x > from + static_cast<std::uint64_t>(reach);
     }
 
     // Ranks a group by place in the read, then in the list; fills what is known by rank, with a block of room behind.
@@ -120,19 +107,16 @@ private:
         int wide_first = begin;
         int near_first = begin;
         for (int i = begin; i < end; ++i) {
-            const auto x = anchors[i].x;
-            if (anchors[entered].x != x) {
+            if (anchors[entered].x != anchors[i].x) {
                 for (; entered < i; ++entered) {
                     Enter(rank_of[entered - begin]);
                 }
             }
-            for (; wide_first < entered &&
-                   (IsBeyond(x, anchors[wide_first].x, distance) || wide_size > call.most_in_reach);
+            for (; wide_first < entered && (IsBeyond(i, wide_first, distance) || wide_size > call.most_in_reach);
                  ++wide_first, --wide_size) {
                 penalties.Remove(rank_of[wide_first - begin]);
             }
-            for (; near_first < entered &&
-                   (IsBeyond(x, anchors[near_first].x, near_distance) || near_size > call.most_in_reach);
+            for (; near_first < entered && (IsBeyond(i, near_first, near_distance) || near_size > call.most_in_reach);
                  ++near_first, --near_size) {
                 const auto rank = static_cast<unsigned>(rank_of[near_first - begin]);
                 near_ranks[rank / 8] = static_cast<std::uint8_t>(near_ranks[rank / 8] & ~(1U << rank % 8));
@@ -175,16 +159,14 @@ private:
         if (least < 0) {
             return true;
         }
-        const int on_reference = references[rank] - references[least];
-        const int on_read = reads[rank] - reads[least];
-        const int apart = on_reference > on_read ? on_reference - on_read : on_read - on_reference;
-        const int lesser = Smaller(on_reference, on_read);
-        const int score = _mm256_extract_epi32(Totals(rank, least), 0);
+        const auto distances = DistancesTo(rank, least);
+        const int apart = _mm256_extract_epi32(distances.apart, 0);
+        const int score = _mm256_extract_epi32(Totals(distances, least), 0);
         if (apart <= call.scoring.band && score > best.score) {
             best.score = score;
             best.previous = least;
         }
-        const bool is_exact = apart == 0 && lesser <= length;
+        const bool is_exact = apart == 0 && reads[rank] - reads[least] <= length;
         if (!is_exact && near_size > 0 && near_distance > 0 && reads[rank] > 0) {
             WalkBack(begin, rank, first_near[rank], equal - 1, best);
         }
@@ -202,67 +184,32 @@ private:
             if (valid == 0) {
                 continue;
             }
-            __m256i far;
-            const __m256i totals = Totals(rank, base, far);
-            valid &= ~MaskOf(far);
-            const unsigned better = MaskOf(_mm256_cmpgt_epi32(totals, _mm256_set1_epi32(best.score)));
-            if (LookAt(base, valid, better, totals, mark, call.scoring.most_skipped, previous, marks, best) >= 0) {
+            const auto distances = DistancesTo(rank, base);
+            valid &= ~MaskOf(IsOutsideBand(distances));
+            if (LookAt(base, valid, Totals(distances, base), mark, best) >= 0) {
                 return;
             }
         }
     }
 
-    // Scores of the anchor at a rank behind those from rank `base` on; `far`: those whose diagonals are too far apart.
-    TAVIK_INLINE __m256i Totals(int rank, int base, __m256i& far) const {
-        const __m256i on_reference =
-            _mm256_sub_epi32(_mm256_set1_epi32(references[rank]), LoadEight(references + base));
-        const __m256i on_read = _mm256_sub_epi32(_mm256_set1_epi32(reads[rank]), LoadEight(reads + base));
-        const __m256i apart = _mm256_abs_epi32(_mm256_sub_epi32(on_reference, on_read));
-        far = _mm256_cmpgt_epi32(apart, _mm256_set1_epi32(call.scoring.band));
-        const __m256i penalized = _mm256_or_si256(_mm256_cmpgt_epi32(apart, _mm256_setzero_si256()),
-                                                  _mm256_cmpgt_epi32(on_read, pairs.Length()));
-        return _mm256_add_epi32(pairs.Of(apart, _mm256_min_epi32(on_reference, on_read), penalized),
-                                LoadEight(scores + base));
-    }
-    TAVIK_INLINE __m256i Totals(int rank, int base) const {
-        __m256i far;
-        return Totals(rank, base, far);
-    }
-
     const JoinCall& call;
-    const mm128_t* const anchors;
-    const int count;
-    const int length;
-    const PairScores pairs;
     const int distance, near_distance;
     const double per_base;
     Penalties penalties;
-    // By anchor.
-    std::int64_t* wide_previous = nullptr;
-    std::int32_t *final_scores = nullptr, *peaks = nullptr, *final_marks = nullptr;
-    // Of a group: the rank of each member, then by rank.
+    // Of a group: the rank of each member, then by rank, as the lists that are shared, but for the peaks.
     int group_size = 0, wide_size = 0, near_size = 0;
     double* penalty_memory = nullptr;
     std::uint64_t* order = nullptr;
     std::uint8_t* near_ranks = nullptr;  // A bit for each rank that is near.
-    std::int32_t *rank_of = nullptr, *member = nullptr, *references = nullptr, *reads = nullptr, *scores = nullptr,
-                 *previous = nullptr, *marks = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
+    std::int32_t *rank_of = nullptr, *member = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
                  *first_equal = nullptr;
+    std::int32_t* final_scores = nullptr;  // By anchor.
 };
 
 }  // namespace
 
 bool JoinWithAvx2(const JoinCall& call, Chains& chains) {
-    const int length = CommonLength(chains.anchors, chains.count);
-    if (length < 0 || chains.count > INT32_MAX / 2) {
-        return false;
-    }
-    Joining joining(call, chains, length);
-    if (call.distance <= 0 || !joining.Reserve() || !joining.Score()) {
-        return false;
-    }
-    TakeChains(call.scoring, joining.Scored(), chains);
-    return true;
+    return Joining(call, chains).Run(chains);
 }
 
 }  // namespace qel_minimap2::kernel
