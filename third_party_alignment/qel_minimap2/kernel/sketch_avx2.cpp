@@ -58,21 +58,28 @@ private:
     // Fills hashes and strands of the block's `count` k-mers; a k-mer is known by its last base.
     void Hash(int count) {
         std::int32_t* const out = hashes + kHistory;
+        const char* const bases = call.bases + block_begin;
+        // For all that the compiler knows a strand's store may change any member, so the loop works on copies.
+        auto [forward, reverse, in_row] = behind;
+        const std::uint32_t all = mask;
+        const int least = k;
+        const int to_highest = 2 * (k - 1);
         for (int p = 0; p < count; ++p) {
-            const unsigned base = seq_nt4_table[static_cast<std::uint8_t>(call.bases[block_begin + p])];
+            const unsigned base = seq_nt4_table[static_cast<std::uint8_t>(bases[p])];
             if (base > 3) {
-                bases_in_row = 0;
+                in_row = 0;
                 strands[kHistory + p] = kAmbiguous;
                 out[p] = -1;
                 continue;
             }
-            forward = (forward << 2 | base) & mask;
-            reverse = reverse >> 2 | (3U ^ base) << (2 * (k - 1));
-            ++bases_in_row;
+            forward = (forward << 2 | base) & all;
+            reverse = reverse >> 2 | (3U ^ base) << to_highest;
+            ++in_row;
             strands[kHistory + p] = forward < reverse ? 0 : 1;
             const std::uint32_t lesser = forward < reverse ? forward : reverse;
-            out[p] = bases_in_row < k ? -1 : static_cast<std::int32_t>(lesser);
+            out[p] = in_row < least ? -1 : static_cast<std::int32_t>(lesser);
         }
+        behind = {forward, reverse, in_row};
         for (int p = 0; p < count; p += 8) {
             const __m256i kmers = Lanes32::Load(out + p);
             const __m256i none = _mm256_srai_epi32(kmers, 31);
@@ -226,11 +233,12 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    std::uint32_t forward = 0;  // The last k bases on either strand.
-    std::uint32_t reverse = 0;
-    int bases_in_row = 0;  // Bases since the last ambiguous one, where hashing has come to.
-    int known = 0;         // The same, where the choice of minimizers has come to.
-    int block_begin = 0;   // The position in the sequence of the hash at kHistory.
+    struct {
+        std::uint32_t forward, reverse;  // The last k bases on either strand.
+        int in_row;                      // Bases since the last ambiguous one.
+    } behind{};                          // Where hashing has come to.
+    int known = 0;                       // Bases since the last ambiguous one, where the choice has come to.
+    int block_begin = 0;                 // The position in the sequence of the hash at kHistory.
     int minimum = kHistory - 1;
     std::int32_t hashes[kHistory + kBlock + 16];
     std::uint8_t strands[kHistory + kBlock];
