@@ -21,15 +21,21 @@ constexpr unsigned kPlaceBits = 12;
 // Up to here numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;
 
-void InsertNumbers(std::uint64_t* numbers, std::size_t count) {
-    for (std::size_t i = 1; i < count; ++i) {
-        const auto number = numbers[i];
-        auto at = i;
-        for (; at > 0 && number < numbers[at - 1]; --at) {
-            numbers[at] = numbers[at - 1];
+// Keeps equal keys in order.
+template <typename Element, typename Key>
+void Insert(Element* begin, Element* end, const Key& key) {
+    for (auto* i = begin + 1; i < end; ++i) {
+        const auto element = *i;
+        auto* at = i;
+        for (; at > begin && key(element) < key(at[-1]); --at) {
+            *at = at[-1];
         }
-        numbers[at] = number;
+        *at = element;
     }
+}
+
+void InsertAnchors(mm128_t* begin, mm128_t* end) {
+    Insert(begin, end, [](const mm128_t& anchor) { return anchor.x; });
 }
 
 // Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the others
@@ -102,20 +108,9 @@ std::uint64_t DifferingBits(const mm128_t* begin, const mm128_t* end) {
     return bits;
 }
 
-void Insert(mm128_t* begin, mm128_t* end) {
-    for (auto* i = begin + 1; i < end; ++i) {
-        const auto anchor = *i;
-        auto* at = i;
-        for (; at > begin && anchor.x < at[-1].x; --at) {
-            *at = at[-1];
-        }
-        *at = anchor;
-    }
-}
-
 void SortFrom(mm128_t* begin, mm128_t* end) {
     if (end - begin <= kFewAnchors) {
-        Insert(begin, end);
+        InsertAnchors(begin, end);
         return;
     }
     const auto differing = DifferingBits(begin, end);
@@ -126,15 +121,13 @@ void SortFrom(mm128_t* begin, mm128_t* end) {
         if (const ShortKeys keys(differing); keys.Fits) {
             SortAtOnce(begin, count, keys);
         } else {
-            Insert(begin, end);
+            InsertAnchors(begin, end);
         }
         return;
     }
     const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;
-    Bucket buckets[256] = {};
-    for (auto& bucket : buckets) {
-        bucket = {begin, begin};
-    }
+    Bucket buckets[256];
+    std::fill_n(buckets, 256, Bucket{begin, begin});
     for (const auto* anchor = begin; anchor != end; ++anchor) {
         ++buckets[anchor->x >> shift & 255U].end;
     }
@@ -155,7 +148,7 @@ void SortFrom(mm128_t* begin, mm128_t* end) {
 
 void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count, unsigned sorted_bits) {
     if (count <= kFew) {
-        InsertNumbers(numbers, count);
+        Insert(numbers, numbers + count, [](std::uint64_t number) { return number; });
         return;
     }
     std::uint64_t differing = 0;

@@ -28,12 +28,6 @@ void Learn(int loss, int length) {
     recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
 }
 
-template <int N, Trace kTrace>
-BandOutcome Try(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
-                const BandWindow& window, ksw_extz_t& result) {
-    return CertifiedBand<N, kTrace>(call, scoring, sequences).Try(window, result);
-}
-
 template <Trace kTrace>
 bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                  ksw_extz_t& result) {
@@ -43,7 +37,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
     int width = Lanes32::kWidth / 2;
-    for (const auto attempt : {&Try<1, kTrace>, &Try<2, kTrace>, &Try<4, kTrace>, &Try<8, kTrace>}) {
+    for (const auto attempt : {&TryBand<1, kTrace>, &TryBand<2, kTrace>, &TryBand<4, kTrace>, &TryBand<8, kTrace>}) {
         width *= 2;
         const BandWindow window = WindowOf(call, scoring, width);
         if (window.provable <= expected) {
@@ -89,16 +83,15 @@ bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
                     ksw_extz_t& result) {
-    // The library reads zeros behind the sequences, and beside a band it makes a difference.
-    sequences.Pad<Lines::kPadding>(0, 0);
-    bool done = false;
-    if (call.Has(KSW_EZ_SCORE_ONLY)) {
-        done = GeneralKernel<kBanded, Trace::none>(call, scoring, sequences, band).Run(result);
-    } else if (call.Has(KSW_EZ_RIGHT)) {
-        done = GeneralKernel<kBanded, Trace::right>(call, scoring, sequences, band).Run(result);
-    } else {
-        done = GeneralKernel<kBanded, Trace::left>(call, scoring, sequences, band).Run(result);
+    if constexpr (kBanded) {  // The library reads zeros behind the sequences, and beside a band it makes a difference.
+        sequences.Pad<Lines::kPadding>(0, 0);
     }
+    const auto run = [&]<Trace kTrace>() {
+        return GeneralKernel<kBanded, kTrace>(call, scoring, sequences, band).Run(result);
+    };
+    const bool done = call.Has(KSW_EZ_SCORE_ONLY) ? run.template operator()<Trace::none>()
+                      : call.Has(KSW_EZ_RIGHT)    ? run.template operator()<Trace::right>()
+                                                  : run.template operator()<Trace::left>();
     if (done) {
         CountOwnCall(OwnFunction::general_kernel);
     }

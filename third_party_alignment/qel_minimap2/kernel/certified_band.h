@@ -66,73 +66,62 @@ struct BandOutcome {
     int loss;     // By how much its score is below that of all matches.
 };
 
+/// Writes the directions of the strip's `rows` rows. Those after the first are computed in twos, so the last one may be
+/// one too many, which nobody looks at.
 template <int N, Trace kTrace>
-class CertifiedBand {
-public:
-    CertifiedBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
-        : call(call), scoring(scoring), sequences(sequences) {}
+void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {
+    constexpr int kWidth = Strip<N>::kWidth;
+    Strip<N> strip(scoring);
+    // The rows in which the first position of either sequence may still be in the strip.
+    const int with_border = Smaller(rows, Larger(-2 * base, 2 * (kWidth + base)) + 3);
+    const std::uint8_t* target = sequences.target + base;
+    const std::uint8_t* query = sequences.QueryOpposite(0) + base;
+    strip.template Row<kTrace, Shift::none, true>(0, base, target, query, out);
+    // For odd r: row r lies at the same target positions as row r - 1, row r + 1 one further.
+    const auto two_rows = [&]<bool kBorder>(int r) __attribute__((always_inline)) {
+        strip.template Row<kTrace, Shift::up, kBorder>(r, base, target, --query, out += kWidth);
+        strip.template Row<kTrace, Shift::down, kBorder>(r + 1, ++base, ++target, query, out += kWidth);
+    };
+    int r = 1;
+    for (; r < with_border; r += 2) {
+        two_rows.template operator()<true>(r);
+    }
+    for (; r < rows; r += 2) {
+        two_rows.template operator()<false>(r);
+    }
+}
 
-    /// Sets the result's score and CIGAR if they are proven to be the library's; leaves it alone otherwise.
-    BandOutcome Try(const BandWindow& window, ksw_extz_t& result) {
-        PathRuns path;
-        const int rows = call.query_length + call.target_length - 1;
-        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * kWidth);
-        if (directions == nullptr || !path.Reserve(call)) {
-            return {};
-        }
-        Sweep(window, rows);
-        const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
-            const int row = i + j;
-            const int lane = i - window.base - (row >> 1);
-            return lane < 0 || lane >= kWidth
-                       ? kGiveUp
-                       : directions[static_cast<std::size_t>(row) * kWidth + static_cast<std::size_t>(lane)];
-        };
-        if (!path.Walk(call.target_length - 1, call.query_length - 1, direction)) {
-            return {};
-        }
-        const int score = path.Score(call, scoring);
-        const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
-        if (loss >= window.provable) {
-            return {false, true, loss};
-        }
+/// Sets the result's score and CIGAR if they are proven to be the library's; leaves it alone otherwise.
+template <int N, Trace kTrace>
+BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
+                    const BandWindow& window, ksw_extz_t& result) {
+    constexpr int kWidth = Strip<N>::kWidth;
+    PathRuns path;
+    const int rows = call.query_length + call.target_length - 1;
+    auto* const directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * kWidth);
+    if (directions == nullptr || !path.Reserve(call)) {
+        return {};
+    }
+    SweepBand<N, kTrace>(scoring, sequences, window.base, rows, directions);
+    const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
+        const int row = i + j;
+        const int lane = i - window.base - (row >> 1);
+        return lane < 0 || lane >= kWidth
+                   ? kGiveUp
+                   : directions[static_cast<std::size_t>(row) * kWidth + static_cast<std::size_t>(lane)];
+    };
+    if (!path.Walk(call.target_length - 1, call.query_length - 1, direction)) {
+        return {};
+    }
+    const int score = path.Score(call, scoring);
+    const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
+    const bool proven = loss < window.provable;
+    if (proven) {
         result.score = score + scoring.corner + scoring.open + scoring.extend;
         path.Deliver(call, result);
-        return {true, true, loss};
     }
-
-private:
-    static constexpr int kWidth = Strip<N>::kWidth;
-
-    // Rows after the first are computed in twos, so the last one may be one too many, which nobody looks at.
-    void Sweep(const BandWindow& window, int rows) {
-        Strip<N> strip(scoring);
-        int base = window.base;
-        const std::uint8_t* target = sequences.target + base;
-        const std::uint8_t* query = sequences.QueryOpposite(0) + base;
-        std::uint8_t* out = directions;
-        strip.template Row<kTrace, Shift::none, true>(0, base, target, query, out);
-        // For odd r: row r lies at the same target positions as row r - 1, row r + 1 one further.
-        const auto two_rows = [&]<bool kBorder>(int r) __attribute__((always_inline)) {
-            strip.template Row<kTrace, Shift::up, kBorder>(r, base, target, --query, out += kWidth);
-            strip.template Row<kTrace, Shift::down, kBorder>(r + 1, ++base, ++target, query, out += kWidth);
-        };
-        // The rows in which the first position of either sequence may still be in the strip.
-        const int with_border = Smaller(rows, Larger(-2 * window.base, 2 * (kWidth + window.base)) + 3);
-        int r = 1;
-        for (; r < with_border; r += 2) {
-            two_rows.template operator()<true>(r);
-        }
-        for (; r < rows; r += 2) {
-            two_rows.template operator()<false>(r);
-        }
-    }
-
-    const AlignmentCall& call;
-    const Scoring& scoring;
-    const PaddedSequences& sequences;
-    std::uint8_t* directions = nullptr;
-};
+    return {proven, true, loss};
+}
 
 }  // namespace
 }  // namespace qel_minimap2::kernel

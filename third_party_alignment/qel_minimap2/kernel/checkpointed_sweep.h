@@ -126,13 +126,9 @@ private:
         const int begin = RoundDown(FirstOf(r), kBlock);
         const int last_block = RoundDown(LastOf(r), kBlock);
         // The lanes of the block before; at the first position the border.
-        StripLanes before{};
-        if (begin == 0) {
-            before = {k.zero, k.zero, k.zero, k.zero, k.zero, Lanes32::All(BiasedBorder(scoring, r))};
-        } else {
-            before.x = Lanes32::Load(lines[kX] + begin - kBlock);
-            before.x2 = Lanes32::Load(lines[kX2] + begin - kBlock);
-            before.v = Lanes32::Load(lines[kV] + begin - kBlock);
+        StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes32::All(BiasedBorder(scoring, r))};
+        if (begin > 0) {
+            before = LoadBlock(begin - kBlock);
         }
         const std::uint8_t* query = sequences.QueryOpposite(r);
         for (int t = begin; t < last_block; t += kBlock) {
@@ -140,10 +136,7 @@ private:
         }
         StripLanes last = LoadBlock(last_block);
         if (LastOf(r) == r) {  // The position that meets query letter 0.
-            const auto start = OnlyLane(r - last_block);
-            last.y = Lanes32::AndNot(start, last.y);
-            last.y2 = Lanes32::AndNot(start, last.y2);
-            last.u = Lanes32::Select(start, Lanes32::All(BiasedBorder(scoring, r)), last.u);
+            EnterGap(OnlyLane(r - last_block), Lanes32::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
         }
         ComputeBlock(last_block, query, before, last);
     }

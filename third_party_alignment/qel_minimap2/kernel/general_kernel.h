@@ -39,7 +39,8 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// False when there is no memory.
+    /// False when there is no memory. Only what lies beside a band is read before it is computed.
+    template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
         auto* memory = static_cast<std::int8_t*>(static_cast<void*>(ScratchMemory(Scratch::lines, room * 7)));
@@ -50,9 +51,11 @@ struct Lines {
             *line = memory;
             memory += room;
         }
-        std::memset(u, -scoring.open - scoring.extend, 4 * room);
-        std::memset(x2, -scoring.open2 - scoring.extend2, 2 * room);
-        std::memset(substitution, 0, room);
+        if constexpr (kBanded) {
+            std::memset(u, -scoring.open - scoring.extend, 4 * room);
+            std::memset(x2, -scoring.open2 - scoring.extend2, 2 * room);
+            std::memset(substitution, 0, room);
+        }
         return true;
     }
 };
@@ -169,7 +172,8 @@ public:
     /// False, with nothing done, when there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
-        if (!lines.Prepare(call, scoring) || (kTrace != Trace::none && !(PrepareDirections() && path.Reserve(call)))) {
+        if (!lines.template Prepare<kBanded>(call, scoring) ||
+            (kTrace != Trace::none && !(PrepareDirections() && path.Reserve(call)))) {
             return false;
         }
         if (call.Has(KSW_EZ_APPROX_MAX)) {
@@ -220,31 +224,31 @@ private:
 
     template <typename Maximum>
     void Sweep(Maximum maximum, ksw_extz_t& result) {
-        Range before{-1, -1, -1, -1};
+        int begin_before = 0;
         for (int r = 0; r < rows; ++r) {
             const Range range = RangeOf(r);
             if (range.first > range.last) {
                 result.zdropped = 1;
                 return;
             }
-            ComputeRow(r, range, before);
+            ComputeRow(r, range, begin_before);
             if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result)) {
                 return;
             }
-            before = range;
+            begin_before = range.begin;
         }
     }
 
-    TAVIK_INLINE void ComputeRow(int r, const Range& range, const Range& before) {
+    TAVIK_INLINE void ComputeRow(int r, const Range& range, int begin_before) {
         const int gap = -scoring.open - scoring.extend;
         const int gap2 = -scoring.open2 - scoring.extend2;
         int x = gap;
         int v = gap;
         int x2 = gap2;
-        const int left = range.begin - 1;
         if (range.begin == 0) {
             v = BorderStep(scoring, r);
-        } else if (left >= before.begin && left < before.end) {
+        } else if (range.begin > begin_before) {  // Else the row before had no lane below the first one either.
+            const int left = range.begin - 1;
             x = lines.x[left];
             v = lines.v[left];
             x2 = lines.x2[left];
@@ -315,11 +319,8 @@ private:
         path.Walk(
             i, j, [this](int target, int query) __attribute__((always_inline))->int {
                 const Range range = RangeOf(target + query);
-                if (kBanded && target < range.begin) {
-                    return kOutsideInsert;
-                }
-                if (kBanded && target >= range.end) {
-                    return kOutsideDelete;
+                if (kBanded && (target < range.begin || target >= range.end)) {
+                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside, along one sequence only.
                 }
                 return DirectionsOf(target + query, range)[target];
             });

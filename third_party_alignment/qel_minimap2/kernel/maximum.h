@@ -35,30 +35,30 @@ public:
     /// `scores`: room for the target and kPadding more.
     ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
         : call(call), scoring(scoring), scores(scores) {
-        for (int t = 0; t < call.target_length + kPadding; ++t) {
-            scores[t] = KSW_NEG_INF;
-        }
+        scores[0] = scoring.corner;  // What the first cell adds to. Any other cell is set before it is read.
     }
 
     /// Takes a row in; true when the alignment ends here because the score dropped.
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
-        std::int32_t best = 0;
         int position = kUnknown;
-        if (r == 0) {
-            best = scores[0] = v[0] + scoring.corner;
-            position = 0;
-        } else {
-            // The last cell's left neighbour is new to this row or has its score from the row before.
-            const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
-            scores[last] = corner;
-            best = AddDifferences(v, first, last);
-            if (best <= corner) {
-                best = corner;
-                position = last;
-            }
+        // The last cell's left neighbour is new to this row or has its score from the row before.
+        const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
+        scores[last] = corner;
+        std::int32_t best = AddDifferences(v, first, last);
+        if (best <= corner) {
+            best = corner;
+            position = last;
         }
-        TakeEnds(row, result);
+        if (last == call.target_length - 1 && corner > result.mte) {
+            result.mte = corner;
+            // From the end of the block of 16 cells, not from the cell: the library's number, which nobody reads.
+            result.mte_q = r - (RoundDown(last + 16, 16) - 1);
+        }
+        if (r - first == call.query_length - 1 && scores[first] > result.mqe) {
+            result.mqe = scores[first];
+            result.mqe_t = first;
+        }
         const auto so_far = static_cast<std::int32_t>(result.max);
         if (best > so_far || (call.z_drop >= 0 && so_far - best > call.z_drop)) {
             position = position == kUnknown ? PositionOf(best, first, last) : position;
@@ -68,25 +68,13 @@ public:
             }
         }
         if (is_last && last == call.target_length - 1) {
-            result.score = scores[last];
+            result.score = corner;
         }
         return false;
     }
 
 private:
     static constexpr int kUnknown = -2;
-
-    void TakeEnds(const FinishedRow& row, ksw_extz_t& result) const {
-        if (row.last == call.target_length - 1 && scores[row.last] > result.mte) {
-            result.mte = scores[row.last];
-            // From the end of the block of 16 cells, not from the cell: the library's number, which nobody reads.
-            result.mte_q = row.r - (RoundDown(row.last + 16, 16) - 1);
-        }
-        if (row.r - row.first == call.query_length - 1 && scores[row.first] > result.mqe) {
-            result.mqe = scores[row.first];
-            result.mqe_t = row.first;
-        }
-    }
 
     /// Adds v to the scores of [first, last) and returns their maximum.
     TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
@@ -138,21 +126,18 @@ private:
 /// gap between two seeds and needs no more than the score of the last cell.
 class ApproximateMaximum {
 public:
-    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring) : call(call), scoring(scoring) {}
+    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring)
+        : call(call), scoring(scoring), score(scoring.corner) {}
 
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
-        if (r == 0) {
-            score = v[0] + scoring.corner;
+        const bool here = position >= first && position <= last;
+        const bool next = position + 1 >= first && position + 1 <= last;
+        if (here && (!next || v[position] > u[position + 1])) {
+            score += v[position];
         } else {
-            const bool here = position >= first && position <= last;
-            const bool next = position + 1 >= first && position + 1 <= last;
-            if (here && (!next || v[position] > u[position + 1])) {
-                score += v[position];
-            } else {
-                ++position;
-                score += u[position];
-            }
+            ++position;
+            score += u[position];
         }
         if (call.Has(KSW_EZ_APPROX_DROP) && ksw_apply_zdrop(&result, 1, score, r, position, call.z_drop,
                                                             static_cast<std::int8_t>(scoring.extend2)) != 0) {
@@ -168,7 +153,7 @@ private:
     const AlignmentCall& call;
     const Scoring& scoring;
     int position = 0;
-    std::int32_t score = 0;
+    std::int32_t score;
 };
 
 }  // namespace

@@ -139,6 +139,13 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
     return direction;
 }
 
+/// Where `at` says, the two gap lines and the score line become those of the border.
+TAVIK_INLINE void EnterGap(__m256i at, __m256i border, __m256i& gap, __m256i& gap2, __m256i& score) {
+    gap = Lanes32::AndNot(at, gap);
+    gap2 = Lanes32::AndNot(at, gap2);
+    score = Lanes32::Select(at, border, score);
+}
+
 /// How a strip's lanes lie in a row against the row before: at the same target positions, so that what comes from the
 /// position before has to move up, or one further, so that what comes from the same position has to move down.
 enum class Shift { none, up, down };
@@ -205,14 +212,8 @@ private:
         for (int n = 0; n < N; ++n) {
             auto& c = cells[n];
             const int first = base + n * Lanes32::kWidth;
-            const auto target_start = OnlyLane(-first);
-            c.x = Lanes32::AndNot(target_start, c.x);
-            c.x2 = Lanes32::AndNot(target_start, c.x2);
-            c.v = Lanes32::Select(target_start, border, c.v);
-            const auto query_start = OnlyLane(r - first);
-            c.y = Lanes32::AndNot(query_start, c.y);
-            c.y2 = Lanes32::AndNot(query_start, c.y2);
-            c.u = Lanes32::Select(query_start, border, c.u);
+            EnterGap(OnlyLane(-first), border, c.x, c.x2, c.v);
+            EnterGap(OnlyLane(r - first), border, c.y, c.y2, c.u);
         }
     }
 

@@ -26,10 +26,8 @@ inline constexpr int kInsertionGoesOn = 16;
 inline constexpr int kDeletion2GoesOn = 32;
 inline constexpr int kInsertion2GoesOn = 64;
 
-// What a look-up of a direction returns instead of a byte. Outside a band the way back goes along one sequence only.
-inline constexpr int kOutsideDelete = -1;
-inline constexpr int kOutsideInsert = -2;
-inline constexpr int kGiveUp = -3;
+// What a look-up of a direction returns instead of a byte.
+inline constexpr int kGiveUp = -1;
 
 /// The CIGAR of a path under construction, last operation first. It lies in scratch memory, because a path that is not
 /// proven must leave the caller's CIGAR and its room as they were.
@@ -45,51 +43,36 @@ public:
         return runs != nullptr;
     }
 
-    void Add(std::uint32_t operation, int length) {
-        if (count > 0 && (runs[count - 1] & 15U) == operation) {
-            runs[count - 1] += static_cast<std::uint32_t>(length) << 4;
-        } else {
-            runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
-        }
-    }
-
-    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or one
-    /// of the constants below 0. False when it gave up.
+    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or
+    /// kGiveUp. False when it gave up.
     template <typename Direction>
     bool Walk(int i, int j, const Direction& direction) {
         int state = kFromDiagonal;
+        std::uint32_t operation = KSW_CIGAR_MATCH;  // The run that goes on, not yet among the others.
+        int length = 0;
         while (i >= 0 && j >= 0) {
             const int byte = direction(i, j);
-            if (byte >= 0) {
-                if (state != kFromDiagonal && (byte >> (state + 2) & 1) == 0) {
-                    state = kFromDiagonal;
-                }
-                if (state == kFromDiagonal) {
-                    state = byte & 7;
-                }
-            } else if (byte == kGiveUp) {
+            if (byte == kGiveUp) {
                 return false;
-            } else {
-                state = byte == kOutsideDelete ? kFromDeletion : kFromInsertion;
             }
-            if (state == kFromDiagonal) {
-                Add(KSW_CIGAR_MATCH, 1);
-                --i;
-                --j;
-            } else if (state % 2 == 1) {
-                Add(KSW_CIGAR_DEL, 1);
-                --i;
-            } else {
-                Add(KSW_CIGAR_INS, 1);
-                --j;
+            if (state == kFromDiagonal || (byte >> (state + 2) & 1) == 0) {
+                state = byte & 7;
             }
+            const std::uint32_t next = state == kFromDiagonal ? KSW_CIGAR_MATCH
+                                       : state % 2 == 1       ? KSW_CIGAR_DEL
+                                                              : KSW_CIGAR_INS;
+            if (next != operation) {
+                Add(operation, length);
+                operation = next;
+                length = 0;
+            }
+            ++length;
+            i -= next != KSW_CIGAR_INS ? 1 : 0;
+            j -= next != KSW_CIGAR_DEL ? 1 : 0;
         }
-        if (i >= 0) {
-            Add(KSW_CIGAR_DEL, i + 1);
-        }
-        if (j >= 0) {
-            Add(KSW_CIGAR_INS, j + 1);
-        }
+        Add(operation, length);
+        Add(KSW_CIGAR_DEL, i + 1);
+        Add(KSW_CIGAR_INS, j + 1);
         return true;
     }
 
@@ -132,6 +115,15 @@ public:
     }
 
 private:
+    void Add(std::uint32_t operation, int length) {
+        const auto run = static_cast<std::uint32_t>(length) << 4 | operation;
+        if (length > 0 && count > 0 && (runs[count - 1] & 15U) == operation) {
+            runs[count - 1] += run - operation;
+        } else if (length > 0) {
+            runs[count++] = run;
+        }
+    }
+
     std::uint32_t* runs = nullptr;
     int count = 0;
 };
