@@ -5,7 +5,6 @@
 #include "third_party_alignment/qel_minimap2/kernel/general_kernel.h"
 #include "third_party_alignment/qel_minimap2/kernel/own_calls.h"
 #include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 
 namespace qel_minimap2::kernel {
 

@@ -24,8 +24,9 @@
 //  3. general_kernel.h: everything else. Calls with a band, extensions from a chain's ends, short gaps (below 24 bases
 //     preparing a strip costs more than it saves) and unusual scorings.
 //
-// All three take the sequences from padded_sequences.h and the scores from scoring.h, and go back through trace_back.h.
-// What the first two compute in a row is in strip.h, the search for the best score of the third in maximum.h.
+// All three take the sequences from padded_sequences.h and the scores from alignment_call.h, and go back through
+// trace_back.h. What the first two compute in a row is in strip.h, the search for the best score of the third in
+// maximum.h.
 //
 // What the library's flags ask for: KSW_EZ_APPROX_MAX, the score of the last cell instead of the best one;
 // KSW_EZ_APPROX_DROP, to stop when that score drops; KSW_EZ_EXTZ_ONLY, to take the best end of the query where it

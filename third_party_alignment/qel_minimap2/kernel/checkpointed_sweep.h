@@ -8,7 +8,6 @@
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
 #include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/strip.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"

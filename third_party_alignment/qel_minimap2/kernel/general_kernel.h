@@ -9,7 +9,6 @@
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
 #include "third_party_alignment/qel_minimap2/kernel/maximum.h"
 #include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
 

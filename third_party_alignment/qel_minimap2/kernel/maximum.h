@@ -7,7 +7,6 @@
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 
 namespace qel_minimap2::kernel {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
 
 namespace qel_minimap2::kernel {

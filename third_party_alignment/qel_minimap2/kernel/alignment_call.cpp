@@ -1,4 +1,4 @@
-#include "third_party_alignment/qel_minimap2/kernel/scoring.h"
+#include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 
 #include <algorithm>
 #include <utility>
