@@ -102,12 +102,6 @@ class AlignerTest(unittest.TestCase):
     def sam_files(self, save="out"):
         return sorted(str(path.relative_to(self.folder / save)) for path in (self.folder / save).rglob("*.sam"))
 
-    def samtools_count(self, name):
-        """The number of records that samtools finds, without any complaint."""
-        done = subprocess.run(["samtools", "view", "-c", self.folder / "out" / name], capture_output=True, text=True)
-        self.assertEqual(done.stderr, "")
-        return int(done.stdout)
-
     def summary(self, save="out"):
         """The rows of the summary without its header."""
         return (self.folder / save / "alignment_summary.txt").read_text().splitlines()[1:]

@@ -7,7 +7,6 @@ import os
 import re
 import subprocess
 import unittest
-import zlib
 from pathlib import Path
 
 from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, fasta, fastq, file_error, ids, read_fastq
@@ -143,32 +142,6 @@ class BadInput(AlignerTest):
             self.assertEqual(run.records(), [("error", reason)])
             self.assertEqual(self.summary(), [])  # Its header is there.
 
-    def test_file_without_a_read_aborts_the_process_and_is_named(self):
-        # Deliberate: such a file means that something upstream went wrong.
-        for name, content in (("a.fastq", ""), ("b.gz", gzip.compress(b"")), ("c.fq", "@r\nAC\n")):
-            file = self.write(name, content)
-            run = self.align([file], "-z", status="SIGABRT")
-            self.assertEqual(run.records()[0][1].split("\n")[0],
-                             f"There is no whole read in {file}: something upstream went wrong, the process ends.")
-
-    def test_failing_file_keeps_its_reads_so_far_and_the_next_file_follows(self):
-        good, other, (title, sequence, qualities), *_ = read_fastq(SAMPLE)
-        no_fasta = "Invalid fasta description, it should start with '>'. acgt"
-        described = f"Header: {title}\nSequence: {{}}\nQstring: {{}}".format
-        cases = [
-            ("a.fastq", fastq([good, other, (title, sequence, "I"), good]), 2,
-             "Sequence is not the same length as the qstring\n" + described(sequence, "I")),
-            ("b.fastq", fastq([good, (title, "ACGN", "IIII")]), 1,
-             "Sequence contained an unexpected character 'N' at position 3\n" + described("ACGN", "IIII")),
-            ("c.fa", fasta([good]) + "acgt\n", 1, no_fasta),
-            ("d.txt", fastq([good]), 0, f"gzip error in {self.folder}/d.txt: not in gzip format"),
-        ]
-        files = [self.write(name, content) for name, content, _, _ in cases]
-        run = self.align([*files, SAMPLE], "-t", "2")
-        self.assertEqual(run.records(), [file_error(file, reason) for file, (*_, reason) in zip(files, cases)])
-        counts = [len(ids(self.sam(name))) for name in self.sam_files()]
-        self.assertEqual(counts, [count for _, _, count, _ in cases] + [20])
-
     def test_no_workers_fail_each_file_at_its_first_read(self):
         files = [SAMPLE, READS / "sample_3.fasta"]
         for threads in ("0", "-3"):
@@ -177,45 +150,14 @@ class BadInput(AlignerTest):
 
 
 class Output(AlignerTest):
-    def test_sam_and_summary_list_the_same_reads_and_samtools_accepts_them(self):
-        files = sorted(READS.iterdir())
-        self.align(files, "-t", "1")
-        lines = []
-        for file in files:
-            sam = self.sam(file.stem + ".sam")
-            self.assertEqual(self.samtools_count(file.stem + ".sam"), len(sam))
-            lines += sam
-        titles = [line[1:].split(" ")[0] for file in files for line in file.read_text().splitlines()
-                  if " runid=" in line]
-        self.assertEqual(ids(lines), titles)
-        self.assertEqual([row.split("\t")[0] for row in self.summary()], titles)
-
-    def test_rejected_and_unmapped_reads_differ_in_record_and_row(self):
-        reads = read_fastq(SAMPLE)
-        (random_id, random), (half_id, _) = ((reads[i][0][1:].split(" ")[0], reads[i][1]) for i in (8, 14))
+    def test_packed_reference_and_library_kernels_change_nothing(self):
+        packed = self.write("reference.fa.gz", gzip.compress(REFERENCE.read_bytes()))
+        library = {"before": lambda: os.environ.update(QEL_KERNEL="library")}
         self.align([SAMPLE], "-t", "1")
-        self.assertEqual(self.summary()[14], f"{half_id}\t*\t0" + "\t-1" * 10)
-        self.assertEqual(self.sam("sample_1.sam")[14], f"{half_id}\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*")
-        self.assertEqual(self.summary()[8], f"{random_id}\t*\t-1" + "\t-1" * 10)
-        self.assertEqual(self.sam("sample_1.sam")[8].split("\t")[:11],
-                         [random_id, "4", "*", "0", "0", "*", "*", "0", "0", random, "*"])
-        self.align([SAMPLE], "-t", "1", "--min_coverage", "0", save="all")
-        self.assertEqual([row.split("\t")[1] for row in self.summary("all")][14], "chr_large_rc")
-
-    def test_kind_of_reference_of_reads_and_of_kernels_changes_nothing(self):
-        def with_library_kernel():
-            os.environ["QEL_KERNEL"] = "library"
-
-        index = self.build_index()
-        as_fasta = self.write("a.fasta", fasta(read_fastq(SAMPLE)))
-        as_gzip = self.write("b.fastq.gz", gzip.compress(SAMPLE.read_bytes()))
-        self.align([SAMPLE], "-t", "1")
-        rows = self.summary()
-        for file, reference, before in ((SAMPLE, index, None), (as_fasta, REFERENCE, None), (as_gzip, REFERENCE, None),
-                                        (SAMPLE, REFERENCE, with_library_kernel), (SAMPLE, index, with_library_kernel)):
-            self.align([file], "-t", "1", save="other", reference=reference, before=before)
-            self.assertEqual(self.sam(f"{file.stem}.sam", "other"), self.sam("sample_1.sam"))
-            self.assertEqual(self.summary("other"), rows)
+        for reference, how in ((packed, {}), (REFERENCE, library), (self.build_index(), library)):
+            self.align([SAMPLE], "-t", "1", save="other", reference=reference, **how)
+            self.assertEqual(self.sam("sample_1.sam", "other"), self.sam("sample_1.sam"))
+            self.assertEqual(self.summary("other"), self.summary())
 
 
 class Threads(AlignerTest):

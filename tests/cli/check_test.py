@@ -54,6 +54,9 @@ BAD_INPUT = {
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
                            "a.txt: begun, but not finished",
                            "a.txt: damaged, or not gzip: Not a gzipped file (b'@e')"]),
+    "nothing under a name for gzip": (
+        {"a.gz": ""}, [failed_file("a.gz", "gzip error in a.gz: not in gzip format"), "a.gz: begun, but not finished",
+                       "a.gz: the file is empty"]),
     "no such file": (
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
                          "gone.fq: begun, but not finished", "gone.fq: cannot be read: No such file or directory"]),
