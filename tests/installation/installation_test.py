@@ -55,13 +55,6 @@ class InstalledTree(InstallationTest):
             self.assertEqual(paths, {name: ["$ORIGIN/../lib/tavik_aligner"] for name in names})
             self.assertEqual(search_path(tree / PRIVATE_LIBRARY), [])
 
-    def test_a_library_in_the_current_folder_is_not_run(self):
-        for name in ("libqel_minimap2.so", "libboost_log.so.1.74.0", "libz.so.1"):
-            (self.folder / name).write_text("no library\n")
-        for tree in (BUILD, self.tree):
-            status, usage, errors = run(tree / "bin" / "tavik_aligner", "-h", cwd=self.folder)
-            self.assertEqual((status, errors, "--align_ref" in usage), (0, "", True))
-
     def test_a_wrapper_library_of_the_four_functions_serves_the_program(self):
         functions = ("qelmm_load_index", "qelmm_cache_idx_occ_thres", "qelmm_align", "qelmm_unload_index")
         (self.folder / "four.cpp").write_text("".join(f'extern "C" void* {name}() {{ return nullptr; }}\n'

@@ -6,11 +6,11 @@ import os
 import re
 import shutil
 import subprocess
-import tempfile
 import unittest
 from pathlib import Path
 
-SOURCE = Path(__file__).resolve().parents[2]
+from installation_test import SOURCE, InstallationTest
+
 README = (SOURCE / "README.md").read_text()
 
 
@@ -23,13 +23,7 @@ def check(*command, **options):
     return done.stdout
 
 
-class PackageTest(unittest.TestCase):
-    def setUp(self):
-        self.folder = Path(tempfile.mkdtemp(prefix="tavik_package_test_"))
-        self.addCleanup(shutil.rmtree, self.folder)
-
-
-class Package(PackageTest):
+class Package(InstallationTest):
     @classmethod
     def setUpClass(cls):
         cls.package = Path(check("scripts/build-package", cwd=SOURCE).splitlines()[-1])
@@ -92,7 +86,7 @@ class Package(PackageTest):
         self.assertEqual([path for path in root.rglob("*tavik*") if "/tmp/" not in str(path)], [])
 
 
-class Libraries(PackageTest):
+class Libraries(InstallationTest):
     def test_readme_program_on_top_of_the_libraries_builds_and_maps(self):
         blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", README, re.MULTILINE | re.DOTALL))
         # The clone stays where it is and the build lies beside others, so that the compiler cache knows the files.
