@@ -67,13 +67,11 @@ TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
 }
 
 TEST(FastQRecord, AComposedTitleNamesMissingAttributes) {
+    const std::pair<std::string, Common::Value> pairs[] = {{"read_id", "r7"},   {"run_id", "run"},
+                                                           {"sample_id", "s"},  {"time_stamp", "now"},
+                                                           {"read_number", -3}, {"channel", 512}};
     Common::ValueMap attributes;
-    for (const auto& [key, value] : std::initializer_list<std::pair<std::string, Common::Value>>{{"read_id", "r7"},
-                                                                                                 {"run_id", "run"},
-                                                                                                 {"sample_id", "s"},
-                                                                                                 {"time_stamp", "now"},
-                                                                                                 {"read_number", -3},
-                                                                                                 {"channel", 512}}) {
+    for (const auto& [key, value] : pairs) {
         EXPECT_EQ(ErrorOf([&] { FastQRecord::ComposeTitle(attributes); }), "Key '" + key + "' not found.");
         attributes.Set(key, value);
     }

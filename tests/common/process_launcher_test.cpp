@@ -17,10 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 using Tests::Lines;
 
-std::ptrdiff_t OpenDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
 class TestedLauncher : public Common::ProcessLauncher {
 public:
     using ProcessLauncher::directory, ProcessLauncher::max_output_size, ProcessLauncher::ProcessLauncher;
@@ -33,13 +29,13 @@ public:
 class ProcessLauncherTest : public testing::Test {
 protected:
     ~ProcessLauncherTest() override {
-        EXPECT_EQ(OpenDescriptors(), descriptors);
+        EXPECT_EQ(Tests::OpenDescriptors(), descriptors);
         fs::current_path(start);
     }
 
     Tests::TemporaryFolder folder;
     fs::path start = fs::current_path();
-    std::ptrdiff_t descriptors = OpenDescriptors();
+    std::ptrdiff_t descriptors = Tests::OpenDescriptors();
 };
 
 TEST_F(ProcessLauncherTest, OutputArrivesByteForByte) {

@@ -1,17 +1,12 @@
-#include "common/sequencing_file.h"
+#include "common/sequencing_file_adapter.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <sstream>
 #include <tuple>
 
 #include <gtest/gtest.h>
-#include <boost/iostreams/copy.hpp>
-#include <boost/iostreams/filter/gzip.hpp>
 
-#include "common/sequencing_file_adapter.h"
 #include "tests/common/captured_log.h"
-#include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
 namespace {
@@ -33,20 +28,6 @@ Lines Walk(std::istream&& stream) {
         seen.push_back(error);
     }
     return seen;
-}
-
-Lines WalkFile(const std::string& path) {
-    boost::iostreams::filtering_istream stream;
-    Common::OpenSequencingFile(path, stream);
-    return Walk(std::move(stream));
-}
-
-std::string Gzip(const std::string& text) {
-    std::istringstream in(text);
-    std::ostringstream out;
-    boost::iostreams::filtering_istream packed(boost::iostreams::gzip_compressor() | boost::ref(in));
-    boost::iostreams::copy(packed, out);
-    return out.str();
 }
 
 TEST(SequencingFile, TextIsWalkedRecordByRecord) {
@@ -93,24 +74,21 @@ TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     EXPECT_DEATH(Walk(std::istringstream("@r\nA\n")), "terminate");
 }
 
-// Gives its text a few characters at a time, then fails.
+// Gives its text, then fails.
 class FailingDevice : public std::streambuf {
 public:
     explicit FailingDevice(const std::string& text) : text(text) {}
 
 private:
     int_type underflow() override {
-        if (given == text.size()) {
+        if (eback() != nullptr) {
             throw std::runtime_error("the device failed");
         }
-        const auto piece = std::min<std::size_t>(3, text.size() - given);
-        setg(text.data() + given, text.data() + given, text.data() + given + piece);
-        given += piece;
+        setg(text.data(), text.data(), text.data() + text.size());
         return traits_type::to_int_type(*gptr());
     }
 
     std::string text;
-    std::size_t given = 0;
 };
 
 TEST(SequencingFile, AFailingDeviceEndsTheReadsWithAMessage) {
@@ -134,27 +112,6 @@ TEST(SequencingFile, AFailingDeviceEndsTheReadsWithAMessage) {
         stream.exceptions(throws ? std::ios_base::badbit : std::ios_base::goodbit);
         EXPECT_EQ(Walk(std::move(stream)), records) << text;
         EXPECT_EQ(log.Of("warning"), warnings) << text;
-    }
-}
-
-TEST(SequencingFile, TheNameAloneDecidesBetweenPlainAndGzip) {
-    const Tests::TemporaryFolder folder;
-    std::filesystem::create_directory(folder.Path("folder.fq"));
-    const std::string text = "@r\nAC\n+\nII\n";
-    const auto no_gzip = [&](const std::string& name) {
-        return Lines{"gzip error in " + folder.Path(name) + ": not in gzip format"};
-    };
-    const std::tuple<std::string, std::string, Lines> cases[] = {
-        {"a.FASTQ", text, {"@r|AC|II"}},
-        {"b.fa", text, {"@r|AC|II"}},
-        {"c.fastq.gz", Gzip(text), {"@r|AC|II"}},
-        {"d.anything", Gzip(text) + Gzip("@s\nA\n+\nI\n"), {"@r|AC|II", "@s|A|I"}},
-        {"e.txt", text, no_gzip("e.txt")},
-        {"f.gz", "", no_gzip("f.gz")},
-        {"folder.fq", "", {"Could not read " + folder.Path("folder.fq") + ": Is a directory"}},
-    };
-    for (const auto& [name, content, expected] : cases) {
-        EXPECT_EQ(WalkFile(folder.Write(name, content)), expected) << name;
     }
 }
 

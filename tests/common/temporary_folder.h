@@ -34,4 +34,9 @@ private:
     std::string path;
 };
 
+/// How many descriptors this process has open, the one that counts them among them.
+inline std::ptrdiff_t OpenDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
 }  // namespace Tests

@@ -1,7 +1,6 @@
 #include "third_party_alignment/ext_align_process_caller.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <tuple>
 
@@ -10,7 +9,6 @@
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
-#include "third_party_alignment/align_read.h"
 
 namespace {
 
@@ -69,38 +67,6 @@ TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {
     copy.reset();
     EXPECT_FALSE(std::filesystem::exists(folder));
     EXPECT_EQ(original.Call("A", "r"), first) << "the file of the call before has been deleted";
-}
-
-// A real aligner as the judge of the whole chain: reads of known origin, on both strands.
-TEST(ExtAlignProcessCaller, DrivesARealAligner) {
-    unsigned state = 11;
-    const auto reference = Tests::RandomBases(state, 20000);
-    const auto reverse_complement = [](const std::string& bases) {
-        std::string result(bases.rbegin(), bases.rend());
-        for (auto& base : result) {
-            base = base == 'A' ? 'T' : base == 'C' ? 'G' : base == 'G' ? 'C' : 'A';
-        }
-        return result;
-    };
-    const Tests::TemporaryFolder folder;
-    const auto path = folder.Write("reference.fa", ">chr1\n" + reference + "\n");
-    ASSERT_EQ(std::system(("bwa index " + path + " 2> /dev/null").c_str()), 0) << "Debian package bwa";
-
-    ExtAlignProcessCaller caller(path, "bwa", "{executable} mem {reference} {strand}");
-    const auto forward = reference.substr(5000, 600);
-    // Bases; genome, its start and end, aligned bases.
-    const std::tuple<std::string, std::string, int, int, int> cases[] = {
-        {forward, "chr1", 5001, 5601, 600},
-        {reverse_complement(forward), "chr1_rc", 5001, 5601, 600},
-        {std::string(100, 'A'), "*", -1, -1, -1},
-    };
-    for (const auto& [bases, genome, start, end, aligned] : cases) {
-        const auto result = ThirdPartyAlignment::AlignRead(&caller, bases, "r", false, 0.5F);
-        EXPECT_EQ(result.genome, genome) << result.sam_record;
-        EXPECT_EQ(result.genome_start, start) << result.sam_record;
-        EXPECT_EQ(result.genome_end, end) << result.sam_record;
-        EXPECT_EQ(result.num_aligned, aligned) << result.sam_record;
-    }
 }
 
 }  // namespace
