@@ -2,7 +2,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -33,7 +32,6 @@ Loaded LoadedFrom(const std::string& path) {
 
 class Index : public testing::Test {
 protected:
-    unsigned Random() { return (state = state * 1664525U + 1013904223U) >> 8U; }
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
     // The path of a new index of `fasta`.
     std::string BuildIndex(const std::string& options, const std::string& fasta, const std::string& name) const {
@@ -243,15 +241,11 @@ TEST_F(Index, AnIndexIsOfItsOwnSequences) {
     const auto fasta =
         folder.Write("hard.fa", ">long\n" + RandomBases(50000) + "\n>islands\n" + islands + "\n>none\n\n>repeats\n" +
                                     repeats + "\n>one\nA\n>last\n" + RandomBases(3001) + "\n");
-    const auto descriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                             std::filesystem::directory_iterator());
-    };
-    const auto before = descriptors();
+    const auto before = Tests::OpenDescriptors();
     for (const std::string options : {"-k15 -w10", "-k14 -w10 -H", "-k28 -w1", "-k19 -w19", "-k8 -w40 -H"}) {
         const auto path = BuildIndex(options, fasta, "index.mmi");
         EXPECT_EQ(LoadedFrom(path), Loaded(6, "")) << options;
-        EXPECT_EQ(descriptors(), before);
+        EXPECT_EQ(Tests::OpenDescriptors(), before);
         EXPECT_EQ(Tests::ReadAll("/proc/self/maps").find(path), std::string::npos) << "the file is still mapped";
 
         const auto index = Tests::ReadAll(path);

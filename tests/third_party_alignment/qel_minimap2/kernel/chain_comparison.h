@@ -9,28 +9,37 @@
 
 namespace Tests {
 
-/// Makes lists of anchors as reads in repeats have them, the same ones for a seed: pieces of colinear anchors with
-/// errors on several sequences and strands, pieces one above the other, a read's repeats on a reference's repeats (so
-/// that the same place in the reference has several in the read), noise; sometimes equal distances, which make equal
-/// scores.
-class RandomAnchors {
+/// The same throws for a seed.
+class Dice {
 public:
-    explicit RandomAnchors(std::uint32_t seed) : generator(seed) {}
+    explicit Dice(std::uint32_t seed) : generator(seed) {}
 
-    /// Up to `most` anchors, not sorted, of one length.
-    std::vector<mm128_t> Next(int most);
-
+    /// From `first` to `last`, both included.
     int Between(int first, int last) {
         return first + static_cast<int>(generator() % static_cast<std::uint32_t>(last - first + 1));
     }
     bool OneIn(int n) { return Between(1, n) == 1; }
 
 private:
+    std::mt19937 generator;
+};
+
+/// Makes lists of anchors as reads in repeats have them, the same ones for a seed: pieces of colinear anchors with
+/// errors on several sequences and strands, pieces one above the other, a read's repeats on a reference's repeats (so
+/// that the same place in the reference has several in the read), noise; sometimes equal distances, which make equal
+/// scores.
+class RandomAnchors : public Dice {
+public:
+    using Dice::Dice;
+
+    /// Up to `most` anchors, not sorted, of one length.
+    std::vector<mm128_t> Next(int most);
+
+private:
     void Add(std::uint64_t sequence, int reference, int read);
     void AddPiece();
     void AddRepeats();
 
-    std::mt19937 generator;
     std::vector<mm128_t> anchors;
     int sequences = 1, reference_length = 1, read_length = 1, anchor_length = 15, step = 1;
 };

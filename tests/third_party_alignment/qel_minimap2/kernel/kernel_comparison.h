@@ -1,21 +1,21 @@
 #pragma once
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
+#include "third_party_alignment/qel_minimap2/kernel/chain_comparison.h"
 
 namespace Tests {
 
 /// Makes calls of the base aligner, the same ones for a seed: related and unrelated sequences, repeats, long gaps,
 /// letters that stand for any base, all sets of flags, scorings with the pieces of the gap cost in either order, bands
 /// and drops.
-class RandomCalls {
+class RandomCalls : Dice {
 public:
     /// `longest`: of a target, in bases; queries may be a few hundred bases longer.
-    RandomCalls(std::uint32_t seed, int longest) : generator(seed), longest(longest) {}
+    RandomCalls(std::uint32_t seed, int longest) : Dice(seed), longest(longest) {}
 
     /// Calls made to leave the strip that the certified band fills, from now on: gap filling with an insertion and a
     /// deletion of 8 to 150 bases, 1 to 90 apart, few errors otherwise, in plain and in periodic sequences, of lengths
@@ -26,17 +26,11 @@ public:
     qel_minimap2::kernel::AlignmentCall Next();
 
 private:
-    /// From `first` to `last`, both included.
-    int Between(int first, int last) {
-        return first + static_cast<int>(generator() % static_cast<std::uint32_t>(last - first + 1));
-    }
-    bool OneIn(int n) { return Between(1, n) == 1; }
     void MakeTarget();
     void MakeQuery();
     void MakeRelatedQuery();
     void MakeTwoGaps();
 
-    std::mt19937 generator;
     int longest;
     int alphabet = 4;
     bool attacks = false;

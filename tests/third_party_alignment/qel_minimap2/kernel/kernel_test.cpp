@@ -40,10 +40,16 @@ std::string BasesWithRepeats(std::mt19937& random) {
     return bases;
 }
 
-TEST(Kernel, AnswersEveryCallAsTheLibraryDoes) {
-    if (!__builtin_cpu_supports("avx2")) {
-        GTEST_SKIP() << "This processor has no AVX2: the library's own kernel is used.";
+class Kernel : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!__builtin_cpu_supports("avx2")) {
+            GTEST_SKIP() << "This processor has no AVX2: the library's own functions are used.";
+        }
     }
+};
+
+TEST_F(Kernel, AnswersEveryCallAsTheLibraryDoes) {
     for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
         Tests::RandomCalls calls(seed, longest);
         Tests::ComparisonFigures figures;
@@ -54,10 +60,7 @@ TEST(Kernel, AnswersEveryCallAsTheLibraryDoes) {
     }
 }
 
-TEST(Kernel, ProvesItsBandAgainstPathsOutside) {
-    if (!__builtin_cpu_supports("avx2")) {
-        GTEST_SKIP() << "This processor has no AVX2: the library's own kernel is used.";
-    }
+TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
     Tests::RandomCalls calls(6, 0);
     calls.AttackTheBand();
     Tests::ComparisonFigures figures;
@@ -65,10 +68,7 @@ TEST(Kernel, ProvesItsBandAgainstPathsOutside) {
     EXPECT_EQ(figures.with_cigar, 20000);
 }
 
-TEST(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
-    if (!__builtin_cpu_supports("avx2")) {
-        GTEST_SKIP() << "This processor has no AVX2: the library's own function is used.";
-    }
+TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
     std::mt19937 random(3);
     std::size_t found = 0;
     for (int i = 0; i < 6000; ++i) {
@@ -87,15 +87,12 @@ TEST(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
     EXPECT_GT(found, 500000U);
 }
 
-TEST(Kernel, SortsAnchorsIntoTheLibrarysOrder) {
+TEST(AnchorSort, SortsAnchorsIntoTheLibrarysOrder) {
     Tests::RandomAnchors random(4);
     EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
 }
 
-TEST(Kernel, ChainsAnchorsAsTheLibraryDoes) {
-    if (!__builtin_cpu_supports("avx2")) {
-        GTEST_SKIP() << "This processor has no AVX2: the library's own functions are used.";
-    }
+TEST_F(Kernel, ChainsAnchorsAsTheLibraryDoes) {
     Tests::RandomAnchors random(5);
     Tests::ChainFigures chained;
     EXPECT_EQ(Tests::CompareChaining(random, 10000, chained), "");
