@@ -1,6 +1,5 @@
 #include "common/sequencing_file_adapter.h"
 
-#include <algorithm>
 #include <sstream>
 #include <tuple>
 
