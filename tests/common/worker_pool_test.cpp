@@ -54,9 +54,15 @@ struct Records {
     };
     Iterator begin() { return Read(0), Iterator{this, 0}; }
     Iterator end() { return {this, size}; }
-    void Read(int number) { current = FastQRecord("@" + std::to_string(number), "", ""); }
+    void Read(int number) {
+        if (number == fails_at) {
+            throw std::runtime_error("bad record");
+        }
+        current = FastQRecord("@" + std::to_string(number), "", "");
+    }
 
     int size;
+    int fails_at = -1;
     FastQRecord current = {};
 };
 
@@ -309,6 +315,18 @@ TEST_F(ThreadedLoopJobs, TheLogTellsOfEachJobBeforeItRuns) {
     const Tests::CapturedLog log;
     EXPECT_EQ(Tests::ErrorOf([&] { RunLoop({2}, -1, [](FastQRecord&) { return 1; }); }), "Could not submit job 0");
     EXPECT_EQ(log.Of("verbose"), Tests::Lines(10, "Submitting job 0"));
+}
+
+TEST_F(ThreadedLoopJobs, AFailingReadOfTheInputWaitsForTheSubmittedJobs) {
+    std::atomic<int> done = 0;
+    EXPECT_EQ(Tests::ErrorOf([&] {
+                  RunLoop({10, 6}, 4, [&](FastQRecord&) {
+                      std::this_thread::sleep_for(milliseconds(2));
+                      return ++done;
+                  });
+              }),
+              "bad record");
+    EXPECT_EQ(done, 6);
 }
 
 }  // namespace
