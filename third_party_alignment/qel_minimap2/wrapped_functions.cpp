@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
 #include <mmpriv.h>
 
+#include "third_party_alignment/qel_minimap2/index/packed_bases.h"
 #include "third_party_alignment/qel_minimap2/index/seed_table.h"
 #include "third_party_alignment/qel_minimap2/kernel/anchor_sort.h"
 #include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
@@ -18,6 +20,7 @@
 extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
+decltype(mm_idx_getseq) __wrap_mm_idx_getseq, __real_mm_idx_getseq;
 decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
 decltype(mm_collect_matches) __wrap_mm_collect_matches, __real_mm_collect_matches;
 decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
@@ -63,6 +66,16 @@ void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uin
     } else {
         __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
     }
+}
+
+int __wrap_mm_idx_getseq(const mm_idx_t* mi, std::uint32_t rid, std::uint32_t st, std::uint32_t en, std::uint8_t* seq) {
+    if (!UsesOwnKernels() || rid >= mi->n_seq || st >= mi->seq[rid].len) {
+        return __real_mm_idx_getseq(mi, rid, st, en, seq);
+    }
+    const auto& sequence = mi->seq[rid];
+    const auto end = std::min(en, sequence.len);
+    qel_minimap2::UnpackBases(mi->S, sequence.offset + st, sequence.offset + end, reinterpret_cast<char*>(seq));
+    return static_cast<int>(end - st);
 }
 
 std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {

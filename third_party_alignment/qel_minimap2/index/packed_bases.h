@@ -7,6 +7,9 @@
 
 namespace qel_minimap2 {
 
+/// Writes the bases from `begin` to `end` of packed ones, a number of 0 to 4 in each byte.
+void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
+
 /// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
 /// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
 class PackedBases {
@@ -14,8 +17,7 @@ public:
     /// Adds the bases of letters at the end. Throws std::bad_alloc.
     void Append(std::string_view letters);
     std::uint64_t Count() const { return count; }
-    /// Writes the bases from `begin` to `end`, a number of 0 to 4 in each byte.
-    void Unpack(std::uint64_t begin, std::uint64_t end, char* bases) const;
+    const std::uint32_t* Words() const { return words.get(); }
     /// The words, in memory from malloc that the caller owns now; null for none. Nothing may be called after it.
     std::uint32_t* Take();
 

@@ -19,7 +19,7 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
     const auto from = begin - std::min(begin - sequence.offset, before);
     const auto to = end + std::min(sequence_end - end, behind);
     unpacked.resize(to - from);
-    bases.Unpack(from, to, unpacked.data());
+    UnpackBases(bases.Words(), from, to, unpacked.data());
     minimizers.n = 0;
     mm_sketch(nullptr, unpacked.data(), static_cast<int>(to - from), static_cast<int>(header.window),
               static_cast<int>(header.k), 0, 0, &minimizers);

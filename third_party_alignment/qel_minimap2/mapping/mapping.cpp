@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <mmpriv.h>
 
@@ -168,8 +169,12 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     // minimap2 knows no U: its own reader writes T. The copy is the buffer's, to reuse its memory.
     auto& bases = buffer->bases;
     bases.assign(read.seq, static_cast<std::size_t>(read.l_seq));
-    std::replace(bases.begin(), bases.end(), 'U', 'T');
-    std::replace(bases.begin(), bases.end(), 'u', 't');
+    for (const auto& [uracil, thymine] : {std::pair('U', 'T'), std::pair('u', 't')}) {
+        // Nearly all reads have none, which is seen many letters at a time.
+        if (bases.find(uracil) != std::string::npos) {
+            std::replace(bases.begin(), bases.end(), uracil, thymine);
+        }
+    }
 
     mm_bseq1_t own{};
     own.l_seq = read.l_seq;
