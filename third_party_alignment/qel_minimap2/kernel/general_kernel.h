@@ -10,6 +10,7 @@
 #include "third_party_alignment/qel_minimap2/kernel/maximum.h"
 #include "third_party_alignment/qel_minimap2/kernel/padded_sequences.h"
 #include "third_party_alignment/qel_minimap2/kernel/scratch.h"
+#include "third_party_alignment/qel_minimap2/kernel/strip.h"
 #include "third_party_alignment/qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {
@@ -154,7 +155,8 @@ TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, La
     }
 }
 
-/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's.
+/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's, but for three fields of
+/// extensions, see AlignWithAvx2.
 /// The gaps between its members are the lanes' alignment.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
@@ -221,8 +223,30 @@ private:
         return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
     }
 
+    // Of an extension's result only the best cell and the best end of the query count.
+    bool MayEndEarly() const {
+        return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_GENERIC_SC) && Fits(scoring) &&
+               scoring.any <= scoring.match;
+    }
+
+    // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
+    // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
+    // deleted bases. Once all that cannot exceed the best end of the query, no later cell is a better end or the best
+    // cell. Nor does the score drop: below that end each row has a cell in the query's last column, which scores less
+    // by one gap at most.
+    bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
+        const int length = call.query_length;
+        const int most =
+            length * scoring.match + scoring.corner + GapCost(scoring, 1) - GapCost(scoring, r + 1 - 2 * (length - 1));
+        return most <= result.mqe &&
+               (call.z_drop < 0 ||
+                static_cast<int>(result.max) - result.mqe + GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
+                    call.z_drop);
+    }
+
     template <typename Maximum>
     void Sweep(Maximum maximum, ksw_extz_t& result) {
+        const int may_end = MayEndEarly() ? 2 * (call.query_length - 1) : rows;
         int begin_before = 0;
         for (int r = 0; r < rows; ++r) {
             const Range range = RangeOf(r);
@@ -231,7 +255,8 @@ private:
                 return;
             }
             ComputeRow(r, range, begin_before);
-            if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result)) {
+            if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result) ||
+                (r >= may_end && NothingBetterFollows(r, result))) {
                 return;
             }
             begin_before = range.begin;
