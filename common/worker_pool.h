@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -112,15 +113,16 @@ private:
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
 
-    // Guards the members below, and those of each Slot that say so.
+    // Guards the members below, and those of each Slot that say so. The atomic ones change under it and are also read
+    // without it, by threads that wait awake.
     std::mutex mutex;
     std::condition_variable job_ended;
-    std::size_t unseen = 0;  // Jobs that have ended and that no Refresh has seen.
-    bool staged = false;     // Whether the next two members hold a job to take. Otherwise the owner alone uses them.
+    std::atomic<std::size_t> unseen = 0;  // Jobs that have ended and that no Refresh has seen.
+    bool staged = false;  // Whether the next two members hold a job to take. Otherwise the owner alone uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
     std::optional<std::size_t> taker;  // The worker that has taken the staged job, until its Submit.
-    bool ending = false;
+    std::atomic<bool> ending = false;
 };
 
 }  // namespace Common

@@ -33,14 +33,17 @@ int main(int argc, char** argv) {
     Tests::RandomCalls calls(seed, 3000);
     Tests::RandomCalls attacks(seed, 0);
     attacks.AttackTheBand();
+    Tests::RandomCalls ends(seed, 400);
+    ends.AttackTheEnds();
     Tests::RandomAnchors anchors(seed);
     Tests::ComparisonFigures figures;
     Tests::ChainFigures chained;
     Tests::ChainFigures joined;
     while (figures.calls < wanted) {
         const auto count = std::min(wanted - figures.calls, 100000L);
-        Judge(Tests::CompareWithLibrary(calls, count - count / 2, figures));
-        Judge(Tests::CompareWithLibrary(attacks, count / 2, figures));
+        Judge(Tests::CompareWithLibrary(calls, count - 2 * (count / 3), figures));
+        Judge(Tests::CompareWithLibrary(attacks, count / 3, figures));
+        Judge(Tests::CompareWithLibrary(ends, count / 3, figures));
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(anchors, count, chained));
         Judge(Tests::CompareJoining(anchors, count, joined));

@@ -5,6 +5,7 @@ import os
 import re
 import resource
 import subprocess
+import threading
 import time
 import unittest
 
@@ -93,6 +94,14 @@ class Faults(AlignerTest):
                             (["in", "-r"], "Could not list a folder")):
             run = self.run_aligner("-z", "-i", *args, "-s", "out", "-a", reference, status=255, before=become_nobody)
             self.assertEqual(self.errors(run)[-1], f'{start}: Permission denied: "in/sub/deep". Exiting.')
+
+    def test_a_pipe_is_read_like_a_file(self):
+        sam, _ = self.good()
+        pipe = self.folder / "pipe.fastq"
+        os.mkfifo(pipe)
+        threading.Thread(target=lambda: pipe.write_bytes(SAMPLE.read_bytes())).start()
+        self.align([pipe], "-z")
+        self.assertEqual(sorted(self.sam("pipe.sam")), sam)
 
     def test_closed_standard_streams_get_nothing_into_the_results(self):
         _, rows = self.good()

@@ -44,6 +44,17 @@ std::size_t ReadAllRows(const std::string& path) {
 
 }  // namespace
 
+// The reader takes a megabyte at a time.
+TEST(SummaryReader, ReadsRowsThatLieAcrossBlocks) {
+    const Tests::TemporaryFolder folder;
+    std::string text = Header();
+    std::size_t rows = 0;
+    for (; text.size() < 3'000'000; ++rows) {
+        text += rows % 3 == 0 ? kUnmapped : rows % 3 == 1 ? kRejected : kRow;
+    }
+    EXPECT_EQ(ReadAllRows(folder.Write("s", text)), rows);
+}
+
 TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
     const std::string no_header = "line 1: not the header of an alignment summary: ";
     const std::string wrong_end = " is not start + aligned + ";

@@ -39,7 +39,7 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// False when there is no memory. Only what lies beside a band is read before it is computed.
+    /// False when there is no memory. Only beside a band does it matter what a lane holds before it is computed.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;

@@ -1,10 +1,13 @@
 // Indexes of our own making and loading beside the library's.
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -22,6 +25,7 @@
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
 #include "third_party_alignment/qel_minimap2/index/parallel.h"
 #include "third_party_alignment/qel_minimap2/index/reference_index.h"
+#include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
 
 namespace {
 
@@ -223,6 +227,58 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
         const auto index = LoadIndex(path.c_str(), with_seed_table, small_parts);
         EXPECT_EQ(SeedTable::Of(*index) != nullptr, with_seed_table);
         EXPECT_EQ(Difference(*index, *whole), "");
+    }
+}
+
+// What was collected from a read's minimizers, with the positions themselves; frees it.
+std::string Text(const Seeds& seeds) {
+    std::ostringstream text;
+    text << seeds.position_count << " repetitive " << seeds.repetitive_bases;
+    for (int i = 0; i < seeds.count; ++i) {
+        const auto& seed = seeds.seeds[i];
+        text << "\n"
+             << seed.q_pos << " " << seed.q_span << " " << seed.seg_id << " " << seed.is_tandem << seed.flt << ":";
+        std::copy_n(seed.cr, seed.n, std::ostream_iterator<std::uint64_t>(text, " "));
+    }
+    text << "\nplaces ";
+    std::copy_n(seeds.minimizer_places, seeds.minimizer_count, std::ostream_iterator<std::uint64_t>(text, " "));
+    std::free(seeds.seeds);
+    std::free(seeds.minimizer_places);
+    return text.str();
+}
+
+TEST(SeedCollection, GivesTheLibrarysSeeds) {
+    const Tests::TemporaryFolder folder;
+    const auto path = folder.Write("reference.fa", MadeReference(9).Fasta(60000));
+    const auto options = OptionsFor(11, 5);
+    const auto ours = IndexReference(path, options);
+    const auto library = WithLibrary(path, options);
+    std::mt19937 random(3);
+    for (int read = 0; read < 300; ++read) {
+        // Minimizers of the index and others, some of them more than once in a row.
+        std::vector<mm128_t> list(1 + random() % (read % 2 == 0 ? 4 : 150));
+        std::uint64_t at = 0;
+        for (auto& minimizer : list) {
+            const auto number = random() % (1U << 14U);
+            const auto* const table = static_cast<const MinimizerTable*>(BucketsOf(*library)[number].table);
+            const auto slot = table != nullptr ? static_cast<khint_t>(random() % kh_end(table)) : 0;
+            const auto hash = table != nullptr && kh_exist(table, slot) ? kh_key(table, slot) >> 1U << 14U | number
+                                                                        : random() % (1U << 22U);
+            at += random() % 9 + 1;
+            minimizer = {random() % 3 == 0 && &minimizer != list.data() ? (&minimizer)[-1].x : hash << 8U | 11,
+                         at << 1U};
+        }
+        const mm128_v minimizers{list.size(), list.size(), list.data()};
+        const int length = static_cast<int>(at) + 20, most = 1 + read % 7;
+        for (const auto& [of_any, distance] :
+             {std::pair(most, 0), std::pair(most, 30), std::pair(50, 0), std::pair(50, 30)}) {
+            Seeds expected{};
+            expected.seeds = mm_collect_matches(nullptr, &expected.count, length, most, of_any, distance, library.get(),
+                                                &minimizers, &expected.position_count, &expected.repetitive_bases,
+                                                &expected.minimizer_count, &expected.minimizer_places);
+            ASSERT_EQ(Text(CollectSeeds({nullptr, minimizers, length, most, of_any, distance}, *SeedTable::Of(*ours))),
+                      Text(expected));
+        }
     }
 }
 

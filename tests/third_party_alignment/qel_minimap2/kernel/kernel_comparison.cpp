@@ -161,9 +161,14 @@ AlignmentCall RandomCalls::Next() {
         MakeTarget();
         MakeQuery();
     }
+    if (ends) {
+        query.resize(static_cast<std::size_t>(Between(1, std::min(static_cast<int>(query.size()), 60))));
+        target.resize(query.size() * static_cast<std::size_t>(Between(2, 6)), target.back());
+    }
     auto s = kScorings[OneIn(3) ? Between(0, 8) : 0];
-    if (!attacks && OneIn(12)) {
-        s = {Between(1, 20), Between(1, 40), Between(1, 30), Between(1, 6), Between(1, 30), Between(1, 6)};
+    if (!attacks && OneIn(ends ? 2 : 12)) {
+        const int least = ends ? 0 : 1;  // Free gaps.
+        s = {Between(1, 20), Between(1, 40), Between(1, 30), Between(least, 6), Between(1, 30), Between(least, 6)};
     }
     matrix.assign(25, static_cast<std::int8_t>(OneIn(3) ? 0 : -1));
     for (std::size_t i = 0; i < 4; ++i) {
@@ -175,10 +180,11 @@ AlignmentCall RandomCalls::Next() {
     const int target_length = static_cast<int>(target.size());
     const int longer = std::max(query_length, target_length);
     int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
-    if (attacks) {
+    if (attacks || ends) {
         std::fill(std::begin(bands), std::end(bands), -1);
     }
-    const int flags = attacks    ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
+    const int flags = ends       ? KSW_EZ_EXTZ_ONLY | kFlags[Between(0, 19)]
+                      : attacks  ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
                       : OneIn(3) ? kFlags[Between(0, 19)]
                                  : kFlags[Between(0, 3)];
     return {nullptr,

@@ -22,6 +22,9 @@ public:
     /// from where each width is tried.
     void AttackTheBand() { attacks = true; }
 
+    /// Calls as for the ends of reads, from now on: short queries, and more of the target than can matter.
+    void AttackTheEnds() { ends = true; }
+
     /// The next call. It refers to this object, until the next one is made. No pool: memory comes from malloc.
     qel_minimap2::kernel::AlignmentCall Next();
 
@@ -33,7 +36,7 @@ private:
 
     int longest;
     int alphabet = 4;
-    bool attacks = false;
+    bool attacks = false, ends = false;
     std::vector<std::uint8_t> target, query;
     std::vector<std::int8_t> matrix;
 };
@@ -47,8 +50,8 @@ struct ComparisonFigures {
 };
 
 /// Has `count` calls answered by the kernels and by the library, each with a result that is used again from call to
-/// call, as minimap2 does, or with a new one. Returns a description of the first difference, in any field or the CIGAR
-/// or the room made for it; empty without one.
+/// call, as minimap2 does, or with a new one. Returns a description of the first difference, in a field that somebody
+/// reads or the CIGAR or the room made for it; empty without one.
 std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures);
 
 }  // namespace Tests

@@ -68,6 +68,14 @@ TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
     EXPECT_EQ(figures.with_cigar, 20000);
 }
 
+TEST_F(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
+    Tests::RandomCalls calls(7, 400);
+    calls.AttackTheEnds();
+    Tests::ComparisonFigures figures;
+    EXPECT_EQ(Tests::CompareWithLibrary(calls, 60000, figures), "");
+    EXPECT_GT(figures.reached_end, 3000);
+}
+
 TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
     std::mt19937 random(3);
     std::size_t found = 0;
