@@ -45,6 +45,7 @@ TEST(FastQRecord, IdentifiersComeFromTheTitle) {
         {"@r1 runid=abc ch=5", "r1", "abc", {}},
         {">chr1 desc", "chr1", "[invalid run id]", {no_run + ">chr1 desc"}},
         {"@r1\tx runid=9", "r1\tx", "9", {}},
+        {"@ r1 runid=9", "", "9", {}},
         {"@r1 xrunid=7", "r1", "7", {}},
         {"@runid=", "runid=", "", {}},
         {"@", "[invalid read id]", "[invalid run id]", {no_blank, no_run + "@"}},
