@@ -21,7 +21,7 @@ struct Outcome {
 
 using Clock = std::chrono::steady_clock;
 
-thread_local int waits_without = 0;
+thread_local int waits_without = 0;  // Of this thread's next waits, how many sleep at once.
 
 // Lets other threads run until the condition holds, for about `longest` and at least once, without the lock: the
 // condition looks at atomic members. A thread that sleeps at once may leave its processor idle, and to wake it takes

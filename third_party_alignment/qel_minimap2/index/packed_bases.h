@@ -7,7 +7,8 @@
 
 namespace qel_minimap2 {
 
-/// Writes the bases from `begin` to `end` of packed ones, a number of 0 to 4 in each byte.
+/// Writes the packed bases from `begin` up to `end` (0-based, not included; none if it is not above `begin`), a number
+/// of 0 to 4 in each byte. `words` as PackedBases describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
 /// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
@@ -17,6 +18,7 @@ public:
     /// Adds the bases of letters at the end. Throws std::bad_alloc.
     void Append(std::string_view letters);
     std::uint64_t Count() const { return count; }
+    /// The bases so far; valid until more are added.
     const std::uint32_t* Words() const { return words.get(); }
     /// The words, in memory from malloc that the caller owns now; null for none. Nothing may be called after it.
     std::uint32_t* Take();

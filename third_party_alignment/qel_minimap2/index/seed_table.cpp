@@ -115,8 +115,8 @@ bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& str
 bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) {
     bool found = false;
     auto group = GroupOf(stretch, key >> 1U);
-    for (unsigned full = 0; full <= kMostFullGroups + 1;
-         ++full, group = stretch.After(group)) {  // As far as Fill goes.
+    // As far as Fill goes.
+    for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         const auto* const slots = keys + group * kGroupSlots;
         const auto equal = SlotsWith(slots, static_cast<std::uint32_t>(key));
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
@@ -154,8 +154,8 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& block = BlockOf(minimizer);
     const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
     auto group = GroupOf(stretch, minimizer >> bucket_bits);
-    for (unsigned full = 0; full <= kMostFullGroups + 1;
-         ++full, group = stretch.After(group)) {  // As far as Fill goes.
+    // As far as Fill goes.
+    for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         const auto* const keys = block.keys + group * kGroupSlots;
         if (const auto found = SlotsWith(keys, key); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));

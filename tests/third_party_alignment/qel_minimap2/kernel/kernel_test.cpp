@@ -49,11 +49,16 @@ protected:
     }
 };
 
+Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) {
+    Tests::ComparisonFigures figures;
+    EXPECT_EQ(Tests::CompareWithLibrary(calls, count, figures), "");
+    return figures;
+}
+
 TEST_F(Kernel, AnswersEveryCallAsTheLibraryDoes) {
     for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
         Tests::RandomCalls calls(seed, longest);
-        Tests::ComparisonFigures figures;
-        EXPECT_EQ(Tests::CompareWithLibrary(calls, count, figures), "");
+        const auto figures = Compare(calls, count);
         EXPECT_GT(figures.dropped, count / 100);
         EXPECT_GT(figures.reached_end, count / 200);
         EXPECT_GT(figures.with_cigar, count / 2);
@@ -63,17 +68,13 @@ TEST_F(Kernel, AnswersEveryCallAsTheLibraryDoes) {
 TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
     Tests::RandomCalls calls(6, 0);
     calls.AttackTheBand();
-    Tests::ComparisonFigures figures;
-    EXPECT_EQ(Tests::CompareWithLibrary(calls, 20000, figures), "");
-    EXPECT_EQ(figures.with_cigar, 20000);
+    EXPECT_EQ(Compare(calls, 20000).with_cigar, 20000);
 }
 
 TEST_F(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     Tests::RandomCalls calls(7, 400);
     calls.AttackTheEnds();
-    Tests::ComparisonFigures figures;
-    EXPECT_EQ(Tests::CompareWithLibrary(calls, 60000, figures), "");
-    EXPECT_GT(figures.reached_end, 3000);
+    EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
 }
 
 TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
