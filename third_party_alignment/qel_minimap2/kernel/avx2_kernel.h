@@ -36,9 +36,10 @@
 
 namespace qel_minimap2::kernel {
 
-/// Aligns with 32 lanes. Every field of `result` and its CIGAR become what the library's ksw_extd2_sse makes of the
-/// same call; only an extension (KSW_EZ_EXTZ_ONLY) may end before `score`, `mte` and `mte_q`, which its callers do not
-/// read, are known. False, with the result reset, when there is no memory. Only on processors with AVX2; any thread.
+/// Aligns with 32 lanes. The fields of `result` and its CIGAR become what the library's ksw_extd2_sse makes of the same
+/// call, but for what its callers do not read: `mte` and `mte_q` stay as ksw_reset_extz leaves them, and an extension
+/// (KSW_EZ_EXTZ_ONLY) may end before `score` is known. False, with the result reset, when there is no memory. Only on
+/// processors with AVX2; any thread.
 bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result);
 
 }  // namespace qel_minimap2::kernel

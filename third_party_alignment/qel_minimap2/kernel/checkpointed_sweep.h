@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 #include "third_party_alignment/qel_minimap2/kernel/alignment_call.h"
 #include "third_party_alignment/qel_minimap2/kernel/lanes.h"
@@ -70,17 +69,15 @@ private:
     int CopySize(int r) const { return RoundDown(LastOf(r), kBlock) + kBlock - CopyBegin(r); }
 
     bool PrepareLines() {
-        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock + kPadding;
-        auto* memory = ScratchMemory(Scratch::lines, room * kLineCount + kPadding);
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock;
+        auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);
         if (memory == nullptr) {
             return false;
         }
-        std::memset(memory, 0, room * kLineCount + kPadding);
-        for (int line = 0; line < kLineCount; ++line) {
-            lines[line] = memory + kPadding + static_cast<std::size_t>(line) * room;
-        }
-        for (const auto line : {kV, kU}) {
-            std::memset(lines[line] - kPadding, kBias - 2 * (scoring.open + scoring.extend), room);
+        std::memset(memory, 0, room * kLineCount);
+        for (auto*& line : lines) {
+            line = memory;
+            memory += room;
         }
         return true;
     }

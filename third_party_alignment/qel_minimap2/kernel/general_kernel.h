@@ -155,8 +155,8 @@ TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, La
     }
 }
 
-/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's, but for three fields of
-/// extensions, see AlignWithAvx2.
+/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's, but for those that
+/// AlignWithAvx2 leaves out.
 /// The gaps between its members are the lanes' alignment.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)

@@ -21,7 +21,7 @@ struct FinishedRow {
 };
 
 /// Keeps the score of each cell of the current anti-diagonal, adding the differences up in 32 bits, and from them the
-/// maximum, the best ends of query and target, and the drop.
+/// maximum, the best end of the query, and the drop. The best end of the target is left out: nobody asks for it.
 ///
 /// Several cells of an anti-diagonal may have the maximum. The library scans the cells before the last one in four
 /// lanes and takes, in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position;
@@ -48,11 +48,6 @@ public:
         if (best <= corner) {
             best = corner;
             position = last;
-        }
-        if (last == call.target_length - 1 && corner > result.mte) {
-            result.mte = corner;
-            // From the end of the block of 16 cells, not from the cell: the library's number, which nobody reads.
-            result.mte_q = r - (RoundDown(last + 16, 16) - 1);
         }
         if (r - first == call.query_length - 1 && scores[first] > result.mqe) {
             result.mqe = scores[first];

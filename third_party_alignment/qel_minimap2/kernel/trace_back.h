@@ -114,12 +114,10 @@ public:
     }
 
 private:
+    // Never of the operation of the run before: a way does not come to the border along the border.
     void Add(std::uint32_t operation, int length) {
-        const auto run = static_cast<std::uint32_t>(length) << 4 | operation;
-        if (length > 0 && count > 0 && (runs[count - 1] & 15U) == operation) {
-            runs[count - 1] += run - operation;
-        } else if (length > 0) {
-            runs[count++] = run;
+        if (length > 0) {
+            runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
         }
     }
 
