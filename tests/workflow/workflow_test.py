@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The workflow's own scripts, without an engine and without a cluster: how chunks are made, what becomes of an attempt,
-how summaries are joined, and how Slurm's answers are understood. TAVIK_ALIGNER names the program."""
+"""The workflow without a cluster: its scripts - how chunks are made, what becomes of an attempt, how summaries are
+joined, how Slurm's answers are understood - and the whole of it on one machine. TAVIK_ALIGNER names the program."""
 
 import os
 import subprocess
@@ -12,10 +12,11 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(SOURCE / "tests" / "cli"))
 
-from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest  # noqa: E402
+from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, ids, read_fastq  # noqa: E402
 
 SCRIPTS = SOURCE / "workflow" / "scripts"
 SLURM = SOURCE / "workflow" / "profiles" / "slurm"
+CHECK = os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))
 HEADER = "read_id\tgenome\n"
 
 
@@ -41,7 +42,7 @@ class Plan(WorkflowTest):
         for name, kilobytes in (
                 ("l/1.fq", 7), ("l/2.fq", 6), ("l/3.fq", 5), ("l/4.fq", 4), ("l/5.fq", 3), ("l/6.fq", 2),
                 ("same/a.fastq", 4), ("same/x/a.fq", 1), ("same/y/a.fastq.gz", 1), ("same/z/a.fa", 1),
-                ("gz/1.fq.gz", 5), ("gz/2.fq", 5), ("gz/3.fq", 5), ("gz/no.txt", 9), ("gz/no.sam", 9)):
+                ("gz/1.FQ.gz", 5), ("gz/2.fq", 5), ("gz/3.fq", 5), ("gz/no.txt", 9), ("gz/no.sam", 9)):
             self.write(name, "x" * kilobytes * 1000)
         self.write("list", "l/6.fq\nl/1.fq\n\nl/2.fq\nl/5.fq\nl/4.fq\nl/3.fq\n")
         for reads, chunk_mb, order, chunks in (
@@ -49,7 +50,7 @@ class Plan(WorkflowTest):
                  [["l/1.fq", "l/4.fq", "l/5.fq"], ["l/2.fq", "l/3.fq", "l/6.fq"]]),
                 ("list", "1000", None, [["l/6.fq", "l/1.fq", "l/2.fq", "l/5.fq", "l/4.fq", "l/3.fq"]]),
                 ("same", "1000", None, [["same/a.fastq", "same/y/a.fastq.gz"], ["same/x/a.fq"], ["same/z/a.fa"]]),
-                ("gz", "0.010", None, [["gz/1.fq.gz"], ["gz/2.fq", "gz/3.fq"]])):
+                ("gz", "0.010", None, [["gz/1.FQ.gz"], ["gz/2.fq", "gz/3.fq"]])):
             with self.subTest(reads=reads, chunk_mb=chunk_mb):
                 files, planned = self.plan(reads, chunk_mb)
                 self.assertEqual(sorted(map(sorted, planned)), sorted(map(sorted, chunks)))
@@ -77,8 +78,7 @@ class Attempts(WorkflowTest):
         super().setUp()
         (self.folder / "plan").write_text(f"100007\tno such file\n00007\t{READS / 'sample_1.fastq'}\n")
         self.arguments = [SCRIPTS / "align_chunk", "plan", "00007", "out", "0", "-a", REFERENCE, "-t", "1"]
-        self.environment = {**os.environ, "ALIGNER": PROGRAM, "LOG": "log",
-                            "CHECK": os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))}
+        self.environment = {**os.environ, "ALIGNER": PROGRAM, "LOG": "log", "CHECK": CHECK}
         self.chunk = self.folder / "out" / "chunks" / "00007"
 
     def start(self, **environment):
@@ -217,6 +217,35 @@ class SlurmProfile(WorkflowTest):
             self.write("answer", answer)
             self.assertEqual(self.call(SLURM / "submit", "--mem=5", "job script", **self.path), (status, stdout))
             self.assertEqual(self.told("asked").count("--mem=5 job script\n"), calls)
+
+
+class Engine(WorkflowTest):
+    def run_workflow(self):
+        """The sorted ids in the joined summary."""
+        arguments = {"reads": "in", "reference": REFERENCE, "out": "all", "chunk_mb": "0.06", "min_coverage": 1,
+                     "aligner": PROGRAM, "check": CHECK, "minimap2": self.folder / "minimap2", "report": "no report"}
+        status, _ = self.call("snakemake", "-s", SOURCE / "workflow" / "Snakefile", "--profile",
+                              SOURCE / "workflow" / "profiles" / "local", "--config",
+                              *(f"{name}={value}" for name, value in arguments.items()), XDG_CACHE_HOME=str(self.folder))
+        self.assertEqual(status, 0, self.stderr)
+        return sorted(ids(self.summary("all")))
+
+    def test_files_of_all_folders_are_aligned_and_new_ones_later(self):
+        self.write("minimap2", '#!/bin/sh\necho "$@" >>built\nexec minimap2 "$@"\n').chmod(0o755)
+        records = read_fastq(READS / "sample_1.fastq")
+        names = [title.split()[0][1:] for title, _, _ in records]
+        self.write("in/a.fastq", fastq(records[:8]))
+        self.write("in/sub/a.fastq", fastq(records[8:14]))
+        self.assertEqual(self.run_workflow(), sorted(names[:14]))
+        self.assertEqual({row.split("\t")[1] for row in self.summary("all")}, {"*"})  # By the least coverage asked for.
+        chunks = sorted(path.stat().st_ino for path in self.folder.glob("all/chunks/*"))
+        self.assertEqual(len(chunks), 2)
+        self.run_workflow()
+        self.assertEqual(sorted(path.stat().st_ino for path in self.folder.glob("all/chunks/*")), chunks, "done again")
+        self.write("in/sub/b.fastq", fastq(records[14:]))
+        self.assertEqual(self.run_workflow(), sorted(names))
+        built = (self.folder / "built").read_text()
+        self.assertEqual((built.count("\n"), "-I 1000G" in built), (1, True))  # Once, and in one part.
 
 
 if __name__ == "__main__":
