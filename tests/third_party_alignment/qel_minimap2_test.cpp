@@ -104,6 +104,18 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
     EXPECT_EQ(dynamic.find("TEXTREL"), std::string::npos);
 }
 
+// As the sequences of a reference above 4 Gb, in which the later ones lie so far from the first base.
+TEST_F(QelMinimap2, BasesMayLieFarFromTheFirst) {
+    const auto index = Load(reference);
+    const Read read = {"read", Noisy(bases.substr(30000, 3000))};
+    const auto near = Align(index.get(), 0, read);
+    constexpr std::uint64_t kFar = 5'000'000'000;  // Eight bases a word.
+    index->seq[0].offset += kFar;
+    index->S -= kFar / 8;
+    EXPECT_EQ(Align(index.get(), 0, read), near);
+    index->S += kFar / 8;
+}
+
 TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     const auto used = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const auto unit = RandomBases(400);
@@ -114,6 +126,8 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     const auto repetitive = folder.Write("copies.fa", copies + "\n");
     const auto first = Load(repetitive);
     EXPECT_EQ(qelmm_cache_idx_occ_thres(first.get()), 31);
+    EXPECT_TRUE(Align(first.get(), 31, {"r", unit}).starts_with("r\t0\tcopies"));
+    EXPECT_TRUE(Align(first.get(), 1, {"r", unit}).starts_with("r\t4")) << "its minimizers occur more than once";
     Load(reference);
     const auto before = used();
     for (int i = 0; i < 5; ++i) {  // An index may lie where the one before it was.
@@ -128,8 +142,10 @@ TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
     const auto index = Load(reference);
     std::vector<std::jthread> threads;
     for (int t = 0; t < 6; ++t) {
-        threads.emplace_back([&, name = std::to_string(t)] {
+        threads.emplace_back([&, t, name = std::to_string(t)] {
             for (int i = 0; i < 50000; ++i) {
+                const auto failure = Align(index.get(), 0, {t % 2 == 0 ? "" : "@", "ACGT"});
+                EXPECT_TRUE(failure.starts_with(t % 2 == 0 ? "ERROR: the read has" : "ERROR: the read's")) << failure;
                 EXPECT_EQ(Align(index.get(), 0, {name, "ACGT"}), name + "\t4\t*\t0\t0\t*\t*\t0\t0\tACGT\t*\n");
             }
         });

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -20,9 +21,11 @@
 #include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
+#include "third_party_alignment/qel_minimap2/index/block_filler.h"
 #include "third_party_alignment/qel_minimap2/index/index_buckets.h"
 #include "third_party_alignment/qel_minimap2/index/index_file.h"
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
+#include "third_party_alignment/qel_minimap2/index/packed_bases.h"
 #include "third_party_alignment/qel_minimap2/index/parallel.h"
 #include "third_party_alignment/qel_minimap2/index/reference_index.h"
 #include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
@@ -230,6 +233,21 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     }
 }
 
+TEST(UnpackBases, UnpacksAnyRangeAndNoBaseMore) {
+    std::uint32_t words[6];
+    std::mt19937 random(2);
+    std::generate(std::begin(words), std::end(words), [&] { return random() & 0x77777777U; });
+    for (std::uint64_t begin = 0; begin < 48; ++begin) {
+        std::string expected(49 - begin, '?');
+        for (auto end = begin; end < 48; ++end) {
+            std::string actual(expected.size(), '?');
+            UnpackBases(words, begin, end, actual.data());
+            EXPECT_EQ(actual, expected) << begin << " to " << end;
+            expected[end - begin] = static_cast<char>(mm_seq4_get(words, end));
+        }
+    }
+}
+
 // What was collected from a read's minimizers, with the positions themselves; frees it.
 std::string Text(const Seeds& seeds) {
     std::ostringstream text;
@@ -295,6 +313,28 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     EXPECT_EQ(Find(table, low << 14U | 4U, count), nullptr);
 }
 
+// Keys spread over the groups, and a group with room ends a look-up: else one would take hundreds of times as long.
+TEST(SeedTable, LooksIntoFewGroups) {
+    constexpr std::uint32_t kKeys = 60000;
+    std::vector<SeedTable::Entry> entries;
+    for (std::uint32_t i = 0; i < kKeys; ++i) {
+        entries.push_back({std::uint64_t{i * 16001} << 1U | 1U, i});
+    }
+    SeedTable table(14);
+    table.MakeRoom(0, {kKeys}, 0);
+    ASSERT_TRUE(table.Fill(0, entries));
+    const auto time_of = [&](std::uint64_t added) {
+        std::size_t found = 0;
+        const auto start = std::clock();
+        for (const auto& [key, value] : entries) {
+            found += table.Slot(((key >> 1U) + added) << 14U) != SeedTable::kNoSlot ? 1U : 0U;
+        }
+        EXPECT_EQ(found, added == 0 ? kKeys : 0);
+        return std::clock() - start;
+    };
+    EXPECT_LT(time_of(0) + time_of(1), CLOCKS_PER_SEC / 20);
+}
+
 // The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
 // factor's inverse), so that the groups there are full and most keys lie far behind.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
@@ -325,6 +365,26 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
             EXPECT_FALSE(other.Fill(1, twice)) << place;
         }
     }
+}
+
+TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
+    constexpr std::uint32_t kLong = 2'000'000'000;
+    const SequencePlaces places({{"a", 0, kLong}, {"none", kLong, 0}, {"b", kLong, kLong}, {"c", 2UL * kLong, kLong}});
+    SeedTable table(14);
+    const EntryFormat format({10, 15, 14, 4, 0}, table.BitsInBlock());
+    constexpr std::uint64_t kMinimizer = 0x2345'6789;
+    std::vector<SketchedPiece> pieces;
+    for (const std::uint64_t offset : {7UL, 2UL * kLong - 1, 2UL * kLong + 1'900'000'000}) {
+        auto& piece = pieces.emplace_back(Pages(sizeof offset), std::vector<std::uint32_t>(table.BlockCount(), 1));
+        std::fill_n(piece.block_ends.begin(), format.BlockOf(kMinimizer), 0);
+        const auto entry = format.Entry(kMinimizer, offset, 1);
+        std::memcpy(piece.entries.Data(), &entry, sizeof entry);
+    }
+    BlockFiller(table, format, places, pieces).Fill(format.BlockOf(kMinimizer));
+    int count = 0;
+    const auto* const first = Find(table, kMinimizer, count);
+    EXPECT_EQ(Positions(first, first + count),
+              (Positions{7 << 1 | 1, 2UL << 32 | (kLong - 1UL) << 1 | 1, 3UL << 32 | 1'900'000'000UL << 1 | 1}));
 }
 
 TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {

@@ -127,13 +127,14 @@ void RandomCalls::MakeTwoGaps() {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
     // Of about the same length most times: the ends are then on the main diagonal, and the way between them is not.
-    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside.
+    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside: after
+    // width - 1 deletions, or up to three bases more on the other side.
     const bool at_edge = width <= 64 && OneIn(2);
-    const int inserted = at_edge ? width - 1 : Between(8, 150);
+    const bool inserts_first = OneIn(2);
+    const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
     const int first = Between(0, length);
     const int apart = Between(1, at_edge ? 24 : 90);
-    const bool inserts_first = !at_edge && OneIn(2);
     const int deletion = inserts_first ? first + apart : first;
     const int insertion = inserts_first ? first : first + deleted + apart;
     const int error = at_edge ? 0 : Between(0, 80);
