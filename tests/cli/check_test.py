@@ -118,6 +118,9 @@ DAMAGE = {
     "a wrong count": (lambda out, log: replace(log, "(5 reads)", "(4 reads)"), [
         "good.fastq: 5 reads in the file, 4 aligned", "good.fastq: 5 reads in its SAM file {out}/good.sam, 4 aligned",
         "{out}/alignment_summary.txt: 5 rows for 4 logged reads"]),
+    "a read too many": (lambda out, log: replace(log, "(5 reads)", "(6 reads)"), [
+        "good.fastq: 5 reads in the file, 6 aligned", "good.fastq: 5 reads in its SAM file {out}/good.sam, 6 aligned",
+        "{out}/alignment_summary.txt: 5 rows for 6 logged reads"]),
     "a full disk": (lambda out, log: replace(log, "[info] Succ", "[error] Could not write to output file x: No space "
                                              "left\n2026-11-21 00:00:00.1 [info] Succ"),
                     ["error in the log: Could not write to output file x: No space left"]),

@@ -104,13 +104,16 @@ class Faults(AlignerTest):
         self.assertEqual(sorted(self.sam("pipe.sam")), sam)
 
     def test_closed_standard_streams_get_nothing_into_the_results(self):
-        _, rows = self.good()
+        sam, rows = self.good()
+        self.write("in/sample_1.fastq", SAMPLE.read_text())
+        (self.folder / "in/dangling.fastq").symlink_to("/nowhere")  # Something to warn of.
         for number in (0, 1, 2):
             save = f"closed {number}"
             # With a folder as input: a list would come from standard input.
-            self.run_aligner("-i", READS, "-s", self.folder / save, "-a", REFERENCE, before=lambda: os.close(number))
-            self.assertEqual(len(self.summary(save)), 45)
-            self.assertEqual([row for row in rows if row not in self.summary(save)], [])
+            self.run_aligner("-i", "in", "-s", save, "-a", REFERENCE, before=lambda: os.close(number))
+            log = "".join(path.read_text() for path in (self.folder / save).glob("*.log"))
+            self.assertEqual((sorted(self.sam("sample_1.sam", save)), sorted(self.summary(save)), log.count("dangling")),
+                             (sam, rows, 1))
 
     def test_a_reader_that_leaves_does_not_end_the_run(self):
         command = [PROGRAM, "-i", READS, "-s", self.folder / "out", "-a", REFERENCE]

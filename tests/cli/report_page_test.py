@@ -71,6 +71,12 @@ class Page(ReportTest):
         for figure in (expected["totals"]["reads"], f"{100 * expected['totals']['median_identity']:.2f} %",
                        f"{expected['totals']['mean_depth']:.2f}", f"{expected['totals']['n50']} b"):
             self.assertIn(str(figure), totals)
+        cells = self.browser.execute_script("return [...document.querySelectorAll('#samples td')].map((cell) => cell.textContent)")
+        self.assertEqual(cells[-10:-7] + cells[-3:], [
+            str(expected["totals"]["reads"]),
+            *(f"{100 * expected['totals'][name] / expected['totals']['reads']:.1f} %" for name in ("aligned", "unmapped")),
+            *(f"{100 * expected['totals'][name]:.2f} %" for name in ("median_identity", "median_accuracy")),
+            f"{expected['totals']['mean_depth']:.2f}"])
         bars = self.browser.execute_script("return Object.fromEntries([...drawn].map(([id, chart]) => [id, chart.data.datasets.map((set) =>"
                                            " set.data.map((point) => point.y ?? point))]))")
         for chart in ("identity", "lengths"):

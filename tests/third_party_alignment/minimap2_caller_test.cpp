@@ -157,10 +157,11 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
 
 TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     Minimap2Caller caller(path);
-    const std::string bases = "AACGTACGTT";
+    const std::string bases = "AACGTACGTT" + std::string(990, 'A');
     const std::tuple<std::string, float, bool> cases[] = {
-        {"6M4S", 0.6F, false}, {"7M3S", 0.6F, true}, {"6M4S", 0.5999F, true},
-        {"1M9S", 0.0F, true},  {"10M", 1.0F, false}, {"10S", 0.6F, true},  // None: the aligner's record. Deliberate.
+        {"600M400S", 0.6F, false}, {"601M399S", 0.6F, true}, {"600M400S", 0.5999F, true}, {"1M999S", 0.0F, true},
+        {"1M999S", 0.01F, false},  {"1000M", 1.0F, false},   {"1000S", 0.6F, true},  // None: the aligner's record.
+                                                                                     // Deliberate.
     };
     for (const auto& [cigar, threshold, kept] : cases) {
         const auto record = "r\t0\tchr1\t5\t60\t" + cigar + "\t*\t0\t0\t" + bases + "\t*\tNM:i:0\tAS:i:3\n";
@@ -170,7 +171,7 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
         EXPECT_EQ(result.strand_score, kept ? 3 : -1) << cigar;
     }
     fake.answer = "r\t4\t*\t0\t0\t*\t*\t0\t0\tA\t*\n";
-    ThirdPartyAlignment::AlignRead(&caller, bases, "r", true, 0.6F);
+    ThirdPartyAlignment::AlignRead(&caller, "AACGTACGTT", "r", true, 0.6F);
     EXPECT_EQ(fake.last_read, "r/TTGCATGCAA") << "reversed, not complemented";
 }
 
