@@ -2,8 +2,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -274,6 +277,30 @@ TEST_F(Index, AnIndexIsOfItsOwnSequences) {
                 LoadedFrom(folder.Write("unnamed.mmi", unnamed)),
                 Loaded(kRefused, "the minimap2 index holds a sequence whose name has blanks or control characters"));
         }
+    }
+}
+
+// A number of kilobytes in what the system tells of this process.
+long Kilobytes(const std::string& field) {
+    const auto status = Tests::ReadAll("/proc/self/status");
+    return std::stol(status.substr(status.find("\n" + field + ":") + field.size() + 2));
+}
+
+// A large reference takes gigabytes; what is held besides while it is loaded would come on top.
+TEST_F(Index, LoadingTakesLittleMoreMemoryThanTheIndex) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "Sanitizers keep memory of their own.";
+#endif
+    const auto fasta = folder.Write("large.fa", ">large\n" + RandomBases(16'000'000) + "\n");
+    const long of_threads = 3000L * std::max(0, static_cast<int>(std::thread::hardware_concurrency()) - 2);
+    for (const auto& [path, kept, peak] :
+         {std::tuple(fasta, 92'000, 92'000), std::tuple(BuildIndex("", fasta, "large.mmi"), 55'000, 60'000)}) {
+        std::ofstream("/proc/self/clear_refs") << 5;  // Sets the peak to what is in use.
+        const auto before = Kilobytes("VmRSS");
+        const std::unique_ptr<mm_idx_t, decltype(&qelmm_unload_index)> index(qelmm_load_index(path.c_str()),
+                                                                             &qelmm_unload_index);
+        EXPECT_LT(Kilobytes("VmRSS") - before, kept + of_threads) << path;
+        EXPECT_LT(Kilobytes("VmHWM") - before, peak + of_threads) << path;
     }
 }
 
