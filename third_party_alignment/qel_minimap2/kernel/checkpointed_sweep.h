@@ -68,13 +68,13 @@ private:
     int CopyBegin(int r) const { return RoundDown(FirstOf(r), kBlock); }
     int CopySize(int r) const { return RoundDown(LastOf(r), kBlock) + kBlock - CopyBegin(r); }
 
+    // What a lane holds before it is computed does not matter.
     bool PrepareLines() {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock;
         auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);
         if (memory == nullptr) {
             return false;
         }
-        std::memset(memory, 0, room * kLineCount);
         for (auto*& line : lines) {
             line = memory;
             memory += room;

@@ -114,7 +114,8 @@ public:
     }
 
 private:
-    // Never of the operation of the run before: a way does not come to the border along the border.
+    // Two neighbouring runs are never of one operation: Walk ends a run only where the operation changes, and at the
+    // border what is left after a deletion is of the query, and after an insertion of the target.
     void Add(std::uint32_t operation, int length) {
         if (length > 0) {
             runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
