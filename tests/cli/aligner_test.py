@@ -155,7 +155,7 @@ class Output(AlignerTest):
         library = {"before": lambda: os.environ.update(QEL_KERNEL="library")}
         self.align([SAMPLE], "-t", "1")
         for reference, how in ((packed, {}), (REFERENCE, library), (self.build_index(), library)):
-            self.align([SAMPLE], "-t", "1", save="other", reference=reference, **how)
+            self.assertEqual(self.align([SAMPLE], "-t", "1", save="other", reference=reference, **how).stderr, "")
             self.assertEqual(self.sam("sample_1.sam", "other"), self.sam("sample_1.sam"))
             self.assertEqual(self.summary("other"), self.summary())
 

@@ -22,6 +22,7 @@ TEST(FastQRecord, ValidationNamesTheFirstFault) {
         {"ACGN", "IIII", letter + "'N' at position 3\nHeader: @r\nSequence: ACGN\nQstring: IIII"},
         {"acgt", "IIII", letter + "'a' at position 0\nHeader: @r\nSequence: acgt\nQstring: IIII"},
         {"NNNN", "III", length + "NNNN\nQstring: III"},
+        {"AC", "III", length + "AC\nQstring: III"},
         {"AC", "", length + "AC\nQstring: "},
         {"AC", "I ", "Unsupported character in the Qstring:  "},
         {"AC", "\x7fI", "Unsupported character in the Qstring: \x7f"},

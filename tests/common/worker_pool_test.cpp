@@ -159,7 +159,10 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
         pool.Refresh();
         EXPECT_TRUE(pool.Idle().empty());
         const auto start = Clock::now();
-        const std::jthread later([&] { std::this_thread::sleep_for(milliseconds(20)), ends[1].count_down(); });
+        const std::jthread later([&] {
+            std::this_thread::sleep_for(milliseconds(20));
+            ends[1].count_down();
+        });
         pool.WaitForFinishedJob(seconds(20));
         EXPECT_LT(Clock::now() - start, seconds(10)) << "a job's end ends the wait where its worker goes on, too";
         begun.wait();

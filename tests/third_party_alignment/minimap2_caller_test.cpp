@@ -158,10 +158,10 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
 TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     Minimap2Caller caller(path);
     const std::string bases = "AACGTACGTT" + std::string(990, 'A');
+    // Where nothing is aligned, the aligner's own record stays: deliberate.
     const std::tuple<std::string, float, bool> cases[] = {
         {"600M400S", 0.6F, false}, {"601M399S", 0.6F, true}, {"600M400S", 0.5999F, true}, {"1M999S", 0.0F, true},
-        {"1M999S", 0.01F, false},  {"1000M", 1.0F, false},   {"1000S", 0.6F, true},  // None: the aligner's record.
-                                                                                     // Deliberate.
+        {"1M999S", 0.01F, false},  {"1000M", 1.0F, false},   {"1000S", 0.6F, true},
     };
     for (const auto& [cigar, threshold, kept] : cases) {
         const auto record = "r\t0\tchr1\t5\t60\t" + cigar + "\t*\t0\t0\t" + bases + "\t*\tNM:i:0\tAS:i:3\n";

@@ -1,6 +1,7 @@
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -109,6 +110,7 @@ TEST_F(QelMinimap2, BasesMayLieFarFromTheFirst) {
     const auto index = Load(reference);
     const Read read = {"read", Noisy(bases.substr(30000, 3000))};
     const auto near = Align(index.get(), 0, read);
+    ASSERT_TRUE(near.starts_with("read\t0\tone\t"));
     constexpr std::uint64_t kFar = 5'000'000'000;  // Eight bases a word.
     index->seq[0].offset += kFar;
     index->S -= kFar / 8;
@@ -126,13 +128,16 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     const auto repetitive = folder.Write("copies.fa", copies + "\n");
     const auto first = Load(repetitive);
     EXPECT_EQ(qelmm_cache_idx_occ_thres(first.get()), 31);
-    EXPECT_TRUE(Align(first.get(), 31, {"r", unit}).starts_with("r\t0\tcopies"));
+    const auto record = Align(first.get(), 31, {"r", unit});
+    EXPECT_TRUE(record.starts_with("r\t0\tcopies"));
     EXPECT_TRUE(Align(first.get(), 1, {"r", unit}).starts_with("r\t4")) << "its minimizers occur more than once";
     Load(reference);
     const auto before = used();
     for (int i = 0; i < 5; ++i) {  // An index may lie where the one before it was.
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(reference).get()), 10);
-        EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(repetitive).get()), 31);
+        const auto again = Load(repetitive);
+        EXPECT_EQ(qelmm_cache_idx_occ_thres(again.get()), 31);
+        EXPECT_EQ(Align(again.get(), 31, {"r", unit}), record);
     }
     EXPECT_LT(used(), before + 100'000) << "less than one index takes";
 }
@@ -156,9 +161,28 @@ TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
     }
 }
 
+// Not a pass over the index for each read.
+TEST_F(QelMinimap2, AnUnknownThresholdIsFoundOnce) {
+    const auto index = Load(reference);
+    const auto time_with = [&](std::int32_t threshold) {
+        const auto start = std::clock();
+        for (int i = 0; i < 3000; ++i) {
+            Align(index.get(), threshold, {"r", "ACGT"});
+        }
+        return std::clock() - start;
+    };
+    time_with(0);
+    EXPECT_LT(time_with(0), 3 * time_with(10));
+}
+
 TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
     const auto index = Load(reference);
-    EXPECT_EQ(Align(index.get(), 1, {"empty", ""}), "empty\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n");
+    const std::string empty = "empty\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n";
+    EXPECT_EQ(Align(index.get(), 1, {"empty", ""}), empty);
+    mm_bseq1_t none{};
+    none.name = const_cast<char*>("empty");
+    const std::unique_ptr<char, decltype(&std::free)> text(qelmm_align(index.get(), 1, none), &std::free);
+    EXPECT_EQ(text.get(), empty);
     for (const std::string name : {"a\tb", "a b"}) {
         EXPECT_TRUE(Align(index.get(), 0, {name, "ACGT"}).starts_with("a\t4\t*")) << "cut as the program cuts it";
     }

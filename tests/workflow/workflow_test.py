@@ -41,7 +41,7 @@ class Plan(WorkflowTest):
     def test_largest_files_first_and_no_two_sam_files_of_one_name_in_a_chunk(self):
         for name, kilobytes in (
                 ("l/1.fq", 7), ("l/2.fq", 6), ("l/3.fq", 5), ("l/4.fq", 4), ("l/5.fq", 3), ("l/6.fq", 2),
-                ("same/a.fastq", 4), ("same/x/a.fq", 1), ("same/y/a.fastq.gz", 1), ("same/z/a.fa", 1),
+                ("same/a.fastq", 4), ("same/a.b.fastq", 1), ("same/x/a.fq", 1), ("same/y/a.fastq.gz", 1), ("same/z/a.fa", 1),
                 ("gz/1.FQ.gz", 5), ("gz/2.fq", 5), ("gz/3.fq", 5), ("gz/no.txt", 9), ("gz/no.sam", 9)):
             self.write(name, "x" * kilobytes * 1000)
         self.write("list", "l/6.fq\nl/1.fq\n\nl/2.fq\nl/5.fq\nl/4.fq\nl/3.fq\n")
@@ -49,7 +49,7 @@ class Plan(WorkflowTest):
                 ("list", "0.0135", ["l/6.fq", "l/1.fq", "l/2.fq", "l/5.fq", "l/4.fq", "l/3.fq"],
                  [["l/1.fq", "l/4.fq", "l/5.fq"], ["l/2.fq", "l/3.fq", "l/6.fq"]]),
                 ("list", "1000", None, [["l/6.fq", "l/1.fq", "l/2.fq", "l/5.fq", "l/4.fq", "l/3.fq"]]),
-                ("same", "1000", None, [["same/a.fastq", "same/y/a.fastq.gz"], ["same/x/a.fq"], ["same/z/a.fa"]]),
+                ("same", "1000", None, [["same/a.b.fastq", "same/a.fastq", "same/y/a.fastq.gz"], ["same/x/a.fq"], ["same/z/a.fa"]]),
                 ("gz", "0.010", None, [["gz/1.FQ.gz"], ["gz/2.fq", "gz/3.fq"]])):
             with self.subTest(reads=reads, chunk_mb=chunk_mb):
                 files, planned = self.plan(reads, chunk_mb)
@@ -175,8 +175,7 @@ STATES = [
     (JOB.format("PENDING", "launch failed requeued held"), "", "failed", True),
     (JOB.format("PENDING", "launch_failed_requeued_held"), "", "failed", True),
     (JOB.format("PENDING", "job_requeued_in_held_state"), "", "failed", True),
-    (JOB.format("RUNNING", "None"), "", "running", False),
-    (JOB.format("COMPLETING", "None"), "", "running", False),
+    *((JOB.format(state, "None"), "", "running", False) for state in ("RUNNING", "COMPLETING", "SUSPENDED", "STOPPED")),
     (JOB.format("COMPLETED", "None"), "", "success", False),
     *((JOB.format(state, "NonZeroExitCode"), "", "failed", False)
       for state in ("FAILED", "CANCELLED", "TIMEOUT", "NODE_FAIL", "OUT_OF_MEMORY", "PREEMPTED")),
@@ -224,7 +223,7 @@ class Engine(WorkflowTest):
         """The sorted ids in the joined summary."""
         arguments = {"reads": "in", "reference": REFERENCE, "out": "all", "chunk_mb": "0.06", "min_coverage": 1,
                      "aligner": PROGRAM, "check": CHECK, "minimap2": self.folder / "minimap2", "report": "no report"}
-        status, _ = self.call("snakemake", "-s", SOURCE / "workflow" / "Snakefile", "--profile",
+        status, _ = self.call("/usr/bin/snakemake", "-s", SOURCE / "workflow" / "Snakefile", "--profile",
                               SOURCE / "workflow" / "profiles" / "local", "--config",
                               *(f"{name}={value}" for name, value in arguments.items()), XDG_CACHE_HOME=str(self.folder))
         self.assertEqual(status, 0, self.stderr)
@@ -238,10 +237,9 @@ class Engine(WorkflowTest):
         self.write("in/sub/a.fastq", fastq(records[8:14]))
         self.assertEqual(self.run_workflow(), sorted(names[:14]))
         self.assertEqual({row.split("\t")[1] for row in self.summary("all")}, {"*"})  # By the least coverage asked for.
-        chunks = sorted(path.stat().st_ino for path in self.folder.glob("all/chunks/*"))
-        self.assertEqual(len(chunks), 2)
+        self.assertEqual(len(list(self.folder.glob("all/chunks/*"))), 2)
         self.run_workflow()
-        self.assertEqual(sorted(path.stat().st_ino for path in self.folder.glob("all/chunks/*")), chunks, "done again")
+        self.assertIn("Nothing to be done", self.stderr)
         self.write("in/sub/b.fastq", fastq(records[14:]))
         self.assertEqual(self.run_workflow(), sorted(names))
         built = (self.folder / "built").read_text()

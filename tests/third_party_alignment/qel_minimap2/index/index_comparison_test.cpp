@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -21,11 +19,10 @@
 #include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
-#include "third_party_alignment/qel_minimap2/index/block_filler.h"
+#include "tests/third_party_alignment/qel_minimap2/index/seed_lookup.h"
 #include "third_party_alignment/qel_minimap2/index/index_buckets.h"
 #include "third_party_alignment/qel_minimap2/index/index_file.h"
 #include "third_party_alignment/qel_minimap2/index/index_loading.h"
-#include "third_party_alignment/qel_minimap2/index/packed_bases.h"
 #include "third_party_alignment/qel_minimap2/index/parallel.h"
 #include "third_party_alignment/qel_minimap2/index/reference_index.h"
 #include "third_party_alignment/qel_minimap2/mapping/seed_collection.h"
@@ -52,17 +49,12 @@ IndexPointer WithLibrary(const std::string& path, const mm_idxopt_t& options, co
     return index;
 }
 
-const std::uint64_t* Find(const SeedTable& table, std::uint64_t minimizer, int& count) {
-    const auto slot = table.Slot(minimizer);
-    count = 0;
-    return slot != SeedTable::kNoSlot ? table.AtSlot(minimizer, slot, count) : nullptr;
-}
-
 // This program calls the library's own mm_idx_get and mm_idx_cal_max_occ.
 Positions PositionsOf(const mm_idx_t& index, std::uint64_t minimizer) {
     const auto* const table = SeedTable::Of(index);
     int count = 0;
-    const auto* const first = table != nullptr ? Find(*table, minimizer, count) : mm_idx_get(&index, minimizer, &count);
+    const auto* const first =
+        table != nullptr ? Tests::Find(*table, minimizer, count) : mm_idx_get(&index, minimizer, &count);
     return {first, first + count};
 }
 
@@ -233,21 +225,6 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     }
 }
 
-TEST(UnpackBases, UnpacksAnyRangeAndNoBaseMore) {
-    std::uint32_t words[6];
-    std::mt19937 random(2);
-    std::generate(std::begin(words), std::end(words), [&] { return random() & 0x77777777U; });
-    for (std::uint64_t begin = 0; begin < 48; ++begin) {
-        std::string expected(49 - begin, '?');
-        for (auto end = begin; end < 48; ++end) {
-            std::string actual(expected.size(), '?');
-            UnpackBases(words, begin, end, actual.data());
-            EXPECT_EQ(actual, expected) << begin << " to " << end;
-            expected[end - begin] = static_cast<char>(mm_seq4_get(words, end));
-        }
-    }
-}
-
 // What was collected from a read's minimizers, with the positions themselves; frees it.
 std::string Text(const Seeds& seeds) {
     std::ostringstream text;
@@ -298,93 +275,6 @@ TEST(SeedCollection, GivesTheLibrarysSeeds) {
                       Text(expected));
         }
     }
-}
-
-TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
-    SeedTable table(14);
-    table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 2), 0);
-    EXPECT_TRUE(SeedTable::Fits(22, 14));
-    EXPECT_FALSE(SeedTable::Fits(23, 14));
-    const std::uint64_t low = 5, high = low | 1U << 29U;
-    EXPECT_TRUE(table.Fill(3, {{low << 1U | 1U, 100}, {high << 1U | 1U, 200}}));
-    int count = 0;
-    EXPECT_EQ(*Find(table, low << 14U | 3U, count), 100U);
-    EXPECT_EQ(*Find(table, high << 14U | 3U, count), 200U);
-    EXPECT_EQ(Find(table, low << 14U | 4U, count), nullptr);
-}
-
-// Keys spread over the groups, and a group with room ends a look-up: else one would take hundreds of times as long.
-TEST(SeedTable, LooksIntoFewGroups) {
-    constexpr std::uint32_t kKeys = 60000;
-    std::vector<SeedTable::Entry> entries;
-    for (std::uint32_t i = 0; i < kKeys; ++i) {
-        entries.push_back({std::uint64_t{i * 16001} << 1U | 1U, i});
-    }
-    SeedTable table(14);
-    table.MakeRoom(0, {kKeys}, 0);
-    ASSERT_TRUE(table.Fill(0, entries));
-    const auto time_of = [&](std::uint64_t added) {
-        std::size_t found = 0;
-        const auto start = std::clock();
-        for (const auto& [key, value] : entries) {
-            found += table.Slot(((key >> 1U) + added) << 14U) != SeedTable::kNoSlot ? 1U : 0U;
-        }
-        EXPECT_EQ(found, added == 0 ? kKeys : 0);
-        return std::clock() - start;
-    };
-    EXPECT_LT(time_of(0) + time_of(1), CLOCKS_PER_SEC / 20);
-}
-
-// The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
-// factor's inverse), so that the groups there are full and most keys lie far behind.
-TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
-    constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
-    std::vector<SeedTable::Entry> spread, crowded;
-    for (std::uint32_t i = 0; crowded.size() < kKeys; ++i) {
-        if (i < kKeys) {
-            spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
-        }
-        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 30U == 0) {
-            crowded.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
-        }
-    }
-    for (auto entries : {spread, crowded}) {
-        SeedTable table(14);
-        table.MakeRoom(0, {kKeys, kKeys}, 0);
-        ASSERT_TRUE(table.Fill(0, entries));
-        int count = 0;
-        for (const auto& [key, value] : entries) {
-            ASSERT_EQ(*Find(table, key >> 1U << 14U, count), value);
-        }
-        EXPECT_EQ(Find(table, std::uint64_t{3} << 14U, count), nullptr);
-        for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
-            auto twice = entries;
-            twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
-            SeedTable other(14);
-            other.MakeRoom(0, {0, kKeys}, 0);
-            EXPECT_FALSE(other.Fill(1, twice)) << place;
-        }
-    }
-}
-
-TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
-    constexpr std::uint32_t kLong = 2'000'000'000;
-    const SequencePlaces places({{"a", 0, kLong}, {"none", kLong, 0}, {"b", kLong, kLong}, {"c", 2UL * kLong, kLong}});
-    SeedTable table(14);
-    const EntryFormat format({10, 15, 14, 4, 0}, table.BitsInBlock());
-    constexpr std::uint64_t kMinimizer = 0x2345'6789;
-    std::vector<SketchedPiece> pieces;
-    for (const std::uint64_t offset : {7UL, 2UL * kLong - 1, 2UL * kLong + 1'900'000'000}) {
-        auto& piece = pieces.emplace_back(Pages(sizeof offset), std::vector<std::uint32_t>(table.BlockCount(), 1));
-        std::fill_n(piece.block_ends.begin(), format.BlockOf(kMinimizer), 0);
-        const auto entry = format.Entry(kMinimizer, offset, 1);
-        std::memcpy(piece.entries.Data(), &entry, sizeof entry);
-    }
-    BlockFiller(table, format, places, pieces).Fill(format.BlockOf(kMinimizer));
-    int count = 0;
-    const auto* const first = Find(table, kMinimizer, count);
-    EXPECT_EQ(Positions(first, first + count),
-              (Positions{7 << 1 | 1, 2UL << 32 | (kLong - 1UL) << 1 | 1, 3UL << 32 | 1'900'000'000UL << 1 | 1}));
 }
 
 TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {

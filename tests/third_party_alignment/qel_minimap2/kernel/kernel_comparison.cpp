@@ -127,8 +127,8 @@ void RandomCalls::MakeTwoGaps() {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
     // Of about the same length most times: the ends are then on the main diagonal, and the way between them is not.
-    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside: after
-    // width - 1 deletions, or up to three bases more on the other side.
+    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside:
+    // after width - 1 deletions, or up to three bases more on the other side.
     const bool at_edge = width <= 64 && OneIn(2);
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
