@@ -70,7 +70,7 @@ TEST(Logging, EachSinkTakesItsSeverities) {
         {true, false, "", "", ""},
         {false, true, "", "m", "vmiwe"},
         {true, true, "c_verbose", "", "vmiwe"},  // --verbose_logs outdoes the categories.
-        {false, false, "other,c_verbose", "m", "tvmiwe"},
+        {false, false, "other,c_verbose more", "m", "tvmiwe"},
         {false, false, "c_verbose2 c", "m", "vmiwe"},
     };
     const std::regex main_line("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{6} \\[message\\] m");
