@@ -1,5 +1,6 @@
 #include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
@@ -163,15 +164,16 @@ TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
 // Not a pass over the index for each read.
 TEST_F(QelMinimap2, AnUnknownThresholdIsFoundOnce) {
     const auto index = Load(reference);
-    const auto time_with = [&](std::int32_t threshold) {
+    std::clock_t least[] = {CLOCKS_PER_SEC,
+                            CLOCKS_PER_SEC};  // Of five times each, in turns: a busy moment does not count.
+    for (int round = 0; round < 10; ++round) {
         const auto start = std::clock();
-        for (int i = 0; i < 3000; ++i) {
-            Align(index.get(), threshold, {"r", "ACGT"});
+        for (int i = 0; i < 1000; ++i) {
+            Align(index.get(), round % 2 == 0 ? 0 : 10, {"r", "ACGT"});
         }
-        return std::clock() - start;
-    };
-    time_with(0);
-    EXPECT_LT(time_with(0), 3 * time_with(10));
+        least[round % 2] = std::min(least[round % 2], std::clock() - start);
+    }
+    EXPECT_LT(least[0], 3 * least[1]);
 }
 
 TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {

@@ -37,9 +37,9 @@
 namespace qel_minimap2::kernel {
 
 /// Aligns with 32 lanes. The fields of `result` and its CIGAR become what the library's ksw_extd2_sse makes of the same
-/// call, but for what its callers do not read: `mte` and `mte_q` are not set, and an extension
-/// (KSW_EZ_EXTZ_ONLY) may end before `score` is known. False, with the result reset, when there is no memory. Only on
-/// processors with AVX2; any thread.
+/// call, but for what its callers do not read: `mte` and `mte_q` are not set, and an extension (KSW_EZ_EXTZ_ONLY) may
+/// end before `score` is known. False, with the result reset, when there is no memory. Only on processors with AVX2;
+/// any thread.
 bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result);
 
 }  // namespace qel_minimap2::kernel
