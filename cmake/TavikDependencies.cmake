@@ -36,7 +36,7 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# third_party_alignment/qel_minimap2/index/index_buckets.h knows a layout that the library keeps to itself. The headers tell no
+# qel_minimap2/index/index_buckets.h knows a layout that the library keeps to itself. The headers tell no
 # version; what tells it is the package.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
+#include "qel_minimap2/qel_minimap2.h"
 
 namespace ThirdPartyAlignment {
 

@@ -10,8 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "qel_minimap2/qel_minimap2.h"
 #include "tests/common/texts.h"
-#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
 namespace IndexCheck {
 

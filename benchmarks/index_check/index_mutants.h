@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/common/temporary_folder.h"
-#include "tests/third_party_alignment/qel_minimap2/index/index_parts.h"
+#include "tests/qel_minimap2/index/index_parts.h"
 
 namespace IndexCheck {
 

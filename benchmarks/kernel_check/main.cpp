@@ -4,8 +4,8 @@
 #include <iostream>
 #include <string>
 
-#include "third_party_alignment/qel_minimap2/kernel/chain_comparison.h"
-#include "third_party_alignment/qel_minimap2/kernel/kernel_comparison.h"
+#include "qel_minimap2/kernel/chain_comparison.h"
+#include "qel_minimap2/kernel/kernel_comparison.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "third_party_alignment/qel_minimap2/kernel/avx2_kernel.h"
-#include "third_party_alignment/qel_minimap2/kernel/sketch.h"
+#include "qel_minimap2/kernel/avx2_kernel.h"
+#include "qel_minimap2/kernel/sketch.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "qel_minimap2/qel_minimap2.h"
 #include "tests/fuzz/fuzz_file.h"
-#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static std::string bases = "ACGTTGCAAGTCCATGGATTCAGGCTAAGCTTACGGATCCATTAGCAGGTCATACGGTTACAGT";

@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include "qel_minimap2/qel_minimap2.h"
 #include "tests/common/captured_log.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 #include "third_party_alignment/align_read.h"
-#include "third_party_alignment/qel_minimap2/qel_minimap2.h"
 
 // This program brings its own wrapper functions, which take precedence over the library's: what the wrapper
 // answers, and how often it is asked, is the test's to say.

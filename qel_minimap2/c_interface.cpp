@@ -1,0 +1,89 @@
+#include "qel_minimap2/qel_minimap2.h"
+
+#include <cstddef>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "qel_minimap2/index/index_loading.h"
+#include "qel_minimap2/kernel/dispatch.h"
+#include "qel_minimap2/kernel/own_calls.h"
+#include "qel_minimap2/mapping/map_options.h"
+#include "qel_minimap2/mapping/mapping.h"
+
+using qel_minimap2::kernel::OwnFunction;
+
+namespace {
+
+// The caller does not free failure texts. Each thread therefore keeps its latest one.
+char* Failure(const char* reason) noexcept {
+    static thread_local std::string text;
+    try {
+        text = std::string("ERROR: ") + reason;
+        return text.data();
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+void Complain(const char* path, const char* reason) noexcept {
+    try {
+        std::cerr << std::string("libqel_minimap2: ") + path + ": " + reason + "\n" << std::flush;
+    } catch (const std::exception&) {
+        // Out of memory for a message; the null result still tells.
+    }
+}
+
+}  // namespace
+
+mm_idx_t* qelmm_load_index(const char* path) {
+    path = path != nullptr ? path : "";
+    try {
+        return qel_minimap2::LoadIndex(path, qel_minimap2::kernel::UsesOwnKernels(), qel_minimap2::Options().indexing)
+            .release();
+    } catch (const std::exception& error) {
+        Complain(path, error.what());
+        return nullptr;
+    }
+}
+
+std::int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index) {
+    try {
+        return index != nullptr ? qel_minimap2::OccurrenceThreshold(*index) : 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t read) {
+    if (index == nullptr || read.name == nullptr || (read.seq == nullptr && read.l_seq > 0) || read.l_seq < 0) {
+        return Failure("an index and a read with a name and a sequence are needed");
+    }
+    try {
+        return qel_minimap2::Align(*index, occ_threshold, read);
+    } catch (const std::exception& error) {
+        return Failure(error.what());
+    }
+}
+
+void qelmm_unload_index(mm_idx_t* index) {
+    if (index != nullptr) {
+        qel_minimap2::ForgetIndex(*index);
+        const qel_minimap2::IndexPointer destroyed(index);
+    }
+}
+
+const char* qelmm_minimap2_version() {
+    return TAVIK_MINIMAP2_VERSION;
+}
+
+qelmm_own_call_counts qelmm_own_calls() {
+    const auto counts = qel_minimap2::kernel::OwnCallsOfAllReads();
+    const auto count = [&](OwnFunction function) { return counts[static_cast<std::size_t>(function)]; };
+    return {count(OwnFunction::certified_band),  count(OwnFunction::checkpointed_sweep),
+            count(OwnFunction::general_kernel),  count(OwnFunction::sketch),
+            count(OwnFunction::seed_collection), count(OwnFunction::anchor_sort),
+            count(OwnFunction::chaining),        count(OwnFunction::joining)};
+}

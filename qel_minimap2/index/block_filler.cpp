@@ -1,0 +1,116 @@
+#include "qel_minimap2/index/block_filler.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace qel_minimap2 {
+
+SequencePlaces::SequencePlaces(const std::vector<ReferenceSequence>& sequences) {
+    std::uint64_t end = 0;
+    for (std::size_t i = 0; i < sequences.size(); ++i) {
+        const auto& sequence = sequences[i];
+        if (sequence.length > 0) {
+            starts.push_back({sequence.offset, i});
+            end = sequence.offset + sequence.length;
+        }
+    }
+    starts.push_back({end, 0});
+    std::uint32_t start = 0;
+    for (std::uint64_t offset = 0; offset < end; offset += std::uint64_t{1} << kShift) {
+        while (starts[start + 1].offset <= offset) {
+            ++start;
+        }
+        first_of.push_back(start);
+    }
+}
+
+void BlockFiller::Fill(std::size_t block) {
+    Gather(block);
+    Sort();
+    MakeRoom(block);
+    Insert(block);
+}
+
+void BlockFiller::Gather(std::size_t block) {
+    entries.clear();
+    for (const auto& piece : pieces) {
+        entries.insert(entries.end(), piece.Begin(block), piece.Begin(block) + piece.Count(block));
+    }
+    other.resize(entries.size());
+}
+
+// A radix sort by bucket and key, the lowest bits first. It is stable: entries of one key stay in the order of their
+// offsets.
+void BlockFiller::Sort() {
+    constexpr unsigned kBits = 11;
+    for (unsigned shift = 0; shift < format.SortBitCount(); shift += kBits) {
+        const auto digit = [&](std::uint64_t entry) { return format.SortBits(entry) >> shift & ((1U << kBits) - 1); };
+        std::vector<std::size_t> next((1U << kBits) + 1);
+        for (const auto entry : entries) {
+            ++next[digit(entry) + 1];
+        }
+        for (std::size_t i = 1; i < next.size(); ++i) {
+            next[i] += next[i - 1];
+        }
+        for (const auto entry : entries) {
+            other[next[digit(entry)]++] = entry;
+        }
+        entries.swap(other);
+    }
+}
+
+std::size_t BlockFiller::EndOfEqual(std::size_t begin) const {
+    auto end = begin + 1;
+    while (end < entries.size() && format.SortBits(entries[end]) == format.SortBits(entries[begin])) {
+        ++end;
+    }
+    return end;
+}
+
+void BlockFiller::MakeRoom(std::size_t block) const {
+    std::vector<std::uint32_t> key_counts(std::size_t{1} << table.BitsInBlock());
+    std::uint64_t position_count = 0;
+    for (std::size_t begin = 0; begin < entries.size();) {
+        const auto end = EndOfEqual(begin);
+        ++key_counts[format.BucketOf(format.SortBits(entries[begin]))];
+        position_count += end - begin > 1 ? end - begin : 0;
+        begin = end;
+    }
+    table.MakeRoom(block, key_counts, position_count);
+}
+
+// As minimap2 has it: number of the sequence, position of the last base, strand.
+std::uint64_t BlockFiller::PositionOf(std::uint64_t entry) const {
+    const auto place = places.Of(format.OffsetOf(entry));
+    return place.sequence << 32U | place.position << 1U | format.StrandOf(entry);
+}
+
+void BlockFiller::Insert(std::size_t block) const {
+    auto* const positions = table.Positions(block);
+    std::uint64_t used = 0;
+    std::vector<SeedTable::Entry> of_bucket;
+    for (std::size_t begin = 0; begin < entries.size();) {
+        const auto end = EndOfEqual(begin);
+        const auto sort_bits = format.SortBits(entries[begin]);
+        const auto key = format.KeyOf(sort_bits) << 1U;
+        if (end - begin == 1) {
+            of_bucket.push_back({key | 1U, PositionOf(entries[begin])});
+        } else {
+            of_bucket.push_back({key, used << 32U | (end - begin)});
+            std::transform(entries.begin() + static_cast<std::ptrdiff_t>(begin),
+                           entries.begin() + static_cast<std::ptrdiff_t>(end), positions + used,
+                           [this](std::uint64_t entry) { return PositionOf(entry); });
+            used += end - begin;
+        }
+        begin = end;
+        const auto bucket = format.BucketOf(sort_bits);
+        if (begin == entries.size() || format.BucketOf(format.SortBits(entries[begin])) != bucket) {
+            if (!table.Fill((block << table.BitsInBlock()) + bucket, of_bucket)) {
+                throw std::runtime_error("its minimizers do not fit an index");
+            }
+            of_bucket.clear();
+        }
+    }
+}
+
+}  // namespace qel_minimap2

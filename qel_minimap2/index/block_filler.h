@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/piece_sketch.h"
+#include "qel_minimap2/index/seed_table.h"
+
+namespace qel_minimap2 {
+
+/// Tells in which sequence a base lies when all lie one after the other. Any thread.
+class SequencePlaces {
+public:
+    explicit SequencePlaces(const std::vector<ReferenceSequence>& sequences);
+
+    /// Number of a sequence and a 0-based position in it.
+    struct Place {
+        std::uint64_t sequence, position;
+    };
+    Place Of(std::uint64_t offset) const {
+        auto i = first_of[offset >> kShift];
+        while (starts[i + 1].offset <= offset) {
+            ++i;
+        }
+        return {starts[i].sequence, offset - starts[i].offset};
+    }
+
+private:
+    static constexpr unsigned kShift = 14;
+
+    struct Start {
+        std::uint64_t offset, sequence;
+    };
+    std::vector<Start> starts;            // Of sequences that have bases; the last entry is where the last one ends.
+    std::vector<std::uint32_t> first_of;  // By stretch of 2^kShift offsets: the start that its first base belongs to.
+};
+
+/// Lays blocks of minimizers into a table. One for each thread.
+class BlockFiller {
+public:
+    BlockFiller(SeedTable& table, const EntryFormat& format, const SequencePlaces& places,
+                const std::vector<SketchedPiece>& pieces)
+        : table(table), format(format), places(places), pieces(pieces) {}
+
+    /// Throws std::bad_alloc, and std::runtime_error for minimizers that the table cannot hold.
+    void Fill(std::size_t block);
+
+private:
+    void Gather(std::size_t block);
+    void Sort();
+    void MakeRoom(std::size_t block) const;
+    void Insert(std::size_t block) const;
+    std::size_t EndOfEqual(std::size_t begin) const;
+    std::uint64_t PositionOf(std::uint64_t entry) const;
+
+    SeedTable& table;
+    const EntryFormat& format;
+    const SequencePlaces& places;
+    const std::vector<SketchedPiece>& pieces;
+    std::vector<std::uint64_t> entries, other;
+};
+
+}  // namespace qel_minimap2

@@ -1,0 +1,81 @@
+#include "qel_minimap2/index/packed_bases.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include <mmpriv.h>
+
+namespace qel_minimap2 {
+
+namespace {
+
+std::uint32_t BaseOf(char letter) {
+    return seq_nt4_table[static_cast<unsigned char>(letter)];
+}
+
+}  // namespace
+
+void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases) {
+    const auto unpack_one = [&] { *bases++ = static_cast<char>(mm_seq4_get(words, begin)), ++begin; };
+    while (begin < end && begin % 8 != 0) {
+        unpack_one();
+    }
+    for (; begin + 8 <= end; begin += 8, bases += 8) {
+        // The word's eight numbers move apart by halves, to a byte each.
+        std::uint64_t spread = words[begin / 8];
+        spread = (spread | spread << 16U) & 0x0000FFFF0000FFFFU;
+        spread = (spread | spread << 8U) & 0x00FF00FF00FF00FFU;
+        spread = (spread | spread << 4U) & 0x0F0F0F0F0F0F0F0FU;
+        std::memcpy(bases, &spread, sizeof(spread));
+    }
+    while (begin < end) {
+        unpack_one();
+    }
+}
+
+// Grown memory is moved by the system page by page, not copied, and costs nothing before it is written to.
+void PackedBases::Reserve(std::uint64_t word_count) {
+    if (word_count <= capacity) {
+        return;
+    }
+    capacity = std::max(word_count, capacity + capacity / 2);
+    void* const grown = std::realloc(words.get(), capacity * sizeof(std::uint32_t));
+    if (grown == nullptr) {
+        throw std::bad_alloc();
+    }
+    static_cast<void>(words.release());
+    words.reset(static_cast<std::uint32_t*>(grown));
+}
+
+void PackedBases::Append(std::string_view letters) {
+    Reserve((count + letters.size() + 7) / 8);
+    std::size_t i = 0;
+    const auto append_one = [&] {
+        auto& word = words[count / 8];
+        word = (count % 8 == 0 ? 0 : word) | BaseOf(letters[i++]) << count % 8 * 4;
+        ++count;
+    };
+    while (i < letters.size() && count % 8 != 0) {
+        append_one();
+    }
+    for (; i + 8 <= letters.size(); i += 8, count += 8) {
+        std::uint32_t word = 0;
+        for (std::size_t j = 0; j < 8; ++j) {
+            word |= BaseOf(letters[i + j]) << 4 * j;
+        }
+        words[count / 8] = word;
+    }
+    while (i < letters.size()) {
+        append_one();
+    }
+}
+
+std::uint32_t* PackedBases::Take() {
+    const auto size = (count + 7) / 8 * sizeof(std::uint32_t);
+    auto* const taken = words.release();
+    void* const fitted = size > 0 ? std::realloc(taken, size) : nullptr;  // Never fails to get smaller in practice.
+    return fitted != nullptr ? static_cast<std::uint32_t*>(fitted) : taken;
+}
+
+}  // namespace qel_minimap2

@@ -1,0 +1,50 @@
+#include "qel_minimap2/index/parallel.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace qel_minimap2 {
+
+unsigned WorkerLimit() {
+    // Asked once: the cores that we may use can change while lists of this size are in use.
+    static const unsigned limit = std::max(std::thread::hardware_concurrency(), 1U);
+    return limit;
+}
+
+void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work) {
+    std::atomic<std::size_t> next = 0;
+    std::mutex failure_mutex;
+    std::exception_ptr failure;  // Guarded by failure_mutex until all threads have ended.
+    const auto run = [&](unsigned worker) {
+        try {
+            for (std::size_t item = next++; item < items; item = next++) {
+                work(item, worker);
+            }
+        } catch (...) {  // Passed on to the caller.
+            next = items;
+            const std::lock_guard lock(failure_mutex);
+            failure = failure ? failure : std::current_exception();
+        }
+    };
+    {
+        std::vector<std::jthread> helpers;
+        try {
+            helpers.reserve(WorkerLimit());
+            for (unsigned worker = 1; worker < WorkerLimit() && worker < items; ++worker) {
+                helpers.emplace_back(run, worker);
+            }
+        } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): the threads there are do it.
+        }
+        run(0);
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+}  // namespace qel_minimap2

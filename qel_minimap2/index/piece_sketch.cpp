@@ -1,0 +1,63 @@
+#include "qel_minimap2/index/piece_sketch.h"
+
+#include <algorithm>
+
+#include <mmpriv.h>
+
+namespace qel_minimap2 {
+
+// The library sketches a sequence from its first base to its last. What it does at a base depends only on the w + k
+// bases before it: on the k-mers of the last window, and on whether an ambiguous base lies among these bases. (The
+// minimum is the latest of the lowest k-mers of the window, whatever came before.) A sketch that starts w + k bases
+// before a piece is therefore right from the piece's first base on. A k-mer that leaves the window has been taken by
+// then or never will be. The sketch therefore ends w bases behind the piece. What it has outside the piece is dropped.
+// K-mers that equal their reverse complement would break this: they take no place in the window, and a run of them
+// makes it reach back any distance. No k-mer of an odd number of bases is one.
+void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {
+    const std::uint64_t before = header.window + header.k, behind = header.window;
+    const auto sequence_end = sequence.offset + sequence.length;
+    const auto from = begin - std::min(begin - sequence.offset, before);
+    const auto to = end + std::min(sequence_end - end, behind);
+    unpacked.resize(to - from);
+    UnpackBases(bases.Words(), from, to, unpacked.data());
+    minimizers.n = 0;
+    mm_sketch(nullptr, unpacked.data(), static_cast<int>(to - from), static_cast<int>(header.window),
+              static_cast<int>(header.k), 0, 0, &minimizers);
+    for (std::size_t i = 0; i < minimizers.n; ++i) {
+        const auto& minimizer = minimizers.a[i];
+        const auto offset = from + (minimizer.y >> 1U);
+        if (offset >= begin && offset < end) {
+            of_piece.push_back({minimizer.x >> 8U, offset << 1U | (minimizer.y & 1U)});
+        }
+    }
+}
+
+SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
+    of_piece.clear();
+    auto sequence = std::upper_bound(sequences.begin(), sequences.end(), begin,
+                                     [](std::uint64_t offset, const auto& s) { return offset < s.offset + s.length; });
+    for (; sequence != sequences.end() && sequence->offset < end; ++sequence) {
+        const auto from = std::max(begin, sequence->offset);
+        const auto to = std::min(end, sequence->offset + sequence->length);
+        if (from < to) {
+            SketchSequence(*sequence, from, to);
+        }
+    }
+    SketchedPiece piece;
+    std::vector<std::uint32_t> next(block_count + 1);
+    for (const auto& minimizer : of_piece) {
+        ++next[format.BlockOf(minimizer.x) + 1];
+    }
+    for (std::size_t block = 0; block < block_count; ++block) {
+        next[block + 1] += next[block];
+    }
+    piece.block_ends.assign(next.begin() + 1, next.end());
+    piece.entries = Pages(of_piece.size() * sizeof(std::uint64_t));
+    auto* const entries = reinterpret_cast<std::uint64_t*>(piece.entries.Data());
+    for (const auto& minimizer : of_piece) {
+        entries[next[format.BlockOf(minimizer.x)]++] = format.Entry(minimizer.x, minimizer.y >> 1U, minimizer.y & 1U);
+    }
+    return piece;
+}
+
+}  // namespace qel_minimap2

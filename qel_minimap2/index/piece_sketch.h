@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include <minimap.h>
+
+#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/packed_bases.h"
+#include "qel_minimap2/index/pages.h"
+
+namespace qel_minimap2 {
+
+/// A minimizer of a reference in 8 bytes, without the bits that tell its block of buckets. From the highest bits on:
+/// its bucket within the block, the other bits of the minimizer, the offset of its last base among all bases, the
+/// strand.
+class EntryFormat {
+public:
+    EntryFormat(const IndexHeader& header, unsigned bits_in_block)
+        : bucket_bits(header.bucket_bits), bits_in_block(bits_in_block), key_bits(2 * header.k - header.bucket_bits) {}
+
+    unsigned BlockOf(std::uint64_t minimizer) const {
+        return static_cast<unsigned>((minimizer & ((1U << bucket_bits) - 1)) >> bits_in_block);
+    }
+    std::uint64_t Entry(std::uint64_t minimizer, std::uint64_t offset, std::uint64_t strand) const {
+        const auto bucket = minimizer & ((1U << bits_in_block) - 1);
+        return (bucket << key_bits | minimizer >> bucket_bits) << PlaceBits() | offset << 1U | strand;
+    }
+    /// The bucket within its block and the key's bits.
+    std::uint32_t SortBits(std::uint64_t entry) const { return static_cast<std::uint32_t>(entry >> PlaceBits()); }
+    unsigned SortBitCount() const { return bits_in_block + key_bits; }
+    unsigned BucketOf(std::uint32_t sort_bits) const { return sort_bits >> key_bits; }
+    std::uint64_t KeyOf(std::uint32_t sort_bits) const { return sort_bits & ((1U << key_bits) - 1); }
+    std::uint64_t OffsetOf(std::uint64_t entry) const { return entry << SortBitCount() >> SortBitCount() >> 1U; }
+    std::uint64_t StrandOf(std::uint64_t entry) const { return entry & 1U; }
+
+private:
+    unsigned PlaceBits() const { return 64 - SortBitCount(); }
+
+    unsigned bucket_bits, bits_in_block, key_bits;
+};
+
+/// The minimizers of some bases of a reference, by blocks of buckets, in each in the order of their offsets.
+struct SketchedPiece {
+    Pages entries;
+    std::vector<std::uint32_t> block_ends;
+
+    const std::uint64_t* Begin(std::size_t block) const {
+        return reinterpret_cast<const std::uint64_t*>(entries.Data()) + (block > 0 ? block_ends[block - 1] : 0);
+    }
+    std::uint32_t Count(std::size_t block) const { return block_ends[block] - (block > 0 ? block_ends[block - 1] : 0); }
+};
+
+/// Finds the minimizers of pieces of a reference, whose sequences lie one after the other. One for each thread.
+class PieceSketcher {
+public:
+    /// For k-mers of an odd number of bases, without homopolymer compression.
+    PieceSketcher(const IndexHeader& header, const EntryFormat& format, std::size_t block_count,
+                  const std::vector<ReferenceSequence>& sequences, const PackedBases& bases)
+        : header(header), format(format), block_count(block_count), sequences(sequences), bases(bases) {}
+    PieceSketcher(const PieceSketcher&) = delete;
+    PieceSketcher& operator=(const PieceSketcher&) = delete;
+    ~PieceSketcher() { std::free(minimizers.a); }
+
+    /// Those that the whole sequences' sketches have with last bases at the offsets from `begin` to `end`.
+    SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
+
+private:
+    void SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end);
+
+    const IndexHeader& header;
+    const EntryFormat& format;
+    const std::size_t block_count;
+    const std::vector<ReferenceSequence>& sequences;
+    const PackedBases& bases;
+    std::vector<char> unpacked;
+    mm128_v minimizers{};           // Of a sequence's part, in memory from malloc.
+    std::vector<mm128_t> of_piece;  // As the library has them, but with offsets among all bases.
+};
+
+}  // namespace qel_minimap2

@@ -1,0 +1,97 @@
+#include "qel_minimap2/index/reference_index.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "qel_minimap2/index/block_filler.h"
+#include "qel_minimap2/index/index_builder.h"
+#include "qel_minimap2/index/packed_bases.h"
+#include "qel_minimap2/index/parallel.h"
+#include "qel_minimap2/index/piece_sketch.h"
+#include "qel_minimap2/index/reference_reader.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+constexpr std::uint64_t kLeastPieceBases = 1 << 16, kMostPieceBases = 1 << 22;
+constexpr std::uint64_t kPiecesPerWorker = 8;
+// The entries of this many blocks are given back together.
+constexpr std::size_t kBlocksPerRelease = 16;
+
+class Reference : public ReferenceSink {
+public:
+    void Start(const std::string& name, std::uint32_t length) override {
+        sequences.push_back({name, bases.Count(), length});
+    }
+    void Add(std::string_view letters) override { bases.Append(letters); }
+
+    std::vector<ReferenceSequence> sequences;
+    PackedBases bases;
+};
+
+std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format,
+                                     std::size_t block_count) {
+    const auto count = reference.bases.Count();
+    const auto piece_bases = std::clamp(count / (kPiecesPerWorker * WorkerLimit()), kLeastPieceBases, kMostPieceBases);
+    std::vector<std::unique_ptr<PieceSketcher>> sketchers(WorkerLimit());
+    std::vector<SketchedPiece> pieces((count + piece_bases - 1) / piece_bases);
+    ForEach(pieces.size(), [&](std::size_t item, unsigned worker) {
+        auto& sketcher = sketchers[worker];
+        if (!sketcher) {
+            sketcher =
+                std::make_unique<PieceSketcher>(header, format, block_count, reference.sequences, reference.bases);
+        }
+        pieces[item] = sketcher->Sketch(item * piece_bases, std::min((item + 1) * piece_bases, count));
+    });
+    return pieces;
+}
+
+void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<ReferenceSequence>& sequences,
+               const std::vector<SketchedPiece>& pieces) {
+    const SequencePlaces places(sequences);
+    std::vector<std::unique_ptr<BlockFiller>> fillers(WorkerLimit());
+    std::vector<std::atomic<std::size_t>> done(table.BlockCount() / kBlocksPerRelease + 1);
+    ForEach(table.BlockCount(), [&](std::size_t block, unsigned worker) {
+        auto& filler = fillers[worker];
+        if (!filler) {
+            filler = std::make_unique<BlockFiller>(table, format, places, pieces);
+        }
+        filler->Fill(block);
+        const auto release = block / kBlocksPerRelease;
+        if (++done[release] == kBlocksPerRelease) {
+            const auto last = (release + 1) * kBlocksPerRelease - 1;
+            for (const auto& piece : pieces) {
+                const auto begin = piece.Begin(release * kBlocksPerRelease) - piece.Begin(0);
+                const auto end = piece.Begin(last) - piece.Begin(0) + piece.Count(last);
+                piece.entries.Release(static_cast<std::size_t>(begin) * 8, static_cast<std::size_t>(end) * 8);
+            }
+        }
+    });
+}
+
+}  // namespace
+
+bool CanIndexReference(const mm_idxopt_t& options) {
+    return options.flag == 0 && options.k % 2 == 1 && options.k <= 15 && options.w > 0 && options.w < 256;
+}
+
+IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options) {
+    Reference reference;
+    ReadReference(path, reference);
+    const IndexHeader header{static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),
+                             static_cast<std::uint32_t>(std::min<int>(options.bucket_bits, 2 * options.k)),
+                             static_cast<std::uint32_t>(reference.sequences.size()), 0};
+    IndexBuilder builder(header, true);
+    builder.SetSequences(reference.sequences);
+    auto& table = *builder.Table();
+    const EntryFormat format(header, table.BitsInBlock());
+    const auto pieces = SketchAll(reference, header, format, table.BlockCount());
+    FillTable(table, format, reference.sequences, pieces);
+    builder.SetBases(reference.bases.Take());
+    return builder.Take();
+}
+
+}  // namespace qel_minimap2

@@ -1,0 +1,116 @@
+#include "qel_minimap2/index/reference_reader.h"
+
+#include <array>
+#include <cctype>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+#include <kseq.h>
+
+#include "qel_minimap2/index/sequence_name.h"
+#include "qel_minimap2/index/text_input.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+// The parser's input. The parser skips everything before the first ">" or "@"; here only blanks may stand there.
+struct CheckedText {
+    TextInput input;
+    bool has_begun = false;
+};
+
+int ReadChecked(CheckedText* text, void* buffer, int size) {
+    const int count = text->input.Read(buffer, size);
+    if (!text->has_begun) {
+        const std::string_view read(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
+        const auto first = read.find_first_not_of(" \t\r\n");
+        text->has_begun = first != std::string_view::npos;
+        if (text->has_begun && read[first] != '>' && read[first] != '@') {
+            throw std::runtime_error("is neither a minimap2 index nor a FASTA or FASTQ file");
+        }
+    }
+    return count;
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wunused-function"
+#pragma GCC diagnostic ignored "-Wsign-compare"
+#pragma GCC diagnostic ignored "-Wcast-qual"
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+KSEQ_INIT(CheckedText*, ReadChecked)
+#pragma GCC diagnostic pop
+
+struct DestroyParser {
+    void operator()(kseq_t* parser) const { kseq_destroy(parser); }
+};
+
+// Letters of any alphabet of bases, gaps, and what line ends may leave.
+std::array<bool, 256> MakeIsNoBase() {
+    std::array<bool, 256> is_no_base{};
+    for (unsigned byte = 0; byte < is_no_base.size(); ++byte) {
+        is_no_base[byte] = std::isalpha(static_cast<int>(byte)) == 0 &&
+                           std::string_view("-*. \t\r").find(static_cast<char>(byte)) == std::string_view::npos;
+    }
+    return is_no_base;
+}
+
+void Deliver(const kseq_t& record, ReferenceSink& sink) {
+    constexpr std::size_t kPart = 1 << 15;  // The sink then finds them in the cache.
+    static const auto is_no_base = MakeIsNoBase();
+    const std::string name(record.name.s, record.name.l);
+    if (const char* const fault = FaultOfSequenceName(name)) {
+        throw std::runtime_error(std::string("holds ") + fault);
+    }
+    if (record.seq.l > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+        throw std::runtime_error("sequence '" + name + "' is longer than 2^31 - 1 bases");
+    }
+    sink.Start(name, static_cast<std::uint32_t>(record.seq.l));
+    const std::string_view letters(record.seq.s != nullptr ? record.seq.s : "", record.seq.l);
+    for (std::size_t at = 0; at < letters.size(); at += kPart) {
+        const auto part = letters.substr(at, kPart);
+        unsigned bad = 0;
+        for (const char c : part) {
+            bad |= static_cast<unsigned>(is_no_base[static_cast<unsigned char>(c)]);
+        }
+        if (bad != 0) {
+            throw std::runtime_error("sequence '" + name + "' holds bytes that are no bases");
+        }
+        sink.Add(part);
+    }
+}
+
+class NoSink : public ReferenceSink {
+public:
+    void Start(const std::string& /*name*/, std::uint32_t /*length*/) override {}
+    void Add(std::string_view /*letters*/) override {}
+};
+
+}  // namespace
+
+void ReadReference(const std::string& path, ReferenceSink& sink) {
+    constexpr int kCutQualities = -2;
+    CheckedText text{.input = TextInput(path)};
+    const std::unique_ptr<kseq_t, DestroyParser> record(kseq_init(&text));
+    int result = 0;
+    while ((result = kseq_read(record.get())) >= 0) {
+        Deliver(*record, sink);
+    }
+    if (result == kCutQualities) {
+        throw std::runtime_error("the qualities of sequence '" + std::string(record->name.s, record->name.l) +
+                                 "' are not as many as its bases");
+    }
+    if (result < kCutQualities) {
+        throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");
+    }
+}
+
+void CheckReferenceFile(const std::string& path) {
+    NoSink sink;
+    ReadReference(path, sink);
+}
+
+}  // namespace qel_minimap2

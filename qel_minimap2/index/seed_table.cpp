@@ -1,0 +1,218 @@
+#include "qel_minimap2/index/seed_table.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include <emmintrin.h>
+
+namespace qel_minimap2 {
+
+namespace {
+
+constexpr unsigned kMostBlockBits = 8;
+constexpr unsigned kLeastBitsInBlock = 6;
+// Minimizers are hashes: as many full groups in a row come up in no index that minimap2 made.
+constexpr unsigned kMostFullGroups = 1024;
+constexpr std::uint64_t kCounted = 1024;
+
+bool IsSingle(std::uint64_t key) {
+    return (key & 1U) != 0;
+}
+
+std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
+    return IsSingle(key) ? 1 : value & 0xFFFFFFFFU;
+}
+
+// Which slots of a group have a key, its lowest bit set to 1 in both; one bit each.
+inline __attribute__((always_inline)) unsigned SlotsWith(const std::uint32_t* group, std::uint32_t key) {
+    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
+    const __m128i ones = _mm_set1_epi32(1);
+    const auto equal = [&](int four) __attribute__((always_inline)) {
+        const __m128i keys = _mm_load_si128(reinterpret_cast<const __m128i*>(group) + four);
+        return _mm_cmpeq_epi32(_mm_or_si128(keys, ones), wanted);
+    };
+    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
+}
+
+}  // namespace
+
+SeedTable::SeedTable(unsigned bucket_bits)
+    : bucket_bits(bucket_bits),
+      bits_in_block(std::min(
+          std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
+      bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
+      stretches(std::size_t{1} << bucket_bits),
+      blocks(std::size_t{1} << (bucket_bits - bits_in_block)) {}
+
+void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts,
+                         std::uint64_t position_count) {
+    std::uint64_t groups = 0;
+    for (std::size_t i = 0; i < key_counts.size(); ++i) {
+        // One more than full: a free slot ends the search for a key that is not there.
+        const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
+        stretches[(block << bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
+        groups += needed;
+    }
+    if (groups > std::numeric_limits<std::uint32_t>::max() ||
+        position_count > std::numeric_limits<std::uint32_t>::max()) {
+        throw std::bad_alloc();
+    }
+    const auto slots = groups * kGroupSlots;
+    auto& target = blocks[block];
+    target.memory = Pages(slots * 12 + position_count * 8);
+    target.memory.Touch();
+    auto* const bytes = target.memory.Data();
+    target.keys = reinterpret_cast<std::uint32_t*>(bytes);
+    target.values = reinterpret_cast<std::uint64_t*>(bytes + slots * 4);
+    target.positions = target.values + slots;
+    if (slots > 0) {
+        std::memset(target.keys, 0xff, slots * sizeof kFree);
+    }
+    target.counted.assign(kCounted, 0);
+}
+
+// The taken slots are counted beside the table: a search for free ones among the keys would wait for the last write
+// each time.
+bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
+    auto& block = blocks[bucket >> bits_in_block];
+    const auto& stretch = stretches[bucket];
+    std::vector<std::uint8_t> taken(stretch.groups);
+    for (const auto& [key, value] : entries) {
+        auto group = GroupOf(stretch, key >> 1U);
+        for (unsigned full = 0; taken[group - stretch.begin] == kGroupSlots; ++full) {
+            if (full > kMostFullGroups) {
+                return false;
+            }
+            group = stretch.After(group);
+        }
+        const auto slot = group * kGroupSlots + taken[group - stretch.begin]++;
+        block.keys[slot] = static_cast<std::uint32_t>(key);
+        block.values[slot] = value;
+    }
+    CountOccurrences(block, entries);
+    return !HoldsTwice(entries, stretch, block.keys);
+}
+
+// Looks only for those keys that share their lowest bits with an earlier one, one of 16 at most, on average.
+bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) {
+    constexpr std::size_t kBitsPerKey = 8;
+    const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
+    std::vector<std::uint64_t> seen(bits / 64);
+    return std::any_of(entries.begin(), entries.end(), [&](const Entry& entry) {
+        const auto bit = entry.key >> 1U & (bits - 1);
+        auto& word = seen[bit / 64];
+        const bool is_new = (word >> bit % 64 & 1U) == 0;
+        word |= std::uint64_t{1} << bit % 64;
+        return !is_new && !IsOnce(entry.key, stretch, keys);
+    });
+}
+
+// Equal keys lie in the same group, or one of them before a full group and the other one behind it.
+bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) {
+    bool found = false;
+    auto group = GroupOf(stretch, key >> 1U);
+    // As far as Fill goes.
+    for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
+        const auto* const slots = keys + group * kGroupSlots;
+        const auto equal = SlotsWith(slots, static_cast<std::uint32_t>(key));
+        if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
+            return false;
+        }
+        found |= equal != 0;
+        if (slots[kGroupSlots - 1] == kFree) {
+            break;
+        }
+    }
+    return true;
+}
+
+void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries) {
+    std::uint32_t repeated = 0;
+    for (const auto& [key, value] : entries) {
+        if (IsSingle(key)) {
+            continue;
+        }
+        ++repeated;
+        if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
+            ++block.counted[occurrences];
+        } else {
+            block.frequent.push_back(static_cast<std::uint32_t>(occurrences));
+        }
+    }
+    block.counted[1] += static_cast<std::uint32_t>(entries.size()) - repeated;
+}
+
+std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
+    const auto& stretch = stretches[minimizer & bucket_mask];
+    if (stretch.groups == 0) {
+        return kNoSlot;
+    }
+    const auto& block = BlockOf(minimizer);
+    const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
+    auto group = GroupOf(stretch, minimizer >> bucket_bits);
+    // As far as Fill goes.
+    for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
+        const auto* const keys = block.keys + group * kGroupSlots;
+        if (const auto found = SlotsWith(keys, key); found != 0) {
+            const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));
+            __builtin_prefetch(block.values + slot);
+            return slot;
+        }
+        if (keys[kGroupSlots - 1] == kFree) {
+            break;
+        }
+    }
+    return kNoSlot;
+}
+
+const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const {
+    const auto& block = BlockOf(minimizer);
+    const auto& value = block.values[slot];
+    count = static_cast<int>(Occurrences(block.keys[slot], value));
+    return IsSingle(block.keys[slot]) ? &value : block.positions + (value >> 32U);
+}
+
+std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
+    std::vector<std::uint64_t> counted(kCounted);
+    std::vector<std::uint32_t> frequent;
+    for (const auto& block : blocks) {
+        for (std::size_t i = 0; i < block.counted.size(); ++i) {
+            counted[i] += block.counted[i];
+        }
+        frequent.insert(frequent.end(), block.frequent.begin(), block.frequent.end());
+    }
+    std::uint64_t total = frequent.size();
+    for (const auto count : counted) {
+        total += count;
+    }
+    if (fraction <= 0.0F || total == 0) {
+        return INT32_MAX;
+    }
+    std::uint64_t rank = static_cast<std::uint32_t>((1.0 - fraction) * static_cast<double>(total));
+    rank = std::min(rank, total - 1);
+    for (std::size_t occurrences = 0; occurrences < kCounted; ++occurrences) {
+        if (rank < counted[occurrences]) {
+            return static_cast<std::int32_t>(occurrences) + 1;
+        }
+        rank -= counted[occurrences];
+    }
+    const auto place = frequent.begin() + static_cast<std::ptrdiff_t>(rank);
+    std::nth_element(frequent.begin(), place, frequent.end());
+    return static_cast<std::int32_t>(*place) + 1;
+}
+
+void SeedTable::Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table) {
+    Drop(index);
+    index.h = const_cast<SeedTable*>(table.release());  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+}
+
+void SeedTable::Drop(mm_idx_t& index) {
+    delete Of(index);  // NOLINT(cppcoreguidelines-owning-memory)
+    index.h = nullptr;
+}
+
+}  // namespace qel_minimap2

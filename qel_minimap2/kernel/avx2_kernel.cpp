@@ -1,0 +1,127 @@
+#include "qel_minimap2/kernel/avx2_kernel.h"
+
+#include "qel_minimap2/kernel/certified_band.h"
+#include "qel_minimap2/kernel/checkpointed_sweep.h"
+#include "qel_minimap2/kernel/general_kernel.h"
+#include "qel_minimap2/kernel/own_calls.h"
+#include "qel_minimap2/kernel/padded_sequences.h"
+
+namespace qel_minimap2::kernel {
+
+namespace {
+
+// Shorter gaps are filled as fast by the general kernel, which prepares less.
+constexpr int kShortestForStrips = 24;
+
+// How far recent paths of this thread scored below all matches, per base. It tells which width is worth a try first,
+// and so decides the time that a call takes, never its result.
+thread_local double recent_loss = 0.5;
+
+// Somewhat more than the recent loss, because a strip that is too narrow costs a second try.
+int ExpectedLoss(int length) {
+    return static_cast<int>(recent_loss * length * 1.15) + 24;
+}
+
+// A moving average over some ten calls.
+void Learn(int loss, int length) {
+    recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
+}
+
+template <Trace kTrace>
+bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
+                 ksw_extz_t& result) {
+    const int shorter = Smaller(call.query_length, call.target_length);
+    const int surplus = call.target_length - call.query_length;
+    // The gap that the difference in length makes is a loss that says nothing about the read's errors.
+    const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
+    int expected = ExpectedLoss(shorter) + fixed_loss;
+    int width = Lanes32::kWidth / 2;
+    for (const auto attempt : {&TryBand<1, kTrace>, &TryBand<2, kTrace>, &TryBand<4, kTrace>, &TryBand<8, kTrace>}) {
+        width *= 2;
+        const BandWindow window = WindowOf(call, scoring, width);
+        if (window.provable <= expected) {
+            continue;
+        }
+        if (width * 3 > shorter * 2) {  // The whole matrix is not much larger.
+            return false;
+        }
+        const auto outcome = attempt(call, scoring, sequences, window, result);
+        if (outcome.traced) {
+            Learn(outcome.loss - fixed_loss, shorter);
+            expected = Larger(expected, outcome.loss);
+        }
+        if (outcome.proven) {
+            return true;
+        }
+    }
+    return false;
+}
+
+template <Trace kTrace>
+bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
+                   ksw_extz_t& result) {
+    if (AlignInBand<kTrace>(call, scoring, sequences, result)) {
+        CountOwnCall(OwnFunction::certified_band);
+        return true;
+    }
+    if (CheckpointedSweep<kTrace>(call, scoring, sequences).Run(result)) {
+        CountOwnCall(OwnFunction::checkpointed_sweep);
+        return true;
+    }
+    return false;
+}
+
+// Whether the call asks for nothing but the whole path and its score, as those that fill the gap between two seeds do.
+bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
+    constexpr int kDeciding =
+        KSW_EZ_APPROX_MAX | KSW_EZ_APPROX_DROP | KSW_EZ_SCORE_ONLY | KSW_EZ_GENERIC_SC | KSW_EZ_EXTZ_ONLY;
+    return (call.flags & kDeciding) == KSW_EZ_APPROX_MAX && call.letters == 5 &&
+           Smaller(call.query_length, call.target_length) >= kShortestForStrips && Fits(scoring);
+}
+
+template <bool kBanded>
+bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
+                    ksw_extz_t& result) {
+    if constexpr (kBanded) {  // The library reads zeros behind the sequences, and beside a band it makes a difference.
+        sequences.Pad<Lines::kPadding>(0, 0);
+    }
+    const auto run = [&]<Trace kTrace>() {
+        return GeneralKernel<kBanded, kTrace>(call, scoring, sequences, band).Run(result);
+    };
+    const bool done = call.Has(KSW_EZ_SCORE_ONLY) ? run.template operator()<Trace::none>()
+                      : call.Has(KSW_EZ_RIGHT)    ? run.template operator()<Trace::right>()
+                                                  : run.template operator()<Trace::left>();
+    if (done) {
+        CountOwnCall(OwnFunction::general_kernel);
+    }
+    return done;
+}
+
+}  // namespace
+
+bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
+    ksw_reset_extz(&result);
+    Scoring scoring;
+    if (!MakeScoring(call, scoring)) {
+        return true;
+    }
+    PaddedSequences sequences;
+    if (!sequences.Prepare(call)) {
+        return false;
+    }
+    const int longer = Larger(call.query_length, call.target_length);
+    const int band = call.band < 0 ? longer : call.band;
+    if (band < longer) {
+        return AlignGenerally<true>(call, scoring, sequences, band, result);
+    }
+    if (sequences.has_only_bases && IsGapFilling(call, scoring)) {
+        sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
+        if (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, sequences, result)
+                                   : AlignInStrips<Trace::left>(call, scoring, sequences, result)) {
+            return true;
+        }
+    }
+    return AlignGenerally<false>(call, scoring, sequences, band, result);
+}
+
+}  // namespace qel_minimap2::kernel

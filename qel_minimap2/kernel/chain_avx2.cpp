@@ -1,0 +1,129 @@
+#include <cstddef>
+#include <cstring>
+
+#include "qel_minimap2/kernel/chain_score.h"
+#include "qel_minimap2/kernel/chaining.h"
+#include "qel_minimap2/kernel/scratch.h"
+
+// For each anchor the library tries those before it, the nearest first, and keeps the best. A candidate is skipped when
+// it lies in the chain of one that was tried before and is not better; after more than `most_skipped` of these the
+// search ends early. Here the scores of eight candidates are computed at once. Those that cannot precede the anchor,
+// which are most of them where a read has repeats, drop out eight at a time. The others are looked at one by one in the
+// library's order, so that the search ends where the library's does.
+namespace qel_minimap2::kernel {
+
+namespace {
+
+class Chaining : private AnchorPairs {
+public:
+    Chaining(const ChainCall& call, const Chains& chains)
+        : AnchorPairs(call.scoring, chains),
+          call(call),
+          reference_distance(Larger(call.reference_distance, call.scoring.band)),
+          read_distance(Larger(call.read_distance, call.scoring.band)) {}
+
+    bool Run(Chains& chains) {
+        if (length < 0 || !Reserve()) {
+            return false;
+        }
+        Score();
+        TakeChains(call.scoring, {wide_previous, scores, peaks, marks}, chains);
+        return true;
+    }
+
+private:
+    bool Reserve() {
+        const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
+        constexpr std::size_t kLists = 6;
+        auto* memory = ScratchMemory(Scratch::chaining, room * (kLists * sizeof(std::int32_t) + sizeof *wide_previous));
+        if (memory == nullptr) {
+            return false;
+        }
+        wide_previous = reinterpret_cast<std::int64_t*>(memory);
+        auto* lists = reinterpret_cast<std::int32_t*>(wide_previous + room);
+        // Blocks may reach beyond a list's first and last entries.
+        std::memset(lists, 0, sizeof *lists * room * kLists);
+        std::int32_t** const all[] = {&references, &reads, &scores, &previous, &peaks, &marks};
+        for (auto** list : all) {
+            *list = lists + kLanes;
+            lists += room;
+        }
+        return true;
+    }
+
+    void Score() {
+        int first = 0;
+        int highest = -1;  // The best of those in reach.
+        for (int i = 0; i < count; ++i) {
+            references[i] = static_cast<std::int32_t>(anchors[i].x);
+            reads[i] = static_cast<std::int32_t>(anchors[i].y);
+            while (first < i && IsApart(i, first, reference_distance)) {
+                ++first;
+            }
+            first = Larger(first, i - call.most_tried);
+            BestBefore best{length};
+            const int last = TryCandidates(i, first, best);
+            if (highest < 0 || IsBeyond(i, highest, reference_distance)) {
+                highest = HighestScore(first, i);
+            }
+            // The early end may have left out the best in reach.
+            if (highest >= 0 && highest < last) {
+                Try(i, highest, 1, best);
+            }
+            scores[i] = best.score;
+            previous[i] = best.previous;
+            wide_previous[i] = best.previous;
+            peaks[i] = best.previous >= 0 ? Larger(peaks[best.previous], best.score) : best.score;
+            if (highest < 0 || (!IsBeyond(i, highest, reference_distance) && scores[highest] < scores[i])) {
+                highest = i;
+            }
+        }
+    }
+
+    // The candidates from i - 1 down to `first`. Returns the one at which the search ended early, or first - 1.
+    int TryCandidates(int i, int first, BestBefore& best) const {
+        for (int base = i - kLanes; base > first - kLanes; base -= kLanes) {
+            const int end = Try(i, base, base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU, best);
+            if (end >= 0) {
+                return end;
+            }
+        }
+        return first - 1;
+    }
+
+    // Those of the candidates from `base` on that are asked for. Returns the one at which the search ends, or -1.
+    TAVIK_INLINE int Try(int i, int base, unsigned asked, BestBefore& best) const {
+        const __m256i zero = _mm256_setzero_si256();
+        const auto distances = DistancesTo(i, base);
+        const __m256i farthest = _mm256_set1_epi32(Smaller(reference_distance, read_distance));
+        const __m256i bad = _mm256_or_si256(_mm256_or_si256(_mm256_cmpgt_epi32(distances.on_read, farthest),
+                                                            _mm256_cmpeq_epi32(distances.on_reference, zero)),
+                                            IsOutsideBand(distances));
+        const unsigned valid = asked & MaskOf(_mm256_andnot_si256(bad, _mm256_cmpgt_epi32(distances.on_read, zero)));
+        return valid == 0 ? -1 : LookAt(base, valid, Totals(distances, base), i, best);
+    }
+
+    // The last of the highest scores from `first` to before `end`; -1 when there are none.
+    int HighestScore(int first, int end) const {
+        std::int32_t highest = INT32_MIN;
+        for (int i = first; i < end; ++i) {
+            highest = Larger(highest, scores[i]);
+        }
+        int at = end - 1;
+        while (at >= first && scores[at] != highest) {
+            --at;
+        }
+        return at >= first ? at : -1;
+    }
+
+    const ChainCall& call;
+    const int reference_distance, read_distance;
+};
+
+}  // namespace
+
+bool ChainWithAvx2(const ChainCall& call, Chains& chains) {
+    return Chaining(call, chains).Run(chains);
+}
+
+}  // namespace qel_minimap2::kernel

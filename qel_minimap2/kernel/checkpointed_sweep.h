@@ -1,0 +1,205 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/padded_sequences.h"
+#include "qel_minimap2/kernel/scratch.h"
+#include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/trace_back.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+// The third idea: where no band can be proven, the whole matrix without a matrix of directions.
+//
+// The library writes a byte for each cell, 2 * length^2 of them, and then looks at those along one path. Here the sweep
+// only keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the way back needs
+// few cells: each row back moves it at most one position back, so they lie at most 63 positions before the one where it
+// came in. These 64 positions of the 64 rows, the corner, are computed again from the copy, and their directions fit
+// the first-level cache. The corner's cells lack what lies before its lowest lane: in its k-th row the lowest k lanes
+// are wrong. The way back does not reach them, because it has come back at most 64 - k positions in that row. All the
+// cells it reaches have the values of the full matrix, so directions, ties and score are the library's.
+
+template <Trace kTrace>
+class CheckpointedSweep {
+public:
+    CheckpointedSweep(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
+        : call(call),
+          scoring(scoring),
+          sequences(sequences),
+          k(scoring),
+          rows(call.query_length + call.target_length - 1) {}
+
+    /// Sets the result's score and CIGAR. False, with nothing done, when there is no memory.
+    bool Run(ksw_extz_t& result) {
+        PathRuns path;
+        if (!PrepareLines() || !PrepareCopies() || !path.Reserve(call)) {
+            return false;
+        }
+        Sweep();
+        path.Walk(call.target_length - 1, call.query_length - 1, [this](int i, int j) -> int {
+            const int row = i + j;
+            if (row / kRows != corner_number) {
+                ComputeCorner(row, i);
+            }
+            return corner[row % kRows][i - corner_base];
+        });
+        result.score = path.Score(call, scoring) + scoring.corner + scoring.open + scoring.extend;
+        path.Deliver(call, result);
+        return true;
+    }
+
+private:
+    static constexpr int kRows = 64;  // Between two copies.
+    static constexpr int kWidth = 64;
+    static constexpr int kPadding = 64;
+    static constexpr int kBlock = Lanes32::kWidth;
+    static constexpr int kLineCount = 6;
+
+    enum Line { kX, kX2, kV, kY, kY2, kU };
+
+    int FirstOf(int r) const { return Larger(0, r - call.query_length + 1); }
+    int LastOf(int r) const { return Smaller(call.target_length - 1, r); }
+    // The lanes that a copy of row r holds, whole blocks.
+    int CopyBegin(int r) const { return RoundDown(FirstOf(r), kBlock); }
+    int CopySize(int r) const { return RoundDown(LastOf(r), kBlock) + kBlock - CopyBegin(r); }
+
+    // What a lane holds before it is computed does not matter.
+    bool PrepareLines() {
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock;
+        auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);
+        if (memory == nullptr) {
+            return false;
+        }
+        for (auto*& line : lines) {
+            line = memory;
+            memory += room;
+        }
+        return true;
+    }
+
+    // Copies lie one behind the other; the room around each lets a corner reach beyond the row's ends.
+    bool PrepareCopies() {
+        const int count = (rows - 1) / kRows;
+        auto* offsets =
+            ScratchMemory(Scratch::copy_offsets, static_cast<std::size_t>(count + 1) * sizeof *copy_offsets);
+        if (offsets == nullptr) {
+            return false;
+        }
+        copy_offsets = static_cast<std::size_t*>(static_cast<void*>(offsets));
+        std::size_t size = kPadding + kWidth;
+        for (int n = 0; n < count; ++n) {
+            copy_offsets[n] = size;
+            size += static_cast<std::size_t>(CopySize((n + 1) * kRows - 1) + 2 * kPadding) * kLineCount;
+        }
+        copies = ScratchMemory(Scratch::way_back, size + kPadding + kWidth);
+        return copies != nullptr;
+    }
+
+    // A line of the copy after row (number + 1) * kRows - 1, where its lane `begin` lies.
+    std::uint8_t* CopyOf(int number, int line) const {
+        const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1)) + 2 * std::size_t{kPadding};
+        return copies + copy_offsets[number] + static_cast<std::size_t>(line) * size;
+    }
+
+    void Sweep() {
+        for (int r = 0; r < rows; ++r) {
+            ComputeRow(r);
+            if (r % kRows == kRows - 1 && r < rows - 1) {
+                for (int line = 0; line < kLineCount; ++line) {
+                    std::memcpy(CopyOf(r / kRows, line), lines[line] + CopyBegin(r),
+                                static_cast<std::size_t>(CopySize(r)));
+                }
+            }
+        }
+    }
+
+    TAVIK_INLINE void ComputeRow(int r) {
+        const int begin = RoundDown(FirstOf(r), kBlock);
+        const int last_block = RoundDown(LastOf(r), kBlock);
+        // The lanes of the block before; at the first position the border.
+        StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes32::All(BiasedBorder(scoring, r))};
+        if (begin > 0) {
+            before = LoadBlock(begin - kBlock);
+        }
+        const std::uint8_t* query = sequences.QueryOpposite(r);
+        for (int t = begin; t < last_block; t += kBlock) {
+            ComputeBlock(t, query, before, LoadBlock(t));
+        }
+        StripLanes last = LoadBlock(last_block);
+        if (LastOf(r) == r) {  // The position that meets query letter 0.
+            EnterGap(OnlyLane(r - last_block), Lanes32::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
+        }
+        ComputeBlock(last_block, query, before, last);
+    }
+
+    TAVIK_INLINE StripLanes LoadBlock(int t) const {
+        return {Lanes32::Load(lines[kX] + t),  Lanes32::Load(lines[kY] + t), Lanes32::Load(lines[kX2] + t),
+                Lanes32::Load(lines[kY2] + t), Lanes32::Load(lines[kU] + t), Lanes32::Load(lines[kV] + t)};
+    }
+
+    TAVIK_INLINE void ComputeBlock(int t, const std::uint8_t* query, StripLanes& before, const StripLanes& old) {
+        StripLanes c = old;
+        c.x = Lanes32::Up(old.x, before.x);
+        c.x2 = Lanes32::Up(old.x2, before.x2);
+        c.v = Lanes32::Up(old.v, before.v);
+        before = old;
+        StripStep<Trace::none>(k, k.Substitution(sequences.target + t, query + t), c);
+        Lanes32::Store(lines[kX] + t, c.x);
+        Lanes32::Store(lines[kX2] + t, c.x2);
+        Lanes32::Store(lines[kV] + t, c.v);
+        Lanes32::Store(lines[kY] + t, c.y);
+        Lanes32::Store(lines[kY2] + t, c.y2);
+        Lanes32::Store(lines[kU] + t, c.u);
+    }
+
+    // Computes the directions that a way back needs which enters the rows between two copies at position i of
+    // `last_row`.
+    void ComputeCorner(int last_row, int i) {
+        corner_number = last_row / kRows;
+        corner_base = i - (kWidth - 1);
+        const int first_row = corner_number * kRows;
+        Strip<kWidth / kBlock> strip(scoring);
+        if (corner_number > 0) {
+            const auto from = [&](int line, int t) {
+                return Lanes32::Load(CopyOf(corner_number - 1, line) + (t - CopyBegin(first_row - 1)));
+            };
+            for (int n = 0; n < kWidth / kBlock; ++n) {
+                const int t = corner_base + n * kBlock;
+                // What a cell takes from the position before it lies one lane below.
+                strip.Cells(n) = {from(kX, t - 1), from(kY, t), from(kX2, t - 1),
+                                  from(kY2, t),    from(kU, t), from(kV, t - 1)};
+            }
+        }
+        const std::uint8_t* target = sequences.target + corner_base;
+        const std::uint8_t* query = sequences.QueryOpposite(0) + corner_base;
+        strip.template Row<kTrace, Shift::none, true>(first_row, corner_base, target, query - first_row, corner[0]);
+        const bool at_border = corner_base <= 0 || first_row - corner_base < kWidth;
+        for (int r = first_row + 1; r <= last_row; ++r) {
+            if (at_border) {
+                strip.template Row<kTrace, Shift::up, true>(r, corner_base, target, query - r, corner[r - first_row]);
+            } else {
+                strip.template Row<kTrace, Shift::up, false>(r, corner_base, target, query - r, corner[r - first_row]);
+            }
+        }
+    }
+
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    const PaddedSequences& sequences;
+    const StripConstants k;
+    const int rows;
+    std::uint8_t* lines[kLineCount] = {};
+    std::size_t* copy_offsets = nullptr;
+    std::uint8_t* copies = nullptr;
+    int corner_number = -1;  // Which rows the corner is of, in units of kRows.
+    int corner_base = 0;     // The target position of its lowest lane.
+    alignas(64) std::uint8_t corner[kRows][kWidth];
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel

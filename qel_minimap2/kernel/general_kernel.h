@@ -1,0 +1,366 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+
+#include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/maximum.h"
+#include "qel_minimap2/kernel/padded_sequences.h"
+#include "qel_minimap2/kernel/scratch.h"
+#include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/trace_back.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+// The first idea: the library's own recurrence, 32 lanes at a time instead of 16.
+//
+// The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
+// scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
+// per gap piece x = E(i+1,j) - H(i,j) for deletions and y = F(i,j+1) - H(i,j) for insertions. An anti-diagonal needs
+// only the one before it, so its cells are independent of each other: cell (i, r-i) takes x and v from lane i-1 and y
+// and u from lane i of the lines that row r-1 left behind.
+//
+// Without a band every lane that a cell reads was computed for a cell, so the width of the blocks does not matter. With
+// a band it does. The library computes whole blocks of 16 lanes; those beside the band mean nothing, and yet the cells
+// at the band's edge read them in later rows. The banded form therefore writes the very same lanes: of a last single
+// block of 16 it computes 32 and stores 16. It also keeps a line of substitution scores as the library does, which
+// writes it in blocks of 16 from the first cell on: the lanes before and behind read what earlier rows left in it.
+
+/// As many lanes as the library computes at once.
+inline constexpr int kHalfBlock = 16;
+
+/// The state of the matrix between two anti-diagonals, one byte per target position.
+struct Lines {
+    std::int8_t *u, *v, *x, *y, *x2, *y2, *substitution;
+
+    static constexpr int kPadding = 64;
+
+    /// False when there is no memory. Only beside a band does it matter what a lane holds before it is computed.
+    template <bool kBanded>
+    bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
+        auto* memory = static_cast<std::int8_t*>(static_cast<void*>(ScratchMemory(Scratch::lines, room * 7)));
+        if (memory == nullptr) {
+            return false;
+        }
+        for (auto* line : {&u, &v, &x, &y, &x2, &y2, &substitution}) {
+            *line = memory;
+            memory += room;
+        }
+        if constexpr (kBanded) {
+            std::memset(u, -scoring.open - scoring.extend, 4 * room);
+            std::memset(x2, -scoring.open2 - scoring.extend2, 2 * room);
+            std::memset(substitution, 0, room);
+        }
+        return true;
+    }
+};
+
+/// The scoring in every lane.
+struct Constants {
+    using Register = Lanes32::Register;
+
+    Constants(const Scoring& s, int letters)
+        : open(Lanes32::All(s.open)),
+          open2(Lanes32::All(s.open2)),
+          open_extend(Lanes32::All(s.open + s.extend)),
+          open_extend2(Lanes32::All(s.open2 + s.extend2)),
+          match(Lanes32::All(s.match)),
+          mismatch(Lanes32::All(s.mismatch)),
+          any(Lanes32::All(s.any)),
+          any_letter(Lanes32::All(letters - 1)),
+          zero(Lanes32::All(0)) {}
+
+    TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
+        const Register t = Lanes32::Load(target);
+        const Register q = Lanes32::Load(query);
+        const Register stands_for_any = Lanes32::Or(Lanes32::Equal(t, any_letter), Lanes32::Equal(q, any_letter));
+        return Lanes32::Select(stands_for_any, any, Lanes32::Select(Lanes32::Equal(t, q), match, mismatch));
+    }
+
+    Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
+};
+
+/// The block of lanes before one, of which it takes the highest lanes.
+struct BlockBefore {
+    Lanes32::Register x, v, x2;
+};
+
+/// One block of lanes of an anti-diagonal: `s` holds the substitution scores; the block becomes the next one's
+/// `before`. With kHalf only the lowest 16 lanes are.
+template <Trace kTrace, bool kHalf>
+TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, Lanes32::Register s, BlockBefore& before,
+                               std::uint8_t* directions) {
+    using Lanes = Lanes32;
+    using Register = Lanes::Register;
+    const Register old_x = Lanes::Load(lines.x + t);
+    const Register old_v = Lanes::Load(lines.v + t);
+    const Register old_x2 = Lanes::Load(lines.x2 + t);
+    const Register u = Lanes::Load(lines.u + t);
+    const Register v = Lanes::Up(old_v, before.v);
+    Register a = Lanes::Add(Lanes::Up(old_x, before.x), v);
+    Register a2 = Lanes::Add(Lanes::Up(old_x2, before.x2), v);
+    Register b = Lanes::Add(Lanes::Load(lines.y + t), u);
+    Register b2 = Lanes::Add(Lanes::Load(lines.y2 + t), u);
+    before = {old_x, old_v, old_x2};
+
+    Register z = s;
+    Register direction = k.zero;
+    const auto offer = [&](Register value, int from) __attribute__((always_inline)) {
+        // Gaps to the left: the earlier candidate stays on a tie; to the right: the later one takes it.
+        if constexpr (kTrace == Trace::left) {
+            direction = Lanes::Select(Lanes::Greater(value, z), Lanes::All(from), direction);
+        } else if constexpr (kTrace == Trace::right) {
+            direction = Lanes::Select(Lanes::Greater(z, value), direction, Lanes::All(from));
+        }
+        z = Lanes::Max(z, value);
+    };
+    offer(a, kFromDeletion);
+    offer(b, kFromInsertion);
+    offer(a2, kFromDeletion2);
+    offer(b2, kFromInsertion2);
+    // A score beyond a match's cannot be; where lanes beside the band would have one, the library cuts it too.
+    z = Lanes::Min(z, k.match);
+    const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
+        if constexpr (kHalf) {
+            Lanes::StoreHalf(to, lanes);
+        } else {
+            Lanes::Store(to, lanes);
+        }
+    };
+    store(lines.u + t, Lanes::Subtract(z, v));
+    store(lines.v + t, Lanes::Subtract(z, u));
+
+    const Register opened = Lanes::Subtract(z, k.open);
+    const Register opened2 = Lanes::Subtract(z, k.open2);
+    const auto extend = [&](Register gap, Register from, Register cost, int goes_on) __attribute__((always_inline)) {
+        const Register gain = Lanes::Subtract(gap, from);
+        if constexpr (kTrace == Trace::left) {
+            direction = Lanes::Or(direction, Lanes::And(Lanes::Greater(gain, k.zero), Lanes::All(goes_on)));
+        } else if constexpr (kTrace == Trace::right) {
+            direction = Lanes::Or(direction, Lanes::AndNot(Lanes::Greater(k.zero, gain), Lanes::All(goes_on)));
+        }
+        return Lanes::Subtract(Lanes::Max(gain, k.zero), cost);
+    };
+    store(lines.x + t, extend(a, opened, k.open_extend, kDeletionGoesOn));
+    store(lines.y + t, extend(b, opened, k.open_extend, kInsertionGoesOn));
+    store(lines.x2 + t, extend(a2, opened2, k.open_extend2, kDeletion2GoesOn));
+    store(lines.y2 + t, extend(b2, opened2, k.open_extend2, kInsertion2GoesOn));
+    if constexpr (kTrace != Trace::none) {
+        store(directions + t, direction);
+    }
+}
+
+/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's, but for those that
+/// AlignWithAvx2 leaves out.
+/// The gaps between its members are the lanes' alignment.
+template <bool kBanded, Trace kTrace>
+class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
+public:
+    /// `band` is not negative, and not below both lengths unless kBanded.
+    GeneralKernel(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences, int band)
+        : call(call),
+          scoring(scoring),
+          sequences(sequences),
+          band(band),
+          rows(call.query_length + call.target_length - 1),
+          k(scoring, call.letters) {}
+
+    /// False, with nothing done, when there is no memory.
+    bool Run(ksw_extz_t& result) {
+        PathRuns path;
+        if (!lines.template Prepare<kBanded>(call, scoring) ||
+            (kTrace != Trace::none && !(PrepareDirections() && path.Reserve(call)))) {
+            return false;
+        }
+        if (call.Has(KSW_EZ_APPROX_MAX)) {
+            Sweep(ApproximateMaximum(call, scoring), result);
+        } else {
+            const auto room = static_cast<std::size_t>(call.target_length) + ExactMaximum::kPadding;
+            auto* scores = static_cast<void*>(ScratchMemory(Scratch::scores, room * sizeof(std::int32_t)));
+            if (scores == nullptr) {
+                return false;
+            }
+            Sweep(ExactMaximum(call, scoring, static_cast<std::int32_t*>(scores)), result);
+        }
+        if constexpr (kTrace != Trace::none) {
+            TraceBack(path, result);
+        }
+        return true;
+    }
+
+private:
+    static constexpr int kBlock = kBanded ? kHalfBlock : Lanes32::kWidth;
+
+    struct Range {
+        int first, last;  // The cells of the row.
+        int begin, end;   // The lanes that are computed, whole blocks.
+    };
+
+    Range RangeOf(int r) const {
+        int first = Larger(0, r - call.query_length + 1);
+        int last = Smaller(call.target_length - 1, r);
+        if constexpr (kBanded) {
+            first = Larger(first, (r - band + 1) >> 1);
+            last = Smaller(last, (r + band) >> 1);
+        }
+        return {first, last, RoundDown(first, kBlock), RoundDown(last + kBlock, kBlock)};
+    }
+
+    bool PrepareDirections() {
+        const int longest = Smaller(Smaller(call.query_length, call.target_length), kBanded ? band + 1 : INT32_MAX);
+        row_size = static_cast<std::size_t>(RoundDown(longest + kBlock - 1, kBlock)) + kBlock;
+        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
+        return directions != nullptr;
+    }
+
+    // Where lane 0 of a row's directions would lie.
+    std::uint8_t* DirectionsOf(int r, const Range& range) const {
+        return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
+    }
+
+    // Of an extension's result only the best cell and the best end of the query count.
+    bool MayEndEarly() const {
+        return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_GENERIC_SC) && Fits(scoring) &&
+               scoring.any <= scoring.match;
+    }
+
+    // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
+    // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
+    // deleted bases. Once all that cannot exceed the best end of the query, no later cell is a better end or the best
+    // cell. Nor does the score drop: below that end each row has a cell in the query's last column, which scores less
+    // by one gap at most.
+    bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
+        const int length = call.query_length;
+        const int most =
+            length * scoring.match + scoring.corner + GapCost(scoring, 1) - GapCost(scoring, r + 1 - 2 * (length - 1));
+        return most <= result.mqe &&
+               (call.z_drop < 0 ||
+                static_cast<int>(result.max) - result.mqe + GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
+                    call.z_drop);
+    }
+
+    template <typename Maximum>
+    void Sweep(Maximum maximum, ksw_extz_t& result) {
+        const int may_end = MayEndEarly() ? 2 * (call.query_length - 1) : rows;
+        int begin_before = 0;
+        for (int r = 0; r < rows; ++r) {
+            const Range range = RangeOf(r);
+            if (range.first > range.last) {
+                result.zdropped = 1;
+                return;
+            }
+            ComputeRow(r, range, begin_before);
+            if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result) ||
+                (r >= may_end && NothingBetterFollows(r, result))) {
+                return;
+            }
+            begin_before = range.begin;
+        }
+    }
+
+    TAVIK_INLINE void ComputeRow(int r, const Range& range, int begin_before) {
+        const int gap = -scoring.open - scoring.extend;
+        const int gap2 = -scoring.open2 - scoring.extend2;
+        int x = gap;
+        int v = gap;
+        int x2 = gap2;
+        if (range.begin == 0) {
+            v = BorderStep(scoring, r);
+        } else if (range.begin > begin_before) {  // Else the row before had no lane below the first one either.
+            const int left = range.begin - 1;
+            x = lines.x[left];
+            v = lines.v[left];
+            x2 = lines.x2[left];
+        }
+        if (range.end > r) {
+            lines.y[r] = static_cast<std::int8_t>(gap);
+            lines.y2[r] = static_cast<std::int8_t>(gap2);
+            lines.u[r] = static_cast<std::int8_t>(BorderStep(scoring, r));
+        }
+        BlockBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
+        std::uint8_t* row_directions = kTrace == Trace::none ? nullptr : DirectionsOf(r, range);
+        if (kBanded || call.Has(KSW_EZ_GENERIC_SC)) {
+            WriteSubstitutions(r, range);
+            ComputeBlocks<false>(r, range, before_begin, row_directions);
+        } else {
+            ComputeBlocks<true>(r, range, before_begin, row_directions);
+        }
+    }
+
+    TAVIK_INLINE void WriteSubstitutions(int r, const Range& range) {
+        const std::uint8_t* target = sequences.target;
+        const std::uint8_t* query = sequences.QueryOpposite(r);
+        if (call.Has(KSW_EZ_GENERIC_SC)) {
+            for (int t = range.first; t <= range.last; ++t) {
+                lines.substitution[t] = call.matrix[target[t] * call.letters + query[t]];
+            }
+            return;
+        }
+        const int end = range.first + RoundDown(range.last - range.first + kHalfBlock, kHalfBlock);
+        int t = range.first;
+        for (; t + Lanes32::kWidth <= end; t += Lanes32::kWidth) {
+            Lanes32::Store(lines.substitution + t, k.Substitution(target + t, query + t));
+        }
+        if (t < end) {
+            Lanes32::StoreHalf(lines.substitution + t, k.Substitution(target + t, query + t));
+        }
+    }
+
+    // Computes the row's blocks. The substitution scores are its own, made on the way, or those of the line.
+    template <bool kOwnScores>
+    TAVIK_INLINE void ComputeBlocks(int r, const Range& range, BlockBefore before, std::uint8_t* row_directions) {
+        const Lines here = lines;  // A copy: for all that the compiler knows the stores of lanes may change the member.
+        const std::uint8_t* target = sequences.target;
+        const std::uint8_t* query = sequences.QueryOpposite(r);
+        int t = range.begin;
+        for (; t + Lanes32::kWidth <= range.end; t += Lanes32::kWidth) {
+            const auto s = kOwnScores ? k.Substitution(target + t, query + t) : Lanes32::Load(here.substitution + t);
+            ComputeBlock<kTrace, false>(k, here, t, s, before, row_directions);
+        }
+        if (kBanded && t < range.end) {
+            ComputeBlock<kTrace, true>(k, here, t, Lanes32::Load(here.substitution + t), before, row_directions);
+        }
+    }
+
+    void TraceBack(PathRuns& path, ksw_extz_t& result) {
+        int i = result.max_t;
+        int j = result.max_q;
+        if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
+            i = call.target_length - 1;
+            j = call.query_length - 1;
+        } else if (!result.zdropped && result.mqe + call.end_bonus > static_cast<int>(result.max)) {
+            result.reach_end = 1;
+            i = result.mqe_t;
+            j = call.query_length - 1;
+        } else if (i < 0 || j < 0) {
+            return;
+        }
+        path.Walk(
+            i, j, [this](int target, int query) __attribute__((always_inline))->int {
+                const Range range = RangeOf(target + query);
+                if (kBanded && (target < range.begin || target >= range.end)) {
+                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside, along one sequence only.
+                }
+                return DirectionsOf(target + query, range)[target];
+            });
+        path.Deliver(call, result);
+    }
+
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    const PaddedSequences& sequences;
+    const int band;
+    const int rows;
+    const Constants k;
+    Lines lines{};
+    std::uint8_t* directions = nullptr;
+    std::size_t row_size = 0;  // Bytes.
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel

@@ -1,0 +1,154 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <immintrin.h>
+
+#include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+/// One anti-diagonal as the trackers of the best score see it: the cells from target position `first` to `last`, and
+/// the lines of score differences after it.
+struct FinishedRow {
+    int r, first, last;
+    bool is_last;
+    const std::int8_t* u;
+    const std::int8_t* v;
+};
+
+/// Keeps the score of each cell of the current anti-diagonal, adding the differences up in 32 bits, and from them the
+/// maximum, the best end of the query, and the drop. The best end of the target is left out: nobody asks for it.
+///
+/// Several cells of an anti-diagonal may have the maximum. The library scans the cells before the last one in four
+/// lanes and takes, in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position;
+/// the first of the up to three cells that fill no four lanes. Which one it is matters only where a new maximum is set
+/// or a drop is possible, so it is looked for only there.
+class ExactMaximum {
+public:
+    static constexpr int kPadding = 16;
+
+    /// `scores`: room for the target and kPadding more.
+    ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
+        : call(call), scoring(scoring), scores(scores) {
+        scores[0] = scoring.corner;  // What the first cell adds to. Any other cell is set before it is read.
+    }
+
+    /// Takes a row in; true when the alignment ends here because the score dropped.
+    bool Add(const FinishedRow& row, ksw_extz_t& result) {
+        const auto [r, first, last, is_last, u, v] = row;
+        int position = kUnknown;
+        // The last cell's left neighbour is new to this row or has its score from the row before.
+        const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
+        scores[last] = corner;
+        std::int32_t best = AddDifferences(v, first, last);
+        if (best <= corner) {
+            best = corner;
+            position = last;
+        }
+        if (r - first == call.query_length - 1 && scores[first] > result.mqe) {
+            result.mqe = scores[first];
+            result.mqe_t = first;
+        }
+        const auto so_far = static_cast<std::int32_t>(result.max);
+        if (best > so_far || (call.z_drop >= 0 && so_far - best > call.z_drop)) {
+            position = position == kUnknown ? PositionOf(best, first, last) : position;
+            if (ksw_apply_zdrop(&result, 1, best, r, position, call.z_drop,
+                                static_cast<std::int8_t>(scoring.extend2)) != 0) {
+                return true;
+            }
+        }
+        if (is_last && last == call.target_length - 1) {
+            result.score = corner;
+        }
+        return false;
+    }
+
+private:
+    static constexpr int kUnknown = -2;
+
+    /// Adds v to the scores of [first, last) and returns their maximum.
+    TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
+        __m256i maximum = _mm256_set1_epi32(INT32_MIN);
+        const auto sum = [&](int t) __attribute__((always_inline)) {
+            return _mm256_add_epi32(Lanes32::Load(scores + t), _mm256_cvtepi8_epi32(_mm_loadu_si64(v + t)));
+        };
+        int t = first;
+        for (; t + 8 <= last; t += 8) {
+            const __m256i sums = sum(t);
+            Lanes32::Store(scores + t, sums);
+            maximum = _mm256_max_epi32(maximum, sums);
+        }
+        if (t < last) {
+            const __m256i sums = sum(t);
+            const __m256i inside =
+                _mm256_cmpgt_epi32(_mm256_set1_epi32(last - t), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+            _mm256_maskstore_epi32(scores + t, inside, sums);
+            maximum = _mm256_max_epi32(maximum, _mm256_blendv_epi8(_mm256_set1_epi32(INT32_MIN), sums, inside));
+        }
+        __m128i m = _mm_max_epi32(_mm256_castsi256_si128(maximum), _mm256_extracti128_si256(maximum, 1));
+        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0x4e));
+        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0xb1));
+        return _mm_cvtsi128_si32(m);
+    }
+
+    int PositionOf(std::int32_t value, int first, int last) const {
+        const int end_of_fours = first + RoundDown(last - first, 4);
+        for (int lane = 0; lane < 4; ++lane) {
+            for (int t = first + lane; t < end_of_fours; t += 4) {
+                if (scores[t] == value) {
+                    return t;
+                }
+            }
+        }
+        int t = end_of_fours;
+        while (t < last && scores[t] != value) {
+            ++t;
+        }
+        return t;
+    }
+
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    std::int32_t* scores;
+};
+
+/// Follows one path near the diagonal instead of keeping all scores, which is what the library does where it fills the
+/// gap between two seeds and needs no more than the score of the last cell.
+class ApproximateMaximum {
+public:
+    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring)
+        : call(call), scoring(scoring), score(scoring.corner) {}
+
+    bool Add(const FinishedRow& row, ksw_extz_t& result) {
+        const auto [r, first, last, is_last, u, v] = row;
+        const bool here = position >= first && position <= last;
+        const bool next = position + 1 >= first && position + 1 <= last;
+        if (here && (!next || v[position] > u[position + 1])) {
+            score += v[position];
+        } else {
+            ++position;
+            score += u[position];
+        }
+        if (call.Has(KSW_EZ_APPROX_DROP) && ksw_apply_zdrop(&result, 1, score, r, position, call.z_drop,
+                                                            static_cast<std::int8_t>(scoring.extend2)) != 0) {
+            return true;
+        }
+        if (is_last && last == call.target_length - 1) {
+            result.score = score;
+        }
+        return false;
+    }
+
+private:
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    int position = 0;
+    std::int32_t score;
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel

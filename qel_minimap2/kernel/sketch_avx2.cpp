@@ -1,0 +1,253 @@
+#include "qel_minimap2/kernel/sketch.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include <bseq.h>
+#include <kalloc.h>
+
+#include "qel_minimap2/kernel/lanes.h"
+
+namespace qel_minimap2::kernel {
+
+namespace {
+
+// A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers. The
+// library walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
+// nearly every base. Here a block of bases is hashed first, eight at a time. Then the minimum is followed from one
+// change to the next, which is one of two:
+// - Within a window's length behind it there is a hash that is not above it. The first such hash is the new minimum.
+// - There is none, and the minimum leaves the window. The lowest hash in the window is the new minimum, of equal ones
+//   the last; the other equal ones are minimizers too.
+// This is the library's rule where a whole window of k-mers without ambiguous bases lies behind. At the first bases,
+// and after an ambiguous one, there are exceptions; there the rule is applied base by base (Step).
+class Sketch {
+public:
+    explicit Sketch(const SketchCall& call)
+        : call(call), window(call.window), k(call.k), mask((1U << (2 * call.k)) - 1) {
+        for (int p = 0; p < kHistory; ++p) {
+            hashes[p] = kNone;
+            strands[p] = kAmbiguous;
+        }
+    }
+
+    void Run() {
+        Reserve(call.minimizers->n + static_cast<std::size_t>(call.length / window));
+        for (std::int64_t begin = 0; begin < call.length; begin += kBlock) {
+            if (begin > 0) {
+                std::memmove(hashes, hashes + kBlock, sizeof *hashes * kHistory);
+                std::memmove(strands, strands + kBlock, kHistory);
+                minimum -= kBlock;
+            }
+            block_begin = static_cast<int>(begin);
+            const int count = Smaller(kBlock, call.length - block_begin);
+            Hash(count);
+            Choose(kHistory + count);
+        }
+        if (MinimumHash() != kNone) {
+            Push(minimum);
+        }
+    }
+
+private:
+    static constexpr int kHistory = 16;  // Hashes of the bases before a block that its windows reach back to.
+    static constexpr int kBlock = 4096;
+    static constexpr std::int32_t kNone = INT32_MAX;  // Above all hashes.
+    static constexpr std::uint8_t kAmbiguous = 2;
+
+    // Fills hashes and strands of the block's `count` k-mers; a k-mer is known by its last base.
+    void Hash(int count) {
+        std::int32_t* const out = hashes + kHistory;
+        const char* const bases = call.bases + block_begin;
+        // For all that the compiler knows a strand's store may change any member, so the loop works on copies.
+        auto [forward, reverse, in_row] = behind;
+        const std::uint32_t all = mask;
+        const int least = k;
+        const int to_highest = 2 * (k - 1);
+        for (int p = 0; p < count; ++p) {
+            const unsigned base = seq_nt4_table[static_cast<std::uint8_t>(bases[p])];
+            if (base > 3) {
+                in_row = 0;
+                strands[kHistory + p] = kAmbiguous;
+                out[p] = -1;
+                continue;
+            }
+            forward = (forward << 2 | base) & all;
+            reverse = reverse >> 2 | (3U ^ base) << to_highest;
+            ++in_row;
+            strands[kHistory + p] = forward < reverse ? 0 : 1;
+            const std::uint32_t lesser = forward < reverse ? forward : reverse;
+            out[p] = in_row < least ? -1 : static_cast<std::int32_t>(lesser);
+        }
+        behind = {forward, reverse, in_row};
+        for (int p = 0; p < count; p += 8) {
+            const __m256i kmers = Lanes32::Load(out + p);
+            const __m256i none = _mm256_srai_epi32(kmers, 31);
+            Lanes32::Store(out + p, _mm256_blendv_epi8(HashOf(kmers), _mm256_set1_epi32(kNone), none));
+        }
+    }
+
+    // The library's invertible hash of 2k bits, in 32: what the higher bits of its 64 would hold is masked away.
+    TAVIK_INLINE __m256i HashOf(__m256i key) const {
+        const __m256i all = _mm256_set1_epi32(static_cast<std::int32_t>(mask));
+        const auto plus_shifted = [](__m256i a, __m256i b, int by) __attribute__((always_inline)) {
+            return _mm256_add_epi32(a, _mm256_slli_epi32(b, by));
+        };
+        const auto mix = [](__m256i a, int by) __attribute__((always_inline)) {
+            return _mm256_xor_si256(a, _mm256_srli_epi32(a, by));
+        };
+        const __m256i ones = _mm256_set1_epi32(-1);
+        key = _mm256_and_si256(plus_shifted(_mm256_xor_si256(key, ones), key, 21), all);
+        key = mix(key, 24);
+        key = _mm256_and_si256(plus_shifted(plus_shifted(key, key, 3), key, 8), all);
+        key = mix(key, 14);
+        key = _mm256_and_si256(plus_shifted(plus_shifted(key, key, 2), key, 4), all);
+        key = mix(key, 28);
+        return _mm256_and_si256(plus_shifted(key, key, 31), all);
+    }
+
+    void Choose(int end) {
+        int p = kHistory;
+        while (p < end) {
+            if (strands[p] == kAmbiguous || known < window + k - 1) {
+                Step(p++);
+                continue;
+            }
+            const void* const next = std::memchr(strands + p, kAmbiguous, static_cast<std::size_t>(end - p));
+            const int run_end =
+                next != nullptr ? static_cast<int>(static_cast<const std::uint8_t*>(next) - strands) : end;
+            Leap(p, run_end);
+            known += run_end - p;
+            p = run_end;
+        }
+    }
+
+    // One k-mer by the library's rule.
+    void Step(int p) {
+        known = strands[p] == kAmbiguous ? 0 : known + 1;
+        const bool has_minimum = MinimumHash() != kNone;
+        if (known == window + k - 1 && has_minimum) {
+            PushOthers(EqualInWindow(p - window + 1, window - 1, MinimumHash()), p - window + 1);
+        }
+        if (hashes[p] <= MinimumHash()) {
+            if (known >= window + k && has_minimum) {
+                Push(minimum);
+            }
+            minimum = p;
+        } else if (minimum == p - window) {
+            Renew(p, known >= window + k - 1);
+        }
+    }
+
+    // From p to `end`, where each window is whole and without ambiguous bases.
+    void Leap(int p, int end) {
+        while (p < end) {
+            const int last = Smaller(minimum + window, end - 1);
+            const std::int32_t lowest = MinimumHash();
+            const unsigned not_above = ~Above(hashes + p, lowest) & ((2U << (last - p)) - 1);
+            if (not_above != 0) {
+                Push(minimum);
+                minimum = p + __builtin_ctz(not_above);
+                p = minimum + 1;
+            } else if (last == minimum + window) {
+                Renew(last, true);
+                p = last + 1;
+            } else {
+                return;
+            }
+        }
+    }
+
+    // The minimum leaves the window that ends at p. The last of the lowest hashes in the window takes its place.
+    void Renew(int p, bool is_whole) {
+        if (is_whole && MinimumHash() != kNone) {
+            Push(minimum);
+        }
+        const int first = p - window + 1;
+        const std::int32_t lowest = LowestInWindow(first);
+        const unsigned equal = EqualInWindow(first, window, lowest);
+        minimum = first + 31 - __builtin_clz(equal);
+        if (is_whole && lowest != kNone) {
+            PushOthers(equal, first);
+        }
+    }
+
+    std::int32_t MinimumHash() const { return hashes[minimum]; }
+
+    // Which of 16 hashes are above a value, one bit each.
+    static TAVIK_INLINE unsigned Above(const std::int32_t* from, std::int32_t value) {
+        const __m256i values = _mm256_set1_epi32(value);
+        return MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from), values)) |
+               MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from + 8), values)) << 8U;
+    }
+
+    TAVIK_INLINE unsigned EqualInWindow(int first, int count, std::int32_t value) const {
+        const __m256i values = _mm256_set1_epi32(value);
+        const unsigned equal = MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first), values)) |
+                               MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first + 8), values)) << 8U;
+        return equal & ((1U << count) - 1);
+    }
+
+    TAVIK_INLINE std::int32_t LowestInWindow(int first) const {
+        const __m256i numbers = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+        const __m256i none = _mm256_set1_epi32(kNone);
+        const auto inside = [&](int from) __attribute__((always_inline)) {
+            const __m256i is_inside = _mm256_cmpgt_epi32(_mm256_set1_epi32(window - from), numbers);
+            return _mm256_blendv_epi8(none, Lanes32::Load(hashes + first + from), is_inside);
+        };
+        const __m256i both = _mm256_min_epi32(inside(0), inside(8));
+        __m128i m = _mm_min_epi32(_mm256_castsi256_si128(both), _mm256_extracti128_si256(both, 1));
+        m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4e));
+        m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0xb1));
+        return _mm_cvtsi128_si32(m);
+    }
+
+    void PushOthers(unsigned equal, int first) {
+        for (; equal != 0; equal &= equal - 1) {
+            const int p = first + __builtin_ctz(equal);
+            if (p != minimum) {
+                Push(p);
+            }
+        }
+    }
+
+    TAVIK_INLINE void Push(int p) {
+        auto& list = *call.minimizers;
+        if (list.n == list.m) {
+            Reserve(list.m + 1);
+        }
+        const auto position = static_cast<std::uint32_t>(block_begin + p - kHistory);
+        list.a[list.n++] = {static_cast<std::uint64_t>(hashes[p]) << 8U | static_cast<unsigned>(k),
+                            static_cast<std::uint64_t>(call.sequence) << 32U | position << 1U | strands[p]};
+    }
+
+    void Reserve(std::size_t count) {
+        auto& list = *call.minimizers;
+        if (count > list.m) {
+            list.m = 2 * list.m > count ? 2 * list.m : count;
+            list.a = static_cast<mm128_t*>(krealloc(call.pool, list.a, list.m * sizeof *list.a));
+        }
+    }
+
+    const SketchCall& call;
+    const int window;
+    const int k;
+    const std::uint32_t mask;
+    struct {
+        std::uint32_t forward, reverse;  // The last k bases on either strand.
+        int in_row;                      // Bases since the last ambiguous one.
+    } behind{};                          // Where hashing has come to.
+    int known = 0;                       // Bases since the last ambiguous one, where the choice has come to.
+    int block_begin = 0;                 // The position in the sequence of the hash at kHistory.
+    int minimum = kHistory - 1;
+    std::int32_t hashes[kHistory + kBlock + 16];
+    std::uint8_t strands[kHistory + kBlock];
+};
+
+}  // namespace
+
+void SketchWithAvx2(const SketchCall& call) {
+    Sketch(call).Run();
+}
+
+}  // namespace qel_minimap2::kernel

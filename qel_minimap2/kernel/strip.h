@@ -1,0 +1,226 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/trace_back.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+// What the certified band and the checkpointed sweep share: a form of the recurrence with fewer operations.
+//
+// The gap lines are kept as X = x + open + extend >= 0, so that cutting a gap that does not pay off to 0 is an unsigned
+// subtraction that saturates; the second piece's likewise with its own costs. The score lines are kept as
+// U = u - open - extend + kBias, which makes X + V what x + v is plus the bias. Substitution scores carry the bias too.
+// All values stay within 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
+inline constexpr int kBias = 64;
+
+/// True for scorings whose biased differences stay within a byte. The border must also cost what a gap costs: the proof
+/// of the certified band needs that.
+inline bool Fits(const Scoring& s) {
+    if (s.open + s.extend + s.open2 + s.extend2 > 56 || s.match <= 0 || s.match > 20 || s.mismatch < -40 ||
+        s.mismatch >= s.match) {
+        return false;
+    }
+    // The lowest best score of a cell: its own bases or one base of gap on each side. Opening a gap from it must not
+    // wrap.
+    const int lowest = Larger(kBias + s.mismatch, kBias - 2 * (s.open + s.extend));
+    if (Larger(s.open, s.open2) > lowest) {
+        return false;
+    }
+    int border = 0;
+    for (int r = 0; r < s.switch_at + 3 || r < 2; ++r) {
+        border += BorderStep(s, r);
+        if (border != -GapCost(s, r + 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// What strips read beside the sequences: letters that equal no base, nor each other.
+inline constexpr int kBesideTarget = 7;
+inline constexpr int kBesideQuery = 9;
+
+/// The biased border value of an anti-diagonal.
+inline int BiasedBorder(const Scoring& s, int r) {
+    return BorderStep(s, r) - s.open - s.extend + kBias;
+}
+
+/// A lane's number in each lane.
+alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
+                                                             11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
+                                                             22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
+
+/// The lane of that number, or none.
+TAVIK_INLINE __m256i OnlyLane(int number) {
+    return Lanes32::Equal(Lanes32::Load(kLaneNumbers), Lanes32::All(number < 0 || number >= 32 ? 127 : number));
+}
+
+struct StripConstants {
+    using Register = Lanes32::Register;
+
+    explicit StripConstants(const Scoring& s)
+        : zero(Lanes32::All(0)),
+          unreachable(Lanes32::All(kBias - 2 * (s.open + s.extend))),
+          match(Lanes32::All(s.match + kBias)),
+          mismatch(Lanes32::All(s.mismatch + kBias)),
+          open(Lanes32::All(s.open)),
+          open2(Lanes32::All(s.open2)),
+          second_more(Lanes32::All(s.open2 + s.extend2 - s.open - s.extend)) {}
+
+    TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
+        return Lanes32::Select(Lanes32::Equal(Lanes32::Load(target), Lanes32::Load(query)), match, mismatch);
+    }
+
+    Register zero;
+    Register
+        unreachable;  // U and V of a neighbour that no path comes from; also what re-biases a difference of scores.
+    Register match, mismatch, open, open2;
+    Register second_more;  // What a gap of one base costs more in the second piece.
+};
+
+/// The six difference lines of 32 cells.
+struct StripLanes {
+    Lanes32::Register x, y, x2, y2, u, v;
+};
+
+/// Computes 32 cells: the lanes hold the neighbours' values before and the cells' own after it. Returns the direction
+/// bytes.
+template <Trace kTrace>
+TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Register s, StripLanes& c) {
+    using L = Lanes32;
+    using Register = L::Register;
+    const Register a = L::Add(c.x, c.v);
+    const Register b = L::Add(c.y, c.u);
+    const Register a2 = L::Add(c.x2, L::Subtract(c.v, k.second_more));
+    const Register b2 = L::Add(c.y2, L::Subtract(c.u, k.second_more));
+    const Register z = L::Max(L::Max(s, L::Max(b, b2)), L::Max(a, a2));
+
+    // The candidate is told by equality with the maximum, in an order that leaves the first or the last of equal ones.
+    Register direction = k.zero;
+    const auto set_where = [&](Register value, int from) __attribute__((always_inline)) {
+        direction = L::Select(L::Equal(z, value), L::All(from), direction);
+    };
+    if constexpr (kTrace == Trace::left) {
+        direction = L::Select(L::Equal(z, a2), L::All(kFromDeletion2), L::All(kFromInsertion2));
+        set_where(b, kFromInsertion);
+        set_where(a, kFromDeletion);
+        direction = L::AndNot(L::Equal(z, s), direction);
+    } else if constexpr (kTrace == Trace::right) {
+        direction = L::And(L::Equal(z, a), L::All(kFromDeletion));
+        set_where(b, kFromInsertion);
+        set_where(a2, kFromDeletion2);
+        set_where(b2, kFromInsertion2);
+    }
+
+    const Register rebiased = L::Add(z, k.unreachable);
+    const Register new_u = L::Subtract(rebiased, c.v);
+    c.v = L::Subtract(rebiased, c.u);
+    c.u = new_u;
+    const Register opened = L::Subtract(z, k.open);
+    const Register opened2 = L::Subtract(z, k.open2);
+    const auto extend = [&](Register gap, Register from, int goes_on) __attribute__((always_inline)) {
+        const Register gain = L::SubtractOrZero(gap, from);
+        if constexpr (kTrace == Trace::left) {
+            direction = L::Or(direction, L::AndNot(L::Equal(gain, k.zero), L::All(goes_on)));
+        } else if constexpr (kTrace == Trace::right) {
+            direction = L::Or(direction, L::And(L::Equal(L::Max(gap, from), gap), L::All(goes_on)));
+        }
+        return gain;
+    };
+    c.x = extend(a, opened, kDeletionGoesOn);
+    c.y = extend(b, opened, kInsertionGoesOn);
+    c.x2 = extend(a2, opened2, kDeletion2GoesOn);
+    c.y2 = extend(b2, opened2, kInsertion2GoesOn);
+    return direction;
+}
+
+/// Where `at` says, the two gap lines and the score line become those of the border.
+TAVIK_INLINE void EnterGap(__m256i at, __m256i border, __m256i& gap, __m256i& gap2, __m256i& score) {
+    gap = Lanes32::AndNot(at, gap);
+    gap2 = Lanes32::AndNot(at, gap2);
+    score = Lanes32::Select(at, border, score);
+}
+
+/// How a strip's lanes lie in a row against the row before: at the same target positions, so that what comes from the
+/// position before has to move up, or one further, so that what comes from the same position has to move down.
+enum class Shift { none, up, down };
+
+/// 32 * N neighbouring target positions, whose difference lines stay in registers from row to row.
+template <int N>
+class Strip {
+public:
+    static constexpr int kWidth = N * Lanes32::kWidth;
+
+    /// No path comes from anywhere yet.
+    explicit Strip(const Scoring& scoring) : scoring(scoring), k(scoring) {
+        for (auto& c : cells) {
+            c = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};
+        }
+    }
+
+    StripLanes& Cells(int block) { return cells[block]; }
+
+    /// Computes row r at the target positions from `base` on. `target` points to that position's letter, `query` to the
+    /// letter it meets in this row; `directions` takes kWidth bytes. With kBorder the first target position and the
+    /// first query position may be among them.
+    template <Trace kTrace, Shift kShift, bool kBorder>
+    TAVIK_INLINE void Row(int r, int base, const std::uint8_t* target, const std::uint8_t* query,
+                          std::uint8_t* directions) {
+        Move<kShift>();
+        if constexpr (kBorder) {
+            EnterBorder(r, base);
+        }
+        TAVIK_UNROLL
+        for (int n = 0; n < N; ++n) {
+            const int offset = n * Lanes32::kWidth;
+            Lanes32::Store(directions + offset,
+                           StripStep<kTrace>(k, k.Substitution(target + offset, query + offset), cells[n]));
+        }
+    }
+
+private:
+    template <Shift kShift>
+    TAVIK_INLINE void Move() {
+        if constexpr (kShift == Shift::up) {
+            TAVIK_UNROLL
+            for (int n = N - 1; n >= 0; --n) {
+                auto& c = cells[n];
+                c.x = Lanes32::Up(c.x, n > 0 ? cells[n - 1].x : k.zero);
+                c.x2 = Lanes32::Up(c.x2, n > 0 ? cells[n - 1].x2 : k.zero);
+                c.v = Lanes32::Up(c.v, n > 0 ? cells[n - 1].v : k.unreachable);
+            }
+        } else if constexpr (kShift == Shift::down) {
+            TAVIK_UNROLL
+            for (int n = 0; n < N; ++n) {
+                auto& c = cells[n];
+                c.y = Lanes32::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
+                c.y2 = Lanes32::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
+                c.u = Lanes32::Down(c.u, n + 1 < N ? cells[n + 1].u : k.unreachable);
+            }
+        }
+    }
+
+    // Position 0 takes its deletions, and the position that meets query letter 0 its insertions, from the border.
+    TAVIK_INLINE void EnterBorder(int r, int base) {
+        const auto border = Lanes32::All(BiasedBorder(scoring, r));
+        TAVIK_UNROLL
+        for (int n = 0; n < N; ++n) {
+            auto& c = cells[n];
+            const int first = base + n * Lanes32::kWidth;
+            EnterGap(OnlyLane(-first), border, c.x, c.x2, c.v);
+            EnterGap(OnlyLane(r - first), border, c.y, c.y2, c.u);
+        }
+    }
+
+    const Scoring& scoring;
+    const StripConstants k;
+    StripLanes cells[static_cast<std::size_t>(N)];
+};
+
+}  // namespace
+}  // namespace qel_minimap2::kernel

@@ -1,0 +1,119 @@
+#include "qel_minimap2/mapping/seed_collection.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include <kalloc.h>
+
+// Marks the seeds that occur too often, and which of them to keep all the same. The library's headers do not name it.
+extern "C" void mm_seed_select(std::int32_t n, mm_seed_t* a, int len, int max_occ, int max_max_occ, int dist);
+
+namespace qel_minimap2 {
+
+namespace {
+
+// So many minimizers are looked up together. Their memory takes about as long to arrive as the look-up of so many
+// others; with many more, what arrived first would have left the cache again.
+constexpr std::size_t kTogether = 32;
+
+// The first four lines of a list of positions are fetched in advance. The processor itself fetches the rest of a longer
+// list, once it is read from its start.
+constexpr int kPositionsInLine = 8;
+constexpr int kFetchedPositions = 4 * kPositionsInLine;
+
+template <typename T>
+T* Allocate(void* pool, std::size_t count) {
+    return static_cast<T*>(kmalloc(pool, count * sizeof(T)));
+}
+
+class LookUps {
+public:
+    LookUps(const SeedCall& call, const SeedTable& table)
+        : minimizers(call.minimizers.a), count(call.minimizers.n), table(table) {}
+
+    // Writes a seed for each minimizer that occurs in the index. Returns how many there are.
+    int Run(mm_seed_t* seeds) const {
+        auto* next = seeds;
+        std::array<std::uint64_t, kTogether> slots{};
+        for (std::size_t i = 0; i < std::min(count, kTogether); ++i) {
+            table.PrefetchKeys(HashOf(i));
+        }
+        for (std::size_t first = 0; first < count; first += kTogether) {
+            const auto end = std::min(first + kTogether, count);
+            for (std::size_t i = first; i < end; ++i) {
+                if (i + kTogether < count) {
+                    table.PrefetchKeys(HashOf(i + kTogether));
+                }
+                slots[i - first] = table.Slot(HashOf(i));
+            }
+            for (std::size_t i = first; i < end; ++i) {
+                if (slots[i - first] != SeedTable::kNoSlot) {
+                    *next++ = SeedOf(i, slots[i - first]);
+                }
+            }
+        }
+        return static_cast<int>(next - seeds);
+    }
+
+private:
+    std::uint64_t HashOf(std::size_t i) const { return minimizers[i].x >> 8U; }
+
+    mm_seed_t SeedOf(std::size_t i, std::uint64_t slot) const {
+        int occurrences = 0;
+        mm_seed_t seed{};
+        seed.cr = table.AtSlot(HashOf(i), slot, occurrences);
+        seed.n = static_cast<std::uint32_t>(occurrences);
+        seed.q_pos = static_cast<std::uint32_t>(minimizers[i].y);
+        seed.q_span = minimizers[i].x & 255U;
+        seed.seg_id = minimizers[i].y >> 32U & 0x7FFFFFFFU;
+        const bool like_last = i > 0 && HashOf(i) == HashOf(i - 1);
+        seed.is_tandem = like_last || (i + 1 < count && HashOf(i) == HashOf(i + 1)) ? 1 : 0;
+        for (int k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
+            __builtin_prefetch(seed.cr + k);
+        }
+        return seed;
+    }
+
+    const mm128_t* minimizers;
+    const std::size_t count;
+    const SeedTable& table;
+};
+
+}  // namespace
+
+Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
+    auto* const all = Allocate<mm_seed_t>(call.pool, call.minimizers.n);
+    Seeds result{0, all, 0, 0, 0, Allocate<std::uint64_t>(call.pool, call.minimizers.n)};
+    const int count = LookUps(call, table).Run(all);
+    if (call.distance > 0 && call.most_occurrences_of_any > call.most_occurrences) {
+        mm_seed_select(count, all, call.read_length, call.most_occurrences, call.most_occurrences_of_any,
+                       call.distance);
+    } else {
+        std::for_each(all, all + count, [&](mm_seed_t& seed) {
+            seed.flt = seed.n > static_cast<std::uint32_t>(call.most_occurrences) ? 1 : 0;
+        });
+    }
+    int begin = 0;
+    int end = 0;
+    for (const auto* seed = all; seed != all + count; ++seed) {
+        const int seed_end = static_cast<int>(seed->q_pos >> 1U) + 1;
+        const int seed_begin = seed_end - static_cast<int>(seed->q_span);
+        if (seed->flt == 0) {
+            result.position_count += seed->n;
+            result.minimizer_places[result.minimizer_count++] =
+                static_cast<std::uint64_t>(seed->q_span) << 32U | seed->q_pos >> 1U;
+            all[result.count++] = *seed;
+        } else {
+            if (seed_begin > end) {
+                result.repetitive_bases += end - begin;
+                begin = seed_begin;
+            }
+            end = seed_end;
+        }
+    }
+    result.repetitive_bases += end - begin;
+    return result;
+}
+
+}  // namespace qel_minimap2

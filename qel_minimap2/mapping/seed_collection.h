@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+
+#include <mmpriv.h>
+
+#include "qel_minimap2/index/seed_table.h"
+
+namespace qel_minimap2 {
+
+/// What the library's mm_collect_matches is asked for: which of a read's minimizers are seeds.
+struct SeedCall {
+    void* pool;  ///< Where the lists that are returned come from.
+    const mm128_v& minimizers;
+    int read_length;
+    int most_occurrences;  ///< A minimizer that occurs more often in the index is no seed.
+    /// Where `distance` bases of the read have no seed, the rarest minimizers among them become seeds after all, if
+    /// they occur no more often than this.
+    int most_occurrences_of_any;
+    int distance;
+};
+
+/// What it returns.
+struct Seeds {
+    int count;
+    mm_seed_t* seeds;
+    std::int64_t position_count;      ///< In the index, of all seeds.
+    int repetitive_bases;             ///< Of the read, under minimizers that occur too often.
+    int minimizer_count;              ///< As many as there are seeds.
+    std::uint64_t* minimizer_places;  ///< Where they are in the read: span (upper 32 bits), last base.
+};
+
+/// Returns what mm_collect_matches does. The memory of table and positions is fetched some minimizers before it is
+/// needed, which is where the time went. Any thread.
+Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
+
+}  // namespace qel_minimap2

@@ -1,0 +1,153 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include <mmpriv.h>
+
+#include "qel_minimap2/index/packed_bases.h"
+#include "qel_minimap2/index/seed_table.h"
+#include "qel_minimap2/kernel/anchor_sort.h"
+#include "qel_minimap2/kernel/avx2_kernel.h"
+#include "qel_minimap2/kernel/chaining.h"
+#include "qel_minimap2/kernel/dispatch.h"
+#include "qel_minimap2/kernel/own_calls.h"
+#include "qel_minimap2/kernel/scratch.h"
+#include "qel_minimap2/kernel/sketch.h"
+#include "qel_minimap2/mapping/seed_collection.h"
+
+// The functions of minimap2 that this library replaces. The linker sends minimap2's calls of <name> to __wrap_<name>, and
+// ours of __real_<name> to minimap2.
+//
+//   function             replaced in
+//   ksw_extd2_sse        kernel/avx2_kernel.cpp
+//   mm_sketch            kernel/sketch_avx2.cpp
+//   mm_idx_getseq        index/packed_bases.cpp
+//   mm_idx_cal_max_occ   index/seed_table.cpp
+//   mm_collect_matches   mapping/seed_collection.cpp
+//   radix_sort_128x      kernel/anchor_sort.cpp
+//   mg_lchain_dp         kernel/chain_avx2.cpp
+//   mg_lchain_rmq        kernel/join_avx2.cpp
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
+extern "C" {
+decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
+decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
+decltype(mm_idx_getseq) __wrap_mm_idx_getseq, __real_mm_idx_getseq;
+decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
+decltype(mm_collect_matches) __wrap_mm_collect_matches, __real_mm_collect_matches;
+decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
+decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
+decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
+}
+// NOLINTEND(clang-diagnostic-reserved-identifier)
+
+using namespace qel_minimap2::kernel;
+
+namespace {
+
+// What the library's functions return in three places.
+mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
+    TrimScratch();
+    *count = chains.chain_count;
+    *list = chains.chains;
+    return chains.anchors;
+}
+
+}  // namespace
+
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
+void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tlen, const std::uint8_t* target,
+                          std::int8_t m, const std::int8_t* mat, std::int8_t q, std::int8_t e, std::int8_t q2,
+                          std::int8_t e2, int w, int zdrop, int end_bonus, int flag, ksw_extz_t* ez) {
+    if (UsesOwnKernels()) {
+        const bool done =
+            AlignWithAvx2({km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag}, *ez);
+        TrimScratch();
+        if (done) {
+            return;
+        }
+    }
+    __real_ksw_extd2_sse(km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag, ez);
+}
+
+void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uint32_t rid, int is_hpc, mm128_v* p) {
+    const SketchCall call{km, str, len, w, k, rid, p};
+    if (is_hpc == 0 && CanSketch(call) && UsesOwnKernels()) {
+        CountOwnCall(OwnFunction::sketch);
+        SketchWithAvx2(call);
+    } else {
+        __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
+    }
+}
+
+int __wrap_mm_idx_getseq(const mm_idx_t* mi, std::uint32_t rid, std::uint32_t st, std::uint32_t en, std::uint8_t* seq) {
+    if (!UsesOwnKernels() || rid >= mi->n_seq || st >= mi->seq[rid].len) {
+        return __real_mm_idx_getseq(mi, rid, st, en, seq);
+    }
+    const auto& sequence = mi->seq[rid];
+    const auto end = std::min(en, sequence.len);
+    qel_minimap2::UnpackBases(mi->S, sequence.offset + st, sequence.offset + end, reinterpret_cast<char*>(seq));
+    return static_cast<int>(end - st);
+}
+
+std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    return table != nullptr ? table->OccurrenceThreshold(f) : __real_mm_idx_cal_max_occ(mi, f);
+}
+
+mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, int max_max_occ, int dist,
+                                     const mm_idx_t* mi, const mm128_v* mv, std::int64_t* n_a, int* rep_len,
+                                     int* n_mini_pos, std::uint64_t** mini_pos) {
+    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
+    if (table == nullptr) {  // An index has one only where our functions are used.
+        return __real_mm_collect_matches(km, n_m, qlen, max_occ, max_max_occ, dist, mi, mv, n_a, rep_len, n_mini_pos,
+                                         mini_pos);
+    }
+    CountOwnCall(OwnFunction::seed_collection);
+    const auto seeds = qel_minimap2::CollectSeeds({km, *mv, qlen, max_occ, max_max_occ, dist}, *table);
+    *n_m = seeds.count;
+    *n_a = seeds.position_count;
+    *rep_len = seeds.repetitive_bases;
+    *n_mini_pos = seeds.minimizer_count;
+    *mini_pos = seeds.minimizer_places;
+    return seeds.seeds;
+}
+
+void __wrap_radix_sort_128x(mm128_t* beg, mm128_t* end) {
+    if (UsesOwnKernels()) {
+        CountOwnCall(OwnFunction::anchor_sort);
+        SortAnchors(beg, end);
+    } else {
+        __real_radix_sort_128x(beg, end);
+    }
+}
+
+mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_skip, int max_iter, int min_cnt,
+                             int min_sc, float chn_pen_gap, float chn_pen_skip, int is_cdna, int n_segs, std::int64_t n,
+                             mm128_t* a, int* n_u, std::uint64_t** u, void* km) {
+    if (UsesOwnKernels() && is_cdna == 0 && n_segs == 1 && n > 0 && a != nullptr) {
+        Chains chains{km, n, a, 0, nullptr};
+        const ChainScoring scoring{bw, max_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
+        if (ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains)) {
+            CountOwnCall(OwnFunction::chaining);
+            return Returned(chains, n_u, u);
+        }
+    }
+    return __real_mg_lchain_dp(max_dist_x, max_dist_y, bw, max_skip, max_iter, min_cnt, min_sc, chn_pen_gap,
+                               chn_pen_skip, is_cdna, n_segs, n, a, n_u, u, km);
+}
+
+mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_chn_skip, int cap_rmq_size, int min_cnt,
+                              int min_sc, float chn_pen_gap, float chn_pen_skip, std::int64_t n, mm128_t* a, int* n_u,
+                              std::uint64_t** u, void* km) {
+    if (UsesOwnKernels() && n > 0 && a != nullptr) {
+        Chains chains{km, n, a, 0, nullptr};
+        const ChainScoring scoring{bw, max_chn_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
+        if (JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains)) {
+            CountOwnCall(OwnFunction::joining);
+            return Returned(chains, n_u, u);
+        }
+    }
+    return __real_mg_lchain_rmq(max_dist, max_dist_inner, bw, max_chn_skip, cap_rmq_size, min_cnt, min_sc, chn_pen_gap,
+                                chn_pen_skip, n, a, n_u, u, km);
+}
+// NOLINTEND(clang-diagnostic-reserved-identifier)

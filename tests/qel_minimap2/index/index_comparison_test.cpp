@@ -1,0 +1,310 @@
+// Indexes of our own making and loading beside the library's.
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <tuple>
+
+#include <gtest/gtest.h>
+#include <mmpriv.h>
+#include <pthread.h>
+
+#include "qel_minimap2/index/index_buckets.h"
+#include "qel_minimap2/index/index_file.h"
+#include "qel_minimap2/index/index_loading.h"
+#include "qel_minimap2/index/parallel.h"
+#include "qel_minimap2/index/reference_index.h"
+#include "qel_minimap2/mapping/seed_collection.h"
+#include "tests/common/meeting.h"
+#include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
+#include "tests/qel_minimap2/index/seed_lookup.h"
+
+namespace {
+
+using namespace qel_minimap2;
+using Positions = std::vector<std::uint64_t>;
+
+mm_idxopt_t OptionsFor(int k, int window, short flags = 0) {
+    mm_idxopt_t options{};
+    mm_idxopt_init(&options);
+    options.k = static_cast<short>(k);
+    options.w = static_cast<short>(window);
+    options.flag = flags;
+    options.batch_size = std::numeric_limits<std::int64_t>::max();
+    return options;
+}
+
+IndexPointer WithLibrary(const std::string& path, const mm_idxopt_t& options, const char* write_to = nullptr) {
+    auto* const reader = mm_idx_reader_open(path.c_str(), &options, write_to);
+    IndexPointer index(mm_idx_reader_read(reader, 3));
+    mm_idx_reader_close(reader);
+    return index;
+}
+
+// This program calls the library's own mm_idx_get and mm_idx_cal_max_occ.
+Positions PositionsOf(const mm_idx_t& index, std::uint64_t minimizer) {
+    const auto* const table = SeedTable::Of(index);
+    int count = 0;
+    const auto* const first =
+        table != nullptr ? Tests::Find(*table, minimizer, count) : mm_idx_get(&index, minimizer, &count);
+    return {first, first + count};
+}
+
+std::int32_t ThresholdOf(const mm_idx_t& index, float fraction) {
+    const auto* const table = SeedTable::Of(index);
+    return table != nullptr ? table->OccurrenceThreshold(fraction) : mm_idx_cal_max_occ(&index, fraction);
+}
+
+std::string Sequences(const mm_idx_t& index) {
+    std::string text = std::to_string(index.w) + " " + std::to_string(index.k) + " " + std::to_string(index.b) + " " +
+                       std::to_string(index.flag) + "\n";
+    std::uint64_t bases = 0;
+    for (std::uint32_t i = 0; i < index.n_seq; ++i) {
+        const auto& sequence = index.seq[i];
+        text.append(sequence.name).append(" ").append(std::to_string(sequence.len)).append(" ");
+        text.append(std::to_string(sequence.offset)).append("\n");
+        bases += sequence.len;
+    }
+    for (std::uint64_t i = 0; i < bases; ++i) {
+        text += static_cast<char>('0' + mm_seq4_get(index.S, i));
+    }
+    return text;
+}
+
+// Nothing when an index answers as the library's, which has the library's tables.
+std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
+    if (Sequences(ours) != Sequences(library)) {
+        return "sequences, names or bases";
+    }
+    std::size_t keys = 0;
+    for (std::uint64_t bucket = 0; bucket < std::uint64_t{1} << static_cast<unsigned>(library.b); ++bucket) {
+        const auto* const table = static_cast<const MinimizerTable*>(BucketsOf(library)[bucket].table);
+        for (khint_t slot = 0; table != nullptr && slot != kh_end(table); ++slot) {
+            if (kh_exist(table, slot)) {
+                ++keys;
+                const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(library.b) | bucket;
+                if (PositionsOf(ours, minimizer) != PositionsOf(library, minimizer)) {
+                    return "positions of minimizer " + std::to_string(minimizer);
+                }
+            }
+        }
+    }
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 20000; ++i) {
+        const auto minimizer = random() & ((std::uint64_t{1} << 2 * library.k) - 1);
+        if (PositionsOf(ours, minimizer) != PositionsOf(library, minimizer)) {
+            return "minimizer " + std::to_string(minimizer) + ", which the reference may not have";
+        }
+    }
+    for (const auto fraction : {0.9F, 0.5F, 0.3F, 0.1F, 0.03F, 0.01F, 1e-3F, 2e-4F, 1e-7F, 0.0F}) {
+        if (keys > 0 && ThresholdOf(ours, fraction) != ThresholdOf(library, fraction)) {
+            return "threshold at " + std::to_string(fraction);
+        }
+    }
+    return "";
+}
+
+// References with what is hard on an index, the same ones for a seed.
+class MadeReference {
+public:
+    explicit MadeReference(std::uint32_t seed) : generator(seed) {}
+
+    std::string Fasta(std::size_t bases) {
+        for (int i = 0; i < 5; ++i) {
+            families.push_back(Random(Below(600) + 20, "ACGT"));
+        }
+        std::string text;
+        for (int i = 0; bases > 0; ++i) {
+            const auto kind = Below(8);
+            const auto length = kind == 0 ? 0 : kind < 4 ? Below(60) : Below(bases) + 1;
+            text.append(">s").append(std::to_string(i)).append(" described\n");
+            const auto sequence = Sequence(length);
+            for (std::size_t at = 0; at < sequence.size(); at += 70) {
+                text.append(sequence, at, 70).append("\n");
+            }
+            bases -= std::min(bases, length);
+        }
+        return text;
+    }
+
+private:
+    std::size_t Below(std::size_t end) { return generator() % end; }
+    std::string Random(std::size_t count, const std::string& letters) {
+        std::string text(count, ' ');
+        std::generate(text.begin(), text.end(), [&] { return letters[Below(letters.size())]; });
+        return text;
+    }
+    std::string Sequence(std::size_t length) {
+        std::string sequence;
+        while (sequence.size() < length) {
+            auto family = families[Below(families.size())];
+            for (auto changes = Below(family.size() / 8 + 1); changes > 0; --changes) {
+                family[Below(family.size())] = Random(1, "ACGT")[0];
+            }
+            const auto unit = Random(Below(9) + 1, "ACGT");
+            switch (Below(7)) {
+                case 0:
+                    for (auto copies = Below(100); copies > 0; --copies) {
+                        sequence += unit;
+                    }
+                    break;
+                case 1:
+                    sequence += Random(Below(30), "NRYn-.");
+                    break;
+                case 2:
+                    sequence += Random(Below(400), "acgtuU");
+                    break;
+                case 3:
+                    sequence += Random(Below(2000), "ACGT");
+                    break;
+                default:
+                    sequence += family;
+            }
+        }
+        return sequence.substr(0, length);
+    }
+
+    std::mt19937 generator;
+    std::vector<std::string> families;
+};
+
+TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
+    const Tests::TemporaryFolder folder;
+    const std::tuple<int, int, std::size_t> cases[] = {{15, 10, 400000}, {15, 10, 300},    {15, 10, 30000},
+                                                       {13, 5, 200000},  {11, 32, 150000}, {5, 3, 70000},
+                                                       {15, 1, 80000},   {7, 60, 90000},   {15, 10, 1}};
+    std::uint32_t seed = 0;
+    for (const auto& [k, window, bases] : cases) {
+        const auto options = OptionsFor(k, window);
+        ASSERT_TRUE(CanIndexReference(options));
+        const auto path = folder.Write("reference.fa", MadeReference(++seed).Fasta(bases));
+        EXPECT_EQ(Difference(*IndexReference(path, options), *WithLibrary(path, options)), "") << k << " " << window;
+    }
+    for (const auto& cannot : {OptionsFor(14, 10), OptionsFor(17, 10), OptionsFor(15, 10, MM_I_HPC)}) {
+        EXPECT_FALSE(CanIndexReference(cannot));
+    }
+}
+
+TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
+    const Tests::TemporaryFolder folder;
+    const auto fasta = folder.Write("reference.fa", MadeReference(77).Fasta(250000));
+    const auto built = folder.Path("built.mmi");
+    const mm_idxopt_t all[] = {OptionsFor(15, 10), OptionsFor(14, 10),           OptionsFor(15, 17),
+                               OptionsFor(22, 32), OptionsFor(23, 25),           OptionsFor(28, 3),
+                               OptionsFor(4, 5),   OptionsFor(19, 10, MM_I_HPC), OptionsFor(16, 12, MM_I_HPC)};
+    for (const auto& options : all) {
+        const auto library = WithLibrary(fasta, options, built.c_str());
+        for (const bool with_seed_table : {true, false}) {
+            const auto ours = LoadIndexFile(built, with_seed_table);
+            EXPECT_EQ(SeedTable::Of(*ours) != nullptr, with_seed_table && options.k <= 22);
+            EXPECT_EQ(Difference(*ours, *library), "") << options.k << " " << options.w;
+        }
+    }
+}
+
+// The library would leave what is beyond the size of a part, 4 Gb by default, to be read as a second one.
+TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
+    const Tests::TemporaryFolder folder;
+    const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));
+    const auto whole = WithLibrary(path, OptionsFor(15, 10));
+    auto small_parts = OptionsFor(15, 10);
+    small_parts.mini_batch_size = 1000;
+    small_parts.batch_size = 1000;
+    for (const bool with_seed_table : {true, false}) {
+        const auto index = LoadIndex(path.c_str(), with_seed_table, small_parts);
+        EXPECT_EQ(SeedTable::Of(*index) != nullptr, with_seed_table);
+        EXPECT_EQ(Difference(*index, *whole), "");
+    }
+}
+
+// What was collected from a read's minimizers, with the positions themselves; frees it.
+std::string Text(const Seeds& seeds) {
+    std::ostringstream text;
+    text << seeds.position_count << " repetitive " << seeds.repetitive_bases;
+    for (int i = 0; i < seeds.count; ++i) {
+        const auto& seed = seeds.seeds[i];
+        text << "\n"
+             << seed.q_pos << " " << seed.q_span << " " << seed.seg_id << " " << seed.is_tandem << seed.flt << ":";
+        std::copy_n(seed.cr, seed.n, std::ostream_iterator<std::uint64_t>(text, " "));
+    }
+    text << "\nplaces ";
+    std::copy_n(seeds.minimizer_places, seeds.minimizer_count, std::ostream_iterator<std::uint64_t>(text, " "));
+    std::free(seeds.seeds);
+    std::free(seeds.minimizer_places);
+    return text.str();
+}
+
+TEST(SeedCollection, GivesTheLibrarysSeeds) {
+    const Tests::TemporaryFolder folder;
+    const auto path = folder.Write("reference.fa", MadeReference(9).Fasta(60000));
+    const auto options = OptionsFor(11, 5);
+    const auto ours = IndexReference(path, options);
+    const auto library = WithLibrary(path, options);
+    std::mt19937 random(3);
+    for (int read = 0; read < 300; ++read) {
+        // Minimizers of the index and others, some of them more than once in a row.
+        std::vector<mm128_t> list(1 + random() % (read % 2 == 0 ? 4 : 150));
+        std::uint64_t at = 0;
+        for (auto& minimizer : list) {
+            const auto number = random() % (1U << 14U);
+            const auto* const table = static_cast<const MinimizerTable*>(BucketsOf(*library)[number].table);
+            const auto slot = table != nullptr ? static_cast<khint_t>(random() % kh_end(table)) : 0;
+            const auto hash = table != nullptr && kh_exist(table, slot) ? kh_key(table, slot) >> 1U << 14U | number
+                                                                        : random() % (1U << 22U);
+            at += random() % 9 + 1;
+            minimizer = {random() % 3 == 0 && &minimizer != list.data() ? (&minimizer)[-1].x : hash << 8U | 11,
+                         at << 1U};
+        }
+        const mm128_v minimizers{list.size(), list.size(), list.data()};
+        const int length = static_cast<int>(at) + 20, most = 1 + read % 7;
+        for (const auto& [of_any, distance] :
+             {std::pair(most, 0), std::pair(most, 30), std::pair(50, 0), std::pair(50, 30)}) {
+            Seeds expected{};
+            expected.seeds = mm_collect_matches(nullptr, &expected.count, length, most, of_any, distance, library.get(),
+                                                &minimizers, &expected.position_count, &expected.repetitive_bases,
+                                                &expected.minimizer_count, &expected.minimizer_places);
+            ASSERT_EQ(Text(CollectSeeds({nullptr, minimizers, length, most, of_any, distance}, *SeedTable::Of(*ours))),
+                      Text(expected));
+        }
+    }
+}
+
+TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
+    pthread_attr_t attributes{};
+    ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
+    auto none_fits = attributes;
+    ASSERT_EQ(pthread_attr_setstacksize(&none_fits, std::size_t{1} << 50U), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&none_fits), 0);
+    EXPECT_THROW(std::jthread([] {}), std::system_error);
+    std::vector<unsigned> workers(100, 99);
+    ForEach(workers.size(), [&](std::size_t item, unsigned worker) { workers[item] = worker; });
+    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+    EXPECT_EQ(workers, std::vector<unsigned>(100, 0));
+}
+
+TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
+    std::vector<int> calls(1000);
+    ForEach(calls.size(), [&](std::size_t item, unsigned worker) { calls[item] += worker < WorkerLimit() ? 1 : 1000; });
+    EXPECT_EQ(calls, std::vector<int>(1000, 1));
+    Tests::Meeting meeting(static_cast<int>(WorkerLimit()));
+    ForEach(WorkerLimit(), [&](std::size_t, unsigned) { meeting.Attend(); });
+    EXPECT_FALSE(meeting.Failed()) << "all workers are at work at once";
+    EXPECT_EQ(Tests::ErrorOf([] {
+                  ForEach(100, [](std::size_t item, unsigned) {
+                      if (item == 7) {
+                          throw std::runtime_error("seven");
+                      }
+                  });
+              }),
+              "seven");
+}
+
+}  // namespace

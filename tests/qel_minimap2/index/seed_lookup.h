@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+#include "qel_minimap2/index/seed_table.h"
+
+namespace Tests {
+
+/// Where a table says that a minimizer occurs, `count` positions; null for one that it does not hold.
+inline const std::uint64_t* Find(const qel_minimap2::SeedTable& table, std::uint64_t minimizer, int& count) {
+    const auto slot = table.Slot(minimizer);
+    count = 0;
+    return slot != qel_minimap2::SeedTable::kNoSlot ? table.AtSlot(minimizer, slot, count) : nullptr;
+}
+
+}  // namespace Tests

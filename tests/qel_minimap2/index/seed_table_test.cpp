@@ -1,0 +1,129 @@
+#include "qel_minimap2/index/seed_table.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <mmpriv.h>
+
+#include "qel_minimap2/index/block_filler.h"
+#include "qel_minimap2/index/packed_bases.h"
+#include "tests/qel_minimap2/index/seed_lookup.h"
+
+namespace {
+
+using namespace qel_minimap2;
+
+TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
+    SeedTable table(14);
+    table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 2), 0);
+    EXPECT_TRUE(SeedTable::Fits(22, 14));
+    EXPECT_FALSE(SeedTable::Fits(23, 14));
+    const std::uint64_t low = 5, high = low | 1U << 29U;
+    EXPECT_TRUE(table.Fill(3, {{low << 1U | 1U, 100}, {high << 1U | 1U, 200}}));
+    int count = 0;
+    EXPECT_EQ(*Tests::Find(table, low << 14U | 3U, count), 100U);
+    EXPECT_EQ(*Tests::Find(table, high << 14U | 3U, count), 200U);
+    EXPECT_EQ(Tests::Find(table, low << 14U | 4U, count), nullptr);
+}
+
+// Keys spread over the groups, and a group with room ends a look-up: else it would go through a thousand groups.
+TEST(SeedTable, LooksIntoFewGroups) {
+    constexpr std::uint32_t kLookUps = 60000;
+    const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
+        std::vector<SeedTable::Entry> entries;
+        for (std::uint32_t i = 0; i < keys; ++i) {
+            entries.push_back({std::uint64_t{i * 16001} << 1U | 1U, i});
+        }
+        SeedTable table(14);
+        table.MakeRoom(0, {keys}, 0);
+        EXPECT_TRUE(table.Fill(0, entries));
+        std::uint32_t found = 0;
+        const auto start = std::clock();
+        for (std::uint32_t i = 0; i < kLookUps; ++i) {
+            const auto key = entries[i % keys].key >> 1U;
+            found += table.Slot(key << 14U) != SeedTable::kNoSlot ? 1U : 0U;
+            found += table.Slot((key + added) << 14U) != SeedTable::kNoSlot ? 1U : 0U;
+        }
+        const auto time = std::clock() - start;
+        EXPECT_EQ(found, added == 0 ? 2 * kLookUps : kLookUps);
+        return time;
+    };
+    EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "half of them of no key, and all of keys in one group";
+}
+
+// The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
+// factor's inverse), so that the groups there are full and most keys lie far behind.
+TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
+    constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
+    std::vector<SeedTable::Entry> spread, crowded;
+    for (std::uint32_t i = 0; crowded.size() < kKeys; ++i) {
+        if (i < kKeys) {
+            spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
+        }
+        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 30U == 0) {
+            crowded.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
+        }
+    }
+    for (auto entries : {spread, crowded}) {
+        SeedTable table(14);
+        table.MakeRoom(0, {kKeys, kKeys}, 0);
+        ASSERT_TRUE(table.Fill(0, entries));
+        int count = 0;
+        for (const auto& [key, value] : entries) {
+            ASSERT_EQ(*Tests::Find(table, key >> 1U << 14U, count), value);
+        }
+        EXPECT_EQ(Tests::Find(table, std::uint64_t{3} << 14U, count), nullptr);
+        for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
+            auto twice = entries;
+            twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
+            SeedTable other(14);
+            other.MakeRoom(0, {0, kKeys}, 0);
+            EXPECT_FALSE(other.Fill(1, twice)) << place;
+        }
+    }
+}
+
+TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
+    constexpr std::uint32_t kLong = 2'000'000'000;
+    const SequencePlaces places({{"a", 0, kLong}, {"none", kLong, 0}, {"b", kLong, kLong}, {"c", 2UL * kLong, kLong}});
+    SeedTable table(14);
+    const EntryFormat format({10, 15, 14, 4, 0}, table.BitsInBlock());
+    constexpr std::uint64_t kMinimizer = 0x2345'6789;
+    std::vector<SketchedPiece> pieces;
+    for (const std::uint64_t offset : {7UL, 2UL * kLong - 1, 2UL * kLong + 1'900'000'000}) {
+        pieces.push_back({Pages(sizeof offset), std::vector<std::uint32_t>(table.BlockCount(), 1)});
+        auto& piece = pieces.back();
+        std::fill_n(piece.block_ends.begin(), format.BlockOf(kMinimizer), 0);
+        const auto entry = format.Entry(kMinimizer, offset, 1);
+        std::memcpy(piece.entries.Data(), &entry, sizeof entry);
+    }
+    BlockFiller(table, format, places, pieces).Fill(format.BlockOf(kMinimizer));
+    int count = 0;
+    const auto* const first = Tests::Find(table, kMinimizer, count);
+    using Positions = std::vector<std::uint64_t>;
+    EXPECT_EQ(Positions(first, first + count),
+              (Positions{7 << 1 | 1, 2UL << 32 | (kLong - 1UL) << 1 | 1, 3UL << 32 | 1'900'000'000UL << 1 | 1}));
+}
+
+TEST(UnpackBases, UnpacksAnyRangeAndNoBaseMore) {
+    std::uint32_t words[6];
+    std::mt19937 random(2);
+    std::generate(std::begin(words), std::end(words), [&] { return random() & 0x77777777U; });
+    for (std::uint64_t begin = 0; begin < 48; ++begin) {
+        std::string expected(49 - begin, '?');
+        for (auto end = begin; end < 48; ++end) {
+            std::string actual(expected.size(), '?');
+            UnpackBases(words, begin, end, actual.data());
+            EXPECT_EQ(actual, expected) << begin << " to " << end;
+            expected[end - begin] = static_cast<char>(mm_seq4_get(words, end));
+        }
+    }
+}
+
+}  // namespace

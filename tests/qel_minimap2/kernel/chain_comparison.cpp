@@ -1,0 +1,229 @@
+#include "qel_minimap2/kernel/chain_comparison.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <sstream>
+
+#include <mmpriv.h>
+
+#include "qel_minimap2/kernel/anchor_sort.h"
+#include "qel_minimap2/kernel/chaining.h"
+
+namespace Tests {
+
+namespace {
+
+using qel_minimap2::kernel::ChainCall;
+using qel_minimap2::kernel::Chains;
+using qel_minimap2::kernel::ChainScoring;
+using qel_minimap2::kernel::JoinCall;
+
+// Own for each call: the functions free it or return another, which SameChains frees.
+mm128_t* Copy(const std::vector<mm128_t>& anchors) {
+    auto* const copy = static_cast<mm128_t*>(std::malloc(anchors.size() * sizeof(mm128_t)));
+    std::copy(anchors.begin(), anchors.end(), copy);
+    return copy;
+}
+
+bool Same(const mm128_t& a, const mm128_t& b) {
+    return a.x == b.x && a.y == b.y;
+}
+
+// Frees both.
+bool SameChains(const Chains& a, const Chains& b) {
+    bool same = a.chain_count == b.chain_count &&
+                std::equal(a.chains, a.chains + a.chain_count, b.chains, b.chains + b.chain_count);
+    std::int64_t count = 0;
+    for (int i = 0; same && i < a.chain_count; ++i) {
+        count += static_cast<std::int32_t>(a.chains[i]);
+    }
+    same = same && std::equal(a.anchors, a.anchors + count, b.anchors, b.anchors + count, Same);
+    for (const auto& chains : {a, b}) {
+        std::free(chains.anchors);
+        std::free(chains.chains);
+    }
+    return same;
+}
+
+std::string Describe(const char* what, const std::vector<mm128_t>& anchors, long call) {
+    std::ostringstream text;
+    text << what << ", call " << call << ", " << anchors.size() << " anchors:";
+    for (std::size_t i = 0; i < std::min<std::size_t>(anchors.size(), 40); ++i) {
+        text << ' ' << (anchors[i].x >> 32U) << ':' << (anchors[i].x & UINT32_MAX) << '-'
+             << (anchors[i].y & UINT32_MAX);
+    }
+    return text.str();
+}
+
+ChainScoring RandomScoring(RandomAnchors& random, int band) {
+    const bool usual = !random.OneIn(4);
+    return {band,
+            usual ? 25 : random.Between(0, 40),
+            usual ? 3 : random.Between(1, 4),
+            usual ? 40 : random.Between(0, 60),
+            usual ? 0.12F : 0.01F * static_cast<float>(random.Between(0, 40)),
+            usual ? 0.0F : 0.01F * static_cast<float>(random.Between(0, 20))};
+}
+
+std::string Compare(const char* what, RandomAnchors& random, long count, ChainFigures& figures,
+                    const std::function<std::function<bool(Chains&, bool)>()>& next) {
+    for (; count > 0; --count) {
+        auto anchors = random.Next(random.OneIn(50) ? 4000 : 150);
+        radix_sort_128x(anchors.data(), anchors.data() + anchors.size());
+        const auto chain = next();
+        const auto size = static_cast<std::int64_t>(anchors.size());
+        Chains actual{nullptr, size, Copy(anchors), 0, nullptr};
+        ++figures.calls;
+        if (!chain(actual, true)) {
+            ++figures.left_to_library;
+            const bool untouched = std::equal(anchors.begin(), anchors.end(), actual.anchors, Same);
+            std::free(actual.anchors);
+            if (!untouched) {
+                return Describe("changed though left to the library", anchors, figures.calls);
+            }
+            continue;
+        }
+        Chains expected{nullptr, size, Copy(anchors), 0, nullptr};
+        chain(expected, false);
+        figures.chains += expected.chain_count;
+        if (!SameChains(expected, actual)) {
+            return Describe(what, anchors, figures.calls);
+        }
+    }
+    return "";
+}
+
+}  // namespace
+
+void RandomAnchors::Add(std::uint64_t sequence, int reference, int read) {
+    if (reference >= 0 && read >= 0 && reference < reference_length && read < read_length) {
+        anchors.push_back({sequence << 32U | static_cast<unsigned>(reference),
+                           static_cast<std::uint64_t>(anchor_length) << 32U | static_cast<unsigned>(read)});
+    }
+}
+
+void RandomAnchors::AddPiece() {
+    const auto sequence =
+        static_cast<std::uint64_t>(Between(0, sequences - 1)) | (OneIn(2) ? std::uint64_t{1} << 31U : 0);
+    int reference = Between(0, reference_length);
+    int read = Between(0, read_length);
+    const int copies = OneIn(3) ? Between(1, 6) : 1;
+    const int shift = Between(1, 400) * step;
+    for (int left = Between(1, 60); left > 0; --left) {
+        for (int copy = 0; copy < copies; ++copy) {
+            Add(sequence, reference + copy * shift, read);
+        }
+        const int advance = Between(1, 30) * step;
+        reference += advance + (OneIn(6) ? Between(-3, 3) : 0) + (OneIn(40) ? Between(0, 3000) : 0);
+        read += advance + (OneIn(40) ? Between(0, 3000) : 0);
+    }
+}
+
+void RandomAnchors::AddRepeats() {
+    const auto sequence = static_cast<std::uint64_t>(Between(0, sequences - 1));
+    const int period = Between(2, 200);
+    const int reference = Between(0, reference_length);
+    const int read = Between(0, read_length);
+    const int rows = Between(1, 30);
+    const int columns = Between(1, 30);
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            if (!OneIn(5)) {
+                Add(sequence, reference + row * period, read + column * period);
+            }
+        }
+    }
+}
+
+std::vector<mm128_t> RandomAnchors::Next(int most) {
+    anchors.clear();
+    sequences = OneIn(2) ? Between(1, 3) : Between(1, 300);
+    reference_length = OneIn(3) ? Between(1000, 200'000) : Between(1'000'000, 250'000'000);
+    read_length = OneIn(4) ? Between(50, 60'000) : Between(500, 9000);
+    anchor_length = OneIn(4) ? Between(1, 28) : 15;
+    step = OneIn(4) ? 5 : 1;
+    const auto wanted = static_cast<std::size_t>(Between(1, most));
+    while (anchors.size() < wanted) {
+        if (OneIn(3)) {
+            AddPiece();
+        } else if (OneIn(2)) {
+            AddRepeats();
+        } else {
+            Add(static_cast<std::uint64_t>(Between(0, sequences - 1)), Between(0, reference_length),
+                Between(0, read_length));
+        }
+    }
+    // As they come from a read's minimizers.
+    std::stable_sort(anchors.begin(), anchors.end(), [](const mm128_t& a, const mm128_t& b) { return a.y < b.y; });
+    return anchors;
+}
+
+std::string CompareSorting(RandomAnchors& random, long count) {
+    for (long call = 1; call <= count; ++call) {
+        auto anchors = random.Next(random.OneIn(100) ? 9000 : random.OneIn(10) ? 2000 : 150);
+        if (random.OneIn(3)) {  // Any bits of the key.
+            std::uint64_t mask = 0;
+            for (int i = random.Between(1, 40); i > 0; --i) {
+                mask |= 1ULL << random.Between(0, 63);
+            }
+            for (auto& anchor : anchors) {
+                anchor.x = (anchor.x * 0x9E3779B97F4A7C15ULL ^ anchor.y * 0xBF58476D1CE4E5B9ULL) & mask;
+            }
+        }
+        auto expected = anchors;
+        radix_sort_128x(expected.data(), expected.data() + expected.size());
+        auto actual = anchors;
+        qel_minimap2::kernel::SortAnchors(actual.data(), actual.data() + actual.size());
+        if (!std::equal(expected.begin(), expected.end(), actual.begin(), actual.end(), Same)) {
+            return Describe("sorted", anchors, call);
+        }
+    }
+    return "";
+}
+
+// The library frees the anchors that it is given.
+// NOLINTBEGIN(clang-analyzer-unix.Malloc)
+std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& figures) {
+    return Compare("chained", random, count, figures, [&] {
+        const bool usual = !random.OneIn(4);
+        const ChainCall call{usual ? 5000 : random.Between(1, 9000), usual ? 5000 : random.Between(1, 9000),
+                             usual ? 5000 : random.Between(1, 300),
+                             RandomScoring(random, usual ? 500 : random.Between(0, 2000))};
+        return [call](Chains& chains, bool ours) {
+            if (ours) {
+                return ChainWithAvx2(call, chains);
+            }
+            const auto& s = call.scoring;
+            chains.anchors =
+                mg_lchain_dp(call.reference_distance, call.read_distance, s.band, s.most_skipped, call.most_tried,
+                             s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, 0, 1, chains.count,
+                             chains.anchors, &chains.chain_count, &chains.chains, nullptr);
+            return true;
+        };
+    });
+}
+
+std::string CompareJoining(RandomAnchors& random, long count, ChainFigures& figures) {
+    return Compare("joined", random, count, figures, [&] {
+        const bool usual = !random.OneIn(4);
+        const JoinCall call{
+            usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
+            usual ? 100'000 : random.Between(1, 300), RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
+        return [call](Chains& chains, bool ours) {
+            if (ours) {
+                return JoinWithAvx2(call, chains);
+            }
+            const auto& s = call.scoring;
+            chains.anchors =
+                mg_lchain_rmq(call.distance, call.near_distance, s.band, s.most_skipped, call.most_in_reach,
+                              s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, chains.count,
+                              chains.anchors, &chains.chain_count, &chains.chains, nullptr);
+            return true;
+        };
+    });
+}
+// NOLINTEND(clang-analyzer-unix.Malloc)
+
+}  // namespace Tests

@@ -1,0 +1,150 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include "qel_minimap2/kernel/chain_comparison.h"
+#include "qel_minimap2/kernel/chaining.h"
+#include "qel_minimap2/kernel/kernel_comparison.h"
+#include "qel_minimap2/kernel/scratch.h"
+#include "qel_minimap2/kernel/sketch.h"
+
+namespace {
+
+using Minimizers = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
+Minimizers Taken(mm128_v& list) {
+    Minimizers minimizers;
+    for (std::size_t i = 0; i < list.n; ++i) {
+        minimizers.emplace_back(list.a[i].x, list.a[i].y);
+    }
+    std::free(list.a);
+    return minimizers;
+}
+
+// Bases with repeats, which have equal k-mers in a window, and with what stands for any base, also in rows.
+std::string BasesWithRepeats(std::mt19937& random) {
+    std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
+    const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
+    const auto ambiguous = random() % 2 == 0 ? 1 + random() % 100 : 0;
+    for (std::size_t i = 0; i < bases.size(); ++i) {
+        bases[i] = i < period ? "ACGTacgt"[random() % 8] : bases[i - period];
+        if (random() % 1000 < ambiguous) {
+            bases[i] = 'N';
+        }
+    }
+    return bases;
+}
+
+class Kernel : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!__builtin_cpu_supports("avx2")) {
+            GTEST_SKIP() << "This processor has no AVX2: the library's own functions are used.";
+        }
+    }
+};
+
+Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) {
+    Tests::ComparisonFigures figures;
+    EXPECT_EQ(Tests::CompareWithLibrary(calls, count, figures), "");
+    return figures;
+}
+
+TEST_F(Kernel, AnswersEveryCallAsTheLibraryDoes) {
+    for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
+        Tests::RandomCalls calls(seed, longest);
+        const auto figures = Compare(calls, count);
+        EXPECT_GT(figures.dropped, count / 100);
+        EXPECT_GT(figures.reached_end, count / 200);
+        EXPECT_GT(figures.with_cigar, count / 2);
+    }
+}
+
+TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
+    Tests::RandomCalls calls(6, 0);
+    calls.AttackTheBand();
+    EXPECT_EQ(Compare(calls, 30000).with_cigar, 30000);
+}
+
+TEST_F(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
+    Tests::RandomCalls calls(7, 400);
+    calls.AttackTheEnds();
+    EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
+}
+
+TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
+    std::mt19937 random(3);
+    std::size_t found = 0;
+    for (int i = 0; i < 6000; ++i) {
+        const auto bases = BasesWithRepeats(random);
+        const int length = static_cast<int>(bases.size());
+        const int window = i % 2 == 0 ? 10 : 1 + static_cast<int>(random() % 16);
+        const int k = i % 2 == 0 ? 15 : 1 + 2 * static_cast<int>(random() % 8);
+        mm128_v expected{};
+        mm128_v actual{};
+        mm_sketch(nullptr, bases.data(), length, window, k, 7, 0, &expected);
+        qel_minimap2::kernel::SketchWithAvx2({nullptr, bases.data(), length, window, k, 7, &actual});
+        const auto minimizers = Taken(expected);
+        ASSERT_EQ(Taken(actual), minimizers) << bases << " w " << window << " k " << k;
+        found += minimizers.size();
+    }
+    EXPECT_GT(found, 500000U);
+}
+
+TEST(Scratch, KeepsWhatUsualCallsTakeAndGivesBackTheRest) {
+    using namespace qel_minimap2::kernel;
+    TrimScratch();  // What the tests before may have left.
+    ASSERT_NE(ScratchMemory(Scratch::way_back, 1U << 20U), nullptr);
+    TrimScratch();
+    EXPECT_GE(::malloc_usable_size(ScratchMemory(Scratch::way_back, 1)), 1U << 20U);
+    const auto before = ::mallinfo2().hblkhd;
+    ScratchMemory(Scratch::way_back, 200U << 20U);
+    TrimScratch();
+    EXPECT_LE(::mallinfo2().hblkhd, before);
+}
+
+TEST(AnchorSort, SortsAnchorsIntoTheLibrarysOrder) {
+    Tests::RandomAnchors random(4);
+    EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
+}
+
+TEST_F(Kernel, ChainsAnchorsAsTheLibraryDoes) {
+    Tests::RandomAnchors random(5);
+    Tests::ChainFigures chained;
+    EXPECT_EQ(Tests::CompareChaining(random, 10000, chained), "");
+    EXPECT_EQ(chained.left_to_library, 0);
+    EXPECT_GT(chained.chains, 10000);
+    Tests::ChainFigures joined;
+    EXPECT_EQ(Tests::CompareJoining(random, 10000, joined), "");
+    EXPECT_LT(joined.left_to_library, 7000);
+    EXPECT_GT(joined.chains, 5000);
+}
+
+// The kernels know one length for all; homopolymer-compressed k-mers have several.
+TEST_F(Kernel, LeavesAnchorsOfSeveralLengthsToTheLibrary) {
+    using namespace qel_minimap2::kernel;
+    const ChainScoring scoring{500, 25, 1, 1, 0.12F, 0};
+    for (const std::uint64_t length : {15U, 16U}) {
+        for (const bool joins : {false, true}) {
+            auto* const anchors = static_cast<mm128_t*>(std::malloc(2 * sizeof(mm128_t)));
+            anchors[0] = {100, 15ULL << 32U | 100};
+            anchors[1] = {130, length << 32U | 130};
+            Chains chains{nullptr, 2, anchors, 0, nullptr};
+            const bool done = joins ? JoinWithAvx2({5000, 1000, 1000, scoring}, chains)
+                                    : ChainWithAvx2({5000, 5000, 5000, scoring}, chains);
+            EXPECT_EQ(done, length == 15);
+            std::free(chains.anchors);
+            std::free(chains.chains);
+        }
+    }
+}
+
+}  // namespace
