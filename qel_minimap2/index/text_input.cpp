@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
-#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -13,7 +11,7 @@ namespace qel_minimap2 {
 namespace {
 
 constexpr std::size_t kChunkSize = 1 << 18;
-constexpr unsigned char kGzipMagic[] = {0x1f, 0x8b};
+constexpr std::string_view kGzipMagic = "\x1f\x8b";
 
 [[noreturn]] void FailWithReason() {
     throw std::runtime_error(std::generic_category().message(errno));
@@ -21,90 +19,61 @@ constexpr unsigned char kGzipMagic[] = {0x1f, 0x8b};
 
 }  // namespace
 
-TextInput::TextInput(const std::string& path) : file(std::fopen(path.c_str(), "rbe")), chunk(kChunkSize) {
+TextInput::File::File(const std::string& path) : file(std::fopen(path.c_str(), "rbe")) {
     if (!file) {
         FailWithReason();
     }
-    is_gzip = HasInput() && stream.avail_in >= sizeof(kGzipMagic) &&
-              std::equal(std::begin(kGzipMagic), std::end(kGzipMagic), stream.next_in);
-    // Last, since no destructor follows an exception here. 15: the largest window; 16 more: gzip, not zlib.
-    if (inflateInit2(&stream, 15 + 16) != Z_OK) {
-        throw std::bad_alloc();
+}
+
+std::size_t TextInput::File::Read(unsigned char* buffer, std::size_t size) {
+    const auto count = std::fread(buffer, 1, size, file.get());
+    if (count == 0 && std::ferror(file.get()) != 0) {
+        FailWithReason();
+    }
+    return count;
+}
+
+bool TextInput::File::Seek(std::uint64_t position) {
+    return fseeko(file.get(), static_cast<off_t>(position), SEEK_SET) == 0;
+}
+
+TextInput::TextInput(const std::string& path) : file(path), chunk(kChunkSize) {
+    piece = NextPiece();
+    if (piece.starts_with(kGzipMagic)) {
+        gzip = std::make_unique<Common::GzipDecoder>();
+        piece = {};
     }
 }
 
-TextInput::~TextInput() {
-    inflateEnd(&stream);
-}
-
-// True when input is left. Reads the next chunk when the last one is used up.
-bool TextInput::HasInput() {
-    if (stream.avail_in == 0) {
-        stream.next_in = chunk.data();
-        stream.avail_in = static_cast<uInt>(std::fread(chunk.data(), 1, chunk.size(), file.get()));
-        if (stream.avail_in == 0 && std::ferror(file.get()) != 0) {
-            FailWithReason();
-        }
+std::string_view TextInput::NextPiece() {
+    if (!gzip) {
+        return {chunk.data(), file.Read(reinterpret_cast<unsigned char*>(chunk.data()), chunk.size())};
     }
-    return stream.avail_in > 0;
-}
-
-// Starts the next member. False at the end of the file; zeros may stand before it, since tapes are padded so.
-bool TextInput::StartMember() {
-    bool padded = false;
-    while (HasInput()) {
-        const unsigned char next = *stream.next_in;
-        if (next == kGzipMagic[0] && !padded) {
-            inflateReset(&stream);
-            return in_member = true;
-        }
-        if (next != 0) {
-            throw std::runtime_error("the gzip data are damaged (something else follows them)");
-        }
-        padded = true;
-        ++stream.next_in;
-        --stream.avail_in;
+    const auto text = gzip->Next(file);
+    if (text.empty() && !gzip->Failure().empty()) {
+        throw std::runtime_error("gzip error: " + gzip->Failure());
     }
-    return false;
-}
-
-void TextInput::Inflate() {
-    const int code = inflate(&stream, Z_NO_FLUSH);
-    if (code == Z_STREAM_END) {
-        in_member = false;
-    } else if (code == Z_MEM_ERROR) {
-        throw std::bad_alloc();
-    } else if (code != Z_OK && code != Z_BUF_ERROR) {
-        const char* const reason = stream.msg != nullptr ? stream.msg : "no gzip data";
-        throw std::runtime_error("the gzip data are damaged (" + std::string(reason) + ")");
+    if (text.empty() && gzip->IgnoredBytes() > 0) {
+        throw std::runtime_error("gzip error: the data are followed by something else");
     }
+    return text;
 }
 
 int TextInput::Read(void* buffer, int size) {
-    stream.next_out = static_cast<unsigned char*>(buffer);
-    stream.avail_out = static_cast<uInt>(size);
-    while (stream.avail_out > 0) {
-        if (is_gzip && !in_member && !StartMember()) {
+    auto* const out = static_cast<char*>(buffer);
+    std::size_t count = 0;
+    while (count < static_cast<std::size_t>(size)) {
+        if (piece.empty()) {
+            piece = NextPiece();
+        }
+        if (piece.empty()) {
             break;
         }
-        if (!HasInput()) {
-            if (in_member) {
-                throw std::runtime_error("the gzip data end too early");
-            }
-            break;
-        }
-        if (is_gzip) {
-            Inflate();
-            continue;
-        }
-        const auto count = std::min(stream.avail_in, stream.avail_out);
-        std::memcpy(stream.next_out, stream.next_in, count);
-        stream.next_in += count;
-        stream.avail_in -= count;
-        stream.next_out += count;
-        stream.avail_out -= count;
+        const auto copied = piece.copy(out + count, static_cast<std::size_t>(size) - count);
+        piece.remove_prefix(copied);
+        count += copied;
     }
-    return size - static_cast<int>(stream.avail_out);
+    return static_cast<int>(count);
 }
 
 }  // namespace qel_minimap2

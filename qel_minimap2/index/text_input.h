@@ -3,9 +3,10 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include <zlib.h>
+#include "common/gzip/gzip_decoder.h"
 
 namespace qel_minimap2 {
 
@@ -15,9 +16,6 @@ class TextInput {
 public:
     /// Throws std::runtime_error with the system's reason.
     explicit TextInput(const std::string& path);
-    TextInput(const TextInput&) = delete;
-    TextInput& operator=(const TextInput&) = delete;
-    ~TextInput();
 
     /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text.
     /// Throws std::runtime_error when the file cannot be read and when gzip data are damaged, cut, or
@@ -25,19 +23,25 @@ public:
     int Read(void* buffer, int size);
 
 private:
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
+    class File : public Common::GzipSource {
+    public:
+        explicit File(const std::string& path);
+        std::size_t Read(unsigned char* buffer, std::size_t size) override;
+        bool Seek(std::uint64_t position) override;
+
+    private:
+        struct Close {
+            void operator()(std::FILE* file) const { std::fclose(file); }
+        };
+        std::unique_ptr<std::FILE, Close> file;
     };
 
-    bool HasInput();
-    bool StartMember();
-    void Inflate();
+    std::string_view NextPiece();
 
-    std::unique_ptr<std::FILE, Close> file;
-    std::vector<unsigned char> chunk;
-    z_stream stream{};  // Its input is what is left of the chunk, of plain text too.
-    bool is_gzip = false;
-    bool in_member = false;
+    File file;
+    std::unique_ptr<Common::GzipDecoder> gzip;  // Null for a plain file.
+    std::vector<char> chunk;                    // Of a plain file.
+    std::string_view piece;                     // The part of the last piece that has not been read.
 };
 
 }  // namespace qel_minimap2

@@ -179,7 +179,7 @@ def expected(path, data):
     elif end and text and not text.startswith(b">"):
         messages = [("warning", f"Caught exception, so setting END flag. {in_gzip}{end}")]
     elif end or verdict == "broken":
-        messages = [(file_error[0], file_error[1] + in_gzip + (end or "bytes that are no gzip data"))]
+        messages = [(file_error[0], file_error[1] + in_gzip + (end or "bytes that are not gzip data"))]
     return sorted(set(reads)), end == "abort", messages
 
 

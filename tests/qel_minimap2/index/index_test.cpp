@@ -60,11 +60,12 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
     const auto one = Gzip(reference);
     const auto two = Gzip(folder.Write("b.fa", ">b\n" + RandomBases(5000) + "\n"));
     auto no_member = two;
-    no_member[1] = 'x';  // What follows is then no gzip data, which zlib passes over without a word.
+    no_member[1] = 'x';  // What follows is then not gzip data, which zlib skips without a word.
     auto damaged = one;
     auto& of_checksum = damaged[one.size() - 8];
     of_checksum = static_cast<char>(of_checksum ^ 0x55);
-    const std::string too_early = "the gzip data end too early", bad_gzip = "the gzip data are damaged (";
+    const std::string gzip = "gzip error: ", too_early = gzip + "the file ends too early";
+    const std::string corrupt = gzip + "the data are corrupt: ";
     const std::string index = "the minimap2 index ";
     const std::string bad_name = "holds a sequence whose name has blanks or control characters";
     const std::string no_fasta = "is neither a minimap2 index nor a FASTA or FASTQ file";
@@ -77,10 +78,11 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
         {"", {0, ""}},
         {good + ">two\nACGT\n",
          {3, "warning: several sequences are named 'two'; records and figures cannot tell them apart"}},
-        {one + no_member, {kRefused, bad_gzip + "incorrect header check)"}},
-        {one + ">b\nACGT\n", {kRefused, bad_gzip + "something else follows them)"}},
-        {one + std::string(9, '\0') + two, {kRefused, bad_gzip + "something else follows them)"}},
-        {damaged, {kRefused, bad_gzip + "incorrect data check)"}},
+        {one + no_member,
+         {kRefused, gzip + "bytes that are not gzip data follow a member, and more data follows them"}},
+        {one + std::string(9, '\0') + two, {3, ""}},
+        {one + ">b\nACGT\n", {kRefused, gzip + "the data are followed by something else"}},
+        {damaged, {kRefused, corrupt + "incorrect data check"}},
         {one + two.substr(0, 1), {kRefused, too_early}},
         {one.substr(0, one.size() - 20), {kRefused, too_early}},
         {">a\nACGT\n>*\nACGT\n", {kRefused, "holds a sequence named '*', which SAM keeps for unmapped reads"}},
