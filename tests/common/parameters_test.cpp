@@ -1,6 +1,7 @@
 #include "common/parameters.h"
 
 #include <filesystem>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <tuple>
@@ -16,6 +17,13 @@ namespace {
 using Common::OptionFlags;
 using Common::ParseStatus;
 using Arguments = std::vector<std::string>;
+
+// The text with what the option library says, the part inside the outer quotes of a line that begins with "Error", left
+// out: its words differ between its versions. Only the words that it must repeat are looked for.
+std::string WithoutLibraryWords(const std::string& text, const std::string& repeated) {
+    EXPECT_NE(text.find(repeated), std::string::npos) << text;
+    return std::regex_replace(text, std::regex("(^|\n)(Error [a-z ]*: ').*'\\.\n"), "$1$2...'.\n");
+}
 
 class TestedParameters : public Common::Parameters {
 public:
@@ -51,51 +59,46 @@ public:
 
 TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     const std::string missing = "Missing required option 'name'.\n";
-    const auto faulty = [&](const std::string& what, const std::string& why, const std::string& option = "count") {
-        return "Error parsing command line: 'the " + what + " for option '--" + option + "' is " + why + "'.\n" +
-               missing;
-    };
+    const std::string faulty = "Error parsing command line: '...'.\n" + missing;
     const auto on_line = [](const std::string& word) {
         return "Unexpected option '" + word + "' found on command line.\n";
     };
     const auto in_file = [](const std::string& word) {
         return "Unexpected option '" + word + "' found in configuration file.\n";
     };
-    const std::string twice =
-        "Error parsing command line: 'option '--fast' cannot be specified more than once'.\n" + missing;
-    const std::string broken_file =
-        "Error parsing config file: 'the options configuration file contains an invalid line '[broken''.\n";
+    const std::string broken_file = "Error parsing config file: '...'.\n";
     constexpr unsigned kFaulty = ParseStatus::ParseError | ParseStatus::MissingOption;
     constexpr unsigned kUnexpected = ParseStatus::UnexpectedOption, kVersion = ParseStatus::VersionRequested;
     const std::string version = "Version requested.\n";
-    const std::tuple<Arguments, std::string, unsigned, std::string, std::string> cases[] = {
-        {{"-n", "x", "--count=5", "-f"}, "", 0, "", ""},
-        {{"--count", "5"}, "", ParseStatus::MissingOption, missing, ""},
-        {{"--count", "5"}, "name=x\n", 0, "", ""},
-        {{"-n", "x", "--nope", "word"}, "", kUnexpected, "", on_line("--nope") + on_line("word")},
-        {{"-n", "x", "--cou", "5"}, "", 0, "", ""},
-        {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty("argument ('abc')", "invalid"), ""},
+    // The option library repeats what is at fault: the last column.
+    const std::tuple<Arguments, std::string, unsigned, std::string, std::string, std::string> cases[] = {
+        {{"-n", "x", "--count=5", "-f"}, "", 0, "", "", ""},
+        {{"--count", "5"}, "", ParseStatus::MissingOption, missing, "", ""},
+        {{"--count", "5"}, "name=x\n", 0, "", "", ""},
+        {{"-n", "x", "--nope", "word"}, "", kUnexpected, "", on_line("--nope") + on_line("word"), ""},
+        {{"-n", "x", "--cou", "5"}, "", 0, "", "", ""},
+        {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty, "", "abc"},
         // What looks like a placeholder of the message.
-        {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty("argument ('\\x25value\\x25')", "invalid"), ""},
-        {{"-n", "x", "--count"}, "", kFaulty, faulty("required argument", "missing"), ""},
-        {{"-n", "x", "-d"}, "", kFaulty, faulty("required argument", "missing", "data_path"), ""},
-        {{"-n", "x", "-f", "--fast"}, "", kFaulty, twice, ""},
-        {{"-n", "x"}, "fast=1\n", kUnexpected, "", in_file("fast") + in_file("1")},
-        {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", ""},
-        {{"-f"}, "\xEF\xBB\xBFname=x\n", 0, "", ""},  // A byte order mark in front.
-        {{"-n", "x"}, "\xEF\xBBname=x\n", kUnexpected, "", in_file("\xEF\xBBname") + in_file("x")},
-        {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, ""},
-        {{"-n", "x", "-v"}, "", kVersion, "", version},
+        {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty, "", "\\x25value\\x25"},
+        {{"-n", "x", "--count"}, "", kFaulty, faulty, "", "--count"},
+        {{"-n", "x", "-d"}, "", kFaulty, faulty, "", "--data_path"},
+        {{"-n", "x", "-f", "--fast"}, "", kFaulty, faulty, "", "--fast"},
+        {{"-n", "x"}, "fast=1\n", kUnexpected, "", in_file("fast") + in_file("1"), ""},
+        {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", "", ""},
+        {{"-f"}, "\xEF\xBB\xBFname=x\n", 0, "", "", ""},  // A byte order mark in front.
+        {{"-n", "x"}, "\xEF\xBBname=x\n", kUnexpected, "", in_file("\xEF\xBBname") + in_file("x"), ""},
+        {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, "", "[broken"},
+        {{"-n", "x", "-v"}, "", kVersion, "", version, ""},
         // What was asked for in front of a fault is given all the same.
-        {{"-v", "--count", "5%"}, "", kFaulty | kVersion, faulty("argument ('5%')", "invalid"), version},
+        {{"-v", "--count", "5%"}, "", kFaulty | kVersion, faulty, version, "5%"},
     };
-    for (const auto& [arguments, config, status, error, info] : cases) {
+    for (const auto& [arguments, config, status, error, info, repeated] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments) + config);
         TestedParameters parameters;
         EXPECT_EQ(parameters.status, ParseStatus::NotParsed);
         std::istringstream stream(config);
         EXPECT_EQ(parameters.Run(arguments, &stream), status);
-        EXPECT_EQ(parameters.error_text, error);
+        EXPECT_EQ(WithoutLibraryWords(parameters.error_text, repeated), error);
         EXPECT_EQ(parameters.info_text, info);
     }
 }
@@ -105,9 +108,8 @@ TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
     const auto settings = folder.Write("settings.cfg", "count=9\n");
     const auto none = folder.Path("none.cfg");
     const auto missing = [](const std::string& path) { return "Config file: " + path + " does not exist!\n"; };
-    const auto unreadable =
-        "Error reading config file: 'can not read options configuration file '" + folder.Path(".") + "''.\n";
-    const std::string twice = "Error parsing command line: 'option '--config' cannot be specified more than once'.\n";
+    const std::string unreadable = "Error reading config file: '...'.\n";
+    const std::string twice = "Error parsing command line: '...'.\n";
     // Default name; error; values of the options config and count.
     const std::tuple<Arguments, std::string, std::string, std::string, int> cases[] = {
         {{"-d", folder.Path(""), "--config", "settings.cfg"}, "", "", "settings.cfg", 9},
@@ -124,7 +126,9 @@ TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
         parameters.Run(arguments);
         EXPECT_EQ(parameters.count, count) << error;
         EXPECT_EQ(parameters.config, config) << error;
-        EXPECT_EQ(parameters.error_text, error + "Missing required option 'name'.\n");
+        const auto repeated = error == unreadable ? folder.Path(".") : "config";
+        EXPECT_EQ(WithoutLibraryWords(parameters.error_text, error == unreadable || error == twice ? repeated : ""),
+                  error + "Missing required option 'name'.\n");
     }
 }
 
@@ -166,7 +170,7 @@ TEST(Parameters, AWrittenListingReadsBack) {
     EXPECT_EQ(log.Of("error"), Tests::Lines{"Could not write parameters to /dev/full: No space left on device"});
     TestedParameters lost;  // A path that the program itself names is opened without asking whether it exists.
     EXPECT_EQ(lost.Run({"-n", "x"}, nullptr, "/no"), ParseStatus::ConfigReadError);
-    EXPECT_EQ(lost.error_text, "Error reading config file: 'can not read options configuration file '/no''.\n");
+    EXPECT_EQ(WithoutLibraryWords(lost.error_text, "'/no'"), "Error reading config file: '...'.\n");
 }
 
 TEST(Parameters, WrongRegistrationsThrow) {
