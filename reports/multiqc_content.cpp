@@ -21,6 +21,18 @@ Json Column(const char* key, const char* title, const char* description, const c
     return {{key, std::move(column)}};
 }
 
+// What went wrong. Without a log file nothing is known.
+Json RunCounts(const RunFacts& run) {
+    if (run.logs == 0) {
+        return Json::object();
+    }
+    return {{"unfinished_runs", run.unfinished.count},
+            {"failed_files", run.failed_files.count},
+            {"failed_reads", run.failed_reads.count},
+            {"other_errors", run.errors.count},
+            {"warnings", run.warnings.count}};
+}
+
 std::string Text(const Json& json) {
     return json.dump(2) + "\n";
 }
@@ -29,6 +41,7 @@ std::string Text(const Json& json) {
 
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
     const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
+    const Json bad = {{"min", 0}, {"max", 1}};  // One is too many.
     // No shared_key: "read_count" would show millions of reads, and a small run as 0.
     const Json columns = {
         Column("reads", "Reads", "Rows of the alignment summary", "{:,.0f}", "Blues", Json::object()),
@@ -41,6 +54,12 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
                per_cent),
         Column("aligned_bases", "Aligned bases", "Bases aligned to a base, right or wrong", "{:,.0f}", "Greens",
                {{"suffix", " b"}}),
+        Column("unfinished_runs", "Unfinished", "Runs of the aligner that did not come to their end", "{:,.0f}", "Reds",
+               bad),
+        Column("failed_files", "Failed files", "Input files that were not read to their end", "{:,.0f}", "Reds", bad),
+        Column("failed_reads", "Failed reads", "Reads left out because of an error", "{:,.0f}", "Reds", bad),
+        Column("other_errors", "Other errors", "All other errors in the log files", "{:,.0f}", "Reds", bad),
+        Column("warnings", "Warnings", "Warnings in the log files", "{:,.0f}", "Oranges", bad),
     };
     Json data = Json::object();
     for (const auto& sample : samples) {
@@ -52,6 +71,7 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
             // Known to a thousandth of a per cent.
             row["median_identity"] = std::round(1e5 * sample.identities.Median()) / 1e3;
         }
+        row.update(RunCounts(sample.run));
         data[ForPage(sample.name, kLongestName)] = std::move(row);
     }
     return Text(

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/version.h"
+#include "reports/page_run.h"
 
 namespace Reports {
 
@@ -181,26 +182,6 @@ Json Depths(const Sample& sample) {
     return depths;
 }
 
-Json Run(const RunFacts& run) {
-    auto facts = Json::array();
-    const auto add = [&facts](const std::string& name, const std::string& value) {
-        facts.push_back({name, ForPage(value, kLongestFact)});
-    };
-    if (run.log_file.empty()) {
-        return facts;
-    }
-    add("aligner version", run.version);
-    add("started", run.date);
-    add("took", run.duration.empty() ? "not finished: the log file has no end" : run.duration);
-    for (const auto& [name, value] : run.options) {
-        add(name, value);
-    }
-    add("input files read", std::to_string(run.finished_files));
-    add("warnings and errors", std::to_string(run.warnings) + " and " + std::to_string(run.errors));
-    add("log file", run.log_file);
-    return facts;
-}
-
 Json SampleData(const Sample& sample) {
     auto warnings = Json::array();
     for (const auto& warning : sample.warnings) {
@@ -216,7 +197,8 @@ Json SampleData(const Sample& sample) {
             {"indels", Indels(sample)},
             {"references", References(sample)},
             {"depths", Depths(sample)},
-            {"run", Run(sample.run)}};
+            {"run", RunData(sample.run)},
+            {"findings", FindingsData(sample)}};
 }
 
 std::string Utf8(const Json& json) {

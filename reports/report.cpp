@@ -16,10 +16,12 @@
 #include <boost/timer/progress_display.hpp>
 
 #include "common/summary_columns.h"
+#include "reports/findings.h"
 #include "reports/multiqc_content.h"
 #include "reports/page.h"
 #include "reports/page_data.h"
 #include "reports/sample.h"
+#include "reports/shown_text.h"
 
 namespace Reports {
 
@@ -118,6 +120,14 @@ void PrintTotals(const Sample& sample) {
     std::cout << '\n';
 }
 
+std::string InOneLine(const Finding& finding) {
+    if (finding.messages.empty()) {
+        return finding.text;
+    }
+    const bool is_only_one = finding.messages.size() + finding.more == 1;
+    return finding.text + (is_only_one ? ": " : "; the first: ") + ShownMessage(finding.messages.front());
+}
+
 std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool quiet) {
     const auto names = SampleNames(paths);
     const auto detail = DetailFor(paths.size());
@@ -131,6 +141,9 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
                 file_size = size;
                 progress.Show(done);
             }));
+            for (const auto& finding : FindingsOf(samples.back())) {
+                messages.push_back("Warning: " + samples.back().folder + ": " + InOneLine(finding));
+            }
             for (const auto& warning : samples.back().warnings) {
                 messages.push_back("Warning: " + warning);
             }

@@ -1,25 +1,36 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <set>
 #include <string>
-#include <utility>
-#include <vector>
+
+#include "reports/run_log.h"
 
 namespace Reports {
 
-/// What the aligner's log file tells of the run that wrote a summary. Texts are empty where it tells nothing.
+/// What the log files tell of the run that wrote a summary, or of all runs whose summaries were joined.
 struct RunFacts {
-    std::string log_file;                                      ///< Its name; empty if there is none.
-    std::string version;                                       ///< Of the aligner.
-    std::string date;                                          ///< When the run began, as the log file writes it.
-    std::string duration;                                      ///< Empty also if the run was interrupted.
-    std::vector<std::pair<std::string, std::string>> options;  ///< Name and value, as the log file writes them.
-    std::uint64_t finished_files = 0;                          ///< Input files read to their end.
-    std::uint64_t warnings = 0;
-    std::uint64_t errors = 0;
+    std::uint64_t runs = 1;                                ///< Folders of runs.
+    std::uint64_t logs = 0;                                ///< Log files that were read.
+    std::string log_file;                                  ///< The path of one of them.
+    std::string begin;                                     ///< Of the first run, as the log file writes it.
+    std::string end;                                       ///< Of the last run: its last record.
+    std::uint64_t milliseconds = 0;                        ///< Of all runs that finished, together.
+    std::set<std::string> versions;                        ///< Of the aligner.
+    std::map<std::string, std::set<std::string>> options;  ///< Values by name.
+    std::uint64_t finished_files = 0;
+    std::uint64_t finished_reads = 0;
+    Messages unfinished;  ///< Runs whose log file has no end.
+    Messages unreadable;  ///< Log files that cannot be read.
+    Messages missing;     ///< Runs without a log file.
+    Messages failed_files;
+    Messages failed_reads;
+    Messages errors;
+    Messages warnings;
 };
 
-/// Reads the last run's log file in `folder`.
+/// Reads the newest log file of each run of which `folder` has the rows (see RunFolders).
 RunFacts ReadRunFacts(const std::string& folder);
 
 }  // namespace Reports

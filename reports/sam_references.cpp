@@ -4,10 +4,12 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <string_view>
 
 #include "common/summary_columns.h"
+#include "reports/run_folders.h"
 
 namespace Reports {
 
@@ -82,7 +84,14 @@ void AddLine(std::string_view line, ReferenceLengths& lengths) {
 ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::string>& warnings) {
     ReferenceLengths lengths;
     std::set<std::string> heads;
-    for (const auto& file : SamFiles(folder, warnings)) {
+    auto files = SamFiles(folder, warnings);
+    for (const auto& run : RunFolders(folder)) {
+        if (run != folder) {
+            auto more = SamFiles(run, warnings);
+            files.insert(files.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
+        }
+    }
+    for (const auto& file : files) {
         std::ifstream stream(file, std::ios_base::binary);
         if (!stream) {
             warnings.push_back(file + ": the SAM file cannot be read");

@@ -99,8 +99,6 @@ function showTotals() {
     ? `None of ${whole(t.reads)} reads is aligned.`
     : `${whole(t.aligned)} of ${whole(t.reads)} reads (${share(t.aligned, t.reads)}) are aligned. In half of them at least ` +
       `${perCent(t.median_identity, 1)} of the aligned bases are correct, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
-  byId("warnings").hidden = sample.warnings.length === 0;
-  byId("warnings").replaceChildren(...sample.warnings.map((text) => element("li", text)));
 }
 
 // Bins of `step` from a histogram {first, counts}, `merge` of them made one; what lies below `low` goes to the first bar.
@@ -292,9 +290,27 @@ function showReferences() {
   sortReferences(2, true);
 }
 
+// What went wrong in each of the samples, whichever of them is shown below.
+function showFindings() {
+  const faulty = page.samples.filter(({findings}) => findings.length > 0);
+  byId("findings").hidden = faulty.length === 0;
+  byId("findings").replaceChildren(...faulty.map(({name, findings}) => {
+    const isError = findings.some(({level}) => level === "error");
+    const box = element("article", null, {class: isError ? "error" : "warning"});
+    const list = element("ul", null);
+    for (const {text, messages, more} of findings) {
+      const item = element("li", null);
+      item.append(element("strong", text), ...messages.map((message) => element("p", message)));
+      if (more > 0) item.append(element("p", `and ${whole(more)} more`));
+      list.append(item);
+    }
+    box.append(element("h2", isError ? `${name}: parts of the run are missing here` : `${name}: finished with warnings`), list);
+    return box;
+  }));
+}
+
 function showRun() {
-  const facts = sample.run.length > 0 ? sample.run : [["log file", "none beside the summary"]];
-  byId("run").replaceChildren(...facts.flatMap(([name, value]) => [element("dt", name), element("dd", value)]));
+  byId("run").replaceChildren(...sample.run.flatMap(([name, value]) => [element("dt", name), element("dd", value)]));
 }
 
 function showSamples() {
@@ -331,6 +347,7 @@ function showSample() {
 
 byId("title").textContent = page.title;
 byId("maker").textContent = `Made by tavik_report ${page.version}. Charts by Chart.js (MIT licence, in this file).`;
+showFindings();
 showSamples();
 byId("sample").addEventListener("change", (event) => { sample = page.samples[event.target.value]; showSample(); });
 byId("sequence").addEventListener("change", showDepth);

@@ -132,6 +132,25 @@ class Page(ReportTest):
             self.browser.set_window_size(1200, round(height))
             self.browser.save_screenshot(os.environ["TAVIK_REPORT_PICTURE"])
 
+    def test_what_went_wrong_stands_above_all_and_nothing_where_all_is_well(self):
+        self.run_report(self.align_examples())
+        self.open("out")
+        self.assertEqual(self.element("#findings").is_displayed(), False)
+        for name, end, count in (("faulty", "[warning] <i>w</i>", 7), ("unfinished", "[info] Starting input file a", 1)):
+            self.write_run(name, [row(b"c")], {b"c": 1000})
+            done = "[message] Done in 1 ms." if name == "faulty" else "[info] x"
+            self.write(f"{name}/read_processor_log-2026-01-02_03-04-05.log",
+                       "".join(f"2026-01-02 03:04:05.0 {text}\n" for text in
+                               (*[end] * count, "[info] Successfully finished input file b (1 reads)"[:(name == "faulty") * 99], done)))
+        self.run_report("out", "faulty", "unfinished", "-o", "all")
+        self.open("all")
+        boxes = self.browser.find_elements(By.CSS_SELECTOR, "#findings article")
+        self.assertEqual([(box.get_attribute("class"), box.text) for box in boxes], [
+            ("warning", "faulty: finished with warnings\n7 warnings\n" + "<i>w</i>\n" * 5 + "and 2 more"),
+            ("error", "unfinished: parts of the run are missing here\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
+                      "within input file a: the run was interrupted or is still going on")])
+        self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
+
     def test_names_and_titles_are_text_whatever_they_are(self):
         names = ["</script><script>document.title = 'run'</script>", "<img src=x onerror=\"document.title='run'\">", "\"'`&amp;${1}\\",
                  "@SCRIPT@", "__proto__"]

@@ -25,9 +25,10 @@ class ReportTest(AlignerTest):
         self.align(sorted(READS.iterdir()), save=save)
         return self.folder / save
 
-    def run_report(self, *args, status=0):
-        done = subprocess.run([REPORT, *map(str, args)], cwd=self.folder, capture_output=True, text=True, check=False,
-                              timeout=250)
+    def run_report(self, *args, status=0, **how):
+        """`how`: arguments of subprocess.run, such as another standard output."""
+        streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        done = subprocess.run([REPORT, *map(str, args)], cwd=self.folder, text=True, check=False, timeout=250, **{**streams, **how})
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 

@@ -153,7 +153,7 @@ class Figures(ReportTest):
 class Multiqc(ReportTest):
     def test_multiqc_takes_the_figures_of_two_samples(self):
         self.align_examples("lambda_1")
-        self.align([READS / "sample_1.fastq"], save="lambda_2")
+        self.align([READS / "sample_1.fastq", "missing.fastq"], save="lambda_2")
         for name in ("lambda_1", "lambda_2"):
             self.run_report(name)
         subprocess.run(["/usr/bin/multiqc", "--flat", "--quiet", "--cl-config", "no_version_check: true", "-o", "both", "."],
@@ -170,6 +170,7 @@ class Multiqc(ReportTest):
                              (expected["reads"], expected["n50"], expected["aligned_bases"]))
             self.assertAlmostEqual(shown["aligned_percent"], 100 * expected["aligned"] / expected["reads"], 9)
             self.assertAlmostEqual(shown["median_identity"], 100 * expected["median_identity"], 3)
+            self.assertEqual((shown["unfinished_runs"], shown["failed_files"]), (0, name == "lambda_2"))
             self.assertEqual(bars[name], [expected["aligned"], expected["unmapped"], expected["rejected"]])
         report = (self.folder / "both/multiqc_report.html").read_text()
         self.assertEqual([title in report for title in ("Aligned bases", "Median identity of the aligned reads")], [True, True])

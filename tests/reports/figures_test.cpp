@@ -2,7 +2,7 @@
 
 #include "reports/page_data.h"
 #include "reports/report.h"
-#include "reports/run_facts.h"
+#include "reports/shown_text.h"
 #include "tests/common/temporary_folder.h"
 
 TEST(SampleNames, TakeAsMuchOfThePathAsKeepsThemApart) {
@@ -22,28 +22,14 @@ TEST(ForPage, IsValidUtf8AndShort) {
     EXPECT_LE(Reports::ForPage(std::string(10000, '\x80'), 80).size(), 240U);
 }
 
-TEST(RunFacts, AreThoseOfTheLastRunInTheLastLogFile) {
-    const Tests::TemporaryFolder folder;
-    EXPECT_EQ(Reports::ReadRunFacts(folder.Path("")).log_file, "");
-    const std::string banner =
-        "2026-01-02 03:04:05.678901 [message] QEL Tavik alignment software version 1.2.3\n"
-        "input path:         in [a] b\nsave path:          out\nalignment ref.:     r.fa\nmin. coverage:      0.6\n";
-    folder.Write("read_processor_log-2025-12-31_23-59-59.log", "2025-12-31 23:59:59.0 [error] old\n");
-    folder.Write("read_processor_verbose_log-2027-01-01_00-00-00.log", "2027-01-01 00:00:00.0 [error] verbose\n");
-    const auto log = "read_processor_log-2026-01-02_03-04-05.log";
-    const std::string start =
-        "2026-01-02 03:04:04.0 [error] an earlier run of the same second\n" + banner +
-        "2026-01-02 03:04:06.0 [warning] w\nmore of it [error] x\n2026-01-02 03:04:06.0 [error] e\n"
-        "2026-01-02 03:04:06.0 [info] Successfully finished input file in/a.fq (3 reads)\n";
-    folder.Write(log, start);
-    EXPECT_EQ(Reports::ReadRunFacts(folder.Path("")).duration, "");
-    folder.Write(log, start + "2026-01-02 03:04:07.0 [message] Done in 1.5 s.\n");
-    const auto run = Reports::ReadRunFacts(folder.Path(""));
-    EXPECT_EQ((std::vector<std::string>{run.log_file, run.version, run.date, run.duration}),
-              (std::vector<std::string>{log, "1.2.3", "2026-01-02 03:04:05", "1.5 s"}));
-    EXPECT_EQ((std::vector<std::uint64_t>{run.finished_files, run.warnings, run.errors}),
-              (std::vector<std::uint64_t>{1, 1, 1}));
-    const std::vector<std::pair<std::string, std::string>> options = {
-        {"input path", "in [a] b"}, {"save path", "out"}, {"alignment ref.", "r.fa"}, {"min. coverage", "0.6"}};
-    EXPECT_EQ(run.options, options);
+TEST(ShownText, CountsAndTimesHaveTheirUnit) {
+    EXPECT_EQ(Reports::Counted(0, "read") + Reports::Counted(1, "read") + Reports::Counted(2, "read"),
+              "0 reads1 read2 reads");
+    const std::vector<std::pair<std::uint64_t, std::string>> times = {
+        {999, "999 ms"},         {1000, "1.0 s"},         {12'003, "12.0 s"},         {59'999, "59.9 s"},
+        {60'000, "1 min 0 s"},   {200'000, "3 min 20 s"}, {3'599'999, "59 min 59 s"}, {3'600'000, "1 h 0 min"},
+        {7'560'000, "2 h 6 min"}};
+    for (const auto& [milliseconds, text] : times) {
+        EXPECT_EQ(Reports::Duration(milliseconds), text);
+    }
 }

@@ -1,0 +1,138 @@
+#!/usr/bin/env python3
+"""What tavik_report tells of runs that are not whole, and of its own failed writes. Each class is one test of ctest."""
+
+import json
+import os
+import shutil
+import signal
+import stat
+import subprocess
+import unittest
+from pathlib import Path
+
+from aligner_run import PROGRAM, READS, REFERENCE, fastq, read_fastq
+from report_run import HEADER, REPORT, ReportTest, row
+
+LOG = "read_processor_log-2026-01-02_03-04-05.log"
+NO_LOG = [["log file", "no log file: cannot tell whether the run finished"]]
+KINDS = ("unfinished_runs", "failed_files", "failed_reads", "other_errors", "warnings")
+CUT = "Error while processing input file {}: Sequence is not the same length as the qstring"
+
+
+class Runs(ReportTest):
+    def problems(self, folder="out"):
+        """What page and MultiQC figures tell: (level, text, messages, more), and the counts by kind."""
+        (sample,) = self.data(folder)["samples"]
+        (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
+        return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]
+
+    def check_that_others_can_run_it(self):
+        closed = [folder for folder in Path(REPORT).resolve().parents if not folder.stat().st_mode & stat.S_IXOTH]
+        if os.geteuid() == 0 and closed:
+            self.skipTest(f"other users cannot enter {closed[0]}")
+
+    def test_whole_run_has_nothing_and_a_summary_without_log_no_alarm(self):
+        for args in ((), ("-z",), ("--verbose_logs",)):
+            shutil.rmtree(self.folder / "out", ignore_errors=True)
+            self.align(sorted(READS.iterdir()), *args)
+            self.assertEqual(self.run_report("out").stderr, "")
+            self.assertEqual(self.problems(), ([], [0] * 5))
+        self.write_run("bare", [row(b"c")], {b"c": 1000})
+        self.assertEqual(self.run_report("bare").stderr, "")
+        self.assertEqual(self.problems("bare"), ([], [None] * 5))
+        self.assertEqual(self.data("bare")["samples"][0]["run"], NO_LOG)
+
+    def test_killed_run_is_told_everywhere(self):
+        records = read_fastq(READS / "sample_1.fastq")
+        cut = self.write("in/cut.fastq", fastq([*records, ("@cut x", "ACGT", "AC")]))
+        same = [self.write(f"in/{name}/same.fastq", fastq(records)) for name in "ab"]
+        endless = self.folder / "in/endless.fastq"
+        os.mkfifo(endless)
+        with subprocess.Popen([PROGRAM, "-z", "-i", "", "-s", "out", "-a", REFERENCE], cwd=self.folder, text=True,
+                              stdin=subprocess.PIPE, stderr=subprocess.DEVNULL) as aligner:
+            aligner.stdin.write("".join(f"{file}\n" for file in (cut, *same, endless)))
+            aligner.stdin.close()
+            with open(endless, "w", encoding="ascii") as reads:  # Waits until the aligner is there.
+                reads.write(fastq(records))
+                reads.flush()
+                aligner.send_signal(signal.SIGKILL)
+                aligner.wait()
+        date = self.run_report("out").stderr.split(" ends at ")[1][:19]
+        ends = f"the log file ends at {date}, within input file {endless}: the run was interrupted or is still going on"
+        cut = CUT.format(cut)
+        replaces = f"Input file {same[1]} replaces the SAM file of an earlier input file: out/same.sam"
+        self.assertEqual(self.run_report("out").stderr, f"Warning: out: run not finished: {ends}\n"
+                         f"Warning: out: 1 input file failed: {cut}\nWarning: out: 1 warning: {replaces}\n")
+        self.assertEqual(self.problems(), ([("error", "Run not finished", [ends], 0), ("error", "1 input file failed", [cut], 0),
+                                            ("warning", "1 warning", [replaces], 0)], [1, 1, 0, 0, 1]))
+        run = dict(self.data()["samples"][0]["run"])
+        self.assertEqual((run["took"], run["input files read"], run["input path"], run["warnings and errors"]),
+                         ("not finished", "2", "a list on standard input", "1 and 1"))
+
+    def test_rows_are_compared_with_those_of_the_log(self):
+        out = self.align_examples()
+        rows = (out / "alignment_summary.txt").read_bytes()
+        (out / "alignment_summary.txt").write_bytes(rows[:rows.rindex(b"\n", 0, -1) + 1])
+        text = "the log counts 45 reads, the summary has 44 rows"
+        self.assertEqual(self.run_report("out").stderr, f"Warning: out: {text}\n")
+        self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 5))
+
+    def test_many_messages_are_counted_and_shown_in_part_and_without_commands(self):
+        out = self.write_run("out", [row(b"c")] * 2, {b"c": 1000})
+        reads = [f"Error while processing read r{i}\x1b[2J{'x' * 900}: e Continuing with next read." for i in range(7)]
+        texts = ["[message] QEL Tavik alignment software version 1", *(f"[error] {text}" for text in reads), "[error] e",
+                 "[info] Successfully finished input file a (2 reads)", "[message] Done in 7325000 ms."]
+        self.write(f"out/{LOG}", "".join(f"2026-01-02 03:04:05.000000 {text}\n" for text in texts))
+        first = (reads[0].replace("\x1b", "?")[:300] + "...")
+        self.assertEqual(self.run_report(out).stderr, f"Warning: {out}: 7 reads failed; the first: {first}\n"
+                         f"Warning: {out}: 1 other error: e\n")
+        (failed, _), counts = self.problems()
+        self.assertEqual((failed[1], len(failed[2]), failed[3], counts), ("7 reads failed", 5, 2, [0, 0, 7, 1, 0]))
+        self.assertEqual(dict(self.data()["samples"][0]["run"])["took"], "2 h 2 min")
+
+    def test_unreadable_log_is_a_warning(self):
+        out = self.align_examples()
+        (log,) = out.glob("*.log")
+        log.chmod(0)
+        self.check_that_others_can_run_it()
+        self.assertEqual(self.run_report("out", "-o", self.folder / "new", preexec_fn=leave_root).stderr,
+                         f"Warning: out: run with an unreadable log file: out/{log.name}: Permission denied\n")
+        self.assertEqual(self.problems("new"), ([("warning", "Run with an unreadable log file",
+                                                  [f"out/{log.name}: Permission denied"], 0)], [None] * 5))
+        self.assertEqual(self.data("new")["samples"][0]["run"],
+                         [["log file", "unreadable: cannot tell whether the run finished"]])
+
+    def test_joined_summary_has_the_facts_of_all_chunks(self):
+        files = sorted(READS.iterdir())
+        for number, file in enumerate(files):
+            self.align([file], save=f"out/chunks/{number:05}")
+        summaries = sorted((self.folder / "out/chunks").glob("*/alignment_summary.txt"))
+        self.write("out/alignment_summary.txt", HEADER + "".join("".join(path.read_text().splitlines(True)[1:]) for path in summaries))
+        self.assertEqual(self.run_report("out").stderr, "")
+        self.assertEqual(self.problems(), ([], [0] * 5))
+        (sample,) = self.data()["samples"]
+        run = dict(sample["run"])
+        self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "input files read", "log files")],
+                         ["1.0.0", str(REFERENCE), "3", "3, of 3 runs"])
+        self.assertEqual((sorted(run) == sorted({*run, "started", "ended"}), "save path" in run), (True, False))
+        self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # SAM files are found.
+
+        (log,) = (self.folder / "out/chunks/00001").glob("*.log")
+        log.write_text(log.read_text().split("Done in")[0])
+        (self.folder / "out/chunks/00003").mkdir()
+        done = self.run_report("out").stderr.splitlines()
+        self.assertEqual([line.split(" at ")[0] for line in done], [
+            "Warning: out: 1 of 4 runs not finished: chunks/00001: the log file ends",
+            "Warning: out: 1 of 4 runs without a log file: chunks/00003"])
+
+
+def leave_root():
+    """For tests of what a plain user may not do."""
+    if os.geteuid() == 0:
+        os.setgroups([])
+        os.setgid(65534)
+        os.setuid(65534)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
