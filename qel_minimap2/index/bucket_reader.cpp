@@ -20,8 +20,9 @@ void BucketReader::Read(std::uint64_t first, std::uint64_t count) {
     if (builder.Table() != nullptr) {
         MakeRoom(first, count);
     }
+    const auto end = layout.Bucket(first + count - 1).End();
     for (auto bucket = first; bucket < first + count; ++bucket) {
-        ReadBucket(bucket, layout.Bucket(bucket));
+        ReadBucket(bucket, end);
     }
 }
 
@@ -29,7 +30,7 @@ void BucketReader::MakeRoom(std::uint64_t first, std::uint64_t count) {
     std::vector<std::uint32_t> key_counts;
     std::uint64_t position_count = 0;
     for (auto bucket = first; bucket < first + count; ++bucket) {
-        const auto stored = layout.Bucket(bucket);
+        const auto& stored = layout.Bucket(bucket);
         key_counts.push_back(stored.key_count);
         position_count += stored.position_count;
     }
@@ -51,7 +52,7 @@ void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored)
         minimizers = static_cast<MinimizerTable*>(started.table);
     }
     if (stored.position_count > 0) {
-        std::memcpy(target, stored.positions, stored.position_count * sizeof(std::uint64_t));
+        std::memcpy(target, positions, stored.position_count * sizeof(std::uint64_t));
     }
 }
 
@@ -83,15 +84,18 @@ inline void BucketReader::CheckPosition(std::uint64_t position) const {
 
 // A key's lowest bit is 1 for a minimizer that occurs once. The value is then its position. For the others the value
 // is where their list begins among the bucket's positions (upper 32 bits) and how long it is (lower).
-void BucketReader::ReadBucket(std::uint64_t bucket, const StoredBucket& stored) {
+void BucketReader::ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
+    const auto& stored = layout.Bucket(bucket);
+    positions = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
+    stored_entries = positions + (stored.Entries() - stored.Positions());
     StartBucket(bucket, stored);
     list_sizes.assign(stored.position_count, 0);
     claimed = 0;
     const auto& header = layout.Header();
     const std::uint64_t key_limit = std::uint64_t{1} << (2 * header.k);
     for (std::uint64_t i = 0; i < stored.key_count; ++i) {
-        const auto key = Load64(stored.entries + i * 16);
-        const auto value = Load64(stored.entries + i * 16 + 8);
+        const auto key = Load64(stored_entries + i * 16);
+        const auto value = Load64(stored_entries + i * 16 + 8);
         const auto minimizer = (key >> 1U) << header.bucket_bits | bucket;
         if (key >> 1U > key_limit >> header.bucket_bits || minimizer >= key_limit) {
             throw DamagedIndex("an impossible minimizer");
@@ -125,7 +129,7 @@ void BucketReader::ReadRepeated(std::uint64_t minimizer, std::uint64_t value, co
     }
     list_sizes[begin] = static_cast<std::uint32_t>(count);
     std::uint64_t last = 0;
-    const auto* next = stored.positions + begin * sizeof last;
+    const auto* next = positions + begin * sizeof last;
     for (auto i = begin; i < begin + count; ++i, next += sizeof last) {
         const auto position = Load64(next);
         CheckPosition(position);

@@ -7,16 +7,17 @@
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 #include <minimap.h>
 
 #include "qel_minimap2/index/bucket_reader.h"
 #include "qel_minimap2/index/index_builder.h"
 #include "qel_minimap2/index/index_layout.h"
-#include "qel_minimap2/index/mapped_file.h"
 #include "qel_minimap2/index/minimizer_sample.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/stored_bases.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -24,6 +25,8 @@ namespace {
 
 // What a thread reads before it asks for more, when that is not a block of a SeedTable.
 constexpr std::uint64_t kBucketsPerItem = 64;
+// What a thread reads of small buckets at a time; fits into a core's cache.
+constexpr std::size_t kChunk = 1 << 16;
 
 }  // namespace
 
@@ -39,22 +42,22 @@ bool HasIndexMagic(const std::string& path) {
 }
 
 IndexPointer LoadIndexFile(const std::string& path, bool with_seed_table) {
-    const MappedFile file(path);
+    return LoadIndexFile(StoredFile(path), with_seed_table);
+}
+
+IndexPointer LoadIndexFile(const StoredFile& file, bool with_seed_table) {
     const IndexLayout layout(file);
     IndexBuilder builder(layout.Header(), with_seed_table);
     builder.SetSequences(layout.Sequences());
-    file.Release(file.Data(), layout.Bases());  // The layout has touched all of it.
     auto* const bases = Allocated<std::uint32_t>(layout.BaseWords());
     builder.SetBases(bases);
     MinimizerSample sample(layout, bases, CopyBases(layout, bases));
-    file.Release(layout.Bases(), file.Data() + file.Size());
 
     const auto per_item = builder.Table() != nullptr ? std::uint64_t{1} << builder.Table()->BitsInBlock()
                                                      : std::min(kBucketsPerItem, layout.BucketCount());
+    std::vector<FileWindow> windows(WorkerLimit(), FileWindow(file, kChunk));
     ForEach(layout.BucketCount() / per_item, [&](std::size_t item, unsigned worker) {
-        const auto first = item * per_item;
-        BucketReader(layout, sample, builder, worker).Read(first, per_item);
-        file.Release(layout.Bucket(first).positions, layout.Bucket(first + per_item - 1).End());
+        BucketReader(layout, windows[worker], sample, builder, worker).Read(item * per_item, per_item);
     });
     sample.Check();
     return builder.Take();

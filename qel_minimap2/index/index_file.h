@@ -3,6 +3,7 @@
 #include <string>
 
 #include "qel_minimap2/index/index_pointer.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -11,10 +12,11 @@ bool HasIndexMagic(const std::string& path);
 
 /// Loads a prebuilt index on all cores and checks it on the way: everything that minimap2 would follow without a look,
 /// and on samples that it is an index of its sequences (see MinimizerSample). Throws std::runtime_error for one that is
-/// cut or damaged, has several parts, lacks its bases or holds a sequence without a name; std::bad_alloc too. The file
-/// must not change meanwhile.
+/// cut or damaged, has several parts, lacks its bases or holds a sequence without a name, and for one that becomes
+/// shorter meanwhile; std::bad_alloc too. What else changes in the file meanwhile is checked as a damaged file is.
 ///
 /// `with_seed_table`: with a SeedTable in the place of the library's hash tables, where the minimizers fit that.
 IndexPointer LoadIndexFile(const std::string& path, bool with_seed_table);
+IndexPointer LoadIndexFile(const StoredFile& file, bool with_seed_table);
 
 }  // namespace qel_minimap2

@@ -1,5 +1,6 @@
 #include "qel_minimap2/index/index_layout.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -14,35 +15,55 @@ namespace {
 
 constexpr std::size_t kMagicSize = 4;
 
-// Takes values from the mapped file, which has no alignment, in order.
+// Most of what is read is a few bytes before a bucket's many.
+constexpr std::size_t kChunk = 4096;
+constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
+
+// Takes values from the file, which has no alignment, in order.
 class Cursor {
 public:
-    Cursor(const unsigned char* begin, std::size_t size) : next(begin), left(size) {}
+    explicit Cursor(const StoredFile& file) : file(file), window(file, kChunk), size(file.Size()) {}
 
     template <typename T>
     T Take() {
         T value;
-        std::memcpy(&value, Skip(1, sizeof(T)), sizeof(T));
+        std::memcpy(&value, Bytes(sizeof(T)), sizeof(T));
         return value;
     }
 
-    // The start of `count` elements of `size` bytes each.
-    const unsigned char* Skip(std::uint64_t count, std::uint64_t size) {
-        if (count > left / size) {
+    // Valid until more is taken.
+    const unsigned char* Bytes(std::size_t count) {
+        const auto start = Skip(1, count);
+        return window.At(start, count, size);
+    }
+
+    // The offset of `count` elements of `element_size` bytes each.
+    std::uint64_t Skip(std::uint64_t count, std::uint64_t element_size) {
+        if (count > Left() / element_size) {
             throw std::runtime_error("the minimap2 index ends too early");
         }
-        const auto* const start = next;
-        next += count * size;
-        left -= count * size;
+        const auto start = next;
+        next += count * element_size;
         return start;
     }
 
-    std::size_t Left() const { return left; }
-    const unsigned char* Next() const { return next; }
+    // Where most of a file is left out, the disk would be waited for at each place that is read.
+    void LoadAhead() {
+        constexpr std::size_t kStep = std::size_t{1} << 19U;
+        for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {
+            file.Prefetch(ahead, kStep);
+        }
+    }
+
+    std::uint64_t Left() const { return size - next; }
+    std::uint64_t Next() const { return next; }
 
 private:
-    const unsigned char* next;
-    std::size_t left;
+    const StoredFile& file;
+    FileWindow window;
+    const std::uint64_t size;
+    std::uint64_t next = 0;
+    std::uint64_t ahead = 0;  // Up to where the system was asked to load.
 };
 
 IndexHeader TakeHeader(Cursor& cursor) {
@@ -65,7 +86,7 @@ IndexHeader TakeHeader(Cursor& cursor) {
 
 ReferenceSequence TakeSequence(Cursor& cursor, std::uint64_t offset) {
     const auto name_length = cursor.Take<std::uint8_t>();
-    std::string name(reinterpret_cast<const char*>(cursor.Skip(name_length, 1)), name_length);
+    std::string name(reinterpret_cast<const char*>(cursor.Bytes(name_length)), name_length);
     if (const char* const fault = FaultOfSequenceName(name)) {
         throw std::runtime_error(std::string("the minimap2 index holds ") + fault);
     }
@@ -78,21 +99,22 @@ ReferenceSequence TakeSequence(Cursor& cursor, std::uint64_t offset) {
 
 StoredBucket TakeBucket(Cursor& cursor) {
     StoredBucket bucket{};
+    bucket.offset = cursor.Next();
     bucket.position_count = cursor.Take<std::uint32_t>();
     // minimap2 computes the size of the list in bytes as an int.
     if (bucket.position_count > std::numeric_limits<std::int32_t>::max() / sizeof(std::uint64_t)) {
         throw DamagedIndex("too long a list of positions");
     }
-    bucket.positions = cursor.Skip(bucket.position_count, sizeof(std::uint64_t));
+    cursor.Skip(bucket.position_count, sizeof(std::uint64_t));
     bucket.key_count = cursor.Take<std::uint32_t>();
-    bucket.entries = cursor.Skip(bucket.key_count, 2 * sizeof(std::uint64_t));
+    cursor.Skip(bucket.key_count, 2 * sizeof(std::uint64_t));
     return bucket;
 }
 
 }  // namespace
 
-IndexLayout::IndexLayout(const MappedFile& file) {
-    Cursor cursor(file.Data(), file.Size());
+IndexLayout::IndexLayout(const StoredFile& file) : file(file) {
+    Cursor cursor(file);
     cursor.Skip(kMagicSize, 1);
     header = TakeHeader(cursor);
     for (std::uint32_t i = 0; i < header.sequences; ++i) {
@@ -100,20 +122,16 @@ IndexLayout::IndexLayout(const MappedFile& file) {
         base_count += sequences.back().length;
     }
     for (std::uint64_t bucket = 0; bucket < BucketCount(); ++bucket) {
-        buckets.push_back(cursor.Next());
-        TakeBucket(cursor);
+        cursor.LoadAhead();
+        buckets.push_back(TakeBucket(cursor));
     }
     bases = cursor.Skip(BaseWords(), sizeof(std::uint32_t));
     if (cursor.Left() > 0) {
-        const bool part = cursor.Left() >= kMagicSize && std::memcmp(cursor.Next(), MM_IDX_MAGIC, kMagicSize) == 0;
+        const bool part =
+            cursor.Left() >= kMagicSize && std::memcmp(cursor.Bytes(kMagicSize), MM_IDX_MAGIC, kMagicSize) == 0;
         throw std::runtime_error(part ? "the minimap2 index has several parts; build it with a larger -I"
                                       : "the minimap2 index is damaged: bytes follow its end");
     }
-}
-
-StoredBucket IndexLayout::Bucket(std::uint64_t bucket) const {
-    Cursor cursor(buckets[bucket], static_cast<std::size_t>(bases - buckets[bucket]));
-    return TakeBucket(cursor);
 }
 
 }  // namespace qel_minimap2

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "qel_minimap2/index/mapped_file.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -26,41 +26,45 @@ struct ReferenceSequence {
     std::uint32_t length;
 };
 
-/// A bucket as it stands in the file: the positions of the minimizers that occur more than once, 8 bytes each, then
-/// for each minimizer a key and a value of 8 bytes. Nothing in the file is aligned.
+/// Where a bucket stands in the file: the number of positions, the positions of the minimizers that occur more than
+/// once, 8 bytes each, the number of minimizers, then for each minimizer a key and a value of 8 bytes. Nothing in the
+/// file is aligned.
 struct StoredBucket {
-    const unsigned char* positions;
-    std::uint32_t position_count;
-    const unsigned char* entries;
-    std::uint32_t key_count;
+    std::uint64_t offset;
+    std::uint32_t position_count, key_count;
 
-    const unsigned char* End() const { return entries + std::uint64_t{key_count} * 16; }
+    std::uint64_t Positions() const { return offset + sizeof position_count; }
+    std::uint64_t Entries() const { return Positions() + std::uint64_t{position_count} * 8 + sizeof key_count; }
+    std::uint64_t End() const { return Entries() + std::uint64_t{key_count} * 16; }
 };
 
 /// Where the parts of a prebuilt index (version 2: header, names and lengths, buckets, packed bases) lie in its file.
-/// Refers to the file. Any thread.
+/// Refers to the file, and is about the file as it was when this read it. Any thread.
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, and that the parts make up the file to its last byte. Throws
     /// std::runtime_error for what is cut or damaged, has several parts or lacks its bases.
-    explicit IndexLayout(const MappedFile& file);
+    explicit IndexLayout(const StoredFile& file);
 
+    const StoredFile& File() const { return file; }
     const IndexHeader& Header() const { return header; }
     const std::vector<ReferenceSequence>& Sequences() const { return sequences; }
     std::uint64_t BucketCount() const { return std::uint64_t{1} << header.bucket_bits; }
-    StoredBucket Bucket(std::uint64_t bucket) const;
+    const StoredBucket& Bucket(std::uint64_t bucket) const { return buckets[bucket]; }
     /// Of all sequences together.
     std::uint64_t BaseCount() const { return base_count; }
-    /// Four bits a base (0 to 3: A, C, G, T; 4: any other), the first in the lowest bits, in words of 4 bytes.
-    const unsigned char* Bases() const { return bases; }
+    /// The offset of the bases: four bits a base (0 to 3: A, C, G, T; 4: any other), the first in the lowest bits, in
+    /// words of 4 bytes.
+    std::uint64_t Bases() const { return bases; }
     std::uint64_t BaseWords() const { return (base_count + 7) / 8; }
 
 private:
+    const StoredFile& file;
     IndexHeader header{};
     std::vector<ReferenceSequence> sequences;
-    std::vector<const unsigned char*> buckets;
+    std::vector<StoredBucket> buckets;
     std::uint64_t base_count = 0;
-    const unsigned char* bases = nullptr;
+    std::uint64_t bases = 0;
 };
 
 }  // namespace qel_minimap2

@@ -40,10 +40,6 @@ void Pages::Touch() const {
 }
 
 void Pages::Release(std::size_t begin, std::size_t end) const {
-    ReleasePages(data, begin, end);
-}
-
-void ReleasePages(unsigned char* data, std::size_t begin, std::size_t end) {
     static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     begin = (begin + page - 1) / page * page;
     end = end / page * page;

@@ -28,7 +28,4 @@ private:
     std::size_t size = 0;
 };
 
-/// Gives back the memory of the whole pages from `begin` to `end`, counted from `data`, where a page begins.
-void ReleasePages(unsigned char* data, std::size_t begin, std::size_t end);
-
 }  // namespace qel_minimap2

@@ -1,7 +1,6 @@
 #include "qel_minimap2/index/stored_bases.h"
 
 #include <algorithm>
-#include <cstring>
 #include <mutex>
 
 #include "qel_minimap2/index/parallel.h"
@@ -24,10 +23,12 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
         std::vector<std::uint64_t> found;
         std::uint32_t bad = 0;
         const auto end = std::min((item + 1) * kBlocksPerItem, blocks);
+        const auto first = item * kBlocksPerItem * kBlockWords;
+        const auto words_of_item = std::min(end * kBlockWords, layout.BaseWords()) - first;
+        layout.File().Read(layout.Bases() + first * sizeof *words, words_of_item * sizeof *words, words + first);
         for (auto block = item * kBlocksPerItem; block < end; ++block) {
             const auto begin = block * kBlockWords;
             const auto count = std::min(kBlockWords, layout.BaseWords() - begin);
-            std::memcpy(words + begin, layout.Bases() + begin * sizeof *words, count * sizeof *words);
             std::uint32_t any = 0;
             for (std::uint64_t i = begin; i < begin + count; ++i) {
                 const auto word = words[i];

@@ -1,0 +1,77 @@
+#include "qel_minimap2/index/stored_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qel_minimap2 {
+
+namespace {
+
+[[noreturn]] void Fail() {
+    throw std::runtime_error(std::generic_category().message(errno));
+}
+
+}  // namespace
+
+StoredFile::StoredFile(const std::string& path) : descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor < 0) {
+        Fail();
+    }
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) {
+        const auto reason = errno;
+        ::close(descriptor);
+        errno = reason;
+        Fail();
+    }
+    size = static_cast<std::uint64_t>(status.st_size);
+}
+
+StoredFile::~StoredFile() {
+    ::close(descriptor);
+}
+
+void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) const {
+    auto* next = static_cast<char*>(target);
+    while (count > 0) {
+        const auto got = ::pread(descriptor, next, count, static_cast<off_t>(offset));
+        if (got == 0) {
+            throw std::runtime_error("the file became shorter while it was read");
+        }
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            Fail();
+        }
+        next += got;
+        offset += static_cast<std::uint64_t>(got);
+        count -= static_cast<std::size_t>(got);
+    }
+}
+
+void StoredFile::Prefetch(std::uint64_t offset, std::size_t count) const {
+    ::posix_fadvise(descriptor, static_cast<off_t>(offset), static_cast<off_t>(count), POSIX_FADV_WILLNEED);
+}
+
+const unsigned char* FileWindow::At(std::uint64_t offset, std::size_t count, std::uint64_t end) {
+    if (offset < begin || offset + count > begin + filled) {
+        const auto wanted = std::max<std::uint64_t>(count, std::min<std::uint64_t>(chunk, end - std::min(end, offset)));
+        if (bytes.size() < wanted) {
+            bytes.resize(wanted);
+        }
+        filled = 0;
+        file.Read(offset, wanted, bytes.data());
+        begin = offset;
+        filled = wanted;
+    }
+    return bytes.data() + (offset - begin);
+}
+
+}  // namespace qel_minimap2

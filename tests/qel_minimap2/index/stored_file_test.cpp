@@ -1,0 +1,58 @@
+#include "qel_minimap2/index/stored_file.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "qel_minimap2/index/index_file.h"
+#include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
+
+namespace {
+
+using namespace qel_minimap2;
+
+// A file that another program cuts just before one of the reads, the first of which is number 0.
+class CutFile : public StoredFile {
+public:
+    CutFile(const std::string& path, int at, bool to_nothing)
+        : StoredFile(path), path(path), at(at), none(to_nothing) {}
+    void Read(std::uint64_t offset, std::size_t count, void* target) const override {
+        if (reads++ == at) {
+            std::filesystem::resize_file(path, none ? 0 : offset + count - 1);
+        }
+        StoredFile::Read(offset, count, target);
+    }
+
+    mutable std::atomic<int> reads = 0;
+
+private:
+    const std::string path;
+    const int at;
+    const bool none;
+};
+
+TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
+    const Tests::TemporaryFolder folder;
+    const auto built = folder.Path("built.mmi");
+    unsigned state = 7;
+    const auto fasta = folder.Write("reference.fa", ">a\n" + Tests::RandomBases(state, 60000) + "\n>b\nACGT\n");
+    ASSERT_EQ(std::system(("minimap2 -k 4 -w 2 -d " + built + " " + fasta + " 2>/dev/null").c_str()), 0);
+    const auto content = Tests::ReadAll(built);
+    for (const bool with_seed_table : {true, false}) {
+        const CutFile whole(built, -1, false);
+        ASSERT_NE(LoadIndexFile(whole, with_seed_table), nullptr);
+        ASSERT_GT(whole.reads, 20);
+        for (int read = 0; read < whole.reads; ++read) {
+            for (const bool to_nothing : {true, false}) {
+                const CutFile file(folder.Write("cut.mmi", content), read, to_nothing);
+                EXPECT_EQ(Tests::ErrorOf([&] { LoadIndexFile(file, with_seed_table); }),
+                          "the file became shorter while it was read");
+            }
+        }
+    }
+}
+
+}  // namespace
