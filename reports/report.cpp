@@ -111,7 +111,7 @@ std::string PerCent(double ratio) {
 }
 
 void PrintTotals(const Sample& sample) {
-    std::cout << sample.name << ": " << sample.reads << " reads, " << sample.Aligned() << " aligned";
+    std::cout << sample.name << ": " << Counted(sample.reads, "read") << ", " << sample.Aligned() << " aligned";
     if (sample.identities.Count() > 0) {
         std::cout << " (" << PerCent(static_cast<double>(sample.Aligned()) / static_cast<double>(sample.reads)) << "), "
                   << sample.aligned_bases << " aligned bases, N50 " << sample.lengths.N50() << ", median identity "

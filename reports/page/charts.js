@@ -1,18 +1,4 @@
-"use strict";
-// Charts of one kind each; what they show is decided in report.js. All text from the data goes through
-// textContent or a canvas, never through markup.
-
-const numbers = new Intl.NumberFormat("en-US");
-const whole = (number) => numbers.format(number);
-const fixed = (number, digits) => number.toLocaleString("en-US", {minimumFractionDigits: digits, maximumFractionDigits: digits});
-
-// A number of bases with a unit, in three or four digits.
-function bases(number) {
-  for (const [unit, size] of [["Gb", 1e9], ["Mb", 1e6], ["kb", 1e3]]) {
-    if (number >= size * (unit === "kb" ? 10 : 1)) return `${Number((number / size).toPrecision(3))} ${unit}`;
-  }
-  return `${whole(number)} b`;
-}
+// Charts of one kind each; what they show is decided in report.js and comparison.js.
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 
@@ -82,7 +68,7 @@ function logAxis(text, low, high) {
         }
       }
     },
-    ticks: {callback: (value) => bases(Number((10 ** value).toPrecision(3)))},
+    ticks: {callback: (value) => bases(10 ** value)},
   };
 }
 
@@ -100,10 +86,30 @@ function histogram(id, bars, x, {yTitle, markers, label}) {
       scales: {x, y: {beginAtZero: true, title: title(yTitle), ticks: {precision: 0}}},
       plugins: {
         legend: {display: false}, markers: {list: markers},
-        tooltip: {callbacks: {title: ([item]) => label(bars[item.dataIndex]), label: (item) => `${whole(item.parsed.y)} reads`}},
+        tooltip: {callbacks: {title: ([item]) => label(bars[item.dataIndex]), label: (item) => counted(item.parsed.y, "read")}},
       },
     },
     plugins: [markerLines],
+  });
+}
+
+// series: [{name, bars, slot, isOpen}], whose bars [{from, to, share}] are the same ones but for the share.
+function lines(id, series, x, {yTitle, label}) {
+  draw(id, {
+    type: "line",
+    data: {datasets: series.map(({name, bars, slot, isOpen}) => ({
+      label: short(name), data: bars.map(({from, to, share: y}) => ({x: (from + to) / 2, y})), parsing: false,
+      borderColor: colour(`series-${slot}`), backgroundColor: colour(`series-${slot}`),
+      borderDash: slot % 2 === 1 ? [6, 3] : [], borderWidth: isOpen ? 3.5 : 1.75, pointRadius: 0,
+    }))},
+    options: {
+      interaction: {mode: "index", intersect: false},
+      scales: {x, y: {beginAtZero: true, title: title(yTitle)}},
+      plugins: {
+        legend: {align: "start", labels: {boxWidth: 26, boxHeight: 0}},
+        tooltip: {callbacks: {title: ([item]) => label(series[0].bars[item.dataIndex]), label: (item) => `${item.dataset.label}: ${fixed(item.parsed.y, 2)} %`}},
+      },
+    },
   });
 }
 
@@ -125,18 +131,17 @@ function heatMap(id, cells, x, y, columnWidth, label) {
       scales: {x, y},
       plugins: {
         legend: {display: false},
-        tooltip: {callbacks: {title: ([item]) => label(cells[item.dataIndex]), label: (item) => `${whole(cells[item.dataIndex].count)} reads`}},
+        tooltip: {callbacks: {title: ([item]) => label(cells[item.dataIndex]), label: (item) => counted(cells[item.dataIndex].count, "read")}},
       },
     },
   });
   const ramp = document.querySelector(`#${id} .ramp`);
-  ramp.replaceChildren("1", document.createElement("span"), `${whole(most)} reads`);
+  ramp.replaceChildren("1", element("span", null), counted(most, "read"));
 }
 
 // rows: [{name, forward, reverse}]
 function stackedBars(id, rows, xTitle) {
   document.querySelector(`#${id} .chart`).style.height = `${70 + 24 * Math.max(rows.length, 3)}px`;
-  const short = (name) => (name.length > 30 ? `${name.slice(0, 18)}\u2026${name.slice(-10)}` : name);
   const dataset = (label, key, fill) =>
     ({label, data: rows.map((row) => row[key]), backgroundColor: colour(fill), maxBarThickness: 20});
   draw(id, {
@@ -162,7 +167,7 @@ function area(id, points, length, xTitle, yTitle) {
                        backgroundColor: `${colour("main")}44`, borderWidth: 1.5, pointRadius: 0, fill: "origin"}]},
     options: {
       interaction: {mode: "nearest", axis: "x", intersect: false},
-      scales: {x: {type: "linear", min: 0, max: length, title: title(xTitle), grid: {display: false}, ticks: {callback: (value) => bases(value)}},
+      scales: {x: {type: "linear", min: 0, max: length, title: title(xTitle), grid: {display: false}, ticks: {callback: (value) => (value === 0 ? "0" : bases(value))}},
                y: {beginAtZero: true, title: title(yTitle)}},
       plugins: {
         legend: {display: false},
@@ -170,32 +175,5 @@ function area(id, points, length, xTitle, yTitle) {
                               label: (item) => `depth ${fixed(item.parsed.y, 2)}`}},
       },
     },
-  });
-}
-
-// Theme and print: canvases keep the colours and the size they were drawn with.
-function followPaper(redraw) {
-  const root = document.documentElement;
-  const button = document.getElementById("theme");
-  const show = (theme) => {
-    root.dataset.theme = theme;
-    button.setAttribute("aria-pressed", String(theme === "dark"));
-    button.textContent = theme === "dark" ? "Light" : "Dark";
-    redraw();
-  };
-  const system = matchMedia("(prefers-color-scheme: dark)");
-  show(system.matches ? "dark" : "light");
-  system.addEventListener("change", () => show(system.matches ? "dark" : "light"));
-  button.addEventListener("click", () => show(root.dataset.theme === "dark" ? "light" : "dark"));
-  let theme = "";
-  addEventListener("beforeprint", () => {
-    theme = root.dataset.theme;
-    show("light");
-    // The width of A4 and Letter inside margins and frame.
-    for (const chart of drawn.values()) chart.resize(660, chart.canvas.parentNode.clientHeight);
-  });
-  addEventListener("afterprint", () => {
-    show(theme);
-    for (const chart of drawn.values()) chart.resize();
   });
 }

@@ -3,21 +3,11 @@
 const page = JSON.parse(document.getElementById("figures").textContent);
 const byId = (id) => document.getElementById(id);
 let sample = page.samples[0];
-let identityScale = "identity";
-
-function element(tag, text, attributes = {}) {
-  const made = document.createElement(tag);
-  if (text !== null) made.textContent = text;
-  for (const [name, value] of Object.entries(attributes)) made.setAttribute(name, value);
-  return made;
-}
+const scales = {};  // "quality" for the figures that have it by their id; per cent for the others.
 
 const sum = (list) => list.reduce((total, value) => total + value, 0);
-const perCent = (ratio, digits = 2) => (ratio === null ? "\u2013" : `${fixed(100 * ratio, digits)} %`);
-const share = (part, all) => (all > 0 ? perCent(part / all, 1) : "\u2013");
-
 // Few reads in narrow bins would be a comb.
-const mostBins = () => Math.min(Math.max(2 * Math.sqrt(sample.totals.aligned), 10), 40);
+const mostBins = ({totals}) => Math.min(Math.max(2 * Math.sqrt(totals.aligned), 10), 40);
 
 // The value below which this share of the counts lies.
 function quantile(counts, ratio) {
@@ -29,7 +19,7 @@ function quantile(counts, ratio) {
 function caption(id, text, header, rows) {
   const figure = byId(id);
   figure.querySelector("figcaption").textContent = text;
-  figure.querySelector("canvas").setAttribute("aria-label", `${figure.querySelector("h2").textContent}. ${text}`);
+  figure.querySelector("canvas").setAttribute("aria-label", `${figure.querySelector("h3").textContent}. ${text}`);
   figure.querySelector("details")?.remove();
   const details = element("details", null);
   details.append(element("summary", "Figures as a table"));
@@ -42,39 +32,20 @@ function caption(id, text, header, rows) {
   figure.append(details);
 }
 
-function table(header, rows) {
-  const made = element("table", null);
-  const head = element("tr", null);
-  header.forEach((name) => head.append(element("th", name, {scope: "col"})));
-  made.append(element("thead", null));
-  made.tHead.append(head);
-  made.append(tableBody(rows));
-  return made;
-}
-
-function tableBody(rows) {
-  const body = element("tbody", null);
-  for (const row of rows) {
-    const line = element("tr", null);
-    row.forEach((cell) => line.append(element("td", cell)));
-    body.append(line);
-  }
-  return body;
-}
-
 function showTotals() {
   const t = sample.totals;
+  const length = (value) => (t.aligned_bases > 0 ? bases(value) : none);
   const cards = [
     ["Reads", whole(t.reads), "rows of the summary"],
-    ["Aligned", share(t.aligned, t.reads), `${whole(t.aligned)} reads`, "main"],
-    ["Unmapped", share(t.unmapped, t.reads), `${whole(t.unmapped)} reads: no hit at all`, "third"],
-    ["Rejected", share(t.rejected, t.reads), `${whole(t.rejected)} reads: too little covered`, "other"],
-    ["Aligned bases", bases(t.aligned_bases), `${whole(t.aligned_bases)}, base to base`],
-    ["N50", bases(t.n50), "half of the aligned bases are in parts as long or longer"],
-    ["Median length", bases(t.median_length), "of the aligned parts"],
-    ["Longest", bases(t.longest), "aligned part"],
-    ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} of all bases; gaps left out`],
+    ["Aligned", share(t.aligned, t.reads), counted(t.aligned, "read"), "main"],
+    ["Unmapped", share(t.unmapped, t.reads), `${counted(t.unmapped, "read")}: no hit at all`, "third"],
+    ["Rejected", share(t.rejected, t.reads), `${counted(t.rejected, "read")}: too little covered`, "other"],
+    ["Aligned bases", length(t.aligned_bases), `${whole(t.aligned_bases)}, base to base`],
+    ["N50", length(t.n50), "half of the aligned bases are in parts as long or longer"],
+    ["Median length", length(t.median_length), "of the aligned parts"],
+    ["Longest", length(t.longest), "aligned part"],
     ["Accuracy", perCent(t.median_accuracy), `median of reads; ${perCent(t.accuracy)} of all bases; gaps counted`],
+    ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} of all bases; gaps left out`],
   ];
   if (t.mean_depth !== null) cards.push(["Mean depth", `${fixed(t.mean_depth, t.mean_depth < 10 ? 2 : 1)} \u00d7`, "aligned bases per reference base"]);
   byId("totals").replaceChildren(...cards.map(([name, value, note, fill]) => {
@@ -95,45 +66,63 @@ function showTotals() {
     bar.style.background = `var(--${fill})`;
     return bar;
   }));
-  byId("verdict").textContent = t.aligned === 0
-    ? `None of ${whole(t.reads)} reads is aligned.`
-    : `${whole(t.aligned)} of ${whole(t.reads)} reads (${share(t.aligned, t.reads)}) are aligned. In half of them at least ` +
-      `${perCent(t.median_identity, 1)} of the aligned bases are correct, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
+  byId("verdict").textContent = t.median_identity === null
+    ? `${whole(t.aligned)} of ${counted(t.reads, "read")} ${t.reads === 1 ? "is" : "are"} aligned.`
+    : `${whole(t.aligned)} of ${counted(t.reads, "read")} (${share(t.aligned, t.reads)}) ${t.reads === 1 ? "is" : "are"} aligned. Half of the aligned ones have an ` +
+      `accuracy of at least ${perCent(t.median_accuracy, 1)}, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
 }
 
-// Bins of `step` from a histogram {first, counts}, `merge` of them made one; what lies below `low` goes to the first bar.
-function merged({first, counts}, merge, low, step) {
+// Bins of `step` from a histogram {first, counts}, `merge` of them made one, from `low` to `end`, a bin in front of which
+// it ends; what lies below `low` goes to the first bar.
+function merged({first, counts}, merge, low, step, end = first + counts.length) {
   const bars = [];
   const start = Math.floor(low / merge);
-  const end = Math.floor((first + counts.length - 1) / merge);
-  for (let bin = start; bin <= end; ++bin) bars.push({from: bin * merge * step, to: (bin + 1) * merge * step, count: 0});
+  for (let bin = start; bin * merge < end; ++bin) bars.push({from: bin * merge * step, to: (bin + 1) * merge * step, count: 0});
   counts.forEach((count, i) => { bars[Math.max(Math.floor((first + i) / merge) - start, 0)].count += count; });
   return bars;
 }
 
-function showIdentity() {
-  const isQuality = identityScale === "quality";
-  const data = sample[identityScale];
+const ratios = {
+  accuracy: {
+    perCent: "accuracy, % of the aligned, inserted and deleted bases", quality: "quality: \u221210 log\u2081\u2080(1 \u2212 accuracy)",
+    caption: "Reads by accuracy: correct bases among those aligned, inserted and deleted. BLAST and many other programs call this identity.",
+    qualityCaption: "Q10 is 90 %, Q20 is 99 % accurate.",
+  },
+  identity: {
+    perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
+    caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls identity.",
+    qualityCaption: "It tells of wrong bases alone: the quality of whole reads, whose gaps count, is that of their accuracy.",
+  },
+};
+
+// How the histograms of a ratio, an accuracy or identity, of these samples are shown: in common bars, and as text.
+function ratioView(id, ratio, samples) {
+  const isQuality = scales[id] === "quality";
+  const {perCent: perCentTitle, quality: qualityTitle, caption: first, qualityCaption} = ratios[ratio];
+  const data = samples.map((one) => one[isQuality ? `${ratio}_quality` : ratio]);
   const step = isQuality ? 0.5 : 0.1;
-  const low = data.first + Math.max(quantile(data.counts, 0.003), 0);
-  const span = data.first + data.counts.length - low;
-  const merge = (isQuality ? [1, 2, 4] : [1, 2, 5, 10, 20, 50]).find((width) => span / width <= 1.5 * mostBins()) || (isQuality ? 8 : 100);
-  const bars = merged(data, merge, low, step);
-  while (bars.length < 8) bars.unshift({from: bars[0] ? bars[0].from - merge * step : 0, to: bars[0] ? bars[0].from : merge * step, count: 0});
-  const median = sample.totals.median_identity;
-  const place = isQuality ? -10 * Math.log10(Math.max(1 - median, 1e-6)) : 100 * median;
-  const text = (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`);
-  const x = {type: "linear", offset: false, min: bars[0].from, max: bars[bars.length - 1].to, grid: {display: false},
-             title: title(isQuality ? "quality: \u221210 log\u2081\u2080(1 \u2212 identity)" : "identity, % of the aligned bases"),
-             ticks: {callback: (value) => (isQuality ? `Q${value}` : `${Number(value.toFixed(1))}`)}};
-  histogram("identity", bars, x, {
-    yTitle: "reads", markers: median === null ? [] : [{x: place, label: `median ${text(place)}`}],
-    label: (bar) => `${text(bar.from)} to ${text(bar.to)}`,
-  });
-  const below = sum(data.counts.slice(0, low - data.first));
-  caption("identity", "Reads by identity: correct bases among those aligned to a base, gaps left out." +
-    (below > 0 ? ` The first bar holds all reads below it, too.` : "") + (isQuality ? " Q10 is 90 %, Q20 is 99 % correct; Q50 and more are in the last bar." : ""),
-    ["from", "to", "reads"], () => bars.map(({from, to, count}) => [text(from), text(to), whole(count)]));
+  const low = Math.min(...data.map(({first: start, counts}) => start + Math.max(quantile(counts, 0.003), 0)));
+  const end = Math.max(...data.map(({first: start, counts}) => start + counts.length));
+  const most = 1.5 * Math.max(...samples.map(mostBins));
+  const merge = (isQuality ? [1, 2, 4] : [1, 2, 5, 10, 20, 50]).find((width) => (end - low) / width <= most) || (isQuality ? 8 : 100);
+  const bars = data.map((histogram) => merged(histogram, merge, low, step, end));
+  const below = data.some(({first: start}) => start < Math.floor(low / merge) * merge);
+  return {
+    bars,
+    place: (value) => (isQuality ? quality(value) : 100 * value),
+    text: (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`),
+    x: {type: "linear", offset: false, min: bars[0][0].from, max: bars[0][bars[0].length - 1].to, grid: {display: false},
+        title: title(isQuality ? qualityTitle : perCentTitle), ticks: {callback: (value) => `${isQuality ? "Q" : ""}${Number(value.toFixed(1))}`}},
+    caption: first + (isQuality ? ` ${qualityCaption} Q50 and more are in the last bar.` : "") + (below ? " The first bar holds all reads below it, too." : ""),
+  };
+}
+
+function showRatio(ratio) {
+  const {bars: [bars], place, text, x, caption: about} = ratioView(ratio, ratio, [sample]);
+  const median = place(sample.totals[`median_${ratio}`]);
+  const label = (bar) => `${text(bar.from)} to ${text(bar.to)}`;
+  histogram(ratio, bars, x, {yTitle: "reads", markers: [{x: median, label: `median ${text(median)}`}], label});
+  caption(ratio, about, ["from", "to", "reads"], () => bars.map(({from, to, count}) => [text(from), text(to), whole(count)]));
 }
 
 const lengthAt = (logarithm) => bases(Math.ceil(10 ** logarithm - 1e-6));
@@ -180,7 +169,7 @@ function showIdentityByLength() {
   const columns = countsAlong(cells, 0);
   const rows = countsAlong(cells, 1);
   const lowest = Math.max(quantile(rows, 0.005), 0);
-  const merge = [1, 2, 4, 8].find((width) => (rows.length - lowest) / width <= mostBins()) || 16;
+  const merge = [1, 2, 4, 8].find((width) => (rows.length - lowest) / width <= mostBins(sample)) || 16;
   const from = Math.floor(lowest / merge) * merge;
   const shown = cellsOf(cells, (column, row) => {
     const low = Math.floor(Math.max(row, from) / merge) * merge;
@@ -200,7 +189,7 @@ function showIndels() {
   const {width, cells} = sample.indels;
   const end = (direction) => Math.max(quantile(countsAlong(cells, direction), 0.99) + 1, 1);
   const [columns, rows] = [end(0), end(1)];
-  const merge = [1, 2, 5, 10, 20, 50].find((step) => Math.max(columns, rows) / step <= mostBins()) || 100;
+  const merge = [1, 2, 5, 10, 20, 50].find((step) => Math.max(columns, rows) / step <= mostBins(sample)) || 100;
   const last = [Math.max(Math.ceil(columns / merge), 6) - 1, Math.max(Math.ceil(rows / merge), 6) - 1];
   const bin = (index, direction) => {
     const place = Math.min(Math.floor(index / merge), last[direction]);
@@ -222,11 +211,13 @@ function showReadsPerReference() {
   const {rows, count, other_forward: forward, other_reverse: reverse} = sample.references;
   const bars = rows.slice(0, top).filter((row) => row[2] + row[3] > 0).map(([name, , plus, minus]) => ({name, forward: plus, reverse: minus}));
   const rest = rows.slice(bars.length);
-  if (count > bars.length && sum(rest.map((row) => row[2] + row[3])) + forward + reverse > 0) {
-    bars.push({name: `${whole(count - bars.length)} others`, forward: forward + sum(rest.map((row) => row[2])), reverse: reverse + sum(rest.map((row) => row[3]))});
-  }
+  const others = forward + reverse + sum(rest.map((row) => row[2] + row[3]));
+  // Not a bar: of many sequences it would dwarf all others.
+  const note = others === 0 ? "" : ` The other ${counted(count - bars.length, "sequence")} ${count - bars.length === 1 ? "has" : "have"} ` +
+    `${counted(others, "read")} (${share(others, sample.totals.aligned)}).`;
   stackedBars("reads-per-reference", bars, "aligned reads");
-  caption("reads-per-reference", `The ${top} reference sequences with most reads, and the rest together. A read counts for the strand its alignment is on.`,
+  caption("reads-per-reference", (bars.length < top ? "" : `The ${top} reference sequences with most reads. `) +
+    `A read counts for the strand its alignment is on.${note}`,
     ["sequence", "forward", "reverse"], () => bars.map((bar) => [bar.name, whole(bar.forward), whole(bar.reverse)]));
 }
 
@@ -247,7 +238,7 @@ function showDepth() {
 
 const referenceColumns = [
   ["Sequence", (row) => row[0], (value) => value],
-  ["Length", (row) => row[1], whole],
+  ["Length, bases", (row) => row[1], whole],
   ["Reads", (row) => row[2] + row[3], whole],
   ["Forward", (row) => row[2], whole],
   ["Reverse", (row) => row[3], whole],
@@ -257,37 +248,12 @@ const referenceColumns = [
   ["Mean depth", (row) => row[7], (value) => fixed(value, 2)],
 ];
 
-function sortReferences(column, descending) {
-  const value = referenceColumns[column][1];
-  const compare = (a, b) => (typeof a === "string" ? a.localeCompare(b, "en", {numeric: true}) : a - b);
-  const rows = [...sample.references.rows].sort((a, b) => {
-    const [left, right] = [value(a), value(b)];
-    if (left === null || right === null) return (left === null) - (right === null);  // Unknown ones last.
-    return descending ? compare(right, left) : compare(left, right);
-  });
-  const made = byId("references");
-  made.tBodies[0].replaceWith(tableBody(rows.map((row) => referenceColumns.map(([, get, format]) => (get(row) === null ? "\u2013" : format(get(row)))))));
-  [...made.tHead.rows[0].cells].forEach((cell, i) => cell.setAttribute("aria-sort", i !== column ? "none" : descending ? "descending" : "ascending"));
-}
-
 function showReferences() {
   const {rows, count} = sample.references;
   byId("references-note").textContent = count > rows.length
     ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with most reads. Identity and accuracy are those of all bases.`
     : "Identity and accuracy are those of all bases.";
-  const made = byId("references");
-  made.replaceChildren(element("thead", null), element("tbody", null));
-  const head = element("tr", null);
-  referenceColumns.forEach(([name], column) => {
-    const cell = element("th", null, {scope: "col"});
-    const button = element("button", name, {type: "button"});
-    // Numbers begin with the largest, names with the first.
-    button.addEventListener("click", () => sortReferences(column, cell.getAttribute("aria-sort") === "none" ? column > 0 : cell.getAttribute("aria-sort") === "ascending"));
-    cell.append(button);
-    head.append(cell);
-  });
-  made.tHead.append(head);
-  sortReferences(2, true);
+  fillSortable(byId("references"), referenceColumns, rows, 2);
 }
 
 // What went wrong in each of the samples, whichever of them is shown below.
@@ -313,20 +279,12 @@ function showRun() {
   byId("run").replaceChildren(...sample.run.flatMap(([name, value]) => [element("dt", name), element("dd", value)]));
 }
 
-function showSamples() {
-  byId("samples-section").hidden = byId("sample-choice").hidden = page.samples.length < 2;
-  const columns = ["Sample", "Reads", "Aligned", "Unmapped", "Rejected", "Aligned bases", "N50", "Median length", "Median identity", "Median accuracy", "Mean depth"];
-  byId("samples").replaceWith(Object.assign(table(columns, page.samples.map(({name, totals: t}) =>
-    [name, whole(t.reads), share(t.aligned, t.reads), share(t.unmapped, t.reads), share(t.rejected, t.reads), bases(t.aligned_bases), bases(t.n50),
-     bases(t.median_length), perCent(t.median_identity), perCent(t.median_accuracy), t.mean_depth === null ? "\u2013" : fixed(t.mean_depth, 2)])), {id: "samples"}));
-  byId("sample").replaceChildren(...page.samples.map(({name}, i) => element("option", name, {value: i})));
-}
-
 function showCharts() {
-  const hasReads = sample.totals.aligned > 0;
-  for (const id of ["identity", "lengths", "identity-by-length", "indels", "reads-per-reference"]) byId(id).hidden = !hasReads;
+  const hasReads = sample.totals.median_identity !== null;
+  for (const id of ["accuracy", "identity", "lengths", "identity-by-length", "indels", "reads-per-reference"]) byId(id).hidden = !hasReads;
   if (hasReads) {
-    showIdentity();
+    showRatio("accuracy");
+    showRatio("identity");
     showLengths();
     showIdentityByLength();
     showIndels();
@@ -337,26 +295,11 @@ function showCharts() {
 
 function showSample() {
   const date = sample.run.find(([name]) => name === "started");
-  byId("about").textContent = `${sample.name}${date ? `, aligned ${date[1]}` : ""}`;
+  byId("sample-name").textContent = sample.name;
+  byId("about").textContent = date ? `Aligned ${date[1]}` : "";
   byId("sequence").replaceChildren(...sample.depths.map(({name, length}, i) => element("option", `${name} (${bases(length)})`, {value: i})));
   showTotals();
   showReferences();
   showRun();
   showCharts();
 }
-
-byId("title").textContent = page.title;
-byId("maker").textContent = `Made by tavik_report ${page.version}. Charts by Chart.js (MIT licence, in this file).`;
-showFindings();
-showSamples();
-byId("sample").addEventListener("change", (event) => { sample = page.samples[event.target.value]; showSample(); });
-byId("sequence").addEventListener("change", showDepth);
-for (const button of document.querySelectorAll("#identity button")) {
-  button.addEventListener("click", () => {
-    identityScale = button.dataset.scale;
-    for (const other of document.querySelectorAll("#identity button")) other.setAttribute("aria-pressed", String(other === button));
-    showIdentity();
-  });
-}
-let isStarted = false;
-followPaper(() => (isStarted ? showCharts() : (isStarted = true, showSample())));

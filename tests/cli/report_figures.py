@@ -40,14 +40,15 @@ def figures(summary):
     hits = [row for row in rows if row["genome"] != "*"]
     aligned, correct, insertions, deletions = (
         [row[f"num_{name}"] for row in hits] for name in ("aligned", "correct", "insertions", "deletions"))
+    columns = [a + i + d for a, i, d in zip(aligned, insertions, deletions)]
     identity = [c / a for c, a in zip(correct, aligned)]
-    accuracy = [c / (a + i + d) for c, a, i, d in zip(correct, aligned, insertions, deletions)]
+    accuracy = [c / a for c, a in zip(correct, columns)]
     totals = {
         "reads": len(rows), "aligned": len(hits),
         "unmapped": sum(row["genome_start"] == -1 for row in rows), "rejected": sum(row["genome_start"] == 0 for row in rows),
         "aligned_bases": sum(aligned), "correct_bases": sum(correct), "insertions": sum(insertions), "deletions": sum(deletions),
         "n50": n50(aligned), "median_length": statistics.median(aligned), "longest": max(aligned),
-        "identity": sum(correct) / sum(aligned), "accuracy": sum(correct) / (sum(aligned) + sum(insertions) + sum(deletions)),
+        "identity": sum(correct) / sum(aligned), "accuracy": sum(correct) / sum(columns),
         "median_identity": statistics.median(identity), "median_accuracy": statistics.median(accuracy),
         "mean_depth": sum(row["num_aligned"] for row in hits if strand_of(row["genome"], references)[0] in references)
                       / sum(references.values()) if references else None,
@@ -63,7 +64,9 @@ def figures(summary):
     return {
         "totals": totals,
         "identity": Counter(min(c * 1000 // a, 999) for c, a in zip(correct, aligned)),
-        "quality": Counter(quality_bin(c, a) for c, a in zip(correct, aligned)),
+        "identity_quality": Counter(quality_bin(c, a) for c, a in zip(correct, aligned)),
+        "accuracy": Counter(min(c * 1000 // a, 999) for c, a in zip(correct, columns)),
+        "accuracy_quality": Counter(quality_bin(c, a) for c, a in zip(correct, columns)),
         "lengths": Counter(length_bin(a, 20) for a in aligned),
         "identity_by_length": Counter((length_bin(a, 10), min(c * 200 // a, 199)) for c, a in zip(correct, aligned)),
         "indels": Counter((min(i * 1000 // a, 399), min(d * 1000 // a, 399)) for a, i, d in zip(aligned, insertions, deletions)),
@@ -120,7 +123,7 @@ def differences(shown, expected):
         if name in ("n50", "median_length") and value >= 1 << 16:  # Longer ones are not counted each by itself.
             tolerances[name] = value / (1 << 15)
         compare(name, shown["totals"][name], value, tolerances.get(name, 1e-6))
-    for name in ("identity", "quality", "lengths"):
+    for name in ("accuracy", "accuracy_quality", "identity", "identity_quality", "lengths"):
         counts = {shown[name]["first"] + i: count for i, count in enumerate(shown[name]["counts"]) if count}
         if counts != expected[name]:
             found.append(f"{name}: {counts}, expected {expected[name]}")

@@ -32,7 +32,7 @@ class Options(ReportTest):
     def test_report_goes_beside_the_first_summary_or_elsewhere(self):
         out = self.write_run("out", [row(b"c")], {b"c": 1000})
         other = self.write_run("other", [row(b"c")] * 3, {b"c": 1000})
-        shown = "out: 1 reads, 1 aligned (100.0 %), 100 aligned bases, N50 100, median identity 90.0 %\n"
+        shown = "out: 1 read, 1 aligned (100.0 %), 100 aligned bases, N50 100, median identity 90.0 %\n"
         self.assertEqual(self.run_report("out").stdout, shown + "".join(f"out/{name}\n" for name in FILES))
         self.assertEqual(self.run_report(out, other / "alignment_summary.txt", "-z", "-o", "new/deep", "--title", "T").stdout, "")
         data = self.data("new/deep")
