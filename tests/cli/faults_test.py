@@ -88,7 +88,9 @@ class Faults(AlignerTest):
 
     def test_a_folder_that_cannot_be_listed_ends_the_run_and_is_named(self):
         self.write("in/sub/deep/a.fastq", "")
-        (self.folder / "in/sub/deep").chmod(0)
+        deep = self.folder / "in/sub/deep"
+        deep.chmod(0)
+        self.addCleanup(deep.chmod, 0o700)  # Whoever is not root could not remove it.
         _, reference = self.bring(SAMPLE, REFERENCE)
         for args, start in ((["in/sub/deep"], "boost::filesystem::directory_iterator::construct"),
                             (["in", "-r"], "Could not list a folder")):

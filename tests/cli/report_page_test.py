@@ -46,7 +46,7 @@ class Page(ReportTest):
         for flag in (*FLAGS, f"--user-data-dir={cls.profile}"):
             options.add_argument(flag)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver", env={**os.environ, "HOME": cls.profile}), options=options)
         cls.addClassCleanup(cls.browser.quit)
 
     def open(self, folder):

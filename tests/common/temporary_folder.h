@@ -34,6 +34,11 @@ private:
     std::string path;
 };
 
+/// A path as one word of a shell's command. The path holds no quote itself.
+inline std::string Quoted(const std::string& path) {
+    return "'" + path + "'";
+}
+
 /// How many descriptors this process has open, the one that counts them among them.
 inline std::ptrdiff_t OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());

@@ -3,6 +3,7 @@
 without it, that is the release build. Each class is one test of ctest."""
 
 import gzip
+import json
 import os
 import re
 import shutil
@@ -13,6 +14,7 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("TAVIK_BUILD", SOURCE / "build" / "release"))
+os.environ["LC_ALL"] = "C.UTF-8"  # What programs say is compared, and a language that is not installed is warned about.
 PRIVATE_LIBRARY = "lib/tavik_aligner/libqel_minimap2.so"
 
 
@@ -145,7 +147,7 @@ class Scripts(InstallationTest):
         script = shutil.copy(SOURCE / "scripts/install-dependencies", self.folder)
         self.stub("bin/dpkg-query", "exit 1")
         self.stub("bin/apt-get", 'echo "apt-get $*"')
-        for tool in ("bash", "env", "grep"):
+        for tool in ("bash", "env", "grep", "sed", "uniq"):
             (self.folder / "bin" / tool).symlink_to(shutil.which(tool))
         environment = {"PATH": str(self.folder / "bin")}
         as_other = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
@@ -154,11 +156,62 @@ class Scripts(InstallationTest):
         command = hint.splitlines()[-1]
         status, asked, errors = run("bash", "-c", command, env=environment)
         self.assertEqual((status, errors), (0, ""))
-        packages = re.findall(r"^(?:build|test +|check) +(\S+)", Path(script).read_text(), re.MULTILINE)
+        packages = re.findall(r"^(?:build|test(?::\w+)?|check) +(\S+) +\w", Path(script).read_text(), re.MULTILINE)
         self.assertEqual(asked, "apt-get update -q\n"
                          f"apt-get install -q -y --no-install-recommends {' '.join(packages)}\n")
         if os.geteuid() == 0:
             self.assertEqual(run(script, env=environment)[1].split("\n", 1)[1], asked)
+
+        environment["TAVIK_TESTS_WITHOUT"] = "chromium snakemake"
+        fewer = [package for package in packages if package not in ("chromium", "chromium-driver", "python3-selenium", "snakemake")]
+        self.assertEqual(len(fewer), len(packages) - 4)
+        _, _, hint = run(script, env=environment, cwd="/", **as_other)
+        self.assertEqual(hint.splitlines()[-1].split("--no-install-recommends ")[1].split(), fewer)
+        environment["TAVIK_TESTS_WITHOUT"] = "multiqc chrome"
+        self.assertEqual(run(script, env=environment), (2, "", "install-dependencies: TAVIK_TESTS_WITHOUT names 'chrome'; it can "
+                                                        "leave out chromium multiqc snakemake and nothing else.\n"))
+
+    def test_tests_are_skipped_where_their_program_is_left_out_and_only_there(self):
+        tests = json.loads(run("ctest", "--test-dir", BUILD, "--show-only=json-v1")[1])["tests"]
+        skipped = {}
+        for test in tests:
+            properties = {item["name"]: item["value"] for item in test["properties"]}
+            if properties.get("SKIP_RETURN_CODE") == 77 and Path(test["command"][0]).name == "run-unless-left-out":
+                skipped[test["name"]] = test["command"][:2]
+        self.assertEqual({word for _, word in skipped.values()}, {"chromium", "multiqc", "snakemake"})
+        for script, word in skipped.values():
+            for others, status, said in (("", 3, ""), ("multi snake", 3, ""), ("multiqc snakemake chromium", 77, "Skipped: it "
+                                         f"needs {word}, which TAVIK_TESTS_WITHOUT leaves out.\n")):
+                environment = {**os.environ, "TAVIK_TESTS_WITHOUT": others}
+                self.assertEqual(run(script, word, "sh", "-c", "exit 3", env=environment), (status, said, ""))
+
+    def test_example_prints_what_readme_shows(self):
+        (self.folder / "scripts").mkdir()
+        script = shutil.copy(SOURCE / "scripts/run-example", self.folder / "scripts")
+        self.stub("scripts/install-dependencies", "")
+        self.stub("scripts/build", "")
+        (self.folder / "build").mkdir()
+        (self.folder / "build/release").symlink_to(BUILD)
+        (self.folder / "examples").symlink_to(SOURCE / "examples")
+        output = self.folder / "build/example-output"
+        (block,) = re.findall(r"^```\n(Building the program.*?)^```$", (SOURCE / "README.md").read_text(), re.DOTALL | re.MULTILINE)
+        status, printed, errors = run(script)
+        self.assertEqual((status, errors), (0, ""))
+
+        # Which reads are finished first is up to the threads: shown ones need only be among those that there are.
+        summary = [line.split("\t") for line in (output / "alignment_summary.txt").read_text().splitlines()]
+        rows = {(name[:8], *map(str, cells)) for name, *cells in summary[1:]}
+        records = [line.split("\t")[:6] for line in (output / "sample_1.sam").read_text().splitlines()]
+        rows |= {tuple(cell if len(cell) <= 30 else f"{cell[:27]}..." for cell in record) for record in records}
+
+        def lines(text):
+            text = re.sub(r"(?s)\nbuild/example-output/sample_2.sam.*?(?=\nbuild/example-output/alignment_s)",
+                          "\n[two more files like it]\n", text)
+            text = re.sub(r"\n\[\.\.\. on a terminal.*", "", text).replace(f"file://{self.folder}", "file:///home/me/tavik")
+            text = re.sub(r"\d{4}-\d\d-\d\d [\d:.]+|(?<=Built in )\d+|(?<=Done in )\d+", "#", text)
+            return ["a row" if tuple(line.split()) in rows else re.sub("  +", "  ", line) for line in text.split("\n")]
+
+        self.assertEqual(lines(printed), lines(block))
 
     def test_example_tells_of_the_build_and_of_its_failure(self):
         (self.folder / "scripts").mkdir()

@@ -53,7 +53,7 @@ protected:
     }
     // What a command prints.
     std::string Shell(const std::string& command) const {
-        EXPECT_EQ(std::system((command + " > " + folder.Path("printed")).c_str()), 0) << command;
+        EXPECT_EQ(std::system((command + " > " + Tests::Quoted(folder.Path("printed"))).c_str()), 0) << command;
         return Tests::ReadAll(folder.Path("printed"));
     }
 
@@ -96,7 +96,7 @@ TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessTheLibrarysAreAskedFor) {
 }
 
 TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
-    const std::string library = QEL_MINIMAP2_LIBRARY;
+    const std::string library = Tests::Quoted(QEL_MINIMAP2_LIBRARY);
     EXPECT_EQ(
         Tests::LinesOf(Shell("nm -D --defined-only --format=posix " + library + " | cut -d' ' -f1 | LC_ALL=C sort")),
         (Tests::Lines{"qelmm_align", "qelmm_cache_idx_occ_thres", "qelmm_load_index", "qelmm_minimap2_version",

@@ -27,9 +27,9 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
         // An "aligner" that fails on its first runs and then prints its arguments and the read.
         const Tests::TemporaryFolder folder;
         const auto log_file = folder.Path("runs");
-        const auto aligner =
-            folder.Write("my aligner", "echo run >> " + log_file + "\ntest $(wc -l < " + log_file + ") -gt " +
-                                           std::to_string(failures) + " || exit 7\necho \"$#:$1\"\ncat \"$2\"\n");
+        const auto aligner = folder.Write(
+            "my aligner", "echo run >> " + Tests::Quoted(log_file) + "\ntest $(wc -l < " + Tests::Quoted(log_file) +
+                              ") -gt " + std::to_string(failures) + " || exit 7\necho \"$#:$1\"\ncat \"$2\"\n");
         const Tests::CapturedLog log;
         ExtAlignProcessCaller caller("/a b", aligner, "sh {executable} {reference} {strand}");
         std::string output;

@@ -23,7 +23,8 @@ HEADER = "read_id\tgenome\n"
 class WorkflowTest(AlignerTest):
     def call(self, *args, **environment):
         """Status and standard output; standard error in `self.stderr`."""
-        done = subprocess.run(list(map(str, args)), cwd=self.folder, env={**os.environ, **environment}, text=True,
+        done = subprocess.run(list(map(str, args)), cwd=self.folder, text=True,
+                              env={**os.environ, "TMPDIR": str(self.folder), **environment},  # Snakemake leaves files.
                               capture_output=True, timeout=60)
         self.stderr = done.stderr
         return done.returncode, done.stdout

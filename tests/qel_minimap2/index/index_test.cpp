@@ -39,13 +39,13 @@ protected:
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
     // The path of a new index of `fasta`.
     std::string BuildIndex(const std::string& options, const std::string& fasta, const std::string& name) const {
-        const auto command =
-            "minimap2 -x map-ont " + options + " -d " + folder.Path(name) + " " + fasta + " 2>/dev/null";
+        const auto command = "minimap2 -x map-ont " + options + " -d " + Tests::Quoted(folder.Path(name)) + " " +
+                             Tests::Quoted(fasta) + " 2>/dev/null";
         EXPECT_EQ(std::system(command.c_str()), 0) << command;
         return folder.Path(name);
     }
     std::string Gzip(const std::string& path) const {
-        EXPECT_EQ(std::system(("gzip -kf " + path).c_str()), 0);
+        EXPECT_EQ(std::system(("gzip -kf " + Tests::Quoted(path)).c_str()), 0);
         return Tests::ReadAll(path + ".gz");
     }
 
