@@ -1,25 +1,21 @@
 #include "reports/report.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <memory>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
-
-#include <unistd.h>
-#include <boost/timer/progress_display.hpp>
 
 #include "common/summary_columns.h"
 #include "reports/findings.h"
 #include "reports/multiqc_content.h"
+#include "reports/output_files.h"
 #include "reports/page.h"
 #include "reports/page_data.h"
+#include "reports/progress.h"
 #include "reports/sample.h"
 #include "reports/shown_text.h"
 
@@ -32,40 +28,6 @@ namespace {
 constexpr char kPageFile[] = "alignment_report.html";
 constexpr char kGeneralStatisticsFile[] = "alignment_report_mqc.json";
 constexpr char kReadsPlotFile[] = "alignment_report_reads_mqc.json";
-
-// How much of all summaries is read, on standard error where that is a terminal.
-class Progress {
-public:
-    Progress(const std::vector<std::string>& paths, bool quiet) {
-        std::error_code unknown;
-        for (const auto& path : paths) {
-            const auto size = fs::file_size(path, unknown);
-            all += unknown ? 0 : size;
-        }
-        if (!quiet && all > 0 && ::isatty(STDERR_FILENO) == 1) {
-            display = std::make_unique<boost::timer::progress_display>(kSteps, std::cerr, "", "", "");
-        }
-    }
-
-    // So much of the current file is read.
-    void Show(std::uint64_t bytes) {
-        if (display != nullptr) {
-            const auto step = std::min<std::uint64_t>((before + bytes) * kSteps / all, kSteps);
-            *display += static_cast<unsigned long>(step - std::min<std::uint64_t>(step, display->count()));
-        }
-    }
-
-    void EndFile(std::uint64_t size) {
-        Show(size);
-        before += size;
-    }
-
-private:
-    static constexpr unsigned long kSteps = 100;
-    std::uint64_t all = 0;
-    std::uint64_t before = 0;  // Bytes of the files that are done.
-    std::unique_ptr<boost::timer::progress_display> display;
-};
 
 std::string SummaryPath(const std::string& given) {
     std::error_code unknown;
@@ -87,23 +49,6 @@ std::vector<std::string> NameParts(const std::string& path) {
     return parts;
 }
 
-// Written under another name first: an interrupted program leaves no half report.
-void WriteFile(const fs::path& path, std::string_view text) {
-    auto unfinished = path;
-    unfinished += ".part";
-    errno = 0;
-    std::ofstream stream(unfinished, std::ios_base::binary | std::ios_base::trunc);
-    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    stream.close();
-    if (!stream) {
-        const auto reason = std::generic_category().message(errno);
-        std::error_code unknown;
-        fs::remove(unfinished, unknown);
-        throw std::runtime_error(path.string() + ": could not be written: " + reason);
-    }
-    fs::rename(unfinished, path);
-}
-
 std::string PerCent(double ratio) {
     std::ostringstream text;
     text << std::fixed << std::setprecision(1) << 100 * ratio << " %";
@@ -114,7 +59,8 @@ void PrintTotals(const Sample& sample) {
     std::cout << sample.name << ": " << Counted(sample.reads, "read") << ", " << sample.Aligned() << " aligned";
     if (sample.identities.Count() > 0) {
         std::cout << " (" << PerCent(static_cast<double>(sample.Aligned()) / static_cast<double>(sample.reads)) << "), "
-                  << sample.aligned_bases << " aligned bases, N50 " << sample.lengths.N50() << ", median identity "
+                  << Counted(sample.aligned_bases, "aligned base") << ", N50 "
+                  << Counted(static_cast<std::uint64_t>(sample.lengths.N50()), "base") << ", median identity "
                   << PerCent(sample.identities.Median());
     }
     std::cout << '\n';
@@ -135,12 +81,9 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
     std::vector<std::string> messages;  // After the progress display, which they would tear.
     Progress progress(paths, quiet);
     for (std::size_t i = 0; i < paths.size(); ++i) {
-        std::uint64_t file_size = 0;
         try {
-            samples.push_back(CountSample(paths[i], names[i], detail, [&](std::uint64_t done, std::uint64_t size) {
-                file_size = size;
-                progress.Show(done);
-            }));
+            samples.push_back(
+                CountSample(paths[i], names[i], detail, [&](std::uint64_t done) { progress.Show(done); }));
             for (const auto& finding : FindingsOf(samples.back())) {
                 messages.push_back("Warning: " + samples.back().folder + ": " + InOneLine(finding));
             }
@@ -150,8 +93,9 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
         } catch (const std::runtime_error& error) {
             messages.push_back(std::string("Error: ") + error.what());
         }
-        progress.EndFile(file_size);
+        progress.EndFile();
     }
+    progress.End();
     for (const auto& message : messages) {
         std::cerr << message << '\n';
     }
@@ -159,17 +103,18 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
 }
 
 void WriteReport(const std::vector<Sample>& samples, const Options& options, const fs::path& folder) {
-    fs::create_directories(folder);
     const auto title = options.title.empty() ? "Alignment report" : options.title;
-    WriteFile(folder / kPageFile, Page(title, PageData(title, samples)));
-    WriteFile(folder / kGeneralStatisticsFile, MultiqcGeneralStatistics(samples));
-    WriteFile(folder / kReadsPlotFile, MultiqcReadsPlot(samples));
+    OutputFiles files(folder);
+    files.Write(kPageFile, Page(title, PageData(title, samples)));
+    files.Write(kGeneralStatisticsFile, MultiqcGeneralStatistics(samples));
+    files.Write(kReadsPlotFile, MultiqcReadsPlot(samples));
+    const auto paths = files.Publish();
     if (!options.quiet) {
         for (const auto& sample : samples) {
             PrintTotals(sample);
         }
-        for (const auto* const file : {kPageFile, kGeneralStatisticsFile, kReadsPlotFile}) {
-            std::cout << (folder / file).string() << '\n';
+        for (const auto& path : paths) {
+            std::cout << path.string() << '\n';
         }
     }
 }
@@ -202,6 +147,8 @@ std::vector<std::string> SampleNames(const std::vector<std::string>& paths) {
 }
 
 int MakeReport(const Options& options) {
+    // A file that may not grow further is an error like a full disk, not the program's end.
+    std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> paths;
     for (const auto& given : options.summaries) {
         paths.push_back(SummaryPath(given));
@@ -217,7 +164,7 @@ int MakeReport(const Options& options) {
         std::cerr << "Error: " << error.what() << '\n';
         return 1;
     }
-    return samples.size() == paths.size() ? 0 : 1;
+    return FlushStandardOutput() && samples.size() == paths.size() ? 0 : 1;
 }
 
 }  // namespace Reports

@@ -8,6 +8,7 @@
 #include <boost/program_options/variables_map.hpp>
 
 #include "common/version.h"
+#include "reports/output_files.h"
 
 namespace Reports {
 
@@ -50,14 +51,14 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     }
     if (values.count("version") > 0) {
         std::cout << argv[0] << ", part of Tavik basecalling suite, by the Tavik developers. Version "
-                  << Common::kVersion << std::endl;
+                  << Common::kVersion << '\n';
     }
     if (values.count("help") > 0 || argc <= 1) {
-        std::cout << kUsage << visible << std::endl;
-        return 0;
+        std::cout << kUsage << visible << '\n';
+        return FlushStandardOutput() ? 0 : 1;
     }
     if (values.count("version") > 0) {
-        return 0;
+        return FlushStandardOutput() ? 0 : 1;
     }
     if (options.summaries.empty()) {
         std::cerr << "no summary is given\n";

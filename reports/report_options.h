@@ -15,7 +15,7 @@ struct Options {
 };
 
 /// The options, or the exit status where there is nothing to do: 0 after help or version, which go to standard
-/// output, 255 after wrong options, which are told on standard error.
+/// output (1 if they cannot), 255 after wrong options, which are told on standard error.
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace Reports

@@ -10,6 +10,7 @@
 
 #include "common/summary_columns.h"
 #include "reports/run_folders.h"
+#include "reports/shown_text.h"
 
 namespace Reports {
 
@@ -110,8 +111,9 @@ ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::s
     const auto contradictory =
         std::count_if(lengths.begin(), lengths.end(), [](const auto& one) { return one.second == 0; });
     if (contradictory > 0) {
-        warnings.push_back(folder + ": the SAM files give " + std::to_string(contradictory) +
-                           " reference sequences different lengths; their depth is left out");
+        warnings.push_back(folder + ": the SAM files give " +
+                           Counted(static_cast<std::uint64_t>(contradictory), "reference sequence") +
+                           " different lengths; no depth is given there");
     }
     return lengths;
 }

@@ -94,7 +94,7 @@ double Sample::MeanDepth() const {
 }
 
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
-                   const std::function<void(std::uint64_t, std::uint64_t)>& progress) {
+                   const std::function<void(std::uint64_t)>& progress) {
     constexpr std::uint64_t kRowsPerProgress = 1U << 16U;
     SummaryReader reader(path);
     const auto parent = std::filesystem::path(path).parent_path();
@@ -108,24 +108,23 @@ Sample CountSample(const std::string& path, const std::string& name, const Detai
     while (reader.Next(row)) {
         sample.Add(row);
         if (sample.reads % kRowsPerProgress == 0) {
-            progress(reader.BytesRead(), reader.FileSize());
+            progress(reader.BytesRead());
         }
     }
-    progress(reader.FileSize(), reader.FileSize());
     if (reader.HalfLine() > 0) {
         sample.warnings.push_back(path + ": line " + std::to_string(reader.HalfLine()) +
                                   ": half a row, as an interrupted run leaves it; it is not counted");
     }
     if (sample.too_short_references > 0) {
-        sample.warnings.push_back(
-            path + ": alignments reach beyond the end of " + std::to_string(sample.too_short_references) +
-            " reference sequences: the SAM files beside it are another run's; their depth is left out");
+        sample.warnings.push_back(path + ": alignments reach beyond the end of " +
+                                  Counted(sample.too_short_references, "reference sequence") +
+                                  ": the SAM files beside it are another run's; no depth is given there");
     }
     const auto& ambiguous = sample.references.AmbiguousNames();
     if (!ambiguous.empty()) {
-        sample.warnings.push_back(
-            path + ": " + std::to_string(ambiguous.size()) + " names, " + Shown(ambiguous.front()) +
-            " the first, mean a reference sequence or another one's reverse strand; counted as the latter");
+        sample.warnings.push_back(path + ": " + Counted(ambiguous.size(), "name") +
+                                  " of a reference sequence or of another one's reverse strand, " +
+                                  Shown(ambiguous.front()) + " the first: counted as the latter");
     }
     sample.run = ReadRunFacts(folder);
     return sample;

@@ -77,8 +77,8 @@ private:
 };
 
 /// Counts the rows of the summary at `path`, with what lies beside it: SAM files and log file. `progress` is told
-/// how many of how many bytes are read, every now and then. Throws std::runtime_error as SummaryReader does.
+/// how many bytes are read, every now and then. Throws std::runtime_error as SummaryReader does.
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
-                   const std::function<void(std::uint64_t, std::uint64_t)>& progress);
+                   const std::function<void(std::uint64_t)>& progress);
 
 }  // namespace Reports

@@ -146,7 +146,7 @@ bool SummaryReader::Next(SummaryRow& row) {
     }
     Split(line, cells);
     if (cells.size() != kColumns) {
-        Refuse(std::to_string(cells.size()) + " columns in place of " + std::to_string(kColumns));
+        Refuse(Counted(cells.size(), "column") + " in place of " + std::to_string(kColumns));
     }
     row.genome = cells[kGenome];
     row.genome_start = Number(cells[kGenomeStart], kGenomeStart);

@@ -3,6 +3,8 @@
 
 import json
 import os
+import pty
+import resource
 import shutil
 import signal
 import stat
@@ -11,7 +13,7 @@ import unittest
 from pathlib import Path
 
 from aligner_run import PROGRAM, READS, REFERENCE, fastq, read_fastq
-from report_run import HEADER, REPORT, ReportTest, row
+from report_run import FILES, HEADER, REPORT, ReportTest, row
 
 LOG = "read_processor_log-2026-01-02_03-04-05.log"
 NO_LOG = [["log file", "no log file: cannot tell whether the run finished"]]
@@ -124,6 +126,74 @@ class Runs(ReportTest):
         self.assertEqual([line.split(" at ")[0] for line in done], [
             "Warning: out: 1 of 4 runs not finished: chunks/00001: the log file ends",
             "Warning: out: 1 of 4 runs without a log file: chunks/00003"])
+
+
+class Outputs(ReportTest):
+    def setUp(self):
+        super().setUp()
+        self.out = self.write_run("out", [row(b"c")], {b"c": 1000})
+
+    def check_that_others_can_run_it(self):
+        Runs.check_that_others_can_run_it(self)
+
+    def test_progress_on_a_terminal_is_a_full_bar_in_one_line(self):
+        self.write("bad/alignment_summary.txt", HEADER + "r\tc\n" * 100)
+        bar = "0%   10   20   30   40   50   60   70   80   90   100%\n|----|----|----|----|----|----|----|----|----|----|\n" + 51 * "*"
+        reason = "bad/alignment_summary.txt: line 2: 2 columns in place of 13"
+        for args, behind in ((("out",), ""), (("out", "out", "out"), ""), (("out", "bad"), f"Error: {reason}\n")):
+            terminal, end = pty.openpty()
+            self.run_report(*args, status=int(behind != ""), stderr=end)
+            os.close(end)
+            shown = os.read(terminal, 10_000).decode().replace("\r\n", "\n")
+            os.close(terminal)
+            self.assertEqual(shown.lstrip("\n"), f"{bar}\n{behind}")
+
+    def test_each_failed_write_is_told_and_leaves_the_former_report(self):
+        self.run_report("out", "--title", "former")
+        former = {path.name: path.read_bytes() for path in self.out.iterdir()}
+        for name in FILES:
+            # What is written into the device waits in a buffer until it is closed.
+            (self.out / f"{name}.part").symlink_to("/dev/full")
+            done = self.run_report("out", status=1)
+            self.assertEqual((done.stdout, done.stderr), ("", f"Error: out/{name}: could not be written: No space left on device\n"))
+            self.assertEqual({path.name: path.read_bytes() for path in self.out.iterdir()} == former, True)
+        done = self.run_report("out", status=1, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)))
+        self.assertEqual(done.stderr, f"Error: out/{FILES[0]}: could not be written: File too large\n")
+        self.assertEqual({path.name: path.read_bytes() for path in self.out.iterdir()} == former, True)
+
+    def test_folders_that_take_no_report_are_named_with_the_reason(self):
+        self.write("file", "")
+        (self.folder / "taken" / FILES[2]).mkdir(parents=True)
+        for folder, path, reason in (("file", "file: the folder could not be created", "Not a directory"),
+                                     ("file/new", "file/new: the folder could not be created", "Not a directory"),
+                                     ("taken", f"taken/{FILES[2]}: could not be written", "Is a directory")):
+            done = self.run_report("out", "-o", folder, status=1)
+            self.assertEqual((done.stdout, done.stderr), ("", f"Error: {path}: {reason}\n"))
+        self.check_that_others_can_run_it()
+        self.out.chmod(0o555)
+        self.addCleanup(self.out.chmod, 0o755)
+        self.assertEqual(self.run_report("out", status=1, preexec_fn=leave_root).stderr,
+                         f"Error: out/{FILES[0]}: could not be written: Permission denied\n")
+
+    def test_full_file_system_is_told(self):
+        small = self.folder / "small"
+        small.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", small], capture_output=True, check=False)
+        if mounted.returncode != 0:
+            self.skipTest("no file system can be mounted here")
+        self.addCleanup(subprocess.run, ["umount", small], check=True)
+        self.assertEqual(self.run_report("out", "-o", "small", status=1).stderr,
+                         f"Error: small/{FILES[0]}: could not be written: No space left on device\n")
+        self.assertEqual(list(small.iterdir()), [])
+
+    def test_standard_output_that_cannot_be_written_is_an_error(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            for args in (("out",), ("-h",), ("-v",)):
+                self.assertEqual(self.run_report(*args, status=1, stdout=full).stderr,
+                                 "Error: standard output could not be written: No space left on device\n")
+            self.assertEqual(self.run_report("out", "-z", stdout=full).stderr, "")
+        self.assertEqual(self.run_report("out", status=1, preexec_fn=lambda: os.close(1)).stderr,
+                         "Error: standard output could not be written: Bad file descriptor\n")
 
 
 def leave_root():

@@ -8,6 +8,7 @@ from aligner_run import READS, SOURCE, AlignerTest
 from report_figures import page_data
 
 REPORT = os.environ.get("TAVIK_REPORT", str(SOURCE / "build" / "release" / "bin" / "tavik_report"))
+FILES = ("alignment_report.html", "alignment_report_mqc.json", "alignment_report_reads_mqc.json")
 HEADER = ("read_id\talignment_genome\talignment_genome_start\talignment_genome_end\talignment_strand_start\talignment_strand_end\t"
           "alignment_num_insertions\talignment_num_deletions\talignment_num_aligned\talignment_num_correct\talignment_identity\t"
           "alignment_accuracy\talignment_score\n")

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <boost/timer/progress_display.hpp>
+
+namespace Reports {
+
+/// Shows how much of some files is read: on standard error, where that is a terminal and unless `quiet`.
+class Progress {
+public:
+    Progress(const std::vector<std::string>& paths, bool quiet);
+
+    /// So much of the current file is read.
+    void Show(std::uint64_t bytes);
+
+    /// The current file is done with, though perhaps not read; the next one follows.
+    void EndFile();
+
+    /// Completes the display.
+    void End();
+
+private:
+    void ShowStep(unsigned long step);
+
+    std::vector<std::uint64_t> sizes;
+    std::size_t file = 0;
+    std::uint64_t all = 0;
+    std::uint64_t before = 0;  // Bytes of the files that are done.
+    std::unique_ptr<boost::timer::progress_display> display;
+};
+
+}  // namespace Reports
