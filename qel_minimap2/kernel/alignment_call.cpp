@@ -11,7 +11,7 @@ bool MakeScoring(const AlignmentCall& call, Scoring& scoring) {
     }
     auto& s = scoring;
     s = {call.open, call.extend, call.open2, call.extend2, 0, call.matrix[0], call.matrix[1], 0, 0, 0};
-    // The library takes this sum before it orders the two pieces; its scores carry the difference to the end.
+    // minimap2 computes this sum before it orders the two pieces, and all its scores keep the difference.
     s.corner = -(s.open + s.extend);
     if (s.open2 + s.extend2 < s.open + s.extend) {
         std::swap(s.open, s.open2);

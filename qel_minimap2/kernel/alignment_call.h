@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// The library's header declares its allocator's interface only when it is told that there is one.
+// ksw2.h declares the allocator's functions only where HAVE_KALLOC is defined.
 #ifndef HAVE_KALLOC
 #define HAVE_KALLOC
 #endif
@@ -12,12 +12,12 @@ extern "C" {
 
 namespace qel_minimap2::kernel {
 
-/// One call of the library's base aligner, ksw_extd2_sse: its arguments, but for the result.
+/// The arguments of one call of minimap2's base aligner, ksw_extd2_sse, without the result.
 ///
 /// A base is a number below `letters`, the last of which stands for any base. Target and query positions are
-/// 0-based; i counts in the target, j in the query, and an anti-diagonal r holds the cells with i + j = r.
+/// 0-based; i is a target position, j a query position, and anti-diagonal r holds the cells with i + j = r.
 struct AlignmentCall {
-    void* pool;  ///< What the CIGAR is allocated from.
+    void* pool;  ///< The allocator of the CIGAR.
     int query_length;
     const std::uint8_t* query;
     int target_length;
@@ -26,7 +26,7 @@ struct AlignmentCall {
     const std::int8_t* matrix;  ///< Scores, `letters` x `letters`.
     int open, extend;           ///< A gap of n bases costs min(open + n * extend, open2 + n * extend2).
     int open2, extend2;
-    int band;  ///< Cells with |i - j| beyond it are not computed; below 0 there is no band.
+    int band;  ///< Only cells with |i - j| <= band are computed; negative: no limit.
     int z_drop;
     int end_bonus;
     int flags;  ///< KSW_EZ_*.
@@ -36,20 +36,20 @@ struct AlignmentCall {
 
 /// The scores of a call as the kernels use them.
 struct Scoring {
-    int open, extend;    ///< The gap piece with the lower cost of a gap of one base.
-    int open2, extend2;  ///< The other one.
-    int corner;  ///< Added to the score of the first cell: minus the cost of one base in the caller's first piece.
+    int open, extend;    ///< The gap piece in which a gap of one base costs less.
+    int open2, extend2;  ///< The other gap piece.
+    int corner;  ///< Added to the first cell's score: minus the cost of a one-base gap in the caller's first piece.
     int match, mismatch;
-    int any;        ///< Against a letter that stands for any base.
-    int switch_at;  ///< Gaps of more than this many bases plus one cost what the other piece says.
-    int switch_by;  ///< What the border's score changes by on anti-diagonal `switch_at`.
+    int any;        ///< Score against the letter that stands for any base.
+    int switch_at;  ///< Gaps longer than switch_at + 1 bases cost less in the second piece.
+    int switch_by;  ///< The change of the border's score on anti-diagonal `switch_at`.
 };
 
-/// Derives the scores. False for a call that the library answers without aligning: nothing to align, or a mismatch
-/// that costs more than two gaps.
+/// Derives the scores. Returns false for a call that minimap2 answers without aligning: an empty sequence, or a
+/// mismatch that costs more than two gaps.
 bool MakeScoring(const AlignmentCall& call, Scoring& scoring);
 
-/// What the score along the matrix's border, where all is gap, changes by from anti-diagonal r - 1 to r.
+/// The change of the score along the matrix's border, where everything is a gap, from anti-diagonal r - 1 to r.
 inline int BorderStep(const Scoring& s, int r) {
     if (r == 0) {
         return -s.open - s.extend;
@@ -60,7 +60,7 @@ inline int BorderStep(const Scoring& s, int r) {
     return r < s.switch_at ? -s.extend : -s.extend2;
 }
 
-/// What a gap of `length` bases costs; 0 for none.
+/// The cost of a gap of `length` bases; 0 for a length of 0 or less.
 inline int GapCost(const Scoring& s, int length) {
     if (length <= 0) {
         return 0;

@@ -4,21 +4,21 @@
 #include <bit>
 #include <utility>
 
-// The library sorts by one byte of the key after the other, the highest first: it exchanges elements in place until
-// each lies in its byte's bucket, then does the same in each bucket, and where a bucket has 64 elements or fewer it
-// inserts one after the other. What that leaves depends on the keys' bytes alone, so the same comes out when
-// - a byte in which all keys agree is left out: there is one bucket, and no exchange;
-// - a small bucket is sorted by any method that keeps equal keys in order, as insertion does.
-// Equal keys are frequent (a repeat in the read on one in the reference), so larger buckets are exchanged as there.
+// minimap2 sorts by one byte of the key after the other, the highest first. It exchanges elements in place until each
+// lies in its byte's bin, then does the same in each bin; a bin of 64 elements or fewer is sorted by insertion. The
+// result depends on the keys' bytes only, so it stays the same when
+// - a byte in which all keys agree is skipped: there is one bin, and no exchange;
+// - a small bin is sorted by any stable method, as insertion is.
+// Equal keys are frequent (a repeat in the read on one in the reference), so larger bins are exchanged as in minimap2.
 namespace qel_minimap2::kernel {
 
 namespace {
 
-constexpr std::ptrdiff_t kInserted = 64;    // The library's: at most as many elements are sorted by insertion.
-constexpr std::ptrdiff_t kFewAnchors = 12;  // As many are inserted without any preparation.
+constexpr std::ptrdiff_t kInserted = 64;    // minimap2 sorts up to this many elements by insertion.
+constexpr std::ptrdiff_t kFewAnchors = 12;  // Up to this many are inserted without any preparation.
 constexpr unsigned kPlaceBits = 12;
 
-// Up to here numbers are sorted by insertion.
+// Up to this many numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;
 
 // Keeps equal keys in order.
@@ -38,27 +38,27 @@ void InsertAnchors(mm128_t* begin, mm128_t* end) {
     Insert(begin, end, [](const mm128_t& anchor) { return anchor.x; });
 }
 
-// Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the others
-// that differ; the bits between, in which all keys agree, are left out.
+// Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the other
+// bits that differ; the bits between, in which all keys agree, are dropped.
 class ShortKeys {
 public:
     explicit ShortKeys(std::uint64_t differing) {
         const auto below = differing << 1U >> 1U;
         width = 64U - static_cast<unsigned>(std::countl_zero(below));
         mask = (std::uint64_t{1} << width) - 1;
-        Fits = width + (differing >> 63U) + kPlaceBits <= 64;
+        fits = width + (differing >> 63U) + kPlaceBits <= 64;
     }
 
     std::uint64_t Of(const mm128_t& anchor) const { return (anchor.x & mask) | anchor.x >> 63U << width; }
 
-    bool Fits;  // Whether such a number and a place fit into 64 bits.
+    bool fits;  // Whether such a number and a place fit into 64 bits.
 
 private:
     unsigned width;
     std::uint64_t mask;
 };
 
-// Sorts a small bucket and keeps the order of equal keys: each number ends with the place that its anchor came from.
+// Sorts a small bin and keeps the order of equal keys: the lowest bits of each number hold its anchor's place.
 void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
     mm128_t sorted[kInserted];
@@ -72,29 +72,29 @@ void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
     std::copy_n(sorted, count, begin);
 }
 
-struct Bucket {
+struct Bin {
     mm128_t* next;
     mm128_t* end;
 };
 
-// The library's exchanges by the byte at `shift`. The buckets are completed one after the other. The element at the
-// first open place of a bucket, if it belongs elsewhere, goes to the first open place of its own bucket; the element
-// that lay there is moved next, until one comes that belongs to the bucket itself.
-void Exchange(mm128_t* begin, Bucket (&buckets)[256], unsigned shift) {
+// minimap2's exchanges by the byte at `shift`. The bins are completed one after the other. The element at the first
+// open place of a bin, if it belongs elsewhere, goes to the first open place of its own bin; the element that lay there
+// is moved next, until one comes that belongs to the bin itself.
+void Exchange(mm128_t* begin, Bin (&bins)[256], unsigned shift) {
     auto* end = begin;
-    for (auto& bucket : buckets) {
-        const auto count = bucket.end - bucket.next;
-        bucket.next = end;
-        bucket.end = end += count;
+    for (auto& bin : bins) {
+        const auto count = bin.end - bin.next;
+        bin.next = end;
+        bin.end = end += count;
     }
-    const auto bucket_of = [&](const mm128_t& anchor) { return &buckets[anchor.x >> shift & 255U]; };
-    for (auto& bucket : buckets) {
-        while (bucket.next != bucket.end) {
-            auto moved = *bucket.next;
-            for (auto* to = bucket_of(moved); to != &bucket; to = bucket_of(moved)) {
+    const auto bin_of = [&](const mm128_t& anchor) { return &bins[anchor.x >> shift & 255U]; };
+    for (auto& bin : bins) {
+        while (bin.next != bin.end) {
+            auto moved = *bin.next;
+            for (auto* to = bin_of(moved); to != &bin; to = bin_of(moved)) {
                 std::swap(moved, *to->next++);
             }
-            *bucket.next++ = moved;
+            *bin.next++ = moved;
         }
     }
 }
@@ -115,10 +115,10 @@ void SortFrom(mm128_t* begin, mm128_t* end) {
     }
     const auto differing = DifferingBits(begin, end);
     if (differing == 0) {
-        return;  // Insertion and exchanges alike leave equal keys alone.
+        return;  // Neither insertion nor exchanges move equal keys.
     }
     if (const auto count = static_cast<std::size_t>(end - begin); count <= kInserted) {
-        if (const ShortKeys keys(differing); keys.Fits) {
+        if (const ShortKeys keys(differing); keys.fits) {
             SortAtOnce(begin, count, keys);
         } else {
             InsertAnchors(begin, end);
@@ -126,21 +126,21 @@ void SortFrom(mm128_t* begin, mm128_t* end) {
         return;
     }
     const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;
-    Bucket buckets[256];
-    std::fill_n(buckets, 256, Bucket{begin, begin});
+    Bin bins[256];
+    std::fill_n(bins, 256, Bin{begin, begin});
     for (const auto* anchor = begin; anchor != end; ++anchor) {
-        ++buckets[anchor->x >> shift & 255U].end;
+        ++bins[anchor->x >> shift & 255U].end;
     }
-    Exchange(begin, buckets, shift);
+    Exchange(begin, bins, shift);
     if (shift == 0) {
         return;
     }
     auto* first = begin;
-    for (const auto& bucket : buckets) {
-        if (bucket.end - first > 1) {
-            SortFrom(first, bucket.end);
+    for (const auto& bin : bins) {
+        if (bin.end - first > 1) {
+            SortFrom(first, bin.end);
         }
-        first = bucket.end;
+        first = bin.end;
     }
 }
 

@@ -10,14 +10,14 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Shorter gaps are filled as fast by the general kernel, which prepares less.
+// The general kernel, which prepares less, aligns shorter gaps as fast.
 constexpr int kShortestForStrips = 24;
 
-// How far recent paths of this thread scored below all matches, per base. It tells which width is worth a try first,
-// and so decides the time that a call takes, never its result.
+// By how much per base recent paths of this thread scored below a path of matches alone. It chooses the width that is
+// tried first, so it changes the time of a call but never its result.
 thread_local double recent_loss = 0.5;
 
-// Somewhat more than the recent loss, because a strip that is too narrow costs a second try.
+// Slightly more than the recent loss, because a strip that is too narrow costs a second attempt.
 int ExpectedLoss(int length) {
     return static_cast<int>(recent_loss * length * 1.15) + 24;
 }
@@ -32,20 +32,20 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
                  ksw_extz_t& result) {
     const int shorter = Smaller(call.query_length, call.target_length);
     const int surplus = call.target_length - call.query_length;
-    // The gap that the difference in length makes is a loss that says nothing about the read's errors.
+    // The gap that the difference in length forces is a loss that does not come from the read's errors.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
     int width = Lanes32::kWidth / 2;
     for (const auto attempt : {&TryBand<1, kTrace>, &TryBand<2, kTrace>, &TryBand<4, kTrace>, &TryBand<8, kTrace>}) {
         width *= 2;
-        const BandWindow window = WindowOf(call, scoring, width);
-        if (window.provable <= expected) {
+        const Band band = BandOf(call, scoring, width);
+        if (band.provable <= expected) {
             continue;
         }
-        if (width * 3 > shorter * 2) {  // The whole matrix is not much larger.
+        if (width * 3 > shorter * 2) {  // The whole matrix is hardly larger.
             return false;
         }
-        const auto outcome = attempt(call, scoring, sequences, window, result);
+        const auto outcome = attempt(call, scoring, sequences, band, result);
         if (outcome.traced) {
             Learn(outcome.loss - fixed_loss, shorter);
             expected = Larger(expected, outcome.loss);
@@ -71,7 +71,7 @@ bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const Padd
     return false;
 }
 
-// Whether the call asks for nothing but the whole path and its score, as those that fill the gap between two seeds do.
+// True for a call that asks for the whole path and its score only, as calls that fill the gap between two seeds do.
 bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
     constexpr int kDeciding =
         KSW_EZ_APPROX_MAX | KSW_EZ_APPROX_DROP | KSW_EZ_SCORE_ONLY | KSW_EZ_GENERIC_SC | KSW_EZ_EXTZ_ONLY;
@@ -82,7 +82,7 @@ bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
                     ksw_extz_t& result) {
-    if constexpr (kBanded) {  // The library reads zeros behind the sequences, and beside a band it makes a difference.
+    if constexpr (kBanded) {  // minimap2 reads zeros after the sequences, which changes results beside a band.
         sequences.Pad<Lines::kPadding>(0, 0);
     }
     const auto run = [&]<Trace kTrace>() {

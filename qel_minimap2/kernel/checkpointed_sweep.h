@@ -14,15 +14,15 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The third idea: where no band can be proven, the whole matrix without a matrix of directions.
+// The second way of avx2_kernel.h: where no band can be proven, the whole matrix, but without a matrix of directions.
 //
-// The library writes a byte for each cell, 2 * length^2 of them, and then looks at those along one path. Here the sweep
-// only keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the way back needs
-// few cells: each row back moves it at most one position back, so they lie at most 63 positions before the one where it
-// came in. These 64 positions of the 64 rows, the corner, are computed again from the copy, and their directions fit
-// the first-level cache. The corner's cells lack what lies before its lowest lane: in its k-th row the lowest k lanes
-// are wrong. The way back does not reach them, because it has come back at most 64 - k positions in that row. All the
-// cells it reaches have the values of the full matrix, so directions, ties and score are the library's.
+// minimap2 writes a byte for each cell, 2 * length^2 of them, and then reads those along one path. This sweep only
+// keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the trace back needs few
+// cells: from row to row it moves back by at most one position, so they lie at most 63 positions before the one where
+// it enters. These 64 positions of the 64 rows, the corner, are computed again from the copy, and their directions fit
+// the first-level cache. The corner lacks the cells before its lowest lane, so in its k-th row the lowest k lanes are
+// wrong. The trace back does not reach them: in that row it has moved back by at most 64 - k positions. All the cells
+// that it reaches have the values of the full matrix, so directions, ties and score are minimap2's.
 
 template <Trace kTrace>
 class CheckpointedSweep {
@@ -54,23 +54,23 @@ public:
     }
 
 private:
-    static constexpr int kRows = 64;  // Between two copies.
+    static constexpr int kRows = 64;  // From one copy to the next.
     static constexpr int kWidth = 64;
     static constexpr int kPadding = 64;
-    static constexpr int kBlock = Lanes32::kWidth;
+    static constexpr int kLanes = Lanes32::kWidth;
     static constexpr int kLineCount = 6;
 
     enum Line { kX, kX2, kV, kY, kY2, kU };
 
     int FirstOf(int r) const { return Larger(0, r - call.query_length + 1); }
     int LastOf(int r) const { return Smaller(call.target_length - 1, r); }
-    // The lanes that a copy of row r holds, whole blocks.
-    int CopyBegin(int r) const { return RoundDown(FirstOf(r), kBlock); }
-    int CopySize(int r) const { return RoundDown(LastOf(r), kBlock) + kBlock - CopyBegin(r); }
+    // The lanes that a copy of row r holds, rounded to whole registers.
+    int CopyBegin(int r) const { return RoundDown(FirstOf(r), kLanes); }
+    int CopySize(int r) const { return RoundDown(LastOf(r), kLanes) + kLanes - CopyBegin(r); }
 
-    // What a lane holds before it is computed does not matter.
+    // The values of lanes before they are computed do not matter.
     bool PrepareLines() {
-        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kBlock)) + kBlock;
+        const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kLanes)) + kLanes;
         auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);
         if (memory == nullptr) {
             return false;
@@ -82,7 +82,7 @@ private:
         return true;
     }
 
-    // Copies lie one behind the other; the room around each lets a corner reach beyond the row's ends.
+    // Copies lie one after the other. The padding around each lets a corner reach beyond the row's ends.
     bool PrepareCopies() {
         const int count = (rows - 1) / kRows;
         auto* offsets =
@@ -119,30 +119,30 @@ private:
     }
 
     TAVIK_INLINE void ComputeRow(int r) {
-        const int begin = RoundDown(FirstOf(r), kBlock);
-        const int last_block = RoundDown(LastOf(r), kBlock);
-        // The lanes of the block before; at the first position the border.
+        const int begin = RoundDown(FirstOf(r), kLanes);
+        const int last_register = RoundDown(LastOf(r), kLanes);
+        // The lanes of the register before; at the first position the border.
         StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes32::All(BiasedBorder(scoring, r))};
         if (begin > 0) {
-            before = LoadBlock(begin - kBlock);
+            before = LoadLanes(begin - kLanes);
         }
         const std::uint8_t* query = sequences.QueryOpposite(r);
-        for (int t = begin; t < last_block; t += kBlock) {
-            ComputeBlock(t, query, before, LoadBlock(t));
+        for (int t = begin; t < last_register; t += kLanes) {
+            ComputeLanes(t, query, before, LoadLanes(t));
         }
-        StripLanes last = LoadBlock(last_block);
+        StripLanes last = LoadLanes(last_register);
         if (LastOf(r) == r) {  // The position that meets query letter 0.
-            EnterGap(OnlyLane(r - last_block), Lanes32::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
+            EnterGap(OnlyLane(r - last_register), Lanes32::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
         }
-        ComputeBlock(last_block, query, before, last);
+        ComputeLanes(last_register, query, before, last);
     }
 
-    TAVIK_INLINE StripLanes LoadBlock(int t) const {
+    TAVIK_INLINE StripLanes LoadLanes(int t) const {
         return {Lanes32::Load(lines[kX] + t),  Lanes32::Load(lines[kY] + t), Lanes32::Load(lines[kX2] + t),
                 Lanes32::Load(lines[kY2] + t), Lanes32::Load(lines[kU] + t), Lanes32::Load(lines[kV] + t)};
     }
 
-    TAVIK_INLINE void ComputeBlock(int t, const std::uint8_t* query, StripLanes& before, const StripLanes& old) {
+    TAVIK_INLINE void ComputeLanes(int t, const std::uint8_t* query, StripLanes& before, const StripLanes& old) {
         StripLanes c = old;
         c.x = Lanes32::Up(old.x, before.x);
         c.x2 = Lanes32::Up(old.x2, before.x2);
@@ -157,20 +157,19 @@ private:
         Lanes32::Store(lines[kU] + t, c.u);
     }
 
-    // Computes the directions that a way back needs which enters the rows between two copies at position i of
-    // `last_row`.
+    // Computes the directions for a trace back that enters the rows between two copies at position i of `last_row`.
     void ComputeCorner(int last_row, int i) {
         corner_number = last_row / kRows;
         corner_base = i - (kWidth - 1);
         const int first_row = corner_number * kRows;
-        Strip<kWidth / kBlock> strip(scoring);
+        Strip<kWidth / kLanes> strip(scoring);
         if (corner_number > 0) {
             const auto from = [&](int line, int t) {
                 return Lanes32::Load(CopyOf(corner_number - 1, line) + (t - CopyBegin(first_row - 1)));
             };
-            for (int n = 0; n < kWidth / kBlock; ++n) {
-                const int t = corner_base + n * kBlock;
-                // What a cell takes from the position before it lies one lane below.
+            for (int n = 0; n < kWidth / kLanes; ++n) {
+                const int t = corner_base + n * kLanes;
+                // The values that a cell takes from the position before it lie one lane lower.
                 strip.Cells(n) = {from(kX, t - 1), from(kY, t), from(kX2, t - 1),
                                   from(kY2, t),    from(kU, t), from(kV, t - 1)};
             }
@@ -196,7 +195,7 @@ private:
     std::uint8_t* lines[kLineCount] = {};
     std::size_t* copy_offsets = nullptr;
     std::uint8_t* copies = nullptr;
-    int corner_number = -1;  // Which rows the corner is of, in units of kRows.
+    int corner_number = -1;  // The corner's first row, divided by kRows.
     int corner_base = 0;     // The target position of its lowest lane.
     alignas(64) std::uint8_t corner[kRows][kWidth];
 };

@@ -2,8 +2,8 @@
 
 namespace qel_minimap2::kernel {
 
-/// True when this processor has AVX2 and the environment does not say QEL_KERNEL=library, which leaves all to the
-/// library's own functions. Decided once. Any thread.
+/// True when the processor has AVX2 and QEL_KERNEL is not "library" in the environment, which selects minimap2's own
+/// functions. Decided at the first call. Any thread.
 bool UsesOwnKernels();
 
 }  // namespace qel_minimap2::kernel

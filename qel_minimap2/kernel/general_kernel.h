@@ -16,22 +16,23 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The first idea: the library's own recurrence, 32 lanes at a time instead of 16.
+// The third way of avx2_kernel.h: minimap2's own recurrence, 32 lanes at a time instead of 16.
 //
 // The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
 // scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
 // per gap piece x = E(i+1,j) - H(i,j) for deletions and y = F(i,j+1) - H(i,j) for insertions. An anti-diagonal needs
 // only the one before it, so its cells are independent of each other: cell (i, r-i) takes x and v from lane i-1 and y
-// and u from lane i of the lines that row r-1 left behind.
+// and u from lane i of the lines after row r-1.
 //
-// Without a band every lane that a cell reads was computed for a cell, so the width of the blocks does not matter. With
-// a band it does. The library computes whole blocks of 16 lanes; those beside the band mean nothing, and yet the cells
-// at the band's edge read them in later rows. The banded form therefore writes the very same lanes: of a last single
-// block of 16 it computes 32 and stores 16. It also keeps a line of substitution scores as the library does, which
-// writes it in blocks of 16 from the first cell on: the lanes before and behind read what earlier rows left in it.
+// Without a band limit, every lane that a cell reads was computed for a cell, so the width of the registers does not
+// matter. With a band limit it does. minimap2 computes whole registers of 16 lanes; those beside the band are
+// meaningless, and yet the cells at the band's edge read them in later rows. The banded form therefore writes the very
+// same lanes: for a last single register of 16 lanes it computes 32 and stores 16. It also keeps a line of substitution
+// scores as minimap2 does, which writes it 16 at a time from the first cell on: the lanes before and after read what
+// earlier rows left in it.
 
-/// As many lanes as the library computes at once.
-inline constexpr int kHalfBlock = 16;
+/// The number of lanes that minimap2 computes at once.
+inline constexpr int kHalfRegister = 16;
 
 /// The state of the matrix between two anti-diagonals, one byte per target position.
 struct Lines {
@@ -39,7 +40,7 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// False when there is no memory. Only beside a band does it matter what a lane holds before it is computed.
+    /// Returns false when there is no memory. The values of lanes before they are computed matter only beside a band.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
@@ -60,7 +61,7 @@ struct Lines {
     }
 };
 
-/// The scoring in every lane.
+/// The scoring, each value in every lane.
 struct Constants {
     using Register = Lanes32::Register;
 
@@ -85,16 +86,16 @@ struct Constants {
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
 };
 
-/// The block of lanes before one, of which it takes the highest lanes.
-struct BlockBefore {
+/// The register of lanes before the current one, which takes its highest lanes.
+struct RegisterBefore {
     Lanes32::Register x, v, x2;
 };
 
-/// One block of lanes of an anti-diagonal: `s` holds the substitution scores; the block becomes the next one's
-/// `before`. With kHalf only the lowest 16 lanes are.
+/// Computes the register of lanes from target position t on; `s` holds their substitution scores. It becomes `before`
+/// of the next one. With kHalf only the lowest 16 lanes are stored.
 template <Trace kTrace, bool kHalf>
-TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, Lanes32::Register s, BlockBefore& before,
-                               std::uint8_t* directions) {
+TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t, Lanes32::Register s,
+                                  RegisterBefore& before, std::uint8_t* directions) {
     using Lanes = Lanes32;
     using Register = Lanes::Register;
     const Register old_x = Lanes::Load(lines.x + t);
@@ -111,7 +112,7 @@ TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, La
     Register z = s;
     Register direction = k.zero;
     const auto offer = [&](Register value, int from) __attribute__((always_inline)) {
-        // Gaps to the left: the earlier candidate stays on a tie; to the right: the later one takes it.
+        // On a tie, the earlier candidate wins for gaps to the left and the later one for gaps to the right.
         if constexpr (kTrace == Trace::left) {
             direction = Lanes::Select(Lanes::Greater(value, z), Lanes::All(from), direction);
         } else if constexpr (kTrace == Trace::right) {
@@ -123,7 +124,7 @@ TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, La
     offer(b, kFromInsertion);
     offer(a2, kFromDeletion2);
     offer(b2, kFromInsertion2);
-    // A score beyond a match's cannot be; where lanes beside the band would have one, the library cuts it too.
+    // No cell's score exceeds a match's. minimap2 cuts lanes beside the band to it, too.
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {
@@ -155,13 +156,12 @@ TAVIK_INLINE void ComputeBlock(const Constants& k, const Lines& lines, int t, La
     }
 }
 
-/// Aligns any call that there is a score for. Fields and CIGAR of the result are the library's, but for those that
-/// AlignWithAvx2 leaves out.
-/// The gaps between its members are the lanes' alignment.
+/// Aligns any call for which MakeScoring returns true. The result's fields and CIGAR are minimap2's, except for those
+/// that AlignWithAvx2 leaves out. The padding between its members aligns the lanes.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
-    /// `band` is not negative, and not below both lengths unless kBanded.
+    /// `band` is not negative. Without kBanded it is at least the longer length.
     GeneralKernel(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences, int band)
         : call(call),
           scoring(scoring),
@@ -170,7 +170,7 @@ public:
           rows(call.query_length + call.target_length - 1),
           k(scoring, call.letters) {}
 
-    /// False, with nothing done, when there is no memory.
+    /// Returns false, with nothing changed, when there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
         if (!lines.template Prepare<kBanded>(call, scoring) ||
@@ -194,11 +194,11 @@ public:
     }
 
 private:
-    static constexpr int kBlock = kBanded ? kHalfBlock : Lanes32::kWidth;
+    static constexpr int kLanes = kBanded ? kHalfRegister : Lanes32::kWidth;
 
     struct Range {
         int first, last;  // The cells of the row.
-        int begin, end;   // The lanes that are computed, whole blocks.
+        int begin, end;   // The lanes that are computed, rounded to whole registers.
     };
 
     Range RangeOf(int r) const {
@@ -208,22 +208,22 @@ private:
             first = Larger(first, (r - band + 1) >> 1);
             last = Smaller(last, (r + band) >> 1);
         }
-        return {first, last, RoundDown(first, kBlock), RoundDown(last + kBlock, kBlock)};
+        return {first, last, RoundDown(first, kLanes), RoundDown(last + kLanes, kLanes)};
     }
 
     bool PrepareDirections() {
         const int longest = Smaller(Smaller(call.query_length, call.target_length), kBanded ? band + 1 : INT32_MAX);
-        row_size = static_cast<std::size_t>(RoundDown(longest + kBlock - 1, kBlock)) + kBlock;
+        row_size = static_cast<std::size_t>(RoundDown(longest + kLanes - 1, kLanes)) + kLanes;
         directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
         return directions != nullptr;
     }
 
-    // Where lane 0 of a row's directions would lie.
+    // The address of lane 0 of a row's directions, which may lie before them.
     std::uint8_t* DirectionsOf(int r, const Range& range) const {
         return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
     }
 
-    // Of an extension's result only the best cell and the best end of the query count.
+    // Callers of an extension read only the best cell and the best end of the query.
     bool MayEndEarly() const {
         return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_GENERIC_SC) && Fits(scoring) &&
                scoring.any <= scoring.match;
@@ -231,9 +231,9 @@ private:
 
     // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
     // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
-    // deleted bases. Once all that cannot exceed the best end of the query, no later cell is a better end or the best
-    // cell. Nor does the score drop: below that end each row has a cell in the query's last column, which scores less
-    // by one gap at most.
+    // deleted bases. Once that bound does not exceed the best end of the query, no later cell is a better end or the
+    // best cell. Nor does the score drop: after the best end, each row has a cell in the query's last column, which
+    // scores less by at most one gap.
     bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
         const int length = call.query_length;
         const int most =
@@ -271,7 +271,7 @@ private:
         int x2 = gap2;
         if (range.begin == 0) {
             v = BorderStep(scoring, r);
-        } else if (range.begin > begin_before) {  // Else the row before had no lane below the first one either.
+        } else if (range.begin > begin_before) {  // Otherwise the row before had no lane below the first one either.
             const int left = range.begin - 1;
             x = lines.x[left];
             v = lines.v[left];
@@ -282,13 +282,13 @@ private:
             lines.y2[r] = static_cast<std::int8_t>(gap2);
             lines.u[r] = static_cast<std::int8_t>(BorderStep(scoring, r));
         }
-        BlockBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
+        RegisterBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
         std::uint8_t* row_directions = kTrace == Trace::none ? nullptr : DirectionsOf(r, range);
         if (kBanded || call.Has(KSW_EZ_GENERIC_SC)) {
             WriteSubstitutions(r, range);
-            ComputeBlocks<false>(r, range, before_begin, row_directions);
+            ComputeRegisters<false>(r, range, before_begin, row_directions);
         } else {
-            ComputeBlocks<true>(r, range, before_begin, row_directions);
+            ComputeRegisters<true>(r, range, before_begin, row_directions);
         }
     }
 
@@ -301,7 +301,7 @@ private:
             }
             return;
         }
-        const int end = range.first + RoundDown(range.last - range.first + kHalfBlock, kHalfBlock);
+        const int end = range.first + RoundDown(range.last - range.first + kHalfRegister, kHalfRegister);
         int t = range.first;
         for (; t + Lanes32::kWidth <= end; t += Lanes32::kWidth) {
             Lanes32::Store(lines.substitution + t, k.Substitution(target + t, query + t));
@@ -311,19 +311,19 @@ private:
         }
     }
 
-    // Computes the row's blocks. The substitution scores are its own, made on the way, or those of the line.
+    // Computes the row's registers. With kOwnScores it computes the substitution scores, otherwise it reads the line's.
     template <bool kOwnScores>
-    TAVIK_INLINE void ComputeBlocks(int r, const Range& range, BlockBefore before, std::uint8_t* row_directions) {
-        const Lines here = lines;  // A copy: for all that the compiler knows the stores of lanes may change the member.
+    TAVIK_INLINE void ComputeRegisters(int r, const Range& range, RegisterBefore before, std::uint8_t* row_directions) {
+        const Lines here = lines;  // A copy: the compiler must assume that storing lanes changes the member.
         const std::uint8_t* target = sequences.target;
         const std::uint8_t* query = sequences.QueryOpposite(r);
         int t = range.begin;
         for (; t + Lanes32::kWidth <= range.end; t += Lanes32::kWidth) {
             const auto s = kOwnScores ? k.Substitution(target + t, query + t) : Lanes32::Load(here.substitution + t);
-            ComputeBlock<kTrace, false>(k, here, t, s, before, row_directions);
+            ComputeRegister<kTrace, false>(k, here, t, s, before, row_directions);
         }
         if (kBanded && t < range.end) {
-            ComputeBlock<kTrace, true>(k, here, t, Lanes32::Load(here.substitution + t), before, row_directions);
+            ComputeRegister<kTrace, true>(k, here, t, Lanes32::Load(here.substitution + t), before, row_directions);
         }
     }
 

@@ -4,7 +4,7 @@
 
 #include <immintrin.h>
 
-/// For functions that must become part of the kernel's loops: a call would put every register into memory.
+/// For functions inside the kernels' loops: a call would spill every register.
 #define TAVIK_INLINE inline __attribute__((always_inline))
 #ifdef __clang__
 #define TAVIK_UNROLL _Pragma("unroll")
@@ -12,9 +12,9 @@
 #define TAVIK_UNROLL _Pragma("GCC unroll 8")
 #endif
 
-// Without a name, here and in the other headers of the kernels: they are compiled for AVX2, and no copy of theirs may
-// be what the linker picks for code that runs on any processor. For the same reason they use no standard containers
-// or algorithms.
+// The kernels' headers put everything into an unnamed namespace. They are compiled for AVX2, and the linker must not
+// pick such a copy of a function for code that runs on any processor. For the same reason they use no standard
+// containers or algorithms.
 namespace qel_minimap2::kernel {
 namespace {
 
@@ -45,11 +45,11 @@ struct Lanes32 {
     static TAVIK_INLINE Register All(int value) { return _mm256_set1_epi8(static_cast<char>(value)); }
     static TAVIK_INLINE Register Add(Register a, Register b) { return _mm256_add_epi8(a, b); }
     static TAVIK_INLINE Register Subtract(Register a, Register b) { return _mm256_sub_epi8(a, b); }
-    /// Of unsigned lanes; 0 where b is larger.
+    /// Unsigned lanes; 0 where b is larger.
     static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return _mm256_subs_epu8(a, b); }
     static TAVIK_INLINE Register Max(Register a, Register b) { return _mm256_max_epi8(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return _mm256_min_epi8(a, b); }
-    /// All bits of a lane where it holds, none elsewhere.
+    /// All bits of a lane set where it is true, none elsewhere.
     static TAVIK_INLINE Register Greater(Register a, Register b) { return _mm256_cmpgt_epi8(a, b); }
     static TAVIK_INLINE Register Equal(Register a, Register b) { return _mm256_cmpeq_epi8(a, b); }
     static TAVIK_INLINE Register Or(Register a, Register b) { return _mm256_or_si256(a, b); }
@@ -59,17 +59,17 @@ struct Lanes32 {
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {
         return _mm256_blendv_epi8(no, yes, where);
     }
-    /// Each lane takes the one below it, the lowest the highest of `below`.
+    /// Each lane takes the value of the lane below it; the lowest takes the highest of `below`.
     static TAVIK_INLINE Register Up(Register a, Register below) {
         return _mm256_alignr_epi8(a, _mm256_permute2x128_si256(below, a, 0x21), 15);
     }
-    /// Each lane takes the one above it, the highest the lowest of `above`.
+    /// Each lane takes the value of the lane above it; the highest takes the lowest of `above`.
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
     }
 };
 
-/// The sign bits of eight 32-bit lanes, the lowest lane's first.
+/// The sign bits of eight 32-bit lanes; bit 0 is the lowest lane's.
 TAVIK_INLINE unsigned MaskOf(__m256i lanes) {
     return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
 }

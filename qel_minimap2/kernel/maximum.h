@@ -11,8 +11,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// One anti-diagonal as the trackers of the best score see it: the cells from target position `first` to `last`, and
-/// the lines of score differences after it.
+/// A finished row as the trackers of the best score see it: the cells from target position `first` to `last`, both
+/// included, and the lines of score differences after it.
 struct FinishedRow {
     int r, first, last;
     bool is_last;
@@ -20,13 +20,13 @@ struct FinishedRow {
     const std::int8_t* v;
 };
 
-/// Keeps the score of each cell of the current anti-diagonal, adding the differences up in 32 bits, and from them the
-/// maximum, the best end of the query, and the drop. The best end of the target is left out: nobody asks for it.
+/// Keeps the score of each cell of the current row by summing the differences in 32 bits, and from the scores the
+/// maximum, the best end of the query, and the drop. It leaves out the best end of the target, which nobody reads.
 ///
-/// Several cells of an anti-diagonal may have the maximum. The library scans the cells before the last one in four
-/// lanes and takes, in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position;
-/// the first of the up to three cells that fill no four lanes. Which one it is matters only where a new maximum is set
-/// or a drop is possible, so it is looked for only there.
+/// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes and takes,
+/// in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position; the first of the
+/// up to three cells that are left. The position matters only where a new maximum is set or a drop is possible, so it
+/// is searched for only there.
 class ExactMaximum {
 public:
     static constexpr int kPadding = 16;
@@ -34,14 +34,14 @@ public:
     /// `scores`: room for the target and kPadding more.
     ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
         : call(call), scoring(scoring), scores(scores) {
-        scores[0] = scoring.corner;  // What the first cell adds to. Any other cell is set before it is read.
+        scores[0] = scoring.corner;  // The first cell adds to it. Any other cell is set before it is read.
     }
 
-    /// Takes a row in; true when the alignment ends here because the score dropped.
+    /// Adds a row. Returns true when the alignment ends here because the score dropped.
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
         int position = kUnknown;
-        // The last cell's left neighbour is new to this row or has its score from the row before.
+        // `scores` still holds the scores of the row before.
         const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
         scores[last] = corner;
         std::int32_t best = AddDifferences(v, first, last);
@@ -116,8 +116,8 @@ private:
     std::int32_t* scores;
 };
 
-/// Follows one path near the diagonal instead of keeping all scores, which is what the library does where it fills the
-/// gap between two seeds and needs no more than the score of the last cell.
+/// Follows one path near the diagonal instead of keeping all scores, as minimap2 does where it fills the gap between
+/// two seeds and needs only the score of the last cell.
 class ApproximateMaximum {
 public:
     ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring)

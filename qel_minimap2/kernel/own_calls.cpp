@@ -6,9 +6,9 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Threads share the totals, so a call counts in its thread, and only the end of a read touches them.
+// All threads share the totals, so a call counts in its own thread, and only the end of a read updates them.
 constinit thread_local OwnCallCounts of_this_read{};
-// In one line of memory: a thread has to fetch it once for all.
+// In one cache line, which a thread fetches once for all counts.
 alignas(64) constinit std::array<std::atomic<std::uint64_t>, OwnCallCounts{}.size()> of_all_reads{};
 
 }  // namespace

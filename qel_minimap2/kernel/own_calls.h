@@ -6,7 +6,7 @@
 
 namespace qel_minimap2::kernel {
 
-/// What our functions are counted by. Base alignment is counted by the way that a call went, see avx2_kernel.h.
+/// The functions of this library that are counted. Base alignment has one for each way of avx2_kernel.h.
 enum class OwnFunction {
     certified_band,
     checkpointed_sweep,
@@ -21,10 +21,10 @@ enum class OwnFunction {
 /// Entry n belongs to the n-th OwnFunction.
 using OwnCallCounts = std::array<std::uint64_t, static_cast<std::size_t>(OwnFunction::joining) + 1>;
 
-/// Counts one call that our function answered instead of the library's, in the calling thread alone.
+/// Counts one call that this library answered instead of minimap2, in the calling thread only.
 void CountOwnCall(OwnFunction function) noexcept;
 
-/// While it lives, the calls of its thread are counted for one read; its end adds them to those of all reads.
+/// Counts the calls of its thread for one read; its destructor adds them to the totals.
 class OwnCallsOfRead {
 public:
     OwnCallsOfRead() noexcept;
@@ -33,7 +33,7 @@ public:
     OwnCallsOfRead& operator=(const OwnCallsOfRead&) = delete;
 };
 
-/// The calls that all finished reads of this process made. Any thread.
+/// The totals of all finished reads of this process. Any thread.
 OwnCallCounts OwnCallsOfAllReads() noexcept;
 
 }  // namespace qel_minimap2::kernel

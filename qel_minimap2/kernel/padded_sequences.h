@@ -10,17 +10,17 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// A call's sequences in scratch memory, the query reversed, so that the letters that meet on an anti-diagonal are
-/// neighbours in both. There is room on each side, since whole registers are read at the ends.
+/// A call's sequences in scratch memory, the query reversed, so that letters that meet on an anti-diagonal are
+/// neighbours in both. Both have padding on each side, because whole registers are read at the ends.
 struct PaddedSequences {
     static constexpr int kPadding = 320;  ///< Letters on each side; more than the widest strip.
 
     std::size_t target_length = 0, query_length = 0;
     std::uint8_t* target = nullptr;
     std::uint8_t* reversed_query = nullptr;
-    bool has_only_bases = false;  ///< No letter that stands for any base.
+    bool has_only_bases = false;  ///< There is no letter that stands for any base.
 
-    /// False when there is no memory.
+    /// Returns false when there is no memory.
     bool Prepare(const AlignmentCall& call) {
         target_length = static_cast<std::size_t>(call.target_length);
         query_length = static_cast<std::size_t>(call.query_length);
@@ -36,7 +36,7 @@ struct PaddedSequences {
         return true;
     }
 
-    /// Fills so many places on each side of both sequences.
+    /// Fills kCount letters on each side of both sequences.
     template <int kCount>
     void Pad(int target_letter, int query_letter) {
         std::memset(target - kCount, target_letter, kCount);
@@ -45,13 +45,13 @@ struct PaddedSequences {
         std::memset(reversed_query + query_length, query_letter, kCount);
     }
 
-    /// What lies opposite target position 0 on anti-diagonal r; the letter that meets position t is t further.
+    /// The letter that target position 0 meets on anti-diagonal r; position t meets the one t letters later.
     const std::uint8_t* QueryOpposite(int r) const {
         return reversed_query + (static_cast<std::ptrdiff_t>(query_length) - 1 - r);
     }
 
 private:
-    // Returns all bits that are set in the letters.
+    // Returns the bitwise OR of the letters.
     static unsigned Copy(std::uint8_t* to, const std::uint8_t* from, std::ptrdiff_t step, std::size_t count) {
         unsigned letters = 0;
         for (std::size_t i = 0; i < count; ++i) {

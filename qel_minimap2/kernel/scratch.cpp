@@ -16,31 +16,31 @@ struct Free {
     void operator()(std::uint8_t* memory) const { std::free(memory); }
 };
 
-struct Piece {
+struct Buffer {
     std::unique_ptr<std::uint8_t, Free> memory;
     std::size_t size = 0;
 };
 
-thread_local std::array<Piece, static_cast<std::size_t>(Scratch::joining) + 1> pieces;
+thread_local std::array<Buffer, static_cast<std::size_t>(Scratch::joining) + 1> buffers;
 
 }  // namespace
 
 std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
-    auto& piece = pieces[static_cast<std::size_t>(use)];
-    if (piece.size < bytes) {
-        piece.memory.reset();  // First, so that the two never add up.
-        piece.size = 0;
+    auto& buffer = buffers[static_cast<std::size_t>(use)];
+    if (buffer.size < bytes) {
+        buffer.memory.reset();  // Freed first, so that old and new memory never add up.
+        buffer.size = 0;
         const std::size_t size = (bytes + bytes / 4 + kPage - 1) / kPage * kPage;
-        piece.memory.reset(static_cast<std::uint8_t*>(std::aligned_alloc(kAlignment, size)));
-        piece.size = piece.memory ? size : 0;
+        buffer.memory.reset(static_cast<std::uint8_t*>(std::aligned_alloc(kAlignment, size)));
+        buffer.size = buffer.memory ? size : 0;
     }
-    return piece.memory.get();
+    return buffer.memory.get();
 }
 
 void TrimScratch() noexcept {
-    for (auto& piece : pieces) {
-        if (piece.size > kKept) {
-            piece = {};
+    for (auto& buffer : buffers) {
+        if (buffer.size > kKept) {
+            buffer = {};
         }
     }
 }

@@ -6,25 +6,25 @@
 
 namespace qel_minimap2::kernel {
 
-/// What the library's mm_sketch is asked for, and where the minimizers go.
+/// The arguments of minimap2's mm_sketch.
 struct SketchCall {
-    void* pool;  ///< What the list grows from.
+    void* pool;  ///< The allocator of the list.
     const char* bases;
     int length;
     int window;  ///< In k-mers.
     int k;
-    std::uint32_t sequence;  ///< Its number in the index, 0-based.
+    std::uint32_t sequence;  ///< The 0-based number of the sequence in the index.
     mm128_v* minimizers;     ///< Appended to.
 };
 
-/// True for what SketchWithAvx2 can do: the k-mers fit 31 bits and have no symmetric ones among them, the window fits
-/// 16 lanes. (Homopolymer compression is not for it.)
+/// True for the calls that SketchWithAvx2 accepts: k-mers fit 31 bits, none is its own reverse complement (k is odd),
+/// and the window fits 16 lanes. It does not do homopolymer compression.
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 0 && call.k <= 15 && call.k % 2 == 1;
 }
 
-/// Appends the very minimizers that mm_sketch does, in its order. Only for what CanSketch accepts, on processors with
-/// AVX2; any thread.
+/// Appends the minimizers that mm_sketch appends, in its order. Only for calls that CanSketch accepts, on processors
+/// with AVX2. Any thread.
 void SketchWithAvx2(const SketchCall& call);
 
 }  // namespace qel_minimap2::kernel

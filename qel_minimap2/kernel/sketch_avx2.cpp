@@ -12,15 +12,15 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers. The
-// library walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
-// nearly every base. Here a block of bases is hashed first, eight at a time. Then the minimum is followed from one
-// change to the next, which is one of two:
-// - Within a window's length behind it there is a hash that is not above it. The first such hash is the new minimum.
-// - There is none, and the minimum leaves the window. The lowest hash in the window is the new minimum, of equal ones
-//   the last; the other equal ones are minimizers too.
-// This is the library's rule where a whole window of k-mers without ambiguous bases lies behind. At the first bases,
-// and after an ambiguous one, there are exceptions; there the rule is applied base by base (Step).
+// A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers.
+// minimap2 walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
+// nearly every base. Here a piece of the sequence is hashed first, eight bases at a time. Then the minimum is followed
+// from one change to the next. There are two kinds of change:
+// - Within a window's length after the minimum, a hash is not above it. The first such hash is the new minimum.
+// - No such hash exists, and the minimum leaves the window. The lowest hash in the window is the new minimum; of equal
+//   ones, the last. The other equal ones are minimizers too.
+// This is minimap2's rule after a whole window of k-mers without ambiguous bases. At the first bases, and after an
+// ambiguous one, there are exceptions; there the rule is applied base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -33,14 +33,14 @@ public:
 
     void Run() {
         Reserve(call.minimizers->n + static_cast<std::size_t>(call.length / window));
-        for (std::int64_t begin = 0; begin < call.length; begin += kBlock) {
+        for (std::int64_t begin = 0; begin < call.length; begin += kPiece) {
             if (begin > 0) {
-                std::memmove(hashes, hashes + kBlock, sizeof *hashes * kHistory);
-                std::memmove(strands, strands + kBlock, kHistory);
-                minimum -= kBlock;
+                std::memmove(hashes, hashes + kPiece, sizeof *hashes * kHistory);
+                std::memmove(strands, strands + kPiece, kHistory);
+                minimum -= kPiece;
             }
-            block_begin = static_cast<int>(begin);
-            const int count = Smaller(kBlock, call.length - block_begin);
+            piece_begin = static_cast<int>(begin);
+            const int count = Smaller(kPiece, call.length - piece_begin);
             Hash(count);
             Choose(kHistory + count);
         }
@@ -50,16 +50,16 @@ public:
     }
 
 private:
-    static constexpr int kHistory = 16;  // Hashes of the bases before a block that its windows reach back to.
-    static constexpr int kBlock = 4096;
+    static constexpr int kHistory = 16;  // Hashes before a piece that its windows reach back to.
+    static constexpr int kPiece = 4096;
     static constexpr std::int32_t kNone = INT32_MAX;  // Above all hashes.
     static constexpr std::uint8_t kAmbiguous = 2;
 
-    // Fills hashes and strands of the block's `count` k-mers; a k-mer is known by its last base.
+    // Sets the hashes and strands of the piece's `count` k-mers. A k-mer has the index of its last base.
     void Hash(int count) {
         std::int32_t* const out = hashes + kHistory;
-        const char* const bases = call.bases + block_begin;
-        // For all that the compiler knows a strand's store may change any member, so the loop works on copies.
+        const char* const bases = call.bases + piece_begin;
+        // The compiler must assume that storing a strand changes any member, so the loop works on copies.
         auto [forward, reverse, in_row] = behind;
         const std::uint32_t all = mask;
         const int least = k;
@@ -87,7 +87,7 @@ private:
         }
     }
 
-    // The library's invertible hash of 2k bits, in 32: what the higher bits of its 64 would hold is masked away.
+    // minimap2's invertible hash of 2k bits, in 32 bits: it masks away all higher ones.
     TAVIK_INLINE __m256i HashOf(__m256i key) const {
         const __m256i all = _mm256_set1_epi32(static_cast<std::int32_t>(mask));
         const auto plus_shifted = [](__m256i a, __m256i b, int by) __attribute__((always_inline)) {
@@ -122,7 +122,7 @@ private:
         }
     }
 
-    // One k-mer by the library's rule.
+    // Applies minimap2's rule to one k-mer.
     void Step(int p) {
         known = strands[p] == kAmbiguous ? 0 : known + 1;
         const bool has_minimum = MinimumHash() != kNone;
@@ -139,7 +139,7 @@ private:
         }
     }
 
-    // From p to `end`, where each window is whole and without ambiguous bases.
+    // Applies it from p to `end`, where each window is whole and without ambiguous bases.
     void Leap(int p, int end) {
         while (p < end) {
             const int last = Smaller(minimum + window, end - 1);
@@ -158,7 +158,7 @@ private:
         }
     }
 
-    // The minimum leaves the window that ends at p. The last of the lowest hashes in the window takes its place.
+    // The minimum leaves the window that ends at p. The last of the lowest hashes in the window replaces it.
     void Renew(int p, bool is_whole) {
         if (is_whole && MinimumHash() != kNone) {
             Push(minimum);
@@ -174,7 +174,7 @@ private:
 
     std::int32_t MinimumHash() const { return hashes[minimum]; }
 
-    // Which of 16 hashes are above a value, one bit each.
+    // Sets the bit of each of 16 hashes that is above a value.
     static TAVIK_INLINE unsigned Above(const std::int32_t* from, std::int32_t value) {
         const __m256i values = _mm256_set1_epi32(value);
         return MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from), values)) |
@@ -216,7 +216,7 @@ private:
         if (list.n == list.m) {
             Reserve(list.m + 1);
         }
-        const auto position = static_cast<std::uint32_t>(block_begin + p - kHistory);
+        const auto position = static_cast<std::uint32_t>(piece_begin + p - kHistory);
         list.a[list.n++] = {static_cast<std::uint64_t>(hashes[p]) << 8U | static_cast<unsigned>(k),
                             static_cast<std::uint64_t>(call.sequence) << 32U | position << 1U | strands[p]};
     }
@@ -236,12 +236,12 @@ private:
     struct {
         std::uint32_t forward, reverse;  // The last k bases on either strand.
         int in_row;                      // Bases since the last ambiguous one.
-    } behind{};                          // Where hashing has come to.
-    int known = 0;                       // Bases since the last ambiguous one, where the choice has come to.
-    int block_begin = 0;                 // The position in the sequence of the hash at kHistory.
+    } behind{};                          // The state of hashing after the last base.
+    int known = 0;                       // Bases since the last ambiguous one, at the last k-mer chosen from.
+    int piece_begin = 0;                 // The position in the sequence of the hash at kHistory.
     int minimum = kHistory - 1;
-    std::int32_t hashes[kHistory + kBlock + 16];
-    std::uint8_t strands[kHistory + kBlock];
+    std::int32_t hashes[kHistory + kPiece + 16];
+    std::uint8_t strands[kHistory + kPiece];
 };
 
 }  // namespace

@@ -10,23 +10,23 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// What the certified band and the checkpointed sweep share: a form of the recurrence with fewer operations.
+// A form of the recurrence with fewer operations, shared by the certified band and the checkpointed sweep.
 //
-// The gap lines are kept as X = x + open + extend >= 0, so that cutting a gap that does not pay off to 0 is an unsigned
-// subtraction that saturates; the second piece's likewise with its own costs. The score lines are kept as
-// U = u - open - extend + kBias, which makes X + V what x + v is plus the bias. Substitution scores carry the bias too.
-// All values stay within 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
+// The gap lines are stored as X = x + open + extend >= 0, so that resetting a gap that does not pay off to 0 is a
+// saturating unsigned subtraction; the second piece likewise with its own costs. The score lines are stored as
+// U = u - open - extend + kBias, so that X + V is x + v plus the bias. Substitution scores carry the bias too. All
+// values stay between 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
-/// True for scorings whose biased differences stay within a byte. The border must also cost what a gap costs: the proof
-/// of the certified band needs that.
+/// True for scorings whose biased differences fit a byte and whose border costs what a gap costs, which the proof of
+/// the certified band needs.
 inline bool Fits(const Scoring& s) {
     if (s.open + s.extend + s.open2 + s.extend2 > 56 || s.match <= 0 || s.match > 20 || s.mismatch < -40 ||
         s.mismatch >= s.match) {
         return false;
     }
-    // The lowest best score of a cell: its own bases or one base of gap on each side. Opening a gap from it must not
-    // wrap.
+    // The lowest value that a cell can have: a mismatch, or a one-base gap on each side. Opening a gap must not make it
+    // wrap around.
     const int lowest = Larger(kBias + s.mismatch, kBias - 2 * (s.open + s.extend));
     if (Larger(s.open, s.open2) > lowest) {
         return false;
@@ -41,21 +41,21 @@ inline bool Fits(const Scoring& s) {
     return true;
 }
 
-/// What strips read beside the sequences: letters that equal no base, nor each other.
+/// The padding beside the sequences: letters that equal no base, nor each other.
 inline constexpr int kBesideTarget = 7;
 inline constexpr int kBesideQuery = 9;
 
-/// The biased border value of an anti-diagonal.
+/// The biased border value of row r.
 inline int BiasedBorder(const Scoring& s, int r) {
     return BorderStep(s, r) - s.open - s.extend + kBias;
 }
 
-/// A lane's number in each lane.
+/// Each lane holds its own number.
 alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
-/// The lane of that number, or none.
+/// Selects the lane of that number; none if there is no such lane.
 TAVIK_INLINE __m256i OnlyLane(int number) {
     return Lanes32::Equal(Lanes32::Load(kLaneNumbers), Lanes32::All(number < 0 || number >= 32 ? 127 : number));
 }
@@ -77,10 +77,9 @@ struct StripConstants {
     }
 
     Register zero;
-    Register
-        unreachable;  // U and V of a neighbour that no path comes from; also what re-biases a difference of scores.
+    Register unreachable;  // U and V of a neighbour that no path comes from; also re-biases a difference of scores.
     Register match, mismatch, open, open2;
-    Register second_more;  // What a gap of one base costs more in the second piece.
+    Register second_more;  // The extra cost of a one-base gap in the second piece.
 };
 
 /// The six difference lines of 32 cells.
@@ -88,8 +87,8 @@ struct StripLanes {
     Lanes32::Register x, y, x2, y2, u, v;
 };
 
-/// Computes 32 cells: the lanes hold the neighbours' values before and the cells' own after it. Returns the direction
-/// bytes.
+/// Computes 32 cells: `c` holds the neighbours' values before the call and the cells' own after it. Returns the
+/// direction bytes.
 template <Trace kTrace>
 TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Register s, StripLanes& c) {
     using L = Lanes32;
@@ -100,7 +99,7 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
     const Register b2 = L::Add(c.y2, L::Subtract(c.u, k.second_more));
     const Register z = L::Max(L::Max(s, L::Max(b, b2)), L::Max(a, a2));
 
-    // The candidate is told by equality with the maximum, in an order that leaves the first or the last of equal ones.
+    // The best candidate equals the maximum. The order of comparisons keeps the first or the last of equal ones.
     Register direction = k.zero;
     const auto set_where = [&](Register value, int from) __attribute__((always_inline)) {
         direction = L::Select(L::Equal(z, value), L::All(from), direction);
@@ -139,35 +138,35 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
     return direction;
 }
 
-/// Where `at` says, the two gap lines and the score line become those of the border.
+/// Sets the two gap lines and the score line to the border's in the lanes that `at` selects.
 TAVIK_INLINE void EnterGap(__m256i at, __m256i border, __m256i& gap, __m256i& gap2, __m256i& score) {
     gap = Lanes32::AndNot(at, gap);
     gap2 = Lanes32::AndNot(at, gap2);
     score = Lanes32::Select(at, border, score);
 }
 
-/// How a strip's lanes lie in a row against the row before: at the same target positions, so that what comes from the
-/// position before has to move up, or one further, so that what comes from the same position has to move down.
+/// How a strip moves from the row before. `up`: it stays at its target positions, so values from the position before
+/// move up by a lane. `down`: it moves by one position, so values from the same position move down by a lane.
 enum class Shift { none, up, down };
 
-/// 32 * N neighbouring target positions, whose difference lines stay in registers from row to row.
+/// The difference lines of 32 * N neighbouring target positions, which stay in registers from row to row.
 template <int N>
 class Strip {
 public:
     static constexpr int kWidth = N * Lanes32::kWidth;
 
-    /// No path comes from anywhere yet.
+    /// Starts with no path from anywhere.
     explicit Strip(const Scoring& scoring) : scoring(scoring), k(scoring) {
         for (auto& c : cells) {
             c = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};
         }
     }
 
-    StripLanes& Cells(int block) { return cells[block]; }
+    StripLanes& Cells(int n) { return cells[n]; }
 
-    /// Computes row r at the target positions from `base` on. `target` points to that position's letter, `query` to the
-    /// letter it meets in this row; `directions` takes kWidth bytes. With kBorder the first target position and the
-    /// first query position may be among them.
+    /// Computes row r from target position `base` on. `target` points to that position's letter and `query` to the
+    /// letter that it meets in this row; kWidth bytes are written to `directions`. With kBorder the row may include the
+    /// first target position and the first query position.
     template <Trace kTrace, Shift kShift, bool kBorder>
     TAVIK_INLINE void Row(int r, int base, const std::uint8_t* target, const std::uint8_t* query,
                           std::uint8_t* directions) {
@@ -205,7 +204,7 @@ private:
         }
     }
 
-    // Position 0 takes its deletions, and the position that meets query letter 0 its insertions, from the border.
+    // Target position 0 takes its deletions from the border, and the position that meets query letter 0 its insertions.
     TAVIK_INLINE void EnterBorder(int r, int base) {
         const auto border = Lanes32::All(BiasedBorder(scoring, r));
         TAVIK_UNROLL

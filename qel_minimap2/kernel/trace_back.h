@@ -9,12 +9,12 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// Whether directions are kept, and where a gap lies when several places score the same.
+/// Whether directions are kept, and on which side a gap is placed when several places score the same.
 enum class Trace { none, left, right };
 
-// A direction byte tells of a cell, in its lowest three bits, which value its best score came from, and above them
-// which gaps are better continued than opened on the way to the next cell. The numbers are the library's: of two gap
-// states the odd ones are deletions.
+// A cell's direction byte: its lowest three bits hold the value that its best score came from; each bit above says that
+// a gap is better extended than opened on the way to the next cell. The numbers are minimap2's: odd gap states are
+// deletions.
 inline constexpr int kFromDiagonal = 0;
 inline constexpr int kFromDeletion = 1;
 inline constexpr int kFromInsertion = 2;
@@ -25,14 +25,14 @@ inline constexpr int kInsertionGoesOn = 16;
 inline constexpr int kDeletion2GoesOn = 32;
 inline constexpr int kInsertion2GoesOn = 64;
 
-// What a look-up of a direction returns instead of a byte.
+// A look-up of a direction returns this instead of a byte to end the walk.
 inline constexpr int kGiveUp = -1;
 
 /// The CIGAR of a path under construction, last operation first. It lies in scratch memory, because a path that is not
-/// proven must leave the caller's CIGAR and its room as they were.
+/// proven must leave the caller's CIGAR and its capacity unchanged.
 class PathRuns {
 public:
-    /// Room for any path through the matrix; false when there is no memory.
+    /// Makes room for any path through the matrix. Returns false when there is no memory.
     bool Reserve(const AlignmentCall& call) {
         const auto bases = static_cast<std::size_t>(call.query_length) + static_cast<std::size_t>(call.target_length);
         // NOLINTNEXTLINE(bugprone-casting-through-void)
@@ -43,11 +43,11 @@ public:
     }
 
     /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or
-    /// kGiveUp. False when it gave up.
+    /// kGiveUp. Returns false in that case.
     template <typename Direction>
     bool Walk(int i, int j, const Direction& direction) {
         int state = kFromDiagonal;
-        std::uint32_t operation = KSW_CIGAR_MATCH;  // The run that goes on, not yet among the others.
+        std::uint32_t operation = KSW_CIGAR_MATCH;  // The current run, not yet added.
         int length = 0;
         while (i >= 0 && j >= 0) {
             const int byte = direction(i, j);
@@ -75,7 +75,7 @@ public:
         return true;
     }
 
-    /// The score of the path from the first cell to the last, of sequences without letters that stand for any base.
+    /// The score of a path from the first cell to the last, for sequences without letters that stand for any base.
     int Score(const AlignmentCall& call, const Scoring& scoring) const {
         int score = 0;
         int i = 0;
@@ -98,7 +98,7 @@ public:
         return score;
     }
 
-    /// Makes it the result's CIGAR, whose room grows in the library's steps.
+    /// Copies it to the result's CIGAR, whose capacity grows in minimap2's steps.
     void Deliver(const AlignmentCall& call, ksw_extz_t& result) const {
         if (result.m_cigar < count) {
             while (result.m_cigar < count) {
@@ -114,8 +114,8 @@ public:
     }
 
 private:
-    // Two neighbouring runs are never of one operation: Walk ends a run only where the operation changes, and at the
-    // border what is left after a deletion is of the query, and after an insertion of the target.
+    // Neighbouring runs always differ in their operation: Walk ends a run only where the operation changes, and at the
+    // border only query bases are left after a deletion, and only target bases after an insertion.
     void Add(std::uint32_t operation, int length) {
         if (length > 0) {
             runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
