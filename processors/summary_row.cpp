@@ -35,7 +35,7 @@ std::string SummaryHeader() {
     return header + '\n';
 }
 
-std::string SummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {
+std::string FormatSummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {
     std::string row = read_id;
     Append(row, result.genome);
     for (const auto number : {result.genome_start, result.genome_end, result.strand_start, result.strand_end,

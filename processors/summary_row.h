@@ -11,6 +11,6 @@ std::string SummaryHeader();
 
 /// The summary row of one read, with a line feed. Whole numbers are decimal; identity and accuracy have up to
 /// six significant digits without trailing zeros, as a standard stream writes them.
-std::string SummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result);
+std::string FormatSummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result);
 
 }  // namespace Tavik

@@ -224,7 +224,7 @@ TEST(SummaryRow, WritesNumbersAsAStandardStreamDoes) {
         result.identity = value;
         std::ostringstream expected;
         expected << "r\t*\t0\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t" << value << "\t-1\t-1\n";
-        EXPECT_EQ(Tavik::SummaryRow("r", result), expected.str());
+        EXPECT_EQ(Tavik::FormatSummaryRow("r", result), expected.str());
     }
 }
 
