@@ -135,6 +135,32 @@ class InstalledTree(InstallationTest):
             self.assertEqual(self.complete(f"tavik_{line}"), expected, line)
 
 
+class Configuration(InstallationTest):
+    def test_build_type_and_warnings_of_top_level_and_embedded_builds(self):
+        (self.folder / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.25)\nproject(embeds LANGUAGES C CXX)\n"
+                                                    f"add_subdirectory({SOURCE} tavik)\n")
+        embedding = ("-S", self.folder)
+        for number, (arguments, build_type, warnings_stop) in enumerate((
+                (("-S", SOURCE), "Release", False),
+                (("-S", SOURCE, "-DCMAKE_BUILD_TYPE=Debug"), "Debug", False),
+                (("-S", SOURCE, "--preset", "release"), "Release", True),
+                (("-S", SOURCE, "-G", "Ninja Multi-Config"), "", False),
+                (embedding, "", False))):
+            with self.subTest(arguments=arguments):
+                build = self.folder / f"build {number}"
+                status, told, errors = run("cmake", *arguments, "-B", build, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
+                self.assertEqual((status, errors), (0, ""))
+                self.assertEqual("-- No build type is set: building as Release\n" in told, number == 0)
+                cache = (build / "CMakeCache.txt").read_text()
+                self.assertEqual((re.findall(r"^CMAKE_BUILD_TYPE:\w+=(.*)", cache, re.MULTILINE) or [""])[0], build_type)
+                commands = [one["command"] for one in json.loads((build / "compile_commands.json").read_text())]
+                self.assertGreater(len(commands), 30)
+                self.assertEqual({" -Werror " in command for command in commands}, {warnings_stop})
+                if build_type:
+                    self.assertEqual({" -O3 " in command for command in commands}, {build_type == "Release"})
+                self.assertEqual((build / "CTestTestfile.cmake").exists(), arguments != embedding)
+
+
 class Scripts(InstallationTest):
     def stub(self, name, text):
         path = self.folder / name
