@@ -3,11 +3,16 @@
 
 TAVIK_REPORT_PICTURE in the environment names a PNG file: the page of the example is kept there as a picture."""
 
-import math
+import base64
 import os
+import random
+import re
 import shutil
 import tempfile
+import time
 import unittest
+import zlib
+from pathlib import Path
 
 from selenium import webdriver
 from selenium.webdriver.chrome.options import Options
@@ -16,27 +21,44 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
 
-from aligner_run import READS
-from report_figures import figures, read_rows
-from report_run import ReportTest, row
+import report_shown as shown
+from aligner_run import SOURCE
+from page_judge import PageJudge
+from report_figures import figures
+from report_run import row
 
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
-CHARTS = {"accuracy", "identity", "lengths", "identity-by-length", "indels", "depth", "reads-per-reference"}
-# Pixels that are not see-through and of some colour: neither text nor grid.
+STATE = (Path(__file__).parent / "page_state.js").read_text()
+# Pixels of a picture that are not see-through and of some colour: neither text nor grid.
 DRAWN = """
-    return Object.fromEntries([...document.querySelectorAll("canvas")].filter((canvas) => canvas.offsetParent !== null).map((canvas) => {
-      const pixels = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;
+    const [source, done] = arguments;
+    const image = new Image();
+    image.onload = () => {
+      const canvas = Object.assign(document.createElement("canvas"), {width: image.width, height: image.height});
+      const context = canvas.getContext("2d");
+      context.drawImage(image, 0, 0);
+      const pixels = context.getImageData(0, 0, canvas.width, canvas.height).data;
       let count = 0;
       for (let i = 0; i < pixels.length; i += 4) {
         const colours = pixels.slice(i, i + 3);
         count += pixels[i + 3] > 60 && Math.max(...colours) - Math.min(...colours) > 60;
       }
-      return [canvas.closest("figure").id, count];
-    }));"""
+      done([image.width, image.height, count]);
+    };
+    image.src = source;"""
+# Names as files and sequences may have them.
+HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x onerror=\"document.title='run'\">", b"\"'`&amp;${1}\\", b"@SCRIPT@",
+           b"__proto__", "\u67d3\u8272\u4f53 \u00e9 \U0001f9ec".encode(), b"\xff\xfe<\xc3(", b"n" * 10_000]
 
 
-class Page(ReportTest):
+def style_colours():
+    """The colours of the style sheet, for the light theme and for the dark one."""
+    sheet = (SOURCE / "reports" / "page" / "report.css").read_text()
+    return [dict(re.findall(r"--([\w-]+): (#\w{6})", block)) for block in re.findall(r":root.*?\n}", sheet, re.DOTALL)[:2]]
+
+
+class Page(PageJudge):
     @classmethod
     def setUpClass(cls):
         cls.profile = tempfile.mkdtemp(prefix="tavik_report_profile_")
@@ -48,81 +70,80 @@ class Page(ReportTest):
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver", env={**os.environ, "HOME": cls.profile}), options=options)
         cls.addClassCleanup(cls.browser.quit)
+        cls.colours, cls.dark = style_colours()
 
     def open(self, folder):
         self.browser.get(f"file://{self.folder}/{folder}/alignment_report.html")
-        self.assertEqual(self.browser.get_log("browser"), [])
+        self.addCleanup(lambda: self.assertEqual(self.browser.get_log("browser"), []))
 
     def element(self, selector):
         return self.browser.find_element(By.CSS_SELECTOR, selector)
 
-    def column(self, number):
-        return self.browser.execute_script("return [...document.querySelectorAll('#references tbody tr')]"
-                                           f".map((row) => row.cells[{number}].textContent)")
+    def script(self, text, *args):
+        return self.browser.execute_script(text, *args)
 
-    def test_page_of_the_example_draws_sorts_and_chooses(self):
+    def state(self):
+        return self.script(STATE)
+
+    def make_sample(self, name, reads, references, identity=0.9):
+        """A run of made rows, on references of falling share; all its figures differ from those of other samples."""
+        chance = random.Random(name)
+        rows = []
+        for _ in range(reads):
+            kind = chance.random()
+            genome, length = chance.choices(list(references.items()), [1 / (i + 1) for i in range(len(references))])[0]
+            aligned = min(int(chance.lognormvariate(6.5, 0.9)) + 1, length // 2)
+            insertions, deletions, wrong = (min(int(aligned * part * chance.random() ** 3), length // 4) for part in (0.25, 0.35, 2 * (1 - identity)))
+            rows.append(b"r\t*\t%d" % -(kind > 0.03) + b"\t-1" * 10 + b"\n" if kind < 0.1 else
+                        row(genome + b"_rc" * (chance.random() < 0.4), chance.randint(1, length - aligned - deletions), aligned, aligned - wrong,
+                            insertions, deletions))
+        return self.write_run(name, rows, references)
+
+    def figures_of(self, samples, depth_most=400):
+        return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
+
+    def test_page_of_one_sample(self):
         out = self.align_examples()
         self.run_report(out)
-        expected = figures(out / "alignment_summary.txt")
+        (f,) = self.figures_of(["out"]).values()
         self.open("out")
-        drawn = self.browser.execute_script(DRAWN)
-        self.assertEqual({name for name, pixels in drawn.items() if pixels > 500}, CHARTS, drawn)
-        totals = self.element("#totals").text.replace(",", "")
-        for figure in (expected["totals"]["reads"], f"{100 * expected['totals']['median_identity']:.2f} %",
-                       f"{expected['totals']['mean_depth']:.2f}", f"{expected['totals']['n50'] / 1000:.2f} kb"):
-            self.assertIn(str(figure), totals)
-        bars = self.browser.execute_script("return Object.fromEntries([...drawn].map(([id, chart]) => [id, chart.data.datasets.map((set) =>"
-                                           " set.data.map((point) => point.y ?? point))]))")
-        for chart in ("identity", "lengths"):
-            self.assertEqual(sum(bars[chart][0]), expected["totals"]["aligned"])
-        self.assertEqual(bars["reads-per-reference"], [[13, 2], [19, 4]])
-
-        hits = [row for row in read_rows(out / "alignment_summary.txt") if row["genome"] != "*"]
-        self.check_cells("indels", [(100 * row["num_insertions"] / row["num_aligned"], 100 * row["num_deletions"] / row["num_aligned"])
-                                    for row in hits])
-        self.check_cells("identity-by-length", [(math.log10(row["num_aligned"]), 100 * row["num_correct"] / row["num_aligned"])
-                                                for row in hits])
-
-        before = self.canvas("identity")
-        self.element("#identity button[data-scale=quality]").send_keys(Keys.ENTER)
-        self.assertNotEqual(self.canvas("identity"), before)
-        self.assertEqual(self.element("#identity button[data-scale=quality]").get_attribute("aria-pressed"), "true")
-
-        before = self.canvas("depth")
-        Select(self.element("#sequence")).select_by_visible_text("chr_small (15 kb)")
-        self.assertNotEqual(self.canvas("depth"), before)
-        self.assertIn("chr_small", self.element("#depth figcaption").text)
-
-        self.assertEqual(self.column(2), ["32", "6"])
-        for order in (["60,000", "15,000"], ["15,000", "60,000"]):  # Numbers begin with the largest.
-            self.element("#references th:nth-child(2) button").send_keys(Keys.ENTER)
-            self.assertEqual(self.column(1), order)
-        self.assertEqual(self.element("#references th:nth-child(2)").get_attribute("aria-sort"), "ascending")
-        self.assertEqual(self.browser.get_log("browser"), [])
+        self.assertLess((out / "alignment_report.html").stat().st_size, 310_000)
+        state = self.state()
+        self.check_sample(state, "out", f)
+        self.assertEqual((state["title"], state["samples"]), ("Alignment report", None))
+        self.assertEqual(state["run"], [text for fact in self.data()["samples"][0]["run"] for text in fact])
         self.keep_picture()
 
-    def check_cells(self, chart, points):
-        """Each read lies in a cell of the heat map, or beyond it in the direction of an axis' end, and no cell is without."""
-        bars, *ends = self.browser.execute_script(f"const chart = drawn.get('{chart}'); const {{x, y}} = chart.scales;"
-                                                  "return [chart.data.datasets[0].data, [x.min, x.max], [y.min, y.max]]")
-        columns = sorted({bar["x"] for bar in bars})
-        half = min(b - a for a, b in zip(columns, columns[1:])) / 2
-        cells = {(bar["x"] - half, bar["x"] + half, *bar["y"]) for bar in bars if bar["y"]}
-        met = set()
-        for point in points:
-            x, y = (min(max(value, low), high - 1e-6) for value, (low, high) in zip(point, ends))
-            met |= {cell for cell in cells if cell[0] - 1e-6 <= x < cell[1] and cell[2] - 1e-6 <= y < cell[3]}
-            self.assertEqual(any(cell[0] - 1e-6 <= x < cell[1] and cell[2] - 1e-6 <= y < cell[3] for cell in met), True, point)
-        self.assertEqual(met, cells)
+        for ratio in ("accuracy", "identity"):
+            button = self.element(f"#{ratio} button[data-scale=quality]")
+            button.send_keys(Keys.ENTER)
+            self.assertEqual(button.get_attribute("aria-pressed"), "true")
+        qualities = self.state()["figures"]
+        for ratio in ("accuracy", "identity"):
+            self.check_ratio(qualities[ratio], ratio, f, is_quality=True)
+        Select(self.element("#sequence")).select_by_visible_text("chr_small (15 kb)")
+        self.check_depth(self.state()["figures"]["depth"], "chr_small", f)
+        self.check_pictures()
 
-    def canvas(self, chart):
-        return self.browser.execute_script(f"return document.querySelector('#{chart} canvas').toDataURL()")
+    def check_pictures(self):
+        """The buttons' files: the charts, under their title."""
+        folder = self.folder / "pictures"
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(folder)})
+        names = [figure.get_attribute("id") for figure in self.browser.find_elements(By.CSS_SELECTOR, "figure") if figure.is_displayed()]
+        for name in names:
+            self.element(f"#{name} .save").send_keys(Keys.ENTER)
+            path, end = folder / f"out_{name}.png", time.monotonic() + 60
+            while not path.exists() and time.monotonic() < end:
+                time.sleep(0.02)
+            width, height, coloured = self.browser.execute_async_script(DRAWN, "data:image/png;base64," + base64.b64encode(path.read_bytes()).decode())
+            size = self.script(f"const {{canvas}} = drawn.get('{name}'); return [canvas.width, canvas.height]")
+            self.assertEqual(([width, height - 34], coloured > 500), (size, True), name)
+        self.assertEqual({path.name for path in folder.iterdir()}, {f"out_{name}.png" for name in names})
 
     def keep_picture(self):
         if "TAVIK_REPORT_PICTURE" in os.environ:
             self.open("out")
-            height = self.browser.execute_script("return document.querySelector('#depth').getBoundingClientRect().bottom + 14"
-                                                 " + outerHeight - innerHeight")
+            height = self.script("return document.querySelector('#depth').getBoundingClientRect().bottom + 14 + outerHeight - innerHeight")
             self.browser.set_window_size(1200, round(height))
             self.browser.save_screenshot(os.environ["TAVIK_REPORT_PICTURE"])
 
@@ -145,46 +166,132 @@ class Page(ReportTest):
                       "within input file a: the run was interrupted or is still going on")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
 
-    def test_names_and_titles_are_text_whatever_they_are(self):
-        names = ["</script><script>document.title = 'run'</script>", "<img src=x onerror=\"document.title='run'\">", "\"'`&amp;${1}\\",
-                 "@SCRIPT@", "__proto__"]
-        raw = [name.encode() for name in names] + [b"\xff\xfe<\xc3(", b"n" * 10_000]
-        shown = names + ["\ufffd\ufffd<\ufffd(", "n" * 53 + "\u2026" + "n" * 26]
+    def test_three_samples_with_hostile_names_are_told_apart_and_printed(self):
+        names = ["b<i> & \"c\" " + "long " * 20, "empty", "\u00e9a"]
+        references = {name: 9000 - 1000 * i for i, name in enumerate(HOSTILE)}
+        for name, reads in zip(names, (900, 0, 2600)):
+            self.make_sample(name, reads, references, 0.85)
         title = "</title></script><script>document.title = 'run'</script>@DATA@&amp;"
-        out = self.write_run("out", [row(name) for name in raw for _ in range(2)] + [row(raw[0] + b"_rc")], dict.fromkeys(raw, 500))
-        self.write_run("b<i>", [], {})
-        self.run_report(out, "b<i>", "--title", title)
-        self.open("out")
-        self.assertEqual(self.browser.title, title)
-        self.assertEqual(self.element("#title").text, title)
-        self.assertEqual(sorted(self.column(0)), sorted(shown))
+        self.run_report(*names, "-o", "all", "--title", title)
+        samples = self.figures_of(names)
+        self.open("all")
+        state = self.state()
+        self.assertEqual((self.browser.title, state["title"]), (title, title))
+        slots = [names[0], names[2], *[None] * 6]
+        self.check_comparison(state, samples, slots, names[0])
+        self.check_sample(state, names[0], samples[names[0]])
+        for i, name in enumerate(names[1:], 1):
+            self.script(f"document.querySelector('#samples [data-sample=\"{i}\"] .link').focus()")
+            self.browser.switch_to.active_element.send_keys(Keys.ENTER)
+            state = self.state()
+            self.check_comparison(state, samples, slots, name)
+            self.check_sample(state, name, samples[name])
+        self.assertEqual(self.script("return document.activeElement.id"), "sample-name")
         self.assertEqual(len(self.browser.find_elements(By.TAG_NAME, "script")), 3)
-        self.assertEqual(sorted(self.browser.execute_script("return [...document.querySelectorAll('#sequence option')].map((o) => o.textContent)")),
-                         sorted(f"{name} (500 b)" for name in shown))
-        # The second sample has no reads: no chart is left, and nothing fails.
-        Select(self.element("#sample")).select_by_visible_text("b<i>")
-        self.assertEqual([name for name in self.browser.execute_script(DRAWN) if name in CHARTS], [])
-        self.assertEqual(self.element("#verdict").text, "0 of 0 reads are aligned.")
-        self.assertEqual(self.browser.get_log("browser"), [])
+        for i in range(1, len(references) + 1):
+            Select(self.element("#sequence")).select_by_index(len(references) - i)
+            self.check_depth(self.state()["figures"]["depth"], os.fsdecode(HOSTILE[-i]), samples[names[2]])
+        for ratio in ("accuracy", "identity"):
+            self.element(f"#compare-{ratio} button[data-scale=quality]").send_keys(Keys.ENTER)
+        self.check_comparison(self.state(), samples, slots, names[2], is_quality=True)
+        self.check_order("samples", *shown.samples_table(samples))
+        self.check_paper(samples)
 
-    def test_dark_and_light_are_readable_and_print_is_light(self):
-        self.run_report(self.align_examples())
-        self.open("out")
-        themes = []
-        for _ in range(2):
-            self.element("#theme").click()
-            themes.append(self.browser.execute_script("const style = getComputedStyle(document.body);"
-                                                      "return [style.color, style.backgroundColor, drawn.get('identity').options.scales.y.title.color]"))
-        self.assertEqual(len({str(theme) for theme in themes}), 2)
-        for ink, paper, axis in themes:
+    def check_order(self, table, head, rows):
+        """A click on a heading sorts, numbers from the largest first; the next click turns that round. Unknown ones are last."""
+        for column, _ in enumerate(head):
+            for click in range(2):
+                # The heading by which it is sorted already is turned round first.
+                is_falling = (column > 0) == (click == 0)
+                button = self.element(f"#{table} th:nth-child({column + 1}) button")
+                if click == 0 and button.find_element(By.XPATH, "..").get_attribute("aria-sort") != "none":
+                    is_falling = not is_falling
+                button.send_keys(Keys.ENTER)
+                cells = self.script(f"return [...document.querySelectorAll('#{table} tbody tr')].map((line) => line.cells[{column}].textContent)")
+                if column == 0:
+                    self.assertEqual(sorted(cells), sorted(row[0][1] for row in rows))
+                    self.assertEqual(cells, self.script("return [...arguments[0]].sort((a, b) => arguments[1] * a.localeCompare(b, 'en', {numeric: true}))",
+                                                        cells, -1 if is_falling else 1))
+                    continue
+                known = sorted((row[column] for row in rows if row[column][0] is not None), key=lambda cell: cell[0], reverse=is_falling)
+                self.assertEqual(cells, [text for _, text in known] + [shown.NONE] * (len(rows) - len(known)), (head[column], is_falling))
+                self.assertEqual([one.get_attribute("aria-sort") for one in self.browser.find_elements(By.CSS_SELECTOR, f"#{table} th")],
+                                 [("descending" if is_falling else "ascending") if i == column else "none" for i in range(len(head))])
+
+    def check_same(self, state, before):
+        other = [name for name in before["figures"] if state["figures"].get(name) != before["figures"][name]]
+        self.assertEqual(([name for name in before if state[name] != before[name]], other), ([], []))
+
+    def check_paper(self, samples):
+        """All samples are on paper, in light colours, and the page is as before afterwards."""
+        self.element("#theme").send_keys(Keys.ENTER)
+        before = self.state()
+        self.script("addEventListener('beforeprint', () => { window.pixels = [...document.querySelectorAll('#paper canvas')].filter((canvas) => "
+                    "!canvas.closest('[hidden]')).map((canvas) => canvas.toDataURL()); })")
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
+        self.script("dispatchEvent(new Event('beforeprint'))")
+        paper = self.element("body").text
+        self.assertEqual(self.script("return [document.documentElement.dataset.theme, getComputedStyle(document.body).printColorAdjust]"), ["light", "exact"])
+        places = [paper.find(part) for name, f in samples.items() for part in (shown.shown_name(name).strip() + "\n", shown.verdict(f))]
+        headings = [part.text for part in self.browser.find_elements(By.CSS_SELECTOR, "main article h2") if part.is_displayed()]
+        self.assertEqual(headings, [shown.shown_name(name).strip() for name in samples])
+        self.assertEqual((-1 in places, [paper.count(shown.verdict(f)) for f in samples.values()]), (False, [1] * len(samples)))
+        pixels = [self.browser.execute_async_script(DRAWN, source)[2] > 300 for source in self.script("return pixels")]
+        self.assertEqual(pixels, [True] * sum(7 if f["totals"]["aligned"] else 1 for f in samples.values() if f["depths"]))
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": ""})
+        self.script("dispatchEvent(new Event('afterprint'))")
+        self.check_same(self.state(), before)
+        pdf = base64.b64decode(self.browser.print_page())
+        streams = [zlib.decompress(part) for part in re.findall(rb"FlateDecode.*?stream\r?\n(.*?)endstream", pdf, re.DOTALL) if part[:1] == b"x"]
+        grey = " ".join(f"{int(self.colours['third'][i:i + 2], 16) / 255:.4f}"[1:6] for i in (1, 3, 5))
+        self.assertGreaterEqual(len(re.findall(rb"/Type /Page\b", pdf)), 1 + len(samples))
+        self.assertIn(grey.split()[0].encode(), b"".join(streams), "the bars of shares are filled")
+        self.check_same(self.state(), before)
+        self.element("#theme").send_keys(Keys.ENTER)
+
+    def test_twelve_samples_are_compared_eight_at_a_time(self):
+        names = [f"s{i}" for i in range(12)]
+        for i, name in enumerate(names):
+            self.make_sample(f"in/{name}", 0 if i == 2 else 80 + 41 * i, {b"c%d" % k: 1000 * k + 37 * i for k in range(3, 6)}, 0.8 + i / 80)
+        self.run_report(*(f"in/{name}" for name in names), "-o", "all")
+        samples = self.figures_of([f"in/{name}" for name in names], 400 * 8 // 12)
+        self.open("all")
+        slots = ["s0", "s1", "s3", "s4", "s5", "s6", "s7", "s8"]
+        state = self.state()
+        self.check_comparison(state, samples, slots, "s0")
+        self.check_sample(state, "s0", samples["s0"])
+        Select(self.element("#sample")).select_by_visible_text("s11")  # Takes the last one's place.
+        slots[-1] = "s11"
+        state = self.state()
+        self.check_comparison(state, samples, slots, "s11")
+        self.check_sample(state, "s11", samples["s11"])
+        for out, into in (("s3", "s9"), ("s0", None)):
+            self.element(f"#compared [value='{out[1:]}']").send_keys(Keys.SPACE)
+            self.assertEqual(self.script("return document.activeElement.value"), out[1:])
+            if into:
+                self.element(f"#compared [value='{into[1:]}']").send_keys(Keys.SPACE)
+            slots[slots.index(out)] = into
+            self.check_comparison(self.state(), samples, slots, "s11")
+
+    def test_1500_references_and_themes(self):
+        self.make_sample("many", 12_000, {b"contig_%d" % i: 9000 + 7 * (i * 37 % 1500) for i in range(1500)})
+        self.run_report("many")
+        (f,) = self.figures_of(["many"]).values()
+        self.open("many")
+        state = self.state()
+        self.check_sample(state, "many", f)
+        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all bases.")
+        self.check_order("references", *shown.references_table(f, 1000))
+        for colours in (self.dark, self.colours):
+            self.element("#theme").send_keys(Keys.ENTER)
+            self.colours = colours
+            self.check_sample({**self.state(), "references": state["references"]}, "many", f)
+            ink, paper, axis = self.script("const style = getComputedStyle(document.body);"
+                                           "return [style.color, style.backgroundColor, drawn.get('identity').options.scales.y.title.color]")
             self.assertGreater(contrast(ink, paper), 7)
             self.assertGreater(contrast(axis, paper), 7)
-        self.element("#theme").click()
-        self.browser.execute_script("dispatchEvent(new Event('beforeprint'))")
-        self.assertEqual(self.browser.execute_script("return document.documentElement.dataset.theme"), "light")
-        self.browser.execute_script("dispatchEvent(new Event('afterprint'))")
-        self.assertEqual(self.browser.execute_script("return document.documentElement.dataset.theme"), "dark")
-        self.assertEqual(self.browser.get_log("browser"), [])
+            series = [colours[f"series-{i}"] for i in range(shown.SERIES)]
+            self.assertEqual((len(set(series)), [one for one in series if contrast(one, colours["card"]) < 3]), (8, []))
 
 
 def contrast(one, other):
