@@ -46,17 +46,14 @@ private:
 
     template <typename Iterator>
     void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
-        const bool staged = pool.Idle().empty() && pool.Size() > 0;
-        if (staged) {
-            // A staged job may begin at once, so it is logged before it is staged.
-            TAVIK_LOG(verbose) << "Submitting job " << number;
+        // A staged job may begin before the log tells that its worker came free and that the job is submitted. Where
+        // verbose records are kept, their order counts for more than the microseconds that staging saves.
+        if (pool.Idle().empty() && !logging::Accepts(logging::Severity::verbose)) {
             pool.Stage(*job, *record);
         }
         WaitForIdleWorker(pool);
         for (int attempt = 0; attempt < attempts; ++attempt) {
-            if (attempt > 0 || !staged) {
-                TAVIK_LOG(verbose) << "Submitting job " << number;
-            }
+            TAVIK_LOG(verbose) << "Submitting job " << number;
             if (pool.Submit(*job, number, *record) >= 0) {
                 return;
             }

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Tests {
+
+/// What the log of a loop must be, told line by line: the lowest idle worker takes the next job, and only when none is
+/// idle does one look find the workers whose jobs have ended, those whose jobs failed behind the others. Each job logs
+/// "Ran job <number>" at its end.
+class LoopLogModel {
+public:
+    LoopLogModel(int threads, int jobs) : job_of(static_cast<std::size_t>(threads), kIdle), jobs(jobs) {}
+
+    /// Empty, or what is wrong with the line.
+    std::string Take(const std::string& line) {
+        const auto none_idle = std::ranges::count(job_of, kIdle) == 0;
+        const auto number = NumberIn(line);
+        if (line == "Submitted all jobs, now waiting for them to finish") {
+            all_submitted = true;
+            return next == jobs ? "" : "too early";
+        }
+        if (line.starts_with("Submitting")) {
+            looked = {-1, -1};
+            const auto worker = std::ranges::find(job_of, kIdle);
+            if (worker == job_of.end() || all_submitted || number != next++) {
+                return "no worker is idle, or another job is next";
+            }
+            *worker = number;
+            return "";
+        }
+        if (line.starts_with("Ran")) {
+            const bool is_running = std::ranges::count(job_of, number) == 1 && !ended.contains(number);
+            ended.insert(number);
+            return is_running ? "" : "not submitted";
+        }
+        auto& job = job_of.at(static_cast<std::size_t>(number));
+        const std::pair place(Fails(job), number);
+        const bool right = (none_idle || looked.second >= 0) && ended.contains(job) && place > looked;
+        job = kIdle;
+        looked = place;
+        return right ? "" : "its job has not ended, nobody looked for it, or others come first";
+    }
+    bool IsDone() const { return all_submitted && ended.size() == static_cast<std::size_t>(jobs); }
+    /// 1 for the jobs that are to fail, else 0.
+    static int Fails(int job) { return job % 7 == 3 ? 1 : 0; }
+
+private:
+    static constexpr int kIdle = -1;
+    static int NumberIn(const std::string& line) {
+        const auto digits = line.find_first_of("0123456789");
+        return digits != std::string::npos ? std::stoi(line.substr(digits)) : 0;
+    }
+
+    std::vector<int> job_of;  // The workers'.
+    std::set<int> ended;
+    std::pair<int, int> looked = {-1, -1};  // Whether the job failed and the worker, of the last one that came free.
+    int next = 0, jobs;
+    bool all_submitted = false;
+};
+
+}  // namespace Tests
