@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <boost/algorithm/string/replace.hpp>
+#include <boost/filesystem/operations.hpp>
 
 namespace Common::logging {
 
@@ -30,7 +31,10 @@ std::string FillInTime(const std::string& pattern) {
 }  // namespace
 
 LogFileBackend::LogFileBackend(const boost::filesystem::path& folder, const std::string& name, bool auto_flush)
-    : folder(folder), pattern(NamePattern(name)), auto_flush(auto_flush) {}
+    : folder(folder), pattern(NamePattern(name)), auto_flush(auto_flush) {
+    boost::system::error_code unknown;
+    start = boost::filesystem::current_path(unknown);
+}
 
 void LogFileBackend::consume(const boost::log::record_view& /*record*/, const string_type& line) {
     if (!opened) {
@@ -53,7 +57,8 @@ void LogFileBackend::consume(const boost::log::record_view& /*record*/, const st
 void LogFileBackend::Open() {
     path = (folder / FillInTime(pattern)).string();
     errno = 0;
-    stream.open(path, std::ios_base::out | std::ios_base::app);
+    stream.open(start.empty() ? path : boost::filesystem::absolute(path, start).string(),
+                std::ios_base::out | std::ios_base::app);
     if (!stream) {
         Report("Could not open log file ");
     }

@@ -14,7 +14,8 @@ namespace Common::logging {
 class LogFileBackend : public boost::log::sinks::basic_formatted_sink_backend<char> {
 public:
     /// `name`: the caller's part of the file name, in front of "_log-<date>_<time>.log". The time is that of the
-    /// opening. Lines are appended to an existing file, which another run has opened in the same second.
+    /// opening. A relative folder counts from the folder that is the current one now: starting an external aligner
+    /// changes it. Lines are appended to an existing file, which another run has opened in the same second.
     LogFileBackend(const boost::filesystem::path& folder, const std::string& name, bool auto_flush);
 
     void consume(const boost::log::record_view& record, const string_type& line);
@@ -24,6 +25,7 @@ private:
     void Report(const char* what);
 
     const boost::filesystem::path folder;
+    boost::filesystem::path start;  // What a relative folder counts from; empty where the system does not tell.
     const std::string pattern;
     const bool auto_flush;
     std::string path;

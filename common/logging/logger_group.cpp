@@ -100,9 +100,12 @@ void InitLogging(const std::string& channel, const std::string& verbose_channel,
     AddCommonAttributes();
     process.group = std::make_unique<LoggerGroup>(channel, verbose_channel);
     for (const auto console : {Loggers::error_console, Loggers::output_console}) {
-        process.group->updateStreamSink(console, std::move(options[Position(console)]));
+        auto& of_console = options[Position(console)];
+        of_console.enabled = true;
+        process.group->updateStreamSink(console, std::move(of_console));
     }
     process.group->file_options = std::move(options);
+    process.group->SetFolder("");
     SwitchCore(true);
 }
 

@@ -25,8 +25,10 @@ struct null_deleter {
 /// the records that SetForeignSeverities describes.
 void Prepare();
 
-/// Replaces the process-wide group by one for these channels, installs the console sinks and switches logging
-/// on. Log files are written from LoggerGroup::SetFolder on. No other thread may log during the call.
+/// Replaces the process-wide group by one for these channels, installs its sinks and switches logging on. The log files
+/// lie in the current folder unless LoggerGroup::SetFolder names another one. Each begins with its first record, so
+/// none is left behind here when SetFolder is called before anything is logged. No other thread may log during the
+/// call.
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories);
 
@@ -52,13 +54,14 @@ public:
     /// an error is logged and nothing changes.
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
-    /// Replaces the sink of a file logger by one that writes to "<name>_log-<date>_<time>.log" in `folder`;
-    /// the folder is made here, the file is opened by its first record. For a console logger an error is logged and
-    /// nothing changes.
+    /// Replaces the sink of a file logger by one that writes to "<name>_log-<date>_<time>.log" in `folder`, an empty
+    /// path being the folder that is the current one now; the folder is made here, the file is opened by its first
+    /// record. For a console logger an error is logged and nothing changes.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
 
-    /// Puts the log files into `folder`, named after the channels, as the options given to InitLogging say.
+    /// Puts the log files into `folder`, named after the channels, as the options given to InitLogging say. An empty
+    /// path is the current folder. Files that have begun elsewhere stay there.
     void SetFolder(const boost::filesystem::path& folder);
 
     /// The channel that records of a severity go out with.

@@ -30,11 +30,9 @@ std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool
     main_file.severities = {Severity::message, Severity::info, Severity::warning, Severity::error};
     main_file.enabled = true;
     error_console.severities = {Severity::warning, Severity::error};
-    error_console.enabled = true;
     if (!quiet) {
         output_console.severities = {Severity::message};
     }
-    output_console.enabled = true;
 
     if (verbose_logs || !trace_categories.empty()) {
         verbose_file.show_origin = true;

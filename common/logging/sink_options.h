@@ -32,7 +32,8 @@ struct SinkOptions {
 
 /// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and
 /// errors), standard output (messages, nothing when `quiet`) and the verbose log file, which only
-/// `verbose_logs` or a non-empty `trace_categories` enables.
+/// `verbose_logs` or a non-empty `trace_categories` enables. The two consoles are not enabled: who installs them does
+/// that.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 

@@ -35,7 +35,7 @@ std::unordered_set<std::string> getReadIdWhitelist(const std::string& path) {
         const auto id = Trimmed(line);
         if (id.find(' ') != std::string_view::npos) {
             TAVIK_LOG(warning) << "read_id is invalid as it contains a space " << id;
-        } else if (!id.empty()) {
+        } else {
             ids.emplace(id);
         }
     }

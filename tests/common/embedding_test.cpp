@@ -53,6 +53,7 @@ TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
     EXPECT_EQ(Arrived(stream), "") << "nobody has said what this sink wants, and the core is off";
     const Tests::TemporaryFolder folder;
     logging::InitLogging("c", "c_verbose", true, false, "");
+    logging::LoggerGroup::Instance().updateFileSink(logging::Loggers::main_file, "", "c", {});
     testing::internal::CaptureStderr();
     EXPECT_EQ(Arrived(stream), "we") << "those of the error console";
     logging::SetForeignSeverities({Severity::trace, Severity::info});
@@ -74,8 +75,9 @@ TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
     EXPECT_EQ(Arrived(stream), "tiwe") << "what a second group wanted goes with it, and nothing else";
     logging::SetForeignSeverities({});
     logging::InitLogging("c", "c_verbose", false, false, "");
+    logging::LoggerGroup::Instance().SetFolder(folder.Path("new"));
     testing::internal::CaptureStdout();
-    EXPECT_EQ(Arrived(stream), "mwe");
+    EXPECT_EQ(Arrived(stream), "miwe");
     EXPECT_EQ(Tests::LinesOf(testing::internal::GetCapturedStdout()).size(), 1U);
     EXPECT_EQ(Tests::LinesOf(testing::internal::GetCapturedStderr()).size(), 5 * 2U);
 

@@ -1,8 +1,12 @@
 #include "common/logger.h"
 
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <iomanip>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -97,6 +101,63 @@ TEST(Logging, EachSinkTakesItsSeverities) {
     int evaluated = 0;
     TAVIK_LOG(error) << ++evaluated;
     EXPECT_EQ(evaluated, 0) << "a rejected record is not even built";
+}
+
+TEST(Logging, FilesLieInTheCurrentFolderUntilAnotherOneIsSet) {
+    const auto before = std::filesystem::current_path();
+    const Tests::TemporaryFolder here, other;
+    std::filesystem::current_path(here.Path(""));
+    logging::InitLogging("c", "c_verbose", true, true, "");
+    std::filesystem::current_path(other.Path(""));
+    testing::internal::CaptureStderr();
+    LogOneOfEach();
+    EXPECT_EQ(Texts(LogLines(here, "c_log-")), "miwe");
+    EXPECT_EQ(Texts(LogLines(here, "c_verbose_log-")), "vmiwe");
+    logging::InitLogging("d", "d_verbose", true, true, "");
+    logging::LoggerGroup::Instance().SetFolder(here.Path(""));
+    LogOneOfEach();
+    EXPECT_EQ(Texts(Tests::LinesOf(testing::internal::GetCapturedStderr())), "wewe");
+    EXPECT_EQ(Texts(LogLines(here, "d_log-")), "miwe");
+    EXPECT_TRUE(std::filesystem::is_empty(other.Path(""))) << "no stray file where nothing was logged";
+    logging::Prepare();
+    std::filesystem::current_path(before);
+}
+
+TEST(Logging, OnlyTheFilesThatAreAskedForAreEnabledByDefault) {
+    for (const auto& [verbose, categories] : {std::pair(false, ""), std::pair(true, ""), std::pair(false, "x")}) {
+        const auto options = logging::GetDefaultTavikLogOptions(false, verbose, categories);
+        std::string enabled;
+        for (const auto& of_sink : options) {
+            enabled += of_sink.enabled ? "1" : "0";
+        }
+        EXPECT_EQ(enabled, verbose || *categories != '\0' ? "1001" : "1000");
+    }
+}
+
+TEST(Logging, NamesAndLinesHaveTheLocalTime) {
+    constexpr std::time_t kEast = 13 * 3600 + 37 * 60;
+    const char* const zone = std::getenv("TZ");
+    const std::string old_zone = zone != nullptr ? zone : "";
+    ::setenv("TZ", "TEST-13:37", 1);
+    ::tzset();
+    const Tests::TemporaryFolder folder;
+    const auto from = std::time(nullptr) + kEast;
+    StartLogging(folder, true, false, "");
+    TAVIK_LOG(info) << "i";
+    const auto to = std::time(nullptr) + kEast;
+    const auto name = std::filesystem::directory_iterator(folder.Path(""))->path().filename().string();
+    const auto line = LogLines(folder, "50%d").at(0);
+    logging::Prepare();
+    for (const auto& [text, format] : {std::pair(name, "50%%d_log-%Y-%m-%d_%H-%M-%S.log"),
+                                       std::pair(line.substr(0, line.find('.')), "%Y-%m-%d %H:%M:%S")}) {
+        std::tm read{};
+        std::istringstream stream(text);
+        stream >> std::get_time(&read, format);
+        const auto time = ::timegm(&read);
+        EXPECT_TRUE(stream && from <= time && time <= to) << text;
+    }
+    zone != nullptr ? ::setenv("TZ", old_zone.c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST(Logging, ARunKeepsTheLinesOfAnotherOneOfTheSameSecond) {
