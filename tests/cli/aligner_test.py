@@ -6,6 +6,8 @@ import hashlib
 import os
 import re
 import subprocess
+import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -90,6 +92,26 @@ class StartUp(AlignerTest):
                       f"{self.folder / 'out'}\nalignment ref.:     {REFERENCE}\nmin. coverage:      0.6\n", loud)
         self.assertIn(PROGRESS, loud)
         self.assertRegex(loud, r"Done in \d+ ms\.\n$")
+
+
+    def test_elapsed_time_is_told_in_milliseconds(self):
+        """The reads come through a pipe that its writer keeps open for a known time."""
+        os.mkfifo(self.folder / "slow.fastq")
+
+        def write():
+            with open(self.folder / "slow.fastq", "w", encoding="ascii") as pipe:
+                time.sleep(1.2)
+                pipe.write(SAMPLE.read_text())
+
+        writer = threading.Thread(target=write, daemon=True)
+        writer.start()
+        start = time.monotonic()
+        run = self.align([self.folder / "slow.fastq"])
+        end = time.monotonic()
+        writer.join(10)
+        elapsed = int(re.search(r"Done in (\d+) ms\.\n$", run.stdout)[1]) / 1000
+        self.assertLessEqual(1.199, elapsed)
+        self.assertLessEqual(elapsed, end - start + 0.001)
 
 
 class InputDiscovery(AlignerTest):
