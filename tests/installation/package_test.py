@@ -102,8 +102,15 @@ class Libraries(InstallationTest):
         reference = shutil.copy(SOURCE / "examples/reference.fasta", self.folder)
         check("bwa", "index", reference)
         bases = "".join(Path(reference).read_text().split(">")[2].split("\n")[1:])[4000:4500]
-        # A program that sets up no logging sees the libraries' records on standard output, as Boost.Log has it.
-        self.assertIn("chr_small 4001 1", check(build / "my_mapper", reference, "piece", bases).splitlines())
+        for arguments, status, stdout, stderr in (
+            ([Path(reference).name, "piece", bases], 0, "chr_small 4001 1\n", r"^$"),
+            ([], 1, "", r"^Usage: my_mapper REFERENCE NAME BASES\n$"),
+            (["none.fasta", "piece", bases], 1, "", r"^my_mapper: Command '.*' finished with error code \d+\n$"),
+        ):
+            done = subprocess.run([build / "my_mapper", *arguments], cwd=self.folder, capture_output=True, text=True,
+                                  check=False)
+            self.assertEqual((done.returncode, done.stdout), (status, stdout), done.stderr)
+            self.assertRegex(done.stderr, stderr)
 
 
 if __name__ == "__main__":

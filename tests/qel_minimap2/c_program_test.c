@@ -1,0 +1,31 @@
+/* A C program that maps a read with each function of the library: c_program_test REFERENCE */
+
+#include "qel_minimap2/qel_minimap2.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+int main(int argc, char** argv) {
+    char name[] = "r", bases[] = "ACGTUACGT";
+    mm_bseq1_t read;
+    mm_idx_t* index = argc == 2 ? qelmm_load_index(argv[1]) : NULL;
+    int32_t threshold;
+    char* record;
+    struct qelmm_own_call_counts counts;
+    if (index == NULL) {
+        return 1;
+    }
+    memset(&read, 0, sizeof read);
+    read.l_seq = (int)strlen(bases);
+    read.name = name;
+    read.seq = bases;
+    threshold = qelmm_cache_idx_occ_thres(index);
+    record = qelmm_align(index, threshold, read);
+    counts = qelmm_own_calls();
+    printf("%u sequences, threshold found: %d, version known: %d, counted: %d\n%s", index->n_seq, threshold > 0,
+           strlen(qelmm_minimap2_version()) > 0, counts.sketches <= 1, record);
+    free(record);
+    qelmm_unload_index(index);
+    return 0;
+}
