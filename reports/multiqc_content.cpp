@@ -41,6 +41,7 @@ std::string Text(const Json& json) {
 
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
     const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
+    const Json hidden = {{"min", 0}, {"max", 100}, {"suffix", "%"}, {"hidden", true}};
     const Json bad = {{"min", 0}, {"max", 1}};  // One is too many.
     // No shared_key: "read_count" would show millions of reads, and a small run as 0.
     const Json columns = {
@@ -54,6 +55,12 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
                per_cent),
         Column("aligned_bases", "Aligned bases", "Bases aligned to a base, right or wrong", "{:,.0f}", "Greens",
                {{"suffix", " b"}}),
+        Column("covered_1x", "\u2265 1X", "Part of the reference that is covered at least once", "{:,.1f}", "RdYlGn",
+               per_cent),
+        Column("covered_10x", "\u2265 10X", "Part of the reference that is covered at least 10 times", "{:,.1f}",
+               "RdYlGn", hidden),
+        Column("covered_30x", "\u2265 30X", "Part of the reference that is covered at least 30 times", "{:,.1f}",
+               "RdYlGn", per_cent),
         Column("unfinished_runs", "Unfinished", "Runs of the aligner that did not come to their end", "{:,.0f}", "Reds",
                bad),
         Column("failed_files", "Failed files", "Input files that were not read to their end", "{:,.0f}", "Reds", bad),
@@ -70,6 +77,11 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
         if (sample.identities.Count() > 0) {
             // Known to a thousandth of a per cent.
             row["median_identity"] = std::round(1e5 * sample.identities.Median()) / 1e3;
+        }
+        if (const auto breadth = sample.TotalBreadth()) {
+            for (std::size_t i = 0; i < breadth->size(); ++i) {
+                row["covered_" + std::to_string(Breadth::kDepths[i]) + "x"] = 100 * (*breadth)[i];
+            }
         }
         row.update(RunCounts(sample.run));
         data[ForPage(sample.name, kLongestName)] = std::move(row);

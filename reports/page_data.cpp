@@ -38,7 +38,17 @@ Json Trimmed(const std::vector<std::uint64_t>& counts) {
     return {{"first", first - counts.begin()}, {"counts", std::vector<std::uint64_t>(first, last)}};
 }
 
+// Rounded down: 1 means all.
+Json BreadthData(const Breadth::Shares& shares) {
+    auto data = Json::array();
+    for (const auto share : shares) {
+        data.push_back(std::floor(share * 1e6) / 1e6);
+    }
+    return data;
+}
+
 Json Totals(const Sample& sample) {
+    const auto breadth = sample.TotalBreadth();
     const auto columns = sample.aligned_bases + sample.insertions + sample.deletions;
     const auto depth = sample.MeanDepth();
     const bool has_identity = sample.identities.Count() > 0;
@@ -59,6 +69,7 @@ Json Totals(const Sample& sample) {
         {"median_identity", has_identity ? Json(Rounded(sample.identities.Median(), 1e6)) : Json()},
         {"median_accuracy", has_identity ? Json(Rounded(sample.accuracies.Median(), 1e6)) : Json()},
         {"mean_depth", depth < 0 ? Json() : Json(Rounded(depth, 1e4))},
+        {"breadth", breadth ? BreadthData(*breadth) : Json()},
     };
 }
 
@@ -125,7 +136,8 @@ Json ReferenceRow(const Reference& reference) {
         reference.aligned,
         Ratio(reference.correct, reference.aligned),
         Ratio(reference.correct, columns),
-        reference.length > 0 ? Json(Rounded(static_cast<double>(reference.aligned) / reference.length, 1e4)) : Json()};
+        reference.length > 0 ? Json(Rounded(static_cast<double>(reference.aligned) / reference.length, 1e4)) : Json(),
+        reference.length > 0 ? BreadthData(reference.breadth) : Json()};
 }
 
 // The sequences with most reads, and all others taken together.
@@ -154,6 +166,8 @@ Json References(const Sample& sample) {
     }
     return {{"count", all.size()},
             {"rows", std::move(rows)},
+            {"longest_exact", sample.longest_exact},
+            {"breadth_step", sample.breadth_step},
             {"other_forward", other_forward},
             {"other_reverse", other_reverse}};
 }

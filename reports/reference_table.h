@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "reports/breadth.h"
 #include "reports/sam_references.h"
 
 namespace Reports {
@@ -22,6 +23,7 @@ struct Reference {
     std::uint64_t correct = 0;
     std::uint64_t insertions = 0;
     std::uint64_t deletions = 0;
+    Breadth::Shares breadth{};  ///< Where the length is known.
 
     std::uint64_t Reads() const { return forward + reverse; }
 };

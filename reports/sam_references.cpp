@@ -113,7 +113,7 @@ ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::s
     if (contradictory > 0) {
         warnings.push_back(folder + ": the SAM files give " +
                            Counted(static_cast<std::uint64_t>(contradictory), "reference sequence") +
-                           " different lengths; no depth is given there");
+                           " different lengths; neither depth nor breadth is given there");
     }
     return lengths;
 }

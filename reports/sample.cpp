@@ -9,13 +9,27 @@
 
 namespace Reports {
 
+namespace {
+
+std::vector<std::int32_t> LengthsOf(const std::vector<Reference>& references) {
+    std::vector<std::int32_t> lengths;
+    lengths.reserve(references.size());
+    for (const auto& reference : references) {
+        lengths.push_back(reference.length);
+    }
+    return lengths;
+}
+
+}  // namespace
+
 Sample::Sample(std::string name, const ReferenceLengths& lengths, const Detail& detail)
     : name(std::move(name)),
       grid_lengths(kGridBinsPerDecade),
       identity_by_length(grid_lengths.Count(), kGridIdentityBins),
       indels(kIndelBins, kIndelBins),
       references(lengths),
-      detail(detail) {
+      detail(detail),
+      breadth(LengthsOf(references.References())) {
     const auto& all = references.References();
     std::vector<std::size_t> longest(all.size());
     std::iota(longest.begin(), longest.end(), std::size_t{0});
@@ -70,10 +84,22 @@ void Sample::AddToReference(const SummaryRow& row) {
         depths.erase(hit.reference);
         return;
     }
+    breadth.Add(hit.reference, row.genome_start - 1, row.genome_end - 1);
     const auto depth = depths.find(hit.reference);
     if (depth != depths.end()) {
         depth->second.Add(row.genome_start - 1, row.genome_end - 1);
     }
+}
+
+void Sample::End() {
+    longest_exact = breadth.LongestExact();
+    for (std::size_t i = 0; i < references.References().size(); ++i) {
+        if (auto& reference = references.At(i); reference.length > 0) {
+            reference.breadth = breadth.SharesOf(i);
+            breadth_step = std::max(breadth_step, breadth.StepOf(i));
+        }
+    }
+    breadth = Breadth({});
 }
 
 const DepthProfile* Sample::DepthOf(std::size_t reference) const {
@@ -91,6 +117,24 @@ double Sample::MeanDepth() const {
         }
     }
     return length == 0 ? -1 : static_cast<double>(bases) / static_cast<double>(length);
+}
+
+std::optional<Breadth::Shares> Sample::TotalBreadth() const {
+    Breadth::Shares covered{};
+    double length = 0;
+    for (const auto& reference : references.References()) {
+        length += reference.length;
+        for (std::size_t i = 0; i < covered.size(); ++i) {
+            covered[i] += reference.breadth[i] * reference.length;
+        }
+    }
+    if (length == 0) {
+        return std::nullopt;
+    }
+    for (auto& share : covered) {
+        share /= length;
+    }
+    return covered;
 }
 
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
@@ -111,14 +155,16 @@ Sample CountSample(const std::string& path, const std::string& name, const Detai
             progress(reader.BytesRead());
         }
     }
+    sample.End();
     if (reader.HalfLine() > 0) {
         sample.warnings.push_back(path + ": line " + std::to_string(reader.HalfLine()) +
                                   ": half a row, as an interrupted run leaves it; it is not counted");
     }
     if (sample.too_short_references > 0) {
-        sample.warnings.push_back(path + ": alignments reach beyond the end of " +
-                                  Counted(sample.too_short_references, "reference sequence") +
-                                  ": the SAM files beside it are another run's; no depth is given there");
+        sample.warnings.push_back(
+            path + ": alignments reach beyond the end of " +
+            Counted(sample.too_short_references, "reference sequence") +
+            ": the SAM files beside it are another run's; neither depth nor breadth is given there");
     }
     const auto& ambiguous = sample.references.AmbiguousNames();
     if (!ambiguous.empty()) {

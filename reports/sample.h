@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "reports/breadth.h"
 #include "reports/count_grid.h"
 #include "reports/depth_profile.h"
 #include "reports/length_bins.h"
@@ -39,12 +41,18 @@ public:
 
     void Add(const SummaryRow& row);
 
+    /// To be called behind the last row: fills in the breadth, and gives back the memory that it needs.
+    void End();
+
     /// The depth along the reference sequence at this position of References; null if it is not one of the
     /// 24 longest.
     const DepthProfile* DepthOf(std::size_t reference) const;
 
     /// Mean depth: aligned bases per base of the reference sequences of known length; negative if none is known.
     double MeanDepth() const;
+
+    /// The breadth of the reference sequences of known length together; nothing if none is known.
+    std::optional<Breadth::Shares> TotalBreadth() const;
 
     std::string name;
     std::string folder;  ///< In which the summary lies.
@@ -66,6 +74,8 @@ public:
     CountGrid indels;
     ReferenceTable references;
     std::uint64_t too_short_references = 0;  ///< An alignment ends behind their end: their length is forgotten.
+    std::int32_t longest_exact = 0;          ///< The breadth of sequences of this length and below is exact.
+    std::int32_t breadth_step = 1;           ///< In the longest sequence, every n-th position is looked at.
     Detail detail;
 
     std::uint64_t Aligned() const { return reads - unmapped - rejected; }
@@ -74,6 +84,7 @@ private:
     void AddToReference(const SummaryRow& row);
 
     std::map<std::size_t, DepthProfile> depths;
+    Breadth breadth;
 };
 
 /// Counts the rows of the summary at `path`, with what lies beside it: SAM files and log file. `progress` is told

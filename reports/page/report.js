@@ -32,6 +32,9 @@ function caption(id, text, header, rows) {
   figure.append(details);
 }
 
+// Rounded down: 100 % means all.
+const covered = (ratio) => perCent(Math.floor(ratio * 1e4 + 1e-6) / 1e4);
+
 function showTotals() {
   const t = sample.totals;
   const length = (value) => (t.aligned_bases > 0 ? bases(value) : none);
@@ -48,6 +51,7 @@ function showTotals() {
     ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} of all bases; gaps left out`],
   ];
   if (t.mean_depth !== null) cards.push(["Mean depth", `${fixed(t.mean_depth, t.mean_depth < 10 ? 2 : 1)} \u00d7`, "aligned bases per reference base"]);
+  if (t.breadth !== null) cards.push(["Covered", covered(t.breadth[0]), `of the reference; at least 10 times ${covered(t.breadth[1])}, 30 times ${covered(t.breadth[2])}`]);
   byId("totals").replaceChildren(...cards.map(([name, value, note, fill]) => {
     const card = element("div", null);
     const term = element("dt", null);
@@ -246,13 +250,15 @@ const referenceColumns = [
   ["Identity", (row) => row[5], perCent],
   ["Accuracy", (row) => row[6], perCent],
   ["Mean depth", (row) => row[7], (value) => fixed(value, 2)],
+  ...["Covered", "\u2265 10 \u00d7", "\u2265 30 \u00d7"].map((name, i) => [name, (row) => (row[8] === null ? null : row[8][i]), covered]),
 ];
 
 function showReferences() {
-  const {rows, count} = sample.references;
-  byId("references-note").textContent = count > rows.length
-    ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with most reads. Identity and accuracy are those of all bases.`
-    : "Identity and accuracy are those of all bases.";
+  const {rows, count, longest_exact: exact, breadth_step: step} = sample.references;
+  byId("references-note").textContent =
+    (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with most reads. ` : "") +
+    "Identity and accuracy are those of all bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30." +
+    (step > 1 ? ` In sequences of more than ${bases(exact)} not every position is looked at; in the longest one, one in ${whole(step)} is.` : "");
   fillSortable(byId("references"), referenceColumns, rows, 2);
 }
 

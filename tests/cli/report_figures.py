@@ -1,5 +1,6 @@
 """The figures of a report, computed from the rows in the plainest way: all values in memory, sorted."""
 
+import itertools
 import json
 import math
 import os
@@ -55,6 +56,13 @@ def figures(summary, depth_most=400):
         "mean_depth": sum(row["num_aligned"] for row in hits if strand_of(row["genome"], references)[0] in references)
                       / sum(references.values()) if references else None,
     }
+    hits_of = {name: [] for name in references}
+    for row in hits:
+        for name in {row["genome"], row["genome"].removesuffix("_rc")} & hits_of.keys():
+            hits_of[name].append(row)
+    breadths = {name: breadth(hits_of[name], length) for name, length in references.items()}
+    totals["breadth"] = [sum(breadths[name][i] * length for name, length in references.items()) / sum(references.values())
+                         for i in range(3)] if references else None
 
     def length_bin(length, per_decade):
         return math.floor(per_decade * math.log10(length) + 1e-9)
@@ -72,8 +80,8 @@ def figures(summary, depth_most=400):
         "lengths": Counter(length_bin(a, 20) for a in aligned),
         "identity_by_length": Counter((length_bin(a, 10), min(c * 200 // a, 199)) for c, a in zip(correct, aligned)),
         "indels": Counter((min(i * 1000 // a, 399), min(d * 1000 // a, 399)) for a, i, d in zip(aligned, insertions, deletions)),
-        "references": per_reference(hits, references), "depth_most": depth_most,
-        "depths": {name: depth_bins(hits, name, length, depth_most) for name, length in references.items()},
+        "references": per_reference(hits, references, breadths), "depth_most": depth_most,
+        "depths": {name: depth_bins(hits_of[name], length, depth_most) for name, length in references.items()},
     }
 
 
@@ -82,8 +90,18 @@ def strand_of(genome, references):
     return (genome, False) if is_name else (genome[:-3], True)
 
 
-def per_reference(hits, references):
-    """Per name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth."""
+def breadth(hits, length):
+    """The shares that at least 1, 10 and 30 alignments cover, from start to end."""
+    changes = [0] * (length + 1)
+    for row in hits:
+        changes[row["genome_start"] - 1] += 1
+        changes[row["genome_end"] - 1] -= 1
+    depths = Counter(itertools.accumulate(changes[:-1]))
+    return [sum(count for depth, count in depths.items() if depth >= least) / length for least in (1, 10, 30)]
+
+
+def per_reference(hits, references, breadths):
+    """Per name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth, breadth."""
     table = {name: Counter() for name in references}
     for row in hits:
         name, is_reverse = strand_of(row["genome"], references)
@@ -92,18 +110,17 @@ def per_reference(hits, references):
         counts.update({key: row[f"num_{key}"] for key in ("aligned", "correct", "insertions", "deletions")})
     part = lambda a, b: a / b if b else None
     return {name: (references.get(name), c["forward"], c["reverse"], c["aligned"], part(c["correct"], c["aligned"]),
-                   part(c["correct"], c["aligned"] + c["insertions"] + c["deletions"]), part(c["aligned"], references.get(name)))
+                   part(c["correct"], c["aligned"] + c["insertions"] + c["deletions"]), part(c["aligned"], references.get(name)), breadths.get(name))
             for name, c in table.items()}
 
 
-def depth_bins(hits, name, length, most=400):
+def depth_bins(hits, length, most):
     """The mean depths of up to so many bins."""
     width = -(-length // most)
     covered = [0] * -(-length // width)
     for row in hits:
-        if row["genome"] in (name, name + "_rc"):
-            for start in range((row["genome_start"] - 1) // width * width, row["genome_end"] - 1, width):
-                covered[start // width] += min(start + width, row["genome_end"] - 1) - max(start, row["genome_start"] - 1)
+        for start in range((row["genome_start"] - 1) // width * width, row["genome_end"] - 1, width):
+            covered[start // width] += min(start + width, row["genome_end"] - 1) - max(start, row["genome_start"] - 1)
     return [bases / (min((i + 1) * width, length) - i * width) for i, bases in enumerate(covered)]
 
 
@@ -116,6 +133,10 @@ def differences(shown, expected):
     found = []
 
     def compare(what, one, other, tolerance=1e-6):
+        if isinstance(other, list) and one is not None:  # Breadths are rounded down.
+            for i, value in enumerate(other):
+                compare(f"{what}, {i}", one[i] + 5e-7, value, 5.1e-7)
+            return
         # Figures are rounded to 6 digits; medians of ratios are known to 0.00001.
         same = (one is None) == (other is None) and (one is None or abs(one - other) <= tolerance)
         if not same:

@@ -274,13 +274,14 @@ class Page(PageJudge):
             self.check_comparison(self.state(), samples, slots, "s11")
 
     def test_1500_references_and_themes(self):
-        self.make_sample("many", 12_000, {b"contig_%d" % i: 9000 + 7 * (i * 37 % 1500) for i in range(1500)})
+        self.make_sample("many", 12_000, {b"contig_%d" % i: 6000 + 5 * (i * 37 % 1500) for i in range(1500)})
         self.run_report("many")
         (f,) = self.figures_of(["many"]).values()
         self.open("many")
         state = self.state()
         self.check_sample(state, "many", f)
-        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all bases.")
+        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all "
+                         "bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30.")
         self.check_order("references", *shown.references_table(f, 1000))
         for colours in (self.dark, self.colours):
             self.element("#theme").send_keys(Keys.ENTER)

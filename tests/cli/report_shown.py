@@ -67,6 +67,11 @@ def quality(ratio):
     return -10 * math.log10(max(1 - round(ratio, 6), 1e-6))
 
 
+def covered(ratio):
+    """Rounded down: 100 % means all."""
+    return fixed(math.floor(1e4 * ratio + 1e-9) / 100, 2) + " %"
+
+
 def cards(f):
     t = f["totals"]
     length = lambda name: bases(t[name]) if t["aligned_bases"] else NONE
@@ -80,7 +85,9 @@ def cards(f):
         ["N50", length("n50"), "half of the aligned bases are in parts as long or longer", ""],
         ["Median length", length("median_length"), "of the aligned parts", ""], ["Longest", length("longest"), "aligned part", ""],
         ratio("accuracy", "counted"), ratio("identity", "left out"),
-    ] + ([] if depth is None else [["Mean depth", f"{fixed(round(depth, 4), 2 if depth < 10 else 1)} \u00d7", "aligned bases per reference base", ""]])
+    ] + ([] if depth is None else [
+        ["Mean depth", f"{fixed(round(depth, 4), 2 if depth < 10 else 1)} \u00d7", "aligned bases per reference base", ""],
+        ["Covered", covered(t["breadth"][0]), f"of the reference; at least 10 times {covered(t['breadth'][1])}, 30 times {covered(t['breadth'][2])}", ""]])
 
 
 def verdict(f):
@@ -116,12 +123,14 @@ def samples_table(samples):
 def references_table(f, most):
     """As samples_table, in the order of the reads."""
     rows = []
-    for name, (length, forward, reverse, aligned, identity, accuracy, depth) in f["references"].items():
+    for name, (length, forward, reverse, aligned, identity, accuracy, depth, breadth) in f["references"].items():
         rows.append([(shown_name(name), shown_name(name)), *((value, NONE if value is None else whole(value))
                      for value in (length, forward + reverse, forward, reverse, aligned)), (identity, per_cent(identity)),
-                     (accuracy, per_cent(accuracy)), (depth, NONE if depth is None else fixed(round(depth, 4), 2))])
+                     (accuracy, per_cent(accuracy)), (depth, NONE if depth is None else fixed(round(depth, 4), 2)),
+                     *((part, NONE if part is None else covered(part)) for part in breadth or [None] * 3)])
     rows.sort(key=lambda row: -row[2][0])
-    return ["Sequence", "Length, bases", "Reads", "Forward", "Reverse", "Aligned bases", "Identity", "Accuracy", "Mean depth"], rows[:most]
+    return ["Sequence", "Length, bases", "Reads", "Forward", "Reverse", "Aligned bases", "Identity", "Accuracy", "Mean depth",
+            "Covered", "\u2265 10 \u00d7", "\u2265 30 \u00d7"], rows[:most]
 
 
 def length_text(exponent):

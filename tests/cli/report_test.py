@@ -6,6 +6,7 @@ import json
 import random
 import subprocess
 import unittest
+from collections import Counter
 
 from aligner_run import READS, REFERENCE, SOURCE
 from report_figures import differences, figures
@@ -92,6 +93,33 @@ class Figures(ReportTest):
             self.assertEqual(self.run_report(out).stderr, "")
             self.assertEqual(differences(self.data(out.name)["samples"][0], figures(out / "alignment_summary.txt")), [])
 
+    def test_depth_and_breadth_are_those_of_samtools_for_primary_records(self):
+        files = [self.write(f"in/{name.stem}_{i}.fastq", name.read_bytes())
+                 for name, times in ((READS / "sample_1.fastq", 11), (READS / "sample_2.fastq", 5)) for i in range(times)]
+        large, small = (part.split("\n", 1)[1].replace("\n", "") for part in REFERENCE.read_text().split(">")[1:])
+        files.append(self.write("in/split.fasta", f">split x\n{large[9000:14000]}{small[12000:14000]}\n"))
+        self.align(files)
+        header = [f"@SQ\tSN:chr_{name}\tLN:{len(bases)}" for name, bases in (("large", large), ("small", small))]
+        together = self.write("all.sam", "\n".join([*header, *(line for name in self.sam_files() for line in self.sam(name)), ""]))
+        records = self.folder / "all.bam"
+        subprocess.run(["samtools", "sort", "-o", records, together], check=True, capture_output=True)
+
+        def lines(*args):
+            text = subprocess.run(["samtools", *args, records], check=True, capture_output=True, text=True).stdout
+            return [line.split("\t") for line in text.splitlines()]
+
+        self.assertGreater(len(lines("view", "-f", "0x800")), 0)
+        depths = Counter((name, int(depth)) for name, _, depth in lines("depth", "-a", "-J", "-G", "0x900"))
+        coverage = lines("coverage", "--ff", "UNMAP,SECONDARY,QCFAIL,DUP,SUPPLEMENTARY")[1:]
+        self.run_report("out")
+        (sample,) = self.data()["samples"]
+        for name, _, length, _, _, _, mean, *_ in coverage:
+            (row,) = [row for row in sample["references"]["rows"] if row[0] == name]
+            self.assertAlmostEqual(row[7], float(mean), delta=0.00006 + float(mean) / 1e5)
+            for least, share in zip((1, 10, 30), row[8]):
+                self.assertEqual(round(share * int(length)), sum(n for (one, depth), n in depths.items() if one == name and depth >= least))
+        self.assertEqual(len({share for row in sample["references"]["rows"] for share in row[8]}), 6)
+
     def test_lengths_come_from_sam_files_of_this_run_only(self):
         out = self.write_run("out", [row(b"c"), row(b"d_rc", aligned=60, correct=60), row(b"e")], {b"d": 600})
         self.write("out/sub/deep/b.sam", "@HD\tVN:1.6\n@SQ\tSN:c\tAN:x\tLN:400\n@SQ\tSN:far\tLN:0\nread\t4\n@SQ\tSN:e\tLN:7\n")
@@ -99,9 +127,10 @@ class Figures(ReportTest):
         self.write("out/later.sam.gz", gzip.compress(b"@SQ\tSN:e\tLN:5000\n"))
         self.assertEqual(self.run_report(out).stderr, "")
         (sample,) = self.data()["samples"]
-        self.assertEqual([(name, length, depth) for name, length, *_, depth in sample["references"]["rows"]],
-                         [("c", 400, 0.25), ("d", 600, 0.1), ("e", None, None)])
-        self.assertEqual(sample["totals"]["mean_depth"], 0.16)
+        self.assertEqual([(name, length, *last) for name, length, *_, depth, breadth in sample["references"]["rows"]
+                          for last in [(depth, breadth)]],
+                         [("c", 400, 0.25, [0.25, 0, 0]), ("d", 600, 0.1, [0.1, 0, 0]), ("e", None, None, None)])
+        self.assertEqual((sample["totals"]["mean_depth"], sample["totals"]["breadth"]), (0.16, [0.16, 0, 0]))
         self.assertEqual([depth["name"] for depth in sample["depths"]], ["d", "c"])
 
     def test_lengths_that_cannot_be_right_are_left_out_with_a_warning(self):
@@ -109,9 +138,9 @@ class Figures(ReportTest):
         self.write("out/b.sam", "@SQ\tSN:d\tLN:401\n")
         path = out / "alignment_summary.txt"
         self.assertEqual(self.run_report(out).stderr.splitlines(), [
-            f"Warning: {out}: the SAM files give 1 reference sequence different lengths; no depth is given there",
+            f"Warning: {out}: the SAM files give 1 reference sequence different lengths; neither depth nor breadth is given there",
             f"Warning: {path}: alignments reach beyond the end of 1 reference sequence: the SAM files beside it are another "
-            "run's; no depth is given there",
+            "run's; neither depth nor breadth is given there",
             f"Warning: {path}: 1 name of a reference sequence or of another one's reverse strand, 'x_rc' the first: counted "
             "as the latter"])
         (sample,) = self.data()["samples"]
@@ -156,6 +185,8 @@ class Multiqc(ReportTest):
                              (expected["reads"], expected["n50"], expected["aligned_bases"]))
             self.assertAlmostEqual(shown["aligned_percent"], 100 * expected["aligned"] / expected["reads"], 9)
             self.assertAlmostEqual(shown["median_identity"], 100 * expected["median_identity"], 3)
+            for column, share in zip(("covered_1x", "covered_10x", "covered_30x"), expected["breadth"]):
+                self.assertAlmostEqual(shown[column], 100 * share, 9)
             self.assertEqual((shown["unfinished_runs"], shown["failed_files"]), (0, name == "lambda_2"))
             self.assertEqual(bars[name], [expected["aligned"], expected["unmapped"], expected["rejected"]])
         report = (self.folder / "both/multiqc_report.html").read_text()

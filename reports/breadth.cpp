@@ -1,0 +1,78 @@
+#include "reports/breadth.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Reports {
+
+Breadth::Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions)
+    : lengths(std::move(lengths)), changes(this->lengths.size()) {
+    auto rising = this->lengths;
+    std::sort(rising.begin(), rising.end());
+    // What short sequences do not need, longer ones share.
+    auto left = most_positions;
+    for (std::size_t i = 0; i < rising.size(); ++i) {
+        const auto share = std::max<std::size_t>(left / (rising.size() - i), 1);
+        const auto taken = std::min(share, static_cast<std::size_t>(rising[i]));
+        most_of_one = std::max(most_of_one, static_cast<std::int32_t>(taken));
+        left -= std::min(left, taken);
+    }
+}
+
+std::int32_t Breadth::StepOf(std::size_t sequence) const {
+    return static_cast<std::int32_t>((std::int64_t{lengths[sequence]} + most_of_one - 1) / most_of_one);
+}
+
+// How many positions that are looked at lie in front of this one. They lie in the middle of their stretch.
+std::size_t Breadth::Index(std::size_t sequence, std::int32_t position) const {
+    if (lengths[sequence] <= most_of_one) {
+        return static_cast<std::size_t>(position);
+    }
+    const auto step = StepOf(sequence);
+    const auto first = step / 2;
+    return position <= first ? 0 : static_cast<std::size_t>((std::int64_t{position} - first + step - 1) / step);
+}
+
+void Breadth::Add(std::size_t sequence, std::int32_t start, std::int32_t end) {
+    auto& depth = changes[sequence];
+    if (depth.empty()) {
+        depth.resize(Index(sequence, lengths[sequence]) + 1);
+    }
+    auto& change = waiting[next++ % waiting.size()];
+    Settle(change);
+    change = {&depth[Index(sequence, start)], &depth[Index(sequence, end)]};
+    __builtin_prefetch(change.start, 1);
+    __builtin_prefetch(change.end, 1);
+}
+
+void Breadth::Settle(Change& change) {
+    if (change.start != nullptr) {
+        ++*change.start;
+        --*change.end;
+        change = {};
+    }
+}
+
+Breadth::Shares Breadth::SharesOf(std::size_t sequence) {
+    for (auto& change : waiting) {
+        Settle(change);
+    }
+    const auto& depth = changes[sequence];
+    std::array<std::uint64_t, kDepths.size()> covered{};
+    std::int64_t alignments = 0;
+    for (std::size_t i = 0; i + 1 < depth.size(); ++i) {
+        alignments += depth[i];
+        for (std::size_t k = 0; k < kDepths.size(); ++k) {
+            covered[k] += static_cast<std::uint64_t>(alignments >= kDepths[k]);
+        }
+    }
+    Shares shares{};
+    if (depth.size() > 1) {
+        std::transform(covered.begin(), covered.end(), shares.begin(), [&depth](std::uint64_t positions) {
+            return static_cast<double>(positions) / static_cast<double>(depth.size() - 1);
+        });
+    }
+    return shares;
+}
+
+}  // namespace Reports
