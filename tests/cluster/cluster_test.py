@@ -70,7 +70,7 @@ def engine():
         return subprocess.Popen(
             ["snakemake", "-s", WORKFLOW / "Snakefile", "--profile", WORKFLOW / "profiles" / "slurm",
              "--restart-times", "1", "--set-threads", "align=2", "index=2", "--latency-wait", "10",
-             "--default-resources", "mem_mb=500 * attempt", "runtime=10", "--set-resources", "index:mem_mb=1000",
+             "--default-resources", "runtime=10",
              "--config", "reads=reads", "reference=reference.fasta", "out=out", "chunk_mb=2.8", "aligner=./aligner"],
             stdin=subprocess.DEVNULL, stdout=log, stderr=log)
 
@@ -178,6 +178,9 @@ def check_first_call(status, files, cut_chunk, repeated):
         subprocess.run(["tavik_check", f"out/chunks/{chunk}/files.txt", f"out/chunks/{chunk}"], check=True,
                        stdout=subprocess.DEVNULL)
     expect(f"reads/{CUT}: the last record is cut short" in log_of(cut_chunk), "the cut file is not named")
+    failed = Path("out/failed.txt").read_text()
+    expect(failed.startswith(f"1 of {len(files)} chunks are not done.\nchunk {cut_chunk}, ") and f"reads/{CUT}: " in failed,
+           f"the list of failed chunks says: {failed}")
     attempts = {chunk: log_of(chunk).count("\n==") + 1 for chunk in files}
     wanted = {chunk: 2 if chunk in repeated | {cut_chunk} else 1 for chunk in files}
     expect(attempts == wanted, f"attempts: {attempts}, not {wanted}")
@@ -209,6 +212,7 @@ def scenario(slurm):
     subprocess.run(["tavik_aligner", "-z", "-i", "", "-s", "single", "-a", "reference.fasta"], input=listed, text=True,
                    check=True, stderr=subprocess.DEVNULL)
     expect(rows("out/alignment_summary.txt") == rows("single/alignment_summary.txt"), "the rows differ")
+    expect(not Path("out/failed.txt").exists(), "a failed chunk is listed still")
     expect(not Path("out/attempts").exists(), "killed attempts were left behind")
     say(f"the second call completed the run: {len(rows('out/alignment_summary.txt')) - 1} rows as in a single run")
 
@@ -224,7 +228,7 @@ def main():
     os.chdir(folder)
     make_data(folder)
     say("made the data")
-    slurm = Slurm(cpus=4, memory_mb=2500)
+    slurm = Slurm(cpus=4, memory_mb=5000)
     failed = True
     try:
         with slurm:

@@ -1,33 +1,18 @@
 #!/usr/bin/env python3
-"""The workflow without a cluster: its scripts - how chunks are made, what becomes of an attempt, how summaries are
-joined, how Slurm's answers are understood - and the whole of it on one machine. TAVIK_ALIGNER names the program."""
+"""The workflow's scripts: how chunks are made, what becomes of an attempt, how summaries are joined, how Slurm's answers are
+understood. Each class is one test of ctest."""
 
 import os
+import shutil
 import subprocess
-import sys
 import time
 import unittest
 from pathlib import Path
 
-SOURCE = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(SOURCE / "tests" / "cli"))
+from workflow_run import CHECK, PROGRAM, READS, REFERENCE, SCRIPTS, SOURCE, WorkflowTest
 
-from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, ids, read_fastq  # noqa: E402
-
-SCRIPTS = SOURCE / "workflow" / "scripts"
 SLURM = SOURCE / "workflow" / "profiles" / "slurm"
-CHECK = os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))
 HEADER = "read_id\tgenome\n"
-
-
-class WorkflowTest(AlignerTest):
-    def call(self, *args, **environment):
-        """Status and standard output; standard error in `self.stderr`."""
-        done = subprocess.run(list(map(str, args)), cwd=self.folder, text=True,
-                              env={**os.environ, "TMPDIR": str(self.folder), **environment},  # Snakemake leaves files.
-                              capture_output=True, timeout=60)
-        self.stderr = done.stderr
-        return done.returncode, done.stdout
 
 
 class Plan(WorkflowTest):
@@ -69,17 +54,32 @@ class Plan(WorkflowTest):
         self.assertEqual((status, self.stderr.splitlines()), (1, [
             "plan_chunks:", "gone.fq: No such file or directory",
             "empty.fq: empty, which would abort the aligner; please leave it out", "folder.fq: not a regular file",
-            "'{.fq': Snakemake cannot take names with braces or line feeds", "{.fq: No such file or directory",
-            "good.fq: listed twice"]))
+            "'{.fq': names with braces, tabs or line feeds cannot be taken", "good.fq: listed twice"]))
         self.assertEqual((self.folder / "plan").exists(), False)
+
+    def test_folder_that_cannot_be_looked_into_is_named(self):
+        """One whose path is too long, since no permission keeps root out."""
+        self.write("in/a.fq", "x")
+        folder = os.open(self.folder / "in", os.O_RDONLY)
+        for _ in range(17):
+            os.mkdir("x" * 250, dir_fd=folder)
+            inner = os.open("x" * 250, os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = inner
+        os.close(folder)
+        self.assertEqual(self.call(SCRIPTS / "plan_chunks", "in", 1, "plan"), (1, ""))
+        self.assertRegex(self.stderr, r"^plan_chunks: in(/x{250})+: File name too long\n$")
 
 
 class Attempts(WorkflowTest):
     def setUp(self):
         super().setUp()
-        (self.folder / "plan").write_text(f"100007\tno such file\n00007\t{READS / 'sample_1.fastq'}\n")
-        self.arguments = [SCRIPTS / "align_chunk", "plan", "00007", "out", "0", "-a", REFERENCE, "-t", "1"]
-        self.environment = {**os.environ, "ALIGNER": PROGRAM, "LOG": "log", "CHECK": CHECK}
+        # A name that is no UTF-8, as old machines write them.
+        shutil.copy(READS / "sample_1.fastq", os.fsencode(self.folder) + b"/sample_\xff.fastq")
+        (self.folder / "plan").write_bytes(b"100007\tno such file\n00007\tsample_\xff.fastq\n")
+        self.arguments = [SCRIPTS / "align_chunk", "plan", "out/chunks/00007/alignment_summary.txt", "-a", REFERENCE, "-t", "1"]
+        self.environment = {**os.environ, "ALIGNER": PROGRAM, "LOG": "log", "CHECK": CHECK, "ALLOWED_FAILED_READS": "0",
+                            "ATTEMPT": "1"}
         self.chunk = self.folder / "out" / "chunks" / "00007"
 
     def start(self, **environment):
@@ -90,7 +90,7 @@ class Attempts(WorkflowTest):
         return sorted(path.name for path in self.chunk.iterdir() if path.suffix != ".log")
 
     def left_over(self):
-        return list((self.folder / "out" / "attempts").iterdir())
+        return sorted(path.name for path in (self.folder / "out" / "attempts").iterdir())
 
     def wait_for(self, condition):
         for _ in range(1000):
@@ -100,7 +100,7 @@ class Attempts(WorkflowTest):
         self.fail("waited too long")
 
     def test_results_replace_what_is_there_as_a_whole(self):
-        whole = ["alignment_summary.txt", "files.tsv", "files.txt", "sample_1.sam"]
+        whole = ["alignment_summary.txt", "files.tsv", "files.txt", "sample_\udcff.sam"]
         self.write("out/chunks/00007/old.sam", "of an attempt that lacks its summary")
         self.assertEqual(self.start().wait(), 0)
         self.assertEqual((self.results(), self.left_over()), (whole, []))
@@ -115,7 +115,26 @@ class Attempts(WorkflowTest):
         self.assertEqual(self.start().wait(), 1)
         self.assertEqual((self.folder / "log").read_text().splitlines()[1:], [f"{bad}: the last record is cut short"])
         self.assertEqual(self.start(ALIGNER="false").wait(), 1)
+        self.assertEqual((self.folder / "log").read_text().splitlines()[3:], ["The aligner ended with status 1."])
         self.assertEqual((self.chunk.exists(), self.left_over()), (False, []))
+
+    def test_a_loss_that_comes_twice_ends_the_attempts_of_this_call(self):
+        """What the check says in each attempt, and whether the next ones still run the aligner."""
+        self.write("check", '#!/bin/sh\necho "$5/log-$(date +%F_%H-%M-%S.%N): $SAYS"; echo also; exit $CHECK_STATUS\n'
+                   ).chmod(0o755)
+        self.write("aligner", '#!/bin/sh\necho >>ran; touch "$5/read.log"; exec kill -$SIGNAL $$\n').chmod(0o755)
+        for said, runs in (((("a", 1, 0), ("a", 1, 0), ("b", 1, 0), ("c", 1, 0)), 2),
+                           ((("a", 1, 0), ("b", 1, 0), ("a", 1, 0), ("b", 1, 0)), 4),
+                           ((("a", 1, "ABRT"), ("a", 1, 0), ("a", 1, 0)), 2),
+                           ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # Killed, and not by what it read.
+                           ((("a", 2, 0), ("a", 2, 0), ("a", 2, 0)), 3)):      # The check itself failed.
+            (self.folder / "ran").unlink(missing_ok=True)
+            for attempt, (words, check_status, aligner_signal) in enumerate(said, 1):
+                self.assertEqual(self.start(ALIGNER="./aligner", CHECK="./check", SAYS=words, ATTEMPT=str(attempt),
+                                            CHECK_STATUS=str(check_status), SIGNAL=str(aligner_signal)).wait(), 1)
+            with self.subTest(said=said):
+                self.assertEqual(self.told("ran").count("\n"), runs)
+        self.assertEqual(self.start(ATTEMPT="1").wait(), 0)  # The next call tries again.
 
     def test_killed_attempt_takes_its_aligner_along_and_one_that_is_still_writing_spoils_nothing(self):
         slow = self.write("slow", '#!/bin/sh\necho $$ >"$PID_FILE"\nfor i in $(seq 400); do\n'
@@ -138,24 +157,26 @@ class Attempts(WorkflowTest):
 
 
 class Join(WorkflowTest):
-    PLAN = "00001\tx/a.fq\n00000\tb c.fq\n00001\td\te.gz\n00000\tnone.fq\n"
+    PLAN = "00001\tx/a.fq\n00000\tb c.fq\n00001\td e.gz\n00000\tnone.fq\n"
     CHUNKS = {"00000": (HEADER + "b1\t1\nb2\t2\n", [("2", "b c.sam", "b c.fq"), ("0", "none.sam", "none.fq")]),
-              "00001": (HEADER + "a1\t3\nd1\t4\nd2\t5\n", [("1", "a.sam", "x/a.fq"), ("2", "d\te.sam", "d\te.gz")])}
+              "00001": (HEADER + "a1\t3\nd1\t4\nd2\t5\n", [("1", "a.sam", "x/a.fq"), ("2", "d e.sam", "d e.gz")])}
 
     def join(self, plan=PLAN):
         self.write("plan", plan)
         for chunk, (summary, files) in self.CHUNKS.items():
             self.write(f"out/chunks/{chunk}/alignment_summary.txt", summary)
-            rows = "".join("\t".join(row).replace("d\te.sam", "de.sam") + "\n" for row in files)
+            rows = "".join("\t".join(row) + "\n" for row in files)
             self.write(f"out/chunks/{chunk}/files.tsv", "reads\tsam\tfile\n" + rows)
-        return self.call(SCRIPTS / "join_summaries", "plan", "out", "summary", "files")
+        return self.call(SCRIPTS / "join_summaries", "plan", "out/summary", "files")
 
     def test_rows_stand_in_the_order_of_the_list(self):
+        self.write("out/chunks/00002/alignment_summary.txt", "of a former plan")
         self.assertEqual(self.join(), (0, ""), self.stderr)
-        self.assertEqual((self.folder / "summary").read_text(), HEADER + "a1\t3\nb1\t1\nb2\t2\nd1\t4\nd2\t5\n")
+        self.assertEqual(sorted(path.name for path in (self.folder / "out" / "chunks").iterdir()), ["00000", "00001"])
+        self.assertEqual((self.folder / "out" / "summary").read_text(), HEADER + "a1\t3\nb1\t1\nb2\t2\nd1\t4\nd2\t5\n")
         self.assertEqual((self.folder / "files").read_text(),
                          "reads\tsam\tfile\n1\tout/chunks/00001/a.sam\tx/a.fq\n2\tout/chunks/00000/b c.sam\tb c.fq\n"
-                         "2\tout/chunks/00001/de.sam\td\te.gz\n0\tout/chunks/00000/none.sam\tnone.fq\n")
+                         "2\tout/chunks/00001/d e.sam\td e.gz\n0\tout/chunks/00000/none.sam\tnone.fq\n")
 
     def test_results_that_do_not_fit_the_plan_are_refused(self):
         for plan, message in ((self.PLAN.replace("x/a", "x/b"), "00001: expected x/b.fq, found x/a.fq"),
@@ -163,7 +184,7 @@ class Join(WorkflowTest):
                               (self.PLAN.replace("00000\tnone.fq\n", ""), "00000: there is more than the plan tells")):
             self.assertEqual(self.join(plan), (1, ""))
             self.assertEqual(self.stderr, f"join_summaries: out/chunks/{message}\n")
-            self.assertEqual((self.folder / "summary").exists(), False)
+            self.assertEqual((self.folder / "out" / "summary").exists(), False)
 
 
 JOB = "JobId=7 JobName=held JobState=COMPLETED UserId=me(0) Priority=1 JobState={} Reason={} Dependency=(null) " \
@@ -195,10 +216,6 @@ class SlurmProfile(WorkflowTest):
             self.write(f"bin/{name}", f"#!/bin/sh\n{text}\n").chmod(0o755)
         self.path = {"PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}"}
 
-    def told(self, name):
-        path = self.folder / name
-        return path.read_text() if path.exists() else ""
-
     def test_states_of_jobs(self):
         for scontrol, sacct, answer, cancelled in STATES:
             with self.subTest(scontrol=scontrol, sacct=sacct):
@@ -217,34 +234,6 @@ class SlurmProfile(WorkflowTest):
             self.write("answer", answer)
             self.assertEqual(self.call(SLURM / "submit", "--mem=5", "job script", **self.path), (status, stdout))
             self.assertEqual(self.told("asked").count("--mem=5 job script\n"), calls)
-
-
-class Engine(WorkflowTest):
-    def run_workflow(self):
-        """The sorted ids in the joined summary."""
-        arguments = {"reads": "in", "reference": REFERENCE, "out": "all", "chunk_mb": "0.06", "min_coverage": 1,
-                     "aligner": PROGRAM, "check": CHECK, "minimap2": self.folder / "minimap2", "report": "no report"}
-        status, _ = self.call("/usr/bin/snakemake", "-s", SOURCE / "workflow" / "Snakefile", "--profile",
-                              SOURCE / "workflow" / "profiles" / "local", "--config",
-                              *(f"{name}={value}" for name, value in arguments.items()), XDG_CACHE_HOME=str(self.folder))
-        self.assertEqual(status, 0, self.stderr)
-        return sorted(ids(self.summary("all")))
-
-    def test_files_of_all_folders_are_aligned_and_new_ones_later(self):
-        self.write("minimap2", '#!/bin/sh\necho "$@" >>built\nexec minimap2 "$@"\n').chmod(0o755)
-        records = read_fastq(READS / "sample_1.fastq")
-        names = [title.split()[0][1:] for title, _, _ in records]
-        self.write("in/a.fastq", fastq(records[:8]))
-        self.write("in/sub/a.fastq", fastq(records[8:14]))
-        self.assertEqual(self.run_workflow(), sorted(names[:14]))
-        self.assertEqual({row.split("\t")[1] for row in self.summary("all")}, {"*"})  # By the least coverage asked for.
-        self.assertEqual(len(list(self.folder.glob("all/chunks/*"))), 2)
-        self.run_workflow()
-        self.assertIn("Nothing to be done", self.stderr)
-        self.write("in/sub/b.fastq", fastq(records[14:]))
-        self.assertEqual(self.run_workflow(), sorted(names))
-        built = (self.folder / "built").read_text()
-        self.assertEqual((built.count("\n"), "-I 1000G" in built), (1, True))  # Once, and in one part.
 
 
 if __name__ == "__main__":

@@ -1,0 +1,161 @@
+#!/usr/bin/env python3
+"""The whole workflow on one machine. Each class is one test of ctest."""
+
+import gzip
+import json
+import re
+import unittest
+
+from workflow_run import ABSENT, CHECK, PROGRAM, READS, REFERENCE, REPORT, SNAKEFILE, EngineTest, fastq, ids, page_data
+
+KNOWN = "reads, reference, out, chunk_mb, min_coverage, allow_failed_reads, aligner, check, minimap2, report"
+PATHS = {"reads": "a folder with read files, or a file with one path a line", "reference": "a FASTA file or a minimap2 index",
+         "out": "a folder for the results", "aligner": "a program's name or path"}
+MEGABYTES, COVERAGE = "must be a number of megabytes above 0.", "must be a number from 0 to 1."
+COUNT = "must be a whole number, 0 or more."
+# What a run is called with beside what is right, and what is said.
+WRONG = [
+    ({"reads": "007", "out": "a{b}", "chunk_mb": "abc", "min_coverage": "60", "allow_failed_reads": "0.5", "aligner": "-x",
+      "chunk_md": "5", "threads": "x"}, [
+        f"reads=7: must be {PATHS['reads']}.", f"out=a{{b}}: must be {PATHS['out']}.", f"chunk_mb=abc: {MEGABYTES}",
+        f"min_coverage=60: {COVERAGE}", f"allow_failed_reads=0.5: {COUNT}", "aligner=-x: must be a program's name or path.",
+        f"chunk_md=5: there is no such setting. There are {KNOWN}.",
+        f"threads=x: there is no such setting. There are {KNOWN}."]),
+    ({"reads": ABSENT, "reference": ABSENT, "chunk_mb": "0", "min_coverage": "abc", "allow_failed_reads": "-1"}, [
+        f"chunk_mb=0: {MEGABYTES}", f"min_coverage=abc: {COVERAGE}", f"allow_failed_reads=-1: {COUNT}",
+        *(f"{name}: is not given. It must be {PATHS[name]}: --config {name}=PATH" for name in ("reads", "reference"))]),
+    ({"chunk_mb": "inf", "min_coverage": "-0.1"}, [f"chunk_mb=inf: {MEGABYTES}", f"min_coverage=-0.1: {COVERAGE}"]),
+    ({"chunk_mb": "", "min_coverage": "nan"}, [f"chunk_mb=: {MEGABYTES}", f"min_coverage=nan: {COVERAGE}"]),
+    ({"reads": "gone", "reference": "gone.fa", "out": "list/x"}, [
+        f"reads=gone: No such file or directory. It must be {PATHS['reads']}.",
+        f"reference=gone.fa: No such file or directory. It must be {PATHS['reference']}.",
+        f"out=list/x: must be {PATHS['out']}. FOLDER/list is none."]),
+    ({"reads": "in/a.fastq", "reference": "in", "out": "/proc/x"}, [
+        f"reads=in/a.fastq: must be {PATHS['reads']}. It is a read file.",
+        f"reference=in: Is a directory. It must be {PATHS['reference']}.",
+        "out=/proc/x: /proc cannot be written to: REASON."]),
+    ({"reads": "empty", "reference": "empty"}, [
+        "reads=empty: these cannot be aligned.", "    empty: no read files", "reference=empty: is empty."]),
+    ({"reads": "list", "reference": "no.mmi"}, [
+        "reads=list: these cannot be aligned.", "    gone.fq: No such file or directory", "    in/a.fastq: listed twice",
+        "    in/../in/a.fastq: is the same file as in/a.fastq",
+        "    'a\\tb': names with braces, tabs or line feeds cannot be taken",
+        "reference=no.mmi: is no minimap2 index, though named like one."]),
+    ({name: "gone" for name in ("aligner", "check", "minimap2", "report")}, [
+        f"{name}=gone: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
+        for name in ("aligner", "check", "minimap2", "report")]),
+]
+CANNOT = "on a cluster, Snakemake cannot take names with quotes, backslashes or unprintable characters"
+
+
+class Settings(EngineTest):
+    def test_wrong_settings_are_told_before_anything_begins(self):
+        self.write("in/a.fastq", fastq(self.records))
+        self.write("list", "in/a.fastq\ngone.fq\nin/a.fastq\nin/../in/a.fastq\na\tb\n")
+        self.write("empty", "")
+        self.write("no.mmi", ">a\nACGT\n")
+        before = self.written()
+        for settings, messages in WRONG:
+            with self.subTest(settings=settings):
+                said = self.engine(status=1, **settings)
+                said = re.sub("(?<=cannot be written to: ).*", "REASON.", said)  # It depends on the user.
+                self.assertEqual(said.replace(str(self.folder), "FOLDER"),
+                                 "\n".join(["WrongSettings:", *messages, ""]))
+        self.assertEqual(self.written(), before)
+
+    def test_names_that_the_engine_would_spoil_on_the_way_to_a_cluster_are_refused(self):
+        self.write("in/it's.fastq", fastq(self.records))
+        for settings, message in (({}, f'reads=in: these cannot be aligned.\n    "in/it\'s.fastq": {CANNOT}'),
+                                  ({"out": "a'b"}, f"out=a'b: {CANNOT}.")):
+            self.assertEqual(self.engine("--cluster", "false", "--jobs", "1", status=1, **settings),
+                             f"WrongSettings:\n{message}\n")
+
+    def test_linter_has_nothing_to_say_but_what_the_workflow_answers(self):
+        self.write("in/a.fastq", fastq(self.records))
+        lints = json.loads(self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--lint", "json", "--config", "reads=in",
+                                     f"reference={REFERENCE}", f"aligner={PROGRAM}", f"check={CHECK}")[1])
+        self.assertEqual(lints["snakefiles"], [])
+        self.assertEqual({lint["title"] for rule in lints["rules"] for lint in rule["lints"]},
+                         {"Specify a conda environment or container for each rule."})
+
+
+class Engine(EngineTest):
+    def test_files_of_all_folders_are_aligned_and_new_ones_later(self):
+        self.write("minimap2", '#!/bin/sh\necho "$@" >>built\nexec minimap2 "$@"\n').chmod(0o755)
+        settings = {"chunk_mb": "0.06", "min_coverage": 1, "minimap2": "./minimap2", "report": ABSENT,
+                    "out": "it's \u00e9 \"all\" $x"}
+        out = settings["out"]
+        self.write("in/a.fastq", fastq(self.records[:8]))
+        self.write("in/sub \u00e9'\"/a.fastq", fastq(self.records[8:14]))
+        self.engine(**settings)
+        rows = ids(self.summary(out))
+        self.assertEqual([set(rows[:8]), set(rows[8:])], [set(self.names[:8]), set(self.names[8:14])])
+        self.assertEqual({row.split("\t")[1] for row in self.summary(out)}, {"*"})  # By the least coverage asked for.
+        self.assertEqual([len(list(self.folder.glob(f"it*/{name}"))) for name in ("chunks/*", "alignment_report.html")],
+                         [2, 1])
+        self.assertIn("Nothing to be done", self.engine(**settings))
+        self.write("in/sub \u00e9'\"/b.fastq", fastq(self.records[14:]))
+        self.engine(**settings)
+        self.assertEqual(sorted(ids(self.summary(out))), sorted(self.names))
+        built = self.told("built")
+        self.assertEqual((built.count("\n"), "-I 1000G" in built), (1, True))  # Once, and in one part.
+
+    def test_damaged_file_fails_its_chunk_only_and_once_mended_the_report_tells_of_all(self):
+        """A damaged file is tried twice; a killed aligner, too; a whole file once."""
+        self.write("aligner", f'''#!/bin/sh
+list=$(cat); echo "$list" >>ran; echo "$@" >>asked
+case $list in *killed*) [ -e once ] || {{ touch once; kill -9 $$; }} ;; esac
+echo "$list" | "{PROGRAM}" "$@"
+''').chmod(0o755)
+        whole = gzip.compress(fastq(self.records[:7]).encode())
+        self.write("in/damaged.fastq.gz", whole[:-9])
+        self.write("in/good.fastq", fastq([*self.records[7:12], ("@", "ACGT", "IIII")]))  # One read fails.
+        self.write("in/killed.fastq", fastq(self.records[12:]))
+        settings = {"chunk_mb": "0.001", "aligner": "./aligner", "allow_failed_reads": 1, "min_coverage": 0.5,
+                    "report": REPORT}
+        said = self.engine("--cores", "2", "--restart-times", "4", status=1, **settings)
+        self.assertEqual(sorted(self.told("ran").split()), [f"in/{name}" for name in (
+            "damaged.fastq.gz", "damaged.fastq.gz", "good.fastq", "killed.fastq", "killed.fastq")])
+        self.assertEqual({line.split(" -a ")[1] for line in self.told("asked").splitlines()},
+                         {"all/reference.mmi -t 2 --min_coverage 0.5"})
+        (chunk,) = {"00000", "00001", "00002"} - {path.name for path in (self.folder / "all/chunks").iterdir()}
+        log = f"all/logs/attempts-{chunk}.txt"
+        begin, *reason = self.told(log).split("== ")[-1].splitlines()
+        self.assertEqual(begin.split()[-2:], ["attempt", "5"])
+        self.assertEqual(reason[-1], "Two attempts lost the same: no further one is made.")
+        self.assertTrue(any("in/damaged.fastq.gz" in line for line in reason), reason)
+        block = "\n".join([f"chunk {chunk}, 1 file:", "    in/damaged.fastq.gz", f"  last attempt: {begin}", f"  log: {log}",
+                           *(f"    {line}" for line in reason), ""])
+        self.assertEqual(self.told("all/failed.txt"), f"1 of 3 chunks are not done.\n{block}")
+        self.assertIn(f"1 of 3 chunks are not done; all/failed.txt tells more:\n{block}", said)
+
+        self.write("in/damaged.fastq.gz", whole)
+        said = self.engine(**settings)
+        self.assertEqual(sorted(ids(self.summary("all"))), sorted(self.names))
+        self.assertEqual([(self.folder / "all" / name).exists() for name in ("failed.txt", "attempts")], [False, False])
+        logs = [path.read_text().splitlines() for path in sorted(self.folder.glob("all/chunks/*/*.log"))]
+        run = dict(page_data(self.folder / "all" / "alignment_report.html")["samples"][0]["run"])
+        self.assertEqual({name: run[name] for name in ("aligner version", "alignment ref.", "started", "ended", "log files",
+                                                       "input files read", "warnings and errors")},
+                         {"aligner version": "1.0.0", "alignment ref.": "all/reference.mmi", "input files read": "3",
+                          "log files": "3, of 3 runs", "started": min(lines[0] for lines in logs)[:19],
+                          "ended": max(lines[-1] for lines in logs)[:19], "warnings and errors": "0 and 1"})
+        self.assertIn("1 read failed", said)
+        self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
+
+    def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
+        """Files of these sizes without content; what the two attempts of the job ask for, in MB."""
+        self.write("in/a.fastq", fastq(self.records))
+        for begin, size, cores, rule, memory in ((b"MMI\2", 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
+                                                 (b"MMI\2", 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),
+                                                 (b">", 405_000_000, 1, "index", 2000 + 1822),
+                                                 (b"\x1f\x8b", 900_000_000, 2, "index", 2000 + 16_200)):
+            with open(self.write("reference", begin), "ab") as file:
+                file.truncate(size)
+            said = self.engine("--cores", cores, status=1, reference="reference", aligner="false", minimap2="false")
+            asked = re.findall(r"(?m)^rule (\w+):(?:\n    .*)*?\n    resources:.* mem_mb=(\d+)", said)
+            self.assertEqual(asked, [(rule, str(memory)), (rule, str(2 * memory))])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,55 @@
+"""Runs parts of the workflow, or all of it, in a folder of the test's own. TAVIK_ALIGNER, TAVIK_CHECK and TAVIK_REPORT name
+the programs."""
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(SOURCE / "tests" / "cli"))
+
+from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, ids, read_fastq  # noqa: E402,F401
+from report_figures import page_data  # noqa: E402,F401
+from report_run import REPORT  # noqa: E402,F401
+
+SNAKEFILE = SOURCE / "workflow" / "Snakefile"
+SCRIPTS = SOURCE / "workflow" / "scripts"
+CHECK = os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))
+ABSENT = object()
+
+
+class WorkflowTest(AlignerTest):
+    def call(self, *args, **environment):
+        """Status and standard output; standard error in `self.stderr`."""
+        cache = self.folder / "cache"  # Snakemake leaves files.
+        cache.mkdir(exist_ok=True)
+        done = subprocess.run(list(map(str, args)), cwd=self.folder, text=True, capture_output=True, timeout=250,
+                              env={**os.environ, "TMPDIR": str(cache), "XDG_CACHE_HOME": str(cache), **environment})
+        self.stderr = done.stderr
+        return done.returncode, done.stdout
+
+    def told(self, name):
+        path = self.folder / name
+        return path.read_text() if path.exists() else ""
+
+
+class EngineTest(WorkflowTest):
+    def setUp(self):
+        super().setUp()
+        self.records = read_fastq(READS / "sample_1.fastq")
+        self.names = [title.split()[0][1:] for title, _, _ in self.records]
+
+    def engine(self, *options, status=0, **settings):
+        """What the engine says."""
+        settings = {"reads": "in", "reference": REFERENCE, "out": "all", "aligner": PROGRAM, "check": CHECK, "report": "none",
+                    **settings}
+        answer = self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--profile", SOURCE / "workflow" / "profiles" / "local",
+                           *options, "--config",
+                           *(f"{name}={value}" for name, value in settings.items() if value is not ABSENT),
+                           PATH=f"{Path(REPORT).parent}:{os.environ['PATH']}")
+        self.assertEqual(answer, (status, ""), self.stderr)
+        return self.stderr
+
+    def written(self):
+        return sorted(path for path in self.folder.rglob("*") if path.is_file() and not {"cache", ".snakemake"} & {*path.parts})

@@ -1,0 +1,59 @@
+"""A run: where its files lie, which chunks it has, and how much memory its jobs need."""
+
+import hashlib
+import os
+
+import read_files
+import settings
+
+MB = 1_000_000
+# Memory beside the index: the program itself, and what a worker thread holds until it is cut back.
+BASE_MB, THREAD_MB = 500, 256
+# What minimap2 takes for each base of a FASTA reference, beside what it always takes. Compressed, a byte holds four.
+BUILDING_BYTES_PER_BASE, BUILDING_MB, BASES_PER_GZIP_BYTE = 4.5, 2000, 4
+
+
+class Run:
+    def __init__(self, chosen):
+        self.settings = chosen
+        self.reads = chosen["reads"]
+        self.reference = chosen["reference"]
+        out = os.path.normpath(chosen["out"])
+        self.plan = os.path.join(out, "plan.tsv")
+        self.summary = os.path.join(out, "alignment_summary.txt")
+        self.files = os.path.join(out, "files.tsv")
+        self.chunk_summary = os.path.join(out, "chunks", "{chunk}", "alignment_summary.txt")
+        self.logs = os.path.join(out, "logs")
+        self.attempts = os.path.join(out, "attempts")
+        self.built_index = os.path.join(out, "reference.mmi")
+        self.index = self.reference if settings.is_index(self.reference) else self.built_index
+        self.report = os.path.join(out, "alignment_report.html")
+
+    def digest_of_list(self):
+        """Changes with the names of the read files, and the plan with it."""
+        names = "\n".join(read_files.find(self.reads))
+        return hashlib.sha256(names.encode(errors="surrogateescape")).hexdigest()
+
+    def chunks(self):
+        """The plan's chunks with their files, in its order."""
+        found = {}
+        with open(self.plan, encoding="utf-8", errors="surrogateescape", newline="\n") as plan:
+            for line in plan:
+                chunk, file = line.removesuffix("\n").split("\t", 1)
+                found.setdefault(chunk, []).append(file)
+        return found
+
+    def chunk_summaries(self):
+        return [self.chunk_summary.format(chunk=chunk) for chunk in sorted(self.chunks())]
+
+    def bases(self):
+        with open(self.reference, "rb") as file:
+            compressed = file.read(2) == b"\x1f\x8b"
+        return os.path.getsize(self.reference) * (BASES_PER_GZIP_BYTE if compressed else 1)
+
+    def memory_to_align_mb(self, threads, attempt):
+        """For one run of the aligner. An index takes no more memory than its file has bytes."""
+        return (BASE_MB + os.path.getsize(self.index) // MB + threads * THREAD_MB) * attempt
+
+    def memory_to_index_mb(self, attempt):
+        return (BUILDING_MB + int(self.bases() * BUILDING_BYTES_PER_BASE) // MB) * attempt

@@ -1,0 +1,123 @@
+"""The settings of a run. Whatever is wrong with them is told before anything begins, a sentence for each."""
+
+import math
+import os
+import shutil
+import tempfile
+from pathlib import Path
+
+import read_files
+import yaml
+from snakemake.exceptions import WorkflowError
+from snakemake.utils import validate
+
+SCHEMA = Path(__file__).resolve().parents[1] / "settings.schema.yaml"
+KNOWN = yaml.safe_load(SCHEMA.read_text())["properties"]
+INDEX_MAGIC = b"MMI\2"
+
+
+class WrongSettings(WorkflowError):
+    # The engine shows where in the workflow an error was raised, which leads a user nowhere.
+    __traceback__ = property(lambda self: None)
+
+
+def read(config, look, to_cluster):
+    """The settings with their defaults. `look`: whether to look for files and programs too; `to_cluster`: whether jobs are
+    handed to a cluster."""
+    settings, faults = by_schema(config)
+    if to_cluster:
+        faults += [f"{name}={value}: {read_files.NOT_TO_CLUSTER}." for name, value in settings.items()
+                   if isinstance(value, str) and not read_files.reaches_jobs(value)]
+    if not faults and look:
+        faults = [*reads_faults(settings["reads"], to_cluster), *reference_faults(settings["reference"]),
+                  *out_faults(settings["out"])]
+        # Whether minimap2 is needed is known only of a reference that can be read.
+        faults += [] if faults else program_faults(settings)
+    if faults:
+        raise WrongSettings("\n".join(faults))
+    if "report" not in settings:
+        settings["report"] = "tavik_report" if shutil.which("tavik_report") else "none"
+    return settings
+
+
+def must_be(name, value):
+    return f"{name}={'' if value is None else value}: must be {KNOWN[name]['description']}."
+
+
+def by_schema(config):
+    """The settings with their defaults, and what the schema says against them. The validator stops at the first fault, so
+    what is wrong is taken out until the rest is right."""
+    settings, faults, wrong_names = dict(config), [], set()
+    while True:
+        try:
+            validate(settings, str(SCHEMA))
+            break
+        except WorkflowError as error:
+            wrong = error.__context__
+        if wrong.validator == "required":
+            faults += [f"{name}: is not given. It must be {KNOWN[name]['description']}: --config {name}=PATH"
+                       for name in wrong.validator_value if name not in {*settings, *wrong_names}]
+            break
+        if wrong.validator == "additionalProperties":
+            names = sorted(set(settings) - set(KNOWN))
+            faults += [f"{name}={settings[name]}: there is no such setting. There are {', '.join(KNOWN)}."
+                       for name in names]
+        else:
+            names = [wrong.absolute_path[0]]
+            faults += [must_be(name, settings[name]) for name in names]
+        wrong_names.update(names)
+        for name in names:
+            del settings[name]
+    # No comparison is true of it, so it passes every limit.
+    faults += [must_be(name, value) for name, value in settings.items() if isinstance(value, float) and math.isnan(value)]
+    return settings, faults
+
+
+def reads_faults(reads, to_cluster):
+    if not os.path.isdir(reads) and read_files.is_read_file(reads):
+        return [f"{must_be('reads', reads)} It is a read file."]
+    try:
+        faults = read_files.faults_of(reads, read_files.find(reads), to_cluster)
+    except OSError as error:
+        where = "" if error.filename == reads else f"{error.filename}: "
+        return [f"reads={reads}: {where}{error.strerror}. It must be {KNOWN['reads']['description']}."]
+    return [f"reads={reads}: these cannot be aligned.", *(f"    {fault}" for fault in faults)] if faults else []
+
+
+def is_index(path):
+    """By its first bytes, not by its name."""
+    with open(path, "rb") as file:
+        return file.read(len(INDEX_MAGIC)) == INDEX_MAGIC
+
+
+def reference_faults(reference):
+    try:
+        if is_index(reference):
+            return []
+    except OSError as error:
+        return [f"reference={reference}: {error.strerror}. It must be {KNOWN['reference']['description']}."]
+    if os.path.getsize(reference) == 0:
+        return [f"reference={reference}: is empty."]
+    return [f"reference={reference}: is no minimap2 index, though named like one."] if reference.endswith(".mmi") else []
+
+
+def out_faults(out):
+    there = next(path for path in (Path(out), *Path(out).absolute().parents) if os.path.lexists(path))
+    if not there.is_dir():
+        return [f"{must_be('out', out)} {there} is none."]
+    try:
+        # Permissions alone do not tell: the file system may be read-only, or full.
+        os.rmdir(tempfile.mkdtemp(dir=there))
+    except OSError as error:
+        return [f"out={out}: {there} cannot be written to: {error.strerror}."]
+    return []
+
+
+def program_faults(settings):
+    needed = ["aligner", "check"]
+    if not is_index(settings["reference"]):
+        needed.append("minimap2")
+    if settings.get("report", "none") != "none":
+        needed.append("report")
+    return [f"{name}={settings[name]}: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
+            for name in needed if shutil.which(settings[name]) is None]
