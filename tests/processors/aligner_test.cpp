@@ -2,15 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <tuple>
 
 #include <unistd.h>
+#include <xmmintrin.h>
 
 #include <gtest/gtest.h>
 
+#include "apps/aligner/process_setup.h"
 #include "processors/relative_path.h"
 #include "processors/summary_row.h"
 #include "tests/common/captured_log.h"
@@ -111,6 +114,29 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
         EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")).size(), 3 * 51U);
         EXPECT_EQ(log.Of("error").size(), 3 * 4U);
     }
+}
+
+TEST(Aligner, ANameInTheTablesEndsAtAnyWhiteSpace) {
+    for (const char blank : std::string("\t\v\f\r")) {
+        const Tests::TemporaryFolder folder;
+        TestedAligner aligner(folder.Path(""), folder.Path(""), 1);
+        aligner.ProcessSequencingFile(folder.Write("a.fq", Record(std::string("silent") + blank + "x")));
+        EXPECT_EQ(ReadLines(folder.Path("alignment_summary.txt")),
+                  Lines{"silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1"});
+    }
+}
+
+TEST(ProcessSetup, DenormalNumbersCountAsZero) {
+    const auto before = _mm_getcsr();
+    SetUpProcess();
+    volatile float denormal = 1e-40F, least = 1.2e-38F;
+    const float read = denormal * 2, made = least / 4;
+    _mm_setcsr(before);
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_NE(denormal, 0.0F);
+    EXPECT_EQ(read, 0.0F);
+    EXPECT_EQ(made, 0.0F);
 }
 
 TEST(Aligner, AsManyReadsAsWorkersAreAlignedAtOnce) {

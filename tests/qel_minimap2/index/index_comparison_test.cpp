@@ -1,11 +1,13 @@
 // Indexes of our own making and loading beside the library's.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <memory>
 #include <random>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -207,6 +209,38 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
             EXPECT_EQ(SeedTable::Of(*ours) != nullptr, with_seed_table && options.k <= 22);
             EXPECT_EQ(Difference(*ours, *library), "") << options.k << " " << options.w;
         }
+    }
+}
+
+// Pieces that occur so often as where a table no longer counts the minimizers of each number, and single ones.
+TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
+    const Tests::TemporaryFolder folder;
+    unsigned state = 3;
+    auto bases = Tests::RandomBases(state, 3000);
+    for (const int occurrences : {2, 3, 163, 1022, 1023, 1024, 1025, 1026, 2048}) {
+        const auto piece = Tests::RandomBases(state, 40) + "N";
+        for (int i = 0; i < occurrences; ++i) {
+            bases += piece;
+        }
+    }
+    const auto path = folder.Write("reference.fa", ">r\n" + bases + "\n");
+    const auto ours = IndexReference(path, OptionsFor(15, 10));
+    const auto library = WithLibrary(path, OptionsFor(15, 10));
+    std::size_t keys = 0;
+    for (std::size_t bucket = 0; bucket < std::size_t{1} << 14U; ++bucket) {
+        const auto* const table = static_cast<const MinimizerTable*>(BucketsOf(*library)[bucket].table);
+        keys += table != nullptr ? kh_size(table) : 0;
+    }
+    std::set<std::int32_t> thresholds;
+    for (std::size_t rank = 0; rank < keys; ++rank) {
+        const auto fraction = static_cast<float>(1.0 - static_cast<double>(rank) / static_cast<double>(keys));
+        for (const auto near : {std::nextafter(fraction, 0.0F), fraction, std::nextafter(fraction, 1.0F)}) {
+            ASSERT_EQ(ThresholdOf(*ours, near), ThresholdOf(*library, near)) << rank << " of " << keys << ", " << near;
+            thresholds.insert(ThresholdOf(*ours, near));
+        }
+    }
+    for (const std::int32_t occurrences : {1, 2, 3, 163, 1022, 1023, 1024, 1025, 1026, 2048}) {
+        EXPECT_TRUE(thresholds.contains(occurrences + 1)) << occurrences;
     }
 }
 
