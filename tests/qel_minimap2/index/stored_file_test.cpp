@@ -1,5 +1,6 @@
 #include "qel_minimap2/index/stored_file.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -51,6 +52,22 @@ TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
                 EXPECT_EQ(Tests::ErrorOf([&] { LoadIndexFile(file, with_seed_table); }),
                           "the file became shorter while it was read");
             }
+        }
+    }
+}
+
+TEST(FileWindow, GivesTheBytesOfEachStretch) {
+    const Tests::TemporaryFolder folder;
+    unsigned state = 4;
+    const auto content = Tests::RandomBases(state, 3000);
+    const StoredFile file(folder.Write("content", content));
+    for (const std::size_t chunk : {1U, 64U, 5000U}) {
+        FileWindow window(file, chunk);
+        for (std::size_t offset = 0; offset < content.size(); offset += 1 + offset * 7 % 13) {
+            const auto count = std::min(1 + offset * 31 % 90, content.size() - offset);
+            const auto* const bytes = window.At(offset, count, content.size());
+            EXPECT_TRUE(std::equal(bytes, bytes + count, content.begin() + static_cast<std::ptrdiff_t>(offset)))
+                << offset << " " << count << " " << chunk;
         }
     }
 }
