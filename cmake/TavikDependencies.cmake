@@ -19,6 +19,12 @@ if(NOT ISAL_LIBRARY OR NOT ISAL_INCLUDE_DIR)
   tavik_missing("ISA-L (libisal and isa-l/igzip_lib.h)" "libisal-dev")
 endif()
 
+find_library(XXHASH_LIBRARY NAMES xxhash)
+find_path(XXHASH_INCLUDE_DIR NAMES xxhash.h)
+if(NOT XXHASH_LIBRARY OR NOT XXHASH_INCLUDE_DIR)
+  tavik_missing("xxHash (libxxhash and xxhash.h)" "libxxhash-dev")
+endif()
+
 set(tavik_boost_packages
   log libboost-log-dev log_setup libboost-log-dev program_options libboost-program-options-dev
   filesystem libboost-filesystem-dev iostreams libboost-iostreams-dev thread libboost-thread-dev)

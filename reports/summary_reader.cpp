@@ -1,15 +1,10 @@
 #include "reports/summary_reader.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <stdexcept>
 #include <system_error>
-
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include "common/summary_columns.h"
 #include "reports/shown_text.h"
@@ -58,22 +53,12 @@ void Split(std::string_view line, std::vector<std::string_view>& cells) {
     }
 }
 
-[[noreturn]] void Fail(const std::string& path) {
-    throw std::runtime_error(path + ": " + std::generic_category().message(errno));
-}
-
 }  // namespace
 
 SummaryReader::SummaryReader(const std::string& path, std::size_t block)
-    : path(path), file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer(block) {
-    struct stat status {};
-    if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
-        Fail(path);
-    }
-    file_size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+    : path(path), lines(path, block, kLongestLine) {
     std::string_view line;
     if (!NextLine(line)) {
-        line_number = 1;
         Refuse(half_line == 0 ? "the file is empty" : "the header has no end");
     }
     Split(line, cells);
@@ -83,51 +68,19 @@ SummaryReader::SummaryReader(const std::string& path, std::size_t block)
 }
 
 void SummaryReader::Refuse(const std::string& reason) const {
-    throw std::runtime_error(path + ": line " + std::to_string(line_number) + ": " + reason);
-}
-
-bool SummaryReader::Fill() {
-    std::copy(buffer.begin() + static_cast<std::ptrdiff_t>(begin), buffer.begin() + static_cast<std::ptrdiff_t>(end),
-              buffer.begin());
-    end -= begin;
-    begin = 0;
-    if (end == buffer.size()) {
-        if (end >= kLongestLine) {
-            ++line_number;
-            Refuse("longer than 64 MiB, which no row is");
-        }
-        buffer.resize(2 * end);
-    }
-    ssize_t count = 0;
-    do {
-        count = ::read(file.Get(), buffer.data() + end, buffer.size() - end);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) {
-        Fail(path);
-    }
-    end += static_cast<std::size_t>(count);
-    bytes_read += static_cast<std::uint64_t>(count);
-    return count > 0;
+    throw std::runtime_error(path + ": line " + std::to_string(lines.LineNumber()) + ": " + reason);
 }
 
 bool SummaryReader::NextLine(std::string_view& line) {
-    std::size_t searched = 0;
-    while (true) {
-        const char* const start = buffer.data() + begin;
-        const void* const found = std::memchr(start + searched, '\n', end - begin - searched);
-        if (found != nullptr) {
-            const auto length = static_cast<std::size_t>(static_cast<const char*>(found) - start);
-            line = {start, length};
-            begin += length + 1;
-            ++line_number;
+    try {
+        if (lines.Next(line)) {
             return true;
         }
-        searched = end - begin;
-        if (!Fill()) {
-            half_line = searched == 0 ? 0 : line_number + 1;
-            return false;
-        }
+    } catch (const std::length_error&) {
+        Refuse("longer than 64 MiB, which no row is");
     }
+    half_line = lines.HalfLine().empty() ? 0 : lines.LineNumber();
+    return false;
 }
 
 std::int32_t SummaryReader::Number(std::string_view text, std::size_t column) const {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "reports/file_descriptor.h"
+#include "common/line_reader.h"
 
 namespace Reports {
 
@@ -40,12 +40,11 @@ public:
     /// At the end: the number of a last line without a line feed, which was left out; 0 if there is none.
     std::uint64_t HalfLine() const { return half_line; }
 
-    std::uint64_t BytesRead() const { return bytes_read; }
-    std::uint64_t FileSize() const { return file_size; }
+    std::uint64_t BytesRead() const { return lines.BytesRead(); }
+    std::uint64_t FileSize() const { return lines.FileSize(); }
 
 private:
     bool NextLine(std::string_view& line);
-    bool Fill();
     [[noreturn]] void Refuse(const std::string& reason) const;
     std::int32_t Number(std::string_view text, std::size_t column) const;
     void CheckUnaligned(const SummaryRow& row) const;
@@ -53,14 +52,8 @@ private:
     void CheckRatio(std::size_t column, std::int64_t part, std::int64_t whole) const;
 
     const std::string path;
-    FileDescriptor file;
-    std::uint64_t file_size = 0;
-    std::uint64_t bytes_read = 0;
-    std::uint64_t line_number = 0;
+    Common::LineReader lines;
     std::uint64_t half_line = 0;
-    std::vector<char> buffer;
-    std::size_t begin = 0;  // Of what is left in the buffer.
-    std::size_t end = 0;
     std::vector<std::string_view> cells;
 };
 

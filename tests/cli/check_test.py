@@ -1,30 +1,291 @@
 #!/usr/bin/env python3
-"""tavik_check finds each kind of loss, names it in whole sentences, and has nothing to say about a clean run."""
+"""tavik_check finds whatever is altered in a run, names it in whole sentences, and has nothing to say about a whole
+run."""
 
 import gzip
 import os
+import random
+import re
 import shutil
 import subprocess
 import unittest
+from pathlib import Path
 
 from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, read_fastq
 
 CHECK = os.environ.get("TAVIK_CHECK", os.path.join(os.path.dirname(PROGRAM), "tavik_check"))
-RECORDS = read_fastq(READS / "sample_1.fastq")[:5]
-WHOLE = fastq(RECORDS)
-GOOD = "good.fastq"
+RECORDS = read_fastq(READS / "sample_1.fastq")[:6]
+WHOLE = fastq(RECORDS[:5])
+NOISE = "".join(random.Random(1).choices("ACGT", k=1000))
+BASES = "".join(REFERENCE.read_text().split(">")[1].split("\n")[1:])
 LATER = "read_processor_log-2999-01-01_00-00-00.log"
+SUMMARY = "out/alignment_summary.txt"
+COLUMNS = ("read_id alignment_genome alignment_genome_start alignment_genome_end alignment_strand_start "
+           "alignment_strand_end alignment_num_insertions alignment_num_deletions alignment_num_aligned "
+           "alignment_num_correct alignment_identity alignment_accuracy alignment_score").split()
 
 
-def record(name, sequence="ACGT", qualities="IIII"):
-    return f"@{name}\n{sequence}\n+\n{qualities}\n"
+def record(name, sequence="ACGT", qualities=None):
+    return f"@{name}\n{sequence}\n+\n{'I' * len(sequence) if qualities is None else qualities}\n"
 
 
 def failed_file(name, reason):
     return f"error in the log: Error while processing input file {name}: {reason} Will continue with next input file."
 
 
+# The run that is altered. a.fastq: r1 on the reverse strand, r2 on the forward strand, r3 to r5, r6 unmapped. b.fastq: s1
+# with a supplementary record, s2 rejected, s3. c.fasta: t1, t2.
+INPUT = {
+    "a.fastq": "".join(record(f"r{i} more", RECORDS[i - 1][1]) for i in range(1, 6)) + record("r6", NOISE),
+    "b.fastq": record("s1", RECORDS[0][1] + RECORDS[1][1]) + record("s2", BASES[5000:5400] + NOISE)
+               + record("s3", RECORDS[3][1]),
+    "c.fasta": f">t1\n{RECORDS[1][1][:300]}\n{RECORDS[1][1][300:]}\n>t2\n{RECORDS[2][1]}\n",
+}
+LISTED = "".join(f"{name}\n" for name in INPUT)
+
+
+# What is done to the run: functions of its folder.
+def lines(file, change):
+    """Replaces the list of the file's lines, counted from 0, by what `change` makes of it."""
+    def alter(folder):
+        path = folder / file
+        path.write_bytes(b"".join(change(path.read_bytes().splitlines(True))))
+    return alter
+
+
+def line(file, number, change):
+    """`number` from 1."""
+    return lines(file, lambda all_lines: all_lines[:number - 1] + [change(all_lines[number - 1])] + all_lines[number:])
+
+
+def cell(file, number, column, value):
+    """`column` from 0; `value`: a text, or a function of the old one."""
+    def change(old):
+        cells = old.decode().rstrip("\n").split("\t")
+        cells[column] = value(cells[column]) if callable(value) else value
+        return ("\t".join(cells) + "\n").encode()
+    return line(file, number, change)
+
+
+def without(file, number):
+    return lines(file, lambda all_lines: all_lines[:number - 1] + all_lines[number:])
+
+
+def copy_of(file, number, source):
+    return lines(file, lambda all_lines: all_lines[:number - 1] + [all_lines[source - 1]] + all_lines[number:])
+
+
+def content(file, change):
+    def alter(folder):
+        (folder / file).write_bytes(change((folder / file).read_bytes()))
+    return alter
+
+
+def cut(file, count):
+    return content(file, lambda old: old[:-count])
+
+
+def gone(file):
+    return lambda folder: (folder / file).unlink()
+
+
+def swapped(one, other):
+    def alter(folder):
+        (folder / one).rename(folder / "third")
+        (folder / other).rename(folder / one)
+        (folder / "third").rename(folder / other)
+    return alter
+
+
+def is_a_folder(file):
+    def alter(folder):
+        (folder / file).unlink()
+        (folder / file).mkdir()
+    return alter
+
+
+def both(*alterations):
+    def alter(folder):
+        for alteration in alterations:
+            alteration(folder)
+    return alter
+
+
+def log_of(folder):
+    return f"out/{next((folder / 'out').glob('*.log')).name}"
+
+
+def log(old, new):
+    def alter(folder):
+        path = folder / log_of(folder)
+        text = path.read_text()
+        assert old in text
+        path.write_text(text.replace(old, new))
+    return alter
+
+
+def other_base(sequence):
+    return ("C" if sequence[0] == "A" else "A") + sequence[1:]
+
+
+A, B, C = (f"{name}: its SAM file out/{name[0]}.sam" for name in INPUT)
+BAD_BYTE = "a byte that no SAM record holds"
+NO_SQ = "it has no @SQ lines"
+OTHER_SQ = "the @SQ lines of its SAM file out/{}.sam differ from those of other SAM files"
+LENGTHS = "CIGAR and SEQ have different lengths"
+
+
+def missing(read, name="a"):
+    return f"{name}.fastq: read '{read}' is not in its SAM file out/{name}.sam"
+
+
+def surplus(read, sam=A):
+    return f"{sam} holds read '{read}', which the file does not hold or not so often"
+
+
+def sequence(read, file="a.fastq"):
+    return f"{file}: read '{read}' has another sequence in its SAM file out/{file[0]}.sam"
+
+
+# One thing of the run is altered, and the findings. In the SAM files, the records begin at line 3.
+ALTERATIONS = {
+    "a SAM record is gone": (without("out/a.sam", 4), [missing("r2")]),
+    "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
+    "a SAM record stands there twice": (lines("out/a.sam", lambda old: old[:4] + old[3:]), [surplus("r2")]),
+    "all SAM records are gone": (lines("out/b.sam", lambda old: old[:2]),
+                                 [missing(f"s{i}", "b") for i in (1, 2, 3)]),
+    "no SAM file": (gone("out/a.sam"), [f"{A}: No such file or directory"]),
+    "an empty SAM file": (content("out/a.sam", lambda old: b""), [f"{A}: {NO_SQ}"]),
+    "a folder for a SAM file": (is_a_folder("out/c.sam"), [f"{C}: Is a directory"]),
+    "a SAM file is cut in a record": (cut("out/a.sam", 50), [f"{A}: line 8: cut short"]),
+    "a SAM file lacks its last line feed": (cut("out/c.sam", 1), [f"{C}: line 4: cut short"]),
+    "the SAM files of two inputs are swapped": (swapped("out/a.sam", "out/b.sam"),
+                                                [f"{A} holds other reads", f"{B} holds other reads"]),
+    "a SAM file is a copy of another one": (
+        lambda folder: shutil.copy(folder / "out/a.sam", folder / "out/c.sam"),
+        [f"{C} holds other reads"]),
+    "no @SQ lines": (lines("out/b.sam", lambda old: old[2:]), [f"{B}: {NO_SQ}"]),
+    "no @SQ lines in all SAM files": (
+        both(*(lines(f"out/{name}.sam", lambda old: old[2:]) for name in "abc")),
+        [f"{sam}: {NO_SQ}" for sam in (A, B, C)]),
+    "another length in an @SQ line": (cell("out/a.sam", 1, 2, "LN:70000"), ["a.fastq: " + OTHER_SQ.format("a")]),
+    "an @SQ line less": (lines("out/c.sam", lambda old: old[:1] + old[2:]), ["c.fasta: " + OTHER_SQ.format("c")]),
+    "a broken @SQ line": (cell("out/b.sam", 2, 2, "LN:1x"), [f"{B}: line 2: not an @SQ line"]),
+    "NUL in a SAM name": (cell("out/a.sam", 3, 0, "r\0"), [f"{A}: line 3: {BAD_BYTE}"]),
+    "NUL in a sequence": (cell("out/a.sam", 3, 9, lambda old: old[:99] + "\0" + old[100:]), [f"{A}: line 3: {BAD_BYTE}"]),
+    "NUL in a tag": (cell("out/a.sam", 4, 12, "ms:i:\0"), [f"{A}: line 4: {BAD_BYTE}"]),
+    "NUL for a block of a SAM file": (content("out/a.sam", lambda old: old[:2000] + bytes(512) + old[2512:]),
+                                      [f"{A}: line 3: {BAD_BYTE}"]),
+    "NUL behind a SAM file": (content("out/a.sam", lambda old: old + bytes(9)), [f"{A}: line 9: cut short"]),
+    "a carriage return": (line("out/a.sam", 5, lambda old: old[:-1] + b"\r\n"), [f"{A}: line 5: {BAD_BYTE}"]),
+    "an empty line in a SAM file": (line("out/a.sam", 5, lambda old: b"\n" + old), [f"{A}: line 5: a record without a name"]),
+    "a SAM record loses columns": (line("out/a.sam", 5, lambda old: b"\t".join(old.split(b"\t")[:9]) + b"\n"),
+                                   [f"{A}: line 5: 9 columns in place of 11 or more"]),
+    "another SAM name": (cell("out/a.sam", 4, 0, "other"), [missing("r2"), surplus("other")]),
+    "another FLAG": (cell("out/a.sam", 4, 1, "16"), [sequence("r2")]),
+    "a FLAG of pairs": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
+    "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: it lies outside its reference sequence"]),
+    "an unknown RNAME": (cell("out/a.sam", 4, 2, "chr"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
+    "another POS": (cell("out/a.sam", 4, 3, "15083"), [
+        f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
+    "a POS that is none": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
+    "a MAPQ that is none": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: columns that the aligner does not write so"]),
+    "another CIGAR": (cell("out/a.sam", 4, 5, lambda old: "9M1D2M1D" + old[5:]), [
+        f"{SUMMARY}: line 3: alignment_genome_end of read 'r2' is '15419', by its SAM record '15420'"]),
+    "a longer CIGAR": (cell("out/a.sam", 4, 5, lambda old: old + "1I"), [f"{A}: line 4: {LENGTHS}"]),
+    "a CIGAR of other operations": (cell("out/a.sam", 4, 5, lambda old: old.replace("M", "=")), [
+        f"{A}: line 4: CIGAR holds another operation than H, S, I, D and M"]),
+    "half a CIGAR": (cell("out/a.sam", 4, 5, lambda old: old[:-1]), [f"{A}: line 4: CIGAR is malformed"]),
+    "a base of a forward record": (cell("out/a.sam", 4, 9, other_base), [sequence("r2")]),
+    "a base of a reverse record": (cell("out/a.sam", 3, 9, other_base), [sequence("r1")]),
+    "a base of an unmapped record": (cell("out/a.sam", 8, 9, other_base), [sequence("r6")]),
+    "no SEQ": (cell("out/a.sam", 4, 9, "*"), [f"{A}: line 4: {LENGTHS}"]),
+    "a quality string": (cell("out/a.sam", 4, 10, "I"), [f"{A}: line 4: columns that the aligner does not write so"]),
+    "another NM": (cell("out/a.sam", 4, 11, "NM:i:29"), [
+        f"{SUMMARY}: line 3: alignment_num_correct of read 'r2' is '310', by its SAM record '311'"]),
+    "another AS": (cell("out/a.sam", 4, 13, "AS:i:485"), [
+        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '484', by its SAM record '485'"]),
+    "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
+        f"{A}: line 4: a mapped record without NM or AS"]),
+    "half a tag": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a tag that is none"]),
+    "names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
+        sequence("r2"), sequence("r1")]),
+    "a mapped read for an unmapped one": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
+        f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large', by its SAM record '*'"]),
+    "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
+    "no supplementary record": (without("out/b.sam", 4), [
+        f"{B}: read 's1' has other supplementary records than its tag SA tells"]),
+    "a supplementary record alone": (without("out/b.sam", 3), [
+        f"{B}: line 3: a further record of a read whose first record is missing"]),
+    "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
+        f"{B}: line 4: a further record of another read than the one in front of it"]),
+    "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
+        f"{B}: line 4: SEQ is not that part of the read which CIGAR leaves"]),
+    "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),
+    "a row less": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
+    "a row is a copy of its neighbour": (copy_of(SUMMARY, 3, 2), [
+        f"{SUMMARY}: line 3: read 'r1' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
+    "a row stands there twice": (lines(SUMMARY, lambda old: old[:3] + old[2:]), [
+        f"{SUMMARY}: line 4: read 'r2' has no SAM record"]),
+    "all rows are gone": (lines(SUMMARY, lambda old: old[:1]), [
+        *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
+    "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
+    "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
+    "no header": (without(SUMMARY, 1), [f"{SUMMARY}: no header line"]),
+    "no summary": (gone(SUMMARY), [f"{SUMMARY}: No such file or directory"]),
+    "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: no header line"]),
+    "a row loses a column": (line(SUMMARY, 4, lambda old: old[:old.rindex(b"\t")] + b"\n"), [
+        f"{SUMMARY}: line 4: 12 columns in place of 13"]),
+    "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns in place of 13"]),
+    "NUL in a row": (cell(SUMMARY, 3, 12, "48\0"), [
+        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '48?', by its SAM record '484'"]),
+    "another name in a row": (cell(SUMMARY, 3, 0, "rr"), [
+        f"{SUMMARY}: line 3: read 'rr' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
+    "a rejected read counts as unmapped": (cell(SUMMARY, 9, 2, "-1"), [
+        f"{SUMMARY}: line 9: alignment_genome_start of read 's2' is '-1', by its SAM record '0'"]),
+    "an unmapped read counts as rejected": (cell(SUMMARY, 7, 2, "0"), [
+        f"{SUMMARY}: line 7: alignment_genome_start of read 'r6' is '0', by its SAM record '-1'"]),
+    "a read is added to the input": (content("a.fastq", lambda old: old + b"@r7\nACGT\n+\nIIII\n"), [
+        "a.fastq: 7 reads in the file, 6 aligned", missing("r7")]),
+    "a read is taken from the input": (lines("a.fastq", lambda old: old[4:]), [
+        "a.fastq: 5 reads in the file, 6 aligned", surplus("r1")]),
+    "a base of the input": (line("a.fastq", 2, lambda old: other_base(old.decode()).encode()), [sequence("r1")]),
+    "a base of a FASTA input": (line("c.fasta", 3, lambda old: other_base(old.decode()).encode()),
+                                [sequence("t1", "c.fasta")]),
+    "a name of the input": (line("a.fastq", 5, lambda old: b"@r more\n"), [missing("r"), surplus("r2")]),
+    "the last quality line is cut off": (lines("a.fastq", lambda old: old[:-1]), [
+        "a.fastq: record 6: Sequence is not the same length as the qstring"]),
+    "the last quality line is cut short": (cut("a.fastq", 9), [
+        "a.fastq: record 6: Sequence is not the same length as the qstring"]),
+    "an input file is cut in a record": (lines("a.fastq", lambda old: old[:-2]), [
+        "a.fastq: the last record is cut short", "a.fastq: 5 reads in the file, 6 aligned", surplus("r6")]),
+    "no input file": (gone("a.fastq"), ["a.fastq: cannot be read: No such file or directory"]),
+    "an empty input file": (content("a.fastq", lambda old: b""), ["a.fastq: the file is empty"]),
+    "two input files are swapped": (swapped("a.fastq", "b.fastq"), [
+        "a.fastq: 3 reads in the file, 6 aligned", f"{A} holds other reads",
+        "b.fastq: 6 reads in the file, 3 aligned", f"{B} holds other reads"]),
+    "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
+                                ["a.fastq: not a regular file"]),
+    "killed before the end": (lambda folder: without(log_of(folder), 13)(folder),
+                              ["{log}: the run did not come to its end"]),
+    "no log": (lambda folder: gone(log_of(folder))(folder),
+               ["out: no log file, so no run took place here"]),
+    "another file in the log": (log("c.fasta", "other.fasta"), [
+        "other.fasta: in the log, but not in the input", "c.fasta: not finished"]),
+    "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the file, 5 aligned"]),
+    "a full disk": (log("[info] Succ", "[error] Could not write to output file x: No space left\n"
+                        "2026-11-21 00:00:00.1 [info] Succ"),
+                    3 * ["error in the log: Could not write to output file x: No space left"]),
+    "a later run that failed": (
+        lambda folder: (folder / "out" / LATER).write_text("2999-01-01 00:00:00.0 [error] Failed to load index r\n"),
+        ["error in the log: Failed to load index r", f"out/{LATER}: the run did not come to its end"]),
+    "an aborted run in the same second": (
+        lambda folder: content(log_of(folder), lambda old: old + old.split(b"\n20")[0] + b"\n")(folder),
+        ["{log}: the run did not come to its end", *(f"{name}: not finished" for name in INPUT)]),
+}
+
 # Input files in the order of the list (None: not there), and the findings. All runs hold one good file, too.
+GOOD = "good.fastq"
 BAD_INPUT = {
     "a record cut in its third line": (
         {"a.fastq": WHOLE + "@cut\nACGT\n+"}, ["a.fastq: the last record is cut short"]),
@@ -33,46 +294,67 @@ BAD_INPUT = {
     "a read with another letter ends its file": (
         {"a.fq": WHOLE + record("n", "ACGN") + WHOLE},
         [failed_file("a.fq", "Sequence contained an unexpected character 'N' at position 3 Header: @n Sequence: ACGN "
-                             "Qstring: IIII"), "a.fq: begun, but not finished",
-         "{out}/alignment_summary.txt: 10 rows for 5 logged reads"]),
+                             "Qstring: IIII"), "a.fq: begun, but not finished"]),
+    "lower case ends its file": (
+        {"a.fa": ">a\nACGTACGT\n>b\nACGT\nacgt\n"},
+        [failed_file("a.fa", "Invalid fasta description, it should start with '>'. acgt"),
+         "a.fa: begun, but not finished"]),
     "a read without a name": (
         {"a.fq": WHOLE + record("")},
         ["error in the log: Read title '@' does not have any space. Continuing with next read."]),
+    "a read with a blank for a name": (
+        {"a.fq": WHOLE + record(" x")},
+        ["error in the log: Error while processing read : Minimap2 returned: the read has no name Continuing with next "
+         "read."]),
     "a read without a title line": (
         {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"},
         ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
          "record. Continuing with next read."]),
+    "a record of a plus line alone": (
+        {"a.fq": WHOLE + "\n\n+\n\n" + record("b")}, ["a.fq: 7 reads in the file, 6 aligned"]),
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
-        ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early",
-         "a.fq.gz: damaged, or not gzip: Compressed file ended before the end-of-stream marker was reached"]),
+        ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early"]),
     "bytes behind the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
-        ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz",
-         "a.gz: damaged, or not gzip: Not a gzipped file (b'mo')"]),
+        ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
     "plain text under a name for gzip": (
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
-                           "a.txt: begun, but not finished",
-                           "a.txt: damaged, or not gzip: Not a gzipped file (b'@e')"]),
-    "nothing under a name for gzip": (
-        {"a.gz": ""}, [failed_file("a.gz", "gzip error in a.gz: not in gzip format"), "a.gz: begun, but not finished",
-                       "a.gz: the file is empty"]),
+                           "a.txt: begun, but not finished"]),
     "no such file": (
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
-                         "gone.fq: begun, but not finished", "gone.fq: cannot be read: No such file or directory"]),
+                            "gone.fq: begun, but not finished"]),
     "an empty file aborts the run": (
-        {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, the process ends.",
-                         "{log}: the run did not come to its end", "a.fq: begun, but not finished",
-                                      "a.fq: the file is empty", "b.fq: not finished"]),
+        {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, "
+                                      "the process ends.", "{log}: the run did not come to its end",
+                                      "a.fq: begun, but not finished", "a.fq: the file is empty",
+                                      "b.fq: not finished"]),
     "one name for two SAM files": (
         {"a.fastq": WHOLE, "x/a.fq": fastq(RECORDS[:2])},
         ["warning in the log: Input file x/a.fq replaces the SAM file of an earlier input file: {out}/a.sam",
-         "x/a.fq: its SAM file a.sam is also that of a.fastq",
-         "a.fastq: 2 reads in its SAM file {out}/a.sam, 5 aligned"]),
+         "x/a.fq: its SAM file a.sam is also that of a.fastq"]),
+    "another SAM file goes the way of its input": (
+        {"out/a.sam": gzip.compress(WHOLE.encode())},
+        [failed_file("out/a.sam", "Its SAM file out/a.sam would replace it."), "out/a.sam: begun, but not finished"]),
 }
 
+# What happens to a file behind a run over it, and the findings.
+LATER_DAMAGE = {
+    "gzip data are cut": (lambda old: old[:-9], ["a.gz: damaged, or not gzip: the file ends too early"]),
+    "gzip data are altered": (lambda old: old[:-8] + bytes(4) + old[-4:],
+                              ["a.gz: damaged, or not gzip: the data are corrupt: incorrect data check"]),
+    "bytes stand behind gzip data": (lambda old: old + b"more", ["a.gz: Ignored 4 bytes after the end of the gzip data "
+                                                                 "in a.gz"]),
+    "many bytes stand behind gzip data": (
+        lambda old: old + b"more" * 200,
+        ["a.gz: damaged, or not gzip: bytes that are not gzip data follow a member, and more data follows them"]),
+}
+
+TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
+         (BASES[9000:9400] + NOISE, RECORDS[0][1], BASES[100:900], BASES[5000:5400] + NOISE, "", BASES[100:900])]
+
 # What is no loss: the number of reads, and a file.
-CLEAN_INPUT = {
+WHOLE_INPUT = {
     "blank lines at the end": ("5 reads", "a.fq", WHOLE + "\n\n\n\n\n\n"),
     "no line feed at the end": ("5 reads", "a.fq", WHOLE.rstrip("\n")),
     "an empty read whose last line has no line feed": ("6 reads", "a.fq", WHOLE + "@empty\n\n+\n"),
@@ -81,121 +363,148 @@ CLEAN_INPUT = {
     "two gzip members": ("10 reads", "a.fastq.gz", gzip.compress(WHOLE.encode()) * 2),
     "a name like a log record's end": ("5 reads", "a (1 reads).fq", WHOLE),
     "a read with a supplementary record": ("1 read", "a.fq", fastq([tuple(map("".join, zip(*RECORDS[:2])))])),
-}
-
-
-def cut(path, count):
-    path.write_bytes(path.read_bytes()[:-count])
-
-
-def without_last_line(path):
-    path.write_text("".join(path.read_text().splitlines(True)[:-1]))
-
-
-def replace(path, old, new):
-    path.write_text(path.read_text().replace(old, new))
-
-
-# What happens to the results of a clean run, and the findings.
-DAMAGE = {
-    "killed before the end": (lambda out, log: without_last_line(log), ["{log}: the run did not come to its end"]),
-    "no log": (lambda out, log: log.unlink(), ["{out}: no log file, so no run took place here"]),
-    "no SAM file": (lambda out, log: (out / "good.sam").unlink(),
-                    ["good.fastq: its SAM file {out}/good.sam: No such file or directory"]),
-    "a SAM record less": (lambda out, log: without_last_line(out / "good.sam"),
-                          ["good.fastq: 4 reads in its SAM file {out}/good.sam, 5 aligned"]),
-    "a cut SAM file": (lambda out, log: cut(out / "good.sam", 1),
-                       ["good.fastq: its SAM file {out}/good.sam is cut short"]),
-    "a row less": (lambda out, log: without_last_line(out / "alignment_summary.txt"),
-                   ["{out}/alignment_summary.txt: 4 rows for 5 logged reads"]),
-    "a cut row": (lambda out, log: cut(out / "alignment_summary.txt", 6),
-                  ["{out}/alignment_summary.txt: 1 row with too few or too many columns",
-                   "{out}/alignment_summary.txt: the last row is cut short"]),
-    "no header": (lambda out, log: replace(out / "alignment_summary.txt", "read_id\t", "id\t"),
-                  ["{out}/alignment_summary.txt: no header line"]),
-    "another file in the log": (lambda out, log: replace(log, GOOD, "other.fastq"), [
-        "other.fastq: in the log, but not in the input", "good.fastq: not finished"]),
-    "a wrong count": (lambda out, log: replace(log, "(5 reads)", "(4 reads)"), [
-        "good.fastq: 5 reads in the file, 4 aligned", "good.fastq: 5 reads in its SAM file {out}/good.sam, 4 aligned",
-        "{out}/alignment_summary.txt: 5 rows for 4 logged reads"]),
-    "a read too many": (lambda out, log: replace(log, "(5 reads)", "(6 reads)"), [
-        "good.fastq: 5 reads in the file, 6 aligned", "good.fastq: 5 reads in its SAM file {out}/good.sam, 6 aligned",
-        "{out}/alignment_summary.txt: 5 rows for 6 logged reads"]),
-    "a full disk": (lambda out, log: replace(log, "[info] Succ", "[error] Could not write to output file x: No space "
-                                             "left\n2026-11-21 00:00:00.1 [info] Succ"),
-                    ["error in the log: Could not write to output file x: No space left"]),
-    "a later run that failed": (
-        lambda out, log: (out / LATER).write_text("2999-01-01 00:00:00.0 [error] Failed to load index r\n"),
-        ["error in the log: Failed to load index r", "{out}/" + LATER + ": the run did not come to its end"]),
-    "an aborted run in the same second": (
-        lambda out, log: log.write_text(log.read_text() + log.read_text().split("2 Starting")[0].rsplit("\n", 2)[0]),
-        ["{log}: the run did not come to its end"]),
+    "rejected, unmapped and empty reads": ("4 reads", "a.fq", record("r", BASES[:400] + NOISE) + record("u", NOISE)
+                                           + record("e", "") + record("m", BASES[:900])),
+    "reads of one name": ("6 reads", "a.fq", fastq(TWINS)),
+    "U": ("2 reads", "a.fq", record("u", BASES[:900].replace("T", "U")) + record("v", RECORDS[0][1].replace("T", "U"))),
+    "names with a tab, other signs and controls": (
+        "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
+        + record("x\x01", BASES[:900]) + record(">@+", BASES[:900])),
+    "a title line like a FASTA one": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),
+    "no ending": ("5 reads", "reads", gzip.compress(WHOLE.encode())),
 }
 
 
 class Check(AlignerTest):
-    def check(self, *args, stdin=""):
+    def check(self, *args, stdin="", folder=None):
         """Status and lines of standard output."""
-        done = subprocess.run([CHECK, *map(str, args)], input=stdin, cwd=self.folder, capture_output=True, text=True)
+        done = subprocess.run([CHECK, *map(str, args)], input=stdin, cwd=folder or self.folder, capture_output=True,
+                              text=True, timeout=60)
         self.stderr = done.stderr
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
         """Writes the files that have content and aligns the list of all. Returns the list's text and the log file."""
-        for name, content in files.items():
-            if content is not None:
-                self.write(name, content)
+        for name, text in files.items():
+            if text is not None:
+                self.write(name, text)
         listed = "".join(f"{name}\n" for name in files)
         subprocess.run([PROGRAM, "-z", "-i", "", "-s", save, "-a", REFERENCE, *args], input=listed.encode(),
                        cwd=self.folder, capture_output=True, timeout=60)
         return listed, sorted((self.folder / save).glob("read_processor_log-*.log"))[-1]
 
-    def expect(self, findings, log, listed, *args):
-        names = {"out": "out", "log": f"out/{log.name}"}
+    def expect(self, findings, log_file, listed, *args):
+        names = {"out": "out", "log": f"out/{log_file.name}"}
         expected = [finding.format(**names) for finding in findings]
         self.assertEqual(self.check(*args, "-", "out", stdin=listed), (1, expected))
         shutil.rmtree(self.folder / "out")
 
+    def test_alterations(self):
+        base = self.folder / "base"
+        for name, text in INPUT.items():
+            self.write(f"base/{name}", text)
+        subprocess.run([PROGRAM, "-z", "-t", "1", "-i", "", "-s", "out", "-a", REFERENCE], input=LISTED.encode(),
+                       cwd=base, check=True)
+        self.assertEqual(self.check("-", "out", stdin=LISTED, folder=base), (0, ["3 files, 11 reads: nothing lost"]))
+        columns = {f"another {COLUMNS[column]}": (column, cell(SUMMARY, 3, column, lambda old: old + "1"))
+                   for column in range(1, 13)}
+        for name, (column, alter) in columns.items():
+            value = (base / SUMMARY).read_text().splitlines()[2].split("\t")[column]
+            ALTERATIONS[name] = (alter, [
+                f"{SUMMARY}: line 3: {COLUMNS[column]} of read 'r2' is '{value}1', by its SAM record '{value}'"])
+        log_file = log_of(base)
+        for name, (alter, findings) in ALTERATIONS.items():
+            with self.subTest(name):
+                altered = self.folder / "altered"
+                shutil.copytree(base, altered)
+                alter(altered)
+                found = self.check("-", "out", stdin=LISTED, folder=altered)
+                shutil.rmtree(altered)
+                self.assertEqual(found, (1, [finding.replace("{log}", log_file) for finding in findings]))
+
     def test_bad_input(self):
         for name, (files, findings) in BAD_INPUT.items():
             with self.subTest(name):
-                listed, log = self.run_over({GOOD: WHOLE, **files})
-                self.expect(findings, log, listed)
+                listed, log_file = self.run_over({GOOD: WHOLE, **files})
+                self.expect(findings, log_file, listed)
 
-    def test_damaged_results(self):
-        for name, (damage, findings) in DAMAGE.items():
+    def test_gzip_data_that_are_damaged_later(self):
+        for name, (damage, findings) in LATER_DAMAGE.items():
             with self.subTest(name):
-                listed, log = self.run_over({GOOD: WHOLE})
-                damage(self.folder / "out", log)
-                self.expect(findings, log, listed)
+                listed, log_file = self.run_over({"a.gz": gzip.compress(WHOLE.encode())})
+                content("a.gz", damage)(self.folder)
+                self.expect(findings, log_file, listed)
 
-    def test_clean_input(self):
-        for name, (reads, file, content) in CLEAN_INPUT.items():
+    def test_whole_input(self):
+        for name, (reads, file, text) in WHOLE_INPUT.items():
             with self.subTest(name):
-                listed, _ = self.run_over({file: content}, name, "--verbose_logs")
-                self.assertEqual(self.check("-", name, stdin=listed), (0, [f"1 file, {reads}: nothing lost"]))
+                for _ in range(2):  # The second run goes into the folder of the first one.
+                    listed, log_file = self.run_over({file: text}, name, "--verbose_logs")
+                    self.assertEqual(self.check("-", name, stdin=listed), (0, [f"1 file, {reads}: nothing lost"]))
+                    log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
+
+    def test_any_order_of_finishing(self):
+        """As threads leave the reads of a file: both output files have one order, which is not that of the input."""
+        records = [*RECORDS, *TWINS, *(("@s", BASES[i:i + 50 * (i % 7)], "I" * 50 * (i % 7)) for i in range(900))]
+        listed, _ = self.run_over({"a.fq": fastq(records)}, "out", "-t", "1")
+        sam, summary = self.folder / "out/a.sam", self.folder / SUMMARY
+        text, rows = sam.read_text().splitlines(True), summary.read_text().splitlines(True)
+        reads = list(zip(text[2:], rows[1:]))
+        self.assertEqual(len(reads), len(records))  # None has a supplementary record.
+        for seed in range(5):
+            random.Random(seed).shuffle(reads)
+            sam.write_text("".join(text[:2] + [pair[0] for pair in reads]))
+            summary.write_text("".join(rows[:1] + [pair[1] for pair in reads]))
+            self.assertEqual(self.check("-", "out", stdin=listed), (0, ["1 file, 912 reads: nothing lost"]))
+
+    def test_many_threads_and_files(self):
+        files = {f"{i}/{i}.fq": fastq(RECORDS) for i in range(300)}
+        files.update({"a.fastq": fastq(RECORDS * 40)})
+        listed, log_file = self.run_over(files, "out", "-t", "16")
+        self.assertEqual(self.check("-", "out", stdin=listed), (0, ["301 files, 2040 reads: nothing lost"]))
+        for i in range(5):
+            cell(f"out/{i}.sam", 1, 2, "LN:70000")(self.folder)
+        self.expect([*(f"{i}/{i}.fq: {OTHER_SQ.format(i)}" for i in range(3)),
+                     "the same @SQ lines are in 2 more SAM files"], log_file, listed)
+
+    def test_other_reads_than_can_be_told(self):
+        """More of them than are kept."""
+        listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000))})
+        lines("out/a.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
+        self.expect(["a.fq: its SAM file out/a.sam holds other reads",
+                     f"{SUMMARY}: its rows and the SAM records are of different reads"], log_file, listed)
 
     def test_newest_run_is_judged_and_its_table_is_in_the_order_of_the_run(self):
         files = {"b.fastq": WHOLE, "a.fastq": fastq(RECORDS[:2])}
-        _, log = self.run_over({"bad.fq": None})
-        log.rename(log.with_name("read_processor_log-2000-01-01_00-00-00.log"))
-        listed, log = self.run_over(files)
-        log.write_text((log.parent / "read_processor_log-2000-01-01_00-00-00.log").read_text() + log.read_text())
+        _, log_file = self.run_over({"bad.fq": None})
+        log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
+        listed, log_file = self.run_over(files)
+        earlier = log_file.with_name("read_processor_log-2000-01-01_00-00-00.log").read_text()
+        log_file.write_text(earlier + log_file.read_text())
         list_file = self.write("list", listed)
         self.assertEqual(self.check(list_file, "out", "--table", "table"), (0, ["2 files, 7 reads: nothing lost"]))
         self.assertEqual((self.folder / "table").read_text(),
                          "reads\tsam\tfile\n5\tb.sam\tb.fastq\n2\ta.sam\ta.fastq\n")
         self.assertEqual(self.check("-", "out", stdin="a.fastq\nb.fastq\nb.fastq\n"),
                          (1, ["b.fastq: named 2 times"]))
+        self.assertEqual(self.check("list", "out", "--table", "no/table"), (2, ["2 files, 7 reads: nothing lost"]))
+        self.assertEqual(self.stderr, "tavik_check: no/table: No such file or directory\n")
+        # An error behind the end is the run's own, as of a file that could not be closed.
+        with log_file.open("a") as log_text:
+            log_text.write("2026-11-21 00:00:00.1 [error] Could not write to output file x: No space left\n")
+        self.assertEqual(self.check("list", "out"),
+                         (1, ["error in the log: Could not write to output file x: No space left"]))
 
     def test_failed_reads_up_to_the_number_allowed(self):
-        listed, log = self.run_over({"a.fq": WHOLE + record("") + record("")})
-        failed = "error in the log: Read title '@' does not have any space. Continuing with next read."
-        self.assertEqual(self.check("--allow-failed-reads", 2, "-", "out", stdin=listed),
-                         (0, ["1 file, 5 reads: nothing lost, 2 failed as allowed"]))
-        self.write("a.fq", WHOLE + record("") + record("") + record("x"))
-        self.expect([failed, failed, "a.fq: 8 reads in the file, 5 aligned, 2 failed"], log, listed,
-                    "--allow-failed-reads", 1)
+        bad = [record(""), record("@name"), record(" x"), record("@name")]
+        listed, log_file = self.run_over({"a.fq": bad[0] + WHOLE + "".join(bad[1:])}, "out", "-t", "1")
+        failed = [message for message in log_file.read_text().split("\n") if "[error]" in message]
+        failed = [f"error in the log: {' '.join(message.split('[error] ')[1].split())}" for message in failed]
+        self.assertEqual(self.check("--allow-failed-reads", 4, "-", "out", stdin=listed),
+                         (0, ["1 file, 5 reads: nothing lost, 4 failed as allowed"]))
+        self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
+        self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
+                     "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
 
     def test_folders(self):
         for name in ("reads/a.fastq", "reads/x/a.fq", "reads/x/b.fastq.gz", "reads/c.txt"):
@@ -214,11 +523,34 @@ class Check(AlignerTest):
         self.assertEqual(self.check("reads", "list"), (1, [
             "the run read a list of files, so please give that list in place of reads"]))
 
+    def test_files_that_another_user_may_not_read(self):
+        listed, log_file = self.run_over({"a.fastq": WHOLE, "b.fastq": WHOLE, "c.fastq": WHOLE})
+        self.program, unreadable = CHECK, [self.folder / name for name in ("a.fastq", "out/b.sam", SUMMARY)]
+        for path in unreadable:
+            path.chmod(0)
+        as_other = {}
+        if os.geteuid() == 0:
+            copy = Path(shutil.copy(CHECK, self.folder))
+            if any(not folder.stat().st_mode & 1 for folder in self.folder.parents):
+                self.skipTest("other users cannot enter the temporary folder")
+            self.program, as_other = copy, {"user": 65534}
+        done = subprocess.run([self.program, "-", "out"], input=listed, cwd=self.folder, capture_output=True, text=True,
+                              **as_other)
+        self.assertEqual((done.returncode, done.stdout.splitlines()), (1, [
+            "a.fastq: cannot be read: Permission denied", "b.fastq: its SAM file out/b.sam: Permission denied",
+            f"{SUMMARY}: Permission denied"]))
+        for path in unreadable:
+            path.chmod(0o644)
+
     def test_wrong_usage(self):
         for args in ((), ("list", "out", "more"), ("--allow-failed-reads", -1, "reads", "out"), ("no list", "out")):
             with self.subTest(args):
                 self.assertEqual(self.check(*args), (2, []))
         self.assertEqual(self.stderr, "tavik_check: no list: No such file or directory\n")
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([CHECK, "-", "out"], stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE,
+                                  cwd=self.folder, text=True)
+        self.assertEqual((done.returncode, done.stderr), (2, "tavik_check: standard output: No space left on device\n"))
 
 
 if __name__ == "__main__":

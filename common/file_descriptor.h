@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-namespace Reports {
+namespace Common {
 
 /// Owns a file descriptor of the system.
 class FileDescriptor {
@@ -24,4 +24,4 @@ private:
     const int descriptor;
 };
 
-}  // namespace Reports
+}  // namespace Common

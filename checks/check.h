@@ -1,0 +1,12 @@
+#pragma once
+
+#include "checks/options.h"
+
+namespace Checks {
+
+/// Judges a finished run by its newest log file, its input files, its SAM files and its summary. Writes a line for each
+/// finding, or one that nothing was lost, to standard output. Returns the exit status. Throws std::exception where it
+/// cannot judge.
+int CheckRun(const Options& options);
+
+}  // namespace Checks

@@ -1,0 +1,230 @@
+#include "checks/file_comparison.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "checks/sequence_digest.h"
+#include "checks/texts.h"
+
+namespace Checks {
+
+namespace {
+
+using Difference = ReadBalance::Difference;
+
+// The input is read so many reads ahead of the SAM file, more than can be on the aligner's threads at once.
+constexpr std::uint64_t kAhead = 1024;
+constexpr std::size_t kFirstUses = 3;
+
+}  // namespace
+
+// One input file with its SAM file.
+class FileComparison::OneFile {
+public:
+    OneFile(FileComparison& all, const LoggedFile& logged, const Paths& paths)
+        : all(all), logged(logged), paths(paths), told(paths.input.has_value()), finished(logged.reads.has_value()) {}
+
+    void Compare() {
+        if (told && !finished) {
+            all.Add(*paths.input, "begun, but not finished");
+        }
+        for (const auto& name : logged.failed_names) {
+            reads.Excuse(name.substr(0, name.find_first_of("\t\n\v\f\r")));
+        }
+        ReadInput(0);
+        ReadSam();
+        ReadInput(UINT64_MAX);
+        TellWarnings();
+        TellCounts();
+        if (told && sam_whole) {
+            TellDifferences();
+        }
+    }
+
+private:
+    // Reads on until `count` reads have been read.
+    void ReadInput(std::uint64_t count) {
+        if (!told || input_ended) {
+            return;
+        }
+        try {
+            if (!input) {
+                input = std::make_unique<InputReads>(*paths.input);
+            }
+            while (input->Count() < count) {
+                if (!input->Next()) {
+                    input_ended = true;
+                    input_whole = true;
+                    break;
+                }
+                if (input->HasName()) {
+                    reads.Expect(input->Name(), DigestOf(input->Sequence()), input->Count());
+                }
+            }
+        } catch (const InputError& error) {
+            input_ended = true;
+            if (std::none_of(logged.problems.begin(), logged.problems.end(),
+                             [&](const auto& problem) { return problem.find(error.logged) != std::string::npos; })) {
+                all.Add(*paths.input, error.what());
+            }
+        }
+        if (input_whole && input->EndsInsideRecord()) {
+            all.Add(*paths.input, "the last record is cut short");
+        }
+    }
+
+    void ReadSam() {
+        if (paths.sam_is_its_own) {
+            try {
+                SamFile sam(paths.sam, all.headers);
+                for (SamRead read; sam.Next(read); ++sam_reads) {
+                    ReadInput(sam_reads + kAhead);
+                    Take(read);
+                }
+                sam_whole = true;
+                all.NoteHeader(paths.input.value_or(""), paths.sam);
+                return;
+            } catch (const std::runtime_error& error) {
+                if (told && finished) {
+                    all.Add(*paths.input, "its SAM file " + paths.sam + ": " + error.what());
+                }
+            }
+        }
+        if (finished) {
+            all.summary.SkipRows(static_cast<std::uint64_t>(std::max<std::int64_t>(*logged.reads, 0)) -
+                                 std::min<std::uint64_t>(sam_reads, static_cast<std::uint64_t>(*logged.reads)));
+        } else {
+            all.summary.SkipUnknownRows();
+        }
+    }
+
+    void Take(const SamRead& read) {
+        if (!read.digest.empty()) {
+            reads.Find(read.name, read.digest, read.line);
+            all.summary.Expect(read.name, read.cells, "");
+            return;
+        }
+        // The record of a rejected read has no sequence, nor has that of a read without bases.
+        static const auto kNoBases = DigestOf("");
+        const bool without_bases = reads.Expects(read.name, kNoBases);
+        const bool with_bases = reads.ExpectsOther(read.name, kNoBases);
+        if (without_bases && !with_bases) {
+            reads.Find(read.name, kNoBases, read.line);
+            all.summary.Expect(read.name, kUnmappedCells, "");
+        } else {
+            reads.FindAnyContent(read.name, read.line);
+            all.summary.Expect(read.name, kRejectedCells, with_bases && !without_bases ? "" : kUnmappedCells);
+        }
+    }
+
+    void TellWarnings() {
+        for (const auto& warning : all.warnings.Take()) {
+            if (std::find(logged.problems.begin(), logged.problems.end(), warning) == logged.problems.end()) {
+                all.Add(*paths.input, warning);
+            }
+        }
+    }
+
+    void TellCounts() {
+        if (!told || !finished) {
+            return;
+        }
+        const auto aligned = std::to_string(*logged.reads) + " aligned";
+        if (input_whole) {
+            if (*logged.reads + static_cast<std::int64_t>(logged.failed_reads) !=
+                static_cast<std::int64_t>(input->Count())) {
+                const auto failed =
+                    logged.failed_reads > 0 ? ", " + std::to_string(logged.failed_reads) + " failed" : "";
+                all.Add(*paths.input, Plural(input->Count(), "read") + " in the file, " + aligned + failed);
+            }
+        } else if (sam_whole && *logged.reads != static_cast<std::int64_t>(sam_reads)) {
+            all.Add(*paths.input, Plural(sam_reads, "read") + " in its SAM file " + paths.sam + ", " + aligned);
+        }
+    }
+
+    void TellDifferences() {
+        using Kind = Difference::Kind;
+        auto differences = reads.Differences();
+        std::erase_if(differences, [this](const auto& difference) {
+            return (difference.kind == Kind::missing && !finished) ||
+                   (difference.kind == Kind::surplus && !input_whole);
+        });
+        for (const auto& difference : differences) {
+            all.told.insert(difference.name);
+        }
+        const auto sam = "its SAM file " + paths.sam;
+        const bool none_in_common = reads.Matched() == 0 && input_whole && sam_reads > 0 && input->Count() > 1;
+        if (reads.Overflowed() || (!differences.empty() && none_in_common)) {
+            all.Add(*paths.input, sam + " holds other reads");
+            return;
+        }
+        const auto tell = [&](Kind kind, const std::string& before, const std::string& behind,
+                              const std::string& more) {
+            const auto word = [&](const auto& one) { return before + "read '" + one.name + "'" + behind; };
+            for (const auto& text : ReadBalance::Word(differences, kind, word, more)) {
+                all.Add(*paths.input, text);
+            }
+        };
+        tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
+        tell(Kind::surplus, sam + " holds ", ", which the file does not hold or not so often",
+             "more reads are in " + sam + " only");
+        tell(Kind::altered, "", " has another sequence in " + sam, "more reads have another sequence in " + sam);
+    }
+
+    FileComparison& all;
+    const LoggedFile& logged;
+    const Paths& paths;
+    const bool told;
+    const bool finished;
+    std::unique_ptr<InputReads> input;
+    ReadBalance reads;
+    std::uint64_t sam_reads = 0;
+    bool input_ended = false;
+    bool input_whole = false;  // It could be read to its end.
+    bool sam_whole = false;
+};
+
+FileComparison::FileComparison(const std::string& summary, bool done) : summary(summary) {
+    if (!done) {
+        this->summary.SkipUnknownRows();
+    }
+}
+
+void FileComparison::Compare(const LoggedFile& logged, const Paths& paths) {
+    OneFile(*this, logged, paths).Compare();
+}
+
+void FileComparison::NoteHeader(const std::string& input, const std::string& sam) {
+    auto& use = header_uses[headers.Digest()];
+    if (++use.files <= kFirstUses) {
+        use.first.emplace_back(input, sam);
+    }
+}
+
+void FileComparison::AddDifferingHeaders() {
+    const auto usual = std::max_element(header_uses.begin(), header_uses.end(),
+                                        [](const auto& a, const auto& b) { return a.second.files < b.second.files; });
+    for (auto use = header_uses.begin(); use != header_uses.end(); ++use) {
+        if (use == usual) {
+            continue;
+        }
+        for (const auto& [input, sam] : use->second.first) {
+            Add(input, "the @SQ lines of its SAM file " + sam + " differ from those of other SAM files");
+        }
+        if (use->second.files > kFirstUses) {
+            findings.push_back("the same @SQ lines are in " + std::to_string(use->second.files - kFirstUses) +
+                               " more SAM files");
+        }
+    }
+}
+
+std::vector<std::string> FileComparison::Finish(std::optional<std::uint64_t> logged_rows) {
+    AddDifferingHeaders();
+    for (auto& finding : summary.Finish(told, logged_rows)) {
+        findings.push_back(std::move(finding));
+    }
+    return std::move(findings);
+}
+
+}  // namespace Checks

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "checks/input_reads.h"
+#include "checks/library_warnings.h"
+#include "checks/run_log.h"
+#include "checks/sam_file.h"
+#include "checks/summary_comparison.h"
+
+namespace Checks {
+
+/// Compares input files, what the log tells of them, their SAM files and the summary. Memory does not grow with the
+/// number of reads or files, but with the findings. Not synchronised.
+class FileComparison {
+public:
+    /// `done`: the run came to its end, so that the rows of the summary are its own.
+    FileComparison(const std::string& summary, bool done);
+
+    struct Paths {
+        std::optional<std::string> input;  ///< None for a file that is in the log only: nothing is told of it.
+        std::string sam;
+        bool sam_is_its_own = true;  ///< False if another input file has replaced it later.
+    };
+
+    /// The files of the log, in its order.
+    void Compare(const LoggedFile& logged, const Paths& paths);
+
+    /// A file of the input that is not in the log.
+    void AddUnfinished(const std::string& input) { Add(input, "not finished"); }
+
+    /// To be called last. Returns all findings.
+    std::vector<std::string> Finish(std::optional<std::uint64_t> logged_rows);
+
+private:
+    class OneFile;
+    struct HeaderUse {
+        std::uint64_t files = 0;
+        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM file of some of them.
+    };
+
+    void Add(const std::string& path, const std::string& finding) { findings.push_back(path + ": " + finding); }
+    void NoteHeader(const std::string& input, const std::string& sam);
+    void AddDifferingHeaders();
+
+    SummaryComparison summary;
+    SamHeaders headers;
+    LibraryWarnings warnings;
+    std::vector<std::string> findings;
+    std::set<std::string> told;                    // Names of reads, see SummaryComparison.
+    std::map<std::string, HeaderUse> header_uses;  // By digest of the header.
+};
+
+}  // namespace Checks

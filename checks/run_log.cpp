@@ -1,0 +1,222 @@
+#include "checks/run_log.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "checks/texts.h"
+
+namespace Checks {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kBanner = "QEL Tavik alignment software version ";
+constexpr std::string_view kInputPath = "\ninput path:         ";
+constexpr std::string_view kStarted = "Starting input file ";
+constexpr std::string_view kFinished = "Successfully finished input file ";
+constexpr std::string_view kFailedRead = "Continuing with next read.";
+constexpr std::string_view kErrorOfRead = "Error while processing read ";
+constexpr std::string_view kNoName = "[invalid read id]";
+
+struct LogRecord {
+    std::string severity;
+    std::string text;  // May have several lines.
+};
+
+// 0 stands for a digit.
+bool HasForm(std::string_view text, std::string_view form) {
+    return text.size() >= form.size() &&
+           std::equal(form.begin(), form.end(), text.begin(), [](char expected, char letter) {
+               return expected == '0' ? letter >= '0' && letter <= '9' : letter == expected;
+           });
+}
+
+// The verbose log file of a run has another name. The time in the names puts them in order.
+std::string NewestLog(const std::string& folder, std::error_code& error) {
+    constexpr std::string_view kForm = "read_processor_log-0000-00-00_00-00-00.log";
+    std::string newest;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        auto name = entry->path().filename().string();
+        if (name.size() == kForm.size() && HasForm(name, kForm) && name > newest) {
+            newest = std::move(name);
+        }
+    }
+    return newest;
+}
+
+// Takes the first line of a record apart: date and time, perhaps where it comes from, the severity in brackets, the
+// text.
+bool BeginsRecord(const std::string& line, LogRecord& record) {
+    static constexpr std::array<std::string_view, 6> kSeverities = {"trace", "verbose", "message",
+                                                                    "info",  "warning", "error"};
+    if (!HasForm(line, "0000-00-00 00:00:00.0")) {
+        return false;
+    }
+    for (auto mark = line.find('['); mark != std::string::npos; mark = line.find('[', mark + 1)) {
+        const auto end = line.find("] ", mark);
+        if (end == std::string::npos) {
+            return false;
+        }
+        record.severity = line.substr(mark + 1, end - mark - 1);
+        if (std::find(kSeverities.begin(), kSeverities.end(), record.severity) != kSeverities.end()) {
+            record.text = line.substr(end + 2);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsBanner(const LogRecord& record) {
+    return record.text.starts_with(kBanner);
+}
+
+std::string InputPath(const std::string& banner) {
+    const auto label = banner.find(kInputPath);
+    if (label == std::string::npos) {
+        return "";
+    }
+    const auto begin = label + kInputPath.size();
+    return banner.substr(begin, banner.find('\n', begin) - begin);
+}
+
+void TakeFailedRead(std::string_view text, LoggedFile& file) {
+    ++file.failed_reads;
+    if (!text.starts_with(kErrorOfRead)) {
+        return;
+    }
+    text.remove_prefix(kErrorOfRead.size());
+    if (!text.starts_with(kNoName)) {
+        // An identifier holds no blank. Behind it stands ":" or "." and a blank.
+        file.failed_names.emplace_back(text.substr(0, text.find(' ') - 1));
+    }
+}
+
+// "FILE (COUNT reads)"
+void TakeFinishedFile(std::string_view text, LoggedFile& file) {
+    constexpr std::string_view kEnd = " reads)";
+    if (!text.starts_with(file.file) || !text.ends_with(kEnd)) {
+        return;
+    }
+    text.remove_suffix(kEnd.size());
+    const auto count = text.rfind(" (");
+    std::int64_t reads = 0;
+    if (count != std::string_view::npos &&
+        std::from_chars(text.data() + count + 2, text.data() + text.size(), reads).ec == std::errc()) {
+        file.reads = reads;
+    }
+}
+
+void TakeProblem(const LogRecord& record, RunLog& run) {
+    LoggedFile* const file = run.files.empty() || run.files.back().reads ? nullptr : &run.files.back();
+    auto& findings = record.text.ends_with(kFailedRead) && record.severity == "error" ? run.failed_reads : run.findings;
+    findings.push_back(record.severity + " in the log: " + OneLine(record.text));
+    if (file == nullptr) {
+        return;
+    }
+    if (&findings == &run.failed_reads) {
+        TakeFailedRead(record.text, *file);
+    } else {
+        file->problems.push_back(record.text);
+    }
+}
+
+void Take(const LogRecord& record, RunLog& run) {
+    const std::string_view text = record.text;
+    if (IsBanner(record)) {
+        run.input_path = InputPath(record.text);
+    } else if (record.severity == "warning" || record.severity == "error") {
+        TakeProblem(record, run);
+    } else if (text.starts_with(kStarted)) {
+        run.files.emplace_back().file = text.substr(kStarted.size());
+    } else if (text.starts_with(kFinished) && !run.files.empty()) {
+        TakeFinishedFile(text.substr(kFinished.size()), run.files.back());
+    } else if (text.starts_with("Done in ") && text.ends_with(" ms.")) {
+        run.done = true;
+    }
+}
+
+// Runs into one folder that begin in the same second share a log file: the last one counts.
+class NewestRun {
+public:
+    void Add(const LogRecord& record) {
+        if (run.done && !IsBanner(record)) {
+            after_end.push_back(record);  // Of this run, or of the next one, in front of its banner.
+            return;
+        }
+        if (IsBanner(record) && run.input_path) {
+            run = {};
+            for (const auto& earlier : std::exchange(after_end, {})) {
+                Take(earlier, run);
+            }
+        }
+        Take(record, run);
+    }
+
+    RunLog End() {
+        for (const auto& record : after_end) {
+            Take(record, run);
+        }
+        return std::move(run);
+    }
+
+private:
+    RunLog run;
+    std::vector<LogRecord> after_end;
+};
+
+}  // namespace
+
+RunLog ReadRunLog(const std::string& save_folder) {
+    RunLog none;
+    std::error_code error;
+    const auto name = NewestLog(save_folder, error);
+    if (error && error != std::errc::no_such_file_or_directory) {
+        none.findings.push_back(save_folder + ": " + error.message());
+        return none;
+    }
+    if (name.empty()) {
+        none.findings.push_back(save_folder + ": no log file, so no run took place here");
+        return none;
+    }
+    const auto path = (fs::path(save_folder) / name).string();
+    std::ifstream stream(path, std::ios_base::binary);
+    if (!stream) {
+        none.findings.push_back(path + ": " + std::generic_category().message(errno));
+        return none;
+    }
+    NewestRun newest;
+    LogRecord record;
+    LogRecord next;
+    bool any = false;
+    for (std::string line; std::getline(stream, line);) {
+        if (BeginsRecord(line, next)) {
+            if (any) {
+                newest.Add(record);
+            }
+            any = true;
+            std::swap(record, next);
+        } else {
+            record.text += "\n" + line;
+        }
+    }
+    if (any) {
+        newest.Add(record);
+    }
+    auto run = newest.End();
+    run.path = path;
+    if (!run.done) {
+        run.findings.push_back(path + ": the run did not come to its end");
+    }
+    return run;
+}
+
+}  // namespace Checks

@@ -1,0 +1,58 @@
+#include "checks/texts.h"
+
+#include <algorithm>
+
+namespace Checks {
+
+namespace {
+
+constexpr std::size_t kLongest = 300;
+constexpr std::size_t kHead = 200;
+constexpr std::size_t kTail = 90;
+
+bool IsControl(unsigned char letter) {
+    return letter < ' ' || letter == 0x7F;
+}
+
+bool ContinuesLetter(unsigned char byte) {  // Of UTF-8.
+    return (byte & 0xC0U) == 0x80;
+}
+
+}  // namespace
+
+std::string Plural(std::uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string Printable(std::string_view text) {
+    std::string shown(text);
+    std::replace_if(shown.begin(), shown.end(), IsControl, '?');
+    return shown;
+}
+
+std::string OneLine(std::string_view text) {
+    std::string line;
+    bool blank = false;
+    for (const char letter : text) {
+        if (letter == ' ' || letter == '\n' || letter == '\t' || letter == '\r') {
+            blank = !line.empty();
+            continue;
+        }
+        line.append(blank ? " " : "").push_back(letter);
+        blank = false;
+    }
+    if (line.size() > kLongest) {
+        auto head = kHead;
+        auto tail = line.size() - kTail;
+        while (ContinuesLetter(static_cast<unsigned char>(line[head]))) {
+            --head;
+        }
+        while (tail < line.size() && ContinuesLetter(static_cast<unsigned char>(line[tail]))) {
+            ++tail;
+        }
+        line = line.substr(0, head) + " ... " + line.substr(tail);
+    }
+    return Printable(line);
+}
+
+}  // namespace Checks

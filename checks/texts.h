@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Checks {
+
+/// "1 read", "2 reads".
+std::string Plural(std::uint64_t count, const std::string& noun);
+
+/// A message in one line and without what a terminal takes for a command; the middle of a long one is left out.
+std::string OneLine(std::string_view text);
+
+/// As OneLine, but whole.
+std::string Printable(std::string_view text);
+
+}  // namespace Checks
