@@ -68,8 +68,8 @@ class Runs(ReportTest):
         self.assertEqual(self.problems(), ([("error", "Run not finished", [ends], 0), ("error", "1 input file failed", [cut], 0),
                                             ("warning", "1 warning", [replaces], 0)], [1, 1, 0, 0, 1]))
         run = dict(self.data()["samples"][0]["run"])
-        self.assertEqual((run["took"], run["input files read"], run["input path"], run["warnings and errors"]),
-                         ("not finished", "2", "a list on standard input", "1 and 1"))
+        self.assertEqual((run["took"], run["input files read"], run["input path"], run["save path"], run["warnings and errors"]),
+                         ("not finished", "2", "a list on standard input", "out", "1 and 1"))
 
     def test_rows_are_compared_with_those_of_the_log(self):
         out = self.align_examples()
@@ -126,6 +126,7 @@ class Runs(ReportTest):
         self.assertEqual([line.split(" at ")[0] for line in done], [
             "Warning: out: 1 of 4 runs not finished: chunks/00001: the log file ends",
             "Warning: out: 1 of 4 runs without a log file: chunks/00003"])
+        self.assertRegex(dict(self.data()["samples"][0]["run"])["took"], r"^\d+ ms, 2 runs together$")
 
 
 class Outputs(ReportTest):

@@ -131,7 +131,7 @@ TEST(RunFacts, OfAJoinedSummaryAreThoseOfAllItsRuns) {
     folder.Write("chunks/no folder", "");
     folder.Write(std::string("chunks/00001") + log, Begin("30") + kRecords + End("40"));
     folder.Write(std::string("chunks/00000") + log, Begin("10", "1.2.2") + kRecords);
-    folder.Write(std::string("chunks/00003") + log, Begin("20") + End("50"));
+    folder.Write(std::string("chunks/00003") + log, Begin("08") + End("39"));
     const auto facts = Reports::ReadRunFacts(folder.Path(""));
     const std::vector<std::uint64_t> counts = {facts.runs,
                                                facts.logs,
@@ -145,7 +145,7 @@ TEST(RunFacts, OfAJoinedSummaryAreThoseOfAllItsRuns) {
                                                facts.missing.count,
                                                facts.unreadable.count};
     EXPECT_EQ(counts, (std::vector<std::uint64_t>{4, 3, 122'010, 4, 84, 12, 8, 2, 6, 1, 0}));
-    EXPECT_EQ((Texts{facts.begin, facts.end}), (Texts{"2026-01-02 03:04:10", "2026-01-02 03:04:50"}));
+    EXPECT_EQ((Texts{facts.begin, facts.end}), (Texts{"2026-01-02 03:04:08", "2026-01-02 03:04:40"}));
     EXPECT_EQ(facts.versions, (std::set<std::string>{"1.2.2", "1.2.3"}));
     EXPECT_EQ(facts.options.at("alignment ref."), std::set<std::string>{"r.fa"});
     EXPECT_EQ(facts.failed_files.first, (Texts{"chunks/00000: " + kFailedFile, "chunks/00001: " + kFailedFile}));
