@@ -77,9 +77,25 @@ class InstalledTree(InstallationTest):
         log = next((self.folder / "out").glob("read_processor_log-*.log")).read_text()
         _, version, _ = run("dpkg-query", "-W", "-f", "${Version}", "libminimap2-dev")
         self.assertRegex(log, rf"(?m)^.*\[info\].* Mapping with minimap2 {re.escape(version)}$")
-        for file in (path for path in (SOURCE / "examples").rglob("*") if path.is_file()):
-            there = examples / file.relative_to(SOURCE / "examples")
-            self.assertEqual(os.access(there, os.X_OK), os.access(file, os.X_OK), there)
+
+    def test_files_and_their_modes(self):
+        doc, share, programs = Path("share/doc/tavik-aligner"), Path("share"), ("tavik_aligner", "tavik_check", "tavik_report")
+        expected = {Path("bin", name): 0o755 for name in programs}
+        expected |= {share / f"man/man1/{name}.1.gz": 0o644 for name in programs}
+        expected |= {share / f"bash-completion/completions/{name}": 0o644 for name in programs}
+        expected |= {doc / name: 0o644 for name in ("README.md", "changelog.Debian.gz", "changelog.gz", "copyright")}
+        expected[share / "lintian/overrides/tavik-aligner"] = 0o644
+        for name, folder in (("docs", doc), ("examples", doc), ("workflow", share / "tavik_aligner")):
+            tracked = run("git", "ls-files", name, cwd=SOURCE)[1].splitlines() or [
+                path.relative_to(SOURCE) for path in (SOURCE / name).rglob("*") if path.is_file() and path.suffix != ".pyc"]
+            for file in map(Path, tracked):
+                # Debian has documentation in one place.
+                target = doc / file if file == Path("workflow/README.md") else folder / file
+                expected[target] = 0o755 if os.access(SOURCE / file, os.X_OK) else 0o644
+        found = {path.relative_to(self.tree): path.stat().st_mode & 0o777 for path in self.tree.rglob("*") if path.is_file()
+                 and "__pycache__" not in path.parts}
+        library = found.pop(Path(PRIVATE_LIBRARY))
+        self.assertEqual((found, library & 0o644), (expected, 0o644))
 
 
     def options(self, program):
@@ -98,6 +114,9 @@ class InstalledTree(InstallationTest):
             heads = re.findall(r"^\.TP\n(\.BR? \\-.*)$", page, re.MULTILINE)
             described = [(tuple(re.findall(r"-[\w-]+", head.replace("\\-", "-"))), "\\fI" in head) for head in heads]
             self.assertEqual(sorted(described), self.options(program))
+            if program == "tavik_aligner":
+                columns = re.findall(r"^\| `(read_id|alignment_\w+)`", (SOURCE / "README.md").read_text(), re.MULTILINE)
+                self.assertEqual(re.findall(r"^\.TP\n\.I (read_id|alignment_\w+)$", page, re.MULTILINE), columns)
 
     def complete(self, line):
         """What bash, which finds the completion in the installed tree, proposes for the end of a command line."""
@@ -116,19 +135,20 @@ class InstalledTree(InstallationTest):
 
     def test_bash_completes_options_and_files(self):
         (self.folder / "a folder").mkdir()
-        for name in ("a ref.FASTA", "a.fa.gz", "a.mmi", "a.txt"):
+        references = ["a folder", "a ref.FASTA", "a.FNA", "a.fa.gz", "a.fna.gz", "a.fq.bgz", "a.mmi"]
+        everything = sorted([*references, "a.mmi.gz", "a.txt", "a.txt.gz"])
+        for name in everything[1:]:
             (self.folder / name).write_text("")
         programs = [path.name for path in (self.tree / "bin").iterdir()]
         for program in programs:
             names = sorted(name for names, _ in self.options(program) for name in names)
             self.assertEqual(self.complete(f"{program} -"), names)
             self.assertEqual(self.complete(f"{program} --he"), ["--help"])
-        references = ["a folder", "a ref.FASTA", "a.fa.gz", "a.mmi"]
         cases = [
             ("aligner -i a", ["a folder"]), ("aligner --save_path=a", ["a folder"]), ("aligner -s ", ["a folder", "moved"]),
             ("aligner -a a", references), ("aligner --align_ref=a", references), ("aligner -a a.", references[2:]),
-            ("aligner -c a.", ["a.fa.gz", "a.mmi", "a.txt"]), ("aligner -t ", []), ("aligner -i x --m", ["--min_coverage"]),
-            ("check a", ["a folder", "a ref.FASTA", "a.fa.gz", "a.mmi", "a.txt"]), ("check --table=a.t", ["a.txt"]),
+            ("aligner -c a.", everything[2:]), ("aligner -t ", []), ("aligner -i x --m", ["--min_coverage"]),
+            ("check a", everything), ("check --table=a.t", ["a.txt", "a.txt.gz"]),
             ("report a", ["a folder", "a.txt"]), ("report -o a", ["a folder"]),
         ]
         for line, expected in cases:
@@ -206,10 +226,30 @@ class Scripts(InstallationTest):
                 skipped[test["name"]] = test["command"][:2]
         self.assertEqual({word for _, word in skipped.values()}, {"chromium", "multiqc", "snakemake"})
         for script, word in skipped.values():
-            for others, status, said in (("", 3, ""), ("multi snake", 3, ""), ("multiqc snakemake chromium", 77, "Skipped: it "
+            for others, status, said in (("", 3, ""), (f"my{word} {word}s", 3, ""), ("multiqc snakemake chromium", 77, "Skipped: it "
                                          f"needs {word}, which TAVIK_TESTS_WITHOUT leaves out.\n")):
                 environment = {**os.environ, "TAVIK_TESTS_WITHOUT": others}
                 self.assertEqual(run(script, word, "sh", "-c", "exit 3", env=environment), (status, said, ""))
+
+    def test_the_checks_of_a_plain_user_and_the_status_of_the_suite(self):
+        for name in ("run-tests", "check"):
+            (self.folder / "scripts").mkdir(exist_ok=True)
+            shutil.copy(SOURCE / "scripts" / name, self.folder / "scripts")
+        for name in ("install-dependencies", "build", "test-as-user"):
+            self.stub(f"scripts/{name}", f'echo "{name} $*"')
+        self.stub("bin/ctest", 'echo "ctest $*"; exit 5')
+        environment = {"PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}"}
+        self.assertEqual(run(self.folder / "scripts/run-tests", "-R", "a b", env=environment),
+                         (5, "install-dependencies build test\nbuild release\nctest --preset release -R a b\n", ""))
+        start = "install-dependencies build test check\n== user\n"
+        said = "scripts/run-tests has run as a plain user already; only root can run it as another one.\n"
+        check = self.folder / "scripts/check"
+        if os.geteuid() == 0:
+            self.assertEqual(run(check, "user"), (0, start + "test-as-user \n", ""))
+            self.assertEqual(run(check, "user", cwd="/", user=65534), (0, start + said, ""))
+        else:
+            self.assertEqual(run(check, "user"), (0, start + said, ""))
+        self.assertEqual(run(check, "users")[0], 2)
 
     def test_example_prints_what_readme_shows(self):
         (self.folder / "scripts").mkdir()

@@ -1,0 +1,9 @@
+# Run by CPack on what it packs: drops the compiler's name from the programs, as Debian's own tools do.
+file(GLOB_RECURSE files LIST_DIRECTORIES false "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr/bin/*"
+  "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr/lib/*")
+foreach(file IN LISTS files)
+  file(READ "${file}" magic LIMIT 4 HEX)
+  if(magic STREQUAL "7f454c46")
+    execute_process(COMMAND strip --remove-section=.comment --remove-section=.note "${file}" COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endforeach()
