@@ -33,6 +33,7 @@ class InstallationTest(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
+        self.addCleanup(os.umask, os.umask(0o022))
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_installation_test_"))
         self.addCleanup(shutil.rmtree, self.folder)
         self.folder.chmod(0o755)
