@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include <sys/stat.h>
+
 namespace qel_minimap2 {
 
 namespace {
@@ -20,15 +22,20 @@ constexpr std::string_view kGzipMagic = "\x1f\x8b";
 }  // namespace
 
 TextInput::File::File(const std::string& path) : file(std::fopen(path.c_str(), "rbe")) {
-    if (!file) {
+    struct stat status {};
+    if (!file || ::fstat(::fileno(file.get()), &status) != 0) {
         FailWithReason();
     }
+    size_at_opening = static_cast<std::uint64_t>(status.st_size);
 }
 
 std::size_t TextInput::File::Read(unsigned char* buffer, std::size_t size) {
     const auto count = std::fread(buffer, 1, size, file.get());
     if (count == 0 && std::ferror(file.get()) != 0) {
         FailWithReason();
+    }
+    if (count == 0 && static_cast<std::uint64_t>(ftello(file.get())) < size_at_opening) {
+        throw std::runtime_error("the file became shorter while it was read");
     }
     return count;
 }

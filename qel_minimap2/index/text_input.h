@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -18,8 +19,8 @@ public:
     explicit TextInput(const std::string& path);
 
     /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text.
-    /// Throws std::runtime_error when the file cannot be read and when gzip data are damaged, cut, or
-    /// followed by anything but padding with zeros.
+    /// Throws std::runtime_error when the file cannot be read or has become shorter since it was opened, and when gzip
+    /// data are damaged, cut, or followed by anything but padding with zeros.
     int Read(void* buffer, int size);
 
 private:
@@ -34,6 +35,7 @@ private:
             void operator()(std::FILE* file) const { std::fclose(file); }
         };
         std::unique_ptr<std::FILE, Close> file;
+        std::uint64_t size_at_opening = 0;
     };
 
     std::string_view NextPiece();
