@@ -1,5 +1,5 @@
 // All that the page shows at the moment, for report_page_test.py to compare with its own figures. It must be read as the
-// body of a function: the page's own names are in reach.
+// body of a function: the page's own names are in reach. An argument is the id of the only figure that is wanted.
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 
@@ -53,5 +53,5 @@ return {
   }),
   references: tableOf(byId("references")), note: byId("references-note").textContent,
   sequences: texts(byId("sequence").options), run: texts(document.querySelectorAll("#run > *")),
-  figures: Object.fromEntries([...document.querySelectorAll("figure")].filter(isShown).map((figure) => [figure.id, figureOf(figure)])),
+  figures: Object.fromEntries([...document.querySelectorAll("figure")].filter((figure) => isShown(figure) && [undefined, figure.id].includes(arguments[0])).map((figure) => [figure.id, figureOf(figure)])),
 };

@@ -85,6 +85,9 @@ class Page(PageJudge):
     def state(self):
         return self.script(STATE)
 
+    def figure(self, name):
+        return self.script(STATE, name)["figures"][name]
+
     def make_sample(self, name, reads, references, identity=0.9):
         """A run of made rows, on references of falling share; all its figures differ from those of other samples."""
         chance = random.Random(name)
@@ -118,11 +121,9 @@ class Page(PageJudge):
             button = self.element(f"#{ratio} button[data-scale=quality]")
             button.send_keys(Keys.ENTER)
             self.assertEqual(button.get_attribute("aria-pressed"), "true")
-        qualities = self.state()["figures"]
-        for ratio in ("accuracy", "identity"):
-            self.check_ratio(qualities[ratio], ratio, f, is_quality=True)
+            self.check_ratio(self.figure(ratio), ratio, f, is_quality=True)
         Select(self.element("#sequence")).select_by_visible_text("chr_small (15 kb)")
-        self.check_depth(self.state()["figures"]["depth"], "chr_small", f)
+        self.check_depth(self.figure("depth"), "chr_small", f)
         self.check_pictures()
 
     def check_pictures(self):
@@ -190,7 +191,7 @@ class Page(PageJudge):
         self.assertEqual(len(self.browser.find_elements(By.TAG_NAME, "script")), 3)
         for i in range(1, len(references) + 1):
             Select(self.element("#sequence")).select_by_index(len(references) - i)
-            self.check_depth(self.state()["figures"]["depth"], os.fsdecode(HOSTILE[-i]), samples[names[2]])
+            self.check_depth(self.figure("depth"), os.fsdecode(HOSTILE[-i]), samples[names[2]])
         for ratio in ("accuracy", "identity"):
             self.element(f"#compare-{ratio} button[data-scale=quality]").send_keys(Keys.ENTER)
         self.check_comparison(self.state(), samples, slots, names[2], is_quality=True)
@@ -228,9 +229,12 @@ class Page(PageJudge):
         before = self.state()
         self.script("addEventListener('beforeprint', () => { window.pixels = [...document.querySelectorAll('#paper canvas')].filter((canvas) => "
                     "!canvas.closest('[hidden]')).map((canvas) => canvas.toDataURL()); })")
+        size = {"width": 703, "height": 900, "deviceScaleFactor": 1, "mobile": False}  # The width of A4 within margins.
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", size)
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
         self.script("dispatchEvent(new Event('beforeprint'))")
         paper = self.element("body").text
+        self.assertEqual(self.script("return [...document.querySelectorAll('table')].filter((made) => made.offsetWidth > made.parentNode.clientWidth).length"), 0)
         self.assertEqual(self.script("return [document.documentElement.dataset.theme, getComputedStyle(document.body).printColorAdjust]"), ["light", "exact"])
         places = [paper.find(part) for name, f in samples.items() for part in (shown.shown_name(name).strip() + "\n", shown.verdict(f))]
         headings = [part.text for part in self.browser.find_elements(By.CSS_SELECTOR, "main article h2") if part.is_displayed()]
@@ -239,6 +243,7 @@ class Page(PageJudge):
         pixels = [self.browser.execute_async_script(DRAWN, source)[2] > 300 for source in self.script("return pixels")]
         self.assertEqual(pixels, [True] * sum(7 if f["totals"]["aligned"] else 1 for f in samples.values() if f["depths"]))
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": ""})
+        self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
         self.script("dispatchEvent(new Event('afterprint'))")
         self.check_same(self.state(), before)
         pdf = base64.b64decode(self.browser.print_page())
