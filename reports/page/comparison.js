@@ -25,6 +25,7 @@ function sampleColumns() {
     ["Median accuracy", ({totals}) => totals.median_accuracy, perCent],
     ["Median identity", ({totals}) => totals.median_identity, perCent],
     ["Mean depth", ({totals}) => totals.mean_depth, (value) => fixed(value, 2)],
+    ["Covered", ({totals}) => totals.breadth && totals.breadth[0], covered],
   ];
 }
 

@@ -58,7 +58,7 @@ def style_colours():
     return [dict(re.findall(r"--([\w-]+): (#\w{6})", block)) for block in re.findall(r":root.*?\n}", sheet, re.DOTALL)[:2]]
 
 
-class Page(PageJudge):
+class BrowserTest(PageJudge):
     @classmethod
     def setUpClass(cls):
         cls.profile = tempfile.mkdtemp(prefix="tavik_report_profile_")
@@ -105,6 +105,28 @@ class Page(PageJudge):
     def figures_of(self, samples, depth_most=400):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
+    def check_order(self, table, head, rows):
+        """A click on a heading sorts, numbers from the largest first; the next click turns that round. Unknown ones are last."""
+        clicks = self.script("""
+            return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
+              button.click();
+              return [[...document.querySelectorAll("#" + arguments[0] + " tbody tr")].map((line) => line.cells[column].textContent),
+                      [...document.querySelectorAll("#" + arguments[0] + " th")].map((cell) => cell.getAttribute("aria-sort"))];
+            }));""", table)
+        by_name = "return [...arguments[0]].sort((a, b) => a.localeCompare(b, 'en', {numeric: true}))"
+        for i, both in enumerate(clicks):
+            for click, (cells, marks) in enumerate(both):
+                is_falling = (i > 0) == (click == 0)
+                self.assertEqual(marks, [("descending" if is_falling else "ascending") if k == i else "none" for k in range(len(head))])
+                if i == 0:
+                    names = self.script(by_name, [row[0][1] for row in rows])
+                    self.assertEqual(cells, names[::-1] if is_falling else names)
+                    continue
+                known = sorted((row[i] for row in rows if row[i][0] is not None), key=lambda cell: cell[0], reverse=is_falling)
+                self.assertEqual(cells, [text for _, text in known] + [shown.NONE] * (len(rows) - len(known)), (head[i], is_falling))
+
+
+class Page(BrowserTest):
     def test_page_of_one_sample(self):
         out = self.align_examples()
         self.run_report(out)
@@ -144,7 +166,7 @@ class Page(PageJudge):
     def keep_picture(self):
         if "TAVIK_REPORT_PICTURE" in os.environ:
             self.open("out")
-            height = self.script("return document.querySelector('#depth').getBoundingClientRect().bottom + 14 + outerHeight - innerHeight")
+            height = self.script("return document.querySelector('#indels').getBoundingClientRect().bottom + 14 + outerHeight - innerHeight")
             self.browser.set_window_size(1200, round(height))
             self.browser.save_screenshot(os.environ["TAVIK_REPORT_PICTURE"])
 
@@ -167,6 +189,29 @@ class Page(PageJudge):
                       "within input file a: the run was interrupted or is still going on")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
 
+    def test_1500_references_and_themes(self):
+        self.make_sample("many", 12_000, {b"contig_%d" % i: 6000 + 5 * (i * 37 % 1500) for i in range(1500)})
+        self.run_report("many")
+        (f,) = self.figures_of(["many"]).values()
+        self.open("many")
+        state = self.state()
+        self.check_sample(state, "many", f)
+        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all "
+                         "bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30.")
+        self.check_order("references", *shown.references_table(f, 1000))
+        for colours in (self.dark, self.colours):
+            self.element("#theme").send_keys(Keys.ENTER)
+            self.colours = colours
+            self.check_sample({**self.state(), "references": state["references"]}, "many", f)
+            ink, paper, axis = self.script("const style = getComputedStyle(document.body);"
+                                           "return [style.color, style.backgroundColor, drawn.get('identity').options.scales.y.title.color]")
+            self.assertGreater(contrast(ink, paper), 7)
+            self.assertGreater(contrast(axis, paper), 7)
+            series = [colours[f"series-{i}"] for i in range(shown.SERIES)]
+            self.assertEqual((len(set(series)), [one for one in series if contrast(one, colours["card"]) < 3]), (8, []))
+
+
+class Samples(BrowserTest):
     def test_three_samples_with_hostile_names_are_told_apart_and_printed(self):
         names = ["b<i> & \"c\" " + "long " * 20, "empty", "\u00e9a"]
         references = {name: 9000 - 1000 * i for i, name in enumerate(HOSTILE)}
@@ -197,27 +242,6 @@ class Page(PageJudge):
         self.check_comparison(self.state(), samples, slots, names[2], is_quality=True)
         self.check_order("samples", *shown.samples_table(samples))
         self.check_paper(samples)
-
-    def check_order(self, table, head, rows):
-        """A click on a heading sorts, numbers from the largest first; the next click turns that round. Unknown ones are last."""
-        for column, _ in enumerate(head):
-            for click in range(2):
-                # The heading by which it is sorted already is turned round first.
-                is_falling = (column > 0) == (click == 0)
-                button = self.element(f"#{table} th:nth-child({column + 1}) button")
-                if click == 0 and button.find_element(By.XPATH, "..").get_attribute("aria-sort") != "none":
-                    is_falling = not is_falling
-                button.send_keys(Keys.ENTER)
-                cells = self.script(f"return [...document.querySelectorAll('#{table} tbody tr')].map((line) => line.cells[{column}].textContent)")
-                if column == 0:
-                    self.assertEqual(sorted(cells), sorted(row[0][1] for row in rows))
-                    self.assertEqual(cells, self.script("return [...arguments[0]].sort((a, b) => arguments[1] * a.localeCompare(b, 'en', {numeric: true}))",
-                                                        cells, -1 if is_falling else 1))
-                    continue
-                known = sorted((row[column] for row in rows if row[column][0] is not None), key=lambda cell: cell[0], reverse=is_falling)
-                self.assertEqual(cells, [text for _, text in known] + [shown.NONE] * (len(rows) - len(known)), (head[column], is_falling))
-                self.assertEqual([one.get_attribute("aria-sort") for one in self.browser.find_elements(By.CSS_SELECTOR, f"#{table} th")],
-                                 [("descending" if is_falling else "ascending") if i == column else "none" for i in range(len(head))])
 
     def check_same(self, state, before):
         other = [name for name in before["figures"] if state["figures"].get(name) != before["figures"][name]]
@@ -277,28 +301,6 @@ class Page(PageJudge):
                 self.element(f"#compared [value='{into[1:]}']").send_keys(Keys.SPACE)
             slots[slots.index(out)] = into
             self.check_comparison(self.state(), samples, slots, "s11")
-
-    def test_1500_references_and_themes(self):
-        self.make_sample("many", 12_000, {b"contig_%d" % i: 6000 + 5 * (i * 37 % 1500) for i in range(1500)})
-        self.run_report("many")
-        (f,) = self.figures_of(["many"]).values()
-        self.open("many")
-        state = self.state()
-        self.check_sample(state, "many", f)
-        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all "
-                         "bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30.")
-        self.check_order("references", *shown.references_table(f, 1000))
-        for colours in (self.dark, self.colours):
-            self.element("#theme").send_keys(Keys.ENTER)
-            self.colours = colours
-            self.check_sample({**self.state(), "references": state["references"]}, "many", f)
-            ink, paper, axis = self.script("const style = getComputedStyle(document.body);"
-                                           "return [style.color, style.backgroundColor, drawn.get('identity').options.scales.y.title.color]")
-            self.assertGreater(contrast(ink, paper), 7)
-            self.assertGreater(contrast(axis, paper), 7)
-            series = [colours[f"series-{i}"] for i in range(shown.SERIES)]
-            self.assertEqual((len(set(series)), [one for one in series if contrast(one, colours["card"]) < 3]), (8, []))
-
 
 def contrast(one, other):
     """The contrast ratio of two colours as the Web Content Accessibility Guidelines define it."""

@@ -117,7 +117,9 @@ def samples_table(samples):
         columns.append([(f["totals"][name], per_cent(f["totals"][name])) for f in samples.values()])
     depths = [f["totals"]["mean_depth"] for f in samples.values()]
     columns.append([(depth, NONE if depth is None else fixed(round(depth, 4), 2)) for depth in depths])
-    return [*head, "Mean depth"], list(zip(*columns))
+    breadths = [f["totals"]["breadth"] and f["totals"]["breadth"][0] for f in samples.values()]
+    columns.append([(part, NONE if part is None else covered(part)) for part in breadths])
+    return [*head, "Mean depth", "Covered"], list(zip(*columns))
 
 
 def references_table(f, most):
