@@ -70,6 +70,7 @@ class BrowserTest(PageJudge):
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver", env={**os.environ, "HOME": cls.profile}), options=options)
         cls.addClassCleanup(cls.browser.quit)
+        cls.browser.set_script_timeout(250)
         cls.colours, cls.dark = style_colours()
 
     def open(self, folder):
@@ -241,6 +242,10 @@ class Samples(BrowserTest):
             self.element(f"#compare-{ratio} button[data-scale=quality]").send_keys(Keys.ENTER)
         self.check_comparison(self.state(), samples, slots, names[2], is_quality=True)
         self.check_order("samples", *shown.samples_table(samples))
+        for name in (names[0], names[2]):  # Wherever their rows are now.
+            self.element(f"#samples [data-sample='{names.index(name)}'] td:nth-child(2)").click()
+            state = self.state()
+            self.assertEqual((state["open"], state["verdict"]), ([shown.shown_name(name)], shown.verdict(samples[name])))
         self.check_paper(samples)
 
     def check_same(self, state, before):
