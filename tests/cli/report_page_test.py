@@ -189,6 +189,9 @@ class Page(BrowserTest):
             ("error", "unfinished: parts of the run are missing here\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
                       "within input file a: the run was interrupted or is still going on")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
+        self.run_report("faulty")
+        self.open("faulty")
+        self.assertEqual(self.element("#findings").is_displayed(), True)
 
     def test_1500_references_and_themes(self):
         self.make_sample("many", 12_000, {b"contig_%d" % i: 6000 + 5 * (i * 37 % 1500) for i in range(1500)})
