@@ -185,6 +185,8 @@ ALTERATIONS = {
     "another FLAG": (cell("out/a.sam", 4, 1, "16"), [sequence("r2")]),
     "a FLAG of pairs": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
     "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: it lies outside its reference sequence"]),
+    "a POS near the end of the reference": (cell("out/a.sam", 4, 3, "59999"), [
+        f"{A}: line 4: it lies outside its reference sequence"]),
     "an unknown RNAME": (cell("out/a.sam", 4, 2, "chr"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
         f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
@@ -489,7 +491,14 @@ class Check(AlignerTest):
                          (1, ["b.fastq: named 2 times"]))
         self.assertEqual(self.check("list", "out", "--table", "no/table"), (2, ["2 files, 7 reads: nothing lost"]))
         self.assertEqual(self.stderr, "tavik_check: no/table: No such file or directory\n")
-        # An error behind the end is the run's own, as of a file that could not be closed.
+        # An error in front of its banner is the run's own, and so is one behind the end, as of a file that could not be
+        # closed.
+        text = log_file.read_text()
+        early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
+        log_file.write_text(text + early + text)
+        self.assertEqual(self.check("list", "out"),
+                         (1, ["error in the log: Could not open output file y: Permission denied"]))
+        log_file.write_text(text)
         with log_file.open("a") as log_text:
             log_text.write("2026-11-21 00:00:00.1 [error] Could not write to output file x: No space left\n")
         self.assertEqual(self.check("list", "out"),
