@@ -495,7 +495,7 @@ class Check(AlignerTest):
         # closed.
         text = log_file.read_text()
         early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
-        log_file.write_text(text + early + text)
+        log_file.write_text(text + early + text[len(earlier):])
         self.assertEqual(self.check("list", "out"),
                          (1, ["error in the log: Could not open output file y: Permission denied"]))
         log_file.write_text(text)
