@@ -46,7 +46,6 @@ namespace {
 
 // What the library's functions return in three places.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
-    TrimScratch();
     *count = chains.chain_count;
     *list = chains.chains;
     return chains.anchors;
@@ -127,7 +126,9 @@ mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_ski
     if (UsesOwnKernels() && is_cdna == 0 && n_segs == 1 && n > 0 && a != nullptr) {
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
-        if (ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains)) {
+        const bool done = ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains);
+        TrimScratch();
+        if (done) {
             CountOwnCall(OwnFunction::chaining);
             return Returned(chains, n_u, u);
         }
@@ -142,7 +143,9 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
     if (UsesOwnKernels() && n > 0 && a != nullptr) {
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_chn_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
-        if (JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains)) {
+        const bool done = JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains);
+        TrimScratch();
+        if (done) {
             CountOwnCall(OwnFunction::joining);
             return Returned(chains, n_u, u);
         }

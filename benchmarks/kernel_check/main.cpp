@@ -36,6 +36,8 @@ int main(int argc, char** argv) {
     Tests::RandomCalls ends(seed, 400);
     ends.AttackTheEnds();
     Tests::RandomAnchors anchors(seed);
+    Tests::RandomAnchors arrays(seed);
+    arrays.MakeArrays();
     Tests::ComparisonFigures figures;
     Tests::ChainFigures chained;
     Tests::ChainFigures joined;
@@ -47,6 +49,8 @@ int main(int argc, char** argv) {
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(anchors, count, chained));
         Judge(Tests::CompareJoining(anchors, count, joined));
+        Judge(Tests::CompareChaining(arrays, count / 1000, chained));
+        Judge(Tests::CompareJoining(arrays, count / 200, joined));
         std::cout << figures.calls << " alignments alike, " << figures.with_cigar << " with a CIGAR, "
                   << figures.dropped << " dropped, " << figures.reached_end
                   << " to the end of the read; as many lists of anchors sorted, "

@@ -34,8 +34,16 @@ void Insert(Element* begin, Element* end, const Key& key) {
     }
 }
 
-void InsertAnchors(mm128_t* begin, mm128_t* end) {
-    Insert(begin, end, [](const mm128_t& anchor) { return anchor.x; });
+std::uint64_t KeyOf(const mm128_t& anchor) {
+    return anchor.x;
+}
+std::uint64_t KeyOf(std::uint64_t number) {
+    return number >> 32U;
+}
+
+template <typename Element>
+void InsertByKey(Element* begin, Element* end) {
+    Insert(begin, end, [](const Element& element) { return KeyOf(element); });
 }
 
 // Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the other
@@ -49,7 +57,7 @@ public:
         fits = width + (differing >> 63U) + kPlaceBits <= 64;
     }
 
-    std::uint64_t Of(const mm128_t& anchor) const { return (anchor.x & mask) | anchor.x >> 63U << width; }
+    std::uint64_t Of(std::uint64_t key) const { return (key & mask) | key >> 63U << width; }
 
     bool fits;  // Whether such a number and a place fit into 64 bits.
 
@@ -59,11 +67,12 @@ private:
 };
 
 // Sorts a small bin and keeps the order of equal keys: the lowest bits of each number hold its anchor's place.
-void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
+template <typename Element>
+void SortAtOnce(Element* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
-    mm128_t sorted[kInserted];
+    Element sorted[kInserted];
     for (std::size_t i = 0; i < count; ++i) {
-        numbers[i] = keys.Of(begin[i]) << kPlaceBits | i;
+        numbers[i] = keys.Of(KeyOf(begin[i])) << kPlaceBits | i;
     }
     SortNumbers(numbers, numbers + kInserted, count, kPlaceBits);
     for (std::size_t i = 0; i < count; ++i) {
@@ -72,22 +81,24 @@ void SortAtOnce(mm128_t* begin, std::size_t count, const ShortKeys& keys) {
     std::copy_n(sorted, count, begin);
 }
 
+template <typename Element>
 struct Bin {
-    mm128_t* next;
-    mm128_t* end;
+    Element* next;
+    Element* end;
 };
 
 // minimap2's exchanges by the byte at `shift`. The bins are completed one after the other. The element at the first
 // open place of a bin, if it belongs elsewhere, goes to the first open place of its own bin; the element that lay there
 // is moved next, until one comes that belongs to the bin itself.
-void Exchange(mm128_t* begin, Bin (&bins)[256], unsigned shift) {
+template <typename Element>
+void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     auto* end = begin;
     for (auto& bin : bins) {
         const auto count = bin.end - bin.next;
         bin.next = end;
         bin.end = end += count;
     }
-    const auto bin_of = [&](const mm128_t& anchor) { return &bins[anchor.x >> shift & 255U]; };
+    const auto bin_of = [&](const Element& element) { return &bins[KeyOf(element) >> shift & 255U]; };
     for (auto& bin : bins) {
         while (bin.next != bin.end) {
             auto moved = *bin.next;
@@ -100,17 +111,19 @@ void Exchange(mm128_t* begin, Bin (&bins)[256], unsigned shift) {
 }
 
 // The bits in which the keys differ.
-std::uint64_t DifferingBits(const mm128_t* begin, const mm128_t* end) {
+template <typename Element>
+std::uint64_t DifferingBits(const Element* begin, const Element* end) {
     std::uint64_t bits = 0;
-    for (const auto* anchor = begin; anchor != end; ++anchor) {
-        bits |= anchor->x ^ begin->x;
+    for (const auto* element = begin; element != end; ++element) {
+        bits |= KeyOf(*element) ^ KeyOf(*begin);
     }
     return bits;
 }
 
-void SortFrom(mm128_t* begin, mm128_t* end) {
+template <typename Element>
+void SortFrom(Element* begin, Element* end) {
     if (end - begin <= kFewAnchors) {
-        InsertAnchors(begin, end);
+        InsertByKey(begin, end);
         return;
     }
     const auto differing = DifferingBits(begin, end);
@@ -121,15 +134,15 @@ void SortFrom(mm128_t* begin, mm128_t* end) {
         if (const ShortKeys keys(differing); keys.fits) {
             SortAtOnce(begin, count, keys);
         } else {
-            InsertAnchors(begin, end);
+            InsertByKey(begin, end);
         }
         return;
     }
     const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;
-    Bin bins[256];
-    std::fill_n(bins, 256, Bin{begin, begin});
-    for (const auto* anchor = begin; anchor != end; ++anchor) {
-        ++bins[anchor->x >> shift & 255U].end;
+    Bin<Element> bins[256];
+    std::fill_n(bins, 256, Bin<Element>{begin, begin});
+    for (const auto* element = begin; element != end; ++element) {
+        ++bins[KeyOf(*element) >> shift & 255U].end;
     }
     Exchange(begin, bins, shift);
     if (shift == 0) {
@@ -179,6 +192,12 @@ void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count
 }
 
 void SortAnchors(mm128_t* begin, mm128_t* end) {
+    if (end - begin > 1) {
+        SortFrom(begin, end);
+    }
+}
+
+void SortByUpperHalf(std::uint64_t* begin, std::uint64_t* end) {
     if (end - begin > 1) {
         SortFrom(begin, end);
     }

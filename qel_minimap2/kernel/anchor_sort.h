@@ -11,6 +11,9 @@ namespace qel_minimap2::kernel {
 /// order depends on its exchanges. Any thread.
 void SortAnchors(mm128_t* begin, mm128_t* end);
 
+/// The same for numbers whose upper half is the key.
+void SortByUpperHalf(std::uint64_t* begin, std::uint64_t* end);
+
 /// Sorts `count` numbers; `other` has room for as many. Numbers that differ only in their lowest `sorted_bits` bits
 /// must already be in order.
 void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count, unsigned sorted_bits);

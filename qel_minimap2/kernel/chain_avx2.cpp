@@ -27,23 +27,23 @@ public:
             return false;
         }
         Score();
-        TakeChains(call.scoring, {wide_previous, scores, peaks, marks}, chains);
+        TakeChains(call.scoring, {previous, scores, marks, reinterpret_cast<mm128_t*>(memory)}, chains);
         return true;
     }
 
 private:
     bool Reserve() {
         const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
-        constexpr std::size_t kLists = 6;
-        auto* memory = ScratchMemory(Scratch::chaining, room * (kLists * sizeof(std::int32_t) + sizeof *wide_previous));
+        constexpr std::size_t kLists = 5;
+        memory = ScratchMemory(Scratch::chaining, room * kLists * sizeof(std::int32_t));
         if (memory == nullptr) {
             return false;
         }
-        wide_previous = reinterpret_cast<std::int64_t*>(memory);
-        auto* lists = reinterpret_cast<std::int32_t*>(wide_previous + room);
+        auto* lists = reinterpret_cast<std::int32_t*>(memory);
         // Blocks may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
-        std::int32_t** const all[] = {&references, &reads, &scores, &previous, &peaks, &marks};
+        // What has served once all are scored comes first.
+        std::int32_t** const all[] = {&references, &reads, &scores, &previous, &marks};
         for (auto** list : all) {
             *list = lists + kLanes;
             lists += room;
@@ -72,8 +72,6 @@ private:
             }
             scores[i] = best.score;
             previous[i] = best.previous;
-            wide_previous[i] = best.previous;
-            peaks[i] = best.previous >= 0 ? Larger(peaks[best.previous], best.score) : best.score;
             if (highest < 0 || (!IsBeyond(i, highest, reference_distance) && scores[highest] < scores[i])) {
                 highest = i;
             }
@@ -118,6 +116,7 @@ private:
 
     const ChainCall& call;
     const int reference_distance, read_distance;
+    std::uint8_t* memory = nullptr;  // Of all lists.
 };
 
 }  // namespace

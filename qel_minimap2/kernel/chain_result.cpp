@@ -1,19 +1,23 @@
 #include "qel_minimap2/kernel/chaining.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include <kalloc.h>
-#include <mmpriv.h>
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 
-// The library's way back through the scores, which its headers do not name.
-extern "C" std::uint64_t* mg_chain_backtrack(void* km, std::int64_t n, const std::int32_t* f, const std::int64_t* p,
-                                             std::int32_t* v, std::int32_t* t, std::int32_t min_cnt,
-                                             std::int32_t min_sc, std::int32_t max_drop, std::int32_t* n_u,
-                                             std::int32_t* n_v);
-
+// minimap2 traces chains back from the highest score down, each to where it meets one that is traced or to its own
+// best start, and copies their anchors. It does so twice, first to count them. Here it is done once, and what has
+// served makes room for what comes: a read in an array of copies has millions of anchors, whose lists take most of the
+// memory of a run.
 namespace qel_minimap2::kernel {
 
 namespace {
+
+constexpr std::int32_t kNone = -1;
+enum Mark : std::uint32_t { kFree, kTraced, kWalked };
+constexpr unsigned kMarkBits = 2;
 
 template <typename T>
 T* Allocate(void* pool, std::int64_t count) {
@@ -24,44 +28,140 @@ std::int32_t Length(std::uint64_t chain) {
     return static_cast<std::int32_t>(chain);
 }
 
+class Tracing {
+public:
+    Tracing(const ChainScoring& scoring, const ChainedAnchors& scored, std::int64_t count)
+        : scoring(scoring),
+          scored(scored),
+          count(count),
+          numbers(reinterpret_cast<std::uint64_t*>(scored.room)),
+          links(reinterpret_cast<std::uint32_t*>(scored.previous)) {}
+
+    /// Writes the chains' anchors to `members`, those of one chain after the other, each from its last to its first.
+    void Run() {
+        std::size_t ends = 0;
+        for (std::int64_t i = 0; i < count; ++i) {
+            links[i] = static_cast<std::uint32_t>(scored.previous[i] + 1) << kMarkBits | kFree;
+            if (scored.scores[i] >= scoring.least_score) {
+                numbers[ends++] = static_cast<std::uint64_t>(scored.scores[i]) << 32U | static_cast<std::uint64_t>(i);
+            }
+        }
+        SortByUpperHalf(numbers, numbers + ends);
+        chains = numbers + ends;
+        for (auto* end = chains; end != numbers;) {
+            --end;
+            const auto number = *end;
+            if (MarkOf(Length(number)) == kFree) {
+                Trace(Length(number), static_cast<std::int32_t>(number >> 32U));
+            }
+        }
+    }
+
+    int member_count = 0;
+    /// The chains' scores and lengths, the last one first. They lie where the sorted numbers have been: there were as
+    /// many or more before the one that is read next.
+    std::uint64_t* chains = nullptr;
+    int chain_count = 0;
+
+private:
+    std::int32_t Before(std::int32_t i) const { return static_cast<std::int32_t>(links[i] >> kMarkBits) - 1; }
+    Mark MarkOf(std::int32_t i) const { return static_cast<Mark>(links[i] & ((1U << kMarkBits) - 1)); }
+    void SetMark(std::int32_t i, Mark mark) { links[i] = links[i] >> kMarkBits << kMarkBits | mark; }
+
+    void Trace(std::int32_t last, std::int32_t score) {
+        const auto start = StartOf(last, score);
+        const int before = member_count;
+        for (auto i = last; i != start; i = Before(i)) {
+            scored.members[member_count++] = i;
+            SetMark(i, kTraced);
+        }
+        const auto own_score = ScoreSince(start, score);
+        const int length = member_count - before;
+        if (own_score >= scoring.least_score && length > 0 && length >= scoring.least_anchors) {
+            *--chains = static_cast<std::uint64_t>(own_score) << 32U | static_cast<std::uint32_t>(length);
+            ++chain_count;
+        } else {
+            member_count = before;
+        }
+    }
+
+    std::int32_t ScoreSince(std::int32_t start, std::int32_t score) const {
+        return start == kNone ? score : score - scored.scores[start];
+    }
+
+    // The anchor before the first one of the chain, or kNone: of those that leave the chain the highest score, up to
+    // where a traced one is met or the score drops by more than the band.
+    std::int32_t StartOf(std::int32_t last, std::int32_t score) {
+        std::int32_t highest = 0;
+        auto start = last;
+        auto i = last;
+        do {
+            SetMark(i, kWalked);
+            i = Before(i);
+            const auto since = ScoreSince(i, score);
+            if (since > highest) {
+                highest = since;
+                start = i;
+            } else if (highest - since > scoring.band) {
+                break;
+            }
+        } while (i != kNone && MarkOf(i) == kFree);
+        const auto end = i;
+        for (i = last; i != kNone && i != end; i = Before(i)) {
+            SetMark(i, kFree);
+        }
+        return start;
+    }
+
+    const ChainScoring& scoring;
+    const ChainedAnchors& scored;
+    const std::int64_t count;
+    std::uint64_t* const numbers;
+    std::uint32_t* const links;  // The anchor before each, plus one, and a mark. They take the place of `previous`.
+};
+
 }  // namespace
 
 void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains) {
-    std::int32_t taken = 0;
-    auto* const traced =
-        mg_chain_backtrack(chains.pool, chains.count, scored.scores, scored.previous, scored.peaks, scored.marks,
-                           scoring.least_anchors, scoring.least_score, scoring.band, &chains.chain_count, &taken);
-    // In `peaks` lie the anchors of one chain after the other now, from its last to its first. Chains come out in the
-    // order of their first anchors.
+    Tracing traced(scoring, scored, chains.count);
+    traced.Run();
     auto* const all = chains.anchors;
-    chains.chains = traced;
-    chains.anchors = nullptr;
-    chains.count = taken;
-    const auto count = chains.chain_count;
+    const auto total = chains.count;
+    const auto count = traced.chain_count;
+    chains.chain_count = count;
+    chains.count = traced.member_count;
+    chains.chains = nullptr;
     if (count > 0) {
+        // Chains come out in the order of their first anchors.
         auto* const order = Allocate<mm128_t>(chains.pool, count);
         std::uint64_t end = 0;
         for (std::int32_t i = 0; i < count; ++i) {
-            end += static_cast<std::uint64_t>(Length(traced[i]));
-            order[i] = {all[scored.peaks[end - 1]].x, end << 32U | static_cast<std::uint32_t>(i)};
+            end += static_cast<std::uint64_t>(Length(traced.chains[count - 1 - i]));
+            order[i] = {all[scored.members[end - 1]].x, end << 32U | static_cast<std::uint32_t>(i)};
         }
         SortAnchors(order, order + count);
-        auto* const in_order = Allocate<std::uint64_t>(chains.pool, count);
-        auto* const anchors = Allocate<mm128_t>(chains.pool, taken);
-        auto* to = anchors;
+        chains.chains = Allocate<std::uint64_t>(chains.pool, count);
         for (std::int32_t i = 0; i < count; ++i) {
-            in_order[i] = traced[static_cast<std::uint32_t>(order[i].y)];
-            const auto* from = scored.peaks + (order[i].y >> 32U);
-            for (auto left = Length(in_order[i]); left > 0; --left) {
+            chains.chains[i] = traced.chains[count - 1 - static_cast<std::int32_t>(order[i].y)];
+        }
+        // Nothing is needed any more of what lies in the room.
+        auto* to = scored.room;
+        for (std::int32_t i = 0; i < count; ++i) {
+            const auto* from = scored.members + (order[i].y >> 32U);
+            for (auto left = Length(chains.chains[i]); left > 0; --left) {
                 *to++ = all[*--from];
             }
         }
         kfree(chains.pool, order);
-        kfree(chains.pool, traced);
-        chains.chains = in_order;
-        chains.anchors = anchors;
     }
-    kfree(chains.pool, all);
+    // The list of all anchors becomes theirs unless most of it would be of no use.
+    if (2 * chains.count > total) {
+        chains.anchors = all;
+    } else {
+        kfree(chains.pool, all);
+        chains.anchors = count > 0 ? Allocate<mm128_t>(chains.pool, chains.count) : nullptr;
+    }
+    std::copy_n(scored.room, chains.count, chains.anchors);
 }
 
 }  // namespace qel_minimap2::kernel

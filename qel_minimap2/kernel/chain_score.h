@@ -119,9 +119,7 @@ protected:
     const mm128_t* const anchors;
     const int count;
     const int length;  // Of every anchor.
-    std::int64_t* wide_previous = nullptr;
-    std::int32_t *references = nullptr, *reads = nullptr, *scores = nullptr, *previous = nullptr, *peaks = nullptr,
-                 *marks = nullptr;
+    std::int32_t *references = nullptr, *reads = nullptr, *scores = nullptr, *previous = nullptr, *marks = nullptr;
 
 private:
     // As the library's mg_log2, for whole numbers of 2 and more.

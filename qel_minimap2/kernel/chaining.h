@@ -41,12 +41,13 @@ struct JoinCall {
     ChainScoring scoring;
 };
 
-/// What is known of each anchor once all are scored, `count` entries each.
+/// What is known of each anchor once all are scored, and room for the way back, `count` entries each. All of it is used
+/// up.
 struct ChainedAnchors {
-    std::int64_t* previous;  ///< The one before it in the best chain that ends here, or -1.
-    std::int32_t* scores;    ///< Of that chain.
-    std::int32_t* peaks;     ///< The highest score along it.
-    std::int32_t* marks;     ///< Room.
+    std::int32_t* previous;  ///< The one before it in the best chain that ends here, or -1.
+    std::int32_t* scores;    ///< Of that chain, 0 or more.
+    std::int32_t* members;   ///< Room.
+    mm128_t* room;           ///< Room. `previous` and `scores` may lie in its second half.
 };
 
 /// Traces the chains back and puts their anchors in order, in the place of all anchors.

@@ -7,18 +7,29 @@
 #include "qel_minimap2/kernel/reach.h"
 #include "qel_minimap2/kernel/scratch.h"
 
-// The library walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
+// minimap2 walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
 // their place in the read. The wide tree gives the least penalty (what the gap will cost, less the score) in a range;
 // the narrow one is for a walk back over those near. All anchors are known before, so here they are ranked by their
 // place in the read first. A tree is then a list with an entry for each rank: its penalty, or whether it is near.
-// Anchors of different sequences or strands never meet, nor do those on both sides of a gap wider than the reach. Each
-// such group is ranked for itself.
+// Anchors of different sequences or strands never meet, nor do those on both sides of a gap wider than the reach: each
+// such group is joined for itself.
 //
-// Where the least penalty is found once in a range, any way to look for it finds the same anchor; where it is found
-// twice the library's choice depends on how its tree is balanced, and the call is left to the library.
+// A group of many copies has far more members than are in reach at a time, and lists for all of them would be as good
+// as empty. So a group is cut into stretches, and the ranks are those of a window: a stretch and what is in reach of
+// its first anchor. A stretch has no fewer members than that, so that ranking costs no more than twice what it costs
+// once, and half of a window or more is in reach. Where the windows lie changes no result: an anchor's rank only says
+// which come before it in the read, and what is known of those in reach is carried from one window into the next.
+//
+// Where the least penalty is found once in a range, any way to look for it finds the same anchor. Where several anchors
+// have it, which is frequent among copies without a difference, minimap2's choice depends on how its tree is balanced.
+// Mostly the choice makes no difference, since one of those near is better: each of them is tried, and only where the
+// best before an anchor is not the same after all is the call left to minimap2. Marks tell what one walk back has seen,
+// so that each walk needs a number of its own.
 namespace qel_minimap2::kernel {
 
 namespace {
+
+constexpr int kShortestStretch = 4096;
 
 class Joining : private AnchorPairs {
 public:
@@ -37,52 +48,90 @@ public:
         for (int begin = 0, end = 0; begin < count; begin = end) {
             for (end = begin + 1; end < count && !IsApart(end, end - 1, distance); ++end) {
             }
-            Rank(begin, end);
-            if (!ScoreGroup(begin, end)) {
+            if (!JoinGroup(begin, end)) {
                 return false;
             }
         }
-        TakeChains(call.scoring, {wide_previous, final_scores, peaks, marks}, chains);
+        TakeChains(call.scoring, all, chains);
         return true;
     }
 
 private:
+    // What is kept of every anchor.
     bool Reserve() {
         const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
-        constexpr std::size_t kPerAnchor = 3 * sizeof(std::uint64_t) + 12 * sizeof(std::int32_t);
-        const std::size_t penalty_room = Penalties::RoomFor(count);
-        auto* memory = ScratchMemory(Scratch::joining, room * kPerAnchor + penalty_room * sizeof(double));
+        auto* memory = ScratchMemory(Scratch::chaining, room * (sizeof *all.room + sizeof *all.members));
         if (memory == nullptr) {
             return false;
         }
-        penalty_memory = reinterpret_cast<double*>(memory);
-        order = reinterpret_cast<std::uint64_t*>(penalty_memory + penalty_room);
-        wide_previous = reinterpret_cast<std::int64_t*>(order + 2 * room);
-        auto* lists = reinterpret_cast<std::int32_t*>(wide_previous + room);
-        std::int32_t** const all[] = {&final_scores, &peaks, &rank_of, &references,     &reads,      &scores,
-                                      &previous,     &marks, &member,  &first_in_reach, &first_near, &first_equal};
-        for (auto** list : all) {
-            *list = lists;
-            lists += room;
+        all.room = reinterpret_cast<mm128_t*>(memory);
+        all.scores = reinterpret_cast<std::int32_t*>(all.room) + 2 * room;
+        all.previous = all.scores + room;
+        all.members = all.previous + room;
+        return true;
+    }
+
+    bool JoinGroup(int begin, int end) {
+        entered = wide_first = near_first = begin;
+        for (int at = begin, stretch_end = 0; at < end; at = stretch_end) {
+            const int least_size = Larger(at - wide_first, kShortestStretch);
+            stretch_end = end - at > least_size ? at + least_size : end;
+            if (!OpenWindow(stretch_end)) {
+                return false;
+            }
+            CarryOver(at);
+            if (!ScoreStretch(at, stretch_end)) {
+                return false;
+            }
         }
         return true;
     }
 
-    // Ranks a group by place in the read, then in the list; fills what is known by rank, with a block of room behind.
-    void Rank(int begin, int end) {
-        group_size = end - begin;
-        for (int i = 0; i < group_size; ++i) {
-            order[i] = anchors[begin + i].y << 32U | static_cast<unsigned>(i);
+    // A window from the first anchor in reach to `end`: memory, and ranks by place in the read, then in the list.
+    bool OpenWindow(int end) {
+        window = wide_first;
+        window_size = end - wide_first;
+        const auto room = static_cast<std::size_t>(window_size) + std::size_t{2} * kLanes;
+        // The penalties and the bits take the place of the order, which has served by then, and two lists that of the
+        // room for sorting it.
+        const std::size_t words = static_cast<std::size_t>(window_size) / kWord + 1;
+        const std::size_t first_part = words + Penalties::RoomFor(window_size);
+        constexpr std::size_t kPerAnchor = sizeof *order + 8 * sizeof *rank_of;
+        auto* memory = ScratchMemory(Scratch::joining, first_part * sizeof *order + room * kPerAnchor);
+        if (memory == nullptr) {
+            return false;
         }
-        SortNumbers(order, order + count + std::ptrdiff_t{2} * kLanes, static_cast<std::size_t>(group_size), 32);
-        for (int rank = 0; rank < group_size; ++rank) {
+        order = reinterpret_cast<std::uint64_t*>(memory);
+        near_ranks = order;
+        auto* const other_order = order + first_part;
+        auto* lists = reinterpret_cast<std::int32_t*>(other_order);
+        std::int32_t** const by_rank[] = {&first_in_reach, &first_near, &first_equal, &rank_of, &references,
+                                          &reads,          &scores,     &previous,    &marks,   &member};
+        for (auto** list : by_rank) {
+            *list = lists;
+            lists += room;
+        }
+        Rank(other_order);
+        std::memset(near_ranks, 0, sizeof *near_ranks * words);
+        penalties.Start(reinterpret_cast<double*>(order + words), window_size);
+        walk = 0;
+        return true;
+    }
+
+    // Fills what is known by rank before any score is, with a block of room behind.
+    void Rank(std::uint64_t* other_order) {
+        for (int i = 0; i < window_size; ++i) {
+            order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);
+        }
+        SortNumbers(order, other_order, static_cast<std::size_t>(window_size), 32);
+        for (int rank = 0; rank < window_size; ++rank) {
             const auto i = static_cast<int>(order[rank] & UINT32_MAX);
             rank_of[i] = rank;
-            member[rank] = i;
-            references[rank] = static_cast<std::int32_t>(anchors[begin + i].x);
-            reads[rank] = static_cast<std::int32_t>(anchors[begin + i].y);
+            member[rank] = window + i;
+            references[rank] = static_cast<std::int32_t>(anchors[window + i].x);
+            reads[rank] = static_cast<std::int32_t>(anchors[window + i].y);
         }
-        for (int rank = 0, in_reach = 0, near = 0; rank < group_size; ++rank) {
+        for (int rank = 0, in_reach = 0, near = 0; rank < window_size; ++rank) {
             for (; reads[in_reach] <= reads[rank] - distance; ++in_reach) {
             }
             for (; reads[near] < reads[rank] - near_distance; ++near) {
@@ -91,74 +140,101 @@ private:
             first_near[rank] = near;
             first_equal[rank] = rank > 0 && reads[rank - 1] == reads[rank] ? first_equal[rank - 1] : rank;
         }
-        const auto padded = static_cast<std::size_t>(group_size) + kLanes;
+        const auto padded = static_cast<std::size_t>(window_size) + kLanes;
         std::memset(scores, 0, sizeof *scores * padded);
         std::memset(marks, 0, sizeof *marks * padded);
-        std::memset(references + group_size, 0, sizeof *references * kLanes);
-        std::memset(reads + group_size, 0, sizeof *reads * kLanes);
-        near_ranks = reinterpret_cast<std::uint8_t*>(order);  // The order has served.
-        std::memset(near_ranks, 0, static_cast<std::size_t>(group_size) / 8 + 9);
-        penalties.Start(penalty_memory, group_size);
-        wide_size = near_size = 0;
+        std::memset(references + window_size, 0, sizeof *references * kLanes);
+        std::memset(reads + window_size, 0, sizeof *reads * kLanes);
     }
 
-    bool ScoreGroup(int begin, int end) {
-        int entered = begin;
-        int wide_first = begin;
-        int near_first = begin;
+    // Those of the window that come before `end` have been scored; some of them are in reach. One that comes before
+    // the window is in reach no more, so nobody will look at its mark.
+    void CarryOver(int end) {
+        for (int i = window; i < end; ++i) {
+            const int rank = rank_of[i - window];
+            scores[rank] = all.scores[i];
+            previous[rank] = all.previous[i] >= window ? rank_of[all.previous[i] - window] : -1;
+        }
+        for (int i = wide_first; i < entered; ++i) {
+            PutPenalty(rank_of[i - window]);
+        }
+        for (int i = near_first; i < entered; ++i) {
+            SwitchNear(rank_of[i - window]);
+        }
+    }
+
+    bool ScoreStretch(int begin, int end) {
         for (int i = begin; i < end; ++i) {
             if (anchors[entered].x != anchors[i].x) {
                 for (; entered < i; ++entered) {
-                    Enter(rank_of[entered - begin]);
+                    const int rank = rank_of[entered - window];
+                    PutPenalty(rank);
+                    SwitchNear(rank);
                 }
             }
-            for (; wide_first < entered && (IsBeyond(i, wide_first, distance) || wide_size > call.most_in_reach);
-                 ++wide_first, --wide_size) {
-                penalties.Remove(rank_of[wide_first - begin]);
+            for (; wide_first < entered && IsOut(i, wide_first, distance); ++wide_first) {
+                penalties.Remove(rank_of[wide_first - window]);
             }
-            for (; near_first < entered && (IsBeyond(i, near_first, near_distance) || near_size > call.most_in_reach);
-                 ++near_first, --near_size) {
-                const auto rank = static_cast<unsigned>(rank_of[near_first - begin]);
-                near_ranks[rank / 8] = static_cast<std::uint8_t>(near_ranks[rank / 8] & ~(1U << rank % 8));
+            for (; near_first < entered && IsOut(i, near_first, near_distance); ++near_first) {
+                SwitchNear(rank_of[near_first - window]);
             }
-            const int rank = rank_of[i - begin];
+            const int rank = rank_of[i - window];
             BestBefore best{length};
-            if (!FindBefore(begin, rank, best)) {
+            if (!FindBefore(rank, best)) {
                 return false;
             }
             scores[rank] = best.score;
             previous[rank] = best.previous;
-            final_scores[i] = best.score;
-            const int before = best.previous >= 0 ? begin + member[best.previous] : -1;
-            wide_previous[i] = before;
-            peaks[i] = before >= 0 ? Larger(peaks[before], best.score) : best.score;
+            all.scores[i] = best.score;
+            all.previous[i] = best.previous >= 0 ? member[best.previous] : -1;
         }
         return true;
     }
 
-    void Enter(int rank) {
+    // Whether the first of those that have entered and are in reach is so no more.
+    bool IsOut(int i, int first, int reach) const {
+        return IsBeyond(i, first, reach) || entered - first > call.most_in_reach;
+    }
+
+    void PutPenalty(int rank) {
         const int diagonal =
             static_cast<int>(static_cast<unsigned>(references[rank]) + static_cast<unsigned>(reads[rank]));
         penalties.Put(rank, -(scores[rank] + per_base * diagonal));
-        ++wide_size;
-        ++near_size;
-        const auto bit = static_cast<unsigned>(rank);
-        near_ranks[bit / 8] = static_cast<std::uint8_t>(near_ranks[bit / 8] | 1U << bit % 8);
     }
 
+    void SwitchNear(int rank) { near_ranks[rank / kWord] ^= std::uint64_t{1} << static_cast<unsigned>(rank % kWord); }
+
     // The best before the anchor at a rank; false when that depends on which of equal penalties is taken.
-    bool FindBefore(int begin, int rank, BestBefore& best) {
-        // The library's range ends before the anchors at the same place in the read. Only the first anchor of all is in
-        // it even then.
+    bool FindBefore(int rank, BestBefore& best) {
+        // minimap2's range ends before the anchors at the same place in the read. Only the first anchor of all is in it
+        // even then.
         const int equal = first_equal[rank];
-        const int last = begin == 0 && member[equal] == 0 ? equal : equal - 1;
-        const int least = first_in_reach[rank] <= last ? penalties.Least(first_in_reach[rank], last) : -1;
-        if (least == -2) {
-            return false;
-        }
-        if (least < 0) {
+        const int first = first_in_reach[rank];
+        const int last = member[equal] == 0 ? equal : equal - 1;
+        if (first > last) {
             return true;
         }
+        const auto least = penalties.Least(first, last);
+        if (least.rank < 0) {
+            return true;
+        }
+        FollowLeast(rank, least.rank, best);
+        if (least.is_only) {
+            return true;
+        }
+        int tried = 1;
+        for (int other = least.rank; (other = penalties.Next(other + 1, last, least.penalty)) >= 0;) {
+            BestBefore after{length};
+            FollowLeast(rank, other, after);
+            if (after.previous != best.previous || after.score != best.score || ++tried > kMostEqual) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // The best before the anchor at a rank when `least` is the one with the least penalty.
+    void FollowLeast(int rank, int least, BestBefore& best) {
         const auto distances = DistancesTo(rank, least);
         const int apart = _mm256_extract_epi32(distances.apart, 0);
         const int score = _mm256_extract_epi32(Totals(distances, least), 0);
@@ -167,43 +243,53 @@ private:
             best.previous = least;
         }
         const bool is_exact = apart == 0 && reads[rank] - reads[least] <= length;
-        if (!is_exact && near_size > 0 && near_distance > 0 && reads[rank] > 0) {
-            WalkBack(begin, rank, first_near[rank], equal - 1, best);
+        if (!is_exact && near_first < entered && near_distance > 0 && reads[rank] > 0) {
+            WalkBack(rank, first_near[rank], first_equal[rank] - 1, best);
         }
-        return true;
     }
 
     // The candidates near from rank `last` down to `first`.
-    TAVIK_INLINE void WalkBack(int begin, int rank, int first, int last, BestBefore& best) {
-        const int mark = begin + member[rank];
-        for (int block = last / kLanes; last >= first && block >= first / kLanes; --block) {
-            const int base = block * kLanes;
-            unsigned valid = near_ranks[block];
-            valid &= base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU;
-            valid &= last - base < kLanes - 1 ? (2U << static_cast<unsigned>(last - base)) - 1 : 0xFFU;
-            if (valid == 0) {
-                continue;
-            }
-            const auto distances = DistancesTo(rank, base);
-            valid &= ~MaskOf(IsOutsideBand(distances));
-            if (LookAt(base, valid, Totals(distances, base), mark, best) >= 0) {
-                return;
+    void WalkBack(int rank, int first, int last, BestBefore& best) {
+        ++walk;
+        for (int word = last / kWord; last >= first && word >= first / kWord; --word) {
+            const int base = word * kWord;
+            std::uint64_t near = near_ranks[word];
+            near &= base < first ? ~std::uint64_t{0} << static_cast<unsigned>(first - base) : ~std::uint64_t{0};
+            near &= last - base < kWord - 1 ? (std::uint64_t{2} << static_cast<unsigned>(last - base)) - 1
+                                            : ~std::uint64_t{0};
+            while (near != 0) {
+                const int byte = (kWord - 1 - __builtin_clzll(near)) / kLanes;
+                const auto shift = static_cast<unsigned>(byte * kLanes);
+                const auto valid = static_cast<unsigned>(near >> shift);
+                near ^= std::uint64_t{valid} << shift;
+                const int block = base + byte * kLanes;
+                const auto distances = DistancesTo(rank, block);
+                if (LookAt(block, valid & ~MaskOf(IsOutsideBand(distances)), Totals(distances, block), walk, best) >=
+                    0) {
+                    return;
+                }
             }
         }
     }
+
+    static constexpr int kMostEqual = 8;
+    static constexpr int kWord = 64;
 
     const JoinCall& call;
     const int distance, near_distance;
     const double per_base;
+    ChainedAnchors all{};
+    // Of the group: those before `entered` have entered the reach, those before `wide_first` have left it.
+    int entered = 0, wide_first = 0, near_first = 0;
+    // The window, from the anchor `window` on. `rank_of` is by place in it, the other lists are by rank, as those that
+    // are shared.
+    int window = 0, window_size = 0;
+    int walk = 0;  // The number of the last walk back.
     Penalties penalties;
-    // Of a group: the rank of each member, then by rank, as the lists that are shared, but for the peaks.
-    int group_size = 0, wide_size = 0, near_size = 0;
-    double* penalty_memory = nullptr;
     std::uint64_t* order = nullptr;
-    std::uint8_t* near_ranks = nullptr;  // A bit for each rank that is near.
+    std::uint64_t* near_ranks = nullptr;  // A bit for each rank that is near.
     std::int32_t *rank_of = nullptr, *member = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
                  *first_equal = nullptr;
-    std::int32_t* final_scores = nullptr;  // By anchor.
 };
 
 }  // namespace

@@ -10,108 +10,168 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// The penalties of the anchors in reach, each at its rank, and the least one of a range of ranks: a list with the
-/// least of each 32 beside it. What is not in reach has an infinite one.
+/// The penalties of the anchors in reach, each at its rank, and the least one of a range of ranks: a list, a second one
+/// with the least of each 32 entries, and a third one with the least of each 32 of those. A search looks at no more
+/// than 62 entries of the first and of the second list. What is not in reach has an infinite penalty.
 class Penalties {
 public:
-    static constexpr int kBlock = 32;
     static constexpr double kNone = __builtin_inf();
 
     /// How many numbers `Start` takes for as many ranks.
     static constexpr std::size_t RoomFor(int count) {
-        return static_cast<std::size_t>(count) * 34 / 32 + std::size_t{3} * kBlock;
+        const auto blocks = static_cast<std::size_t>(count) / kBlock + 1;
+        const auto blocks_of_blocks = blocks / kBlock + 1;
+        return blocks * kBlock + blocks_of_blocks * kBlock + blocks_of_blocks + kLanes;
     }
 
     /// Begins anew, with nothing in reach.
     void Start(double* room, int count) {
-        const int blocks = count / kBlock + 1;
-        ranks = room;
-        least = room + static_cast<std::ptrdiff_t>(blocks) * kBlock;
-        for (int i = 0; i < blocks * kBlock + blocks + kLanes; ++i) {
+        const std::ptrdiff_t blocks = count / kBlock + 1;
+        lists[0] = room;
+        lists[1] = lists[0] + blocks * kBlock;
+        lists[2] = lists[1] + (blocks / kBlock + 1) * kBlock;
+        for (std::size_t i = 0; i < RoomFor(count); ++i) {
             room[i] = kNone;
         }
     }
 
     void Put(int rank, double penalty) {
-        ranks[rank] = penalty;
-        double& block = least[rank / kBlock];
-        block = penalty < block ? penalty : block;
+        lists[0][rank] = penalty;
+        for (int level = 1; level < kLevels; ++level) {
+            rank /= kBlock;
+            double& least = lists[level][rank];
+            least = penalty < least ? penalty : least;
+        }
     }
 
     void Remove(int rank) {
-        double& block = least[rank / kBlock];
-        const bool was_least = ranks[rank] == block;
-        ranks[rank] = kNone;
-        if (was_least) {
-            const int first = RoundDown(rank, kBlock);
-            block = LeastOf(ranks, first, first + kBlock - 1);
+        const double removed = lists[0][rank];
+        lists[0][rank] = kNone;
+        for (int level = 1; level < kLevels; ++level) {
+            rank /= kBlock;
+            double& least = lists[level][rank];
+            if (removed != least) {
+                return;
+            }
+            least = LeastOf({level - 1, rank * kBlock, (rank + 1) * kBlock});
         }
     }
 
-    /// The rank of the least penalty from `first` to `last`; -1 when nothing is there, -2 when two are equal.
-    int Least(int first, int last) const {
-        const int first_whole = (first + kBlock - 1) / kBlock;
-        const int end_whole = (last + 1) / kBlock;
-        if (first_whole >= end_whole) {
-            const double lowest = LeastOf(ranks, first, last);
-            int at = -1;
-            return lowest == kNone ? -1 : Only(ranks, first, last, lowest, at) ? at : -2;
+    /// The least penalty in a range.
+    struct Minimum {
+        double penalty = kNone;
+        int rank = -1;        // The lowest that has it, -1 when nothing is in the range.
+        bool is_only = true;  // Whether no other rank of the range has it.
+    };
+
+    /// From rank `first` to `last`.
+    Minimum Least(int first, int last) const {
+        // Whole blocks are looked at in the list above, what is left before and after them in the list itself.
+        Found found;
+        int begin = first;
+        int end = last + 1;
+        int level = 0;
+        for (int block = 0, end_block = 0; level < kLevels - 1; ++level, begin = block, end = end_block) {
+            block = (begin + kBlock - 1) / kBlock;
+            end_block = end / kBlock;
+            if (block >= end_block) {
+                break;
+            }
+            Look({level, begin, block * kBlock}, found);
+            Look({level, end_block * kBlock, end}, found);
         }
-        const double low_end = LeastOf(ranks, first, first_whole * kBlock - 1);
-        const double high_end = LeastOf(ranks, end_whole * kBlock, last);
-        double lowest = LeastOf(least, first_whole, end_whole - 1);
-        const double ends = low_end < high_end ? low_end : high_end;
-        lowest = ends < lowest ? ends : lowest;
-        if (lowest == kNone) {
-            return -1;
+        Look({level, begin, end}, found);
+        if (found.least == kNone) {
+            return {};
         }
-        int at = -1;
-        int block = -1;
-        const bool only = Only(ranks, first, first_whole * kBlock - 1, lowest, at) &&
-                          Only(ranks, end_whole * kBlock, last, lowest, at) &&
-                          Only(least, first_whole, end_whole - 1, lowest, block) && (at < 0 || block < 0) &&
-                          (block < 0 || Only(ranks, block * kBlock, block * kBlock + kBlock - 1, lowest, at));
-        return only ? at : -2;
+        if (found.is_only) {
+            int at = OnlyPlace(found.where, found.least);
+            for (level = found.where.level - 1; at >= 0 && level >= 0; --level) {
+                at = OnlyPlace({level, at * kBlock, (at + 1) * kBlock}, found.least);
+            }
+            if (at >= 0) {
+                return {found.least, at, true};
+            }
+        }
+        return {found.least, Next(first, last, found.least), false};
+    }
+
+    /// The lowest rank from `first` to `last` that has a penalty, or -1.
+    int Next(int first, int last, double penalty) const {
+        for (int rank = first; rank <= last;) {
+            if (rank % (kBlock * kBlock) == 0 && lists[2][rank / (kBlock * kBlock)] > penalty) {
+                rank += kBlock * kBlock;
+            } else if (rank % kBlock == 0 && lists[1][rank / kBlock] > penalty) {
+                rank += kBlock;
+            } else if (lists[0][rank] == penalty) {
+                return rank;
+            } else {
+                ++rank;
+            }
+        }
+        return -1;
     }
 
 private:
+    static constexpr int kBlock = 32;
+    static constexpr int kLevels = 3;
     static constexpr int kLanes = 4;
 
-    // The least of a list's entries from `first` to `last`, both included.
-    static TAVIK_INLINE double LeastOf(const double* list, int first, int last) {
+    // A part of a list.
+    struct Piece {
+        int level, begin, end;
+    };
+    struct Found {
+        double least = kNone;
+        bool is_only = true;  // In no other piece.
+        Piece where{};
+    };
+
+    TAVIK_INLINE void Look(const Piece& piece, Found& found) const {
+        const double least = LeastOf(piece);
+        if (least < found.least) {
+            found = {least, true, piece};
+        } else if (least == found.least) {
+            found.is_only = false;
+        }
+    }
+
+    TAVIK_INLINE double LeastOf(const Piece& piece) const {
+        const double* const list = lists[piece.level];
         __m256d lanes = _mm256_set1_pd(kNone);
-        int i = first;
-        for (; i + kLanes <= last + 1; i += kLanes) {
+        int i = piece.begin;
+        for (; i + kLanes <= piece.end; i += kLanes) {
             lanes = _mm256_min_pd(lanes, _mm256_loadu_pd(list + i));
         }
         __m128d two = _mm_min_pd(_mm256_castpd256_pd128(lanes), _mm256_extractf128_pd(lanes, 1));
-        for (; i <= last; ++i) {
+        for (; i < piece.end; ++i) {
             two = _mm_min_sd(two, _mm_load_sd(list + i));
         }
         return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
     }
 
-    // Looks for a value; `at` takes its place. False when it, or one found before, is there besides.
-    static TAVIK_INLINE bool Only(const double* list, int first, int last, double value, int& at) {
-        for (int i = first; i <= last; i += kLanes) {
+    // Where a value that is there lies, or -1 when it is there twice.
+    TAVIK_INLINE int OnlyPlace(const Piece& piece, double value) const {
+        const double* const list = lists[piece.level];
+        int at = -1;
+        for (int i = piece.begin; i < piece.end; i += kLanes) {
             auto equal = static_cast<unsigned>(
                 _mm256_movemask_pd(_mm256_cmp_pd(_mm256_loadu_pd(list + i), _mm256_set1_pd(value), _CMP_EQ_OQ)));
-            if (last - i < kLanes - 1) {
-                equal &= (2U << static_cast<unsigned>(last - i)) - 1;
+            if (piece.end - i < kLanes) {
+                equal &= (1U << static_cast<unsigned>(piece.end - i)) - 1;
             }
             if (equal == 0) {
                 continue;
             }
             if (at >= 0 || (equal & (equal - 1)) != 0) {
-                return false;
+                return -1;
             }
             at = i + __builtin_ctz(equal);
         }
-        return true;
+        return at;
     }
 
-    double* ranks = nullptr;
-    double* least = nullptr;
+    double* lists[kLevels] = {};
 };
 
 }  // namespace

@@ -60,7 +60,7 @@ std::string Describe(const char* what, const std::vector<mm128_t>& anchors, long
 ChainScoring RandomScoring(RandomAnchors& random, int band) {
     const bool usual = !random.OneIn(4);
     return {band,
-            usual ? 25 : random.Between(0, 40),
+            usual ? (random.MakesArrays() ? random.Between(0, 6) : 25) : random.Between(0, 40),
             usual ? 3 : random.Between(1, 4),
             usual ? 40 : random.Between(0, 60),
             usual ? 0.12F : 0.01F * static_cast<float>(random.Between(0, 40)),
@@ -70,7 +70,9 @@ ChainScoring RandomScoring(RandomAnchors& random, int band) {
 std::string Compare(const char* what, RandomAnchors& random, long count, ChainFigures& figures,
                     const std::function<std::function<bool(Chains&, bool)>()>& next) {
     for (; count > 0; --count) {
-        auto anchors = random.Next(random.OneIn(50) ? 4000 : 150);
+        auto anchors = random.MakesArrays()
+                           ? random.Array(random.Between(10, 150), random.Between(2, 300), random.Between(2, 60))
+                           : random.Next(random.OneIn(50) ? 4000 : 150);
         radix_sort_128x(anchors.data(), anchors.data() + anchors.size());
         const auto chain = next();
         const auto size = static_cast<std::int64_t>(anchors.size());
@@ -158,6 +160,39 @@ std::vector<mm128_t> RandomAnchors::Next(int most) {
     // As they come from a read's minimizers.
     std::stable_sort(anchors.begin(), anchors.end(), [](const mm128_t& a, const mm128_t& b) { return a.y < b.y; });
     return anchors;
+}
+
+std::vector<mm128_t> RandomAnchors::Array(int copies, int per_copy, int one_in) {
+    anchors.clear();
+    reference_length = read_length = INT32_MAX;
+    anchor_length = 15;
+    std::vector<int> places;
+    for (int place = 0; static_cast<int>(places.size()) < per_copy; place += Between(1, 20)) {
+        places.push_back(place);
+    }
+    const int unit = places.back() + 10;
+    std::vector<int> starts;
+    for (int start = 0; static_cast<int>(starts.size()) < copies; start += unit + Between(-1, 1)) {
+        starts.push_back(start);
+    }
+    for (int read = 0; read < 2 * per_copy; ++read) {
+        const int place = places[static_cast<std::size_t>(read % per_copy)];
+        const int error = OneIn(10) ? Between(-1, 1) : 0;
+        for (const int start : starts) {
+            if (!OneIn(one_in)) {
+                Add(0, start + place, 1 + read / per_copy * unit + place + error);
+            }
+        }
+    }
+    return anchors;
+}
+
+bool JoinByDefault(const std::vector<mm128_t>& sorted) {
+    Chains chains{nullptr, static_cast<std::int64_t>(sorted.size()), Copy(sorted), 0, nullptr};
+    const bool done = JoinWithAvx2({5000, 1000, 100'000, {20'000, 25, 3, 40, 0.12F, 0}}, chains);
+    std::free(chains.anchors);
+    std::free(done ? chains.chains : nullptr);
+    return done;
 }
 
 std::string CompareSorting(RandomAnchors& random, long count) {

@@ -35,14 +35,26 @@ public:
     /// Up to `most` anchors, not sorted, of one length.
     std::vector<mm128_t> Next(int most);
 
+    /// Those of a read of two copies in an array of `copies` near-identical ones, `per_copy` of each, of which one in
+    /// `one_in` is missing.
+    std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
+
+    /// Has comparisons take arrays of thousands of anchors in place of lists of all kinds.
+    void MakeArrays() { makes_arrays = true; }
+    bool MakesArrays() const { return makes_arrays; }
+
 private:
     void Add(std::uint64_t sequence, int reference, int read);
     void AddPiece();
     void AddRepeats();
 
+    bool makes_arrays = false;
     std::vector<mm128_t> anchors;
     int sequences = 1, reference_length = 1, read_length = 1, anchor_length = 15, step = 1;
 };
+
+/// Joins the anchors as reads are joined by default. False when it was left to the library.
+bool JoinByDefault(const std::vector<mm128_t>& sorted);
 
 /// What a comparison has seen, to tell that it has seen enough.
 struct ChainFigures {

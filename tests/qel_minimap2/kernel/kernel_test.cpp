@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -8,8 +9,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <malloc.h>
+#include <sys/mman.h>
+#include <time.h>
 
+#include "qel_minimap2/kernel/anchor_sort.h"
 #include "qel_minimap2/kernel/chain_comparison.h"
 #include "qel_minimap2/kernel/chaining.h"
 #include "qel_minimap2/kernel/kernel_comparison.h"
@@ -101,14 +104,24 @@ TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
 
 TEST(Scratch, KeepsWhatUsualCallsTakeAndGivesBackTheRest) {
     using namespace qel_minimap2::kernel;
-    TrimScratch();  // What the tests before may have left.
-    ASSERT_NE(ScratchMemory(Scratch::way_back, 1U << 20U), nullptr);
-    TrimScratch();
-    EXPECT_GE(::malloc_usable_size(ScratchMemory(Scratch::way_back, 1)), 1U << 20U);
-    const auto before = ::mallinfo2().hblkhd;
-    ScratchMemory(Scratch::way_back, 200U << 20U);
-    TrimScratch();
-    EXPECT_LE(::mallinfo2().hblkhd, before);
+    const auto is_mapped = [](std::uint8_t* memory) {
+        unsigned char resident = 0;
+        return ::mincore(memory, 1, &resident) == 0;
+    };
+    for (const auto& [use, usual, large] :
+         {std::tuple{Scratch::way_back, 10U << 20U, 17U << 20U}, std::tuple{Scratch::joining, 1U << 20U, 3U << 20U}}) {
+        TrimScratch();  // What the tests before may have left.
+        auto* const kept = ScratchMemory(use, usual);
+        ASSERT_NE(kept, nullptr);
+        kept[usual - 1] = 1;
+        TrimScratch();
+        EXPECT_EQ(ScratchMemory(use, 1), kept);
+        EXPECT_EQ(kept[usual - 1], 1);
+        auto* const given_back = ScratchMemory(use, large);
+        given_back[large - 1] = 1;
+        TrimScratch();
+        EXPECT_FALSE(is_mapped(given_back + large - 1));
+    }
 }
 
 TEST(AnchorSort, SortsAnchorsIntoTheLibrarysOrder) {
@@ -126,6 +139,43 @@ TEST_F(Kernel, ChainsAnchorsAsTheLibraryDoes) {
     EXPECT_EQ(Tests::CompareJoining(random, 10000, joined), "");
     EXPECT_LT(joined.left_to_library, 7000);
     EXPECT_GT(joined.chains, 5000);
+}
+
+// Thousands of anchors in reach of each other, and more than are ranked together.
+TEST_F(Kernel, ChainsAndJoinsArraysOfCopiesAsTheLibraryDoes) {
+    Tests::RandomAnchors random(9);
+    random.MakeArrays();
+    Tests::ChainFigures figures;
+    EXPECT_EQ(Tests::CompareJoining(random, 150, figures), "");
+    EXPECT_LT(figures.left_to_library, 75);
+    EXPECT_EQ(Tests::CompareChaining(random, 10, figures), "");
+}
+
+double SecondsToJoin(const std::vector<mm128_t>& anchors) {
+    const auto now = [] {
+        timespec time{};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+    };
+    double least = 1e9;
+    for (int i = 0; i < 3; ++i) {
+        const auto begin = now();
+        EXPECT_TRUE(Tests::JoinByDefault(anchors));
+        least = std::min(least, now() - begin);
+    }
+    return least;
+}
+
+// A search over all copies instead of those in reach takes 16 times as long.
+TEST_F(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
+    Tests::RandomAnchors random(8);
+    std::vector<double> seconds;
+    for (const int copies : {100, 400}) {
+        auto anchors = random.Array(copies, 800, 12);
+        qel_minimap2::kernel::SortAnchors(anchors.data(), anchors.data() + anchors.size());
+        seconds.push_back(SecondsToJoin(anchors));
+    }
+    EXPECT_LT(seconds[1], 8 * seconds[0]);
 }
 
 // The kernels know one length for all; homopolymer-compressed k-mers have several.
