@@ -42,8 +42,8 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# qel_minimap2/index/index_buckets.h knows a layout that the library keeps to itself. The headers tell no
-# version; what tells it is the package.
+# qel_minimap2/wrapped_functions.cpp replaces functions of this version, and does what they do. The headers tell no version;
+# what tells it is the package.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)

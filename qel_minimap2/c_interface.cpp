@@ -8,7 +8,6 @@
 #include <string>
 
 #include "qel_minimap2/index/index_loading.h"
-#include "qel_minimap2/kernel/dispatch.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping.h"
@@ -41,8 +40,7 @@ void Complain(const char* path, const char* reason) noexcept {
 mm_idx_t* qelmm_load_index(const char* path) {
     path = path != nullptr ? path : "";
     try {
-        return qel_minimap2::LoadIndex(path, qel_minimap2::kernel::UsesOwnKernels(), qel_minimap2::Options().indexing)
-            .release();
+        return qel_minimap2::LoadIndex(path, qel_minimap2::Options().indexing).release();
     } catch (const std::exception& error) {
         Complain(path, error.what());
         return nullptr;

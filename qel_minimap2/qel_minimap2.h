@@ -58,9 +58,9 @@ struct qelmm_own_call_counts {
     uint64_t joinings;   ///< Of chains that lie far apart.
 };
 
-/// Tells whether the functions of our own are in use, and which. All counts are 0 on a processor without AVX2 and with
-/// QEL_KERNEL=library in the environment. As qelmm_minimap2_version, it is not one of the four that a library must
-/// have. Any thread.
+/// Tells which functions of our own are in use. On a processor without AVX2 and with QEL_KERNEL=library in the
+/// environment, all counts but `seed_collections` are 0. As qelmm_minimap2_version, it is not one of the four that a
+/// library must have. Any thread.
 struct qelmm_own_call_counts qelmm_own_calls(void);
 
 #ifdef __cplusplus

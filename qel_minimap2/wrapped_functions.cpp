@@ -15,25 +15,27 @@
 #include "qel_minimap2/kernel/sketch.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 
-// The functions of minimap2 that this library replaces. The linker sends minimap2's calls of <name> to __wrap_<name>, and
-// ours of __real_<name> to minimap2.
+// The functions of minimap2 that this library replaces. The linker sends minimap2's calls of <name> to __wrap_<name>,
+// and ours of __real_<name> to minimap2.
 //
-//   function             replaced in
-//   ksw_extd2_sse        kernel/avx2_kernel.cpp
-//   mm_sketch            kernel/sketch_avx2.cpp
-//   mm_idx_getseq        index/packed_bases.cpp
-//   mm_idx_cal_max_occ   index/seed_table.cpp
-//   mm_collect_matches   mapping/seed_collection.cpp
-//   radix_sort_128x      kernel/anchor_sort.cpp
-//   mg_lchain_dp         kernel/chain_avx2.cpp
-//   mg_lchain_rmq        kernel/join_avx2.cpp
-// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
+//   function             replaced in                    for
+//   ksw_extd2_sse        kernel/avx2_kernel.cpp         processors with AVX2
+//   mm_sketch            kernel/sketch_avx2.cpp         processors with AVX2
+//   mm_idx_getseq        index/packed_bases.cpp         all
+//   mm_idx_cal_max_occ   index/seed_table.cpp           all: minimap2's would find no minimizer
+//   mm_collect_matches   mapping/seed_collection.cpp    all: minimap2's would find no minimizer
+//   radix_sort_128x      kernel/anchor_sort.cpp         processors with AVX2
+//   mg_lchain_dp         kernel/chain_avx2.cpp          processors with AVX2
+//   mg_lchain_rmq        kernel/join_avx2.cpp           processors with AVX2
+//
+// "Processors with AVX2" is what UsesOwnKernels tells. minimap2's functions also answer the calls that those cannot
+// take. NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
-decltype(mm_idx_getseq) __wrap_mm_idx_getseq, __real_mm_idx_getseq;
-decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ, __real_mm_idx_cal_max_occ;
-decltype(mm_collect_matches) __wrap_mm_collect_matches, __real_mm_collect_matches;
+decltype(mm_idx_getseq) __wrap_mm_idx_getseq;
+decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ;
+decltype(mm_collect_matches) __wrap_mm_collect_matches;
 decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
 decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
 decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
@@ -79,8 +81,8 @@ void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uin
 }
 
 int __wrap_mm_idx_getseq(const mm_idx_t* mi, std::uint32_t rid, std::uint32_t st, std::uint32_t en, std::uint8_t* seq) {
-    if (!UsesOwnKernels() || rid >= mi->n_seq || st >= mi->seq[rid].len) {
-        return __real_mm_idx_getseq(mi, rid, st, en, seq);
+    if (rid >= mi->n_seq || st >= mi->seq[rid].len) {
+        return -1;
     }
     const auto& sequence = mi->seq[rid];
     const auto end = std::min(en, sequence.len);
@@ -89,20 +91,15 @@ int __wrap_mm_idx_getseq(const mm_idx_t* mi, std::uint32_t rid, std::uint32_t st
 }
 
 std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
-    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
-    return table != nullptr ? table->OccurrenceThreshold(f) : __real_mm_idx_cal_max_occ(mi, f);
+    return qel_minimap2::SeedTable::Of(*mi)->OccurrenceThreshold(f);
 }
 
 mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, int max_max_occ, int dist,
                                      const mm_idx_t* mi, const mm128_v* mv, std::int64_t* n_a, int* rep_len,
                                      int* n_mini_pos, std::uint64_t** mini_pos) {
-    const auto* const table = qel_minimap2::SeedTable::Of(*mi);
-    if (table == nullptr) {  // An index has one only where our functions are used.
-        return __real_mm_collect_matches(km, n_m, qlen, max_occ, max_max_occ, dist, mi, mv, n_a, rep_len, n_mini_pos,
-                                         mini_pos);
-    }
     CountOwnCall(OwnFunction::seed_collection);
-    const auto seeds = qel_minimap2::CollectSeeds({km, *mv, qlen, max_occ, max_max_occ, dist}, *table);
+    const auto seeds =
+        qel_minimap2::CollectSeeds({km, *mv, qlen, max_occ, max_max_occ, dist}, *qel_minimap2::SeedTable::Of(*mi));
     *n_m = seeds.count;
     *n_a = seeds.position_count;
     *rep_len = seeds.repetitive_bases;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/piece_sketch.h"
 #include "qel_minimap2/index/seed_table.h"
 

@@ -6,8 +6,6 @@ namespace qel_minimap2 {
 
 namespace {
 
-constexpr auto kTwice = "a minimizer that stands twice";
-
 std::uint64_t Load64(const unsigned char* bytes) {
     std::uint64_t value = 0;
     std::memcpy(&value, bytes, sizeof(value));
@@ -16,60 +14,25 @@ std::uint64_t Load64(const unsigned char* bytes) {
 
 }  // namespace
 
-void BucketReader::Read(std::uint64_t first, std::uint64_t count) {
-    if (builder.Table() != nullptr) {
-        MakeRoom(first, count);
-    }
-    const auto end = layout.Bucket(first + count - 1).End();
-    for (auto bucket = first; bucket < first + count; ++bucket) {
-        ReadBucket(bucket, end);
+void BucketReader::ReadBlock(std::size_t block) {
+    const auto first = block << table.BitsInBlock(), end = (block + 1) << table.BitsInBlock();
+    MakeRoom(block, first, end);
+    for (auto bucket = first; bucket < end; ++bucket) {
+        ReadBucket(bucket, layout.Bucket(end - 1).End());
     }
 }
 
-void BucketReader::MakeRoom(std::uint64_t first, std::uint64_t count) {
+void BucketReader::MakeRoom(std::size_t block, std::uint64_t first, std::uint64_t end) {
     std::vector<std::uint32_t> key_counts;
     std::uint64_t position_count = 0;
-    for (auto bucket = first; bucket < first + count; ++bucket) {
+    for (auto bucket = first; bucket < end; ++bucket) {
         const auto& stored = layout.Bucket(bucket);
         key_counts.push_back(stored.key_count);
         position_count += stored.position_count;
     }
-    auto& table = *builder.Table();
-    const auto block = first >> table.BitsInBlock();
     table.MakeRoom(block, key_counts, position_count);
     block_positions = table.Positions(block);
     positions_before = 0;
-}
-
-void BucketReader::StartBucket(std::uint64_t bucket, const StoredBucket& stored) {
-    std::uint64_t* target = nullptr;
-    if (builder.Table() != nullptr) {
-        target = block_positions + positions_before;
-        entries.clear();
-    } else {
-        const auto& started = builder.StartBucket(bucket, stored.position_count, stored.key_count);
-        target = started.positions;
-        minimizers = static_cast<MinimizerTable*>(started.table);
-    }
-    if (stored.position_count > 0) {
-        std::memcpy(target, positions, stored.position_count * sizeof(std::uint64_t));
-    }
-}
-
-// False for a minimizer that the bucket holds already. A SeedTable finds those when it is filled.
-inline bool BucketReader::Insert(std::uint64_t key, std::uint64_t value) {
-    if (builder.Table() != nullptr) {
-        const bool is_single = (key & 1U) != 0;
-        entries.push_back({key, is_single ? value : value + (positions_before << 32U)});
-        return true;
-    }
-    int result = 0;
-    const auto slot = kh_put(minimizers, minimizers, key, &result);
-    if (result < 0) {
-        throw std::bad_alloc();
-    }
-    kh_val(minimizers, slot) = value;
-    return result > 0;
 }
 
 // Sequence number, 0-based position of the k-mer's last base, and strand.
@@ -88,7 +51,10 @@ void BucketReader::ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
     const auto& stored = layout.Bucket(bucket);
     positions = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
     stored_entries = positions + (stored.Entries() - stored.Positions());
-    StartBucket(bucket, stored);
+    entries.clear();
+    if (stored.position_count > 0) {
+        std::memcpy(block_positions + positions_before, positions, stored.position_count * sizeof(std::uint64_t));
+    }
     list_sizes.assign(stored.position_count, 0);
     claimed = 0;
     const auto& header = layout.Header();
@@ -100,18 +66,17 @@ void BucketReader::ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         if (key >> 1U > key_limit >> header.bucket_bits || minimizer >= key_limit) {
             throw DamagedIndex("an impossible minimizer");
         }
-        if ((key & 1U) != 0) {
+        const bool is_single = (key & 1U) != 0;
+        if (is_single) {
             CheckPosition(value);
             sample.Add(minimizer, value, worker);
         } else {
             ReadRepeated(minimizer, value, stored);
         }
-        if (!Insert(key, value)) {
-            throw DamagedIndex(kTwice);
-        }
+        entries.push_back({key, is_single ? value : value + (positions_before << 32U)});
     }
-    if (auto* const table = builder.Table(); table != nullptr && !table->Fill(bucket, entries)) {
-        throw DamagedIndex(kTwice);  // Or too many that crowd one place, which only a made-up file has.
+    if (!table.Fill(bucket, entries)) {
+        throw DamagedIndex("a minimizer that stands twice");  // Or too many in one place, which only a forged file has.
     }
     CheckLists(stored);
     positions_before += stored.position_count;

@@ -1,21 +1,22 @@
 #include "qel_minimap2/index/index_file.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <minimap.h>
 
 #include "qel_minimap2/index/bucket_reader.h"
-#include "qel_minimap2/index/index_builder.h"
 #include "qel_minimap2/index/index_layout.h"
 #include "qel_minimap2/index/minimizer_sample.h"
 #include "qel_minimap2/index/parallel.h"
+#include "qel_minimap2/index/seed_table.h"
 #include "qel_minimap2/index/stored_bases.h"
 #include "qel_minimap2/index/stored_file.h"
 
@@ -23,8 +24,6 @@ namespace qel_minimap2 {
 
 namespace {
 
-// What a thread reads before it asks for more, when that is not a block of a SeedTable.
-constexpr std::uint64_t kBucketsPerItem = 64;
 // What a thread reads of small buckets at a time; fits into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
@@ -41,26 +40,22 @@ bool HasIndexMagic(const std::string& path) {
     return file && std::memcmp(magic.data(), MM_IDX_MAGIC, magic.size()) == 0;
 }
 
-IndexPointer LoadIndexFile(const std::string& path, bool with_seed_table) {
-    return LoadIndexFile(StoredFile(path), with_seed_table);
+IndexPointer LoadIndexFile(const std::string& path) {
+    return LoadIndexFile(StoredFile(path));
 }
 
-IndexPointer LoadIndexFile(const StoredFile& file, bool with_seed_table) {
+IndexPointer LoadIndexFile(const StoredFile& file) {
     const IndexLayout layout(file);
-    IndexBuilder builder(layout.Header(), with_seed_table);
-    builder.SetSequences(layout.Sequences());
-    auto* const bases = Allocated<std::uint32_t>(layout.BaseWords());
-    builder.SetBases(bases);
-    MinimizerSample sample(layout, bases, CopyBases(layout, bases));
+    auto bases = AllocateWords(layout.BaseWords());
+    MinimizerSample sample(layout, bases.get(), CopyBases(layout, bases.get()));
 
-    const auto per_item = builder.Table() != nullptr ? std::uint64_t{1} << builder.Table()->BitsInBlock()
-                                                     : std::min(kBucketsPerItem, layout.BucketCount());
+    auto table = std::make_unique<SeedTable>(layout.Header().k, layout.Header().bucket_bits);
     std::vector<FileWindow> windows(WorkerLimit(), FileWindow(file, kChunk));
-    ForEach(layout.BucketCount() / per_item, [&](std::size_t item, unsigned worker) {
-        BucketReader(layout, windows[worker], sample, builder, worker).Read(item * per_item, per_item);
+    ForEach(table->BlockCount(), [&](std::size_t block, unsigned worker) {
+        BucketReader(layout, windows[worker], sample, *table, worker).ReadBlock(block);
     });
     sample.Check();
-    return builder.Take();
+    return MakeIndex(layout.Header(), layout.Sequences(), std::move(table), std::move(bases));
 }
 
 }  // namespace qel_minimap2

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
@@ -13,18 +14,6 @@ namespace qel_minimap2 {
 inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
-
-/// The values at the start of a prebuilt index.
-struct IndexHeader {
-    std::uint32_t window, k, bucket_bits, sequences, flags;
-};
-
-/// A reference sequence. All sequences' bases lie one after the other; `offset` is where this one's begin.
-struct ReferenceSequence {
-    std::string name;
-    std::uint64_t offset;
-    std::uint32_t length;
-};
 
 /// Where a bucket stands in the file: the number of positions, the positions of the minimizers that occur more than
 /// once, 8 bytes each, the number of minimizers, then for each minimizer a key and a value of 8 bytes. Nothing in the

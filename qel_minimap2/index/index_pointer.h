@@ -1,13 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include <minimap.h>
 
+#include "qel_minimap2/index/index_header.h"
+#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {
 
+/// Frees an index with its SeedTable.
 struct DestroyIndex {
     void operator()(mm_idx_t* index) const {
         SeedTable::Drop(*index);  // The library would take it for something of its own.
@@ -16,5 +21,10 @@ struct DestroyIndex {
 };
 
 using IndexPointer = std::unique_ptr<mm_idx_t, DestroyIndex>;
+
+/// Puts an index together from its parts: `table` holds its minimizers, `words` the packed bases of all sequences.
+/// Checks nothing.
+IndexPointer MakeIndex(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
+                       std::unique_ptr<const SeedTable> table, PackedWords words);
 
 }  // namespace qel_minimap2

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <mmpriv.h>
 
@@ -32,6 +33,14 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
     while (begin < end) {
         unpack_one();
     }
+}
+
+PackedWords AllocateWords(std::uint64_t count) {
+    PackedWords words(count > 0 ? static_cast<std::uint32_t*>(std::malloc(count * sizeof(std::uint32_t))) : nullptr);
+    if (!words && count > 0) {
+        throw std::bad_alloc();
+    }
+    return words;
 }
 
 // Grown memory is moved by the system page by page, not copied, and costs nothing before it is written to.
@@ -71,11 +80,14 @@ void PackedBases::Append(std::string_view letters) {
     }
 }
 
-std::uint32_t* PackedBases::Take() {
+PackedWords PackedBases::Take() {
     const auto size = (count + 7) / 8 * sizeof(std::uint32_t);
-    auto* const taken = words.release();
-    void* const fitted = size > 0 ? std::realloc(taken, size) : nullptr;  // Never fails to get smaller in practice.
-    return fitted != nullptr ? static_cast<std::uint32_t*>(fitted) : taken;
+    void* const fitted = size > 0 ? std::realloc(words.get(), size) : nullptr;
+    if (fitted != nullptr) {  // Never fails to get smaller in practice.
+        static_cast<void>(words.release());
+        words.reset(static_cast<std::uint32_t*>(fitted));
+    }
+    return std::move(words);
 }
 
 }  // namespace qel_minimap2

@@ -11,6 +11,16 @@ namespace qel_minimap2 {
 /// of 0 to 4 in each byte. `words` as PackedBases describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
+struct FreeWords {
+    void operator()(std::uint32_t* words) const { std::free(words); }
+};
+
+/// Packed bases, malloc'ed, because minimap2 frees those of an index; null for none.
+using PackedWords = std::unique_ptr<std::uint32_t[], FreeWords>;
+
+/// Throws std::bad_alloc.
+PackedWords AllocateWords(std::uint64_t count);
+
 /// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
 /// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
 class PackedBases {
@@ -20,17 +30,13 @@ public:
     std::uint64_t Count() const { return count; }
     /// The bases so far; valid until more are added.
     const std::uint32_t* Words() const { return words.get(); }
-    /// The words, in memory from malloc that the caller owns now; null for none. Nothing may be called after it.
-    std::uint32_t* Take();
+    /// The words. Nothing may be called after it.
+    PackedWords Take();
 
 private:
-    struct Free {
-        void operator()(std::uint32_t* memory) const { std::free(memory); }
-    };
-
     void Reserve(std::uint64_t word_count);
 
-    std::unique_ptr<std::uint32_t[], Free> words;
+    PackedWords words;
     std::uint64_t capacity = 0;  // In words.
     std::uint64_t count = 0;
 };

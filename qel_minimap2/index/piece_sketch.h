@@ -6,7 +6,7 @@
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/pages.h"
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "qel_minimap2/index/block_filler.h"
-#include "qel_minimap2/index/index_builder.h"
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/piece_sketch.h"
@@ -20,17 +22,6 @@ constexpr std::uint64_t kLeastPieceBases = 1 << 16, kMostPieceBases = 1 << 22;
 constexpr std::uint64_t kPiecesPerWorker = 8;
 // The entries of this many blocks are given back together.
 constexpr std::size_t kBlocksPerRelease = 16;
-
-class Reference : public ReferenceSink {
-public:
-    void Start(const std::string& name, std::uint32_t length) override {
-        sequences.push_back({name, bases.Count(), length});
-    }
-    void Add(std::string_view letters) override { bases.Append(letters); }
-
-    std::vector<ReferenceSequence> sequences;
-    PackedBases bases;
-};
 
 std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format,
                                      std::size_t block_count) {
@@ -74,24 +65,19 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
 
 }  // namespace
 
-bool CanIndexReference(const mm_idxopt_t& options) {
-    return options.flag == 0 && options.k % 2 == 1 && options.k <= 15 && options.w > 0 && options.w < 256;
-}
-
 IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options) {
-    Reference reference;
-    ReadReference(path, reference);
+    if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
+        throw std::invalid_argument("no reference can be indexed with these k-mers");
+    }
+    auto reference = ReadReference(path);
     const IndexHeader header{static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),
                              static_cast<std::uint32_t>(std::min<int>(options.bucket_bits, 2 * options.k)),
                              static_cast<std::uint32_t>(reference.sequences.size()), 0};
-    IndexBuilder builder(header, true);
-    builder.SetSequences(reference.sequences);
-    auto& table = *builder.Table();
-    const EntryFormat format(header, table.BitsInBlock());
-    const auto pieces = SketchAll(reference, header, format, table.BlockCount());
-    FillTable(table, format, reference.sequences, pieces);
-    builder.SetBases(reference.bases.Take());
-    return builder.Take();
+    auto table = std::make_unique<SeedTable>(header.k, header.bucket_bits);
+    const EntryFormat format(header, table->BitsInBlock());
+    const auto pieces = SketchAll(reference, header, format, table->BlockCount());
+    FillTable(*table, format, reference.sequences, pieces);
+    return MakeIndex(header, reference.sequences, std::move(table), reference.bases.Take());
 }
 
 }  // namespace qel_minimap2

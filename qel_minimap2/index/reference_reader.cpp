@@ -58,8 +58,8 @@ std::array<bool, 256> MakeIsNoBase() {
     return is_no_base;
 }
 
-void Deliver(const kseq_t& record, ReferenceSink& sink) {
-    constexpr std::size_t kPart = 1 << 15;  // The sink then finds them in the cache.
+void Append(const kseq_t& record, Reference& reference) {
+    constexpr std::size_t kPart = 1 << 15;  // Packing then finds the checked letters in the cache.
     static const auto is_no_base = MakeIsNoBase();
     const std::string name(record.name.s, record.name.l);
     if (const char* const fault = FaultOfSequenceName(name)) {
@@ -68,7 +68,7 @@ void Deliver(const kseq_t& record, ReferenceSink& sink) {
     if (record.seq.l > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
         throw std::runtime_error("sequence '" + name + "' is longer than 2^31 - 1 bases");
     }
-    sink.Start(name, static_cast<std::uint32_t>(record.seq.l));
+    reference.sequences.push_back({name, reference.bases.Count(), static_cast<std::uint32_t>(record.seq.l)});
     const std::string_view letters(record.seq.s != nullptr ? record.seq.s : "", record.seq.l);
     for (std::size_t at = 0; at < letters.size(); at += kPart) {
         const auto part = letters.substr(at, kPart);
@@ -79,25 +79,20 @@ void Deliver(const kseq_t& record, ReferenceSink& sink) {
         if (bad != 0) {
             throw std::runtime_error("sequence '" + name + "' holds bytes that are no bases");
         }
-        sink.Add(part);
+        reference.bases.Append(part);
     }
 }
 
-class NoSink : public ReferenceSink {
-public:
-    void Start(const std::string& /*name*/, std::uint32_t /*length*/) override {}
-    void Add(std::string_view /*letters*/) override {}
-};
-
 }  // namespace
 
-void ReadReference(const std::string& path, ReferenceSink& sink) {
+Reference ReadReference(const std::string& path) {
     constexpr int kCutQualities = -2;
     CheckedText text{.input = TextInput(path)};
     const std::unique_ptr<kseq_t, DestroyParser> record(kseq_init(&text));
+    Reference reference;
     int result = 0;
     while ((result = kseq_read(record.get())) >= 0) {
-        Deliver(*record, sink);
+        Append(*record, reference);
     }
     if (result == kCutQualities) {
         throw std::runtime_error("the qualities of sequence '" + std::string(record->name.s, record->name.l) +
@@ -106,11 +101,7 @@ void ReadReference(const std::string& path, ReferenceSink& sink) {
     if (result < kCutQualities) {
         throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");
     }
-}
-
-void CheckReferenceFile(const std::string& path) {
-    NoSink sink;
-    ReadReference(path, sink);
+    return reference;
 }
 
 }  // namespace qel_minimap2

@@ -26,27 +26,39 @@ std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
     return IsSingle(key) ? 1 : value & 0xFFFFFFFFU;
 }
 
-// Which slots of a group have a key, its lowest bit set to 1 in both; one bit each.
-inline __attribute__((always_inline)) unsigned SlotsWith(const std::uint32_t* group, std::uint32_t key) {
-    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
-    const __m128i ones = _mm_set1_epi32(1);
-    const auto equal = [&](int four) __attribute__((always_inline)) {
-        const __m128i keys = _mm_load_si128(reinterpret_cast<const __m128i*>(group) + four);
-        return _mm_cmpeq_epi32(_mm_or_si128(keys, ones), wanted);
-    };
-    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
-}
-
 }  // namespace
 
-SeedTable::SeedTable(unsigned bucket_bits)
+SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
     : bucket_bits(bucket_bits),
+      has_rests(2 * k - bucket_bits > kMostKeyBits),
       bits_in_block(std::min(
           std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
       stretches(std::size_t{1} << bucket_bits),
       blocks(std::size_t{1} << (bucket_bits - bits_in_block)) {}
+
+// Which slots of a group hold a minimizer, one bit each. The lowest bit of a key takes no part.
+inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
+                                                                    std::uint64_t key_bits) {
+    const auto* const keys = reinterpret_cast<const __m128i*>(block.keys + group * kGroupSlots);
+    const auto key = static_cast<std::uint32_t>(key_bits << 1U) & ((2U << kMostKeyBits) - 1);
+    const __m128i wanted = _mm_set1_epi32(static_cast<std::int32_t>(key | 1U));
+    const __m128i ones = _mm_set1_epi32(1);
+    const auto equal = [&](int four) __attribute__((always_inline)) {
+        return _mm_cmpeq_epi32(_mm_or_si128(_mm_load_si128(keys + four), ones), wanted);
+    };
+    const __m128i low = _mm_packs_epi32(equal(0), equal(1)), high = _mm_packs_epi32(equal(2), equal(3));
+    auto slots = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
+    if (slots != 0 && block.rests != nullptr) {
+        for (auto left = slots; left != 0; left &= left - 1) {
+            const auto slot = static_cast<unsigned>(__builtin_ctz(left));
+            if (block.rests[group * kGroupSlots + slot] != key_bits >> kMostKeyBits) {
+                slots &= ~(1U << slot);
+            }
+        }
+    }
+    return slots;
+}
 
 void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts,
                          std::uint64_t position_count) {
@@ -63,11 +75,12 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     }
     const auto slots = groups * kGroupSlots;
     auto& target = blocks[block];
-    target.memory = Pages(slots * 12 + position_count * 8);
+    const auto words = has_rests ? 2 * slots : slots;
+    target.memory = Pages(words * sizeof(std::uint32_t) + (slots + position_count) * sizeof(std::uint64_t));
     target.memory.Touch();
-    auto* const bytes = target.memory.Data();
-    target.keys = reinterpret_cast<std::uint32_t*>(bytes);
-    target.values = reinterpret_cast<std::uint64_t*>(bytes + slots * 4);
+    target.keys = reinterpret_cast<std::uint32_t*>(target.memory.Data());
+    target.rests = has_rests ? target.keys + slots : nullptr;
+    target.values = reinterpret_cast<std::uint64_t*>(target.keys + words);
     target.positions = target.values + slots;
     if (slots > 0) {
         std::memset(target.keys, 0xff, slots * sizeof kFree);
@@ -79,7 +92,10 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
 // each time.
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
     auto& block = blocks[bucket >> bits_in_block];
-    const auto& stretch = stretches[bucket];
+    const auto stretch = stretches[bucket];
+    auto* const keys = block.keys;
+    auto* const rests = block.rests;
+    auto* const values = block.values;
     std::vector<std::uint8_t> taken(stretch.groups);
     for (const auto& [key, value] : entries) {
         auto group = GroupOf(stretch, key >> 1U);
@@ -90,40 +106,42 @@ bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
             group = stretch.After(group);
         }
         const auto slot = group * kGroupSlots + taken[group - stretch.begin]++;
-        block.keys[slot] = static_cast<std::uint32_t>(key);
-        block.values[slot] = value;
+        keys[slot] = static_cast<std::uint32_t>(key) & ((2U << kMostKeyBits) - 1);
+        values[slot] = value;
+        if (rests != nullptr) {
+            rests[slot] = static_cast<std::uint32_t>(key >> (kMostKeyBits + 1));
+        }
     }
     CountOccurrences(block, entries);
-    return !HoldsTwice(entries, stretch, block.keys);
+    return !HoldsTwice(entries, stretch, block);
 }
 
-// Looks only for those keys that share their lowest bits with an earlier one, one of 16 at most, on average.
-bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys) {
+// Looks only for the keys that share a bit of `seen` with an earlier one, one of 16 at most, on average.
+bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block) {
     constexpr std::size_t kBitsPerKey = 8;
     const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
     std::vector<std::uint64_t> seen(bits / 64);
     return std::any_of(entries.begin(), entries.end(), [&](const Entry& entry) {
-        const auto bit = entry.key >> 1U & (bits - 1);
+        const auto bit = (entry.key >> 1U ^ entry.key >> (kMostKeyBits + 1)) & (bits - 1);
         auto& word = seen[bit / 64];
         const bool is_new = (word >> bit % 64 & 1U) == 0;
         word |= std::uint64_t{1} << bit % 64;
-        return !is_new && !IsOnce(entry.key, stretch, keys);
+        return !is_new && !IsOnce(entry.key >> 1U, stretch, block);
     });
 }
 
 // Equal keys lie in the same group, or one of them before a full group and the other one behind it.
-bool SeedTable::IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys) {
+bool SeedTable::IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block) {
     bool found = false;
-    auto group = GroupOf(stretch, key >> 1U);
+    auto group = GroupOf(stretch, key_bits);
     // As far as Fill goes.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
-        const auto* const slots = keys + group * kGroupSlots;
-        const auto equal = SlotsWith(slots, static_cast<std::uint32_t>(key));
+        const auto equal = SlotsWith(block, group, key_bits);
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
             return false;
         }
         found |= equal != 0;
-        if (slots[kGroupSlots - 1] == kFree) {
+        if (HasFreeSlot(block, group)) {
             break;
         }
     }
@@ -152,17 +170,16 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
         return kNoSlot;
     }
     const auto& block = BlockOf(minimizer);
-    const auto key = static_cast<std::uint32_t>(minimizer >> bucket_bits << 1U);
-    auto group = GroupOf(stretch, minimizer >> bucket_bits);
+    const auto key_bits = minimizer >> bucket_bits;
+    auto group = GroupOf(stretch, key_bits);
     // As far as Fill goes.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
-        const auto* const keys = block.keys + group * kGroupSlots;
-        if (const auto found = SlotsWith(keys, key); found != 0) {
+        if (const auto found = SlotsWith(block, group, key_bits); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));
             __builtin_prefetch(block.values + slot);
             return slot;
         }
-        if (keys[kGroupSlots - 1] == kFree) {
+        if (HasFreeSlot(block, group)) {
             break;
         }
     }

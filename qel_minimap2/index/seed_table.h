@@ -10,24 +10,34 @@
 
 namespace qel_minimap2 {
 
-/// Where each minimizer of an index occurs: a flat table in the place of the library's hash table per bucket, which
-/// takes twice the memory and three to five cache misses a look-up. Keys of four bytes lie apart from the values, so
-/// that finding out that the index does not hold a minimizer, the answer for most of a noisy read's, is hardly more
-/// than one miss.
+/// Where each minimizer of an index occurs, in flat arrays. They take the place of the hash tables that minimap2 keeps
+/// for each bucket, which need more memory and three to five cache misses a look-up. Here a look-up that finds nothing,
+/// the answer for most minimizers of a noisy read, costs hardly more than one miss.
 ///
-/// A key is the minimizer without the lowest bits, which choose its bucket, and as lowest bit whether it occurs once.
-/// Its value is then the one position; else where its list begins (upper 32 bits) and how many positions it has
-/// (lower). Each bucket has a stretch of groups of 16 slots, a cache line of keys. A key lies in the group that its
-/// hash says or, where that is full, in the next one with room.
+/// The lowest bits of a minimizer choose its bucket. The next 30 bits are in its key, and those above in its rest; with
+/// minimap2's number of buckets, only k-mers of more than 22 bases have a rest.
 ///
-/// The buckets are divided into blocks, each with memory of its own. Different threads may fill different blocks at
-/// once; when all are filled, any thread may look up.
+///     minimizer, highest bit first:   | rest | 30 bits of the key | bucket |
+///
+///     stretches   | groups of bucket 0            | of bucket 1   | ...   first group and number of groups
+///
+///     keys        | 16 of group 0, a cache line   | of group 1    | ...   4 bytes each
+///     rests       | 16 of group 0                 | of group 1    | ...   4 bytes each; missing if all are 0
+///     values      | 16 of group 0                 | of group 1    | ...   8 bytes each
+///     positions   | list of a repeated minimizer  | of another    | ...   8 bytes each
+///
+/// The lowest bit of a key is 1 for a minimizer that occurs once; its value is then its position. The value of a
+/// repeated minimizer is where its list begins (upper 32 bits) and how many positions the list has (lower). Each bucket
+/// has a stretch of groups. A key lies in the group that its hash chooses or, where that is full, in the next group of
+/// the stretch with room; a group with a free slot ends the search.
+///
+/// Blocks of buckets have memory of their own, the four lower arrays. Different threads may fill different blocks at
+/// the same time; when all are filled, any thread may look up.
 class SeedTable {
 public:
-    /// True for k-mers whose keys fit: up to 22 bases with the library's number of buckets.
-    static bool Fits(int k, int bucket_bits) { return 2 * k - bucket_bits <= 30; }
-
-    explicit SeedTable(unsigned bucket_bits);
+    /// A table without minimizers, for k-mers of up to 28 bases. `bucket_bits` is at most 2 * `k`. Throws
+    /// std::bad_alloc.
+    SeedTable(unsigned k, unsigned bucket_bits);
 
     std::size_t BlockCount() const { return blocks.size(); }
     /// The lowest bits of a bucket's number, which tell the buckets of a block apart; the others are the block's
@@ -39,17 +49,18 @@ public:
     void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count);
     /// The positions of a block's repeated minimizers, to be filled. The starts of lists are counted from here.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
-    /// A key with its value.
+    /// A minimizer without its bucket's bits and with the lowest bit of its key, as prebuilt indexes store it, and its
+    /// value.
     struct Entry {
         std::uint64_t key, value;
     };
-    /// Fills a bucket, which is empty, with at most as many minimizers as was said. False where one stands twice, and
-    /// where one finds no room near its place, as no honest ones can.
+    /// Fills an empty bucket with at most as many minimizers as MakeRoom was told. Returns false for a duplicate, or
+    /// when no slot is free near a key's group; only a forged file crowds so many keys into one place.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
-    /// A look-up has three steps with a miss of the caches in each: the next step's memory is fetched while other
-    /// look-ups take theirs. First, have the memory for Slot fetched. Inlined, since the compiler drops calls of
-    /// functions that only prefetch.
+    /// A look-up misses the cache up to three times. Callers interleave many: PrefetchKeys, then Slot, which prefetches
+    /// the value, then AtSlot. PrefetchKeys is inlined, because the compiler drops calls of functions that only
+    /// prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.groups > 0) {
@@ -57,23 +68,24 @@ public:
         }
     }
     static constexpr std::uint64_t kNoSlot = UINT64_MAX;
-    /// Where the table holds a minimizer, or kNoSlot; the memory for AtSlot is being fetched then.
+    /// Where the table holds a minimizer, or kNoSlot.
     std::uint64_t Slot(std::uint64_t minimizer) const;
     /// Where the minimizer of a slot occurs in the index, and in `count` how often.
     const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
 
-    /// Above how many occurrences lies the `fraction` of the most frequent minimizers: mm_idx_cal_max_occ of the table.
+    /// The occurrence count that the top `fraction` of minimizers exceed, as minimap2's mm_idx_cal_max_occ returns it.
     std::int32_t OccurrenceThreshold(float fraction) const;
 
-    /// The table that belongs to an index, or null when the library's own are in use.
+    /// The table of an index that LoadIndex made; null for an index that minimap2 made.
     static const SeedTable* Of(const mm_idx_t& index) { return static_cast<const SeedTable*>(index.h); }
     /// Makes the index own a table. (Its member `h` is for a hash of the sequences' names, which nothing here makes.)
     static void Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table);
-    /// Makes the index own none.
+    /// Frees the table of an index, if it has one.
     static void Drop(mm_idx_t& index);
 
 private:
-    static constexpr std::uint32_t kFree = UINT32_MAX;
+    static constexpr unsigned kMostKeyBits = 30;
+    static constexpr std::uint32_t kFree = UINT32_MAX;  // The highest bit of a key is 0.
     static constexpr std::uint32_t kGroupSlots = 16;
     // Taken on average: few groups overflow, and few slots are wasted.
     static constexpr std::uint32_t kKeysPerGroup = 14;
@@ -86,6 +98,7 @@ private:
     struct Block {
         Pages memory;
         std::uint32_t* keys = nullptr;
+        std::uint32_t* rests = nullptr;
         std::uint64_t* values = nullptr;
         std::uint64_t* positions = nullptr;
         std::vector<std::uint32_t> counted;   // How many minimizers there are of each number of occurrences.
@@ -93,9 +106,14 @@ private:
     };
 
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
-    static bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const std::uint32_t* keys);
-    static bool IsOnce(std::uint64_t key, const Stretch& stretch, const std::uint32_t* keys);
+    static bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
+    static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);
+    static bool HasFreeSlot(const Block& block, std::uint64_t group) {
+        return block.keys[group * kGroupSlots + kGroupSlots - 1] == kFree;
+    }
+    static unsigned SlotsWith(const Block& block, std::uint64_t group, std::uint64_t key_bits);
 
+    // `key_bits`, here and above: a minimizer without its bucket's bits.
     static std::uint64_t GroupOf(const Stretch& stretch, std::uint64_t key_bits) {
         const auto fraction = static_cast<std::uint32_t>(key_bits * 0x9E3779B1U);
         return stretch.begin + (std::uint64_t{fraction} * stretch.groups >> 32U);
@@ -103,6 +121,7 @@ private:
     const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
 
     unsigned bucket_bits;
+    bool has_rests;
     unsigned bits_in_block;
     std::uint64_t bucket_mask;
     std::vector<Stretch> stretches;  // Of the buckets.

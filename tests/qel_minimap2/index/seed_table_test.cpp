@@ -6,6 +6,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,16 +21,19 @@ namespace {
 using namespace qel_minimap2;
 
 TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
-    SeedTable table(14);
-    table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 2), 0);
-    EXPECT_TRUE(SeedTable::Fits(22, 14));
-    EXPECT_FALSE(SeedTable::Fits(23, 14));
-    const std::uint64_t low = 5, high = low | 1U << 29U;
-    EXPECT_TRUE(table.Fill(3, {{low << 1U | 1U, 100}, {high << 1U | 1U, 200}}));
-    int count = 0;
-    EXPECT_EQ(*Tests::Find(table, low << 14U | 3U, count), 100U);
-    EXPECT_EQ(*Tests::Find(table, high << 14U | 3U, count), 200U);
-    EXPECT_EQ(Tests::Find(table, low << 14U | 4U, count), nullptr);
+    for (const unsigned k : {15U, 22U, 23U, 28U}) {
+        SeedTable table(k, 14);
+        table.MakeRoom(0, std::vector<std::uint32_t>(std::size_t{1} << table.BitsInBlock(), 3), 0);
+        const std::uint64_t low = 5, high = low | std::uint64_t{1} << (2 * k - 15),
+                            all = (std::uint64_t{1} << (2 * k - 14)) - 1;
+        EXPECT_TRUE(table.Fill(3, {{low << 1U | 1U, 100}, {high << 1U | 1U, 200}, {all << 1U | 1U, 300}}));
+        int count = 0;
+        EXPECT_EQ(*Tests::Find(table, low << 14U | 3U, count), 100U) << k;
+        EXPECT_EQ(*Tests::Find(table, high << 14U | 3U, count), 200U) << k;
+        EXPECT_EQ(*Tests::Find(table, all << 14U | 3U, count), 300U) << k;
+        EXPECT_EQ(Tests::Find(table, low << 14U | 4U, count), nullptr) << k;
+        EXPECT_EQ(Tests::Find(table, (all ^ std::uint64_t{1} << (2 * k - 15)) << 14U | 3U, count), nullptr) << k;
+    }
 }
 
 // Keys spread over the groups, and a group with room ends a look-up: else it would go through a thousand groups.
@@ -38,9 +42,9 @@ TEST(SeedTable, LooksIntoFewGroups) {
     const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
         std::vector<SeedTable::Entry> entries;
         for (std::uint32_t i = 0; i < keys; ++i) {
-            entries.push_back({std::uint64_t{i * 16001} << 1U | 1U, i});
+            entries.push_back({std::uint64_t{i} * 16001 << 1U | 1U, i});
         }
-        SeedTable table(14);
+        SeedTable table(22, 14);
         table.MakeRoom(0, {keys}, 0);
         EXPECT_TRUE(table.Fill(0, entries));
         std::uint32_t found = 0;
@@ -58,20 +62,22 @@ TEST(SeedTable, LooksIntoFewGroups) {
 }
 
 // The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
-// factor's inverse), so that the groups there are full and most keys lie far behind.
+// factor's inverse), so that the groups there are full and most keys lie far behind. Those of `alike` share
+// their lowest 30 bits with thousands of others.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
     constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
-    std::vector<SeedTable::Entry> spread, crowded;
+    std::vector<SeedTable::Entry> spread, crowded, alike;
     for (std::uint32_t i = 0; crowded.size() < kKeys; ++i) {
         if (i < kKeys) {
             spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
+            alike.push_back({(std::uint64_t{i} % 4096 << 30U | i / 4096) << 1U | 1U, i});
         }
         if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 30U == 0) {
             crowded.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
         }
     }
-    for (auto entries : {spread, crowded}) {
-        SeedTable table(14);
+    for (const auto& [k, entries] : {std::pair(22U, spread), {22U, crowded}, {28U, spread}, {28U, alike}}) {
+        SeedTable table(k, 14);
         table.MakeRoom(0, {kKeys, kKeys}, 0);
         ASSERT_TRUE(table.Fill(0, entries));
         int count = 0;
@@ -82,7 +88,7 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
         for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
-            SeedTable other(14);
+            SeedTable other(k, 14);
             other.MakeRoom(0, {0, kKeys}, 0);
             EXPECT_FALSE(other.Fill(1, twice)) << place;
         }
@@ -92,7 +98,7 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
 TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
     constexpr std::uint32_t kLong = 2'000'000'000;
     const SequencePlaces places({{"a", 0, kLong}, {"none", kLong, 0}, {"b", kLong, kLong}, {"c", 2UL * kLong, kLong}});
-    SeedTable table(14);
+    SeedTable table(15, 14);
     const EntryFormat format({10, 15, 14, 4, 0}, table.BitsInBlock());
     constexpr std::uint64_t kMinimizer = 0x2345'6789;
     std::vector<SketchedPiece> pieces;
