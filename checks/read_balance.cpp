@@ -67,8 +67,10 @@ void ReadBalance::Expect(std::string_view name, std::string_view content, std::u
         return;
     }
     group->second.expected.push_back({std::string(content), line});
-    Settle(group);
     Added();
+    if (!overflowed) {
+        Settle(group);
+    }
 }
 
 void ReadBalance::Find(std::string_view name, std::string_view content, std::uint64_t line) {
@@ -92,8 +94,10 @@ void ReadBalance::FindAnyContent(std::string_view name, std::uint64_t line) {
     }
     const auto group = GroupOf(name);
     group->second.found_any.push_back(line);
-    ++kept;
-    Settle(group);
+    Added();
+    if (!overflowed) {
+        Settle(group);
+    }
 }
 
 void ReadBalance::Excuse(std::string_view name) {

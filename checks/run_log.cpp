@@ -4,26 +4,19 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "checks/texts.h"
+#include "common/run_logs.h"
 
 namespace Checks {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-constexpr std::string_view kBanner = "QEL Tavik alignment software version ";
 constexpr std::string_view kInputPath = "\ninput path:         ";
-constexpr std::string_view kStarted = "Starting input file ";
-constexpr std::string_view kFinished = "Successfully finished input file ";
-constexpr std::string_view kFailedRead = "Continuing with next read.";
-constexpr std::string_view kErrorOfRead = "Error while processing read ";
 constexpr std::string_view kNoName = "[invalid read id]";
 
 struct LogRecord {
@@ -37,20 +30,6 @@ bool HasForm(std::string_view text, std::string_view form) {
            std::equal(form.begin(), form.end(), text.begin(), [](char expected, char letter) {
                return expected == '0' ? letter >= '0' && letter <= '9' : letter == expected;
            });
-}
-
-// The verbose log file of a run has another name. The time in the names puts them in order.
-std::string NewestLog(const std::string& folder, std::error_code& error) {
-    constexpr std::string_view kForm = "read_processor_log-0000-00-00_00-00-00.log";
-    std::string newest;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        auto name = entry->path().filename().string();
-        if (name.size() == kForm.size() && HasForm(name, kForm) && name > newest) {
-            newest = std::move(name);
-        }
-    }
-    return newest;
 }
 
 // Takes the first line of a record apart: date and time, perhaps where it comes from, the severity in brackets, the
@@ -76,7 +55,7 @@ bool BeginsRecord(const std::string& line, LogRecord& record) {
 }
 
 bool IsBanner(const LogRecord& record) {
-    return record.text.starts_with(kBanner);
+    return record.text.starts_with(Common::kLoggedBanner);
 }
 
 std::string InputPath(const std::string& banner) {
@@ -90,10 +69,10 @@ std::string InputPath(const std::string& banner) {
 
 void TakeFailedRead(std::string_view text, LoggedFile& file) {
     ++file.failed_reads;
-    if (!text.starts_with(kErrorOfRead)) {
+    if (!text.starts_with(Common::kLoggedReadError)) {
         return;
     }
-    text.remove_prefix(kErrorOfRead.size());
+    text.remove_prefix(Common::kLoggedReadError.size());
     if (!text.starts_with(kNoName)) {
         // An identifier holds no blank. Behind it stands ":" or "." and a blank.
         file.failed_names.emplace_back(text.substr(0, text.find(' ') - 1));
@@ -117,7 +96,8 @@ void TakeFinishedFile(std::string_view text, LoggedFile& file) {
 
 void TakeProblem(const LogRecord& record, RunLog& run) {
     LoggedFile* const file = run.files.empty() || run.files.back().reads ? nullptr : &run.files.back();
-    auto& findings = record.text.ends_with(kFailedRead) && record.severity == "error" ? run.failed_reads : run.findings;
+    auto& findings = record.text.ends_with(Common::kLoggedReadSkipped) && record.severity == "error" ? run.failed_reads
+                                                                                                     : run.findings;
     findings.push_back(record.severity + " in the log: " + OneLine(record.text));
     if (file == nullptr) {
         return;
@@ -135,10 +115,10 @@ void Take(const LogRecord& record, RunLog& run) {
         run.input_path = InputPath(record.text);
     } else if (record.severity == "warning" || record.severity == "error") {
         TakeProblem(record, run);
-    } else if (text.starts_with(kStarted)) {
-        run.files.emplace_back().file = text.substr(kStarted.size());
-    } else if (text.starts_with(kFinished) && !run.files.empty()) {
-        TakeFinishedFile(text.substr(kFinished.size()), run.files.back());
+    } else if (text.starts_with(Common::kLoggedFileStart)) {
+        run.files.emplace_back().file = text.substr(Common::kLoggedFileStart.size());
+    } else if (text.starts_with(Common::kLoggedFileEnd) && !run.files.empty()) {
+        TakeFinishedFile(text.substr(Common::kLoggedFileEnd.size()), run.files.back());
     } else if (text.starts_with("Done in ") && text.ends_with(" ms.")) {
         run.done = true;
     }
@@ -178,16 +158,15 @@ private:
 RunLog ReadRunLog(const std::string& save_folder) {
     RunLog none;
     std::error_code error;
-    const auto name = NewestLog(save_folder, error);
+    const auto path = Common::NewestRunLog(save_folder, error);
     if (error && error != std::errc::no_such_file_or_directory) {
         none.findings.push_back(save_folder + ": " + error.message());
         return none;
     }
-    if (name.empty()) {
+    if (path.empty()) {
         none.findings.push_back(save_folder + ": no log file, so no run took place here");
         return none;
     }
-    const auto path = (fs::path(save_folder) / name).string();
     std::ifstream stream(path, std::ios_base::binary);
     if (!stream) {
         none.findings.push_back(path + ": " + std::generic_category().message(errno));

@@ -1,5 +1,7 @@
 #include "reports/findings.h"
 
+#include <algorithm>
+
 #include "reports/shown_text.h"
 
 namespace Reports {
@@ -29,7 +31,7 @@ std::vector<Finding> FindingsOf(const Sample& sample) {
     add(true, run.failed_files, Counted(run.failed_files.count, "input file") + " failed");
     add(true, run.failed_reads, Counted(run.failed_reads.count, "read") + " failed");
     add(true, run.errors, Counted(run.errors.count, "other error"));
-    if (IsWhole(run) && run.finished_reads != sample.reads) {
+    if (RowDifference(sample) > 0) {
         findings.push_back({true,
                             "the log counts " + Counted(run.finished_reads, "read") + ", the summary has " +
                                 Counted(sample.reads, "row"),
@@ -41,6 +43,18 @@ std::vector<Finding> FindingsOf(const Sample& sample) {
     }
     add(false, run.warnings, Counted(run.warnings.count, "warning"));
     return findings;
+}
+
+std::uint64_t RowDifference(const Sample& sample) {
+    if (!IsWhole(sample.run)) {
+        return 0;
+    }
+    const auto [fewer, more] = std::minmax(sample.run.finished_reads, sample.reads);
+    return more - fewer;
+}
+
+std::uint64_t UnknownRuns(const RunFacts& run) {
+    return run.logs + run.unreadable.count > 0 ? run.missing.count + run.unreadable.count : 0;
 }
 
 }  // namespace Reports

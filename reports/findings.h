@@ -20,4 +20,11 @@ struct Finding {
 /// is well, and where there is no log file, which tells neither this nor that.
 std::vector<Finding> FindingsOf(const Sample& sample);
 
+/// By how many the summary's rows and the reads that the log files count differ. 0 where the log files do not know the
+/// number of reads, because a run or a file did not come to its end.
+std::uint64_t RowDifference(const Sample& sample);
+
+/// The number of runs whose log file is missing or cannot be read; 0 where no run has one at all.
+std::uint64_t UnknownRuns(const RunFacts& run);
+
 }  // namespace Reports

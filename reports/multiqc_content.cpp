@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "reports/findings.h"
 #include "reports/page_data.h"
 
 namespace Reports {
@@ -22,15 +23,15 @@ Json Column(const char* key, const char* title, const char* description, const c
 }
 
 // What went wrong. Without a log file nothing is known.
-Json RunCounts(const RunFacts& run) {
+Json RunCounts(const Sample& sample) {
+    const auto& run = sample.run;
     if (run.logs == 0) {
-        return Json::object();
+        return run.unreadable.count > 0 ? Json{{"unknown_runs", UnknownRuns(run)}} : Json::object();
     }
-    return {{"unfinished_runs", run.unfinished.count},
-            {"failed_files", run.failed_files.count},
-            {"failed_reads", run.failed_reads.count},
-            {"other_errors", run.errors.count},
-            {"warnings", run.warnings.count}};
+    return {{"unfinished_runs", run.unfinished.count}, {"failed_files", run.failed_files.count},
+            {"failed_reads", run.failed_reads.count},  {"other_errors", run.errors.count},
+            {"warnings", run.warnings.count},          {"unknown_runs", UnknownRuns(run)},
+            {"row_difference", RowDifference(sample)}};
 }
 
 std::string Text(const Json& json) {
@@ -67,6 +68,10 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
         Column("failed_reads", "Failed reads", "Reads left out because of an error", "{:,.0f}", "Reds", bad),
         Column("other_errors", "Other errors", "All other errors in the log files", "{:,.0f}", "Reds", bad),
         Column("warnings", "Warnings", "Warnings in the log files", "{:,.0f}", "Oranges", bad),
+        Column("unknown_runs", "Unknown runs", "Runs whose log file is missing or cannot be read", "{:,.0f}", "Oranges",
+               bad),
+        Column("row_difference", "Row difference", "Reads that the log files count more or less than there are rows",
+               "{:,.0f}", "Reds", bad),
     };
     Json data = Json::object();
     for (const auto& sample : samples) {
@@ -83,7 +88,7 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
                 row["covered_" + std::to_string(Breadth::kDepths[i]) + "x"] = 100 * (*breadth)[i];
             }
         }
-        row.update(RunCounts(sample.run));
+        row.update(RunCounts(sample));
         data[ForPage(sample.name, kLongestName)] = std::move(row);
     }
     return Text(

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "common/run_logs.h"
 #include "reports/run_folders.h"
 
 namespace Reports {
@@ -48,7 +49,8 @@ RunFacts ReadRunFacts(const std::string& folder) {
     facts.runs = folders.size();
     for (const auto& run : folders) {
         const auto origin = run == folder ? "" : fs::path(run).lexically_relative(folder).string() + ": ";
-        const auto log_file = NewestLog(run);
+        std::error_code unknown;
+        const auto log_file = Common::NewestRunLog(run, unknown);
         if (log_file.empty()) {
             facts.missing.Add(fs::path(run).lexically_relative(folder).string());
             continue;

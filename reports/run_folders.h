@@ -9,7 +9,4 @@ namespace Reports {
 /// where it holds no log file, the folders in its folder "chunks", by name: a summary that was joined from theirs.
 std::vector<std::string> RunFolders(const std::string& folder);
 
-/// The path of the newest main log file in `folder`, by the date in its name; empty if there is none.
-std::string NewestLog(const std::string& folder);
-
 }  // namespace Reports

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "common/run_logs.h"
+
 namespace Reports {
 
 namespace {
@@ -20,13 +22,7 @@ constexpr std::size_t kLongestLine = std::size_t{1} << 16U;
 constexpr std::string_view kDateShape = "dddd-dd-dd dd:dd:dd.";
 constexpr std::size_t kDateLength = kDateShape.size() - 1;
 
-constexpr std::string_view kBanner = "QEL Tavik alignment software version ";
-constexpr std::string_view kStarted = "Starting input file ";
-constexpr std::string_view kFinished = "Successfully finished input file ";
 constexpr std::string_view kDone = "Done in ";
-constexpr std::string_view kFailedFile = "Error while processing input file ";
-constexpr std::string_view kFailedRead = "Error while processing read ";
-constexpr std::string_view kSkippedRead = "Continuing with next read.";
 constexpr std::array<std::string_view, 4> kOptions = {"input path:", "save path:", "alignment ref.:", "min. coverage:"};
 
 // The next line, of which no more is kept than any record of interest has. False at the end.
@@ -92,12 +88,12 @@ private:
         }
         const auto severity = line.substr(mark + 1, end - mark - 1);
         const auto message = line.substr(end + 2);
-        if (severity == "message" && message.starts_with(kBanner)) {
+        if (severity == "message" && message.starts_with(Common::kLoggedBanner)) {
             // Errors about output files may stand in front of the banner. Behind an earlier run that was killed,
             // nothing tells which run they are of.
             run = run.version.empty() || run.is_finished ? std::move(behind_end) : RunLog();
             behind_end = {};
-            run.version = message.substr(kBanner.size());
+            run.version = message.substr(Common::kLoggedBanner.size());
             is_in_banner = true;
         }
         for (auto* const one : {&run, &behind_end}) {
@@ -116,16 +112,17 @@ private:
     static void Count(std::string_view severity, std::string_view message, RunLog& run) {
         if (severity == "warning") {
             run.warnings.Add(message);
-        } else if (severity == "error" && message.starts_with(kFailedFile)) {
+        } else if (severity == "error" && message.starts_with(Common::kLoggedFileError)) {
             run.failed_files.Add(message);
             run.current_file.clear();
-        } else if (severity == "error" && (message.starts_with(kFailedRead) || message.ends_with(kSkippedRead))) {
+        } else if (severity == "error" &&
+                   (message.starts_with(Common::kLoggedReadError) || message.ends_with(Common::kLoggedReadSkipped))) {
             run.failed_reads.Add(message);
         } else if (severity == "error") {
             run.errors.Add(message);
-        } else if (message.starts_with(kStarted)) {
-            run.current_file = message.substr(kStarted.size());
-        } else if (message.starts_with(kFinished)) {
+        } else if (message.starts_with(Common::kLoggedFileStart)) {
+            run.current_file = message.substr(Common::kLoggedFileStart.size());
+        } else if (message.starts_with(Common::kLoggedFileEnd)) {
             ++run.finished_files;
             run.current_file.clear();
             const auto reads = message.rfind(" (");

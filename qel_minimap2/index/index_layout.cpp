@@ -33,7 +33,7 @@ public:
 
     // Valid until more is taken.
     const unsigned char* Bytes(std::size_t count) {
-        const auto start = Skip(1, count);
+        const auto start = Skip(count, 1);
         return window.At(start, count, size);
     }
 

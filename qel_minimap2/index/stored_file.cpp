@@ -20,27 +20,17 @@ namespace {
 }  // namespace
 
 StoredFile::StoredFile(const std::string& path) : descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor < 0) {
-        Fail();
-    }
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0) {
-        const auto reason = errno;
-        ::close(descriptor);
-        errno = reason;
+    if (descriptor.Get() < 0 || ::fstat(descriptor.Get(), &status) != 0) {
         Fail();
     }
     size = static_cast<std::uint64_t>(status.st_size);
 }
 
-StoredFile::~StoredFile() {
-    ::close(descriptor);
-}
-
 void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) const {
     auto* next = static_cast<char*>(target);
     while (count > 0) {
-        const auto got = ::pread(descriptor, next, count, static_cast<off_t>(offset));
+        const auto got = ::pread(descriptor.Get(), next, count, static_cast<off_t>(offset));
         if (got == 0) {
             throw std::runtime_error("the file became shorter while it was read");
         }
@@ -57,7 +47,7 @@ void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) con
 }
 
 void StoredFile::Prefetch(std::uint64_t offset, std::size_t count) const {
-    ::posix_fadvise(descriptor, static_cast<off_t>(offset), static_cast<off_t>(count), POSIX_FADV_WILLNEED);
+    ::posix_fadvise(descriptor.Get(), static_cast<off_t>(offset), static_cast<off_t>(count), POSIX_FADV_WILLNEED);
 }
 
 const unsigned char* FileWindow::At(std::uint64_t offset, std::size_t count, std::uint64_t end) {

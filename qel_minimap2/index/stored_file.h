@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "common/file_descriptor.h"
+
 namespace qel_minimap2 {
 
 /// A file that is read at any place. It is copied from, not mapped: a mapped file that another program cuts meanwhile
@@ -15,7 +17,7 @@ public:
     explicit StoredFile(const std::string& path);
     StoredFile(const StoredFile&) = delete;
     StoredFile& operator=(const StoredFile&) = delete;
-    virtual ~StoredFile();
+    virtual ~StoredFile() = default;
 
     /// In bytes, when it was opened.
     std::uint64_t Size() const { return size; }
@@ -28,7 +30,7 @@ public:
     void Prefetch(std::uint64_t offset, std::size_t count) const;
 
 private:
-    int descriptor;
+    const Common::FileDescriptor descriptor;
     std::uint64_t size = 0;
 };
 

@@ -17,7 +17,8 @@ from report_run import FILES, HEADER, REPORT, ReportTest, row
 
 LOG = "read_processor_log-2026-01-02_03-04-05.log"
 NO_LOG = [["log file", "no log file: cannot tell whether the run finished"]]
-KINDS = ("unfinished_runs", "failed_files", "failed_reads", "other_errors", "warnings")
+KINDS = ("unfinished_runs", "failed_files", "failed_reads", "other_errors", "warnings", "unknown_runs",
+         "row_difference")
 CUT = "Error while processing input file {}: Sequence is not the same length as the qstring"
 
 
@@ -38,10 +39,10 @@ class Runs(ReportTest):
             shutil.rmtree(self.folder / "out", ignore_errors=True)
             self.align(sorted(READS.iterdir()), *args)
             self.assertEqual(self.run_report("out").stderr, "")
-            self.assertEqual(self.problems(), ([], [0] * 5))
+            self.assertEqual(self.problems(), ([], [0] * 7))
         self.write_run("bare", [row(b"c")], {b"c": 1000})
         self.assertEqual(self.run_report("bare").stderr, "")
-        self.assertEqual(self.problems("bare"), ([], [None] * 5))
+        self.assertEqual(self.problems("bare"), ([], [None] * 7))
         self.assertEqual(self.data("bare")["samples"][0]["run"], NO_LOG)
 
     def test_killed_run_is_told_everywhere(self):
@@ -66,7 +67,7 @@ class Runs(ReportTest):
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: run not finished: {ends}\n"
                          f"Warning: out: 1 input file failed: {cut}\nWarning: out: 1 warning: {replaces}\n")
         self.assertEqual(self.problems(), ([("error", "Run not finished", [ends], 0), ("error", "1 input file failed", [cut], 0),
-                                            ("warning", "1 warning", [replaces], 0)], [1, 1, 0, 0, 1]))
+                                            ("warning", "1 warning", [replaces], 0)], [1, 1, 0, 0, 1, 0, 0]))
         run = dict(self.data()["samples"][0]["run"])
         self.assertEqual((run["took"], run["input files read"], run["input path"], run["save path"], run["warnings and errors"]),
                          ("not finished", "2", "a list on standard input", "out", "1 and 1"))
@@ -77,7 +78,7 @@ class Runs(ReportTest):
         (out / "alignment_summary.txt").write_bytes(rows[:rows.rindex(b"\n", 0, -1) + 1])
         text = "the log counts 45 reads, the summary has 44 rows"
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: {text}\n")
-        self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 5))
+        self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 6 + [1]))
 
     def test_many_messages_are_counted_and_shown_in_part_and_without_commands(self):
         out = self.write_run("out", [row(b"c")] * 2, {b"c": 1000})
@@ -89,7 +90,7 @@ class Runs(ReportTest):
         self.assertEqual(self.run_report(out).stderr, f"Warning: {out}: 7 reads failed; the first: {first}\n"
                          f"Warning: {out}: 1 other error: e\n")
         (failed, _), counts = self.problems()
-        self.assertEqual((failed[1], len(failed[2]), failed[3], counts), ("7 reads failed", 5, 2, [0, 0, 7, 1, 0]))
+        self.assertEqual((failed[1], len(failed[2]), failed[3], counts), ("7 reads failed", 5, 2, [0, 0, 7, 1, 0, 0, 0]))
         self.assertEqual(dict(self.data()["samples"][0]["run"])["took"], "2 h 2 min")
 
     def test_unreadable_log_is_a_warning(self):
@@ -100,7 +101,7 @@ class Runs(ReportTest):
         self.assertEqual(self.run_report("out", "-o", self.folder / "new", preexec_fn=leave_root).stderr,
                          f"Warning: out: run with an unreadable log file: out/{log.name}: Permission denied\n")
         self.assertEqual(self.problems("new"), ([("warning", "Run with an unreadable log file",
-                                                  [f"out/{log.name}: Permission denied"], 0)], [None] * 5))
+                                                  [f"out/{log.name}: Permission denied"], 0)], [None] * 5 + [1, None]))
         self.assertEqual(self.data("new")["samples"][0]["run"],
                          [["log file", "unreadable: cannot tell whether the run finished"]])
 
@@ -111,7 +112,7 @@ class Runs(ReportTest):
         summaries = sorted((self.folder / "out/chunks").glob("*/alignment_summary.txt"))
         self.write("out/alignment_summary.txt", HEADER + "".join("".join(path.read_text().splitlines(True)[1:]) for path in summaries))
         self.assertEqual(self.run_report("out").stderr, "")
-        self.assertEqual(self.problems(), ([], [0] * 5))
+        self.assertEqual(self.problems(), ([], [0] * 7))
         (sample,) = self.data()["samples"]
         run = dict(sample["run"])
         self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "input files read", "log files")],

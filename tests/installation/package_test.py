@@ -76,7 +76,7 @@ class Package(InstallationTest):
         entry = dict(re.findall(r"^(\S+): (.*)", check("dpkg-parsechangelog", "-l", self.folder / "changelog"), re.MULTILINE))
         self.assertEqual((entry["Source"], entry["Version"], entry["Distribution"]),
                          ("tavik-aligner", check("dpkg-deb", "-f", self.package, "Version").strip(), "bookworm"))
-        self.assertIn("First release", changelog)
+        self.assertRegex(changelog, r"\n\n(  \* [A-Z/t][^*]*\.\n(    [^*]*\n)*)+\n -- ")
 
     def test_readme_names_the_libraries_that_the_package_depends_on(self):
         depends = set(re.findall(r"(?:^|, )([^ ,\n]+)", check("dpkg-deb", "-f", self.package, "Depends")))

@@ -188,6 +188,11 @@ TEST_F(Index, EachDamageIsToldByItsName) {
         EXPECT_EQ(LoadedFrom(folder.Write("damaged.mmi", index)),
                   Loaded(kRefused, "the minimap2 index is damaged: " + reason));
     }
+    auto nameless = good;
+    nameless[24] = 0;
+    nameless.erase(25, 3);
+    EXPECT_EQ(LoadedFrom(folder.Write("nameless.mmi", nameless)),
+              Loaded(kRefused, "the minimap2 index holds a sequence without a name"));
     for (std::size_t size = 4; size < good.size(); size += size < 60 ? 1 : 97) {
         EXPECT_EQ(LoadedFrom(folder.Write("cut.mmi", good.substr(0, size))),
                   Loaded(kRefused, "the minimap2 index ends too early"));
