@@ -17,12 +17,18 @@ def debian_mirror():
 def make_bare_debian(root):
     """Makes one in the folder `root`; False where there is no root or no mirror."""
     mirror = debian_mirror()
-    return mirror is not None and os.geteuid() == 0 and subprocess.run(
-        ["debootstrap", "--variant=minbase", "bookworm", root, mirror], stdout=subprocess.DEVNULL, check=False).returncode == 0
+    if mirror is None or os.geteuid() != 0 or subprocess.run(
+            ["debootstrap", "--variant=minbase", "bookworm", root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:
+        return False
+    with open(f"{root}/etc/hosts", "a", encoding="ascii") as hosts:  # An installed system knows itself.
+        hosts.write("127.0.0.1 localhost\n")
+    return True
 
 
 def enter(root):
     """What goes in front of a command that runs in `root`. The mounts end with the command: $ORIGIN is known where /proc is,
-    the browser keeps pages in /dev/shm."""
-    mounts = 'mount -t proc proc "$0/proc"; mkdir -p "$0/dev/shm"; mount -t tmpfs tmpfs "$0/dev/shm"; exec chroot "$0" "$@"'
+    the browser keeps pages in /dev/shm, terminals are made in /dev/pts."""
+    mounts = """mount -t proc proc "$0/proc"; mkdir -p "$0/dev/shm" "$0/dev/pts"; mount -t tmpfs tmpfs "$0/dev/shm"
+        mount -t devpts -o newinstance,ptmxmode=0666,mode=0620 devpts "$0/dev/pts"
+        mount --bind "$0/dev/pts/ptmx" "$0/dev/ptmx"; exec chroot "$0" "$@" """
     return ("unshare", "--mount", "sh", "-ec", mounts, root)
