@@ -140,7 +140,11 @@ echo "$list" | "{PROGRAM}" "$@"
                          {"aligner version": "1.0.0", "alignment ref.": "all/reference.mmi", "input files read": "3",
                           "log files": "3, of 3 runs", "started": min(lines[0] for lines in logs)[:19],
                           "ended": max(lines[-1] for lines in logs)[:19], "warnings and errors": "0 and 1"})
-        self.assertIn("1 read failed", said)
+        (warning,) = (line for line in said.splitlines() if "1 read failed" in line)
+        told = [line.replace(f"{self.folder}/", "") for line in self.told("all/logs/report.txt").splitlines()]
+        self.assertEqual(sorted(line for line in told if not line.startswith("all: ")), sorted([
+            warning.replace(f"{self.folder}/", ""),
+            *(f"all/alignment_report{end}" for end in (".html", "_mqc.json", "_reads_mqc.json"))]))
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
