@@ -8,8 +8,8 @@
 #include <system_error>
 #include <unordered_set>
 
-#include "qel_minimap2/index/index_file.h"
-#include "qel_minimap2/index/reference_index.h"
+#include "qel_minimap2/index/from_fasta/reference_index.h"
+#include "qel_minimap2/index/from_mmi/index_file.h"
 
 namespace qel_minimap2 {
 

@@ -1,6 +1,7 @@
 #include "qel_minimap2/index/packed_bases.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>

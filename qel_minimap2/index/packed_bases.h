@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string_view>
+
+#include "qel_minimap2/malloc_memory.h"
 
 namespace qel_minimap2 {
 
@@ -11,12 +12,8 @@ namespace qel_minimap2 {
 /// of 0 to 4 in each byte. `words` as PackedBases describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
-struct FreeWords {
-    void operator()(std::uint32_t* words) const { std::free(words); }
-};
-
 /// Packed bases, malloc'ed, because minimap2 frees those of an index; null for none.
-using PackedWords = std::unique_ptr<std::uint32_t[], FreeWords>;
+using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 
 /// Throws std::bad_alloc.
 PackedWords AllocateWords(std::uint64_t count);

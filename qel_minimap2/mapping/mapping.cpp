@@ -15,16 +15,13 @@
 #include <mmpriv.h>
 
 #include "qel_minimap2/kernel/own_calls.h"
+#include "qel_minimap2/malloc_memory.h"
 #include "qel_minimap2/mapping/buffer_pool.h"
 #include "qel_minimap2/mapping/map_options.h"
 
 namespace qel_minimap2 {
 
 namespace {
-
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
 
 std::mutex thresholds_mutex;
 std::map<const mm_idx_t*, std::int32_t> thresholds;  // Guarded by thresholds_mutex.

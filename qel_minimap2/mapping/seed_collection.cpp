@@ -27,65 +27,59 @@ T* Allocate(void* pool, std::size_t count) {
     return static_cast<T*>(kmalloc(pool, count * sizeof(T)));
 }
 
-class LookUps {
-public:
-    LookUps(const SeedCall& call, const SeedTable& table)
-        : minimizers(call.minimizers.a), count(call.minimizers.n), table(table) {}
+std::uint64_t HashOf(const mm128_t& minimizer) {
+    return minimizer.x >> 8U;
+}
 
-    // Writes a seed for each minimizer that occurs in the index. Returns how many there are.
-    int Run(mm_seed_t* seeds) const {
-        auto* next = seeds;
-        std::array<std::uint64_t, kTogether> slots{};
-        for (std::size_t i = 0; i < std::min(count, kTogether); ++i) {
-            table.PrefetchKeys(HashOf(i));
-        }
-        for (std::size_t first = 0; first < count; first += kTogether) {
-            const auto end = std::min(first + kTogether, count);
-            for (std::size_t i = first; i < end; ++i) {
-                if (i + kTogether < count) {
-                    table.PrefetchKeys(HashOf(i + kTogether));
-                }
-                slots[i - first] = table.Slot(HashOf(i));
-            }
-            for (std::size_t i = first; i < end; ++i) {
-                if (slots[i - first] != SeedTable::kNoSlot) {
-                    *next++ = SeedOf(i, slots[i - first]);
-                }
-            }
-        }
-        return static_cast<int>(next - seeds);
+// The seed of minimizer `i`, which the table holds in a slot.
+mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
+    const auto& minimizer = minimizers.a[i];
+    const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };
+    int occurrences = 0;
+    mm_seed_t seed{};
+    seed.cr = table.AtSlot(HashOf(minimizer), slot, occurrences);
+    seed.n = static_cast<std::uint32_t>(occurrences);
+    seed.q_pos = static_cast<std::uint32_t>(minimizer.y);
+    seed.q_span = minimizer.x & 255U;
+    seed.seg_id = minimizer.y >> 32U & 0x7FFFFFFFU;
+    seed.is_tandem = (i > 0 && is_like(i - 1)) || (i + 1 < minimizers.n && is_like(i + 1)) ? 1 : 0;
+    for (int k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
+        __builtin_prefetch(seed.cr + k);
     }
+    return seed;
+}
 
-private:
-    std::uint64_t HashOf(std::size_t i) const { return minimizers[i].x >> 8U; }
-
-    mm_seed_t SeedOf(std::size_t i, std::uint64_t slot) const {
-        int occurrences = 0;
-        mm_seed_t seed{};
-        seed.cr = table.AtSlot(HashOf(i), slot, occurrences);
-        seed.n = static_cast<std::uint32_t>(occurrences);
-        seed.q_pos = static_cast<std::uint32_t>(minimizers[i].y);
-        seed.q_span = minimizers[i].x & 255U;
-        seed.seg_id = minimizers[i].y >> 32U & 0x7FFFFFFFU;
-        const bool like_last = i > 0 && HashOf(i) == HashOf(i - 1);
-        seed.is_tandem = like_last || (i + 1 < count && HashOf(i) == HashOf(i + 1)) ? 1 : 0;
-        for (int k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
-            __builtin_prefetch(seed.cr + k);
-        }
-        return seed;
+// Writes a seed for each minimizer that occurs in the index. Returns how many there are.
+int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds) {
+    const auto count = minimizers.n;
+    auto* next = seeds;
+    std::array<std::uint64_t, kTogether> slots{};
+    for (std::size_t i = 0; i < std::min(count, kTogether); ++i) {
+        table.PrefetchKeys(HashOf(minimizers.a[i]));
     }
-
-    const mm128_t* minimizers;
-    const std::size_t count;
-    const SeedTable& table;
-};
+    for (std::size_t first = 0; first < count; first += kTogether) {
+        const auto end = std::min(first + kTogether, count);
+        for (std::size_t i = first; i < end; ++i) {
+            if (i + kTogether < count) {
+                table.PrefetchKeys(HashOf(minimizers.a[i + kTogether]));
+            }
+            slots[i - first] = table.Slot(HashOf(minimizers.a[i]));
+        }
+        for (std::size_t i = first; i < end; ++i) {
+            if (slots[i - first] != SeedTable::kNoSlot) {
+                *next++ = SeedOf(minimizers, i, table, slots[i - first]);
+            }
+        }
+    }
+    return static_cast<int>(next - seeds);
+}
 
 }  // namespace
 
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
     auto* const all = Allocate<mm_seed_t>(call.pool, call.minimizers.n);
     Seeds result{0, all, 0, 0, 0, Allocate<std::uint64_t>(call.pool, call.minimizers.n)};
-    const int count = LookUps(call, table).Run(all);
+    const int count = LookUpAll(call.minimizers, table, all);
     if (call.distance > 0 && call.most_occurrences_of_any > call.most_occurrences) {
         mm_seed_select(count, all, call.read_length, call.most_occurrences, call.most_occurrences_of_any,
                        call.distance);

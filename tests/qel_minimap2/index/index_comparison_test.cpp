@@ -18,10 +18,10 @@
 #include <mmpriv.h>
 #include <pthread.h>
 
-#include "qel_minimap2/index/index_file.h"
+#include "qel_minimap2/index/from_fasta/reference_index.h"
+#include "qel_minimap2/index/from_mmi/index_file.h"
 #include "qel_minimap2/index/index_loading.h"
 #include "qel_minimap2/index/parallel.h"
-#include "qel_minimap2/index/reference_index.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 #include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"

@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/reference_index.h"
+#include "qel_minimap2/index/from_fasta/reference_index.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "qel_minimap2/index/block_filler.h"
+#include "qel_minimap2/index/from_fasta/block_filler.h"
+#include "qel_minimap2/index/from_fasta/piece_sketch.h"
+#include "qel_minimap2/index/from_fasta/reference_reader.h"
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
-#include "qel_minimap2/index/piece_sketch.h"
-#include "qel_minimap2/index/reference_reader.h"
 
 namespace qel_minimap2 {
 

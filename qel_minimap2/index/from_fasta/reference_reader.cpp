@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/reference_reader.h"
+#include "qel_minimap2/index/from_fasta/reference_reader.h"
 
 #include <array>
 #include <cctype>
@@ -9,8 +9,8 @@
 
 #include <kseq.h>
 
+#include "qel_minimap2/index/from_fasta/text_input.h"
 #include "qel_minimap2/index/sequence_name.h"
-#include "qel_minimap2/index/text_input.h"
 
 namespace qel_minimap2 {
 

@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/stored_bases.h"
+#include "qel_minimap2/index/from_mmi/stored_bases.h"
 
 #include <algorithm>
 #include <mutex>

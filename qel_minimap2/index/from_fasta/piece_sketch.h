@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
+#include <string>
 #include <vector>
 
 #include <minimap.h>
 
 #include "qel_minimap2/index/index_header.h"
+#include "qel_minimap2/index/minimizer_list.h"
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/pages.h"
 
@@ -59,9 +60,6 @@ public:
     PieceSketcher(const IndexHeader& header, const EntryFormat& format, std::size_t block_count,
                   const std::vector<ReferenceSequence>& sequences, const PackedBases& bases)
         : header(header), format(format), block_count(block_count), sequences(sequences), bases(bases) {}
-    PieceSketcher(const PieceSketcher&) = delete;
-    PieceSketcher& operator=(const PieceSketcher&) = delete;
-    ~PieceSketcher() { std::free(minimizers.a); }
 
     /// Those that the whole sequences' sketches have with last bases at the offsets from `begin` to `end`.
     SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
@@ -74,8 +72,8 @@ private:
     const std::size_t block_count;
     const std::vector<ReferenceSequence>& sequences;
     const PackedBases& bases;
-    std::vector<char> unpacked;
-    mm128_v minimizers{};           // Of a sequence's part, in memory from malloc.
+    std::string unpacked;
+    MinimizerList minimizers;       // Of a sequence's part.
     std::vector<mm128_t> of_piece;  // As the library has them, but with offsets among all bases.
 };
 

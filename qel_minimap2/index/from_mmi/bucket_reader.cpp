@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/bucket_reader.h"
+#include "qel_minimap2/index/from_mmi/bucket_reader.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/from_mmi/index_layout.h"
 
 #include <algorithm>
 #include <cstring>

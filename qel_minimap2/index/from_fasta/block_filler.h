@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "qel_minimap2/index/from_fasta/piece_sketch.h"
 #include "qel_minimap2/index/index_header.h"
-#include "qel_minimap2/index/piece_sketch.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <sys/types.h>
+
+#include "common/file_descriptor.h"
 #include "common/gzip/gzip_decoder.h"
 
 namespace qel_minimap2 {
@@ -31,11 +33,8 @@ private:
         bool Seek(std::uint64_t position) override;
 
     private:
-        struct Close {
-            void operator()(std::FILE* file) const { std::fclose(file); }
-        };
-        std::unique_ptr<std::FILE, Close> file;
-        std::uint64_t size_at_opening = 0;
+        const Common::FileDescriptor descriptor;
+        off_t size_at_opening = 0;
     };
 
     std::string_view NextPiece();

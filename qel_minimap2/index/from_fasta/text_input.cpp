@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/text_input.h"
+#include "qel_minimap2/index/from_fasta/text_input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,7 +6,9 @@
 #include <stdexcept>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qel_minimap2 {
 
@@ -21,27 +23,30 @@ constexpr std::string_view kGzipMagic = "\x1f\x8b";
 
 }  // namespace
 
-TextInput::File::File(const std::string& path) : file(std::fopen(path.c_str(), "rbe")) {
+TextInput::File::File(const std::string& path) : descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     struct stat status {};
-    if (!file || ::fstat(::fileno(file.get()), &status) != 0) {
+    if (descriptor.Get() < 0 || ::fstat(descriptor.Get(), &status) != 0) {
         FailWithReason();
     }
-    size_at_opening = static_cast<std::uint64_t>(status.st_size);
+    size_at_opening = status.st_size;
 }
 
 std::size_t TextInput::File::Read(unsigned char* buffer, std::size_t size) {
-    const auto count = std::fread(buffer, 1, size, file.get());
-    if (count == 0 && std::ferror(file.get()) != 0) {
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor.Get(), buffer, size);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
         FailWithReason();
     }
-    if (count == 0 && static_cast<std::uint64_t>(ftello(file.get())) < size_at_opening) {
+    if (count == 0 && ::lseek(descriptor.Get(), 0, SEEK_CUR) < size_at_opening) {
         throw std::runtime_error("the file became shorter while it was read");
     }
-    return count;
+    return static_cast<std::size_t>(count);
 }
 
 bool TextInput::File::Seek(std::uint64_t position) {
-    return fseeko(file.get(), static_cast<off_t>(position), SEEK_SET) == 0;
+    return ::lseek(descriptor.Get(), static_cast<off_t>(position), SEEK_SET) >= 0;
 }
 
 TextInput::TextInput(const std::string& path) : file(path), chunk(kChunkSize) {

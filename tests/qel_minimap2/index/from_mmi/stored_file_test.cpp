@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/stored_file.h"
+#include "qel_minimap2/index/from_mmi/stored_file.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qel_minimap2/index/index_file.h"
-#include "qel_minimap2/index/text_input.h"
+#include "qel_minimap2/index/from_mmi/index_file.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
@@ -52,16 +51,6 @@ TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
             EXPECT_EQ(Tests::ErrorOf([&] { LoadIndexFile(file); }), "the file became shorter while it was read");
         }
     }
-}
-
-TEST(TextInput, AReferenceThatIsCutWhileItIsReadIsRefused) {
-    const Tests::TemporaryFolder folder;
-    const auto path = folder.Write("reference.fa", ">a\n" + std::string(700000, 'A') + "\n");
-    TextInput input(path);
-    std::string text(400000, ' ');
-    EXPECT_EQ(input.Read(text.data(), 400000), 400000);
-    std::filesystem::resize_file(path, 600000);
-    EXPECT_EQ(Tests::ErrorOf([&] { input.Read(text.data(), 400000); }), "the file became shorter while it was read");
 }
 
 TEST(FileWindow, GivesTheBytesOfEachStretch) {

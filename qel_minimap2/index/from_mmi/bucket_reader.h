@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "qel_minimap2/index/index_layout.h"
-#include "qel_minimap2/index/minimizer_sample.h"
+#include "qel_minimap2/index/from_mmi/index_layout.h"
+#include "qel_minimap2/index/from_mmi/minimizer_sample.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {

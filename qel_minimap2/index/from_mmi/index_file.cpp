@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/index_file.h"
+#include "qel_minimap2/index/from_mmi/index_file.h"
 
 #include <array>
 #include <cerrno>
@@ -12,13 +12,13 @@
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/bucket_reader.h"
-#include "qel_minimap2/index/index_layout.h"
-#include "qel_minimap2/index/minimizer_sample.h"
+#include "qel_minimap2/index/from_mmi/bucket_reader.h"
+#include "qel_minimap2/index/from_mmi/index_layout.h"
+#include "qel_minimap2/index/from_mmi/minimizer_sample.h"
+#include "qel_minimap2/index/from_mmi/stored_bases.h"
+#include "qel_minimap2/index/from_mmi/stored_file.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/seed_table.h"
-#include "qel_minimap2/index/stored_bases.h"
-#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 

@@ -1,35 +1,16 @@
-#include "qel_minimap2/index/minimizer_sample.h"
+#include "qel_minimap2/index/from_mmi/minimizer_sample.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 #include <tuple>
 
-#include <mmpriv.h>
-
+#include "qel_minimap2/index/minimizer_list.h"
+#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
 
 namespace qel_minimap2 {
 
 namespace {
-
-// A list of minimizers, whose memory minimap2 takes from malloc: hash and span in x, position and strand in y.
-class Minimizers {
-public:
-    Minimizers(const std::string& bases, const IndexHeader& header, std::uint32_t sequence) {
-        mm_sketch(nullptr, bases.data(), static_cast<int>(bases.size()), static_cast<int>(header.window),
-                  static_cast<int>(header.k), sequence, static_cast<int>(header.flags & MM_I_HPC), &list);
-    }
-    Minimizers(const Minimizers&) = delete;
-    Minimizers& operator=(const Minimizers&) = delete;
-    ~Minimizers() { std::free(list.a); }
-
-    const mm128_t* begin() const { return list.a; }
-    const mm128_t* end() const { return list.a + list.n; }
-
-private:
-    mm128_v list{};
-};
 
 // minimap2 keeps the last k-mers in a ring that is one window long. Each base adds an entry; with homopolymer
 // compression, each run of equal bases does. K-mers that are their own reverse complement add none. Returns where the
@@ -120,13 +101,11 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
     const std::uint32_t around = 4 * (header.window + 2 * header.k);
     const auto begin = piece.begin - std::min(piece.begin, around);
     const auto end = piece.end + std::min(sequence.length - piece.end, around);
-    std::string letters;
-    for (auto i = begin; i < end; ++i) {
-        letters += static_cast<char>(Base(sequence.offset + i));
-    }
+    std::string unpacked(end - begin, '\0');
+    UnpackBases(bases, sequence.offset + begin, sequence.offset + end, unpacked.data());
 
     certain = piece;
-    const auto ends = EndsOfRingEntries(letters, header);
+    const auto ends = EndsOfRingEntries(unpacked, header);
     if (begin > 0) {  // A whole window is known after k-mers that were known themselves.
         const std::size_t first = header.window + header.k + 1;
         certain.begin = std::max(piece.begin, begin + (first < ends.size() ? ends[first] : end - begin));
@@ -135,8 +114,10 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
         const std::size_t behind = header.window + 2;
         certain.end = std::min(piece.end, begin + (behind <= ends.size() ? ends[ends.size() - behind] + 1 : 0));
     }
+    MinimizerList sketch;
+    sketch.Sketch(unpacked, header, piece.sequence);
     std::vector<Found> minimizers;
-    for (const auto& minimizer : Minimizers(letters, header, piece.sequence)) {
+    for (const auto& minimizer : sketch) {
         minimizers.push_back({minimizer.y + (std::uint64_t{begin} << 1U), minimizer.x >> 8U});
     }
     return minimizers;

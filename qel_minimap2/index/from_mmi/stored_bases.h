@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "qel_minimap2/index/index_layout.h"
+#include "qel_minimap2/index/from_mmi/index_layout.h"
 
 namespace qel_minimap2 {
 

@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/block_filler.h"
+#include "qel_minimap2/index/from_fasta/block_filler.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -1,8 +1,6 @@
-#include "qel_minimap2/index/piece_sketch.h"
+#include "qel_minimap2/index/from_fasta/piece_sketch.h"
 
 #include <algorithm>
-
-#include <mmpriv.h>
 
 namespace qel_minimap2 {
 
@@ -20,11 +18,8 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
     const auto to = end + std::min(sequence_end - end, behind);
     unpacked.resize(to - from);
     UnpackBases(bases.Words(), from, to, unpacked.data());
-    minimizers.n = 0;
-    mm_sketch(nullptr, unpacked.data(), static_cast<int>(to - from), static_cast<int>(header.window),
-              static_cast<int>(header.k), 0, 0, &minimizers);
-    for (std::size_t i = 0; i < minimizers.n; ++i) {
-        const auto& minimizer = minimizers.a[i];
+    minimizers.Sketch(unpacked, header, 0);
+    for (const auto& minimizer : minimizers) {
         const auto offset = from + (minimizer.y >> 1U);
         if (offset >= begin && offset < end) {
             of_piece.push_back({minimizer.x >> 8U, offset << 1U | (minimizer.y & 1U)});

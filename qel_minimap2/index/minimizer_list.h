@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include <mmpriv.h>
+
+#include "qel_minimap2/index/index_header.h"
+#include "qel_minimap2/malloc_memory.h"
+
+namespace qel_minimap2 {
+
+/// The minimizers of some bases, as minimap2's mm_sketch finds them. One thread.
+class MinimizerList {
+public:
+    MinimizerList() = default;
+    MinimizerList(const MinimizerList&) = delete;
+    MinimizerList& operator=(const MinimizerList&) = delete;
+    ~MinimizerList() { Free()(list.a); }
+
+    /// Replaces the list by the minimizers of `bases`, numbers as UnpackBases writes them: hash and span in x, number
+    /// of the sequence, 0-based position of the last base and strand in y.
+    void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
+        list.n = 0;
+        mm_sketch(nullptr, bases.data(), static_cast<int>(bases.size()), static_cast<int>(header.window),
+                  static_cast<int>(header.k), sequence, static_cast<int>(header.flags & MM_I_HPC), &list);
+    }
+
+    const mm128_t* begin() const { return list.a; }
+    const mm128_t* end() const { return list.a + list.n; }
+
+private:
+    mm128_v list{};  // Its memory is malloc'ed and kept for the next sketch.
+};
+
+}  // namespace qel_minimap2
