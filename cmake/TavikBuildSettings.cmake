@@ -1,6 +1,6 @@
-# The one target that carries C++20, the warnings and the sanitizers; every target of ours links it PRIVATE.
+# The only target that sets C++20, the warnings and the sanitizers; every target of this project links it PRIVATE.
 set(TAVIK_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address,undefined' or 'thread'")
-# Another compiler warns of other things: only those who work on this project stop there.
+# Other compilers have other warnings, so they are errors only in the presets, for people who work on this project.
 option(TAVIK_WARNINGS_AS_ERRORS "Stop at warnings, as every preset does" OFF)
 
 add_library(tavik_build_settings INTERFACE)
@@ -10,16 +10,16 @@ target_compile_options(tavik_build_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
   $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
   $<$<BOOL:${TAVIK_WARNINGS_AS_ERRORS}>:-Werror>)
-# g++ 12 sees overlapping copies in std::string's own operator+ (GCC bug 105651).
+# g++ 12 falsely reports overlapping copies in std::string's operator+ (GCC bug 105651).
 target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
     -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # The instrumentation hides initialisations and ranges of values from these warnings; the other builds heed them.
+    # Instrumentation causes false alarms of these warnings; the other builds keep them.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-conversion -Wno-sign-conversion>)
   target_link_options(tavik_build_settings INTERFACE -fsanitize=${TAVIK_SANITIZE})
   if(TAVIK_SANITIZE MATCHES "thread")
-    # g++ 12 warns that it does not model fences; the code has none, Boost's headers do.
+    # g++ 12 warns that its thread sanitizer does not support fences; only Boost's headers contain any.
     target_compile_options(tavik_build_settings INTERFACE -Wno-tsan)
   endif()
 endif()

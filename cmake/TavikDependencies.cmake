@@ -1,9 +1,9 @@
-# What the project needs, each missing piece named with its Debian package.
+# The project's dependencies. The error about a missing one names its Debian package.
 function(tavik_missing what package)
   message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
 endfunction()
 
-# A project that adds this one as a folder links these targets too, through ours.
+# A project that adds this one as a subdirectory also links these targets, through ours.
 set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
 
 find_package(Threads REQUIRED)
@@ -42,8 +42,8 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# qel_minimap2/wrapped_functions.cpp replaces functions of this version, and does what they do. The headers tell no version;
-# what tells it is the package.
+# qel_minimap2/wrapped_functions.cpp replaces functions of exactly this version. The headers contain no version, but the
+# package has one.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
@@ -62,7 +62,7 @@ if(NOT nlohmann_json_FOUND)
   tavik_missing("nlohmann's JSON library" "nlohmann-json3-dev")
 endif()
 
-# The charts of the report: compiled into the program, with its licence.
+# Draws the charts of the report; compiled into the program with its licence.
 find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH)
 find_file(CHART_JS_LICENCE copyright PATHS /usr/share/doc/libjs-chart.js NO_DEFAULT_PATH)
 if(NOT CHART_JS OR NOT CHART_JS_LICENCE)

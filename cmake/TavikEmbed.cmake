@@ -1,4 +1,4 @@
-# Run by "cmake -P": writes a C++ source that defines a text, which is that of some files one behind the other.
+# Run by "cmake -P": writes a C++ source that defines a string, the concatenated contents of some files.
 #   -D OUTPUT=... -D HEADER=... -D NAMESPACE=... -D NAME=... -D FILES=a,b
 set(bytes "")
 string(REPLACE "," ";" FILES "${FILES}")
@@ -6,7 +6,7 @@ foreach(file IN LISTS FILES)
   file(READ "${file}" hex HEX)
   string(APPEND bytes "${hex}")
 endforeach()
-# A line feed for every 16 bytes, then the bytes.
+# Breaks the line after every 16 bytes, then writes the bytes as characters.
 string(REGEX REPLACE "(................................)" "\\1\n" bytes "${bytes}")
 string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${bytes}")
 file(WRITE "${OUTPUT}" "#include \"${HEADER}\"

@@ -16,9 +16,9 @@ public:
     /// Reads the next record; false at the end. A line that does not begin with one of "ACGTU" ends the
     /// sequence before it and is taken as the next description.
     /// Throws std::runtime_error for a description without ">", for a sequence that fails
-    /// FastQRecord::ValidateSequence and for a stream in a failed state; what a device throws passes through.
-    /// On a stream without exception mask, a device that fails inside a record gives the part of it that was read;
-    /// the next Advance throws.
+    /// FastQRecord::ValidateSequence and for a stream in a failed state; a device's exceptions pass through. On a
+    /// stream without an exception mask, a device that fails inside a record yields the part read so far, and the next
+    /// Advance throws.
     bool Advance();
 
     /// The record read last, without qualities; it changes with the next Advance.
@@ -28,7 +28,7 @@ private:
     std::istream* stream;
     FastQRecord record;
     bool end = false;
-    // Kept to reuse their memory.
+    // Members only to reuse their memory.
     std::string title;
     std::string line;
     std::string sequence;

@@ -13,17 +13,16 @@ class FastQIterable {
 public:
     explicit FastQIterable(std::istream& stream) : stream(&stream) {}
 
-    /// Reads the first record. Throws std::runtime_error "Cannot start FastQ iteration twice" when iteration
-    /// has begun, and otherwise as Advance.
+    /// Reads the first record. Throws std::runtime_error "Cannot start FastQ iteration twice" when iteration has
+    /// already begun, and whatever Advance throws.
     void begin();
 
-    /// Reads the next record; false at the end, an incomplete last record included. A stream error is logged
-    /// as a warning and ends the iteration as the end of the file does. Throws std::runtime_error for a
-    /// record that fails FastQRecord::Validate.
+    /// Reads the next record; false at the end. An incomplete last record counts as the end. A stream error is logged
+    /// as a warning and also ends the iteration. Throws std::runtime_error for a record that fails
+    /// FastQRecord::Validate.
     bool Advance();
 
-    /// Reads the next record as Advance does, without returning whether there was one. At the end, Current keeps
-    /// the last record.
+    /// Advance without its result. At the end, Current keeps the last record.
     void Increment();
 
     /// The record read last; it changes with the next Advance.
@@ -37,7 +36,7 @@ private:
     std::istream* stream;
     FastQRecord record;
     State state = State::not_started;
-    // The four lines of a record, kept to reuse their memory.
+    // The four lines of a record, members only to reuse their memory.
     std::string title;
     std::string sequence;
     std::string plus;

@@ -12,26 +12,26 @@ inline constexpr char kInvalidReadId[] = "[invalid read id]";
 /// What FastQRecord::GetRunId returns for a title that holds no run identifier.
 inline constexpr char kInvalidRunId[] = "[invalid run id]";
 
-/// One read: header line, bases and qualities as they stand in the file. A plain value that owns its text;
-/// const operations may run on any thread.
+/// One read: header line, bases and qualities, exactly as in the file. A plain value that owns its text; const
+/// operations may run on any thread.
 class FastQRecord {
 public:
-    /// The empty record, from which readers start. It is not validated.
+    /// An empty record for a reader to fill. It is not validated.
     FastQRecord() = default;
 
-    /// Copies the three texts. Validates (see Validate for what is thrown) only when all three are non-empty,
-    /// so that a FASTA read, which has no qualities, can be held as well.
+    /// Copies the three texts. Validates them, and throws as Validate does, only when all three are non-empty, because
+    /// a FASTA read has no qualities.
     FastQRecord(const std::string& title, const std::string& sequence, const std::string& qstring);
 
-    /// Replaces the three texts, then always validates. When that throws, the texts have been replaced.
+    /// Replaces the three texts, then always validates. The new texts stay even when validation throws.
     void Assign(const std::string& title, const std::string& sequence, const std::string& qstring);
 
-    /// Checks, in this order: `sequence` and `qstring` have the same length, the sequence (ValidateSequence),
-    /// each quality has a code in 33..126. Throws std::runtime_error on the first failure.
+    /// Checks, in this order, that `sequence` and `qstring` have the same length, that the sequence is valid
+    /// (ValidateSequence) and that each quality has a code in 33..126. Throws std::runtime_error on the first failure.
     void Validate() const;
 
-    /// Checks that each base is one of the upper-case letters "ACGTU". Throws std::runtime_error that names
-    /// the first other character and its 0-based position.
+    /// Checks that each base is one of the upper-case letters "ACGTU". Throws std::runtime_error with the first other
+    /// character and its 0-based position.
     void ValidateSequence() const;
 
     /// The record for error messages: "Header: ..\nSequence: ..\nQstring: ..", no final line feed.
@@ -49,13 +49,13 @@ public:
     std::string ToString() const;
 
     /// The text between the marker and the first blank, or to the end of the title; only code 32 is a blank.
-    /// A title that is a marker alone is logged and gives kInvalidReadId.
-    /// Throws std::runtime_error for an empty title.
+    /// A title that consists of the marker alone is logged, and the result is kInvalidReadId. Throws std::runtime_error
+    /// for an empty title.
     std::string GetReadId() const;
 
-    /// The value of "runid=" in the title, up to the next blank. The search is for the plain text, so that
-    /// "xrunid=" counts too. Without it the title is logged and the result is kInvalidRunId.
-    /// Throws std::runtime_error for an empty title.
+    /// The value of "runid=" in the title, up to the next blank. The search is for the plain text, so "xrunid=" counts
+    /// too. A title without it is logged, and the result is kInvalidRunId. Throws std::runtime_error for an empty
+    /// title.
     std::string GetRunId() const;
 
     /// Appends " <key>=<value>" to `title`.
@@ -63,14 +63,14 @@ public:
 
     /// A header line "@<read_id> runid=.. sampleid=.. read=.. ch=.. start_time=.." from the attributes
     /// "read_id", "run_id", "sample_id", "time_stamp" (texts), "read_number" and "channel" (whole numbers).
-    /// Throws as ValueMap::Get for a missing or differently typed attribute.
+    /// Throws what ValueMap::Get throws for an attribute that is missing or has another type.
     static std::string ComposeTitle(const ValueMap& attributes);
 
 private:
     std::string title;
     std::string sequence;
     std::string qstring;
-    std::string comment;  // Kept for the record's layout; nothing fills it.
+    std::string comment;  // Unused; part of the record's fixed layout.
 };
 
 /// Writes title, bases and, unless IsFasta, "+" and qualities, each on a line of its own, without a final

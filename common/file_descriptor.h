@@ -6,7 +6,7 @@
 
 namespace Common {
 
-/// Owns a file descriptor of the system.
+/// Owns a file descriptor and closes it.
 class FileDescriptor {
 public:
     explicit FileDescriptor(int descriptor) : descriptor(descriptor) {}

@@ -10,22 +10,23 @@
 
 namespace Common {
 
-/// Reads a text file line by line, at the speed of a copy, in a buffer that only a long line makes grow. Not
+/// Reads a text file line by line, about as fast as copying it, through a buffer that only a long line enlarges. Not
 /// synchronised.
 class LineReader {
 public:
-    /// Opens the file. `block`: bytes read at a time, as long as no line is longer. `longest`: bytes of a line.
-    /// Throws std::system_error "<path>: <reason>".
+    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`: the maximum length of a line
+    /// in bytes. Throws std::system_error "<path>: <reason>".
     LineReader(const std::string& path, std::size_t block, std::size_t longest);
 
-    /// Reads the next line, without its line feed; it is valid until the next one is read. False at the end. A last
-    /// line without a line feed is not read. Throws std::system_error as the constructor does, and std::length_error
-    /// for a line that is too long.
+    /// Reads the next line without its line feed; `line` stays valid until the next call. False at the end. A last line
+    /// without a line feed is not read. Throws std::system_error as the constructor does, and std::length_error for a
+    /// line longer than `longest`.
     bool Next(std::string_view& line);
 
     /// At the end: the last line if it has no line feed; empty otherwise.
     std::string_view HalfLine() const { return {buffer.data() + begin, end - begin}; }
-    /// Of the line read last, or at the end and after a std::length_error of the line that could not be read; from 1.
+    /// The 1-based number of the line read last; at the end, and after a std::length_error, that of the line that could
+    /// not be read.
     std::uint64_t LineNumber() const { return line_number; }
 
     std::uint64_t BytesRead() const { return bytes_read; }
@@ -42,7 +43,7 @@ private:
     std::uint64_t line_number = 0;
     bool ended = false;
     std::vector<char> buffer;
-    std::size_t begin = 0;  // Of what is left in the buffer.
+    std::size_t begin = 0;  // The unread part of the buffer: [begin, end).
     std::size_t end = 0;
 };
 

@@ -13,10 +13,10 @@ struct OptionFlags {
 /// How parsing went; bits, several of which may be set.
 struct ParseStatus {
     static constexpr unsigned MissingOption = 1;      ///< A required option or the configuration file is missing.
-    static constexpr unsigned UnexpectedOption = 2;   ///< Something unregistered was met: a warning.
+    static constexpr unsigned UnexpectedOption = 2;   ///< An unregistered option was found: a warning.
     static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
-    static constexpr unsigned ParseError = 8;         ///< A source does not follow the rules.
-    static constexpr unsigned ProcessingError = 16;   ///< Any other failure with a source.
+    static constexpr unsigned ParseError = 8;         ///< A source is malformed.
+    static constexpr unsigned ProcessingError = 16;   ///< Any other failure while reading a source.
     static constexpr unsigned HelpRequested = 32;     ///< By option, or by an empty command line.
     static constexpr unsigned VersionRequested = 64;  ///< By option.
     static constexpr unsigned NotParsed = 128;        ///< Parse has not been called.

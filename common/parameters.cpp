@@ -50,8 +50,8 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// The element behind the last `long_form` or `short_form`. Only these exact forms count. The last element is not
-// looked at: nothing stands behind it.
+// The argument after the last `long_form` or `short_form`, in exactly this form. The last argument is not examined:
+// none follows it.
 std::string ValueBehind(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
@@ -62,7 +62,7 @@ std::string ValueBehind(int argc, char** argv, const std::string& long_form, con
     return value;
 }
 
-// Some editors put a byte order mark in front of UTF-8 text; the first key must not begin with it.
+// Some editors write a byte order mark before UTF-8 text; it must not become part of the first key.
 void SkipByteOrderMark(std::istream& stream) {
     std::size_t taken = 0;
     while (taken < kByteOrderMark.size() && stream.peek() == static_cast<unsigned char>(kByteOrderMark[taken])) {
@@ -74,8 +74,8 @@ void SkipByteOrderMark(std::istream& stream) {
     }
 }
 
-// The library replaces the placeholders of a message, like "%value%", until none is left. It would never end with
-// a value that holds a placeholder itself. So the percent signs of such a value are shown in hexadecimal.
+// Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. A value that
+// contains a placeholder would make that an endless loop, so its percent signs are shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:
     static void Disarm(po::error_with_option_name& error) {
@@ -124,8 +124,8 @@ void Parameters::AddOption(const std::string& name, const std::string& descripti
     if ((flags & OptionFlags::CommandLine) != 0) {
         const po::value_semantic* semantic = nullptr;
         if constexpr (std::is_same_v<T, bool>) {
-            // zero_tokens, not bool_switch: the default of a bool_switch (false) would overwrite the member. A
-            // switch, which has no value, reads as true.
+            // zero_tokens, not bool_switch: the default of a bool_switch (false) would overwrite the member. A switch
+            // without a value means true.
             semantic =
                 (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens() : po::value<bool>(storage);
         } else {
@@ -180,7 +180,7 @@ void Parameters::AddCommonOptions() {
                                        "Path to use for loading any data files the application requires.");
 }
 
-// The folder is needed before parsing: the configuration file may lie in it.
+// Parsing needs the folder first: the configuration file may be in it.
 void Parameters::FindDataPath(int argc, char** argv, const std::string& data_path_override) {
     if (const auto given = ValueBehind(argc, argv, "--data_path", "-d"); !given.empty()) {
         data_path = given;
@@ -188,7 +188,7 @@ void Parameters::FindDataPath(int argc, char** argv, const std::string& data_pat
     if (!data_path.empty()) {
         return;
     }
-    boost::system::error_code ignored;  // Without /proc there is no default folder to speak of.
+    boost::system::error_code ignored;  // Without /proc there is no useful default.
     const auto executable = fs::read_symlink("/proc/self/exe", ignored);
     auto folder = executable.parent_path().parent_path() / "data";
     if (!data_path_override.empty()) {
@@ -245,7 +245,7 @@ void Parameters::ReadConfigStream(std::istream& stream) {
 }
 
 void Parameters::ReadCommandLine(int argc, char** argv) {
-    // Declared outside of the contained work: a request for help still counts when a value behind it is bad.
+    // Declared outside Contain: a request for help still counts when a later value is bad.
     po::variables_map values;
     Contain("command line", [&] {
         const auto parsed =
@@ -268,7 +268,7 @@ void Parameters::Store(const ParsedOptions& parsed, const std::string& place, po
     }
 }
 
-// Runs `work` and turns what it throws into an error line and a status bit.
+// Runs `work` and turns its exceptions into an error line and a status bit.
 void Parameters::Contain(const std::string& source, const std::function<void()>& work) {
     const auto report = [&](const char* doing, const std::exception& error, unsigned bit) {
         error_text.append("Error ").append(doing).append(" ").append(source).append(": '");

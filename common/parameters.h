@@ -18,40 +18,39 @@ class variables_map;
 
 namespace Common {
 
-/// The base of everything that is steered by options: registers them with the members they fill, and reads a
-/// configuration file and a command line into those members. Used by one thread.
+/// Base class of everything configured by options: registers each option with the member it fills, and reads a
+/// configuration file and a command line into those members. Not thread-safe.
 class Parameters {
 public:
     // The order of the virtual operations is fixed: derived classes continue it.
 
-    /// Registers the options; called by Parse before anything else.
+    /// Registers the options; Parse calls it first.
     virtual void DeclareOptions() = 0;
     virtual ~Parameters();
     /// True when the values make sense together.
     virtual bool ValidateParams() = 0;
-    /// Writes name and value of the registered options to `path`, in a form that can be read back as a
-    /// configuration file, with `header_lines` as comments on top; command-line options only if `all`.
+    /// Writes names and values of the registered options to `path` as a configuration file that Parse can read, with
+    /// `header_lines` as comments at the top. Options of the command line alone are written only if `all`.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
     Parameters& operator=(const Parameters&) = delete;
 
-    /// Registers an option that fills `storage`, which must outlive this object; there are no defaults, a
-    /// member that no source names keeps its value. `name` is the long name, or long name, comma and a
-    /// letter. Without CommandLine and ConfigFile in `flags` (OptionFlags) it is accepted in both. For bool,
-    /// int, float and std::string. Throws std::runtime_error for a Flag whose storage is no bool and for a
-    /// Flag that is to be a configuration option too.
+    /// Registers an option that fills `storage`, which must outlive this object. There are no defaults: a member that
+    /// no source sets keeps its value. `name` is the long name, optionally followed by a comma and a letter. Without
+    /// CommandLine or ConfigFile in `flags` (OptionFlags) both sources accept it. T is bool, int, float or std::string.
+    /// Throws std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
     template <typename T>
     void AddOption(const std::string& name, const std::string& description, T* storage, unsigned flags);
 
-    /// Lets a configuration file carry the key `name` for other applications.
+    /// Ignores the key `name` in configuration files: it belongs to another application.
     void AddIgnoredOption(const std::string& name);
 
-    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named
-    /// by "--config" or "-c", else from the default one), then the command line, which wins. Returns ParseStatus
-    /// bits, also kept in `status`, and collects messages in `error_text` and `info_text`; never prints,
-    /// never throws for what a user typed. `data_path_override` is appended to the default data folder, which
-    /// is the folder "data" beside the executable's own; "--data_path" or "-d" replaces both.
+    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named by
+    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. Returns
+    /// ParseStatus bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints,
+    /// and never throws for user input. `data_path_override` is appended to the default data folder, which is the
+    /// folder "data" beside the executable's own; "--data_path" or "-d" replaces both.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 
@@ -61,7 +60,7 @@ protected:
 private:
     using ParsedOptions = boost::program_options::basic_parsed_options<char>;
 
-    /// The second record of a registration, for WriteParameters.
+    /// What WriteParameters needs to know of a registered option.
     struct OptionRecord {
         bool in_config_file;
     };
@@ -78,14 +77,14 @@ private:
 
     boost::program_options::options_description command_line_options;
     boost::program_options::options_description config_file_options;
-    std::map<std::string, bool> required_options;  // Whether each has been seen.
+    std::map<std::string, bool> required_options;  // Maps each to whether it has been seen.
     std::map<std::string, std::function<std::string()>> value_renderers;
     std::map<std::string, OptionRecord> option_records;
     std::vector<std::string> registered_names;
 
 protected:
-    std::string default_config_name;  ///< Read when no configuration file is named; none when empty.
-    std::string usage_text;           ///< In front of the option list in the help text.
+    std::string default_config_name;  ///< Read when no configuration file is named; if empty, none is read.
+    std::string usage_text;           ///< Precedes the option list in the help text.
     unsigned status = ParseStatus::NotParsed;
     std::string error_text;  ///< One line per error.
     std::string info_text;   ///< Warnings, the version notice and the help text.

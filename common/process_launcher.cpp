@@ -43,7 +43,7 @@ ProcessLauncher::~ProcessLauncher() {
         const auto count = fs::remove_all(directory);
         TAVIK_LOG(verbose) << "Removed temp directory " << directory << ", in total " << count
                            << " files and directories.";
-    } catch (...) {  // A destructor must not throw; the record's fixed text is all there is to say.
+    } catch (...) {  // A destructor must not throw; there is no more to report.
         TAVIK_LOG(verbose) << "Error in removing temp directory";
     }
 }
@@ -51,7 +51,7 @@ ProcessLauncher::~ProcessLauncher() {
 std::string ProcessLauncher::NewFilename(const std::string& extension) const {
     for (int i = 0; i < kMaxNames; ++i) {
         auto name = fs::unique_path(kUniquePattern).string() + extension;
-        boost::system::error_code unknown;  // A name that cannot be asked for counts as free.
+        boost::system::error_code unknown;  // A name that cannot be checked counts as free.
         if (!fs::exists(fs::path(directory) / name, unknown)) {
             TAVIK_LOG(verbose) << "Returning new filename: " << name;
             return name;
@@ -90,9 +90,9 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
     std::vector<char> chunk(read_chunk_size, '\0');
-    // A failure from here to the end of the output leaves the process in `directory`. This is deliberate: callers
-    // find the command's files where it stopped. "e" closes the pipe in commands that other threads start
-    // meanwhile: they must not keep it open.
+    // A failure from here to the end of the output leaves the process in `directory`. This is deliberate: callers find
+    // the command's files there. "e" keeps commands started meanwhile by other threads from inheriting the pipe and
+    // holding it open.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");

@@ -7,39 +7,36 @@
 
 namespace Common {
 
-/// Runs shell commands inside a working folder of its own and collects what they print. One thread at a time
-/// per launcher; note that Launch changes the working directory of the whole process and that nothing puts
-/// the launches of several launchers in sequence.
+/// Runs shell commands in its own working folder and collects their output. One thread at a time per launcher. Launch
+/// changes the working directory of the whole process, and several launchers are not synchronised with each other.
 class ProcessLauncher {
 public:
-    /// Works in `directory`. When it is empty, a new name under the system's temporary folder is drawn; the
-    /// folder is made on first use and removed, with its contents, by the destructor.
+    /// Works in `directory`. If that is empty, picks a new random name in the system's temporary folder; that folder is
+    /// created on first use and removed, with its contents, by the destructor.
     explicit ProcessLauncher(const std::string& directory);
     ProcessLauncher(const ProcessLauncher&) = delete;
     ProcessLauncher& operator=(const ProcessLauncher&) = delete;
     ~ProcessLauncher();
 
-    /// A file name, without folder, that does not exist in the working folder yet; it ends in `extension`.
-    /// Throws std::runtime_error "Could not find new unique filename." after 100 names that were taken.
+    /// A file name, without folder, that is not yet taken in the working folder and ends in `extension`. Throws
+    /// std::runtime_error "Could not find new unique filename." after 100 names that were taken.
     std::string NewFilename(const std::string& extension) const;
 
-    /// Writes `contents` to the file `name` in the working folder, which is made if needed. Returns the full
-    /// path; a file that cannot be opened is not reported. Throws the file system's error when the folder
-    /// cannot be made.
+    /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the full path;
+    /// failure to open the file is not reported. Throws the file system's error when the folder cannot be created.
     std::string WriteFile(const std::string& name, const std::string& contents) const;
 
-    /// Removes the file `name` in the working folder; a missing file is no error.
+    /// Removes the file `name` in the working folder; a missing file is not an error.
     void DeleteFile(const std::string& name) const;
 
     /// The lines of the file `name` in the working folder, without their line feeds.
     std::vector<std::string> ReadFile(const std::string& name) const;
 
     /// Runs `command` through the shell in the working folder and collects its standard output in `output`.
-    /// Returns the status as pclose gives it, undecoded: exit code 1 is 256.
-    /// Throws std::runtime_error when the pipe cannot be opened, when the output is longer than
-    /// `max_output_size`, and, with `throw_on_error`, for a status other than 0; the file system's error when
-    /// the folder cannot be made or entered. The working directory is restored except after the first two
-    /// failures.
+    /// Returns the status from pclose undecoded: exit code 1 is 256. Throws std::runtime_error when the pipe cannot be
+    /// opened, when the output is longer than `max_output_size`, and, with `throw_on_error`, for a status other than 0.
+    /// Throws the file system's error when the folder cannot be created or entered. The working directory is restored
+    /// except after the first two failures.
     int Launch(const std::string& command, bool throw_on_error);
 
 protected:
@@ -47,11 +44,11 @@ protected:
     bool owns_directory;
 
 public:
-    std::string output;  ///< What the last launched command printed; for the owner to read.
+    std::string output;  ///< Standard output of the last command.
 
 protected:
     std::uint64_t max_output_size = 1000000000;  ///< In bytes.
-    std::uint64_t read_chunk_size = 1024;        ///< In bytes; a piece of output is at most one less.
+    std::uint64_t read_chunk_size = 1024;        ///< In bytes; a read takes at most one byte less.
 
 private:
     void ReadOutput(const std::string& command, std::FILE* pipe, std::vector<char>& chunk);

@@ -5,10 +5,9 @@
 
 namespace Common {
 
-/// The read ids in a file, one per line. White space around an id is removed, a carriage return included;
-/// a line with nothing else adds the empty id, which no read has; a line with a blank inside the id is logged as a
-/// warning and left out. Throws std::runtime_error "Could not load readIdWhitelist file: '<path>'" when there is no
-/// such file.
+/// The read ids in a file, one per line. White space around an id, including a carriage return, is removed. A line of
+/// white space alone adds the empty id, which no read has. A line with a blank inside the id is logged as a warning and
+/// skipped. Throws std::runtime_error "Could not load readIdWhitelist file: '<path>'" when there is no such file.
 std::unordered_set<std::string> getReadIdWhitelist(const std::string& path);
 
 }  // namespace Common

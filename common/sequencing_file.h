@@ -14,12 +14,12 @@ std::string LowerCaseExtension(const std::string& path);
 bool HasReadFileExtension(const std::string& path);
 
 /// Prepares `stream`, which must be empty, for reading one file: plain text for the read-file extensions,
-/// gzip for every other name, whatever the content is. Never fails itself: a file that cannot be opened or is
-/// no gzip file makes the first read throw an exception that names the file and the reason.
+/// gzip for every other name, regardless of the content. Never fails itself: if the file cannot be opened or is not a
+/// gzip file, the first read throws an exception with the file and the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
-/// Call it after the last record of a stream that OpenSequencingFile has prepared. Throws std::runtime_error, which
-/// names the file, when data that cannot be read follow the text.
+/// Call it after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file
+/// name when unreadable data follow the text.
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream);
 
 }  // namespace Common

@@ -11,19 +11,19 @@
 
 namespace Common {
 
-/// The reads of one FASTA or FASTQ stream as a container that can be walked once, by one thread. The stream
-/// is borrowed and must outlive the adapter. Misuse of the adapter or of its iterators is a programming error
-/// and ends the process through std::terminate.
+/// The reads of one FASTA or FASTQ stream as a container that can be iterated once, by one thread. The stream is
+/// borrowed and must outlive the adapter. Misuse of the adapter or of its iterators is a programming error and ends the
+/// process through std::terminate.
 class SequencingFileAdapter {
 public:
-    /// Names a place in the walk by its 0-based record index; all iterators of an adapter share its position.
+    /// A position, given by a 0-based record index. All iterators of an adapter share the stream's position.
     class Iterator {
     public:
         /// Reads the next record; throws as FastQIterable::Advance and FastaIterable::Advance do.
         Iterator& operator++();
         /// The current record, valid until the next increment.
         FastQRecord& operator*() const;
-        /// Compares the indices alone: two ends are equal whichever adapter they belong to.
+        /// Compares only the indices, so the ends of two adapters are equal.
         friend bool operator==(const Iterator& a, const Iterator& b) { return a.index == b.index; }
 
     private:
@@ -36,16 +36,15 @@ public:
         std::uint64_t index;
     };
 
-    /// Looks at the first character of the stream: ">" means FASTA, everything else, an empty stream
-    /// included, FASTQ. What the device throws on this first read passes through.
-    /// `name`: what a message calls the stream.
+    /// Checks the first character of the stream: ">" means FASTA; anything else, or an empty stream, means FASTQ.
+    /// Exceptions of the device on this first read pass through. `name`: the stream's name in messages.
     explicit SequencingFileAdapter(std::istream& stream, const std::string& name = "the input");
 
-    /// Reads the first record and returns the iterator with index 0. When there is no record, an error is logged
-    /// and the iterator is returned all the same: whoever dereferences it ends the process. This is deliberate: a
-    /// file without any record must not pass as a file of 0 reads. Call it once.
+    /// Reads the first record and returns the iterator with index 0. When there is no record, logs an error and returns
+    /// the iterator anyway; dereferencing it ends the process. This is deliberate: a file without records must not pass
+    /// as a file of 0 reads. Call it once.
     Iterator begin();
-    /// The shared end.
+    /// The end of every adapter.
     static const Iterator& end();
 
 private:

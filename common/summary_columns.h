@@ -5,10 +5,10 @@
 
 namespace Common {
 
-/// The file that holds a row per read, in the save folder of a run.
+/// The file in a run's save folder that holds one row per read.
 inline constexpr char kSummaryFileName[] = "alignment_summary.txt";
 
-/// The names of its columns, in their order. What they mean stands in README.md.
+/// The names of its columns, in order. README.md explains them.
 inline constexpr std::array<std::string_view, 13> kSummaryColumns = {
     "read_id",
     "alignment_genome",

@@ -17,16 +17,16 @@ namespace Common {
 template <typename Container>
 class ThreadedLoop {
 public:
-    /// Container and job are borrowed and must outlive Run. `attempts`: how often a job is offered to the
-    /// pool before the loop gives up.
+    /// Container and job are borrowed and must outlive Run. `attempts`: how many times the loop submits a job before it
+    /// gives up.
     ThreadedLoop(Container* container, const RecordJob* job, int thread_count, int attempts)
         : container(container), job(job), thread_count(thread_count), attempts(attempts) {}
 
-    /// Reads on the calling thread and starts one job per record, in the container's order; at most one job
-    /// per worker is on its way and at most one more record in memory. With `wait` it also waits for the last
-    /// jobs. Throws std::runtime_error "Could not submit job <0-based number>" when the pool takes no job, as
-    /// it does with a thread count of 0 or below; what reading throws passes through. Either way the jobs
-    /// that were submitted have ended when the call does.
+    /// Reads on the calling thread and starts one job per record, in the container's order; at most one job per worker
+    /// is in progress, and at most one more record is in memory. With `wait`, also waits for the last jobs. Throws
+    /// std::runtime_error "Could not submit job <0-based number>" when the pool accepts no job, as with a thread count
+    /// of 0 or below; exceptions from reading pass through. Either way, all submitted jobs have ended when the call
+    /// ends.
     void Run(bool wait) {
         WorkerPool pool(thread_count);
         auto record = container->begin();
@@ -41,13 +41,13 @@ public:
     }
 
 private:
-    /// The longest time between two looks at the workers; a job that ends cuts it short.
+    /// The longest time between two checks of the workers; a job that ends shortens it.
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
     template <typename Iterator>
     void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
-        // A staged job may begin before the log tells that its worker came free and that the job is submitted. Where
-        // verbose records are kept, their order counts for more than the microseconds that staging saves.
+        // A staged job may begin before the records about its worker becoming idle and about its submission are logged.
+        // When verbose records are kept, their order matters more than the microseconds that staging saves.
         if (pool.Idle().empty() && !logging::Accepts(logging::Severity::verbose)) {
             pool.Stage(*job, *record);
         }
@@ -75,10 +75,10 @@ private:
         }
     }
 
-    /// True while the loop should wait for one of the used workers. The first 64 workers are used freely. Each
-    /// further one begins only after all the others have been busy for some milliseconds, one more for every 16
-    /// workers: otherwise a huge thread count would start a thread for nearly every read of a file. Each thread
-    /// takes memory, and no machine runs a file faster with so many.
+    /// True while the loop should wait for one of the used workers. The first 64 workers are used freely. Each further
+    /// one starts only after all the others have been busy for some milliseconds, one more for every 16 workers.
+    /// Otherwise a huge thread count would start a thread for nearly every read of a file, which takes memory and gains
+    /// no speed.
     static bool MustWait(const WorkerPool& pool, std::size_t waits) {
         constexpr std::size_t kFreelyUsed = 64;
         constexpr std::size_t kWorkersPerWait = 16;

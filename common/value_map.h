@@ -12,11 +12,11 @@ namespace Common {
 /// A dynamically typed attribute: text, whole number or single-precision number.
 using Value = std::variant<std::string, std::int32_t, float>;
 
-/// A small string-keyed map of attributes that keeps the order in which keys were first set. Made for a dozen
-/// keys: look-up walks the entries. A plain value; not synchronised.
+/// A small string-keyed map of attributes that keeps the order in which keys were first set. Meant for about a dozen
+/// keys: look-up is linear. A plain value; not synchronised.
 class ValueMap {
 public:
-    /// Sets `key`, replacing an earlier value in its place.
+    /// Sets `key`; a new value keeps the place of the old one.
     void Set(const std::string& key, Value value) {
         for (auto& entry : entries) {
             if (entry.first == key) {
@@ -28,8 +28,8 @@ public:
     }
 
     /// The value of `key` as T (one of the alternatives of Value).
-    /// Throws std::out_of_range "Key '<key>' not found." for a missing key and std::bad_variant_access for a
-    /// value of another type.
+    /// Throws std::out_of_range "Key '<key>' not found." for a missing key and std::bad_variant_access for a value of
+    /// another type.
     template <typename T>
     const T& Get(const std::string& key) const {
         for (const auto& entry : entries) {

@@ -16,20 +16,20 @@
 
 namespace Common {
 
-/// The work on one read. It gets a record of its own.
+/// The work on one read. It receives its own copy of the record.
 using RecordJob = std::function<int(FastQRecord&)>;
 
-/// What the owner of a WorkerPool knows of one of its workers.
+/// The state of one worker as its pool's owner sees it.
 struct Worker {
     enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
 
     Status status = Status::idle;  ///< As of the last refresh.
-    int result = 0;                ///< What the last job returned, once finished.
-    std::string error_text;        ///< What the last failed job's exception said; empty once one has finished.
+    int result = 0;                ///< Result of the last finished job.
+    std::string error_text;        ///< Message of the last job's exception; empty if it finished.
 };
 
-/// The idle workers' 0-based indices, ascending. All workers from some index on have never had a job; they are not
-/// listed one by one, so that a billion of them costs nothing.
+/// The idle workers' 0-based indices, ascending. Workers that have never had a job have the highest indices and are not
+/// listed one by one, so a billion of them cost nothing.
 class IdleWorkers {
 public:
     explicit IdleWorkers(std::size_t worker_count) : worker_count(worker_count) {}
@@ -50,49 +50,49 @@ private:
     std::vector<std::size_t> listed;  // Those below `first_unused`.
 };
 
-/// A fixed number of workers, each of which runs at most one job at a time, on a thread that it keeps. A worker
-/// comes into being with its first job: until then it costs nothing. All operations belong to the one thread that
-/// owns the pool; only the jobs run elsewhere.
+/// A fixed number of workers, each of which runs at most one job at a time on its own thread. A worker is created for
+/// its first job and costs nothing before that. Only the thread that owns the pool may call its functions; only the
+/// jobs run on other threads.
 class WorkerPool {
 public:
-    /// A count of 0 or below gives a pool that can take no job.
+    /// A pool with a count of 0 or below accepts no job.
     explicit WorkerPool(int thread_count);
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
     /// Waits for the jobs that are running. A staged job that has not begun is not run.
     ~WorkerPool();
 
-    /// Starts `job` with a copy of `record` on the first idle worker, inside this call where the system grants no
-    /// thread. If the job was staged and has begun, its worker is the one. Returns the worker's 0-based index, or -1
-    /// when none is idle.
+    /// Starts `job` with a copy of `record` on the first idle worker, or runs it inside this call if the system cannot
+    /// start a thread. A staged job that has already begun stays with its worker. Returns the worker's 0-based index,
+    /// or -1 when none is idle.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
-    /// Offers a job ahead of its Submit, while no worker is idle: the first worker whose job ends begins it at once.
-    /// Otherwise that worker would wait until the owner wakes, which takes longer than mapping a short read. The
-    /// owner must call Submit with the same job as soon as a worker is idle. Stage does nothing when a job has
-    /// already ended that Refresh has not seen; Submit then starts the job as usual.
+    /// Offers a job before its Submit, while no worker is idle: the first worker whose job ends begins it at once.
+    /// Otherwise that worker would wait until the owner wakes, which takes longer than mapping a short read. The owner
+    /// must call Submit with the same job as soon as a worker is idle. Stage does nothing if a job has already ended
+    /// that Refresh has not seen; Submit then starts the job as usual.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
-    /// Looks at every pending result, without waiting, and brings the lists up to date. A job that ended with a
-    /// std::exception makes its worker failed; any other exception leaves this call.
+    /// Collects all available results without waiting and updates the lists. A worker whose job threw a std::exception
+    /// becomes failed; any other exception is rethrown here.
     void Refresh();
 
-    /// Blocks until a job has ended that Refresh has not seen, at most for `longest`.
+    /// Blocks until a job has ended that Refresh has not seen, for at most `longest`.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
-    /// Blocks until every pending result is there, then refreshes.
+    /// Blocks until every running job has ended, then refreshes.
     void WaitForAll();
 
     /// Makes a finished or failed worker idle.
     /// Throws std::runtime_error "Cannot reset a worker that is still working.".
     void Reset(std::size_t index);
 
-    /// 0-based indices of the workers in each state, ascending; workers with a running job are in none.
+    /// 0-based indices of the workers in each state, ascending; workers with a running job are in no list.
     const IdleWorkers& Idle() const { return idle; }
     const std::vector<std::size_t>& Finished() const { return finished; }
     const std::vector<std::size_t>& Failed() const { return failed; }
     std::size_t Size() const { return idle.worker_count; }
-    /// The number of workers that have had a job: those of the lowest indices.
+    /// The number of workers that have had a job; they have the lowest indices.
     std::size_t Used() const { return slots.size(); }
     /// Throws std::out_of_range for an index of Size() or above.
     const Worker& At(std::size_t index) const;
@@ -113,15 +113,15 @@ private:
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
 
-    // Guards the members below, and those of each Slot that say so. The atomic ones change under it and are also read
-    // without it, by threads that wait awake.
+    // Guards the members below and those of each Slot that say so. Atomic members are written under it but also read
+    // without it, by threads that poll them.
     std::mutex mutex;
     std::condition_variable job_ended;
     std::atomic<std::size_t> unseen = 0;  // Jobs that have ended and that no Refresh has seen.
-    bool staged = false;  // Whether the next two members hold a job to take. Otherwise the owner alone uses them.
+    bool staged = false;  // Whether the next two members hold a job to take; otherwise only the owner uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
-    std::optional<std::size_t> taker;  // The worker that has taken the staged job, until its Submit.
+    std::optional<std::size_t> taker;  // The worker that took the staged job, until its Submit.
     std::atomic<bool> ending = false;
 };
 

@@ -25,18 +25,18 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The aligner writes one output per input file; this is its name in the table of outputs.
+// The aligner writes one output per input file; this is its key in the map of outputs.
 constexpr char kSamOutput[] = "";
 
 constexpr char kNoAsync[] = "Asynch alignment not yet supported!";
 
 // The name of a read in its SAM lines and its summary row: the id up to the first white space, where minimap2 cuts it
-// too. A tab inside the name would shift the columns of both files.
+// too. A tab in the name would shift the columns of both files.
 std::string NameInTables(const std::string& read_id) {
     return read_id.substr(0, read_id.find_first_of("\t\n\v\f\r"));
 }
 
-// Writes the alignment lines of a SAM text, header lines and empty lines left out.
+// Writes the alignment lines of a SAM text, without header lines and empty lines.
 void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
     const auto begin = ThirdPartyAlignment::SamHeader::EndOfHeaderLines(sam);
     const std::string_view lines = std::string_view(sam).substr(begin);
@@ -53,8 +53,8 @@ void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
     }
 }
 
-// Locks a mutex that others hold for two writes, some microseconds. A thread that slept meanwhile would be woken later
-// than the lock is free, so it waits awake for a while.
+// Locks a mutex that others hold only for two writes, some microseconds. Waking a sleeping thread takes longer than
+// that, so this one spins for a while first.
 std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::microseconds kLongestAwake{20};
@@ -161,7 +161,7 @@ int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& r
     const auto output_lock = LockSoon(output.mutex);
     ++output.read_count;
     WriteAlignmentLines(result.sam_record, output.file);
-    // This lock is taken inside the other one, so that both files hold the reads in the same order.
+    // Taken while the other lock is held, so both files have the reads in the same order.
     const std::lock_guard summary_lock(summary_mutex);
     summary.WriteLine(row);
     TAVIK_LOG(verbose) << "Done with read " << read_id << ". Genome: " << result.genome;

@@ -16,20 +16,20 @@ public:
     std::string GetLogFileName() override;
     std::string GetSummaryFileName() override;
 
-    /// Writes the summary's header line and loads the reference. A reference that cannot be loaded is logged
-    /// and ends the process with status 1.
+    /// Writes the summary's header line and loads the reference. If the reference cannot be loaded, logs the reason and
+    /// ends the process with status 1.
     void PrepareRun() override;
 
-    /// Opens the SAM file of an input file and writes its "@SQ" lines. The file lies under the save path as
-    /// the input file lies under the input path, with the extension "sam". Throws the file system's error
-    /// when its folder cannot be created, and std::runtime_error when the SAM file would replace the input file.
+    /// Opens the SAM file of an input file and writes its "@SQ" lines. The SAM file has the same path below the save
+    /// path as the input file has below the input path, with the extension "sam". Throws the file system's error when
+    /// its folder cannot be created, and std::runtime_error when the SAM file would replace the input file.
     void StartNewFile(const std::string& file) override;
 
-    /// Aligns one read and writes its SAM lines and its summary row as one unit. Returns 1. Throws, with
-    /// nothing written, what AlignRead throws.
+    /// Aligns one read and writes its SAM lines and its summary row together. Returns 1. Exceptions of AlignRead pass
+    /// through; nothing is written then.
     int ProcessRead(const Common::FastQRecord& record, const std::string& read_id) override;
 
-    /// Throw std::runtime_error: the aligner has no asynchronous mode.
+    /// Both throw std::runtime_error: the aligner has no asynchronous mode.
     void ProcessReadAsync(const Common::FastQRecord& record, const std::string& read_id) override;
     void CollectAsyncResults() override;
 
@@ -43,8 +43,8 @@ private:
     std::string SamPath(const std::string& file) const;
     OutputEntry& SamOutput();
 
-    std::string sam_header;                // The lines in front of each SAM file.
-    std::set<std::string> sam_paths_used;  // To warn about input files that share a SAM file.
+    std::string sam_header;                // The first lines of each SAM file.
+    std::set<std::string> sam_paths_used;  // To detect input files with the same SAM file.
 };
 
 }  // namespace Tavik

@@ -15,7 +15,7 @@ bool IsCompressedReadFile(const fs::path& path) {
     return Common::LowerCaseExtension(path.string()) == ".gz" && Common::HasReadFileExtension(path.stem().string());
 }
 
-// A read file that cannot even be looked at, a link to nowhere most often, must not be missing without a word.
+// An inaccessible read file, most often a dangling link, must not be skipped silently.
 void WarnIfReadFile(const fs::path& path) {
     if (Common::HasReadFileExtension(path.string()) || IsCompressedReadFile(path)) {
         boost::system::error_code reason;
@@ -43,7 +43,7 @@ InputFiles Walk(const std::string& folder) {
         boost::system::error_code error;
         entry.increment(error);
         if (error) {
-            // The library's own error does not name the folder that could not be entered.
+            // Boost's own error does not name the folder that could not be entered.
             throw fs::filesystem_error("Could not list a folder", fs::is_directory(status) ? path : path.parent_path(),
                                        error);
         }

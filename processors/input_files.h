@@ -8,13 +8,13 @@ namespace Tavik {
 
 /// The read files of a folder.
 struct InputFiles {
-    std::vector<std::string> plain;  ///< Paths, in the order of the folder walk.
-    std::size_t compressed = 0;      ///< Gzip-compressed read files; a folder's are left alone.
+    std::vector<std::string> plain;  ///< Paths, in the order of the directory iterator.
+    std::size_t compressed = 0;      ///< Number of gzip-compressed read files, which are not processed.
 };
 
-/// Lists the regular files with a read file's extension in `folder`, `recursive` in the folders below it too.
-/// Throws the file system's error, which names the folder, when one of them cannot be listed. Warns of each link to
-/// nowhere, and of other entries that cannot be looked at, whose name is that of a read file.
+/// Lists the regular files in `folder` with the extension of a read file; if `recursive`, also those in the folders
+/// below it. Throws the file system's error, with the folder's name, when a folder cannot be listed. Warns of each
+/// entry named like a read file whose status cannot be read, such as a dangling link.
 InputFiles FindReadFiles(const std::string& folder, bool recursive);
 
 }  // namespace Tavik

@@ -8,8 +8,8 @@
 
 namespace Tavik {
 
-/// A text file that is written line by line and reports its first failure, once, at severity error with its
-/// path and the system's reason; later writes to it are then lost. Not synchronised.
+/// A text file written line by line. It logs its first failure, at severity error with the path and the system's
+/// reason, and drops all later writes. Not synchronised.
 class OutputFile {
 public:
     OutputFile() = default;
@@ -17,10 +17,10 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    /// Opens `path` for writing and truncates an existing file; closes the file that was open before.
+    /// Opens `path` for writing and truncates an existing file; closes a file already open.
     void Open(const std::string& path);
 
-    /// Writes `line`, which ends in a line feed, and flushes, in one write where the system allows.
+    /// Writes `line`, which ends in a line feed, and flushes; normally a single write call.
     void WriteLine(std::string_view line);
 
 private:
@@ -31,9 +31,9 @@ private:
     std::string path;
 };
 
-/// What the run loop keeps per output of the current input file.
+/// One output of the current input file.
 struct OutputEntry {
-    std::mutex mutex;             ///< Guards the other members once workers run.
+    std::mutex mutex;             ///< Guards the other members while workers run.
     OutputFile file;              ///< Closed with the entry.
     std::int32_t read_count = 0;  ///< Reads written through this entry.
 };

@@ -20,7 +20,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The origin of the log records that a per-read job makes.
+// The origin of log records written by a per-read job.
 constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
 
 constexpr int kSubmitAttempts = 10;
@@ -108,7 +108,7 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
         if (files.plain.empty()) {
             TAVIK_LOG(warning) << text;
         } else {
-            TAVIK_LOG(message) << text;  // No warning: they are often copies of the plain files.
+            TAVIK_LOG(message) << text;  // Not a warning: they are often copies of the plain files.
         }
     }
     return std::move(files.plain);
@@ -181,9 +181,9 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
 
 int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork& work) const {
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
-        return -1;  // Four blank lines, mostly at the end of a file, are not a read.
+        return -1;  // Four blank lines, usually at the end of a file, are not a read.
     }
-    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title, whose id throws.
+    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title: GetReadId throws.
     try {
         read_id = record.GetReadId();
         if (read_id == Common::kInvalidReadId) {

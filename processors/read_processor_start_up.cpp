@@ -1,4 +1,4 @@
-// The start-up of a read processor: what happens between main and Run.
+// The start-up of a read processor, between main and Run.
 
 #include <cstdlib>
 #include <iostream>
@@ -55,7 +55,7 @@ void ReadProcessor::AnswerHelpAndVersion(const std::string& program) {
 }
 
 void ReadProcessor::ReportParameterErrors() {
-    // A version request silences warnings and errors, but errors still end the process: deliberate.
+    // A version request suppresses warnings and errors, but errors still end the process: deliberate.
     if ((status & Common::ParseStatus::VersionRequested) == 0) {
         std::cout << info_text << '\n' << error_text << std::endl;
     }
@@ -66,7 +66,7 @@ void ReadProcessor::ReportParameterErrors() {
 
 void ReadProcessor::SetUpLogging() {
     Common::logging::InitLogging(kChannel, kVerboseChannel, quiet, verbose_logs, trace_categories);
-    // Log files lie beside the results, whatever folder the program was started in.
+    // Log files go beside the results, whatever the current folder is.
     Common::logging::LoggerGroup::Instance().SetFolder(save_path);
     log_reads = Common::logging::AcceptsDefaultSeverity();
 }

@@ -18,7 +18,7 @@ void Append(std::string& row, std::int32_t number) {
 }
 
 void Append(std::string& row, float number) {
-    // The general format with six digits is what a standard stream writes by default.
+    // A standard stream's default: the general format with six digits.
     std::array<char, 32> text{};
     const auto [end, error] =
         std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);

@@ -6,7 +6,7 @@
 
 namespace Tavik {
 
-/// The column names of the alignment summary, separated by tabs, with a line feed.
+/// The column names of the alignment summary, tab-separated, with a line feed.
 std::string SummaryHeader();
 
 /// The summary row of one read, with a line feed. Whole numbers are decimal; identity and accuracy have up to

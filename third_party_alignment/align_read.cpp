@@ -11,8 +11,7 @@ AlignmentResult AlignRead(ExtAlignCaller* caller, const std::string& sequence, c
     std::string sam =
         reverse ? caller->Call({sequence.rbegin(), sequence.rend()}, read_name) : caller->Call(sequence, read_name);
     auto result = SamHandler::Parse(std::move(sam), static_cast<int>(sequence.size()));
-    // Deliberately one-sided: a read with nothing aligned is not "rejected", it keeps the aligner's own
-    // record.
+    // Deliberately one-sided: a read without aligned bases is not "rejected" but keeps the aligner's own record.
     const double coverage = result.coverage;
     if (coverage > 1e-7 && min_coverage >= result.coverage) {
         result = caller->CreateUnalignedResult(read_name);

@@ -7,16 +7,16 @@
 
 namespace ThirdPartyAlignment {
 
-/// Where and how well one read aligned. A plain value. The defaults are those of a read that has no alignment
-/// and differ from each other on purpose: they are what the rows of unaligned reads show.
+/// Where and how well one read aligned. A plain value. The defaults describe a read without an alignment, and the
+/// summary rows of unaligned reads show them; that they differ from each other is deliberate.
 ///
-/// Lengths and coordinates are in bases. The strand coordinates are those of the SAM record, that is of the
-/// reverse complement of the read for a hit on the reverse strand.
+/// Lengths and coordinates are in bases. The strand coordinates follow the SAM record: for a hit on the reverse strand
+/// they refer to the reverse complement of the read.
 struct AlignmentResult {
-    std::string genome = "*";          ///< Reference sequence hit, with "_rc" on the reverse strand.
+    std::string genome = "*";          ///< Name of the reference sequence, plus "_rc" on the reverse strand.
     std::int32_t genome_start = 0;     ///< First aligned reference base, 1-based (SAM POS); -1 when unmapped.
     std::int32_t genome_end = -1;      ///< genome_start + num_aligned + num_deletions: one past the last base.
-    std::int32_t strand_start = -1;    ///< Bases clipped (S or H) in front of the alignment.
+    std::int32_t strand_start = -1;    ///< Bases clipped (S or H) before the alignment.
     std::int32_t strand_end = -1;      ///< strand_start + num_aligned + num_insertions.
     std::int32_t num_events = -1;      ///< Characters in the record's SEQ column.
     std::int32_t num_insertions = -1;  ///< Sum of the CIGAR's I lengths.
@@ -27,7 +27,7 @@ struct AlignmentResult {
     float identity = -1.0F;            ///< num_correct / num_aligned.
     float accuracy = -1.0F;            ///< num_correct / (num_aligned + num_deletions + num_insertions).
     std::int32_t strand_score = -1;    ///< The aligner's score (SAM field AS).
-    std::string sam_record;            ///< The SAM text that the values were taken from.
+    std::string sam_record;            ///< The SAM text from which the values were taken.
 
     /// All members by name, each under the key "calibration_strand_" + member.
     Common::ValueMap ToValueMap() const;

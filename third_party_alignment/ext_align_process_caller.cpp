@@ -11,11 +11,10 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Runs that may fail before the one whose failure counts: eleven runs in all. The count and the number in the
-// message are deliberate.
+// Number of repeated runs, so there are up to eleven in all. This count and the number in the message are deliberate.
 constexpr int kMaxAttempts = 10;
 
-// A value for the shell: each blank in double quotes, so that a path with blanks stays one word.
+// Puts each blank into double quotes, so the shell keeps a path with blanks as one word.
 std::string Quoted(const std::string& value) {
     return boost::replace_all_copy(value, " ", "\" \"");
 }
@@ -37,7 +36,7 @@ std::string ExtAlignProcessCaller::Call(const std::string& sequence, const std::
 }
 
 std::string ExtAlignProcessCaller::CommandLine(const std::string& read_file) const {
-    // One placeholder after the other, each pass resuming behind what it inserted.
+    // One placeholder after another; each pass continues after the text it inserted.
     auto line = boost::replace_all_copy(command, "{executable}", Quoted(executable));
     boost::replace_all(line, "{reference}", Quoted(reference));
     boost::replace_all(line, "{strand}", Quoted(read_file));

@@ -8,17 +8,17 @@
 
 namespace ThirdPartyAlignment {
 
-/// Aligns reads by running an external aligner once per read. One thread at a time per instance; copies have
-/// temporary folders of their own. Since commands run inside that folder, relative paths start there.
+/// Aligns reads by running an external aligner once per read. One thread at a time per instance; each copy has its own
+/// temporary folder. Commands run inside that folder, so relative paths start there.
 class ExtAlignProcessCaller : public ExtAlignCaller {
 public:
-    /// `command`: a shell command in which "{executable}", "{reference}" and "{strand}" stand for the two
-    /// paths and for the name of the read's FASTA file. It prints SAM text on its standard output.
+    /// `command`: a shell command that prints SAM text on standard output. "{executable}" and "{reference}" are
+    /// replaced by the two paths, "{strand}" by the name of the read's FASTA file.
     ExtAlignProcessCaller(const std::string& reference, const std::string& executable, const std::string& command);
 
-    /// Writes the read as FASTA, runs the command and returns what it printed. A failing run is repeated at
-    /// once, eleven runs in all; then the last failure's std::runtime_error is thrown and the FASTA file
-    /// stays until the caller is destroyed.
+    /// Writes the read as FASTA, runs the command and returns its output. A failed run is repeated at once, up to
+    /// eleven runs in all; then the last std::runtime_error is thrown, and the FASTA file stays until the caller is
+    /// destroyed.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
     std::shared_ptr<ExtAlignCaller> Copy() const override;

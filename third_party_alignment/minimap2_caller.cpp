@@ -11,15 +11,15 @@
 #include "common/logging/record.h"
 #include "third_party_alignment/mm_index_wrapper.h"
 
-/// Returns a newly allocated "Hello World."; release it with free. The program exports this function for others that
-/// load it together with the wrapper library and want to see that calls arrive. Nothing in the program calls it.
+/// Returns a malloc'ed "Hello World."; release it with free. The program exports this function for code that loads it
+/// together with the wrapper library and wants to check that calls work. The program itself does not call it.
 extern "C" char* qelmm_test();
 
 extern "C" char* qelmm_test() {
     return strdup("Hello World.");
 }
 
-// Weak, because a wrapper library need not have this function: its address is null then.
+// Weak, because a wrapper library may lack this function; its address is then null.
 extern "C" [[gnu::weak]] const char* qelmm_minimap2_version();
 
 namespace ThirdPartyAlignment {
@@ -37,18 +37,18 @@ struct FreeText {
 std::string FormatSamHeader(const mm_idx_t& index) {
     std::string header;
     for (std::uint32_t i = 0; i < index.n_seq; ++i) {
-        // Whole, whatever the length of the name.
+        // Not truncated, however long the name is.
         header.append(i == 0 ? "@SQ\tSN:" : "\n@SQ\tSN:").append(index.seq[i].name);
         header.append("\tLN:").append(std::to_string(index.seq[i].len));
     }
     return header;
 }
 
-// The read as the wrapper takes it: without qualities, the other members carry nothing.
+// The read in the wrapper's form: without qualities, all other members empty.
 mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
     mm_bseq1_t read{};
     read.l_seq = static_cast<int>(sequence.size());
-    // The structure has no const texts; the wrapper does not write to them.
+    // The members of the structure are not const, but the wrapper does not write to them.
     read.name = const_cast<char*>(read_name.c_str());  // NOLINT(cppcoreguidelines-pro-type-const-cast)
     read.seq = const_cast<char*>(sequence.c_str());    // NOLINT(cppcoreguidelines-pro-type-const-cast)
     read.qual = nullptr;
@@ -116,7 +116,7 @@ std::string Minimap2Caller::Call(const std::string& sequence, const std::string&
         throw std::runtime_error("Minimap2 returned NULL string");
     }
     if (text.empty() || text.starts_with(kError)) {
-        // An answer that is no record stays the wrapper's own text: it is not ours to free.
+        // An answer that is not a record belongs to the wrapper: do not free it.
         static_cast<void>(answer.release());
         throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
                                               : "Minimap2 returned: " + std::string(text.substr(kError.size())));

@@ -20,37 +20,37 @@ public:
     Minimap2Caller& operator=(const Minimap2Caller&) = delete;
     ~Minimap2Caller() override;
 
-    /// Loads the index unless this caller or one that shares it has done so. Throws std::runtime_error "Could
+    /// Loads the index unless this caller or one that shares it has already done so. Throws std::runtime_error "Could
     /// not load index <path>" (the next call tries again) or "Minimap2 index contains 0 sequences.".
     void LoadIndex();
 
-    /// The version of the minimap2 library that the wrapper library holds; "unknown" where that does not tell.
+    /// The version of minimap2 linked into the wrapper library; "unknown" if the wrapper does not report it.
     static std::string LibraryVersion();
 
-    /// The index's "@SQ" lines, joined by line feeds, none after the last. Loads the index, and throws, as
+    /// The index's "@SQ" lines, separated by line feeds, without one at the end. Loads the index, and throws, as
     /// LoadIndex does.
     std::string GetSamHeader();
 
-    /// The header, if `with_header`, and the record(s) of one read, each line with a line feed. Loads the
-    /// index as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
+    /// The header, if `with_header`, and the record or records of one read, each line with a line feed. Loads the index
+    /// as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
-    /// A caller that shares the index. The occurrence threshold belongs to the caller that loaded the index:
-    /// a copy made before that keeps 0.
+    /// A caller that shares the index. Only the caller that loads the index has its occurrence threshold, and later
+    /// copies of it do: a copy made earlier keeps 0.
     std::shared_ptr<ExtAlignCaller> Copy() const override;
 
-    /// As ExtAlignCaller's, with the header in front of the record, whatever `with_header` says.
+    /// Like ExtAlignCaller's, but with the header before the record, regardless of `with_header`.
     AlignmentResult CreateUnalignedResult(const std::string& read_name) const override;
 
 private:
     Minimap2Caller(const Minimap2Caller&) = default;
 
-    // Loads the index as LoadIndex does; for const operations too.
+    // LoadIndex for const functions.
     const MMIndexWrapper& Loaded() const;
 
     std::string index_file;
     std::shared_ptr<MMIndexWrapper> index_wrapper;
-    mutable std::int32_t occ_threshold = 0;  // Written once, by the loading of the index.
+    mutable std::int32_t occ_threshold = 0;  // Written once, when the index is loaded.
     bool with_header = true;
 };
 

@@ -8,7 +8,7 @@
 
 namespace ThirdPartyAlignment {
 
-/// The one loaded minimap2 index that a caller and its copies share; unloads it with the last of them.
+/// The loaded minimap2 index that a caller and its copies share; unloaded with the last of them.
 class MMIndexWrapper {
 public:
     MMIndexWrapper() = default;

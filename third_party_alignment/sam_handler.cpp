@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int32_t kReverseStrand = 0x10;
 
-// 32-bit sums that wrap. The lengths come from a text that may hold anything, and signed overflow is undefined.
+// A 32-bit sum that wraps: lengths come from untrusted text, and signed overflow is undefined.
 std::int32_t Sum(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
@@ -30,7 +30,7 @@ struct AlignmentLine {
     std::string_view seq;
 };
 
-// Columns 1 to 11. A missing column leaves its member as it is.
+// Columns 1 to 11. A missing column leaves its member unchanged.
 AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     AlignmentLine line;
     std::int32_t unused = 0;
@@ -50,7 +50,7 @@ AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     return line;
 }
 
-// The record of an unmapped read without its last two columns gets them.
+// Adds the last two columns to an unmapped record that lacks them.
 void CompleteUnmappedRecord(std::string& record) {
     if (!record.empty() && record.back() == '\n') {
         record.pop_back();
@@ -60,7 +60,7 @@ void CompleteUnmappedRecord(std::string& record) {
     }
 }
 
-// The optional fields behind column 11. The table is small and each field is asked for once: no map is built.
+// The optional fields after column 11. They are few and each is looked up once, so no map is built.
 class OptionalFields {
 public:
     explicit OptionalFields(TextCursor& cursor) {
@@ -80,12 +80,12 @@ public:
         }
     }
 
-    // The number in a field; the last one counts when a tag is repeated.
+    // The number in a field; if a tag is repeated, the last one counts.
     std::int32_t Integer(std::string_view tag) const {
         const auto found =
             std::find_if(fields.rbegin(), fields.rend(), [tag](const auto& field) { return field.first == tag; });
         if (found == fields.rend()) {
-            throw std::out_of_range("map::at");  // The text of the standard's throwing look-ups.
+            throw std::out_of_range("map::at");  // The text of the standard library's map::at.
         }
         return std::stoi(std::string(found->second));
     }
@@ -131,7 +131,7 @@ AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
     result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);
     result.strand_score = fields.Integer("AS");
 
-    // Only the name tells the strand: coordinates stay those of the SAM record on purpose.
+    // Only the name shows the strand: the coordinates deliberately stay those of the SAM record.
     if ((line.flag & kReverseStrand) != 0) {
         result.genome += "_rc";
     }

@@ -12,7 +12,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Shorter headers are read again each time: that is cheaper than taking the lock and comparing.
+// Shorter headers are parsed each time: that is cheaper than locking and comparing.
 constexpr std::size_t kKeepFrom = 4096;
 
 std::mutex kept_header_mutex;
@@ -25,7 +25,7 @@ std::string_view WithoutTag(std::string_view field) {
     return field.substr(3);
 }
 
-// As std::stoi; plain digits, which is all that aligners write, need no copy of the text.
+// Like std::stoi, but plain digits, which is what aligners write, need no copy of the text.
 std::int32_t ToInteger(std::string_view text) {
     std::int32_t value = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -96,7 +96,7 @@ void SamHeader::Read(std::string_view text) {
 void SamHeader::Keep(std::string_view header) {
     kept = header;
     Read(kept);
-    // The last line of a name counts. Reversing makes it the first of its equals, and unique keeps the first.
+    // The last line with a name counts. Reversing puts it first among its equals, and unique keeps the first.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
                      [](const auto& a, const auto& b) { return a.name < b.name; });

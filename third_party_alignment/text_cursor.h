@@ -5,24 +5,24 @@
 
 namespace ThirdPartyAlignment {
 
-/// Walks a text with the rules of formatted stream extraction (blanks of any kind, line ends included,
-/// separate words; after a failed extraction nothing more is taken), without a stream's cost and without
-/// copying. The text is borrowed and must outlive the cursor and the views that it returns.
+/// Reads a text by the rules of formatted stream extraction, without a stream's cost and without copying: any white
+/// space, including line ends, separates words, and after a failed extraction nothing more is extracted. The text is
+/// borrowed and must outlive the cursor and the views it returns.
 class TextCursor {
 public:
     explicit TextCursor(std::string_view text)
         : position(text.data()), begin(text.data()), end(text.data() + text.size()) {}
 
-    /// True when all characters have been taken.
+    /// True when no characters are left.
     bool AtEnd() const { return position == end; }
-    /// Characters taken so far.
+    /// Number of characters extracted so far.
     std::size_t Offset() const { return static_cast<std::size_t>(position - begin); }
     /// True when an extraction has failed.
     bool Failed() const { return failed; }
     /// True when the next character is `c`.
     bool NextIs(char c) const { return !failed && position != end && *position == c; }
 
-    /// The next word; empty, and failed from then on, when there is none.
+    /// The next word. If there is none, returns an empty view, and the cursor has failed.
     std::string_view Word() {
         if (!SkipBlanks()) {
             return {};
@@ -34,12 +34,12 @@ public:
         return {word, static_cast<std::size_t>(position - word)};
     }
 
-    /// Reads a decimal number with an optional sign into `value` and leaves what follows its digits. Without
-    /// digits the value becomes 0, beyond 32 bits the nearest limit, and the cursor has failed; with nothing
-    /// left the value stays as it is.
+    /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits the value
+    /// becomes 0, beyond 32 bits the nearest limit; both fail the cursor. If no text is left, the value stays
+    /// unchanged.
     void Number(std::int32_t& value);
 
-    /// Takes one character, a blank too. Returns false, taking nothing, at the end or after a failure.
+    /// Extracts one character, even a blank. Returns false and extracts nothing at the end or after a failure.
     bool Character(char& c) {
         if (failed || position == end) {
             return false;
@@ -48,7 +48,7 @@ public:
         return true;
     }
 
-    /// Skips to the start of the next line; at the end of the text the cursor has failed.
+    /// Skips to the start of the next line; if the text ends first, the cursor has failed.
     void SkipLine();
 
 private:

@@ -13,18 +13,18 @@ namespace Common {
 namespace {
 
 constexpr std::size_t kInputSize = 1 << 16;
-constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer: each call hands over all it has.
-constexpr int kGzipWindow = 15 + 16;        // The largest window; gzip framing alone.
+constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer: each call empties that.
+constexpr int kGzipWindow = 15 + 16;        // The largest window; only gzip framing.
 constexpr int kMostIgnored = 512;
 
 enum class Phase { between_members, header, fast, exact, end };
 
 }  // namespace
 
-// zlib reads each member's header, then ISA-L, which is twice as fast, decompresses its data. ISA-L does not hand
-// out all the text before a damage or before the end of a cut file. zlib therefore decompresses such a member a
-// second time: it skips what has been handed out, gives the rest and names the reason. A pipe cannot be read a
-// second time, so zlib alone decompresses it.
+// zlib reads each member's header; then ISA-L, which is twice as fast, decompresses its data. ISA-L does not return all
+// the text before a corruption or before the end of a truncated file. zlib therefore decompresses such a member a
+// second time: it skips the text already returned, delivers the rest and reports the reason. A pipe cannot be read
+// twice, so zlib alone decompresses it.
 struct GzipDecoder::State {
     Phase phase = Phase::between_members;
     bool seekable = false;
@@ -32,10 +32,10 @@ struct GzipDecoder::State {
     inflate_state fast{};
     std::vector<Bytef> input = std::vector<Bytef>(kInputSize);
     std::vector<char> output = std::vector<char>(kTextSize);
-    std::string_view text;         // What the last step decoded.
-    std::uint64_t input_end = 0;   // How far into the source the input reaches.
-    std::uint64_t body = 0;        // Where the member's compressed data begin in the source.
-    std::uint64_t handed_out = 0;  // Bytes of this member's text that zlib skips when it takes over.
+    std::string_view text;         // The text decoded by the last step.
+    std::uint64_t input_end = 0;   // Offset in the source at which the input ends.
+    std::uint64_t body = 0;        // Offset at which the member's compressed data begin.
+    std::uint64_t handed_out = 0;  // Bytes of this member's text that zlib skips if it takes over.
 };
 
 GzipDecoder::GzipDecoder() : state(std::make_unique<State>()) {
@@ -70,7 +70,7 @@ void GzipDecoder::Decode(GzipSource& source) {
     }
 }
 
-// Reads on until at least `bytes` bytes lie at exact.next_in. False when the source ends before.
+// Reads until at least `bytes` bytes are available at exact.next_in. False if the source ends earlier.
 bool GzipDecoder::Have(GzipSource& source, unsigned bytes) {
     auto& exact = state->exact;
     auto& input = state->input;

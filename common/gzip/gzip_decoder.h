@@ -13,16 +13,15 @@ class GzipSource {
 public:
     virtual ~GzipSource() = default;
 
-    /// Reads up to `size` bytes and returns their number, 0 at the end. What it throws passes through the decoder.
+    /// Reads up to `size` bytes and returns their number, 0 at the end. Exceptions pass through the decoder.
     virtual std::size_t Read(unsigned char* buffer, std::size_t size) = 0;
 
-    /// Makes `position`, in bytes from the start, the next one to be read. False where there are no positions, as in a
-    /// pipe.
+    /// Moves to `position`, in bytes from the start. False if the source is not seekable, as a pipe is.
     virtual bool Seek(std::uint64_t position) = 0;
 };
 
-/// The text of gzip data of any number of members, checked and exact: every byte before a damage is handed out, and
-/// lengths, checksums and header checksums are compared. Zero bytes between and after members are padding. One thread.
+/// Decodes gzip data with any number of members. Returns every byte before a corruption, and verifies lengths,
+/// checksums and header checksums. Zero bytes between and after members are padding. One thread.
 class GzipDecoder {
 public:
     GzipDecoder();
@@ -30,17 +29,17 @@ public:
     GzipDecoder& operator=(const GzipDecoder&) = delete;
     ~GzipDecoder();
 
-    /// The next piece of the text, which stays valid until the next call; empty at the end. `source` is at its start at
-    /// the first call, and the same one at each.
+    /// The next piece of the text, valid until the next call; empty at the end. `source` must be at its start on the
+    /// first call and the same on every call.
     std::string_view Next(GzipSource& source);
 
-    /// Why the text ends where it does: empty for sound data. Known once Next has returned an empty piece.
+    /// Why the data are invalid, or empty if they are sound. Known once Next has returned an empty piece.
     const std::string& Failure() const { return failure; }
 
-    /// True when the members read are sound and Failure is about what follows them.
+    /// True when all members are sound and Failure concerns the bytes after them.
     bool FailsAfterLastMember() const { return fails_after_last_member; }
 
-    /// The number of bytes other than zero after the last member, counted up to a limit above which they are a failure.
+    /// The number of non-zero bytes ignored after the last member. Above a limit, such bytes are a failure instead.
     int IgnoredBytes() const { return ignored; }
 
 private:

@@ -21,14 +21,14 @@ struct Outcome {
 
 using Clock = std::chrono::steady_clock;
 
-thread_local int waits_without = 0;  // Of this thread's next waits, how many sleep at once.
+thread_local int waits_without = 0;  // The number of coming waits of this thread that do not yield first.
 
-// Lets other threads run until the condition holds, for about `longest` and at least once, without the lock: the
-// condition looks at atomic members. A thread that sleeps at once may leave its processor idle, and to wake it takes
-// about as long as mapping a short read. A yield returns at once where no other thread waits for the processor.
-// Measured on two processors with two workers: a file of short reads takes 2.1 s instead of 2.8 s.
-// When other programs keep the processors busy, a yield can take milliseconds, which made such a file take up to half
-// as long again. So after a yield that took long, this thread does without in the next waits.
+// Yields to other threads until the condition holds, at least once and for about `longest`. Releases the lock
+// meanwhile, so the condition may read only atomic members. A thread that sleeps at once may leave its processor idle,
+// and waking it takes about as long as mapping a short read. A yield returns immediately when no other thread waits for
+// the processor. With two workers on two processors, a file of short reads took 2.1 s instead of 2.8 s. When other
+// programs keep the processors busy, a yield can take milliseconds, and such a file took up to half as long again. So
+// after a slow yield, this thread skips yielding in its next waits.
 template <typename Condition>
 void YieldUntil(const Condition& condition, std::unique_lock<std::mutex>& lock, std::chrono::microseconds longest) {
     constexpr std::chrono::milliseconds kLong{1};
@@ -50,7 +50,7 @@ void YieldUntil(const Condition& condition, std::unique_lock<std::mutex>& lock, 
     lock.lock();
 }
 
-// How long a worker yields before it sleeps: the time in which the owner mostly reads the next record and stages it.
+// How long a worker yields before it sleeps: usually long enough for the owner to read and stage the next record.
 constexpr std::chrono::microseconds kWorkerYields{50};
 constexpr std::chrono::microseconds kOneYield{0};
 
@@ -66,13 +66,13 @@ struct WorkerPool::Slot : Worker {
     FastQRecord record;
 
     // Guarded by the pool's mutex.
-    std::atomic<std::uint64_t> begun = 0;  // Number of jobs begun so far, submitted and staged ones.
+    std::atomic<std::uint64_t> begun = 0;  // Number of jobs begun so far, both submitted and staged.
     std::uint64_t ended = 0;               // Number of jobs ended so far.
-    std::array<Outcome, 2> outcomes;       // Of the last two jobs: the second may end before the owner sees the first.
-    std::condition_variable given;         // Tells the thread of a job, or of the end of the pool.
+    std::array<Outcome, 2> outcomes;       // Of the last two jobs; both may end before a Refresh.
+    std::condition_variable given;         // Signals a new job or the end of the pool.
 
     // Used by the owner alone.
-    bool pending = false;    // Whether a job was submitted whose result Refresh has not taken.
+    bool pending = false;    // Whether Refresh has yet to take a submitted job's result.
     std::uint64_t seen = 0;  // Number of results taken so far.
     std::thread thread;
 
@@ -145,7 +145,7 @@ void WorkerPool::Start(Slot& slot) {
         try {
             slot.thread = std::thread(&WorkerPool::RunThread, this, std::ref(slot));
         } catch (const std::system_error&) {
-            // The system grants no thread. The job runs here, so no read is lost; the next job tries again.
+            // The system cannot start a thread. The job runs here, so no read is lost; the next job tries again.
             RunJobs(slot, lock);
         }
     }
@@ -166,8 +166,8 @@ void WorkerPool::RunThread(Slot& slot) {
     }
 }
 
-// A worker whose job ends takes the staged job here, and nowhere else. Submit then starts nothing; it only notes
-// which worker runs the job.
+// A worker takes the staged job only here, when its own job ends. Submit then starts nothing; it only records which
+// worker runs the job.
 //
 //   owner    Stage ------------------ sleeps ---- Refresh, Reset, Submit
 //                    \                 ^
@@ -195,7 +195,7 @@ void WorkerPool::RunJobs(Slot& slot, std::unique_lock<std::mutex>& lock) {
         job_ended.notify_one();
         lock.lock();
         if (slot.begun > slot.ended) {
-            // The owner goes first if it waits for this processor, to stage a record before the next job ends.
+            // If the owner waits for this processor, let it run first and stage a record before the next job ends.
             YieldUntil([this] { return unseen == 0; }, lock, kOneYield);
         }
     }

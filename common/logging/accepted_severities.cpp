@@ -17,12 +17,12 @@ struct Wishes {
 };
 
 Wishes& AllWishes() {
-    // Never destroyed, because a static LoggerGroup may be destroyed later than any other static object.
+    // Never destroyed, because a static LoggerGroup may outlive any other static object.
     static auto* const wishes = new Wishes;
     return *wishes;
 }
 
-// To be called with the mutex held.
+// Call with the mutex held.
 void Update(const Wishes& wishes) {
     if (!wishes.in_force) {
         return;

@@ -9,10 +9,10 @@
 
 namespace Common::logging {
 
-/// The type of the loggers: with severity and channel, safe for several threads.
+/// The logger type: a Boost.Log source with severity and channel. Thread-safe.
 using BoostLoggerWrapper = boost::log::sources::severity_channel_logger_mt<Severity, std::string>;
 
-/// The one instance that serves every component, in Boost.Log's own storage of global loggers.
+/// The one logger that every component shares; Boost.Log's global storage holds it.
 BOOST_LOG_INLINE_GLOBAL_LOGGER_CTOR_ARGS(
     GlobalLogger, BoostLoggerWrapper,
     ((boost::log::keywords::severity = Severity::verbose))((boost::log::keywords::channel = "core")))

@@ -14,7 +14,7 @@ namespace Common::logging {
 
 namespace {
 
-// A "%" in the caller's name is doubled, so that it is not taken for a time field.
+// Doubles each "%" in the caller's name, so that it does not count as a time field.
 std::string NamePattern(const std::string& name) {
     return boost::replace_all_copy(name, "%", "%%") + "_log-%Y-%m-%d_%H-%M-%S.log";
 }

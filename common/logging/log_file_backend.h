@@ -8,14 +8,14 @@
 
 namespace Common::logging {
 
-/// Writes log lines to a file, which the first line opens. Boost.Log's own file backend does not tell when a line
-/// could not be written. This one reports the first failure on standard error, with the path and the system's
-/// reason, and drops all later lines: a full disk must not end a run. The sink in front of it serialises calls.
+/// Writes log lines to a file, which is opened for the first line. Unlike Boost.Log's file backend, it reports a failed
+/// write: the first one on standard error, with the path and the system's reason. It then drops all later lines,
+/// because a full disk must not end a run. The sink that owns it serialises calls.
 class LogFileBackend : public boost::log::sinks::basic_formatted_sink_backend<char> {
 public:
-    /// `name`: the caller's part of the file name, in front of "_log-<date>_<time>.log". The time is that of the
-    /// opening. A relative folder counts from the folder that is the current one now: starting an external aligner
-    /// changes it. Lines are appended to an existing file, which another run has opened in the same second.
+    /// `name`: the start of the file name, followed by "_log-<date>_<time>.log" with the time at which the file is
+    /// opened. A relative folder is resolved against the current folder at construction, because starting an external
+    /// aligner changes that. Lines are appended to an existing file: another run may have opened it in the same second.
     LogFileBackend(const boost::filesystem::path& folder, const std::string& name, bool auto_flush);
 
     void consume(const boost::log::record_view& record, const string_type& line);
@@ -25,7 +25,7 @@ private:
     void Report(const char* what);
 
     const boost::filesystem::path folder;
-    boost::filesystem::path start;  // What a relative folder counts from; empty where the system does not tell.
+    boost::filesystem::path start;  // Base of a relative folder; empty if unknown.
     const std::string pattern;
     const bool auto_flush;
     std::string path;

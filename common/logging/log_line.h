@@ -8,8 +8,8 @@
 namespace Common::logging {
 
 /// Writes one record as a line, without a line feed:
-/// "<date> <time> <channel> <thread> <function> [<severity>] <text>", of which `options` chooses the fields
-/// in front of the text. The order keeps the severity and the text together at the end, where people look.
+/// "<date> <time> <channel> <thread> <function> [<severity>] <text>", where `options` selects the fields before the
+/// text. Severity and text come last and together, because people look there.
 void FormatLogLine(const boost::log::record_view& record, const SinkOptions& options,
                    boost::log::formatting_ostream& stream);
 

@@ -33,11 +33,11 @@ struct ProcessGroup {
     ProcessGroup& operator=(const ProcessGroup&) = delete;
     ~ProcessGroup() {
         group.reset();
-        accepted_severities = 0;  // Static objects that are destroyed later can no longer log.
+        accepted_severities = 0;  // Static objects destroyed later can no longer log.
     }
 
     const boost::shared_ptr<boost::log::core> core = boost::log::core::get();  // Destroyed after the group.
-    std::mutex mutex;                                                          // Guards the making of `group`.
+    std::mutex mutex;                                                          // Guards the creation of `group`.
     std::unique_ptr<LoggerGroup> group;
 };
 
@@ -58,7 +58,7 @@ std::size_t Position(Loggers logger) {
     return static_cast<std::size_t>(logger);
 }
 
-// A sink that filters and formats as the options say, in front of `backend`.
+// A sink that filters and formats according to the options and writes to `backend`.
 template <typename Backend>
 boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend, const SinkOptions& options) {
     auto sink = boost::make_shared<sinks::synchronous_sink<Backend>>(backend);
@@ -77,7 +77,7 @@ boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backen
     return sink;
 }
 
-// Attributes of every record, whoever makes it.
+// Attributes of every record in the process, including foreign ones.
 void AddCommonAttributes() {
     const auto core = boost::log::core::get();
     core->add_global_attribute("TimeStamp", boost::log::attributes::local_clock());
@@ -96,7 +96,7 @@ void InitLogging(const std::string& channel, const std::string& verbose_channel,
     auto options = GetDefaultTavikLogOptions(quiet, verbose_logs, trace_categories);
     auto& process = Process();
     const std::lock_guard lock(process.mutex);
-    process.group.reset();  // Removes the old sinks before the new ones come.
+    process.group.reset();  // Removes the old sinks before the new ones are installed.
     AddCommonAttributes();
     process.group = std::make_unique<LoggerGroup>(channel, verbose_channel);
     for (const auto console : {Loggers::error_console, Loggers::output_console}) {
@@ -139,7 +139,7 @@ LoggerGroup& LoggerGroup::Instance() {
 
 void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
     if (!IsConsole(logger)) {
-        TAVIK_LOG(error) << kWrongLogger;  // "file" for a console sink too: deliberate, tools match this text.
+        TAVIK_LOG(error) << kWrongLogger;  // Says "file" for a console sink too: deliberate, tools match this text.
         return;
     }
     Sink sink;

@@ -22,7 +22,7 @@ Record::~Record() {
         stream.flush();
         logger.push_record(boost::move(record));
     } catch (...) {
-        // A record that cannot be made (no memory) is lost; the work that it tells of goes on.
+        // A record that cannot be made, for lack of memory, is lost; the program continues.
     }
 }
 

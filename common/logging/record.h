@@ -8,9 +8,9 @@
 
 namespace Common::logging {
 
-/// One log record under construction. Made only for accepted severities; pushed to the global severity logger
-/// by its destructor, which never throws. `function` is the signature of the function that logs, kept as the
-/// record's "Function" attribute; the text must outlive the record.
+/// One log record under construction. Made only for accepted severities; its destructor passes it to the global logger
+/// and never throws. `function` is the signature of the logging function and becomes the record's "Function" attribute;
+/// the string must outlive the record.
 class Record {
 public:
     Record(Severity severity, const char* function) : severity(severity), function(function) {}
@@ -18,7 +18,7 @@ public:
     Record& operator=(const Record&) = delete;
     ~Record();
 
-    /// The text of the record is whatever is written here.
+    /// Collects the text of the record.
     std::ostream& Stream() { return text; }
 
 private:
@@ -29,11 +29,11 @@ private:
 
 }  // namespace Common::logging
 
-/// `TAVIK_LOG(info) << "text" << value;` logs one record at the named severity from the calling function. A
-/// severity that no sink takes costs one branch: nothing to the right of the macro is evaluated.
+/// `TAVIK_LOG(info) << "text" << value;` logs one record at the named severity from the calling function. If no sink
+/// accepts the severity, this costs one branch: nothing to the right of the macro is evaluated.
 #define TAVIK_LOG(severity_name) TAVIK_LOG_FROM(severity_name, __PRETTY_FUNCTION__)
 
-/// As TAVIK_LOG, with another text for the "Function" attribute.
+/// Like TAVIK_LOG, but with the given "Function" attribute.
 #define TAVIK_LOG_FROM(severity_name, function_name)                               \
     if (!::Common::logging::Accepts(::Common::logging::Severity::severity_name)) { \
     } else                                                                         \

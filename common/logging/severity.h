@@ -5,15 +5,15 @@
 
 namespace Common::logging {
 
-/// How grave a log record is, from lowest to highest. "message" ranks below "info" on purpose: messages are
-/// meant for the person at the terminal, infos for the log file.
+/// How severe a log record is, from lowest to highest. "message" ranks below "info" on purpose: messages are meant for
+/// the person at the terminal, infos for the log file.
 enum class Severity : std::uint8_t { trace = 0, verbose = 1, message = 2, info = 3, warning = 4, error = 5 };
 
 /// The lower-case name of a severity; "unknown" for any value above `Severity::error`.
 const char* ToString(Severity severity) noexcept;
 
-/// The severity of exactly one of the six lower-case names.
-/// Throws std::runtime_error "unable to find severity for string: " + text for any other text.
+/// The severity with this lower-case name; the match is exact. Throws std::runtime_error "unable to find severity for
+/// string: " + text for any other text.
 Severity SeverityFromString(const std::string& text);
 
 }  // namespace Common::logging

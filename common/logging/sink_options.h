@@ -8,32 +8,32 @@
 
 namespace Common::logging {
 
-/// Names the loggers of a LoggerGroup; the values are positions in the default options.
+/// The loggers of a LoggerGroup; the values are indices into the default options.
 enum class Loggers { main_file = 0, error_console = 1, output_console = 2, verbose_file = 3 };
 
 inline constexpr int kLoggerCount = 4;
 
-/// What one sink takes and how it writes it.
+/// Which records one sink accepts and how it writes them.
 struct SinkOptions {
-    std::set<Severity> severities;  ///< Records of other severities are left out.
+    std::set<Severity> severities;  ///< The sink drops records of other severities.
     bool auto_flush = true;         ///< Flush after each record.
     bool show_origin = false;       ///< Thread id and function.
     bool show_time_stamp = true;    ///< Local date and time.
     bool show_severity = true;      ///< Severity in brackets.
     bool show_channel = false;      ///< Channel name.
     bool enabled = false;           ///< A sink that is not enabled is not installed.
-    std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are taken.
+    std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are accepted.
 
-    /// True when a record of that severity may be taken; for trace, from some channel.
+    /// True when the sink accepts records of this severity; for trace, from at least one channel.
     bool Takes(Severity severity) const;
-    /// True when trace records of `channel` are taken.
+    /// True when the sink accepts trace records of `channel`.
     bool TakesTraceOf(const std::string& channel) const;
 };
 
 /// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and
-/// errors), standard output (messages, nothing when `quiet`) and the verbose log file, which only
-/// `verbose_logs` or a non-empty `trace_categories` enables. The two consoles are not enabled: who installs them does
-/// that.
+/// errors), standard output (messages, nothing when `quiet`) and the verbose log file, which only `verbose_logs` or a
+/// non-empty `trace_categories` enables. The two console sinks are returned disabled; the caller that installs them
+/// enables them.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 

@@ -25,7 +25,7 @@ bool FastQIterable::ReadRecordLines() {
         if (!ReadLine(*stream, *line)) {
             return false;
         }
-        if (stream->bad()) {  // The stream throws nothing itself.
+        if (stream->bad()) {  // The stream itself does not throw.
             throw std::runtime_error("Error while reading a line from the input stream.");
         }
     }

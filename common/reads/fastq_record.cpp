@@ -12,21 +12,21 @@ namespace Common {
 
 namespace {
 
-// 0 for a letter of a sequence. The distance to the nearest one instead of a chain of comparisons, which compilers make
-// a look-up in a bit mask, one character at a time.
+// Returns 0 for A, C, G, T and U. XOR distances vectorise; compilers turn a chain of comparisons into a scalar bit
+// test.
 unsigned char NoBase(char c) {
     const auto distance = [c](char base) { return static_cast<unsigned char>(c ^ base); };
     return std::min(std::min(std::min(distance('A'), distance('C')), std::min(distance('G'), distance('T'))),
                     distance('U'));
 }
 
-// 0 for a character of a quality string.
+// Returns 0 for a valid quality character.
 unsigned char NoQuality(char c) {
     return static_cast<unsigned char>(c < 33 || c > 126);
 }
 
-// The loop has no early exit, so that the compiler can test many characters at a time. Nearly all records are
-// valid; for the others the caller searches the position afterwards.
+// The loop has no early exit, so the compiler can vectorise it. Nearly all records are valid; for the others, the
+// caller searches for the position afterwards.
 template <unsigned char (*kFault)(char)>
 bool HasNo(const std::string& text) {
     unsigned char faults = 0;
@@ -59,7 +59,7 @@ void FastQRecord::Validate() const {
     }
     ValidateSequence();
     if (!HasNo<NoQuality>(qstring)) {
-        // Without position and record text, unlike the other two messages: tools match this line as it is.
+        // Unlike the other two messages, this one has neither position nor record text: tools match the exact line.
         const char bad = *std::find_if(qstring.begin(), qstring.end(), NoQuality);
         throw std::runtime_error(std::string("Unsupported character in the Qstring: ") + bad);
     }
@@ -95,7 +95,7 @@ std::string FastQRecord::GetReadId() const {
     try {
         const auto blank = title.find(' ', 1);
         return title.substr(1, blank == std::string::npos ? blank : blank - 1);
-    } catch (...) {  // The caller goes on with the next read whatever happened; there is no text worth keeping.
+    } catch (...) {  // The caller continues with the next read in any case; the exception's text adds nothing.
         TAVIK_LOG(error) << "Could not extract read id from fastq title. Continuing with next read.";
         return kInvalidReadId;
     }
@@ -126,7 +126,7 @@ void FastQRecord::AppendTitleField(std::string& title, const std::string& key, c
 }
 
 std::string FastQRecord::ComposeTitle(const ValueMap& attributes) {
-    // All six are looked up before anything is composed: the first missing one, in this order, is named.
+    // Look up all six first: the error names the first missing one in this order.
     const auto& read_id = attributes.Get<std::string>("read_id");
     const auto& run_id = attributes.Get<std::string>("run_id");
     const auto& sample_id = attributes.Get<std::string>("sample_id");

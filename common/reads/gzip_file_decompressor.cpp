@@ -20,7 +20,7 @@ public:
         if (streambuf->sgetc() == std::streambuf::traits_type::eof()) {
             return 0;
         }
-        // What is there, and no more: a pipe may be slow to bring the next bytes.
+        // Read only the available bytes: a pipe may take long to deliver more.
         const auto count = std::min(static_cast<std::streamsize>(size), streambuf->in_avail());
         return static_cast<std::size_t>(streambuf->sgetn(reinterpret_cast<char*>(buffer), count));
     }
@@ -65,7 +65,7 @@ private:
     const std::string path;
     StreambufSource input;
     GzipDecoder gzip;
-    std::string_view text;  // The part of the decoder's last piece that has not been handed out.
+    std::string_view text;  // The part of the decoder's last piece not yet returned.
     bool end_told = false;
 };
 

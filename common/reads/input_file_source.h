@@ -9,8 +9,8 @@
 
 namespace Common {
 
-/// A Boost.Iostreams source over one file or pipe. The first read or seek opens it, and throws when that fails.
-/// Copies share the position. One thread.
+/// A Boost.Iostreams source for one file or pipe. The first read or seek opens it and throws if that fails. Copies
+/// share the position. One thread.
 class InputFileSource {
 public:
     using char_type = char;
@@ -19,11 +19,11 @@ public:
     explicit InputFileSource(const std::string& path);
 
     /// Reads up to `count` bytes into `buffer`; returns their number, or -1 at the end of the file.
-    /// Throws std::system_error that names the file and the system's reason.
+    /// Throws std::system_error with the file and the system's reason.
     std::streamsize read(char* buffer, std::streamsize count);
 
-    /// Returns the new position in bytes from the file's start, or -1 where there are no positions, as in a
-    /// pipe. Throws as read when the file cannot be opened.
+    /// Returns the new position in bytes from the start of the file, or -1 if the file is not seekable, as a pipe is.
+    /// Throws as read when the file cannot be opened.
     std::streampos seek(boost::iostreams::stream_offset offset, std::ios_base::seekdir from);
 
 private:

@@ -12,7 +12,7 @@ namespace Common {
 
 namespace {
 
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // What the C library counts as such.
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // The set of C's isspace.
 
 std::string_view Trimmed(std::string_view line) {
     const auto begin = line.find_first_not_of(kWhiteSpace);

@@ -38,14 +38,14 @@ void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_ist
         stream.push(GzipFileDecompressor(path), kBufferSize);
     }
     stream.push(InputFileSource(path), kBufferSize);
-    // A stream swallows its device's exceptions unless told otherwise; damage would then look like the end.
+    // By default a stream swallows its device's exceptions, and a corruption would look like the end.
     stream.exceptions(std::ios_base::badbit);
 }
 
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream) {
     if (stream.eof() && !stream.bad()) {
         stream.clear();
-        stream.peek();  // A read behind the end: the decompressor throws what it has kept for it.
+        stream.peek();  // Reading past the end makes the decompressor throw a pending error.
     }
 }
 

@@ -11,7 +11,7 @@
 
 namespace Tests {
 
-/// Collects the log records made while it lives; one at a time. Safe against records from several threads.
+/// Collects the log records made during its lifetime. Only one may exist at a time; any thread may log.
 class CapturedLog {
 public:
     CapturedLog() {
@@ -27,7 +27,7 @@ public:
         boost::log::core::get()->remove_sink(sink);
     }
 
-    /// The texts of the records so far that are of one severity, by its name.
+    /// The texts of all records so far with this severity, given by name.
     Lines Of(const std::string& severity) const {
         const auto collector = sink->locked_backend();
         Lines texts;

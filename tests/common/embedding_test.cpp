@@ -1,4 +1,4 @@
-// A program that embeds the libraries and has a sink of its own on Boost.Log's core. One header is all it includes.
+// Acts as a program that embeds the libraries and has its own sink on Boost.Log's core. It includes only one header.
 #include "common/logger.h"
 
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace {
 namespace logging = Common::logging;
 using logging::Severity;
 
-// The severities of one record each that reach the stream, by their initials.
+// Logs one record of each severity and returns the initials of those that reach the stream.
 std::string Arrived(std::ostringstream& stream) {
     stream.str("");
     TAVIK_LOG(trace) << "t";

@@ -20,7 +20,7 @@ namespace logging = Common::logging;
 using logging::Severity;
 using Tests::Lines;
 
-// The lines of the one file in `folder` whose name begins so; none when there is none.
+// The lines of the only file in `folder` whose name begins with `prefix`; empty if there is none.
 Lines LogLines(const Tests::TemporaryFolder& folder, const std::string& prefix) {
     Lines lines;
     for (const auto& entry : std::filesystem::directory_iterator(folder.Path(""))) {
@@ -32,7 +32,7 @@ Lines LogLines(const Tests::TemporaryFolder& folder, const std::string& prefix) 
     return lines;
 }
 
-// The last letter of each line, which is the text of LogOneOfEach.
+// The last letter of each line: the text that LogOneOfEach writes.
 std::string Texts(const Lines& lines) {
     std::string texts;
     for (const auto& line : lines) {
@@ -73,7 +73,7 @@ TEST(Logging, EachSinkTakesItsSeverities) {
         {false, false, "", "m", ""},
         {true, false, "", "", ""},
         {false, true, "", "m", "vmiwe"},
-        {true, true, "c_verbose", "", "vmiwe"},  // --verbose_logs outdoes the categories.
+        {true, true, "c_verbose", "", "vmiwe"},  // --verbose_logs overrides the categories.
         {false, false, "other,c_verbose more", "m", "tvmiwe"},
         {false, false, "c_verbose2 c", "m", "vmiwe"},
     };
@@ -183,7 +183,7 @@ TEST(Logging, SinksGoOnlyToTheirLoggers) {
     group.updateFileSink(logging::Loggers::output_console, folder.Path(""), "x", {});
     const auto said = Tests::LinesOf(testing::internal::GetCapturedStderr());
     EXPECT_EQ(said.size(), 2U);
-    for (const auto& line : said) {  // "file" for both: deliberate.
+    for (const auto& line : said) {  // Says "file" for both: deliberate.
         EXPECT_TRUE(line.ends_with("[error] Failed to update file sink - received wrong logger type")) << line;
     }
 

@@ -8,14 +8,13 @@
 
 namespace Tests {
 
-/// What the log of a loop must be, told line by line: the lowest idle worker takes the next job, and only when none is
-/// idle does one look find the workers whose jobs have ended, those whose jobs failed behind the others. Each job logs
-/// "Ran job <number>" at its end.
+/// Checks the log of a loop line by line: the lowest idle worker takes the next job, and only when none is idle does
+/// one refresh find the workers whose jobs have ended, failed ones last. Each job logs "Ran job <number>" at its end.
 class LoopLogModel {
 public:
     LoopLogModel(int threads, int jobs) : job_of(static_cast<std::size_t>(threads), kIdle), jobs(jobs) {}
 
-    /// Empty, or what is wrong with the line.
+    /// Returns what is wrong with the line; empty if it is right.
     std::string Take(const std::string& line) {
         const auto none_idle = std::ranges::count(job_of, kIdle) == 0;
         const auto number = NumberIn(line);
@@ -45,7 +44,7 @@ public:
         return right ? "" : "its job has not ended, nobody looked for it, or others come first";
     }
     bool IsDone() const { return all_submitted && ended.size() == static_cast<std::size_t>(jobs); }
-    /// 1 for the jobs that are to fail, else 0.
+    /// 1 for the jobs that must fail, else 0.
     static int Fails(int job) { return job % 7 == 3 ? 1 : 0; }
 
 private:
@@ -55,9 +54,9 @@ private:
         return digits != std::string::npos ? std::stoi(line.substr(digits)) : 0;
     }
 
-    std::vector<int> job_of;  // The workers'.
+    std::vector<int> job_of;  // By worker.
     std::set<int> ended;
-    std::pair<int, int> looked = {-1, -1};  // Whether the job failed and the worker, of the last one that came free.
+    std::pair<int, int> looked = {-1, -1};  // Of the last freed worker: whether its job failed, and its index.
     int next = 0, jobs;
     bool all_submitted = false;
 };

@@ -7,8 +7,8 @@
 
 namespace Tests {
 
-/// A room that the jobs of a test leave only in groups of `size` that were inside together. When a group does not
-/// come together within 10 seconds, the doors stay open.
+/// A barrier that releases a test's jobs only in groups of `size`. If a group is not complete within 10 seconds, the
+/// barrier stays open.
 class Meeting {
 public:
     explicit Meeting(int size) : size(size) {}
@@ -22,7 +22,7 @@ public:
         --inside;
     }
 
-    /// The most that have been inside at once.
+    /// The largest number of jobs inside at once.
     int Most() const { return most; }
     bool Failed() const { return failed; }
 

@@ -18,8 +18,8 @@ using Common::OptionFlags;
 using Common::ParseStatus;
 using Arguments = std::vector<std::string>;
 
-// The text with what the option library says, the part inside the outer quotes of a line that begins with "Error", left
-// out: its words differ between its versions. Only the words that it must repeat are looked for.
+// The text without the words of Boost.Program_options, that is, without the part inside the outer quotes of a line that
+// begins with "Error": they differ between Boost versions. Checks only that they contain `repeated`.
 std::string WithoutLibraryWords(const std::string& text, const std::string& repeated) {
     EXPECT_NE(text.find(repeated), std::string::npos) << text;
     return std::regex_replace(text, std::regex("(^|\n)(Error [a-z ]*: ').*'\\.\n"), "$1$2...'.\n");
@@ -44,7 +44,7 @@ public:
         for (auto& argument : arguments) {
             argv.push_back(argument.data());
         }
-        Common::Parameters& any = *this;  // Through which only public members can be called.
+        Common::Parameters& any = *this;  // Only public members can be called through this.
         return any.Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
     }
 
@@ -70,7 +70,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     constexpr unsigned kFaulty = ParseStatus::ParseError | ParseStatus::MissingOption;
     constexpr unsigned kUnexpected = ParseStatus::UnexpectedOption, kVersion = ParseStatus::VersionRequested;
     const std::string version = "Version requested.\n";
-    // The option library repeats what is at fault: the last column.
+    // Last column: the faulty input, which Boost's message must repeat.
     const std::tuple<Arguments, std::string, unsigned, std::string, std::string, std::string> cases[] = {
         {{"-n", "x", "--count=5", "-f"}, "", 0, "", "", ""},
         {{"--count", "5"}, "", ParseStatus::MissingOption, missing, "", ""},
@@ -78,18 +78,18 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
         {{"-n", "x", "--nope", "word"}, "", kUnexpected, "", on_line("--nope") + on_line("word"), ""},
         {{"-n", "x", "--cou", "5"}, "", 0, "", "", ""},
         {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty, "", "abc"},
-        // What looks like a placeholder of the message.
+        // A value that looks like a placeholder of the message.
         {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty, "", "\\x25value\\x25"},
         {{"-n", "x", "--count"}, "", kFaulty, faulty, "", "--count"},
         {{"-n", "x", "-d"}, "", kFaulty, faulty, "", "--data_path"},
         {{"-n", "x", "-f", "--fast"}, "", kFaulty, faulty, "", "--fast"},
         {{"-n", "x"}, "fast=1\n", kUnexpected, "", in_file("fast") + in_file("1"), ""},
         {{"-n", "x"}, "# comment\ntheirs=1\n", 0, "", "", ""},
-        {{"-f"}, "\xEF\xBB\xBFname=x\n", 0, "", "", ""},  // A byte order mark in front.
+        {{"-f"}, "\xEF\xBB\xBFname=x\n", 0, "", "", ""},  // Starts with a byte order mark.
         {{"-n", "x"}, "\xEF\xBBname=x\n", kUnexpected, "", in_file("\xEF\xBBname") + in_file("x"), ""},
         {{"-n", "x"}, "[broken\n", ParseStatus::ParseError, broken_file, "", "[broken"},
         {{"-n", "x", "-v"}, "", kVersion, "", version, ""},
-        // What was asked for in front of a fault is given all the same.
+        // A request before a fault is still answered.
         {{"-v", "--count", "5%"}, "", kFaulty | kVersion, faulty, version, "5%"},
     };
     for (const auto& [arguments, config, status, error, info, repeated] : cases) {
@@ -168,7 +168,7 @@ TEST(Parameters, AWrittenListingReadsBack) {
     const Tests::CapturedLog log;
     read.WriteParameters("/dev/full", {}, false);
     EXPECT_EQ(log.Of("error"), Tests::Lines{"Could not write parameters to /dev/full: No space left on device"});
-    TestedParameters lost;  // A path that the program itself names is opened without asking whether it exists.
+    TestedParameters lost;  // A path from the program itself is opened without checking that it exists.
     EXPECT_EQ(lost.Run({"-n", "x"}, nullptr, "/no"), ParseStatus::ConfigReadError);
     EXPECT_EQ(WithoutLibraryWords(lost.error_text, "'/no'"), "Error reading config file: '...'.\n");
 }

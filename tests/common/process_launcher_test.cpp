@@ -25,7 +25,7 @@ public:
     }
 };
 
-// Checks that nothing a test did is left open or running, and returns to the folder it started in.
+// Checks that a test leaves no descriptor open and no process running, and restores the current folder.
 class ProcessLauncherTest : public testing::Test {
 protected:
     ~ProcessLauncherTest() override {
@@ -59,16 +59,16 @@ TEST_F(ProcessLauncherTest, StatusIsReturnedUndecodedOrThrown) {
     EXPECT_EQ(fs::current_path(), start);
 }
 
-// Or a command that another thread starts meanwhile would hold it open.
+// Otherwise a command started meanwhile by another thread would hold it open.
 TEST_F(ProcessLauncherTest, ThePipeIsNotInherited) {
     TestedLauncher launcher("");
-    const int next = ::dup(STDOUT_FILENO);  // The number that the pipe will get.
+    const int next = ::dup(STDOUT_FILENO);  // The pipe will get this number.
     ::close(next);
     launcher.Launch("grep flags /proc/$PPID/fdinfo/" + std::to_string(next), true);
     EXPECT_EQ(launcher.output, "flags:\t02000000\n") << "O_CLOEXEC";
 }
 
-// Deliberate: only a launch that reached the command's end restores the working directory.
+// Deliberate: only a launch that reaches the end of its command restores the working directory.
 TEST_F(ProcessLauncherTest, TooLongAnOutputThrowsAndLeavesTheWorkingDirectory) {
     TestedLauncher launcher(folder.Path("."));
     launcher.max_output_size = 5000;

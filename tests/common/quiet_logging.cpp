@@ -1,4 +1,4 @@
-// For programs that test what logs: until somebody says what is wanted, every record would be made and printed.
+// For tests of code that logs: without this, every record would be made and printed until a test configures logging.
 
 #include "common/logging/logger_group.h"
 

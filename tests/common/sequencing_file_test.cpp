@@ -13,7 +13,7 @@ namespace {
 using Common::SequencingFileAdapter;
 using Tests::Lines;
 
-// Each record as "title|sequence|qualities", then what ended the walk, if it was an exception.
+// Each record as "title|sequence|qualities", then the text of the exception, if one ended the iteration.
 Lines Walk(std::istream&& stream) {
     Lines seen;
     const auto error = Tests::ErrorOf([&] {
@@ -61,7 +61,7 @@ TEST(SequencingFile, AFastqWalkBeginsOnceAndKeepsItsLastRecord) {
     EXPECT_EQ(reads.Current().ToString(), "@b\nG\n+\nJ\n");
 }
 
-// A file without any record is not skipped: misuse of the iterators ends the process, deliberately.
+// A file without any record is not skipped: misuse of the iterators deliberately ends the process.
 TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     std::istringstream text("@r\nA\n+\nI\n");
     SequencingFileAdapter adapter(text);
@@ -73,7 +73,7 @@ TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     EXPECT_DEATH(Walk(std::istringstream("@r\nA\n")), "terminate");
 }
 
-// Gives its text, then fails.
+// Returns its text, then fails.
 class FailingDevice : public std::streambuf {
 public:
     explicit FailingDevice(const std::string& text) : text(text) {}

@@ -8,12 +8,12 @@
 
 namespace Tests {
 
-/// A new folder under the system's temporary folder, removed with everything in it at the end.
+/// A new folder in the system's temporary folder; the destructor removes it with its contents.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
         auto pattern = (std::filesystem::temp_directory_path() / "tavik-test-XXXXXX").string();
-        path = ::mkdtemp(pattern.data());  // Throws when there is none.
+        path = ::mkdtemp(pattern.data());  // Throws if no folder was created.
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -34,12 +34,12 @@ private:
     std::string path;
 };
 
-/// A path as one word of a shell's command. The path holds no quote itself.
+/// A path as one word of a shell command. It must not contain a single quote.
 inline std::string Quoted(const std::string& path) {
     return "'" + path + "'";
 }
 
-/// How many descriptors this process has open, the one that counts them among them.
+/// The number of open descriptors of this process, including the one used for counting.
 inline std::ptrdiff_t OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }

@@ -27,12 +27,12 @@ inline Lines LinesOf(const std::string& text) {
     return lines;
 }
 
-/// The lines of a file; none for a missing file.
+/// The lines of a file; empty for a missing file.
 inline Lines ReadLines(const std::string& path) {
     return LinesOf(ReadAll(path));
 }
 
-/// What the exception of `action` says; "nothing thrown" without one.
+/// The message of the exception that `action` throws; "nothing thrown" without one.
 inline std::string ErrorOf(const std::function<void()>& action) {
     try {
         action();
@@ -42,7 +42,7 @@ inline std::string ErrorOf(const std::function<void()>& action) {
     return "nothing thrown";
 }
 
-/// The same bases in every run; `state` is what the next call goes on from.
+/// The same bases in every run. `state` is the generator's state, updated for the next call.
 inline std::string RandomBases(unsigned& state, std::size_t count) {
     std::string bases;
     while (bases.size() < count) {

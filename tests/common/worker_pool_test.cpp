@@ -44,7 +44,7 @@ std::vector<int> UpTo(int size) {
     return numbers;
 }
 
-// `size` records titled with their number, one after the other in the same place.
+// `size` records titled with their number, each replacing the previous one in the same object.
 struct Records {
     struct Iterator {
         Records* records;
@@ -69,13 +69,13 @@ struct Records {
     FastQRecord current = {};
 };
 
-// What hangs, ends.
+// Kills a test that hangs.
 class Jobs : public testing::Test {
 protected:
     Jobs() { ::alarm(60); }
     ~Jobs() override { ::alarm(0); }
 
-    // The numbers of the records in the order in which their jobs began; `job` is the rest of each job.
+    // Runs `job` for each record; returns the numbers of the records in the order in which their jobs began.
     std::vector<int> RunLoop(Records records, int threads, const RecordJob& job) {
         std::vector<int> begun;
         std::mutex mutex;
@@ -184,7 +184,7 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
         pool.WaitForAll();
         EXPECT_EQ(pool.At(1).result, 200);
 
-        // A job that has ended unseen leaves a worker free: there the next one goes, by Submit.
+        // A job that ended before a refresh leaves its worker free, and Submit starts the next job there.
         pool.Reset(1);
         EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 3, record), 0);
         EXPECT_EQ(pool.Submit(sleeps, 4, record), 1);
@@ -242,7 +242,7 @@ TEST_F(WorkerPoolJobs, WorkersWithoutAJobCostNothing) {
     EXPECT_EQ(WorkerPool(-1).Size(), 0U);
 }
 
-// Where each hand-over took the millisecond between two refreshes, one worker would take twenty seconds.
+// If each hand-over took the full millisecond between two refreshes, one worker would take twenty seconds.
 TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
     for (const int threads : {1, 2, 8}) {
         const auto start = Clock::now();
@@ -283,7 +283,7 @@ TEST_F(ThreadedLoopJobs, WithAndWithoutVerboseRecordsTheSameIsDone) {
     }
 }
 
-// The jobs keep the processors busy; those that wait run on as many threads as there are workers.
+// Jobs that keep the processors busy use few threads; jobs that wait use as many as there are workers.
 TEST_F(ThreadedLoopJobs, MoreWorkersThanCanHelpAreNotUsed) {
     std::set<std::thread::id> threads;
     std::mutex mutex;
@@ -296,7 +296,7 @@ TEST_F(ThreadedLoopJobs, MoreWorkersThanCanHelpAreNotUsed) {
     EXPECT_LT(threads.size(), 500U);
 }
 
-// Neither the owner's, nor that of the worker which the third job leaves without one.
+// Neither the owner nor the worker left without a job by the third one may spin.
 TEST_F(ThreadedLoopJobs, WaitingTakesNoProcessorTime) {
     const auto before = std::clock();
     RunLoop({3}, 2, [](FastQRecord&) { return std::this_thread::sleep_for(milliseconds(150)), 1; });

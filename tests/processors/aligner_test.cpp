@@ -26,7 +26,7 @@ namespace {
 using Tests::Lines;
 using Tests::ReadLines;
 
-// Answers by the read's name; safe for concurrent use.
+// Chooses its answer by the read's name. Thread-safe.
 class FakeCaller : public ThirdPartyAlignment::ExtAlignCaller {
 public:
     std::string Call(const std::string& sequence, const std::string& read_name) override {
@@ -48,7 +48,7 @@ public:
     }
     std::shared_ptr<ExtAlignCaller> Copy() const override { return std::make_shared<FakeCaller>(*this); }
 
-    Tests::Meeting* meeting = nullptr;  // Where the calls meet, if anywhere.
+    Tests::Meeting* meeting = nullptr;  // If set, all calls pass through it.
 };
 
 class TestedAligner : public Tavik::Aligner {
@@ -205,7 +205,7 @@ TEST(OutputFile, AWriteThatFailsAtTheClosingIsReported) {
     const Tests::CapturedLog log;
     {
         Tavik::OutputFile file;
-        const int descriptor = ::dup(STDERR_FILENO);  // The lowest that is free: the file's, once it is.
+        const int descriptor = ::dup(STDERR_FILENO);  // The lowest free number, which the opened file will get.
         ::close(descriptor);
         file.Open(folder.Path("a"));
         file.WriteLine("x\n");

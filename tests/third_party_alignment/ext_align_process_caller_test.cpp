@@ -47,7 +47,7 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
     ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
-    // The second pass finds the placeholder that the first one inserted, but no pass looks at its own insertions.
+    // The second pass finds the placeholder inserted by the first one, but no pass examines its own insertions.
     const auto output = caller.Call("A", "r");
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);

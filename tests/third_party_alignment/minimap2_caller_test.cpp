@@ -14,8 +14,8 @@
 #include "tests/common/texts.h"
 #include "third_party_alignment/align_read.h"
 
-// This program brings its own wrapper functions, which take precedence over the library's: what the wrapper
-// answers, and how often it is asked, is the test's to say.
+// This program defines its own wrapper functions, which take precedence over those of the wrapper library: the test
+// controls the answers and counts the calls.
 namespace {
 
 struct FakeWrapper {
@@ -26,7 +26,7 @@ struct FakeWrapper {
     int unloaded = 0;
     std::int32_t threshold_given = -1;
     std::string last_read;
-    char* given = nullptr;  // The last answer that is the caller's to free.
+    char* given = nullptr;  // The last answer that the caller must free.
     int freed = 0;
     mm_idx_t index{};
 } fake;
@@ -47,12 +47,12 @@ extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t
     fake.threshold_given = threshold;
     fake.last_read = std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
     EXPECT_EQ(read.qual, nullptr);
-    // Failure texts are the wrapper's own: the caller does not free them.
+    // Failure texts belong to the wrapper: the caller does not free them.
     const bool record = fake.answer != nullptr && *fake.answer != '\0' && *fake.answer != 'E';
     fake.given = record ? strdup(fake.answer) : const_cast<char*>(fake.answer);
     return fake.given;
 }
-// The linker puts this in the place of free.
+// The linker replaces free by this.
 extern "C" void __real_free(void* memory);
 extern "C" void __wrap_free(void* memory) {
     fake.freed += static_cast<int>(memory != nullptr && memory == fake.given);
@@ -67,7 +67,7 @@ namespace {
 using Tests::ErrorOf;
 using ThirdPartyAlignment::Minimap2Caller;
 
-// Others take their addresses.
+// Other code takes the addresses of these functions.
 static_assert(std::is_same_v<decltype(&Minimap2Caller::LoadIndex), void (Minimap2Caller::*)()>);
 static_assert(std::is_same_v<decltype(&Minimap2Caller::GetSamHeader), std::string (Minimap2Caller::*)()>);
 
@@ -158,7 +158,7 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
 TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     Minimap2Caller caller(path);
     const std::string bases = "AACGTACGTT" + std::string(990, 'A');
-    // Where nothing is aligned, the aligner's own record stays: deliberate.
+    // Without aligned bases, the aligner's own record stays: deliberate.
     const std::tuple<std::string, float, bool> cases[] = {
         {"600M400S", 0.6F, false}, {"601M399S", 0.6F, true}, {"600M400S", 0.5999F, true}, {"1M999S", 0.0F, true},
         {"1M999S", 0.01F, false},  {"1000M", 1.0F, false},   {"1000S", 0.6F, true},

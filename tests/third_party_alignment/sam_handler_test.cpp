@@ -45,11 +45,11 @@ TEST(SamHandler, UnmappedRecordKeepsTheDefaultsAndIsCompleted) {
     const std::string bare = "r1\t4\t*\t0\t0\t*\t*\t0\t0";
     const std::tuple<std::string, std::string, Lines> cases[] = {
         {bare + "\n", bare + "\t*\t*\n", {}},
-        // Without a line feed there is no known place for the columns.
+        // Without a line feed the place of the columns is unknown.
         {bare, bare, {"Attempted to fix invalid SAM but format not as expected"}},
         {bare + "\tACGT\t*\trl:i:0\n", bare + "\tACGT\t*\trl:i:0\n", {}},
         {bare + "\tACGT\t*\tnonsense\n", bare + "\tACGT\t*\tnonsense\n", {}},
-        {"r1\tx\tchr1\t5\n", "r1\tx\tchr1\t5\t*\t*\n", {}},  // A FLAG that is no number ends the reading.
+        {"r1\tx\tchr1\t5\n", "r1\tx\tchr1\t5\t*\t*\n", {}},  // A FLAG that is not a number ends the parsing.
     };
     for (const auto& [sam, kept, messages] : cases) {
         const Tests::CapturedLog log;
@@ -115,7 +115,7 @@ TEST(SamHandler, HeaderWordsAreTakenByPositionAndAcrossLines) {
     }
 }
 
-// A large header is read once and then recognised; a text that only looks like it must not be taken for it.
+// A large header is parsed once and then recognised; a text that merely resembles it must not be mistaken for it.
 TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
     std::string header;
     for (int i = 0; i < 2000; ++i) {
@@ -123,7 +123,7 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
     }
     const std::string record = "r\t0\tc7\t1\t0\t50M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:1\n";
     const std::string unknown = "r\t0\tzz\t1\t0\t50M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:1\n";
-    const auto taken = "@CO\ntwo words\n" + header;  // The second line belongs to the header by its words alone.
+    const auto taken = "@CO\ntwo words\n" + header;  // The second line belongs to the header only by word count.
     const auto coverage = [](const std::string& sam) { return SamHandler::Parse(std::string(sam), 1 << 30).coverage; };
     std::string other = header;
     other.replace(other.find("LN:1007"), 7, "LN:5000");
@@ -147,7 +147,7 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
     }
 }
 
-// Each record of a reference of many sequences comes with the same large header.
+// With many reference sequences, every record has the same large header.
 TEST(SamHandler, ALargeHeaderIsNotReadAnewForEachRecord) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "A sanitizer slows the comparison of texts more than their reading.";
@@ -176,7 +176,7 @@ TEST(SamHandler, ALargeHeaderIsNotReadAnewForEachRecord) {
 TEST(AlignmentResult, ValueMapKeepsEveryMemberAndNamesAMissingOne) {
     const AlignmentResult result{"g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 0.5F, 0.25F, 0.125F, 10, "record"};
     const auto entries = result.ToValueMap().Entries();
-    // In the order of the keys; all values differ, so that no two can change places.
+    // In the order of the keys; all values differ, so a swap of two members is noticed.
     const std::pair<const char*, Common::Value> expected[] = {
         {"genome", "g"},      {"genome_start", 1},      {"genome_end", 2},    {"strand_start", 3},
         {"strand_end", 4},    {"sam_record", "record"}, {"num_events", 5},    {"num_insertions", 6},
