@@ -73,7 +73,7 @@ private:
     std::string comment;  // Unused; part of the record's fixed layout.
 };
 
-/// Writes title, bases and, unless IsFasta, "+" and qualities, each on a line of its own, without a final
+/// Writes title, bases and, unless IsFasta, "+" and qualities, one per line, without a final
 /// line feed. A record without bases is written in the FASTQ form.
 std::ostream& operator<<(std::ostream& stream, const FastQRecord& record);
 

@@ -37,9 +37,9 @@ public:
     Parameters& operator=(const Parameters&) = delete;
 
     /// Registers an option that fills `storage`, which must outlive this object. There are no defaults: a member that
-    /// no source sets keeps its value. `name` is the long name, optionally followed by a comma and a letter. Without
-    /// CommandLine or ConfigFile in `flags` (OptionFlags) both sources accept it. T is bool, int, float or std::string.
-    /// Throws std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
+    /// no source sets keeps its value. `name` is the long name, optionally followed by a comma and a letter. If `flags`
+    /// has neither CommandLine nor ConfigFile, both sources accept it. T is bool, int, float or std::string. Throws
+    /// std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
     template <typename T>
     void AddOption(const std::string& name, const std::string& description, T* storage, unsigned flags);
 

@@ -19,7 +19,7 @@ public:
     /// A position, given by a 0-based record index. All iterators of an adapter share the stream's position.
     class Iterator {
     public:
-        /// Reads the next record; throws as FastQIterable::Advance and FastaIterable::Advance do.
+        /// Reads the next record; throws what FastQIterable::Advance and FastaIterable::Advance throw.
         Iterator& operator++();
         /// The current record, valid until the next increment.
         FastQRecord& operator*() const;

@@ -25,7 +25,7 @@ struct Worker {
 
     Status status = Status::idle;  ///< As of the last refresh.
     int result = 0;                ///< Result of the last finished job.
-    std::string error_text;        ///< Message of the last job's exception; empty if it finished.
+    std::string error_text;        ///< Message of the last failed job; empty once a job has finished.
 };
 
 /// The idle workers' 0-based indices, ascending. Workers that have never had a job have the highest indices and are not

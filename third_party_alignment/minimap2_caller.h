@@ -35,8 +35,8 @@ public:
     /// as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
-    /// A caller that shares the index. Only the caller that loads the index has its occurrence threshold, and later
-    /// copies of it do: a copy made earlier keeps 0.
+    /// A caller that shares the index. Only the caller that loads the index, and copies made after that, have its
+    /// occurrence threshold: an earlier copy keeps 0.
     std::shared_ptr<ExtAlignCaller> Copy() const override;
 
     /// Like ExtAlignCaller's, but with the header before the record, regardless of `with_header`.

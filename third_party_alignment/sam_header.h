@@ -44,7 +44,7 @@ private:
 
     std::vector<Reference> references;
     std::size_t size = 0;
-    bool whole = false;    // Text follows the header, so appending more would not change it.
+    bool whole = false;    // The text did not end inside the header, so more text would not change it.
     bool sorted = false;   // References are sorted by unique name; true in a kept header.
     bool by_line = false;  // Each line of a kept header begins with "@".
     std::string kept;      // The text of a kept header; its names point into it.

@@ -35,7 +35,7 @@ public:
     }
 
     /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits the value
-    /// becomes 0, beyond 32 bits the nearest limit; both fail the cursor. If no text is left, the value stays
+    /// becomes 0, beyond 32 bits the nearest limit; the cursor has then failed. If no text is left, the value stays
     /// unchanged.
     void Number(std::int32_t& value);
 

@@ -10,7 +10,7 @@
 namespace Common {
 
 /// A Boost.Iostreams filter that returns the text of a gzip file with any number of members. Returns every byte before
-/// a corruption; the next read then throws std::runtime_error with the file and the reason. Zero bytes between and
+/// any corruption; the next read then throws std::runtime_error with the file and the reason. Zero bytes between and
 /// after members are padding. One warning counts other bytes after the last member. If there are more than 512 of them,
 /// or another gzip header follows them, the text ends before them and the read after that end throws. Copies share one
 /// state. One thread.

@@ -1,5 +1,5 @@
-"""Runs the real program and reads what it leaves behind. The environment variable TAVIK_ALIGNER names the program;
-without it, that is the release build."""
+"""Runs the real program and reads its output. The environment variable TAVIK_ALIGNER names the program; the default is
+the release build."""
 
 import os
 import re
@@ -16,15 +16,15 @@ REFERENCE = SOURCE / "examples" / "reference.fasta"
 READS = SOURCE / "examples" / "reads"
 PROGRAM = os.environ.get("TAVIK_ALIGNER", str(SOURCE / "build" / "release" / "bin" / "tavik_aligner"))
 
-# The start of a log record on the console and its severity; its message goes on to the next start.
+# The start of a log record on the console, with its severity; its message extends to the next start.
 RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MULTILINE)
 
 
 class Run:
-    """One finished run: status ("SIGABRT" and the like for a signal), stdout and stderr apart."""
+    """A finished run: status (the name of a signal, such as "SIGABRT", if one ended it), stdout and stderr separately."""
 
     def __init__(self, program, args, stdin, folder, before=None):
-        """`before` is called in the new process, in front of the program."""
+        """`before` is called in the new process before the program starts."""
         self.args = [str(program), *map(str, args)]
         done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, errors="replace",
                               timeout=250, preexec_fn=before)
@@ -38,14 +38,14 @@ class Run:
 
 
 class AlignerTest(unittest.TestCase):
-    """A work folder of its own per test; every failure shows the command lines that led to it."""
+    """Each test has its own work folder; every failure shows the command lines that led to it."""
 
     maxDiff = None
 
     def setUp(self):
         temporary = Path(tempfile.gettempdir()).resolve()
         if os.getuid() == 0 and not all(path.stat().st_mode & stat.S_IXOTH for path in (temporary, *temporary.parents)):
-            temporary = "/var/tmp"  # Root's tests have runs as another user, who may enter this one.
+            temporary = "/var/tmp"  # Tests run by root start programs as another user, who must be able to enter this folder.
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_", dir=temporary))
         self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)
@@ -53,8 +53,8 @@ class AlignerTest(unittest.TestCase):
         self.program, self.runs = PROGRAM, []
 
     def bring(self, *files):
-        """Copies the program, its library and files to where another user can reach them, who may not enter the folder
-        that holds the sources. Returns the files' new paths."""
+        """Copies the program, its library and files to a place that another user can read even if the source folder is
+        closed to others. Returns the files' new paths."""
         linked = subprocess.run(["ldd", PROGRAM], capture_output=True, text=True, check=True).stdout
         own = [path for path in re.findall("=> (/.*) ", linked) if not path.startswith(("/lib", "/usr"))]
         targets = [os.path.relpath(path, Path(PROGRAM).parents[1]) for path in (PROGRAM, *own)]
@@ -75,7 +75,7 @@ class AlignerTest(unittest.TestCase):
         return run
 
     def align(self, files, *args, save="out", reference=REFERENCE, status=0, before=None):
-        """Aligns files, handed over as a list on standard input."""
+        """Aligns files, listed on standard input."""
         files = "".join(f"{file}\n" for file in files)
         args = ("-i", "", "-s", self.folder / save, "-a", reference, *args)
         return self.run_aligner(*args, stdin=files, status=status, before=before)
@@ -122,7 +122,7 @@ def fasta(records):
 
 
 def ids(lines):
-    """First columns, runs of one id taken together: a read's supplementary records follow its first."""
+    """First columns without repeated neighbours: a read's supplementary records follow its first record."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
 

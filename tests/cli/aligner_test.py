@@ -86,7 +86,7 @@ class StartUp(AlignerTest):
 
     def test_quiet_run_prints_nothing_and_a_loud_one_its_progress(self):
         self.assertEqual(self.align([SAMPLE], "-z").stdout, "")
-        loud = self.align([self.folder / "gone.fq", SAMPLE]).stdout  # A file that failed is done, too.
+        loud = self.align([self.folder / "gone.fq", SAMPLE]).stdout  # A failed file counts as done.
         self.assertIn("Found 2 fastq files.\n", loud)
         self.assertIn(f"QEL Tavik alignment software version 1.0.0\ninput path:         \nsave path:          "
                       f"{self.folder / 'out'}\nalignment ref.:     {REFERENCE}\nmin. coverage:      0.6\n", loud)
@@ -148,7 +148,7 @@ class InputDiscovery(AlignerTest):
             self.assertEqual((self.sam_files(), self.summary(), run.records()), ([], [], records))
 
     def test_an_empty_save_path_is_the_current_folder(self):
-        for save, end in (("", "\n"), ("INPUT_PATH", "")):  # The list's last line may lack its line feed.
+        for save, end in (("", "\n"), ("INPUT_PATH", "")):  # The last line of the list may lack its line feed.
             run = self.run_aligner("-i", "", "-s", save, "-a", REFERENCE, stdin=f"{SAMPLE}{end}")
             self.assertEqual(run.stderr, "")
             self.assertEqual((len(self.sam("sample_1.sam", ".")), len(self.summary("."))), (20, 20))
@@ -162,7 +162,7 @@ class BadInput(AlignerTest):
         for folder, reference, status, reason in cases:
             run = self.run_aligner("-i", folder, "-s", "out", "-a", reference, status=status)
             self.assertEqual(run.records(), [("error", reason)])
-            self.assertEqual(self.summary(), [])  # Its header is there.
+            self.assertEqual(self.summary(), [])  # Only the header.
 
     def test_no_workers_fail_each_file_at_its_first_read(self):
         files = [SAMPLE, READS / "sample_3.fasta"]
@@ -193,7 +193,7 @@ class Threads(AlignerTest):
                              [sorted(self.sam(name, "1")) for name in self.sam_files("1")])
             self.assertEqual(sorted(self.summary(threads)), sorted(self.summary("1")))
             order = ids(self.summary(threads))
-            for lines in sam:  # Reads of one file stand together in the summary, in the file's order.
+            for lines in sam:  # The summary has the reads of one file together, in the file's order.
                 start = order.index(ids(lines)[0])
                 self.assertEqual(order[start : start + len(ids(lines))], ids(lines))
 
@@ -224,7 +224,7 @@ class Documentation(AlignerTest):
             self.assertEqual(os.access(SOURCE / script, os.X_OK), True, script)
 
     def test_changelog_names_the_bytes_of_the_output(self):
-        # Users compare runs of different versions: whoever changes a byte has to tell them.
+        # Users compare runs of different versions, so the changelog must announce each changed byte.
         checksum = hashlib.sha256((SOURCE / "tests" / "cli" / "checksums.txt").read_bytes()).hexdigest()[:12]
         self.assertIn(f"output set `{checksum}`", (SOURCE / "CHANGELOG.md").read_text())
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What goes wrong around the program - disks, files, processes - costs no more than what it touches, and is named."""
+"""Faults of disks, files and processes affect only what they touch, and each is reported by name."""
 
 import os
 import re
@@ -33,7 +33,7 @@ class Faults(AlignerTest):
         return sorted(self.sam("sample_1.sam", "good")), sorted(self.summary("good"))
 
     def errors(self, run):
-        # The log cannot tell of itself: its own line stands behind the record before it.
+        # The log file's own failure is not a record: its line follows the previous record.
         return [message.split("\nCould not")[0] for level, message in run.records() if level == "error"]
 
     def test_full_disk_is_told_once_per_file_and_costs_that_file_alone(self):
@@ -90,7 +90,7 @@ class Faults(AlignerTest):
         self.write("in/sub/deep/a.fastq", "")
         deep = self.folder / "in/sub/deep"
         deep.chmod(0)
-        self.addCleanup(deep.chmod, 0o700)  # Whoever is not root could not remove it.
+        self.addCleanup(deep.chmod, 0o700)  # Only root could remove it otherwise.
         _, reference = self.bring(SAMPLE, REFERENCE)
         for args, start in ((["in/sub/deep"], "boost::filesystem::directory_iterator::construct"),
                             (["in", "-r"], "Could not list a folder")):
@@ -108,7 +108,7 @@ class Faults(AlignerTest):
     def test_closed_standard_streams_get_nothing_into_the_results(self):
         sam, rows = self.good()
         self.write("in/sample_1.fastq", SAMPLE.read_text())
-        (self.folder / "in/dangling.fastq").symlink_to("/nowhere")  # Something to warn of.
+        (self.folder / "in/dangling.fastq").symlink_to("/nowhere")  # Causes a warning.
         for number in (0, 1, 2):
             save = f"closed {number}"
             # With a folder as input: a list would come from standard input.
@@ -129,7 +129,7 @@ class Faults(AlignerTest):
             become_nobody()
             resource.setrlimit(resource.RLIMIT_NPROC, (3, 3))
         _, rows = self.good()
-        # For the program to make an index takes a thread.
+        # A prebuilt index, because building one starts a thread.
         reads, index = self.bring(SAMPLE, self.build_index())
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n", before=before)
         self.assertEqual(sorted(self.summary()), rows)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Judges how the program reads gzip: made-up files, whole, damaged, cut and with bytes behind them, as files and through
-pipes, against Python's zlib and gzip modules. The same reads and the same verdict are wanted for each.
+"""Checks how the program reads gzip data against Python's zlib and gzip modules, with generated files: sound, damaged,
+truncated and with trailing bytes, as files and through pipes. Both must get the same reads and the same verdict.
 
     gzip_judge.py [N [SEED]]     300 files without arguments; the same seed makes the same files
 """
@@ -32,7 +32,7 @@ def make_text(rng):
 
 
 def make_member(rng, text, extra=None):
-    """One gzip member with any of the header's fields; BGZF's is one extra field."""
+    """One gzip member with any of the optional header fields; BGZF uses one extra field."""
     flags = rng.choice((0, 0, rng.randrange(32))) if extra is None else 4
     header = MAGIC + struct.pack("<BIBB", flags, rng.getrandbits(32), rng.choice((0, 2, 4)), rng.choice((3, 255)))
     if flags & 4:
@@ -65,7 +65,7 @@ def make_file(rng):
     start = sum(map(len, members[:hit]))
     end = start + len(members[hit])
     data = bytearray().join(members)
-    # Anywhere, in a header or a code table, in a trailer.
+    # Anywhere, near the start (header or code table) or in the trailer.
     place = rng.choice((rng.randrange(len(data)), start + rng.randrange(min(100, end - start)), end - rng.randint(1, 8)))
     fault = rng.choice(("none", "flip", "flip", "cut", "cut", "block", "lost", "padding", "behind", "behind", "magic"))
     if fault == "flip":
@@ -88,7 +88,7 @@ def make_file(rng):
 
 
 def unpack(data):
-    """All text that comes before a damage, and the verdict."""
+    """All text before a corruption, and the verdict."""
     text, position = b"", 0
     while True:
         first = position == 0
@@ -108,7 +108,7 @@ def unpack(data):
             try:
                 text += member.decompress(piece)
             except zlib.error:
-                for byte in piece:  # The last call alone gives nothing.
+                for byte in piece:  # Byte by byte, because the failing call returns nothing.
                     try:
                         text += before.decompress(bytes([byte]))
                     except zlib.error as error:
@@ -117,12 +117,12 @@ def unpack(data):
 
 
 class Stop(Exception):
-    """What ends the reads: "end" of a whole text, "invalid" for a record that is refused, or the damage."""
+    """What ends the reads: "end" for sound text, "invalid" for a rejected record, or the corruption."""
 
 
 def read(text, damage):
-    """The reads of a text, which ends in a damage or in an empty one, and what ends them; None for the end of the text and
-    "abort" where there is no record."""
+    """The reads of a text and what ends them: None at the end of the text, "abort" if there is no record. `damage` is the
+    corruption at the end of the text, or empty."""
     position, records, reads = 0, 0, []
 
     def peek():
@@ -164,11 +164,11 @@ def read(text, damage):
 
 
 def expected(path, data):
-    """The reads that are to come out, whether the process ends, and the records about the file, cut short."""
+    """The expected reads, whether the process ends, and the log records about the file, shortened."""
     text, verdict = unpack(data)
     with contextlib.suppress(EOFError, zlib.error, gzip.BadGzipFile, struct.error):
         same = gzip.decompress(data) == text and verdict == "whole"
-        assert same or "header" in str(verdict) or data == b"", (path, verdict)  # Header checks it leaves out.
+        assert same or "header" in str(verdict) or data == b"", (path, verdict)  # It skips header checks.
     in_gzip = f"gzip error in {path}: "
     reads, end = read(text, verdict if isinstance(verdict, str) and verdict not in ("whole", "broken") else "")
     file_error = ("error", f"Error while processing input file {path}: ")
@@ -184,9 +184,9 @@ def expected(path, data):
 
 
 def judge(folder, files):
-    """Runs the program over {path: (bytes, fault, text)}, every third through a pipe. Returns how many it reads wrongly,
-    how many end the process, and how many have a code table that zlib refuses, while sum and length prove the text right:
-    these may be read to their end."""
+    """Runs the program on {path: (bytes, fault, text)}, every third through a pipe. Returns how many it reads wrongly, how
+    many end the process, and how many have a code table that zlib rejects although checksum and length prove the text
+    right: the program may read these to the end."""
     def feed():
         for path, (data, *_) in files.items():
             if path.is_fifo():

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Large runs: memory and descriptors stay flat, nothing is lost. The suite runs Memory; scripts/prove all, for minutes."""
+"""Large runs: memory and descriptors stay flat, nothing is lost. The suite runs only Memory,
+scripts/prove all of it, which takes minutes."""
 
 import contextlib
 import os

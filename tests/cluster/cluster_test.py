@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The workflow on a real Slurm, while things go wrong around it: no row is lost, none is there twice, and what cannot
-succeed fails by name. Run by scripts/test-cluster."""
+"""Runs the workflow on a real Slurm while things go wrong: no row is lost or duplicated, and chunks that cannot succeed
+fail by name. scripts/test-cluster runs it."""
 
 import gzip
 import os
@@ -19,7 +19,7 @@ from slurm import Slurm, descendants, processes, state_of, wait_for
 SOURCE = Path(__file__).resolve().parents[2]
 WORKFLOW = SOURCE / "workflow"
 COMPLEMENT = str.maketrans("ACGT", "TGCA")
-# Bases of reads per file; two thirds of the files share their names with a file of another folder.
+# Bases of reads per file, in units of BASES. Most files share their SAM file's name with a file in another folder.
 FILES = {"a/1.fastq": 9, "a/2.fq": 14, "a/3.fastq.gz": 6, "b/1.fq": 12, "b/2.fastq": 5, "b/3.fastq.gz": 8,
          "c/1.fasta": 11, "c/5.fastq": 10, "c/6 x.fastq": 7}
 BASES = 150_000
@@ -36,11 +36,11 @@ def expect(condition, text):
 
 
 def make_data(folder):
-    """A reference and reads with one base in twelve wrong, from both strands."""
+    """Writes a reference and reads from both strands, in which one base in twelve is wrong."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
-    # Started by setsid, the aligner can be stopped: the kernel ends a process group that loses its slurmstepd while one
-    # of its processes is stopped.
+    # setsid makes it safe to stop the aligner: the kernel ends a process group that loses its slurmstepd while one of
+    # its processes is stopped.
     (folder / "aligner").write_text('#!/bin/sh\nexec setsid tavik_aligner "$@"\n')
     (folder / "aligner").chmod(0o755)
     (folder / "reference.fasta").write_text("".join(f">{name}\n{bases}\n" for name, bases in reference.items()))
@@ -76,7 +76,7 @@ def engine():
 
 
 def attempts_running():
-    """The aligners at work: process id -> (chunk, attempt's folder)."""
+    """The running aligners: process id -> (chunk, attempt's folder)."""
     found = {}
     for process, command in descendants(os.getpid()).items():
         if match := re.match(r"tavik_aligner .*-s (out/attempts/(\d+)-\S+) ", command):
@@ -85,14 +85,14 @@ def attempts_running():
 
 
 def stop(process):
-    """Whether the process still was there to be stopped."""
+    """Stops the process; false if it had already ended."""
     os.kill(process, signal.SIGSTOP)
     wait_for("a process to stop", lambda: (state := state_of(process)) in "TZ" and state)
     return state_of(process) == "T"
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner that has written a part of its results, of a chunk not in `spared`. Returns its process id and
+    """Stops an aligner that has written part of its results and whose chunk is not in `spared`. Returns its process id and
     its chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
@@ -154,7 +154,7 @@ def trouble(slurm, cut_chunk):
         slurm.ask("scontrol", "reconfigure")  # The controller asks the node for its jobs.
         return slurm.jobs().get(job) == "PENDING"
     wait_for("the job without its slurmstepd to be queued again", requeued)
-    # Slurm lets it wait for two minutes; if it cannot start earlier, it fails and the engine hands it in anew.
+    # Slurm delays it for two minutes. If it cannot start earlier, it fails and the engine submits it again.
     wait_for("its release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
                                                    capture_output=True, check=False).returncode == 0)
     wait_for("its second attempt", lambda: any(chunk == chunk_orphan and process != orphan
@@ -189,7 +189,7 @@ def check_first_call(status, files, cut_chunk, repeated):
 def scenario(slurm):
     cut = Path("reads") / CUT
     whole = cut.read_bytes()
-    cut.write_bytes(whole[:whole.rindex(b"+")])  # Without the last two lines: the aligner says nothing.
+    cut.write_bytes(whole[:whole.rindex(b"+")])  # Without the last two lines, which the aligner does not report.
     first = engine()
     plan = Path("out/plan.tsv")
     wait_for("the plan", plan.exists)
@@ -222,7 +222,7 @@ def end(*_):
 
 
 def main():
-    signal.signal(signal.SIGTERM, end)  # Ends the daemons too.
+    signal.signal(signal.SIGTERM, end)  # Also ends the daemons.
     os.environ["PATH"] = f"{SOURCE / 'build' / 'release' / 'bin'}:{os.environ['PATH']}"
     folder = Path(tempfile.mkdtemp(prefix="tavik_cluster_"))
     os.chdir(folder)

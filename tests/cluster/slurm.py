@@ -1,7 +1,7 @@
-"""A Slurm of one machine, for tests: munged, slurmctld and slurmd with all they write below one folder.
+"""A one-machine Slurm for tests: munged, slurmctld and slurmd, with all their files in one folder.
 
-Runs as any user; the jobs run as that user too. It needs neither systemd nor cgroups nor a database. All daemons, and
-whatever they leave running, are children of the test and are ended by their process ids."""
+Runs as any user; the jobs run as that user too. It needs neither systemd nor cgroups nor a database. All daemons and
+the processes they leave are children of the test, which ends them by their process ids."""
 
 import ctypes
 import os
@@ -15,11 +15,11 @@ from pathlib import Path
 
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 LIBC = ctypes.CDLL(None, use_errno=True)
-# What differs from the defaults, and why:
-# - no cgroups, which want systemd: linuxproc, task/none, jobacct_gather/none, no MPI;
+# Differences from the defaults, with reasons:
+# - no cgroups, which need systemd: linuxproc, task/none, jobacct_gather/none, no MPI;
 # - more processors than there are, so that several jobs run on a small machine: config_overrides;
 # - a job whose step has vanished is noticed within seconds of a reconfiguration: BatchStartTimeout;
-# - a job can be asked for long after its end: MinJobAge.
+# - a job's state is available long after its end: MinJobAge.
 CONFIGURATION = """\
 ClusterName=tavik
 SlurmctldHost={host}(127.0.0.1)
@@ -73,12 +73,12 @@ def processes():
                 if state != "Z":
                     found[int(entry.name)] = (int(parent), command)
             except (OSError, IndexError):
-                pass  # Gone meanwhile.
+                pass  # It has ended meanwhile.
     return found
 
 
 def state_of(process):
-    """The letter of its state: T if stopped, Z if it has ended, as also for one that is gone."""
+    """The letter of its state: T if stopped, Z if it has ended or no longer exists."""
     try:
         return Path(f"/proc/{process}/stat").read_text().rsplit(") ", 1)[1][0]
     except OSError:
@@ -96,7 +96,7 @@ def descendants(root):
 
 
 def wait_for(what, condition, seconds=60):
-    """The first true answer of `condition`; an error that says what did not come."""
+    """Waits for the first true result of `condition` and returns it; raises an error that names what did not happen."""
     deadline = time.monotonic() + seconds
     while time.monotonic() < deadline:
         if answer := condition():
@@ -123,7 +123,7 @@ class Slurm:
         os.environ["SLURM_CONF"] = str(self.configuration)
 
     def __enter__(self):
-        # Whoever loses its parent becomes a child of this process, so that it can be found and ended.
+        # Orphaned processes become children of this process, so that it can find and end them.
         LIBC.prctl(PR_SET_CHILD_SUBREAPER, 1)
         try:
             munge = self.folder / "munge"
@@ -156,7 +156,7 @@ class Slurm:
             except subprocess.TimeoutExpired:
                 daemon.kill()
                 daemon.wait()
-        # Steps and orphans of jobs. Each that ends may hand its children to this process.
+        # Steps and orphans of jobs. When one ends, this process may inherit its children.
         deadline = time.monotonic() + 20
         while (left := descendants(os.getpid())) and time.monotonic() < deadline:
             for process in left:
@@ -189,5 +189,5 @@ class Slurm:
                        timeout=30)
 
     def jobs(self):
-        """Number -> state of all jobs that are not done."""
+        """All jobs that are not done: number -> state."""
         return dict(line.split() for line in self.ask("squeue", "-h", "-o", "%i %T").splitlines())

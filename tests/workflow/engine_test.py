@@ -13,7 +13,7 @@ PATHS = {"reads": "a folder with read files, or a file with one path a line", "r
          "out": "a folder for the results", "aligner": "a program's name or path"}
 MEGABYTES, COVERAGE = "must be a number of megabytes above 0.", "must be a number from 0 to 1."
 COUNT = "must be a whole number, 0 or more."
-# What a run is called with beside what is right, and what is said.
+# Settings that replace correct ones, and the expected messages.
 WRONG = [
     ({"reads": "007", "out": "a{b}", "chunk_mb": "abc", "min_coverage": "60", "allow_failed_reads": "0.5", "aligner": "-x",
       "chunk_md": "5", "threads": "x"}, [
@@ -58,7 +58,7 @@ class Settings(EngineTest):
         for settings, messages in WRONG:
             with self.subTest(settings=settings):
                 said = self.engine(status=1, **settings)
-                said = re.sub("(?<=cannot be written to: ).*", "REASON.", said)  # It depends on the user.
+                said = re.sub("(?<=cannot be written to: ).*", "REASON.", said)  # The reason depends on the user.
                 self.assertEqual(said.replace(str(self.folder), "FOLDER"),
                                  "\n".join(["WrongSettings:", *messages, ""]))
         self.assertEqual(self.written(), before)
@@ -90,7 +90,7 @@ class Engine(EngineTest):
         self.engine(**settings)
         rows = ids(self.summary(out))
         self.assertEqual([set(rows[:8]), set(rows[8:])], [set(self.names[:8]), set(self.names[8:14])])
-        self.assertEqual({row.split("\t")[1] for row in self.summary(out)}, {"*"})  # By the least coverage asked for.
+        self.assertEqual({row.split("\t")[1] for row in self.summary(out)}, {"*"})  # Because of min_coverage.
         self.assertEqual([len(list(self.folder.glob(f"it*/{name}"))) for name in ("chunks/*", "alignment_report.html")],
                          [2, 1])
         self.assertIn("Nothing to be done", self.engine(**settings))
@@ -101,7 +101,7 @@ class Engine(EngineTest):
         self.assertEqual((built.count("\n"), "-I 1000G" in built), (1, True))  # Once, and in one part.
 
     def test_damaged_file_fails_its_chunk_only_and_once_mended_the_report_tells_of_all(self):
-        """A damaged file is tried twice; a killed aligner, too; a whole file once."""
+        """A damaged file is tried twice, and so is a killed aligner; a sound file is tried once."""
         self.write("aligner", f'''#!/bin/sh
 list=$(cat); echo "$list" >>ran; echo "$@" >>asked
 case $list in *killed*) [ -e once ] || {{ touch once; kill -9 $$; }} ;; esac
@@ -148,7 +148,7 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
-        """Files of these sizes without content; what the two attempts of the job ask for, in MB."""
+        """Sparse files of these sizes; the memory in MB that the two attempts of each job request."""
         self.write("in/a.fastq", fastq(self.records))
         for begin, size, cores, rule, memory in ((b"MMI\2", 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
                                                  (b"MMI\2", 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),

@@ -1,5 +1,4 @@
-"""Runs parts of the workflow, or all of it, in a folder of the test's own. TAVIK_ALIGNER, TAVIK_CHECK and TAVIK_REPORT name
-the programs."""
+"""Runs the workflow or parts of it in the test's folder. TAVIK_ALIGNER, TAVIK_CHECK and TAVIK_REPORT name the programs."""
 
 import os
 import subprocess
@@ -22,7 +21,7 @@ ABSENT = object()
 class WorkflowTest(AlignerTest):
     def call(self, *args, **environment):
         """Status and standard output; standard error in `self.stderr`."""
-        cache = self.folder / "cache"  # Snakemake leaves files.
+        cache = self.folder / "cache"  # Snakemake leaves files here.
         cache.mkdir(exist_ok=True)
         done = subprocess.run(list(map(str, args)), cwd=self.folder, text=True, capture_output=True, timeout=250,
                               env={**os.environ, "TMPDIR": str(cache), "XDG_CACHE_HOME": str(cache), **environment})
@@ -41,7 +40,7 @@ class EngineTest(WorkflowTest):
         self.names = [title.split()[0][1:] for title, _, _ in self.records]
 
     def engine(self, *options, status=0, **settings):
-        """What the engine says."""
+        """Runs the engine; returns its output."""
         settings = {"reads": "in", "reference": REFERENCE, "out": "all", "aligner": PROGRAM, "check": CHECK, "report": "none",
                     **settings}
         answer = self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--profile", SOURCE / "workflow" / "profiles" / "local",

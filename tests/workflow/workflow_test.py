@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The workflow's scripts: how chunks are made, what becomes of an attempt, how summaries are joined, how Slurm's answers are
-understood. Each class is one test of ctest."""
+"""Tests the workflow's scripts: planning of chunks, attempts, joining of summaries, and interpretation of Slurm's answers.
+Each class is one ctest test."""
 
 import os
 import shutil
@@ -58,7 +58,7 @@ class Plan(WorkflowTest):
         self.assertEqual((self.folder / "plan").exists(), False)
 
     def test_folder_that_cannot_be_looked_into_is_named(self):
-        """One whose path is too long, since no permission keeps root out."""
+        """A path that is too long, because permissions do not stop root."""
         self.write("in/a.fq", "x")
         folder = os.open(self.folder / "in", os.O_RDONLY)
         for _ in range(17):
@@ -74,7 +74,7 @@ class Plan(WorkflowTest):
 class Attempts(WorkflowTest):
     def setUp(self):
         super().setUp()
-        # A name that is no UTF-8, as old machines write them.
+        # A name that is not UTF-8, as older systems write them.
         shutil.copy(READS / "sample_1.fastq", os.fsencode(self.folder) + b"/sample_\xff.fastq")
         (self.folder / "plan").write_bytes(b"100007\tno such file\n00007\tsample_\xff.fastq\n")
         self.arguments = [SCRIPTS / "align_chunk", "plan", "out/chunks/00007/alignment_summary.txt", "-a", REFERENCE, "-t", "1"]
@@ -104,7 +104,7 @@ class Attempts(WorkflowTest):
         self.write("out/chunks/00007/old.sam", "of an attempt that lacks its summary")
         self.assertEqual(self.start().wait(), 0)
         self.assertEqual((self.results(), self.left_over()), (whole, []))
-        # An attempt that comes second changes nothing.
+        # A later attempt changes nothing.
         before = self.chunk.stat().st_ino
         self.assertEqual(self.start().wait(), 0)
         self.assertEqual((self.chunk.stat().st_ino, self.results(), self.left_over()), (before, whole, []))
@@ -119,14 +119,14 @@ class Attempts(WorkflowTest):
         self.assertEqual((self.chunk.exists(), self.left_over()), (False, []))
 
     def test_a_loss_that_comes_twice_ends_the_attempts_of_this_call(self):
-        """What the check says in each attempt, and whether the next ones still run the aligner."""
+        """The check's answer in each attempt decides whether later ones still run the aligner."""
         self.write("check", '#!/bin/sh\necho "$5/log-$(date +%F_%H-%M-%S.%N): $SAYS"; echo also; exit $CHECK_STATUS\n'
                    ).chmod(0o755)
         self.write("aligner", '#!/bin/sh\necho >>ran; touch "$5/read.log"; exec kill -$SIGNAL $$\n').chmod(0o755)
         for said, runs in (((("a", 1, 0), ("a", 1, 0), ("b", 1, 0), ("c", 1, 0)), 2),
                            ((("a", 1, 0), ("b", 1, 0), ("a", 1, 0), ("b", 1, 0)), 4),
                            ((("a", 1, "ABRT"), ("a", 1, 0), ("a", 1, 0)), 2),
-                           ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # Killed, and not by what it read.
+                           ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # Killed, regardless of its input.
                            ((("a", 2, 0), ("a", 2, 0), ("a", 2, 0)), 3)):      # The check itself failed.
             (self.folder / "ran").unlink(missing_ok=True)
             for attempt, (words, check_status, aligner_signal) in enumerate(said, 1):
@@ -190,7 +190,7 @@ class Join(WorkflowTest):
 JOB = "JobId=7 JobName=held JobState=COMPLETED UserId=me(0) Priority=1 JobState={} Reason={} Dependency=(null) " \
       "Requeue=1 Command=/x/JobState=FAILED Reason=held"
 UNKNOWN = "slurm_load_jobs error: Invalid job id specified"
-# What scontrol and sacct answer, what the engine is told, and whether the job is cancelled.
+# Answers of scontrol and sacct, the state reported to the engine, and whether the job is cancelled.
 STATES = [
     (JOB.format("PENDING", "Resources"), "", "running", False),
     (JOB.format("PENDING", "JobHeldUser"), "", "running", False),

@@ -1,4 +1,4 @@
-"""Which read files a run has, and what is wrong with them."""
+"""Finds the read files of a run and their faults."""
 
 import os
 import stat
@@ -14,8 +14,8 @@ def is_read_file(name):
 
 
 def find(reads):
-    """The paths below a folder, sorted, or those in a list, in its order. A folder that cannot be looked into is an
-    OSError: its files would be missing without a word."""
+    """The paths below a folder, sorted, or those in a list, in its order. Raises OSError for an unreadable folder, because
+    its files would be skipped silently."""
     if os.path.isdir(reads):
         return sorted(os.path.join(path, name) for path, _, names in os.walk(reads, onerror=fail) for name in names
                       if is_read_file(name))
@@ -28,12 +28,12 @@ def fail(error):
 
 
 def reaches_jobs(name):
-    """Whether Snakemake hands a name to the jobs of a cluster as it is. It quotes as Python does, and a shell reads it."""
+    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names as Python does, for a shell."""
     return repr(name) == f"'{name}'"
 
 
 def faults_of(reads, files, to_cluster=False):
-    """A line for each file that cannot be aligned; of many, the first ones and how many there are."""
+    """One line for each file that cannot be aligned; if there are many, the first ones and the number of the others."""
     faults = [] if files else [f"{reads}: no read files"]
     listed = {}
     for file in files:
@@ -47,7 +47,7 @@ def faults_of(reads, files, to_cluster=False):
         except (OSError, ValueError) as error:
             faults.append(f"{file}: {getattr(error, 'strerror', error)}")
             continue
-        # By what it is, not by its name: links and detours lead to the same file, too.
+        # By device and inode, because different paths and links may lead to the same file.
         other = listed.get((status.st_dev, status.st_ino))
         listed[status.st_dev, status.st_ino] = file
         if other is not None:

@@ -1,4 +1,4 @@
-"""A run: where its files lie, which chunks it has, and how much memory its jobs need."""
+"""A run: the paths of its files, its chunks and the memory that its jobs need."""
 
 import hashlib
 import os
@@ -7,9 +7,9 @@ import read_files
 import settings
 
 MB = 1_000_000
-# Memory beside the index: the program itself, and what a worker thread holds until it is cut back.
+# Memory besides the index: the program itself, and what a worker thread keeps before its buffers are trimmed.
 BASE_MB, THREAD_MB = 500, 256
-# What minimap2 takes for each base of a FASTA reference, beside what it always takes. Compressed, a byte holds four.
+# Memory of minimap2 for each base of a FASTA reference, and its fixed part. A compressed byte holds four bases.
 BUILDING_BYTES_PER_BASE, BUILDING_MB, BASES_PER_GZIP_BYTE = 4.5, 2000, 4
 
 
@@ -30,7 +30,7 @@ class Run:
         self.report = os.path.join(out, "alignment_report.html")
 
     def digest_of_list(self):
-        """Changes with the names of the read files, and the plan with it."""
+        """A hash of the names of the read files. When it changes, the plan is made again."""
         names = "\n".join(read_files.find(self.reads))
         return hashlib.sha256(names.encode(errors="surrogateescape")).hexdigest()
 
@@ -52,7 +52,7 @@ class Run:
         return os.path.getsize(self.reference) * (BASES_PER_GZIP_BYTE if compressed else 1)
 
     def memory_to_align_mb(self, threads, attempt):
-        """For one run of the aligner. An index takes no more memory than its file has bytes."""
+        """For one run of the aligner. A loaded index is at most as large as its file."""
         return (BASE_MB + os.path.getsize(self.index) // MB + threads * THREAD_MB) * attempt
 
     def memory_to_index_mb(self, attempt):

@@ -1,4 +1,4 @@
-"""The settings of a run. Whatever is wrong with them is told before anything begins, a sentence for each."""
+"""The settings of a run. All faults in them are reported before anything begins, one sentence each."""
 
 import math
 import os
@@ -17,13 +17,13 @@ INDEX_MAGIC = b"MMI\2"
 
 
 class WrongSettings(WorkflowError):
-    # The engine shows where in the workflow an error was raised, which leads a user nowhere.
+    # Hides the place in the workflow where the error was raised: it does not help users.
     __traceback__ = property(lambda self: None)
 
 
 def read(config, look, to_cluster):
-    """The settings with their defaults. `look`: whether to look for files and programs too; `to_cluster`: whether jobs are
-    handed to a cluster."""
+    """The settings with their defaults. `look`: whether to check files and programs too; `to_cluster`: whether jobs are
+    submitted to a cluster."""
     settings, faults = by_schema(config)
     if to_cluster:
         faults += [f"{name}={value}: {read_files.NOT_TO_CLUSTER}." for name, value in settings.items()
@@ -31,7 +31,7 @@ def read(config, look, to_cluster):
     if not faults and look:
         faults = [*reads_faults(settings["reads"], to_cluster), *reference_faults(settings["reference"]),
                   *out_faults(settings["out"])]
-        # Whether minimap2 is needed is known only of a reference that can be read.
+        # Whether minimap2 is needed is known only if the reference can be read.
         faults += [] if faults else program_faults(settings)
     if faults:
         raise WrongSettings("\n".join(faults))
@@ -45,8 +45,8 @@ def must_be(name, value):
 
 
 def by_schema(config):
-    """The settings with their defaults, and what the schema says against them. The validator stops at the first fault, so
-    what is wrong is taken out until the rest is right."""
+    """The settings with their defaults, and their faults by the schema. The validator stops at the first fault, so faulty
+    settings are removed until the rest is valid."""
     settings, faults, wrong_names = dict(config), [], set()
     while True:
         try:
@@ -68,7 +68,7 @@ def by_schema(config):
         wrong_names.update(names)
         for name in names:
             del settings[name]
-    # No comparison is true of it, so it passes every limit.
+    # Every comparison with NaN is false, so it passes every limit.
     faults += [must_be(name, value) for name, value in settings.items() if isinstance(value, float) and math.isnan(value)]
     return settings, faults
 
@@ -85,7 +85,7 @@ def reads_faults(reads, to_cluster):
 
 
 def is_index(path):
-    """By its first bytes, not by its name."""
+    """Checks the first bytes, not the name."""
     with open(path, "rb") as file:
         return file.read(len(INDEX_MAGIC)) == INDEX_MAGIC
 
@@ -106,7 +106,7 @@ def out_faults(out):
     if not there.is_dir():
         return [f"{must_be('out', out)} {there} is none."]
     try:
-        # Permissions alone do not tell: the file system may be read-only, or full.
+        # Permissions alone are not enough: the file system may be read-only or full.
         os.rmdir(tempfile.mkdtemp(dir=there))
     except OSError as error:
         return [f"out={out}: {there} cannot be written to: {error.strerror}."]
