@@ -13,11 +13,11 @@ from report_figures import differences, figures
 from report_run import FILES, HEADER, REPORT, ReportTest, row
 
 class Options(ReportTest):
-    def test_help_is_that_of_the_readme_and_wrong_options_have_their_status(self):
+    def test_help_is_that_of_the_documentation_and_wrong_options_have_their_status(self):
         usage = self.run_report("-h").stdout
         self.assertEqual(usage, self.run_report().stdout)
         block = f"```\n$ tavik_report -h\n{usage.rstrip()}\n```\n"
-        self.assertEqual(block in (SOURCE / "README.md").read_text(), True, block)
+        self.assertEqual(block in (SOURCE / "docs/report.md").read_text(), True, block)
         version = self.run_report("-v").stdout
         self.assertEqual(version, f"{REPORT}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n")
         for args, reason in ((["--frob"], "unrecognised option '--frob'"), (["-z"], "no summary is given"),

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """What takes too long for the suite: the Debian package is built, judged by lintian and installed on a bare Debian 12,
-and README's program on top of the libraries is built. `scripts/check package` runs it."""
+and the program of docs/embedding.md on top of the libraries is built. `scripts/check package` runs it."""
 
 import gzip
 import json
@@ -107,8 +107,8 @@ class Package(InstallationTest):
 
 
 class Libraries(InstallationTest):
-    def test_readme_program_on_top_of_the_libraries_builds_and_maps(self):
-        blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", README, re.MULTILINE | re.DOTALL))
+    def test_documented_program_on_top_of_the_libraries_builds_and_maps(self):
+        blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", (SOURCE / "docs/embedding.md").read_text(), re.MULTILINE | re.DOTALL))
         # The clone stays where it is and the build lies beside others, so that the compiler cache knows the files.
         project = blocks["cmake"].replace("(tavik_aligner)", f"({SOURCE} tavik_aligner)")
         (self.folder / "CMakeLists.txt").write_text(project)
