@@ -28,8 +28,10 @@
 //   mg_lchain_dp         kernel/chain_avx2.cpp          processors with AVX2
 //   mg_lchain_rmq        kernel/join_avx2.cpp           processors with AVX2
 //
-// "Processors with AVX2" is what UsesOwnKernels tells. minimap2's functions also answer the calls that those cannot
-// take. NOLINTBEGIN(clang-diagnostic-reserved-identifier)
+// UsesOwnKernels decides for "processors with AVX2". minimap2's own functions answer the calls that the replacements do
+// not accept.
+
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;

@@ -261,6 +261,7 @@ TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
 }
 
 TEST_F(ThreadedLoopJobs, WithAndWithoutVerboseRecordsTheSameIsDone) {
+    Common::logging::Prepare();  // Other tests of this program may have left the log on.
     for (const int threads : {1, 2, 8}) {
         for (const bool verbose : {false, true}) {
             const auto log = verbose ? std::make_unique<Tests::CapturedLog>() : nullptr;
