@@ -23,13 +23,13 @@ WRONG = [
         f"threads=x: there is no such setting. There are {KNOWN}."]),
     ({"reads": ABSENT, "reference": ABSENT, "chunk_mb": "0", "min_coverage": "abc", "allow_failed_reads": "-1"}, [
         f"chunk_mb=0: {MEGABYTES}", f"min_coverage=abc: {COVERAGE}", f"allow_failed_reads=-1: {COUNT}",
-        *(f"{name}: is not given. It must be {PATHS[name]}: --config {name}=PATH" for name in ("reads", "reference"))]),
+        *(f"{name}: is missing. It must be {PATHS[name]}: --config {name}=PATH" for name in ("reads", "reference"))]),
     ({"chunk_mb": "inf", "min_coverage": "-0.1"}, [f"chunk_mb=inf: {MEGABYTES}", f"min_coverage=-0.1: {COVERAGE}"]),
     ({"chunk_mb": "", "min_coverage": "nan"}, [f"chunk_mb=: {MEGABYTES}", f"min_coverage=nan: {COVERAGE}"]),
     ({"reads": "gone", "reference": "gone.fa", "out": "list/x"}, [
         f"reads=gone: No such file or directory. It must be {PATHS['reads']}.",
         f"reference=gone.fa: No such file or directory. It must be {PATHS['reference']}.",
-        f"out=list/x: must be {PATHS['out']}. FOLDER/list is none."]),
+        f"out=list/x: must be {PATHS['out']}. FOLDER/list is not a folder."]),
     ({"reads": "in/a.fastq", "reference": "in", "out": "/proc/x"}, [
         f"reads=in/a.fastq: must be {PATHS['reads']}. It is a read file.",
         f"reference=in: Is a directory. It must be {PATHS['reference']}.",
@@ -39,8 +39,8 @@ WRONG = [
     ({"reads": "list", "reference": "no.mmi"}, [
         "reads=list: these cannot be aligned.", "    gone.fq: No such file or directory", "    in/a.fastq: listed twice",
         "    in/../in/a.fastq: is the same file as in/a.fastq",
-        "    'a\\tb': names with braces, tabs or line feeds cannot be taken",
-        "reference=no.mmi: is no minimap2 index, though named like one."]),
+        "    'a\\tb': names with braces, tabs or line feeds are not supported",
+        "reference=no.mmi: is not a minimap2 index, although it is named like one."]),
     ({name: "gone" for name in ("aligner", "check", "minimap2", "report")}, [
         f"{name}=gone: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
         for name in ("aligner", "check", "minimap2", "report")]),
@@ -122,12 +122,12 @@ echo "$list" | "{PROGRAM}" "$@"
         log = f"all/logs/attempts-{chunk}.txt"
         begin, *reason = self.told(log).split("== ")[-1].splitlines()
         self.assertEqual(begin.split()[-2:], ["attempt", "5"])
-        self.assertEqual(reason[-1], "Two attempts lost the same: no further one is made.")
+        self.assertEqual(reason[-1], "Two attempts had the same loss: the chunk is not aligned again.")
         self.assertTrue(any("in/damaged.fastq.gz" in line for line in reason), reason)
         block = "\n".join([f"chunk {chunk}, 1 file:", "    in/damaged.fastq.gz", f"  last attempt: {begin}", f"  log: {log}",
                            *(f"    {line}" for line in reason), ""])
         self.assertEqual(self.told("all/failed.txt"), f"1 of 3 chunks are not done.\n{block}")
-        self.assertIn(f"1 of 3 chunks are not done; all/failed.txt tells more:\n{block}", said)
+        self.assertIn(f"1 of 3 chunks are not done; all/failed.txt has the full list:\n{block}", said)
 
         self.write("in/damaged.fastq.gz", whole)
         said = self.engine(**settings)

@@ -38,7 +38,7 @@ def faults_of(reads, files, to_cluster=False):
     listed = {}
     for file in files:
         if set("{}\t\n") & set(file):
-            faults.append(f"{file!r}: names with braces, tabs or line feeds cannot be taken")
+            faults.append(f"{file!r}: names with braces, tabs or line feeds are not supported")
             continue
         if to_cluster and not reaches_jobs(file):
             faults.append(f"{file!r}: {NOT_TO_CLUSTER}")

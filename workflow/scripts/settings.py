@@ -55,7 +55,7 @@ def by_schema(config):
         except WorkflowError as error:
             wrong = error.__context__
         if wrong.validator == "required":
-            faults += [f"{name}: is not given. It must be {KNOWN[name]['description']}: --config {name}=PATH"
+            faults += [f"{name}: is missing. It must be {KNOWN[name]['description']}: --config {name}=PATH"
                        for name in wrong.validator_value if name not in {*settings, *wrong_names}]
             break
         if wrong.validator == "additionalProperties":
@@ -98,13 +98,13 @@ def reference_faults(reference):
         return [f"reference={reference}: {error.strerror}. It must be {KNOWN['reference']['description']}."]
     if os.path.getsize(reference) == 0:
         return [f"reference={reference}: is empty."]
-    return [f"reference={reference}: is no minimap2 index, though named like one."] if reference.endswith(".mmi") else []
+    return [f"reference={reference}: is not a minimap2 index, although it is named like one."] if reference.endswith(".mmi") else []
 
 
 def out_faults(out):
     there = next(path for path in (Path(out), *Path(out).absolute().parents) if os.path.lexists(path))
     if not there.is_dir():
-        return [f"{must_be('out', out)} {there} is none."]
+        return [f"{must_be('out', out)} {there} is not a folder."]
     try:
         # Permissions alone are not enough: the file system may be read-only or full.
         os.rmdir(tempfile.mkdtemp(dir=there))
