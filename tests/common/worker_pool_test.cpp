@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/logger.h"
 #include "common/threaded_loop.h"
 #include "tests/common/captured_log.h"
 #include "tests/common/loop_log_model.h"
