@@ -262,9 +262,9 @@ TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
 }
 
 TEST_F(ThreadedLoopJobs, WithAndWithoutVerboseRecordsTheSameIsDone) {
-    Common::logging::Prepare();  // Other tests of this program may have left the log on.
     for (const int threads : {1, 2, 8}) {
         for (const bool verbose : {false, true}) {
+            Common::logging::Prepare();  // Other tests of this program may have left the log on.
             const auto log = verbose ? std::make_unique<Tests::CapturedLog>() : nullptr;
             EXPECT_EQ(Common::logging::Accepts(Common::logging::Severity::verbose), verbose);
             std::atomic<int> ended = 0, running = 0, most_running = 0;
