@@ -33,6 +33,13 @@ def failed_file(name, reason):
     return f"error in the log: Error while processing input file {name}: {reason} Will continue with next input file."
 
 
+def shortened(finding):
+    """The message with its first 200 and last 90 bytes, less what is half a letter there."""
+    severity, message = finding.split("log: ", 1)
+    start, end = (part.decode(errors="ignore") for part in (message.encode()[:200], message.encode()[-90:]))
+    return f"{severity}log: {start} ... {end}"
+
+
 # The run that is altered. a.fastq: r1 on the reverse strand, r2 on the forward strand, r3 to r5, r6 unmapped. b.fastq: s1
 # with a supplementary record, s2 rejected, s3. c.fasta: t1, t2.
 INPUT = {
@@ -170,6 +177,7 @@ ALTERATIONS = {
         [f"{sam}: {NO_SQ}" for sam in (A, B, C)]),
     "another length in an @SQ line": (cell("out/a.sam", 1, 2, "LN:70000"), ["a.fastq: " + OTHER_SQ.format("a")]),
     "an @SQ line less": (lines("out/c.sam", lambda old: old[:1] + old[2:]), ["c.fasta: " + OTHER_SQ.format("c")]),
+    "a broken first @SQ line": (cell("out/b.sam", 1, 2, "LN:0"), [f"{B}: line 1: not an @SQ line"]),
     "a broken @SQ line": (cell("out/b.sam", 2, 2, "LN:1x"), [f"{B}: line 2: not an @SQ line"]),
     "NUL in a SAM name": (cell("out/a.sam", 3, 0, "r\0"), [f"{A}: line 3: {BAD_BYTE}"]),
     "NUL in a sequence": (cell("out/a.sam", 3, 9, lambda old: old[:99] + "\0" + old[100:]), [f"{A}: line 3: {BAD_BYTE}"]),
@@ -288,6 +296,7 @@ ALTERATIONS = {
 
 # Input files in the order of the list (None: not there), and the findings. All runs hold one good file, too.
 GOOD = "good.fastq"
+LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
     "a record cut in its third line": (
         {"a.fastq": WHOLE + "@cut\nACGT\n+"}, ["a.fastq: the last record is cut short"]),
@@ -326,15 +335,19 @@ BAD_INPUT = {
     "no such file": (
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
                             "gone.fq: begun, but not finished"]),
+    "a name too long to be told whole, of letters of two bytes": (
+        {LONG: None}, [shortened(failed_file(LONG, f"Could not open {LONG}: No such file or directory")),
+                       f"{LONG}: begun, but not finished"]),
     "an empty file aborts the run": (
         {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, "
                                       "the process ends.", "{log}: the run did not come to its end",
                                       "a.fq: begun, but not finished", "a.fq: the file is empty",
                                       "b.fq: not finished"]),
     "one name for two SAM files": (
-        {"a.fastq": WHOLE, "x/a.fq": fastq(RECORDS[:2])},
-        ["warning in the log: Input file x/a.fq replaces the SAM file of an earlier input file: {out}/a.sam",
-         "x/a.fq: its SAM file a.sam is also that of a.fastq"]),
+        {"a.fastq": WHOLE, "x/a.fq": fastq(RECORDS[:2]), "y/a.fq": fastq(RECORDS[:3])},
+        [*(f"warning in the log: Input file {name}/a.fq replaces the SAM file of an earlier input file: {{out}}/a.sam"
+           for name in "xy"), "x/a.fq: its SAM file a.sam is also that of a.fastq",
+         "y/a.fq: its SAM file a.sam is also that of x/a.fq"]),
     "another SAM file goes the way of its input": (
         {"out/a.sam": gzip.compress(WHOLE.encode())},
         [failed_file("out/a.sam", "Its SAM file out/a.sam would replace it."), "out/a.sam: begun, but not finished"]),
@@ -367,12 +380,17 @@ WHOLE_INPUT = {
     "a read with a supplementary record": ("1 read", "a.fq", fastq([tuple(map("".join, zip(*RECORDS[:2])))])),
     "rejected, unmapped and empty reads": ("4 reads", "a.fq", record("r", BASES[:400] + NOISE) + record("u", NOISE)
                                            + record("e", "") + record("m", BASES[:900])),
+    "a read up to the end of the reference": ("1 read", "a.fq", record("end", BASES[-900:])),
+    # 639 of 640 bases: 0.998438 in single precision, 0.998437 in double.
+    "an identity that single precision rounds up": (
+        "1 read", "a.fq", record("i", BASES[9000:9300] + other_base(BASES[9300:9640]))),
     "reads of one name": ("6 reads", "a.fq", fastq(TWINS)),
     "U": ("2 reads", "a.fq", record("u", BASES[:900].replace("T", "U")) + record("v", RECORDS[0][1].replace("T", "U"))),
     "names with a tab, other signs and controls": (
         "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
         + record("x\x01", BASES[:900]) + record(">@+", BASES[:900])),
     "a title line like a FASTA one": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),
+    "no name but the ending": ("5 reads", ".fastq", WHOLE),
     "no ending": ("5 reads", "reads", gzip.compress(WHOLE.encode())),
 }
 
@@ -433,7 +451,7 @@ class Check(AlignerTest):
     def test_gzip_data_that_are_damaged_later(self):
         for name, (damage, findings) in LATER_DAMAGE.items():
             with self.subTest(name):
-                listed, log_file = self.run_over({"a.gz": gzip.compress(WHOLE.encode())})
+                listed, log_file = self.run_over({"a.gz": gzip.compress(WHOLE.encode()), "b.fq": WHOLE})
                 content("a.gz", damage)(self.folder)
                 self.expect(findings, log_file, listed)
 
@@ -471,9 +489,12 @@ class Check(AlignerTest):
 
     def test_other_reads_than_can_be_told(self):
         """More of them than are kept."""
-        listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000))})
-        lines("out/a.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
-        self.expect(["a.fq: its SAM file out/a.sam holds other reads",
+        listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
+                                          "b.fq": record("r", "")})
+        for name in "ab":
+            lines(f"out/{name}.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
+        self.expect(["a.fq: its SAM file out/a.sam holds other reads", "b.fq: read 'r' is not in its SAM file out/b.sam",
+                     surplus("x", "b.fq: its SAM file out/b.sam"),
                      f"{SUMMARY}: its rows and the SAM records are of different reads"], log_file, listed)
 
     def test_newest_run_is_judged_and_its_table_is_in_the_order_of_the_run(self):
@@ -505,7 +526,7 @@ class Check(AlignerTest):
                          (1, ["error in the log: Could not write to output file x: No space left"]))
 
     def test_failed_reads_up_to_the_number_allowed(self):
-        bad = [record(""), record("@name"), record(" x"), record("@name")]
+        bad = [record(""), record("@name"), record(" x"), record("@name\tx")]
         listed, log_file = self.run_over({"a.fq": bad[0] + WHOLE + "".join(bad[1:])}, "out", "-t", "1")
         failed = [message for message in log_file.read_text().split("\n") if "[error]" in message]
         failed = [f"error in the log: {' '.join(message.split('[error] ')[1].split())}" for message in failed]
@@ -524,6 +545,8 @@ class Check(AlignerTest):
                 clean = ["2 files, 10 reads: nothing lost" if options else "1 file, 5 reads: nothing lost"]
                 for spelled in ("reads", "./reads/", self.folder / "reads"):
                     self.assertEqual(self.check(*options, spelled, f"out{len(self.runs) - 1}"), (0, clean))
+                elsewhere = self.check(*options, "..", f"../../out{len(self.runs) - 1}", folder=self.folder / "reads/x")
+                self.assertEqual(elsewhere, (0, clean))
         self.assertEqual(self.check("reads", "out1"),
                          (1, ["reads/x/a.fq: in the log, but not in the input"]))
         self.assertEqual(self.check("-", "out0", stdin=""), (1, [
@@ -552,10 +575,13 @@ class Check(AlignerTest):
             path.chmod(0o644)
 
     def test_wrong_usage(self):
-        for args in ((), ("list", "out", "more"), ("--allow-failed-reads", -1, "reads", "out"), ("no list", "out")):
+        for args, reason in (((), "an input and a save folder are needed"),
+                             (("list", "out", "more"), "too many positional options have been specified on the command line"),
+                             (("--allow-failed-reads", -1, "list", "out"), "--allow-failed-reads must not be negative"),
+                             (("no list", "out"), "no list: No such file or directory")):
             with self.subTest(args):
                 self.assertEqual(self.check(*args), (2, []))
-        self.assertEqual(self.stderr, "tavik_check: no list: No such file or directory\n")
+                self.assertEqual(self.stderr.split("\n")[0], f"tavik_check: {reason}")
         with open("/dev/full", "w") as full:
             done = subprocess.run([CHECK, "-", "out"], stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE,
                                   cwd=self.folder, text=True)

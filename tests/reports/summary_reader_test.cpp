@@ -65,6 +65,7 @@ TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
         {Header().insert(Header().size() - 1, "\tmore"), no_header + "'read_id?alignment_genome?alignment_genom...'"},
         {Header() + kRow + "r\tc\n", "line 3: 2 columns in place of 13"},
         {Header() + "\n", "line 2: 1 column in place of 13"},
+        {Header() + kRow + std::string(std::size_t{65} << 20U, 'x'), "line 3: longer than 64 MiB, which no row is"},
         {Header() + With(12, "150\t"), "line 2: 14 columns in place of 13"},
         {Header() + With(12, "150\r"), "line 2: alignment_score is not a whole number: '150?'"},
         {Header() + With(8, "1e2"), "line 2: alignment_num_aligned is not a whole number: '1e2'"},
