@@ -4,7 +4,7 @@ import subprocess
 from pathlib import Path
 
 
-def made_set(data, name, *size):
+def kept_set(data, name, *size):
     """Folder of a made set, filled by benchmarks/make-data unless it is there."""
     folder = data / "-".join([name, *map(str, size)])
     if not (folder / "reads").exists():

@@ -117,7 +117,7 @@ void Put(std::string& index, std::size_t at, T number) {
     std::memcpy(&index[at], &number, sizeof number);
 }
 
-// Everything that is looked at in a prebuilt index, each damaged by itself. benchmarks/index-check damages at random.
+// Everything that is looked at in a prebuilt index, each damaged by itself. tests/judges/index-check damages at random.
 TEST_F(Index, EachDamageIsToldByItsName) {
     const auto repeat = RandomBases(400);
     const auto fasta = folder.Write(

@@ -1,4 +1,4 @@
-"""References and reads that benchmarks/compare-with-minimap2 makes on the spot: the same ones every time."""
+"""References and reads that tests/judges/compare-with-minimap2 makes on the spot: the same ones every time."""
 
 import gzip
 import random

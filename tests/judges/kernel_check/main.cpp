@@ -21,7 +21,7 @@ void Judge(const std::string& difference) {
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::cerr << "usage: benchmarks/kernel-check N SEED\n";
+        std::cerr << "usage: tests/judges/kernel-check N SEED\n";
         return 2;
     }
     if (!__builtin_cpu_supports("avx2")) {

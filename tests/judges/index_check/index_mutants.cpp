@@ -1,4 +1,4 @@
-#include "benchmarks/index_check/index_mutants.h"
+#include "tests/judges/index_check/index_mutants.h"
 
 #include <algorithm>
 #include <cstdlib>

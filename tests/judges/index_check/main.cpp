@@ -3,11 +3,11 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "benchmarks/index_check/index_mutants.h"
+#include "tests/judges/index_check/index_mutants.h"
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::cerr << "usage: benchmarks/index-check N SEED\n";
+        std::cerr << "usage: tests/judges/index-check N SEED\n";
         return 2;
     }
     constexpr std::size_t kBases = 300000, kReads = 30;
