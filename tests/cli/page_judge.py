@@ -21,6 +21,10 @@ class PageJudge(ReportTest):
         for cells, row in zip(table["rows"], rows):
             self.assertEqual(cells, [text for _, text in row])
 
+    def check_ticks(self, chart, text):
+        ticks = chart["ticks"]
+        self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
+
     def check_sample(self, state, name, f, most=1000):
         """All that the page shows of its open sample. `most`: rows of the table of reference sequences."""
         t = f["totals"]
@@ -57,6 +61,7 @@ class PageJudge(ReportTest):
         self.assertEqual(marker["label"], f"median {text(marker['x'])}")
         self.assertEqual(figure["chart"]["titles"], [shown.RATIO_AXES[ratio, is_quality], "reads"])
         self.assertEqual(figure["heading"], {"accuracy": "Accuracy (gaps counted)", "identity": "Identity (gaps left out)"}[ratio])
+        self.check_ticks(figure["chart"], shown.ratio_tick(is_quality))
         self.check_ratio_caption(figure, ratio, is_quality)
 
     def check_ratio_caption(self, figure, ratio, is_quality):
@@ -65,6 +70,7 @@ class PageJudge(ReportTest):
 
     def check_lengths(self, figure, f):
         self.check_histogram(figure, f["lengths"], 1 / 20, shown.length_text)
+        self.check_ticks(figure["chart"], shown.length_tick)
         (marker,) = figure["chart"]["markers"]
         self.near([marker["x"]], [math.log10(f["totals"]["n50"])], 1e-6, "N50")
         self.assertEqual(marker["label"], f"N50 {shown.bases(f['totals']['n50'])}")
@@ -90,6 +96,7 @@ class PageJudge(ReportTest):
     def check_heat_maps(self, figures, f):
         by_length, indels = figures["identity-by-length"], figures["indels"]
         low_text = lambda low, high: f"{shown.fixed(low, 1)} to {shown.fixed(high, 1)}"
+        self.check_ticks(by_length["chart"], shown.length_tick)
         self.check_cells(by_length, f["identity_by_length"], (0.1, 0.5), False,
                          lambda x, y: f"{shown.length_text(x[0])} to {shown.length_text(x[1])}, {low_text(*y)} %")
         ends = indels["chart"]["ends"]
@@ -139,6 +146,7 @@ class PageJudge(ReportTest):
         self.near([point["x"] for point in line["data"]], middles, 0, "positions")
         self.near([x for x, _ in line["places"]], middles, length / 400, "drawn positions")
         self.near([y for _, y in line["places"]], depths, chart["ends"][3] / 150 + 0.0051, "drawn depths")
+        self.check_ticks(chart, lambda value: shown.bases(value) if value else "0")
         self.assertEqual((chart["ends"][:2], chart["titles"], line["line"][0]), ([0, length], ["position, bases", "mean depth"], self.colours["main"]))
         self.assertEqual(figure["caption"], f"How often a position of {shown.shown_name(name)} ({shown.bases(length)}) is covered: means over "
                                             f"{shown.whole(width)} bases, from start to end of each alignment, deletions included.")

@@ -20,6 +20,7 @@ function chartOf(chart) {
   const scales = chart.options.scales;
   return {
     labels: chart.data.labels, markers: chart.config.options.plugins.markers?.list, titles: [scales.x.title.text, scales.y.title.text],
+    ticks: chart.scales.x.ticks.map(({value, label}) => [value, label]),
     ends: [chart.scales.x.min, chart.scales.x.max, chart.scales.y.min, chart.scales.y.max],
     sets: chart.data.datasets.map((set, i) => {
       const {controller} = chart.getDatasetMeta(i);

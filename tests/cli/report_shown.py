@@ -143,6 +143,14 @@ def ratio_text(is_quality):
     return lambda value: f"Q{fixed(value, 1)}" if is_quality else f"{fixed(value, 1)} %"
 
 
+def length_tick(exponent):
+    return bases(10**exponent)
+
+
+def ratio_tick(is_quality):
+    return lambda value: "Q" * is_quality + f"{round(value, 1):g}"
+
+
 def bars_of(points, step):
     """The borders of bars in whole steps of the fine bins, from their centres."""
     width = round((points[1]["x"] - points[0]["x"]) / step) if len(points) > 1 else None

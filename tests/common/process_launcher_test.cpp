@@ -54,6 +54,7 @@ TEST_F(ProcessLauncherTest, StatusIsReturnedUndecodedOrThrown) {
     EXPECT_EQ(launcher.Launch("exit 3", false), 768);
     EXPECT_EQ(launcher.Launch("kill -9 $$", false), 9);
     EXPECT_EQ(launcher.ErrorOf("exit 3"), "Command 'exit 3' finished with error code 768");
+    EXPECT_EQ(launcher.ErrorOf("kill -9 $$"), "Command 'kill -9 $$' finished with error code 9");
     EXPECT_EQ(fs::current_path(), start) << "restored after a command that failed";
     EXPECT_THROW(TestedLauncher(folder.Write("file", "")).Launch("true", true), std::runtime_error);
     EXPECT_EQ(fs::current_path(), start);
