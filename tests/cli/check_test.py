@@ -225,6 +225,11 @@ ALTERATIONS = {
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
         f"{B}: read 's1' has other supplementary records than its tag SA tells"]),
+    "a supplementary record stands there twice": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
+        f"{B}: read 's1' has other supplementary records than its tag SA tells"]),
+    "a supplementary record that is clipped by more than the read": (
+        both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
+            f"{B}: line 4: SEQ is not that part of the read which CIGAR leaves"]),
     "a supplementary record alone": (without("out/b.sam", 3), [
         f"{B}: line 3: a further record of a read whose first record is missing"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
@@ -247,8 +252,8 @@ ALTERATIONS = {
     "a row loses a column": (line(SUMMARY, 4, lambda old: old[:old.rindex(b"\t")] + b"\n"), [
         f"{SUMMARY}: line 4: 12 columns in place of 13"]),
     "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns in place of 13"]),
-    "NUL in a row": (cell(SUMMARY, 3, 12, "48\0"), [
-        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '48?', by its SAM record '484'"]),
+    "NUL and DEL in a row": (cell(SUMMARY, 3, 12, "4\0\x7f"), [
+        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '4??', by its SAM record '484'"]),
     "another name in a row": (cell(SUMMARY, 3, 0, "rr"), [
         f"{SUMMARY}: line 3: read 'rr' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
     "a rejected read counts as unmapped": (cell(SUMMARY, 9, 2, "-1"), [
@@ -270,6 +275,10 @@ ALTERATIONS = {
     "an input file is cut in a record": (lines("a.fastq", lambda old: old[:-2]), [
         "a.fastq: the last record is cut short", "a.fastq: 5 reads in the file, 6 aligned", surplus("r6")]),
     "no input file": (gone("a.fastq"), ["a.fastq: cannot be read: No such file or directory"]),
+    "neither input file nor SAM file": (both(gone("a.fastq"), gone("out/a.sam")), [
+        "a.fastq: cannot be read: No such file or directory", f"{A}: No such file or directory"]),
+    "a file in place of the save folder": (
+        lambda folder: (shutil.rmtree(folder / "out"), (folder / "out").write_text("")), ["out: Not a directory"]),
     "an empty input file": (content("a.fastq", lambda old: b""), ["a.fastq: the file is empty"]),
     "two input files are swapped": (swapped("a.fastq", "b.fastq"), [
         "a.fastq: 3 reads in the file, 6 aligned", f"{A} holds other reads",
@@ -537,7 +546,7 @@ class Check(AlignerTest):
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
 
     def test_folders(self):
-        for name in ("reads/a.fastq", "reads/x/a.fq", "reads/x/b.fastq.gz", "reads/c.txt"):
+        for name in ("reads/a.fastq", "reads/x/a.fq", "reads/x/b.fastq.gz", "reads/c.txt", "reads/folder.fq/c.txt"):
             self.write(name, WHOLE)
         for path, options in (("reads", []), ("reads/", ["-r"]), (self.folder / "reads//", ["-r"])):
             with self.subTest(path=path):
