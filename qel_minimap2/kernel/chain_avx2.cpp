@@ -43,7 +43,7 @@ private:
         // Blocks may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
         // What has served once all are scored comes first.
-        std::int32_t** const all[] = {&references, &reads, &scores, &previous, &marks};
+        std::int32_t** const all[] = {&reference_positions, &read_positions, &scores, &previous, &marks};
         for (auto** list : all) {
             *list = lists + kLanes;
             lists += room;
@@ -55,8 +55,8 @@ private:
         int first = 0;
         int highest = -1;  // The best of those in reach.
         for (int i = 0; i < count; ++i) {
-            references[i] = static_cast<std::int32_t>(anchors[i].x);
-            reads[i] = static_cast<std::int32_t>(anchors[i].y);
+            reference_positions[i] = static_cast<std::int32_t>(anchors[i].x);
+            read_positions[i] = static_cast<std::int32_t>(anchors[i].y);
             while (first < i && IsApart(i, first, reference_distance)) {
                 ++first;
             }

@@ -65,8 +65,10 @@ protected:
     }
 
     TAVIK_INLINE Distances DistancesTo(int i, int base) const {
-        const __m256i on_reference = _mm256_sub_epi32(_mm256_set1_epi32(references[i]), LoadEight(references + base));
-        const __m256i on_read = _mm256_sub_epi32(_mm256_set1_epi32(reads[i]), LoadEight(reads + base));
+        const __m256i on_reference =
+            _mm256_sub_epi32(_mm256_set1_epi32(reference_positions[i]), LoadEight(reference_positions + base));
+        const __m256i on_read =
+            _mm256_sub_epi32(_mm256_set1_epi32(read_positions[i]), LoadEight(read_positions + base));
         return {on_reference, on_read, _mm256_abs_epi32(_mm256_sub_epi32(on_reference, on_read))};
     }
 
@@ -119,7 +121,8 @@ protected:
     const mm128_t* const anchors;
     const int count;
     const int length;  // Of every anchor.
-    std::int32_t *references = nullptr, *reads = nullptr, *scores = nullptr, *previous = nullptr, *marks = nullptr;
+    std::int32_t *reference_positions = nullptr, *read_positions = nullptr, *scores = nullptr, *previous = nullptr,
+                 *marks = nullptr;
 
 private:
     // As the library's mg_log2, for whole numbers of 2 and more.

@@ -4,7 +4,7 @@
 #include "qel_minimap2/kernel/anchor_sort.h"
 #include "qel_minimap2/kernel/chain_score.h"
 #include "qel_minimap2/kernel/chaining.h"
-#include "qel_minimap2/kernel/reach.h"
+#include "qel_minimap2/kernel/penalties.h"
 #include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
@@ -105,8 +105,8 @@ private:
         near_ranks = order;
         auto* const other_order = order + first_part;
         auto* lists = reinterpret_cast<std::int32_t*>(other_order);
-        std::int32_t** const by_rank[] = {&first_in_reach, &first_near, &first_equal, &rank_of, &references,
-                                          &reads,          &scores,     &previous,    &marks,   &member};
+        std::int32_t** const by_rank[] = {&first_in_reach, &first_near, &first_equal, &rank_of, &reference_positions,
+                                          &read_positions, &scores,     &previous,    &marks,   &member};
         for (auto** list : by_rank) {
             *list = lists;
             lists += room;
@@ -128,23 +128,24 @@ private:
             const auto i = static_cast<int>(order[rank] & UINT32_MAX);
             rank_of[i] = rank;
             member[rank] = window + i;
-            references[rank] = static_cast<std::int32_t>(anchors[window + i].x);
-            reads[rank] = static_cast<std::int32_t>(anchors[window + i].y);
+            reference_positions[rank] = static_cast<std::int32_t>(anchors[window + i].x);
+            read_positions[rank] = static_cast<std::int32_t>(anchors[window + i].y);
         }
         for (int rank = 0, in_reach = 0, near = 0; rank < window_size; ++rank) {
-            for (; reads[in_reach] <= reads[rank] - distance; ++in_reach) {
+            for (; read_positions[in_reach] <= read_positions[rank] - distance; ++in_reach) {
             }
-            for (; reads[near] < reads[rank] - near_distance; ++near) {
+            for (; read_positions[near] < read_positions[rank] - near_distance; ++near) {
             }
             first_in_reach[rank] = in_reach;
             first_near[rank] = near;
-            first_equal[rank] = rank > 0 && reads[rank - 1] == reads[rank] ? first_equal[rank - 1] : rank;
+            first_equal[rank] =
+                rank > 0 && read_positions[rank - 1] == read_positions[rank] ? first_equal[rank - 1] : rank;
         }
         const auto padded = static_cast<std::size_t>(window_size) + kLanes;
         std::memset(scores, 0, sizeof *scores * padded);
         std::memset(marks, 0, sizeof *marks * padded);
-        std::memset(references + window_size, 0, sizeof *references * kLanes);
-        std::memset(reads + window_size, 0, sizeof *reads * kLanes);
+        std::memset(reference_positions + window_size, 0, sizeof *reference_positions * kLanes);
+        std::memset(read_positions + window_size, 0, sizeof *read_positions * kLanes);
     }
 
     // Those of the window that come before `end` have been scored; some of them are in reach. One that comes before
@@ -197,8 +198,8 @@ private:
     }
 
     void PutPenalty(int rank) {
-        const int diagonal =
-            static_cast<int>(static_cast<unsigned>(references[rank]) + static_cast<unsigned>(reads[rank]));
+        const int diagonal = static_cast<int>(static_cast<unsigned>(reference_positions[rank]) +
+                                              static_cast<unsigned>(read_positions[rank]));
         penalties.Put(rank, -(scores[rank] + per_base * diagonal));
     }
 
@@ -242,8 +243,8 @@ private:
             best.score = score;
             best.previous = least;
         }
-        const bool is_exact = apart == 0 && reads[rank] - reads[least] <= length;
-        if (!is_exact && near_first < entered && near_distance > 0 && reads[rank] > 0) {
+        const bool is_exact = apart == 0 && read_positions[rank] - read_positions[least] <= length;
+        if (!is_exact && near_first < entered && near_distance > 0 && read_positions[rank] > 0) {
             WalkBack(rank, first_near[rank], first_equal[rank] - 1, best);
         }
     }
