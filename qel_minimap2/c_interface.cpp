@@ -31,7 +31,7 @@ void Complain(const char* path, const char* reason) noexcept {
     try {
         std::cerr << std::string("libqel_minimap2: ") + path + ": " + reason + "\n" << std::flush;
     } catch (const std::exception&) {
-        // Out of memory for a message; the null result still tells.
+        // Without memory for the message, the null result alone reports the failure.
     }
 }
 

@@ -4,7 +4,7 @@
 
 namespace qel_minimap2 {
 
-/// The deleter of memory that comes from malloc: minimap2 allocates it so, or frees it so.
+/// The deleter of malloc'ed memory, which minimap2 allocates or frees.
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };

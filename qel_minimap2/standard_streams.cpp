@@ -22,7 +22,7 @@ extern int mm_verbose;
     __wrap_stdin = __real_stdin;
     __wrap_stdout = __real_stdout;
     __wrap_stderr = __real_stderr;
-    mm_verbose = 1;  // Errors only: what minimap2 would tell about its progress is not ours to print.
+    mm_verbose = 1;  // Errors only: this library does not print minimap2's progress messages.
 }
 // NOLINTEND(clang-diagnostic-reserved-identifier)
 }

@@ -48,7 +48,7 @@ using namespace qel_minimap2::kernel;
 
 namespace {
 
-// What the library's functions return in three places.
+// minimap2's chaining functions return their result in three places.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
     *count = chains.chain_count;
     *list = chains.chains;

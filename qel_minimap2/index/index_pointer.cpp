@@ -5,7 +5,7 @@
 
 #include <kalloc.h>
 
-// The library's headers do not declare it.
+// minimap2's headers do not declare it.
 extern "C" mm_idx_t* mm_idx_init(int w, int k, int b, int flag);
 
 namespace qel_minimap2 {

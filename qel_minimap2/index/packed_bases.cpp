@@ -24,7 +24,7 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
         unpack_one();
     }
     for (; begin + 8 <= end; begin += 8, bases += 8) {
-        // The word's eight numbers move apart by halves, to a byte each.
+        // Halves of the word move apart until each of its eight numbers has a byte.
         std::uint64_t spread = words[begin / 8];
         spread = (spread | spread << 16U) & 0x0000FFFF0000FFFFU;
         spread = (spread | spread << 8U) & 0x00FF00FF00FF00FFU;
@@ -44,7 +44,7 @@ PackedWords AllocateWords(std::uint64_t count) {
     return words;
 }
 
-// Grown memory is moved by the system page by page, not copied, and costs nothing before it is written to.
+// When large memory grows, the system moves its pages instead of copying them; unwritten pages cost nothing.
 void PackedBases::Reserve(std::uint64_t word_count) {
     if (word_count <= capacity) {
         return;
@@ -84,7 +84,7 @@ void PackedBases::Append(std::string_view letters) {
 PackedWords PackedBases::Take() {
     const auto size = (count + 7) / 8 * sizeof(std::uint32_t);
     void* const fitted = size > 0 ? std::realloc(words.get(), size) : nullptr;
-    if (fitted != nullptr) {  // Never fails to get smaller in practice.
+    if (fitted != nullptr) {  // In practice, shrinking never fails.
         static_cast<void>(words.release());
         words.reset(static_cast<std::uint32_t*>(fitted));
     }

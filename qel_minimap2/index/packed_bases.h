@@ -8,8 +8,8 @@
 
 namespace qel_minimap2 {
 
-/// Writes the packed bases from `begin` up to `end` (0-based, not included; none if it is not above `begin`), a number
-/// of 0 to 4 in each byte. `words` as PackedBases describes them. Any thread.
+/// Unpacks the bases from `begin` up to, not including, `end` (0-based; none if `end` is not above `begin`), each to a
+/// byte with a number from 0 to 4. `words` as PackedBases describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
 /// Packed bases, malloc'ed, because minimap2 frees those of an index; null for none.
@@ -22,12 +22,12 @@ PackedWords AllocateWords(std::uint64_t count);
 /// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
 class PackedBases {
 public:
-    /// Adds the bases of letters at the end. Throws std::bad_alloc.
+    /// Appends the bases of these letters. Throws std::bad_alloc.
     void Append(std::string_view letters);
     std::uint64_t Count() const { return count; }
     /// The bases so far; valid until more are added.
     const std::uint32_t* Words() const { return words.get(); }
-    /// The words. Nothing may be called after it.
+    /// Hands over the words. No other function may be called afterwards.
     PackedWords Take();
 
 private:

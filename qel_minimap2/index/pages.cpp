@@ -35,7 +35,7 @@ Pages::~Pages() {
 
 void Pages::Touch() const {
     if (data != nullptr) {
-        ::madvise(data, size, MADV_POPULATE_WRITE);  // Old systems refuse it, which costs time only.
+        ::madvise(data, size, MADV_POPULATE_WRITE);  // Old kernels refuse this, which only costs time.
     }
 }
 

@@ -4,10 +4,9 @@
 
 namespace qel_minimap2 {
 
-/// Zeroed memory of whole pages, taken from the system and given back to it directly: an allocator would keep the
-/// gigabytes that an index gives up. Large pages are not asked for: measured with an index of 400 Mb in a virtual
-/// machine, they made mapping some 4 % faster, but loading twice as slow, since the machine took up to 6 ms to come by
-/// each.
+/// Zeroed memory in whole pages, which come from the system and return to it directly: an allocator would keep the
+/// gigabytes that an index frees. Huge pages are not requested: with an index of 400 Mb in a virtual machine, they made
+/// mapping some 4 % faster but loading twice as slow, because the machine took up to 6 ms to provide each.
 class Pages {
 public:
     Pages() = default;
@@ -18,9 +17,10 @@ public:
     ~Pages();
 
     unsigned char* Data() const { return data; }
-    /// Has the system give all pages now, which takes less time than one at a time when they are used.
+    /// Makes the system provide all pages now, which is faster than one by one at first use.
     void Touch() const;
-    /// Gives back the whole pages among the bytes from `begin` to `end`, which are zeros then. Any thread.
+    /// Returns the whole pages between the bytes `begin` and `end` to the system; they read as zeros afterwards. Any
+    /// thread.
     void Release(std::size_t begin, std::size_t end) const;
 
 private:

@@ -11,7 +11,7 @@
 namespace qel_minimap2 {
 
 unsigned WorkerLimit() {
-    // Asked once: the cores that we may use can change while lists of this size are in use.
+    // Determined once: the number of cores may change while lists of this size are in use.
     static const unsigned limit = std::max(std::thread::hardware_concurrency(), 1U);
     return limit;
 }
@@ -38,7 +38,7 @@ void ForEach(std::size_t items, const std::function<void(std::size_t item, unsig
             for (unsigned worker = 1; worker < WorkerLimit() && worker < items; ++worker) {
                 helpers.emplace_back(run, worker);
             }
-        } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): the threads there are do it.
+        } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): the threads already started do the work.
         }
         run(0);
     }

@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// Minimizers are hashes: as many full groups in a row come up in no index that minimap2 made.
+// Minimizers are hashes: no index that minimap2 made has so many full groups in a row.
 constexpr unsigned kMostFullGroups = 1024;
 constexpr std::uint64_t kCounted = 1024;
 
@@ -37,7 +37,7 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
       stretches(std::size_t{1} << bucket_bits),
       blocks(std::size_t{1} << (bucket_bits - bits_in_block)) {}
 
-// Which slots of a group hold a minimizer, one bit each. The lowest bit of a key takes no part.
+// Which slots of a group hold a minimizer, one bit each. The lowest bit of a key is ignored.
 inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
                                                                     std::uint64_t key_bits) {
     const auto* const keys = reinterpret_cast<const __m128i*>(block.keys + group * kGroupSlots);
@@ -64,7 +64,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
                          std::uint64_t position_count) {
     std::uint64_t groups = 0;
     for (std::size_t i = 0; i < key_counts.size(); ++i) {
-        // One more than full: a free slot ends the search for a key that is not there.
+        // Leaves a free slot, which ends the search for a missing key.
         const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
         stretches[(block << bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
         groups += needed;
@@ -88,8 +88,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     target.counted.assign(kCounted, 0);
 }
 
-// The taken slots are counted beside the table: a search for free ones among the keys would wait for the last write
-// each time.
+// Counts the taken slots of each group: a search for a free one among the keys would wait for the previous write.
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
     auto& block = blocks[bucket >> bits_in_block];
     const auto stretch = stretches[bucket];
@@ -113,11 +112,11 @@ bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
         }
     }
     CountOccurrences(block, entries);
-    return !HoldsTwice(entries, stretch, block);
+    return !HasDuplicate(entries, stretch, block);
 }
 
-// Looks only for the keys that share a bit of `seen` with an earlier one, one of 16 at most, on average.
-bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block) {
+// Looks up only keys that share a bit of `seen` with an earlier one: on average, at most one in 16.
+bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block) {
     constexpr std::size_t kBitsPerKey = 8;
     const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
     std::vector<std::uint64_t> seen(bits / 64);
@@ -130,7 +129,7 @@ bool SeedTable::HoldsTwice(const std::vector<Entry>& entries, const Stretch& str
     });
 }
 
-// Equal keys lie in the same group, or one of them before a full group and the other one behind it.
+// Equal keys lie in the same group, or with only full groups between them.
 bool SeedTable::IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block) {
     bool found = false;
     auto group = GroupOf(stretch, key_bits);

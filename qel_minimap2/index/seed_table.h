@@ -10,9 +10,9 @@
 
 namespace qel_minimap2 {
 
-/// Where each minimizer of an index occurs, in flat arrays. They take the place of the hash tables that minimap2 keeps
-/// for each bucket, which need more memory and three to five cache misses a look-up. Here a look-up that finds nothing,
-/// the answer for most minimizers of a noisy read, costs hardly more than one miss.
+/// Where each minimizer of an index occurs, in flat arrays. They replace the hash tables that minimap2 keeps for each
+/// bucket, which need more memory and miss the cache three to five times a look-up. Here a look-up that finds nothing,
+/// as for most minimizers of a noisy read, costs little more than one miss.
 ///
 /// The lowest bits of a minimizer choose its bucket. The next 30 bits are in its key, and those above in its rest; with
 /// minimap2's number of buckets, only k-mers of more than 22 bases have a rest.
@@ -40,14 +40,14 @@ public:
     SeedTable(unsigned k, unsigned bucket_bits);
 
     std::size_t BlockCount() const { return blocks.size(); }
-    /// The lowest bits of a bucket's number, which tell the buckets of a block apart; the others are the block's
+    /// How many of the lowest bits of a bucket's number are its number within the block; the others are the block's
     /// number.
     unsigned BitsInBlock() const { return bits_in_block; }
 
-    /// Makes room in a block for so many minimizers in each of its buckets and so many positions of the repeated ones.
-    /// Throws std::bad_alloc.
+    /// Makes room in a block: `key_counts`, for each bucket, its number of minimizers; `position_count`, the number of
+    /// positions of repeated minimizers. Throws std::bad_alloc.
     void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count);
-    /// The positions of a block's repeated minimizers, to be filled. The starts of lists are counted from here.
+    /// The positions of a block's repeated minimizers, to be filled by the caller. Starts of lists count from here.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
     /// A minimizer without its bucket's bits and with the lowest bit of its key, as prebuilt indexes store it, and its
     /// value.
@@ -78,7 +78,8 @@ public:
 
     /// The table of an index that LoadIndex made; null for an index that minimap2 made.
     static const SeedTable* Of(const mm_idx_t& index) { return static_cast<const SeedTable*>(index.h); }
-    /// Makes the index own a table. (Its member `h` is for a hash of the sequences' names, which nothing here makes.)
+    /// Makes the index own a table. (Its member `h` is meant for a hash table of the sequences' names, which is never
+    /// built here.)
     static void Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table);
     /// Frees the table of an index, if it has one.
     static void Drop(mm_idx_t& index);
@@ -87,7 +88,7 @@ private:
     static constexpr unsigned kMostKeyBits = 30;
     static constexpr std::uint32_t kFree = UINT32_MAX;  // The highest bit of a key is 0.
     static constexpr std::uint32_t kGroupSlots = 16;
-    // Taken on average: few groups overflow, and few slots are wasted.
+    // On average: few groups overflow, and few slots are wasted.
     static constexpr std::uint32_t kKeysPerGroup = 14;
 
     // The groups of a bucket, counted from its block's first.
@@ -101,12 +102,12 @@ private:
         std::uint32_t* rests = nullptr;
         std::uint64_t* values = nullptr;
         std::uint64_t* positions = nullptr;
-        std::vector<std::uint32_t> counted;   // How many minimizers there are of each number of occurrences.
-        std::vector<std::uint32_t> frequent;  // The numbers too high for that.
+        std::vector<std::uint32_t> counted;   // By number of occurrences: how many minimizers have it.
+        std::vector<std::uint32_t> frequent;  // Numbers of occurrences too high for `counted`.
     };
 
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
-    static bool HoldsTwice(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
+    static bool HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
     static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);
     static bool HasFreeSlot(const Block& block, std::uint64_t group) {
         return block.keys[group * kGroupSlots + kGroupSlots - 1] == kFree;

@@ -9,9 +9,9 @@ const char* FaultOfSequenceName(std::string_view name) {
         return "a sequence without a name";
     }
     if (name == "*") {
-        return "a sequence named '*', which SAM keeps for unmapped reads";
+        return "a sequence named '*', which SAM reserves for unmapped reads";
     }
-    // Letters beyond ASCII are let through: SAM does not know them, but every reader of it bears them.
+    // Letters beyond ASCII are accepted: SAM does not allow them, but all its readers take them.
     const bool printable = std::all_of(name.begin(), name.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > 0x20 && byte != 0x7f;

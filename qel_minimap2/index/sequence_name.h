@@ -4,8 +4,8 @@
 
 namespace qel_minimap2 {
 
-/// What is wrong with a reference sequence of this name, in words that follow "holds", or null when SAM can
-/// bear the name: a record's third column is separated by tabs, and "*" there says that the read is unmapped.
+/// Why a reference sequence cannot have this name in a SAM file, in words that follow "holds", or null if it can. Tabs
+/// separate the columns of a record, and "*" in the third one marks an unmapped read.
 const char* FaultOfSequenceName(std::string_view name);
 
 }  // namespace qel_minimap2

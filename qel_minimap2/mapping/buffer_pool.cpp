@@ -7,7 +7,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// The copy of one long read is not kept for all the short ones behind it.
+// The copy of a long read is not kept for the short reads after it.
 constexpr std::size_t kKeptBases = 1 << 20;
 
 }  // namespace
@@ -17,7 +17,7 @@ std::unique_ptr<MappingBuffer, BufferPool::GiveBack> BufferPool::Borrow() {
     {
         const std::lock_guard lock(mutex);
         if (!idle.empty()) {
-            // The one used last: its memory is the most likely to be in the caches.
+            // The one used last: its memory is most likely to be cached.
             buffer = std::move(idle.back());
             idle.pop_back();
         }
@@ -41,7 +41,7 @@ void BufferPool::Take(std::unique_ptr<MappingBuffer> buffer) {
         const std::lock_guard lock(mutex);
         idle.push_back(std::move(buffer));
     } catch (const std::exception&) {
-        // No memory to remember it: it is freed here.
+        // Without memory to keep it, the buffer is freed here.
     }
 }
 

@@ -19,8 +19,8 @@ struct MappingBuffer {
     std::string bases;
 };
 
-/// Lends mapping buffers and takes them back for the next read: as many are made as reads are mapped at one
-/// time. Any thread.
+/// Lends mapping buffers and takes them back for the next read. There are as many as reads were mapped at one time. Any
+/// thread.
 class BufferPool {
 public:
     struct GiveBack {
@@ -28,7 +28,7 @@ public:
         void operator()(MappingBuffer* buffer) const { pool->Take(std::unique_ptr<MappingBuffer>(buffer)); }
     };
 
-    /// A buffer that nobody else uses until the result is destroyed, from whatever thread.
+    /// Lends a buffer until the result is destroyed, on any thread.
     std::unique_ptr<MappingBuffer, GiveBack> Borrow();
 
     /// Frees the buffers that are not lent.

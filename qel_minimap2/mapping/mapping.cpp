@@ -36,7 +36,7 @@ const Options& DefaultOptions() {
     return options;
 }
 
-// The hits of one read and their CIGARs, which minimap2 takes from malloc.
+// The hits of one read and their CIGARs, malloc'ed by minimap2.
 class Hits {
 public:
     Hits(const mm_idx_t& index, const mm_bseq1_t& read, const mm_mapopt_t& options, mm_tbuf_t* buffer)
@@ -54,7 +54,7 @@ public:
     mm_reg1_t* hits;
 };
 
-// A text that grows in memory from malloc, since it is handed to a caller who frees it.
+// A growing text, malloc'ed because the caller of the library frees it.
 class MallocText {
 public:
     void Append(std::string_view addition) {
@@ -79,7 +79,7 @@ private:
     std::size_t capacity = 0;
 };
 
-// All records of one read. `rep_len` -1 leaves out the tag "rl", the length of repetitive seeds: it tells nothing about
+// All records of one read. `rep_len` -1 leaves out the tag "rl", the length of repetitive seeds: it says nothing about
 // the alignment.
 char* WriteRecords(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
     constexpr int kNoHit = -1;
@@ -99,7 +99,7 @@ char* WriteRecords(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hi
         if (hits.count == 0) {
             write(kNoHit);
         }
-    } catch (...) {  // The C text has no owner that would free it.
+    } catch (...) {  // Nothing else frees the C text.
         std::free(record.s);
         throw;
     }
@@ -163,11 +163,11 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     const auto options = OptionsFor(index, occ_threshold);
     const auto buffer = Pool().Borrow();
 
-    // minimap2 knows no U: its own reader writes T. The copy is the buffer's, to reuse its memory.
+    // minimap2 does not know U; its own reader replaces it by T. The copy is part of the buffer, to reuse its memory.
     auto& bases = buffer->bases;
     bases.assign(read.seq, static_cast<std::size_t>(read.l_seq));
     for (const auto& [uracil, thymine] : {std::pair('U', 'T'), std::pair('u', 't')}) {
-        // Nearly all reads have none, which is seen many letters at a time.
+        // Nearly all reads have none, and the search compares many letters at a time.
         if (bases.find(uracil) != std::string::npos) {
             std::replace(bases.begin(), bases.end(), uracil, thymine);
         }

@@ -7,13 +7,13 @@
 
 namespace qel_minimap2 {
 
-/// See qelmm_cache_idx_occ_thres. The value is kept for calls of Align that do not know it.
+/// See qelmm_cache_idx_occ_thres. The value is cached for calls of Align without one.
 std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 
-/// Drops what is kept about an index that goes away, and idle mapping memory with it.
+/// Call before freeing an index: forgets its cached threshold and frees idle mapping buffers.
 void ForgetIndex(const mm_idx_t& index);
 
-/// See qelmm_align. Throws std::bad_alloc, and std::invalid_argument for a name that SAM cannot bear.
+/// See qelmm_align. Throws std::bad_alloc, and std::invalid_argument for a name that SAM does not allow.
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read);
 
 }  // namespace qel_minimap2

@@ -6,19 +6,19 @@
 
 #include <kalloc.h>
 
-// Marks the seeds that occur too often, and which of them to keep all the same. The library's headers do not name it.
+// Marks seeds that occur too often, except those to be kept. minimap2's headers do not declare it.
 extern "C" void mm_seed_select(std::int32_t n, mm_seed_t* a, int len, int max_occ, int max_max_occ, int dist);
 
 namespace qel_minimap2 {
 
 namespace {
 
-// So many minimizers are looked up together. Their memory takes about as long to arrive as the look-up of so many
-// others; with many more, what arrived first would have left the cache again.
-constexpr std::size_t kTogether = 32;
+// Batch size of interleaved look-ups: large enough to hide a cache miss, small enough that prefetched lines are still
+// cached when used.
+constexpr std::size_t kBatch = 32;
 
-// The first four lines of a list of positions are fetched in advance. The processor itself fetches the rest of a longer
-// list, once it is read from its start.
+// The first four cache lines of a list of positions are prefetched. The processor itself prefetches the rest of a
+// longer list.
 constexpr int kPositionsInLine = 8;
 constexpr int kFetchedPositions = 4 * kPositionsInLine;
 
@@ -53,15 +53,15 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
 int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds) {
     const auto count = minimizers.n;
     auto* next = seeds;
-    std::array<std::uint64_t, kTogether> slots{};
-    for (std::size_t i = 0; i < std::min(count, kTogether); ++i) {
+    std::array<std::uint64_t, kBatch> slots{};
+    for (std::size_t i = 0; i < std::min(count, kBatch); ++i) {
         table.PrefetchKeys(HashOf(minimizers.a[i]));
     }
-    for (std::size_t first = 0; first < count; first += kTogether) {
-        const auto end = std::min(first + kTogether, count);
+    for (std::size_t first = 0; first < count; first += kBatch) {
+        const auto end = std::min(first + kBatch, count);
         for (std::size_t i = first; i < end; ++i) {
-            if (i + kTogether < count) {
-                table.PrefetchKeys(HashOf(minimizers.a[i + kTogether]));
+            if (i + kBatch < count) {
+                table.PrefetchKeys(HashOf(minimizers.a[i + kBatch]));
             }
             slots[i - first] = table.Slot(HashOf(minimizers.a[i]));
         }

@@ -8,19 +8,19 @@
 
 namespace qel_minimap2 {
 
-/// What the library's mm_collect_matches is asked for: which of a read's minimizers are seeds.
+/// The arguments of minimap2's mm_collect_matches, which finds the seeds among a read's minimizers.
 struct SeedCall {
-    void* pool;  ///< Where the lists that are returned come from.
+    void* pool;  ///< Where the returned lists are allocated.
     const mm128_v& minimizers;
     int read_length;
-    int most_occurrences;  ///< A minimizer that occurs more often in the index is no seed.
+    int most_occurrences;  ///< A minimizer that occurs more often in the index is not a seed.
     /// Where `distance` bases of the read have no seed, the rarest minimizers among them become seeds after all, if
     /// they occur no more often than this.
     int most_occurrences_of_any;
     int distance;
 };
 
-/// What it returns.
+/// The results of mm_collect_matches.
 struct Seeds {
     int count;
     mm_seed_t* seeds;
@@ -30,8 +30,8 @@ struct Seeds {
     std::uint64_t* minimizer_places;  ///< Where they are in the read: span (upper 32 bits), last base.
 };
 
-/// Returns what mm_collect_matches does. The memory of table and positions is fetched some minimizers before it is
-/// needed, which is where the time went. Any thread.
+/// Returns what mm_collect_matches does. Prefetches table and positions some minimizers ahead: minimap2 spends most of
+/// this time waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 }  // namespace qel_minimap2

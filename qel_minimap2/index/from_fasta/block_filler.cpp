@@ -79,7 +79,7 @@ void BlockFiller::MakeRoom(std::size_t block) const {
     table.MakeRoom(block, key_counts, position_count);
 }
 
-// As minimap2 has it: number of the sequence, position of the last base, strand.
+// In minimap2's format: number of the sequence, position of the last base, strand.
 std::uint64_t BlockFiller::PositionOf(std::uint64_t entry) const {
     const auto place = places.Of(format.OffsetOf(entry));
     return place.sequence << 32U | place.position << 1U | format.StrandOf(entry);
@@ -106,7 +106,7 @@ void BlockFiller::Insert(std::size_t block) const {
         const auto bucket = format.BucketOf(sort_bits);
         if (begin == entries.size() || format.BucketOf(format.SortBits(entries[begin])) != bucket) {
             if (!table.Fill((block << table.BitsInBlock()) + bucket, of_bucket)) {
-                throw std::runtime_error("its minimizers do not fit an index");
+                throw std::runtime_error("the index cannot hold its minimizers");
             }
             of_bucket.clear();
         }

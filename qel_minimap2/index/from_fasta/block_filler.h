@@ -9,7 +9,7 @@
 
 namespace qel_minimap2 {
 
-/// Tells in which sequence a base lies when all lie one after the other. Any thread.
+/// Finds the sequence of a base from its offset among the bases of all sequences. Any thread.
 class SequencePlaces {
 public:
     explicit SequencePlaces(const std::vector<ReferenceSequence>& sequences);
@@ -32,11 +32,11 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // Of sequences that have bases; the last entry is where the last one ends.
-    std::vector<std::uint32_t> first_of;  // By stretch of 2^kShift offsets: the start that its first base belongs to.
+    std::vector<Start> starts;            // Of sequences with bases, then the end of the last one.
+    std::vector<std::uint32_t> first_of;  // For each 2^kShift offsets: the start that the first one belongs to.
 };
 
-/// Lays blocks of minimizers into a table. One for each thread.
+/// Fills blocks of a table with minimizers. One for each thread.
 class BlockFiller {
 public:
     BlockFiller(SeedTable& table, const EntryFormat& format, const SequencePlaces& places,

@@ -4,18 +4,18 @@
 
 namespace qel_minimap2 {
 
-// The library sketches a sequence from its first base to its last. What it does at a base depends only on the w + k
-// bases before it: on the k-mers of the last window, and on whether an ambiguous base lies among these bases. (The
-// minimum is the latest of the lowest k-mers of the window, whatever came before.) A sketch that starts w + k bases
-// before a piece is therefore right from the piece's first base on. A k-mer that leaves the window has been taken by
-// then or never will be. The sketch therefore ends w bases behind the piece. What it has outside the piece is dropped.
-// K-mers that equal their reverse complement would break this: they take no place in the window, and a run of them
-// makes it reach back any distance. No k-mer of an odd number of bases is one.
+// minimap2 sketches a sequence from its first base to its last. What it does at a base depends only on the w + k bases
+// before it: on the k-mers of the last window, and on whether an ambiguous base lies among these bases. (The minimum is
+// the latest of the lowest k-mers of the window, whatever came before.) A sketch that starts w + k bases before a piece
+// is therefore right from the piece's first base on. A k-mer that leaves the window has been chosen by then or never
+// will be, so the sketch ends w bases after the piece. Minimizers outside the piece are dropped. K-mers that equal
+// their reverse complement would break this: they take no place in the window, so a run of them makes it reach back any
+// distance. No k-mer with an odd number of bases equals its reverse complement.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {
-    const std::uint64_t before = header.window + header.k, behind = header.window;
+    const std::uint64_t before = header.window + header.k, after = header.window;
     const auto sequence_end = sequence.offset + sequence.length;
     const auto from = begin - std::min(begin - sequence.offset, before);
-    const auto to = end + std::min(sequence_end - end, behind);
+    const auto to = end + std::min(sequence_end - end, after);
     unpacked.resize(to - from);
     UnpackBases(bases.Words(), from, to, unpacked.data());
     minimizers.Sketch(unpacked, header, 0);

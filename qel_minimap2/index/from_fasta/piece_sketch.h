@@ -13,7 +13,7 @@
 
 namespace qel_minimap2 {
 
-/// A minimizer of a reference in 8 bytes, without the bits that tell its block of buckets. From the highest bits on:
+/// An entry: a minimizer of a reference in 8 bytes, without the bits that choose its block. From the highest bit down:
 /// its bucket within the block, the other bits of the minimizer, the offset of its last base among all bases, the
 /// strand.
 class EntryFormat {
@@ -42,7 +42,7 @@ private:
     unsigned bucket_bits, bits_in_block, key_bits;
 };
 
-/// The minimizers of some bases of a reference, by blocks of buckets, in each in the order of their offsets.
+/// The entries of one piece of a reference, sorted by block, and within a block by offset.
 struct SketchedPiece {
     Pages entries;
     std::vector<std::uint32_t> block_ends;
@@ -53,7 +53,7 @@ struct SketchedPiece {
     std::uint32_t Count(std::size_t block) const { return block_ends[block] - (block > 0 ? block_ends[block - 1] : 0); }
 };
 
-/// Finds the minimizers of pieces of a reference, whose sequences lie one after the other. One for each thread.
+/// Sketches pieces of a reference. One for each thread.
 class PieceSketcher {
 public:
     /// For k-mers of an odd number of bases, without homopolymer compression.
@@ -61,7 +61,8 @@ public:
                   const std::vector<ReferenceSequence>& sequences, const PackedBases& bases)
         : header(header), format(format), block_count(block_count), sequences(sequences), bases(bases) {}
 
-    /// Those that the whole sequences' sketches have with last bases at the offsets from `begin` to `end`.
+    /// Returns the minimizers that sketches of the whole sequences have with last bases at offsets from `begin` up to,
+    /// not including, `end`.
     SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
 
 private:
@@ -73,8 +74,8 @@ private:
     const std::vector<ReferenceSequence>& sequences;
     const PackedBases& bases;
     std::string unpacked;
-    MinimizerList minimizers;       // Of a sequence's part.
-    std::vector<mm128_t> of_piece;  // As the library has them, but with offsets among all bases.
+    MinimizerList minimizers;       // Of the part of one sequence.
+    std::vector<mm128_t> of_piece;  // The minimizer in x, its offset among all bases and its strand in y.
 };
 
 }  // namespace qel_minimap2

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::uint64_t kLeastPieceBases = 1 << 16, kMostPieceBases = 1 << 22;
 constexpr std::uint64_t kPiecesPerWorker = 8;
-// The entries of this many blocks are given back together.
+// The memory of the entries of this many blocks is released together.
 constexpr std::size_t kBlocksPerRelease = 16;
 
 std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format,
@@ -67,7 +67,7 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
 
 IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options) {
     if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
-        throw std::invalid_argument("no reference can be indexed with these k-mers");
+        throw std::invalid_argument("a reference cannot be indexed with these k-mers");
     }
     auto reference = ReadReference(path);
     const IndexHeader header{static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),

@@ -16,7 +16,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// The parser's input. The parser skips everything before the first ">" or "@"; here only blanks may stand there.
+// The parser's input. The parser skips everything before the first ">" or "@"; here only blanks are allowed there.
 struct CheckedText {
     TextInput input;
     bool has_begun = false;
@@ -48,19 +48,19 @@ struct DestroyParser {
     void operator()(kseq_t* parser) const { kseq_destroy(parser); }
 };
 
-// Letters of any alphabet of bases, gaps, and what line ends may leave.
-std::array<bool, 256> MakeIsNoBase() {
-    std::array<bool, 256> is_no_base{};
-    for (unsigned byte = 0; byte < is_no_base.size(); ++byte) {
-        is_no_base[byte] = std::isalpha(static_cast<int>(byte)) == 0 &&
-                           std::string_view("-*. \t\r").find(static_cast<char>(byte)) == std::string_view::npos;
+// True for bytes other than letters, symbols of gaps, and the blanks that line ends leave.
+std::array<bool, 256> MakeIsNotBase() {
+    std::array<bool, 256> is_not_base{};
+    for (unsigned byte = 0; byte < is_not_base.size(); ++byte) {
+        is_not_base[byte] = std::isalpha(static_cast<int>(byte)) == 0 &&
+                            std::string_view("-*. \t\r").find(static_cast<char>(byte)) == std::string_view::npos;
     }
-    return is_no_base;
+    return is_not_base;
 }
 
 void Append(const kseq_t& record, Reference& reference) {
-    constexpr std::size_t kPart = 1 << 15;  // Packing then finds the checked letters in the cache.
-    static const auto is_no_base = MakeIsNoBase();
+    constexpr std::size_t kPart = 1 << 15;  // Small enough that checked letters are still cached when they are packed.
+    static const auto is_not_base = MakeIsNotBase();
     const std::string name(record.name.s, record.name.l);
     if (const char* const fault = FaultOfSequenceName(name)) {
         throw std::runtime_error(std::string("holds ") + fault);
@@ -74,10 +74,10 @@ void Append(const kseq_t& record, Reference& reference) {
         const auto part = letters.substr(at, kPart);
         unsigned bad = 0;
         for (const char c : part) {
-            bad |= static_cast<unsigned>(is_no_base[static_cast<unsigned char>(c)]);
+            bad |= static_cast<unsigned>(is_not_base[static_cast<unsigned char>(c)]);
         }
         if (bad != 0) {
-            throw std::runtime_error("sequence '" + name + "' holds bytes that are no bases");
+            throw std::runtime_error("sequence '" + name + "' holds bytes that are not bases");
         }
         reference.bases.Append(part);
     }
@@ -95,8 +95,8 @@ Reference ReadReference(const std::string& path) {
         Append(*record, reference);
     }
     if (result == kCutQualities) {
-        throw std::runtime_error("the qualities of sequence '" + std::string(record->name.s, record->name.l) +
-                                 "' are not as many as its bases");
+        throw std::runtime_error("sequence '" + std::string(record->name.s, record->name.l) +
+                                 "' has a different number of qualities than bases");
     }
     if (result < kCutQualities) {
         throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");

@@ -66,7 +66,7 @@ std::string_view TextInput::NextPiece() {
         throw std::runtime_error("gzip error: " + gzip->Failure());
     }
     if (text.empty() && gzip->IgnoredBytes() > 0) {
-        throw std::runtime_error("gzip error: the data are followed by something else");
+        throw std::runtime_error("gzip error: bytes that are not gzip data follow the last member");
     }
     return text;
 }

@@ -13,16 +13,16 @@
 
 namespace qel_minimap2 {
 
-/// The text of a file, plain or gzip of any number of members, from front to back. Unlike zlib's gzread, it
-/// does not take a damaged start of a later member for the end of the text. One thread.
+/// Reads the text of a file, plain or gzip with any number of members, from beginning to end. Unlike zlib's gzread, it
+/// does not mistake a damaged start of a later member for the end of the text. One thread.
 class TextInput {
 public:
     /// Throws std::runtime_error with the system's reason.
     explicit TextInput(const std::string& path);
 
-    /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text.
-    /// Throws std::runtime_error when the file cannot be read or has become shorter since it was opened, and when gzip
-    /// data are damaged, cut, or followed by anything but padding with zeros.
+    /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text. Throws
+    /// std::runtime_error when the file cannot be read or has become shorter since it was opened, and when gzip data
+    /// are damaged, cut, or followed by anything but padding with zero bytes.
     int Read(void* buffer, int size);
 
 private:

@@ -35,7 +35,7 @@ void BucketReader::MakeRoom(std::size_t block, std::uint64_t first, std::uint64_
     positions_before = 0;
 }
 
-// Sequence number, 0-based position of the k-mer's last base, and strand.
+// `position`: sequence number, 0-based position of the k-mer's last base, and strand.
 inline void BucketReader::CheckPosition(std::uint64_t position) const {
     const auto sequence = position >> 32U;
     const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
@@ -76,7 +76,8 @@ void BucketReader::ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         entries.push_back({key, is_single ? value : value + (positions_before << 32U)});
     }
     if (!table.Fill(bucket, entries)) {
-        throw DamagedIndex("a minimizer that stands twice");  // Or too many in one place, which only a forged file has.
+        // Or too many keys hash to one group; only a forged file does that.
+        throw DamagedIndex("a duplicate minimizer");
     }
     CheckLists(stored);
     positions_before += stored.position_count;

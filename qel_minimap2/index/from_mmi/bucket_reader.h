@@ -11,15 +11,16 @@
 namespace qel_minimap2 {
 
 /// Reads buckets of a prebuilt index into a table and checks every count, position and key that minimap2 uses
-/// unchecked. One for each block of buckets; `worker`: see ForEach, `window`: of that thread.
+/// unchecked. One for each block; `worker`: see ForEach, `window`: of that thread. A class because its steps share the
+/// lists of a bucket.
 class BucketReader {
 public:
     BucketReader(const IndexLayout& layout, FileWindow& window, MinimizerSample& sample, SeedTable& table,
                  unsigned worker)
         : layout(layout), window(window), sample(sample), table(table), worker(worker) {}
 
-    /// Reads the buckets of a block of the table. Throws std::runtime_error for a damaged bucket and a file that cannot
-    /// be read any more, and std::bad_alloc.
+    /// Reads all buckets of a block. Throws std::runtime_error when a bucket is damaged or the file cannot be read, and
+    /// std::bad_alloc.
     void ReadBlock(std::size_t block);
 
 private:
@@ -37,9 +38,9 @@ private:
     const unsigned char* positions = nullptr;  // Of the bucket, in the window.
     const unsigned char* stored_entries = nullptr;
     std::uint64_t* block_positions = nullptr;
-    std::uint64_t positions_before = 0;     // Of the buckets of the block that were read.
+    std::uint64_t positions_before = 0;     // In the buckets of the block read so far.
     std::vector<SeedTable::Entry> entries;  // Of the bucket.
-    // By place among the bucket's positions: the length of the minimizer's list that begins there, else 0.
+    // For each position of the bucket: the length of the list that begins there, or 0.
     std::vector<std::uint32_t> list_sizes;
     std::uint64_t claimed = 0;  // The sum of the lengths.
 };

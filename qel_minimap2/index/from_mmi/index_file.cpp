@@ -24,7 +24,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// What a thread reads of small buckets at a time; fits into a core's cache.
+// How much a thread reads at a time where buckets are small; fits into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
 }  // namespace

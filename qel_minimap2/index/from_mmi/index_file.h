@@ -7,13 +7,13 @@
 
 namespace qel_minimap2 {
 
-/// True when the file begins as a minimap2 index does. Throws std::runtime_error when it cannot be read.
+/// True for a file that begins like a minimap2 index. Throws std::runtime_error when it cannot be read.
 bool HasIndexMagic(const std::string& path);
 
-/// Loads a prebuilt index on all cores and checks everything that minimap2 uses unchecked, and on samples that it is an
-/// index of its sequences (see MinimizerSample). Throws std::runtime_error for one that is cut or damaged, has several
-/// parts, lacks its bases or holds a sequence without a name, and for one that becomes shorter meanwhile;
-/// std::bad_alloc too. What else changes in the file meanwhile is checked as a damaged file is.
+/// Loads a prebuilt index on all cores. Checks everything that minimap2 uses unchecked and, on samples, that the index
+/// was built from its sequences (see MinimizerSample). Throws std::runtime_error for an index that is cut or damaged,
+/// has several parts, lacks its bases, holds a sequence without a name, or becomes shorter while it is read;
+/// std::bad_alloc too. The checks cover a file that changes in other ways while it is read: it counts as damaged.
 IndexPointer LoadIndexFile(const std::string& path);
 IndexPointer LoadIndexFile(const StoredFile& file);
 

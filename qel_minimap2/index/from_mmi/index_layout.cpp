@@ -15,11 +15,11 @@ namespace {
 
 constexpr std::size_t kMagicSize = 4;
 
-// Most of what is read is a few bytes before a bucket's many.
+// Most reads take the few bytes that describe a bucket and skip the bucket itself.
 constexpr std::size_t kChunk = 4096;
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
 
-// Takes values from the file, which has no alignment, in order.
+// Takes values from the file in order. None is aligned.
 class Cursor {
 public:
     explicit Cursor(const StoredFile& file) : file(file), window(file, kChunk), size(file.Size()) {}
@@ -47,7 +47,7 @@ public:
         return start;
     }
 
-    // Where most of a file is left out, the disk would be waited for at each place that is read.
+    // Most of the file is skipped, so that each read would otherwise wait for the disk.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {
@@ -63,12 +63,12 @@ private:
     FileWindow window;
     const std::uint64_t size;
     std::uint64_t next = 0;
-    std::uint64_t ahead = 0;  // Up to where the system was asked to load.
+    std::uint64_t ahead = 0;  // The system was asked to load the file up to here.
 };
 
 IndexHeader TakeHeader(Cursor& cursor) {
     const auto header = cursor.Take<IndexHeader>();
-    // The limits of minimap2's sketching; the number of buckets never exceeds that of the minimizers.
+    // The limits of minimap2's sketching; the number of buckets never exceeds that of possible minimizers.
     if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
         throw DamagedIndex("impossible minimizer sizes");
     }

@@ -10,14 +10,14 @@
 
 namespace qel_minimap2 {
 
-/// The error of a prebuilt index whose content cannot be what minimap2 wrote.
+/// The error for a prebuilt index with content that minimap2 never writes.
 inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
 
-/// Where a bucket stands in the file: the number of positions, the positions of the minimizers that occur more than
-/// once, 8 bytes each, the number of minimizers, then for each minimizer a key and a value of 8 bytes. Nothing in the
-/// file is aligned.
+/// A bucket in the file: the number of positions, the positions of the minimizers that occur more than once, 8 bytes
+/// each, the number of minimizers, then for each minimizer a key and a value of 8 bytes. Nothing in the file is
+/// aligned.
 struct StoredBucket {
     std::uint64_t offset;
     std::uint32_t position_count, key_count;
@@ -28,11 +28,11 @@ struct StoredBucket {
 };
 
 /// Where the parts of a prebuilt index (version 2: header, names and lengths, buckets, packed bases) lie in its file.
-/// Refers to the file, and is about the file as it was when this read it. Any thread.
+/// Refers to the file, and describes it as it was when the constructor read it. Any thread.
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, and that the parts make up the file to its last byte. Throws
-    /// std::runtime_error for what is cut or damaged, has several parts or lacks its bases.
+    /// std::runtime_error for an index that is cut or damaged, has several parts or lacks its bases.
     explicit IndexLayout(const StoredFile& file);
 
     const StoredFile& File() const { return file; }

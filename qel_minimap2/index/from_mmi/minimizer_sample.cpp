@@ -48,19 +48,19 @@ MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::uint32_t*
     for (const auto& sequence : layout.Sequences()) {
         offsets.push_back(sequence.offset);
     }
-    ChooseBlocks(suspects);
+    ChooseSections(suspects);
     MakePieces();
 }
 
-void MinimizerSample::ChooseBlocks(const std::vector<std::uint64_t>& suspects) {
-    const auto blocks = (layout.BaseCount() + kBlockBases - 1) / kBlockBases;
-    const auto wanted = std::min(std::max(blocks / kBasesPerChosen, kLeastBlocks), blocks);
-    chosen.assign(blocks, false);
+void MinimizerSample::ChooseSections(const std::vector<std::uint64_t>& suspects) {
+    const auto sections = (layout.BaseCount() + kSectionBases - 1) / kSectionBases;
+    const auto wanted = std::min(std::max(sections / kBasesPerChosen, kLeastSections), sections);
+    chosen.assign(sections, false);
     for (std::uint64_t i = 0; i < wanted; ++i) {
-        chosen[wanted > 1 ? i * (blocks - 1) / (wanted - 1) : 0] = true;
+        chosen[wanted > 1 ? i * (sections - 1) / (wanted - 1) : 0] = true;
     }
     for (std::size_t i = 0; i < suspects.size() && i < wanted; ++i) {
-        chosen[suspects[i] / kBlockBases] = true;
+        chosen[suspects[i] / kSectionBases] = true;
     }
 }
 
@@ -68,9 +68,9 @@ void MinimizerSample::MakePieces() {
     for (std::uint32_t sequence = 0; sequence < layout.Sequences().size(); ++sequence) {
         const auto& [name, offset, length] = layout.Sequences()[sequence];
         for (std::uint64_t begin = 0; begin < length;) {
-            const auto block = (offset + begin) / kBlockBases;
-            const auto end = std::min<std::uint64_t>((block + 1) * kBlockBases - offset, length);
-            if (chosen[block]) {
+            const auto section = (offset + begin) / kSectionBases;
+            const auto end = std::min<std::uint64_t>((section + 1) * kSectionBases - offset, length);
+            if (chosen[section]) {
                 const bool goes_on =
                     !pieces.empty() && pieces.back().sequence == sequence && pieces.back().end == begin;
                 if (!goes_on) {
@@ -106,11 +106,11 @@ std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece
 
     certain = piece;
     const auto ends = EndsOfRingEntries(unpacked, header);
-    if (begin > 0) {  // A whole window is known after k-mers that were known themselves.
+    if (begin > 0) {  // Certain once the ring holds nothing but k-mers of these bases.
         const std::size_t first = header.window + header.k + 1;
         certain.begin = std::max(piece.begin, begin + (first < ends.size() ? ends[first] : end - begin));
     }
-    if (end < sequence.length) {  // The last run may go on; minimizers are settled once they have left the window.
+    if (end < sequence.length) {  // The last run may continue; a minimizer is certain once it has left the window.
         const std::size_t behind = header.window + 2;
         certain.end = std::min(piece.end, begin + (behind <= ends.size() ? ends[ends.size() - behind] + 1 : 0));
     }
@@ -140,7 +140,7 @@ void MinimizerSample::CheckItem(std::size_t item) {
     }
     std::sort(indexed.begin(), indexed.end());
     bool is_sound = std::none_of(indexed.begin(), indexed.end(), [this](const Found& f) { return IsInsideRun(f); });
-    const auto first_of = [this](std::size_t stretch) { return (stretch * pieces.size() + kItems - 1) / kItems; };
+    const auto first_of = [this](std::size_t number) { return (number * pieces.size() + kItems - 1) / kItems; };
     for (auto i = first_of(item); i < first_of(item + 1); ++i) {
         Piece certain{};
         auto computed = Computed(pieces[i], certain);
@@ -154,7 +154,7 @@ void MinimizerSample::CheckItem(std::size_t item) {
                                                        lower(computed, certain.begin), lower(computed, certain.end));
     }
     if (!is_sound) {
-        throw DamagedIndex("its minimizers are not those of its sequences");
+        throw DamagedIndex("its minimizers do not match its sequences");
     }
 }
 

@@ -7,27 +7,26 @@
 
 namespace qel_minimap2 {
 
-/// Finds out whether a prebuilt index is about the sequences it holds. A wrong window, k-mer size, homopolymer flag,
-/// length or base makes an index that loads and maps, but badly, and no look at its structure shows that. So pieces of
-/// the sequences are chosen, about a hundredth of all bases and both ends among them; their minimizers are computed
-/// anew, and those of the index that lie in the pieces must be just these. What is damaged between the pieces stays
-/// unseen: the format has no checksum.
+/// Checks that a prebuilt index was built from the sequences stored in it. A wrong window, k-mer size, homopolymer
+/// flag, length or base makes an index that loads and maps, but badly, and its structure does not show it. So pieces of
+/// the sequences are chosen, about a hundredth of all bases, including both ends. Their minimizers are computed again
+/// and must equal those that the index has there. Damage between the pieces goes unnoticed: the format has no checksum.
 class MinimizerSample {
 public:
-    /// `bases`: all of the layout's, copied, which must outlive the sample. `suspects`: offsets of bases that pieces
-    /// are to be laid around besides, as far as they are not too many.
+    /// `bases`: a copy of the layout's packed bases, which must outlive the sample. `suspects`: offsets of bases to be
+    /// covered by pieces too, as far as that at most doubles the pieces.
     MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
-    /// Tells of one of the index's minimizers. `position` as minimap2 has it: number of the sequence, 0-based position
-    /// of the last base and strand; it must lie in its sequence. `worker`: see ForEach.
+    /// Records one minimizer of the index. `position` in minimap2's format: number of the sequence, 0-based position of
+    /// the last base and strand; it must lie in its sequence. `worker`: see ForEach.
     void Add(std::uint64_t minimizer, std::uint64_t position, unsigned worker) {
         const auto offset = offsets[position >> 32U] + ((position & 0xFFFFFFFFU) >> 1U);
-        if (chosen[offset / kBlockBases]) {
+        if (chosen[offset / kSectionBases]) {
             Keep({position, minimizer}, worker);
         }
     }
 
-    /// To be called once, after all minimizers were told of. Throws std::runtime_error when they are not those of the
+    /// Call once, after all minimizers are recorded. Throws std::runtime_error when they differ from those of the
     /// pieces.
     void Check();
 
@@ -41,13 +40,13 @@ private:
         std::uint32_t sequence, begin, end;
     };
 
-    static constexpr std::uint64_t kBlockBases = 2048;
-    static constexpr std::uint64_t kLeastBlocks = 128;
+    static constexpr std::uint64_t kSectionBases = 2048;
+    static constexpr std::uint64_t kLeastSections = 128;
     static constexpr std::uint64_t kBasesPerChosen = 100;
     static constexpr std::size_t kItems = 64;
 
     std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 8] >> (offset % 8 * 4) & 0xf; }
-    void ChooseBlocks(const std::vector<std::uint64_t>& suspects);
+    void ChooseSections(const std::vector<std::uint64_t>& suspects);
     void MakePieces();
     void Keep(const Found& found, unsigned worker);
     bool IsInsideRun(const Found& minimizer) const;
@@ -57,9 +56,9 @@ private:
     const IndexLayout& layout;
     const std::uint32_t* bases;
     std::vector<std::uint64_t> offsets;  // Of the sequences.
-    std::vector<bool> chosen;            // Which blocks of bases are in pieces.
-    std::vector<Piece> pieces;           // In their order.
-    // What lies in the pieces: the workers' lists for each item, which is a stretch of pieces.
+    std::vector<bool> chosen;            // Which sections of the bases are in pieces.
+    std::vector<Piece> pieces;           // In the order of their bases.
+    // Minimizers of the index in the pieces, by worker and item. An item is a range of pieces.
     std::vector<std::vector<std::vector<Found>>> found;
 };
 

@@ -9,26 +9,26 @@ namespace qel_minimap2 {
 
 namespace {
 
-// The bases are searched for zeros by blocks. A run twice as long as a block holds a whole one, wherever it begins.
-constexpr std::uint64_t kBlockWords = 32;
-constexpr std::uint64_t kBlocksPerItem = std::uint64_t{1} << 13U;
+// Zeros are searched for by section. A run twice as long as a section contains a whole one, wherever it begins.
+constexpr std::uint64_t kSectionWords = 32;
+constexpr std::uint64_t kSectionsPerItem = std::uint64_t{1} << 13U;
 
 }  // namespace
 
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
-    const auto blocks = (layout.BaseWords() + kBlockWords - 1) / kBlockWords;
+    const auto sections = (layout.BaseWords() + kSectionWords - 1) / kSectionWords;
     std::mutex mutex;
     std::vector<std::uint64_t> zeros;  // Guarded by the mutex.
-    ForEach((blocks + kBlocksPerItem - 1) / kBlocksPerItem, [&](std::size_t item, unsigned) {
+    ForEach((sections + kSectionsPerItem - 1) / kSectionsPerItem, [&](std::size_t item, unsigned) {
         std::vector<std::uint64_t> found;
         std::uint32_t bad = 0;
-        const auto end = std::min((item + 1) * kBlocksPerItem, blocks);
-        const auto first = item * kBlocksPerItem * kBlockWords;
-        const auto words_of_item = std::min(end * kBlockWords, layout.BaseWords()) - first;
+        const auto end = std::min((item + 1) * kSectionsPerItem, sections);
+        const auto first = item * kSectionsPerItem * kSectionWords;
+        const auto words_of_item = std::min(end * kSectionWords, layout.BaseWords()) - first;
         layout.File().Read(layout.Bases() + first * sizeof *words, words_of_item * sizeof *words, words + first);
-        for (auto block = item * kBlocksPerItem; block < end; ++block) {
-            const auto begin = block * kBlockWords;
-            const auto count = std::min(kBlockWords, layout.BaseWords() - begin);
+        for (auto section = item * kSectionsPerItem; section < end; ++section) {
+            const auto begin = section * kSectionWords;
+            const auto count = std::min(kSectionWords, layout.BaseWords() - begin);
             std::uint32_t any = 0;
             for (std::uint64_t i = begin; i < begin + count; ++i) {
                 const auto word = words[i];
@@ -40,7 +40,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
             }
         }
         if (bad != 0) {
-            throw DamagedIndex("bases that are none");
+            throw DamagedIndex("invalid base codes");
         }
         const std::lock_guard lock(mutex);
         zeros.insert(zeros.end(), found.begin(), found.end());

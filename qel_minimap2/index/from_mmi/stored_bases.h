@@ -8,11 +8,10 @@
 namespace qel_minimap2 {
 
 /// Copies the packed bases of a prebuilt index to `words`, IndexLayout::BaseWords() of them, on several threads. Throws
-/// std::runtime_error when one is no base: minimap2 uses them to index its scoring matrix.
+/// std::runtime_error for an invalid base code: minimap2 indexes its scoring matrix with it.
 ///
-/// Returns where long runs of A lie: offsets of single bases inside them, a few hundred bases apart. An A is stored as
-/// zero, so a copy of the file that stopped early on storage set aside for it ends in such a run. Real genomes have
-/// next to none.
+/// Returns offsets of bases in long runs of A, a few hundred bases apart. An A is stored as zero, so a copy that
+/// stopped early, after space for the whole file was allocated, ends in such a run. Real genomes have hardly any.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words);
 
 }  // namespace qel_minimap2

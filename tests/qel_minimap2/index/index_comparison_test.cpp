@@ -1,4 +1,4 @@
-// Indexes of our own making and loading beside the library's.
+// Compares indexes that qel_minimap2 builds and loads with minimap2's.
 
 #include <algorithm>
 #include <cmath>
@@ -52,7 +52,7 @@ IndexPointer WithLibrary(const std::string& path, const mm_idxopt_t& options, co
     return index;
 }
 
-// This program calls the library's own mm_idx_get and mm_idx_cal_max_occ.
+// This program calls minimap2's own mm_idx_get and mm_idx_cal_max_occ.
 Positions PositionsOf(const mm_idx_t& index, std::uint64_t minimizer) {
     const auto* const table = SeedTable::Of(index);
     int count = 0;
@@ -82,7 +82,7 @@ std::string Sequences(const mm_idx_t& index) {
     return text;
 }
 
-// Nothing when an index answers as the library's, which has the library's tables.
+// Empty when `ours` gives the same answers as `library`, which minimap2 made.
 std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
     if (Sequences(ours) != Sequences(library)) {
         return "sequences, names or bases";
@@ -94,7 +94,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
             if (kh_exist(table, slot)) {
                 ++keys;
                 const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(library.b) | bucket;
-                // And one that agrees in all but the highest bit, which the reference hardly ever has.
+                // And one that differs in the highest bit only, which is rarely in the reference.
                 for (const auto m : {minimizer, minimizer ^ std::uint64_t{1} << (2 * library.k - 1)}) {
                     if (PositionsOf(ours, m) != PositionsOf(library, m)) {
                         return "positions of minimizer " + std::to_string(m);
@@ -118,7 +118,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
     return "";
 }
 
-// References with what is hard on an index, the same ones for a seed.
+// References that are hard to index, the same for the same seed.
 class MadeReference {
 public:
     explicit MadeReference(std::uint32_t seed) : generator(seed) {}
@@ -214,7 +214,8 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
     }
 }
 
-// Pieces that occur so often as where a table no longer counts the minimizers of each number, and single ones.
+// Pieces that occur about as often as the highest number of occurrences for which a table counts minimizers, and single
+// ones.
 TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
     const Tests::TemporaryFolder folder;
     unsigned state = 3;
@@ -246,7 +247,7 @@ TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
     }
 }
 
-// The library would leave what is beyond the size of a part, 4 Gb by default, to be read as a second one.
+// minimap2 would leave sequences beyond the size of a part, 4 Gb by default, for a second part.
 TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));
@@ -257,7 +258,7 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     EXPECT_EQ(Difference(*LoadIndex(path, small_parts), *whole), "");
 }
 
-// What was collected from a read's minimizers, with the positions themselves; frees it.
+// Returns the seeds of a read with their positions, and frees them.
 std::string Text(const Seeds& seeds) {
     std::ostringstream text;
     text << seeds.position_count << " repetitive " << seeds.repetitive_bases;
@@ -284,7 +285,7 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
     const auto ours = LoadIndexFile(folder.Path("built.mmi"));
     std::mt19937_64 random(3);
     for (int read = 0; read < 300; ++read) {
-        // Minimizers of the index and others, some of them more than once in a row.
+        // Minimizers of the index and others, some several times in a row.
         std::vector<mm128_t> list(1 + random() % (read % 2 == 0 ? 4 : 150));
         std::uint64_t at = 0;
         for (auto& minimizer : list) {

@@ -20,7 +20,7 @@ namespace {
 
 using Tests::NumberAt;
 
-// The number of sequences in an index or reference and what its loading said, without the path in front.
+// The number of sequences in an index or reference and the message of its loading, without the path.
 using Loaded = std::pair<int, std::string>;
 constexpr int kRefused = -1;
 
@@ -37,7 +37,7 @@ Loaded LoadedFrom(const std::string& path) {
 class Index : public testing::Test {
 protected:
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
-    // The path of a new index of `fasta`.
+    // Builds an index of `fasta` and returns its path.
     std::string BuildIndex(const std::string& options, const std::string& fasta, const std::string& name) const {
         const auto command = "minimap2 -x map-ont " + options + " -d " + Tests::Quoted(folder.Path(name)) + " " +
                              Tests::Quoted(fasta) + " 2>/dev/null";
@@ -60,7 +60,7 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
     const auto one = Gzip(reference);
     const auto two = Gzip(folder.Write("b.fa", ">b\n" + RandomBases(5000) + "\n"));
     auto no_member = two;
-    no_member[1] = 'x';  // What follows is then not gzip data, which zlib skips without a word.
+    no_member[1] = 'x';  // The rest is then not gzip data, and zlib skips it silently.
     auto damaged = one;
     auto& of_checksum = damaged[one.size() - 8];
     of_checksum = static_cast<char>(of_checksum ^ 0x55);
@@ -69,8 +69,8 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
     const std::string index = "the minimap2 index ";
     const std::string bad_name = "holds a sequence whose name has blanks or control characters";
     const std::string no_fasta = "is neither a minimap2 index nor a FASTA or FASTQ file";
-    const std::string no_bases = "sequence 'a' holds bytes that are no bases";
-    const std::string bad_qualities = "the qualities of sequence 'a' are not as many as its bases";
+    const std::string no_bases = "sequence 'a' holds bytes that are not bases";
+    const std::string bad_qualities = "sequence 'a' has a different number of qualities than bases";
     const std::pair<std::string, Loaded> cases[] = {
         {one + two, {3, ""}},
         {one + two + std::string(1000, '\0'), {3, ""}},
@@ -81,11 +81,11 @@ TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
         {one + no_member,
          {kRefused, gzip + "bytes that are not gzip data follow a member, and more data follows them"}},
         {one + std::string(9, '\0') + two, {3, ""}},
-        {one + ">b\nACGT\n", {kRefused, gzip + "the data are followed by something else"}},
+        {one + ">b\nACGT\n", {kRefused, gzip + "bytes that are not gzip data follow the last member"}},
         {damaged, {kRefused, corrupt + "incorrect data check"}},
         {one + two.substr(0, 1), {kRefused, too_early}},
         {one.substr(0, one.size() - 20), {kRefused, too_early}},
-        {">a\nACGT\n>*\nACGT\n", {kRefused, "holds a sequence named '*', which SAM keeps for unmapped reads"}},
+        {">a\nACGT\n>*\nACGT\n", {kRefused, "holds a sequence named '*', which SAM reserves for unmapped reads"}},
         {">\xc3\xa9\nACGT\n", {1, ""}},
         {">a\x01\nACGT\n", {kRefused, bad_name}},
         {">a\nACGT\n> b\nACGT\n", {kRefused, "holds a sequence without a name"}},
@@ -117,7 +117,7 @@ void Put(std::string& index, std::size_t at, T number) {
     std::memcpy(&index[at], &number, sizeof number);
 }
 
-// Everything that is looked at in a prebuilt index, each damaged by itself. tests/judges/index-check damages at random.
+// Damages each checked part of a prebuilt index on its own. tests/judges/index-check damages at random.
 TEST_F(Index, EachDamageIsToldByItsName) {
     const auto repeat = RandomBases(400);
     const auto fasta = folder.Write(
@@ -125,7 +125,8 @@ TEST_F(Index, EachDamageIsToldByItsName) {
     const auto good = Tests::ReadAll(BuildIndex("-k 6 -w 3", fasta, "good.mmi"));
     ASSERT_EQ(LoadedFrom(folder.Path("good.mmi")), Loaded(2, ""));
     const Tests::IndexParts parts(good);
-    // In one bucket: a list of several positions, and the key that refers to it; in another one: two keys with lists.
+    // In one bucket: a list of several positions, and the key that refers to it; in another bucket: two keys with
+    // lists.
     const auto keys_of = [&](const Tests::IndexParts::Bucket& bucket) { return bucket.key_count_at + 4; };
     const auto with_list = std::find_if(parts.buckets.begin(), parts.buckets.end(), [&](const auto& bucket) {
         return NumberAt<std::uint32_t>(good, bucket.begin) > 2;
@@ -143,7 +144,7 @@ TEST_F(Index, EachDamageIsToldByItsName) {
     };
     const std::string none = "positions that belong to no minimizer", outside = "positions outside their list",
                       wrong_place = "a position outside its sequence", sizes = "impossible minimizer sizes",
-                      others = "its minimizers are not those of its sequences";
+                      others = "its minimizers do not match its sequences";
     const std::pair<std::string, std::function<void(std::string&)>> cases[] = {
         {sizes, set(k, 0)},
         {sizes, set(k, 29)},
@@ -172,12 +173,12 @@ TEST_F(Index, EachDamageIsToldByItsName) {
         {wrong_place, [&](std::string& index) { Put(index, single_value, (std::uint64_t{1} << 32U) + 30); }},
         {wrong_place, set(single_value, 9)},
         {others, set(single_value, NumberAt<std::uint32_t>(good, single_value) ^ 1U)},
-        {"bases that are none", [&](std::string& index) { index.back() = '\x05'; }},
+        {"invalid base codes", [&](std::string& index) { index.back() = '\x05'; }},
         {others, [&](std::string& index) { index[parts.bases_begin + 150] ^= 1; }},
         {others, [&](std::string& index) { index[index.size() - 4] ^= 1; }},
         {"bytes follow its end", [&](std::string& index) { index += "MMI"; }},
         {others,
-         [&](std::string& index) {  // A minimizer less.
+         [&](std::string& index) {  // Removes a minimizer.
              Put(index, single->key_count_at, NumberAt<std::uint32_t>(good, single->key_count_at) - 1);
              index.erase(keys_of(*single), 16);
          }},
@@ -199,7 +200,7 @@ TEST_F(Index, EachDamageIsToldByItsName) {
     }
 }
 
-// With several keys in a bucket: keys that stand twice, and keys that share positions, of which each alone looks right.
+// With several keys in a bucket: duplicate keys, and keys that share positions, each of which is valid on its own.
 TEST_F(Index, KeysOfABucketShareNothing) {
     const auto repeat = RandomBases(400);
     const auto good =
@@ -212,7 +213,7 @@ TEST_F(Index, KeysOfABucketShareNothing) {
         auto twice = good, shared = good, overlapping = good;
         std::copy_n(&good[first], 8, &twice[second]);
         EXPECT_EQ(LoadedFrom(folder.Write("twice.mmi", twice)),
-                  Loaded(kRefused, "the minimap2 index is damaged: a minimizer that stands twice"));
+                  Loaded(kRefused, "the minimap2 index is damaged: a duplicate minimizer"));
         std::copy_n(&good[first + 8], 8, &shared[second + 8]);
         std::uint64_t positions[4];
         std::memcpy(positions, &good[begin + 4], sizeof positions);
@@ -229,9 +230,10 @@ TEST_F(Index, KeysOfABucketShareNothing) {
     FAIL() << "no bucket with two lists of two positions";
 }
 
-// The packed bases are the end of the file: what a copy lacks that stopped early on storage set aside for it is zeros.
+// The packed bases end the file. A copy that stopped early, after space for the whole file was allocated, has zeros
+// there.
 TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
-    std::string b;  // With k-mers that are their own reverse complement if k is even: the library leaves them out.
+    std::string b;  // If k is even, some k-mers are their own reverse complement, which minimap2 leaves out.
     for (int i = 0; i < 120; ++i) {
         b += RandomBases(700);
         for (int pairs = 37 * i % 200; pairs > 0; --pairs) {
@@ -258,8 +260,8 @@ TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
     }
 }
 
-// Windows, k-mer sizes and references that are hard on minimizers: none of them is taken for damage, and a
-// header that says something else than the truth is.
+// Windows, k-mer sizes and references that are hard for minimizers: none is mistaken for damage, and a false header is
+// noticed.
 TEST_F(Index, AnIndexIsOfItsOwnSequences) {
     std::string islands, repeats;
     for (std::size_t i = 0; i < 60; ++i) {
@@ -297,24 +299,24 @@ TEST_F(Index, AnIndexIsOfItsOwnSequences) {
     }
 }
 
-// A number of kilobytes in what the system tells of this process.
+// A number of kilobytes from the system's status of this process.
 long Kilobytes(const std::string& field) {
     const auto status = Tests::ReadAll("/proc/self/status");
     return std::stol(status.substr(status.find("\n" + field + ":") + field.size() + 2));
 }
 
-// A large reference takes gigabytes; what is held besides while it is loaded would come on top.
+// A large reference takes gigabytes; temporary memory during loading would add to that.
 TEST_F(Index, LoadingTakesLittleMoreMemoryThanTheIndex) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "Sanitizers keep memory of their own.";
 #endif
     const auto fasta = folder.Write("large.fa", ">large\n" + RandomBases(16'000'000) + "\n");
-    // Each has buffers of its own, so the limits tell less on large machines.
+    // Each thread has its own buffers, so the limits are less strict on large machines.
     const long of_threads = 3000L * std::max(0, static_cast<int>(std::thread::hardware_concurrency()) - 2);
     for (const auto& [path, kept, peak] :
          {std::tuple(fasta, 92'000, 92'000), std::tuple(BuildIndex("", fasta, "large.mmi"), 55'000, 60'000)}) {
         std::ofstream peaks("/proc/self/clear_refs");
-        if (!(peaks << 5 << std::flush)) {  // Sets the peak to what is in use.
+        if (!(peaks << 5 << std::flush)) {  // Resets the peak to the current use.
             GTEST_SKIP() << "This system does not let a process reset its peak of memory.";
         }
         const auto before = Kilobytes("VmRSS");

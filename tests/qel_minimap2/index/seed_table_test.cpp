@@ -34,7 +34,8 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     }
 }
 
-// Keys spread over the groups, and a group with room ends a look-up: else it would go through a thousand groups.
+// Keys are spread over the groups, and a group with a free slot ends a look-up, which would otherwise search a thousand
+// groups.
 TEST(SeedTable, LooksIntoFewGroups) {
     constexpr std::uint32_t kLookUps = 60000;
     const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
@@ -59,9 +60,9 @@ TEST(SeedTable, LooksIntoFewGroups) {
     EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "half of them of no key, and all of keys in one group";
 }
 
-// The places of `crowded` are the first ones of the bucket (a key's place is proportional to its product with this
-// factor's inverse), so that the groups there are full and most keys lie far behind. Those of `alike` share
-// their lowest 30 bits with thousands of others.
+// The keys of `crowded` hash to the first groups of the bucket (a key's group is proportional to its product with the
+// inverse of this factor), so that these are full and most keys lie far after them. Keys of `alike` share their lowest
+// 30 bits with thousands of others.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
     constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, alike;

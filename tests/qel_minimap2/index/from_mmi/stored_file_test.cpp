@@ -15,7 +15,7 @@ namespace {
 
 using namespace qel_minimap2;
 
-// A file that another program cuts just before one of the reads, the first of which is number 0.
+// A file that another program cuts just before one of the reads, counted from 0.
 class CutFile : public StoredFile {
 public:
     CutFile(const std::string& path, int at, bool to_nothing)
