@@ -5,11 +5,12 @@
 #include "qel_minimap2/kernel/chaining.h"
 #include "qel_minimap2/kernel/scratch.h"
 
-// For each anchor the library tries those before it, the nearest first, and keeps the best. A candidate is skipped when
-// it lies in the chain of one that was tried before and is not better; after more than `most_skipped` of these the
-// search ends early. Here the scores of eight candidates are computed at once. Those that cannot precede the anchor,
-// which are most of them where a read has repeats, drop out eight at a time. The others are looked at one by one in the
-// library's order, so that the search ends where the library's does.
+// For each anchor, minimap2 tries the anchors before it as predecessors, the nearest first, and keeps the best. A
+// candidate counts as skipped when it is not better than the best so far and lies in the chain of a candidate tried
+// before; after more than `most_skipped` of these the search ends early. Here the scores of eight candidates are
+// computed at once. Candidates that cannot precede the anchor, which are most of them where a read has repeats, are
+// dismissed eight at a time. The others are tried one by one in minimap2's order, so the search ends where minimap2's
+// does.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -40,9 +41,9 @@ private:
             return false;
         }
         auto* lists = reinterpret_cast<std::int32_t*>(memory);
-        // Blocks may reach beyond a list's first and last entries.
+        // Loads of eight may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
-        // What has served once all are scored comes first.
+        // Lists that are not needed after scoring come first: TakeChains uses their memory as scratch.
         std::int32_t** const all[] = {&reference_positions, &read_positions, &scores, &previous, &marks};
         for (auto** list : all) {
             *list = lists + kLanes;
@@ -53,7 +54,7 @@ private:
 
     void Score() {
         int first = 0;
-        int highest = -1;  // The best of those in reach.
+        int highest = -1;  // The highest-scoring anchor in reach.
         for (int i = 0; i < count; ++i) {
             reference_positions[i] = static_cast<std::int32_t>(anchors[i].x);
             read_positions[i] = static_cast<std::int32_t>(anchors[i].y);
@@ -66,7 +67,7 @@ private:
             if (highest < 0 || IsBeyond(i, highest, reference_distance)) {
                 highest = HighestScore(first, i);
             }
-            // The early end may have left out the best in reach.
+            // A search that ended early may have missed the highest-scoring anchor.
             if (highest >= 0 && highest < last) {
                 Try(i, highest, 1, best);
             }
@@ -78,7 +79,7 @@ private:
         }
     }
 
-    // The candidates from i - 1 down to `first`. Returns the one at which the search ended early, or first - 1.
+    // Tries the candidates from i - 1 down to `first`. Returns the one at which the search ended early, or first - 1.
     int TryCandidates(int i, int first, BestBefore& best) const {
         for (int base = i - kLanes; base > first - kLanes; base -= kLanes) {
             const int end = Try(i, base, base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU, best);
@@ -89,7 +90,7 @@ private:
         return first - 1;
     }
 
-    // Those of the candidates from `base` on that are asked for. Returns the one at which the search ends, or -1.
+    // Tries the `asked` lanes of the eight candidates from `base` on. Returns the one at which the search ends, or -1.
     TAVIK_INLINE int Try(int i, int base, unsigned asked, BestBefore& best) const {
         const __m256i zero = _mm256_setzero_si256();
         const auto distances = DistancesTo(i, base);
@@ -101,7 +102,7 @@ private:
         return valid == 0 ? -1 : LookAt(base, valid, Totals(distances, base), i, best);
     }
 
-    // The last of the highest scores from `first` to before `end`; -1 when there are none.
+    // The last anchor in [first, end) with the highest score there; -1 for an empty range.
     int HighestScore(int first, int end) const {
         std::int32_t highest = INT32_MIN;
         for (int i = first; i < end; ++i) {
@@ -116,7 +117,7 @@ private:
 
     const ChainCall& call;
     const int reference_distance, read_distance;
-    std::uint8_t* memory = nullptr;  // Of all lists.
+    std::uint8_t* memory = nullptr;  // Holds all lists.
 };
 
 }  // namespace

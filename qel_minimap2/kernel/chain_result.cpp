@@ -7,10 +7,10 @@
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 
-// minimap2 traces chains back from the highest score down, each to where it meets one that is traced or to its own
-// best start, and copies their anchors. It does so twice, first to count them. Here it is done once, and what has
-// served makes room for what comes: a read in an array of copies has millions of anchors, whose lists take most of the
-// memory of a run.
+// minimap2 traces chains back, the highest score first, each until it meets a traced chain or reaches its own best
+// start, and copies their anchors. It does so twice, the first time to count them. Here each chain is traced once, and
+// results overwrite what is no longer needed: a read in an array of copies has millions of anchors, whose lists take
+// most of the memory of a run.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -34,10 +34,10 @@ public:
         : scoring(scoring),
           scored(scored),
           count(count),
-          numbers(reinterpret_cast<std::uint64_t*>(scored.room)),
+          numbers(reinterpret_cast<std::uint64_t*>(scored.scratch)),
           links(reinterpret_cast<std::uint32_t*>(scored.previous)) {}
 
-    /// Writes the chains' anchors to `members`, those of one chain after the other, each from its last to its first.
+    /// Writes the anchors to `members`, chain by chain, those of a chain from the last to the first.
     void Run() {
         std::size_t ends = 0;
         for (std::int64_t i = 0; i < count; ++i) {
@@ -58,8 +58,8 @@ public:
     }
 
     int member_count = 0;
-    /// The chains' scores and lengths, the last one first. They lie where the sorted numbers have been: there were as
-    /// many or more before the one that is read next.
+    /// The chains' scores and lengths, the last chain first. They overwrite the end of the sorted `numbers`, which are
+    /// read from the end: there are never more chains than numbers already read.
     std::uint64_t* chains = nullptr;
     int chain_count = 0;
 
@@ -89,8 +89,8 @@ private:
         return start == kNone ? score : score - scored.scores[start];
     }
 
-    // The anchor before the first one of the chain, or kNone: of those that leave the chain the highest score, up to
-    // where a traced one is met or the score drops by more than the band.
+    // The anchor before the first anchor of the chain, or kNone. It is chosen so that the rest of the chain has the
+    // highest score; the search ends at a traced anchor or where the score drops by more than the band.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;
@@ -117,7 +117,7 @@ private:
     const ChainedAnchors& scored;
     const std::int64_t count;
     std::uint64_t* const numbers;
-    std::uint32_t* const links;  // The anchor before each, plus one, and a mark. They take the place of `previous`.
+    std::uint32_t* const links;  // For each anchor its predecessor plus one, and a mark; in the memory of `previous`.
 };
 
 }  // namespace
@@ -132,7 +132,7 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
     chains.count = traced.member_count;
     chains.chains = nullptr;
     if (count > 0) {
-        // Chains come out in the order of their first anchors.
+        // Chains are returned in the order of their first anchors.
         auto* const order = Allocate<mm128_t>(chains.pool, count);
         std::uint64_t end = 0;
         for (std::int32_t i = 0; i < count; ++i) {
@@ -144,8 +144,8 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
         for (std::int32_t i = 0; i < count; ++i) {
             chains.chains[i] = traced.chains[count - 1 - static_cast<std::int32_t>(order[i].y)];
         }
-        // Nothing is needed any more of what lies in the room.
-        auto* to = scored.room;
+        // The numbers, links and scores in the scratch memory are no longer needed.
+        auto* to = scored.scratch;
         for (std::int32_t i = 0; i < count; ++i) {
             const auto* from = scored.members + (order[i].y >> 32U);
             for (auto left = Length(chains.chains[i]); left > 0; --left) {
@@ -154,14 +154,14 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
         }
         kfree(chains.pool, order);
     }
-    // The list of all anchors becomes theirs unless most of it would be of no use.
+    // The list of all anchors is reused, unless more than half of it would be empty.
     if (2 * chains.count > total) {
         chains.anchors = all;
     } else {
         kfree(chains.pool, all);
         chains.anchors = count > 0 ? Allocate<mm128_t>(chains.pool, chains.count) : nullptr;
     }
-    std::copy_n(scored.room, chains.count, chains.anchors);
+    std::copy_n(scored.scratch, chains.count, chains.anchors);
 }
 
 }  // namespace qel_minimap2::kernel

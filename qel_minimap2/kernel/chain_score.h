@@ -16,8 +16,8 @@ TAVIK_INLINE __m256i LoadEight(const std::int32_t* from) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
 }
 
-/// The length that all anchors have, or -1 when they differ in it or in their segment, are not sorted by x or are too
-/// many.
+/// The length that all anchors share. Returns -1 when the anchors differ in length or segment, are not sorted by x, or
+/// are too many.
 inline int CommonLength(const Chains& chains) {
     constexpr std::uint64_t kAlike = 255ULL << 32U | MM_SEED_SEG_MASK;
     const auto* const anchors = chains.anchors;
@@ -30,21 +30,21 @@ inline int CommonLength(const Chains& chains) {
     return sorted && (differing & kAlike) == 0 ? static_cast<int>(anchors[0].y >> 32U & 255U) : -1;
 }
 
-/// The best anchor before one, of the candidates looked at so far.
+/// The best predecessor of an anchor among the candidates tried so far.
 struct BestBefore {
     std::int32_t score;
     std::int32_t previous = -1;
-    int skipped = 0;  // How many more were skipped than were better.
+    int skipped = 0;  // The number of candidates skipped, less one for each that was better, never below 0.
 };
 
-/// How far eight candidates lie before an anchor, and how far apart the diagonals are.
+/// The distances of an anchor from eight candidates before it, and the distances between their diagonals.
 struct Distances {
     __m256i on_reference, on_read, apart;
 };
 
-/// What both ways to chain share: lists of what is known of the anchors, and scores of eight pairs of neighbours at a
-/// time, with the library's operations on single-precision numbers in the library's order: each is rounded as there.
-/// (The files that use it are compiled without fused multiplication and addition, which rounds once instead of twice.)
+/// The base of chaining and joining: lists of the anchors' positions and scores, and the scores of eight pairs of
+/// neighbours at a time. Single-precision operations are minimap2's in minimap2's order, so that they round alike.
+/// (Files that use this class are compiled without fused multiply-add, which rounds once instead of twice.)
 class AnchorPairs {
 protected:
     static constexpr int kLanes = 8;
@@ -76,8 +76,8 @@ protected:
         return _mm256_cmpgt_epi32(distances.apart, _mm256_set1_epi32(scoring.band));
     }
 
-    /// The scores of chains through the candidates from `base` on to the anchor so far from them. Neighbours whose
-    /// bases overlap, on the same diagonal, have no penalty.
+    /// The scores of the chains through eight candidates, `base` the first, to the anchor at these distances from them.
+    /// Overlapping neighbours on the same diagonal have no penalty.
     TAVIK_INLINE __m256i Totals(const Distances& distances, int base) const {
         const auto [on_reference, on_read, apart] = distances;
         const __m256i lengths = _mm256_set1_epi32(length);
@@ -94,8 +94,8 @@ protected:
         return _mm256_add_epi32(added, LoadEight(scores + base));
     }
 
-    /// Looks at the candidates from `base` on, of which lane 7 comes first and `valid` tells which can come before the
-    /// anchor. Returns the one at which the search ends early, or -1.
+    /// Tries the `valid` lanes of the eight candidates from `base` on, lane 7 first. Returns the candidate at which the
+    /// search ends early, or -1.
     TAVIK_INLINE int LookAt(int base, unsigned valid, __m256i totals, std::int32_t mark, BestBefore& best) const {
         const int most_skipped = scoring.most_skipped;
         alignas(32) std::int32_t total[kLanes];
@@ -120,12 +120,12 @@ protected:
 
     const mm128_t* const anchors;
     const int count;
-    const int length;  // Of every anchor.
+    const int length;  // Of each anchor, in bases.
     std::int32_t *reference_positions = nullptr, *read_positions = nullptr, *scores = nullptr, *previous = nullptr,
                  *marks = nullptr;
 
 private:
-    // As the library's mg_log2, for whole numbers of 2 and more.
+    // The same as minimap2's mg_log2, for integers of 2 and more.
     static TAVIK_INLINE __m256 Log2(__m256i number) {
         const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(number));
         const __m256i exponent = _mm256_sub_epi32(_mm256_srli_epi32(bits, 23), _mm256_set1_epi32(128));

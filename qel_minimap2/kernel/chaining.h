@@ -6,60 +6,58 @@
 
 namespace qel_minimap2::kernel {
 
-/// Anchors to be chained, as the library has them: x holds strand, sequence and position in the reference, y in its
-/// lowest 32 bits the position in the read, in the next 8 the anchor's length; sorted by x. What a call returns, it
-/// returns as the library does: the anchors of all chains, one chain after the other, and for each chain its score
-/// (upper 32 bits) and length.
+/// The anchors to chain, in minimap2's format and sorted by x: x holds strand, sequence and reference position, y the
+/// read position (lowest 32 bits) and the anchor's length (next 8 bits). A call returns its result as minimap2 does:
+/// the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and length in anchors.
 struct Chains {
-    void* pool;  ///< The library's allocator, which all lists here come from.
+    void* pool;  ///< The kalloc pool that all lists here come from; null for malloc.
     std::int64_t count;
     mm128_t* anchors;
     int chain_count;
     std::uint64_t* chains;
 };
 
-/// What both ways to chain have in common.
+/// The parameters that chaining and joining share.
 struct ChainScoring {
-    int band;  ///< How far two neighbours' diagonals may lie apart.
+    int band;  ///< The largest distance between the diagonals of two neighbours in a chain.
     int most_skipped;
-    int least_anchors, least_score;  ///< Of a chain that is kept.
+    int least_anchors, least_score;  ///< Shorter or lower-scoring chains are dropped.
     float gap_penalty, skip_penalty;
 };
 
-/// The arguments of the library's mg_lchain_dp: each anchor follows the best of those before it.
+/// The arguments of minimap2's mg_lchain_dp, which gives each anchor the best predecessor of those before it.
 struct ChainCall {
     int reference_distance, read_distance;
     int most_tried;
     ChainScoring scoring;
 };
 
-/// The arguments of the library's mg_lchain_rmq: each anchor follows the one with the least penalty of all in reach, or
-/// the best of those that are near.
+/// The arguments of minimap2's mg_lchain_rmq, which gives each anchor as predecessor the one with the lowest penalty of
+/// all in reach or the best of those that are near.
 struct JoinCall {
     int distance, near_distance;
     int most_in_reach;
     ChainScoring scoring;
 };
 
-/// What is known of each anchor once all are scored, and room for the way back, `count` entries each. All of it is used
-/// up.
+/// The scored anchors, and scratch memory to trace them back; `count` entries each. TakeChains overwrites all of it.
 struct ChainedAnchors {
-    std::int32_t* previous;  ///< The one before it in the best chain that ends here, or -1.
-    std::int32_t* scores;    ///< Of that chain, 0 or more.
-    std::int32_t* members;   ///< Room.
-    mm128_t* room;           ///< Room. `previous` and `scores` may lie in its second half.
+    std::int32_t* previous;  ///< The predecessor in the best chain that ends here, or -1.
+    std::int32_t* scores;    ///< The score of that chain, 0 or more.
+    std::int32_t* members;   ///< Scratch.
+    mm128_t* scratch;        ///< Scratch; `previous` and `scores` may lie in its second half.
 };
 
-/// Traces the chains back and puts their anchors in order, in the place of all anchors.
+/// Traces the chains back, and replaces `chains.anchors` by the anchors of the chains in minimap2's order.
 void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains);
 
-/// Chains with eight candidates at a time; what comes out is what mg_lchain_dp makes of the same anchors, when they are
-/// neither spliced nor of several segments. False, with nothing changed, where that is not certain: anchors that are
-/// not sorted or of different lengths, or no memory. Only on processors with AVX2; any thread.
+/// Chains anchors, scoring eight candidates at a time. The result is that of mg_lchain_dp without splicing and with one
+/// segment. Returns false and changes nothing where that is not certain (anchors unsorted or of different lengths) and
+/// when out of memory. Requires AVX2; any thread.
 bool ChainWithAvx2(const ChainCall& call, Chains& chains);
 
-/// The same for mg_lchain_rmq. False also where two anchors in reach have the very same penalty: which of them the
-/// library takes depends on the shape of its tree.
+/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainWithAvx2 does, and also where it may
+/// matter which of several anchors with the same penalty minimap2 takes: that depends on the shape of its tree.
 bool JoinWithAvx2(const JoinCall& call, Chains& chains);
 
 }  // namespace qel_minimap2::kernel

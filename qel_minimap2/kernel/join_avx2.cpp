@@ -7,24 +7,23 @@
 #include "qel_minimap2/kernel/penalties.h"
 #include "qel_minimap2/kernel/scratch.h"
 
-// minimap2 walks over the anchors by their place in the reference and keeps those in reach in two trees ordered by
-// their place in the read. The wide tree gives the least penalty (what the gap will cost, less the score) in a range;
-// the narrow one is for a walk back over those near. All anchors are known before, so here they are ranked by their
-// place in the read first. A tree is then a list with an entry for each rank: its penalty, or whether it is near.
-// Anchors of different sequences or strands never meet, nor do those on both sides of a gap wider than the reach: each
-// such group is joined for itself.
+// minimap2 goes through the anchors by reference position and keeps those in reach in two trees ordered by read
+// position. The wide tree gives the anchor with the lowest penalty (the expected gap cost less the score) in a range;
+// the narrow tree serves a walk back over the near anchors. Here all anchors are known beforehand and are ranked by
+// read position first. Each tree then becomes a list with one entry per rank: the anchor's penalty, or whether it is
+// near. Anchors on different sequences or strands are never joined, nor are anchors on both sides of a gap wider than
+// the reach: each such section is joined by itself.
 //
-// A group of many copies has far more members than are in reach at a time, and lists for all of them would be as good
-// as empty. So a group is cut into stretches, and the ranks are those of a window: a stretch and what is in reach of
-// its first anchor. A stretch has no fewer members than that, so that ranking costs no more than twice what it costs
-// once, and half of a window or more is in reach. Where the windows lie changes no result: an anchor's rank only says
-// which come before it in the read, and what is known of those in reach is carried from one window into the next.
+// A section with many copies has far more anchors than are in reach at a time, and lists of all its ranks would be
+// nearly empty. It is therefore cut into stretches, and anchors are ranked within a window: a stretch and the anchors
+// in reach of its first one. A stretch has at least as many anchors as the part before it in the window, so all windows
+// together hold at most twice the anchors. Window boundaries do not change the result: a rank only says which anchors
+// come before another in the read, and the state of the anchors in reach is carried into the next window.
 //
-// Where the least penalty is found once in a range, any way to look for it finds the same anchor. Where several anchors
-// have it, which is frequent among copies without a difference, minimap2's choice depends on how its tree is balanced.
-// Mostly the choice makes no difference, since one of those near is better: each of them is tried, and only where the
-// best before an anchor is not the same after all is the call left to minimap2. Marks tell what one walk back has seen,
-// so that each walk needs a number of its own.
+// Where one anchor alone has the lowest penalty in a range, every search finds it. Where several have it, as is
+// frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
+// because a near anchor is usually better. So each of them is tried, and only if the best predecessor differs is the
+// call left to minimap2. Each walk back has a number of its own, with which it marks the anchors it has seen.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -40,7 +39,7 @@ public:
           near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
           per_base(0.5 * call.scoring.gap_penalty) {}
 
-    /// False also when two penalties that matter are equal.
+    /// Returns false as JoinWithAvx2 does.
     bool Run(Chains& chains) {
         if (length < 0 || call.distance <= 0 || !Reserve()) {
             return false;
@@ -48,7 +47,7 @@ public:
         for (int begin = 0, end = 0; begin < count; begin = end) {
             for (end = begin + 1; end < count && !IsApart(end, end - 1, distance); ++end) {
             }
-            if (!JoinGroup(begin, end)) {
+            if (!JoinSection(begin, end)) {
                 return false;
             }
         }
@@ -57,21 +56,21 @@ public:
     }
 
 private:
-    // What is kept of every anchor.
+    // Takes the memory that all windows share.
     bool Reserve() {
-        const auto room = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
-        auto* memory = ScratchMemory(Scratch::chaining, room * (sizeof *all.room + sizeof *all.members));
+        const auto padded = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
+        auto* memory = ScratchMemory(Scratch::chaining, padded * (sizeof *all.scratch + sizeof *all.members));
         if (memory == nullptr) {
             return false;
         }
-        all.room = reinterpret_cast<mm128_t*>(memory);
-        all.scores = reinterpret_cast<std::int32_t*>(all.room) + 2 * room;
-        all.previous = all.scores + room;
-        all.members = all.previous + room;
+        all.scratch = reinterpret_cast<mm128_t*>(memory);
+        all.scores = reinterpret_cast<std::int32_t*>(all.scratch) + 2 * padded;
+        all.previous = all.scores + padded;
+        all.members = all.previous + padded;
         return true;
     }
 
-    bool JoinGroup(int begin, int end) {
+    bool JoinSection(int begin, int end) {
         entered = wide_first = near_first = begin;
         for (int at = begin, stretch_end = 0; at < end; at = stretch_end) {
             const int least_size = Larger(at - wide_first, kShortestStretch);
@@ -87,17 +86,17 @@ private:
         return true;
     }
 
-    // A window from the first anchor in reach to `end`: memory, and ranks by place in the read, then in the list.
+    // Opens the window from the first anchor in reach to `end`: takes memory and ranks the anchors by read position.
     bool OpenWindow(int end) {
         window = wide_first;
         window_size = end - wide_first;
-        const auto room = static_cast<std::size_t>(window_size) + std::size_t{2} * kLanes;
-        // The penalties and the bits take the place of the order, which has served by then, and two lists that of the
-        // room for sorting it.
+        const auto padded = static_cast<std::size_t>(window_size) + std::size_t{2} * kLanes;
+        // The penalties and the near bits reuse the memory of `order` once the anchors are ranked; the first two lists
+        // by rank reuse the sort's second buffer.
         const std::size_t words = static_cast<std::size_t>(window_size) / kWord + 1;
-        const std::size_t first_part = words + Penalties::RoomFor(window_size);
+        const std::size_t first_part = words + Penalties::SizeFor(window_size);
         constexpr std::size_t kPerAnchor = sizeof *order + 8 * sizeof *rank_of;
-        auto* memory = ScratchMemory(Scratch::joining, first_part * sizeof *order + room * kPerAnchor);
+        auto* memory = ScratchMemory(Scratch::joining, first_part * sizeof *order + padded * kPerAnchor);
         if (memory == nullptr) {
             return false;
         }
@@ -109,7 +108,7 @@ private:
                                           &read_positions, &scores,     &previous,    &marks,   &member};
         for (auto** list : by_rank) {
             *list = lists;
-            lists += room;
+            lists += padded;
         }
         Rank(other_order);
         std::memset(near_ranks, 0, sizeof *near_ranks * words);
@@ -118,7 +117,7 @@ private:
         return true;
     }
 
-    // Fills what is known by rank before any score is, with a block of room behind.
+    // Fills the lists that need no scores, and pads those that are read eight entries at a time.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);
@@ -148,8 +147,8 @@ private:
         std::memset(read_positions + window_size, 0, sizeof *read_positions * kLanes);
     }
 
-    // Those of the window that come before `end` have been scored; some of them are in reach. One that comes before
-    // the window is in reach no more, so nobody will look at its mark.
+    // Takes over the anchors of the window before `end`, which are scored already and some of which are in reach. An
+    // anchor before the window is out of reach, so its mark is never read.
     void CarryOver(int end) {
         for (int i = window; i < end; ++i) {
             const int rank = rank_of[i - window];
@@ -192,7 +191,7 @@ private:
         return true;
     }
 
-    // Whether the first of those that have entered and are in reach is so no more.
+    // Whether `first`, the first anchor in reach so far, is out of reach of anchor i.
     bool IsOut(int i, int first, int reach) const {
         return IsBeyond(i, first, reach) || entered - first > call.most_in_reach;
     }
@@ -205,10 +204,11 @@ private:
 
     void SwitchNear(int rank) { near_ranks[rank / kWord] ^= std::uint64_t{1} << static_cast<unsigned>(rank % kWord); }
 
-    // The best before the anchor at a rank; false when that depends on which of equal penalties is taken.
+    // Finds the best predecessor of the anchor at `rank`. Returns false when it depends on the choice among equal
+    // penalties.
     bool FindBefore(int rank, BestBefore& best) {
-        // minimap2's range ends before the anchors at the same place in the read. Only the first anchor of all is in it
-        // even then.
+        // minimap2's range ends before the anchors at the same read position. The first anchor of all is an
+        // exception: it stays in the range.
         const int equal = first_equal[rank];
         const int first = first_in_reach[rank];
         const int last = member[equal] == 0 ? equal : equal - 1;
@@ -234,7 +234,7 @@ private:
         return true;
     }
 
-    // The best before the anchor at a rank when `least` is the one with the least penalty.
+    // Finds the best predecessor of the anchor at `rank` if `least` is the anchor with the lowest penalty.
     void FollowLeast(int rank, int least, BestBefore& best) {
         const auto distances = DistancesTo(rank, least);
         const int apart = _mm256_extract_epi32(distances.apart, 0);
@@ -249,7 +249,7 @@ private:
         }
     }
 
-    // The candidates near from rank `last` down to `first`.
+    // Tries the near candidates from rank `last` down to `first`.
     void WalkBack(int rank, int first, int last, BestBefore& best) {
         ++walk;
         for (int word = last / kWord; last >= first && word >= first / kWord; --word) {
@@ -263,9 +263,9 @@ private:
                 const auto shift = static_cast<unsigned>(byte * kLanes);
                 const auto valid = static_cast<unsigned>(near >> shift);
                 near ^= std::uint64_t{valid} << shift;
-                const int block = base + byte * kLanes;
-                const auto distances = DistancesTo(rank, block);
-                if (LookAt(block, valid & ~MaskOf(IsOutsideBand(distances)), Totals(distances, block), walk, best) >=
+                const int eight = base + byte * kLanes;
+                const auto distances = DistancesTo(rank, eight);
+                if (LookAt(eight, valid & ~MaskOf(IsOutsideBand(distances)), Totals(distances, eight), walk, best) >=
                     0) {
                     return;
                 }
@@ -280,15 +280,16 @@ private:
     const int distance, near_distance;
     const double per_base;
     ChainedAnchors all{};
-    // Of the group: those before `entered` have entered the reach, those before `wide_first` have left it.
+    // Within the section: anchors before `entered` have come into reach; those before `wide_first` have left it, those
+    // before `near_first` are no longer near.
     int entered = 0, wide_first = 0, near_first = 0;
-    // The window, from the anchor `window` on. `rank_of` is by place in it, the other lists are by rank, as those that
-    // are shared.
+    // The window starts at the anchor `window`. `rank_of` is indexed by position in the window, all other lists by
+    // rank, the base class's included.
     int window = 0, window_size = 0;
     int walk = 0;  // The number of the last walk back.
     Penalties penalties;
     std::uint64_t* order = nullptr;
-    std::uint64_t* near_ranks = nullptr;  // A bit for each rank that is near.
+    std::uint64_t* near_ranks = nullptr;  // One bit per rank: whether its anchor is near.
     std::int32_t *rank_of = nullptr, *member = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
                  *first_equal = nullptr;
 };

@@ -10,35 +10,35 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// The penalties of the anchors in reach, each at its rank, and the least one of a range of ranks: a list, a second one
-/// with the least of each 32 entries, and a third one with the least of each 32 of those. A search looks at no more
-/// than 62 entries of the first and of the second list. What is not in reach has an infinite penalty.
+/// The penalties of the anchors in reach, by rank, and the lowest penalty in any range of ranks. There are three lists:
+/// the penalties, the minimum of every 32 penalties, and the minimum of every 32 of those minima. A search reads at
+/// most 62 entries each of the first and the second list. An anchor out of reach has an infinite penalty.
 class Penalties {
 public:
     static constexpr double kNone = __builtin_inf();
 
-    /// How many numbers `Start` takes for as many ranks.
-    static constexpr std::size_t RoomFor(int count) {
-        const auto blocks = static_cast<std::size_t>(count) / kBlock + 1;
-        const auto blocks_of_blocks = blocks / kBlock + 1;
-        return blocks * kBlock + blocks_of_blocks * kBlock + blocks_of_blocks + kLanes;
+    /// The size of the memory that `Start` needs for `count` ranks, in numbers.
+    static constexpr std::size_t SizeFor(int count) {
+        const auto minima = static_cast<std::size_t>(count) / kFanOut + 1;
+        const auto minima_of_minima = minima / kFanOut + 1;
+        return minima * kFanOut + minima_of_minima * kFanOut + minima_of_minima + kLanes;
     }
 
-    /// Begins anew, with nothing in reach.
-    void Start(double* room, int count) {
-        const std::ptrdiff_t blocks = count / kBlock + 1;
-        lists[0] = room;
-        lists[1] = lists[0] + blocks * kBlock;
-        lists[2] = lists[1] + (blocks / kBlock + 1) * kBlock;
-        for (std::size_t i = 0; i < RoomFor(count); ++i) {
-            room[i] = kNone;
+    /// Starts over with no anchor in reach. `memory` must outlive this object's use.
+    void Start(double* memory, int count) {
+        const std::ptrdiff_t minima = count / kFanOut + 1;
+        lists[0] = memory;
+        lists[1] = lists[0] + minima * kFanOut;
+        lists[2] = lists[1] + (minima / kFanOut + 1) * kFanOut;
+        for (std::size_t i = 0; i < SizeFor(count); ++i) {
+            memory[i] = kNone;
         }
     }
 
     void Put(int rank, double penalty) {
         lists[0][rank] = penalty;
         for (int level = 1; level < kLevels; ++level) {
-            rank /= kBlock;
+            rank /= kFanOut;
             double& least = lists[level][rank];
             least = penalty < least ? penalty : least;
         }
@@ -48,37 +48,37 @@ public:
         const double removed = lists[0][rank];
         lists[0][rank] = kNone;
         for (int level = 1; level < kLevels; ++level) {
-            rank /= kBlock;
+            rank /= kFanOut;
             double& least = lists[level][rank];
             if (removed != least) {
                 return;
             }
-            least = LeastOf({level - 1, rank * kBlock, (rank + 1) * kBlock});
+            least = LeastOf({level - 1, rank * kFanOut, (rank + 1) * kFanOut});
         }
     }
 
-    /// The least penalty in a range.
+    /// The lowest penalty in a range of ranks.
     struct Minimum {
         double penalty = kNone;
-        int rank = -1;        // The lowest that has it, -1 when nothing is in the range.
-        bool is_only = true;  // Whether no other rank of the range has it.
+        int rank = -1;        // The lowest rank with that penalty; -1 when no anchor of the range is in reach.
+        bool is_only = true;  // Whether no other rank of the range has the same penalty.
     };
 
-    /// From rank `first` to `last`.
+    /// The minimum of the ranks `first` to `last`, both included.
     Minimum Least(int first, int last) const {
-        // Whole blocks are looked at in the list above, what is left before and after them in the list itself.
+        // Entries that a minimum covers are read from the next list, those before and after them from this one.
         Found found;
         int begin = first;
         int end = last + 1;
         int level = 0;
-        for (int block = 0, end_block = 0; level < kLevels - 1; ++level, begin = block, end = end_block) {
-            block = (begin + kBlock - 1) / kBlock;
-            end_block = end / kBlock;
-            if (block >= end_block) {
+        for (int next_begin = 0, next_end = 0; level < kLevels - 1; ++level, begin = next_begin, end = next_end) {
+            next_begin = (begin + kFanOut - 1) / kFanOut;
+            next_end = end / kFanOut;
+            if (next_begin >= next_end) {
                 break;
             }
-            Look({level, begin, block * kBlock}, found);
-            Look({level, end_block * kBlock, end}, found);
+            Look({level, begin, next_begin * kFanOut}, found);
+            Look({level, next_end * kFanOut, end}, found);
         }
         Look({level, begin, end}, found);
         if (found.least == kNone) {
@@ -87,7 +87,7 @@ public:
         if (found.is_only) {
             int at = OnlyPlace(found.where, found.least);
             for (level = found.where.level - 1; at >= 0 && level >= 0; --level) {
-                at = OnlyPlace({level, at * kBlock, (at + 1) * kBlock}, found.least);
+                at = OnlyPlace({level, at * kFanOut, (at + 1) * kFanOut}, found.least);
             }
             if (at >= 0) {
                 return {found.least, at, true};
@@ -96,13 +96,13 @@ public:
         return {found.least, Next(first, last, found.least), false};
     }
 
-    /// The lowest rank from `first` to `last` that has a penalty, or -1.
+    /// The lowest rank from `first` to `last` with exactly this penalty, or -1.
     int Next(int first, int last, double penalty) const {
         for (int rank = first; rank <= last;) {
-            if (rank % (kBlock * kBlock) == 0 && lists[2][rank / (kBlock * kBlock)] > penalty) {
-                rank += kBlock * kBlock;
-            } else if (rank % kBlock == 0 && lists[1][rank / kBlock] > penalty) {
-                rank += kBlock;
+            if (rank % (kFanOut * kFanOut) == 0 && lists[2][rank / (kFanOut * kFanOut)] > penalty) {
+                rank += kFanOut * kFanOut;
+            } else if (rank % kFanOut == 0 && lists[1][rank / kFanOut] > penalty) {
+                rank += kFanOut;
             } else if (lists[0][rank] == penalty) {
                 return rank;
             } else {
@@ -113,52 +113,52 @@ public:
     }
 
 private:
-    static constexpr int kBlock = 32;
+    static constexpr int kFanOut = 32;
     static constexpr int kLevels = 3;
     static constexpr int kLanes = 4;
 
-    // A part of a list.
-    struct Piece {
+    // Entries of one list.
+    struct Range {
         int level, begin, end;
     };
     struct Found {
         double least = kNone;
-        bool is_only = true;  // In no other piece.
-        Piece where{};
+        bool is_only = true;  // Whether no other range holds it.
+        Range where{};
     };
 
-    TAVIK_INLINE void Look(const Piece& piece, Found& found) const {
-        const double least = LeastOf(piece);
+    TAVIK_INLINE void Look(const Range& range, Found& found) const {
+        const double least = LeastOf(range);
         if (least < found.least) {
-            found = {least, true, piece};
+            found = {least, true, range};
         } else if (least == found.least) {
             found.is_only = false;
         }
     }
 
-    TAVIK_INLINE double LeastOf(const Piece& piece) const {
-        const double* const list = lists[piece.level];
+    TAVIK_INLINE double LeastOf(const Range& range) const {
+        const double* const list = lists[range.level];
         __m256d lanes = _mm256_set1_pd(kNone);
-        int i = piece.begin;
-        for (; i + kLanes <= piece.end; i += kLanes) {
+        int i = range.begin;
+        for (; i + kLanes <= range.end; i += kLanes) {
             lanes = _mm256_min_pd(lanes, _mm256_loadu_pd(list + i));
         }
         __m128d two = _mm_min_pd(_mm256_castpd256_pd128(lanes), _mm256_extractf128_pd(lanes, 1));
-        for (; i < piece.end; ++i) {
+        for (; i < range.end; ++i) {
             two = _mm_min_sd(two, _mm_load_sd(list + i));
         }
         return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
     }
 
-    // Where a value that is there lies, or -1 when it is there twice.
-    TAVIK_INLINE int OnlyPlace(const Piece& piece, double value) const {
-        const double* const list = lists[piece.level];
+    // The index of a value that the range holds, or -1 when it holds the value twice.
+    TAVIK_INLINE int OnlyPlace(const Range& range, double value) const {
+        const double* const list = lists[range.level];
         int at = -1;
-        for (int i = piece.begin; i < piece.end; i += kLanes) {
+        for (int i = range.begin; i < range.end; i += kLanes) {
             auto equal = static_cast<unsigned>(
                 _mm256_movemask_pd(_mm256_cmp_pd(_mm256_loadu_pd(list + i), _mm256_set1_pd(value), _CMP_EQ_OQ)));
-            if (piece.end - i < kLanes) {
-                equal &= (1U << static_cast<unsigned>(piece.end - i)) - 1;
+            if (range.end - i < kLanes) {
+                equal &= (1U << static_cast<unsigned>(range.end - i)) - 1;
             }
             if (equal == 0) {
                 continue;
