@@ -9,7 +9,7 @@
 
 namespace {
 
-// Ends the program at a difference.
+// Prints a difference and ends the program.
 void Judge(const std::string& difference) {
     if (!difference.empty()) {
         std::cout << difference << '\n';
@@ -43,9 +43,9 @@ int main(int argc, char** argv) {
     Tests::ChainFigures joined;
     while (figures.calls < wanted) {
         const auto count = std::min(wanted - figures.calls, 100000L);
-        Judge(Tests::CompareWithLibrary(calls, count - 2 * (count / 3), figures));
-        Judge(Tests::CompareWithLibrary(attacks, count / 3, figures));
-        Judge(Tests::CompareWithLibrary(ends, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(calls, count - 2 * (count / 3), figures));
+        Judge(Tests::CompareWithMinimap2(attacks, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(ends, count / 3, figures));
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(anchors, count, chained));
         Judge(Tests::CompareJoining(anchors, count, joined));
@@ -55,7 +55,7 @@ int main(int argc, char** argv) {
                   << figures.dropped << " dropped, " << figures.reached_end
                   << " to the end of the read; as many lists of anchors sorted, "
                   << "chained to " << chained.chains << " and joined to " << joined.chains << " chains, "
-                  << joined.left_to_library << " of them left to the library" << std::endl;
+                  << joined.left_to_minimap2 << " of them left to minimap2" << std::endl;
     }
     return 0;
 }

@@ -20,7 +20,7 @@ using qel_minimap2::kernel::Chains;
 using qel_minimap2::kernel::ChainScoring;
 using qel_minimap2::kernel::JoinCall;
 
-// Own for each call: the functions free it or return another, which SameChains frees.
+// Each call gets its own copy: it frees the copy or returns another list, which SameChains frees.
 mm128_t* Copy(const std::vector<mm128_t>& anchors) {
     auto* const copy = static_cast<mm128_t*>(std::malloc(anchors.size() * sizeof(mm128_t)));
     std::copy(anchors.begin(), anchors.end(), copy);
@@ -31,7 +31,7 @@ bool Same(const mm128_t& a, const mm128_t& b) {
     return a.x == b.x && a.y == b.y;
 }
 
-// Frees both.
+// Compares the chains and frees both.
 bool SameChains(const Chains& a, const Chains& b) {
     bool same = a.chain_count == b.chain_count &&
                 std::equal(a.chains, a.chains + a.chain_count, b.chains, b.chains + b.chain_count);
@@ -79,11 +79,11 @@ std::string Compare(const char* what, RandomAnchors& random, long count, ChainFi
         Chains actual{nullptr, size, Copy(anchors), 0, nullptr};
         ++figures.calls;
         if (!chain(actual, true)) {
-            ++figures.left_to_library;
+            ++figures.left_to_minimap2;
             const bool untouched = std::equal(anchors.begin(), anchors.end(), actual.anchors, Same);
             std::free(actual.anchors);
             if (!untouched) {
-                return Describe("changed though left to the library", anchors, figures.calls);
+                return Describe("changed though left to minimap2", anchors, figures.calls);
             }
             continue;
         }
@@ -157,7 +157,7 @@ std::vector<mm128_t> RandomAnchors::Next(int most) {
                 Between(0, read_length));
         }
     }
-    // As they come from a read's minimizers.
+    // The order in which minimap2 collects the anchors of a read.
     std::stable_sort(anchors.begin(), anchors.end(), [](const mm128_t& a, const mm128_t& b) { return a.y < b.y; });
     return anchors;
 }
@@ -198,7 +198,7 @@ bool JoinByDefault(const std::vector<mm128_t>& sorted) {
 std::string CompareSorting(RandomAnchors& random, long count) {
     for (long call = 1; call <= count; ++call) {
         auto anchors = random.Next(random.OneIn(100) ? 9000 : random.OneIn(10) ? 2000 : 150);
-        if (random.OneIn(3)) {  // Any bits of the key.
+        if (random.OneIn(3)) {  // Keys that differ in any bits.
             std::uint64_t mask = 0;
             for (int i = random.Between(1, 40); i > 0; --i) {
                 mask |= 1ULL << random.Between(0, 63);
@@ -218,7 +218,7 @@ std::string CompareSorting(RandomAnchors& random, long count) {
     return "";
 }
 
-// The library frees the anchors that it is given.
+// minimap2 frees the anchors that it is given.
 // NOLINTBEGIN(clang-analyzer-unix.Malloc)
 std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {

@@ -9,7 +9,7 @@
 
 namespace Tests {
 
-/// The same throws for a seed.
+/// Random numbers, the same ones for a seed.
 class Dice {
 public:
     explicit Dice(std::uint32_t seed) : generator(seed) {}
@@ -24,22 +24,22 @@ private:
     std::mt19937 generator;
 };
 
-/// Makes lists of anchors as reads in repeats have them, the same ones for a seed: pieces of colinear anchors with
-/// errors on several sequences and strands, pieces one above the other, a read's repeats on a reference's repeats (so
-/// that the same place in the reference has several in the read), noise; sometimes equal distances, which make equal
+/// Makes lists of anchors like those of reads from repeats, the same ones for a seed: runs of colinear anchors with
+/// errors on several sequences and strands, parallel runs, repeats of the read against repeats of the reference (so
+/// that one reference position has several read positions), and noise; at times with equal distances, which give equal
 /// scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
 
-    /// Up to `most` anchors, not sorted, of one length.
+    /// Up to `most` anchors of one length, unsorted.
     std::vector<mm128_t> Next(int most);
 
-    /// Those of a read of two copies in an array of `copies` near-identical ones, `per_copy` of each, of which one in
-    /// `one_in` is missing.
+    /// The anchors of a read of two copies from an array of `copies` near-identical copies: `per_copy` for each pair of
+    /// copies, of which one in `one_in` is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
-    /// Has comparisons take arrays of thousands of anchors in place of lists of all kinds.
+    /// From now on, comparisons use arrays of thousands of anchors instead of lists of all kinds.
     void MakeArrays() { makes_arrays = true; }
     bool MakesArrays() const { return makes_arrays; }
 
@@ -53,18 +53,18 @@ private:
     int sequences = 1, reference_length = 1, read_length = 1, anchor_length = 15, step = 1;
 };
 
-/// Joins the anchors as reads are joined by default. False when it was left to the library.
+/// Joins the anchors with the preset's parameters. Returns false when the kernel leaves the call to minimap2.
 bool JoinByDefault(const std::vector<mm128_t>& sorted);
 
-/// What a comparison has seen, to tell that it has seen enough.
+/// Counts that show whether a comparison covered enough.
 struct ChainFigures {
     long calls = 0;
     long chains = 0;
-    long left_to_library = 0;
+    long left_to_minimap2 = 0;
 };
 
-/// Has `count` lists sorted, chained or joined by the kernels and by the library. Each returns a description of the
-/// first difference, empty without one.
+/// Each sorts, chains or joins `count` lists with our kernel and with minimap2, and returns a description of the first
+/// difference, or an empty text.
 std::string CompareSorting(RandomAnchors& random, long count);
 std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& figures);
 std::string CompareJoining(RandomAnchors& random, long count, ChainFigures& figures);

@@ -17,7 +17,7 @@ using qel_minimap2::kernel::AlignmentCall;
 constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1},  {1, 19, 39, 3, 81, 1},
                                             {1, 9, 16, 2, 41, 1}, {2, 8, 12, 2, 24, 1}, {4, 4, 4, 2, 24, 1},
                                             {2, 4, 24, 1, 4, 2},  {5, 4, 8, 6, 30, 2},  {1, 4, 6, 2, 6, 1}};
-// First those that minimap2 uses, then the others.
+// The first four are those that minimap2 uses.
 constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x048, 0x018, 0x058, 0x001, 0x009, 0x041,
                           0x002, 0x00a, 0x088, 0x0ca, 0x004, 0x00c, 0x044, 0x0c6, 0x019, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
@@ -39,7 +39,7 @@ struct Result : ksw_extz_t {
     }
 };
 
-void CallLibrary(const AlignmentCall& c, ksw_extz_t& result) {
+void CallMinimap2(const AlignmentCall& c, ksw_extz_t& result) {
     ksw_extd2_sse(c.pool, c.query_length, c.query, c.target_length, c.target, static_cast<std::int8_t>(c.letters),
                   c.matrix, static_cast<std::int8_t>(c.open), static_cast<std::int8_t>(c.extend),
                   static_cast<std::int8_t>(c.open2), static_cast<std::int8_t>(c.extend2), c.band, c.z_drop, c.end_bonus,
@@ -126,9 +126,9 @@ void RandomCalls::MakeTwoGaps() {
     for (std::size_t i = 0; i < target.size(); ++i) {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
-    // Of about the same length most times: the ends are then on the main diagonal, and the way between them is not.
-    // Some to the first diagonal outside without an error, so that the path there may score as much as one inside:
-    // after width - 1 deletions, or up to three bases more on the other side.
+    // Both gaps are mostly of about the same length: the path then begins and ends on the main diagonal and leaves it
+    // in between. At the edge, it reaches the first diagonal outside the strip without an error, so that it may score
+    // as much as a path inside: after width - 1 deletions, or up to three bases further on the other side.
     const bool at_edge = width <= 64 && OneIn(2);
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
@@ -204,14 +204,14 @@ AlignmentCall RandomCalls::Next() {
             flags};
 }
 
-std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures) {
+std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigures& figures) {
     std::string difference;
     while (count > 0 && difference.empty()) {
         Result expected;
         Result actual;
         for (int again = 0; again < 4 && count > 0 && difference.empty(); ++again, --count) {
             const auto call = calls.Next();
-            CallLibrary(call, expected);
+            CallMinimap2(call, expected);
             if (!qel_minimap2::kernel::AlignWithAvx2(call, actual)) {
                 return "out of memory";
             }
@@ -220,14 +220,14 @@ std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures
             figures.reached_end += expected.reach_end;
             figures.with_cigar += expected.n_cigar > 0 ? 1 : 0;
             if ((call.flags & KSW_EZ_EXTZ_ONLY) != 0) {
-                expected.score = actual.score = 0;  // Not known where it ends early; its callers do not read it.
+                expected.score = actual.score = 0;  // Undefined after an early end; minimap2 does not read it.
             }
             if (actual.Text() != expected.Text()) {
                 std::ostringstream text;
                 text << "call " << figures.calls << ": query " << call.query_length << " target " << call.target_length
                      << " band " << call.band << " drop " << call.z_drop << " bonus " << call.end_bonus << " flags "
                      << call.flags << " gaps " << call.open << "," << call.extend << "," << call.open2 << ","
-                     << call.extend2 << "\nlibrary: " << expected.Text() << "\nkernel:  " << actual.Text();
+                     << call.extend2 << "\nminimap2: " << expected.Text() << "\nkernel:   " << actual.Text();
                 difference = text.str();
             }
         }

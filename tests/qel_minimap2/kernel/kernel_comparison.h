@@ -9,23 +9,24 @@
 
 namespace Tests {
 
-/// Makes calls of the base aligner, the same ones for a seed: related and unrelated sequences, repeats, long gaps,
-/// letters that stand for any base, all sets of flags, scorings with the pieces of the gap cost in either order, bands
-/// and drops.
+/// Makes calls of base alignment, the same ones for a seed: related and unrelated sequences, repeats, long gaps,
+/// ambiguous bases, all combinations of flags that occur, scorings with the two gap costs in either order, bands and
+/// drops.
 class RandomCalls : Dice {
 public:
-    /// `longest`: of a target, in bases; queries may be a few hundred bases longer.
+    /// `longest`: the longest target, in bases; queries may be a few hundred bases longer.
     RandomCalls(std::uint32_t seed, int longest) : Dice(seed), longest(longest) {}
 
-    /// Calls made to leave the strip that the certified band fills, from now on: gap filling with an insertion and a
-    /// deletion of 8 to 150 bases, 1 to 90 apart, few errors otherwise, in plain and in periodic sequences, of lengths
-    /// from where each width is tried.
+    /// From now on, makes calls whose best path may leave the strip of the certified band: gap filling with an
+    /// insertion and a deletion of 8 to 150 bases, 1 to 90 bases apart, and few other errors, in random and in periodic
+    /// sequences whose lengths make the kernel try each width.
     void AttackTheBand() { attacks = true; }
 
-    /// Calls as for the ends of reads, from now on: short queries, and more of the target than can matter.
+    /// From now on, makes calls like those for the ends of reads: short queries, and targets longer than can matter.
     void AttackTheEnds() { ends = true; }
 
-    /// The next call. It refers to this object, until the next one is made. No pool: memory comes from malloc.
+    /// The next call. It points into this object and is valid until the next one is made. It has no pool: memory comes
+    /// from malloc.
     qel_minimap2::kernel::AlignmentCall Next();
 
 private:
@@ -41,7 +42,7 @@ private:
     std::vector<std::int8_t> matrix;
 };
 
-/// What a comparison has seen, to tell that it has seen enough.
+/// Counts that show whether a comparison covered enough.
 struct ComparisonFigures {
     long calls = 0;
     long dropped = 0;
@@ -49,9 +50,9 @@ struct ComparisonFigures {
     long with_cigar = 0;
 };
 
-/// Has `count` calls answered by the kernels and by the library, each with a result that is used again from call to
-/// call, as minimap2 does, or with a new one. Returns a description of the first difference, in a field that somebody
-/// reads or the CIGAR or the room made for it; empty without one.
-std::string CompareWithLibrary(RandomCalls& calls, long count, ComparisonFigures& figures);
+/// Makes `count` calls of our kernels and of minimap2, with a new result every four calls and the same one in between,
+/// as minimap2 reuses it. Returns a description of the first difference in a field that minimap2 reads, in the CIGAR or
+/// in its allocated length, or an empty text.
+std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigures& figures);
 
 }  // namespace Tests

@@ -32,7 +32,7 @@ Minimizers Taken(mm128_v& list) {
     return minimizers;
 }
 
-// Bases with repeats, which have equal k-mers in a window, and with what stands for any base, also in rows.
+// Bases with repeats, so that a window has equal k-mers, and with ambiguous bases, single ones and runs.
 std::string BasesWithRepeats(std::mt19937& random) {
     std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
     const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
@@ -50,18 +50,18 @@ class Kernel : public testing::Test {
 protected:
     void SetUp() override {
         if (!__builtin_cpu_supports("avx2")) {
-            GTEST_SKIP() << "This processor has no AVX2: the library's own functions are used.";
+            GTEST_SKIP() << "This processor has no AVX2: minimap2's functions are used.";
         }
     }
 };
 
 Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) {
     Tests::ComparisonFigures figures;
-    EXPECT_EQ(Tests::CompareWithLibrary(calls, count, figures), "");
+    EXPECT_EQ(Tests::CompareWithMinimap2(calls, count, figures), "");
     return figures;
 }
 
-TEST_F(Kernel, AnswersEveryCallAsTheLibraryDoes) {
+TEST_F(Kernel, AnswersEveryCallAsMinimap2Does) {
     for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
         Tests::RandomCalls calls(seed, longest);
         const auto figures = Compare(calls, count);
@@ -83,7 +83,7 @@ TEST_F(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
 }
 
-TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
+TEST_F(Kernel, FindsTheMinimizersThatMinimap2Finds) {
     std::mt19937 random(3);
     std::size_t found = 0;
     for (int i = 0; i < 6000; ++i) {
@@ -102,7 +102,7 @@ TEST_F(Kernel, FindsTheMinimizersThatTheLibraryDoes) {
     EXPECT_GT(found, 500000U);
 }
 
-TEST(Scratch, KeepsWhatUsualCallsTakeAndGivesBackTheRest) {
+TEST(Scratch, KeepsTheMemoryOfUsualCallsAndFreesTheRest) {
     using namespace qel_minimap2::kernel;
     const auto is_mapped = [](std::uint8_t* memory) {
         unsigned char resident = 0;
@@ -110,7 +110,7 @@ TEST(Scratch, KeepsWhatUsualCallsTakeAndGivesBackTheRest) {
     };
     for (const auto& [use, usual, large] :
          {std::tuple{Scratch::way_back, 10U << 20U, 17U << 20U}, std::tuple{Scratch::joining, 1U << 20U, 3U << 20U}}) {
-        TrimScratch();  // What the tests before may have left.
+        TrimScratch();  // Frees what earlier tests may have left.
         auto* const kept = ScratchMemory(use, usual);
         ASSERT_NE(kept, nullptr);
         kept[usual - 1] = 1;
@@ -124,30 +124,30 @@ TEST(Scratch, KeepsWhatUsualCallsTakeAndGivesBackTheRest) {
     }
 }
 
-TEST(AnchorSort, SortsAnchorsIntoTheLibrarysOrder) {
+TEST(AnchorSort, SortsAnchorsIntoMinimap2sOrder) {
     Tests::RandomAnchors random(4);
     EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
 }
 
-TEST_F(Kernel, ChainsAnchorsAsTheLibraryDoes) {
+TEST_F(Kernel, ChainsAnchorsAsMinimap2Does) {
     Tests::RandomAnchors random(5);
     Tests::ChainFigures chained;
     EXPECT_EQ(Tests::CompareChaining(random, 10000, chained), "");
-    EXPECT_EQ(chained.left_to_library, 0);
+    EXPECT_EQ(chained.left_to_minimap2, 0);
     EXPECT_GT(chained.chains, 10000);
     Tests::ChainFigures joined;
     EXPECT_EQ(Tests::CompareJoining(random, 10000, joined), "");
-    EXPECT_LT(joined.left_to_library, 7000);
+    EXPECT_LT(joined.left_to_minimap2, 7000);
     EXPECT_GT(joined.chains, 5000);
 }
 
-// Thousands of anchors in reach of each other, and more than are ranked together.
-TEST_F(Kernel, ChainsAndJoinsArraysOfCopiesAsTheLibraryDoes) {
+// Thousands of anchors in reach of each other, and more than fit one window.
+TEST_F(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
     Tests::RandomAnchors random(9);
     random.MakeArrays();
     Tests::ChainFigures figures;
     EXPECT_EQ(Tests::CompareJoining(random, 150, figures), "");
-    EXPECT_LT(figures.left_to_library, 75);
+    EXPECT_LT(figures.left_to_minimap2, 75);
     EXPECT_EQ(Tests::CompareChaining(random, 10, figures), "");
 }
 
@@ -166,7 +166,7 @@ double SecondsToJoin(const std::vector<mm128_t>& anchors) {
     return least;
 }
 
-// A search over all copies instead of those in reach takes 16 times as long.
+// With a search over all copies instead of those in reach, four times the copies take 16 times as long.
 TEST_F(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
     Tests::RandomAnchors random(8);
     std::vector<double> seconds;
@@ -178,8 +178,8 @@ TEST_F(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
     EXPECT_LT(seconds[1], 8 * seconds[0]);
 }
 
-// The kernels know one length for all; homopolymer-compressed k-mers have several.
-TEST_F(Kernel, LeavesAnchorsOfSeveralLengthsToTheLibrary) {
+// The kernels assume one length for all anchors; homopolymer-compressed k-mers have several.
+TEST_F(Kernel, LeavesAnchorsOfSeveralLengthsToMinimap2) {
     using namespace qel_minimap2::kernel;
     const ChainScoring scoring{500, 25, 1, 1, 0.12F, 0};
     for (const std::uint64_t length : {15U, 16U}) {
