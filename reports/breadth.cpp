@@ -9,7 +9,7 @@ Breadth::Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions)
     : lengths(std::move(lengths)), changes(this->lengths.size()) {
     auto rising = this->lengths;
     std::sort(rising.begin(), rising.end());
-    // What short sequences do not need, longer ones share.
+    // Longer sequences share the positions that short ones do not need.
     auto left = most_positions;
     for (std::size_t i = 0; i < rising.size(); ++i) {
         const auto share = std::max<std::size_t>(left / (rising.size() - i), 1);
@@ -23,7 +23,7 @@ std::int32_t Breadth::StepOf(std::size_t sequence) const {
     return static_cast<std::int32_t>((std::int64_t{lengths[sequence]} + most_of_one - 1) / most_of_one);
 }
 
-// How many positions that are looked at lie in front of this one. They lie in the middle of their stretch.
+// The number of sampled positions before `position`. Each lies in the middle of its stretch.
 std::size_t Breadth::Index(std::size_t sequence, std::int32_t position) const {
     if (lengths[sequence] <= most_of_one) {
         return static_cast<std::size_t>(position);

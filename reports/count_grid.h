@@ -7,7 +7,7 @@
 
 namespace Reports {
 
-/// Counts of pairs of figures: a histogram in two directions. What lies beyond the last column or row is counted in it.
+/// A two-dimensional histogram. The last column and the last row also count everything beyond them.
 class CountGrid {
 public:
     CountGrid(std::size_t columns, std::size_t rows) : columns(columns), rows(rows), cells(columns * rows) {}

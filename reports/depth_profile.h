@@ -6,8 +6,8 @@
 
 namespace Reports {
 
-/// How often the positions of one reference sequence are covered, in bins of equal width (the last may be narrower).
-/// An alignment covers all from its start to its end, deletions included.
+/// The depth along one reference sequence, in bins of equal width (the last may be narrower). An alignment covers every
+/// position from its start to its end, deletions included.
 class DepthProfile {
 public:
     /// `length` > 0 bases, in at most `most_bins` > 0 bins.
@@ -24,8 +24,8 @@ public:
 private:
     std::int32_t length;
     std::int32_t width;
-    std::vector<std::uint64_t> covered;  // Bases, of alignments that begin or end in the bin.
-    std::vector<std::int64_t> whole;     // Change of the number of alignments that cover all of the bin.
+    std::vector<std::uint64_t> covered;  // Bases covered by alignments that begin or end in the bin.
+    std::vector<std::int64_t> whole;     // Change in the number of alignments that cover the whole bin.
 };
 
 }  // namespace Reports

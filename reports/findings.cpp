@@ -8,7 +8,7 @@ namespace Reports {
 
 namespace {
 
-// "run ..." of a single run, "2 of 12 runs ..." of several.
+// "run ..." for a single run, "2 of 12 runs ..." for several.
 std::string OfRuns(std::uint64_t count, const RunFacts& run, const std::string& what) {
     return (run.runs == 1 ? "run " : std::to_string(count) + " of " + Counted(run.runs, "run") + " ") + what;
 }

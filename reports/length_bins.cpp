@@ -8,7 +8,7 @@ namespace Reports {
 
 LengthBins::LengthBins(int per_decade) {
     for (int bin = 0;; ++bin) {
-        // Whole powers of ten must not be rounded up for a last digit that the exponent has lost.
+        // A rounding error in the exponent must not round a power of ten up to the next length.
         const double start = std::pow(10.0, static_cast<double>(bin) / per_decade);
         if (start > std::numeric_limits<std::int32_t>::max()) {
             break;
@@ -18,8 +18,8 @@ LengthBins::LengthBins(int per_decade) {
 }
 
 std::size_t LengthBins::BinOf(std::int32_t length) const {
-    // The last of those that begin at or below the length: bins that hold no whole length begin where the next one
-    // does.
+    // The last bin that begins at or below the length: a bin without any whole length has the same start as the
+    // next one.
     const auto behind = std::upper_bound(starts.begin(), starts.end(), length);
     return behind == starts.begin() ? 0 : static_cast<std::size_t>(behind - starts.begin()) - 1;
 }

@@ -6,8 +6,8 @@
 
 namespace Reports {
 
-/// Bins for lengths that are even on a logarithmic axis. Bin `i` begins at 10^(i / per_decade), rounded up to a whole
-/// length, and ends where the next one begins; length 0 goes to bin 0. They cover all 32-bit lengths.
+/// Bins for lengths, equally wide on a logarithmic axis. Bin `i` begins at 10^(i / per_decade), rounded up to a whole
+/// length, and ends where the next one begins; length 0 goes to bin 0. The bins cover all 32-bit lengths.
 class LengthBins {
 public:
     explicit LengthBins(int per_decade);

@@ -7,8 +7,8 @@ namespace Reports {
 
 namespace {
 
-// Bins [0, kExact) hold one length each. Behind them follow kSteps bins for each doubling of the length: those
-// from kExact on by twos, then by fours, and so on.
+// Bins [0, kExact) hold one length each. After them come kSteps bins for each doubling of the length: from kExact on
+// each holds two lengths, then four, and so on.
 constexpr std::uint32_t kExact = 1U << 16U;
 constexpr std::uint32_t kSteps = kExact / 2;
 constexpr int kExactBits = 16;
@@ -62,7 +62,7 @@ std::int32_t LengthCounts::N50() const {
     std::uint64_t bases = 0;
     ForEach(
         [&bases](std::int32_t length, std::uint64_t times) { bases += static_cast<std::uint64_t>(length) * times; });
-    std::uint64_t shorter = 0;  // Bases in what is shorter than the candidate.
+    std::uint64_t shorter = 0;  // Bases in lengths below the candidate.
     std::int32_t n50 = 0;
     ForEach([&](std::int32_t length, std::uint64_t times) {
         if (2 * (bases - shorter) >= bases) {

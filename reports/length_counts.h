@@ -6,7 +6,7 @@
 
 namespace Reports {
 
-/// Counts lengths in bases: each length apart below 65 536, above to 1 part in 32 768. Takes 4.5 MB at most.
+/// Counts lengths in bases: exactly below 65 536, above with a precision of 1 in 32 768. Takes at most 4.5 MB.
 class LengthCounts {
 public:
     /// `length` is 0 or more.
@@ -18,11 +18,11 @@ public:
     /// The middle length, or the mean of the two middle ones; 0 without lengths.
     double Median() const;
 
-    /// The largest length of which it holds: what is at least as long has half of all bases. 0 without bases.
+    /// The largest length such that all lengths at or above it add up to at least half of all bases. 0 without bases.
     std::int32_t N50() const;
 
-    /// Calls `use(length, count)` for each length that occurs, in rising order. Above 65 535 the length is the
-    /// middle of those that are counted together, but never above the longest.
+    /// Calls `use(length, count)` for each length that occurs, in ascending order. Above 65 535 the length is the
+    /// middle of its bin, but never above the longest.
     template <typename Use>
     void ForEach(Use use) const {
         for (std::size_t bin = 0; bin < bins.size(); ++bin) {

@@ -22,7 +22,7 @@ Json Column(const char* key, const char* title, const char* description, const c
     return {{key, std::move(column)}};
 }
 
-// What went wrong. Without a log file nothing is known.
+// The counts of problems; empty without a log file.
 Json RunCounts(const Sample& sample) {
     const auto& run = sample.run;
     if (run.logs == 0) {
@@ -43,11 +43,11 @@ std::string Text(const Json& json) {
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
     const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
     const Json hidden = {{"min", 0}, {"max", 100}, {"suffix", "%"}, {"hidden", true}};
-    const Json bad = {{"min", 0}, {"max", 1}};  // One is too many.
-    // No shared_key: "read_count" would show millions of reads, and a small run as 0.
+    const Json bad = {{"min", 0}, {"max", 1}};  // One already gets the worst colour.
+    // No shared_key: "read_count" would count in millions and show a small run as 0.
     const Json columns = {
         Column("reads", "Reads", "Rows of the alignment summary", "{:,.0f}", "Blues", Json::object()),
-        Column("aligned_percent", "Aligned", "Part of the reads with an accepted alignment", "{:,.1f}", "RdYlGn",
+        Column("aligned_percent", "Aligned", "Share of the reads with an accepted alignment", "{:,.1f}", "RdYlGn",
                per_cent),
         Column("n50", "N50", "N50 of the aligned parts of the reads, in aligned bases", "{:,.0f}", "Purples",
                {{"suffix", " b"}}),
@@ -56,22 +56,21 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
                per_cent),
         Column("aligned_bases", "Aligned bases", "Bases aligned to a base, right or wrong", "{:,.0f}", "Greens",
                {{"suffix", " b"}}),
-        Column("covered_1x", "\u2265 1X", "Part of the reference that is covered at least once", "{:,.1f}", "RdYlGn",
+        Column("covered_1x", "\u2265 1X", "Share of the reference covered at least once", "{:,.1f}", "RdYlGn",
                per_cent),
-        Column("covered_10x", "\u2265 10X", "Part of the reference that is covered at least 10 times", "{:,.1f}",
-               "RdYlGn", hidden),
-        Column("covered_30x", "\u2265 30X", "Part of the reference that is covered at least 30 times", "{:,.1f}",
-               "RdYlGn", per_cent),
-        Column("unfinished_runs", "Unfinished", "Runs of the aligner that did not come to their end", "{:,.0f}", "Reds",
-               bad),
-        Column("failed_files", "Failed files", "Input files that were not read to their end", "{:,.0f}", "Reds", bad),
+        Column("covered_10x", "\u2265 10X", "Share of the reference covered at least 10 times", "{:,.1f}", "RdYlGn",
+               hidden),
+        Column("covered_30x", "\u2265 30X", "Share of the reference covered at least 30 times", "{:,.1f}", "RdYlGn",
+               per_cent),
+        Column("unfinished_runs", "Unfinished", "Runs of the aligner that did not finish", "{:,.0f}", "Reds", bad),
+        Column("failed_files", "Failed files", "Input files that were not read to the end", "{:,.0f}", "Reds", bad),
         Column("failed_reads", "Failed reads", "Reads left out because of an error", "{:,.0f}", "Reds", bad),
         Column("other_errors", "Other errors", "All other errors in the log files", "{:,.0f}", "Reds", bad),
         Column("warnings", "Warnings", "Warnings in the log files", "{:,.0f}", "Oranges", bad),
         Column("unknown_runs", "Unknown runs", "Runs whose log file is missing or cannot be read", "{:,.0f}", "Oranges",
                bad),
-        Column("row_difference", "Row difference", "Reads that the log files count more or less than there are rows",
-               "{:,.0f}", "Reds", bad),
+        Column("row_difference", "Row difference",
+               "Difference between the reads in the log files and the rows of the summary", "{:,.0f}", "Reds", bad),
     };
     Json data = Json::object();
     for (const auto& sample : samples) {
@@ -80,7 +79,7 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
             row["aligned_percent"] = 100.0 * static_cast<double>(sample.Aligned()) / static_cast<double>(sample.reads);
         }
         if (sample.identities.Count() > 0) {
-            // Known to a thousandth of a per cent.
+            // RatioCounts has a precision of 0.001 %.
             row["median_identity"] = std::round(1e5 * sample.identities.Median()) / 1e3;
         }
         if (const auto breadth = sample.TotalBreadth()) {
@@ -104,7 +103,7 @@ std::string MultiqcReadsPlot(const std::vector<Sample>& samples) {
     return Text(
         {{"id", "tavik_alignment_reads"},
          {"section_name", "Aligned reads"},
-         {"description", "Reads by what became of them. Rejected: the alignment covers too little of the read."},
+         {"description", "Reads by result. Rejected: the alignment covers too little of the read."},
          {"plot_type", "bargraph"},
          {"pconfig", {{"id", "tavik_alignment_reads_plot"}, {"title", "Tavik: aligned reads"}, {"ylab", "Reads"}}},
          {"data", std::move(data)}});

@@ -7,10 +7,10 @@
 
 namespace Reports {
 
-/// MultiQC's custom content, for its version 1.14: columns of the general statistics, a row per sample. As JSON.
+/// Custom content for MultiQC 1.14 as JSON: columns of the general statistics, one row per sample.
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples);
 
-/// A bar graph of aligned, unmapped and rejected reads. A file of its own: MultiQC takes one plot from each.
+/// A bar graph of aligned, unmapped and rejected reads. It needs a file of its own: MultiQC takes one plot per file.
 std::string MultiqcReadsPlot(const std::vector<Sample>& samples);
 
 }  // namespace Reports

@@ -37,7 +37,7 @@ std::string Escaped(const std::string& text) {
 
 std::string Page(const std::string& title, std::string_view data) {
     const auto title_text = Escaped(ForPage(title, kLongestTitle));
-    // In the order in which the page has them. What is put in is not searched for the next one.
+    // In page order: inserted text is not searched for the next mark.
     const std::array<std::pair<std::string_view, std::string_view>, 6> parts = {
         {{"@TITLE@", title_text},
          {"@STYLE@", PageFiles::kStyle},

@@ -5,7 +5,7 @@
 
 namespace Reports {
 
-/// The page as one HTML file that needs nothing else: style, script and charts library are in it. `data` is JSON
+/// The page as one self-contained HTML file, with style, script and chart library. `data` is JSON
 /// without "<", as PageData makes it.
 std::string Page(const std::string& title, std::string_view data);
 

@@ -22,12 +22,12 @@ double Rounded(double figure, double steps) {
     return std::round(figure * steps) / steps;
 }
 
-// A part of a whole, or null where there is no whole.
+// part / whole, or null if the whole is 0.
 Json Ratio(std::uint64_t part, std::uint64_t whole) {
     return whole == 0 ? Json() : Json(Rounded(static_cast<double>(part) / static_cast<double>(whole), 1e6));
 }
 
-// The counts from the first to the last that is not 0, and the first one's position.
+// The counts from the first to the last non-zero one, and the position of the first.
 Json Trimmed(const std::vector<std::uint64_t>& counts) {
     const auto filled = [](std::uint64_t count) { return count > 0; };
     const auto first = std::find_if(counts.begin(), counts.end(), filled);
@@ -38,7 +38,7 @@ Json Trimmed(const std::vector<std::uint64_t>& counts) {
     return {{"first", first - counts.begin()}, {"counts", std::vector<std::uint64_t>(first, last)}};
 }
 
-// Rounded down: 1 means all.
+// Rounded down: only complete coverage gives 1.
 Json BreadthData(const Breadth::Shares& shares) {
     auto data = Json::array();
     for (const auto share : shares) {
@@ -82,7 +82,7 @@ Json LengthHistogram(const Sample& sample) {
     return histogram;
 }
 
-// The cells that hold something, as [column, row, count]; `columns` x `rows` cells of the grid are made one.
+// The non-zero cells as [column, row, count], after merging `columns` x `rows` cells of the grid into one.
 Json Cells(const CountGrid& grid, std::size_t columns, std::size_t rows) {
     CountGrid coarse((grid.Columns() + columns - 1) / columns, (grid.Rows() + rows - 1) / rows);
     for (std::size_t row = 0; row < grid.Rows(); ++row) {
@@ -140,7 +140,7 @@ Json ReferenceRow(const Reference& reference) {
         reference.length > 0 ? BreadthData(reference.breadth) : Json()};
 }
 
-// The sequences with most reads, and all others taken together.
+// The sequences with the most reads, and the sum of all others.
 Json References(const Sample& sample) {
     const auto& all = sample.references.References();
     std::vector<const Reference*> order;
@@ -225,7 +225,7 @@ std::string Utf8(const Json& json) {
 
 std::string ForPage(const std::string& text, std::size_t most) {
     auto valid = Json::parse(Utf8(text)).get<std::string>();
-    std::vector<std::size_t> starts;  // Of the characters.
+    std::vector<std::size_t> starts;  // Of the characters, in bytes.
     for (std::size_t i = 0; i < valid.size(); ++i) {
         if ((static_cast<unsigned char>(valid[i]) & 0xC0U) != 0x80U) {
             starts.push_back(i);

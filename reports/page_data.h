@@ -7,13 +7,13 @@
 
 namespace Reports {
 
-/// `text` as UTF-8: what is not is replaced by U+FFFD. More than `most` characters are cut in the middle.
+/// `text` as UTF-8, with invalid bytes replaced by U+FFFD. A text of more than `most` characters loses its middle.
 std::string ForPage(const std::string& text, std::size_t most);
 
-/// The figures of the page as JSON in ASCII in which no "<" occurs: it may stand in a script element.
+/// The figures of the page as ASCII JSON without "<", so that a script element can contain it.
 std::string PageData(const std::string& title, const std::vector<Sample>& samples);
 
-/// What one sample may show so that the page of so many samples stays small.
+/// The detail per sample that keeps a page of this many samples small.
 Detail DetailFor(std::size_t samples);
 
 }  // namespace Reports

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// What pages are made of, compiled into the program so that no file can be missing.
+/// The parts of a page, compiled into the program so that no file can be missing.
 namespace Reports::PageFiles {
 
 extern const std::string_view kPage;          ///< reports/page/report.html

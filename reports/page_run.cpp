@@ -15,7 +15,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestFact = 400;
 
-// A few of them, and how many there are.
+// The first few values and the number of the others.
 std::string Listed(const std::set<std::string>& values) {
     constexpr std::size_t kMost = 3;
     std::string list;
@@ -56,7 +56,7 @@ Json RunData(const RunFacts& run) {
     add("took", TimeTaken(run));
     for (const auto& [name, values] : run.options) {
         if (run.runs > 1 && name == "save path") {
-            continue;  // Each has its own.
+            continue;  // Each run has its own.
         }
         const bool is_list = name == "input path" && values == std::set<std::string>{""};
         add(name, is_list ? "a list on standard input" : Listed(values));

@@ -6,10 +6,11 @@
 
 namespace Reports {
 
-/// The facts of the run that wrote a summary, or of all of them, for the page: [name, value].
+/// The facts for the page about the run, or all runs, that wrote a summary: [name, value].
 nlohmann::ordered_json RunData(const RunFacts& run);
 
-/// What the page shows above all figures, the gravest first: the sample's findings, and the warnings of its counting.
+/// What the page shows above all figures: the sample's findings, the most severe first, then the warnings from counting
+/// it.
 nlohmann::ordered_json FindingsData(const Sample& sample);
 
 }  // namespace Reports

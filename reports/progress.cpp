@@ -44,7 +44,7 @@ void Progress::End() {
 }
 
 void Progress::ShowStep(unsigned long step) {
-    // The full display takes each increment, of 0 too, for another mark.
+    // A full display adds another mark for each increment, even of 0.
     if (step > display->count()) {
         *display += step - display->count();
     }

@@ -9,15 +9,15 @@
 
 namespace Reports {
 
-/// Shows how much of some files is read: on standard error, where that is a terminal and unless `quiet`.
+/// Shows the progress of reading files on standard error, if that is a terminal and not `quiet`.
 class Progress {
 public:
     Progress(const std::vector<std::string>& paths, bool quiet);
 
-    /// So much of the current file is read.
+    /// `bytes` of the current file have been read.
     void Show(std::uint64_t bytes);
 
-    /// The current file is done with, though perhaps not read; the next one follows.
+    /// The current file is done, even if it was not read to the end; the next one follows.
     void EndFile();
 
     /// Completes the display.

@@ -6,10 +6,10 @@
 
 namespace Reports {
 
-/// Counts ratios from 0 to 1 to 0.00001: identities, accuracies. Takes 0.8 MB.
+/// Counts ratios from 0 to 1, such as identities, with a precision of 0.00001. Takes 0.8 MB.
 class RatioCounts {
 public:
-    /// Bins below 1; the ratio 1 has a bin of its own behind them.
+    /// Bins for ratios below 1; the ratio 1 has its own bin after them.
     static constexpr std::size_t kBins = 100'000;
 
     RatioCounts() : bins(kBins + 1) {}
@@ -19,7 +19,7 @@ public:
         return static_cast<std::size_t>(part * static_cast<std::int64_t>(kBins) / whole);
     }
 
-    /// The ratio that stands for a bin: its middle.
+    /// The middle of a bin; 1 for the last one.
     static double RatioOf(std::size_t bin) {
         return bin == kBins ? 1.0 : (static_cast<double>(bin) + 0.5) / static_cast<double>(kBins);
     }
@@ -38,8 +38,7 @@ public:
     /// The counts by steps of 0.001, the ratio 1 in the last one: 1000 counts.
     std::vector<std::uint64_t> ByPerMille() const;
 
-    /// The counts by quality, -10 log10(1 - ratio), in steps of 0.5; all of 50 and more in the last one: 101
-    /// counts.
+    /// The counts by quality, -10 log10(1 - ratio), in steps of 0.5; the last one holds 50 and above: 101 counts.
     std::vector<std::uint64_t> ByQuality() const;
 
 private:

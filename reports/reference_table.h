@@ -13,27 +13,27 @@
 
 namespace Reports {
 
-/// What is counted per reference sequence.
+/// The counts of one reference sequence.
 struct Reference {
     std::string name;
-    std::int32_t length = 0;  ///< Bases; 0 where it is not known.
+    std::int32_t length = 0;  ///< Bases; 0 if unknown.
     std::uint64_t forward = 0;
     std::uint64_t reverse = 0;
-    std::uint64_t aligned = 0;  ///< Bases, as those below.
+    std::uint64_t aligned = 0;  ///< Bases, as are the three below.
     std::uint64_t correct = 0;
     std::uint64_t insertions = 0;
     std::uint64_t deletions = 0;
-    Breadth::Shares breadth{};  ///< Where the length is known.
+    Breadth::Shares breadth{};  ///< Set if the length is known.
 
     std::uint64_t Reads() const { return forward + reverse; }
 };
 
-/// The reference sequences of a run, found by what the summary calls them: the name, with "_rc" behind it for a hit on
-/// the reverse strand.
+/// The reference sequences of a run, looked up by their names in the summary: the sequence's name, with "_rc" appended
+/// for a hit on the reverse strand.
 ///
-/// A reference sequence's own name may end in "_rc". Names that the SAM files know decide: "x_rc" is the forward strand
-/// of "x_rc" if they know that name alone, and the reverse strand of "x" otherwise. If they know both, a row does not
-/// tell which one it is; it is counted as the reverse strand of "x", and AmbiguousNames tells of it.
+/// A reference sequence's own name may end in "_rc". The names in the SAM files decide: "x_rc" is the forward strand of
+/// "x_rc" if they contain "x_rc" but not "x", and the reverse strand of "x" otherwise. If they contain both, the row is
+/// ambiguous: it is counted as the reverse strand of "x", and AmbiguousNames lists the name.
 class ReferenceTable {
 public:
     struct Hit {
@@ -48,7 +48,7 @@ public:
     Reference& At(std::size_t position) { return references[position]; }
     const std::vector<Reference>& References() const { return references; }
 
-    /// Names met in the summary that mean either of two reference sequences.
+    /// Names in the summary that can mean either of two reference sequences.
     const std::vector<std::string>& AmbiguousNames() const { return ambiguous_names; }
 
 private:
@@ -62,11 +62,11 @@ private:
     bool IsInSamFiles(std::string_view name) const;
 
     std::vector<Reference> references;
-    std::size_t in_sam_files = 0;  // So many of them, the first ones, are from there.
-    std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> positions;  // By the own name.
+    std::size_t in_sam_files = 0;                                                   // The first ones, as many as this.
+    std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> positions;  // By the sequence's own name.
     std::unordered_map<std::string, Hit, Hash, std::equal_to<>> hits;               // By the summary's name.
     std::vector<std::string> ambiguous_names;
-    std::string last_genome;  // Rows that follow each other often name the same one.
+    std::string last_genome;  // Consecutive rows often name the same sequence.
     Hit last_hit{};
 };
 

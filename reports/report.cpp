@@ -34,7 +34,7 @@ std::string SummaryPath(const std::string& given) {
     return fs::is_directory(given, unknown) ? (fs::path(given) / Common::kSummaryFileName).string() : given;
 }
 
-// The parts of which a sample's name is made, the last one first.
+// The parts of the path for a sample's name, the last one first.
 std::vector<std::string> NameParts(const std::string& path) {
     std::error_code unknown;
     auto place = fs::absolute(path, unknown).lexically_normal();
@@ -78,7 +78,7 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
     const auto names = SampleNames(paths);
     const auto detail = DetailFor(paths.size());
     std::vector<Sample> samples;
-    std::vector<std::string> messages;  // After the progress display, which they would tear.
+    std::vector<std::string> messages;  // Printed after the progress display, which they would break up.
     Progress progress(paths, quiet);
     for (std::size_t i = 0; i < paths.size(); ++i) {
         try {
@@ -147,7 +147,7 @@ std::vector<std::string> SampleNames(const std::vector<std::string>& paths) {
 }
 
 int MakeReport(const Options& options) {
-    // A file that may not grow further is an error like a full disk, not the program's end.
+    // A file size limit is an error like a full disk; it must not kill the program.
     std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> paths;
     for (const auto& given : options.summaries) {

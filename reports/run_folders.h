@@ -5,8 +5,9 @@
 
 namespace Reports {
 
-/// The folders of the runs whose rows the summary in `folder` has, with `folder` in front of their names: itself, or,
-/// where it holds no log file, the folders in its folder "chunks", by name: a summary that was joined from theirs.
+/// The folders of the runs whose rows are in the summary in `folder`, as paths that begin with `folder`. This is
+/// `folder` itself if it contains a log file. Otherwise the summary was joined from those in the sub-folders of
+/// "chunks", which are returned sorted by name.
 std::vector<std::string> RunFolders(const std::string& folder);
 
 }  // namespace Reports

@@ -25,7 +25,7 @@ constexpr std::size_t kDateLength = kDateShape.size() - 1;
 constexpr std::string_view kDone = "Done in ";
 constexpr std::array<std::string_view, 4> kOptions = {"input path:", "save path:", "alignment ref.:", "min. coverage:"};
 
-// The next line, of which no more is kept than any record of interest has. False at the end.
+// Reads the next line, cut to the length of the longest record of interest. False at the end.
 bool NextLine(std::istream& stream, std::string& line) {
     line.resize(kLongestLine);
     stream.getline(line.data(), static_cast<std::streamsize>(line.size()));
@@ -55,7 +55,7 @@ std::string_view WithoutBlanks(std::string_view text) {
     return text;
 }
 
-// The whole number between two texts; nothing if there is another text.
+// The whole number between two texts; nothing if `text` has another form.
 std::optional<std::uint64_t> NumberBetween(std::string_view before, std::string_view text, std::string_view behind) {
     std::uint64_t number = 0;
     if (!text.starts_with(before) || !text.ends_with(behind) || text.size() < before.size() + behind.size()) {
@@ -89,8 +89,8 @@ private:
         const auto severity = line.substr(mark + 1, end - mark - 1);
         const auto message = line.substr(end + 2);
         if (severity == "message" && message.starts_with(Common::kLoggedBanner)) {
-            // Errors about output files may stand in front of the banner. Behind an earlier run that was killed,
-            // nothing tells which run they are of.
+            // Errors about output files may precede the banner. After an earlier run that was killed, they cannot be
+            // assigned to either run.
             run = run.version.empty() || run.is_finished ? std::move(behind_end) : RunLog();
             behind_end = {};
             run.version = message.substr(Common::kLoggedBanner.size());
@@ -131,7 +131,7 @@ private:
         }
     }
 
-    // A line behind the banner's first one.
+    // A line of the banner after its first.
     void TakeOption(std::string_view line) {
         for (const auto option : kOptions) {
             if (line.starts_with(option)) {

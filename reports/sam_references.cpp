@@ -41,7 +41,7 @@ std::vector<std::string> SamFiles(const std::string& folder, std::vector<std::st
     return files;
 }
 
-// The header lines within the file's beginning.
+// The header lines at the beginning of the file.
 std::string Head(std::ifstream& stream) {
     std::string head(kHead, '\0');
     stream.read(head.data(), static_cast<std::streamsize>(head.size()));

@@ -57,7 +57,7 @@ void Sample::Add(const SummaryRow& row) {
     lengths.Add(row.aligned);
     AddToReference(row);
     if (aligned == 0) {
-        return;  // It has no identity.
+        return;  // Without aligned bases there is no identity.
     }
     const auto bin = RatioCounts::BinOf(row.correct, row.aligned);
     identities.Add(row.correct, row.aligned);

@@ -19,15 +19,15 @@
 
 namespace Reports {
 
-/// How fine the figures are that a page shows of one sample.
+/// The resolution of one sample's figures on the page.
 struct Detail {
     std::size_t table_rows = 1000;  ///< Rows of the table of reference sequences.
     std::size_t depth_bins = 400;   ///< Bins of each depth profile.
     std::size_t grid_cells = 3000;  ///< Cells of a heat map.
 };
 
-/// All that is counted over the rows of one summary. Its size depends on the number of reference sequences, but
-/// not on that of rows.
+/// The counts over all rows of one summary. Memory grows with the number of reference sequences, but not with that of
+/// the rows.
 class Sample {
 public:
     /// Bins of the identity-by-length grid: 10 for each power of ten of the length, 200 for the identity.
@@ -41,28 +41,28 @@ public:
 
     void Add(const SummaryRow& row);
 
-    /// To be called behind the last row: fills in the breadth, and gives back the memory that it needs.
+    /// Call after the last row: computes the breadth and frees the memory needed for it.
     void End();
 
-    /// The depth along the reference sequence at this position of References; null if it is not one of the
+    /// The depth profile of the reference sequence at this position in References; null unless it is one of the
     /// 24 longest.
     const DepthProfile* DepthOf(std::size_t reference) const;
 
-    /// Mean depth: aligned bases per base of the reference sequences of known length; negative if none is known.
+    /// Mean depth: aligned bases per base of the reference sequences of known length; negative if no length is known.
     double MeanDepth() const;
 
-    /// The breadth of the reference sequences of known length together; nothing if none is known.
+    /// The breadth over all reference sequences of known length; nothing if no length is known.
     std::optional<Breadth::Shares> TotalBreadth() const;
 
     std::string name;
-    std::string folder;  ///< In which the summary lies.
+    std::string folder;  ///< Folder of the summary.
     RunFacts run;
-    std::vector<std::string> warnings;  ///< Found out while counting; for the page too.
+    std::vector<std::string> warnings;  ///< From counting; the page shows them too.
 
     std::uint64_t reads = 0;
     std::uint64_t unmapped = 0;
     std::uint64_t rejected = 0;
-    std::uint64_t aligned_bases = 0;  ///< Base to base: insertions and deletions do not count.
+    std::uint64_t aligned_bases = 0;  ///< Bases aligned to a base, without insertions and deletions.
     std::uint64_t correct = 0;
     std::uint64_t insertions = 0;
     std::uint64_t deletions = 0;
@@ -73,9 +73,9 @@ public:
     CountGrid identity_by_length;
     CountGrid indels;
     ReferenceTable references;
-    std::uint64_t too_short_references = 0;  ///< An alignment ends behind their end: their length is forgotten.
-    std::int32_t longest_exact = 0;          ///< The breadth of sequences of this length and below is exact.
-    std::int32_t breadth_step = 1;           ///< In the longest sequence, every n-th position is looked at.
+    std::uint64_t too_short_references = 0;  ///< Their length is dropped, since an alignment ends beyond it.
+    std::int32_t longest_exact = 0;          ///< The breadth of sequences of at most this length is exact.
+    std::int32_t breadth_step = 1;           ///< Distance between sampled positions in the longest sequence.
     Detail detail;
 
     std::uint64_t Aligned() const { return reads - unmapped - rejected; }
@@ -87,8 +87,8 @@ private:
     Breadth breadth;
 };
 
-/// Counts the rows of the summary at `path`, with what lies beside it: SAM files and log file. `progress` is told
-/// how many bytes are read, every now and then. Throws std::runtime_error as SummaryReader does.
+/// Counts the rows of the summary at `path`, and reads the SAM files and the log file beside it. Calls `progress` from
+/// time to time with the number of bytes read. Throws std::runtime_error as SummaryReader does.
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
                    const std::function<void(std::uint64_t)>& progress);
 

@@ -6,12 +6,10 @@
 
 namespace Reports {
 
-/// Text of a file as a message shows it: in quotes, 40 characters at most, and without what a terminal takes for a
-/// command.
+/// Text from a file for a message: in quotes, at most 40 characters, without terminal control sequences.
 std::string Shown(std::string_view text);
 
-/// A message of a log file for a terminal: in one line, 300 characters at most, and without what a terminal takes for a
-/// command.
+/// A message from a log file for a terminal: one line, at most 300 characters, without terminal control sequences.
 std::string ShownMessage(std::string_view text);
 
 /// "1 read", "2 reads".

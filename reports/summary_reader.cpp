@@ -31,10 +31,10 @@ enum Column : std::size_t {
 };
 static_assert(kColumns == Common::kSummaryColumns.size());
 
-// Names of references may be long, but not that long: something else is being read.
+// Names of reference sequences may be long, but not that long: the file is not a summary.
 constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
 
-// Six significant digits of a float: what the aligner writes of a part of one.
+// The aligner writes a ratio with the six significant digits of a float.
 constexpr double kRatioTolerance = 2e-6;
 
 std::string Name(std::size_t column) {

@@ -9,13 +9,13 @@
 
 namespace Reports {
 
-/// One row of an alignment summary, checked. Of a read that is not aligned all figures are -1, but for the start.
+/// One checked row of an alignment summary. All figures of an unaligned read are -1, except for the start.
 struct SummaryRow {
-    /// Name of the reference sequence, with "_rc" behind it for the reverse strand; "*" where nothing is
-    /// aligned. Valid until the next row is read.
+    /// Name of the reference sequence, with "_rc" appended for the reverse strand; "*" for an unaligned read.
+    /// Valid until the next row is read.
     std::string_view genome;
     std::int32_t genome_start = -1;  ///< Counted from 1; -1: unmapped; 0: rejected.
-    std::int32_t genome_end = -1;    ///< Behind the last aligned position.
+    std::int32_t genome_end = -1;    ///< Counted from 1: the position after the last aligned one.
     std::int32_t insertions = -1;    ///< Bases.
     std::int32_t deletions = -1;     ///< Bases.
     std::int32_t aligned = -1;       ///< Bases aligned to a base.
@@ -25,19 +25,19 @@ struct SummaryRow {
     bool IsRejected() const { return genome_start == 0; }
 };
 
-/// Reads alignment_summary.txt row by row, at the speed of a copy, in a buffer that only a long line makes
-/// grow. What is no summary, or a damaged one, is refused with a std::runtime_error "<path>: line <number>:
-/// <what is wrong>". Not synchronised.
+/// Reads alignment_summary.txt row by row, about as fast as it can be copied, into a buffer that grows only for a long
+/// line. Throws std::runtime_error "<path>: line <number>: <what is wrong>" if the file is damaged or not a summary.
+/// Not synchronised.
 class SummaryReader {
 public:
-    /// Opens the file and checks its header line. `block`: bytes read at a time, as long as no line is longer.
+    /// Opens the file and checks its header line. Reads `block` bytes at a time, or more for a longer line.
     explicit SummaryReader(const std::string& path, std::size_t block = std::size_t{1} << 20U);
 
-    /// Reads the next row. False at the end. A last line without a line feed is what an interrupted run
-    /// leaves: it is not read.
+    /// Reads the next row. False at the end. Does not return a last line without a line feed, which is what an
+    /// interrupted run leaves.
     bool Next(SummaryRow& row);
 
-    /// At the end: the number of a last line without a line feed, which was left out; 0 if there is none.
+    /// At the end: the number of the last line if it has no line feed and was left out; otherwise 0.
     std::uint64_t HalfLine() const { return half_line; }
 
     std::uint64_t BytesRead() const { return lines.BytesRead(); }
