@@ -38,7 +38,7 @@ public:
             return findings;
         }
         if (!input.folder.empty() && run.input_path->empty()) {
-            findings.push_back("the run read a list of files, so please give that list in place of " + input.folder);
+            findings.push_back("the run read a list of files, so give that list instead of " + input.folder);
             return findings;
         }
         NameFiles();
@@ -72,7 +72,7 @@ public:
 private:
     void Append(const std::vector<std::string>& more) { findings.insert(findings.end(), more.begin(), more.end()); }
 
-    // The log names the files as the aligner found them, which need not be how the folder is named here.
+    // The log names the files by the run's path of the folder, which may differ from the path given here.
     void NameFiles() {
         auto base = *run.input_path;
         if (base.size() > 1 && base.back() == '/') {
@@ -90,14 +90,14 @@ private:
         for (const auto& name : names) {
             ++times[name];
         }
-        std::map<std::string, std::string> owners;  // Of SAM files.
+        std::map<std::string, std::string> owners;  // By SAM file.
         for (const auto& name : names) {
             const auto count = std::exchange(times[name], 0);
             if (count == 0) {
                 continue;
             }
             if (count > 1) {
-                findings.push_back(name + ": named " + std::to_string(count) + " times");
+                findings.push_back(name + ": listed " + std::to_string(count) + " times");
             }
             const auto [owner, is_new] = owners.emplace(SamName(name, *run.input_path), name);
             if (!is_new) {
@@ -113,7 +113,7 @@ private:
     }
 
     void CompareFiles() {
-        std::map<std::string, const LoggedFile*> last_users;  // Of SAM files.
+        std::map<std::string, const LoggedFile*> last_users;  // By SAM file.
         for (const auto& logged : run.files) {
             last_users[SamName(logged.file, *run.input_path)] = &logged;
         }
@@ -143,8 +143,8 @@ private:
     const InputList input;
     const RunLog run;
     std::vector<std::string> findings;
-    std::vector<std::string> names;            // Of the input files, as the log has them.
-    std::map<std::string, std::string> paths;  // Where to find them, by name.
+    std::vector<std::string> names;            // Of the input files, as in the log.
+    std::map<std::string, std::string> paths;  // Their paths, by name.
 };
 
 }  // namespace

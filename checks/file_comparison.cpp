@@ -13,7 +13,7 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// The input is read so many reads ahead of the SAM file, more than can be on the aligner's threads at once.
+// Number of reads by which the input is read ahead of the SAM file: more than the aligner has in work at once.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    // Reads on until `count` reads have been read.
+    // Reads the input up to `count` reads.
     void ReadInput(std::uint64_t count) {
         if (!told || input_ended) {
             return;
@@ -105,7 +105,7 @@ private:
             all.summary.Expect(read.name, read.cells, "");
             return;
         }
-        // The record of a rejected read has no sequence, nor has that of a read without bases.
+        // Rejected reads and reads without bases have a record without a sequence.
         static const auto kNoBases = DigestOf("");
         const bool without_bases = reads.Expects(read.name, kNoBases);
         const bool with_bases = reads.ExpectsOther(read.name, kNoBases);
@@ -167,7 +167,7 @@ private:
             }
         };
         tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
-        tell(Kind::surplus, sam + " holds ", ", which the file does not hold or not so often",
+        tell(Kind::surplus, sam + " holds ", ", which the file does not contain, or fewer times",
              "more reads are in " + sam + " only");
         tell(Kind::altered, "", " has another sequence in " + sam, "more reads have another sequence in " + sam);
     }
@@ -181,7 +181,7 @@ private:
     ReadBalance reads;
     std::uint64_t sam_reads = 0;
     bool input_ended = false;
-    bool input_whole = false;  // It could be read to its end.
+    bool input_whole = false;  // It was read to the end.
     bool sam_whole = false;
 };
 

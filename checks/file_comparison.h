@@ -15,33 +15,33 @@
 
 namespace Checks {
 
-/// Compares input files, what the log tells of them, their SAM files and the summary. Memory does not grow with the
-/// number of reads or files, but with the findings. Not synchronised.
+/// Compares the input files, their log records, their SAM files and the summary. Memory grows with the number of
+/// findings, but not with that of reads or files. Not synchronised.
 class FileComparison {
 public:
-    /// `done`: the run came to its end, so that the rows of the summary are its own.
+    /// `done`: the run finished, so the rows of the summary are from this run.
     FileComparison(const std::string& summary, bool done);
 
     struct Paths {
-        std::optional<std::string> input;  ///< None for a file that is in the log only: nothing is told of it.
+        std::optional<std::string> input;  ///< Unset for a file that only the log names: it gets no findings.
         std::string sam;
-        bool sam_is_its_own = true;  ///< False if another input file has replaced it later.
+        bool sam_is_its_own = true;  ///< False if another input file replaced it later.
     };
 
-    /// The files of the log, in its order.
+    /// Call for each file of the log, in its order.
     void Compare(const LoggedFile& logged, const Paths& paths);
 
-    /// A file of the input that is not in the log.
+    /// Adds a file of the input that is not in the log.
     void AddUnfinished(const std::string& input) { Add(input, "not finished"); }
 
-    /// To be called last. Returns all findings.
+    /// Call last. Returns all findings.
     std::vector<std::string> Finish(std::optional<std::uint64_t> logged_rows);
 
 private:
     class OneFile;
     struct HeaderUse {
         std::uint64_t files = 0;
-        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM file of some of them.
+        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM files of the first ones.
     };
 
     void Add(const std::string& path, const std::string& finding) { findings.push_back(path + ": " + finding); }
@@ -52,7 +52,7 @@ private:
     SamHeaders headers;
     LibraryWarnings warnings;
     std::vector<std::string> findings;
-    std::set<std::string> told;                    // Names of reads, see SummaryComparison.
+    std::set<std::string> told;                    // Names of reads already reported, see SummaryComparison.
     std::map<std::string, HeaderUse> header_uses;  // By digest of the header.
 };
 

@@ -12,7 +12,7 @@ namespace Checks {
 
 InputReads::InputReads(const std::string& path) : path(path) {
     struct stat status {};
-    // Opening a pipe would wait for somebody to write into it.
+    // Opening a pipe would block until a writer opens it.
     if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
         throw InputError("not a regular file", path);
     }
@@ -28,7 +28,7 @@ InputReads::InputReads(const std::string& path) : path(path) {
     });
 }
 
-// Turns what the readers throw into an InputError.
+// Turns the readers' exceptions into InputError.
 void InputReads::Guard(const std::function<void()>& read) const {
     try {
         read();
@@ -86,7 +86,7 @@ bool InputReads::NextFastq() {
 }
 
 std::string_view InputReads::Name() const {
-    // The aligner cuts the identifier, which ends at a blank, at other white space, too.
+    // The identifier ends at a blank, but the aligner also cuts it at other white space.
     const auto end = title.find_first_of(" \t\n\v\f\r", 1);
     return std::string_view(title).substr(1, end == std::string::npos ? end : end - 1);
 }

@@ -15,31 +15,31 @@
 
 namespace Checks {
 
-/// Why an input file cannot be read on. The text does not name the file.
+/// Reading an input file failed. The text gives the reason without the file's name.
 struct InputError : std::runtime_error {
     InputError(const std::string& reason, const std::string& logged) : std::runtime_error(reason), logged(logged) {}
-    std::string logged;  ///< What the aligner's log says when it meets the same.
+    std::string logged;  ///< What the aligner logs for the same error.
 };
 
-/// The reads of one input file by the rules of the aligner, whose readers it shares. Not synchronised.
+/// Reads one input file by the aligner's rules, with its readers. Not synchronised.
 class InputReads {
 public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record; four blank lines are none. False at the end. Throws InputError for a record that the
-    /// aligner refuses and for a file that cannot be read on; do not call it again then.
+    /// Reads the next record; four blank lines are not a record. False at the end. Throws InputError for a record that
+    /// the aligner refuses, or if reading fails; do not call it again after that.
     bool Next();
 
-    /// False where the title of the record read last holds no identifier: the aligner skips it with an error.
+    /// False if the title of the last record has no identifier: the aligner skips such a read with an error.
     bool HasName() const { return title.size() > 1; }
-    /// The name that the aligner gives that read in its tables.
+    /// The name of that read in the aligner's summary.
     std::string_view Name() const;
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
 
-    /// Records so far.
+    /// Number of records so far.
     std::uint64_t Count() const { return count; }
-    /// At the end: a further record begins there and is cut short.
+    /// At the end: true if the file ends inside a further record.
     bool EndsInsideRecord() const { return cut; }
 
 private:

@@ -6,8 +6,8 @@
 
 namespace Checks {
 
-/// Collects the warnings and errors that the libraries below log while it lives, in place of their printing them.
-/// One at a time.
+/// During its lifetime, collects the warnings and errors that the folders below log, instead of printing them. Only one
+/// object may exist at a time.
 class LibraryWarnings {
 public:
     LibraryWarnings();

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char kUsage[] =
     "Usage:\n\n  tavik_check [options] <input> <save folder>\n\n"
-    "Tells whether a run of tavik_aligner lost a file or a read, and whether its output\n"
+    "Checks whether a run of tavik_aligner lost a file or a read, and whether its output\n"
     "files agree with the input and with each other.\n\n"
     "<input> is what the run read: the input folder, a file with the list of read files,\n"
     "or - for a list on standard input.\n\n";
@@ -30,8 +30,8 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     std::int64_t allowed = 0;
     po::options_description visible("Options");
     visible.add_options()  //
-        ("recursive,r", po::bool_switch(&options.recursive), "The run looked into sub-folders too.")
-        // The text stands on a line of its own, the option being long.
+        ("recursive,r", po::bool_switch(&options.recursive), "The run searched sub-folders too.")
+        // The option is so long that its text begins on the next line.
         ("allow-failed-reads", po::value(&allowed)->value_name("N"),
          "Up to N reads may have failed with an error in the log (default: 0).")  //
         ("table", po::value(&options.table)->value_name("FILE"),

@@ -8,7 +8,7 @@ namespace Checks {
 
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
-inline constexpr int kLost = 1;         ///< Or no run took place.
+inline constexpr int kLost = 1;         ///< Something was lost, or no run took place.
 inline constexpr int kCannotCheck = 2;  ///< Wrong options, or a file of the command line cannot be read or written.
 
 /// What the command line asks for.
@@ -17,11 +17,11 @@ struct Options {
     std::string save_folder;  ///< Of the run.
     bool recursive = false;
     std::uint64_t allowed_failed_reads = 0;
-    std::string table;  ///< File to write; empty: none.
+    std::string table;  ///< Path of the table to write; empty: no table.
 };
 
-/// The options, or the exit status where there is nothing to do: kNothingLost after help, which goes to standard
-/// output, kCannotCheck after wrong options, which are told on standard error.
+/// The options, or the exit status if there is nothing to do: kNothingLost after help on standard output, kCannotCheck
+/// after wrong options, with a message on standard error.
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace Checks

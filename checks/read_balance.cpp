@@ -44,7 +44,7 @@ void ReadBalance::Added() {
 
 void ReadBalance::Settle(Groups::iterator group) {
     auto& [expected, found, found_any, excused] = group->second;
-    // Where a name is excused, it stays open until the end which of its reads was meant.
+    // If a read of this name is excused, only the end shows which one.
     if (!found.empty() || excused != 0 || expected.size() != found_any.size()) {
         return;
     }

@@ -10,44 +10,44 @@
 
 namespace Checks {
 
-/// Compares two series of reads, whatever the order of each. A read is its name and a content that the other side
-/// must have too. What has found its partner is forgotten, so memory holds what one side is ahead of the other by, and
-/// the differences. Names may stand in a series any number of times. Not synchronised.
+/// Compares two series of reads in any order. A read is a name and a content, both of which must match. Matched reads
+/// are dropped, so memory holds only the differences and the reads by which one series is ahead of the other. A name
+/// may occur in a series any number of times. Not synchronised.
 class ReadBalance {
 public:
-    /// What one side has and the other has not.
+    /// A read that only one series has, or whose content differs.
     struct Difference {
         enum class Kind { missing, surplus, altered };
         Kind kind;
         std::string name;
         std::string expected;  ///< Content; empty if surplus.
         std::string found;     ///< Content; empty if missing.
-        std::uint64_t line;    ///< Of the series that was found; if missing, of the expected one.
+        std::uint64_t line;    ///< In the found series; if missing, in the expected one.
     };
 
     /// Adds a read to the expected series.
     void Expect(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read to the series that was found.
+    /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read whose content is not known. Exact as long as the expected series is ahead of the other one by more
-    /// reads than may have changed their order.
+    /// Adds a read of unknown content to the found series. The result is exact as long as the expected series is
+    /// further ahead than any read can be out of order.
     void FindAnyContent(std::string_view name, std::uint64_t line);
-    /// One read of that name need not be found. To be called before the name is expected.
+    /// Allows one read of that name to be missing. Call before the name is expected.
     void Excuse(std::string_view name);
 
-    /// True when `content` is that of a read of that name which is expected and not found so far.
+    /// True if a read of that name and content is expected and not found yet.
     bool Expects(std::string_view name, std::string_view content) const;
-    /// True when a read of that name with another content is.
+    /// True if a read of that name with another content is expected and not found yet.
     bool ExpectsOther(std::string_view name, std::string_view content) const;
 
-    /// True when there are so many differences that they are no longer kept.
+    /// True if there were too many differences to keep.
     bool Overflowed() const { return overflowed; }
-    /// How many reads were found as expected.
+    /// Number of reads found as expected.
     std::uint64_t Matched() const { return matched; }
-    /// The differences so far, by line; none once overflowed.
+    /// The differences so far, by line; empty if Overflowed.
     std::vector<Difference> Differences() const;
 
-    /// Words the first three differences of a kind, and how many more there are: "N `more`".
+    /// Texts of the first three differences of a kind, then the number of the others: "N `more`".
     static std::vector<std::string> Word(const std::vector<Difference>& differences, Difference::Kind kind,
                                          const std::function<std::string(const Difference&)>& word,
                                          const std::string& more);
@@ -60,7 +60,7 @@ private:
     struct Group {  // The reads of one name.
         std::vector<Item> expected;
         std::vector<Item> found;
-        std::vector<std::uint64_t> found_any;  // Lines of reads that may be any of the expected ones.
+        std::vector<std::uint64_t> found_any;  // Lines of reads of unknown content.
         std::size_t excused = 0;
     };
     struct Hash {
@@ -76,7 +76,7 @@ private:
     static void AddDifferences(const std::string& name, const Group& group, std::vector<Difference>& differences);
 
     Groups groups;
-    Groups::node_type spare;  // Kept to reuse its memory: most reads come and go one by one.
+    Groups::node_type spare;  // Its memory is reused: most groups live for one read only.
     std::size_t kept = 0;     // Items in all groups.
     std::uint64_t matched = 0;
     bool overflowed = false;

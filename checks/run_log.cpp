@@ -24,7 +24,7 @@ struct LogRecord {
     std::string text;  // May have several lines.
 };
 
-// 0 stands for a digit.
+// In `form`, 0 matches any digit.
 bool HasForm(std::string_view text, std::string_view form) {
     return text.size() >= form.size() &&
            std::equal(form.begin(), form.end(), text.begin(), [](char expected, char letter) {
@@ -32,8 +32,7 @@ bool HasForm(std::string_view text, std::string_view form) {
            });
 }
 
-// Takes the first line of a record apart: date and time, perhaps where it comes from, the severity in brackets, the
-// text.
+// Splits the first line of a record: date and time, an optional source, the severity in brackets, the text.
 bool BeginsRecord(const std::string& line, LogRecord& record) {
     static constexpr std::array<std::string_view, 6> kSeverities = {"trace", "verbose", "message",
                                                                     "info",  "warning", "error"};
@@ -74,7 +73,7 @@ void TakeFailedRead(std::string_view text, LoggedFile& file) {
     }
     text.remove_prefix(Common::kLoggedReadError.size());
     if (!text.starts_with(kNoName)) {
-        // An identifier holds no blank. Behind it stands ":" or "." and a blank.
+        // An identifier contains no blank and is followed by ":" or "." and a blank.
         file.failed_names.emplace_back(text.substr(0, text.find(' ') - 1));
     }
 }
@@ -124,12 +123,12 @@ void Take(const LogRecord& record, RunLog& run) {
     }
 }
 
-// Runs into one folder that begin in the same second share a log file: the last one counts.
+// Runs with the same folder that begin in the same second share a log file; the last one counts.
 class NewestRun {
 public:
     void Add(const LogRecord& record) {
         if (run.done && !IsBanner(record)) {
-            after_end.push_back(record);  // Of this run, or of the next one, in front of its banner.
+            after_end.push_back(record);  // Of this run, or of the next one before its banner.
             return;
         }
         if (IsBanner(record) && run.input_path) {
@@ -193,7 +192,7 @@ RunLog ReadRunLog(const std::string& save_folder) {
     auto run = newest.End();
     run.path = path;
     if (!run.done) {
-        run.findings.push_back(path + ": the run did not come to its end");
+        run.findings.push_back(path + ": the run did not finish");
     }
     return run;
 }

@@ -11,7 +11,7 @@ namespace Checks {
 
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{1} << 18U;  // Stays in the processor's cache.
+constexpr std::size_t kBlock = std::size_t{1} << 18U;  // Small enough to stay in the cache.
 constexpr std::size_t kLongestLine = std::size_t{2} << 30U;
 
 constexpr std::string_view kName = "@SQ\tSN:";
@@ -102,7 +102,7 @@ bool SamFile::Next(SamRead& read) {
         Refuse("longer than 2 GiB");
     }
     if (supplementary_due != 0) {
-        throw std::runtime_error("read '" + name + "' has other supplementary records than its tag SA tells");
+        throw std::runtime_error("read '" + name + "' has other supplementary records than its tag SA lists");
     }
     return true;
 }
@@ -110,7 +110,7 @@ bool SamFile::Next(SamRead& read) {
 void SamFile::TakeFirst(SamRead& read) {
     pending = false;
     if (record.IsFurther()) {
-        Refuse("a further record of a read whose first record is missing");
+        Refuse("a secondary or supplementary record of a read without a first record");
     }
     name = record.name;
     supplementary_due = std::count(record.other_supplementary.begin(), record.other_supplementary.end(), ';');
@@ -135,7 +135,7 @@ void SamFile::TakeFirst(SamRead& read) {
 void SamFile::TakeFurther() {
     pending = false;
     if (record.name != name) {
-        Refuse("a further record of another read than the one in front of it");
+        Refuse("a secondary or supplementary record of another read than the record before it");
     }
     if (!record.IsSupplementary()) {
         return;
@@ -149,7 +149,7 @@ void SamFile::TakeFurther() {
     }
     if (clip < 0 || clip > static_cast<std::int64_t>(sequence.size()) ||
         sequence.compare(static_cast<std::size_t>(clip), part.size(), part) != 0) {
-        Refuse("SEQ is not that part of the read which CIGAR leaves");
+        Refuse("SEQ is not the part of the read that CIGAR leaves unclipped");
     }
 }
 

@@ -11,14 +11,14 @@
 
 namespace Checks {
 
-/// The "@SQ" lines of SAM files; those of the file read last are kept, since the files of a run have the same.
+/// The "@SQ" lines of the last SAM file read. They are kept because all files of a run have the same ones.
 class SamHeaders {
 public:
-    /// Reads header lines. Throws std::runtime_error for lines that are no "@SQ" lines.
+    /// Reads header lines. Throws std::runtime_error for a line that is not an "@SQ" line.
     void Read(const std::string& lines);
 
     const ReferenceLengths& References() const { return references; }
-    /// Stands for the text of the lines read last.
+    /// Digest of the lines read last.
     const std::string& Digest() const { return digest; }
 
 private:
@@ -26,18 +26,18 @@ private:
     std::string digest;
 };
 
-/// One read of a SAM file: its first record, the other ones having been checked.
+/// The first record of a read in a SAM file; its other records have been checked.
 struct SamRead {
     std::string name;
-    std::string digest;  ///< Of the read's sequence in its own direction; empty if the record does not give it.
-    std::string cells;   ///< What SummaryCells makes of the record.
+    std::string digest;  ///< Of the sequence in the read's direction; empty if the record has no sequence.
+    std::string cells;   ///< SummaryCells of the record.
     std::uint64_t line = 0;
 };
 
 /// Reads a SAM file read by read. Not synchronised.
 class SamFile {
 public:
-    /// Opens the file and reads its header. Throws std::runtime_error with the reason, without the file's name; so does
+    /// Opens the file and reads its header. Throws std::runtime_error with the reason, without the file's name, as does
     /// Next.
     SamFile(const std::string& path, SamHeaders& headers);
 
@@ -55,10 +55,10 @@ private:
     std::unique_ptr<Common::LineReader> lines;
     std::string_view line;
     SamRecord record;      // Of `line`.
-    bool pending = false;  // The record has been read and not been taken.
+    bool pending = false;  // The record has been read but not used yet.
     // Of the read that is being read.
     std::string name;
-    std::string sequence;  // In its own direction.
+    std::string sequence;  // In the read's direction.
     std::int64_t supplementary_due = 0;
 };
 

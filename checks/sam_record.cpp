@@ -31,7 +31,7 @@ bool IsPrintable(std::string_view text) {
     return bad == 0;
 }
 
-// The columns from the second to the eleventh and, as the last one, the tags.
+// Columns 2 to 11, then the tags as one text.
 std::array<std::string_view, 11> Columns(std::string_view rest) {
     std::array<std::string_view, 11> columns;
     for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -39,7 +39,7 @@ std::array<std::string_view, 11> Columns(std::string_view rest) {
         columns.at(i) = rest.substr(0, tab);
         if (tab == std::string_view::npos) {
             if (i + 2 < columns.size()) {
-                Refuse(std::to_string(i + 2) + " columns in place of 11 or more");
+                Refuse(std::to_string(i + 2) + " columns instead of 11 or more");
             }
             break;
         }
@@ -55,9 +55,9 @@ SamRecord SamRecord::Parse(std::string_view line, const ReferenceLengths& refere
     const auto tab = std::min(line.find('\t'), line.size());
     record.name = line.substr(0, tab);
     const auto rest = line.substr(std::min(tab + 1, line.size()));
-    // A name may hold whatever it holds in the input, but for NUL, where the aligner's texts end.
+    // A name may contain any byte that it has in the input, except NUL, which ends the aligner's texts.
     if (record.name.find('\0') != std::string_view::npos || !IsPrintable(rest)) {
-        Refuse("a byte that no SAM record holds");
+        Refuse("a byte that is not allowed in a SAM record");
     }
     if (record.name.empty()) {
         Refuse("a record without a name");
@@ -72,7 +72,7 @@ SamRecord SamRecord::Parse(std::string_view line, const ReferenceLengths& refere
     }
     const auto quality = Number(mapq, "MAPQ");
     if (quality < 0 || quality > 255 || rnext != "*" || pnext != "0" || tlen != "0" || qual != "*" || seq.empty()) {
-        Refuse("columns that the aligner does not write so");
+        Refuse("values that the aligner does not write");
     }
     record.ReadTags(tags);
     if (record.IsMapped()) {
@@ -112,7 +112,7 @@ void SamRecord::ReadCigar(std::string_view cigar) {
                 leading_clip = first ? length : leading_clip;
                 break;
             default:
-                Refuse("CIGAR holds another operation than H, S, I, D and M");
+                Refuse("CIGAR has an operation other than H, S, I, D and M");
         }
     }
 }
@@ -125,7 +125,7 @@ void SamRecord::ReadTags(std::string_view tags) {
         const auto tag = tags.substr(0, tab);
         if (tag.size() < 6 || tag[2] != ':' || tag[4] != ':' ||
             (tab != std::string_view::npos && tab + 1 == tags.size())) {
-            Refuse("a tag that is none");
+            Refuse("a malformed tag");
         }
         const auto value = tag.substr(5);
         if (tag.starts_with("NM:")) {
@@ -177,7 +177,7 @@ std::string SummaryCells(const SamRecord& first) {
                               first.aligned, correct}) {
         append(number);
     }
-    // As the aligner reckons and writes them: single precision, six digits.
+    // As the aligner computes and writes them: single precision, six digits.
     append(static_cast<float>(correct) / static_cast<float>(first.aligned), std::chars_format::general, 6);
     append(static_cast<float>(correct) / static_cast<float>(all), std::chars_format::general, 6);
     append(first.score);

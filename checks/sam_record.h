@@ -13,7 +13,7 @@ using ReferenceLengths = std::unordered_map<std::string, std::int64_t>;
 /// One line of a SAM file as the aligner writes it, checked against the rules of the format and those of the aligner.
 /// The texts are parts of the line.
 struct SamRecord {
-    /// Takes the line apart. Throws std::runtime_error with the reason where a rule is broken.
+    /// Parses the line. Throws std::runtime_error with the reason if it breaks a rule.
     static SamRecord Parse(std::string_view line, const ReferenceLengths& references);
 
     bool IsFurther() const { return (flag & 0x900U) != 0; }  ///< A secondary or supplementary record.
@@ -24,8 +24,8 @@ struct SamRecord {
     std::string_view name;
     std::uint32_t flag = 0;
     std::string_view reference;
-    std::int64_t position = 0;  ///< From 1; 0 for an unmapped read.
-    std::string_view sequence;  ///< "*": none is given.
+    std::int64_t position = 0;  ///< Counted from 1; 0 for an unmapped read.
+    std::string_view sequence;  ///< "*" if the record has no sequence.
     /// The sums of the lengths in the CIGAR, in bases, and its first and last operation where that clips.
     std::int64_t aligned = 0;
     std::int64_t insertions = 0;
@@ -42,10 +42,10 @@ private:
     void CheckMapped(const ReferenceLengths& references) const;
 };
 
-/// The columns of the read's summary row behind its name, a tab in front of each.
+/// The columns of the read's summary row after its name, each preceded by a tab.
 std::string SummaryCells(const SamRecord& first);
 
-/// The same for a read that is rejected, and for one that is not aligned.
+/// The same for a rejected and for an unmapped read.
 inline constexpr std::string_view kRejectedCells = "\t*\t0\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1";
 inline constexpr std::string_view kUnmappedCells = "\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1";
 

@@ -22,8 +22,8 @@ std::string DigestOf(std::string_view sequence) {
 
 void ReverseComplement(std::string& sequence) {
     std::reverse(sequence.begin(), sequence.end());
-    // The codes of A and T differ in 0x15, those of C and G in 0x04; bit 0x02 is set in C and G alone. No look-up and
-    // no branch, so that the compiler takes many letters at a time.
+    // The codes of A and T differ in 0x15, those of C and G in 0x04; bit 0x02 is set in C and G only. Without a
+    // look-up or branch, the compiler can vectorise the loop.
     for (char& letter : sequence) {
         const auto code = static_cast<unsigned char>(letter);
         letter = static_cast<char>(code ^ ((code & 0x02U) != 0 ? 0x04U : 0x15U));

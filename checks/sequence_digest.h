@@ -5,11 +5,11 @@
 
 namespace Checks {
 
-/// Eight bytes that stand for a sequence; U counts as T, as the aligner writes it.
+/// An eight-byte digest of a sequence; U counts as T, since the aligner writes T.
 std::string DigestOf(std::string_view sequence);
 
-/// Replaces the sequence by that of the other strand. Other letters than A, C, G and T become any others, and two
-/// different texts never become the same one.
+/// Replaces the sequence by its reverse complement. Letters other than A, C, G and T become arbitrary ones, but
+/// different texts always give different results.
 void ReverseComplement(std::string& sequence);
 
 }  // namespace Checks

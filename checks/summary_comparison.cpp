@@ -22,7 +22,7 @@ std::string Header() {
     return header;
 }
 
-// What stands behind the first `skipped` tabs, up to the next one.
+// The text between the first `skipped` tabs and the next one.
 std::string_view Cell(std::string_view cells, std::size_t skipped) {
     for (; skipped > 0; --skipped) {
         cells.remove_prefix(cells.find('\t') + 1);
@@ -142,7 +142,7 @@ std::string SummaryComparison::Tell(const ReadBalance::Difference& difference) c
     }
     const auto columns = 1 + std::count(difference.found.begin(), difference.found.end(), '\t');
     if (columns != std::ptrdiff_t{Common::kSummaryColumns.size()}) {
-        return line + Plural(static_cast<std::uint64_t>(columns), "column") + " in place of 13";
+        return line + Plural(static_cast<std::uint64_t>(columns), "column") + " instead of 13";
     }
     std::size_t column = 1;
     while (Cell(difference.found, column) == Cell(difference.expected, column)) {

@@ -13,25 +13,25 @@
 
 namespace Checks {
 
-/// Compares the rows of a summary with the reads of the SAM files, which come in the order of the run. Not
+/// Compares the rows of a summary with the reads of the SAM files, which must be passed in the order of the run. Not
 /// synchronised.
 class SummaryComparison {
 public:
     /// Opens the summary and checks its header.
     explicit SummaryComparison(const std::string& path);
 
-    /// The next read of the SAM files: its name, and the columns of its row behind the name. `other_cells`, unless it
-    /// is empty, are as right as `cells`.
+    /// Adds the next read of the SAM files: its name, and the columns of its row after the name. `other_cells`, unless
+    /// empty, are accepted in place of `cells`.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
-    /// The next reads of the run have no SAM records that could be used, and this number of rows.
+    /// Skips the rows of reads without usable SAM records.
     void SkipRows(std::uint64_t count);
 
-    /// The next reads of the run have no SAM records that could be used, and an unknown number of rows.
+    /// The same for an unknown number of rows.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the rows that are left. `told`: names of reads whose loss has been told already. `logged`: the number of
-    /// rows that the log leads to expect, if it tells. Returns what was found since the beginning.
+    /// Reads the remaining rows. `told`: names of reads already reported as lost. `logged`: the number of rows by the
+    /// log, if known. Returns all findings.
     std::vector<std::string> Finish(const std::set<std::string>& told, std::optional<std::uint64_t> logged);
 
 private:
@@ -40,7 +40,7 @@ private:
     std::string Tell(const ReadBalance::Difference& difference) const;
 
     const std::string path;
-    std::unique_ptr<Common::LineReader> lines;  // None where there is no summary.
+    std::unique_ptr<Common::LineReader> lines;  // Null if there is no summary.
     bool at_end = false;
     std::uint64_t rows = 0;
     // Of the row read last.
@@ -48,8 +48,8 @@ private:
     std::string_view cells;
     ReadBalance balance;
     std::vector<std::string> findings;
-    std::string half_row;  // The name in it.
-    bool gaps = false;     // There are rows that no SAM record explains.
+    std::string half_row;  // The name in a last row without a line feed.
+    bool gaps = false;     // Some rows have no usable SAM record to compare with.
 };
 
 }  // namespace Checks

@@ -14,7 +14,7 @@ bool IsControl(unsigned char letter) {
     return letter < ' ' || letter == 0x7F;
 }
 
-bool ContinuesLetter(unsigned char byte) {  // Of UTF-8.
+bool ContinuesLetter(unsigned char byte) {  // A continuation byte of UTF-8.
     return (byte & 0xC0U) == 0x80;
 }
 

@@ -9,10 +9,10 @@ namespace Checks {
 /// "1 read", "2 reads".
 std::string Plural(std::uint64_t count, const std::string& noun);
 
-/// A message in one line and without what a terminal takes for a command; the middle of a long one is left out.
+/// A message on one line, without terminal control sequences; the middle of a long one is left out.
 std::string OneLine(std::string_view text);
 
-/// As OneLine, but whole.
+/// As OneLine, but not shortened.
 std::string Printable(std::string_view text);
 
 }  // namespace Checks

@@ -16,7 +16,7 @@ namespace {
 std::string WhereItEnds(const RunLog& log) {
     return "the log file ends" + (log.end.empty() ? "" : " at " + log.end) +
            (log.current_file.empty() ? "" : ", within input file " + log.current_file) +
-           ": the run was interrupted or is still going on";
+           ": the run was interrupted or is still running";
 }
 
 // `origin` is put before its messages.

@@ -111,9 +111,9 @@ ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::s
     const auto contradictory =
         std::count_if(lengths.begin(), lengths.end(), [](const auto& one) { return one.second == 0; });
     if (contradictory > 0) {
-        warnings.push_back(folder + ": the SAM files give " +
+        warnings.push_back(folder + ": the SAM files give different lengths for " +
                            Counted(static_cast<std::uint64_t>(contradictory), "reference sequence") +
-                           " different lengths; neither depth nor breadth is given there");
+                           "; depth and breadth are left out there");
     }
     return lengths;
 }

@@ -158,19 +158,19 @@ Sample CountSample(const std::string& path, const std::string& name, const Detai
     sample.End();
     if (reader.HalfLine() > 0) {
         sample.warnings.push_back(path + ": line " + std::to_string(reader.HalfLine()) +
-                                  ": half a row, as an interrupted run leaves it; it is not counted");
+                                  ": incomplete row, as an interrupted run leaves it; not counted");
     }
     if (sample.too_short_references > 0) {
         sample.warnings.push_back(
             path + ": alignments reach beyond the end of " +
             Counted(sample.too_short_references, "reference sequence") +
-            ": the SAM files beside it are another run's; neither depth nor breadth is given there");
+            ": the SAM files beside it are from another run; depth and breadth are left out there");
     }
     const auto& ambiguous = sample.references.AmbiguousNames();
     if (!ambiguous.empty()) {
         sample.warnings.push_back(path + ": " + Counted(ambiguous.size(), "name") +
-                                  " of a reference sequence or of another one's reverse strand, " +
-                                  Shown(ambiguous.front()) + " the first: counted as the latter");
+                                  " could mean a reference sequence or the reverse strand of another, such as " +
+                                  Shown(ambiguous.front()) + ": counted as the latter");
     }
     sample.run = ReadRunFacts(folder);
     return sample;

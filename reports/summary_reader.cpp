@@ -59,7 +59,7 @@ SummaryReader::SummaryReader(const std::string& path, std::size_t block)
     : path(path), lines(path, block, kLongestLine) {
     std::string_view line;
     if (!NextLine(line)) {
-        Refuse(half_line == 0 ? "the file is empty" : "the header has no end");
+        Refuse(half_line == 0 ? "the file is empty" : "the header line is incomplete");
     }
     Split(line, cells);
     if (!std::equal(cells.begin(), cells.end(), Common::kSummaryColumns.begin(), Common::kSummaryColumns.end())) {
@@ -77,7 +77,7 @@ bool SummaryReader::NextLine(std::string_view& line) {
             return true;
         }
     } catch (const std::length_error&) {
-        Refuse("longer than 64 MiB, which no row is");
+        Refuse("longer than 64 MiB, so not a row of a summary");
     }
     half_line = lines.HalfLine().empty() ? 0 : lines.LineNumber();
     return false;
@@ -99,7 +99,7 @@ bool SummaryReader::Next(SummaryRow& row) {
     }
     Split(line, cells);
     if (cells.size() != kColumns) {
-        Refuse(Counted(cells.size(), "column") + " in place of " + std::to_string(kColumns));
+        Refuse(Counted(cells.size(), "column") + " instead of " + std::to_string(kColumns));
     }
     row.genome = cells[kGenome];
     row.genome_start = Number(cells[kGenomeStart], kGenomeStart);

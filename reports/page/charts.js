@@ -1,8 +1,8 @@
-// Charts of one kind each; what they show is decided in report.js and comparison.js.
+// One function per kind of chart; report.js and comparison.js decide what the charts show.
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 
-// The colour of a share from 0 to 1 on the ramp of the heat maps, whose lightness alone tells the order.
+// The colour of a share from 0 to 1 on the colour ramp of the heat maps; its lightness alone shows the order.
 function rampColour(share) {
   const stops = ["ramp-0", "ramp-1", "ramp-2"].map((name) => colour(name).match(/[0-9a-f]{2}/gi).map((hex) => parseInt(hex, 16)));
   const place = Math.min(Math.max(share, 0), 1) * (stops.length - 1);
@@ -11,7 +11,7 @@ function rampColour(share) {
   return `rgb(${mixed.join(", ")})`;
 }
 
-// Upright lines with a label, at `markers: [{x, label}]` of the plugin's options.
+// Vertical lines with a label, at `markers: [{x, label}]` of the plugin's options.
 const markerLines = {
   id: "markers",
   afterDatasetsDraw(chart, _, options) {
@@ -21,7 +21,7 @@ const markerLines = {
       if (pixel < area.left || pixel > area.right) return;
       const isRight = pixel > (area.left + area.right) / 2;
       ctx.save();
-      // On a line of the paper's colour, so that it stands out from the bars too.
+      // On a wider line in the card's colour, so that it is visible on top of bars too.
       for (const [name, width, dashes] of [["card", 5, []], ["mark", 2, [6, 4]]]) {
         ctx.strokeStyle = ctx.fillStyle = colour(name);
         ctx.lineWidth = width;
@@ -54,7 +54,7 @@ function draw(id, config) {
 
 const title = (text) => ({display: true, text, color: colour("ink")});
 
-// An axis of logarithms to base 10 whose labels are the numbers.
+// An axis for decimal logarithms whose labels are the numbers themselves.
 function logAxis(text, low, high) {
   return {
     type: "linear", offset: false, min: low, max: high, title: title(text), grid: {display: false},
@@ -93,7 +93,7 @@ function histogram(id, bars, x, {yTitle, markers, label}) {
   });
 }
 
-// series: [{name, bars, slot, isOpen}], whose bars [{from, to, share}] are the same ones but for the share.
+// series: [{name, bars, slot, isOpen}], whose bars [{from, to, share}] differ only in the share.
 function lines(id, series, x, {yTitle, label}) {
   draw(id, {
     type: "line",
@@ -113,12 +113,12 @@ function lines(id, series, x, {yTitle, label}) {
   });
 }
 
-// Cells of a heat map: [{x: [from, to], y: [from, to], count}]. They are bars that float: exact at any size.
+// Cells of a heat map: [{x: [from, to], y: [from, to], count}]. Drawn as floating bars, which are exact at any size.
 function heatMap(id, cells, x, y, columnWidth, label) {
   const most = Math.max(...cells.map(({count}) => count), 1);
   const colours = cells.map(({count}) => rampColour(most === 1 ? 1 : 0.08 + 0.92 * Math.log(count) / Math.log(most)));
-  // The width of a bar is the smallest distance between two: each column takes part, also an empty one, and the
-  // centres in one column must be equal to the last bit.
+  // Chart.js derives the width of bars from their smallest distance. So empty columns are included too, and all centres in a
+  // column must be exactly equal.
   const centre = (value) => (Math.floor(value / columnWidth + 1e-6) + 0.5) * columnWidth;
   const data = cells.map((cell) => ({x: centre(cell.x[0]), y: cell.y}));
   for (let column = centre(x.min); column < x.max; column = centre(column + columnWidth)) data.push({x: column, y: null});

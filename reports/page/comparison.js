@@ -1,4 +1,4 @@
-// What compares the samples of a page that has several: their table, and charts in which up to eight are drawn together.
+// Compares the samples of a page with several: a table, and charts that draw up to eight samples together.
 
 const slots = Array(8).fill(null);  // Positions of the samples that are drawn together; a slot is a colour.
 const isDrawable = (index) => page.samples[index].totals.median_identity !== null;
@@ -44,7 +44,7 @@ function showSamplesTable() {
   });
 }
 
-// The open sample is always drawn: where all slots are taken, in place of the last one.
+// The open sample is always drawn; if all slots are taken, it replaces the last one.
 function takeSlot(index) {
   if (slots.includes(index) || !isDrawable(index)) return;
   const free = slots.indexOf(null);

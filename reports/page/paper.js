@@ -1,4 +1,4 @@
-// Theme, paper and pictures, and what starts the page.
+// Theme, printing, saving pictures, and the start of the page.
 
 function show(theme) {
   document.documentElement.dataset.theme = theme;
@@ -6,7 +6,7 @@ function show(theme) {
   byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
 }
 
-// Canvases keep the colours they were drawn with.
+// Canvases keep their colours until they are drawn again.
 function redraw(theme) {
   show(theme);
   showComparison();
@@ -20,7 +20,7 @@ function openSample(index) {
   showSample();
 }
 
-// A copy of what the page shows of the open sample; a copied canvas is empty.
+// A copy of the open sample's part of the page. Canvases are drawn again, since cloneNode leaves them empty.
 function copyOf(part) {
   const copy = part.cloneNode(true);
   const canvases = part.querySelectorAll("canvas");
@@ -30,7 +30,7 @@ function copyOf(part) {
   return copy;
 }
 
-// All samples are printed, in light colours: while the paper is made, copies of their parts stand behind the page's.
+// Prints all samples in light colours: while printing, copies of their parts follow that of the page.
 function followPaper() {
   const system = matchMedia("(prefers-color-scheme: dark)");
   system.addEventListener("change", () => redraw(system.matches ? "dark" : "light"));
@@ -61,7 +61,7 @@ function followPaper() {
   show(system.matches ? "dark" : "light");
 }
 
-// The chart of a figure under its title, on the colour of the paper.
+// A picture of a figure's title and chart, on the background colour of the card.
 function pictureOf(figure) {
   const chart = figure.querySelector("canvas");
   const scale = chart.width / chart.clientWidth;

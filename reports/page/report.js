@@ -1,12 +1,12 @@
-// What stands where on the page. The figures are those of tavik_report; here they are only put into coarser bins.
+// Fills in the page. The figures come from tavik_report; the script only merges them into coarser bins.
 
 const page = JSON.parse(document.getElementById("figures").textContent);
 const byId = (id) => document.getElementById(id);
 let sample = page.samples[0];
-const scales = {};  // "quality" for the figures that have it by their id; per cent for the others.
+const scales = {};  // By the id of a figure: "quality" if that is chosen; otherwise per cent.
 
 const sum = (list) => list.reduce((total, value) => total + value, 0);
-// Few reads in narrow bins would be a comb.
+// Few reads need wide bins, or the histogram is full of gaps.
 const mostBins = ({totals}) => Math.min(Math.max(2 * Math.sqrt(totals.aligned), 10), 40);
 
 // The value below which this share of the counts lies.
@@ -32,7 +32,7 @@ function caption(id, text, header, rows) {
   figure.append(details);
 }
 
-// Rounded down: 100 % means all.
+// Rounded down: only complete coverage gives 100 %.
 const covered = (ratio) => perCent(Math.floor(ratio * 1e4 + 1e-6) / 1e4);
 
 function showTotals() {
@@ -76,8 +76,8 @@ function showTotals() {
       `accuracy of at least ${perCent(t.median_accuracy, 1)}, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
 }
 
-// Bins of `step` from a histogram {first, counts}, `merge` of them made one, from `low` to `end`, a bin in front of which
-// it ends; what lies below `low` goes to the first bar.
+// Bars from a histogram {first, counts} with bins of width `step`: each bar merges `merge` bins. The bars
+// run from the one that contains bin `low`, which also counts everything below, to the last that begins before `end`.
 function merged({first, counts}, merge, low, step, end = first + counts.length) {
   const bars = [];
   const start = Math.floor(low / merge);
@@ -95,11 +95,11 @@ const ratios = {
   identity: {
     perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
     caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls identity.",
-    qualityCaption: "It tells of wrong bases alone: the quality of whole reads, whose gaps count, is that of their accuracy.",
+    qualityCaption: "It counts wrong bases only; the quality of whole reads, gaps included, is that of their accuracy.",
   },
 };
 
-// How the histograms of a ratio, an accuracy or identity, of these samples are shown: in common bars, and as text.
+// Common bars and texts for the histograms of a ratio (accuracy or identity) of these samples.
 function ratioView(id, ratio, samples) {
   const isQuality = scales[id] === "quality";
   const {perCent: perCentTitle, quality: qualityTitle, caption: first, qualityCaption} = ratios[ratio];
@@ -117,7 +117,7 @@ function ratioView(id, ratio, samples) {
     text: (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`),
     x: {type: "linear", offset: false, min: bars[0][0].from, max: bars[0][bars[0].length - 1].to, grid: {display: false},
         title: title(isQuality ? qualityTitle : perCentTitle), ticks: {callback: (value) => `${isQuality ? "Q" : ""}${Number(value.toFixed(1))}`}},
-    caption: first + (isQuality ? ` ${qualityCaption} Q50 and more are in the last bar.` : "") + (below ? " The first bar holds all reads below it, too." : ""),
+    caption: first + (isQuality ? ` ${qualityCaption} Q50 and more are in the last bar.` : "") + (below ? " The first bar also counts all reads below it." : ""),
   };
 }
 
@@ -146,7 +146,7 @@ function showLengths() {
     ["from", "to", "reads"], () => bars.map(({from, to, count}) => [lengthAt(from), lengthAt(to), whole(count)]));
 }
 
-// Cells [column, row, count] as {x, y, count}: `merge` rows or columns made one, those outside the view moved to its edge.
+// Cells [column, row, count] as {x, y, count}: merged by `merge` rows or columns; cells outside the view move to its edge.
 function cellsOf(cells, place) {
   const made = new Map();
   for (const [column, row, count] of cells) {
@@ -166,7 +166,7 @@ function countsAlong(cells, direction) {
 
 function showIdentityByLength() {
   const {row_height: height, cells: fine} = sample.identity_by_length;
-  // An even number of bins makes a power of ten.
+  // A power of ten has an even number of bins, so pairs of bins can be merged.
   const half = sample.totals.aligned < 1000 ? 2 : 1;
   const perDecade = sample.identity_by_length.per_decade / half;
   const cells = fine.map(([column, row, count]) => [Math.floor(column / half), row, count]);
@@ -184,8 +184,8 @@ function showIdentityByLength() {
   const y = {min: 100 * from * height, max: 100, title: title("identity, % of the aligned bases")};
   const label = (cell) => `${lengthAt(cell.x[0])} to ${lengthAt(cell.x[1])}, ${fixed(cell.y[0], 1)} to ${fixed(cell.y[1], 1)} %`;
   heatMap("identity-by-length", shown, x, y, 1 / perDecade, label);
-  caption("identity-by-length", "How many reads have this length and this identity; the stronger the colour, the more, on a logarithmic scale." +
-    (lowest > 0 ? " The lowest row holds the reads below it, too." : ""),
+  caption("identity-by-length", "Reads by length and identity; a stronger colour means more reads, on a logarithmic scale." +
+    (lowest > 0 ? " The lowest row also counts the reads below it." : ""),
     ["cell", "reads"], () => shown.map((cell) => [label(cell), whole(cell.count)]));
 }
 
@@ -206,7 +206,7 @@ function showIndels() {
     ? `${fixed(range[0], 1)} or more` : `${fixed(range[0], 1)} to ${fixed(range[1], 1)}`;
   const label = (cell) => `${text(cell.x, 0)} insertions, ${text(cell.y, 1)} deletions`;
   heatMap("indels", shown, axis("inserted bases per 100 aligned bases", 0), axis("deleted bases per 100 aligned bases", 1), merge * width, label);
-  caption("indels", "How many reads have so many inserted and deleted bases; the last column and row hold what lies beyond, too.",
+  caption("indels", "Reads by inserted and deleted bases; the last column and row also count everything beyond.",
     ["cell", "reads"], () => shown.map((cell) => [label(cell), whole(cell.count)]));
 }
 
@@ -216,11 +216,11 @@ function showReadsPerReference() {
   const bars = rows.slice(0, top).filter((row) => row[2] + row[3] > 0).map(([name, , plus, minus]) => ({name, forward: plus, reverse: minus}));
   const rest = rows.slice(bars.length);
   const others = forward + reverse + sum(rest.map((row) => row[2] + row[3]));
-  // Not a bar: of many sequences it would dwarf all others.
+  // Not a bar: the sum of many sequences would dwarf all others.
   const note = others === 0 ? "" : ` The other ${counted(count - bars.length, "sequence")} ${count - bars.length === 1 ? "has" : "have"} ` +
     `${counted(others, "read")} (${share(others, sample.totals.aligned)}).`;
   stackedBars("reads-per-reference", bars, "aligned reads");
-  caption("reads-per-reference", (bars.length < top ? "" : `The ${top} reference sequences with most reads. `) +
+  caption("reads-per-reference", (bars.length < top ? "" : `The ${top} reference sequences with the most reads. `) +
     `A read counts for the strand its alignment is on.${note}`,
     ["sequence", "forward", "reverse"], () => bars.map((bar) => [bar.name, whole(bar.forward), whole(bar.reverse)]));
 }
@@ -256,13 +256,13 @@ const referenceColumns = [
 function showReferences() {
   const {rows, count, longest_exact: exact, breadth_step: step} = sample.references;
   byId("references-note").textContent =
-    (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with most reads. ` : "") +
-    "Identity and accuracy are those of all bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30." +
-    (step > 1 ? ` In sequences of more than ${bases(exact)} not every position is looked at; in the longest one, one in ${whole(step)} is.` : "");
+    (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with the most reads. ` : "") +
+    "Identity and accuracy are those of all bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover from start to end, deletions included." +
+    (step > 1 ? ` In sequences of more than ${bases(exact)} only some positions are sampled; in the longest one, one in ${whole(step)}.` : "");
   fillSortable(byId("references"), referenceColumns, rows, 2);
 }
 
-// What went wrong in each of the samples, whichever of them is shown below.
+// The findings of all samples, whichever one is open.
 function showFindings() {
   const faulty = page.samples.filter(({findings}) => findings.length > 0);
   byId("findings").hidden = faulty.length === 0;

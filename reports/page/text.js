@@ -9,20 +9,20 @@ const counted = (number, noun) => `${whole(number)} ${noun}${number === 1 ? "" :
 const perCent = (ratio, digits = 2) => (ratio === null ? none : `${fixed(100 * ratio, digits)} %`);
 const share = (part, all) => (all > 0 ? perCent(part / all, 1) : none);
 const quality = (ratio) => -10 * Math.log10(Math.max(1 - ratio, 1e-6));
-// A name as it fits beside a chart.
+// A name shortened to fit beside a chart.
 const short = (name) => (name.length > 30 ? `${name.slice(0, 18)}\u2026${name.slice(-10)}` : name);
 
 const units = [["Gb", 1e9], ["Mb", 1e6], ["kb", 1e3], ["b", 1]];
-// The largest unit of which the number of bases, in three digits, is one or more.
+// The largest unit in which the number of bases, rounded to three digits, is at least 1.
 const unitOf = (number) => units.find(([, size]) => Number(number.toPrecision(3)) >= size) || units[units.length - 1];
 
-// A number of bases in three digits, with its unit.
+// A number of bases rounded to three digits, with its unit.
 function bases(number) {
   const [unit, size] = unitOf(number);
   return `${size === 1 ? whole(Math.round(number)) : Number((number / size).toPrecision(3))} ${unit}`;
 }
 
-// A number of bases in the unit of its column.
+// A number of bases in its column's unit.
 function inUnit(number, size) {
   if (size === 1) return whole(Math.round(number));
   const value = number / size;
@@ -55,8 +55,8 @@ function tableBody(rows) {
   return body;
 }
 
-// Fills the table `made`, whose headings sort it. columns: [[name, value of a row, text of a value]], where a value
-// of null is unknown; `column`: by which it is sorted at first, or null; `mark(line, row)`: what else a line gets.
+// Fills the table `made`, whose headings sort it. columns: [[name, value of a row, text of a value]]; a null value is
+// unknown. `column`: the initial sort column, or null. `mark(line, row)` adds anything else to a line.
 function fillSortable(made, columns, rows, column, mark = () => {}) {
   const head = element("tr", null);
   const show = (ordered, by, descending) => {
@@ -70,14 +70,14 @@ function fillSortable(made, columns, rows, column, mark = () => {}) {
     const compare = (a, b) => (typeof a === "string" ? a.localeCompare(b, "en", {numeric: true}) : a - b);
     show([...rows].sort((a, b) => {
       const [left, right] = [value(a), value(b)];
-      if (left === null || right === null) return (left === null) - (right === null);  // Unknown ones last.
+      if (left === null || right === null) return (left === null) - (right === null);  // Unknown values last.
       return descending ? compare(right, left) : compare(left, right);
     }), by, descending);
   };
   columns.forEach(([name], by) => {
     const cell = element("th", null, {scope: "col"});
     const button = element("button", name, {type: "button"});
-    // Numbers begin with the largest, names with the first.
+    // Numbers are sorted from the largest at first, names from A.
     button.addEventListener("click", () => sort(by, cell.getAttribute("aria-sort") === "none" ? by > 0 : cell.getAttribute("aria-sort") === "ascending"));
     cell.append(button);
     head.append(cell);

@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""tavik_check finds whatever is altered in a run, names it in whole sentences, and has nothing to say about a whole
-run."""
+"""tavik_check finds every alteration of a run, describes it in whole sentences, and reports nothing for an intact run."""
 
 import gzip
 import os
@@ -51,9 +50,9 @@ INPUT = {
 LISTED = "".join(f"{name}\n" for name in INPUT)
 
 
-# What is done to the run: functions of its folder.
+# Alterations of the run: functions that take its folder.
 def lines(file, change):
-    """Replaces the list of the file's lines, counted from 0, by what `change` makes of it."""
+    """Replaces the list of the file's lines, counted from 0, by the result of `change`."""
     def alter(folder):
         path = folder / file
         path.write_bytes(b"".join(change(path.read_bytes().splitlines(True))))
@@ -136,7 +135,7 @@ def other_base(sequence):
 
 
 A, B, C = (f"{name}: its SAM file out/{name[0]}.sam" for name in INPUT)
-BAD_BYTE = "a byte that no SAM record holds"
+BAD_BYTE = "a byte that is not allowed in a SAM record"
 NO_SQ = "it has no @SQ lines"
 OTHER_SQ = "the @SQ lines of its SAM file out/{}.sam differ from those of other SAM files"
 LENGTHS = "CIGAR and SEQ have different lengths"
@@ -147,14 +146,14 @@ def missing(read, name="a"):
 
 
 def surplus(read, sam=A):
-    return f"{sam} holds read '{read}', which the file does not hold or not so often"
+    return f"{sam} holds read '{read}', which the file does not contain, or fewer times"
 
 
 def sequence(read, file="a.fastq"):
     return f"{file}: read '{read}' has another sequence in its SAM file out/{file[0]}.sam"
 
 
-# One thing of the run is altered, and the findings. In the SAM files, the records begin at line 3.
+# One alteration of the run each, and the findings. In the SAM files, the records begin at line 3.
 ALTERATIONS = {
     "a SAM record is gone": (without("out/a.sam", 4), [missing("r2")]),
     "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
@@ -188,7 +187,7 @@ ALTERATIONS = {
     "a carriage return": (line("out/a.sam", 5, lambda old: old[:-1] + b"\r\n"), [f"{A}: line 5: {BAD_BYTE}"]),
     "an empty line in a SAM file": (line("out/a.sam", 5, lambda old: b"\n" + old), [f"{A}: line 5: a record without a name"]),
     "a SAM record loses columns": (line("out/a.sam", 5, lambda old: b"\t".join(old.split(b"\t")[:9]) + b"\n"),
-                                   [f"{A}: line 5: 9 columns in place of 11 or more"]),
+                                   [f"{A}: line 5: 9 columns instead of 11 or more"]),
     "another SAM name": (cell("out/a.sam", 4, 0, "other"), [missing("r2"), surplus("other")]),
     "another FLAG": (cell("out/a.sam", 4, 1, "16"), [sequence("r2")]),
     "a FLAG of pairs": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
@@ -199,43 +198,43 @@ ALTERATIONS = {
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
         f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
     "a POS that is none": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
-    "a MAPQ that is none": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: columns that the aligner does not write so"]),
+    "a MAPQ that is none": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: values that the aligner does not write"]),
     "another CIGAR": (cell("out/a.sam", 4, 5, lambda old: "9M1D2M1D" + old[5:]), [
         f"{SUMMARY}: line 3: alignment_genome_end of read 'r2' is '15419', by its SAM record '15420'"]),
     "a longer CIGAR": (cell("out/a.sam", 4, 5, lambda old: old + "1I"), [f"{A}: line 4: {LENGTHS}"]),
     "a CIGAR of other operations": (cell("out/a.sam", 4, 5, lambda old: old.replace("M", "=")), [
-        f"{A}: line 4: CIGAR holds another operation than H, S, I, D and M"]),
+        f"{A}: line 4: CIGAR has an operation other than H, S, I, D and M"]),
     "half a CIGAR": (cell("out/a.sam", 4, 5, lambda old: old[:-1]), [f"{A}: line 4: CIGAR is malformed"]),
     "a base of a forward record": (cell("out/a.sam", 4, 9, other_base), [sequence("r2")]),
     "a base of a reverse record": (cell("out/a.sam", 3, 9, other_base), [sequence("r1")]),
     "a base of an unmapped record": (cell("out/a.sam", 8, 9, other_base), [sequence("r6")]),
     "no SEQ": (cell("out/a.sam", 4, 9, "*"), [f"{A}: line 4: {LENGTHS}"]),
-    "a quality string": (cell("out/a.sam", 4, 10, "I"), [f"{A}: line 4: columns that the aligner does not write so"]),
+    "a quality string": (cell("out/a.sam", 4, 10, "I"), [f"{A}: line 4: values that the aligner does not write"]),
     "another NM": (cell("out/a.sam", 4, 11, "NM:i:29"), [
         f"{SUMMARY}: line 3: alignment_num_correct of read 'r2' is '310', by its SAM record '311'"]),
     "another AS": (cell("out/a.sam", 4, 13, "AS:i:485"), [
         f"{SUMMARY}: line 3: alignment_score of read 'r2' is '484', by its SAM record '485'"]),
     "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
         f"{A}: line 4: a mapped record without NM or AS"]),
-    "half a tag": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a tag that is none"]),
+    "half a tag": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a malformed tag"]),
     "names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
         sequence("r2"), sequence("r1")]),
     "a mapped read for an unmapped one": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
         f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large', by its SAM record '*'"]),
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
-        f"{B}: read 's1' has other supplementary records than its tag SA tells"]),
+        f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
     "a supplementary record stands there twice": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
-        f"{B}: read 's1' has other supplementary records than its tag SA tells"]),
+        f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
     "a supplementary record that is clipped by more than the read": (
         both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
-            f"{B}: line 4: SEQ is not that part of the read which CIGAR leaves"]),
+            f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a supplementary record alone": (without("out/b.sam", 3), [
-        f"{B}: line 3: a further record of a read whose first record is missing"]),
+        f"{B}: line 3: a secondary or supplementary record of a read without a first record"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
-        f"{B}: line 4: a further record of another read than the one in front of it"]),
+        f"{B}: line 4: a secondary or supplementary record of another read than the record before it"]),
     "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
-        f"{B}: line 4: SEQ is not that part of the read which CIGAR leaves"]),
+        f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),
     "a row less": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
     "a row is a copy of its neighbour": (copy_of(SUMMARY, 3, 2), [
@@ -250,8 +249,8 @@ ALTERATIONS = {
     "no summary": (gone(SUMMARY), [f"{SUMMARY}: No such file or directory"]),
     "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: no header line"]),
     "a row loses a column": (line(SUMMARY, 4, lambda old: old[:old.rindex(b"\t")] + b"\n"), [
-        f"{SUMMARY}: line 4: 12 columns in place of 13"]),
-    "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns in place of 13"]),
+        f"{SUMMARY}: line 4: 12 columns instead of 13"]),
+    "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns instead of 13"]),
     "NUL and DEL in a row": (cell(SUMMARY, 3, 12, "4\0\x7f"), [
         f"{SUMMARY}: line 3: alignment_score of read 'r2' is '4??', by its SAM record '484'"]),
     "another name in a row": (cell(SUMMARY, 3, 0, "rr"), [
@@ -286,7 +285,7 @@ ALTERATIONS = {
     "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
                                 ["a.fastq: not a regular file"]),
     "killed before the end": (lambda folder: without(log_of(folder), 13)(folder),
-                              ["{log}: the run did not come to its end"]),
+                              ["{log}: the run did not finish"]),
     "no log": (lambda folder: gone(log_of(folder))(folder),
                ["out: no log file, so no run took place here"]),
     "another file in the log": (log("c.fasta", "other.fasta"), [
@@ -297,13 +296,13 @@ ALTERATIONS = {
                     3 * ["error in the log: Could not write to output file x: No space left"]),
     "a later run that failed": (
         lambda folder: (folder / "out" / LATER).write_text("2999-01-01 00:00:00.0 [error] Failed to load index r\n"),
-        ["error in the log: Failed to load index r", f"out/{LATER}: the run did not come to its end"]),
+        ["error in the log: Failed to load index r", f"out/{LATER}: the run did not finish"]),
     "an aborted run in the same second": (
         lambda folder: content(log_of(folder), lambda old: old + old.split(b"\n20")[0] + b"\n")(folder),
-        ["{log}: the run did not come to its end", *(f"{name}: not finished" for name in INPUT)]),
+        ["{log}: the run did not finish", *(f"{name}: not finished" for name in INPUT)]),
 }
 
-# Input files in the order of the list (None: not there), and the findings. All runs hold one good file, too.
+# Input files in the order of the list (None: missing), and the findings. Every run also has one good file.
 GOOD = "good.fastq"
 LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
@@ -349,7 +348,7 @@ BAD_INPUT = {
                        f"{LONG}: begun, but not finished"]),
     "an empty file aborts the run": (
         {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, "
-                                      "the process ends.", "{log}: the run did not come to its end",
+                                      "the process ends.", "{log}: the run did not finish",
                                       "a.fq: begun, but not finished", "a.fq: the file is empty",
                                       "b.fq: not finished"]),
     "one name for two SAM files": (
@@ -362,7 +361,7 @@ BAD_INPUT = {
         [failed_file("out/a.sam", "Its SAM file out/a.sam would replace it."), "out/a.sam: begun, but not finished"]),
 }
 
-# What happens to a file behind a run over it, and the findings.
+# What happens to a file after the run, and the findings.
 LATER_DAMAGE = {
     "gzip data are cut": (lambda old: old[:-9], ["a.gz: damaged, or not gzip: the file ends too early"]),
     "gzip data are altered": (lambda old: old[:-8] + bytes(4) + old[-4:],
@@ -377,7 +376,7 @@ LATER_DAMAGE = {
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
          (BASES[9000:9400] + NOISE, RECORDS[0][1], BASES[100:900], BASES[5000:5400] + NOISE, "", BASES[100:900])]
 
-# What is no loss: the number of reads, and a file.
+# Cases without a loss: the number of reads, and a file.
 WHOLE_INPUT = {
     "blank lines at the end": ("5 reads", "a.fq", WHOLE + "\n\n\n\n\n\n"),
     "no line feed at the end": ("5 reads", "a.fq", WHOLE.rstrip("\n")),
@@ -473,7 +472,7 @@ class Check(AlignerTest):
                     log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
 
     def test_any_order_of_finishing(self):
-        """As threads leave the reads of a file: both output files have one order, which is not that of the input."""
+        """With several threads, both output files have the same order of reads, which differs from that of the input."""
         records = [*RECORDS, *TWINS, *(("@s", BASES[i:i + 50 * (i % 7)], "I" * 50 * (i % 7)) for i in range(900))]
         listed, _ = self.run_over({"a.fq": fastq(records)}, "out", "-t", "1")
         sam, summary = self.folder / "out/a.sam", self.folder / SUMMARY
@@ -497,7 +496,7 @@ class Check(AlignerTest):
                      "the same @SQ lines are in 2 more SAM files"], log_file, listed)
 
     def test_other_reads_than_can_be_told(self):
-        """More of them than are kept."""
+        """More differences than are kept."""
         listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
                                           "b.fq": record("r", "")})
         for name in "ab":
@@ -518,11 +517,11 @@ class Check(AlignerTest):
         self.assertEqual((self.folder / "table").read_text(),
                          "reads\tsam\tfile\n5\tb.sam\tb.fastq\n2\ta.sam\ta.fastq\n")
         self.assertEqual(self.check("-", "out", stdin="a.fastq\nb.fastq\nb.fastq\n"),
-                         (1, ["b.fastq: named 2 times"]))
+                         (1, ["b.fastq: listed 2 times"]))
         self.assertEqual(self.check("list", "out", "--table", "no/table"), (2, ["2 files, 7 reads: nothing lost"]))
         self.assertEqual(self.stderr, "tavik_check: no/table: No such file or directory\n")
-        # An error in front of its banner is the run's own, and so is one behind the end, as of a file that could not be
-        # closed.
+        # An error before the banner belongs to the run, and so does one after the end, such as that of a file that
+        # could not be closed.
         text = log_file.read_text()
         early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
         log_file.write_text(text + early + text[len(earlier):])
@@ -562,7 +561,7 @@ class Check(AlignerTest):
             "there are no input files", "reads/a.fastq: in the log, but not in the input"]))
         self.run_over({"reads/a.fastq": WHOLE}, "list")
         self.assertEqual(self.check("reads", "list"), (1, [
-            "the run read a list of files, so please give that list in place of reads"]))
+            "the run read a list of files, so give that list instead of reads"]))
 
     def test_files_that_another_user_may_not_read(self):
         listed, log_file = self.run_over({"a.fastq": WHOLE, "b.fastq": WHOLE, "c.fastq": WHOLE})

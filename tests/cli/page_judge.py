@@ -26,7 +26,7 @@ class PageJudge(ReportTest):
         self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
 
     def check_sample(self, state, name, f, most=1000):
-        """All that the page shows of its open sample. `most`: rows of the table of reference sequences."""
+        """Checks everything that the page shows of its open sample. `most`: rows of the table of reference sequences."""
         t = f["totals"]
         self.assertEqual((state["name"], state["verdict"]), (shown.shown_name(name), shown.verdict(f)))
         self.assertEqual(state["cards"], shown.cards(f))
@@ -66,7 +66,7 @@ class PageJudge(ReportTest):
 
     def check_ratio_caption(self, figure, ratio, is_quality):
         about = shown.ABOUT[ratio] + (f"{shown.QUALITIES[ratio]} Q50 and more are in the last bar." if is_quality else "")
-        self.assertEqual(figure["caption"].replace(" The first bar holds all reads below it, too.", ""), about)
+        self.assertEqual(figure["caption"].replace(" The first bar also counts all reads below it.", ""), about)
 
     def check_lengths(self, figure, f):
         self.check_histogram(figure, f["lengths"], 1 / 20, shown.length_text)
@@ -169,12 +169,12 @@ class PageJudge(ReportTest):
         others = f["totals"]["aligned"] - sum(before)
         note = f" The other {shown.counted(count, 'sequence')} {'has' if count == 1 else 'have'} {shown.counted(others)} " \
                f"({shown.share(others, f['totals']['aligned'])})." if others else ""
-        self.assertEqual(figure["caption"], "The 20 reference sequences with most reads. " * (len(bars) == 20)
+        self.assertEqual(figure["caption"], "The 20 reference sequences with the most reads. " * (len(bars) == 20)
                          + f"A read counts for the strand its alignment is on.{note}")
         self.assertLessEqual(chart["ends"][1], 1.5 * max(before) + 5)  # No bar dwarfs the others.
 
     def check_comparison(self, state, samples, slots, open_name, is_quality=False):
-        """`slots`: the names of the samples that are drawn together, by slot; None where it is free."""
+        """`slots`: the names of the samples that are drawn together, by slot; None for a free slot."""
         head, rows = shown.samples_table(samples)
         self.check_table(state["samples"], head, rows)
         self.assertEqual(state["open"], [shown.shown_name(open_name)])

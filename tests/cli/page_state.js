@@ -1,9 +1,9 @@
-// All that the page shows at the moment, for report_page_test.py to compare with its own figures. It must be read as the
-// body of a function: the page's own names are in reach. An argument is the id of the only figure that is wanted.
+// Collects what the page shows now, for report_page_test.py to compare with its own figures. It runs as the body of a
+// function within the scope of the page's script. The optional argument is the id of the only figure wanted.
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 
-// Where the parts of a chart lie, read back from their pixels: [from, to, low, high] of a bar, [x, y] of a line's point.
+// The positions of a chart's parts, converted back from pixels: [from, to, low, high] of a bar, [x, y] of a line's point.
 function placesOf(chart, i) {
   const {x, y} = chart.scales;
   const isLying = chart.options.indexAxis === "y";

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What tavik_report tells of runs that are not whole, and of its own failed writes. Each class is one test of ctest."""
+"""What tavik_report says about incomplete runs and about its own failed writes. Each class is one test of ctest."""
 
 import json
 import os
@@ -24,7 +24,7 @@ CUT = "Error while processing input file {}: Sequence is not the same length as 
 
 class Runs(ReportTest):
     def problems(self, folder="out"):
-        """What page and MultiQC figures tell: (level, text, messages, more), and the counts by kind."""
+        """What the page and the figures for MultiQC show: (level, text, messages, more), and the counts by kind."""
         (sample,) = self.data(folder)["samples"]
         (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
         return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]
@@ -61,7 +61,7 @@ class Runs(ReportTest):
                 aligner.send_signal(signal.SIGKILL)
                 aligner.wait()
         date = self.run_report("out").stderr.split(" ends at ")[1][:19]
-        ends = f"the log file ends at {date}, within input file {endless}: the run was interrupted or is still going on"
+        ends = f"the log file ends at {date}, within input file {endless}: the run was interrupted or is still running"
         cut = CUT.format(cut)
         replaces = f"Input file {same[1]} replaces the SAM file of an earlier input file: out/same.sam"
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: run not finished: {ends}\n"
@@ -141,7 +141,7 @@ class Outputs(ReportTest):
     def test_progress_on_a_terminal_is_a_full_bar_in_one_line(self):
         self.write("bad/alignment_summary.txt", HEADER + "r\tc\n" * 100)
         bar = "0%   10   20   30   40   50   60   70   80   90   100%\n|----|----|----|----|----|----|----|----|----|----|\n" + 51 * "*"
-        reason = "bad/alignment_summary.txt: line 2: 2 columns in place of 13"
+        reason = "bad/alignment_summary.txt: line 2: 2 columns instead of 13"
         for args, behind in ((("out",), ""), (("out", "out", "out"), ""), (("out", "bad"), f"Error: {reason}\n")):
             terminal, end = pty.openpty()
             self.run_report(*args, status=int(behind != ""), stderr=end)
@@ -154,7 +154,7 @@ class Outputs(ReportTest):
         self.run_report("out", "--title", "former")
         former = {path.name: path.read_bytes() for path in self.out.iterdir()}
         for name in FILES:
-            # What is written into the device waits in a buffer until it is closed.
+            # Output to the device stays in a buffer until it is closed.
             (self.out / f"{name}.part").symlink_to("/dev/full")
             done = self.run_report("out", status=1)
             self.assertEqual((done.stdout, done.stderr), ("", f"Error: out/{name}: could not be written: No space left on device\n"))
@@ -199,7 +199,7 @@ class Outputs(ReportTest):
 
 
 def leave_root():
-    """For tests of what a plain user may not do."""
+    """For tests of what an unprivileged user may not do."""
     if os.geteuid() == 0:
         os.setgroups([])
         os.setgid(65534)

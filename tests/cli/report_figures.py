@@ -1,4 +1,4 @@
-"""The figures of a report, computed from the rows in the plainest way: all values in memory, sorted."""
+"""The figures of a report, computed from the rows in the simplest way: all values in memory, sorted."""
 
 import itertools
 import json
@@ -37,7 +37,7 @@ def n50(lengths):
 
 
 def figures(summary, depth_most=400):
-    """What a page must show of one summary, as it stands in the page's data, with depths in up to so many bins."""
+    """The data that a page must contain for one summary, with depths in at most `depth_most` bins."""
     rows = read_rows(summary)
     references = read_references(summary.parent)
     hits = [row for row in rows if row["genome"] != "*"]
@@ -115,7 +115,7 @@ def per_reference(hits, references, breadths):
 
 
 def depth_bins(hits, length, most):
-    """The mean depths of up to so many bins."""
+    """The mean depths in at most that many bins."""
     width = -(-length // most)
     covered = [0] * -(-length // width)
     for row in hits:
@@ -129,7 +129,7 @@ def page_data(page):
 
 
 def differences(shown, expected):
-    """What a sample of a page shows otherwise than `expected`, as texts."""
+    """The differences between a sample of a page and `expected`, as texts."""
     found = []
 
     def compare(what, one, other, tolerance=1e-6):
@@ -137,7 +137,7 @@ def differences(shown, expected):
             for i, value in enumerate(other):
                 compare(f"{what}, {i}", one[i] + 5e-7, value, 5.1e-7)
             return
-        # Figures are rounded to 6 digits; medians of ratios are known to 0.00001.
+        # Figures are rounded to 6 digits; medians of ratios have a precision of 0.00001.
         same = (one is None) == (other is None) and (one is None or abs(one - other) <= tolerance)
         if not same:
             found.append(f"{what}: {one}, expected {other}")

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The page of tavik_report in a headless Chromium. Debian's own Python runs this: its selenium drives the browser.
 
-TAVIK_REPORT_PICTURE in the environment names a PNG file: the page of the example is kept there as a picture."""
+TAVIK_REPORT_PICTURE in the environment names a PNG file: the picture of the example's page is written there."""
 
 import base64
 import os
@@ -30,7 +30,7 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Pixels of a picture that are not see-through and of some colour: neither text nor grid.
+# Pixels of a picture that are opaque and coloured, so neither text nor grid.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();
@@ -47,7 +47,7 @@ DRAWN = """
       done([image.width, image.height, count]);
     };
     image.src = source;"""
-# Names as files and sequences may have them.
+# Unusual names that files and sequences may have.
 HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x onerror=\"document.title='run'\">", b"\"'`&amp;${1}\\", b"@SCRIPT@",
            b"__proto__", "\u67d3\u8272\u4f53 \u00e9 \U0001f9ec".encode(), b"\xff\xfe<\xc3(", b"n" * 10_000]
 
@@ -90,7 +90,7 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """A run of made rows, on references of falling share; all its figures differ from those of other samples."""
+        """A run of generated rows on references of decreasing share; all its figures differ from those of other samples."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -107,7 +107,7 @@ class BrowserTest(PageJudge):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
     def check_order(self, table, head, rows):
-        """A click on a heading sorts, numbers from the largest first; the next click turns that round. Unknown ones are last."""
+        """A click on a heading sorts, numbers from the largest first; the next click reverses the order. Unknown values are last."""
         clicks = self.script("""
             return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
               button.click();
@@ -187,7 +187,7 @@ class Page(BrowserTest):
         self.assertEqual([(box.get_attribute("class"), box.text) for box in boxes], [
             ("warning", "faulty: finished with warnings\n7 warnings\n" + "<i>w</i>\n" * 5 + "and 2 more"),
             ("error", "unfinished: parts of the run are missing here\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
-                      "within input file a: the run was interrupted or is still going on\n1 warning\nx")])
+                      "within input file a: the run was interrupted or is still running\n1 warning\nx")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
         self.run_report("faulty")
         self.open("faulty")
@@ -200,8 +200,8 @@ class Page(BrowserTest):
         self.open("many")
         state = self.state()
         self.check_sample(state, "many", f)
-        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with most reads. Identity and accuracy are those of all "
-                         "bases. Covered: the part of the sequence from start to end of an alignment, deletions included, or of 10 or 30.")
+        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with the most reads. Identity and accuracy are those of all "
+                         "bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover from start to end, deletions included.")
         self.check_order("references", *shown.references_table(f, 1000))
         for colours in (self.dark, self.colours):
             self.element("#theme").send_keys(Keys.ENTER)
@@ -256,7 +256,7 @@ class Samples(BrowserTest):
         self.assertEqual(([name for name in before if state[name] != before[name]], other), ([], []))
 
     def check_paper(self, samples):
-        """All samples are on paper, in light colours, and the page is as before afterwards."""
+        """All samples are printed, in light colours, and the page is unchanged afterwards."""
         self.element("#theme").send_keys(Keys.ENTER)
         before = self.state()
         self.script("addEventListener('beforeprint', () => { window.pixels = [...document.querySelectorAll('#paper canvas')].filter((canvas) => "

@@ -1,6 +1,6 @@
-"""What a page of tavik_report must show of the figures that report_figures.py computes: its texts, and its charts.
+"""The texts and charts that a page of tavik_report must show for the figures computed by report_figures.py.
 
-`f` is what figures() says of one sample. Each function returns what tests/cli/page_state.js finds on the page."""
+`f` is the result of figures() for one sample. Each function returns what tests/cli/page_state.js finds on the page."""
 
 import math
 from collections import Counter
@@ -12,7 +12,7 @@ ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inse
          "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls "
                      "identity."}
 QUALITIES = {"accuracy": " Q10 is 90 %, Q20 is 99 % accurate.",
-             "identity": " It tells of wrong bases alone: the quality of whole reads, whose gaps count, is that of their accuracy."}
+             "identity": " It counts wrong bases only; the quality of whole reads, gaps included, is that of their accuracy."}
 LENGTH_AXIS = "aligned length, bases (logarithmic)"
 RATIO_AXES = {("accuracy", False): "accuracy, % of the aligned, inserted and deleted bases", ("identity", False): "identity, % of the aligned bases",
               ("accuracy", True): "quality: \u221210 log\u2081\u2080(1 \u2212 accuracy)",
@@ -159,7 +159,7 @@ def bars_of(points, step):
 
 
 def histogram(counts, bars):
-    """The counts of fine bins in these bars; the first one has all below it, too."""
+    """The counts of fine bins in these bars; the first one also has everything below it."""
     first, last = bars[0][0], bars[-1][1]
     made = [sum(counts.get(fine, 0) for fine in range(*bar)) for bar in bars]
     made[0] += sum(count for fine, count in counts.items() if fine < first)
@@ -169,7 +169,7 @@ def histogram(counts, bars):
 
 def heat_map(counts, fine, cell, low, last):
     """Counts {(column, row): count} of cells of this size from fine ones of that, each a (width, height). Rows below `low`
-    are moved up to it, columns and rows behind `last`, where it is given, back to it."""
+    are moved up to it, columns and rows after `last`, if given, back to it."""
     made = Counter()
     for place, count in counts.items():
         column, row = (math.floor(at * small / large + 1e-6) for at, small, large in zip(place, fine, cell))

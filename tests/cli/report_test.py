@@ -44,14 +44,14 @@ class Options(ReportTest):
         self.write_run("good", [row(b"c")], {b"c": 1000})
         done = self.run_report("no", "bad", "good", status=1)
         self.assertEqual(done.stderr, "Error: no: No such file or directory\n"
-                                      "Error: bad/alignment_summary.txt: line 2: 2 columns in place of 13\n")
+                                      "Error: bad/alignment_summary.txt: line 2: 2 columns instead of 13\n")
         self.assertEqual([one["name"] for one in self.data("good")["samples"]], ["good"])
         self.assertEqual(self.run_report("bad", status=1).stdout, "")
         self.assertEqual([path.name for path in (self.folder / "bad").iterdir()], ["alignment_summary.txt"])
 
     def test_half_last_row_is_a_warning(self):
         self.write("out/alignment_summary.txt", HEADER.encode() + row(b"c") + row(b"c")[:-1])
-        warning = "out/alignment_summary.txt: line 3: half a row, as an interrupted run leaves it; it is not counted"
+        warning = "out/alignment_summary.txt: line 3: incomplete row, as an interrupted run leaves it; not counted"
         self.assertEqual(self.run_report("out").stderr, f"Warning: {warning}\n")
         (sample,) = self.data()["samples"]
         self.assertEqual((sample["totals"]["reads"], sample["warnings"]), (1, [warning]))
@@ -138,11 +138,11 @@ class Figures(ReportTest):
         self.write("out/b.sam", "@SQ\tSN:d\tLN:401\n")
         path = out / "alignment_summary.txt"
         self.assertEqual(self.run_report(out).stderr.splitlines(), [
-            f"Warning: {out}: the SAM files give 1 reference sequence different lengths; neither depth nor breadth is given there",
-            f"Warning: {path}: alignments reach beyond the end of 1 reference sequence: the SAM files beside it are another "
-            "run's; neither depth nor breadth is given there",
-            f"Warning: {path}: 1 name of a reference sequence or of another one's reverse strand, 'x_rc' the first: counted "
-            "as the latter"])
+            f"Warning: {out}: the SAM files give different lengths for 1 reference sequence; depth and breadth are left out there",
+            f"Warning: {path}: alignments reach beyond the end of 1 reference sequence: the SAM files beside it are from "
+            "another run; depth and breadth are left out there",
+            f"Warning: {path}: 1 name could mean a reference sequence or the reverse strand of another, such as 'x_rc': "
+            "counted as the latter"])
         (sample,) = self.data()["samples"]
         self.assertEqual(sorted(row[:4] for row in sample["references"]["rows"]),
                          [["c", None, 1, 0], ["d", None, 1, 0], ["x", 500, 0, 1], ["x_rc", 500, 0, 0]])

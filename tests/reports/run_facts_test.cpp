@@ -35,7 +35,7 @@ const std::string kFailedFile = "Error while processing input file in/c (1 reads
 const std::string kFailedRead = "Error while processing read r1: reason Continuing with next read.";
 const std::string kSkippedRead = "Read title '@' does not have any space. Continuing with next read.";
 
-// Every kind another number of times.
+// Each kind occurs a different number of times.
 const std::string kRecords =
     Record("06", "[info] Starting input file in/a.fq") + Record("07", "[warning] w1\nmore of it [error] x") +
     Record("08", "[info] Successfully finished input file in/a.fq (30 reads)") +
@@ -151,5 +151,5 @@ TEST(RunFacts, OfAJoinedSummaryAreThoseOfAllItsRuns) {
     EXPECT_EQ(facts.failed_files.first, (Texts{"chunks/00000: " + kFailedFile, "chunks/00001: " + kFailedFile}));
     EXPECT_EQ(facts.missing.first, Texts{"chunks/00002"});
     EXPECT_EQ(facts.unfinished.first, Texts{"chunks/00000: the log file ends at 2026-01-02 03:04:23: the run was "
-                                            "interrupted or is still going on"});
+                                            "interrupted or is still running"});
 }

@@ -60,13 +60,13 @@ TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
     const std::string wrong_end = " is not start + aligned + ";
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"", "line 1: the file is empty"},
-        {Header().substr(0, 50), "line 1: the header has no end"},
+        {Header().substr(0, 50), "line 1: the header line is incomplete"},
         {"@SQ\x1b\tx\n", no_header + "'@SQ??x'"},
         {Header().insert(Header().size() - 1, "\tmore"), no_header + "'read_id?alignment_genome?alignment_genom...'"},
-        {Header() + kRow + "r\tc\n", "line 3: 2 columns in place of 13"},
-        {Header() + "\n", "line 2: 1 column in place of 13"},
-        {Header() + kRow + std::string(std::size_t{65} << 20U, 'x'), "line 3: longer than 64 MiB, which no row is"},
-        {Header() + With(12, "150\t"), "line 2: 14 columns in place of 13"},
+        {Header() + kRow + "r\tc\n", "line 3: 2 columns instead of 13"},
+        {Header() + "\n", "line 2: 1 column instead of 13"},
+        {Header() + kRow + std::string(std::size_t{65} << 20U, 'x'), "line 3: longer than 64 MiB, so not a row of a summary"},
+        {Header() + With(12, "150\t"), "line 2: 14 columns instead of 13"},
         {Header() + With(12, "150\r"), "line 2: alignment_score is not a whole number: '150?'"},
         {Header() + With(8, "1e2"), "line 2: alignment_num_aligned is not a whole number: '1e2'"},
         {Header() + With(6, ""), "line 2: alignment_num_insertions is not a whole number: ''"},
