@@ -197,8 +197,8 @@ ALTERATIONS = {
     "an unknown RNAME": (cell("out/a.sam", 4, 2, "chr"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
         f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
-    "a POS that is none": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
-    "a MAPQ that is none": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: values that the aligner does not write"]),
+    "a POS that is not a number": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
+    "a MAPQ above 255": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: values that the aligner does not write"]),
     "another CIGAR": (cell("out/a.sam", 4, 5, lambda old: "9M1D2M1D" + old[5:]), [
         f"{SUMMARY}: line 3: alignment_genome_end of read 'r2' is '15419', by its SAM record '15420'"]),
     "a longer CIGAR": (cell("out/a.sam", 4, 5, lambda old: old + "1I"), [f"{A}: line 4: {LENGTHS}"]),
