@@ -1,11 +1,11 @@
-"""Real reads for the benchmark scripts, out of Debian packages that are unpacked but not installed."""
+"""Real reads and references from Debian packages, which are unpacked but not installed."""
 
 import subprocess
 from pathlib import Path
 
 
 def unpacked(package, folder):
-    """The contents of a Debian package under `folder`/`package`, downloaded and unpacked there unless they are."""
+    """The path `folder`/`package` of a Debian package's contents; downloads and unpacks it if it is missing."""
     target = Path(folder) / package
     if not target.exists():
         subprocess.run(["apt-get", "download", "-q", package], cwd=folder, check=True, stdout=subprocess.DEVNULL)
@@ -15,11 +15,11 @@ def unpacked(package, folder):
 
 
 def flye_reads(folder):
-    """A reference of 500 kb of E. coli, 945 long reads (8.4 Mb) and HiFi reads of it, the reads as .fastq.gz."""
+    """The paths of 500 kb of E. coli as the reference, and of 945 long reads (8.4 Mb) and HiFi reads as .fastq.gz."""
     reference = next(unpacked("flye", folder).rglob("ecoli_500kb.fasta"))
     return (reference, *(reference.with_name(f"ecoli_500kb_reads{kind}.fastq.gz") for kind in ("", "_hifi")))
 
 
 def human_chromosome(folder):
-    """70 Mb of a human chromosome, as .fa.gz."""
+    """The path of 70 Mb of a human chromosome, as .fa.gz."""
     return next(unpacked("smalt-examples", folder).rglob("hs37chrXtrunc.fa.gz"))

@@ -1,4 +1,4 @@
-"""Makes a genome with the repeats of a human one, and reads of it, for benchmarks/make-data. Needs numpy."""
+"""Generates a genome with the repeats of a human one, and reads of it, for benchmarks/make-data. Needs numpy."""
 
 import numpy
 
@@ -14,9 +14,9 @@ SATELLITE_SHARE = 0.03
 
 
 def noisy(random, sources, lengths, rate):
-    """Copies of pieces of a sequence, `lengths` bases each, one after the other. `sources`: for each piece the sequence
-    in which it starts, its start and its direction (1, or -1 for the other strand). Half of the errors are
-    substitutions, the others insertions and deletions of one base."""
+    """Erroneous copies of parts of a sequence, of `lengths` bases, one after the other. `sources`: the sequence, and
+    for each part its start and its direction (1, or -1 for the other strand). Half of the errors are substitutions,
+    half insertions and deletions of one base."""
     sequence, starts, directions = sources
     total = int(lengths.sum())
     draw = random.integers(0, 65536, total, dtype=numpy.uint16)
@@ -30,7 +30,7 @@ def noisy(random, sources, lengths, rate):
     at = numpy.repeat(starts, lengths) + signs * walked
     copies = sequence[at % len(sequence)]
     copies = numpy.where((signs < 0) & (copies < ANY), 3 - copies, copies).astype(numpy.uint8)
-    # A third more, since the new base of every fourth is the old one.
+    # A third more, because one in four new bases equals the old one.
     wrong = numpy.flatnonzero((draw < int(65536 * (rate / 4 + rate * 2 / 3))) & (copies < ANY))
     copies[wrong] = random.integers(0, 4, len(wrong), dtype=numpy.uint8)
     return copies
@@ -38,22 +38,22 @@ def noisy(random, sources, lengths, rate):
 
 class Genome:
     """About `size` bases in 24 chromosomes with the proportions of the human ones. Half of the bases are copies of 800
-    repeat families, 3 to 28 % away from their origin; 3 % of each chromosome is a satellite of 171 bases in copies that
-    differ by 2 %; there are tandem repeats of short units, and runs of N at the ends and between."""
+    repeat families, 3 to 28 % diverged; 3 % of each chromosome are copies of a satellite of 171 bases, 2 % diverged.
+    There are tandem repeats of short units, and runs of N at the ends and in between."""
 
     def __init__(self, seed, size):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
         self.satellite = self.bases(171)
         shortest = numpy.exp(self.random.uniform(numpy.log(200), numpy.log(7000), FAMILIES))
         families = [self.bases(int(length)) for length in shortest]
-        # The old ones come first, so that the young ones lie in them.
+        # Older families come first, so that copies of younger ones lie inside copies of theirs.
         ages = sorted(self.random.uniform(0.03, 0.28, FAMILIES), reverse=True)
         shares = self.random.exponential(1, FAMILIES)
-        # Copies that fall on one another leave half of the bases to what is no copy.
+        # Copies overlap: at this density, they cover half of the bases.
         shares *= numpy.log(2) / shares.sum()
         self.families = list(zip(families, ages, shares))
         unit = size / sum(CHROMOSOMES)
-        self.satellites = []  # Of each chromosome, from where to where.
+        self.satellites = []  # The range [begin, end) in each chromosome.
         self.chromosomes = [self.chromosome(int(share * unit)) for share in CHROMOSOMES]
 
     def bases(self, length):
@@ -62,7 +62,7 @@ class Genome:
     def chromosome(self, length):
         random, chromosome = self.random, self.bases(length)
         for family, age, share in self.families:
-            # A copy is a third of its family or more.
+            # A copy has at least a third of its family's length.
             count = random.poisson(length * share / (len(family) * 2 / 3))
             lengths = (len(family) * random.uniform(1 / 3, 1, count)).astype(numpy.int64)
             self.put(chromosome, lengths, lambda kept, family=family, age=age: noisy(
@@ -86,7 +86,7 @@ class Genome:
         return chromosome
 
     def put(self, chromosome, lengths, make):
-        """Replaces bases at random places by what `make` makes of the lengths."""
+        """Overwrites bases at random positions with the copies that `make` returns for the lengths."""
         lengths = lengths[lengths < len(chromosome)]
         if len(lengths) > 0:
             places = (self.random.random(len(lengths)) * (len(chromosome) - lengths)).astype(numpy.int64)
@@ -106,7 +106,7 @@ class Genome:
 
 
 class Reads:
-    """Reads of sequences of base codes, from both strands, with 8 % errors, none of them with an N."""
+    """Makes reads from both strands of sequences of base codes, with 8 % errors and without N."""
 
     def __init__(self, seed, sequences):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
@@ -115,11 +115,11 @@ class Reads:
         self.shares = lengths / lengths.sum()
 
     def any_length(self):
-        """Around 8000 bases."""
+        """A random length with a median of 8000 bases."""
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """Of any place, or of one that begins between `begin` and `end` of a sequence."""
+        """A read from anywhere, or one that begins between `begin` and `end` of a sequence."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence
@@ -147,7 +147,7 @@ class Reads:
 
 
 def hard_reads(reads, satellites):
-    """Inside satellites (sequence, from, to), across two places, and of 100 kb and more."""
+    """Reads inside satellites (given as sequence, begin, end), reads from two places, and reads of 100 kb and more."""
     hard = [reads.read(reads.any_length(), *satellite) for satellite in satellites for _ in range(4)]
     hard += [numpy.concatenate([reads.read(5000), reads.read(4000)]) for _ in range(100)]
     return hard + [reads.read(int(reads.random.integers(100_000, 250_000))) for _ in range(16)]
@@ -160,7 +160,7 @@ def write_reads(folder, sequences, satellites, bases):
 
 
 def write_made(folder, size, read_bases):
-    """A made genome and reads of it."""
+    """Writes a generated genome and reads of it."""
     genome = Genome("human-like", size)
     genome.write(folder / "reference.fasta")
     satellites = [(number, *satellite) for number, satellite in enumerate(genome.satellites)]
@@ -168,7 +168,7 @@ def write_made(folder, size, read_bases):
 
 
 def write_real(folder, fasta, read_bases):
-    """A real sequence, as FASTA text, and reads of it."""
+    """Writes a real sequence, given as FASTA text, and reads of it."""
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "reference.fasta").write_bytes(fasta)
     letters = b"".join(fasta.upper().split(b"\n")[1:])

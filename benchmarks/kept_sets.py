@@ -1,11 +1,11 @@
-"""Sets and indexes that are made once in a folder and found there the next time."""
+"""Generates sets and indexes once and keeps them in a folder for the next run."""
 
 import subprocess
 from pathlib import Path
 
 
 def kept_set(data, name, *size):
-    """Folder of a made set, filled by benchmarks/make-data unless it is there."""
+    """The folder of a generated set; benchmarks/make-data fills it if it is missing."""
     folder = data / "-".join([name, *map(str, size)])
     if not (folder / "reads").exists():
         subprocess.run([Path(__file__).with_name("make-data"), name, folder, *map(str, size)], check=True)
@@ -13,7 +13,7 @@ def kept_set(data, name, *size):
 
 
 def prebuilt(reference):
-    """Index file of a reference, made by minimap2 unless it is there."""
+    """The prebuilt index of a reference; minimap2 builds it if it is missing."""
     index = reference.with_suffix(".mmi")
     if not index.exists():
         subprocess.run(["minimap2", "-x", "map-ont", "-d", index, reference], check=True, stderr=subprocess.DEVNULL)

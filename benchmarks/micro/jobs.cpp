@@ -1,4 +1,4 @@
-// What the engine around the reads costs: a log call that goes nowhere, and handing jobs to workers.
+// The overhead per read: a log call below the threshold, and passing jobs to workers.
 
 #include <chrono>
 #include <cstdint>
@@ -39,10 +39,10 @@ void EmptyJob(benchmark::State& state) {
         pool.Reset(pool.Finished().front());
     }
 }
-// The time on the clock: the owner sleeps through part of it.
+// Wall time: the owner sleeps part of it.
 BENCHMARK(EmptyJob)->ArgName("workers")->Arg(1)->Arg(2)->UseRealTime();
 
-// So many times the same record.
+// The same record, `count` times.
 struct Records {
     struct Iterator {
         Common::FastQRecord* record;
@@ -58,7 +58,7 @@ struct Records {
     int count;
 };
 
-// The reads of a file whose jobs take so many microseconds of a processor each: jobs per second.
+// Jobs per second for the reads of a file, when each job takes `us` microseconds of processor time.
 void LoopOfJobs(benchmark::State& state) {
     constexpr int kJobs = 5000;
     Records records{{"@read", "ACGT", "IIII"}, kJobs};

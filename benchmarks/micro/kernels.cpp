@@ -1,4 +1,4 @@
-// The kernels, on calls as minimap2 makes them for noisy reads with the preset that reads are mapped with.
+// The kernels, with calls like minimap2's for noisy reads and the preset map-ont.
 
 #include <cstdint>
 #include <cstdlib>
@@ -26,7 +26,7 @@ bool IsSkipped(benchmark::State& state) {
     return !has_avx2;
 }
 
-// A target, and a query with an error in about every 12 bases and `inserted` more bases in its middle.
+// A target and a query that differs from it by an error about every 12 bases and by `inserted` bases in its middle.
 struct Pair {
     Pair(int length, int inserted) {
         const auto base = [this] { return static_cast<std::uint8_t>(random() % 4); };

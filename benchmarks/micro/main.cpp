@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    // No verbose records, as in most runs: nearly every function measured here logs.
+    // Verbose records are off, as in most runs: nearly every function measured here logs.
     Common::logging::Prepare();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -1,4 +1,4 @@
-// Reading the input files.
+// Measures the reading of input files.
 
 #include <cstddef>
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace {
 constexpr int kReads = 500;
 constexpr std::size_t kReadLength = 4000;
 
-// The same 4 MB of reads in every run. Qualities take 16 values, so that they compress about as real ones do.
+// The same 4 MB of reads in every run. Qualities have 16 values, so they compress about as well as real ones.
 std::string FastQText() {
     unsigned random = 1;
     std::string text;
@@ -35,7 +35,7 @@ std::string FastQText() {
     return text;
 }
 
-// The same reads as a plain and as a gzip file; removed when the program ends.
+// The reads as a plain and as a gzip file, which are removed when the program ends.
 class ReadFiles {
 public:
     ReadFiles() {
@@ -74,7 +74,7 @@ void ReadFastQ(benchmark::State& state, const char* name) {
             break;
         }
     }
-    // Per second: the bytes of the file as it lies there, and of the text in it.
+    // Bytes per second, of the file and of its uncompressed text.
     const auto rate = benchmark::Counter::kIsIterationInvariantRate;
     state.counters["file_bytes"] = {static_cast<double>(std::filesystem::file_size(path)), rate};
     state.counters["text_bytes"] = {static_cast<double>(files.TextSize()), rate};

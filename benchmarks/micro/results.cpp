@@ -1,4 +1,4 @@
-// What becomes of the SAM text of one read: figures, SAM lines and a summary row.
+// Measures the way from the SAM text of one read to figures, SAM lines and a summary row.
 
 #include <memory>
 #include <string>
@@ -22,8 +22,8 @@ std::string Bases() {
     return Tests::RandomBases(random, kReadLength);
 }
 
-// The record of a read that maps to "chr0" with an insertion and a deletion in every 20 bases, in the columns and
-// fields that minimap2 writes.
+// The record of a read that maps to "chr0", with an insertion and a deletion every 20 bases and the tags that minimap2
+// writes.
 std::string MappedRecord(const std::string& sequence) {
     std::string cigar;
     for (int bases = 0; bases < kReadLength; bases += 20) {
@@ -41,14 +41,14 @@ std::string Header(int lines) {
     return header;
 }
 
-// With the same header in front of every record, as in a run: a large one is read once and then compared.
+// Each record follows the same header, as in a run: a large header is parsed once and then only compared.
 void ParseMappedRecord(benchmark::State& state) {
     using ThirdPartyAlignment::SamHandler;
     std::string sam = Header(static_cast<int>(state.range(0))) + MappedRecord(Bases());
     for ([[maybe_unused]] auto _ : state) {
         auto result = SamHandler::Parse(std::move(sam), kReadLength);
         benchmark::DoNotOptimize(result.accuracy);
-        sam = std::move(result.sam_record);  // Handed back unchanged, which saves a copy that is not Parse's.
+        sam = std::move(result.sam_record);  // Returned unchanged; reusing it saves a copy that is not part of Parse.
     }
 }
 BENCHMARK(ParseMappedRecord)->ArgName("header_lines")->Arg(1)->Arg(100'000);
@@ -71,7 +71,7 @@ public:
     }
 };
 
-// The work of one job, but for the mapping.
+// The work of one job without the mapping.
 void WriteRead(benchmark::State& state) {
     const Tests::TemporaryFolder folder;
     FixedAligner aligner(folder.Path(""));
@@ -81,7 +81,7 @@ void WriteRead(benchmark::State& state) {
         aligner.ProcessRead(record, "read");
     }
 }
-// A fixed number, which keeps the SAM file below 100 MB.
+// A fixed number keeps the SAM file below 100 MB.
 BENCHMARK(WriteRead)->Iterations(15'000);
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A configuration file: parsing never throws and leaves its complaints as text.
+// A configuration file: parsing never throws; it keeps its error messages as text.
 
 #include <array>
 #include <sstream>

@@ -1,4 +1,4 @@
-// A read file, plain or gzip by its first byte: the reader gives records or throws a std::exception.
+// A read file, gzip or plain by its first byte: the reader returns records or throws a std::exception.
 
 #include <exception>
 
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         boost::iostreams::filtering_istream stream;
         Common::OpenSequencingFile(path, stream);
-        // Not through the adapter: a file without records ends the process there, by design.
+        // The adapter is bypassed, because it deliberately ends the process for a file without records.
         if (stream.peek() == '>') {
             Walk<Common::FastaIterable>(stream);
         } else {

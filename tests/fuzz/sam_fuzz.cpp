@@ -1,4 +1,4 @@
-// SAM text from an aligner: whatever it is, Parse returns or throws a std::exception.
+// SAM text from an aligner: for any text, Parse returns or throws a std::exception.
 
 #include <cstring>
 #include <exception>

@@ -1,4 +1,4 @@
-// An alignment summary: its rows follow the rules that the reader promises, or it is refused.
+// An alignment summary: the reader refuses it, or its rows keep the reader's promises.
 
 #include <cstdlib>
 #include <exception>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Making one takes longer than counting an input's rows: many inputs share it.
+// Creating a sample takes longer than counting the rows of an input, so many inputs share one.
 Reports::Sample& CurrentSample() {
     constexpr int kInputs = 1000;
     static std::unique_ptr<Reports::Sample> sample;
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto path = Fuzz::WriteInput(data, size, ".summary");
     auto& sample = CurrentSample();
     try {
-        Reports::SummaryReader reader(path, 64);  // Most rows lie across two blocks.
+        Reports::SummaryReader reader(path, 64);  // A small buffer: most rows cross its end.
         for (Reports::SummaryRow row; reader.Next(row);) {
             if (row.IsAligned() == (row.genome == "*") || row.correct > row.aligned) {
                 std::abort();

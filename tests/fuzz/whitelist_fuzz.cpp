@@ -1,4 +1,4 @@
-// A whitelist: no id holds a blank or white space at an end.
+// A whitelist: no id is empty, contains a space, or begins or ends with white space.
 
 #include <cstdlib>
 

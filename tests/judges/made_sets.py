@@ -1,4 +1,4 @@
-"""References and reads that tests/judges/compare-with-minimap2 makes on the spot: the same ones every time."""
+"""Generates the references and reads of tests/judges/compare-with-minimap2, the same ones every time."""
 
 import gzip
 import random
@@ -7,7 +7,7 @@ import subprocess
 
 
 class Maker:
-    """Made references and reads: the same ones every time."""
+    """Generates sequences and reads from a fixed seed and writes them to files."""
 
     def __init__(self, folder):
         self.folder, self.random = folder, random.Random(7)
@@ -32,7 +32,7 @@ class Maker:
             yield self.noisy(bases[start : start + length])
 
     def repeats(self):
-        """Two sequences, most of them copies of eight families and of one satellite of 171 bases, more or less alike."""
+        """Two sequences that are mostly diverged copies of eight repeat families and of one satellite of 171 bases."""
         families = [self.bases(self.random.randint(200, 3000)) for _ in range(8)]
         satellite = self.bases(171)
         self.repetitive = []
@@ -52,7 +52,7 @@ class Maker:
             yield from self.pieces(sequence[-20000:], 15, 2000, 15000)
 
     def write(self, name, sequences):
-        """FASTQ or FASTA as the name says; two gzip members where it ends in .gz."""
+        """Writes FASTQ or FASTA, as the name says; two gzip members if it ends in .gz. Returns the path."""
         if ".fastq" in name:
             texts = [f"@{name}/{i} runid=0\n{sequence}\n+\n{'5' * len(sequence)}\n"
                      for i, sequence in enumerate(sequences)]
@@ -67,7 +67,7 @@ class Maker:
 
 
 def made_sets(folder):
-    """Yields (title, reference, read files) for each set, written into the folder."""
+    """Writes the sets into the folder; yields (title, reference, read files) for each."""
     make = Maker(folder)
     repeat = make.bases(4000)
     genome = make.bases(60000) + repeat + make.bases(30000) + make.noisy(repeat, 0.02) + make.bases(20000)

@@ -18,11 +18,12 @@ namespace IndexCheck {
 namespace {
 
 constexpr int kRefused = 0, kAlike = 1, kChanged = 2;
-constexpr rlim_t kSeconds = 20;  // Of CPU time.
+constexpr rlim_t kSeconds = 20;  // Of processor time.
 constexpr long kMostKib = 1L << 20U;
 constexpr std::size_t kReadBases = 1000;
 
-// "header", "name or length", "count", "position", "key", "value" or "bases".
+// The part of the index that a byte belongs to: "header", "name or length", "count", "position", "key", "value" or
+// "bases".
 std::string PartOf(const Tests::IndexParts& parts, std::size_t offset) {
     if (offset < parts.names_begin || offset >= parts.bases_begin) {
         return offset < parts.names_begin ? "header" : "bases";
@@ -77,7 +78,7 @@ std::string IndexMutants::RandomBases(std::size_t count) {
     return bases;
 }
 
-// The records of all reads, or nothing for an index that is refused.
+// The SAM records of all reads; empty for an index that is refused.
 std::string IndexMutants::Records(const std::string& path) const {
     mm_idx_t* const index = qelmm_load_index(path.c_str());
     if (index == nullptr) {
@@ -130,7 +131,7 @@ std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexPart
 
 std::string IndexMutants::Damage(std::string& index) {
     const Tests::IndexParts parts(index);
-    // The names and the header are few bytes; without this they would hardly ever be hit.
+    // Names and header are few bytes: without this, they would hardly ever be damaged.
     auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());
     const auto size = std::min(std::size_t{1} << Below(14), index.size() - at);
     const auto where = PartOf(parts, at);
@@ -144,7 +145,7 @@ std::string IndexMutants::Damage(std::string& index) {
         case 2:
             index.replace(at, size, size, '\0');
             return "zeroed " + std::to_string(size) + " bytes, " + where;
-        case 3: {  // What a copy leaves that stopped early: the rest is zeros, ones or what was there before.
+        case 3: {  // As after an interrupted copy: the rest is zeros, ones or older content.
             const auto rest = index.size() - at;
             const auto filling = Below(3);
             index.replace(at, rest,
@@ -153,7 +154,7 @@ std::string IndexMutants::Damage(std::string& index) {
         }
         case 4:
             index.replace(at, size, index.substr(Below(index.size() - size + 1), size));
-            return "block from elsewhere, " + where;
+            return "bytes from elsewhere, " + where;
         case 5:
             return SwapBuckets(index, parts);
         default:

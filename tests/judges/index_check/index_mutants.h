@@ -12,22 +12,23 @@
 
 namespace IndexCheck {
 
-/// What became of damaged indexes.
+/// Counts how damaged indexes were received.
 struct MutantFigures {
     long refused = 0;
-    long alike = 0;                       ///< Accepted, and all reads' records were those of the sound index.
-    std::map<std::string, long> changed;  ///< Accepted with other records, by what was damaged.
-    std::string failure;                  ///< The first crash, hang or use of too much memory.
+    long alike = 0;                       ///< Accepted, and all reads mapped as with the sound index.
+    std::map<std::string, long> changed;  ///< Accepted, but reads mapped differently; by what was damaged.
+    std::string failure;                  ///< Describes the first crash, hang or use of too much memory.
 };
 
-/// Damages prebuilt indexes of a made-up reference, of several presets and k-mer sizes, the same way for a seed, and
-/// has each loaded and mapped against in a process of its own.
+/// Damages prebuilt indexes of a generated reference, with several presets and k-mer lengths, the same way for a seed.
+/// Loads each in a process of its own and maps reads against it.
 class IndexMutants {
 public:
-    /// `bases`: of the reference; `read_count`: how many reads from all over it are mapped. Needs the minimap2 program.
+    /// `bases`: the length of the reference; `read_count`: the number of reads, spread evenly over it. Needs the
+    /// minimap2 program; throws std::runtime_error when it fails.
     IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t read_count);
 
-    /// Tries `count` mutants, up to the first failure.
+    /// Tries `count` mutants; stops at the first failure.
     void Try(long count, MutantFigures& figures);
 
 private:
@@ -38,7 +39,7 @@ private:
     std::size_t Below(std::size_t end) { return std::uniform_int_distribution<std::size_t>(0, end - 1)(generator); }
     std::string RandomBases(std::size_t count);
     std::string Records(const std::string& path) const;
-    /// Returns what was done to the index.
+    /// Damages an index and returns a description of the damage.
     std::string Damage(std::string& index);
     std::string ChangeCountOrStart(std::string& index, const Tests::IndexParts& parts);
     std::string SwapBuckets(std::string& index, const Tests::IndexParts& parts);

@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
         changed += count;
     }
     std::cout << figures.refused << " refused, " << figures.alike << " accepted with the same records, " << changed
-              << " accepted with others:\n";
+              << " accepted with other records:\n";
     for (const auto& [what, count] : figures.changed) {
         std::cout << "  " << count << "  " << what << '\n';
     }
