@@ -157,7 +157,7 @@ def sequence(read, file="a.fastq"):
 ALTERATIONS = {
     "a SAM record is gone": (without("out/a.sam", 4), [missing("r2")]),
     "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
-    "a SAM record stands there twice": (lines("out/a.sam", lambda old: old[:4] + old[3:]), [surplus("r2")]),
+    "a duplicate SAM record": (lines("out/a.sam", lambda old: old[:4] + old[3:]), [surplus("r2")]),
     "all SAM records are gone": (lines("out/b.sam", lambda old: old[:2]),
                                  [missing(f"s{i}", "b") for i in (1, 2, 3)]),
     "no SAM file": (gone("out/a.sam"), [f"{A}: No such file or directory"]),
@@ -183,7 +183,7 @@ ALTERATIONS = {
     "NUL in a tag": (cell("out/a.sam", 4, 12, "ms:i:\0"), [f"{A}: line 4: {BAD_BYTE}"]),
     "NUL for a block of a SAM file": (content("out/a.sam", lambda old: old[:2000] + bytes(512) + old[2512:]),
                                       [f"{A}: line 3: {BAD_BYTE}"]),
-    "NUL behind a SAM file": (content("out/a.sam", lambda old: old + bytes(9)), [f"{A}: line 9: cut short"]),
+    "NUL after a SAM file": (content("out/a.sam", lambda old: old + bytes(9)), [f"{A}: line 9: cut short"]),
     "a carriage return": (line("out/a.sam", 5, lambda old: old[:-1] + b"\r\n"), [f"{A}: line 5: {BAD_BYTE}"]),
     "an empty line in a SAM file": (line("out/a.sam", 5, lambda old: b"\n" + old), [f"{A}: line 5: a record without a name"]),
     "a SAM record loses columns": (line("out/a.sam", 5, lambda old: b"\t".join(old.split(b"\t")[:9]) + b"\n"),
@@ -224,7 +224,7 @@ ALTERATIONS = {
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
         f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
-    "a supplementary record stands there twice": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
+    "a duplicate supplementary record": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
         f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
     "a supplementary record that is clipped by more than the read": (
         both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
@@ -239,7 +239,7 @@ ALTERATIONS = {
     "a row less": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
     "a row is a copy of its neighbour": (copy_of(SUMMARY, 3, 2), [
         f"{SUMMARY}: line 3: read 'r1' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
-    "a row stands there twice": (lines(SUMMARY, lambda old: old[:3] + old[2:]), [
+    "a duplicate row": (lines(SUMMARY, lambda old: old[:3] + old[2:]), [
         f"{SUMMARY}: line 4: read 'r2' has no SAM record"]),
     "all rows are gone": (lines(SUMMARY, lambda old: old[:1]), [
         *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
@@ -276,7 +276,7 @@ ALTERATIONS = {
     "no input file": (gone("a.fastq"), ["a.fastq: cannot be read: No such file or directory"]),
     "neither input file nor SAM file": (both(gone("a.fastq"), gone("out/a.sam")), [
         "a.fastq: cannot be read: No such file or directory", f"{A}: No such file or directory"]),
-    "a file in place of the save folder": (
+    "a file instead of the save folder": (
         lambda folder: (shutil.rmtree(folder / "out"), (folder / "out").write_text("")), ["out: Not a directory"]),
     "an empty input file": (content("a.fastq", lambda old: b""), ["a.fastq: the file is empty"]),
     "two input files are swapped": (swapped("a.fastq", "b.fastq"), [
@@ -308,7 +308,7 @@ LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
     "a record cut in its third line": (
         {"a.fastq": WHOLE + "@cut\nACGT\n+"}, ["a.fastq: the last record is cut short"]),
-    "a record cut behind its title, gzip": (
+    "a record cut after its title, gzip": (
         {"a.gz": gzip.compress((WHOLE + "@cut\n").encode())}, ["a.gz: the last record is cut short"]),
     "a read with another letter ends its file": (
         {"a.fq": WHOLE + record("n", "ACGN") + WHOLE},
@@ -334,7 +334,7 @@ BAD_INPUT = {
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
         ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early"]),
-    "bytes behind the gzip data": (
+    "bytes after the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
         ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
     "plain text under a name for gzip": (
@@ -366,9 +366,9 @@ LATER_DAMAGE = {
     "gzip data are cut": (lambda old: old[:-9], ["a.gz: damaged, or not gzip: the file ends too early"]),
     "gzip data are altered": (lambda old: old[:-8] + bytes(4) + old[-4:],
                               ["a.gz: damaged, or not gzip: the data are corrupt: incorrect data check"]),
-    "bytes stand behind gzip data": (lambda old: old + b"more", ["a.gz: Ignored 4 bytes after the end of the gzip data "
+    "bytes after gzip data": (lambda old: old + b"more", ["a.gz: Ignored 4 bytes after the end of the gzip data "
                                                                  "in a.gz"]),
-    "many bytes stand behind gzip data": (
+    "many bytes after gzip data": (
         lambda old: old + b"more" * 200,
         ["a.gz: damaged, or not gzip: bytes that are not gzip data follow a member, and more data follows them"]),
 }

@@ -68,7 +68,7 @@ class Figures(ReportTest):
                          ["1.0.0", str(REFERENCE), "0.6", "3", "0 and 0"])
 
     def test_figures_of_made_rows_are_those_of_sorted_lists(self):
-        random.seed(5)  # With others, a length that is known to 1 in 32768 alone may lie beside its bin.
+        random.seed(5)  # With other seeds, a length with a precision of 1 in 32768 may fall into a neighbouring bin.
         bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Of bins.
         spread = [int(3_000_000 ** random.random()) for _ in range(9000)]
         cases = ([50], [2, 2, 4], [length for length in spread if length < 65536], spread + bounds)

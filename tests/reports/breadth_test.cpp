@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-// Random alignments on sequences of these lengths, beside the depth of every position.
+// Compares random alignments on sequences of these lengths with the depth of every position.
 TEST(Breadth, IsThatOfThePositionsLookedAtAndTheseAreFew) {
     const std::vector<std::int32_t> lengths = {1, 7, 100, 0, 1000, 3001, 8000};
     std::mt19937 random(1);
