@@ -176,7 +176,9 @@ ALTERATIONS = {
     "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: it lies outside its reference sequence"]),
     "a POS near the end of the reference": (cell("out/a.sam", 4, 3, "59999"), [
         f"{A}: line 4: it lies outside its reference sequence"]),
-    "an unknown RNAME": (cell("out/a.sam", 4, 2, "chr"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
+    "an unknown RNAME": (cell("out/a.sam", 4, 2, "~"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
+    "a mapped record without POS": (cell("out/a.sam", 4, 3, "0"), [f"{A}: line 4: it lies outside its reference sequence"]),
+    "a POS of more than 32 bits": (cell("out/a.sam", 4, 3, "4294982378"), [f"{A}: line 4: POS is not a number"]),
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
         f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
     "a POS that is not a number": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
@@ -196,6 +198,7 @@ ALTERATIONS = {
         f"{SUMMARY}: line 3: alignment_num_correct of read 'r2' is '310', by its SAM record '311'"]),
     "another AS": (cell("out/a.sam", 4, 13, "AS:i:485"), [
         f"{SUMMARY}: line 3: alignment_score of read 'r2' is '484', by its SAM record '485'"]),
+    "an AS that is not a number": (cell("out/a.sam", 4, 13, "AS:i:484x"), [f"{A}: line 4: AS is not a number"]),
     "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
         f"{A}: line 4: a mapped record without NM or AS"]),
     "half a tag": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a malformed tag"]),
@@ -218,6 +221,13 @@ ALTERATIONS = {
     "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
         f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),
+    "a duplicate record of a rejected read": (lines("out/b.sam", lambda old: old[:5] + old[4:]), [surplus("s2", B)]),
+    "no SAM file and a duplicate row": (
+        both(gone("out/a.sam"), lines(SUMMARY, lambda old: old[:3] + old[2:])), [
+            f"{A}: No such file or directory", f"{SUMMARY}: 12 rows for 11 logged reads"]),
+    "an unfinished file without a SAM file": (
+        both(log("Successfully finished input file c.fasta", "End of c.fasta"), gone("out/c.sam")), [
+            "c.fasta: begun, but not finished"]),
     "a row less": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
     "a row is a copy of its neighbour": (copy_of(SUMMARY, 3, 2), [
         f"{SUMMARY}: line 3: read 'r1' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
@@ -266,14 +276,15 @@ ALTERATIONS = {
         "b.fastq: 6 reads in the file, 3 aligned", f"{B} holds other reads"]),
     "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
                                 ["a.fastq: not a regular file"]),
-    "killed before the end": (lambda folder: without(log_of(folder), 13)(folder),
-                              ["{log}: the run did not finish"]),
+    "killed before the end, with a folder named like a log": (
+        lambda folder: (without(log_of(folder), 13)(folder), (folder / "out" / LATER).mkdir()),
+        ["{log}: the run did not finish"]),
     "no log": (lambda folder: gone(log_of(folder))(folder),
                ["out: no log file, so no run took place here"]),
     "another file in the log": (log("c.fasta", "other.fasta"), [
         "other.fasta: in the log, but not in the input", "c.fasta: not finished"]),
     "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the file, 5 aligned"]),
-    "a full disk": (log("[info] Succ", "[error] Could not write to output file x: No space left\n"
+    "a full disk": (log("[info] Succ", "[error] Could not write to output file x:\r No space left\n"
                         "2026-11-21 00:00:00.1 [info] Succ"),
                     3 * ["error in the log: Could not write to output file x: No space left"]),
     "a later run that failed": (

@@ -12,9 +12,14 @@ from pathlib import Path
 
 from aligner_run import PROGRAM, REFERENCE, AlignerTest, fastq
 from check_alterations import (ALTERATIONS, BASES, COLUMNS, INPUT, LISTED, NOISE, OTHER_SQ, RECORDS, SUMMARY,
-                               WHOLE, cell, content, lines, log_of, other_base, record, surplus)
+                               WHOLE, cell, content, lines, log, log_of, other_base, record, surplus)
 
 CHECK = os.environ.get("TAVIK_CHECK", os.path.join(os.path.dirname(PROGRAM), "tavik_check"))
+
+
+def complement(sequence):
+    """Of the other strand."""
+    return sequence[::-1].translate(str.maketrans("ACGT", "TGCA"))
 
 
 def failed_file(name, reason):
@@ -112,6 +117,8 @@ WHOLE_INPUT = {
     "two gzip members": ("10 reads", "a.fastq.gz", gzip.compress(WHOLE.encode()) * 2),
     "a name like a log record's end": ("5 reads", "a (1 reads).fq", WHOLE),
     "a read with a supplementary record": ("1 read", "a.fq", fastq([tuple(map("".join, zip(*RECORDS[:2])))])),
+    "a supplementary record on the reverse strand": (
+        "1 read", "a.fq", record("s", complement(RECORDS[0][1] + RECORDS[1][1]))),
     "rejected, unmapped and empty reads": ("4 reads", "a.fq", record("r", BASES[:400] + NOISE) + record("u", NOISE)
                                            + record("e", "") + record("m", BASES[:900])),
     "a read up to the end of the reference": ("1 read", "a.fq", record("end", BASES[-900:])),
@@ -160,12 +167,14 @@ class Check(AlignerTest):
         subprocess.run([PROGRAM, "-z", "-t", "1", "-i", "", "-s", "out", "-a", REFERENCE], input=LISTED.encode(),
                        cwd=base, check=True)
         self.assertEqual(self.check("-", "out", stdin=LISTED, folder=base), (0, ["3 files, 11 reads: nothing lost"]))
-        columns = {f"another {COLUMNS[column]}": (column, cell(SUMMARY, 3, column, lambda old: old + "1"))
-                   for column in range(1, 13)}
-        for name, (column, alter) in columns.items():
-            value = (base / SUMMARY).read_text().splitlines()[2].split("\t")[column]
-            ALTERATIONS[name] = (alter, [
-                f"{SUMMARY}: line 3: {COLUMNS[column]} of read 'r2' is '{value}1', by its SAM record '{value}'"])
+        rows = (base / SUMMARY).read_text().splitlines()
+        for number in (3, 7, 9):  # Of a mapped, an unmapped and a rejected read.
+            read, *cells = rows[number - 1].split("\t")
+            for column, value in enumerate(cells, 1):
+                ALTERATIONS[f"another {COLUMNS[column]} of {read}"] = (
+                    cell(SUMMARY, number, column, lambda old: old + "1"),
+                    [f"{SUMMARY}: line {number}: {COLUMNS[column]} of read '{read}' is '{value}1', by its SAM record "
+                     f"'{value}'"])
         log_file = log_of(base)
         for name, (alter, findings) in ALTERATIONS.items():
             with self.subTest(name):
@@ -225,6 +234,7 @@ class Check(AlignerTest):
         """More differences than are kept."""
         listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
                                           "b.fq": record("r", "")})
+        self.assertEqual(self.check("-", "out", stdin=listed), (0, ["2 files, 120001 reads: nothing lost"]))
         for name in "ab":
             lines(f"out/{name}.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
         self.expect(["a.fq: its SAM file out/a.sam holds other reads", "b.fq: read 'r' is not in its SAM file out/b.sam",
@@ -244,15 +254,17 @@ class Check(AlignerTest):
                          "reads\tsam\tfile\n5\tb.sam\tb.fastq\n2\ta.sam\ta.fastq\n")
         self.assertEqual(self.check("-", "out", stdin="a.fastq\nb.fastq\nb.fastq\n"),
                          (1, ["b.fastq: listed 2 times"]))
-        self.assertEqual(self.check("list", "out", "--table", "no/table"), (2, ["2 files, 7 reads: nothing lost"]))
-        self.assertEqual(self.stderr, "tavik_check: no/table: No such file or directory\n")
+        for table, reason in (("no/table", "No such file or directory"), ("/dev/full", "No space left on device")):
+            self.assertEqual(self.check("list", "out", "--table", table), (2, ["2 files, 7 reads: nothing lost"]))
+            self.assertEqual(self.stderr, f"tavik_check: {table}: {reason}\n")
         # An error before the banner belongs to the run, and so does one after the end, such as that of a file that
         # could not be closed.
         text = log_file.read_text()
         early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
-        log_file.write_text(text + early + text[len(earlier):])
-        self.assertEqual(self.check("list", "out"),
-                         (1, ["error in the log: Could not open output file y: Permission denied"]))
+        for before in ("", text):
+            log_file.write_text(before + early + text[len(earlier):])
+            self.assertEqual(self.check("list", "out"),
+                             (1, ["error in the log: Could not open output file y: Permission denied"]))
         log_file.write_text(text)
         with log_file.open("a") as log_text:
             log_text.write("2026-11-21 00:00:00.1 [error] Could not write to output file x: No space left\n")
@@ -269,6 +281,16 @@ class Check(AlignerTest):
         self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
         self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
+        # The second of two reads of one name fails, more reads later than the input is read ahead.
+        others = "".join(record(f"r{i}") for i in range(1100))
+        listed, _ = self.run_over({"a.fq": record("x") + others + record("x")}, "out", "-t", "1")
+        for file in ("out/a.sam", SUMMARY):
+            lines(file, lambda old: old[:-1])(self.folder)
+        log("1102 reads", "1101 reads")(self.folder)
+        log("[info] Succ", "[error] Error while processing read x: Out of memory Continuing with next read.\n"
+                           "2026-11-21 00:00:00.1 [info] Succ")(self.folder)
+        self.assertEqual(self.check("--allow-failed-reads", 1, "-", "out", stdin=listed),
+                         (0, ["1 file, 1101 reads: nothing lost, 1 failed as allowed"]))
 
     def test_folders(self):
         for name in ("reads/a.fastq", "reads/x/a.fq", "reads/x/b.fastq.gz", "reads/c.txt", "reads/folder.fq/c.txt"):
@@ -285,6 +307,9 @@ class Check(AlignerTest):
                          (1, ["reads/x/a.fq: in the log, but not in the input"]))
         self.assertEqual(self.check("-", "out0", stdin=""), (1, [
             "there are no input files", "reads/a.fastq: in the log, but not in the input"]))
+        self.write("reads/late.fq", WHOLE)
+        self.assertEqual(self.check("..", "../../out0", folder=self.folder / "reads/x"),
+                         (1, ["../late.fq: not finished"]))
         self.run_over({"reads/a.fastq": WHOLE}, "list")
         self.assertEqual(self.check("reads", "list"), (1, [
             "the run read a list of files, so give that list instead of reads"]))
