@@ -159,7 +159,7 @@ class InstalledTree(InstallationTest):
 class Configuration(InstallationTest):
     def test_build_type_and_warnings_of_top_level_and_embedded_builds(self):
         (self.folder / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.25)\nproject(embeds LANGUAGES C CXX)\n"
-                                                    f"add_subdirectory({SOURCE} tavik)\n")
+                                                    f"add_subdirectory(\"{SOURCE}\" tavik)\n")
         embedding = ("-S", self.folder)
         for number, (arguments, build_type, warnings_stop) in enumerate((
                 (("-S", SOURCE), "Release", False),

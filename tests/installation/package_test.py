@@ -110,7 +110,7 @@ class Libraries(InstallationTest):
     def test_documented_program_on_top_of_the_libraries_builds_and_maps(self):
         blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", (SOURCE / "docs/embedding.md").read_text(), re.MULTILINE | re.DOTALL))
         # The clone stays where it is and the build lies beside others, so that the compiler cache knows the files.
-        project = blocks["cmake"].replace("(tavik_aligner)", f"({SOURCE} tavik_aligner)")
+        project = blocks["cmake"].replace("(tavik_aligner)", f"(\"{SOURCE}\" tavik_aligner)")
         (self.folder / "CMakeLists.txt").write_text(project)
         (self.folder / "my_mapper.cpp").write_text(blocks["cpp"])
         launchers = [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]

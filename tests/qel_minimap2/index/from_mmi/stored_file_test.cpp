@@ -40,7 +40,8 @@ TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
     const auto built = folder.Path("built.mmi");
     unsigned state = 7;
     const auto fasta = folder.Write("reference.fa", ">a\n" + Tests::RandomBases(state, 60000) + "\n>b\nACGT\n");
-    ASSERT_EQ(std::system(("minimap2 -k 4 -w 2 -d " + built + " " + fasta + " 2>/dev/null").c_str()), 0);
+    const auto command = "minimap2 -k 4 -w 2 -d " + Tests::Quoted(built) + " " + Tests::Quoted(fasta) + " 2>/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
     const auto content = Tests::ReadAll(built);
     const CutFile whole(built, -1, false);
     ASSERT_NE(LoadIndexFile(whole), nullptr);
