@@ -15,7 +15,7 @@ def unpacked(package, folder):
 
 
 def flye_reads(folder):
-    """The paths of 500 kb of E. coli as the reference, and of 945 long reads (8.4 Mb) and HiFi reads as .fastq.gz."""
+    """Three paths: the reference (500 kb of E. coli), 945 long reads (8.4 Mb), HiFi reads; the reads as .fastq.gz."""
     reference = next(unpacked("flye", folder).rglob("ecoli_500kb.fasta"))
     return (reference, *(reference.with_name(f"ecoli_500kb_reads{kind}.fastq.gz") for kind in ("", "_hifi")))
 

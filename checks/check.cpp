@@ -90,7 +90,7 @@ private:
         for (const auto& name : names) {
             ++times[name];
         }
-        std::map<std::string, std::string> owners;  // By SAM file.
+        std::map<std::string, std::string> owners;  // The key is the SAM file.
         for (const auto& name : names) {
             const auto count = std::exchange(times[name], 0);
             if (count == 0) {
@@ -113,7 +113,7 @@ private:
     }
 
     void CompareFiles() {
-        std::map<std::string, const LoggedFile*> last_users;  // By SAM file.
+        std::map<std::string, const LoggedFile*> last_users;  // The key is the SAM file.
         for (const auto& logged : run.files) {
             last_users[SamName(logged.file, *run.input_path)] = &logged;
         }
@@ -143,7 +143,7 @@ private:
     const InputList input;
     const RunLog run;
     std::vector<std::string> findings;
-    std::vector<std::string> names;            // Of the input files, as in the log.
+    std::vector<std::string> names;            // The input files' names, as in the log.
     std::map<std::string, std::string> paths;  // Their paths, by name.
 };
 

@@ -41,7 +41,7 @@ private:
     class OneFile;
     struct HeaderUse {
         std::uint64_t files = 0;
-        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM files of the first ones.
+        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM file of each, for the first few.
     };
 
     void Add(const std::string& path, const std::string& finding) { findings.push_back(path + ": " + finding); }
@@ -53,7 +53,7 @@ private:
     LibraryWarnings warnings;
     std::vector<std::string> findings;
     std::set<std::string> told;                    // Names of reads already reported, see SummaryComparison.
-    std::map<std::string, HeaderUse> header_uses;  // By digest of the header.
+    std::map<std::string, HeaderUse> header_uses;  // The key is the digest of the header.
 };
 
 }  // namespace Checks

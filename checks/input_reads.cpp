@@ -86,7 +86,7 @@ bool InputReads::NextFastq() {
 }
 
 std::string_view InputReads::Name() const {
-    // The identifier ends at a blank, but the aligner also cuts it at other white space.
+    // The identifier ends at a blank. In the summary, the aligner also cuts it at other white space.
     const auto end = title.find_first_of(" \t\n\v\f\r", 1);
     return std::string_view(title).substr(1, end == std::string::npos ? end : end - 1);
 }

@@ -21,7 +21,7 @@ struct InputError : std::runtime_error {
     std::string logged;  ///< What the aligner logs for the same error.
 };
 
-/// Reads one input file by the aligner's rules, with its readers. Not synchronised.
+/// Reads one input file with the aligner's readers and by its rules. Not synchronised.
 class InputReads {
 public:
     /// Opens the file. Throws InputError.
@@ -33,7 +33,7 @@ public:
 
     /// False if the title of the last record has no identifier: the aligner skips such a read with an error.
     bool HasName() const { return title.size() > 1; }
-    /// The name of that read in the aligner's summary.
+    /// The name of the last record's read in the aligner's summary.
     std::string_view Name() const;
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
 
@@ -50,7 +50,7 @@ private:
     const std::string path;
     boost::iostreams::filtering_istream stream;
     std::unique_ptr<Common::FastaIterable> fasta;  // Set for a FASTA file.
-    Common::FastQRecord record;                    // Of a FASTQ file.
+    Common::FastQRecord record;                    // The last record of a FASTQ file.
     std::string title;
     std::string sequence;
     std::string plus;

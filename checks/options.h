@@ -14,7 +14,7 @@ inline constexpr int kCannotCheck = 2;  ///< Wrong options, or a file of the com
 /// What the command line asks for.
 struct Options {
     std::string input;        ///< Input folder, file with a list of files, or "-" for a list on standard input.
-    std::string save_folder;  ///< Of the run.
+    std::string save_folder;  ///< The run's save folder.
     bool recursive = false;
     std::uint64_t allowed_failed_reads = 0;
     std::string table;  ///< Path of the table to write; empty: no table.

@@ -22,7 +22,7 @@ public:
         std::string name;
         std::string expected;  ///< Content; empty if surplus.
         std::string found;     ///< Content; empty if missing.
-        std::uint64_t line;    ///< In the found series; if missing, in the expected one.
+        std::uint64_t line;    ///< Line in the found series; if missing, in the expected one.
     };
 
     /// Adds a read to the expected series.

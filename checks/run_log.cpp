@@ -128,7 +128,7 @@ class NewestRun {
 public:
     void Add(const LogRecord& record) {
         if (run.done && !IsBanner(record)) {
-            after_end.push_back(record);  // Of this run, or of the next one before its banner.
+            after_end.push_back(record);  // Belongs to this run, or to the next one before its banner.
             return;
         }
         if (IsBanner(record) && run.input_path) {

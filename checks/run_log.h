@@ -18,7 +18,7 @@ struct LoggedFile {
 
 /// The newest run in the log files of a save folder.
 struct RunLog {
-    std::string path;                       ///< Of the log file; empty if there is none.
+    std::string path;                       ///< The log file's path; empty if there is none.
     std::optional<std::string> input_path;  ///< Unset if the run ended before logging it.
     std::vector<std::string> findings;      ///< Errors and warnings, and whether the run did not finish.
     std::vector<std::string> failed_reads;  ///< The errors about single reads.

@@ -54,9 +54,9 @@ private:
     SamHeaders& headers;
     std::unique_ptr<Common::LineReader> lines;
     std::string_view line;
-    SamRecord record;      // Of `line`.
+    SamRecord record;      // The columns of `line`.
     bool pending = false;  // The record has been read but not used yet.
-    // Of the read that is being read.
+    // These members describe the read that is being read.
     std::string name;
     std::string sequence;  // In the read's direction.
     std::int64_t supplementary_due = 0;

@@ -43,7 +43,7 @@ private:
     std::unique_ptr<Common::LineReader> lines;  // Null if there is no summary.
     bool at_end = false;
     std::uint64_t rows = 0;
-    // Of the row read last.
+    // The name and the other cells of the row read last.
     std::string_view name;
     std::string_view cells;
     ReadBalance balance;

@@ -10,7 +10,7 @@
 
 namespace Common {
 
-/// Reads a text file line by line, about as fast as copying it, through a buffer that only a long line enlarges. Not
+/// Reads a text file line by line, about as fast as copying it. Only a long line enlarges the buffer. Not
 /// synchronised.
 class LineReader {
 public:

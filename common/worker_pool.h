@@ -69,15 +69,15 @@ public:
 
     /// Offers a job before its Submit, while no worker is idle: the first worker whose job ends begins it at once.
     /// Otherwise that worker would wait until the owner wakes, which takes longer than mapping a short read. The owner
-    /// must call Submit with the same job as soon as a worker is idle. Stage does nothing if a job has already ended
-    /// that Refresh has not seen; Submit then starts the job as usual.
+    /// must call Submit with the same job as soon as a worker is idle. Stage does nothing if another job has ended
+    /// since the last Refresh; Submit then starts the job as usual.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
     /// Collects all available results without waiting and updates the lists. A worker whose job threw a std::exception
     /// becomes failed; any other exception is rethrown here.
     void Refresh();
 
-    /// Blocks until a job has ended that Refresh has not seen, for at most `longest`.
+    /// Blocks until at least one job has ended since the last Refresh, for at most `longest`.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every running job has ended, then refreshes.
@@ -108,7 +108,7 @@ private:
     void SetStatus(Slot& slot, Worker::Status status);
     std::vector<std::size_t>* ListOf(Worker::Status status);
 
-    std::vector<std::unique_ptr<Slot>> slots;  // Of the workers that have had a job.
+    std::vector<std::unique_ptr<Slot>> slots;  // One for each worker that has had a job.
     IdleWorkers idle;
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;

@@ -14,7 +14,7 @@ struct InputFiles {
 
 /// Lists the regular files in `folder` with the extension of a read file; if `recursive`, also those in the folders
 /// below it. Throws the file system's error, with the folder's name, when a folder cannot be listed. Warns of each
-/// entry named like a read file whose status cannot be read, such as a dangling link.
+/// entry that is named like a read file but has no readable status, such as a dangling link.
 InputFiles FindReadFiles(const std::string& folder, bool recursive);
 
 }  // namespace Tavik

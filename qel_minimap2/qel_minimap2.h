@@ -52,8 +52,8 @@ struct qelmm_own_call_counts {
     uint64_t sketches;             ///< Searches for a read's minimizers.
     uint64_t seed_collections;     ///< Searches for the seeds among the minimizers.
     uint64_t anchor_sorts;
-    uint64_t chainings;  ///< Of neighbouring anchors.
-    uint64_t joinings;   ///< Of chains that lie far apart.
+    uint64_t chainings;  ///< Chainings of neighbouring anchors.
+    uint64_t joinings;   ///< Joinings of chains that lie far apart.
 };
 
 /// Shows which replacements of minimap2's functions are in use. On a processor without AVX2 and with QEL_KERNEL=library

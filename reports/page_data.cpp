@@ -225,7 +225,7 @@ std::string Utf8(const Json& json) {
 
 std::string ForPage(const std::string& text, std::size_t most) {
     auto valid = Json::parse(Utf8(text)).get<std::string>();
-    std::vector<std::size_t> starts;  // Of the characters, in bytes.
+    std::vector<std::size_t> starts;  // Where each character starts, in bytes.
     for (std::size_t i = 0; i < valid.size(); ++i) {
         if ((static_cast<unsigned char>(valid[i]) & 0xC0U) != 0x80U) {
             starts.push_back(i);

@@ -63,8 +63,8 @@ private:
 
     std::vector<Reference> references;
     std::size_t in_sam_files = 0;                                                   // The first ones, as many as this.
-    std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> positions;  // By the sequence's own name.
-    std::unordered_map<std::string, Hit, Hash, std::equal_to<>> hits;               // By the summary's name.
+    std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> positions;  // Key: sequence's own name.
+    std::unordered_map<std::string, Hit, Hash, std::equal_to<>> hits;               // Key: name in the summary.
     std::vector<std::string> ambiguous_names;
     std::string last_genome;  // Consecutive rows often name the same sequence.
     Hit last_hit{};

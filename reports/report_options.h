@@ -10,7 +10,7 @@ namespace Reports {
 struct Options {
     std::vector<std::string> summaries;  ///< Save folders, or paths of summaries; one or more.
     std::string output_path;             ///< Folder; empty: that of the first summary.
-    std::string title;                   ///< Of the page.
+    std::string title;                   ///< The page's title.
     bool quiet = false;                  ///< Nothing on standard output, no progress display.
 };
 

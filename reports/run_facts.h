@@ -14,10 +14,10 @@ struct RunFacts {
     std::uint64_t runs = 1;                                ///< Folders of runs.
     std::uint64_t logs = 0;                                ///< Log files that were read.
     std::string log_file;                                  ///< The path of one of them.
-    std::string begin;                                     ///< Of the first run, as the log file writes it.
-    std::string end;                                       ///< Of the last run: its last record.
+    std::string begin;                                     ///< When the first run began, as the log file writes it.
+    std::string end;                                       ///< When the last record of the last run was written.
     std::uint64_t milliseconds = 0;                        ///< Total of all runs that finished.
-    std::set<std::string> versions;                        ///< Of the aligner.
+    std::set<std::string> versions;                        ///< Versions of the aligner.
     std::map<std::string, std::set<std::string>> options;  ///< Values by name.
     std::uint64_t finished_files = 0;
     std::uint64_t finished_reads = 0;

@@ -20,7 +20,7 @@ struct Messages {
 
 /// What the log file of one run contains. A text that it lacks is empty.
 struct RunLog {
-    std::string version;                                       ///< Of the aligner.
+    std::string version;                                       ///< Version of the aligner.
     std::string begin;                                         ///< When the run began, to the second.
     std::string end;                                           ///< When the last record was written, to the second.
     std::vector<std::pair<std::string, std::string>> options;  ///< Name and value, as the log file writes them.

@@ -57,7 +57,7 @@ public:
     std::string name;
     std::string folder;  ///< Folder of the summary.
     RunFacts run;
-    std::vector<std::string> warnings;  ///< From counting; the page shows them too.
+    std::vector<std::string> warnings;  ///< Warnings from counting; the page shows them too.
 
     std::uint64_t reads = 0;
     std::uint64_t unmapped = 0;
@@ -66,7 +66,7 @@ public:
     std::uint64_t correct = 0;
     std::uint64_t insertions = 0;
     std::uint64_t deletions = 0;
-    LengthCounts lengths;  ///< Of the aligned parts, in aligned bases.
+    LengthCounts lengths;  ///< Lengths of the aligned parts, in aligned bases.
     RatioCounts identities;
     RatioCounts accuracies;
     LengthBins grid_lengths;

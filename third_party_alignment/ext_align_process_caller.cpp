@@ -11,7 +11,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Number of repeated runs, so there are up to eleven in all. This count and the number in the message are deliberate.
+// Number of retries, so there are up to eleven runs. This count and the number in the message are deliberate.
 constexpr int kMaxAttempts = 10;
 
 // Puts each blank into double quotes, so the shell keeps a path with blanks as one word.
@@ -36,7 +36,7 @@ std::string ExtAlignProcessCaller::Call(const std::string& sequence, const std::
 }
 
 std::string ExtAlignProcessCaller::CommandLine(const std::string& read_file) const {
-    // One placeholder after another; each pass continues after the text it inserted.
+    // Replaces one placeholder after another. Each pass continues after the text that it inserted.
     auto line = boost::replace_all_copy(command, "{executable}", Quoted(executable));
     boost::replace_all(line, "{reference}", Quoted(reference));
     boost::replace_all(line, "{strand}", Quoted(read_file));

@@ -39,7 +39,7 @@ void EmptyJob(benchmark::State& state) {
         pool.Reset(pool.Finished().front());
     }
 }
-// Wall time: the owner sleeps part of it.
+// Wall time, because the owner sleeps during part of it.
 BENCHMARK(EmptyJob)->ArgName("workers")->Arg(1)->Arg(2)->UseRealTime();
 
 // The same record, `count` times.

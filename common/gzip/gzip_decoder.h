@@ -16,7 +16,7 @@ public:
     /// Reads up to `size` bytes and returns their number, 0 at the end. Exceptions pass through the decoder.
     virtual std::size_t Read(unsigned char* buffer, std::size_t size) = 0;
 
-    /// Moves to `position`, in bytes from the start. False if the source is not seekable, as a pipe is.
+    /// Moves to `position`, in bytes from the start. False if the source is not seekable, for example a pipe.
     virtual bool Seek(std::uint64_t position) = 0;
 };
 

@@ -68,7 +68,7 @@ struct WorkerPool::Slot : Worker {
     // Guarded by the pool's mutex.
     std::atomic<std::uint64_t> begun = 0;  // Number of jobs begun so far, both submitted and staged.
     std::uint64_t ended = 0;               // Number of jobs ended so far.
-    std::array<Outcome, 2> outcomes;       // Of the last two jobs; both may end before a Refresh.
+    std::array<Outcome, 2> outcomes;       // The last two jobs'; both may end before a Refresh.
     std::condition_variable given;         // Signals a new job or the end of the pool.
 
     // Used by the owner alone.

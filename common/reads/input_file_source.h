@@ -22,8 +22,8 @@ public:
     /// Throws std::system_error with the file and the system's reason.
     std::streamsize read(char* buffer, std::streamsize count);
 
-    /// Returns the new position in bytes from the start of the file, or -1 if the file is not seekable, as a pipe is.
-    /// Throws as read when the file cannot be opened.
+    /// Returns the new position in bytes from the start of the file, or -1 if the file is not seekable, for example
+    /// a pipe. Throws as read does when the file cannot be opened.
     std::streampos seek(boost::iostreams::stream_offset offset, std::ios_base::seekdir from);
 
 private:

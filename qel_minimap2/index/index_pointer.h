@@ -15,7 +15,7 @@ namespace qel_minimap2 {
 /// Frees an index with its SeedTable.
 struct DestroyIndex {
     void operator()(mm_idx_t* index) const {
-        SeedTable::Drop(*index);  // minimap2 would free it as a hash table of its own.
+        SeedTable::Drop(*index);  // minimap2 would free it as one of its own hash tables.
         mm_idx_destroy(index);
     }
 };

@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// Minimizers are hashes: no index that minimap2 made has so many full groups in a row.
+// Minimizers are hashes, so an index made by minimap2 never has this many full groups in a row.
 constexpr unsigned kMostFullGroups = 1024;
 constexpr std::uint64_t kCounted = 1024;
 
@@ -133,7 +133,7 @@ bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& s
 bool SeedTable::IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block) {
     bool found = false;
     auto group = GroupOf(stretch, key_bits);
-    // As far as Fill goes.
+    // Searches as many groups as Fill does.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         const auto equal = SlotsWith(block, group, key_bits);
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
@@ -171,7 +171,7 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& block = BlockOf(minimizer);
     const auto key_bits = minimizer >> bucket_bits;
     auto group = GroupOf(stretch, key_bits);
-    // As far as Fill goes.
+    // Searches as many groups as Fill does.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         if (const auto found = SlotsWith(block, group, key_bits); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));

@@ -55,7 +55,7 @@ public:
         std::uint64_t key, value;
     };
     /// Fills an empty bucket with at most as many minimizers as MakeRoom was told. Returns false for a duplicate, or
-    /// when no slot is free near a key's group; only a forged file crowds so many keys into one place.
+    /// when no slot is free near a key's group; only a forged file crowds that many keys into one place.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// A look-up misses the cache up to three times. Callers interleave many: PrefetchKeys, then Slot, which prefetches
@@ -102,7 +102,7 @@ private:
         std::uint32_t* rests = nullptr;
         std::uint64_t* values = nullptr;
         std::uint64_t* positions = nullptr;
-        std::vector<std::uint32_t> counted;   // By number of occurrences: how many minimizers have it.
+        std::vector<std::uint32_t> counted;   // Entry n: how many minimizers occur n times.
         std::vector<std::uint32_t> frequent;  // Numbers of occurrences too high for `counted`.
     };
 
@@ -125,7 +125,7 @@ private:
     bool has_rests;
     unsigned bits_in_block;
     std::uint64_t bucket_mask;
-    std::vector<Stretch> stretches;  // Of the buckets.
+    std::vector<Stretch> stretches;  // One for each bucket.
     std::vector<Block> blocks;
 };
 

@@ -13,7 +13,7 @@ namespace {
 // The general kernel, which prepares less, aligns shorter gaps as fast.
 constexpr int kShortestForStrips = 24;
 
-// By how much per base recent paths of this thread scored below a path of matches alone. It chooses the width that is
+// How much less per base this thread's recent paths scored than a path of matches alone. It chooses the width that is
 // tried first, so it changes the time of a call but never its result.
 thread_local double recent_loss = 0.5;
 

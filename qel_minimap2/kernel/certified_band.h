@@ -64,7 +64,7 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
 struct BandOutcome {
     bool proven;
     bool traced;  // A path was found.
-    int loss;     // By how much its score is below that of matches alone.
+    int loss;     // How much less it scores than a path of matches alone.
 };
 
 /// Writes the directions of the strip's `rows` rows. Rows after the first are computed in pairs, so there may be one

@@ -120,7 +120,7 @@ protected:
 
     const mm128_t* const anchors;
     const int count;
-    const int length;  // Of each anchor, in bases.
+    const int length;  // The length of each anchor, in bases.
     std::int32_t *reference_positions = nullptr, *read_positions = nullptr, *scores = nullptr, *previous = nullptr,
                  *marks = nullptr;
 

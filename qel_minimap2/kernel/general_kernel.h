@@ -232,8 +232,8 @@ private:
     // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
     // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
     // deleted bases. Once that bound does not exceed the best end of the query, no later cell is a better end or the
-    // best cell. Nor does the score drop: after the best end, each row has a cell in the query's last column, which
-    // scores less by at most one gap.
+    // best cell. The score does not drop either: after the best end, each row has a cell in the query's last column,
+    // which scores less by at most one gap.
     bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
         const int length = call.query_length;
         const int most =

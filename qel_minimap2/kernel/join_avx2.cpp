@@ -20,10 +20,10 @@
 // together hold at most twice the anchors. Window boundaries do not change the result: a rank only says which anchors
 // come before another in the read, and the state of the anchors in reach is carried into the next window.
 //
-// Where one anchor alone has the lowest penalty in a range, every search finds it. Where several have it, as is
-// frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. So each of them is tried, and only if the best predecessor differs is the
-// call left to minimap2. Each walk back has a number of its own, with which it marks the anchors it has seen.
+// Where one anchor alone has the lowest penalty in a range, every search finds it. Where several have it, as often
+// happens among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
+// because a near anchor is usually better. So each of them is tried, and the call is left to minimap2 only
+// if the best predecessor differs. Each walk back has its own number and marks the anchors it has seen with it.
 namespace qel_minimap2::kernel {
 
 namespace {

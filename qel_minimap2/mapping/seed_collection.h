@@ -24,8 +24,8 @@ struct SeedCall {
 struct Seeds {
     int count;
     mm_seed_t* seeds;
-    std::int64_t position_count;      ///< In the index, of all seeds.
-    int repetitive_bases;             ///< Of the read, under minimizers that occur too often.
+    std::int64_t position_count;      ///< Number of positions of all seeds in the index.
+    int repetitive_bases;             ///< Bases of the read under minimizers that occur too often.
     int minimizer_count;              ///< As many as there are seeds.
     std::uint64_t* minimizer_places;  ///< Where they are in the read: span (upper 32 bits), last base.
 };

@@ -18,7 +18,7 @@ CHECK = os.environ.get("TAVIK_CHECK", os.path.join(os.path.dirname(PROGRAM), "ta
 
 
 def complement(sequence):
-    """Of the other strand."""
+    """The sequence of the other strand."""
     return sequence[::-1].translate(str.maketrans("ACGT", "TGCA"))
 
 
@@ -27,7 +27,7 @@ def failed_file(name, reason):
 
 
 def shortened(finding):
-    """The message with its first 200 and last 90 bytes, less what is half a letter there."""
+    """The finding with only the first 200 and last 90 bytes of its message, without letters that are cut in half."""
     severity, message = finding.split("log: ", 1)
     start, end = (part.decode(errors="ignore") for part in (message.encode()[:200], message.encode()[-90:]))
     return f"{severity}log: {start} ... {end}"
@@ -168,7 +168,7 @@ class Check(AlignerTest):
                        cwd=base, check=True)
         self.assertEqual(self.check("-", "out", stdin=LISTED, folder=base), (0, ["3 files, 11 reads: nothing lost"]))
         rows = (base / SUMMARY).read_text().splitlines()
-        for number in (3, 7, 9):  # Of a mapped, an unmapped and a rejected read.
+        for number in (3, 7, 9):  # The lines of a mapped, an unmapped and a rejected read.
             read, *cells = rows[number - 1].split("\t")
             for column, value in enumerate(cells, 1):
                 ALTERATIONS[f"another {COLUMNS[column]} of {read}"] = (
@@ -281,7 +281,7 @@ class Check(AlignerTest):
         self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
         self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
-        # The second of two reads of one name fails, more reads later than the input is read ahead.
+        # Of two reads with the same name, the second one fails. More reads lie between them than are read ahead.
         others = "".join(record(f"r{i}") for i in range(1100))
         listed, _ = self.run_over({"a.fq": record("x") + others + record("x")}, "out", "-t", "1")
         for file in ("out/a.sam", SUMMARY):

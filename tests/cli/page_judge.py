@@ -5,7 +5,7 @@ import math
 import report_shown as shown
 from report_run import ReportTest
 
-STEPS = {False: 0.1, True: 0.5}  # Of per cent and of quality.
+STEPS = {False: 0.1, True: 0.5}  # The width of a fine bin, in per cent and in quality.
 
 
 class PageJudge(ReportTest):

@@ -69,7 +69,7 @@ class Figures(ReportTest):
 
     def test_figures_of_made_rows_are_those_of_sorted_lists(self):
         random.seed(5)  # With other seeds, a length with a precision of 1 in 32768 may fall into a neighbouring bin.
-        bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Of bins.
+        bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Bin bounds.
         spread = [int(3_000_000 ** random.random()) for _ in range(9000)]
         cases = ([50], [2, 2, 4], [length for length in spread if length < 65536], spread + bounds)
         for number, lengths in enumerate(cases):
@@ -123,7 +123,7 @@ class Figures(ReportTest):
     def test_lengths_come_from_sam_files_of_this_run_only(self):
         out = self.write_run("out", [row(b"c"), row(b"d_rc", aligned=60, correct=60), row(b"e")], {b"d": 600})
         self.write("out/sub/deep/b.sam", "@HD\tVN:1.6\n@SQ\tSN:c\tAN:x\tLN:400\n@SQ\tSN:far\tLN:0\nread\t4\n@SQ\tSN:e\tLN:7\n")
-        self.write_run("out/sub/other", [], {b"e": 5000})  # Another run's.
+        self.write_run("out/sub/other", [], {b"e": 5000})  # Belongs to another run.
         self.write("out/later.sam.gz", gzip.compress(b"@SQ\tSN:e\tLN:5000\n"))
         self.assertEqual(self.run_report(out).stderr, "")
         (sample,) = self.data()["samples"]

@@ -112,13 +112,13 @@ def catch_in_the_middle(spared):
 
 
 def step_of(process):
-    """The slurmstepd above a process, and its job."""
+    """The slurmstepd that a process descends from, and the number of its job."""
     table = processes()
     while process in table:
         if match := re.match(r"slurmstepd: \[(\d+)\.batch\]", table[process][1]):
             return process, match[1]
         process = table[process][0]
-    raise AssertionError("the aligner runs in no job")
+    raise AssertionError("the aligner does not run in a job")
 
 
 def log_of(chunk):
@@ -126,7 +126,7 @@ def log_of(chunk):
 
 
 def trouble(slurm, cut_chunk):
-    """What happens while the engine runs. Returns the chunks that needed a second attempt."""
+    """Causes failures while the engine runs. Returns the chunks that needed a second attempt."""
     killed, chunk_killed = catch_in_the_middle({cut_chunk})
     os.kill(killed, signal.SIGKILL)
     say(f"killed the aligner of chunk {chunk_killed}")
@@ -170,7 +170,7 @@ def rows(summary):
 
 
 def check_first_call(status, files, cut_chunk, repeated):
-    expect(status != 0, "the engine calls a run complete that lacks reads")
+    expect(status != 0, "the engine calls a run without all reads complete")
     expect(not Path("out/alignment_summary.txt").exists(), "chunks were joined though one is missing")
     done = {path.name for path in Path("out/chunks").iterdir() if any(path.iterdir())}
     expect(done == set(files) - {cut_chunk}, f"chunks done: {sorted(done)}, of {sorted(files)} without {cut_chunk}")
@@ -212,7 +212,7 @@ def scenario(slurm):
     subprocess.run(["tavik_aligner", "-z", "-i", "", "-s", "single", "-a", "reference.fasta"], input=listed, text=True,
                    check=True, stderr=subprocess.DEVNULL)
     expect(rows("out/alignment_summary.txt") == rows("single/alignment_summary.txt"), "the rows differ")
-    expect(not Path("out/failed.txt").exists(), "a failed chunk is listed still")
+    expect(not Path("out/failed.txt").exists(), "a failed chunk is still listed")
     expect(not Path("out/attempts").exists(), "killed attempts were left behind")
     say(f"the second call completed the run: {len(rows('out/alignment_summary.txt')) - 1} rows as in a single run")
 

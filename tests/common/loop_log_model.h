@@ -8,8 +8,9 @@
 
 namespace Tests {
 
-/// Checks the log of a loop line by line: the lowest idle worker takes the next job, and only when none is idle does
-/// one refresh find the workers whose jobs have ended, failed ones last. Each job logs "Ran job <number>" at its end.
+/// Checks the log of a loop line by line. The lowest idle worker takes the next job. One refresh, made only when no
+/// worker is idle, finds the workers whose jobs have ended, those with failed jobs last. Each job logs
+/// "Ran job <number>" at its end.
 class LoopLogModel {
 public:
     LoopLogModel(int threads, int jobs) : job_of(static_cast<std::size_t>(threads), kIdle), jobs(jobs) {}
@@ -54,7 +55,7 @@ private:
         return digits != std::string::npos ? std::stoi(line.substr(digits)) : 0;
     }
 
-    std::vector<int> job_of;  // By worker.
+    std::vector<int> job_of;  // The job of each worker.
     std::set<int> ended;
     std::pair<int, int> looked = {-1, -1};  // Of the last freed worker: whether its job failed, and its index.
     int next = 0, jobs;

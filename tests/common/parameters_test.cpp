@@ -18,8 +18,8 @@ using Common::OptionFlags;
 using Common::ParseStatus;
 using Arguments = std::vector<std::string>;
 
-// The text without the words of Boost.Program_options, that is, without the part inside the outer quotes of a line that
-// begins with "Error": they differ between Boost versions. Checks only that they contain `repeated`.
+// Returns the text without the words of Boost.Program_options, which differ between Boost versions. They are the part
+// inside the outer quotes of a line that begins with "Error". Checks only that the text contains `repeated`.
 std::string WithoutLibraryWords(const std::string& text, const std::string& repeated) {
     EXPECT_NE(text.find(repeated), std::string::npos) << text;
     return std::regex_replace(text, std::regex("(^|\n)(Error [a-z ]*: ').*'\\.\n"), "$1$2...'.\n");

@@ -61,7 +61,7 @@ TEST(SequencingFile, AFastqWalkBeginsOnceAndKeepsItsLastRecord) {
     EXPECT_EQ(reads.Current().ToString(), "@b\nG\n+\nJ\n");
 }
 
-// A file without any record is not skipped: misuse of the iterators deliberately ends the process.
+// Misuse of the iterators deliberately ends the process. So does a file without any record, which is not skipped.
 TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     std::istringstream text("@r\nA\n+\nI\n");
     SequencingFileAdapter adapter(text);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Creating a sample takes longer than counting the rows of an input, so many inputs share one.
+// Creating a sample takes longer than counting the rows of an input, so a sample is shared by many inputs.
 Reports::Sample& CurrentSample() {
     constexpr int kInputs = 1000;
     static std::unique_ptr<Reports::Sample> sample;

@@ -14,7 +14,7 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("TAVIK_BUILD", SOURCE / "build" / "release"))
-os.environ["LC_ALL"] = "C.UTF-8"  # What programs say is compared, and a language that is not installed is warned about.
+os.environ["LC_ALL"] = "C.UTF-8"  # Messages are compared, and a language that is not installed causes warnings.
 PRIVATE_LIBRARY = "lib/tavik_aligner/libqel_minimap2.so"
 
 
@@ -192,7 +192,7 @@ class Scripts(InstallationTest):
         path.chmod(0o755)
 
     def test_hint_for_those_without_sudo_is_what_root_would_run(self):
-        # A machine on which nothing is installed, sudo neither; apt-get tells what it was asked for.
+        # A machine on which nothing is installed, not even sudo; its apt-get prints its own command line.
         script = shutil.copy(SOURCE / "scripts/install-dependencies", self.folder)
         self.stub("bin/dpkg-query", "exit 1")
         self.stub("bin/apt-get", 'echo "apt-get $*"')

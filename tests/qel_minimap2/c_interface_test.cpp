@@ -63,12 +63,13 @@ protected:
     const std::string reference = folder.Write("reference.fa", ">one\n" + bases + "\n");
 };
 
-// Results are the same with either, so nothing else would tell that ours are never called.
+// Results are the same with either, so no other test would notice if ours were never called.
 TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessTheLibrarysAreAskedFor) {
     std::vector<std::string> reads;
     for (std::size_t i = 0; i < 20; ++i) {
         reads.push_back(Noisy(bases.substr(2500 * i, 2000)));
-        // Bases of its own in the middle, for which no strip will do, and then a part left out, over which chains join.
+        // In the middle come random bases, for which no strip can be proven. Later, a part of the reference is left
+        // out, and chains are joined across it.
         reads.back() += RandomBases(300);
         reads.back() += Noisy(bases.substr(2500 * i + 2300, 2000)) + Noisy(bases.substr(2500 * i + 7000, 2000));
     }

@@ -7,7 +7,7 @@ import read_files
 import settings
 
 MB = 1_000_000
-# Memory besides the index: the program itself, and what a worker thread keeps before its buffers are trimmed.
+# Memory in addition to the index: the program itself, and what a worker thread keeps before its buffers are trimmed.
 BASE_MB, THREAD_MB = 500, 256
 # Memory of minimap2 for each base of a FASTA reference, and its fixed part. A compressed byte holds four bases.
 BUILDING_BYTES_PER_BASE, BUILDING_MB, BASES_PER_GZIP_BYTE = 4.5, 2000, 4

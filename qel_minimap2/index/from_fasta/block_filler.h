@@ -32,7 +32,7 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // Of sequences with bases, then the end of the last one.
+    std::vector<Start> starts;            // Starts of the sequences with bases, then the end of the last one.
     std::vector<std::uint32_t> first_of;  // For each 2^kShift offsets: the start that the first one belongs to.
 };
 

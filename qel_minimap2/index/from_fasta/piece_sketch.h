@@ -74,7 +74,7 @@ private:
     const std::vector<ReferenceSequence>& sequences;
     const PackedBases& bases;
     std::string unpacked;
-    MinimizerList minimizers;       // Of the part of one sequence.
+    MinimizerList minimizers;       // Minimizers of the part of one sequence.
     std::vector<mm128_t> of_piece;  // The minimizer in x, its offset among all bases and its strand in y.
 };
 

@@ -41,7 +41,7 @@ private:
 
     File file;
     std::unique_ptr<Common::GzipDecoder> gzip;  // Null for a plain file.
-    std::vector<char> chunk;                    // Of a plain file.
+    std::vector<char> chunk;                    // The part of a plain file read last.
     std::string_view piece;                     // The part of the last piece that has not been read.
 };
 

@@ -35,11 +35,11 @@ private:
     MinimizerSample& sample;
     SeedTable& table;
     const unsigned worker;
-    const unsigned char* positions = nullptr;  // Of the bucket, in the window.
+    const unsigned char* positions = nullptr;  // The bucket's positions, in the window.
     const unsigned char* stored_entries = nullptr;
     std::uint64_t* block_positions = nullptr;
-    std::uint64_t positions_before = 0;     // In the buckets of the block read so far.
-    std::vector<SeedTable::Entry> entries;  // Of the bucket.
+    std::uint64_t positions_before = 0;     // Number of positions in the block's buckets read so far.
+    std::vector<SeedTable::Entry> entries;  // The bucket's entries.
     // For each position of the bucket: the length of the list that begins there, or 0.
     std::vector<std::uint32_t> list_sizes;
     std::uint64_t claimed = 0;  // The sum of the lengths.

@@ -40,7 +40,7 @@ public:
     const std::vector<ReferenceSequence>& Sequences() const { return sequences; }
     std::uint64_t BucketCount() const { return std::uint64_t{1} << header.bucket_bits; }
     const StoredBucket& Bucket(std::uint64_t bucket) const { return buckets[bucket]; }
-    /// Of all sequences together.
+    /// The number of bases in all sequences together.
     std::uint64_t BaseCount() const { return base_count; }
     /// The offset of the bases: four bits a base (0 to 3: A, C, G, T; 4: any other), the first in the lowest bits, in
     /// words of 4 bytes.

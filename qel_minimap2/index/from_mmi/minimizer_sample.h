@@ -55,7 +55,7 @@ private:
 
     const IndexLayout& layout;
     const std::uint32_t* bases;
-    std::vector<std::uint64_t> offsets;  // Of the sequences.
+    std::vector<std::uint64_t> offsets;  // The sequences' offsets.
     std::vector<bool> chosen;            // Which sections of the bases are in pieces.
     std::vector<Piece> pieces;           // In the order of their bases.
     // Minimizers of the index in the pieces, by worker and item. An item is a range of pieces.

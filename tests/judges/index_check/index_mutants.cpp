@@ -18,7 +18,7 @@ namespace IndexCheck {
 namespace {
 
 constexpr int kRefused = 0, kAlike = 1, kChanged = 2;
-constexpr rlim_t kSeconds = 20;  // Of processor time.
+constexpr rlim_t kSeconds = 20;  // The limit of processor time.
 constexpr long kMostKib = 1L << 20U;
 constexpr std::size_t kReadBases = 1000;
 

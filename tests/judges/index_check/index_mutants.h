@@ -21,7 +21,7 @@ struct MutantFigures {
 };
 
 /// Damages prebuilt indexes of a generated reference, with several presets and k-mer lengths, the same way for a seed.
-/// Loads each in a process of its own and maps reads against it.
+/// Loads each in a separate process and maps reads against it.
 class IndexMutants {
 public:
     /// `bases`: the length of the reference; `read_count`: the number of reads, spread evenly over it. Needs the

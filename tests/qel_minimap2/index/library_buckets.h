@@ -9,8 +9,7 @@ namespace Tests {
 
 // minimap2 keeps the hash tables of its indexes to itself. This is how version 2.24 lays them out.
 
-/// The lowest bit of a key tells whether the minimizer occurs once; the others are the minimizer without its bucket's
-/// bits.
+/// The lowest bit of a key is 1 if the minimizer occurs once; the others are the minimizer without its bucket's bits.
 inline khint_t HashOfKey(std::uint64_t key) {
     return static_cast<khint_t>(key >> 1U);
 }
