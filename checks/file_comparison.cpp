@@ -13,7 +13,7 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// Number of reads by which the input is read ahead of the SAM file: more than the aligner has in work at once.
+// How far the input is read ahead of the SAM file, in reads: more than the aligner works on at once.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 

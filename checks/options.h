@@ -9,7 +9,7 @@ namespace Checks {
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
 inline constexpr int kLost = 1;         ///< Something was lost, or no run took place.
-inline constexpr int kCannotCheck = 2;  ///< Wrong options, or a file of the command line cannot be read or written.
+inline constexpr int kCannotCheck = 2;  ///< Wrong options, or a file that they name cannot be read or written.
 
 /// What the command line asks for.
 struct Options {

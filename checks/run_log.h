@@ -13,7 +13,7 @@ struct LoggedFile {
     std::optional<std::int64_t> reads;      ///< Number of aligned reads; unset if the file was not finished.
     std::uint64_t failed_reads = 0;         ///< Reads that failed with an error of their own.
     std::vector<std::string> failed_names;  ///< Their identifiers, where they have one.
-    std::vector<std::string> problems;      ///< Errors and warnings from while the file was read.
+    std::vector<std::string> problems;      ///< Errors and warnings logged while the file was read.
 };
 
 /// The newest run in the log files of a save folder.

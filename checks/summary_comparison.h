@@ -30,8 +30,8 @@ public:
     /// The same for an unknown number of rows.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the remaining rows. `told`: names of reads already reported as lost. `logged`: the number of rows by the
-    /// log, if known. Returns all findings.
+    /// Reads the remaining rows. `told`: names of reads already reported as lost. `logged`: the number of rows
+    /// according to the log, if known. Returns all findings.
     std::vector<std::string> Finish(const std::set<std::string>& told, std::optional<std::uint64_t> logged);
 
 private:

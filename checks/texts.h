@@ -12,7 +12,7 @@ std::string Plural(std::uint64_t count, const std::string& noun);
 /// A message on one line, without terminal control sequences; the middle of a long one is left out.
 std::string OneLine(std::string_view text);
 
-/// As OneLine, but not shortened.
+/// Like OneLine, but not shortened.
 std::string Printable(std::string_view text);
 
 }  // namespace Checks

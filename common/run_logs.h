@@ -6,7 +6,7 @@
 
 namespace Common {
 
-// The texts in a run's log file by which other programs learn what became of the run.
+// The texts in a run's log file from which other programs learn how the run ended.
 inline constexpr std::string_view kLoggedBanner = "QEL Tavik alignment software version ";
 inline constexpr std::string_view kLoggedFileStart = "Starting input file ";
 inline constexpr std::string_view kLoggedFileEnd = "Successfully finished input file ";

@@ -53,8 +53,8 @@ void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
     }
 }
 
-// Locks a mutex that others hold only for two writes, some microseconds. Waking a sleeping thread takes longer than
-// that, so this one spins for a while first.
+// Locks a mutex that other threads hold for two writes only, which take some microseconds. Waking a sleeping thread
+// takes longer than that, so this thread spins for a while first.
 std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::microseconds kLongestAwake{20};

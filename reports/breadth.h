@@ -43,8 +43,8 @@ private:
     std::size_t Index(std::size_t sequence, std::int32_t position) const;
 
     std::vector<std::int32_t> lengths;
-    std::int32_t most_of_one = 0;                    // Most sampled positions in one sequence.
-    std::vector<std::vector<std::int32_t>> changes;  // Of the depth, per sampled position; empty if nothing is covered.
+    std::int32_t most_of_one = 0;                    // Largest number of sampled positions in one sequence.
+    std::vector<std::vector<std::int32_t>> changes;  // In depth, per sampled position; empty if nothing is covered.
     // Added but not yet counted, to give the prefetches time to complete.
     std::array<Change, 64> waiting{};
     std::size_t next = 0;

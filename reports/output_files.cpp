@@ -48,7 +48,7 @@ void OutputFiles::Write(const std::string& name, std::string_view text) {
         unnamed.push_back(path);
     }
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    // Only now are small files written, and only now does a network file system report a full disk.
+    // Small files are written only now, and a network file system reports a full disk only now.
     stream.close();
     if (!stream) {
         throw Failed(path, kNotWritten, {errno, std::generic_category()});

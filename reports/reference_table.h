@@ -62,7 +62,7 @@ private:
     bool IsInSamFiles(std::string_view name) const;
 
     std::vector<Reference> references;
-    std::size_t in_sam_files = 0;                                                   // The first ones, as many as this.
+    std::size_t in_sam_files = 0;                                                   // Their number; they come first.
     std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> positions;  // Key: sequence's own name.
     std::unordered_map<std::string, Hit, Hash, std::equal_to<>> hits;               // Key: name in the summary.
     std::vector<std::string> ambiguous_names;

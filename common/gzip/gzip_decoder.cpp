@@ -13,7 +13,7 @@ namespace Common {
 namespace {
 
 constexpr std::size_t kInputSize = 1 << 16;
-constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer: each call empties that.
+constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer, so each call empties that.
 constexpr int kGzipWindow = 15 + 16;        // The largest window; only gzip framing.
 constexpr int kMostIgnored = 512;
 

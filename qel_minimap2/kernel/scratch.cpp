@@ -18,7 +18,7 @@ constexpr std::size_t Kept(std::size_t use) {
     return use < static_cast<std::size_t>(Scratch::chaining) ? kKept : kKeptOfChains;
 }
 
-// Pages of the system's: an allocator would keep what a large call gives back.
+// Pages directly from the system: an allocator would keep what a large call gives back.
 class Buffer {
 public:
     Buffer() = default;

@@ -19,8 +19,8 @@ struct MappingBuffer {
     std::string bases;
 };
 
-/// Lends mapping buffers and takes them back for the next read. There are as many as reads were mapped at one time. Any
-/// thread.
+/// Lends mapping buffers and takes them back for the next read. Their number is the
+/// largest number of reads that were mapped at the same time. Any thread.
 class BufferPool {
 public:
     struct GiveBack {

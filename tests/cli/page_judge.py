@@ -1,4 +1,4 @@
-"""Judges what a page of tavik_report shows, as tests/cli/page_state.js reads it, by figures of the test's own."""
+"""Judges what a page of tavik_report shows, as tests/cli/page_state.js reads it, against the test's own figures."""
 
 import math
 

@@ -123,7 +123,7 @@ def samples_table(samples):
 
 
 def references_table(f, most):
-    """As samples_table, in the order of the reads."""
+    """Like samples_table, in the order of the reads."""
     rows = []
     for name, (length, forward, reverse, aligned, identity, accuracy, depth, breadth) in f["references"].items():
         rows.append([(shown_name(name), shown_name(name)), *((value, NONE if value is None else whole(value))

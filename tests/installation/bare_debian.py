@@ -15,7 +15,7 @@ def debian_mirror():
 
 
 def make_bare_debian(root):
-    """Makes one in the folder `root`; False where there is no root or no mirror."""
+    """Makes a bare Debian in the folder `root`. Returns False without root's rights or without a mirror."""
     mirror = debian_mirror()
     if mirror is None or os.geteuid() != 0 or subprocess.run(
             ["debootstrap", "--variant=minbase", "bookworm", root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:

@@ -100,7 +100,7 @@ class InstalledTree(InstallationTest):
 
 
     def options(self, program):
-        """The options that a program's help lists, each as (its names, does it take a value)."""
+        """The options that a program's help lists, each as (its names, whether it takes a value)."""
         _, usage, _ = run(self.tree / "bin" / program, "--help")
         found = re.findall(r"^  (-\w|--[\w-]+)(?: \[ (--\w+) \]|, (--[\w-]+))?( \S)?", usage, re.MULTILINE)
         self.assertGreater(len(found), 3, usage)
@@ -267,7 +267,7 @@ class Scripts(InstallationTest):
         status, printed, errors = run(script)
         self.assertEqual((status, errors), (0, ""))
 
-        # Which reads are finished first is up to the threads: shown ones need only be among those that there are.
+        # The threads decide which reads are finished first, so the reads shown need only be among all reads.
         summary = [line.split("\t") for line in (output / "alignment_summary.txt").read_text().splitlines()]
         rows = {(name[:8], *map(str, cells)) for name, *cells in summary[1:]}
         records = [line.split("\t")[:6] for line in (output / "sample_1.sam").read_text().splitlines()]

@@ -57,7 +57,7 @@ class Package(InstallationTest):
             self.assertEqual(done.stderr, "", page.name)
 
     def test_programs_and_library_are_hardened(self):
-        """As Debian's flags ask for; lintian looks at some of it only."""
+        """The programs are hardened as Debian's flags request; lintian checks only part of this."""
         for command in json.loads((SOURCE / "build/package/compile_commands.json").read_text()):
             self.assertIn(" -D_FORTIFY_SOURCE=2 ", command["command"])
         check("dpkg-deb", "-x", self.package, self.folder)
@@ -81,7 +81,7 @@ class Package(InstallationTest):
     def test_readme_names_the_libraries_that_the_package_depends_on(self):
         depends = set(re.findall(r"(?:^|, )([^ ,\n]+)", check("dpkg-deb", "-f", self.package, "Depends")))
         named = re.findall(r"`([a-z0-9.+-]+)`", README.split("needs the packages")[1].split("\n\n")[0])
-        self.assertEqual(set(named), depends - {"libc6", "libgcc-s1", "libstdc++6", "python3"})  # The last: for the workflow.
+        self.assertEqual(set(named), depends - {"libc6", "libgcc-s1", "libstdc++6", "python3"})  # python3: workflow.
 
     def test_licences_of_what_is_linked_statically_travel_with_the_programs(self):
         check("dpkg-deb", "-x", self.package, self.folder)

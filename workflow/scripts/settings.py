@@ -45,8 +45,8 @@ def must_be(name, value):
 
 
 def by_schema(config):
-    """The settings with their defaults, and their faults by the schema. The validator stops at the first fault, so faulty
-    settings are removed until the rest is valid."""
+    """The settings with their defaults, and their faults according to the schema. The validator stops at the first
+    fault, so faulty settings are removed until the rest is valid."""
     settings, faults, wrong_names = dict(config), [], set()
     while True:
         try:
