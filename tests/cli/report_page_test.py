@@ -41,12 +41,15 @@ DRAWN = """
       const pixels = context.getImageData(0, 0, canvas.width, canvas.height).data;
       let count = 0;
       for (let i = 0; i < pixels.length; i += 4) {
-        const colours = pixels.slice(i, i + 3);
-        count += pixels[i + 3] > 60 && Math.max(...colours) - Math.min(...colours) > 60;
+        const [red, green, blue] = [pixels[i], pixels[i + 1], pixels[i + 2]];
+        count += pixels[i + 3] > 60 && Math.max(red, green, blue) - Math.min(red, green, blue) > 60;
       }
       done([image.width, image.height, count]);
     };
+    image.onerror = () => done([0, 0, "no picture"]);
     image.src = source;"""
+# The last block of a PNG file: its length, its name and its checksum.
+PNG_END = b"\0\0\0\0IEND\xaeB\x60\x82"
 # Unusual names that files and sequences may have.
 HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x onerror=\"document.title='run'\">", b"\"'`&amp;${1}\\", b"@SCRIPT@",
            b"__proto__", "\u67d3\u8272\u4f53 \u00e9 \U0001f9ec".encode(), b"\xff\xfe<\xc3(", b"n" * 10_000]
@@ -156,10 +159,12 @@ class Page(BrowserTest):
         names = [figure.get_attribute("id") for figure in self.browser.find_elements(By.CSS_SELECTOR, "figure") if figure.is_displayed()]
         for name in names:
             self.element(f"#{name} .save").send_keys(Keys.ENTER)
-            path, end = folder / f"out_{name}.png", time.monotonic() + 60
-            while not path.exists() and time.monotonic() < end:
+            path, picture, end = folder / f"out_{name}.png", b"", time.monotonic() + 60
+            # The browser may create the file before it has written all of it.
+            while not picture.endswith(PNG_END) and time.monotonic() < end:
                 time.sleep(0.02)
-            width, height, coloured = self.browser.execute_async_script(DRAWN, "data:image/png;base64," + base64.b64encode(path.read_bytes()).decode())
+                picture = path.read_bytes() if path.exists() else b""
+            width, height, coloured = self.browser.execute_async_script(DRAWN, "data:image/png;base64," + base64.b64encode(picture).decode())
             size = self.script(f"const {{canvas}} = drawn.get('{name}'); return [canvas.width, canvas.height]")
             self.assertEqual(([width, height - 34], coloured > 500), (size, True), name)
         self.assertEqual({path.name for path in folder.iterdir()}, {f"out_{name}.png" for name in names})
