@@ -14,8 +14,9 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// Minimizers are hashes, so an index made by minimap2 never has this many full groups in a row.
-constexpr unsigned kMostFullGroups = 1024;
+// Minimizers are hashes: the longest row of full groups among 69 million of random bases has 49, and only a reference
+// made for it has more than this.
+constexpr unsigned kMostFullGroups = 256;
 constexpr std::uint64_t kCounted = 1024;
 
 bool IsSingle(std::uint64_t key) {
@@ -88,31 +89,55 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     target.counted.assign(kCounted, 0);
 }
 
-// Counts the taken slots of each group: a search for a free one among the keys would wait for the previous write.
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
     auto& block = blocks[bucket >> bits_in_block];
-    const auto stretch = stretches[bucket];
-    auto* const keys = block.keys;
-    auto* const rests = block.rests;
-    auto* const values = block.values;
+    auto& stretch = stretches[bucket];
+    CountOccurrences(block, entries);
+    if (FillHashed(entries, stretch, block)) {
+        return !HasDuplicate(entries, stretch, block);
+    }
+    const bool filled = FillSorted(entries, stretch, block);
+    stretch.groups |= Stretch::kSorted;
+    return filled;
+}
+
+inline __attribute__((always_inline)) void SeedTable::Put(const Entry& entry, Block& block, std::uint64_t slot) {
+    block.keys[slot] = static_cast<std::uint32_t>(entry.key) & ((2U << kMostKeyBits) - 1);
+    block.values[slot] = entry.value;
+    if (block.rests != nullptr) {
+        block.rests[slot] = static_cast<std::uint32_t>(entry.key >> (kMostKeyBits + 1));
+    }
+}
+
+// Returns false when too many groups in a row are full. Counts the taken slots of each group: a search for a free one
+// among the keys would wait for the previous write.
+bool SeedTable::FillHashed(const std::vector<Entry>& entries, const Stretch& stretch, Block& block) {
     std::vector<std::uint8_t> taken(stretch.groups);
-    for (const auto& [key, value] : entries) {
-        auto group = GroupOf(stretch, key >> 1U);
+    for (const auto& entry : entries) {
+        auto group = GroupOf(stretch, entry.key >> 1U);
         for (unsigned full = 0; taken[group - stretch.begin] == kGroupSlots; ++full) {
             if (full > kMostFullGroups) {
                 return false;
             }
             group = stretch.After(group);
         }
-        const auto slot = group * kGroupSlots + taken[group - stretch.begin]++;
-        keys[slot] = static_cast<std::uint32_t>(key) & ((2U << kMostKeyBits) - 1);
-        values[slot] = value;
-        if (rests != nullptr) {
-            rests[slot] = static_cast<std::uint32_t>(key >> (kMostKeyBits + 1));
-        }
+        Put(entry, block, group * kGroupSlots + taken[group - stretch.begin]++);
     }
-    CountOccurrences(block, entries);
-    return !HasDuplicate(entries, stretch, block);
+    return true;
+}
+
+// Fills the first slots of the stretch in the order of the keys. Returns false for a duplicate.
+bool SeedTable::FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block) {
+    const auto key_bits = [](const Entry& entry) { return entry.key >> 1U; };
+    std::sort(entries.begin(), entries.end(), [&](const auto& a, const auto& b) { return key_bits(a) < key_bits(b); });
+    auto slot = std::uint64_t{stretch.begin} * kGroupSlots;
+    std::fill_n(block.keys + slot, std::size_t{stretch.groups} * kGroupSlots, kFree);
+    for (const auto& entry : entries) {
+        Put(entry, block, slot++);
+    }
+    return std::adjacent_find(entries.begin(), entries.end(), [&](const auto& a, const auto& b) {
+               return key_bits(a) == key_bits(b);
+           }) == entries.end();
 }
 
 // Looks up only keys that share a bit of `seen` with an earlier one: on average, at most one in 16.
@@ -165,8 +190,8 @@ void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries
 
 std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& stretch = stretches[minimizer & bucket_mask];
-    if (stretch.groups == 0) {
-        return kNoSlot;
+    if (!stretch.IsHashed()) {
+        return SortedSlot(minimizer);
     }
     const auto& block = BlockOf(minimizer);
     const auto key_bits = minimizer >> bucket_bits;
@@ -181,6 +206,28 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
         if (HasFreeSlot(block, group)) {
             break;
         }
+    }
+    return kNoSlot;
+}
+
+// For a bucket that is sorted or has no minimizers.
+std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
+    const auto& stretch = stretches[minimizer & bucket_mask];
+    const auto& block = BlockOf(minimizer);
+    const auto key_bits = minimizer >> bucket_bits;
+    const auto key_bits_at = [&](std::uint64_t slot) {
+        const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
+        return block.keys[slot] == kFree ? UINT64_MAX : rest | block.keys[slot] >> 1U;
+    };
+    auto begin = std::uint64_t{stretch.begin} * kGroupSlots;
+    auto end = begin + std::uint64_t{stretch.groups & ~Stretch::kSorted} * kGroupSlots;
+    while (begin < end) {
+        const auto middle = begin + (end - begin) / 2;
+        const auto at_middle = key_bits_at(middle);
+        if (at_middle == key_bits) {
+            return middle;
+        }
+        (at_middle < key_bits ? begin : end) = at_middle < key_bits ? middle + 1 : middle;
     }
     return kNoSlot;
 }

@@ -29,7 +29,9 @@ namespace qel_minimap2 {
 /// The lowest bit of a key is 1 for a minimizer that occurs once; its value is then its position. The value of a
 /// repeated minimizer is where its list begins (upper 32 bits) and how many positions the list has (lower). Each bucket
 /// has a stretch of groups. A key lies in the group that its hash chooses or, where that is full, in the next group of
-/// the stretch with room; a group with a free slot ends the search.
+/// the stretch with room; a group with a free slot ends the search. Where that would fill too many groups in a row, the
+/// whole bucket is sorted instead, and a look-up halves the range that it searches, whatever keys a file crowds
+/// together.
 ///
 /// Blocks of buckets have memory of their own, the four lower arrays. Different threads may fill different blocks at
 /// the same time; when all are filled, any thread may look up.
@@ -54,8 +56,7 @@ public:
     struct Entry {
         std::uint64_t key, value;
     };
-    /// Fills an empty bucket with at most as many minimizers as MakeRoom was told. Returns false for a duplicate, or
-    /// when no slot is free near a key's group; only a forged file crowds that many keys into one place.
+    /// Fills an empty bucket with at most as many minimizers as MakeRoom was told. Returns false for a duplicate.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// A look-up misses the cache up to three times. Callers interleave many: PrefetchKeys, then Slot, which prefetches
@@ -63,7 +64,7 @@ public:
     /// prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
-        if (stretch.groups > 0) {
+        if (stretch.IsHashed()) {
             __builtin_prefetch(BlockOf(minimizer).keys + GroupOf(stretch, minimizer >> bucket_bits) * kGroupSlots);
         }
     }
@@ -93,7 +94,11 @@ private:
 
     // The groups of a bucket, counted from its block's first.
     struct Stretch {
+        static constexpr std::uint32_t kSorted = std::uint32_t{1} << 31U;  // Marks the groups of a sorted bucket.
+
         std::uint32_t begin, groups;
+        // Whether there are groups and they are not sorted, in one comparison.
+        bool IsHashed() const { return groups - 1 < kSorted - 1; }
         std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
     };
     struct Block {
@@ -106,6 +111,10 @@ private:
         std::vector<std::uint32_t> frequent;  // Numbers of occurrences too high for `counted`.
     };
 
+    static bool FillHashed(const std::vector<Entry>& entries, const Stretch& stretch, Block& block);
+    static bool FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block);
+    static void Put(const Entry& entry, Block& block, std::uint64_t slot);
+    std::uint64_t SortedSlot(std::uint64_t minimizer) const;
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
     static bool HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
     static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);

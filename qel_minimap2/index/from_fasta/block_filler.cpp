@@ -1,7 +1,6 @@
 #include "qel_minimap2/index/from_fasta/block_filler.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace qel_minimap2 {
 
@@ -105,9 +104,7 @@ void BlockFiller::Insert(std::size_t block) const {
         begin = end;
         const auto bucket = format.BucketOf(sort_bits);
         if (begin == entries.size() || format.BucketOf(format.SortBits(entries[begin])) != bucket) {
-            if (!table.Fill((block << table.BitsInBlock()) + bucket, of_bucket)) {
-                throw std::runtime_error("the index cannot hold its minimizers");
-            }
+            table.Fill((block << table.BitsInBlock()) + bucket, of_bucket);
             of_bucket.clear();
         }
     }

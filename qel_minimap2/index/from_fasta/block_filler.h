@@ -43,7 +43,7 @@ public:
                 const std::vector<SketchedPiece>& pieces)
         : table(table), format(format), places(places), pieces(pieces) {}
 
-    /// Throws std::bad_alloc, and std::runtime_error for minimizers that the table cannot hold.
+    /// Throws std::bad_alloc.
     void Fill(std::size_t block);
 
 private:

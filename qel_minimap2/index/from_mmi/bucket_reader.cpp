@@ -76,7 +76,6 @@ void BucketReader::ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         entries.push_back({key, is_single ? value : value + (positions_before << 32U)});
     }
     if (!table.Fill(bucket, entries)) {
-        // Or too many keys hash to one group; only a forged file does that.
         throw DamagedIndex("a duplicate minimizer");
     }
     CheckLists(stored);

@@ -60,35 +60,39 @@ TEST(SeedTable, LooksIntoFewGroups) {
     EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "half of them of no key, and all of keys in one group";
 }
 
-// The keys of `crowded` hash to the first groups of the bucket (a key's group is proportional to its product with the
-// inverse of this factor), so that these are full and most keys lie far after them. Keys of `alike` share their lowest
-// 30 bits with thousands of others.
+// The keys of `crowded` and `packed` hash to the first groups of the bucket (a key's group is proportional to its
+// product with the inverse of this factor): those of `crowded` fill 187 groups, those of the others a thousand. Keys of
+// `alike` share their lowest 30 bits with thousands of others.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
-    constexpr std::uint32_t kKeys = 5000, kInverseOfFactor = 0x0E8B2F51;
-    std::vector<SeedTable::Entry> spread, crowded, alike;
-    for (std::uint32_t i = 0; crowded.size() < kKeys; ++i) {
-        if (i < kKeys) {
+    constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
+    std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;
+    for (std::uint32_t i = 0; packed.size() < 20000; ++i) {
+        if (i < 5000) {
             spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
             alike.push_back({(std::uint64_t{i} % 4096 << 30U | i / 4096) << 1U | 1U, i});
         }
-        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 30U == 0) {
-            crowded.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
+        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 26U == 0) {
+            packed.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
+            long_packed.push_back({(std::uint64_t{i} % 1024 << 32U | key_bits) << 1U | 1U, i});
         }
     }
-    for (const auto& [k, entries] : {std::pair(22U, spread), {22U, crowded}, {28U, spread}, {28U, alike}}) {
+    std::copy_n(packed.begin(), 3000, std::back_inserter(crowded));
+    for (const auto& [k, entries] :
+         {std::pair(22U, spread), {22U, crowded}, {22U, packed}, {28U, long_packed}, {28U, spread}, {28U, alike}}) {
+        const auto size = static_cast<std::uint32_t>(entries.size());
         SeedTable table(k, 14);
-        table.MakeRoom(0, {kKeys, kKeys}, 0);
-        ASSERT_TRUE(table.Fill(0, entries));
+        table.MakeRoom(0, {size, size}, 0);
+        ASSERT_TRUE(table.Fill(0, entries)) << k << ' ' << size;
         int count = 0;
         for (const auto& [key, value] : entries) {
             ASSERT_EQ(*Tests::Find(table, key >> 1U << 14U, count), value);
         }
         EXPECT_EQ(Tests::Find(table, std::uint64_t{3} << 14U, count), nullptr);
-        for (const std::size_t place : {1U, 4321U, kKeys - 1}) {  // Once as another key's, once as a repeated one.
+        for (const std::size_t place : {1U, 432U, size - 1}) {  // Once as another key's, once as a repeated one.
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
             SeedTable other(k, 14);
-            other.MakeRoom(0, {0, kKeys}, 0);
+            other.MakeRoom(0, {0, size}, 0);
             EXPECT_FALSE(other.Fill(1, twice)) << place;
         }
     }
