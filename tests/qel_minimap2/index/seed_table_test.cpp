@@ -60,9 +60,9 @@ TEST(SeedTable, LooksIntoFewGroups) {
     EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "half of them of no key, and all of keys in one group";
 }
 
-// The keys of `crowded` and `packed` hash to the first groups of the bucket (a key's group is proportional to its
-// product with the inverse of this factor): those of `crowded` fill 187 groups, those of the others a thousand. Keys of
-// `alike` share their lowest 30 bits with thousands of others.
+// The keys of `crowded` and `packed` hash to one group five sixths into the bucket (a key's group is proportional to
+// its product with the inverse of this factor): those of `crowded` fill 187 groups in a row, past the bucket's end,
+// those of the others a thousand. Keys of `alike` share their lowest 30 bits with thousands of others.
 TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;
@@ -71,7 +71,7 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
             spread.push_back({(std::uint64_t{i} * i) << 1U | 1U, i});
             alike.push_back({(std::uint64_t{i} % 4096 << 30U | i / 4096) << 1U | 1U, i});
         }
-        if (const std::uint32_t key_bits = i * kInverseOfFactor; key_bits >> 26U == 0) {
+        if (const std::uint32_t key_bits = (i + 0xD6000000U) * kInverseOfFactor; key_bits >> 26U == 0) {
             packed.push_back({std::uint64_t{key_bits} << 1U | 1U, i});
             long_packed.push_back({(std::uint64_t{i} % 1024 << 32U | key_bits) << 1U | 1U, i});
         }
