@@ -154,7 +154,7 @@ OutputEntry& Aligner::SamOutput() {
 
 int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& read_id) {
     const auto name = NameInTables(read_id);
-    const auto result = ThirdPartyAlignment::AlignRead(caller.get(), record.GetSequence(), name, false, min_coverage);
+    const auto result = ThirdPartyAlignment::AlignReadToLines(caller.get(), record.GetSequence(), name, min_coverage);
     const auto row = FormatSummaryRow(name, result);
 
     auto& output = SamOutput();

@@ -10,6 +10,7 @@
 
 #include "common/logging/record.h"
 #include "third_party_alignment/mm_index_wrapper.h"
+#include "third_party_alignment/sam_header.h"
 
 /// Returns a malloc'ed "Hello World."; release it with free. The program exports this function for code that loads it
 /// together with the wrapper library and wants to check that calls work. The program itself does not call it.
@@ -38,8 +39,8 @@ std::string FormatSamHeader(const mm_idx_t& index) {
     std::string header;
     for (std::uint32_t i = 0; i < index.n_seq; ++i) {
         // Not truncated, however long the name is.
-        header.append(i == 0 ? "@SQ\tSN:" : "\n@SQ\tSN:").append(index.seq[i].name);
-        header.append("\tLN:").append(std::to_string(index.seq[i].len));
+        header.append("@SQ\tSN:").append(index.seq[i].name);
+        header.append("\tLN:").append(std::to_string(index.seq[i].len)).append("\n");
     }
     return header;
 }
@@ -80,7 +81,7 @@ const MMIndexWrapper& Minimap2Caller::Loaded() const {
         if (index_wrapper->index == nullptr) {
             std::unique_ptr<mm_idx_t, UnloadIndex> index(qelmm_load_index(index_file.c_str()));
             if (index) {
-                index_wrapper->sam_header = FormatSamHeader(*index);
+                index_wrapper->sam_header = std::make_unique<const SamHeader>(FormatSamHeader(*index));
                 occ_threshold = qelmm_cache_idx_occ_thres(index.get());
                 index_wrapper->index = index.release();
             }
@@ -101,10 +102,23 @@ std::string Minimap2Caller::LibraryVersion() {
 }
 
 std::string Minimap2Caller::GetSamHeader() {
-    return Loaded().sam_header;
+    const auto& text = Header().Text();
+    return text.substr(0, text.size() - 1);
+}
+
+const SamHeader& Minimap2Caller::Header() const {
+    return *Loaded().sam_header;
 }
 
 std::string Minimap2Caller::Call(const std::string& sequence, const std::string& read_name) {
+    auto sam = CallWithoutHeader(sequence, read_name);
+    if (with_header) {
+        sam.insert(0, Header().Text());
+    }
+    return sam;
+}
+
+std::string Minimap2Caller::CallWithoutHeader(const std::string& sequence, const std::string& read_name) {
     static constexpr std::string_view kError = "ERROR:";
 
     const auto& loaded = Loaded();
@@ -121,14 +135,7 @@ std::string Minimap2Caller::Call(const std::string& sequence, const std::string&
         throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
                                               : "Minimap2 returned: " + std::string(text.substr(kError.size())));
     }
-    std::string sam;
-    if (with_header) {
-        const auto& header = loaded.sam_header;
-        sam.reserve(header.size() + 1 + text.size());
-        sam.append(header).append("\n");
-    }
-    sam.append(text);
-    return sam;
+    return std::string(text);
 }
 
 std::shared_ptr<ExtAlignCaller> Minimap2Caller::Copy() const {
@@ -138,7 +145,7 @@ std::shared_ptr<ExtAlignCaller> Minimap2Caller::Copy() const {
 
 AlignmentResult Minimap2Caller::CreateUnalignedResult(const std::string& read_name) const {
     auto result = ExtAlignCaller::CreateUnalignedResult(read_name);
-    result.sam_record.insert(0, Loaded().sam_header + "\n");
+    result.sam_record.insert(0, Header().Text());
     return result;
 }
 

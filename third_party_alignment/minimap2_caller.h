@@ -9,6 +9,7 @@
 namespace ThirdPartyAlignment {
 
 class MMIndexWrapper;
+class SamHeader;
 
 /// Aligns reads in this process with minimap2. Copies share one index. Once the index is loaded, all
 /// operations may be called from several threads at once.
@@ -34,6 +35,12 @@ public:
     /// The header, if `with_header`, and the record or records of one read, each line with a line feed. Loads the index
     /// as LoadIndex does. Throws std::runtime_error when minimap2 returns nothing or an error.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
+
+    /// Call without the header.
+    std::string CallWithoutHeader(const std::string& sequence, const std::string& read_name);
+
+    /// The header that Call puts before a record. Valid as long as this caller or a copy; loads as LoadIndex does.
+    const SamHeader& Header() const;
 
     /// A caller that shares the index. Only the caller that loads the index, and copies made after that, have its
     /// occurrence threshold: an earlier copy keeps 0.

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <mutex>
-#include <string>
 
 #include "qel_minimap2/qel_minimap2.h"
+#include "third_party_alignment/sam_header.h"
 
 namespace ThirdPartyAlignment {
 
@@ -20,9 +21,9 @@ public:
         }
     }
 
-    std::atomic<mm_idx_t*> index = nullptr;  ///< Null until loaded; never changes after that.
-    std::mutex mutex;                        ///< Held while loading.
-    std::string sam_header;                  ///< The index's "@SQ" lines; written before `index` is set.
+    std::atomic<mm_idx_t*> index = nullptr;       ///< Null until loaded; never changes after that.
+    std::mutex mutex;                             ///< Held while loading.
+    std::unique_ptr<const SamHeader> sam_header;  ///< The index's "@SQ" lines; written before `index` is set.
 };
 
 }  // namespace ThirdPartyAlignment

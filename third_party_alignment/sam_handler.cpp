@@ -99,10 +99,21 @@ private:
 AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
     AlignmentResult result;
     result.sam_record = std::move(sam);
+    const auto header = SamHeader::Of(result.sam_record);
+    ReadRecord(*header, header->Size(), query_length, result);
+    return result;
+}
 
-    const std::string_view text = result.sam_record;
-    const auto header = SamHeader::Of(text);
-    TextCursor cursor(text.substr(header->Size()));
+AlignmentResult SamHandler::ParseLines(const SamHeader& header, std::string&& lines, int query_length) {
+    AlignmentResult result;
+    result.sam_record = std::move(lines);
+    ReadRecord(header, 0, query_length, result);
+    return result;
+}
+
+// `record`: where the first record begins in the result's text.
+void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int query_length, AlignmentResult& result) {
+    TextCursor cursor(std::string_view(result.sam_record).substr(record));
     const auto line = ReadColumns(cursor, result);
 
     if (result.genome == "*") {
@@ -110,12 +121,12 @@ AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
         if (line.seq.empty()) {
             CompleteUnmappedRecord(result.sam_record);
         }
-        return result;
+        return;
     }
 
     const OptionalFields fields(cursor);
     ParseCigar(std::string(line.cigar), result);
-    const auto reference_length = header->ReferenceLength(result.genome);
+    const auto reference_length = header.ReferenceLength(result.genome);
     result.coverage = static_cast<float>(result.num_aligned) /
                       static_cast<float>(std::min<std::int32_t>(reference_length, query_length));
     result.strand_end = Sum(Sum(result.num_aligned, result.strand_start), result.num_insertions);
@@ -135,7 +146,6 @@ AlignmentResult SamHandler::Parse(std::string&& sam, int query_length) {
     if ((line.flag & kReverseStrand) != 0) {
         result.genome += "_rc";
     }
-    return result;
 }
 
 void SamHandler::ParseCigar(const std::string& cigar, AlignmentResult& result) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -7,6 +8,8 @@
 #include "third_party_alignment/alignment_result.h"
 
 namespace ThirdPartyAlignment {
+
+class SamHeader;
 
 /// Computes the figures of one read from the aligner's SAM text. Any thread.
 class SamHandler {
@@ -22,7 +25,12 @@ public:
     /// infinity or NaN.
     static AlignmentResult Parse(std::string&& sam, int query_length);
 
+    /// The result of Parse for `header` and `lines` together, but `sam_record` lacks the header. `header` stands alone,
+    /// and `lines` do not begin with "@". Throws as Parse does.
+    static AlignmentResult ParseLines(const SamHeader& header, std::string&& lines, int query_length);
+
 private:
+    static void ReadRecord(const SamHeader& header, std::size_t record, int query_length, AlignmentResult& result);
     /// Sets strand_start, num_insertions, num_deletions and num_aligned; all 0 for an empty CIGAR. H counts
     /// as S, and a clip counts only as the first operation.
     static void ParseCigar(const std::string& cigar, AlignmentResult& result);

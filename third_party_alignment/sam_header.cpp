@@ -5,6 +5,7 @@
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "third_party_alignment/text_cursor.h"
 
@@ -50,11 +51,10 @@ std::shared_ptr<const SamHeader> SamHeader::Of(std::string_view text) {
     if (auto known = KeptHeaderOf(text)) {
         return known;
     }
-    auto header = std::make_shared<SamHeader>();
+    const std::shared_ptr<SamHeader> header(new SamHeader);
     header->Read(text);
     if (header->whole && header->size >= kKeepFrom && text[header->size - 1] == '\n') {
-        auto copy = std::make_shared<SamHeader>();
-        copy->Keep(text.substr(0, header->size));
+        auto copy = std::make_shared<const SamHeader>(std::string(text.substr(0, header->size)));
         const std::lock_guard lock(kept_header_mutex);
         kept_header = std::move(copy);
     }
@@ -93,9 +93,18 @@ void SamHeader::Read(std::string_view text) {
     whole = !cursor.Failed();
 }
 
-void SamHeader::Keep(std::string_view header) {
-    kept = header;
-    Read(kept);
+SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
+    try {
+        Read(kept);
+    } catch (const std::exception&) {
+        return;
+    }
+    KeepLastOfEachName();
+    by_line = SkipHeaderLines(kept) == kept.size();
+    stands_alone = whole && by_line && size == kept.size() && kept.ends_with('\n');
+}
+
+void SamHeader::KeepLastOfEachName() {
     // The last line with a name counts. Reversing puts it first among its equals, and unique keeps the first.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
@@ -104,7 +113,6 @@ void SamHeader::Keep(std::string_view header) {
                                  [](const auto& a, const auto& b) { return a.name == b.name; }),
                      references.end());
     sorted = true;
-    by_line = SkipHeaderLines(kept) == kept.size();
 }
 
 bool SamHeader::IsHeaderOf(std::string_view text) const {
@@ -113,7 +121,7 @@ bool SamHeader::IsHeaderOf(std::string_view text) const {
 }
 
 std::shared_ptr<const SamHeader> SamHeader::KeptHeaderOf(std::string_view text) {
-    if (text.size() < kKeepFrom) {
+    if (text.size() < kKeepFrom || text.front() != '@') {
         return nullptr;
     }
     std::shared_ptr<const SamHeader> known;

@@ -23,6 +23,17 @@ public:
     /// for a length. The result may refer to `text`, which must outlive it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
+    /// Reads `text`, header lines that each end in a line feed, for the records that follow it.
+    explicit SamHeader(std::string text);
+    SamHeader(const SamHeader&) = delete;
+    SamHeader& operator=(const SamHeader&) = delete;
+
+    /// True if reading this header followed by any record that does not begin with "@" gives this header. Otherwise,
+    /// for example if it cannot be read, it must be read together with each record.
+    bool StandsAlone() const { return stands_alone; }
+    /// The text given to the constructor.
+    const std::string& Text() const { return kept; }
+
     /// Where the first line of `text` that does not begin with "@" starts: an offset in bytes.
     static std::size_t EndOfHeaderLines(std::string_view text);
 
@@ -37,17 +48,20 @@ private:
         std::int32_t length;
     };
 
+    SamHeader() = default;
+
     void Read(std::string_view text);
-    void Keep(std::string_view header);
+    void KeepLastOfEachName();
     bool IsHeaderOf(std::string_view text) const;
     static std::shared_ptr<const SamHeader> KeptHeaderOf(std::string_view text);
 
     std::vector<Reference> references;
     std::size_t size = 0;
-    bool whole = false;    // The text did not end inside the header, so more text would not change it.
-    bool sorted = false;   // References are sorted by unique name; true in a kept header.
-    bool by_line = false;  // Each line of a kept header begins with "@".
-    std::string kept;      // The text of a kept header; its names point into it.
+    bool whole = false;         // The text did not end inside the header, so more text would not change it.
+    bool sorted = false;        // References are sorted by unique name; true in a kept header.
+    bool by_line = false;       // Each line of a kept header begins with "@".
+    bool stands_alone = false;  // True only in a kept header.
+    std::string kept;           // The text of a kept header; its names point into it.
 };
 
 }  // namespace ThirdPartyAlignment

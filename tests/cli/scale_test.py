@@ -32,9 +32,9 @@ class Large(AlignerTest):
         super().setUp()
         random.seed(1)
 
-    def watched(self, folder, save):
+    def watched(self, folder, save, reference=REFERENCE, threads=4):
         """Aligns a folder; returns the peak memory in kilobytes and the most descriptors seen open."""
-        command = [PROGRAM, "-z", "-i", folder, "-s", self.folder / save, "-a", REFERENCE, "-t", "4"]
+        command = [PROGRAM, "-z", "-i", folder, "-s", self.folder / save, "-a", reference, "-t", str(threads)]
         process = subprocess.Popen(command)
         peak = most = 0
         while process.poll() is None:
@@ -62,6 +62,15 @@ class Memory(Large):
         print(f"{self.reads} reads: {small} kB, ten times as many: {large} kB")
         self.assertLessEqual(large, 1.1 * small)
         self.assertEqual(many, few)
+
+    def test_workers_hold_no_header(self):
+        genome = "".join(random.choices("ACGT", k=2000000))
+        contigs = "".join(f">contig_{i // 100}\n{genome[i:i + 100]}\n" for i in range(0, len(genome), 100))
+        reference = self.write("contigs.fa", contigs)
+        self.write("in/reads.fastq", "".join(f"@r{i}\n{genome[i:i + 300]}\n+\n{'I' * 300}\n" for i in range(0, 200000, 1000)))
+        (one, _), (many, _) = (self.watched(self.folder / "in", f"out{n}", reference, n) for n in (1, 32))
+        print(f"1 worker: {one} kB, 32 workers: {many} kB")
+        self.assertLess(many - one, 8000)
 
 
 class Scale(Memory):

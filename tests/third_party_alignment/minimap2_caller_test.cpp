@@ -13,6 +13,7 @@
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 #include "third_party_alignment/align_read.h"
+#include "third_party_alignment/sam_header.h"
 
 // This program defines its own wrapper functions, which take precedence over those of the wrapper library: the test
 // controls the answers and counts the calls.
@@ -173,6 +174,64 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     fake.answer = "r\t4\t*\t0\t0\t*\t*\t0\t0\tA\t*\n";
     ThirdPartyAlignment::AlignRead(&caller, "AACGTACGTT", "r", true, 0.6F);
     EXPECT_EQ(fake.last_read, "r/TTGCATGCAA") << "reversed, not complemented";
+}
+
+class WithAnOwnCall : public Minimap2Caller {
+public:
+    using Minimap2Caller::Minimap2Caller;
+    std::string Call(const std::string& /*sequence*/, const std::string& read_name) override {
+        return read_name + "\t0\tchr1\t8\t0\t9M\t*\t0\t0\tAC\t*\tNM:i:0\tAS:i:5\n";
+    }
+};
+
+// The members that AlignRead or AlignReadToLines returns, without the header lines of the record; or the error.
+std::vector<std::pair<std::string, Common::Value>> Outcome(auto align) {
+    std::vector<std::pair<std::string, Common::Value>> entries;
+    const auto error = ErrorOf([&] { entries = align().ToValueMap().Entries(); });
+    for (auto& [key, value] : entries) {
+        if (auto* text = std::get_if<std::string>(&value)) {
+            text->erase(0, ThirdPartyAlignment::SamHeader::EndOfHeaderLines(*text));
+        }
+    }
+    entries.emplace_back("error", error);
+    return entries;
+}
+
+TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadInTheHeaderAlone) {
+    const std::string end = "\t*\t0\t0\tACGT\t*\tNM:i:1\tAS:i:9\n";
+    const std::string mapped = "r\t0\tchr1\t5\t60\t5S700M" + end + "r\t256\tchr1\t9\t0\t9M" + end;
+    const std::string records[] = {
+        mapped,
+        "@" + mapped,  // The first line is read as a header line.
+        "r\t16\ttwice\t5\t60\t30M" + end,
+        "r\t0\tchr1\t5\t60\t500M" + end,  // Rejected.
+        "r\t4\t*\t0\t0\t*\t*\t0\t0\n",    // Completed.
+        "r\t0\tchr1\t5\t60\t9=" + end,
+        "r\t0\tunknown\t5\t60\t9M" + end,
+    };
+    const std::string bases(1000, 'A');
+    std::string twice = "twice";
+    std::string with_a_line_end = "twice\n";
+    fake.sequences.insert(fake.sequences.end(), {{twice.data(), 0, 9, 0}, {twice.data(), 0, 40, 0}});
+    for (const bool alone : {true, false}) {
+        if (!alone) {
+            fake.sequences.push_back({with_a_line_end.data(), 0, 900, 0});
+        }
+        Minimap2Caller minimap2(path);
+        WithAnOwnCall derived(path);
+        EXPECT_EQ(minimap2.Header().StandsAlone(), alone);
+        for (const auto& record : records) {
+            fake.answer = record.c_str();
+            for (ThirdPartyAlignment::ExtAlignCaller* caller : {&minimap2, static_cast<Minimap2Caller*>(&derived)}) {
+                const auto lines = [&] { return ThirdPartyAlignment::AlignReadToLines(caller, bases, "r", 0.6F); };
+                const auto whole = [&] { return ThirdPartyAlignment::AlignRead(caller, bases, "r", false, 0.6F); };
+                EXPECT_EQ(Outcome(lines), Outcome(whole)) << record;
+            }
+        }
+        fake.answer = mapped.c_str();
+        const auto result = ThirdPartyAlignment::AlignReadToLines(&minimap2, bases, "r", 0.6F);
+        EXPECT_EQ(result.sam_record == mapped, alone) << "no read carries a header that stands alone";
+    }
 }
 
 }  // namespace
