@@ -8,6 +8,10 @@
 #include <string>
 
 #include "qel_minimap2/index/index_loading.h"
+#include "qel_minimap2/index/mapped/index_writer.h"
+#include "qel_minimap2/index/mapped/mapped_index.h"
+#include "qel_minimap2/index/mapped/new_file.h"
+#include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping.h"
@@ -24,6 +28,18 @@ char* Failure(const char* reason) noexcept {
         return text.data();
     } catch (const std::exception&) {
         return nullptr;
+    }
+}
+
+// What went wrong, or null.
+template <typename Action>
+const char* FailureOf(const Action& action) noexcept {
+    try {
+        action();
+        return nullptr;
+    } catch (const std::exception& error) {
+        const char* const failure = Failure(error.what());
+        return failure != nullptr ? failure : "ERROR: out of memory";
     }
 }
 
@@ -84,4 +100,49 @@ qelmm_own_call_counts qelmm_own_calls() {
             count(OwnFunction::general_kernel),  count(OwnFunction::sketch),
             count(OwnFunction::seed_collection), count(OwnFunction::anchor_sort),
             count(OwnFunction::chaining),        count(OwnFunction::joining)};
+}
+
+const char* qelmm_write_index(const mm_idx_t* index, const char* path) {
+    if (index == nullptr || path == nullptr) {
+        return Failure("an index and a path are needed");
+    }
+    return FailureOf([&] { qel_minimap2::WriteIndex(*index, path); });
+}
+
+void qelmm_remove_unfinished_indexes() {
+    qel_minimap2::NewFile::RemoveUnfinished();
+}
+
+const char* qelmm_check_index(const char* path) {
+    return FailureOf([&] { qel_minimap2::CheckIndex(path != nullptr ? path : ""); });
+}
+
+const char* qelmm_describe_index(const char* path, qelmm_index_description* description) {
+    if (description == nullptr) {
+        return Failure("a description to be filled is needed");
+    }
+    return FailureOf([&] {
+        const auto header = qel_minimap2::HeaderOf(path != nullptr ? path : "");
+        const auto& index = header.index;
+        *description = {header.version,
+                        index.k,
+                        index.window,
+                        index.bucket_bits,
+                        (index.flags & MM_I_HPC) != 0 ? 1U : 0U,
+                        index.sequences,
+                        header.bases,
+                        header.minimizers,
+                        header.file_size,
+                        header.section_count,
+                        {}};
+        for (std::size_t i = 0; i < header.section_count; ++i) {
+            const auto& section = header.sections[i];
+            description->sections[i] = {qel_minimap2::NameOf(section.kind), section.offset, section.length,
+                                        section.checksum};
+        }
+    });
+}
+
+void qelmm_set_threads(unsigned threads) {
+    qel_minimap2::SetWorkerLimit(threads);
 }

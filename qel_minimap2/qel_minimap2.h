@@ -5,18 +5,20 @@
 #include <bseq.h>
 #include <minimap.h>
 
-// The interface of libqel_minimap2: reads mapped with minimap2 and the preset for noisy long reads ("map-ont"). Six C
+// The interface of libqel_minimap2: reads mapped with minimap2 and the preset for noisy long reads ("map-ont"). C
 // functions, so that programs in C can call them and others can look them up by name. A library that replaces this one
-// must have the first four. None of the six throws an exception.
+// must have the first four. None throws an exception.
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/// Loads a reference: a prebuilt minimap2 index as it is, or a FASTA or FASTQ file, plain or gzip, which is indexed
-/// with as many threads as there are cores, always as one part. Prints one line on standard error that names the file
-/// and the reason, and returns null, for anything that does not give a complete, sound index: a folder, an unreadable
-/// or damaged file, an index of several parts or without its sequences, a sequence without a name. An empty reference
-/// gives an index of 0 sequences. Sequences of the same name cause a warning. Any thread.
+/// Loads a reference: an index that qelmm_write_index wrote, which is mapped into memory and so shared by all processes
+/// that use it; a prebuilt minimap2 index as it is; or a FASTA or FASTQ file, plain or gzip, which is indexed with as
+/// many threads as there are cores, always as one part. The first bytes of the file tell which it is. Prints one line
+/// on standard error that names the file and the reason, and returns null, for anything that does not give a complete,
+/// sound index: a folder, an unreadable or damaged file, an index of several parts or without its sequences, a sequence
+/// without a name. An empty reference gives an index of 0 sequences. Sequences of the same name cause a warning. Any
+/// thread.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.
@@ -60,6 +62,53 @@ struct qelmm_own_call_counts {
 /// in the environment, all counts but `seed_collections` are 0. A library that replaces this one may lack this
 /// function, too. Any thread.
 struct qelmm_own_call_counts qelmm_own_calls(void);
+
+// What follows is for programs that make indexes. A library that replaces this one may lack it.
+
+/// Writes an index that qelmm_load_index returned to a file that qelmm_load_index maps. The file appears under its name
+/// only when it is whole and on the disk, in the place of an older one, whose users keep what they have. It needs as
+/// much disk as the index needs memory, and little more memory. Until then it has no name, so that nothing is left when
+/// the process ends, by SIGKILL either; only file systems that cannot do that (NFS) get a hidden file, see
+/// qelmm_remove_unfinished_indexes. On failure, nothing at `path` has changed. Returns null, or a text "ERROR: reason"
+/// that belongs to the library and holds until the thread calls it again. Any thread.
+const char* qelmm_write_index(const mm_idx_t* index, const char* path);
+
+/// Removes the hidden files of all calls of qelmm_write_index that have not ended. For the handlers of signals that end
+/// the process: calls only functions that such handlers may call.
+void qelmm_remove_unfinished_indexes(void);
+
+/// Checks all of a file that qelmm_write_index wrote: the checksums, and that each minimizer, list and position is
+/// where and as it should be. Loading leaves most of the latter to the reads that need it. Returns null for a sound
+/// file, or a text "ERROR: reason" as qelmm_write_index does. Any thread.
+const char* qelmm_check_index(const char* path);
+
+/// A part of a file: its name, where it begins and how long it is, in bytes, and its checksum.
+struct qelmm_index_section {
+    const char* name; /**< A static text. */
+    uint64_t offset, length, checksum;
+};
+
+/// What the first bytes of a file that qelmm_write_index wrote say about it.
+struct qelmm_index_description {
+    uint32_t version;                    ///< Of the format.
+    uint32_t k, window;                  ///< Length of a k-mer in bases; k-mers in a window.
+    uint32_t bucket_bits;                ///< The table has 2 to the power of this many buckets.
+    uint32_t is_homopolymer_compressed;  ///< 1 or 0.
+    uint32_t sequences;
+    uint64_t bases;       ///< Of all sequences.
+    uint64_t minimizers;  ///< Different ones.
+    uint64_t file_size;   ///< In bytes.
+    uint32_t section_count;
+    struct qelmm_index_section sections[64];
+};
+
+/// Describes such a file without reading more than its first page, so that only damage there is noticed. Returns null,
+/// or a text "ERROR: reason" as qelmm_write_index does. Any thread.
+const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
+
+/// Sets with how many threads indexes are loaded, written and checked; 0 for one for each core, as at the beginning. No
+/// other function of this library may run meanwhile.
+void qelmm_set_threads(unsigned threads);
 
 #ifdef __cplusplus
 }

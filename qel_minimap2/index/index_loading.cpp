@@ -10,6 +10,7 @@
 
 #include "qel_minimap2/index/from_fasta/reference_index.h"
 #include "qel_minimap2/index/from_mmi/index_file.h"
+#include "qel_minimap2/index/mapped/mapped_index.h"
 
 namespace qel_minimap2 {
 
@@ -43,7 +44,9 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
 
 IndexPointer LoadIndex(const std::string& path, const mm_idxopt_t& options) {
     RequireRegularFile(path);
-    auto index = HasIndexMagic(path) ? LoadIndexFile(path) : IndexReference(path, options);
+    auto index = HasMappedMagic(path)  ? MapIndex(path)
+                 : HasIndexMagic(path) ? LoadIndexFile(path)
+                                       : IndexReference(path, options);
     WarnOfDuplicateName(*index, path);
     return index;
 }

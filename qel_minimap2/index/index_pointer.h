@@ -15,6 +15,9 @@ namespace qel_minimap2 {
 /// Frees an index with its SeedTable.
 struct DestroyIndex {
     void operator()(mm_idx_t* index) const {
+        if (const auto* const table = SeedTable::Of(*index); table != nullptr && table->IsForeign()) {
+            index->S = nullptr;  // Where the bases are, minimap2 must not free anything.
+        }
         SeedTable::Drop(*index);  // minimap2 would free it as one of its own hash tables.
         mm_idx_destroy(index);
     }
@@ -26,5 +29,10 @@ using IndexPointer = std::unique_ptr<mm_idx_t, DestroyIndex>;
 /// Checks nothing.
 IndexPointer MakeIndex(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        std::unique_ptr<const SeedTable> table, PackedWords words);
+
+/// The same of names and bases in foreign memory, which `table` keeps: the sequences' names, each with a NUL behind it.
+/// `lengths`: of the sequences, whose bases lie one after the other.
+IndexPointer MakeIndex(const IndexHeader& header, const char* names, const std::uint32_t* lengths,
+                       std::unique_ptr<const SeedTable> table, const std::uint32_t* words);
 
 }  // namespace qel_minimap2

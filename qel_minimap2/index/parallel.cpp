@@ -10,10 +10,21 @@
 
 namespace qel_minimap2 {
 
+namespace {
+
+std::atomic<unsigned> limit_set = 0;
+
+}  // namespace
+
 unsigned WorkerLimit() {
     // Determined once: the number of cores may change while lists of this size are in use.
-    static const unsigned limit = std::max(std::thread::hardware_concurrency(), 1U);
-    return limit;
+    static const unsigned cores = std::max(std::thread::hardware_concurrency(), 1U);
+    const unsigned limit = limit_set;
+    return limit > 0 ? limit : cores;
+}
+
+void SetWorkerLimit(unsigned limit) {
+    limit_set = limit;
 }
 
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work) {

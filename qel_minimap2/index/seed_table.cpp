@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include <emmintrin.h>
 
@@ -29,14 +30,55 @@ std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
 
 }  // namespace
 
-SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
+SeedTable::Shape::Shape(unsigned k, unsigned bucket_bits)
     : bucket_bits(bucket_bits),
-      has_rests(2 * k - bucket_bits > kMostKeyBits),
       bits_in_block(std::min(
           std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
+      has_rests(2 * k - bucket_bits > kMostKeyBits) {}
+
+std::uint64_t SeedTable::Shape::SizeOf(std::uint64_t groups, std::uint64_t positions) const {
+    const auto slots = groups * kGroupSlots;
+    return slots * sizeof(std::uint32_t) * (has_rests ? 2 : 1) + (slots + positions) * sizeof(std::uint64_t);
+}
+
+SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
+    : shape(k, bucket_bits),
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
-      stretches(std::size_t{1} << bucket_bits),
-      blocks(std::size_t{1} << (bucket_bits - bits_in_block)) {}
+      own_stretches(std::size_t{1} << bucket_bits),
+      stretches(own_stretches.data()),
+      blocks(shape.BlockCount()),
+      foreign() {}
+
+SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
+    : shape(k, bucket_bits),
+      bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
+      stretches(parts.stretches),
+      blocks(shape.BlockCount()),
+      foreign(std::move(parts)) {
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        SetArrays(blocks[i], foreign.blocks[i]);
+    }
+}
+
+SeedTable::Parts SeedTable::AllParts() const {
+    Parts parts{nullptr, stretches, {}, Counts()};
+    for (const auto& block : blocks) {
+        parts.blocks.push_back(
+            {reinterpret_cast<const unsigned char*>(block.keys), block.groups, block.position_count});
+    }
+    return parts;
+}
+
+void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): only Fill writes, which nobody calls for foreign memory.
+    block.keys = reinterpret_cast<std::uint32_t*>(const_cast<unsigned char*>(memory.data));
+    block.groups = memory.groups;
+    block.position_count = memory.positions;
+    const auto slots = memory.groups * kGroupSlots;
+    block.rests = shape.has_rests ? block.keys + slots : nullptr;
+    block.values = reinterpret_cast<std::uint64_t*>(block.keys + (shape.has_rests ? 2 : 1) * slots);
+    block.positions = block.values + slots;
+}
 
 // Which slots of a group hold a minimizer, one bit each. The lowest bit of a key is ignored.
 inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
@@ -67,31 +109,26 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     for (std::size_t i = 0; i < key_counts.size(); ++i) {
         // Leaves a free slot, which ends the search for a missing key.
         const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
-        stretches[(block << bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
+        own_stretches[(block << shape.bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
         groups += needed;
     }
     if (groups > std::numeric_limits<std::uint32_t>::max() ||
         position_count > std::numeric_limits<std::uint32_t>::max()) {
         throw std::bad_alloc();
     }
-    const auto slots = groups * kGroupSlots;
     auto& target = blocks[block];
-    const auto words = has_rests ? 2 * slots : slots;
-    target.memory = Pages(words * sizeof(std::uint32_t) + (slots + position_count) * sizeof(std::uint64_t));
+    target.memory = Pages(shape.SizeOf(groups, position_count));
     target.memory.Touch();
-    target.keys = reinterpret_cast<std::uint32_t*>(target.memory.Data());
-    target.rests = has_rests ? target.keys + slots : nullptr;
-    target.values = reinterpret_cast<std::uint64_t*>(target.keys + words);
-    target.positions = target.values + slots;
-    if (slots > 0) {
-        std::memset(target.keys, 0xff, slots * sizeof kFree);
+    SetArrays(target, {target.memory.Data(), groups, position_count});
+    if (groups > 0) {
+        std::memset(target.keys, 0xff, groups * kGroupSlots * sizeof kFree);
     }
     target.counted.assign(kCounted, 0);
 }
 
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
-    auto& block = blocks[bucket >> bits_in_block];
-    auto& stretch = stretches[bucket];
+    auto& block = blocks[bucket >> shape.bits_in_block];
+    auto& stretch = own_stretches[bucket];
     CountOccurrences(block, entries);
     if (FillHashed(entries, stretch, block)) {
         return !HasDuplicate(entries, stretch, block);
@@ -194,7 +231,7 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
         return SortedSlot(minimizer);
     }
     const auto& block = BlockOf(minimizer);
-    const auto key_bits = minimizer >> bucket_bits;
+    const auto key_bits = minimizer >> shape.bucket_bits;
     auto group = GroupOf(stretch, key_bits);
     // Searches as many groups as Fill does.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
@@ -214,13 +251,13 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
 std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
     const auto& stretch = stretches[minimizer & bucket_mask];
     const auto& block = BlockOf(minimizer);
-    const auto key_bits = minimizer >> bucket_bits;
+    const auto key_bits = minimizer >> shape.bucket_bits;
     const auto key_bits_at = [&](std::uint64_t slot) {
         const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
         return block.keys[slot] == kFree ? UINT64_MAX : rest | block.keys[slot] >> 1U;
     };
     auto begin = std::uint64_t{stretch.begin} * kGroupSlots;
-    auto end = begin + std::uint64_t{stretch.groups & ~Stretch::kSorted} * kGroupSlots;
+    auto end = begin + std::uint64_t{stretch.Groups()} * kGroupSlots;
     while (begin < end) {
         const auto middle = begin + (end - begin) / 2;
         const auto at_middle = key_bits_at(middle);
@@ -239,7 +276,8 @@ const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t sl
     return IsSingle(block.keys[slot]) ? &value : block.positions + (value >> 32U);
 }
 
-std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
+std::vector<SeedTable::OccurrenceCount> SeedTable::Counts() const {
+    std::vector<OccurrenceCount> counts = foreign.counts;
     std::vector<std::uint64_t> counted(kCounted);
     std::vector<std::uint32_t> frequent;
     for (const auto& block : blocks) {
@@ -248,24 +286,37 @@ std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
         }
         frequent.insert(frequent.end(), block.frequent.begin(), block.frequent.end());
     }
-    std::uint64_t total = frequent.size();
-    for (const auto count : counted) {
-        total += count;
+    for (std::size_t i = 0; i < kCounted; ++i) {
+        if (counted[i] > 0) {
+            counts.push_back({i, counted[i]});
+        }
+    }
+    std::sort(frequent.begin(), frequent.end());
+    for (const auto occurrences : frequent) {
+        if (counts.empty() || counts.back().occurrences != occurrences) {
+            counts.push_back({occurrences, 0});
+        }
+        ++counts.back().minimizers;
+    }
+    return counts;
+}
+
+std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
+    const auto counts = Counts();
+    std::uint64_t total = 0;
+    for (const auto& count : counts) {
+        total += count.minimizers;
     }
     if (fraction <= 0.0F || total == 0) {
         return INT32_MAX;
     }
     std::uint64_t rank = static_cast<std::uint32_t>((1.0 - fraction) * static_cast<double>(total));
     rank = std::min(rank, total - 1);
-    for (std::size_t occurrences = 0; occurrences < kCounted; ++occurrences) {
-        if (rank < counted[occurrences]) {
-            return static_cast<std::int32_t>(occurrences) + 1;
-        }
-        rank -= counted[occurrences];
+    auto count = counts.begin();
+    for (; rank >= count->minimizers; ++count) {
+        rank -= count->minimizers;
     }
-    const auto place = frequent.begin() + static_cast<std::ptrdiff_t>(rank);
-    std::nth_element(frequent.begin(), place, frequent.end());
-    return static_cast<std::int32_t>(*place) + 1;
+    return static_cast<std::int32_t>(count->occurrences) + 1;
 }
 
 void SeedTable::Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table) {

@@ -41,10 +41,56 @@ public:
     /// std::bad_alloc.
     SeedTable(unsigned k, unsigned bucket_bits);
 
+    /// The groups of a bucket, counted from its block's first.
+    struct Stretch {
+        static constexpr std::uint32_t kSorted = std::uint32_t{1} << 31U;  // Marks the groups of a sorted bucket.
+
+        std::uint32_t begin, groups;
+        // Whether there are groups and they are not sorted, in one comparison.
+        bool IsHashed() const { return groups - 1 < kSorted - 1; }
+        std::uint32_t Groups() const { return groups & ~kSorted; }
+        std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
+    };
+    /// How many minimizers occur so many times.
+    struct OccurrenceCount {
+        std::uint64_t occurrences, minimizers;
+    };
+    /// The four arrays of a block, one after the other, beginning at a cache line.
+    struct BlockMemory {
+        const unsigned char* data;
+        std::uint64_t groups, positions;
+    };
+    /// A filled table in memory that somebody else made: the arrays of another table with as many buckets for the same
+    /// k. The table shares the ownership of that memory and never writes to it. `counts` by rising number of
+    /// occurrences.
+    struct Parts {
+        std::shared_ptr<const void> owner;
+        const Stretch* stretches;
+        std::vector<BlockMemory> blocks;
+        std::vector<OccurrenceCount> counts;
+    };
+    SeedTable(unsigned k, unsigned bucket_bits, Parts parts);
+    /// The parts of a filled table, which stays their owner.
+    Parts AllParts() const;
+    /// What follows from the length of the k-mers and the number of buckets.
+    struct Shape {
+        Shape(unsigned k, unsigned bucket_bits);
+        std::size_t BlockCount() const { return std::size_t{1} << (bucket_bits - bits_in_block); }
+        /// The size of a block's memory in bytes.
+        std::uint64_t SizeOf(std::uint64_t groups, std::uint64_t positions) const;
+
+        unsigned bucket_bits;
+        /// How many of the lowest bits of a bucket's number are its number within the block; the others are the
+        /// block's number.
+        unsigned bits_in_block;
+        bool has_rests;
+    };
+    const Shape& TableShape() const { return shape; }
+    /// Whether its memory is that of somebody else.
+    bool IsForeign() const { return foreign.owner != nullptr; }
+
     std::size_t BlockCount() const { return blocks.size(); }
-    /// How many of the lowest bits of a bucket's number are its number within the block; the others are the block's
-    /// number.
-    unsigned BitsInBlock() const { return bits_in_block; }
+    unsigned BitsInBlock() const { return shape.bits_in_block; }
 
     /// Makes room in a block: `key_counts`, for each bucket, its number of minimizers; `position_count`, the number of
     /// positions of repeated minimizers. Throws std::bad_alloc.
@@ -65,7 +111,8 @@ public:
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.IsHashed()) {
-            __builtin_prefetch(BlockOf(minimizer).keys + GroupOf(stretch, minimizer >> bucket_bits) * kGroupSlots);
+            __builtin_prefetch(BlockOf(minimizer).keys +
+                               GroupOf(stretch, minimizer >> shape.bucket_bits) * kGroupSlots);
         }
     }
     static constexpr std::uint64_t kNoSlot = UINT64_MAX;
@@ -92,21 +139,15 @@ private:
     // On average: few groups overflow, and few slots are wasted.
     static constexpr std::uint32_t kKeysPerGroup = 14;
 
-    // The groups of a bucket, counted from its block's first.
-    struct Stretch {
-        static constexpr std::uint32_t kSorted = std::uint32_t{1} << 31U;  // Marks the groups of a sorted bucket.
-
-        std::uint32_t begin, groups;
-        // Whether there are groups and they are not sorted, in one comparison.
-        bool IsHashed() const { return groups - 1 < kSorted - 1; }
-        std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
-    };
     struct Block {
-        Pages memory;
+        // Written to only while the table is filled.
         std::uint32_t* keys = nullptr;
         std::uint32_t* rests = nullptr;
         std::uint64_t* values = nullptr;
         std::uint64_t* positions = nullptr;
+        std::uint64_t groups = 0;
+        std::uint64_t position_count = 0;
+        Pages memory;
         std::vector<std::uint32_t> counted;   // Entry n: how many minimizers occur n times.
         std::vector<std::uint32_t> frequent;  // Numbers of occurrences too high for `counted`.
     };
@@ -115,6 +156,8 @@ private:
     static bool FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block);
     static void Put(const Entry& entry, Block& block, std::uint64_t slot);
     std::uint64_t SortedSlot(std::uint64_t minimizer) const;
+    void SetArrays(Block& block, const BlockMemory& memory) const;
+    std::vector<OccurrenceCount> Counts() const;
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
     static bool HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
     static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);
@@ -128,14 +171,14 @@ private:
         const auto fraction = static_cast<std::uint32_t>(key_bits * 0x9E3779B1U);
         return stretch.begin + (std::uint64_t{fraction} * stretch.groups >> 32U);
     }
-    const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> bits_in_block]; }
+    const Block& BlockOf(std::uint64_t bucket) const { return blocks[(bucket & bucket_mask) >> shape.bits_in_block]; }
 
-    unsigned bucket_bits;
-    bool has_rests;
-    unsigned bits_in_block;
-    std::uint64_t bucket_mask;
-    std::vector<Stretch> stretches;  // One for each bucket.
+    const Shape shape;
+    const std::uint64_t bucket_mask;
+    std::vector<Stretch> own_stretches;  // One for each bucket.
+    const Stretch* stretches;
     std::vector<Block> blocks;
+    Parts foreign;  // Without an owner if all memory is the table's own.
 };
 
 }  // namespace qel_minimap2

@@ -1,4 +1,4 @@
-/* A C program that maps a read with each function of the library: c_program_test REFERENCE */
+/* A C program that maps a read with each function of the library: c_program_test REFERENCE INDEX. Writes the index. */
 
 #include "qel_minimap2/qel_minimap2.h"
 
@@ -9,10 +9,24 @@
 int main(int argc, char** argv) {
     char name[] = "r", bases[] = "ACGTUACGT";
     mm_bseq1_t read;
-    mm_idx_t* index = argc == 2 ? qelmm_load_index(argv[1]) : NULL;
+    mm_idx_t* index;
     int32_t threshold;
     char* record;
     struct qelmm_own_call_counts counts;
+    struct qelmm_index_description description;
+    qelmm_set_threads(1);
+    index = argc == 3 ? qelmm_load_index(argv[1]) : NULL;
+    if (index == NULL || qelmm_write_index(index, argv[2]) != NULL) {
+        return 1;
+    }
+    qelmm_unload_index(index);
+    qelmm_remove_unfinished_indexes();
+    if (qelmm_check_index(argv[2]) != NULL || qelmm_describe_index(argv[2], &description) != NULL) {
+        return 1;
+    }
+    printf("k %u, window %u, %u sequences, %u bases\n", description.k, description.window, description.sequences,
+           (unsigned)description.bases);
+    index = qelmm_load_index(argv[2]);
     if (index == NULL) {
         return 1;
     }

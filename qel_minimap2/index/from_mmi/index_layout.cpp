@@ -68,15 +68,8 @@ private:
 
 IndexHeader TakeHeader(Cursor& cursor) {
     const auto header = cursor.Take<IndexHeader>();
-    // The limits of minimap2's sketching; the number of buckets never exceeds that of possible minimizers.
-    if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
-        throw DamagedIndex("impossible minimizer sizes");
-    }
-    if (header.bucket_bits > 2 * header.k || header.bucket_bits > 30) {
-        throw DamagedIndex("impossible number of buckets");
-    }
-    if ((header.flags & ~static_cast<std::uint32_t>(MM_I_HPC | MM_I_NO_SEQ | MM_I_NO_NAME)) != 0) {
-        throw DamagedIndex("unknown flags");
+    if (const char* const fault = FaultOfHeader(header)) {
+        throw DamagedIndex(fault);
     }
     if ((header.flags & MM_I_NO_SEQ) != 0) {
         throw std::runtime_error("the minimap2 index was built without its sequences, which alignment needs");

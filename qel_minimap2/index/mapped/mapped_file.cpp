@@ -1,0 +1,42 @@
+#include "qel_minimap2/index/mapped/mapped_file.h"
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include "common/file_descriptor.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+[[noreturn]] void Fail() {
+    throw std::runtime_error(std::generic_category().message(errno));
+}
+
+}  // namespace
+
+MappedFile::MappedFile(const std::string& path) {
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
+        Fail();
+    }
+    const auto size = static_cast<std::size_t>(status.st_size);
+    void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Get(), 0);
+    if (memory == MAP_FAILED) {
+        Fail();
+    }
+    bytes = {static_cast<const unsigned char*>(memory), size};
+}
+
+MappedFile::~MappedFile() {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
+    ::munmap(const_cast<unsigned char*>(bytes.data()), bytes.size());
+}
+
+}  // namespace qel_minimap2

@@ -1,0 +1,208 @@
+#include "qel_minimap2/index/mapped/mapped_layout.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include "qel_minimap2/index/mapped/checksums.h"
+#include "qel_minimap2/index/parallel.h"
+#include "qel_minimap2/index/sequence_name.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+std::runtime_error Damaged(const std::string& what) {
+    return std::runtime_error("the index is damaged: " + what);
+}
+
+}  // namespace
+
+MappedLayout::MappedLayout(std::span<const unsigned char> file) : file(file) {
+    if (file.size() < sizeof header) {
+        throw Damaged("it is cut short, to " + std::to_string(file.size()) + " bytes");
+    }
+    std::memcpy(&header, file.data(), sizeof header);
+    CheckHeader();
+    CheckSections();
+}
+
+void MappedLayout::CheckHeader() const {
+    if (header.byte_order == kOtherByteOrder) {
+        throw std::runtime_error(
+            "the index was made on a machine of another byte order; make it again with tavik_index");
+    }
+    if (header.checksum != ChecksumOf(header)) {
+        throw Damaged("its header does not match its checksum");
+    }
+    if (header.byte_order != kByteOrder) {
+        throw Damaged("an unknown byte order");
+    }
+    if (header.version != kFormatVersion) {
+        throw std::runtime_error("the index was made by a newer version; make it again with tavik_index");
+    }
+    if (std::memcmp(header.minimap2_index.data(), MM_IDX_MAGIC, header.minimap2_index.size()) != 0) {
+        throw std::runtime_error("the index was made with another version of minimap2; make it again with tavik_index");
+    }
+    if (header.file_size != file.size()) {
+        throw Damaged("it has " + std::to_string(file.size()) + " bytes and should have " +
+                      std::to_string(header.file_size));
+    }
+    if (const char* const fault = FaultOfHeader(header.index)) {
+        throw Damaged(fault);
+    }
+}
+
+// Their places follow from their lengths.
+void MappedLayout::CheckSections() const {
+    if (header.section_count > kMostSections) {
+        throw Damaged("too many sections");
+    }
+    std::uint64_t offset = kPageSize;
+    std::uint32_t kinds = 0;
+    for (const auto& section : Sections()) {
+        if (section.offset != offset || section.length > file.size() - offset ||
+            RoundedUp(section.length, kPageSize) > file.size() - offset) {
+            throw Damaged("a section outside its place");
+        }
+        offset += RoundedUp(section.length, kPageSize);
+        const auto kind = static_cast<std::uint32_t>(section.kind);
+        if (kind >= 1 && kind <= kSectionKinds) {
+            if ((kinds >> kind & 1U) != 0) {
+                throw Damaged("two sections of one kind");
+            }
+            kinds |= 1U << kind;
+        }
+    }
+    if (kinds != (2U << kSectionKinds) - 2) {
+        throw Damaged("a section is missing");
+    }
+    if (offset != file.size()) {
+        throw Damaged("bytes that belong to no section");
+    }
+}
+
+const Section& MappedLayout::SectionOf(SectionKind kind) const {
+    const auto sections = Sections();
+    return *std::find_if(sections.begin(), sections.end(), [kind](const Section& s) { return s.kind == kind; });
+}
+
+void MappedLayout::CheckChecksums() const {
+    struct Piece {
+        std::span<const unsigned char> bytes;
+        std::uint64_t checksum;
+    };
+    std::vector<Piece> pieces;
+    for (const auto& section : Sections()) {
+        const auto size = RoundedUp(section.length, kPageSize);
+        for (std::uint64_t begin = 0; begin < size; begin += kPieceSize) {
+            pieces.push_back({file.subspan(section.offset + begin, std::min(kPieceSize, size - begin)), 0});
+        }
+    }
+    ForEach(pieces.size(), [&](std::size_t item, unsigned) { pieces[item].checksum = ChecksumOf(pieces[item].bytes); });
+    auto piece = pieces.begin();
+    for (const auto& section : Sections()) {
+        std::vector<std::uint64_t> checksums;
+        for (auto left = PieceCount(section.length); left > 0; --left, ++piece) {
+            checksums.push_back(piece->checksum);
+        }
+        if (ChecksumOf(checksums) != section.checksum) {
+            throw Damaged("the bytes from " + std::to_string(section.offset) + " on do not match their checksum");
+        }
+    }
+}
+
+void MappedLayout::CheckContent() const {
+    CheckNames();
+    CheckTable();
+    CheckCounts();
+}
+
+void MappedLayout::CheckNames() const {
+    auto names = At<char>(SectionKind::names);
+    for (std::uint32_t i = 0; i < header.index.sequences; ++i) {
+        const auto end = std::find(names.begin(), names.end(), '\0');
+        if (end == names.end()) {
+            throw Damaged("a name is missing");
+        }
+        const auto length = static_cast<std::size_t>(end - names.begin());
+        if (const char* const fault = FaultOfSequenceName({names.data(), length})) {
+            throw std::runtime_error(std::string("the index holds ") + fault);
+        }
+        names = names.subspan(length + 1);
+    }
+    if (SectionOf(SectionKind::lengths).length != header.index.sequences * sizeof(std::uint32_t)) {
+        throw Damaged("its lengths are not those of its sequences");
+    }
+    std::uint64_t bases = 0;
+    for (const auto length : Lengths()) {
+        if (length > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
+            throw Damaged("a sequence of more than 2^31 - 1 bases");
+        }
+        bases += length;
+    }
+    if (bases != header.bases || SectionOf(SectionKind::bases).length != (bases + 7) / 8 * sizeof(std::uint32_t)) {
+        throw Damaged("its bases are not those of its sequences");
+    }
+}
+
+void MappedLayout::CheckTable() const {
+    const SeedTable::Shape shape(header.index.k, header.index.bucket_bits);
+    const auto stretches = At<SeedTable::Stretch>(SectionKind::buckets);
+    const auto blocks = At<StoredBlock>(SectionKind::blocks);
+    if (SectionOf(SectionKind::buckets).length != sizeof(SeedTable::Stretch) << header.index.bucket_bits ||
+        SectionOf(SectionKind::blocks).length != shape.BlockCount() * sizeof(StoredBlock)) {
+        throw Damaged("the wrong number of buckets");
+    }
+    std::uint64_t end = 0;
+    for (const auto& block : blocks) {
+        if (block.positions > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
+            throw Damaged("too many positions in a block");
+        }
+        end = RoundedUp(end, kBlockAlignment) + shape.SizeOf(block.groups, block.positions);
+    }
+    if (end != SectionOf(SectionKind::table).length) {
+        throw Damaged("its table has another size than its blocks");
+    }
+    for (std::size_t i = 0; i < stretches.size(); ++i) {
+        if (std::uint64_t{stretches[i].begin} + stretches[i].Groups() > blocks[i >> shape.bits_in_block].groups) {
+            throw Damaged("a bucket outside its block");
+        }
+    }
+}
+
+void MappedLayout::CheckCounts() const {
+    const auto counts = At<SeedTable::OccurrenceCount>(SectionKind::occurrences);
+    std::uint64_t last = 0, minimizers = 0;
+    for (const auto& count : counts) {
+        if (count.occurrences <= last || count.occurrences >= std::numeric_limits<std::int32_t>::max() ||
+            count.minimizers == 0 || count.minimizers > header.minimizers - minimizers) {
+            throw Damaged("impossible numbers of occurrences");
+        }
+        last = count.occurrences;
+        minimizers += count.minimizers;
+    }
+    if (minimizers != header.minimizers || SectionOf(SectionKind::occurrences).length % sizeof counts[0] != 0) {
+        throw Damaged("its numbers of occurrences are not those of its minimizers");
+    }
+}
+
+SeedTable::Parts MappedLayout::Table() const {
+    const SeedTable::Shape shape(header.index.k, header.index.bucket_bits);
+    SeedTable::Parts parts{};
+    parts.stretches = At<SeedTable::Stretch>(SectionKind::buckets).data();
+    const auto memory = At<unsigned char>(SectionKind::table);
+    std::uint64_t offset = 0;
+    for (const auto& stored : At<StoredBlock>(SectionKind::blocks)) {
+        offset = RoundedUp(offset, kBlockAlignment);
+        parts.blocks.push_back({memory.data() + offset, stored.groups, stored.positions});
+        offset += shape.SizeOf(stored.groups, stored.positions);
+    }
+    const auto counts = At<SeedTable::OccurrenceCount>(SectionKind::occurrences);
+    parts.counts.assign(counts.begin(), counts.end());
+    return parts;
+}
+
+}  // namespace qel_minimap2

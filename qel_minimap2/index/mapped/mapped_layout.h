@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "qel_minimap2/index/mapped/index_format.h"
+#include "qel_minimap2/index/seed_table.h"
+
+namespace qel_minimap2 {
+
+/// Where the parts of a mapped index lie in its file. Refers to the file's bytes. Any thread.
+class MappedLayout {
+public:
+    /// Checks the header, and that the sections fill the file. Reads no other page. Throws std::runtime_error.
+    explicit MappedLayout(std::span<const unsigned char> file);
+
+    const FileHeader& Header() const { return header; }
+    std::span<const Section> Sections() const { return {header.sections.data(), header.section_count}; }
+
+    /// Reads the whole file once, on all cores, and compares it with its checksums. Throws std::runtime_error.
+    void CheckChecksums() const;
+    /// Checks all that says where other things are, in time linear in the sequences and buckets, and the codes of the
+    /// bases. Throws std::runtime_error. The table's keys, values and positions are checked when they are used.
+    void CheckContent() const;
+
+    const char* Names() const { return At<char>(SectionKind::names).data(); }
+    std::span<const std::uint32_t> Lengths() const { return At<std::uint32_t>(SectionKind::lengths); }
+    std::span<const std::uint32_t> Bases() const { return At<std::uint32_t>(SectionKind::bases); }
+    /// The parts of the table, after CheckContent; without an owner.
+    SeedTable::Parts Table() const;
+
+private:
+    const Section& SectionOf(SectionKind kind) const;
+    template <typename T>
+    std::span<const T> At(SectionKind kind) const {
+        const auto& section = SectionOf(kind);
+        return {reinterpret_cast<const T*>(file.data() + section.offset), section.length / sizeof(T)};
+    }
+    void CheckHeader() const;
+    void CheckSections() const;
+    void CheckNames() const;
+    void CheckTable() const;
+    void CheckCounts() const;
+
+    std::span<const unsigned char> file;
+    FileHeader header{};
+};
+
+}  // namespace qel_minimap2

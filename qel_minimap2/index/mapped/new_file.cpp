@@ -1,0 +1,161 @@
+#include "qel_minimap2/index/mapped/new_file.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/file_descriptor.h"
+
+namespace qel_minimap2 {
+
+namespace {
+
+constexpr mode_t kMode = 0666;  // The process's mask takes from it.
+
+// The names of hidden files, in memory that is never freed: a signal handler reads them.
+constexpr std::size_t kMostHidden = 16;
+std::array<std::atomic<char*>, kMostHidden> hidden_files{};
+
+[[noreturn]] void Fail() {
+    throw std::runtime_error(std::generic_category().message(errno));
+}
+
+// A hidden file that finds no place in the list is only not removed by a signal.
+void Remember(const std::string& name) {
+    char* const copy = ::strdup(name.c_str());
+    for (auto& place : hidden_files) {
+        char* none = nullptr;
+        if (place.compare_exchange_strong(none, copy)) {
+            return;
+        }
+    }
+}
+
+std::string Target(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(path, error);
+    const auto target = std::filesystem::is_symlink(status) ? std::filesystem::weakly_canonical(path, error) : "";
+    const auto name = target.empty() || error ? path : target.string();
+    const auto kind = std::filesystem::status(name, error);
+    if (std::filesystem::is_directory(kind)) {
+        throw std::runtime_error("is a folder");
+    }
+    if (std::filesystem::exists(kind) && !std::filesystem::is_regular_file(kind)) {
+        throw std::runtime_error("is not a regular file");
+    }
+    return name;
+}
+
+}  // namespace
+
+NewFile::NewFile(const std::string& path, std::uint64_t size)
+    : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
+    folder = folder.empty() ? "." : folder;
+    // Its link is what gives the file its name later.
+    if (::access("/proc/self/fd", X_OK) == 0) {
+        descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
+    }
+    if (descriptor < 0) {
+        hidden = HiddenName(folder);
+        descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
+    }
+    if (descriptor < 0) {
+        const int reason = errno;
+        Forget();
+        errno = reason;
+        Fail();
+    }
+    // Not all file systems can reserve; then a full disk is noticed when it is full.
+    if (::fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0 && (errno == ENOSPC || errno == EDQUOT)) {
+        const int reason = errno;
+        Forget();
+        errno = reason;
+        Fail();
+    }
+}
+
+NewFile::~NewFile() {
+    Forget();
+}
+
+std::string NewFile::HiddenName(const std::string& folder) {
+    static std::atomic<unsigned> number = 0;
+    std::string name;
+    do {
+        name = folder + "/.tavik_index." + std::to_string(::getpid()) + "." + std::to_string(number++);
+    } while (::access(name.c_str(), F_OK) == 0);
+    Remember(name);
+    return name;
+}
+
+void NewFile::Forget() noexcept {
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
+    if (hidden.empty()) {
+        return;
+    }
+    ::unlink(hidden.c_str());
+    for (auto& place : hidden_files) {
+        char* const name = place;
+        if (name != nullptr && hidden == name) {
+            place = nullptr;
+        }
+    }
+    hidden.clear();
+}
+
+void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) const {
+    const auto* next = static_cast<const char*>(data);
+    while (size > 0) {
+        const auto written = ::pwrite(descriptor, next, size, static_cast<off_t>(offset));
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            Fail();
+        }
+        next += written;
+        offset += static_cast<std::uint64_t>(written);
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+void NewFile::Publish() {
+    if (::fsync(descriptor) != 0) {
+        Fail();
+    }
+    if (hidden.empty()) {
+        const auto name = HiddenName(folder);
+        const auto link = "/proc/self/fd/" + std::to_string(descriptor);
+        hidden = name;
+        if (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+            Fail();
+        }
+    }
+    if (::rename(hidden.c_str(), path.c_str()) != 0) {
+        Fail();
+    }
+    const Common::FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ::fsync(opened.Get());
+    Forget();
+}
+
+void NewFile::RemoveUnfinished() noexcept {
+    for (const auto& place : hidden_files) {
+        if (const char* const name = place; name != nullptr) {
+            ::unlink(name);
+        }
+    }
+}
+
+}  // namespace qel_minimap2

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace qel_minimap2 {
+
+/// A file that appears under its name only when it is whole. Until then it has no name, so that whatever ends the
+/// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder.
+class NewFile {
+public:
+    /// `path`: the name to be; where it is a symbolic link, that of the file it leads to. Reserves `size` bytes of disk
+    /// where the file system can. Throws std::runtime_error with the system's reason.
+    NewFile(const std::string& path, std::uint64_t size);
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+    /// Removes the file unless Publish has named it.
+    ~NewFile();
+
+    /// Writes at any offset. Throws std::runtime_error with the system's reason. Any thread.
+    void Write(std::uint64_t offset, const void* data, std::size_t size) const;
+    /// Waits until all is on the disk, then puts the file in the place of an older one of its name. Throws
+    /// std::runtime_error with the system's reason; the older file is then unchanged.
+    void Publish();
+
+    /// Removes the hidden files of all NewFiles. For signal handlers that end the process.
+    static void RemoveUnfinished() noexcept;
+
+private:
+    void OpenHidden(const std::string& folder);
+    std::string HiddenName(const std::string& folder);
+    void Forget() noexcept;
+
+    std::string path, folder;
+    std::string hidden;  // Empty while the file has no name.
+    int descriptor = -1;
+};
+
+}  // namespace qel_minimap2
