@@ -34,31 +34,16 @@ struct AlignmentCall {
     bool Has(int flag) const { return (flags & flag) != 0; }
 };
 
+/// The letters of the calls that the kernels accept: the bases and one that stands for any.
+inline constexpr int kLetters = 5;
+
 /// The scores of a call as the kernels use them.
 struct Scoring {
-    int open, extend;    ///< The gap piece in which a gap of one base costs less.
-    int open2, extend2;  ///< The other gap piece.
-    int corner;  ///< Added to the first cell's score: minus the cost of a one-base gap in the caller's first piece.
+    int open, extend;    ///< The gap piece in which short gaps cost less.
+    int open2, extend2;  ///< The gap piece in which long gaps cost less.
     int match, mismatch;
-    int any;        ///< Score against the letter that stands for any base.
-    int switch_at;  ///< Gaps longer than switch_at + 1 bases cost less in the second piece.
-    int switch_by;  ///< The change of the border's score on anti-diagonal `switch_at`.
+    int any;  ///< Score against the letter that stands for any base.
 };
-
-/// Derives the scores. Returns false for a call that minimap2 answers without aligning: an empty sequence, or a
-/// mismatch that costs more than two gaps.
-bool MakeScoring(const AlignmentCall& call, Scoring& scoring);
-
-/// The change of the score along the matrix's border, where everything is a gap, from anti-diagonal r - 1 to r.
-inline int BorderStep(const Scoring& s, int r) {
-    if (r == 0) {
-        return -s.open - s.extend;
-    }
-    if (r == s.switch_at) {
-        return s.switch_by;
-    }
-    return r < s.switch_at ? -s.extend : -s.extend2;
-}
 
 /// The cost of a gap of `length` bases; 0 for a length of 0 or less.
 inline int GapCost(const Scoring& s, int length) {
@@ -68,6 +53,11 @@ inline int GapCost(const Scoring& s, int length) {
     const int first = s.open + s.extend * length;
     const int second = s.open2 + s.extend2 * length;
     return first < second ? first : second;
+}
+
+/// The change of the score along the matrix's border, where everything is a gap, from anti-diagonal r - 1 to r.
+inline int BorderStep(const Scoring& s, int r) {
+    return GapCost(s, r) - GapCost(s, r + 1);
 }
 
 }  // namespace qel_minimap2::kernel

@@ -71,12 +71,16 @@ bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const Padd
     return false;
 }
 
+// False for calls that no mapping with the preset makes.
+bool IsUsual(const AlignmentCall& call) {
+    constexpr int kFlags = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY | KSW_EZ_RIGHT | KSW_EZ_REV_CIGAR;
+    return (call.flags & ~kFlags) == 0 && call.letters == kLetters && call.query_length > 0 && call.target_length > 0;
+}
+
 // True for a call that asks for the whole path and its score only, as calls that fill the gap between two seeds do.
-bool IsGapFilling(const AlignmentCall& call, const Scoring& scoring) {
-    constexpr int kDeciding =
-        KSW_EZ_APPROX_MAX | KSW_EZ_APPROX_DROP | KSW_EZ_SCORE_ONLY | KSW_EZ_GENERIC_SC | KSW_EZ_EXTZ_ONLY;
-    return (call.flags & kDeciding) == KSW_EZ_APPROX_MAX && call.letters == 5 &&
-           Smaller(call.query_length, call.target_length) >= kShortestForStrips && Fits(scoring);
+bool IsGapFilling(const AlignmentCall& call) {
+    return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_EXTZ_ONLY) &&
+           Smaller(call.query_length, call.target_length) >= kShortestForStrips;
 }
 
 template <bool kBanded>
@@ -88,9 +92,8 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
     const auto run = [&]<Trace kTrace>() {
         return GeneralKernel<kBanded, kTrace>(call, scoring, sequences, band).Run(result);
     };
-    const bool done = call.Has(KSW_EZ_SCORE_ONLY) ? run.template operator()<Trace::none>()
-                      : call.Has(KSW_EZ_RIGHT)    ? run.template operator()<Trace::right>()
-                                                  : run.template operator()<Trace::left>();
+    const bool done =
+        call.Has(KSW_EZ_RIGHT) ? run.template operator()<Trace::right>() : run.template operator()<Trace::left>();
     if (done) {
         CountOwnCall(OwnFunction::general_kernel);
     }
@@ -100,21 +103,24 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
 }  // namespace
 
 bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
-    ksw_reset_extz(&result);
-    Scoring scoring;
-    if (!MakeScoring(call, scoring)) {
-        return true;
-    }
-    PaddedSequences sequences;
-    if (!sequences.Prepare(call)) {
+    if (!IsUsual(call)) {
         return false;
     }
+    const int any = call.matrix[kLetters * kLetters - 1];
+    const int score_of_any = any == 0 ? -call.extend2 : any;
+    const Scoring scoring{call.open,      call.extend,    call.open2,  call.extend2,
+                          call.matrix[0], call.matrix[1], score_of_any};
+    PaddedSequences sequences;
+    if (!Fits(scoring) || !sequences.Prepare(call)) {
+        return false;
+    }
+    ksw_reset_extz(&result);
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
     if (band < longer) {
         return AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    if (sequences.has_only_bases && IsGapFilling(call, scoring)) {
+    if (sequences.has_only_bases && IsGapFilling(call)) {
         sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
         if (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, sequences, result)
                                    : AlignInStrips<Trace::left>(call, scoring, sequences, result)) {

@@ -22,24 +22,23 @@
 //     of the shorter sequence.
 //  2. checkpointed_sweep.h: where no strip is proven, the whole matrix, of which every 64th anti-diagonal is kept. The
 //     trace back computes the corner between two kept ones again, 4 KB at a time.
-//  3. general_kernel.h: everything else: calls with a band limit, extensions from a chain's ends, short gaps (below 24
-//     bases preparing a strip costs more than it saves) and unusual scorings.
+//  3. general_kernel.h: everything else: calls with a band limit, extensions from a chain's ends and short gaps (below
+//     24 bases preparing a strip costs more than it saves).
 //
 // All three read the sequences through padded_sequences.h and the scores through alignment_call.h, and trace paths back
 // with trace_back.h. strip.h computes a row for the first two; maximum.h finds the best score for the third.
 //
-// minimap2's flags: KSW_EZ_APPROX_MAX, the score of the last cell instead of the best one;
-// KSW_EZ_APPROX_DROP, stop when that score drops; KSW_EZ_EXTZ_ONLY, take the best end of the query if it scores well
-// enough; KSW_EZ_RIGHT, place gaps as far right as possible (otherwise left); KSW_EZ_REV_CIGAR, the
-// operations from last to first; KSW_EZ_SCORE_ONLY, no path; KSW_EZ_GENERIC_SC, scores from the matrix for each pair of
-// letters.
+// minimap2's flags: KSW_EZ_APPROX_MAX, the score of the last cell instead of the best one; KSW_EZ_EXTZ_ONLY, take the
+// best end of the query if it scores well enough; KSW_EZ_RIGHT, place gaps as far right as possible (otherwise left);
+// KSW_EZ_REV_CIGAR, the operations from last to first. Calls with other flags are left to minimap2, and so are unusual
+// scorings and alphabets: no mapping with the preset has them.
 
 namespace qel_minimap2::kernel {
 
 /// Aligns with 32 lanes. Sets the fields of `result` and its CIGAR to what minimap2's ksw_extd2_sse computes for the
 /// same call, except for what its callers do not read: `mte` and `mte_q` are not set, and an extension
-/// (KSW_EZ_EXTZ_ONLY) may end before `score` is known. Returns false, with the result reset, when there is no memory.
-/// Only on processors with AVX2; any thread.
+/// (KSW_EZ_EXTZ_ONLY) may end before `score` is known. Returns false for a call that is left to minimap2, and when
+/// there is no memory. Only on processors with AVX2; any thread.
 bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result);
 
 }  // namespace qel_minimap2::kernel

@@ -118,7 +118,7 @@ BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const Pad
     const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
     const bool proven = loss < band.provable;
     if (proven) {
-        result.score = score + scoring.corner + scoring.open + scoring.extend;
+        result.score = score;
         path.Deliver(call, result);
     }
     return {proven, true, loss};

@@ -48,7 +48,7 @@ public:
             }
             return corner[row % kRows][i - corner_base];
         });
-        result.score = path.Score(call, scoring) + scoring.corner + scoring.open + scoring.extend;
+        result.score = path.Score(call, scoring);
         path.Deliver(call, result);
         return true;
     }

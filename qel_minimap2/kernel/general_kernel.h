@@ -65,7 +65,7 @@ struct Lines {
 struct Constants {
     using Register = Lanes32::Register;
 
-    Constants(const Scoring& s, int letters)
+    explicit Constants(const Scoring& s)
         : open(Lanes32::All(s.open)),
           open2(Lanes32::All(s.open2)),
           open_extend(Lanes32::All(s.open + s.extend)),
@@ -73,7 +73,7 @@ struct Constants {
           match(Lanes32::All(s.match)),
           mismatch(Lanes32::All(s.mismatch)),
           any(Lanes32::All(s.any)),
-          any_letter(Lanes32::All(letters - 1)),
+          any_letter(Lanes32::All(kLetters - 1)),
           zero(Lanes32::All(0)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
@@ -115,7 +115,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
         // On a tie, the earlier candidate wins for gaps to the left and the later one for gaps to the right.
         if constexpr (kTrace == Trace::left) {
             direction = Lanes::Select(Lanes::Greater(value, z), Lanes::All(from), direction);
-        } else if constexpr (kTrace == Trace::right) {
+        } else {
             direction = Lanes::Select(Lanes::Greater(z, value), direction, Lanes::All(from));
         }
         z = Lanes::Max(z, value);
@@ -142,7 +142,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
         const Register gain = Lanes::Subtract(gap, from);
         if constexpr (kTrace == Trace::left) {
             direction = Lanes::Or(direction, Lanes::And(Lanes::Greater(gain, k.zero), Lanes::All(goes_on)));
-        } else if constexpr (kTrace == Trace::right) {
+        } else {
             direction = Lanes::Or(direction, Lanes::AndNot(Lanes::Greater(k.zero, gain), Lanes::All(goes_on)));
         }
         return Lanes::Subtract(Lanes::Max(gain, k.zero), cost);
@@ -151,13 +151,11 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     store(lines.y + t, extend(b, opened, k.open_extend, kInsertionGoesOn));
     store(lines.x2 + t, extend(a2, opened2, k.open_extend2, kDeletion2GoesOn));
     store(lines.y2 + t, extend(b2, opened2, k.open_extend2, kInsertion2GoesOn));
-    if constexpr (kTrace != Trace::none) {
-        store(directions + t, direction);
-    }
+    store(directions + t, direction);
 }
 
-/// Aligns any call for which MakeScoring returns true. The result's fields and CIGAR are minimap2's, except for those
-/// that AlignWithAvx2 leaves out. The padding between its members aligns the lanes.
+/// Aligns any call that AlignWithAvx2 accepts. The result's fields and CIGAR are minimap2's, except for those that
+/// AlignWithAvx2 leaves out. The padding between its members aligns the lanes.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
@@ -168,13 +166,12 @@ public:
           sequences(sequences),
           band(band),
           rows(call.query_length + call.target_length - 1),
-          k(scoring, call.letters) {}
+          k(scoring) {}
 
     /// Returns false, with nothing changed, when there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
-        if (!lines.template Prepare<kBanded>(call, scoring) ||
-            (kTrace != Trace::none && !(PrepareDirections() && path.Reserve(call)))) {
+        if (!lines.template Prepare<kBanded>(call, scoring) || !PrepareDirections() || !path.Reserve(call)) {
             return false;
         }
         if (call.Has(KSW_EZ_APPROX_MAX)) {
@@ -187,9 +184,7 @@ public:
             }
             Sweep(ExactMaximum(call, scoring, static_cast<std::int32_t*>(scores)), result);
         }
-        if constexpr (kTrace != Trace::none) {
-            TraceBack(path, result);
-        }
+        TraceBack(path, result);
         return true;
     }
 
@@ -224,10 +219,7 @@ private:
     }
 
     // Callers of an extension read only the best cell and the best end of the query.
-    bool MayEndEarly() const {
-        return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_GENERIC_SC) && Fits(scoring) &&
-               scoring.any <= scoring.match;
-    }
+    bool MayEndEarly() const { return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY); }
 
     // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
     // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
@@ -236,8 +228,7 @@ private:
     // which scores less by at most one gap.
     bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
         const int length = call.query_length;
-        const int most =
-            length * scoring.match + scoring.corner + GapCost(scoring, 1) - GapCost(scoring, r + 1 - 2 * (length - 1));
+        const int most = length * scoring.match - GapCost(scoring, r + 1 - 2 * (length - 1));
         return most <= result.mqe &&
                (call.z_drop < 0 ||
                 static_cast<int>(result.max) - result.mqe + GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
@@ -283,24 +274,15 @@ private:
             lines.u[r] = static_cast<std::int8_t>(BorderStep(scoring, r));
         }
         RegisterBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
-        std::uint8_t* row_directions = kTrace == Trace::none ? nullptr : DirectionsOf(r, range);
-        if (kBanded || call.Has(KSW_EZ_GENERIC_SC)) {
+        if constexpr (kBanded) {
             WriteSubstitutions(r, range);
-            ComputeRegisters<false>(r, range, before_begin, row_directions);
-        } else {
-            ComputeRegisters<true>(r, range, before_begin, row_directions);
         }
+        ComputeRegisters(r, range, before_begin);
     }
 
     TAVIK_INLINE void WriteSubstitutions(int r, const Range& range) {
         const std::uint8_t* target = sequences.target;
         const std::uint8_t* query = sequences.QueryOpposite(r);
-        if (call.Has(KSW_EZ_GENERIC_SC)) {
-            for (int t = range.first; t <= range.last; ++t) {
-                lines.substitution[t] = call.matrix[target[t] * call.letters + query[t]];
-            }
-            return;
-        }
         const int end = range.first + RoundDown(range.last - range.first + kHalfRegister, kHalfRegister);
         int t = range.first;
         for (; t + Lanes32::kWidth <= end; t += Lanes32::kWidth) {
@@ -311,15 +293,14 @@ private:
         }
     }
 
-    // Computes the row's registers. With kOwnScores it computes the substitution scores, otherwise it reads the line's.
-    template <bool kOwnScores>
-    TAVIK_INLINE void ComputeRegisters(int r, const Range& range, RegisterBefore before, std::uint8_t* row_directions) {
+    TAVIK_INLINE void ComputeRegisters(int r, const Range& range, RegisterBefore before) {
         const Lines here = lines;  // A copy: the compiler must assume that storing lanes changes the member.
         const std::uint8_t* target = sequences.target;
         const std::uint8_t* query = sequences.QueryOpposite(r);
+        std::uint8_t* row_directions = DirectionsOf(r, range);
         int t = range.begin;
         for (; t + Lanes32::kWidth <= range.end; t += Lanes32::kWidth) {
-            const auto s = kOwnScores ? k.Substitution(target + t, query + t) : Lanes32::Load(here.substitution + t);
+            const auto s = kBanded ? Lanes32::Load(here.substitution + t) : k.Substitution(target + t, query + t);
             ComputeRegister<kTrace, false>(k, here, t, s, before, row_directions);
         }
         if (kBanded && t < range.end) {

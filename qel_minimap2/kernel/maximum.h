@@ -34,7 +34,7 @@ public:
     /// `scores`: room for the target and kPadding more.
     ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
         : call(call), scoring(scoring), scores(scores) {
-        scores[0] = scoring.corner;  // The first cell adds to it. Any other cell is set before it is read.
+        scores[0] = BorderStep(scoring, 0);  // The first cell adds to it. Any other cell is set before it is read.
     }
 
     /// Adds a row. Returns true when the alignment ends here because the score dropped.
@@ -120,9 +120,9 @@ private:
 /// two seeds and needs only the score of the last cell.
 class ApproximateMaximum {
 public:
-    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring)
-        : call(call), scoring(scoring), score(scoring.corner) {}
+    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring) : call(call), score(BorderStep(scoring, 0)) {}
 
+    /// Adds a row. Returns false: the alignment never ends here.
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
         const bool here = position >= first && position <= last;
@@ -133,10 +133,6 @@ public:
             ++position;
             score += u[position];
         }
-        if (call.Has(KSW_EZ_APPROX_DROP) && ksw_apply_zdrop(&result, 1, score, r, position, call.z_drop,
-                                                            static_cast<std::int8_t>(scoring.extend2)) != 0) {
-            return true;
-        }
         if (is_last && last == call.target_length - 1) {
             result.score = score;
         }
@@ -145,7 +141,6 @@ public:
 
 private:
     const AlignmentCall& call;
-    const Scoring& scoring;
     int position = 0;
     std::int32_t score;
 };

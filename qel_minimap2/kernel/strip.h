@@ -18,27 +18,16 @@ namespace {
 // values stay between 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
-/// True for scorings whose biased differences fit a byte and whose border costs what a gap costs, which the proof of
-/// the certified band needs.
+/// True for scorings whose biased differences fit a byte. The second gap piece must cost less from some length on, so
+/// that minimap2's border costs what a gap costs, which the proof of the certified band needs. A mismatch must not cost
+/// more than two gaps: minimap2 does not align then.
 inline bool Fits(const Scoring& s) {
-    if (s.open + s.extend + s.open2 + s.extend2 > 56 || s.match <= 0 || s.match > 20 || s.mismatch < -40 ||
-        s.mismatch >= s.match) {
-        return false;
-    }
-    // The lowest value that a cell can have: a mismatch, or a one-base gap on each side. Opening a gap must not make it
-    // wrap around.
-    const int lowest = Larger(kBias + s.mismatch, kBias - 2 * (s.open + s.extend));
-    if (Larger(s.open, s.open2) > lowest) {
-        return false;
-    }
-    int border = 0;
-    for (int r = 0; r < s.switch_at + 3 || r < 2; ++r) {
-        border += BorderStep(s, r);
-        if (border != -GapCost(s, r + 1)) {
-            return false;
-        }
-    }
-    return true;
+    const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
+    // The lowest value that a cell can have. Opening a gap must not make it wrap around.
+    const int lowest = kBias + s.mismatch;
+    return gap <= gap2 && s.extend > s.extend2 && gap + gap2 <= 56 && s.match > 0 && s.match <= 20 &&
+           s.mismatch >= -40 && s.mismatch < s.match && s.any <= s.match && -Smaller(s.mismatch, s.any) <= 2 * gap &&
+           Larger(s.open, s.open2) <= lowest;
 }
 
 /// The padding beside the sequences: letters that equal no base, nor each other.

@@ -14,12 +14,11 @@ namespace {
 using qel_minimap2::kernel::AlignmentCall;
 
 // match, mismatch, gap open, extend, second open, extend
-constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1},  {1, 19, 39, 3, 81, 1},
-                                            {1, 9, 16, 2, 41, 1}, {2, 8, 12, 2, 24, 1}, {4, 4, 4, 2, 24, 1},
-                                            {2, 4, 24, 1, 4, 2},  {5, 4, 8, 6, 30, 2},  {1, 4, 6, 2, 6, 1}};
+constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1}, {2, 8, 12, 2, 24, 1},
+                                            {4, 4, 4, 2, 24, 1},  {5, 4, 8, 6, 30, 2}, {1, 4, 6, 2, 7, 1},
+                                            {2, 17, 6, 3, 20, 1}, {6, 24, 9, 3, 18, 0}};
 // The first four are those that minimap2 uses.
-constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x048, 0x018, 0x058, 0x001, 0x009, 0x041,
-                          0x002, 0x00a, 0x088, 0x0ca, 0x004, 0x00c, 0x044, 0x0c6, 0x019, 0x080};
+constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x048, 0x042, 0x002, 0x00a, 0x088, 0x0ca, 0x080, 0x0c0};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
 
 struct Result : ksw_extz_t {
@@ -165,10 +164,12 @@ AlignmentCall RandomCalls::Next() {
         query.resize(static_cast<std::size_t>(Between(1, std::min(static_cast<int>(query.size()), 60))));
         target.resize(query.size() * static_cast<std::size_t>(Between(2, 6)), target.back());
     }
-    auto s = kScorings[OneIn(3) ? Between(0, 8) : 0];
+    auto s = kScorings[OneIn(3) ? Between(0, 7) : 0];
     if (!attacks && OneIn(ends ? 2 : 12)) {
-        const int least = ends ? 0 : 1;  // Free gaps.
-        s = {Between(1, 20), Between(1, 40), Between(1, 30), Between(least, 6), Between(1, 30), Between(least, 6)};
+        const int extend = Between(1, 6);
+        const int gap = Between(1, 18) + extend;
+        s = {Between(1, 20), Between(1, std::min(2 * gap, 40)), gap - extend, extend, Between(gap, 51 - gap),
+             extend - 1};
     }
     matrix.assign(25, static_cast<std::int8_t>(OneIn(3) ? 0 : -1));
     for (std::size_t i = 0; i < 4; ++i) {
@@ -183,9 +184,9 @@ AlignmentCall RandomCalls::Next() {
     if (attacks || ends) {
         std::fill(std::begin(bands), std::end(bands), -1);
     }
-    const int flags = ends       ? KSW_EZ_EXTZ_ONLY | kFlags[Between(0, 19)]
+    const int flags = ends       ? KSW_EZ_EXTZ_ONLY | kFlags[Between(0, 11)]
                       : attacks  ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
-                      : OneIn(3) ? kFlags[Between(0, 19)]
+                      : OneIn(3) ? kFlags[Between(0, 11)]
                                  : kFlags[Between(0, 3)];
     return {nullptr,
             query_length,
@@ -211,11 +212,12 @@ std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigure
         Result actual;
         for (int again = 0; again < 4 && count > 0 && difference.empty(); ++again, --count) {
             const auto call = calls.Next();
-            CallMinimap2(call, expected);
-            if (!qel_minimap2::kernel::AlignWithAvx2(call, actual)) {
-                return "out of memory";
-            }
             ++figures.calls;
+            if (!qel_minimap2::kernel::AlignWithAvx2(call, actual)) {
+                ++figures.left_to_minimap2;
+                continue;
+            }
+            CallMinimap2(call, expected);
             figures.dropped += expected.zdropped;
             figures.reached_end += expected.reach_end;
             figures.with_cigar += expected.n_cigar > 0 ? 1 : 0;

@@ -45,6 +45,7 @@ private:
 /// Counts that show whether a comparison covered enough.
 struct ComparisonFigures {
     long calls = 0;
+    long left_to_minimap2 = 0;
     long dropped = 0;
     long reached_end = 0;
     long with_cigar = 0;

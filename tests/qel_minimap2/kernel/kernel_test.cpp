@@ -58,6 +58,7 @@ protected:
 Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) {
     Tests::ComparisonFigures figures;
     EXPECT_EQ(Tests::CompareWithMinimap2(calls, count, figures), "");
+    EXPECT_LT(figures.left_to_minimap2, count / 5);
     return figures;
 }
 
@@ -69,6 +70,35 @@ TEST_F(Kernel, AnswersEveryCallAsMinimap2Does) {
         EXPECT_GT(figures.reached_end, count / 200);
         EXPECT_GT(figures.with_cigar, count / 2);
     }
+}
+
+// Flags and scorings that no mapping with the preset has; some would overflow the kernels' bytes.
+TEST_F(Kernel, LeavesUnusualCallsToMinimap2) {
+    using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
+    const Change changes[] = {
+        [](auto& call) { call.flags |= KSW_EZ_SCORE_ONLY; },
+        [](auto& call) { call.flags |= KSW_EZ_GENERIC_SC; },
+        [](auto& call) { call.flags |= KSW_EZ_APPROX_DROP; },
+        [](auto& call) { call.letters = 4; },
+        [](auto& call) { call.query_length = 0; },
+        [](auto& call) { call.target_length = 0; },
+        [](auto& call) { std::swap(call.open, call.open2), std::swap(call.extend, call.extend2); },
+        [](auto& call) { call.extend2 = call.extend; },
+        [](auto& call) { call.open2 = 50; },
+        [](auto& call) { call.open = 0, call.extend = 1, call.extend2 = 0; }};
+    const std::vector<std::uint8_t> bases(100, 1);
+    std::vector<std::int8_t> matrix(25, -4);
+    matrix[0] = 2;
+    ksw_extz_t result{};
+    const qel_minimap2::kernel::AlignmentCall usual{
+        nullptr, 100, bases.data(), 100, bases.data(), 5, matrix.data(), 4, 2, 24, 1, -1, 400, -1, KSW_EZ_APPROX_MAX};
+    EXPECT_TRUE(AlignWithAvx2(usual, result));
+    for (const auto& change : changes) {
+        auto call = usual;
+        change(call);
+        EXPECT_FALSE(AlignWithAvx2(call, result)) << &change - changes;
+    }
+    std::free(result.cigar);
 }
 
 TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
