@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <string_view>
 
 #include <mmpriv.h>
 
@@ -9,7 +11,6 @@
 #include "qel_minimap2/kernel/anchor_sort.h"
 #include "qel_minimap2/kernel/avx2_kernel.h"
 #include "qel_minimap2/kernel/chaining.h"
-#include "qel_minimap2/kernel/dispatch.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/kernel/sketch.h"
@@ -47,6 +48,16 @@ decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
 using namespace qel_minimap2::kernel;
 
 namespace {
+
+// True when the processor has AVX2 and QEL_KERNEL is not "library" in the environment, which leaves base alignment,
+// finding minimizers, sorting anchors and chaining to minimap2's own functions. Decided at the first call.
+bool UsesOwnKernels() {
+    static const bool uses = [] {
+        const char* const wanted = std::getenv("QEL_KERNEL");
+        return __builtin_cpu_supports("avx2") && (wanted == nullptr || std::string_view(wanted) != "library");
+    }();
+    return uses;
+}
 
 // minimap2's chaining functions return their result in three places.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
