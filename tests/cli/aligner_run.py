@@ -52,15 +52,15 @@ class AlignerTest(unittest.TestCase):
         self.addCleanup(os.umask, os.umask(0o022))
         self.program, self.runs = PROGRAM, []
 
-    def bring(self, *files):
-        """Copies the program, its library and files to a place that another user can read even if the source folder is
+    def bring(self, *files, program=PROGRAM):
+        """Copies a program, its library and files to a place that another user can read even if the source folder is
         closed to others. Returns the files' new paths."""
-        linked = subprocess.run(["ldd", PROGRAM], capture_output=True, text=True, check=True).stdout
+        linked = subprocess.run(["ldd", program], capture_output=True, text=True, check=True).stdout
         own = [path for path in re.findall("=> (/.*) ", linked) if not path.startswith(("/lib", "/usr"))]
-        targets = [os.path.relpath(path, Path(PROGRAM).parents[1]) for path in (PROGRAM, *own)]
+        targets = [os.path.relpath(path, Path(program).parents[1]) for path in (program, *own)]
         targets += [f"data/{path.name}" for path in files]
         copies = []
-        for source, target in zip((PROGRAM, *own, *files), targets):
+        for source, target in zip((program, *own, *files), targets):
             copies.append(self.folder / "brought" / target)
             copies[-1].parent.mkdir(parents=True, exist_ok=True)
             shutil.copyfile(source, copies[-1])

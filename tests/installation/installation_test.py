@@ -80,7 +80,8 @@ class InstalledTree(InstallationTest):
         self.assertRegex(log, rf"(?m)^.*\[info\].* Mapping with minimap2 {re.escape(version)}$")
 
     def test_files_and_their_modes(self):
-        doc, share, programs = Path("share/doc/tavik-aligner"), Path("share"), ("tavik_aligner", "tavik_check", "tavik_report")
+        doc, share, programs = Path("share/doc/tavik-aligner"), Path("share"), (
+            "tavik_aligner", "tavik_check", "tavik_index", "tavik_report")
         expected = {Path("bin", name): 0o755 for name in programs}
         expected |= {share / f"man/man1/{name}.1.gz": 0o644 for name in programs}
         expected |= {share / f"bash-completion/completions/{name}": 0o644 for name in programs}
@@ -136,7 +137,7 @@ class InstalledTree(InstallationTest):
 
     def test_bash_completes_options_and_files(self):
         (self.folder / "a folder").mkdir()
-        references = ["a folder", "a ref.FASTA", "a.FNA", "a.fa.gz", "a.fna.gz", "a.fq.bgz", "a.mmi"]
+        references = ["a folder", "a ref.FASTA", "a.FNA", "a.fa.gz", "a.fna.gz", "a.fq.bgz", "a.mmi", "a.tvi"]
         everything = sorted([*references, "a.mmi.gz", "a.txt", "a.txt.gz"])
         for name in everything[1:]:
             (self.folder / name).write_text("")
@@ -149,7 +150,8 @@ class InstalledTree(InstallationTest):
             ("aligner -i a", ["a folder"]), ("aligner --save_path=a", ["a folder"]), ("aligner -s ", ["a folder", "moved"]),
             ("aligner -a a", references), ("aligner --align_ref=a", references), ("aligner -a a.", references[2:]),
             ("aligner -c a.", everything[2:]), ("aligner -t ", []), ("aligner -i x --m", ["--min_coverage"]),
-            ("check a", everything), ("check --table=a.t", ["a.txt", "a.txt.gz"]),
+            ("index a", references), ("index --check a", ["a folder", "a.tvi"]), ("index -t ", []),
+            ("check a", everything), ("check --table=a.tx", ["a.txt", "a.txt.gz"]),
             ("report a", ["a folder", "a.txt"]), ("report -o a", ["a folder"]),
         ]
         for line, expected in cases:

@@ -38,8 +38,9 @@ class Package(InstallationTest):
         if not enter:
             examples, programs, out = root / examples.relative_to("/"), root / "usr/bin", root / "out"
         arguments = (examples / "reads", out)
-        check(*enter, programs / "tavik_aligner", "-i", arguments[0], "-s", arguments[1], "-a",
-              examples / "reference.fasta")
+        index = f"{out}.tvi"
+        check(*enter, programs / "tavik_index", examples / "reference.fasta", index)
+        check(*enter, programs / "tavik_aligner", "-i", arguments[0], "-s", arguments[1], "-a", index)
         self.assertIn(": nothing lost", check(*enter, programs / "tavik_check", *arguments))
         check(*enter, programs / "tavik_report", "-z", arguments[1])
 

@@ -1,0 +1,24 @@
+#include <exception>
+#include <iostream>
+#include <variant>
+
+#include "apps/aligner/process_setup.h"
+#include "apps/index/commands.h"
+#include "apps/index/options.h"
+
+int main(int argc, char** argv) {
+    SetUpProcess();
+    try {
+        const auto options = Indexing::ParseOptions(argc, argv);
+        const auto* const status = std::get_if<int>(&options);
+        const int result = status != nullptr ? *status : Indexing::Execute(std::get<Indexing::Options>(options));
+        if (!std::cout.flush()) {
+            std::cerr << "tavik_index: standard output could not be written\n";
+            return Indexing::kFailed;
+        }
+        return result;
+    } catch (const std::exception& error) {
+        std::cerr << "tavik_index: " << error.what() << '\n';
+        return Indexing::kFailed;
+    }
+}

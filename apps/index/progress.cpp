@@ -1,0 +1,62 @@
+#include "apps/index/progress.h"
+
+#include <csignal>
+#include <cstdint>
+#include <iostream>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+namespace Indexing {
+
+Progress::Progress(bool quiet, std::string what, std::function<std::string()> how_far)
+    : what(std::move(what)), how_far(std::move(how_far)) {
+    if (quiet || ::isatty(STDERR_FILENO) != 1) {
+        return;
+    }
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+        shower = std::thread(&Progress::Show, this);
+    } catch (const std::system_error&) {
+        // The work is done all the same.
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+Progress::~Progress() {
+    {
+        const std::lock_guard lock(mutex);
+        ended = true;
+    }
+    changed.notify_one();
+    if (shower.joinable()) {
+        shower.join();
+    }
+}
+
+double Progress::Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void Progress::Show() {
+    constexpr std::chrono::milliseconds kPause{200};
+    constexpr char kClearToEnd[] = "\033[K";
+    std::unique_lock lock(mutex);
+    bool shown = false;
+    while (!changed.wait_for(lock, kPause, [this] { return ended; })) {
+        // The cursor returns to the start of the line, so that a warning replaces it.
+        std::cerr << what + how_far() + ", " + std::to_string(static_cast<std::int64_t>(Seconds())) + " s" +
+                         kClearToEnd + '\r'
+                  << std::flush;
+        shown = true;
+    }
+    if (shown) {
+        std::cerr << kClearToEnd << std::flush;
+    }
+}
+
+}  // namespace Indexing

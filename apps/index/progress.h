@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace Indexing {
+
+/// Shows on standard error, if that is a terminal, what the program does, how far it is and for how long it has been
+/// doing it. Its thread takes no signals. The line goes when the object does.
+class Progress {
+public:
+    /// `how_far` is called by another thread.
+    Progress(bool quiet, std::string what, std::function<std::string()> how_far);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    double Seconds() const;
+
+private:
+    void Show();
+
+    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    const std::string what;
+    const std::function<std::string()> how_far;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool ended = false;  // Guarded by the mutex.
+    std::thread shower;  // Not running if nothing is shown.
+};
+
+}  // namespace Indexing

@@ -1,0 +1,59 @@
+#include "apps/index/target.h"
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "qel_minimap2/qel_minimap2.h"
+
+namespace Indexing {
+
+namespace fs = std::filesystem;
+
+extern "C" {
+
+static void RemoveAndEnd(int signal) {
+    qelmm_remove_unfinished_indexes();
+    // The handler has been reset, so the signal ends the process as its parent expects.
+    static_cast<void>(std::raise(signal));
+}
+}
+
+void RequireWritable(const std::string& path, const std::string& reference) {
+    const auto fail = [&](const std::string& reason) { throw std::runtime_error(path + ": " + reason); };
+    std::error_code error;
+    const auto status = fs::status(path, error);
+    if (fs::is_directory(status)) {
+        fail("is a folder");
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        fail("is not a regular file");
+    }
+    if (fs::exists(status) && fs::equivalent(path, reference, error)) {
+        fail("is the reference itself");
+    }
+    // A symbolic link stays, and what it leads to is replaced.
+    const auto folder = fs::weakly_canonical(fs::absolute(path), error).parent_path();
+    if (error || ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        const auto reason = error ? error : std::error_code(errno, std::generic_category());
+        fail("could not be written: " + reason.message());
+    }
+}
+
+void RemoveUnfinishedOnSignals() {
+    struct sigaction action = {};
+    action.sa_handler = RemoveAndEnd;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction before = {};
+        if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+            ::sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+}  // namespace Indexing

@@ -1,0 +1,291 @@
+#!/usr/bin/env python3
+"""tavik_index and what the aligner does with its indexes. Each class is one test of ctest."""
+
+import ctypes
+import gzip
+import os
+import pty
+import random
+import re
+import resource
+import shutil
+import signal
+import struct
+import subprocess
+import time
+import unittest
+from pathlib import Path
+
+from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, Run
+
+INDEX = os.environ.get("TAVIK_INDEX", str(Path(PROGRAM).parent / "tavik_index"))
+SAMPLE = READS / "sample_1.fastq"
+VERSION = f"{INDEX}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n"
+HELP_HINT = "Try tavik_index --help.\n"
+
+
+def become_nobody():
+    """Root may do what others may not."""
+    if os.getuid() == 0:
+        os.setuid(65534)
+
+
+def limit_file_size():
+    """Writes beyond this fail as on a full disk."""
+    resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))
+
+
+class IndexTest(AlignerTest):
+    def index(self, *args, status=0, before=None):
+        run = Run(INDEX, args, "", self.folder, before)
+        self.runs.append(run)
+        self.assertEqual(run.status, status)
+        return run
+
+    def own_index(self, reference=REFERENCE, name="own"):
+        path = self.folder / name
+        self.index("-z", reference, path)
+        return path
+
+    def sam_bytes(self, reference, save):
+        """The SAM file and the rows of a run with one worker."""
+        self.align([SAMPLE], "-z", "-t", 1, reference=reference, save=save)
+        return (self.folder / save / "sample_1.sam").read_bytes(), self.summary(save)
+
+    def files(self):
+        return sorted(os.listdir(self.folder))
+
+    def hold(self, index, save, program=PROGRAM):
+        """Starts an aligner, which waits for its reads when this returns; finish() brings them."""
+        pipe = self.folder / f"{save}.fastq"
+        os.mkfifo(pipe)
+        process = subprocess.Popen([program, "-z", "-i", "", "-s", self.folder / save, "-a", index, "-t", "1"],
+                                   stdin=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        process.stdin.write(f"{pipe}\n")
+        process.stdin.close()
+        sam = self.folder / save / f"{save}.sam"
+        while not (sam.exists() and "@SQ" in sam.read_text()):  # The index is open.
+            self.assertEqual(process.poll(), None)
+            time.sleep(0.005)
+        return process, pipe
+
+    def finish(self, process, pipe):
+        """Status and standard error of the run."""
+        pipe.write_bytes(SAMPLE.read_bytes())
+        errors = process.stderr.read()
+        process.stderr.close()
+        return process.wait(timeout=100), errors
+
+
+class IndexWriting(IndexTest):
+    def test_wrong_options_end_with_their_messages(self):
+        cases = [
+            (["-v"], 0, VERSION, ""),
+            (["--frobnicate", "a", "b"], 2, "", "tavik_index: unrecognised option '--frobnicate'\n" + HELP_HINT),
+            (["-z"], 2, "", "tavik_index: a reference and the path of an index are needed\n" + HELP_HINT),
+            (["a", "b", "c"], 2, "", "tavik_index: a reference and the path of an index are needed\n" + HELP_HINT),
+            (["a", "b", "-t", "0"], 2, "", "tavik_index: --worker_threads must be 1 or more\n" + HELP_HINT),
+            (["--check", "a", "b"], 2, "", "tavik_index: one index is needed\n" + HELP_HINT),
+            (["--check", "--describe", "a"], 2, "", "tavik_index: --check and --describe exclude each other\n" + HELP_HINT),
+            (["--check", "gone"], 2, "", "tavik_index: gone: No such file or directory\n"),
+            (["--describe", "."], 2, "", "tavik_index: .: is a folder\n"),
+        ]
+        for args, status, stdout, stderr in cases:
+            run = self.index(*args, status=status)
+            self.assertEqual((run.stdout, run.stderr), (stdout, stderr))
+        self.assertEqual(self.index().stdout, self.index("-h").stdout)
+        self.assertEqual(self.files(), [])
+
+    def test_every_reference_gives_the_same_bytes_as_its_index(self):
+        plain = self.write("a reference.fa", REFERENCE.read_bytes())
+        zipped = self.write("a reference.fa.gz", gzip.compress(REFERENCE.read_bytes()))
+        references = {"plain": plain, "zipped": zipped}
+        for name, options in (("k 15", []), ("k 28", ["-k", "28"]), ("compressed", ["-H", "-k", "19"])):
+            references[name] = self.folder / f"{name}.mmi"
+            subprocess.run(["minimap2", "-x", "map-ont", *options, "-d", references[name], REFERENCE], capture_output=True,
+                           check=True)
+        seen = {}
+        for name, reference in references.items():
+            index = self.own_index(reference, f"index of {name}")
+            seen[name] = self.sam_bytes(reference, f"from {name}")
+            self.assertEqual(self.sam_bytes(index, f"mapped {name}"), seen[name], name)
+            again = self.own_index(index, f"index of the index of {name}")
+            self.assertEqual(again.read_bytes() == index.read_bytes(), True, name)
+            self.assertEqual(self.index("--check", index).stdout, f"{index}: sound\n")
+        self.assertEqual(len({text for text, _ in seen.values()}), 3)  # The settings of the three prebuilt ones differ.
+
+    def test_an_empty_reference_and_its_index_are_refused_alike(self):
+        empty, index = self.write("empty.fa", ""), self.folder / "empty.tvi"
+        self.assertEqual(self.index("-z", empty, index).stderr, f"tavik_index: {empty}: warning: there is no sequence in it, so "
+                         f"tavik_aligner will refuse {index}\n")
+        for reference in (empty, index):
+            run = self.align([SAMPLE], "-z", reference=reference, status=1)
+            self.assertEqual(run.records(), [("error", f"Failed to load index {reference} with error: Minimap2 index "
+                                              "contains 0 sequences.")])
+
+    def test_names_that_are_not_utf8_and_names_within_the_folder(self):
+        reference, index = (os.fsencode(self.folder) + name for name in (b"/\xff ref.fa", b"/\xff ref.tvi"))
+        shutil.copy(REFERENCE, reference)
+        subprocess.run([INDEX, "-z", reference, index], check=True)
+        subprocess.run([PROGRAM, "-z", "-i", "", "-s", self.folder / "out", "-a", index], input=f"{SAMPLE}\n".encode(), check=True)
+        self.assertEqual(len(self.summary()), 20)
+        self.index("-z", REFERENCE, "-t", "1", "beside")
+        self.assertEqual((self.folder / "beside").read_bytes() == Path(os.fsdecode(index)).read_bytes(), True)
+
+    def test_last_line_and_description_tell_settings_sequences_and_sizes(self):
+        minimap2, index = self.folder / "it.mmi", self.folder / "own"
+        subprocess.run(["minimap2", "-x", "map-ont", "-k", "21", "-w", "7", "-H", "-d", minimap2, REFERENCE],
+                       capture_output=True, check=True)
+        size = r"\d+\.\d MB; read in \d+\.\d s, written in \d+\.\d s\n"
+        self.assertRegex(self.index(minimap2, index).stdout, rf"^{index}: 2 sequences, 75000 bases, {size}$")
+        run = self.index("--describe", index)
+        told = dict(line.split("\t") for line in run.stdout.splitlines())
+        expected = {"k-mer length": "21", "window": "7", "homopolymer-compressed": "yes", "sequences": "2", "bases": "75000",
+                    "file size": str(index.stat().st_size), "sequence chr_large": "60000", "sequence chr_small": "15000"}
+        self.assertEqual({key: told.get(key) for key in expected}, expected)
+        self.assertEqual(self.index("-z", minimap2, index).stdout, "")
+
+    def test_progress_is_shown_on_a_terminal_only(self):
+        reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=20_000_000)) + "\n")
+        for options, shown in (((), True), (("-z",), False)):
+            ours, its = pty.openpty()
+            process = subprocess.Popen([INDEX, *options, "-t", "1", reference, self.folder / "own"], stdout=subprocess.DEVNULL,
+                                       stderr=its)
+            os.close(its)
+            told = b""
+            try:
+                while piece := os.read(ours, 1000):
+                    told += piece
+            except OSError:  # The terminal's end.
+                pass
+            os.close(ours)
+            self.assertEqual(process.wait(), 0)
+            self.assertEqual(f"Reading {reference}: ".encode() in told, shown)
+            self.assertEqual(told.endswith(b"\033[K") if shown else told, shown or b"")
+        self.assertEqual(self.index(reference, "own").stderr, "")
+
+
+class IndexFailures(IndexTest):
+    def test_what_cannot_be_written_is_named_and_an_older_index_stays(self):
+        older, closed, pipe = self.own_index(), self.folder / "closed", self.folder / "pipe"
+        before = older.read_bytes()
+        closed.mkdir(mode=0o555)
+        os.mkfifo(pipe)
+        (reference,) = self.bring(REFERENCE, program=INDEX)
+        link = self.folder / "link.tvi"
+        link.symlink_to(reference)
+        there = self.files()
+        cases = [
+            (older, limit_file_size, "could not be written: File too large"),
+            (self.folder / "new", limit_file_size, "could not be written: File too large"),
+            (self.folder, None, "is a folder"),
+            (pipe, None, "is not a regular file"),
+            ("/dev/null", None, "is not a regular file"),
+            (reference, None, "is the reference itself"),
+            (link, None, "is the reference itself"),
+            (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
+            (closed / "new", become_nobody, "could not be written: Permission denied"),
+        ]
+        for target, limit, reason in cases:
+            run = Run(self.program, ["-z", reference, target], "", self.folder, limit)
+            self.runs.append(run)
+            self.assertEqual((run.status, run.stderr), (1, f"tavik_index: {target}: {reason}\n"))
+            self.assertEqual((self.files(), older.read_bytes() == before), (there, True))
+        self.assertEqual(reference.read_bytes() == REFERENCE.read_bytes(), True)
+        run = self.index("-z", self.write("cut.gz", gzip.compress(REFERENCE.read_bytes())[:-9]), older, status=1)
+        self.assertRegex(run.stderr, rf"^libqel_minimap2: {self.folder}/cut\.gz: .+\n$")
+        self.assertEqual(older.read_bytes() == before, True)
+
+    def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
+        older = self.own_index().read_bytes()
+        reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=4_000_000)) + "\n")
+        start = time.monotonic()
+        newer = self.own_index(reference, "newer").read_bytes()
+        whole = time.monotonic() - start
+        there, target = self.files(), self.folder / "own"
+        for number in range(10):
+            target.write_bytes(older)
+            ending = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT)[number % 3]
+            process = subprocess.Popen([INDEX, "-z", reference, target])
+            time.sleep(whole * (number + 0.5) / 10)
+            process.send_signal(ending)
+            with self.subTest(number=number, ending=ending):
+                self.assertIn(process.wait(), (0, -ending))
+                self.assertEqual((target.read_bytes() in (older, newer), self.files()), (True, there))
+        self.index("-z", reference, target)
+        self.assertEqual((target.read_bytes() == newer, self.files()), (True, there))
+
+
+class IndexUse(IndexTest):
+    def test_a_damaged_or_newer_index_is_refused_with_the_reason(self):
+        index = self.own_index()
+        whole = index.read_bytes()
+        dice = random.Random(1)
+
+        def flipped(position):
+            return whole[:position] + bytes([whole[position] ^ 1 << dice.randrange(8)]) + whole[position + 1:]
+
+        def of_version(version):
+            """With the checksum of its first page, which counts as if the checksum's own bytes were 0."""
+            page = whole[:12] + struct.pack("<I", version) + bytes(8) + whole[24:4096]
+            checksum = ctypes.CDLL("libxxhash.so.0").XXH3_64bits
+            checksum.restype = ctypes.c_uint64
+            return page[:16] + struct.pack("<Q", checksum(page, ctypes.c_size_t(len(page)))) + page[24:] + whole[4096:]
+
+        self.assertEqual(of_version(1) == whole, True)
+        size, damaged = len(whole), "the index is damaged: "
+        cases = [
+            *((flipped(position), f"{damaged}its header does not match its checksum") for position in range(12, 4096, 100)),
+            *((flipped(dice.randrange(4096, size)), rf"{damaged}the bytes from \d+ on do not match their checksum")
+              for _ in range(30)),
+            *((whole[:left], f"{damaged}it has {left} bytes and should have {size}") for left in (size - 1, size // 2, 4096)),
+            *((whole[:left], f"{damaged}it is cut short, to {left} bytes") for left in (4095, 8)),
+            (whole + b"x", f"{damaged}it has {size + 1} bytes and should have {size}"),
+            (whole[:8192] + bytes(4096) + whole[12288:], f"{damaged}the bytes from 8192 on do not match their checksum"),
+            (of_version(2), "the index was made by a newer version; make it again with tavik_index"),
+        ]
+        for content, expected in cases:
+            index.write_bytes(content)
+            run = self.align([SAMPLE], "-z", reference=index, status=1)
+            told, _, reason = run.stderr.splitlines()[0].partition(f": {index}: ")
+            self.assertEqual((told, run.records()), ("libqel_minimap2", [
+                ("error", f"Failed to load index {index} with error: Could not load index {index}")]))
+            self.assertRegex(reason, f"^{expected}$")
+            self.assertEqual(self.index("--check", index, status=1).stderr, f"tavik_index: {index}: {reason}\n")
+        index.write_bytes(whole)
+        self.index("--check", index)
+
+    def test_a_run_goes_on_with_the_index_that_is_replaced(self):
+        index = self.own_index()
+        expected = self.sam_bytes(REFERENCE, "expected")
+        run = self.hold(index, "held")
+        self.own_index(self.write("other.fa", f">other\n{'ACGGTC' * 5000}\n"), index.name)
+        self.assertEqual(self.finish(*run), (0, ""))
+        self.assertEqual(((self.folder / "held" / "held.sam").read_bytes(), self.summary("held")), expected)
+
+    def test_two_runs_at_once_share_an_index_and_give_the_same_bytes(self):
+        index = self.own_index()
+        expected = self.sam_bytes(REFERENCE, "expected")
+        runs = [(self.hold(index, name), name) for name in ("first", "second")]
+        for run, name in runs:
+            self.assertEqual(self.finish(*run), (0, ""))
+            self.assertEqual(((self.folder / name / f"{name}.sam").read_bytes(), self.summary(name)), expected)
+
+
+class IndexMemory(IndexTest):
+    def test_processes_share_one_index(self):
+        """Four copies of an index of 10 Mb would take more than 100 MB."""
+        index = self.own_index(self.write("large.fa", f">a\n{''.join(random.choices('ACGT', k=10_000_000))}\n"))
+        self.assertGreater(index.stat().st_size, 25_000_000)
+        runs = [self.hold(index, f"run{number}") for number in range(4)]
+        kilobytes = 0
+        for process, _ in runs:
+            rollup = Path(f"/proc/{process.pid}/smaps_rollup").read_text()
+            kilobytes += int(re.search(r"^Pss: +(\d+) kB", rollup, re.MULTILINE)[1])
+        for run in runs:
+            self.assertEqual(self.finish(*run), (0, ""))
+        self.assertLess(kilobytes * 1024, index.stat().st_size + 4 * 10_000_000)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
