@@ -6,11 +6,13 @@ import json
 import re
 import unittest
 
-from workflow_run import ABSENT, CHECK, PROGRAM, READS, REFERENCE, REPORT, SNAKEFILE, EngineTest, fastq, ids, page_data
+from workflow_run import ABSENT, CHECK, INDEX, PROGRAM, READS, REFERENCE, REPORT, SNAKEFILE, EngineTest, fastq, ids, page_data
 
-KNOWN = "reads, reference, out, chunk_mb, min_coverage, allow_failed_reads, aligner, check, minimap2, report"
-PATHS = {"reads": "a folder with read files, or a file with one path a line", "reference": "a FASTA file or a minimap2 index",
-         "out": "a folder for the results", "aligner": "a program's name or path"}
+KNOWN = "reads, reference, out, chunk_mb, min_coverage, allow_failed_reads, aligner, check, indexer, report"
+PATHS = {"reads": "a folder with read files, or a file with one path a line",
+         "reference": "a FASTA file, a minimap2 index or an index of tavik_index", "out": "a folder for the results",
+         "aligner": "a program's name or path"}
+OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index of tavik_index.
 MEGABYTES, COVERAGE = "must be a number of megabytes above 0.", "must be a number from 0 to 1."
 COUNT = "must be a whole number, 0 or more."
 # Settings that replace correct ones, and the expected messages.
@@ -41,9 +43,10 @@ WRONG = [
         "    in/../in/a.fastq: is the same file as in/a.fastq",
         "    'a\\tb': names with braces, tabs or line feeds are not supported",
         "reference=no.mmi: is not a minimap2 index, although it is named like one."]),
-    ({name: "gone" for name in ("aligner", "check", "minimap2", "report")}, [
+    ({"reference": "no.tvi"}, ["reference=no.tvi: is not an index of tavik_index, although it is named like one."]),
+    ({name: "gone" for name in ("aligner", "check", "indexer", "report")}, [
         f"{name}=gone: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
-        for name in ("aligner", "check", "minimap2", "report")]),
+        for name in ("aligner", "check", "indexer", "report")]),
 ]
 CANNOT = "on a cluster, Snakemake cannot take names with quotes, backslashes or unprintable characters"
 
@@ -54,6 +57,7 @@ class Settings(EngineTest):
         self.write("list", "in/a.fastq\ngone.fq\nin/a.fastq\nin/../in/a.fastq\na\tb\n")
         self.write("empty", "")
         self.write("no.mmi", ">a\nACGT\n")
+        self.write("no.tvi", ">a\nACGT\n")
         before = self.written()
         for settings, messages in WRONG:
             with self.subTest(settings=settings):
@@ -73,7 +77,7 @@ class Settings(EngineTest):
     def test_linter_has_nothing_to_say_but_what_the_workflow_answers(self):
         self.write("in/a.fastq", fastq(self.records))
         lints = json.loads(self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--lint", "json", "--config", "reads=in",
-                                     f"reference={REFERENCE}", f"aligner={PROGRAM}", f"check={CHECK}")[1])
+                                     f"reference={REFERENCE}", f"aligner={PROGRAM}", f"check={CHECK}", f"indexer={INDEX}")[1])
         self.assertEqual(lints["snakefiles"], [])
         self.assertEqual({lint["title"] for rule in lints["rules"] for lint in rule["lints"]},
                          {"Specify a conda environment or container for each rule."})
@@ -81,8 +85,8 @@ class Settings(EngineTest):
 
 class Engine(EngineTest):
     def test_files_of_all_folders_are_aligned_and_new_ones_later(self):
-        self.write("minimap2", '#!/bin/sh\necho "$@" >>built\nexec minimap2 "$@"\n').chmod(0o755)
-        settings = {"chunk_mb": "0.06", "min_coverage": 1, "minimap2": "./minimap2", "report": ABSENT,
+        self.write("indexer", f'#!/bin/sh\necho "$@" >>built\nexec "{INDEX}" "$@"\n').chmod(0o755)
+        settings = {"chunk_mb": "0.06", "min_coverage": 1, "indexer": "./indexer", "report": ABSENT,
                     "out": "it's \u00e9 \"all\" $x"}
         out = settings["out"]
         self.write("in/a.fastq", fastq(self.records[:8]))
@@ -97,8 +101,35 @@ class Engine(EngineTest):
         self.write("in/sub \u00e9'\"/b.fastq", fastq(self.records[14:]))
         self.engine(**settings)
         self.assertEqual(sorted(ids(self.summary(out))), sorted(self.names))
-        built = self.told("built")
-        self.assertEqual((built.count("\n"), "-I 1000G" in built), (1, True))  # Once, and in one part.
+        self.assertEqual(self.told("built").count("\n"), 1)
+
+    def test_every_kind_of_reference_gives_the_same_rows(self):
+        """An index of tavik_index is used as it is; minimap2's is converted once, with its settings."""
+        self.write("in/a.fastq", fastq(self.records))
+        minimap2, own = self.build_index(), self.folder / "own.tvi"
+        self.assertEqual(self.call(INDEX, "-z", minimap2, own), (0, ""))
+        asked = set()
+        for out, reference in (("fasta", REFERENCE), ("minimap2", minimap2), ("own", own)):
+            self.engine(reference=reference, out=out)
+            self.assertEqual(sorted(self.summary(out)), sorted(self.summary("fasta")))
+            log = next(self.folder.glob(f"{out}/chunks/00000/*.log")).read_text()
+            asked.add(re.search("alignment ref.: +(.*)", log)[1])
+        self.assertEqual(asked, {"fasta/reference.tvi", "minimap2/reference.tvi", str(own)})
+
+    def test_an_index_that_cannot_be_built_is_the_reason_of_all_chunks(self):
+        self.write("in/a.fastq", fastq(self.records))
+        self.write("cut.fa.gz", gzip.compress(REFERENCE.read_bytes())[:-20])
+        self.write("killed", "#!/bin/sh\nkill -9 $$\n").chmod(0o755)
+        for settings, reason in (({"reference": "cut.fa.gz"}, r"libqel_minimap2: cut\.fa\.gz: .*"),
+                                 ({"indexer": "./killed"}, "It said nothing: killed, out of memory or time, or interrupted\\.")):
+            said = self.engine("--restart-times", "0", status=1, **settings)
+            listed = self.told("all/failed.txt")
+            self.assertRegex(listed, r"^1 of 1 chunks are not done\.\nThe index all/reference\.tvi was not built\.\n"
+                             rf"  log: all/logs/index\.txt\n    {reason}\nchunk 00000, 1 file:\n    in/a\.fastq\n"
+                             r"    No attempt has begun\.\n$")
+            self.assertIn(listed.split(".\n", 1)[1], said)
+        self.engine()
+        self.assertEqual((self.folder / "all/failed.txt").exists(), False)
 
     def test_damaged_file_fails_its_chunk_only_and_once_mended_the_report_tells_of_all(self):
         """A damaged file is tried twice, and so is a killed aligner; a sound file is tried once."""
@@ -117,7 +148,7 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual(sorted(self.told("ran").split()), [f"in/{name}" for name in (
             "damaged.fastq.gz", "damaged.fastq.gz", "good.fastq", "killed.fastq", "killed.fastq")])
         self.assertEqual({line.split(" -a ")[1] for line in self.told("asked").splitlines()},
-                         {"all/reference.mmi -t 2 --min_coverage 0.5"})
+                         {"all/reference.tvi -t 2 --min_coverage 0.5"})
         (chunk,) = {"00000", "00001", "00002"} - {path.name for path in (self.folder / "all/chunks").iterdir()}
         log = f"all/logs/attempts-{chunk}.txt"
         begin, *reason = self.told(log).split("== ")[-1].splitlines()
@@ -137,7 +168,7 @@ echo "$list" | "{PROGRAM}" "$@"
         run = dict(page_data(self.folder / "all" / "alignment_report.html")["samples"][0]["run"])
         self.assertEqual({name: run[name] for name in ("aligner version", "alignment ref.", "started", "ended", "log files",
                                                        "input files read", "warnings and errors")},
-                         {"aligner version": "1.0.0", "alignment ref.": "all/reference.mmi", "input files read": "3",
+                         {"aligner version": "1.0.0", "alignment ref.": "all/reference.tvi", "input files read": "3",
                           "log files": "3, of 3 runs", "started": min(lines[0] for lines in logs)[:19],
                           "ended": max(lines[-1] for lines in logs)[:19], "warnings and errors": "0 and 1"})
         (warning,) = (line for line in said.splitlines() if "1 read failed" in line)
@@ -150,13 +181,14 @@ echo "$list" | "{PROGRAM}" "$@"
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
         """Sparse files of these sizes; the memory in MB that the two attempts of each job request."""
         self.write("in/a.fastq", fastq(self.records))
-        for begin, size, cores, rule, memory in ((b"MMI\2", 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
-                                                 (b"MMI\2", 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),
-                                                 (b">", 405_000_000, 1, "index", 2000 + 1822),
-                                                 (b"\x1f\x8b", 900_000_000, 2, "index", 2000 + 16_200)):
+        for begin, size, cores, rule, memory in ((OWN, 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
+                                                 (OWN, 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),
+                                                 (b"MMI\2", 1_288_000_000, 1, "index", 500 + 1288),
+                                                 (b">", 405_000_000, 1, "index", 500 + 1296),
+                                                 (b"\x1f\x8b", 900_000_000, 2, "index", 500 + 11_520)):
             with open(self.write("reference", begin), "ab") as file:
                 file.truncate(size)
-            said = self.engine("--cores", cores, status=1, reference="reference", aligner="false", minimap2="false")
+            said = self.engine("--cores", cores, status=1, reference="reference", aligner="false", indexer="false")
             asked = re.findall(r"(?m)^rule (\w+):(?:\n    .*)*?\n    resources:.* mem_mb=(\d+)", said)
             self.assertEqual(asked, [(rule, str(memory)), (rule, str(2 * memory))])
 

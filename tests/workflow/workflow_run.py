@@ -1,4 +1,5 @@
-"""Runs the workflow or parts of it in the test's folder. TAVIK_ALIGNER, TAVIK_CHECK and TAVIK_REPORT name the programs."""
+"""Runs the workflow or parts of it in the test's folder. TAVIK_ALIGNER, TAVIK_CHECK, TAVIK_INDEX and TAVIK_REPORT name the
+programs."""
 
 import os
 import subprocess
@@ -15,6 +16,7 @@ from report_run import REPORT  # noqa: E402,F401
 SNAKEFILE = SOURCE / "workflow" / "Snakefile"
 SCRIPTS = SOURCE / "workflow" / "scripts"
 CHECK = os.environ.get("TAVIK_CHECK", str(Path(PROGRAM).parent / "tavik_check"))
+INDEX = os.environ.get("TAVIK_INDEX", str(Path(PROGRAM).parent / "tavik_index"))
 ABSENT = object()
 
 
@@ -41,7 +43,8 @@ class EngineTest(WorkflowTest):
 
     def engine(self, *options, status=0, **settings):
         """Runs the engine; returns its output."""
-        settings = {"reads": "in", "reference": REFERENCE, "out": "all", "aligner": PROGRAM, "check": CHECK, "report": "none",
+        settings = {"reads": "in", "reference": REFERENCE, "out": "all", "aligner": PROGRAM, "check": CHECK, "indexer": INDEX,
+                    "report": "none",
                     **settings}
         answer = self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--profile", SOURCE / "workflow" / "profiles" / "local",
                            *options, "--config",

@@ -9,8 +9,8 @@ import settings
 MB = 1_000_000
 # Memory in addition to the index: the program itself, and what a worker thread keeps before its buffers are trimmed.
 BASE_MB, THREAD_MB = 500, 256
-# Memory of minimap2 for each base of a FASTA reference, and its fixed part. A compressed byte holds four bases.
-BUILDING_BYTES_PER_BASE, BUILDING_MB, BASES_PER_GZIP_BYTE = 4.5, 2000, 4
+# Memory for each base of a FASTA reference while it is indexed. A compressed byte holds four bases.
+BUILDING_BYTES_PER_BASE, BASES_PER_GZIP_BYTE = 3.2, 4
 
 
 class Run:
@@ -25,8 +25,9 @@ class Run:
         self.chunk_summary = os.path.join(out, "chunks", "{chunk}", "alignment_summary.txt")
         self.logs = os.path.join(out, "logs")
         self.attempts = os.path.join(out, "attempts")
-        self.built_index = os.path.join(out, "reference.mmi")
-        self.index = self.reference if settings.is_index(self.reference) else self.built_index
+        self.built_index = os.path.join(out, "reference.tvi")
+        self.index = self.reference if settings.opens_at_once(self.reference) else self.built_index
+        self.index_log = os.path.join(self.logs, "index.txt")
         self.report = os.path.join(out, "alignment_report.html")
 
     def digest_of_list(self):
@@ -52,8 +53,11 @@ class Run:
         return os.path.getsize(self.reference) * (BASES_PER_GZIP_BYTE if compressed else 1)
 
     def memory_to_align_mb(self, threads, attempt):
-        """For one run of the aligner. A loaded index is at most as large as its file."""
+        """For one run of the aligner, with all of the index: clusters count shared memory for each job, or for the first."""
         return (BASE_MB + os.path.getsize(self.index) // MB + threads * THREAD_MB) * attempt
 
     def memory_to_index_mb(self, attempt):
-        return (BUILDING_MB + int(self.bases() * BUILDING_BYTES_PER_BASE) // MB) * attempt
+        """A loaded minimap2 index is at most as large as its file."""
+        built = os.path.getsize(self.reference) if settings.is_minimap2_index(self.reference) else \
+            int(self.bases() * BUILDING_BYTES_PER_BASE)
+        return (BASE_MB + built // MB) * attempt

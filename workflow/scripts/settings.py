@@ -13,7 +13,8 @@ from snakemake.utils import validate
 
 SCHEMA = Path(__file__).resolve().parents[1] / "settings.schema.yaml"
 KNOWN = yaml.safe_load(SCHEMA.read_text())["properties"]
-INDEX_MAGIC = b"MMI\2"
+MINIMAP2_MAGIC = b"MMI\2"
+INDEX_MAGIC = b"\x89TIDX\r\n\x1a"
 
 
 class WrongSettings(WorkflowError):
@@ -31,7 +32,7 @@ def read(config, look, to_cluster):
     if not faults and look:
         faults = [*reads_faults(settings["reads"], to_cluster), *reference_faults(settings["reference"]),
                   *out_faults(settings["out"])]
-        # Whether minimap2 is needed is known only if the reference can be read.
+        # Whether the indexer is needed is known only if the reference can be read.
         faults += [] if faults else program_faults(settings)
     if faults:
         raise WrongSettings("\n".join(faults))
@@ -84,21 +85,33 @@ def reads_faults(reads, to_cluster):
     return [f"reads={reads}: these cannot be aligned.", *(f"    {fault}" for fault in faults)] if faults else []
 
 
-def is_index(path):
-    """Checks the first bytes, not the name."""
+def begins_with(path, magic):
     with open(path, "rb") as file:
-        return file.read(len(INDEX_MAGIC)) == INDEX_MAGIC
+        return file.read(len(magic)) == magic
+
+
+def is_minimap2_index(path):
+    """Checks the first bytes, not the name."""
+    return begins_with(path, MINIMAP2_MAGIC)
+
+
+def opens_at_once(path):
+    """Whether it is an index of tavik_index."""
+    return begins_with(path, INDEX_MAGIC)
 
 
 def reference_faults(reference):
     try:
-        if is_index(reference):
-            return []
+        kinds = {".mmi": ("a minimap2 index", is_minimap2_index(reference)),
+                 ".tvi": ("an index of tavik_index", opens_at_once(reference))}
     except OSError as error:
         return [f"reference={reference}: {error.strerror}. It must be {KNOWN['reference']['description']}."]
     if os.path.getsize(reference) == 0:
         return [f"reference={reference}: is empty."]
-    return [f"reference={reference}: is not a minimap2 index, although it is named like one."] if reference.endswith(".mmi") else []
+    if any(is_one for _, is_one in kinds.values()):
+        return []
+    return [f"reference={reference}: is not {kind}, although it is named like one."
+            for ending, (kind, _) in kinds.items() if reference.endswith(ending)]
 
 
 def out_faults(out):
@@ -115,8 +128,8 @@ def out_faults(out):
 
 def program_faults(settings):
     needed = ["aligner", "check"]
-    if not is_index(settings["reference"]):
-        needed.append("minimap2")
+    if not opens_at_once(settings["reference"]):
+        needed.append("indexer")
     if settings.get("report", "none") != "none":
         needed.append("report")
     return [f"{name}={settings[name]}: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
