@@ -12,6 +12,11 @@ namespace qel_minimap2 {
 /// byte with a number from 0 to 4. `words` as PackedBases describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
+/// Not 0 if one of the packed codes is above 4, which no base has. minimap2 indexes its scoring matrix with the codes.
+constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
+    return (codes & 0x8888888888888888U) | ((codes >> 2U) & (codes | codes >> 1U) & 0x1111111111111111U);
+}
+
 /// Packed bases, malloc'ed, because minimap2 frees those of an index; null for none.
 using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 

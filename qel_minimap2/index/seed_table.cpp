@@ -31,7 +31,8 @@ std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
 }  // namespace
 
 SeedTable::Shape::Shape(unsigned k, unsigned bucket_bits)
-    : bucket_bits(bucket_bits),
+    : k(k),
+      bucket_bits(bucket_bits),
       bits_in_block(std::min(
           std::max(bucket_bits > kMostBlockBits ? bucket_bits - kMostBlockBits : 0, kLeastBitsInBlock), bucket_bits)),
       has_rests(2 * k - bucket_bits > kMostKeyBits) {}
@@ -61,7 +62,7 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
 }
 
 SeedTable::Parts SeedTable::AllParts() const {
-    Parts parts{nullptr, stretches, {}, Counts()};
+    Parts parts{nullptr, stretches, {}, Counts(), nullptr, 0};
     for (const auto& block : blocks) {
         parts.blocks.push_back(
             {reinterpret_cast<const unsigned char*>(block.keys), block.groups, block.position_count});
@@ -272,8 +273,28 @@ std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
 const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const {
     const auto& block = BlockOf(minimizer);
     const auto& value = block.values[slot];
-    count = static_cast<int>(Occurrences(block.keys[slot], value));
-    return IsSingle(block.keys[slot]) ? &value : block.positions + (value >> 32U);
+    if (IsSingle(block.keys[slot])) {
+        count = 1;
+        return &value;
+    }
+    const auto begin = value >> 32U;
+    const auto occurrences = value & 0xFFFFFFFFU;
+    count = static_cast<int>(occurrences);
+    return occurrences > 0 && begin + occurrences <= block.position_count ? block.positions + begin : nullptr;
+}
+
+std::vector<SeedTable::Stored> SeedTable::MinimizersOf(std::uint64_t bucket) const {
+    const auto& block = BlockOf(bucket);
+    const auto& stretch = stretches[bucket];
+    std::vector<Stored> stored;
+    const auto begin = std::uint64_t{stretch.begin} * kGroupSlots;
+    for (auto slot = begin; slot < begin + std::uint64_t{stretch.Groups()} * kGroupSlots; ++slot) {
+        if (block.keys[slot] != kFree) {
+            const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
+            stored.push_back({slot, (rest | block.keys[slot] >> 1U) << shape.bucket_bits | bucket});
+        }
+    }
+    return stored;
 }
 
 std::vector<SeedTable::OccurrenceCount> SeedTable::Counts() const {

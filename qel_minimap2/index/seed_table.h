@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -62,12 +63,15 @@ public:
     };
     /// A filled table in memory that somebody else made: the arrays of another table with as many buckets for the same
     /// k. The table shares the ownership of that memory and never writes to it. `counts` by rising number of
-    /// occurrences.
+    /// occurrences. Stretches must lie in their blocks; whatever keys, values and positions are, a look-up stays within
+    /// the memory.
     struct Parts {
         std::shared_ptr<const void> owner;
         const Stretch* stretches;
         std::vector<BlockMemory> blocks;
         std::vector<OccurrenceCount> counts;
+        const std::uint32_t* lengths;  ///< Of the sequences, in bases.
+        std::uint64_t sequences;
     };
     SeedTable(unsigned k, unsigned bucket_bits, Parts parts);
     /// The parts of a filled table, which stays their owner.
@@ -79,7 +83,7 @@ public:
         /// The size of a block's memory in bytes.
         std::uint64_t SizeOf(std::uint64_t groups, std::uint64_t positions) const;
 
-        unsigned bucket_bits;
+        unsigned k, bucket_bits;
         /// How many of the lowest bits of a bucket's number are its number within the block; the others are the
         /// block's number.
         unsigned bits_in_block;
@@ -118,8 +122,21 @@ public:
     static constexpr std::uint64_t kNoSlot = UINT64_MAX;
     /// Where the table holds a minimizer, or kNoSlot.
     std::uint64_t Slot(std::uint64_t minimizer) const;
-    /// Where the minimizer of a slot occurs in the index, and in `count` how often.
+    /// Where the minimizer of a slot occurs in the index, and in `count` how often. Null, only in foreign memory, when
+    /// its list would lie outside the block.
     const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
+
+    /// Whether these positions lie in their sequences. True in a table of its own, whose positions were checked before.
+    bool ArePossible(const std::uint64_t* positions, std::uint32_t count) const {
+        return foreign.lengths == nullptr ||
+               std::all_of(positions, positions + count, [this](auto position) { return IsPossible(position); });
+    }
+
+    /// The minimizers in the slots of a bucket, in the order of the slots, whatever these hold.
+    struct Stored {
+        std::uint64_t slot, minimizer;
+    };
+    std::vector<Stored> MinimizersOf(std::uint64_t bucket) const;
 
     /// The occurrence count that the top `fraction` of minimizers exceed, as minimap2's mm_idx_cal_max_occ returns it.
     std::int32_t OccurrenceThreshold(float fraction) const;
@@ -156,6 +173,12 @@ private:
     static bool FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block);
     static void Put(const Entry& entry, Block& block, std::uint64_t slot);
     std::uint64_t SortedSlot(std::uint64_t minimizer) const;
+    // `position`: number of the sequence, 0-based position of the k-mer's last base, and strand.
+    bool IsPossible(std::uint64_t position) const {
+        const auto sequence = position >> 32U;
+        const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
+        return sequence < foreign.sequences && last_base < foreign.lengths[sequence] && last_base + 1 >= shape.k;
+    }
     void SetArrays(Block& block, const BlockMemory& memory) const;
     std::vector<OccurrenceCount> Counts() const;
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);

@@ -18,6 +18,7 @@
 #include "qel_minimap2/malloc_memory.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping_buffer.h"
+#include "qel_minimap2/mapping/seed_collection.h"
 
 namespace qel_minimap2 {
 
@@ -130,7 +131,11 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     const kernel::OwnCallsOfRead counted;
     int count = 0;
     auto* const found = mm_map(&index, own.l_seq, own.seq, &count, buffer.OfMinimap2(), &options, own.name);
-    return MallocedCopy(Records(index, own, Hits(found, FreeHits{count}), options.flag));
+    const Hits hits(found, FreeHits{count});
+    if (TookImpossibleHits()) {
+        throw std::runtime_error("the index is damaged: a minimizer of the read has positions outside the sequences");
+    }
+    return MallocedCopy(Records(index, own, hits, options.flag));
 }
 
 }  // namespace qel_minimap2

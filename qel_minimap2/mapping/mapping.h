@@ -13,7 +13,8 @@ std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 /// Call before freeing an index: forgets its cached threshold and frees idle mapping buffers.
 void ForgetIndex(const mm_idx_t& index);
 
-/// See qelmm_align. Throws std::bad_alloc, and std::invalid_argument for a name that SAM does not allow.
+/// See qelmm_align. Throws std::bad_alloc, std::invalid_argument for a name that SAM does not allow, and
+/// std::runtime_error when the index turns out to be damaged.
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read);
 
 }  // namespace qel_minimap2

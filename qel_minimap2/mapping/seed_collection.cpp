@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <utility>
 
 #include <kalloc.h>
 
@@ -22,6 +23,8 @@ constexpr std::size_t kBatch = 32;
 constexpr int kPositionsInLine = 8;
 constexpr int kFetchedPositions = 4 * kPositionsInLine;
 
+thread_local bool has_impossible_hits = false;
+
 template <typename T>
 T* Allocate(void* pool, std::size_t count) {
     return static_cast<T*>(kmalloc(pool, count * sizeof(T)));
@@ -31,7 +34,7 @@ std::uint64_t HashOf(const mm128_t& minimizer) {
     return minimizer.x >> 8U;
 }
 
-// The seed of minimizer `i`, which the table holds in a slot.
+// The seed of minimizer `i`, which the table holds in a slot; without positions when its list is impossible.
 mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
     const auto& minimizer = minimizers.a[i];
     const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };
@@ -43,6 +46,10 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
     seed.q_span = minimizer.x & 255U;
     seed.seg_id = minimizer.y >> 32U & 0x7FFFFFFFU;
     seed.is_tandem = (i > 0 && is_like(i - 1)) || (i + 1 < minimizers.n && is_like(i + 1)) ? 1 : 0;
+    if (seed.cr == nullptr) {
+        has_impossible_hits = true;
+        return seed;
+    }
     for (int k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
         __builtin_prefetch(seed.cr + k);
     }
@@ -67,7 +74,8 @@ int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds
         }
         for (std::size_t i = first; i < end; ++i) {
             if (slots[i - first] != SeedTable::kNoSlot) {
-                *next++ = SeedOf(minimizers, i, table, slots[i - first]);
+                *next = SeedOf(minimizers, i, table, slots[i - first]);
+                next += next->cr != nullptr ? 1 : 0;
             }
         }
     }
@@ -93,7 +101,9 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
     for (const auto* seed = all; seed != all + count; ++seed) {
         const int seed_end = static_cast<int>(seed->q_pos >> 1U) + 1;
         const int seed_begin = seed_end - static_cast<int>(seed->q_span);
-        if (seed->flt == 0) {
+        if (seed->flt == 0 && !table.ArePossible(seed->cr, seed->n)) {
+            has_impossible_hits = true;
+        } else if (seed->flt == 0) {
             result.position_count += seed->n;
             result.minimizer_places[result.minimizer_count++] =
                 static_cast<std::uint64_t>(seed->q_span) << 32U | seed->q_pos >> 1U;
@@ -108,6 +118,10 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
     }
     result.repetitive_bases += end - begin;
     return result;
+}
+
+bool TookImpossibleHits() {
+    return std::exchange(has_impossible_hits, false);
 }
 
 }  // namespace qel_minimap2

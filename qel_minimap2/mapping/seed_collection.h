@@ -34,4 +34,8 @@ struct Seeds {
 /// this time waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
+/// Whether CollectSeeds has found lists or positions that no index holds, and has left them out, on this thread since
+/// the last call.
+bool TookImpossibleHits();
+
 }  // namespace qel_minimap2

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
 
 namespace qel_minimap2 {
@@ -21,7 +22,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
     std::vector<std::uint64_t> zeros;  // Guarded by the mutex.
     ForEach((sections + kSectionsPerItem - 1) / kSectionsPerItem, [&](std::size_t item, unsigned) {
         std::vector<std::uint64_t> found;
-        std::uint32_t bad = 0;
+        std::uint64_t bad = 0;
         const auto end = std::min((item + 1) * kSectionsPerItem, sections);
         const auto first = item * kSectionsPerItem * kSectionWords;
         const auto words_of_item = std::min(end * kSectionWords, layout.BaseWords()) - first;
@@ -33,7 +34,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
             for (std::uint64_t i = begin; i < begin + count; ++i) {
                 const auto word = words[i];
                 any |= word;
-                bad |= (word & 0x88888888U) | ((word >> 2U) & (word | word >> 1U) & 0x11111111U);
+                bad |= ImpossibleCodes(word);
             }
             if (any == 0) {
                 found.push_back(begin * 8);

@@ -8,7 +8,7 @@
 namespace qel_minimap2 {
 
 /// Copies the packed bases of a prebuilt index to `words`, IndexLayout::BaseWords() of them, on several threads. Throws
-/// std::runtime_error for an invalid base code: minimap2 indexes its scoring matrix with it.
+/// std::runtime_error for an impossible code of a base.
 ///
 /// Returns offsets of bases in long runs of A, a few hundred bases apart. An A is stored as zero, so a copy that
 /// stopped early, after space for the whole file was allocated, ends in such a run. Real genomes have hardly any.

@@ -1,6 +1,10 @@
 #include "qel_minimap2/index/mapped/checksums.h"
 
+// The second header makes the functions of the first choose the widest registers of the processor.
 #include <xxhash.h>
+// clang-format off
+#include <xxh_x86dispatch.h>
+// clang-format on
 
 namespace qel_minimap2 {
 

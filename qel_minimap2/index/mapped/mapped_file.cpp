@@ -27,16 +27,28 @@ MappedFile::MappedFile(const std::string& path) {
         Fail();
     }
     const auto size = static_cast<std::size_t>(status.st_size);
+    if (size == 0) {
+        return;
+    }
     void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Get(), 0);
     if (memory == MAP_FAILED) {
         Fail();
     }
     bytes = {static_cast<const unsigned char*>(memory), size};
+    guard.emplace(bytes, path);
+}
+
+// NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): neither call writes to the bytes.
+void MappedFile::ExpectReadingInOrder(bool in_order) const {
+    ::madvise(const_cast<unsigned char*>(bytes.data()), bytes.size(), in_order ? MADV_SEQUENTIAL : MADV_NORMAL);
 }
 
 MappedFile::~MappedFile() {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
-    ::munmap(const_cast<unsigned char*>(bytes.data()), bytes.size());
+    guard.reset();
+    if (!bytes.empty()) {
+        ::munmap(const_cast<unsigned char*>(bytes.data()), bytes.size());
+    }
 }
+// NOLINTEND(cppcoreguidelines-pro-type-const-cast)
 
 }  // namespace qel_minimap2

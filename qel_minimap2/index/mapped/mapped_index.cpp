@@ -11,6 +11,7 @@
 #include "qel_minimap2/index/mapped/index_format.h"
 #include "qel_minimap2/index/mapped/mapped_file.h"
 #include "qel_minimap2/index/mapped/mapped_layout.h"
+#include "qel_minimap2/index/mapped/table_check.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {
@@ -34,6 +35,15 @@ void RequireMappedIndex(const std::string& path) {
     }
 }
 
+MappedLayout CheckedLayout(const MappedFile& file) {
+    MappedLayout layout(file.Bytes());
+    file.ExpectReadingInOrder(true);
+    layout.CheckChecksums();
+    file.ExpectReadingInOrder(false);
+    layout.CheckContent();
+    return layout;
+}
+
 }  // namespace
 
 FileHeader HeaderOf(const std::string& path) {
@@ -45,16 +55,12 @@ FileHeader HeaderOf(const std::string& path) {
 void CheckIndex(const std::string& path) {
     RequireMappedIndex(path);
     const MappedFile file(path);
-    const MappedLayout layout(file.Bytes());
-    layout.CheckChecksums();
-    layout.CheckContent();
+    CheckTable(CheckedLayout(file));
 }
 
 IndexPointer MapIndex(const std::string& path) {
     auto file = std::make_shared<const MappedFile>(path);
-    const MappedLayout layout(file->Bytes());
-    layout.CheckChecksums();
-    layout.CheckContent();
+    const auto layout = CheckedLayout(*file);
     const auto& header = layout.Header().index;
     auto parts = layout.Table();
     parts.owner = std::move(file);

@@ -1,12 +1,13 @@
 #include "qel_minimap2/index/mapped/mapped_layout.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 #include <string>
 
 #include "qel_minimap2/index/mapped/checksums.h"
+#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/sequence_name.h"
 
@@ -14,15 +15,21 @@ namespace qel_minimap2 {
 
 namespace {
 
-std::runtime_error Damaged(const std::string& what) {
-    return std::runtime_error("the index is damaged: " + what);
+// `bytes`: whole pages.
+bool HasImpossibleBase(std::span<const unsigned char> bytes) {
+    std::uint64_t impossible = 0;
+    const auto* const codes = reinterpret_cast<const std::uint64_t*>(bytes.data());
+    for (std::size_t i = 0; i < bytes.size() / sizeof *codes; ++i) {
+        impossible |= ImpossibleCodes(codes[i]);
+    }
+    return impossible != 0;
 }
 
 }  // namespace
 
 MappedLayout::MappedLayout(std::span<const unsigned char> file) : file(file) {
     if (file.size() < sizeof header) {
-        throw Damaged("it is cut short, to " + std::to_string(file.size()) + " bytes");
+        throw DamagedFile("it is cut short, to " + std::to_string(file.size()) + " bytes");
     }
     std::memcpy(&header, file.data(), sizeof header);
     CheckHeader();
@@ -35,10 +42,10 @@ void MappedLayout::CheckHeader() const {
             "the index was made on a machine of another byte order; make it again with tavik_index");
     }
     if (header.checksum != ChecksumOf(header)) {
-        throw Damaged("its header does not match its checksum");
+        throw DamagedFile("its header does not match its checksum");
     }
     if (header.byte_order != kByteOrder) {
-        throw Damaged("an unknown byte order");
+        throw DamagedFile("an unknown byte order");
     }
     if (header.version != kFormatVersion) {
         throw std::runtime_error("the index was made by a newer version; make it again with tavik_index");
@@ -47,40 +54,40 @@ void MappedLayout::CheckHeader() const {
         throw std::runtime_error("the index was made with another version of minimap2; make it again with tavik_index");
     }
     if (header.file_size != file.size()) {
-        throw Damaged("it has " + std::to_string(file.size()) + " bytes and should have " +
-                      std::to_string(header.file_size));
+        throw DamagedFile("it has " + std::to_string(file.size()) + " bytes and should have " +
+                          std::to_string(header.file_size));
     }
     if (const char* const fault = FaultOfHeader(header.index)) {
-        throw Damaged(fault);
+        throw DamagedFile(fault);
     }
 }
 
 // Their places follow from their lengths.
 void MappedLayout::CheckSections() const {
     if (header.section_count > kMostSections) {
-        throw Damaged("too many sections");
+        throw DamagedFile("too many sections");
     }
     std::uint64_t offset = kPageSize;
     std::uint32_t kinds = 0;
     for (const auto& section : Sections()) {
         if (section.offset != offset || section.length > file.size() - offset ||
             RoundedUp(section.length, kPageSize) > file.size() - offset) {
-            throw Damaged("a section outside its place");
+            throw DamagedFile("a section outside its place");
         }
         offset += RoundedUp(section.length, kPageSize);
         const auto kind = static_cast<std::uint32_t>(section.kind);
         if (kind >= 1 && kind <= kSectionKinds) {
             if ((kinds >> kind & 1U) != 0) {
-                throw Damaged("two sections of one kind");
+                throw DamagedFile("two sections of one kind");
             }
             kinds |= 1U << kind;
         }
     }
     if (kinds != (2U << kSectionKinds) - 2) {
-        throw Damaged("a section is missing");
+        throw DamagedFile("a section is missing");
     }
     if (offset != file.size()) {
-        throw Damaged("bytes that belong to no section");
+        throw DamagedFile("bytes that belong to no section");
     }
 }
 
@@ -92,16 +99,25 @@ const Section& MappedLayout::SectionOf(SectionKind kind) const {
 void MappedLayout::CheckChecksums() const {
     struct Piece {
         std::span<const unsigned char> bytes;
+        bool has_bases;
         std::uint64_t checksum;
     };
     std::vector<Piece> pieces;
     for (const auto& section : Sections()) {
         const auto size = RoundedUp(section.length, kPageSize);
         for (std::uint64_t begin = 0; begin < size; begin += kPieceSize) {
-            pieces.push_back({file.subspan(section.offset + begin, std::min(kPieceSize, size - begin)), 0});
+            pieces.push_back({file.subspan(section.offset + begin, std::min(kPieceSize, size - begin)),
+                              section.kind == SectionKind::bases, 0});
         }
     }
-    ForEach(pieces.size(), [&](std::size_t item, unsigned) { pieces[item].checksum = ChecksumOf(pieces[item].bytes); });
+    std::atomic<bool> has_impossible_base = false;
+    ForEach(pieces.size(), [&](std::size_t item, unsigned) {
+        auto& [bytes, has_bases, checksum] = pieces[item];
+        checksum = ChecksumOf(bytes);
+        if (has_bases && HasImpossibleBase(bytes)) {  // While the bytes are cached.
+            has_impossible_base = true;
+        }
+    });
     auto piece = pieces.begin();
     for (const auto& section : Sections()) {
         std::vector<std::uint64_t> checksums;
@@ -109,8 +125,11 @@ void MappedLayout::CheckChecksums() const {
             checksums.push_back(piece->checksum);
         }
         if (ChecksumOf(checksums) != section.checksum) {
-            throw Damaged("the bytes from " + std::to_string(section.offset) + " on do not match their checksum");
+            throw DamagedFile("the bytes from " + std::to_string(section.offset) + " on do not match their checksum");
         }
+    }
+    if (has_impossible_base) {
+        throw DamagedFile("impossible codes of bases");
     }
 }
 
@@ -125,7 +144,7 @@ void MappedLayout::CheckNames() const {
     for (std::uint32_t i = 0; i < header.index.sequences; ++i) {
         const auto end = std::find(names.begin(), names.end(), '\0');
         if (end == names.end()) {
-            throw Damaged("a name is missing");
+            throw DamagedFile("a name is missing");
         }
         const auto length = static_cast<std::size_t>(end - names.begin());
         if (const char* const fault = FaultOfSequenceName({names.data(), length})) {
@@ -134,17 +153,17 @@ void MappedLayout::CheckNames() const {
         names = names.subspan(length + 1);
     }
     if (SectionOf(SectionKind::lengths).length != header.index.sequences * sizeof(std::uint32_t)) {
-        throw Damaged("its lengths are not those of its sequences");
+        throw DamagedFile("its lengths are not those of its sequences");
     }
     std::uint64_t bases = 0;
     for (const auto length : Lengths()) {
         if (length > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
-            throw Damaged("a sequence of more than 2^31 - 1 bases");
+            throw DamagedFile("a sequence of more than 2^31 - 1 bases");
         }
         bases += length;
     }
     if (bases != header.bases || SectionOf(SectionKind::bases).length != (bases + 7) / 8 * sizeof(std::uint32_t)) {
-        throw Damaged("its bases are not those of its sequences");
+        throw DamagedFile("its bases are not those of its sequences");
     }
 }
 
@@ -154,21 +173,21 @@ void MappedLayout::CheckTable() const {
     const auto blocks = At<StoredBlock>(SectionKind::blocks);
     if (SectionOf(SectionKind::buckets).length != sizeof(SeedTable::Stretch) << header.index.bucket_bits ||
         SectionOf(SectionKind::blocks).length != shape.BlockCount() * sizeof(StoredBlock)) {
-        throw Damaged("the wrong number of buckets");
+        throw DamagedFile("the wrong number of buckets");
     }
     std::uint64_t end = 0;
     for (const auto& block : blocks) {
         if (block.positions > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
-            throw Damaged("too many positions in a block");
+            throw DamagedFile("too many positions in a block");
         }
         end = RoundedUp(end, kBlockAlignment) + shape.SizeOf(block.groups, block.positions);
     }
     if (end != SectionOf(SectionKind::table).length) {
-        throw Damaged("its table has another size than its blocks");
+        throw DamagedFile("its table has another size than its blocks");
     }
     for (std::size_t i = 0; i < stretches.size(); ++i) {
         if (std::uint64_t{stretches[i].begin} + stretches[i].Groups() > blocks[i >> shape.bits_in_block].groups) {
-            throw Damaged("a bucket outside its block");
+            throw DamagedFile("a bucket outside its block");
         }
     }
 }
@@ -179,13 +198,13 @@ void MappedLayout::CheckCounts() const {
     for (const auto& count : counts) {
         if (count.occurrences <= last || count.occurrences >= std::numeric_limits<std::int32_t>::max() ||
             count.minimizers == 0 || count.minimizers > header.minimizers - minimizers) {
-            throw Damaged("impossible numbers of occurrences");
+            throw DamagedFile("impossible numbers of occurrences");
         }
         last = count.occurrences;
         minimizers += count.minimizers;
     }
     if (minimizers != header.minimizers || SectionOf(SectionKind::occurrences).length % sizeof counts[0] != 0) {
-        throw Damaged("its numbers of occurrences are not those of its minimizers");
+        throw DamagedFile("its numbers of occurrences are not those of its minimizers");
     }
 }
 
@@ -202,6 +221,8 @@ SeedTable::Parts MappedLayout::Table() const {
     }
     const auto counts = At<SeedTable::OccurrenceCount>(SectionKind::occurrences);
     parts.counts.assign(counts.begin(), counts.end());
+    parts.lengths = Lengths().data();
+    parts.sequences = Lengths().size();
     return parts;
 }
 

@@ -3,12 +3,19 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "qel_minimap2/index/mapped/index_format.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {
+
+/// The error for a file with content that WriteIndex never writes.
+inline std::runtime_error DamagedFile(const std::string& what) {
+    return std::runtime_error("the index is damaged: " + what);
+}
 
 /// Where the parts of a mapped index lie in its file. Refers to the file's bytes. Any thread.
 class MappedLayout {
@@ -19,10 +26,11 @@ public:
     const FileHeader& Header() const { return header; }
     std::span<const Section> Sections() const { return {header.sections.data(), header.section_count}; }
 
-    /// Reads the whole file once, on all cores, and compares it with its checksums. Throws std::runtime_error.
+    /// Reads the whole file once, on all cores, and compares it with its checksums. Also checks the codes of the bases.
+    /// Throws std::runtime_error.
     void CheckChecksums() const;
-    /// Checks all that says where other things are, in time linear in the sequences and buckets, and the codes of the
-    /// bases. Throws std::runtime_error. The table's keys, values and positions are checked when they are used.
+    /// Checks all that says where other things are, in time linear in the sequences and buckets. Throws
+    /// std::runtime_error. The table's keys, values and positions are checked when they are used.
     void CheckContent() const;
 
     const char* Names() const { return At<char>(SectionKind::names).data(); }
