@@ -1,9 +1,10 @@
 #include "qel_minimap2/index/mapped/new_file.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
+#include <climits>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -20,20 +21,27 @@ namespace {
 
 constexpr mode_t kMode = 0666;  // The process's mask takes from it.
 
-// The names of hidden files, in memory that is never freed: a signal handler reads them.
+// The names of the hidden files, for a signal handler.
+struct HiddenFile {
+    enum State { free, changing, in_use };
+    std::atomic<State> state = free;
+    std::array<char, PATH_MAX> name{};
+};
+static_assert(std::atomic<HiddenFile::State>::is_always_lock_free);
 constexpr std::size_t kMostHidden = 16;
-std::array<std::atomic<char*>, kMostHidden> hidden_files{};
+std::array<HiddenFile, kMostHidden> hidden_files;
 
 [[noreturn]] void Fail() {
     throw std::runtime_error(std::generic_category().message(errno));
 }
 
-// A hidden file that finds no place in the list is only not removed by a signal.
+// A hidden file that finds no place in the list is not removed by a signal handler.
 void Remember(const std::string& name) {
-    char* const copy = ::strdup(name.c_str());
-    for (auto& place : hidden_files) {
-        char* none = nullptr;
-        if (place.compare_exchange_strong(none, copy)) {
+    for (auto& file : hidden_files) {
+        auto state = HiddenFile::free;
+        if (name.size() < file.name.size() && file.state.compare_exchange_strong(state, HiddenFile::changing)) {
+            std::copy_n(name.c_str(), name.size() + 1, file.name.begin());
+            file.state = HiddenFile::in_use;
             return;
         }
     }
@@ -43,7 +51,7 @@ std::string Target(const std::string& path) {
     std::error_code error;
     const auto status = std::filesystem::symlink_status(path, error);
     const auto target = std::filesystem::is_symlink(status) ? std::filesystem::weakly_canonical(path, error) : "";
-    const auto name = target.empty() || error ? path : target.string();
+    auto name = target.empty() || error ? path : target.string();
     const auto kind = std::filesystem::status(name, error);
     if (std::filesystem::is_directory(kind)) {
         throw std::runtime_error("is a folder");
@@ -56,37 +64,38 @@ std::string Target(const std::string& path) {
 
 }  // namespace
 
-NewFile::NewFile(const std::string& path, std::uint64_t size)
+NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
     folder = folder.empty() ? "." : folder;
-    // Its link is what gives the file its name later.
-    if (::access("/proc/self/fd", X_OK) == 0) {
+    // Publish needs the link in that folder.
+    if (naming == Naming::late && ::access("/proc/self/fd", X_OK) == 0) {
         descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
     }
     if (descriptor < 0) {
-        hidden = HiddenName(folder);
+        hidden = HiddenName();
         descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
     }
     if (descriptor < 0) {
-        const int reason = errno;
-        Forget();
-        errno = reason;
-        Fail();
+        GiveUp();
     }
     // Not all file systems can reserve; then a full disk is noticed when it is full.
     if (::fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0 && (errno == ENOSPC || errno == EDQUOT)) {
-        const int reason = errno;
-        Forget();
-        errno = reason;
-        Fail();
+        GiveUp();
     }
+}
+
+void NewFile::GiveUp() {
+    const int reason = errno;
+    Forget();
+    errno = reason;
+    Fail();
 }
 
 NewFile::~NewFile() {
     Forget();
 }
 
-std::string NewFile::HiddenName(const std::string& folder) {
+std::string NewFile::HiddenName() const {
     static std::atomic<unsigned> number = 0;
     std::string name;
     do {
@@ -105,10 +114,9 @@ void NewFile::Forget() noexcept {
         return;
     }
     ::unlink(hidden.c_str());
-    for (auto& place : hidden_files) {
-        char* const name = place;
-        if (name != nullptr && hidden == name) {
-            place = nullptr;
+    for (auto& file : hidden_files) {
+        if (file.state == HiddenFile::in_use && hidden == file.name.data()) {
+            file.state = HiddenFile::free;
         }
     }
     hidden.clear();
@@ -135,7 +143,7 @@ void NewFile::Publish() {
         Fail();
     }
     if (hidden.empty()) {
-        const auto name = HiddenName(folder);
+        const auto name = HiddenName();
         const auto link = "/proc/self/fd/" + std::to_string(descriptor);
         hidden = name;
         if (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
@@ -151,9 +159,9 @@ void NewFile::Publish() {
 }
 
 void NewFile::RemoveUnfinished() noexcept {
-    for (const auto& place : hidden_files) {
-        if (const char* const name = place; name != nullptr) {
-            ::unlink(name);
+    for (const auto& file : hidden_files) {
+        if (file.state == HiddenFile::in_use) {
+            ::unlink(file.name.data());
         }
     }
 }

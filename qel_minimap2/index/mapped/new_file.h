@@ -9,9 +9,13 @@ namespace qel_minimap2 {
 /// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder.
 class NewFile {
 public:
+    /// When the file gets a name: at its end, or hidden from the beginning.
+    enum class Naming { late, hidden };
+
     /// `path`: the name to be; where it is a symbolic link, that of the file it leads to. Reserves `size` bytes of disk
-    /// where the file system can. Throws std::runtime_error with the system's reason.
-    NewFile(const std::string& path, std::uint64_t size);
+    /// where the file system can. `naming`: `late` where the file system can. Throws std::runtime_error with the
+    /// system's reason.
+    NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
     /// Removes the file unless Publish has named it.
@@ -27,8 +31,8 @@ public:
     static void RemoveUnfinished() noexcept;
 
 private:
-    void OpenHidden(const std::string& folder);
-    std::string HiddenName(const std::string& folder);
+    [[noreturn]] void GiveUp();
+    std::string HiddenName() const;
     void Forget() noexcept;
 
     std::string path, folder;

@@ -21,6 +21,8 @@
 #include "qel_minimap2/index/from_fasta/reference_index.h"
 #include "qel_minimap2/index/from_mmi/index_file.h"
 #include "qel_minimap2/index/index_loading.h"
+#include "qel_minimap2/index/mapped/index_writer.h"
+#include "qel_minimap2/index/mapped/mapped_index.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 #include "tests/common/meeting.h"
@@ -182,6 +184,14 @@ private:
     std::vector<std::string> families;
 };
 
+// The index after its way through a file that is mapped.
+IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder) {
+    const auto path = folder.Path("mapped");
+    WriteIndex(index, path);
+    CheckIndex(path);
+    return MapIndex(path);
+}
+
 TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
     const Tests::TemporaryFolder folder;
     const std::tuple<int, int, std::size_t> cases[] = {{15, 10, 400000}, {15, 10, 300},    {15, 10, 30000},
@@ -191,7 +201,9 @@ TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
     for (const auto& [k, window, bases] : cases) {
         const auto options = OptionsFor(k, window);
         const auto path = folder.Write("reference.fa", MadeReference(++seed).Fasta(bases));
-        EXPECT_EQ(Difference(*IndexReference(path, options), *WithLibrary(path, options)), "") << k << " " << window;
+        const auto ours = IndexReference(path, options), library = WithLibrary(path, options);
+        EXPECT_EQ(Difference(*ours, *library), "") << k << " " << window;
+        EXPECT_EQ(Difference(*Mapped(*ours, folder), *library), "") << k << " " << window;
     }
     const auto reference = folder.Path("reference.fa");
     for (const auto& wrong : {OptionsFor(14, 10), OptionsFor(17, 10), OptionsFor(15, 10, MM_I_HPC)}) {
@@ -209,8 +221,11 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
                                OptionsFor(16, 12, 0, 0), OptionsFor(19, 10, 0, 4),     OptionsFor(25, 10, 0, 20)};
     for (const auto& options : all) {
         const auto library = WithLibrary(fasta, options, built.c_str());
-        EXPECT_EQ(Difference(*LoadIndexFile(built), *library), "")
-            << options.k << " " << options.w << " " << options.bucket_bits;
+        const auto ours = LoadIndexFile(built), mapped = Mapped(*ours, folder);
+        for (const auto* const index : {ours.get(), mapped.get()}) {
+            EXPECT_EQ(Difference(*index, *library), "")
+                << options.k << " " << options.w << " " << options.bucket_bits << " " << (index == mapped.get());
+        }
     }
 }
 
@@ -227,7 +242,7 @@ TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
         }
     }
     const auto path = folder.Write("reference.fa", ">r\n" + bases + "\n");
-    const auto ours = IndexReference(path, OptionsFor(15, 10));
+    const auto ours = Mapped(*IndexReference(path, OptionsFor(15, 10)), folder);
     const auto library = WithLibrary(path, OptionsFor(15, 10));
     std::size_t keys = 0;
     for (std::size_t bucket = 0; bucket < std::size_t{1} << 14U; ++bucket) {
@@ -282,7 +297,7 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
     const auto path = folder.Write("reference.fa", MadeReference(9).Fasta(60000));
     const auto k = static_cast<unsigned>(GetParam());
     const auto library = WithLibrary(path, OptionsFor(GetParam(), 5), folder.Path("built.mmi").c_str());
-    const auto ours = LoadIndexFile(folder.Path("built.mmi"));
+    const auto ours = LoadIndexFile(folder.Path("built.mmi")), mapped = Mapped(*ours, folder);
     std::mt19937_64 random(3);
     for (int read = 0; read < 300; ++read) {
         // Minimizers of the index and others, some several times in a row.
@@ -306,8 +321,12 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
             expected.seeds = mm_collect_matches(nullptr, &expected.count, length, most, of_any, distance, library.get(),
                                                 &minimizers, &expected.position_count, &expected.repetitive_bases,
                                                 &expected.minimizer_count, &expected.minimizer_places);
-            ASSERT_EQ(Text(CollectSeeds({nullptr, minimizers, length, most, of_any, distance}, *SeedTable::Of(*ours))),
-                      Text(expected));
+            const auto text = Text(expected);
+            for (const auto* const index : {ours.get(), mapped.get()}) {
+                ASSERT_EQ(
+                    Text(CollectSeeds({nullptr, minimizers, length, most, of_any, distance}, *SeedTable::Of(*index))),
+                    text);
+            }
         }
     }
 }
