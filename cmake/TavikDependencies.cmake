@@ -28,10 +28,9 @@ endif()
 set(tavik_boost_packages
   log libboost-log-dev log_setup libboost-log-dev program_options libboost-program-options-dev
   filesystem libboost-filesystem-dev iostreams libboost-iostreams-dev thread libboost-thread-dev)
-set(Boost_NO_WARN_NEW_VERSIONS ON)
 while(tavik_boost_packages)
   list(POP_FRONT tavik_boost_packages component package)
-  find_package(Boost 1.74 QUIET COMPONENTS ${component})
+  find_package(Boost 1.74 QUIET CONFIG COMPONENTS ${component})
   if(NOT Boost_FOUND)
     tavik_missing("Boost.${component} (1.74 or later)" "${package}")
   endif()
@@ -42,19 +41,51 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# qel_minimap2/wrapped_functions.cpp replaces functions of exactly this version. The headers contain no version, but the
-# package has one.
+# The headers contain no version, but the package has one.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
   execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}" libminimap2-dev
     OUTPUT_VARIABLE tavik_minimap2_package ERROR_QUIET)
-  if(tavik_minimap2_package AND NOT tavik_minimap2_package MATCHES "^2\\.24[^0-9]")
-    message(FATAL_ERROR "minimap2 2.24 is needed; the package libminimap2-dev here is ${tavik_minimap2_package}.")
-  endif()
   if(tavik_minimap2_package)
     set(TAVIK_MINIMAP2_VERSION "${tavik_minimap2_package}")
   endif()
+endif()
+# qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a release is accepted only after all of its output
+# was compared with ours.
+set(tavik_judged_minimap2 2.24 2.27)
+option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output was never compared" OFF)
+string(REGEX MATCH "^[0-9]+\\.[0-9]+" TAVIK_MINIMAP2_RELEASE "${TAVIK_MINIMAP2_VERSION}")
+if(TAVIK_MINIMAP2_RELEASE AND NOT TAVIK_MINIMAP2_RELEASE IN_LIST tavik_judged_minimap2 AND NOT TAVIK_UNJUDGED_MINIMAP2)
+  list(JOIN tavik_judged_minimap2 " and " tavik_judged_minimap2)
+  message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_RELEASE} has not been judged; ${tavik_judged_minimap2} have been. To judge "
+    "it, configure with -D TAVIK_UNJUDGED_MINIMAP2=ON, run all tests, tests/judges/kernel-check and "
+    "tests/judges/compare-with-minimap2, and add it to cmake/TavikDependencies.cmake.")
+endif()
+# The functions that are replaced, and a proof that this works with the installed library.
+set(TAVIK_MINIMAP2_WRAPPED ksw_extd2_sse mm_sketch mm_idx_getseq mm_idx_cal_max_occ mm_collect_matches radix_sort_128x
+  mg_lchain_dp mg_lchain_rmq)
+list(TRANSFORM TAVIK_MINIMAP2_WRAPPED PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE TAVIK_MINIMAP2_WRAP_OPTIONS)
+if(NOT TAVIK_MINIMAP2_PROVEN STREQUAL "${MINIMAP2_ARCHIVE} ${TAVIK_MINIMAP2_VERSION}")
+  set(tavik_proof SOURCES "${CMAKE_CURRENT_LIST_DIR}/minimap2_assumptions.cpp"
+    CMAKE_FLAGS "-DINCLUDE_DIRECTORIES=${MINIMAP2_INCLUDE_DIR}"
+    LINK_OPTIONS ${TAVIK_MINIMAP2_WRAP_OPTIONS} LINK_LIBRARIES "${MINIMAP2_ARCHIVE}" ZLIB::ZLIB Threads::Threads m
+    CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON NO_CACHE)
+  if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    try_compile(tavik_proof_compiles ${tavik_proof} OUTPUT_VARIABLE tavik_proof_errors)
+    set(tavik_proof_status 0)
+  else()
+    try_run(tavik_proof_status tavik_proof_compiles ${tavik_proof}
+      COMPILE_OUTPUT_VARIABLE tavik_proof_errors RUN_OUTPUT_VARIABLE tavik_proof_output)
+  endif()
+  if(NOT tavik_proof_compiles)
+    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} declares or defines something in another way than "
+      "cmake/minimap2_assumptions.cpp:\n${tavik_proof_errors}")
+  elseif(NOT tavik_proof_status EQUAL 0)
+    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not do what qel_minimap2 relies on (status "
+      "${tavik_proof_status}):\n${tavik_proof_output}")
+  endif()
+  set(TAVIK_MINIMAP2_PROVEN "${MINIMAP2_ARCHIVE} ${TAVIK_MINIMAP2_VERSION}" CACHE INTERNAL "")
 endif()
 
 find_package(nlohmann_json 3 QUIET)

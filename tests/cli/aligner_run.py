@@ -29,7 +29,8 @@ class Run:
         done = subprocess.run(self.args, input=stdin, cwd=folder, capture_output=True, text=True, errors="replace",
                               timeout=250, preexec_fn=before)
         self.status = done.returncode if done.returncode >= 0 else signal.Signals(-done.returncode).name
-        self.stdout, self.stderr = done.stdout, done.stderr
+        # Boost 1.79 and later add the category and number of an error to its text.
+        self.stdout, self.stderr = done.stdout, re.sub(r" \[(system|generic):\d+\]", "", done.stderr)
 
     def records(self):
         """The log records on standard error as (severity, message)."""

@@ -171,7 +171,7 @@ class Multiqc(ReportTest):
         self.align([READS / "sample_1.fastq", "missing.fastq"], save="lambda_2")
         for name in ("lambda_1", "lambda_2"):
             self.run_report(name)
-        subprocess.run(["/usr/bin/multiqc", "--flat", "--quiet", "--cl-config", "no_version_check: true", "-o", "both", "."],
+        subprocess.run(["/usr/bin/multiqc", "--quiet", "--cl-config", "no_version_check: true", "-o", "both", "."],
                        cwd=self.folder, check=True, capture_output=True, timeout=250)
         data = json.loads((self.folder / "both/multiqc_data/multiqc_data.json").read_text())
         (general,) = data["report_general_stats_data"]

@@ -88,7 +88,7 @@ class InstalledTree(InstallationTest):
         expected |= {doc / name: 0o644 for name in ("README.md", "changelog.Debian.gz", "changelog.gz", "copyright")}
         expected[share / "lintian/overrides/tavik-aligner"] = 0o644
         for name, folder in (("docs", doc), ("examples", doc), ("workflow", share / "tavik_aligner")):
-            tracked = run("git", "ls-files", name, cwd=SOURCE)[1].splitlines() or [
+            tracked = (run("git", "ls-files", name, cwd=SOURCE)[1].splitlines() if shutil.which("git") else []) or [
                 path.relative_to(SOURCE) for path in (SOURCE / name).rglob("*") if path.is_file() and path.suffix != ".pyc"]
             for file in map(Path, tracked):
                 # Debian has documentation in one place.
@@ -184,6 +184,22 @@ class Configuration(InstallationTest):
                 if build_type:
                     self.assertEqual({" -O3 " in command for command in commands}, {build_type == "Release"})
                 self.assertEqual((build / "CTestTestfile.cmake").exists(), arguments != embedding)
+
+    def test_minimap2_is_judged_and_does_what_the_library_relies_on(self):
+        # Another release; and one that no longer calls a function by the name under which the library replaces it.
+        tree = self.folder / "source"
+        shutil.copytree(SOURCE, tree, ignore=shutil.ignore_patterns("build", ".git"), symlinks=True)
+        (self.folder / "dpkg-query").write_text("#!/bin/sh\nprintf 2.99+dfsg-1\n")
+        (self.folder / "dpkg-query").chmod(0o755)
+        configure = ("cmake", "-G", "Ninja", "-S", tree, "-B", self.folder / "build", f"-DDPKG_QUERY={self.folder}/dpkg-query")
+        status, _, errors = run(*configure)
+        self.assertIn("minimap2 2.99 has not been judged", " ".join(errors.split()))
+        self.assertEqual((status, run(*configure, "-DTAVIK_UNJUDGED_MINIMAP2=ON")[0]), (1, 0))
+        (self.folder / "build/CMakeCache.txt").unlink()
+        dependencies = tree / "cmake/TavikDependencies.cmake"
+        dependencies.write_text(dependencies.read_text().replace("radix_sort_128x", "radix_sort_64"))
+        status, _, errors = run(*configure, "-DTAVIK_UNJUDGED_MINIMAP2=ON")
+        self.assertEqual((status, "undefined reference" in errors), (1, True), errors)
 
 
 class Scripts(InstallationTest):
