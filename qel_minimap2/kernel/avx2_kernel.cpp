@@ -35,9 +35,14 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     // The gap that the difference in length forces is a loss that does not come from the read's errors.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
-    int width = Lanes32::kWidth / 2;
-    for (const auto attempt : {&TryBand<1, kTrace>, &TryBand<2, kTrace>, &TryBand<4, kTrace>, &TryBand<8, kTrace>}) {
-        width *= 2;
+    struct Attempt {
+        int registers;
+        decltype(&TryBand<1, kTrace>) run;
+    };
+    for (const auto& [registers, attempt] :
+         {Attempt{1, &TryBand<1, kTrace>}, Attempt{2, &TryBand<2, kTrace>}, Attempt{3, &TryBand<3, kTrace>},
+          Attempt{4, &TryBand<4, kTrace>}, Attempt{6, &TryBand<6, kTrace>}, Attempt{8, &TryBand<8, kTrace>}}) {
+        const int width = registers * Lanes32::kWidth;
         const Band band = BandOf(call, scoring, width);
         if (band.provable <= expected) {
             continue;

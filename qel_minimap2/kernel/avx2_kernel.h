@@ -17,9 +17,9 @@
 //
 // A call takes one of three ways, which avx2_kernel.cpp chooses:
 //  1. certified_band.h: a call that fills the gap between two seeds (KSW_EZ_APPROX_MAX alone, no band limit) is
-//     tried in strips of 32, 64, 128 and 256 lanes. The score found is compared with an upper bound for all paths
-//     outside the strip. Widths that recent calls show to be too narrow are skipped, and so are those above two thirds
-//     of the shorter sequence.
+//     tried in strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all
+//     paths outside the strip. Widths that recent calls show to be too narrow are skipped, and so are those above two
+//     thirds of the shorter sequence.
 //  2. checkpointed_sweep.h: where no strip is proven, the whole matrix, of which every 64th anti-diagonal is kept. The
 //     trace back computes the corner between two kept ones again, 4 KB at a time.
 //  3. general_kernel.h: everything else: calls with a band limit, extensions from a chain's ends and short gaps (below

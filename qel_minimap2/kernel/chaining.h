@@ -56,8 +56,7 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
 /// when out of memory. Requires AVX2; any thread.
 bool ChainWithAvx2(const ChainCall& call, Chains& chains);
 
-/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainWithAvx2 does, and also where it may
-/// matter which of several anchors with the same penalty minimap2 takes: that depends on the shape of its tree.
+/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainWithAvx2 does.
 bool JoinWithAvx2(const JoinCall& call, Chains& chains);
 
 }  // namespace qel_minimap2::kernel

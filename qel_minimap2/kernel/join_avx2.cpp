@@ -5,6 +5,7 @@
 #include "qel_minimap2/kernel/chain_score.h"
 #include "qel_minimap2/kernel/chaining.h"
 #include "qel_minimap2/kernel/penalties.h"
+#include "qel_minimap2/kernel/reach_tree.h"
 #include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 goes through the anchors by reference position and keeps those in reach in two trees ordered by read
@@ -22,8 +23,9 @@
 //
 // Where one anchor alone has the lowest penalty in a range, every search finds it. Where several have it, as often
 // happens among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. So each of them is tried, and the call is left to minimap2 only
-// if the best predecessor differs. Each walk back has its own number and marks the anchors it has seen with it.
+// because a near anchor is usually better. So each of them is tried. Where the best predecessor differs, as it does in
+// homopolymers, minimap2's tree is grown as minimap2 has grown it by then, and kept for the rest of the section. Each
+// walk back has its own number and marks the anchors it has seen with it.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -71,7 +73,9 @@ private:
     }
 
     bool JoinSection(int begin, int end) {
-        entered = wide_first = near_first = begin;
+        section_begin = entered = wide_first = near_first = begin;
+        section_end = end;
+        tree.Stop();
         for (int at = begin, stretch_end = 0; at < end; at = stretch_end) {
             const int least_size = Larger(at - wide_first, kShortestStretch);
             stretch_end = end - at > least_size ? at + least_size : end;
@@ -170,17 +174,23 @@ private:
                     const int rank = rank_of[entered - window];
                     PutPenalty(rank);
                     SwitchNear(rank);
+                    if (tree.IsStarted()) {
+                        PutIntoTree(entered);
+                    }
                 }
             }
-            for (; wide_first < entered && IsOut(i, wide_first, distance); ++wide_first) {
+            for (; wide_first < entered && IsOut(i, wide_first, entered, distance); ++wide_first) {
                 penalties.Remove(rank_of[wide_first - window]);
+                if (tree.IsStarted()) {
+                    tree.Remove(wide_first);
+                }
             }
-            for (; near_first < entered && IsOut(i, near_first, near_distance); ++near_first) {
+            for (; near_first < entered && IsOut(i, near_first, entered, near_distance); ++near_first) {
                 SwitchNear(rank_of[near_first - window]);
             }
             const int rank = rank_of[i - window];
             BestBefore best{length};
-            if (!FindBefore(rank, best)) {
+            if (!FindBefore(i, best)) {
                 return false;
             }
             scores[rank] = best.score;
@@ -191,24 +201,62 @@ private:
         return true;
     }
 
-    // Whether `first`, the first anchor in reach so far, is out of reach of anchor i.
-    bool IsOut(int i, int first, int reach) const {
-        return IsBeyond(i, first, reach) || entered - first > call.most_in_reach;
+    // Whether `first`, the first anchor in reach so far, is out of reach of anchor i. `end`: where those in reach end.
+    bool IsOut(int i, int first, int end, int reach) const {
+        return IsBeyond(i, first, reach) || end - first > call.most_in_reach;
+    }
+
+    double Penalty(std::int32_t reference_position, std::int32_t read_position, std::int32_t score) const {
+        const int diagonal =
+            static_cast<int>(static_cast<unsigned>(reference_position) + static_cast<unsigned>(read_position));
+        return -(score + per_base * diagonal);
     }
 
     void PutPenalty(int rank) {
-        const int diagonal = static_cast<int>(static_cast<unsigned>(reference_positions[rank]) +
-                                              static_cast<unsigned>(read_positions[rank]));
-        penalties.Put(rank, -(scores[rank] + per_base * diagonal));
+        penalties.Put(rank, Penalty(reference_positions[rank], read_positions[rank], scores[rank]));
+    }
+
+    void PutIntoTree(int i) {
+        const auto read_position = static_cast<std::int32_t>(anchors[i].y);
+        tree.Insert(i, read_position, Penalty(static_cast<std::int32_t>(anchors[i].x), read_position, all.scores[i]));
+    }
+
+    // Calls `enter` and `leave` for the anchors that come into reach of those from the section's first to before `end`,
+    // and for those that leave it, in minimap2's order.
+    template <typename Enter, typename Leave>
+    void Repeat(int end, Enter enter, Leave leave) const {
+        for (int i = section_begin, in = i, out = i; i < end; ++i) {
+            if (anchors[in].x != anchors[i].x) {
+                for (; in < i; ++in) {
+                    enter(in);
+                }
+            }
+            for (; out < in && IsOut(i, out, in, distance); ++out) {
+                leave(out);
+            }
+        }
+    }
+
+    // Grows the tree that minimap2 has when it comes to anchor i. Returns false when there is no memory.
+    bool GrowTree(int i) {
+        int in_reach = 0, most = 1;
+        Repeat(
+            section_end, [&](int) { most = Larger(most, ++in_reach); }, [&](int) { --in_reach; });
+        if (!tree.Start(most)) {
+            return false;
+        }
+        Repeat(
+            i + 1, [&](int entering) { PutIntoTree(entering); }, [&](int leaving) { tree.Remove(leaving); });
+        return true;
     }
 
     void SwitchNear(int rank) { near_ranks[rank / kWord] ^= std::uint64_t{1} << static_cast<unsigned>(rank % kWord); }
 
-    // Finds the best predecessor of the anchor at `rank`. Returns false when it depends on the choice among equal
-    // penalties.
-    bool FindBefore(int rank, BestBefore& best) {
+    // Finds the best predecessor of anchor i. Returns false when there is no memory.
+    bool FindBefore(int i, BestBefore& best) {
         // minimap2's range ends before the anchors at the same read position. The first anchor of all is an
         // exception: it stays in the range.
+        const int rank = rank_of[i - window];
         const int equal = first_equal[rank];
         const int first = first_in_reach[rank];
         const int last = member[equal] == 0 ? equal : equal - 1;
@@ -219,10 +267,27 @@ private:
         if (least.rank < 0) {
             return true;
         }
-        FollowLeast(rank, least.rank, best);
         if (least.is_only) {
+            FollowLeast(rank, least.rank, best);
             return true;
         }
+        if (!tree.IsStarted()) {
+            if (AllLeadToOne(rank, least, last, best)) {
+                return true;
+            }
+            if (!GrowTree(i)) {
+                return false;
+            }
+        }
+        best = BestBefore{length};
+        FollowLeast(rank, rank_of[tree.Least(read_positions[rank], distance) - window], best);
+        return true;
+    }
+
+    // Finds the best predecessor of the anchor at `rank` if it is the same for all anchors with the lowest penalty, up
+    // to rank `last`.
+    bool AllLeadToOne(int rank, const Penalties::Minimum& least, int last, BestBefore& best) {
+        FollowLeast(rank, least.rank, best);
         int tried = 1;
         for (int other = least.rank; (other = penalties.Next(other + 1, last, least.penalty)) >= 0;) {
             BestBefore after{length};
@@ -282,12 +347,13 @@ private:
     ChainedAnchors all{};
     // Within the section: anchors before `entered` have come into reach; those before `wide_first` have left it, those
     // before `near_first` are no longer near.
-    int entered = 0, wide_first = 0, near_first = 0;
+    int section_begin = 0, section_end = 0, entered = 0, wide_first = 0, near_first = 0;
     // The window starts at the anchor `window`. `rank_of` is indexed by position in the window, all other lists by
     // rank, the base class's included.
     int window = 0, window_size = 0;
     int walk = 0;  // The number of the last walk back.
     Penalties penalties;
+    ReachTree tree;
     std::uint64_t* order = nullptr;
     std::uint64_t* near_ranks = nullptr;  // One bit per rank: whether its anchor is near.
     std::int32_t *rank_of = nullptr, *member = nullptr, *first_in_reach = nullptr, *first_near = nullptr,

@@ -54,6 +54,11 @@ struct Lanes32 {
     static TAVIK_INLINE Register Equal(Register a, Register b) { return _mm256_cmpeq_epi8(a, b); }
     static TAVIK_INLINE Register Or(Register a, Register b) { return _mm256_or_si256(a, b); }
     static TAVIK_INLINE Register And(Register a, Register b) { return _mm256_and_si256(a, b); }
+    static TAVIK_INLINE Register Xor(Register a, Register b) { return _mm256_xor_si256(a, b); }
+    /// The entries of a table, repeated in both halves, at places from 0 to 15.
+    static TAVIK_INLINE Register LookUp(Register table, Register places) { return _mm256_shuffle_epi8(table, places); }
+    /// `value` where a, which is not negative, is above 0; 0 elsewhere.
+    static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return _mm256_sign_epi8(value, a); }
     /// b without the lanes of a.
     static TAVIK_INLINE Register AndNot(Register a, Register b) { return _mm256_andnot_si256(a, b); }
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {

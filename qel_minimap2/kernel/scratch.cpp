@@ -50,7 +50,7 @@ private:
     std::size_t size = 0;
 };
 
-thread_local std::array<Buffer, static_cast<std::size_t>(Scratch::joining) + 1> buffers;
+thread_local std::array<Buffer, static_cast<std::size_t>(Scratch::reach_tree) + 1> buffers;
 
 }  // namespace
 

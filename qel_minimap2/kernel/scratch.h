@@ -15,6 +15,7 @@ enum class Scratch {
     runs,          ///< The CIGAR under construction.
     chaining,
     joining,
+    reach_tree,  ///< The nodes of a ReachTree.
 };
 
 /// Returns the calling thread's buffer for one use: at least `bytes` bytes, aligned to 64, with undefined contents. It

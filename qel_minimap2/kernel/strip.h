@@ -55,19 +55,20 @@ struct StripConstants {
     explicit StripConstants(const Scoring& s)
         : zero(Lanes32::All(0)),
           unreachable(Lanes32::All(kBias - 2 * (s.open + s.extend))),
-          match(Lanes32::All(s.match + kBias)),
-          mismatch(Lanes32::All(s.mismatch + kBias)),
+          substitutions(_mm256_blendv_epi8(Lanes32::All(s.mismatch + kBias), Lanes32::All(s.match + kBias),
+                                           _mm256_broadcastsi128_si256(_mm_cvtsi32_si128(0xFF)))),
           open(Lanes32::All(s.open)),
           open2(Lanes32::All(s.open2)),
           second_more(Lanes32::All(s.open2 + s.extend2 - s.open - s.extend)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
-        return Lanes32::Select(Lanes32::Equal(Lanes32::Load(target), Lanes32::Load(query)), match, mismatch);
+        return Lanes32::LookUp(substitutions, Lanes32::Xor(Lanes32::Load(target), Lanes32::Load(query)));
     }
 
     Register zero;
-    Register unreachable;  // U and V of a neighbour that no path comes from; also re-biases a difference of scores.
-    Register match, mismatch, open, open2;
+    Register unreachable;    // U and V of a neighbour that no path comes from; also re-biases a difference of scores.
+    Register substitutions;  // The score of two letters, by their bitwise difference: 0 for a match.
+    Register open, open2;
     Register second_more;  // The extra cost of a one-base gap in the second piece.
 };
 
@@ -94,7 +95,7 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
         direction = L::Select(L::Equal(z, value), L::All(from), direction);
     };
     if constexpr (kTrace == Trace::left) {
-        direction = L::Select(L::Equal(z, a2), L::All(kFromDeletion2), L::All(kFromInsertion2));
+        direction = L::Add(L::All(kFromInsertion2), L::Equal(z, a2));
         set_where(b, kFromInsertion);
         set_where(a, kFromDeletion);
         direction = L::AndNot(L::Equal(z, s), direction);
@@ -114,7 +115,7 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
     const auto extend = [&](Register gap, Register from, int goes_on) __attribute__((always_inline)) {
         const Register gain = L::SubtractOrZero(gap, from);
         if constexpr (kTrace == Trace::left) {
-            direction = L::Or(direction, L::AndNot(L::Equal(gain, k.zero), L::All(goes_on)));
+            direction = L::Or(direction, L::WhereAboveZero(gain, L::All(goes_on)));
         } else if constexpr (kTrace == Trace::right) {
             direction = L::Or(direction, L::And(L::Equal(L::Max(gap, from), gap), L::All(goes_on)));
         }

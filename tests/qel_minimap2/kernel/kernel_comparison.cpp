@@ -116,8 +116,8 @@ void RandomCalls::MakeQuery() {
 }
 
 void RandomCalls::MakeTwoGaps() {
-    constexpr int kWidths[] = {32, 64, 128, 256};
-    const int width = kWidths[Between(0, 3)];
+    constexpr int kWidths[] = {32, 64, 96, 128, 192, 256};
+    const int width = kWidths[Between(0, 5)];
     const int shortest = width * 3 / 2;
     const int length = shortest + Between(0, shortest / 2 + 160);
     target.resize(static_cast<std::size_t>(length));
@@ -128,7 +128,7 @@ void RandomCalls::MakeTwoGaps() {
     // Both gaps are mostly of about the same length: the path then begins and ends on the main diagonal and leaves it
     // in between. At the edge, it reaches the first diagonal outside the strip without an error, so that it may score
     // as much as a path inside: after width - 1 deletions, or up to three bases further on the other side.
-    const bool at_edge = width <= 64 && OneIn(2);
+    const bool at_edge = width <= 96 && OneIn(2);
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
