@@ -124,7 +124,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     if (groups > 0) {
         std::memset(target.keys, 0xff, groups * kGroupSlots * sizeof kFree);
     }
-    target.counted.assign(kCounted, 0);
+    target.counted.assign(2, 0);
 }
 
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
@@ -218,6 +218,9 @@ void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries
         }
         ++repeated;
         if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
+            if (block.counted.size() <= occurrences) {
+                block.counted.resize(occurrences + 1);
+            }
             ++block.counted[occurrences];
         } else {
             block.frequent.push_back(static_cast<std::uint32_t>(occurrences));

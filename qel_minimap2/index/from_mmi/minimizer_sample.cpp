@@ -71,8 +71,8 @@ void MinimizerSample::MakePieces() {
             const auto section = (offset + begin) / kSectionBases;
             const auto end = std::min<std::uint64_t>((section + 1) * kSectionBases - offset, length);
             if (chosen[section]) {
-                const bool goes_on =
-                    !pieces.empty() && pieces.back().sequence == sequence && pieces.back().end == begin;
+                const bool goes_on = !pieces.empty() && pieces.back().sequence == sequence &&
+                                     pieces.back().end == begin && begin - pieces.back().begin < kLongestPiece;
                 if (!goes_on) {
                     pieces.push_back({sequence, static_cast<std::uint32_t>(begin), 0});
                 }

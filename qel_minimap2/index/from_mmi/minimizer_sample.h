@@ -43,6 +43,8 @@ private:
     static constexpr std::uint64_t kSectionBases = 2048;
     static constexpr std::uint64_t kLeastSections = 128;
     static constexpr std::uint64_t kBasesPerChosen = 100;
+    // Each thread holds the minimizers of a few pieces twice.
+    static constexpr std::uint64_t kLongestPiece = 16384;
     static constexpr std::size_t kItems = 64;
 
     std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 8] >> (offset % 8 * 4) & 0xf; }
