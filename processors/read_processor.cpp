@@ -25,6 +25,11 @@ constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()
 
 constexpr int kSubmitAttempts = 10;
 
+// One thread inflates about as much text as eight to fourteen workers align (docs/performance.md).
+constexpr int kWorkersPerHeadStart = 8;
+constexpr int kMostHeadStarts = 8;
+constexpr std::size_t kHeadStartBytes = std::size_t{64} << 20U;
+
 std::int64_t Milliseconds(std::chrono::steady_clock::time_point instant) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(instant.time_since_epoch()).count();
 }
@@ -115,7 +120,11 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
 }
 
 void ReadProcessor::ProcessFiles(const std::vector<std::string>& files) {
-    for (const auto& file : files) {
+    const auto count = std::clamp(worker_threads / kWorkersPerHeadStart, 0, kMostHeadStarts);
+    head_starts = std::make_unique<Common::GzipHeadStarts>(count, kHeadStartBytes);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const auto& file = files[i];
+        head_starts->Prepare(files, i);
         if (asynchronous) {
             ProcessSequencingFileAsync(file);
         } else {
@@ -157,7 +166,7 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
         outputs.clear();
         StartNewFile(file);
         boost::iostreams::filtering_istream stream;
-        Common::OpenSequencingFile(file, stream);
+        Common::OpenSequencingFile(file, stream, head_starts ? head_starts->Take(file) : nullptr);
         Common::SequencingFileAdapter reads(stream, file);
         process_reads(reads);
         Common::CheckEndOfSequencingFile(stream);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/fastq_record.h"
+#include "common/gzip_head_start.h"
 #include "common/parameters.h"
 #include "common/sequencing_file_adapter.h"
 #include "processors/output_file.h"
@@ -99,6 +100,8 @@ private:
     int ContainFile(const std::string& file, const char* origin,
                     const std::function<void(Common::SequencingFileAdapter&)>& process_reads);
     int ContainRead(const Common::FastQRecord& record, const ReadWork& work) const;
+
+    std::unique_ptr<Common::GzipHeadStarts> head_starts;
 };
 
 }  // namespace Tavik

@@ -8,6 +8,7 @@
 
 #include "common/fastq_record.h"
 #include "processors/aligner.h"
+#include "processors/output_file.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 #include "third_party_alignment/ext_align_caller.h"
@@ -70,6 +71,23 @@ public:
         summary.Open(folder + "/" + GetSummaryFileName());
     }
 };
+
+// What a worker does while it holds the output locks.
+void WriteLines(benchmark::State& state) {
+    const Tests::TemporaryFolder folder;
+    Tavik::OutputFile sam;
+    Tavik::OutputFile summary;
+    sam.Open(folder.Path("reads.sam"));
+    summary.Open(folder.Path("summary.txt"));
+    // A record has about 1.6 characters per base and 150 more, a row 90.
+    const auto record = std::string(static_cast<std::size_t>(150 + state.range(0) * 16 / 10), 'A') + "\n";
+    const auto row = std::string(90, '1') + "\n";
+    for ([[maybe_unused]] auto _ : state) {
+        sam.WriteLine(record);
+        summary.WriteLine(row);
+    }
+}
+BENCHMARK(WriteLines)->ArgName("bases")->Arg(300)->Arg(8000)->Iterations(15'000);
 
 // The work of one job without the mapping.
 void WriteRead(benchmark::State& state) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/gzip/gzip_decoder.h"
+#include "common/gzip_head_start.h"
 #include "common/logging/record.h"
 
 namespace Common {
@@ -34,12 +35,15 @@ public:
 
 class GzipFileDecompressor::Decoder {
 public:
-    explicit Decoder(const std::string& path) : path(path) {}
+    Decoder(const std::string& path, std::unique_ptr<GzipHeadStart> head_start)
+        : path(path),
+          head_start(std::move(head_start)),
+          gzip(this->head_start ? nullptr : std::make_unique<GzipDecoder>()) {}
 
     std::streamsize Read(std::streambuf& source, char* buffer, std::streamsize count) {
         input.streambuf = &source;
         if (text.empty()) {
-            text = gzip.Next(input);
+            text = head_start ? head_start->Next() : gzip->Next(input);
         }
         if (text.empty()) {
             TellEnd();
@@ -53,23 +57,26 @@ public:
 private:
     void TellEnd() {
         const bool first = !std::exchange(end_told, true);
-        if (!gzip.Failure().empty() && !(first && gzip.FailsAfterLastMember())) {
-            throw std::runtime_error("gzip error in " + path + ": " + gzip.Failure());
+        const auto& decoder = head_start ? head_start->Decoder() : *gzip;
+        if (!decoder.Failure().empty() && !(first && decoder.FailsAfterLastMember())) {
+            throw std::runtime_error("gzip error in " + path + ": " + decoder.Failure());
         }
-        if (first && gzip.Failure().empty() && gzip.IgnoredBytes() > 0) {
-            TAVIK_LOG(warning) << "Ignored " << gzip.IgnoredBytes() << " bytes after the end of the gzip data in "
+        if (first && decoder.Failure().empty() && decoder.IgnoredBytes() > 0) {
+            TAVIK_LOG(warning) << "Ignored " << decoder.IgnoredBytes() << " bytes after the end of the gzip data in "
                                << path;
         }
     }
 
     const std::string path;
+    const std::unique_ptr<GzipHeadStart> head_start;
+    const std::unique_ptr<GzipDecoder> gzip;  // Null with a head start.
     StreambufSource input;
-    GzipDecoder gzip;
     std::string_view text;  // The part of the decoder's last piece not yet returned.
     bool end_told = false;
 };
 
-GzipFileDecompressor::GzipFileDecompressor(const std::string& path) : decoder(std::make_shared<Decoder>(path)) {}
+GzipFileDecompressor::GzipFileDecompressor(const std::string& path, std::unique_ptr<GzipHeadStart> head_start)
+    : decoder(std::make_shared<Decoder>(path, std::move(head_start))) {}
 
 std::streamsize GzipFileDecompressor::read(std::streambuf& source, char* buffer, std::streamsize count) {
     return decoder->Read(source, buffer, count);

@@ -5,6 +5,7 @@
 #include <ios>
 #include <locale>
 #include <string_view>
+#include <utility>
 
 #include <boost/filesystem/path.hpp>
 
@@ -33,9 +34,10 @@ bool HasReadFileExtension(const std::string& path) {
     return std::find(kReadFileExtensions.begin(), kReadFileExtensions.end(), extension) != kReadFileExtensions.end();
 }
 
-void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream) {
+void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
+                        std::unique_ptr<GzipHeadStart> head_start) {
     if (!HasReadFileExtension(path)) {
-        stream.push(GzipFileDecompressor(path), kBufferSize);
+        stream.push(GzipFileDecompressor(path, std::move(head_start)), kBufferSize);
     }
     stream.push(InputFileSource(path), kBufferSize);
     // By default a stream swallows its device's exceptions, and a corruption would look like the end.

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Faults of disks, files and processes affect only what they touch, and each is reported by name."""
 
+import gzip
 import os
 import re
 import resource
@@ -130,9 +131,10 @@ class Faults(AlignerTest):
             resource.setrlimit(resource.RLIMIT_NPROC, (3, 3))
         _, rows = self.good()
         # A prebuilt index, because building one starts a thread.
-        reads, index = self.bring(SAMPLE, self.build_index())
-        self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n", before=before)
-        self.assertEqual(sorted(self.summary()), rows)
+        packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes()))  # Would be inflated ahead.
+        reads, packed, index = self.bring(SAMPLE, packed, self.build_index())
+        self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
+        self.assertEqual(sorted(self.summary()), sorted(2 * rows))
 
     def test_a_killed_run_leaves_whole_lines_and_the_same_reads(self):
         copies = [(f"@copy{i}_{title[1:]}", *rest) for i in range(300) for title, *rest in RECORDS]

@@ -183,8 +183,9 @@ def expected(path, data):
     return sorted(set(reads)), end == "abort", messages
 
 
-def judge(folder, files):
-    """Runs the program on {path: (bytes, fault, text)}, every third through a pipe. Returns how many it reads wrongly, how
+def judge(folder, files, threads):
+    """Runs the program on {path: (bytes, fault, text)}, every third through a pipe. From eight worker threads on,
+    files are inflated ahead. Returns how many it reads wrongly, how
     many end the process, and how many have a code table that zlib rejects although checksum and length prove the text
     right: the program may read these to the end."""
     def feed():
@@ -201,7 +202,7 @@ def judge(folder, files):
             os.mkfifo(path)
         else:
             path.write_bytes(data)
-    command = ["-z", "-t", "2", "-i", "", "-s", folder / "out", "-a", REFERENCE]
+    command = ["-z", "-t", threads, "-i", "", "-s", folder / "out", "-a", REFERENCE]
     wrong = proved = 0
     for path in aborting[:5]:
         run = Run(PROGRAM, command, f"{path}\n", folder)
@@ -238,7 +239,9 @@ def main(count=300, seed=1):
     with tempfile.TemporaryDirectory(prefix="tavik_gzip_judge_") as folder:
         folder = Path(folder)
         made = [make_file(rng) for _ in range(count)]
-        wrong, aborting, proved = judge(folder, {folder / f"f{i}.gz": file for i, file in enumerate(made)})
+        wrong, aborting, proved = (sum(results) for results in zip(*(
+            judge(folder, {folder / f"f{i}.gz": file for i, file in enumerate(made) if i % 2 == half}, threads)
+            for half, threads in enumerate(("2", "32")))))
     print(f"seed {seed}: {count} files, {dict(collections.Counter(fault for _, fault, _ in made))}; {aborting} without a "
           f"whole read; {proved} with a refused table and the right text; {wrong} wrong")
     return wrong != 0

@@ -1,0 +1,152 @@
+#include "common/gzip_head_start.h"
+
+#include <algorithm>
+#include <cstring>
+#include <system_error>
+#include <tuple>
+#include <utility>
+
+#include <sys/stat.h>
+
+#include "common/reads/input_file_source.h"
+#include "common/sequencing_file.h"
+
+namespace Common {
+
+namespace {
+
+// What differs after a file has been replaced or written to. All zeros for anything but a regular file.
+using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long>;
+
+Identity IdentityOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return {};
+    }
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+class FileSource : public GzipSource {
+public:
+    explicit FileSource(const std::string& path) : file(path) {}
+
+    std::size_t Read(unsigned char* buffer, std::size_t size) override {
+        const auto got = file.read(reinterpret_cast<char*>(buffer), static_cast<std::streamsize>(size));
+        return got < 0 ? 0 : static_cast<std::size_t>(got);
+    }
+    bool Seek(std::uint64_t position) override {
+        const auto offset = static_cast<boost::iostreams::stream_offset>(position);
+        return file.seek(offset, std::ios_base::beg) == std::streampos(offset);
+    }
+
+private:
+    InputFileSource file;
+};
+
+}  // namespace
+
+struct GzipHeadStart::State {
+    State(const std::string& path, std::size_t most) : path(path), most(most), source(path) {}
+
+    void Run();
+
+    const std::string path;
+    const std::size_t most;
+    const Identity identity = IdentityOf(path);
+    std::atomic<bool> stopping = false;
+
+    // Used by the thread until it is joined, then by the owner.
+    FileSource source;
+    GzipDecoder decoder;
+    std::unique_ptr<char[]> text;  // `most` bytes: as they are not initialised, only those filled take memory.
+    std::size_t filled = 0;
+    std::size_t taken = 0;
+    std::string_view left;  // The part of the last piece that did not fit.
+    bool sound = false;     // The thread has run and no exception has ended it.
+};
+
+void GzipHeadStart::State::Run() {
+    try {
+        text.reset(new char[most]);
+        while (!stopping && left.empty()) {
+            const auto piece = decoder.Next(source);
+            if (piece.empty()) {
+                break;
+            }
+            const auto fitting = std::min(piece.size(), most - filled);
+            std::memcpy(text.get() + filled, piece.data(), fitting);
+            filled += fitting;
+            left = piece.substr(fitting);
+        }
+        sound = true;
+    } catch (...) {
+        // The owner reads the file from its start and meets the same failure at its place in the text.
+    }
+}
+
+GzipHeadStart::GzipHeadStart(const std::string& path, std::size_t most) : state(std::make_unique<State>(path, most)) {
+    if (state->identity == Identity()) {
+        return;
+    }
+    try {
+        thread = std::thread(&State::Run, state.get());
+    } catch (const std::system_error&) {
+        // Without a thread, there is no head start.
+    }
+}
+
+GzipHeadStart::~GzipHeadStart() {
+    TakeOver();
+}
+
+const std::string& GzipHeadStart::Path() const {
+    return state->path;
+}
+
+bool GzipHeadStart::TakeOver() {
+    state->stopping = true;
+    if (thread.joinable()) {
+        thread.join();
+    }
+    return state->sound && state->identity == IdentityOf(state->path);
+}
+
+std::string_view GzipHeadStart::Next() {
+    if (state->taken < state->filled) {
+        const auto begin = std::exchange(state->taken, state->filled);
+        return {state->text.get() + begin, state->filled - begin};
+    }
+    state->text.reset();
+    if (!state->left.empty()) {
+        return std::exchange(state->left, {});
+    }
+    return state->decoder.Next(state->source);
+}
+
+const GzipDecoder& GzipHeadStart::Decoder() const {
+    return state->decoder;
+}
+
+void GzipHeadStarts::Prepare(const std::vector<std::string>& files, std::size_t index) {
+    current = index;
+    while (!waiting.empty() && waiting.front().first < current) {
+        waiting.pop_front();  // The file failed before it was opened.
+    }
+    considered = std::max(considered, index + 1);
+    for (; considered < files.size() && considered <= index + count; ++considered) {
+        if (!HasReadFileExtension(files[considered])) {
+            waiting.emplace_back(considered, std::make_unique<GzipHeadStart>(files[considered], most));
+        }
+    }
+}
+
+std::unique_ptr<GzipHeadStart> GzipHeadStarts::Take(const std::string& path) {
+    if (waiting.empty() || waiting.front().first != current || waiting.front().second->Path() != path) {
+        return nullptr;
+    }
+    auto head_start = std::move(waiting.front().second);
+    waiting.pop_front();
+    return head_start->TakeOver() ? std::move(head_start) : nullptr;
+}
+
+}  // namespace Common
