@@ -69,8 +69,9 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 /// only when it is whole and on the disk, in the place of an older one, whose users keep what they have. It needs as
 /// much disk as the index needs memory, and little more memory. Until then it has no name, so that nothing is left when
 /// the process ends, by SIGKILL either; only file systems that cannot do that (NFS) get a hidden file, see
-/// qelmm_remove_unfinished_indexes. On failure, nothing at `path` has changed. Returns null, or a text "ERROR: reason"
-/// that belongs to the library and holds until the thread calls it again. Any thread.
+/// qelmm_remove_unfinished_indexes, and the next call for that folder removes what SIGKILL left. On failure, nothing at
+/// `path` has changed. Returns null, or a text "ERROR: reason" that belongs to the library and holds until the thread
+/// calls it again. Any thread.
 const char* qelmm_write_index(const mm_idx_t* index, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_write_index that have not ended. For the handlers of signals that end

@@ -2,6 +2,7 @@
 """tavik_index and what the aligner does with its indexes. Each class is one test of ctest."""
 
 import ctypes
+import fcntl
 import gzip
 import os
 import pty
@@ -214,6 +215,15 @@ class IndexFailures(IndexTest):
                 self.assertEqual((target.read_bytes() in (older, newer), self.files()), (True, there))
         self.index("-z", reference, target)
         self.assertEqual((target.read_bytes() == newer, self.files()), (True, there))
+
+
+    def test_what_a_killed_run_left_is_removed_and_what_another_run_writes_is_not(self):
+        """Only file systems that have no files without names get such files."""
+        stale, used = (self.write(f".tavik_index.{number}.0", "part") for number in (1, 2))
+        with open(used, "rb") as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            self.own_index()
+        self.assertEqual((stale.exists(), used.exists()), (False, True))
 
 
 class IndexUse(IndexTest):

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,6 +34,33 @@ std::array<HiddenFile, kMostHidden> hidden_files;
 
 [[noreturn]] void Fail() {
     throw std::runtime_error(std::generic_category().message(errno));
+}
+
+constexpr char kHiddenStart[] = ".tavik_index.";
+
+// Removes the hidden files of processes that were killed. Those of running processes are locked.
+void RemoveStale(const std::string& folder) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with(kHiddenStart)) {
+            continue;
+        }
+        const Common::FileDescriptor file(::open(entry->path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+        struct stat status {};
+        if (file.Get() >= 0 && ::fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
+            ::flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
+            ::unlink(entry->path().c_str());
+        }
+    }
+}
+
+// Keeps other processes from taking the hidden file for a stale one. False if one has just done so. On file systems
+// without locks, nobody removes stale files.
+bool LockHidden(int descriptor) {
+    static_cast<void>(::flock(descriptor, LOCK_EX));
+    struct stat status {};
+    return ::fstat(descriptor, &status) != 0 || status.st_nlink > 0;
 }
 
 // A hidden file that finds no place in the list is not removed by a signal handler.
@@ -67,13 +95,19 @@ std::string Target(const std::string& path) {
 NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
     folder = folder.empty() ? "." : folder;
+    RemoveStale(folder);
     // Publish needs the link in that folder.
     if (naming == Naming::late && ::access("/proc/self/fd", X_OK) == 0) {
         descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
     }
-    if (descriptor < 0) {
-        hidden = HiddenName();
-        descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
+    if (descriptor >= 0) {
+        static_cast<void>(::flock(descriptor, LOCK_EX));
+    } else {
+        do {
+            Forget();
+            hidden = HiddenName();
+            descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
+        } while (descriptor >= 0 && !LockHidden(descriptor));
     }
     if (descriptor < 0) {
         GiveUp();
@@ -99,7 +133,7 @@ std::string NewFile::HiddenName() const {
     static std::atomic<unsigned> number = 0;
     std::string name;
     do {
-        name = folder + "/.tavik_index." + std::to_string(::getpid()) + "." + std::to_string(number++);
+        name = folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
     } while (::access(name.c_str(), F_OK) == 0);
     Remember(name);
     return name;

@@ -6,7 +6,8 @@
 namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is whole. Until then it has no name, so that whatever ends the
-/// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder.
+/// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder. One that a
+/// killed process left there is removed by the next NewFile in that folder.
 class NewFile {
 public:
     /// When the file gets a name: at its end, or hidden from the beginning.
