@@ -273,6 +273,17 @@ class IndexUse(IndexTest):
         self.assertEqual(self.finish(*run), (0, ""))
         self.assertEqual(((self.folder / "held" / "held.sam").read_bytes(), self.summary("held")), expected)
 
+    def test_an_index_that_is_cut_ends_the_run_with_its_name(self):
+        index = self.own_index()
+        for size in (0, 4096, index.stat().st_size // 8192 * 4096):
+            self.own_index()
+            run = self.hold(index, f"cut{size}")
+            os.truncate(index, size)
+            status, errors = self.finish(*run)
+            self.assertEqual((status, errors), (1, f"libqel_minimap2: {index}: the file became shorter while it was used, or "
+                                                  "its disk failed; the process ends\n"))
+            self.assertEqual(self.summary(f"cut{size}"), [])
+
     def test_two_runs_at_once_share_an_index_and_give_the_same_bytes(self):
         index = self.own_index()
         expected = self.sam_bytes(REFERENCE, "expected")
