@@ -26,23 +26,18 @@ public:
 private:
     void MakeRoom(std::size_t block, std::uint64_t first, std::uint64_t end);
     void ReadBucket(std::uint64_t bucket, std::uint64_t block_end);
-    void CheckPosition(std::uint64_t position) const;
-    void ReadRepeated(std::uint64_t minimizer, std::uint64_t value, const StoredBucket& stored);
-    void CheckLists(const StoredBucket& stored) const;
+    void TakePosition(std::uint64_t minimizer, std::uint64_t position);
+    void TakeList(std::uint64_t minimizer, std::uint64_t begin, std::uint64_t count);
 
     const IndexLayout& layout;
     FileWindow& window;
     MinimizerSample& sample;
     SeedTable& table;
     const unsigned worker;
-    const unsigned char* positions = nullptr;  // The bucket's positions, in the window.
-    const unsigned char* stored_entries = nullptr;
-    std::uint64_t* block_positions = nullptr;
+    std::uint64_t* positions = nullptr;     // The bucket's positions, in the table.
     std::uint64_t positions_before = 0;     // Number of positions in the block's buckets read so far.
     std::vector<SeedTable::Entry> entries;  // The bucket's entries.
-    // For each position of the bucket: the length of the list that begins there, or 0.
-    std::vector<std::uint32_t> list_sizes;
-    std::uint64_t claimed = 0;  // The sum of the lengths.
+    std::vector<std::uint8_t> is_taken;     // For each position of the bucket: whether a minimizer has it.
 };
 
 }  // namespace qel_minimap2
