@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <tuple>
 
 #include "qel_minimap2/index/minimizer_list.h"
 #include "qel_minimap2/index/packed_bases.h"
@@ -11,6 +10,8 @@
 namespace qel_minimap2 {
 
 namespace {
+
+constexpr const char* kDifferent = "its minimizers do not match its sequences";
 
 // minimap2 keeps the last k-mers in a ring that is one window long. Each base adds an entry; with homopolymer
 // compression, each run of equal bases does. K-mers that are their own reverse complement add none. Returns where the
@@ -44,7 +45,7 @@ std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const Ind
 
 MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases,
                                  const std::vector<std::uint64_t>& suspects)
-    : layout(layout), bases(bases), found(WorkerLimit(), std::vector<std::vector<Found>>(kItems)) {
+    : layout(layout), bases(bases), found(WorkerLimit()) {
     for (const auto& sequence : layout.Sequences()) {
         offsets.push_back(sequence.offset);
     }
@@ -83,44 +84,24 @@ void MinimizerSample::MakePieces() {
     }
 }
 
-void MinimizerSample::Keep(const Found& minimizer, unsigned worker) {
-    const auto sequence = static_cast<std::uint32_t>(minimizer.position >> 32U);
-    const auto last_base = static_cast<std::uint32_t>(minimizer.position) >> 1U;
-    const auto after = std::upper_bound(
-        pieces.begin(), pieces.end(), std::tuple(sequence, last_base),
-        [](const auto& place, const Piece& piece) { return place < std::tuple(piece.sequence, piece.begin); });
-    const auto piece = static_cast<std::size_t>(after - pieces.begin()) - 1;
-    found[worker][piece * kItems / pieces.size()].push_back(minimizer);
-}
-
-// Returns the minimizers of a piece and some bases around it. `certain` becomes the part of the piece where they must
-// be those of the whole sequence: bases further away have no influence there.
-std::vector<MinimizerSample::Found> MinimizerSample::Computed(const Piece& piece, Piece& certain) const {
+// The part of a piece where minimizers computed from `bases`, which begin at `begin`, must be those of the whole
+// sequence: bases further away have no influence there.
+MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const std::string& bases,
+                                                    std::uint32_t begin) const {
     const auto& header = layout.Header();
-    const auto& sequence = layout.Sequences()[piece.sequence];
-    const std::uint32_t around = 4 * (header.window + 2 * header.k);
-    const auto begin = piece.begin - std::min(piece.begin, around);
-    const auto end = piece.end + std::min(sequence.length - piece.end, around);
-    std::string unpacked(end - begin, '\0');
-    UnpackBases(bases, sequence.offset + begin, sequence.offset + end, unpacked.data());
-
-    certain = piece;
-    const auto ends = EndsOfRingEntries(unpacked, header);
+    const auto end = begin + static_cast<std::uint32_t>(bases.size());
+    const auto ends = EndsOfRingEntries(bases, header);
+    auto certain = piece;
     if (begin > 0) {  // Certain once the ring holds nothing but k-mers of these bases.
         const std::size_t first = header.window + header.k + 1;
-        certain.begin = std::max(piece.begin, begin + (first < ends.size() ? ends[first] : end - begin));
+        certain.begin = std::max(piece.begin, first < ends.size() ? begin + ends[first] : end);
     }
-    if (end < sequence.length) {  // The last run may continue; a minimizer is certain once it has left the window.
+    if (end < layout.Sequences()[piece.sequence].length) {
+        // The last run may continue; a minimizer is certain once it has left the window.
         const std::size_t behind = header.window + 2;
         certain.end = std::min(piece.end, begin + (behind <= ends.size() ? ends[ends.size() - behind] + 1 : 0));
     }
-    MinimizerList sketch;
-    sketch.Sketch(unpacked, header, piece.sequence);
-    std::vector<Found> minimizers;
-    for (const auto& minimizer : sketch) {
-        minimizers.push_back({minimizer.y + (std::uint64_t{begin} << 1U), minimizer.x >> 8U});
-    }
-    return minimizers;
+    return certain;
 }
 
 // With homopolymer compression, a minimizer ends where a run of equal bases ends, never inside one. The comparison
@@ -132,34 +113,49 @@ bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
            Base(offset + base) == Base(offset + base + 1);
 }
 
-void MinimizerSample::CheckItem(std::size_t item) {
-    std::vector<Found> indexed;
-    for (auto& of_worker : found) {
-        indexed.insert(indexed.end(), of_worker[item].begin(), of_worker[item].end());
-        of_worker[item] = {};
+// Compares the minimizers that the index has in a piece with those of the piece and some bases around it.
+void MinimizerSample::CheckPiece(const Piece& piece) const {
+    const auto& header = layout.Header();
+    const auto& sequence = layout.Sequences()[piece.sequence];
+    const std::uint32_t around = 4 * (header.window + 2 * header.k);
+    const auto begin = piece.begin - std::min(piece.begin, around);
+    const auto end = piece.end + std::min(sequence.length - piece.end, around);
+    std::string unpacked(end - begin, '\0');
+    UnpackBases(bases, sequence.offset + begin, sequence.offset + end, unpacked.data());
+    const auto certain = CertainPart(piece, unpacked, begin);
+    if (certain.begin >= certain.end) {
+        return;
+    }
+    const auto at = [&](std::uint64_t base) { return Found{std::uint64_t{piece.sequence} << 32U | base << 1U, 0}; };
+    std::vector<Found> indexed, computed;
+    for (const auto& list : found) {
+        indexed.insert(indexed.end(), std::lower_bound(list.begin(), list.end(), at(certain.begin)),
+                       std::lower_bound(list.begin(), list.end(), at(certain.end)));
+    }
+    MinimizerList sketch;
+    sketch.Sketch(unpacked, header, piece.sequence);
+    for (const auto& minimizer : sketch) {
+        const Found place{minimizer.y + (std::uint64_t{begin} << 1U), minimizer.x >> 8U};
+        if (place >= at(certain.begin) && place < at(certain.end)) {
+            computed.push_back(place);
+        }
     }
     std::sort(indexed.begin(), indexed.end());
-    bool is_sound = std::none_of(indexed.begin(), indexed.end(), [this](const Found& f) { return IsInsideRun(f); });
-    const auto first_of = [this](std::size_t number) { return (number * pieces.size() + kItems - 1) / kItems; };
-    for (auto i = first_of(item); i < first_of(item + 1); ++i) {
-        Piece certain{};
-        auto computed = Computed(pieces[i], certain);
-        std::sort(computed.begin(), computed.end());
-        const auto sequence = std::uint64_t{certain.sequence} << 32U;
-        const auto lower = [&](const std::vector<Found>& list, std::uint64_t base) {
-            return std::lower_bound(list.begin(), list.end(), Found{sequence + (base << 1U), 0});
-        };
-        is_sound &=
-            certain.begin >= certain.end || std::equal(lower(indexed, certain.begin), lower(indexed, certain.end),
-                                                       lower(computed, certain.begin), lower(computed, certain.end));
-    }
-    if (!is_sound) {
-        throw DamagedIndex("its minimizers do not match its sequences");
+    std::sort(computed.begin(), computed.end());
+    if (indexed != computed) {
+        throw DamagedIndex(kDifferent);
     }
 }
 
 void MinimizerSample::Check() {
-    ForEach(kItems, [this](std::size_t item, unsigned) { CheckItem(item); });
+    ForEach(found.size(), [this](std::size_t worker, unsigned) {
+        auto& list = found[worker];
+        if (std::any_of(list.begin(), list.end(), [this](const Found& f) { return IsInsideRun(f); })) {
+            throw DamagedIndex(kDifferent);
+        }
+        std::sort(list.begin(), list.end());
+    });
+    ForEach(pieces.size(), [this](std::size_t piece, unsigned) { CheckPiece(pieces[piece]); });
 }
 
 }  // namespace qel_minimap2

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "qel_minimap2/index/from_mmi/index_layout.h"
@@ -22,7 +23,7 @@ public:
     void Add(std::uint64_t minimizer, std::uint64_t position, unsigned worker) {
         const auto offset = offsets[position >> 32U] + ((position & 0xFFFFFFFFU) >> 1U);
         if (chosen[offset / kSectionBases]) {
-            Keep({position, minimizer}, worker);
+            found[worker].push_back({position, minimizer});
         }
     }
 
@@ -45,23 +46,20 @@ private:
     static constexpr std::uint64_t kBasesPerChosen = 100;
     // Each thread holds the minimizers of a few pieces twice.
     static constexpr std::uint64_t kLongestPiece = 16384;
-    static constexpr std::size_t kItems = 64;
 
     std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 8] >> (offset % 8 * 4) & 0xf; }
     void ChooseSections(const std::vector<std::uint64_t>& suspects);
     void MakePieces();
-    void Keep(const Found& found, unsigned worker);
     bool IsInsideRun(const Found& minimizer) const;
-    void CheckItem(std::size_t item);
-    std::vector<Found> Computed(const Piece& piece, Piece& certain) const;
+    Piece CertainPart(const Piece& piece, const std::string& bases, std::uint32_t begin) const;
+    void CheckPiece(const Piece& piece) const;
 
     const IndexLayout& layout;
     const std::uint32_t* bases;
-    std::vector<std::uint64_t> offsets;  // The sequences' offsets.
-    std::vector<bool> chosen;            // Which sections of the bases are in pieces.
-    std::vector<Piece> pieces;           // In the order of their bases.
-    // Minimizers of the index in the pieces, by worker and item. An item is a range of pieces.
-    std::vector<std::vector<std::vector<Found>>> found;
+    std::vector<std::uint64_t> offsets;     // The sequences' offsets.
+    std::vector<bool> chosen;               // Which sections of the bases are in pieces.
+    std::vector<Piece> pieces;              // In the order of their bases.
+    std::vector<std::vector<Found>> found;  // Minimizers of the index in the pieces, by worker.
 };
 
 }  // namespace qel_minimap2
