@@ -6,10 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include <sys/types.h>
-
-#include "common/file_descriptor.h"
 #include "common/gzip/gzip_decoder.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -26,20 +24,20 @@ public:
     int Read(void* buffer, int size);
 
 private:
-    class File : public Common::GzipSource {
+    class Source : public Common::GzipSource {
     public:
-        explicit File(const std::string& path);
+        explicit Source(const std::string& path) : file(path) {}
         std::size_t Read(unsigned char* buffer, std::size_t size) override;
         bool Seek(std::uint64_t position) override;
 
     private:
-        const Common::FileDescriptor descriptor;
-        off_t size_at_opening = 0;
+        const StoredFile file;
+        std::uint64_t next = 0;
     };
 
     std::string_view NextPiece();
 
-    File file;
+    Source source;
     std::unique_ptr<Common::GzipDecoder> gzip;  // Null for a plain file.
     std::vector<char> chunk;                    // The part of a plain file read last.
     std::string_view piece;                     // The part of the last piece that has not been read.

@@ -1,12 +1,7 @@
 #include "qel_minimap2/index/from_mmi/index_file.h"
 
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <algorithm>
 #include <memory>
-#include <stdexcept>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -16,9 +11,9 @@
 #include "qel_minimap2/index/from_mmi/index_layout.h"
 #include "qel_minimap2/index/from_mmi/minimizer_sample.h"
 #include "qel_minimap2/index/from_mmi/stored_bases.h"
-#include "qel_minimap2/index/from_mmi/stored_file.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/seed_table.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -30,14 +25,10 @@ constexpr std::size_t kChunk = 1 << 16;
 }  // namespace
 
 bool HasIndexMagic(const std::string& path) {
-    errno = 0;
-    std::ifstream file(path, std::ios_base::binary);
-    std::array<char, 4> magic{};
-    file.read(magic.data(), magic.size());
-    if (!file && !file.eof()) {
-        throw std::runtime_error(std::generic_category().message(errno));
-    }
-    return file && std::memcmp(magic.data(), MM_IDX_MAGIC, magic.size()) == 0;
+    const StoredFile file(path);
+    std::string magic(sizeof MM_IDX_MAGIC - 1, '\0');
+    file.Read(0, std::min<std::uint64_t>(magic.size(), file.Size()), magic.data());
+    return magic == MM_IDX_MAGIC;
 }
 
 IndexPointer LoadIndexFile(const std::string& path) {

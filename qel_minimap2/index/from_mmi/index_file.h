@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "qel_minimap2/index/from_mmi/stored_file.h"
 #include "qel_minimap2/index/index_pointer.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "qel_minimap2/index/from_mmi/stored_file.h"
 #include "qel_minimap2/index/index_header.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 

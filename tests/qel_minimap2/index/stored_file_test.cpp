@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/from_mmi/stored_file.h"
+#include "qel_minimap2/index/stored_file.h"
 
 #include <algorithm>
 #include <atomic>
