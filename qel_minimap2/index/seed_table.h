@@ -7,7 +7,7 @@
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/pages.h"
+#include "qel_minimap2/pages.h"
 
 namespace qel_minimap2 {
 

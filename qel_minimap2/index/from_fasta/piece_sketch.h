@@ -9,7 +9,7 @@
 #include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/minimizer_list.h"
 #include "qel_minimap2/index/packed_bases.h"
-#include "qel_minimap2/index/pages.h"
+#include "qel_minimap2/pages.h"
 
 namespace qel_minimap2 {
 

@@ -1,4 +1,4 @@
-#include "qel_minimap2/index/pages.h"
+#include "qel_minimap2/pages.h"
 
 #include <algorithm>
 #include <cstring>
