@@ -1,6 +1,6 @@
 #include "qel_minimap2/index/from_fasta/block_filler.h"
 
-#include <algorithm>
+#include <numeric>
 
 namespace qel_minimap2 {
 
@@ -33,7 +33,8 @@ void BlockFiller::Fill(std::size_t block) {
 void BlockFiller::Gather(std::size_t block) {
     entries.clear();
     for (const auto& piece : pieces) {
-        entries.insert(entries.end(), piece.Begin(block), piece.Begin(block) + piece.Count(block));
+        const auto of_block = piece.OfBlock(block);
+        entries.insert(entries.end(), of_block.begin(), of_block.end());
     }
     other.resize(entries.size());
 }
@@ -48,9 +49,7 @@ void BlockFiller::Sort() {
         for (const auto entry : entries) {
             ++next[digit(entry) + 1];
         }
-        for (std::size_t i = 1; i < next.size(); ++i) {
-            next[i] += next[i - 1];
-        }
+        std::partial_sum(next.begin(), next.end(), next.begin());
         for (const auto entry : entries) {
             other[next[digit(entry)]++] = entry;
         }
@@ -96,10 +95,9 @@ void BlockFiller::Insert(std::size_t block) const {
             of_bucket.push_back({key | 1U, PositionOf(entries[begin])});
         } else {
             of_bucket.push_back({key, used << 32U | (end - begin)});
-            std::transform(entries.begin() + static_cast<std::ptrdiff_t>(begin),
-                           entries.begin() + static_cast<std::ptrdiff_t>(end), positions + used,
-                           [this](std::uint64_t entry) { return PositionOf(entry); });
-            used += end - begin;
+            for (auto i = begin; i < end; ++i) {
+                positions[used++] = PositionOf(entries[i]);
+            }
         }
         begin = end;
         const auto bucket = format.BucketOf(sort_bits);

@@ -1,6 +1,7 @@
 #include "qel_minimap2/index/from_fasta/piece_sketch.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace qel_minimap2 {
 
@@ -38,16 +39,12 @@ SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
             SketchSequence(*sequence, from, to);
         }
     }
-    SketchedPiece piece;
     std::vector<std::uint32_t> next(block_count + 1);
     for (const auto& minimizer : of_piece) {
         ++next[format.BlockOf(minimizer.x) + 1];
     }
-    for (std::size_t block = 0; block < block_count; ++block) {
-        next[block + 1] += next[block];
-    }
-    piece.block_ends.assign(next.begin() + 1, next.end());
-    piece.entries = Pages(of_piece.size() * sizeof(std::uint64_t));
+    std::partial_sum(next.begin(), next.end(), next.begin());
+    SketchedPiece piece{Pages(of_piece.size() * sizeof(std::uint64_t)), next};
     auto* const entries = reinterpret_cast<std::uint64_t*>(piece.entries.Data());
     for (const auto& minimizer : of_piece) {
         entries[next[format.BlockOf(minimizer.x)]++] = format.Entry(minimizer.x, minimizer.y >> 1U, minimizer.y & 1U);

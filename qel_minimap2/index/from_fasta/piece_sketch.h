@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -45,12 +46,12 @@ private:
 /// The entries of one piece of a reference, sorted by block, and within a block by offset.
 struct SketchedPiece {
     Pages entries;
-    std::vector<std::uint32_t> block_ends;
+    std::vector<std::uint32_t> begins;  // Where each block's entries begin, and the end of the last one's.
 
-    const std::uint64_t* Begin(std::size_t block) const {
-        return reinterpret_cast<const std::uint64_t*>(entries.Data()) + (block > 0 ? block_ends[block - 1] : 0);
+    std::span<const std::uint64_t> OfBlock(std::size_t block) const {
+        const auto* const all = reinterpret_cast<const std::uint64_t*>(entries.Data());
+        return {all + begins[block], all + begins[block + 1]};
     }
-    std::uint32_t Count(std::size_t block) const { return block_ends[block] - (block > 0 ? block_ends[block - 1] : 0); }
 };
 
 /// Sketches pieces of a reference. One for each thread.

@@ -53,11 +53,9 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
         filler->Fill(block);
         const auto release = block / kBlocksPerRelease;
         if (++done[release] == kBlocksPerRelease) {
-            const auto last = (release + 1) * kBlocksPerRelease - 1;
-            for (const auto& piece : pieces) {
-                const auto begin = piece.Begin(release * kBlocksPerRelease) - piece.Begin(0);
-                const auto end = piece.Begin(last) - piece.Begin(0) + piece.Count(last);
-                piece.entries.Release(static_cast<std::size_t>(begin) * 8, static_cast<std::size_t>(end) * 8);
+            const auto first = release * kBlocksPerRelease;
+            for (const auto& [entries, begins] : pieces) {
+                entries.Release(begins[first] * std::size_t{8}, begins[first + kBlocksPerRelease] * std::size_t{8});
             }
         }
     });

@@ -21,9 +21,9 @@ TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
     constexpr std::uint64_t kMinimizer = 0x2345'6789;
     std::vector<SketchedPiece> pieces;
     for (const std::uint64_t offset : {7UL, 2UL * kLong - 1, 2UL * kLong + 1'900'000'000}) {
-        pieces.push_back({Pages(sizeof offset), std::vector<std::uint32_t>(table.BlockCount(), 1)});
+        pieces.push_back({Pages(sizeof offset), std::vector<std::uint32_t>(table.BlockCount() + 1, 1)});
         auto& piece = pieces.back();
-        std::fill_n(piece.block_ends.begin(), format.BlockOf(kMinimizer), 0);
+        std::fill_n(piece.begins.begin(), format.BlockOf(kMinimizer) + 1, 0);
         const auto entry = format.Entry(kMinimizer, offset, 1);
         std::memcpy(piece.entries.Data(), &entry, sizeof entry);
     }
