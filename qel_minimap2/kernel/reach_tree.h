@@ -28,6 +28,7 @@ inline bool HasLess(const ReachNode* a, const ReachNode* b) {
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wcast-qual"
 // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a path to the root is never empty.
 KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
