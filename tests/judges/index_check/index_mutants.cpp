@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -12,6 +13,7 @@
 
 #include "qel_minimap2/qel_minimap2.h"
 #include "tests/common/texts.h"
+#include "tests/qel_minimap2/index/mapped/mapped_parts.h"
 
 namespace IndexCheck {
 
@@ -68,6 +70,7 @@ IndexMutants::IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t re
                 throw std::runtime_error(command);
             }
             sound.push_back({options, Tests::ReadAll(folder.Path("sound")), Records(folder.Path("sound"))});
+            sound.push_back({options + ", mapped", Mapped(folder.Path("sound")), sound.back().records});
         }
     }
 }
@@ -76,6 +79,17 @@ std::string IndexMutants::RandomBases(std::size_t count) {
     std::string bases(count, 'A');
     std::generate(bases.begin(), bases.end(), [this] { return "ACGT"[generator() >> 30U]; });
     return bases;
+}
+
+// The index as qelmm_write_index writes it.
+std::string IndexMutants::Mapped(const std::string& path) const {
+    mm_idx_t* const index = qelmm_load_index(path.c_str());
+    const auto mapped = folder.Path("mapped");
+    if (const char* const failure = qelmm_write_index(index, mapped.c_str()); failure != nullptr) {
+        throw std::runtime_error(failure);
+    }
+    qelmm_unload_index(index);
+    return Tests::ReadAll(mapped);
 }
 
 // The SAM records of all reads; empty for an index that is refused.
@@ -94,7 +108,9 @@ std::string IndexMutants::Records(const std::string& path) const {
         read.seq = bases.data();
         char* const text = qelmm_align(index, threshold, read);
         records += text;
-        std::free(text);
+        if (!std::string_view(text).starts_with("ERROR:")) {
+            std::free(text);
+        }
     }
     qelmm_unload_index(index);
     return records;
@@ -129,7 +145,45 @@ std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexPart
     return "swapped buckets";
 }
 
+// Repairs the checksums, but for one in eight.
+std::string IndexMutants::DamageMapped(std::string& index) {
+    Tests::MappedParts parts(index);
+    const auto number = Below(qel_minimap2::kSectionKinds + 1);
+    const auto section = parts.Header().sections[number];
+    const bool in_header = section.length == 0;
+    const auto begin = in_header ? 0 : section.offset;
+    const auto length = in_header ? 304 : section.length;  // Without sections that do not exist, and padding.
+    const auto size = std::min(std::size_t{1} << Below(10), length);
+    const auto at = begin + Below(length - size + 1);
+    std::string what;
+    switch (Below(4)) {
+        case 0:
+            index[at] = static_cast<char>(index[at] ^ (1 << Below(8)));
+            what = "flipped bit";
+            break;
+        case 1:
+            index.replace(at, size, size, Below(2) == 0 ? '\0' : '\xff');
+            what = "same bits";
+            break;
+        case 2:
+            index.replace(at, size, index.substr(Below(index.size() - size + 1), size));
+            what = "bytes from elsewhere";
+            break;
+        default:
+            std::generate_n(&index[at], size, [this] { return static_cast<char>(generator()); });
+            what = "random bytes";
+    }
+    const bool is_repaired = Below(8) != 0;
+    if (is_repaired) {
+        parts.Repair();
+    }
+    return what + ", " + (in_header ? "header" : NameOf(section.kind)) + (is_repaired ? "" : ", wrong checksum");
+}
+
 std::string IndexMutants::Damage(std::string& index) {
+    if (std::equal(qel_minimap2::kMappedMagic.begin(), qel_minimap2::kMappedMagic.end(), index.begin())) {
+        return DamageMapped(index);
+    }
     const Tests::IndexParts parts(index);
     // Names and header are few bytes: without this, they would hardly ever be damaged.
     auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());

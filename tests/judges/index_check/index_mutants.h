@@ -20,8 +20,8 @@ struct MutantFigures {
     std::string failure;                  ///< Describes the first crash, hang or use of too much memory.
 };
 
-/// Damages prebuilt indexes of a generated reference, with several presets and k-mer lengths, the same way for a seed.
-/// Loads each in a separate process and maps reads against it.
+/// Damages prebuilt indexes of a generated reference, and what tavik_index makes of them, with several presets and
+/// k-mer lengths, the same way for a seed. Loads each in a separate process and maps reads against it.
 class IndexMutants {
 public:
     /// `bases`: the length of the reference; `read_count`: the number of reads, spread evenly over it. Needs the
@@ -38,9 +38,11 @@ private:
 
     std::size_t Below(std::size_t end) { return std::uniform_int_distribution<std::size_t>(0, end - 1)(generator); }
     std::string RandomBases(std::size_t count);
+    std::string Mapped(const std::string& path) const;
     std::string Records(const std::string& path) const;
     /// Damages an index and returns a description of the damage.
     std::string Damage(std::string& index);
+    std::string DamageMapped(std::string& index);
     std::string ChangeCountOrStart(std::string& index, const Tests::IndexParts& parts);
     std::string SwapBuckets(std::string& index, const Tests::IndexParts& parts);
 
