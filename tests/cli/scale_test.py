@@ -70,7 +70,7 @@ class Memory(Large):
         self.write("in/reads.fastq", "".join(f"@r{i}\n{genome[i:i + 300]}\n+\n{'I' * 300}\n" for i in range(0, 200000, 1000)))
         (one, _), (many, _) = (self.watched(self.folder / "in", f"out{n}", reference, n) for n in (1, 32))
         print(f"1 worker: {one} kB, 32 workers: {many} kB")
-        self.assertLess(many - one, 8000)
+        self.assertLess(many - one, 16000)  # One header has 500 kB.
 
 
 class Scale(Memory):

@@ -1,24 +1,28 @@
-"""A bare Debian 12 in a folder, for what must work where nothing is installed. Making one takes root, debootstrap and the
-mirror that this machine's apt uses."""
+"""A bare Debian in a folder, for what must work where nothing is installed. Making one takes root, debootstrap and the mirror
+that this machine's apt uses."""
 
 import os
+import platform
 import re
 import subprocess
+
+# This machine's release, such as "bookworm".
+RELEASE = platform.freedesktop_os_release()["VERSION_CODENAME"]
 
 
 def debian_mirror():
     """The address of the mirror, or None."""
     told = subprocess.run(["apt-get", "indextargets", "--format", "$(CODENAME) $(REPO_URI)"], capture_output=True, text=True,
                           check=False).stdout
-    mirror = re.search(r"^bookworm (\S+)$", told, re.MULTILINE)
+    mirror = re.search(rf"^{RELEASE} (\S+)$", told, re.MULTILINE)
     return mirror and mirror[1]
 
 
-def make_bare_debian(root):
+def make_bare_debian(root, release=RELEASE):
     """Makes a bare Debian in the folder `root`. Returns False without root's rights or without a mirror."""
     mirror = debian_mirror()
     if mirror is None or os.geteuid() != 0 or subprocess.run(
-            ["debootstrap", "--variant=minbase", "bookworm", root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:
+            ["debootstrap", "--variant=minbase", release, root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:
         return False
     with open(f"{root}/etc/hosts", "a", encoding="ascii") as hosts:  # An installed system knows itself.
         hosts.write("127.0.0.1 localhost\n")
