@@ -1,13 +1,16 @@
 #include "apps/index/target.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
 #include <unistd.h>
 
+#include "qel_minimap2/index/mapped/index_format.h"
 #include "qel_minimap2/qel_minimap2.h"
 
 namespace Indexing {
@@ -23,6 +26,17 @@ static void RemoveAndEnd(int signal) {
 }
 }
 
+namespace {
+
+bool IsEmptyOrIndex(const std::string& path) {
+    std::ifstream file(path, std::ios_base::binary);
+    std::array<char, qel_minimap2::kMappedMagic.size()> magic{};
+    file.read(magic.data(), magic.size());
+    return file.gcount() == 0 || magic == qel_minimap2::kMappedMagic;
+}
+
+}  // namespace
+
 void RequireWritable(const std::string& path, const std::string& reference) {
     const auto fail = [&](const std::string& reason) { throw std::runtime_error(path + ": " + reason); };
     std::error_code error;
@@ -35,6 +49,10 @@ void RequireWritable(const std::string& path, const std::string& reference) {
     }
     if (fs::exists(status) && fs::equivalent(path, reference, error)) {
         fail("is the reference itself");
+    }
+    // The user may have swapped the two paths.
+    if (fs::exists(status) && !IsEmptyOrIndex(path)) {
+        fail("is no index of tavik_index, so it is not replaced");
     }
     // A symbolic link stays, and what it leads to is replaced.
     const auto folder = fs::weakly_canonical(fs::absolute(path), error).parent_path();

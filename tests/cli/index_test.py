@@ -177,6 +177,7 @@ class IndexFailures(IndexTest):
         (reference,) = self.bring(REFERENCE, program=INDEX)
         link = self.folder / "link.tvi"
         link.symlink_to(reference)
+        reads = self.write("reads.fastq", SAMPLE.read_bytes())
         there = self.files()
         cases = [
             (older, limit_file_size, "could not be written: File too large"),
@@ -186,6 +187,7 @@ class IndexFailures(IndexTest):
             ("/dev/null", None, "is not a regular file"),
             (reference, None, "is the reference itself"),
             (link, None, "is the reference itself"),
+            (reads, None, "is no index of tavik_index, so it is not replaced"),
             (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
             (closed / "new", become_nobody, "could not be written: Permission denied"),
         ]
@@ -194,7 +196,8 @@ class IndexFailures(IndexTest):
             self.runs.append(run)
             self.assertEqual((run.status, run.stderr), (1, f"tavik_index: {target}: {reason}\n"))
             self.assertEqual((self.files(), older.read_bytes() == before), (there, True))
-        self.assertEqual(reference.read_bytes() == REFERENCE.read_bytes(), True)
+        for file, source in ((reference, REFERENCE), (reads, SAMPLE)):
+            self.assertEqual(file.read_bytes() == source.read_bytes(), True)
         run = self.index("-z", self.write("cut.gz", gzip.compress(REFERENCE.read_bytes())[:-9]), older, status=1)
         self.assertRegex(run.stderr, rf"^libqel_minimap2: {self.folder}/cut\.gz: .+\n$")
         self.assertEqual(older.read_bytes() == before, True)
