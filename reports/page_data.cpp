@@ -238,10 +238,16 @@ std::string ForPage(const std::string& text, std::size_t most) {
     return valid.substr(0, starts[most - behind - 1]) + "\u2026" + valid.substr(starts[starts.size() - behind]);
 }
 
-std::string PageData(const std::string& title, const std::vector<Sample>& samples) {
+std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live) {
     Json page = {{"title", ForPage(title, kLongestFact)}, {"version", Common::kVersion}, {"samples", Json::array()}};
     for (const auto& sample : samples) {
         page["samples"].push_back(SampleData(sample));
+    }
+    if (live) {
+        const auto milliseconds = [](std::chrono::system_clock::time_point time) {
+            return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+        };
+        page["live"] = {{"made", milliseconds(live->made)}, {"until", milliseconds(live->until)}};
     }
     const auto text = page.dump(-1, ' ', true);
     std::string escaped;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "reports/growing_report.h"
 #include "reports/sample.h"
 
 namespace Reports {
@@ -10,8 +13,9 @@ namespace Reports {
 /// `text` as UTF-8, with invalid bytes replaced by U+FFFD. A text of more than `most` characters loses its middle.
 std::string ForPage(const std::string& text, std::size_t most);
 
-/// The figures of the page as ASCII JSON without "<", so that a script element can contain it.
-std::string PageData(const std::string& title, const std::vector<Sample>& samples);
+/// The figures of the page as ASCII JSON without "<", so that a script element can contain it. `live` is set while the
+/// run goes on.
+std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live);
 
 /// The detail per sample that keeps a page of this many samples small.
 Detail DetailFor(std::size_t samples);

@@ -25,7 +25,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kPageFile[] = "alignment_report.html";
 constexpr char kGeneralStatisticsFile[] = "alignment_report_mqc.json";
 constexpr char kReadsPlotFile[] = "alignment_report_reads_mqc.json";
 
@@ -103,9 +102,9 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
 }
 
 void WriteReport(const std::vector<Sample>& samples, const Options& options, const fs::path& folder) {
-    const auto title = options.title.empty() ? "Alignment report" : options.title;
+    const auto title = options.title.empty() ? kDefaultTitle : options.title;
     OutputFiles files(folder);
-    files.Write(kPageFile, Page(title, PageData(title, samples)));
+    files.Write(kPageFile, Page(title, PageData(title, samples, std::nullopt)));
     files.Write(kGeneralStatisticsFile, MultiqcGeneralStatistics(samples));
     files.Write(kReadsPlotFile, MultiqcReadsPlot(samples));
     const auto paths = files.Publish();

@@ -7,6 +7,9 @@
 
 namespace Reports {
 
+inline constexpr char kPageFile[] = "alignment_report.html";
+inline constexpr char kDefaultTitle[] = "Alignment report";
+
 /// Names for the samples whose summaries are at `paths`: the name of the folder (of the file, if it does not have the
 /// aligner's name for it), preceded by as much of the path as makes the names unique. Repeated paths are numbered.
 std::vector<std::string> SampleNames(const std::vector<std::string>& paths);

@@ -91,7 +91,7 @@ void Sample::AddToReference(const SummaryRow& row) {
     }
 }
 
-void Sample::End() {
+void Sample::TakeBreadth() {
     longest_exact = breadth.LongestExact();
     for (std::size_t i = 0; i < references.References().size(); ++i) {
         if (auto& reference = references.At(i); reference.length > 0) {
@@ -99,6 +99,10 @@ void Sample::End() {
             breadth_step = std::max(breadth_step, breadth.StepOf(i));
         }
     }
+}
+
+void Sample::End() {
+    TakeBreadth();
     breadth = Breadth({});
 }
 

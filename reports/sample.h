@@ -41,6 +41,9 @@ public:
 
     void Add(const SummaryRow& row);
 
+    /// Computes the breadth of the rows so far.
+    void TakeBreadth();
+
     /// Call after the last row: computes the breadth and frees the memory needed for it.
     void End();
 

@@ -139,6 +139,7 @@ function start() {
     page.samples.forEach((_, index) => { if (slots.includes(null)) takeSlot(index); });
   }
   openSample(0);
+  followRun();
 }
 
 start();

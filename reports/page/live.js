@@ -1,0 +1,54 @@
+// The page of a run that is still going on. The program replaces the file again and again, so the page reloads itself and
+// keeps what its reader has chosen. The page of a finished run has no note and never reloads.
+
+const reloadSeconds = 10;
+
+const clock = (time) => new Date(time).toLocaleTimeString("en-GB");
+
+function sayWhenItHolds() {
+  const {made, until} = page.live;
+  const isOverdue = Date.now() > until;
+  byId("live").hidden = false;
+  byId("live").classList.toggle("overdue", isOverdue);
+  byId("live").textContent = isOverdue
+    ? `These are the figures of ${clock(made)}. A new page was due by ${clock(until)}: tavik_live has stopped, or this is a copy of its page.`
+    : `The run is still going on. These are the figures of ${clock(made)}; they hold until ${clock(until)} at the latest. This page renews itself.`;
+}
+
+const choices = () => ({
+  scroll: scrollY, theme: document.documentElement.dataset.theme, sequence: byId("sequence").value,
+  scales: [...document.querySelectorAll("#sample-part [data-scale][aria-pressed=true]")].map((button) => [button.closest("figure").id, button.dataset.scale]),
+  open: [...document.querySelectorAll("#sample-part details[open]")].map((details) => details.closest("figure").id),
+  sorted: [...byId("references").querySelectorAll("th")].map((cell) => cell.getAttribute("aria-sort")),
+});
+
+// Clicks where the reader had clicked before the page was reloaded.
+function choose({scroll, theme, sequence, scales: chosen, open, sorted}) {
+  if (theme !== document.documentElement.dataset.theme) byId("theme").click();
+  if ([...byId("sequence").options].some(({value}) => value === sequence)) {
+    byId("sequence").value = sequence;
+    showDepth();
+  }
+  for (const [id, scale] of chosen) {
+    if (scale === "quality" && !byId(id).hidden) byId(id).querySelector(`[data-scale=${scale}]`).click();
+  }
+  for (const id of open) byId(id).querySelector("details")?.setAttribute("open", "");
+  const column = sorted.findIndex((order) => order !== "none");
+  const head = () => byId("references").querySelectorAll("th")[column];
+  for (let clicks = 0; clicks < 2 && head()?.getAttribute("aria-sort") !== sorted[column]; ++clicks) head()?.querySelector("button").click();
+  scrollTo(0, scroll);
+}
+
+function followRun() {
+  if (!page.live) return;
+  sayWhenItHolds();
+  history.scrollRestoration = "manual";
+  if (history.state) choose(history.state);
+  setInterval(() => {
+    sayWhenItHolds();
+    // Not while nobody looks, or while the page is printed.
+    if (document.hidden || document.documentElement.dataset.paper !== undefined) return;
+    history.replaceState(choices(), "");
+    location.reload();
+  }, 1000 * reloadSeconds);
+}
