@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "checks/file_comparison.h"
+#include "checks/files_table.h"
 #include "checks/input_list.h"
 #include "checks/run_log.h"
 #include "checks/texts.h"
@@ -59,9 +60,10 @@ public:
     void WriteTable() const {
         errno = 0;
         std::ofstream table(options.table, std::ios_base::binary);
-        table << "reads\tsam\tfile\n";
+        WriteFilesTableHeader(table);
         for (const auto& file : run.files) {
-            table << *file.reads << '\t' << SamName(file.file, *run.input_path) << '\t' << file.file << '\n';
+            WriteFilesTableLine(table, static_cast<std::uint64_t>(*file.reads), SamName(file.file, *run.input_path),
+                                file.file);
         }
         table.close();
         if (!table) {

@@ -34,6 +34,9 @@ public:
     /// Adds a file of the input that is not in the log.
     void AddUnfinished(const std::string& input) { Add(input, "not finished"); }
 
+    /// The findings so far.
+    const std::vector<std::string>& Findings() const { return findings; }
+
     /// Call last. Returns all findings.
     std::vector<std::string> Finish(std::optional<std::uint64_t> logged_rows);
 

@@ -17,8 +17,10 @@ namespace Checks {
 
 /// Reading an input file failed. The text gives the reason without the file's name.
 struct InputError : std::runtime_error {
-    InputError(const std::string& reason, const std::string& logged) : std::runtime_error(reason), logged(logged) {}
+    InputError(const std::string& reason, const std::string& logged, bool damaged = false)
+        : std::runtime_error(reason), logged(logged), damaged(damaged) {}
     std::string logged;  ///< What the aligner logs for the same error.
+    bool damaged;        ///< The gzip data are damaged, end too early, or are none.
 };
 
 /// Reads one input file with the aligner's readers and by its rules. Not synchronised.
@@ -35,12 +37,20 @@ public:
     bool HasName() const { return title.size() > 1; }
     /// The name of the last record's read in the aligner's summary.
     std::string_view Name() const;
+    bool IsFasta() const { return fasta != nullptr; }
+    /// The last record's title with its marker.
+    const std::string& Title() const { return title; }
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
+
+    /// Of the last record of a FASTQ file.
+    const std::string& Qualities() const { return qualities; }
 
     /// Number of records so far.
     std::uint64_t Count() const { return count; }
     /// At the end: true if the file ends inside a further record.
     bool EndsInsideRecord() const { return cut; }
+    /// After an InputError about a record: true if the file ends inside that record's last line.
+    bool EndsWithRefusedRecord() const { return stream.eof(); }
 
 private:
     void Guard(const std::function<void()>& read) const;

@@ -16,6 +16,9 @@ std::string LowerCaseExtension(const std::string& path);
 /// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in any case.
 bool HasReadFileExtension(const std::string& path);
 
+/// True for the same extensions followed by ".gz", in any case.
+bool HasCompressedReadFileExtension(const std::string& path);
+
 /// Prepares `stream`, which must be empty, for reading one file: plain text for the read-file extensions,
 /// gzip for every other name, regardless of the content. Never fails itself: if the file cannot be opened or is not a
 /// gzip file, the first read throws an exception with the file and the reason.

@@ -11,13 +11,9 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-bool IsCompressedReadFile(const fs::path& path) {
-    return Common::LowerCaseExtension(path.string()) == ".gz" && Common::HasReadFileExtension(path.stem().string());
-}
-
 // An inaccessible read file, most often a dangling link, must not be skipped silently.
 void WarnIfReadFile(const fs::path& path) {
-    if (Common::HasReadFileExtension(path.string()) || IsCompressedReadFile(path)) {
+    if (Common::HasReadFileExtension(path.string()) || Common::HasCompressedReadFileExtension(path.string())) {
         boost::system::error_code reason;
         fs::status(path, reason);
         TAVIK_LOG(warning) << "Input file " << path.string() << " is left out: " << reason.message();
@@ -34,7 +30,7 @@ InputFiles Walk(const std::string& folder) {
         if (fs::is_regular_file(status)) {
             if (Common::HasReadFileExtension(path.string())) {
                 files.plain.push_back(path.string());
-            } else if (IsCompressedReadFile(path)) {
+            } else if (Common::HasCompressedReadFileExtension(path.string())) {
                 ++files.compressed;
             }
         } else if (!fs::exists(status)) {

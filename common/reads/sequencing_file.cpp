@@ -34,6 +34,10 @@ bool HasReadFileExtension(const std::string& path) {
     return std::find(kReadFileExtensions.begin(), kReadFileExtensions.end(), extension) != kReadFileExtensions.end();
 }
 
+bool HasCompressedReadFileExtension(const std::string& path) {
+    return LowerCaseExtension(path) == ".gz" && HasReadFileExtension(boost::filesystem::path(path).stem().string());
+}
+
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
                         std::unique_ptr<GzipHeadStart> head_start) {
     if (!HasReadFileExtension(path)) {

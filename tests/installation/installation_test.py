@@ -83,7 +83,7 @@ class InstalledTree(InstallationTest):
 
     def test_files_and_their_modes(self):
         doc, share, programs = Path("share/doc/tavik-aligner"), Path("share"), (
-            "tavik_aligner", "tavik_check", "tavik_index", "tavik_report")
+            "tavik_aligner", "tavik_check", "tavik_index", "tavik_live", "tavik_report")
         expected = {Path("bin", name): 0o755 for name in programs}
         expected |= {share / f"man/man1/{name}.1.gz": 0o644 for name in programs}
         expected |= {share / f"bash-completion/completions/{name}": 0o644 for name in programs}
@@ -155,6 +155,7 @@ class InstalledTree(InstallationTest):
             ("aligner -c a.", everything[2:]), ("aligner -t ", []), ("aligner -i x --m", ["--min_coverage"]),
             ("index a", references), ("index --check a", ["a folder", "a.tvi"]), ("index -t ", []),
             ("check a", everything), ("check --table=a.tx", ["a.txt", "a.txt.gz"]),
+            ("live -s a", ["a folder"]), ("live -a a.", references[2:]), ("live --until-idle ", []),
             ("report a", ["a folder", "a.txt"]), ("report -o a", ["a folder"]),
         ]
         for line, expected in cases:

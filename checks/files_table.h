@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+namespace Checks {
+
+/// The table of a run's input files: number of reads, SAM file, name; in the order of the summary's rows.
+inline void WriteFilesTableHeader(std::ostream& table) {
+    table << "reads\tsam\tfile\n";
+}
+
+inline void WriteFilesTableLine(std::ostream& table, std::uint64_t reads, const std::string& sam,
+                                const std::string& file) {
+    table << reads << '\t' << sam << '\t' << file << '\n';
+}
+
+}  // namespace Checks

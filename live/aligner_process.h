@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace Live {
+
+/// A running tavik_aligner. It dies with this program and gets no signals from the terminal.
+class AlignerProcess {
+public:
+    /// `command`: program and arguments. Standard input comes from the file `input`; all output goes to the file
+    /// `messages`. Throws std::system_error if it cannot be started.
+    AlignerProcess(const std::vector<std::string>& command, const std::string& input, const std::string& messages);
+    AlignerProcess(const AlignerProcess&) = delete;
+    AlignerProcess& operator=(const AlignerProcess&) = delete;
+    /// Kills it if it still runs.
+    ~AlignerProcess();
+
+    /// Its exit status, negative for the signal that ended it; nothing while it runs.
+    std::optional<int> Ended();
+
+private:
+    pid_t process = -1;
+    std::optional<int> status;
+};
+
+}  // namespace Live

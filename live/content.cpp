@@ -1,0 +1,75 @@
+#include "live/content.h"
+
+#include <cerrno>
+#include <fstream>
+#include <ios>
+#include <system_error>
+
+#include "checks/input_reads.h"
+#include "checks/library_warnings.h"
+#include "common/sequencing_file.h"
+
+namespace Live {
+
+namespace {
+
+bool EndsWithLineFeed(const std::string& path) {
+    std::ifstream stream(path, std::ios_base::binary);
+    return stream.seekg(-1, std::ios_base::end) && stream.get() == '\n';
+}
+
+}  // namespace
+
+Content ReadToEnd(const std::string& path) {
+    const Checks::LibraryWarnings not_printed;
+    try {
+        Checks::InputReads reads(path);
+        try {
+            while (reads.Next()) {
+            }
+        } catch (const Checks::InputError& error) {
+            return reads.EndsWithRefusedRecord() || error.damaged ? Content{false, error.what()} : Content{true, ""};
+        }
+        if (reads.EndsInsideRecord()) {
+            return {false, "the last record is cut short"};
+        }
+        if (reads.Count() == 0) {
+            return {false, "it holds no read"};
+        }
+        // A line feed is all that shows whether the last sequence is whole.
+        if (reads.IsFasta() && Common::HasReadFileExtension(path) && !EndsWithLineFeed(path)) {
+            return {false, "the last line has no line feed"};
+        }
+        return {true, ""};
+    } catch (const Checks::InputError& error) {
+        return {false, error.what()};
+    }
+}
+
+std::uint64_t CopyWholeReads(const std::string& path, const std::string& target) {
+    const Checks::LibraryWarnings not_printed;
+    Checks::InputReads reads(path);
+    errno = 0;
+    std::ofstream copy(target, std::ios_base::binary | std::ios_base::trunc);
+    std::uint64_t count = 0;
+    try {
+        while (copy && reads.Next()) {
+            if (!reads.HasName()) {
+                continue;
+            }
+            ++count;
+            copy << reads.Title() << '\n' << reads.Sequence() << '\n';
+            if (!reads.IsFasta()) {
+                copy << "+\n" << reads.Qualities() << '\n';
+            }
+        }
+    } catch (const Checks::InputError&) {  // The copy ends here.
+    }
+    copy.close();
+    if (!copy) {
+        throw std::system_error(errno, std::generic_category(), target);
+    }
+    return count;
+}
+
+}  // namespace Live

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace Live {
+
+/// Exit statuses of the program.
+inline constexpr int kNothingLost = 0;
+inline constexpr int kLost = 1;       ///< A file is not, or not wholly, in the output.
+inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
+
+/// What the command line asks for.
+struct Options {
+    std::string reads;        ///< The folder to watch.
+    std::string save_folder;  ///< Output folder.
+    std::string reference;    ///< Index or reference file.
+    double min_coverage = 0.6;
+    int worker_threads = 4;
+    std::uint64_t allowed_failed_reads = 0;  ///< In each file.
+    double settle = 30;                      ///< Seconds without a change after which a file is looked at.
+    double interval = 2;                     ///< Seconds between two looks at the folder.
+    std::optional<double> until_idle;        ///< Minutes without a change after which the run ends.
+    std::string until_file;                  ///< Name of the file that ends the run; empty: none.
+    std::string aligner;                     ///< The program tavik_aligner.
+    bool quiet = false;                      ///< Nothing on standard output.
+};
+
+/// The options, or the exit status if there is nothing to do: kNothingLost after help or version on standard output,
+/// kCannotRun after wrong options, with a message on standard error.
+std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
+
+}  // namespace Live

@@ -1,0 +1,215 @@
+#include "live/output_folder.h"
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "common/summary_columns.h"
+#include "live/disk_files.h"
+
+namespace Live {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// An aligner that outlives its killed parent by a moment still has the lock.
+constexpr int kLockAttempts = 20;
+constexpr std::chrono::milliseconds kBetweenAttempts{100};
+
+std::string HeaderLine() {
+    std::string header;
+    for (const auto column : Common::kSummaryColumns) {
+        header.append(header.empty() ? "" : "\t").append(column);
+    }
+    return header + '\n';
+}
+
+std::string WithoutSlash(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
+}
+
+}  // namespace
+
+OutputFolder::OutputFolder(const std::string& given) : path(WithoutSlash(given)) {
+    fs::create_directories(HiddenPath());
+    const auto lock_path = HiddenPath() + "/lock";
+    // Not closed in the aligner.
+    const int descriptor = ::open(lock_path.c_str(), O_RDWR | O_CREAT, 0666);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), lock_path);
+    }
+    lock.emplace(descriptor);
+    for (int attempt = 1; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++attempt) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), lock_path);
+        }
+        if (attempt == kLockAttempts) {
+            throw std::runtime_error(path + ": another tavik_live is running on this folder");
+        }
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+}
+
+void OutputFolder::Begin(const RunState& now) {
+    const auto summary_path = path + "/" + Common::kSummaryFileName;
+    if (fs::exists(summary_path)) {
+        fs::remove_all(HiddenPath());
+        throw std::runtime_error(path + ": holds the results of another run");
+    }
+    auto state = now;
+    const auto header = HeaderLine();
+    state.summary_bytes = header.size();
+    // The state comes first: a summary without a state is one of another run.
+    ReplaceFile(HiddenPath() + "/state", state.Text());
+    Sync(HiddenPath());
+    ReplaceFile(summary_path, header);
+    ReplaceFile(path + "/files.tsv", state.FilesTable());
+}
+
+RunState OutputFolder::Open(const RunState& now) {
+    const auto state_path = HiddenPath() + "/state";
+    if (!fs::exists(state_path)) {
+        Begin(now);
+    }
+    try {
+        published = RunState::Parse(ReadFile(state_path));
+    } catch (const std::system_error&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(state_path + ": " + error.what());
+    }
+    if (const auto differences = now.DifferencesFrom(published); !differences.empty()) {
+        std::string text = path + ": its results were made with other options:";
+        for (const auto& difference : differences) {
+            text += "\n  " + difference;
+        }
+        throw std::runtime_error(text);
+    }
+    summary.emplace(path + "/" + Common::kSummaryFileName, HiddenPath() + "/" + Common::kSummaryFileName);
+    fs::remove_all(RoundPath());
+    fs::remove_all(HiddenPath() + "/whole");
+    Apply();
+    Check(published);
+    return published;
+}
+
+// After the publication of a round is complete.
+void OutputFolder::Check(const RunState& state) const {
+    const auto summary_path = path + "/" + Common::kSummaryFileName;
+    if (!fs::exists(summary_path) && state.files.empty()) {
+        ReplaceFile(summary_path, HeaderLine());
+        ReplaceFile(path + "/files.tsv", state.FilesTable());
+    }
+    if (SizeOf(summary_path) != state.summary_bytes) {
+        throw std::runtime_error(summary_path + ": changed by another program: it has " +
+                                 std::to_string(SizeOf(summary_path)) + " bytes instead of " +
+                                 std::to_string(state.summary_bytes));
+    }
+    if (state.log_name.empty()) {
+        return;
+    }
+    const auto log = path + "/" + state.log_name;
+    if (SizeOf(log) < state.log_bytes) {
+        throw std::runtime_error(log + ": changed by another program: it is too short");
+    }
+    EndLog(state, "");
+}
+
+std::string OutputFolder::Obstacle(const std::string& sam) const {
+    const auto target = fs::path(path) / sam;
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(target, error))) {
+        return target.string() + " exists already";
+    }
+    fs::create_directories(target.parent_path(), error);
+    return error ? target.parent_path().string() + ": " + error.message() : "";
+}
+
+void OutputFolder::Publish() {
+    const auto ready = HiddenPath() + "/ready";
+    if (!fs::exists(ready)) {
+        for (const auto& entry : fs::directory_iterator(RoundPath())) {
+            if (entry.is_regular_file()) {
+                Sync(entry.path().string());
+            }
+        }
+        Sync(RoundPath());
+        Rename(RoundPath(), ready);
+        Sync(HiddenPath());
+    }
+    Apply();
+}
+
+// Completes the publication of a round in "ready", if there is one.
+void OutputFolder::Apply() {
+    const auto ready = HiddenPath() + "/ready";
+    if (fs::exists(ready + "/state")) {
+        const auto next = RunState::Parse(ReadFile(ready + "/state"));
+        const auto summary_path = path + "/" + Common::kSummaryFileName;
+        MoveSamFiles(ready);
+        if (SizeOf(summary_path) != next.summary_bytes) {
+            summary->Append(published.summary_bytes, ready + "/rows", HeaderLine().size());
+        }
+        ReplaceFile(path + "/files.tsv", next.FilesTable());
+        {
+            const auto log = path + "/" + next.log_name;
+            const Common::FileDescriptor file(OpenFile(log, O_WRONLY | O_CREAT));
+            WriteAt(file.Get(), ReadFile(ready + "/log"), published.log_bytes, log);
+        }
+        EndLog(next, "");
+        Sync(path);
+        Rename(ready + "/state", HiddenPath() + "/state");
+        published = next;
+        Sync(HiddenPath());
+    }
+    fs::remove_all(ready);
+}
+
+void OutputFolder::MoveSamFiles(const std::string& ready) const {
+    std::set<std::string> folders;
+    std::istringstream moves(ReadFile(ready + "/moves"));
+    for (std::string line; std::getline(moves, line);) {
+        const auto tab = line.find('\t');
+        const auto from = ready + "/" + line.substr(0, tab);
+        const auto target = fs::path(path) / line.substr(tab + 1);
+        if (fs::exists(from)) {  // Otherwise it has been moved before.
+            fs::create_directories(target.parent_path());
+            Rename(from, target.string());
+            folders.insert(target.parent_path().string());
+        }
+    }
+    for (const auto& folder : folders) {
+        Sync(folder);
+    }
+}
+
+void OutputFolder::Save(const RunState& state) {
+    ReplaceFile(HiddenPath() + "/state", state.Text());
+    Sync(HiddenPath());
+    published = state;
+}
+
+void OutputFolder::EndLog(const RunState& state, const std::string& records) const {
+    const auto log = path + "/" + state.log_name;
+    const Common::FileDescriptor file(OpenFile(log, O_WRONLY));
+    WriteAt(file.Get(), records, state.log_bytes, log);
+    if (::ftruncate(file.Get(), static_cast<off_t>(state.log_bytes + records.size())) != 0 ||
+        ::fdatasync(file.Get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), log);
+    }
+}
+
+}  // namespace Live

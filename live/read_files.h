@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Live {
+
+/// What shows that a file has changed.
+struct Stamp {
+    std::uint64_t size = 0;  ///< Bytes.
+    std::int64_t time = 0;   ///< Of the last change, in nanoseconds.
+    std::uint64_t inode = 0;
+
+    /// Inodes are not compared: some network file systems number files anew.
+    bool SameContent(const Stamp& other) const { return size == other.size && time == other.time; }
+};
+
+/// Throws std::system_error.
+Stamp StampOf(const std::string& path);
+
+/// A read file below the watched folder.
+struct FoundFile {
+    std::string name;  ///< Its path, relative to the folder.
+    Stamp stamp;
+};
+
+/// One look at the watched folder.
+struct Look {
+    std::vector<FoundFile> files;  ///< Sorted by name.
+    bool end_file = false;         ///< The file that ends the run is there.
+};
+
+/// Finds the regular files with the ending of a read file, or with such an ending and ".gz", in the folder and all
+/// folders below it, except in the folder `left_out`. Links to files count as files. Throws std::system_error if a
+/// folder cannot be listed.
+Look LookAt(const std::string& folder, const std::string& left_out, const std::string& end_file);
+
+}  // namespace Live

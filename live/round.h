@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "live/read_files.h"
+#include "live/run_state.h"
+
+namespace Live {
+
+/// A file to be aligned in a round.
+struct RoundFile {
+    std::string name;  ///< Relative to the watched folder.
+    std::string path;  ///< Where its reads are: the file itself, or a copy of its whole reads.
+    Stamp stamp;       ///< Of the file itself.
+    std::string loss;  ///< What the copy lacks; empty if nothing.
+};
+
+/// What a round gave for one file.
+struct FileOutcome {
+    enum class Kind { kept, lost, changed, not_begun };
+    Kind kind = Kind::not_begun;
+    std::uint64_t reads = 0;            ///< Its rows in the round's summary.
+    std::vector<std::string> findings;  ///< Why it was lost.
+};
+
+/// What a round gave.
+struct Outcome {
+    std::vector<FileOutcome> files;          ///< In the order of the round.
+    std::vector<std::string> findings;       ///< About the round as a whole: none of its rows can be used.
+    std::optional<std::size_t> interrupted;  ///< The file that the aligner was reading when it ended too early.
+    int status = 0;                          ///< Of the aligner; negative: the signal that ended it.
+    bool disk_full = false;                  ///< The losses are due to a full disk.
+    std::uint64_t milliseconds = 0;          ///< That the aligner took.
+
+    /// If there are findings about the round as a whole: after a crash, the file that was being read is lost;
+    /// otherwise, each file that was begun. The others count as not begun.
+    void BlameFiles();
+};
+
+/// One run of the aligner in a folder of its own. Links with unique names stand for the files, because files from a
+/// list lose their folders.
+class Round {
+public:
+    /// Makes the folder anew, with links and list. Throws std::exception.
+    Round(std::string folder, std::vector<RoundFile> files);
+
+    const std::vector<RoundFile>& Files() const { return files; }
+    std::string ListPath() const { return folder + "/files.txt"; }
+    std::string MessagesPath() const { return folder + "/messages.txt"; }
+
+    /// Checks the finished run by the rules of tavik_check. In each file, `allowed_failed_reads` may have failed.
+    Outcome Judge(std::uint64_t allowed_failed_reads) const;
+
+    /// Writes what the output folder needs to publish the kept files: "rows", with a header line; "log"; "moves": pairs
+    /// of SAM files, in the round and in the output folder; "state". Adds the files to `state`, with the new lengths of
+    /// summary and log.
+    void WritePublication(const Outcome& outcome, const std::string& save_folder, RunState& state) const;
+
+    /// Texts of the aligner name links; the user knows the files.
+    std::string WithNames(std::string text, std::size_t file) const;
+
+private:
+    std::string Link(std::size_t file) const;
+    std::string Sam(std::size_t file) const;
+    void JudgeFiles(std::uint64_t allowed_failed_reads, Outcome& outcome) const;
+    std::uint64_t CountRows() const;
+    std::uint64_t WriteRows(const Outcome& outcome) const;
+
+    const std::string folder;
+    const std::vector<RoundFile> files;
+};
+
+}  // namespace Live

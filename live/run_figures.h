@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <utility>
+
+#include "live/run_state.h"
+#include "live/watched_files.h"
+#include "reports/growing_report.h"
+
+namespace Live {
+
+/// Minutes and seconds, "0:07".
+std::string Duration(std::chrono::steady_clock::duration time);
+
+/// The figures of a run for its status line.
+class RunFigures {
+public:
+    /// `reads`: their number so far.
+    void AddReads(Time now, std::uint64_t reads);
+
+    /// Files, reads, the share of aligned reads, reads a minute, and how far the output is behind the sequencer.
+    std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
+
+private:
+    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Of the last minutes.
+};
+
+}  // namespace Live

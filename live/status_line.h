@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+namespace Live {
+
+/// What the user sees of a run on standard output: on a terminal, one line that is written again and again; otherwise,
+/// one line with date and time for each round. Messages go to standard error.
+class StatusLine {
+public:
+    explicit StatusLine(bool quiet);
+    /// Leaves the last line on the terminal.
+    ~StatusLine();
+    StatusLine(const StatusLine&) = delete;
+    StatusLine& operator=(const StatusLine&) = delete;
+
+    /// Shows the state of the run; without a terminal only if `is_round`.
+    void Show(const std::string& text, bool is_round);
+
+    /// Writes a line to standard error.
+    void Tell(const std::string& text);
+
+    /// Writes a line to standard output.
+    void Print(const std::string& text);
+
+private:
+    void Clear() const;
+
+    const bool quiet;
+    const bool is_terminal;
+    std::string shown;
+};
+
+}  // namespace Live

@@ -1,0 +1,98 @@
+"""Starts tavik_live and compares its output with that of one run of the aligner over all files."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import time
+from pathlib import Path
+
+from aligner_run import PROGRAM, REFERENCE, SOURCE, AlignerTest
+
+BIN = Path(PROGRAM).parent
+LIVE, CHECK, REPORT = (str(BIN / name) for name in ("tavik_live", "tavik_check", "tavik_report"))
+SEQUENCER = SOURCE / "examples" / "simulate-sequencer"
+QUICK = ("--settle", "0.4", "--interval", "0.1")
+READ_FILE = re.compile(r"\.(fastq|fq|fasta|fa)(\.gz)?$", re.IGNORECASE)
+
+
+class LiveTest(AlignerTest):
+    def setUp(self):
+        super().setUp()
+        self.reads = self.folder / "the reads"
+        self.reads.mkdir()
+        self.out = self.folder / "the output"
+
+    def command(self, *args):
+        return [LIVE, "-i", self.reads, "-s", self.out, "-a", REFERENCE, *QUICK, *args]
+
+    def start(self, *args, **options):
+        options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True, "errors": "surrogateescape", **options}
+        process = subprocess.Popen(self.command(*args), **options)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        for stream in (process.stdout, process.stderr):
+            if stream:
+                self.addCleanup(stream.close)
+        return process
+
+    def live(self, *args, status=0):
+        """A call that ends on its own. Returns its messages without date and time."""
+        process = self.start(*(args or ("--until-idle", "0")))
+        output, errors = process.communicate(timeout=100)
+        self.assertEqual((process.returncode, output, errors) if process.returncode != status else status, status)
+        return [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
+
+    def sequencer(self, *args):
+        process = subprocess.Popen([SEQUENCER, self.reads, *map(str, args)])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def wait_for(self, condition):
+        end = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), end, "waited in vain")
+            time.sleep(0.02)
+
+    def read_files(self):
+        return sorted(path for path in self.reads.rglob("*") if READ_FILE.search(path.name) and path.is_file())
+
+    def rows(self, out=None):
+        return (out or self.out).joinpath("alignment_summary.txt").read_bytes().splitlines()[1:]
+
+    def sams(self, out=None):
+        """The sorted lines of each SAM file."""
+        out = out or self.out
+        files = (path for path in out.rglob("*.sam") if ".live" not in path.relative_to(out).parts)
+        return {os.fsencode(path.relative_to(out)): sorted(path.read_bytes().splitlines()) for path in files}
+
+    def one_run(self):
+        """One run over all files, with each file's SAM file in mirrored folders: a list loses them, so each folder has a
+        run of its own. Returns rows and SAM files as this class does for the live run."""
+        rows, sams, made = [], {}, self.folder / "one run"
+        for folder in {path.parent for path in self.read_files()}:
+            shutil.rmtree(made, ignore_errors=True)
+            files = b"".join(os.fsencode(path) + b"\n" for path in self.read_files() if path.parent == folder)
+            subprocess.run([PROGRAM, "-z", "-i", "", "-s", made, "-a", REFERENCE], input=files, capture_output=True, check=True)
+            rows += self.rows(made)
+            place = os.fsencode(folder.relative_to(self.reads)) + b"/" if folder != self.reads else b""
+            sams |= {place + name: lines for name, lines in self.sams(made).items()}
+        return sorted(rows), sams
+
+    def assert_as_one_run(self):
+        rows, sams = self.one_run()
+        self.assertEqual(sorted(self.rows()), rows)
+        self.assertEqual(self.sams(), sams)
+        table = self.out.joinpath("files.tsv").read_bytes().splitlines()[1:]
+        self.assertEqual(sorted(line.split(b"\t")[1] for line in table), sorted(sams))
+        self.assertEqual(sorted(line.split(b"\t")[2] for line in table), sorted(map(os.fsencode, self.read_files())))
+        # The judge of one run agrees: it knows the log, and the order of rows and files.
+        listed = b"".join(os.fsencode(path) + b"\n" for path in self.read_files())
+        judged = subprocess.run([CHECK, "-", self.out], input=listed, capture_output=True, check=False)
+        self.assertEqual((judged.returncode, judged.stdout), (0, f"{len(sams)} files, {len(rows)} reads: nothing lost\n".replace("1 files", "1 file").encode()))
+
+    def page_data(self, folder=None):
+        text = (folder or self.out).joinpath("alignment_report.html").read_text()
+        return json.loads(re.search(r'<script type="application/json" id="figures">(.*?)</script>', text)[1])

@@ -1,0 +1,288 @@
+#!/usr/bin/env python3
+"""Tests of tavik_live: a simulated sequencer writes, and the output is compared with that of one run over all files.
+
+TAVIK_LIVE_KILLS in the environment: number of kills in the test of them (default: 4)."""
+
+import gzip
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+from aligner_run import READS, REFERENCE, SOURCE
+from live_run import LIVE, REPORT, LiveTest
+
+EXAMPLE = (READS / "sample_1.fastq").read_bytes()
+
+
+def records(name, count):
+    """Example reads under names of their own."""
+    lines = EXAMPLE.splitlines()
+    return b"".join(b"@%s%d\n%s\n+\n%s\n" % (name.encode(), i, lines[4 * i + 1], lines[4 * i + 3]) for i in range(count))
+
+
+class Output(LiveTest):
+    def watch(self, process):
+        """Reads the output while the run goes on, as other programs do. Each file's rows must be there as a whole."""
+        looks = set()
+        while process.poll() is None:
+            if not self.out.joinpath("files.tsv").exists():
+                continue
+            names = {row.split(b"\t")[0] for row in self.rows()}
+            files = [line.split(b"\t") for line in self.out.joinpath("files.tsv").read_bytes().splitlines()[1:]]
+            for reads, sam, _ in files:
+                lines = self.out.joinpath(os.fsdecode(sam)).read_bytes().splitlines()
+                own = {line.split(b"\t")[0] for line in lines if not line.startswith(b"@SQ")}
+                self.assertEqual(len(own), int(reads))
+            # The summary may be of an earlier round than the table, but of a whole one: 30 rows for each file.
+            self.assertEqual(len(names) % 30, 0)
+            looks.add(len(files))
+        return looks
+
+    def test_is_that_of_one_run_and_always_of_whole_rounds(self):
+        sequencer = self.sequencer("--files", 10, "--reads", 30, "--seconds", 0.25)
+        process = self.start("--until-file", "final_summary.txt")
+        looks = self.watch(process)
+        self.assertEqual((process.wait(), process.stderr.read(), sequencer.wait()), (0, "", 0))
+        self.assertGreater(len(looks), 2)
+        self.assert_as_one_run()
+        self.assertEqual(sorted(path.name for path in self.out.joinpath(".live").iterdir()), ["lock", "state"])
+        live = self.page_data()
+        shutil.copytree(self.out, self.folder / "again" / self.out.name)
+        again = self.folder / "again" / self.out.name
+        subprocess.run([REPORT, "-z", again], check=True)
+        self.assertEqual(live, self.page_data(again))
+        self.assertNotIn("live", live)
+
+    def test_names_of_any_bytes_and_kinds_of_files(self):
+        for i, name in enumerate((b"a b.fastq", b"\xff\xc3(.FQ", b"x/a b.fastq.gz", b"x/\xe9 'y'.fa.GZ", b"x/y/<z>&.fasta")):
+            path = os.path.join(os.fsencode(self.reads), name)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            text = records(f"f{i}_", 3) if b"fa" not in name[-6:].lower().replace(b"fast", b"") else b">f%d\nACGTACGTACGTAACC\nACG\n" % i
+            with open(path, "wb") as file:
+                file.write(gzip.compress(text) if name.lower().endswith(b"gz") else text)
+        self.reads.joinpath("notes.txt").write_text("not a read file")
+        self.assertEqual(self.live(), [])
+        self.assert_as_one_run()
+
+    def test_page_of_a_run_that_goes_on_says_so(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
+        process = self.start()
+        page = self.out / "alignment_report.html"
+        self.wait_for(page.exists)
+        data = self.page_data()
+        self.assertEqual((data["samples"][0]["totals"]["reads"], data["samples"][0]["findings"]), (5, []))
+        made, until = data["live"]["made"] / 1000, data["live"]["until"] / 1000
+        self.assertLess(abs(made - time.time()), 60)
+        self.assertEqual(round(until - made), 90)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(), 0)
+        self.assertNotIn("live", self.page_data())
+
+
+class Interruption(LiveTest):
+    def test_killed_at_any_moment_it_loses_nothing_and_repeats_nothing(self):
+        kills = int(os.environ.get("TAVIK_LIVE_KILLS", "4"))
+        chance = random.Random(time.time_ns())
+        sequencer = self.sequencer("--files", 3 * kills, "--reads", 60, "--seconds", 0.15)
+        for kill in range(kills):
+            process = self.start("--until-file", "final_summary.txt")
+            time.sleep(0.05 + chance.random() ** 2)
+            process.kill()
+            process.wait()
+        sequencer.wait()
+        self.assertEqual(self.live("--until-file", "final_summary.txt"), [])
+        self.assert_as_one_run()
+
+    def test_aligner_that_is_killed_is_started_again(self):
+        aligner = self.folder / "aligner"
+        aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/second' || {{ touch '{self.folder}/second'; sleep 0.1; kill -9 $$; }}\n"
+                           f"exec '{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"\n")
+        aligner.chmod(0o755)
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
+        self.live("--until-idle", "0", "--aligner", aligner)
+        self.assert_as_one_run()
+
+    def test_signals(self):
+        aligner = self.folder / "aligner"
+        aligner.write_text(f"#!/bin/sh\ntouch '{self.folder}/begun'; sleep 0.7\nexec '{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"\n")
+        aligner.chmod(0o755)
+        for signals, status in ((1, 1), (2, -signal.SIGTERM)):
+            with self.subTest(signals=signals):
+                shutil.rmtree(self.out, ignore_errors=True)
+                self.folder.joinpath("begun").unlink(missing_ok=True)
+                self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
+                process = self.start("--aligner", aligner)
+                self.wait_for(self.folder.joinpath("begun").exists)
+                self.reads.joinpath("b.fastq").write_bytes(records("b", 5))
+                for _ in range(signals):
+                    process.send_signal(signal.SIGTERM)
+                    time.sleep(0.1)
+                self.assertEqual(process.wait(), status)
+                # The first signal lets the round end, but no other begins.
+                self.assertEqual(len(self.rows()), 5 if signals == 1 else 0)
+                if signals == 1:
+                    self.assertIn("b.fastq: not aligned yet", process.stderr.read())
+                self.live()
+                self.assert_as_one_run()
+
+    def test_second_call_and_other_options_are_refused(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
+        process = self.start()
+        self.wait_for(lambda: self.out.exists() and len(self.sams()) == 1)
+        self.assertEqual(self.live(status=2), [f"tavik_live: {self.out}: another tavik_live is running on this folder"])
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(), 0)
+        reference = self.write("other.fasta", REFERENCE.read_bytes() + b"\n")
+        self.assertEqual(self.live("-a", reference, "--min_coverage", "0.7", status=2), ["tavik_live: option '--align_ref' cannot be specified more than once", "Try tavik_live --help."])
+        self.assertEqual(self.live("--until-idle", "0", "--min_coverage", "0.7", status=2),
+                         [f"tavik_live: {self.out}: its results were made with other options:", "  --min_coverage: 0.6 then, 0.7 now"])
+        self.live("--until-idle", "0", "-t", "1")
+        self.assert_as_one_run()
+
+
+class Files(LiveTest):
+    def test_files_that_never_become_whole_give_their_whole_reads_at_the_end(self):
+        self.reads.joinpath("good.fastq").write_bytes(records("g", 4))
+        self.reads.joinpath("cut.fastq").write_bytes(records("c", 4)[:-30])
+        self.reads.joinpath("cut.fastq.gz").write_bytes(gzip.compress(records("z", 2)) + gzip.compress(records("y", 2))[:-9])
+        self.reads.joinpath("empty.fastq").touch()
+        self.reads.joinpath("bad.fastq").write_bytes(records("b", 3) + b"@x\nACGX\n+\nIIII\n" + records("d", 1))
+        errors = self.live(status=1)
+        for name, reason in (("cut.fastq", "record 4: Sequence is not the same length as the qstring"), ("empty.fastq", "the file is empty"),
+                             ("bad.fastq", "Sequence contained an unexpected character 'X'"), ("cut.fastq.gz", "damaged")):
+            self.assertTrue([line for line in errors if line.startswith(f"{name}: ") and reason.lower() in line.lower()], (name, errors))
+        self.assertFalse([line for line in errors if line.startswith("good")])
+        names = [row.split(b"\t")[0] for row in self.rows()]
+        expected = [b"g%d" % i for i in range(4)] + [b"c%d" % i for i in range(3)] + [b"b%d" % i for i in range(3)]
+        self.assertEqual(sorted(name for name in names if name[:1] not in b"zy"), sorted(expected))
+        self.assertEqual({name for name in names if name[:1] == b"z"}, {b"z0", b"z1"})
+        log = next(self.out.glob("read_processor_log-*.log")).read_text()
+        self.assertIn(f"[error] Error while processing input file {self.reads}/empty.fastq: the file is empty. Will continue", log)
+        # Nothing is tried again, but nothing is forgotten.
+        rows = self.rows()
+        self.live(status=1)
+        self.assertEqual(self.rows(), rows)
+
+    def test_slow_file_is_aligned_only_when_whole(self):
+        text = records("s", 6)
+        path = self.reads / "slow.fastq"
+        path.write_bytes(text[:len(text) // 2])
+        process = self.start("--until-file", "end")
+        time.sleep(1)  # It settles, but is not whole.
+        self.assertEqual(self.rows(), [])
+        with open(path, "ab") as file:
+            file.write(text[len(text) // 2:])
+        self.reads.joinpath("end").touch()
+        self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
+        self.assert_as_one_run()
+
+    def test_file_that_lost_reads_is_tried_once_more(self):
+        aligner = self.folder / "aligner"
+        # The first run of the file loses a read of it.
+        aligner.write_text(f"""#!{sys.executable}
+import pathlib, re, subprocess, sys
+subprocess.run(["{os.path.dirname(LIVE)}/tavik_aligner", *sys.argv[1:]])
+first, out = pathlib.Path("{self.folder}/first"), pathlib.Path(sys.argv[5])
+for sam in out.glob("*.sam"):
+    if "\\nlost1\\t" in sam.read_text() and not first.exists():
+        first.touch()
+        sam.write_text(re.sub("lost1\\t.*\\n", "", sam.read_text()))
+        rows = out / "alignment_summary.txt"
+        rows.write_text(re.sub("lost1\\t.*\\n", "", rows.read_text()))
+""")
+        aligner.chmod(0o755)
+        self.reads.joinpath("lost.fastq").write_bytes(records("lost", 3))
+        self.reads.joinpath("other.fastq").write_bytes(records("other", 3))
+        (line,) = self.live("--until-idle", "0", "--aligner", aligner)
+        self.assertRegex(line, r"^lost.fastq: .*read 'lost1' is not in its SAM file lost.sam; it is tried once more$")
+        self.assert_as_one_run()
+
+    def test_one_sam_name_for_two_files_and_what_happens_to_aligned_files(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        self.reads.joinpath("a.fq").write_bytes(records("b", 2))
+        errors = self.live(status=1)
+        self.assertEqual(errors, ["a.fq: its SAM file a.sam is that of a.fastq"])
+        self.assertEqual(len(self.rows()), 2)
+        self.reads.joinpath("a.fq").unlink()
+        for name in "bcd":
+            self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 2))
+        self.live()
+        rows = self.rows()
+        with open(self.reads / "b.fastq", "ab") as file:
+            file.write(records("x", 1))
+        self.reads.joinpath("c.fastq").rename(self.reads / "e.fastq")
+        self.reads.joinpath("d.fastq").unlink()
+        changed = "b.fastq: it changed after it was aligned; the output holds its former reads"
+        self.assertEqual(self.live(status=1), [changed, "e.fastq: is c.fastq, renamed after it was aligned; the output keeps the former name",
+                                               "d.fastq: disappeared after it was aligned; the output keeps its reads", changed])
+        self.assertEqual(self.rows(), rows)
+
+
+class Machine(LiveTest):
+    def test_readme_commands_work(self):
+        (block,) = re.findall(r"^```\n(mkdir watched.*?)^```$", (SOURCE / "README.md").read_text(), re.DOTALL | re.MULTILINE)
+        quick = re.sub(r"--settle \S+", "--settle 0.4 --interval 0.1", re.sub(r"--seconds \S+", "--seconds 0.1", block))
+        self.assertEqual(len(quick.splitlines()), 3)
+        self.folder.joinpath("examples").symlink_to(SOURCE / "examples")
+        subprocess.run(["bash", "-ec", quick], cwd=self.folder, check=True, capture_output=True,
+                       env={**os.environ, "PATH": f"{os.path.dirname(LIVE)}:{os.environ['PATH']}"})
+        self.reads, self.out = self.folder / "watched", self.folder / "live"
+        self.assertEqual(len(self.sams()), 12)
+
+    def test_full_disk_is_waited_for(self):
+        self.out.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "none", self.out], capture_output=True, check=False)
+        if mounted.returncode != 0:
+            self.skipTest("only root can make a small disk")
+        self.addCleanup(subprocess.run, ["umount", "-l", self.out], check=True)
+        for name in "abc":
+            self.reads.joinpath(f"{name}.fastq").write_bytes(b"".join(records(f"{name}{i}_", 20) for i in range(2)))
+        ballast = self.out / "ballast"
+        ballast.write_bytes(bytes(1_980_000))
+        process = self.start("--until-idle", "0")
+        line = process.stderr.readline()
+        self.assertRegex(line, "waiting for room: [0-9]+ kB are needed in")
+        time.sleep(1)
+        self.assertIsNone(process.poll())
+        ballast.unlink()
+        self.assertEqual(process.wait(60), 0)
+        self.assertRegex(process.stderr.read(), "there is room again\n$")
+        self.assert_as_one_run()
+
+    def test_another_user_finds_and_reads_the_output(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        self.live()
+        modes = {path.relative_to(self.out).as_posix(): path.stat().st_mode & 0o777 for path in self.out.rglob("*") if path.is_file()}
+        self.assertEqual({name for name, mode in modes.items() if mode != 0o644}, set())
+
+    def test_progress_on_a_terminal(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        shown = subprocess.run(["script", "-qec", subprocess.list2cmdline(map(str, self.command("--until-idle", "0"))), "/dev/null"],
+                               capture_output=True, check=True).stdout.decode()
+        self.assertIn("\r\x1b[K1 file, 2 reads, 100.0 % aligned, up to date; aligned 1 file", shown)
+        self.assertRegex(shown, "1 file, 2 reads, 100.0 % aligned, up to date; nothing lost\r\n$")
+
+    def test_wrong_usage(self):
+        for args, message in ((["-i", self.reads, "-s", self.out], "--align_ref is needed"),
+                              (["-i", self.folder / "none", "-s", self.out, "-a", REFERENCE], f"{self.folder}/none: No such file or directory"),
+                              (["-i", REFERENCE, "-s", self.out, "-a", REFERENCE], f"{REFERENCE}: Not a directory"),
+                              (["-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "-1"], "--settle must not be negative"),
+                              (["-i", self.reads, "-s", self.out, "-a", REFERENCE, "x"], "too many positional options have been specified on the command line")):
+            run = subprocess.run([LIVE, *args], capture_output=True, text=True, check=False)
+            self.assertEqual((run.returncode, run.stdout, run.stderr.splitlines()[0]), (2, "", f"tavik_live: {message}"))
+        self.assertFalse(self.out.exists())
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        reference = self.write("no.mmi", b"MMI\2 not an index")
+        run = subprocess.run([LIVE, "-i", self.reads, "-s", self.out, "-a", reference, "--settle", "0"], capture_output=True, text=True, check=False)
+        self.assertEqual(run.returncode, 2)
+        self.assertRegex(run.stderr, f"^tavik_live: the aligner ended with status 1: .*Failed to load index {re.escape(str(reference))}")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,71 @@
+#include "live/content.h"
+
+#include <gtest/gtest.h>
+#include <boost/iostreams/copy.hpp>
+#include <boost/iostreams/device/back_inserter.hpp>
+#include <boost/iostreams/filter/gzip.hpp>
+#include <boost/iostreams/filtering_stream.hpp>
+
+#include "live/disk_files.h"
+#include "tests/common/temporary_folder.h"
+
+namespace {
+
+const std::string kWhole = "@a x\nACGT\n+\nIIII\n@b\nGGCC\n+c\nIII#\n";
+
+std::string Gzip(const std::string& text) {
+    namespace io = boost::iostreams;
+    std::string data;
+    io::filtering_ostream stream;
+    stream.push(io::gzip_compressor());
+    stream.push(io::back_inserter(data));
+    stream << text;
+    stream.reset();
+    return data;
+}
+
+TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
+    const Tests::TemporaryFolder folder;
+    const auto whole = [&](const std::string& name, const std::string& text) {
+        return Live::ReadToEnd(folder.Write(name, text)).whole;
+    };
+    // Cut anywhere: only the ends of the two records are whole, with or without the line feed behind the qualities.
+    const auto first = kWhole.find("@b") - 1;
+    for (std::size_t size = 0; size <= kWhole.size(); ++size) {
+        const bool is_end = size == first || size == first + 1 || size + 1 >= kWhole.size();
+        EXPECT_EQ(whole("a.fastq", kWhole.substr(0, size)), is_end) << size;
+        EXPECT_EQ(whole("a.fq.gz", Gzip(kWhole.substr(0, size))), is_end) << size;
+    }
+    const auto members = Gzip(kWhole) + Gzip(kWhole);
+    for (std::size_t size = 1; size <= members.size(); ++size) {
+        EXPECT_EQ(whole("b.fastq.gz", members.substr(0, size)), size == members.size() || size * 2 == members.size())
+            << size;
+    }
+    EXPECT_TRUE(whole("a.fa", ">a\nACGT\nAC\n"));
+    EXPECT_FALSE(whole("b.fa", ">a\nACGT\nAC"));
+    EXPECT_TRUE(whole("a.fa.gz", Gzip(">a\nACGT\nAC")));
+    // Waiting mends neither: they are aligned, and the check names them.
+    EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));
+    EXPECT_TRUE(whole("uneven.fq", kWhole + "@c\nACGT\n+\nIII\n"));
+    EXPECT_FALSE(Live::ReadToEnd(folder.Path("missing.fq")).whole);
+}
+
+TEST(Content, CopyHoldsTheReadsBeforeTheFirstFault) {
+    const Tests::TemporaryFolder folder;
+    const auto target = folder.Path("copy.fastq");
+    const struct {
+        std::string name, text, copy;
+        std::uint64_t reads;
+    } cases[] = {
+        {"a.fq", kWhole + "@c\nAC", "@a x\nACGT\n+\nIIII\n@b\nGGCC\n+\nIII#\n", 2},
+        {"b.fq", "@a\nAC\n+\nII\n@\nAC\n+\nII\n@b\nAC\n+\nI\n@c\nA\n+\nI\n", "@a\nAC\n+\nII\n", 1},
+        {"c.fq.gz", Gzip("@a\nAC\n+\nII\n") + Gzip(kWhole).substr(0, 15), "@a\nAC\n+\nII\n", 1},
+        {"d.fa", ">a\nAC\nGT\n>b\nAC", ">a\nACGT\n>b\nAC\n", 2},
+    };
+    for (const auto& one : cases) {
+        EXPECT_EQ(Live::CopyWholeReads(folder.Write(one.name, one.text), target), one.reads) << one.name;
+        EXPECT_EQ(Live::ReadFile(target), one.copy) << one.name;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,248 @@
+#include "live/output_folder.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "live/disk_files.h"
+#include "tests/common/temporary_folder.h"
+#include "tests/common/texts.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What happens at a call that changes the disk, and before how many of them.
+std::function<int()> fault;
+int calls_left = -1;
+
+// True if the call must fail.
+bool Strikes() {
+    return calls_left >= 0 && calls_left-- == 0 && fault() != 0;
+}
+
+}  // namespace
+
+// The linker calls these in place of the system's functions.
+extern "C" {
+int __real_rename(const char*, const char*);
+int __real_link(const char*, const char*);
+int __real_ftruncate(int, off_t);
+ssize_t __real_pwrite(int, const void*, size_t, off_t);
+
+int __wrap_rename(const char* from, const char* to) {
+    return Strikes() ? -1 : __real_rename(from, to);
+}
+int __wrap_link(const char* from, const char* to) {
+    return Strikes() ? -1 : __real_link(from, to);
+}
+int __wrap_fsync(int /*file*/) {
+    return Strikes() ? -1 : 0;
+}
+int __wrap_fdatasync(int /*file*/) {
+    return Strikes() ? -1 : 0;
+}
+int __wrap_ftruncate(int file, off_t size) {
+    return Strikes() ? -1 : __real_ftruncate(file, size);
+}
+ssize_t __wrap_pwrite(int file, const void* data, size_t size, off_t position) {
+    // Half of the data is written first.
+    if (calls_left == 0) {
+        __real_pwrite(file, data, size / 2, position);
+    }
+    return Strikes() ? -1 : __real_pwrite(file, data, size, position);
+}
+}
+
+namespace {
+
+const std::string kHeader =
+    "read_id\talignment_genome\talignment_genome_start\talignment_genome_end\talignment_strand_start\t"
+    "alignment_strand_end\talignment_num_insertions\talignment_num_deletions\talignment_num_aligned\t"
+    "alignment_num_correct\talignment_identity\talignment_accuracy\talignment_score\n";
+
+Live::RunState Start() {
+    Live::RunState state;
+    state.input = "/reads";
+    state.shown_input = "reads";
+    return state;
+}
+
+std::string Rows(int rounds) {
+    std::string rows;
+    for (int round = 1; round <= rounds; ++round) {
+        rows += "row of round " + std::to_string(round) + "\n";
+    }
+    return rows;
+}
+
+std::string Log(int rounds) {
+    std::string log;
+    for (int round = 1; round <= rounds; ++round) {
+        log += "log of round " + std::to_string(round) + "\n";
+    }
+    return log;
+}
+
+void WriteText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios_base::binary) << text;
+}
+
+// Prepares the round after those in the state: two files, one of them in a sub-folder.
+void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
+    const int round = static_cast<int>(state.files.size()) / 2 + 1;
+    const auto number = std::to_string(round);
+    const auto folder = output.RoundPath();
+    fs::create_directories(folder);
+    WriteText(folder + "/0.sam", "sam " + number);
+    WriteText(folder + "/1.sam", "sub sam " + number);
+    WriteText(folder + "/moves", "0.sam\t" + number + ".sam\n1.sam\tsub/" + number + ".sam\n");
+    WriteText(folder + "/rows", kHeader + "row of round " + number + "\n");
+    WriteText(folder + "/log", "log of round " + number + "\n");
+    state.files.push_back({number + ".fq", {1, 2, 3}, 1, ""});
+    state.files.push_back({"sub/" + number + ".fq", {1, 2, 3}, 0, "a reason"});
+    state.log_name = "log.log";
+    state.log_bytes = Log(round).size();
+    state.summary_bytes = kHeader.size() + Rows(round).size();
+    WriteText(folder + "/state", state.Text());
+}
+
+void Publish(Live::OutputFolder& output) {
+    MakeRound(output, output.Open(Start()));
+    output.Publish();
+}
+
+// What the folder must hold after this number of rounds.
+void ExpectRounds(const std::string& path, int rounds) {
+    EXPECT_EQ(Live::ReadFile(path + "/alignment_summary.txt"), kHeader + Rows(rounds));
+    std::string table = "reads\tsam\tfile\n";
+    for (int round = 1; round <= rounds; ++round) {
+        const auto number = std::to_string(round);
+        EXPECT_EQ(Live::ReadFile(path + "/" + number + ".sam"), "sam " + number);
+        EXPECT_EQ(Live::ReadFile(path + "/sub/" + number + ".sam"), "sub sam " + number);
+        table +=
+            "1\t" + number + ".sam\treads/" + number + ".fq\n0\tsub/" + number + ".sam\treads/sub/" + number + ".fq\n";
+    }
+    EXPECT_EQ(Live::ReadFile(path + "/files.tsv"), table);
+    if (rounds > 0) {
+        EXPECT_EQ(Live::ReadFile(path + "/log.log"), Log(rounds));
+    }
+    EXPECT_FALSE(fs::exists(path + "/.live/round"));
+    EXPECT_FALSE(fs::exists(path + "/.live/ready"));
+}
+
+// A process that is killed at each call that changes the disk, in the first round and in the third.
+TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
+    for (const int before : {0, 2}) {
+        int kills = 0;
+        for (bool killed = true; killed; ++kills) {
+            const Tests::TemporaryFolder folder;
+            const auto path = folder.Path("out");
+            const pid_t child = ::fork();
+            if (child == 0) {
+                Live::OutputFolder output(path);
+                for (int round = 0; round < before; ++round) {
+                    Publish(output);
+                }
+                fault = []() -> int { _exit(9); };
+                calls_left = before > 0 ? kills : -1;
+                const auto state = output.Open(Start());
+                MakeRound(output, state);
+                calls_left = kills;
+                output.Publish();
+                _exit(0);
+            }
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            ASSERT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 9 || WEXITSTATUS(status) == 0));
+            killed = WEXITSTATUS(status) == 9;
+            // A reader sees whole rounds even now, each row with its SAM file.
+            const auto summary = Live::ReadFile(path + "/alignment_summary.txt");
+            const int seen = summary == kHeader + Rows(before) ? before : before + 1;
+            EXPECT_EQ(summary, kHeader + Rows(seen));
+            for (int round = 1; round <= seen; ++round) {
+                EXPECT_TRUE(fs::exists(path + "/" + std::to_string(round) + ".sam"));
+            }
+            Live::OutputFolder output(path);
+            const auto rounds = static_cast<int>(output.Open(Start()).files.size()) / 2;
+            EXPECT_TRUE(rounds == before || rounds == before + 1) << rounds;
+            EXPECT_GE(rounds, seen);
+            ExpectRounds(path, rounds);
+            Publish(output);
+            ExpectRounds(path, rounds + 1);
+        }
+        EXPECT_GT(kills, 15);
+    }
+}
+
+TEST(OutputFolder, PublicationThatFailedCanBeRepeated) {
+    int failures = 0;
+    for (bool failed = true; failed; ++failures) {
+        const Tests::TemporaryFolder folder;
+        Live::OutputFolder output(folder.Path("out"));
+        Publish(output);
+        Publish(output);
+        MakeRound(output, output.Open(Start()));
+        fault = [] { return errno = ENOSPC; };
+        calls_left = failures;
+        try {
+            output.Publish();
+            failed = calls_left < 0;  // A failure that does not matter, such as that of a link.
+        } catch (const std::system_error& error) {
+            EXPECT_TRUE(Live::IsDiskFull(error.code().value()));
+            output.Publish();
+        }
+        calls_left = -1;
+        ExpectRounds(folder.Path("out"), 3);
+        Publish(output);
+        ExpectRounds(folder.Path("out"), 4);
+    }
+    EXPECT_GT(failures, 15);
+}
+
+TEST(OutputFolder, ReaderKeepsTheRowsOfWhenItBegan) {
+    const Tests::TemporaryFolder folder;
+    Live::OutputFolder output(folder.Path("out"));
+    Publish(output);
+    std::ifstream reader(folder.Path("out/alignment_summary.txt"));
+    for (int round = 2; round <= 5; ++round) {
+        Publish(output);
+    }
+    EXPECT_EQ((std::string{std::istreambuf_iterator<char>(reader), {}}), kHeader + Rows(1));
+    ExpectRounds(folder.Path("out"), 5);
+}
+
+TEST(OutputFolder, RefusesWhatIsNotItsOwn) {
+    const Tests::TemporaryFolder folder;
+    const auto out = folder.Path("out");
+    const auto message = [&](const Live::RunState& start) {
+        return Tests::ErrorOf([&] { Live::OutputFolder(out).Open(start); });
+    };
+    fs::create_directories(out);
+    WriteText(out + "/alignment_summary.txt", "x");
+    EXPECT_EQ(message(Start()), out + ": holds the results of another run");
+    EXPECT_FALSE(fs::exists(out + "/.live"));
+    fs::remove_all(out);
+    EXPECT_EQ(message(Start()), "nothing thrown");
+    auto other = Start();
+    other.input = "/other";
+    other.min_coverage = "0.5";
+    EXPECT_EQ(message(other),
+              out +
+                  ": its results were made with other options:\n  --input_path: /reads then, /other now\n"
+                  "  --min_coverage:  then, 0.5 now");
+    std::ofstream(out + "/alignment_summary.txt", std::ios_base::app) << "row\n";
+    EXPECT_EQ(message(Start()), out + "/alignment_summary.txt: changed by another program: it has " +
+                                    std::to_string(kHeader.size() + 4) + " bytes instead of " +
+                                    std::to_string(kHeader.size()));
+    const Live::OutputFolder first(out);
+    EXPECT_EQ(message(Start()), out + ": another tavik_live is running on this folder");
+}
+
+}  // namespace
