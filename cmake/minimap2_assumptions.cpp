@@ -15,15 +15,15 @@
 #include <ksw2.h>
 #include <mmpriv.h>
 
-// The calls that the wrapper library replaces, in the form in which it replaces them. Another signature does not link or
-// compile; a call that does not pass through its name is never seen here.
+// The calls that the wrapper library replaces, in the form in which it replaces them. Another signature does not link
+// or compile; a call that does not pass through its name is never seen here.
 namespace {
 
 enum Wrapped { ksw, sketch, getseq, cal_max_occ, collect, sort, chain, join, wrapped_count };
 std::array<bool, wrapped_count> called;
-const std::array<const char*, wrapped_count> names = {
-    "ksw_extd2_sse",      "mm_sketch",       "mm_idx_getseq", "mm_idx_cal_max_occ",
-    "mm_collect_matches", "radix_sort_128x", "mg_lchain_dp",  "mg_lchain_rmq"};
+const std::array<const char*, wrapped_count> names = {"ksw_extd2_sse",      "mm_sketch",          "mm_idx_getseq",
+                                                      "mm_idx_cal_max_occ", "mm_collect_matches", "radix_sort_128x",
+                                                      "mg_lchain_dp",       "mg_lchain_rmq"};
 
 bool Holds(bool condition, const char* what) {
     if (!condition) {
@@ -155,7 +155,8 @@ int main() {
                       "the preset map-ont has other k-mers");
     mapping.flag |= MM_F_CIGAR;
     mm_idx_t* const index = mm_idx_str(kWindow, kLength, 0, kBucketBits, 1, &text, &name);
-    good = Holds(mm_idx_init(kWindow, kLength, kBucketBits, 0)->h == nullptr, "a new index has a table of names") && good;
+    good =
+        Holds(mm_idx_init(kWindow, kLength, kBucketBits, 0)->h == nullptr, "a new index has a table of names") && good;
     good = IsStoredAsExpected(*index, reference) && good;
     mm_mapopt_update(&mapping, index);
     // Mapping must not look at the member that holds the wrapper library's table.
