@@ -40,8 +40,9 @@ class Table:
             self.row(f"memory of {count} process{'es' * (count > 1)}, sum of PSS", "",
                      *(f"{self.shared_memory(index, count):.0f} MB" for index in (self.mmi, self.own)))
         one, many = self.small_files()
-        self.row(f"{SMALL_FILES} files in one process / in {SMALL_FILES}, wall", "", "",
-                 f"{one:.1f} / {many:.1f} s: {(many - one) / SMALL_FILES:.3f} s a process")
+        self.row(f"{SMALL_FILES} files in one process", "", "", seconds(one))
+        self.row(f"{SMALL_FILES} files, a process each", "", "", seconds(many))
+        self.row("a further process", "", "", seconds([(many[i] - one[i]) / SMALL_FILES for i in (0, 1)]))
         self.building(runs)
         return same
 
@@ -99,19 +100,23 @@ class Table:
         return sum(int(size[1]) for size in sizes) * 1024 / 1e6
 
     def small_files(self):
-        """Wall time of one process over all small files, and of one process for each, one after the other."""
+        """Wall and processor time of one process over all small files, and of one process for each, one after the other."""
         folder = self.scratch / "small"
         lines = [line for file in sorted(self.reads.iterdir()) for line in file.read_bytes().splitlines(keepends=True)]
         share = len(lines) // 4 // SMALL_FILES * 4
         for number in range(SMALL_FILES):
             (folder / str(number)).mkdir(parents=True)
             (folder / str(number) / f"{number}.fastq").write_bytes(b"".join(lines[number * share : (number + 1) * share]))
-        start = time.monotonic()
-        subprocess.run([*map(str, self.aligner(self.own, folder)), "-r"], check=True)
-        middle = time.monotonic()
-        for number in range(SMALL_FILES):
-            subprocess.run(list(map(str, self.aligner(self.own, folder / str(number)))), check=True)
-        return middle - start, time.monotonic() - middle
+        folders = [folder / str(number) for number in range(SMALL_FILES)]
+        measured = []
+        for commands in ([[*self.aligner(self.own, folder), "-r"]], [self.aligner(self.own, one) for one in folders]):
+            before = os.times()
+            for command in commands:
+                subprocess.run(list(map(str, command)), check=True)
+            after = os.times()
+            measured.append((after.elapsed - before.elapsed, after.children_user - before.children_user
+                             + after.children_system - before.children_system))
+        return measured
 
     def building(self, runs):
         load = self.aligner(self.fasta, self.one_read)
