@@ -5,6 +5,7 @@
 #include "qel_minimap2/kernel/general_kernel.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/kernel/padded_sequences.h"
+#include "qel_minimap2/kernel/short_extension.h"
 
 namespace qel_minimap2::kernel {
 
@@ -65,6 +66,15 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
 template <Trace kTrace>
 bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                    ksw_extz_t& result) {
+    if (call.Has(KSW_EZ_EXTZ_ONLY)) {
+        const bool done = call.query_length <= Lanes32::kWidth
+                              ? ShortExtension<1, kTrace>(call, scoring, sequences).Run(result)
+                              : ShortExtension<2, kTrace>(call, scoring, sequences).Run(result);
+        if (done) {
+            CountOwnCall(OwnFunction::general_kernel);
+        }
+        return done;
+    }
     if (AlignInBand<kTrace>(call, scoring, sequences, result)) {
         CountOwnCall(OwnFunction::certified_band);
         return true;
@@ -86,6 +96,12 @@ bool IsUsual(const AlignmentCall& call) {
 bool IsGapFilling(const AlignmentCall& call) {
     return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_EXTZ_ONLY) &&
            Smaller(call.query_length, call.target_length) >= kShortestForStrips;
+}
+
+// True for an extension that fits a strip and whose scores fit 16 bits.
+bool IsShortExtension(const AlignmentCall& call) {
+    return call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_APPROX_MAX) && call.query_length <= 2 * Lanes32::kWidth &&
+           call.target_length <= 1000;
 }
 
 template <bool kBanded>
@@ -125,7 +141,7 @@ bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
     if (band < longer) {
         return AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    if (sequences.has_only_bases && IsGapFilling(call)) {
+    if (sequences.has_only_bases && (IsGapFilling(call) || IsShortExtension(call))) {
         sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
         if (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, sequences, result)
                                    : AlignInStrips<Trace::left>(call, scoring, sequences, result)) {

@@ -15,18 +15,20 @@
 //        3    .  e  f  g  h  i
 //        4    .  .  g  h  i  j
 //
-// A call takes one of three ways, which avx2_kernel.cpp chooses:
+// A call takes one of four ways, which avx2_kernel.cpp chooses:
 //  1. certified_band.h: a call that fills the gap between two seeds (KSW_EZ_APPROX_MAX alone, no band limit) is
 //     tried in strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all
 //     paths outside the strip. Widths that recent calls show to be too narrow are skipped, and so are those above two
 //     thirds of the shorter sequence.
 //  2. checkpointed_sweep.h: where no strip is proven, the whole matrix, of which every 64th anti-diagonal is kept. The
 //     trace back computes the corner between two kept ones again, 4 KB at a time.
-//  3. general_kernel.h: everything else: calls with a band limit, extensions from a chain's ends and short gaps (below
-//     24 bases preparing a strip costs more than it saves).
+//  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases,
+//     in a strip with a lane for each of them.
+//  4. general_kernel.h: everything else: calls with a band limit, longer extensions and short gaps (below 24 bases
+//     preparing a strip costs more than it saves).
 //
-// All three read the sequences through padded_sequences.h and the scores through alignment_call.h, and trace paths back
-// with trace_back.h. strip.h computes a row for the first two; maximum.h finds the best score for the third.
+// All four read the sequences through padded_sequences.h and the scores through alignment_call.h, and trace paths back
+// with trace_back.h. strip.h computes cells for the first three; maximum.h finds the best score for the fourth.
 //
 // minimap2's flags: KSW_EZ_APPROX_MAX, the score of the last cell instead of the best one; KSW_EZ_EXTZ_ONLY, take the
 // best end of the query if it scores well enough; KSW_EZ_RIGHT, place gaps as far right as possible (otherwise left);

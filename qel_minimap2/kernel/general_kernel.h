@@ -16,7 +16,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The third way of avx2_kernel.h: minimap2's own recurrence, 32 lanes at a time instead of 16.
+// The fourth way of avx2_kernel.h: minimap2's own recurrence, 32 lanes at a time instead of 16.
 //
 // The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
 // scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
@@ -221,20 +221,6 @@ private:
     // Callers of an extension read only the best cell and the best end of the query.
     bool MayEndEarly() const { return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY); }
 
-    // An extension is given about twice as much of the target as of the query, and the last rows seldom matter: a path
-    // to a cell after row r has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1)
-    // deleted bases. Once that bound does not exceed the best end of the query, no later cell is a better end or the
-    // best cell. The score does not drop either: after the best end, each row has a cell in the query's last column,
-    // which scores less by at most one gap.
-    bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
-        const int length = call.query_length;
-        const int most = length * scoring.match - GapCost(scoring, r + 1 - 2 * (length - 1));
-        return most <= result.mqe &&
-               (call.z_drop < 0 ||
-                static_cast<int>(result.max) - result.mqe + GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
-                    call.z_drop);
-    }
-
     template <typename Maximum>
     void Sweep(Maximum maximum, ksw_extz_t& result) {
         const int may_end = MayEndEarly() ? 2 * (call.query_length - 1) : rows;
@@ -247,7 +233,7 @@ private:
             }
             ComputeRow(r, range, begin_before);
             if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result) ||
-                (r >= may_end && NothingBetterFollows(r, result))) {
+                (r >= may_end && NothingBetterFollows(call, scoring, r, result))) {
                 return;
             }
             begin_before = range.begin;
@@ -309,20 +295,12 @@ private:
     }
 
     void TraceBack(PathRuns& path, ksw_extz_t& result) {
-        int i = result.max_t;
-        int j = result.max_q;
-        if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
-            i = call.target_length - 1;
-            j = call.query_length - 1;
-        } else if (!result.zdropped && result.mqe + call.end_bonus > static_cast<int>(result.max)) {
-            result.reach_end = 1;
-            i = result.mqe_t;
-            j = call.query_length - 1;
-        } else if (i < 0 || j < 0) {
+        const auto end = EndOfPath(call, result);
+        if (end.target < 0 || end.query < 0) {
             return;
         }
         path.Walk(
-            i, j, [this](int target, int query) __attribute__((always_inline))->int {
+            end.target, end.query, [this](int target, int query) __attribute__((always_inline))->int {
                 const Range range = RangeOf(target + query);
                 if (kBanded && (target < range.begin || target >= range.end)) {
                     return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside, along one sequence only.

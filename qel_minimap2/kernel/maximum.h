@@ -20,6 +20,37 @@ struct FinishedRow {
     const std::int8_t* v;
 };
 
+/// An extension is given about twice as much of the target as of the query, and the last rows seldom matter. True if no
+/// cell after row r, which is at least twice the query's last position, is a better end of the query or the best cell:
+/// a path to it has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted
+/// bases. The score does not drop either: after the best end, each row has a cell in the query's last column, which
+/// scores less by at most one gap.
+inline bool NothingBetterFollows(const AlignmentCall& call, const Scoring& scoring, int r, const ksw_extz_t& result) {
+    const int length = call.query_length;
+    const int rows = length + call.target_length - 1;
+    const int most = length * scoring.match - GapCost(scoring, r + 1 - 2 * (length - 1));
+    return most <= result.mqe && (call.z_drop < 0 || static_cast<int>(result.max) - result.mqe +
+                                                             GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
+                                                         call.z_drop);
+}
+
+struct Cell {
+    int target, query;
+};
+
+/// The cell where the path of a call ends: that of the best score after a drop, the last one otherwise. For an
+/// extension that of the best score, or the best end of the query if it scores well enough. -1 for no path.
+inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
+    if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
+        return {call.target_length - 1, call.query_length - 1};
+    }
+    if (!result.zdropped && result.mqe + call.end_bonus > static_cast<int>(result.max)) {
+        result.reach_end = 1;
+        return {result.mqe_t, call.query_length - 1};
+    }
+    return {result.max_t, result.max_q};
+}
+
 /// Keeps the score of each cell of the current row by summing the differences in 32 bits, and from the scores the
 /// maximum, the best end of the query, and the drop. It leaves out the best end of the target, which nobody reads.
 ///

@@ -6,7 +6,8 @@
 
 namespace qel_minimap2::kernel {
 
-/// The functions of this library that are counted. Base alignment has one for each way of avx2_kernel.h.
+/// The functions of this library that are counted. Of base alignment, `general_kernel` counts the short
+/// extensions too.
 enum class OwnFunction {
     certified_band,
     checkpointed_sweep,
