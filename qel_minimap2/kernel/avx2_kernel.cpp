@@ -89,13 +89,14 @@ bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const Padd
 // False for calls that no mapping with the preset makes.
 bool IsUsual(const AlignmentCall& call) {
     constexpr int kFlags = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY | KSW_EZ_RIGHT | KSW_EZ_REV_CIGAR;
-    return (call.flags & ~kFlags) == 0 && call.letters == kLetters && call.query_length > 0 && call.target_length > 0;
+    constexpr int kBoth = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY;
+    return (call.flags & ~kFlags) == 0 && (call.flags & kBoth) != kBoth && call.letters == kLetters &&
+           call.query_length > 0 && call.target_length > 0;
 }
 
 // True for a call that asks for the whole path and its score only, as calls that fill the gap between two seeds do.
 bool IsGapFilling(const AlignmentCall& call) {
-    return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_EXTZ_ONLY) &&
-           Smaller(call.query_length, call.target_length) >= kShortestForStrips;
+    return call.Has(KSW_EZ_APPROX_MAX) && Smaller(call.query_length, call.target_length) >= kShortestForStrips;
 }
 
 // True for an extension that fits a strip and whose scores fit 16 bits.
@@ -132,12 +133,13 @@ bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
     const Scoring scoring{call.open,      call.extend,    call.open2,  call.extend2,
                           call.matrix[0], call.matrix[1], score_of_any};
     PaddedSequences sequences;
-    if (!Fits(scoring) || !sequences.Prepare(call)) {
+    const int longer = Larger(call.query_length, call.target_length);
+    const int band = call.band < 0 ? longer : call.band;
+    // minimap2 limits the band of calls that fill gaps to more bases than it aligns.
+    if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX)) || !sequences.Prepare(call)) {
         return false;
     }
     ksw_reset_extz(&result);
-    const int longer = Larger(call.query_length, call.target_length);
-    const int band = call.band < 0 ? longer : call.band;
     if (band < longer) {
         return AlignGenerally<true>(call, scoring, sequences, band, result);
     }

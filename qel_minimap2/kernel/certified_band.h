@@ -114,7 +114,7 @@ BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const Pad
     if (!path.Walk(call.target_length - 1, call.query_length - 1, direction)) {
         return {};
     }
-    const int score = path.Score(call, scoring);
+    const int score = path.Score<false>(call, scoring);
     const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
     const bool proven = loss < band.provable;
     if (proven) {

@@ -48,7 +48,7 @@ public:
             }
             return corner[row % kRows][i - corner_base];
         });
-        result.score = path.Score(call, scoring);
+        result.score = path.Score<false>(call, scoring);
         path.Deliver(call, result);
         return true;
     }

@@ -175,7 +175,7 @@ public:
             return false;
         }
         if (call.Has(KSW_EZ_APPROX_MAX)) {
-            Sweep(ApproximateMaximum(call, scoring), result);
+            Sweep(NoMaximum(), result);
         } else {
             const auto room = static_cast<std::size_t>(call.target_length) + ExactMaximum::kPadding;
             auto* scores = static_cast<void*>(ScratchMemory(Scratch::scores, room * sizeof(std::int32_t)));
@@ -185,6 +185,9 @@ public:
             Sweep(ExactMaximum(call, scoring, static_cast<std::int32_t*>(scores)), result);
         }
         TraceBack(path, result);
+        if (call.Has(KSW_EZ_APPROX_MAX)) {
+            result.score = path.Score<true>(call, scoring);
+        }
         return true;
     }
 

@@ -147,33 +147,9 @@ private:
     std::int32_t* scores;
 };
 
-/// Follows one path near the diagonal instead of keeping all scores, as minimap2 does where it fills the gap between
-/// two seeds and needs only the score of the last cell.
-class ApproximateMaximum {
-public:
-    ApproximateMaximum(const AlignmentCall& call, const Scoring& scoring) : call(call), score(BorderStep(scoring, 0)) {}
-
-    /// Adds a row. Returns false: the alignment never ends here.
-    bool Add(const FinishedRow& row, ksw_extz_t& result) {
-        const auto [r, first, last, is_last, u, v] = row;
-        const bool here = position >= first && position <= last;
-        const bool next = position + 1 >= first && position + 1 <= last;
-        if (here && (!next || v[position] > u[position + 1])) {
-            score += v[position];
-        } else {
-            ++position;
-            score += u[position];
-        }
-        if (is_last && last == call.target_length - 1) {
-            result.score = score;
-        }
-        return false;
-    }
-
-private:
-    const AlignmentCall& call;
-    int position = 0;
-    std::int32_t score;
+/// For calls that need the score of the last cell only, which is that of the path.
+struct NoMaximum {
+    bool Add(const FinishedRow& /*row*/, ksw_extz_t& /*result*/) { return false; }
 };
 
 }  // namespace

@@ -75,7 +75,9 @@ public:
         return true;
     }
 
-    /// The score of a path from the first cell to the last, for sequences without letters that stand for any base.
+    /// The score of a path from the first cell to the last. Without kMayHaveAny, for sequences that have no letters
+    /// that stand for any base.
+    template <bool kMayHaveAny>
     int Score(const AlignmentCall& call, const Scoring& scoring) const {
         int score = 0;
         int i = 0;
@@ -84,11 +86,14 @@ public:
             const int length = static_cast<int>(runs[run] >> 4);
             const auto operation = runs[run] & 15U;
             if (operation == KSW_CIGAR_MATCH) {
-                int matches = 0;
+                int matches = 0, with_any = 0;
                 for (int k = 0; k < length; ++k) {
-                    matches += call.target[i + k] == call.query[j + k] ? 1 : 0;
+                    const auto target = call.target[i + k], query = call.query[j + k];
+                    with_any += kMayHaveAny && (target | query) > 3 ? 1 : 0;
+                    matches += target == query && (!kMayHaveAny || target <= 3) ? 1 : 0;
                 }
-                score += matches * scoring.match + (length - matches) * scoring.mismatch;
+                score +=
+                    matches * scoring.match + with_any * scoring.any + (length - matches - with_any) * scoring.mismatch;
             } else {
                 score -= GapCost(scoring, length);
             }

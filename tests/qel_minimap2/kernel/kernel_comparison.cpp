@@ -18,7 +18,7 @@ constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 2
                                             {4, 4, 4, 2, 24, 1},  {5, 4, 8, 6, 30, 2}, {1, 4, 6, 2, 7, 1},
                                             {2, 17, 6, 3, 20, 1}, {6, 24, 9, 3, 18, 0}};
 // The first four are those that minimap2 uses.
-constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x048, 0x042, 0x002, 0x00a, 0x088, 0x0ca, 0x080, 0x0c0};
+constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0, 0x088, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
 
 struct Result : ksw_extz_t {
@@ -184,9 +184,9 @@ AlignmentCall RandomCalls::Next() {
     if (attacks || ends) {
         std::fill(std::begin(bands), std::end(bands), -1);
     }
-    const int flags = ends       ? KSW_EZ_EXTZ_ONLY | kFlags[Between(0, 11)]
+    const int flags = ends       ? KSW_EZ_EXTZ_ONLY | (kFlags[Between(0, 9)] & ~KSW_EZ_APPROX_MAX)
                       : attacks  ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
-                      : OneIn(3) ? kFlags[Between(0, 11)]
+                      : OneIn(3) ? kFlags[Between(0, 9)]
                                  : kFlags[Between(0, 3)];
     return {nullptr,
             query_length,

@@ -79,6 +79,8 @@ TEST_F(Kernel, LeavesUnusualCallsToMinimap2) {
         [](auto& call) { call.flags |= KSW_EZ_SCORE_ONLY; },
         [](auto& call) { call.flags |= KSW_EZ_GENERIC_SC; },
         [](auto& call) { call.flags |= KSW_EZ_APPROX_DROP; },
+        [](auto& call) { call.flags |= KSW_EZ_EXTZ_ONLY; },
+        [](auto& call) { call.band = 99; },
         [](auto& call) { call.letters = 4; },
         [](auto& call) { call.query_length = 0; },
         [](auto& call) { call.target_length = 0; },
