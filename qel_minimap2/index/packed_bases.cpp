@@ -37,11 +37,9 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
 }
 
 PackedWords AllocateWords(std::uint64_t count) {
-    PackedWords words(count > 0 ? static_cast<std::uint32_t*>(std::malloc(count * sizeof(std::uint32_t))) : nullptr);
-    if (!words && count > 0) {
-        throw std::bad_alloc();
-    }
-    return words;
+    auto* const words =
+        static_cast<std::uint32_t*>(std::malloc(std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t)));
+    return PackedWords(words != nullptr ? words : throw std::bad_alloc());
 }
 
 // When large memory grows, the system moves its pages instead of copying them; unwritten pages cost nothing.
@@ -79,16 +77,6 @@ void PackedBases::Append(std::string_view letters) {
     while (i < letters.size()) {
         append_one();
     }
-}
-
-PackedWords PackedBases::Take() {
-    const auto size = (count + 7) / 8 * sizeof(std::uint32_t);
-    void* const fitted = size > 0 ? std::realloc(words.get(), size) : nullptr;
-    if (fitted != nullptr) {  // In practice, shrinking never fails.
-        static_cast<void>(words.release());
-        words.reset(static_cast<std::uint32_t*>(fitted));
-    }
-    return std::move(words);
 }
 
 }  // namespace qel_minimap2

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "qel_minimap2/malloc_memory.h"
 
@@ -17,7 +18,7 @@ constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
     return (codes & 0x8888888888888888U) | ((codes >> 2U) & (codes | codes >> 1U) & 0x1111111111111111U);
 }
 
-/// Packed bases, malloc'ed, because minimap2 frees those of an index; null for none.
+/// Packed bases, malloc'ed, because minimap2 frees those of an index.
 using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 
 /// Throws std::bad_alloc.
@@ -33,7 +34,7 @@ public:
     /// The bases so far; valid until more are added.
     const std::uint32_t* Words() const { return words.get(); }
     /// Hands over the words. No other function may be called afterwards.
-    PackedWords Take();
+    PackedWords Take() { return std::move(words); }
 
 private:
     void Reserve(std::uint64_t word_count);
