@@ -128,6 +128,9 @@ int DescribeIndex(const Options& options) {
     if (index == nullptr) {
         return kFailed;
     }
+    if (options.quiet) {
+        return kDone;
+    }
     std::cout << "format version\t" << description.version << "\nk-mer length\t" << description.k << "\nwindow\t"
               << description.window << "\nhomopolymer-compressed\t"
               << (description.is_homopolymer_compressed != 0 ? "yes" : "no") << "\nbucket bits\t"

@@ -146,7 +146,8 @@ class IndexWriting(IndexTest):
         expected = {"k-mer length": "21", "window": "7", "homopolymer-compressed": "yes", "sequences": "2", "bases": "75000",
                     "file size": str(index.stat().st_size), "sequence chr_large": "60000", "sequence chr_small": "15000"}
         self.assertEqual({key: told.get(key) for key in expected}, expected)
-        self.assertEqual(self.index("-z", minimap2, index).stdout, "")
+        for quiet in ((minimap2, index), ("--check", index), ("--describe", index)):
+            self.assertEqual(self.index("-z", *quiet).stdout, "")
 
     def test_progress_is_shown_on_a_terminal_only(self):
         reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=20_000_000)) + "\n")
