@@ -54,6 +54,7 @@ private:
 
     void Score() {
         int first = 0;
+        int same = 0;      // The first anchor at the reference position of anchor i.
         int highest = -1;  // The highest-scoring anchor in reach.
         for (int i = 0; i < count; ++i) {
             reference_positions[i] = static_cast<std::int32_t>(anchors[i].x);
@@ -62,8 +63,9 @@ private:
                 ++first;
             }
             first = Larger(first, i - call.most_tried);
+            same = anchors[same].x == anchors[i].x ? same : i;
             BestBefore best{length};
-            const int last = TryCandidates(i, first, best);
+            const int last = TryCandidates(i, first, same, best);
             if (highest < 0 || IsBeyond(i, highest, reference_distance)) {
                 highest = HighestScore(first, i);
             }
@@ -79,9 +81,11 @@ private:
         }
     }
 
-    // Tries the candidates from i - 1 down to `first`. Returns the one at which the search ended early, or first - 1.
-    int TryCandidates(int i, int first, BestBefore& best) const {
-        for (int base = i - kLanes; base > first - kLanes; base -= kLanes) {
+    // Tries the candidates before `same` down to `first`. Returns the one at which the search ended early or, if none
+    // did, the one before `first`. Anchors at the same reference position cannot precede each other; in homopolymers
+    // there are hundreds of them.
+    int TryCandidates(int i, int first, int same, BestBefore& best) const {
+        for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
             const int end = Try(i, base, base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU, best);
             if (end >= 0) {
                 return end;
