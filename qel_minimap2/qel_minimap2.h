@@ -20,12 +20,17 @@ extern "C" {
 /// without a name. An empty reference gives an index of 0 sequences. Sequences of the same name cause a warning. Any
 /// thread.
 ///
+/// A mapped file may be replaced by another one of its name (rename); the index stays that of the old file. It must not
+/// be written to. When it is shortened, an access to what is gone ends the process with status 1 and one line on
+/// standard error that names the file. For this the library handles SIGBUS from the first mapped index on, and passes
+/// on those of other addresses to the handler that was there before.
+///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.
 mm_idx_t* qelmm_load_index(const char* path);
 
-/// The number of occurrences in the index above which a minimizer is not used as a seed. It takes a pass over the whole
-/// index: call it once per index and hand the result to each qelmm_align. Returns 0, which means unknown to
+/// The number of occurrences in the index above which a minimizer is not used as a seed. It takes time: call it
+/// once per index and hand the result to each qelmm_align. Returns 0, which means unknown to
 /// qelmm_align, for a null index or without enough memory. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 

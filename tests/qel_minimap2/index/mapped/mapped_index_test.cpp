@@ -141,6 +141,11 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithItsReason) {
         {"impossible codes of bases", first(SectionKind::bases, 0x80000000U)},
         {"a bucket outside its block", first(SectionKind::buckets, std::uint64_t{1} << 40U)},
         {"a bucket outside its block", first(SectionKind::buckets, std::uint64_t{3} << 32U | UINT32_MAX)},
+        {"a bucket outside its block",
+         [](Parts& parts) {  // By one group.
+             const auto groups = parts.In<qel_minimap2::StoredBlock>(SectionKind::blocks)->groups;
+             *parts.In<Stretch>(SectionKind::buckets) = {groups, 1};
+         }},
         {"too many positions in a block", first(SectionKind::blocks, std::uint64_t{1} << 63U)},
         {"its table has another size than its blocks", first(SectionKind::blocks, std::uint64_t{UINT32_MAX})},
         {counts, first(SectionKind::occurrences, std::uint64_t{0})},
