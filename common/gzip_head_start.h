@@ -27,8 +27,8 @@ public:
 
     const std::string& Path() const;
 
-    /// Stops the thread. False if the file must be read from its start instead: it is not a regular file, it cannot be
-    /// read, it has changed since, or the system could not start the thread or give it memory.
+    /// Stops the thread. False if the file must be read from its start instead: it is not a regular file of at least 64
+    /// KiB, it cannot be read, it has changed since, or the system could not start the thread or give it memory.
     bool TakeOver();
 
     /// The next piece of the text, valid until the next call; empty at the end. Inflates what the thread has not.

@@ -57,12 +57,12 @@ public:
 private:
     void TellEnd() {
         const bool first = !std::exchange(end_told, true);
-        const auto& decoder = head_start ? head_start->Decoder() : *gzip;
-        if (!decoder.Failure().empty() && !(first && decoder.FailsAfterLastMember())) {
-            throw std::runtime_error("gzip error in " + path + ": " + decoder.Failure());
+        const auto& used = head_start ? head_start->Decoder() : *gzip;
+        if (!used.Failure().empty() && !(first && used.FailsAfterLastMember())) {
+            throw std::runtime_error("gzip error in " + path + ": " + used.Failure());
         }
-        if (first && decoder.Failure().empty() && decoder.IgnoredBytes() > 0) {
-            TAVIK_LOG(warning) << "Ignored " << decoder.IgnoredBytes() << " bytes after the end of the gzip data in "
+        if (first && used.Failure().empty() && used.IgnoredBytes() > 0) {
+            TAVIK_LOG(warning) << "Ignored " << used.IgnoredBytes() << " bytes after the end of the gzip data in "
                                << path;
         }
     }

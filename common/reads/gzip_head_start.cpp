@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <system_error>
-#include <tuple>
 #include <utility>
 
 #include <sys/stat.h>
@@ -16,7 +15,15 @@ namespace Common {
 namespace {
 
 // What differs after a file has been replaced or written to. All zeros for anything but a regular file.
-using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long>;
+struct Identity {
+    dev_t device = 0;
+    ino_t number = 0;
+    off_t size = 0;
+    time_t written = 0;
+    long nanoseconds = 0;
+
+    bool operator==(const Identity&) const = default;
+};
 
 Identity IdentityOf(const std::string& path) {
     struct stat status {};
@@ -25,6 +32,9 @@ Identity IdentityOf(const std::string& path) {
     }
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
+
+// Starting a thread for a smaller file costs more than inflating it.
+constexpr off_t kSmallest = off_t{1} << 16U;
 
 class FileSource : public GzipSource {
 public:
@@ -85,7 +95,7 @@ void GzipHeadStart::State::Run() {
 }
 
 GzipHeadStart::GzipHeadStart(const std::string& path, std::size_t most) : state(std::make_unique<State>(path, most)) {
-    if (state->identity == Identity()) {
+    if (state->identity.size < kSmallest) {
         return;
     }
     try {

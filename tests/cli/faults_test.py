@@ -131,7 +131,7 @@ class Faults(AlignerTest):
             resource.setrlimit(resource.RLIMIT_NPROC, (3, 3))
         _, rows = self.good()
         # A prebuilt index, because building one starts a thread.
-        packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes()))  # Would be inflated ahead.
+        packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes(), 0))  # Would be inflated ahead.
         reads, packed, index = self.bring(SAMPLE, packed, self.build_index())
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
         self.assertEqual(sorted(self.summary()), sorted(2 * rows))

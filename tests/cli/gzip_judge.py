@@ -23,7 +23,7 @@ MAGIC = b"\x1f\x8b\x08"
 
 
 def make_text(rng):
-    count, length = (400, 1500) if rng.random() < 0.08 else (rng.randint(2, 30), 200)
+    count, length = (400, 1500) if rng.random() < 0.2 else (rng.randint(2, 30), 200)
     reads = ((f"r{i} x", "".join(rng.choices("ACGT", k=rng.randint(20, length)))) for i in range(count))
     if rng.random() < 0.3:
         return "".join(f">{title}\n{bases[:50]}\n{bases[50:] or 'A'}\n" for title, bases in reads).encode()

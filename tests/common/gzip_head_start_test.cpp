@@ -86,7 +86,7 @@ TEST(GzipHeadStart, InflatesAsMuchAsItMayAndNoMore) {
 
 TEST(GzipHeadStart, AFileThatIsNotTheSameAnyMoreIsReadAnew) {
     const Tests::TemporaryFolder folder;
-    const auto data = Member(Text(1000));
+    const auto data = Member(Text(400'000));
     const std::function<void(const std::string&)> changes[] = {
         [](const std::string& path) { std::filesystem::remove(path); },
         [&](const std::string& path) { std::ofstream(path, std::ios_base::app) << data; },
@@ -116,9 +116,10 @@ TEST(GzipHeadStart, APipeIsNotTouched) {
 
 TEST(GzipHeadStarts, GoToTheNextGzipFilesInTurn) {
     const Tests::TemporaryFolder folder;
+    const auto data = Member(Text(400'000));
     std::vector<std::string> files;
     for (const auto* const name : {"a.gz", "b.fastq", "c.gz", "d.gz", "e.gz", "f.gz"}) {
-        files.push_back(folder.Write(name, Member(Text(1000))));
+        files.push_back(folder.Write(name, data));
     }
     files.push_back(files[4]);
     GzipHeadStarts starts(2, 100);
