@@ -169,7 +169,8 @@ private:
         tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
         tell(Kind::surplus, sam + " holds ", ", which the file does not contain, or fewer times",
              "more reads are in " + sam + " only");
-        tell(Kind::altered, "", " has another sequence in " + sam, "more reads have another sequence in " + sam);
+        tell(Kind::altered, "", " has a different sequence in " + sam,
+             "more reads have a different sequence in " + sam);
     }
 
     FileComparison& all;

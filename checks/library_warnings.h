@@ -6,7 +6,7 @@
 
 namespace Checks {
 
-/// During its lifetime, collects the warnings and errors that the folders below log, instead of printing them. Only one
+/// During its lifetime, collects the warnings and errors that the libraries log, instead of printing them. Only one
 /// object may exist at a time.
 class LibraryWarnings {
 public:

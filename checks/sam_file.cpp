@@ -102,7 +102,8 @@ bool SamFile::Next(SamRead& read) {
         Refuse("longer than 2 GiB");
     }
     if (supplementary_due != 0) {
-        throw std::runtime_error("read '" + name + "' has other supplementary records than its tag SA lists");
+        throw std::runtime_error("read '" + name +
+                                 "' has supplementary records other than those that its tag SA lists");
     }
     return true;
 }
@@ -135,7 +136,7 @@ void SamFile::TakeFirst(SamRead& read) {
 void SamFile::TakeFurther() {
     pending = false;
     if (record.name != name) {
-        Refuse("a secondary or supplementary record of another read than the record before it");
+        Refuse("a secondary or supplementary record of a different read from the record before it");
     }
     if (!record.IsSupplementary()) {
         return;

@@ -79,7 +79,7 @@ if(NOT TAVIK_MINIMAP2_PROVEN STREQUAL "${MINIMAP2_ARCHIVE} ${TAVIK_MINIMAP2_VERS
       COMPILE_OUTPUT_VARIABLE tavik_proof_errors RUN_OUTPUT_VARIABLE tavik_proof_output)
   endif()
   if(NOT tavik_proof_compiles)
-    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} declares or defines something in another way than "
+    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not declare or define what is expected by "
       "cmake/minimap2_assumptions.cpp:\n${tavik_proof_errors}")
   elseif(NOT tavik_proof_status EQUAL 0)
     message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not do what qel_minimap2 relies on (status "

@@ -1,5 +1,5 @@
-// What the wrapper library assumes about the installed minimap2 library, proven by a run of it when the build is
-// configured: a later release may keep its interface and still break one of these. Prints what does not hold.
+// Checks what the wrapper library assumes about the installed minimap2 library. Runs when the build is configured,
+// because a later release may keep its interface and still break an assumption. Prints each one that is wrong.
 
 #include <algorithm>
 #include <array>
@@ -15,8 +15,8 @@
 #include <ksw2.h>
 #include <mmpriv.h>
 
-// The calls that the wrapper library replaces, in the form in which it replaces them. Another signature does not link
-// or compile; a call that does not pass through its name is never seen here.
+// The calls that the wrapper library replaces, in the form in which it replaces them. A different signature does not
+// compile or link; a call that does not pass through its name is never seen here.
 namespace {
 
 enum Wrapped { ksw, sketch, getseq, cal_max_occ, collect, sort, chain, join, wrapped_count };
@@ -76,7 +76,7 @@ namespace {
 
 constexpr int kWindow = 10, kLength = 15, kBucketBits = 14;
 
-// A reference with a stretch of 2000 bases that the read lacks, and every 40th base of the read another one.
+// A reference with a stretch of 2000 bases that the read lacks, and with every 40th base of the read changed.
 std::string Reference() {
     std::string bases;
     std::uint32_t state = 1;
@@ -98,7 +98,7 @@ std::string Read(const std::string& reference) {
 // The file of an index: header, name and length, for each bucket positions and entries, bases of four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
-    if (!Holds(file != nullptr, "no temporary file can be made")) {
+    if (!Holds(file != nullptr, "cannot create a temporary file")) {
         return false;
     }
     mm_idx_dump(file, &index);
@@ -138,7 +138,7 @@ bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     }
     good = good && minimizers > 1000 && std::fgetc(file) == EOF;
     std::fclose(file);
-    return Holds(good, "the file of an index has another layout");
+    return Holds(good, "the layout of index files has changed");
 }
 
 }  // namespace
@@ -152,7 +152,7 @@ int main() {
     mm_set_opt(nullptr, &indexing, &mapping);
     mm_set_opt("map-ont", &indexing, &mapping);
     bool good = Holds(indexing.k == kLength && indexing.w == kWindow && indexing.bucket_bits == kBucketBits,
-                      "the preset map-ont has other k-mers");
+                      "the preset map-ont uses different k-mers");
     mapping.flag |= MM_F_CIGAR;
     mm_idx_t* const index = mm_idx_str(kWindow, kLength, 0, kBucketBits, 1, &text, &name);
     good =
@@ -165,7 +165,8 @@ int main() {
     int count = 0;
     mm_reg1_t* const records =
         mm_map(index, static_cast<int>(read.size()), read.c_str(), &count, buffer, &mapping, "read");
-    good = Holds(count > 0 && records[0].rs == 2000 && records[0].re == 11000, "a read maps elsewhere") && good;
+    good =
+        Holds(count > 0 && records[0].rs == 2000 && records[0].re == 11000, "a read maps to a different place") && good;
     for (int i = 0; i < wrapped_count; ++i) {
         if (!called[static_cast<std::size_t>(i)]) {
             std::printf("%s is no longer called by this name\n", names[static_cast<std::size_t>(i)]);

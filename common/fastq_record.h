@@ -63,7 +63,7 @@ public:
 
     /// A header line "@<read_id> runid=.. sampleid=.. read=.. ch=.. start_time=.." from the attributes
     /// "read_id", "run_id", "sample_id", "time_stamp" (texts), "read_number" and "channel" (whole numbers).
-    /// Throws what ValueMap::Get throws for an attribute that is missing or has another type.
+    /// Throws what ValueMap::Get throws for an attribute that is missing or has a different type.
     static std::string ComposeTitle(const ValueMap& attributes);
 
 private:

@@ -6,7 +6,7 @@
 
 namespace Common {
 
-// The texts in a run's log file from which other programs learn how the run ended.
+// Texts in a run's log file that tell other programs how the run ended.
 inline constexpr std::string_view kLoggedBanner = "QEL Tavik alignment software version ";
 inline constexpr std::string_view kLoggedFileStart = "Starting input file ";
 inline constexpr std::string_view kLoggedFileEnd = "Successfully finished input file ";
@@ -16,7 +16,7 @@ inline constexpr std::string_view kLoggedReadSkipped = "Continuing with next rea
 
 /// The path of the newest main log file in a folder: of the names "read_processor_log-<date>_<time>.log", the one with
 /// the latest time. Empty if there is none, or, with `error` set, if the folder cannot be listed. Verbose log files
-/// have another name.
+/// have a different name.
 std::string NewestRunLog(const std::string& folder, std::error_code& error);
 
 }  // namespace Common

@@ -55,7 +55,7 @@ std::string_view WithoutBlanks(std::string_view text) {
     return text;
 }
 
-// The whole number between two texts; nothing if `text` has another form.
+// The whole number between two texts; nothing if `text` has a different form.
 std::optional<std::uint64_t> NumberBetween(std::string_view before, std::string_view text, std::string_view behind) {
     std::uint64_t number = 0;
     if (!text.starts_with(before) || !text.ends_with(behind) || text.size() < before.size() + behind.size()) {

@@ -1,6 +1,5 @@
 #pragma once
 
-/// Prepares the process before anything else runs: denormal numbers count as zero, closed standard streams
-/// are replaced by /dev/null, and neither a reader that leaves standard output nor a file that reaches the size
-/// limit ends the run.
+/// Prepares the process before anything else runs: denormal numbers count as zero, /dev/null replaces closed standard
+/// streams, and the run survives the end of a program that reads its output and a file that reaches the size limit.
 void SetUpProcess();

@@ -9,8 +9,8 @@
 
 namespace Indexing {
 
-/// Shows on standard error, if that is a terminal, what the program does, how far it is and for how long it has been
-/// doing it. Its thread takes no signals. The line goes when the object does.
+/// A line on standard error, if that is a terminal: what the program does, its progress, and the time since the start.
+/// Its thread takes no signals. The destructor erases the line.
 class Progress {
 public:
     /// `how_far` is called by another thread.

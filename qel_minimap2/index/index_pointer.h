@@ -30,7 +30,7 @@ using IndexPointer = std::unique_ptr<mm_idx_t, DestroyIndex>;
 IndexPointer MakeIndex(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        std::unique_ptr<const SeedTable> table, PackedWords words);
 
-/// The same of names and bases in foreign memory, which `table` keeps: the sequences' names, each with a NUL behind it.
+/// The same with names and bases in foreign memory, which `table` keeps alive. `names`: each ends with a NUL.
 /// `lengths`: of the sequences, whose bases lie one after the other.
 IndexPointer MakeIndex(const IndexHeader& header, const char* names, const std::uint32_t* lengths,
                        std::unique_ptr<const SeedTable> table, const std::uint32_t* words);

@@ -77,7 +77,7 @@ function fillSortable(made, columns, rows, column, mark = () => {}) {
   columns.forEach(([name], by) => {
     const cell = element("th", null, {scope: "col"});
     const button = element("button", name, {type: "button"});
-    // Numbers are sorted from the largest at first, names from A.
+    // The first click sorts numbers in descending and names in ascending order.
     button.addEventListener("click", () => sort(by, cell.getAttribute("aria-sort") === "none" ? by > 0 : cell.getAttribute("aria-sort") === "ascending"));
     cell.append(button);
     head.append(cell);

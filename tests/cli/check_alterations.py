@@ -132,7 +132,7 @@ def surplus(read, sam=A):
 
 
 def sequence(read, file="a.fastq"):
-    return f"{file}: read '{read}' has another sequence in its SAM file out/{file[0]}.sam"
+    return f"{file}: read '{read}' has a different sequence in its SAM file out/{file[0]}.sam"
 
 
 # One alteration of the run each, and the findings. In the SAM files, the records begin at line 3.
@@ -208,16 +208,16 @@ ALTERATIONS = {
         f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large', by its SAM record '*'"]),
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
-        f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
+        f"{B}: read 's1' has supplementary records other than those that its tag SA lists"]),
     "a duplicate supplementary record": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
-        f"{B}: read 's1' has other supplementary records than its tag SA lists"]),
+        f"{B}: read 's1' has supplementary records other than those that its tag SA lists"]),
     "a supplementary record that is clipped by more than the read": (
         both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
             f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a supplementary record alone": (without("out/b.sam", 3), [
         f"{B}: line 3: a secondary or supplementary record of a read without a first record"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
-        f"{B}: line 4: a secondary or supplementary record of another read than the record before it"]),
+        f"{B}: line 4: a secondary or supplementary record of a different read from the record before it"]),
     "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
         f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),

@@ -19,12 +19,12 @@ def debian_mirror():
 
 
 def make_bare_debian(root, release=RELEASE):
-    """Makes a bare Debian in the folder `root`. Returns False without root's rights or without a mirror."""
+    """Makes a bare Debian in the folder `root`. Returns False without root privileges or without a mirror."""
     mirror = debian_mirror()
     if mirror is None or os.geteuid() != 0 or subprocess.run(
             ["debootstrap", "--variant=minbase", release, root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:
         return False
-    with open(f"{root}/etc/hosts", "a", encoding="ascii") as hosts:  # An installed system knows itself.
+    with open(f"{root}/etc/hosts", "a", encoding="ascii") as hosts:  # An installed system can resolve its own name.
         hosts.write("127.0.0.1 localhost\n")
     return True
 

@@ -44,7 +44,7 @@ bool ExpectsOwnFunctions() {
 class QelMinimap2 : public testing::Test {
 protected:
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
-    // An error each ten bases.
+    // An error every ten bases.
     std::string Noisy(std::string read) {
         for (std::size_t i = 5; i < read.size(); i += 10) {
             read.replace(i, 1, RandomBases(i % 3));
@@ -110,13 +110,13 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
     EXPECT_EQ(dynamic.find("TEXTREL"), std::string::npos);
 }
 
-// As the sequences of a reference above 4 Gb, in which the later ones lie so far from the first base.
+// Like the sequences of a reference above 4 Gb, where later ones lie this far from the first base.
 TEST_F(QelMinimap2, BasesMayLieFarFromTheFirst) {
     const auto index = Load(reference);
     const Read read = {"read", Noisy(bases.substr(30000, 3000))};
     const auto near = Align(index.get(), 0, read);
     ASSERT_TRUE(near.starts_with("read\t0\tone\t"));
-    constexpr std::uint64_t kFar = 5'000'000'000;  // Eight bases a word.
+    constexpr std::uint64_t kFar = 5'000'000'000;  // Eight bases per word.
     index->seq[0].offset += kFar;
     index->S -= kFar / 8;
     EXPECT_EQ(Align(index.get(), 0, read), near);
@@ -139,7 +139,7 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     Align(Load(reference).get(), 0, {"r", bases});
     EXPECT_LT(used(), at_first + 3'000'000) << "less than the buffers of mapping a long read take";
     const auto before = used();
-    for (int i = 0; i < 5; ++i) {  // An index may lie where the one before it was.
+    for (int i = 0; i < 5; ++i) {  // An index may have the address of a freed one.
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(reference).get()), 10);
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(repetitive).get()), 31);
     }
@@ -165,11 +165,10 @@ TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
     }
 }
 
-// Not a pass over the index for each read.
+// Rather than by a pass over the index for each read.
 TEST_F(QelMinimap2, AnUnknownThresholdIsFoundOnce) {
     const auto index = Load(reference);
-    std::clock_t least[] = {CLOCKS_PER_SEC,
-                            CLOCKS_PER_SEC};  // Of five times each, in turns: a busy moment does not count.
+    std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // Of five measurements each, taken in turns.
     for (int round = 0; round < 10; ++round) {
         const auto start = std::clock();
         for (int i = 0; i < 1000; ++i) {

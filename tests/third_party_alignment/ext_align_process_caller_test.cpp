@@ -52,7 +52,7 @@ TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);
     ExtAlignProcessCaller without("", "", "ls *.fasta; echo {other}");
-    EXPECT_TRUE(without.Call("A", "r").ends_with(".fasta\n{other}\n")) << "the read is written all the same";
+    EXPECT_TRUE(without.Call("A", "r").ends_with(".fasta\n{other}\n")) << "the read is written without it, too";
 }
 
 TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {

@@ -39,8 +39,8 @@ void BlockFiller::Gather(std::size_t block) {
     other.resize(entries.size());
 }
 
-// A radix sort by bucket and key, the lowest bits first. It is stable: entries of one key stay in the order of their
-// offsets.
+// A radix sort by bucket and key, the lowest bits first. It is stable: entries with the same key stay in the order
+// of their offsets.
 void BlockFiller::Sort() {
     constexpr unsigned kBits = 11;
     for (unsigned shift = 0; shift < format.SortBitCount(); shift += kBits) {

@@ -25,7 +25,7 @@ constexpr std::size_t kMostSections = 64;
 constexpr std::uint64_t kBlockAlignment = 64;
 
 enum class SectionKind : std::uint32_t {
-    names = 1,        // Of the sequences, each with a NUL behind it.
+    names = 1,        // Of the sequences, each followed by a NUL.
     lengths = 2,      // Of the sequences, 4 bytes each.
     bases = 3,        // Packed as PackedBases describes, in words of 4 bytes.
     buckets = 4,      // A SeedTable::Stretch for each bucket.

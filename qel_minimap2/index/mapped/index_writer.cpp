@@ -34,7 +34,7 @@ public:
     std::uint64_t Length() const { return length; }
     std::uint64_t SizeInFile() const { return RoundedUp(length, kPageSize); }
 
-    // Fills `bytes` with the content from `offset` on, and with zeros behind its end.
+    // Fills `bytes` with the content from `offset` on, and with zeros after its end.
     void CopyTo(std::uint64_t offset, std::vector<unsigned char>& bytes) const {
         std::fill(bytes.begin(), bytes.end(), 0);
         const auto end = offset + bytes.size();
@@ -56,7 +56,7 @@ private:
     std::vector<Part> parts;  // By rising `begin`.
 };
 
-// The content of the file behind its header. Refers to the index.
+// The content of the file after its header. Refers to the index.
 class IndexContent {
 public:
     explicit IndexContent(const mm_idx_t& index) : table(*SeedTable::Of(index)), parts(table.AllParts()), index(index) {

@@ -183,7 +183,7 @@ void MappedLayout::CheckTable() const {
         end = RoundedUp(end, kBlockAlignment) + shape.SizeOf(block.groups, block.positions);
     }
     if (end != SectionOf(SectionKind::table).length) {
-        throw DamagedFile("its table has another size than its blocks");
+        throw DamagedFile("the size of its table does not match its blocks");
     }
     for (std::size_t i = 0; i < stretches.size(); ++i) {
         if (std::uint64_t{stretches[i].begin} + stretches[i].Groups() > blocks[i >> shape.bits_in_block].groups) {

@@ -12,7 +12,7 @@
 
 namespace IndexCheck {
 
-/// Counts how damaged indexes were received.
+/// Counts the outcomes of loading damaged indexes.
 struct MutantFigures {
     long refused = 0;
     long alike = 0;                       ///< Accepted, and all reads mapped as with the sound index.
@@ -21,7 +21,7 @@ struct MutantFigures {
 };
 
 /// Damages prebuilt indexes of a generated reference, and what tavik_index makes of them, with several presets and
-/// k-mer lengths, the same way for a seed. Loads each in a separate process and maps reads against it.
+/// k-mer lengths, the same ones for the same seed. Loads each in a separate process and maps reads against it.
 class IndexMutants {
 public:
     /// `bases`: the length of the reference; `read_count`: the number of reads, spread evenly over it. Needs the

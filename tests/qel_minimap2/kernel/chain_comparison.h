@@ -9,7 +9,7 @@
 
 namespace Tests {
 
-/// Random numbers, the same ones for a seed.
+/// Random numbers, the same ones for the same seed.
 class Dice {
 public:
     explicit Dice(std::uint32_t seed) : generator(seed) {}
@@ -24,10 +24,10 @@ private:
     std::mt19937 generator;
 };
 
-/// Makes lists of anchors like those of reads from repeats, the same ones for a seed: runs of colinear anchors with
-/// errors on several sequences and strands, parallel runs, repeats of the read against repeats of the reference (so
-/// that one reference position has several read positions), and noise; at times with equal distances, which give equal
-/// scores.
+/// Makes lists of anchors like those of reads from repeats, the same ones for the same seed: runs of colinear anchors
+/// with errors on several sequences and strands, parallel runs, repeats of the read against repeats of the reference
+/// (so that one reference position has several read positions), and noise; at times with equal distances, which give
+/// equal scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;

@@ -9,7 +9,7 @@
 
 namespace Tests {
 
-/// Makes calls of base alignment, the same ones for a seed: related and unrelated sequences, repeats, long gaps,
+/// Makes calls of base alignment, the same ones for the same seed: related and unrelated sequences, repeats, long gaps,
 /// ambiguous bases, all combinations of flags that occur, scorings with the two gap costs in either order, bands and
 /// drops.
 class RandomCalls : Dice {
