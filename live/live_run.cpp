@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "checks/texts.h"
 #include "common/summary_columns.h"
@@ -87,10 +88,12 @@ int LiveRun::Run() {
             if (const auto round = NextRound(); !round.empty()) {
                 RunRound(round);
             } else if (HasEnded()) {
-                AlignWholeReads();
-                break;
+                if (!files.ReadCutAgain()) {
+                    AlignWholeReads();
+                    break;
+                }
             } else {
-                WaitAndLook(Time::max());
+                WaitAndLook();
             }
         }
         return Finish();
@@ -121,10 +124,10 @@ void LiveRun::LookAtReads() {
     next_look = std::max(next_look, end + kShortestWait);
 }
 
-// Waits until this time or a signal, but not much longer than a second, so that the caller can look at other things.
-void LiveRun::WaitAndLook(Time until) {
+// Waits for a signal or the next look, but not longer than a second, so that the caller can look at other things.
+void LiveRun::WaitAndLook() {
     const auto now = Clock::now();
-    const auto end = std::min({until, next_look, now + kLongestWait});
+    const auto end = std::min<Time>(next_look, now + kLongestWait);
     if (end > now) {
         Signals::Wait(std::chrono::ceil<std::chrono::milliseconds>(end - now));
     }
@@ -223,7 +226,10 @@ int LiveRun::Align(const Round& round) {
     while (!ended) {
         const auto count = Checks::Plural(round.Files().size(), "file");
         status.Show(StatusText("aligning " + count + " for " + Duration(Clock::now() - begin)), false);
-        WaitAndLook(Time::max());
+        WaitAndLook();
+        if (Signals::Stopping() && !std::exchange(told_stopping, true)) {
+            status.Tell("ending after this round; a second signal ends at once");
+        }
         ended = aligner.Ended();
     }
     return *ended;
@@ -273,8 +279,7 @@ void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
                                        [](const auto& file) { return file.kind != FileOutcome::Kind::not_begun; });
     failed_starts = any_begun ? 0 : failed_starts + 1;
     if (!any_begun && (outcome.status == 1 || outcome.status == 255 || failed_starts == kMostFailedStarts)) {
-        throw std::runtime_error("the aligner ended with status " + std::to_string(outcome.status) + ": " +
-                                 LastLine(ReadFile(round.MessagesPath())));
+        throw std::runtime_error(outcome.HowEnded() + ": " + LastLine(ReadFile(round.MessagesPath())));
     }
 }
 
@@ -326,7 +331,7 @@ void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
             throw StillFull("stopped while the disk is full; call again with the same options when there is room");
         }
         status.Show(StatusText("the disk is full"), false);
-        WaitAndLook(Time::max());
+        WaitAndLook();
     } while (!HasRoom(output.HiddenPath(), needed));
     status.Tell("there is room again");
 }

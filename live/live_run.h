@@ -31,7 +31,7 @@ public:
 private:
     LiveRun(const Options& options, const RunState& start);
     void LookAtReads();
-    void WaitAndLook(Time until);
+    void WaitAndLook();
     bool HasEnded() const;
     std::vector<RoundFile> NextRound();
     void RunRound(const std::vector<RoundFile>& files);
@@ -58,6 +58,7 @@ private:
     Time next_look = Time::min();
     Time next_page = Time::max();
     bool end_file = false;
+    bool told_stopping = false;
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Of the last round.
     double largest_round = std::numeric_limits<double>::infinity();  // In bytes; less after a full disk.

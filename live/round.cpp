@@ -94,11 +94,16 @@ void Write(const std::string& path, const std::string& text) {
 
 }  // namespace
 
+std::string Outcome::HowEnded() const {
+    return status < 0 ? "the aligner was ended by signal " + std::to_string(-status)
+                      : "the aligner ended with status " + std::to_string(status);
+}
+
 void Outcome::BlameFiles() {
     if (findings.empty()) {
         return;
     }
-    const auto reason = status == 0 ? findings.front() : "the aligner ended with status " + std::to_string(status);
+    const auto reason = status == 0 ? findings.front() : HowEnded();
     for (std::size_t i = 0; i < files.size(); ++i) {
         const bool is_blamed = interrupted ? *interrupted == i : files[i].kind != FileOutcome::Kind::not_begun;
         files[i] = {is_blamed ? FileOutcome::Kind::lost : FileOutcome::Kind::not_begun, 0, {reason}};

@@ -38,6 +38,9 @@ struct Outcome {
     /// If there are findings about the round as a whole: after a crash, the file that was being read is lost;
     /// otherwise, each file that was begun. The others count as not begun.
     void BlameFiles();
+
+    /// "the aligner ended with status 1".
+    std::string HowEnded() const;
 };
 
 /// One run of the aligner in a folder of its own. Links with unique names stand for the files, because files from a

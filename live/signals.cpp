@@ -47,6 +47,10 @@ Signals::Signals() {
     if (::pipe2(wake.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
+    // A reader of standard output that ends, a limit on file sizes, and another program that opens a file with a lease.
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGIO}) {
+        std::signal(signal, SIG_IGN);
+    }
     struct sigaction action {};
     action.sa_handler = Handle;
     action.sa_flags = SA_RESTART;

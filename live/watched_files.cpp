@@ -177,6 +177,18 @@ void WatchedFiles::Settle(Named named, std::vector<std::string>& notices) {
     file.reason = content.reason;
 }
 
+bool WatchedFiles::ReadCutAgain() {
+    bool any = false;
+    for (auto& [name, file] : files) {
+        if (file.phase == Phase::cut && !file.missing && reader(name).whole) {
+            file.phase = Phase::waiting;
+            file.reason.clear();
+            any = true;
+        }
+    }
+    return any;
+}
+
 std::vector<std::string> WatchedFiles::Waiting() const {
     std::vector<std::string> names;
     for (const auto& [name, file] : files) {

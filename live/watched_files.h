@@ -50,6 +50,10 @@ public:
     /// Takes the result of a look at the folder. Returns what the user should know.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now);
 
+    /// Reads the files that are not whole once more: they may have become readable without a change. True if one of
+    /// them is whole now.
+    bool ReadCutAgain();
+
     /// Files to align, in the order in which they were completed.
     std::vector<std::string> Waiting() const;
 

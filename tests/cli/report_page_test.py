@@ -4,6 +4,7 @@
 TAVIK_REPORT_PICTURE in the environment names a PNG file: the picture of the example's page is written there."""
 
 import base64
+import json
 import os
 import random
 import re
@@ -324,6 +325,55 @@ def contrast(one, other):
 
     low, high = sorted((luminance(one), luminance(other)))
     return (high + 0.05) / (low + 0.05)
+
+
+class Live(BrowserTest):
+    """The page of a run that goes on. The note in it is that of tavik_live; the page is that of a finished run."""
+
+    def write_page(self, out, **note):
+        page = out / "alignment_report.html"
+        text = self.text.replace('"samples":[', f'"live":{json.dumps(note)},"samples":[', 1) if note else self.text
+        page.with_name("part").write_text(text.replace("const reloadSeconds = 10;", "const reloadSeconds = 0.5;", 1))
+        page.with_name("part").rename(page)
+
+    def text_of(self, name):
+        return self.script("return document.getElementById(arguments[0]).textContent", name)
+
+    def wait_for(self, condition):
+        end = time.monotonic() + 30
+        while not condition():
+            self.assertLess(time.monotonic(), end, "waited in vain")
+            time.sleep(0.05)
+
+    def test_page_renews_itself_keeps_what_was_chosen_and_stops_at_the_end(self):
+        out = self.align_examples()
+        self.run_report(out)
+        self.text = (out / "alignment_report.html").read_text()
+        now = 1000 * time.time()
+        self.write_page(out, made=now, until=now + 60_000)
+        self.open("out")
+        self.assertRegex(self.text_of("live"), r"^The run is still going on\. These are the figures of [\d:]{8}; they hold until [\d:]{8} at the latest\.")
+        # The page may be loaded anew between two calls, so each is complete in itself.
+        self.script("""
+            for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();
+            byId("sequence").value = 1;
+            showDepth();
+            scrollTo(0, 700);""")
+        chosen = self.state()
+        self.text = self.text.replace("N50", "N51")  # The next page.
+        self.write_page(out, made=now - 120_000, until=now - 30_000)
+        self.wait_for(lambda: "N51" in self.text_of("totals"))
+        self.assertRegex(self.text_of("live"), r"A new page was due by [\d:]{8}: tavik_live has stopped, or this is a copy")
+        renewed = json.loads(json.dumps(self.state()).replace("N51", "N50"))
+        self.assertEqual(renewed, json.loads(json.dumps(chosen).replace("N51", "N50")))
+        self.assertEqual(self.script("return [scrollY, document.documentElement.dataset.theme, document.querySelector('#lengths details').open]"),
+                         [700, "dark", True])
+        self.write_page(out)
+        self.wait_for(lambda: self.script("return byId('live').hidden"))
+        self.text = self.text.replace("N51", "N52")
+        self.write_page(out)
+        time.sleep(1)
+        self.assertNotIn("N52", self.text_of("totals"))
 
 
 if __name__ == "__main__":

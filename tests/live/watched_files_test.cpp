@@ -65,6 +65,16 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTimeAndWhole) {
     folder.Look(100);
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq"}));
     EXPECT_EQ(folder.files.LastChange(), Folder::At(70));
+    // Another one becomes readable without a change.
+    folder.cut["c.fq"] = "cannot be read";
+    folder.Put("c.fq", 1);
+    folder.Look(100);
+    folder.Look(130);
+    EXPECT_FALSE(folder.files.ReadCutAgain());
+    folder.cut.clear();
+    EXPECT_TRUE(folder.files.ReadCutAgain());
+    EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq", "c.fq"}));
+    EXPECT_EQ(folder.files.At("c.fq").reason, "");
 }
 
 TEST(WatchedFiles, LostFileIsTriedOnceMore) {
