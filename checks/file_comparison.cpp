@@ -159,9 +159,8 @@ private:
             all.Add(*paths.input, sam + " holds other reads");
             return;
         }
-        const auto tell = [&](Kind kind, const std::string& before, const std::string& behind,
-                              const std::string& more) {
-            const auto word = [&](const auto& one) { return before + "read '" + one.name + "'" + behind; };
+        const auto tell = [&](Kind kind, const std::string& before, const std::string& after, const std::string& more) {
+            const auto word = [&](const auto& one) { return before + "read '" + one.name + "'" + after; };
             for (const auto& text : ReadBalance::Word(differences, kind, word, more)) {
                 all.Add(*paths.input, text);
             }

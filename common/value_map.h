@@ -29,7 +29,7 @@ public:
 
     /// The value of `key` as T (one of the alternatives of Value).
     /// Throws std::out_of_range "Key '<key>' not found." for a missing key and std::bad_variant_access for a value of
-    /// another type.
+    /// a different type.
     template <typename T>
     const T& Get(const std::string& key) const {
         for (const auto& entry : entries) {

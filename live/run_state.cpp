@@ -156,7 +156,7 @@ RunState RunState::Parse(const std::string& text) {
     };
     next();
     if (line != kFirstLine) {
-        throw std::runtime_error("it was written by another version");
+        throw std::runtime_error("it was written by a different version");
     }
     VisitFields(state, [&](const char* key, auto& value) {
         next();

@@ -93,7 +93,7 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, st
     }
 }
 
-// The missing file that has become a new one by another name.
+// The missing file that was renamed to a new one.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
     return std::find_if(files.begin(), files.end(), [&](const auto& named) {
         const auto& file = named.second;

@@ -234,8 +234,8 @@ std::string ForPage(const std::string& text, std::size_t most) {
     if (starts.size() <= most) {
         return valid;
     }
-    const auto behind = most / 3;
-    return valid.substr(0, starts[most - behind - 1]) + "\u2026" + valid.substr(starts[starts.size() - behind]);
+    const auto after = most / 3;
+    return valid.substr(0, starts[most - after - 1]) + "\u2026" + valid.substr(starts[starts.size() - after]);
 }
 
 std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live) {

@@ -56,12 +56,12 @@ std::string_view WithoutBlanks(std::string_view text) {
 }
 
 // The whole number between two texts; nothing if `text` has a different form.
-std::optional<std::uint64_t> NumberBetween(std::string_view before, std::string_view text, std::string_view behind) {
+std::optional<std::uint64_t> NumberBetween(std::string_view before, std::string_view text, std::string_view after) {
     std::uint64_t number = 0;
-    if (!text.starts_with(before) || !text.ends_with(behind) || text.size() < before.size() + behind.size()) {
+    if (!text.starts_with(before) || !text.ends_with(after) || text.size() < before.size() + after.size()) {
         return std::nullopt;
     }
-    text = text.substr(before.size(), text.size() - before.size() - behind.size());
+    text = text.substr(before.size(), text.size() - before.size() - after.size());
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
     return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }

@@ -12,7 +12,7 @@ namespace Common {
 
 namespace {
 
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // The set of C's isspace.
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // The characters for which C's isspace is true.
 
 std::string_view Trimmed(std::string_view line) {
     const auto begin = line.find_first_not_of(kWhiteSpace);

@@ -22,7 +22,7 @@ const choices = () => ({
   sorted: [...byId("references").querySelectorAll("th")].map((cell) => cell.getAttribute("aria-sort")),
 });
 
-// Clicks where the reader had clicked before the page was reloaded.
+// Repeats after a reload what the reader had clicked.
 function choose({scroll, theme, sequence, scales: chosen, open, sorted}) {
   if (theme !== document.documentElement.dataset.theme) byId("theme").click();
   if ([...byId("sequence").options].some(({value}) => value === sequence)) {
@@ -46,7 +46,7 @@ function followRun() {
   if (history.state) choose(history.state);
   setInterval(() => {
     sayWhenItHolds();
-    // Not while nobody looks, or while the page is printed.
+    // Not while the page is hidden or printed.
     if (document.hidden || document.documentElement.dataset.paper !== undefined) return;
     history.replaceState(choices(), "");
     location.reload();

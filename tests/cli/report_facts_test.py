@@ -142,13 +142,13 @@ class Outputs(ReportTest):
         self.write("bad/alignment_summary.txt", HEADER + "r\tc\n" * 100)
         bar = "0%   10   20   30   40   50   60   70   80   90   100%\n|----|----|----|----|----|----|----|----|----|----|\n" + 51 * "*"
         reason = "bad/alignment_summary.txt: line 2: 2 columns instead of 13"
-        for args, behind in ((("out",), ""), (("out", "out", "out"), ""), (("out", "bad"), f"Error: {reason}\n")):
+        for args, after in ((("out",), ""), (("out", "out", "out"), ""), (("out", "bad"), f"Error: {reason}\n")):
             terminal, end = pty.openpty()
-            self.run_report(*args, status=int(behind != ""), stderr=end)
+            self.run_report(*args, status=int(after != ""), stderr=end)
             os.close(end)
             shown = os.read(terminal, 10_000).decode().replace("\r\n", "\n")
             os.close(terminal)
-            self.assertEqual(shown.lstrip("\n"), f"{bar}\n{behind}")
+            self.assertEqual(shown.lstrip("\n"), f"{bar}\n{after}")
 
     def test_each_failed_write_is_told_and_leaves_the_former_report(self):
         self.run_report("out", "--title", "former")

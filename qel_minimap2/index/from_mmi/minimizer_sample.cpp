@@ -98,8 +98,8 @@ MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const st
     }
     if (end < layout.Sequences()[piece.sequence].length) {
         // The last run may continue; a minimizer is certain once it has left the window.
-        const std::size_t behind = header.window + 2;
-        certain.end = std::min(piece.end, begin + (behind <= ends.size() ? ends[ends.size() - behind] + 1 : 0));
+        const std::size_t after = header.window + 2;
+        certain.end = std::min(piece.end, begin + (after <= ends.size() ? ends[ends.size() - after] + 1 : 0));
     }
     return certain;
 }

@@ -9,13 +9,13 @@
 namespace qel_minimap2 {
 
 /// Checks that a prebuilt index was built from the sequences stored in it. A wrong window, k-mer size, homopolymer
-/// flag, length or base makes an index that loads and maps, but badly, and its structure does not show it. So pieces of
-/// the sequences are chosen, about a hundredth of all bases, including both ends. Their minimizers are computed again
+/// flag, length or base gives an index that loads but maps badly, and its structure does not show it. So pieces of the
+/// sequences are chosen, about a hundredth of all bases, including both ends. Their minimizers are computed again
 /// and must equal those that the index has there. Damage between the pieces goes unnoticed: the format has no checksum.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases, which must outlive the sample. `suspects`: offsets of bases to be
-    /// covered by pieces too, as far as that at most doubles the pieces.
+    /// covered by pieces too, as long as they at most double the pieces.
     MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
     /// Records one minimizer of the index. `position` in minimap2's format: number of the sequence, 0-based position of

@@ -29,7 +29,7 @@ public:
     /// Reads the whole file once, on all cores, and compares it with its checksums. Also checks the codes of the bases.
     /// Throws std::runtime_error.
     void CheckChecksums() const;
-    /// Checks all that says where other things are, in time linear in the sequences and buckets. Throws
+    /// Checks all numbers that locate other parts, in time linear in the sequences and buckets. Throws
     /// std::runtime_error. The table's keys, values and positions are checked when they are used.
     void CheckContent() const;
 
