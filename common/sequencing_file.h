@@ -22,9 +22,11 @@ bool HasCompressedReadFileExtension(const std::string& path);
 /// Prepares `stream`, which must be empty, for reading one file: plain text for the read-file extensions,
 /// gzip for every other name, regardless of the content. Never fails itself: if the file cannot be opened or is not a
 /// gzip file, the first read throws an exception with the file and the reason.
-/// `head_start`: the head start that this file was given, if any.
+void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
+
+/// The same with the head start that a gzip file was given; it may be null.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
-                        std::unique_ptr<GzipHeadStart> head_start = nullptr);
+                        std::unique_ptr<GzipHeadStart> head_start);
 
 /// Call it after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file
 /// name when unreadable data follow the text.

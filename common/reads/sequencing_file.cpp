@@ -38,6 +38,10 @@ bool HasCompressedReadFileExtension(const std::string& path) {
     return LowerCaseExtension(path) == ".gz" && HasReadFileExtension(boost::filesystem::path(path).stem().string());
 }
 
+void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream) {
+    OpenSequencingFile(path, stream, nullptr);
+}
+
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
                         std::unique_ptr<GzipHeadStart> head_start) {
     if (!HasReadFileExtension(path)) {
