@@ -31,11 +31,11 @@ public:
     /// KiB, it cannot be read, it has changed since, or the system could not start the thread or give it memory.
     bool TakeOver();
 
-    /// The next piece of the text, valid until the next call; empty at the end. Inflates what the thread has not.
-    /// Throws what InputFileSource throws. Call it after TakeOver has returned true.
+    /// The next piece of the text, valid until the next call; empty at the end. Inflates what follows the thread's
+    /// part. Throws what InputFileSource throws. Call it after TakeOver has returned true.
     std::string_view Next();
 
-    /// Knows, once Next has returned an empty piece, whether the file is sound.
+    /// Once Next has returned an empty piece: tells whether the file is sound.
     const GzipDecoder& Decoder() const;
 
 private:
@@ -53,14 +53,14 @@ public:
     /// Call it before reading the file at `index`: starts those of the next `count` files that are not plain text.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
-    /// The head start of the file at the index given last, taken over; null if there is none or it is of no use.
+    /// The head start of the file at the index given last, taken over; null if there is none or it cannot be used.
     std::unique_ptr<GzipHeadStart> Take(const std::string& path);
 
 private:
     const std::size_t count;
     const std::size_t most;
-    std::size_t considered = 0;  // Number of files that have had their chance.
-    std::size_t current = 0;     // The index given last.
+    std::size_t considered = 0;                                                  // Number of files considered so far.
+    std::size_t current = 0;                                                     // The index given last.
     std::deque<std::pair<std::size_t, std::unique_ptr<GzipHeadStart>>> waiting;  // By index, ascending.
 };
 

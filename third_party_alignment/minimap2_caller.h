@@ -39,7 +39,7 @@ public:
     /// Call without the header.
     std::string CallWithoutHeader(const std::string& sequence, const std::string& read_name);
 
-    /// The header that Call puts before a record. Valid as long as this caller or a copy; loads as LoadIndex does.
+    /// The header that Call puts before a record. Valid while this caller or a copy exists; loads as LoadIndex does.
     const SamHeader& Header() const;
 
     /// A caller that shares the index. Only the caller that loads the index, and copies made after that, have its

@@ -51,7 +51,7 @@ public:
         return blocks;
     }
 
-    /// Makes all checksums right again. Whatever the bytes are, it changes only the checksums.
+    /// Corrects all checksums, whatever the bytes are, and changes nothing else.
     void Repair() {
         constexpr std::size_t kPage = 4096, kPiece = 1 << 20;
         if (bytes.size() < kPage) {
