@@ -29,6 +29,8 @@ constexpr int kMostFailedStarts = 3;
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
+// A page takes at most this part of the time.
+constexpr int kPageShare = 50;
 constexpr std::chrono::seconds kPageInterval{60};
 constexpr std::chrono::seconds kPageLife{90};
 
@@ -267,8 +269,12 @@ void LiveRun::Take(const Round& round, Outcome outcome) {
             files.SetDone(list[i].name, list[i].loss);
         }
     }
-    figures.AddReads(Clock::now(), report.Reads());
-    WritePage();
+    const auto now = Clock::now();
+    figures.AddReads(now, report.Reads());
+    next_page = std::min<Time>(next_page, earliest_page);
+    if (now >= next_page) {
+        WritePage();
+    }
     const auto count = std::count_if(outcome.files.begin(), outcome.files.end(), is_kept);
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(count), "file")), true);
 }
@@ -337,13 +343,16 @@ void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
 }
 
 void LiveRun::WritePage() {
-    next_page = Clock::now() + kPageInterval;
+    const auto begin = Clock::now();
     const auto now = std::chrono::system_clock::now();
     try {
         report.Write({now, now + kPageLife});
     } catch (const std::runtime_error& error) {
         status.Tell(error.what());
     }
+    const auto end = Clock::now();
+    earliest_page = end + kPageShare * (end - begin);
+    next_page = std::max<Time>(end + kPageInterval, earliest_page);
 }
 
 std::string LiveRun::StatusText(const std::string& now) const {

@@ -56,7 +56,8 @@ private:
     WatchedFiles files;
     Reports::GrowingReport report;
     Time next_look = Time::min();
-    Time next_page = Time::max();
+    Time next_page = Time::max();      // When the page is made anew even without new rows.
+    Time earliest_page = Time::min();  // Before that, it would cost too much.
     bool end_file = false;
     bool told_stopping = false;
     std::string last_look_error;
