@@ -17,7 +17,7 @@ bool IsRejected(const AlignmentResult& result, float min_coverage) {
     return coverage > 1e-7 && min_coverage >= result.coverage;
 }
 
-// The caller's header stands alone.
+// For a caller that returns the header once instead of before each record.
 AlignmentResult CallAndParse(Minimap2Caller& caller, const std::string& sequence, const std::string& read_name) {
     const auto length = static_cast<int>(sequence.size());
     auto lines = caller.CallWithoutHeader(sequence, read_name);

@@ -25,8 +25,8 @@ public:
     /// infinity or NaN.
     static AlignmentResult Parse(std::string&& sam, int query_length);
 
-    /// The result of Parse for `header` and `lines` together, but `sam_record` lacks the header. `header` stands alone,
-    /// and `lines` do not begin with "@". Throws as Parse does.
+    /// The result of Parse for `header` and `lines` together, but `sam_record` lacks the header. `header` has no
+    /// records, and `lines` do not begin with "@". Throws as Parse does.
     static AlignmentResult ParseLines(const SamHeader& header, std::string&& lines, int query_length);
 
 private:

@@ -48,7 +48,7 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 
 }  // namespace
 
-// Without right checksums, hardly any input would get beyond their comparison.
+// Without correct checksums, hardly any input would get beyond their comparison.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);

@@ -231,7 +231,8 @@ TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadInTheHeaderAlone)
         for (const auto& accepted_or_rejected : {mapped, records[3]}) {
             fake.answer = accepted_or_rejected.c_str();
             const auto result = ThirdPartyAlignment::AlignReadToLines(&minimap2, bases, "r", 0.6F);
-            EXPECT_NE(result.sam_record.starts_with('@'), alone) << "no read carries a header that stands alone";
+            EXPECT_NE(result.sam_record.starts_with('@'), alone)
+                << "no read carries a header that is returned separately";
         }
     }
 }

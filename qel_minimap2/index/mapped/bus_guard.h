@@ -10,8 +10,8 @@ struct GuardedRange;
 /// Ends the process with status 1 and a line on standard error when an access to mapped bytes fails, because the file
 /// became shorter or its disk failed. Without a guard, SIGBUS would end it without a word.
 ///
-/// The first guard of the process installs a handler of that signal, which passes on the signals of other addresses to
-/// the handler that was there before.
+/// The first guard of the process installs a handler of that signal, which passes signals for other addresses to the
+/// former handler.
 class BusGuard {
 public:
     /// `path`: for the message. Throws std::bad_alloc. Any thread.

@@ -48,7 +48,7 @@ struct Section {
     std::uint64_t offset, length, checksum;
 };
 
-/// The first page of the file. Up to `checksum`, and in what that covers, all versions agree.
+/// The first page of the file. All versions have the members up to `checksum`, which covers the same bytes in all.
 struct FileHeader {
     std::array<char, 8> magic;
     std::uint32_t byte_order, version;
@@ -73,7 +73,7 @@ constexpr std::uint64_t RoundedUp(std::uint64_t size, std::uint64_t unit) {
     return (size + unit - 1) / unit * unit;
 }
 
-/// The number of pieces of a section with so many bytes.
+/// The number of pieces of a section. `length` in bytes.
 constexpr std::uint64_t PieceCount(std::uint64_t length) {
     return (length + kPieceSize - 1) / kPieceSize;
 }

@@ -145,14 +145,14 @@ std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexPart
     return "swapped buckets";
 }
 
-// Repairs the checksums, but for one in eight.
+// Repairs the checksums of seven in eight.
 std::string IndexMutants::DamageMapped(std::string& index) {
     Tests::MappedParts parts(index);
     const auto number = Below(qel_minimap2::kSectionKinds + 1);
     const auto section = parts.Header().sections[number];
     const bool in_header = section.length == 0;
     const auto begin = in_header ? 0 : section.offset;
-    const auto length = in_header ? 304 : section.length;  // Without sections that do not exist, and padding.
+    const auto length = in_header ? 304 : section.length;  // Leaves out padding and sections that do not exist.
     const auto size = std::min(std::size_t{1} << Below(10), length);
     const auto at = begin + Below(length - size + 1);
     std::string what;

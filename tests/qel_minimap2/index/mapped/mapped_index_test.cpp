@@ -1,4 +1,4 @@
-// Files that tavik_index never writes, with right checksums; tests/cli/index_test.py damages some without. And files
+// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages some without. And files
 // that change while they are used.
 
 #include <csignal>
@@ -75,7 +75,7 @@ protected:
         return record.substr(0, record.find("M\t"));
     }
 
-    // The file with a change and right checksums.
+    // The file with a change and correct checksums.
     std::string Forged(const Change& change) const {
         auto bytes = Tests::ReadAll(path);
         Parts parts(bytes);
