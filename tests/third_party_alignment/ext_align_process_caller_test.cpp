@@ -21,7 +21,8 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
         {0, 1, {}},
         {2, 3, {succeeded + "3"}},
         {10, 11, {succeeded + "11"}},
-        {11, 11, {"Alignment failed after max_attempts: 10"}},  // Ten in the message, eleven runs: deliberate.
+        {11, 11, {"Alignment failed after max_attempts: 10"}},  // The message says ten, although there are eleven runs.
+                                                                // This is deliberate.
     };
     for (const auto& [failures, runs, messages] : cases) {
         // An "aligner" that fails on its first runs and then prints its arguments and the read.
