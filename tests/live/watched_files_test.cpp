@@ -49,7 +49,7 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTimeAndWhole) {
     folder.Look(1);
     folder.Look(30);
     EXPECT_EQ(folder.files.Waiting(), Texts());
-    folder.Put("a.fq", 2);
+    folder.present["a.fq"].time = 2;  // Written again with the same size.
     folder.Look(31);
     EXPECT_EQ(folder.PhaseOf("b.fq"), Phase::cut);
     EXPECT_EQ(folder.files.NextSettled(), Folder::At(61));
