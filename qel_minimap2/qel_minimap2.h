@@ -29,9 +29,9 @@ extern "C" {
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.
 mm_idx_t* qelmm_load_index(const char* path);
 
-/// The number of occurrences in the index above which a minimizer is not used as a seed. It takes time: call it once per
-/// index and hand the result to each qelmm_align. Returns 0, which means unknown to qelmm_align, for a null index or
-/// without enough memory. Any thread.
+/// The number of occurrences in the index above which a minimizer is not used as a seed. It takes time: call it once
+/// per index and hand the result to each qelmm_align. Returns 0, which means unknown to qelmm_align, for a null index
+/// or without enough memory. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line feed; a read
