@@ -113,6 +113,11 @@ void LiveRun::LookAtReads() {
         for (const auto& notice : files.Update(look.files, begin)) {
             status.Tell(notice);
         }
+        for (const auto& name : look.unusable) {
+            if (told_unusable.insert(name).second) {
+                status.Tell(name + ": left out: not a regular file");
+            }
+        }
         last_look_error.clear();
     } catch (const std::system_error& error) {
         // A network disk that is away for a while. Nothing is known then, so nothing has changed.

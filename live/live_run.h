@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <limits>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,7 @@ private:
     Time earliest_page = Time::min();  // Before that, it would cost too much.
     bool end_file = false;
     bool told_stopping = false;
+    std::set<std::string> told_unusable;
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Of the last round.
     double largest_round = std::numeric_limits<double>::infinity();  // In bytes; less after a full disk.

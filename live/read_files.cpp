@@ -44,8 +44,11 @@ Look LookAt(const std::string& folder, const std::string& left_out, const std::s
         look.end_file = look.end_file || (!end_file.empty() && name == end_file);
         const bool is_read_file = Common::HasReadFileExtension(name) || Common::HasCompressedReadFileExtension(name);
         struct stat status {};
-        if (is_read_file && ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        const bool is_known = is_read_file && ::stat(path.c_str(), &status) == 0;
+        if (is_known && S_ISREG(status.st_mode)) {
             look.files.push_back({path.lexically_relative(folder).string(), StampOf(status)});
+        } else if (is_read_file && ::lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
+            look.unusable.push_back(path.lexically_relative(folder).string());
         }
         std::error_code unknown;
         if (name == fs::path(left_out).filename() && fs::equivalent(path, left_out, unknown)) {

@@ -27,8 +27,9 @@ struct FoundFile {
 
 /// One look at the watched folder.
 struct Look {
-    std::vector<FoundFile> files;  ///< Sorted by name.
-    bool end_file = false;         ///< The file that ends the run is there.
+    std::vector<FoundFile> files;       ///< Sorted by name.
+    std::vector<std::string> unusable;  ///< Names of read files that are no regular files, such as dangling links.
+    bool end_file = false;              ///< The file that ends the run is there.
 };
 
 /// Finds the regular files with the ending of a read file, or with such an ending and ".gz", in the folder and all

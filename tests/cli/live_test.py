@@ -67,7 +67,10 @@ class Output(LiveTest):
             with open(path, "wb") as file:
                 file.write(gzip.compress(text) if name.lower().endswith(b"gz") else text)
         self.reads.joinpath("notes.txt").write_text("not a read file")
-        self.assertEqual(self.live(), [])
+        self.reads.joinpath("folder.fastq").mkdir()
+        self.reads.joinpath("link.fastq").symlink_to("nowhere")
+        self.assertEqual(self.live(), ["link.fastq: left out: not a regular file"])
+        self.reads.joinpath("link.fastq").unlink()
         self.assert_as_one_run()
 
     def test_page_of_a_run_that_goes_on_says_so(self):
