@@ -65,6 +65,15 @@ Clock::duration Limited(double seconds) {
     return std::chrono::duration_cast<Clock::duration>(Seconds(std::min(seconds, kLongest)));
 }
 
+// A file that is gone has not changed: its reads were checked.
+bool HasChanged(const std::string& path, const Stamp& stamp) {
+    try {
+        return !StampOf(path).SameContent(stamp);
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 LiveRun::LiveRun(const Options& given, const RunState& start)
@@ -253,10 +262,9 @@ void LiveRun::Take(const Round& round, Outcome outcome) {
     CheckStart(round, outcome);
     outcome.BlameFiles();
     for (std::size_t i = 0; i < list.size(); ++i) {
-        std::error_code error;
-        if (outcome.files[i].kind == FileOutcome::Kind::kept && fs::exists(options.reads + "/" + list[i].name, error) &&
-            !StampOf(options.reads + "/" + list[i].name).SameContent(list[i].stamp)) {
-            outcome.files[i].kind = FileOutcome::Kind::changed;
+        auto& kind = outcome.files[i].kind;
+        if (kind == FileOutcome::Kind::kept && HasChanged(options.reads + "/" + list[i].name, list[i].stamp)) {
+            kind = FileOutcome::Kind::changed;
         }
     }
     TellLosses(round, outcome);
