@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <memory>
@@ -17,8 +16,8 @@ namespace Common {
 /// The text of a gzip file, the first part of which a thread inflates before the file's turn comes. One thread owns it.
 class GzipHeadStart {
 public:
-    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Never fails: see
-    /// TakeOver.
+    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc; any
+    /// other failure appears in TakeOver.
     GzipHeadStart(const std::string& path, std::size_t most);
     GzipHeadStart(const GzipHeadStart&) = delete;
     GzipHeadStart& operator=(const GzipHeadStart&) = delete;
@@ -50,7 +49,8 @@ public:
     /// At most `count` files at a time, `most` bytes of text in each.
     GzipHeadStarts(std::size_t count, std::size_t most) : count(count), most(most) {}
 
-    /// Call it before reading the file at `index`: starts those of the next `count` files that are not plain text.
+    /// Call it before reading the file at `index`: starts those of the next `count` files that are not plain text. A
+    /// file for which there is no memory gets no head start.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
     /// The head start of the file at the index given last, taken over; null if there is none or it cannot be used.

@@ -27,6 +27,10 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
+// The origin of the log record of a read's text, whether or not the header is asked for with it.
+constexpr char kCallOrigin[] =
+    "virtual std::string ThirdPartyAlignment::Minimap2Caller::Call(const std::string&, const std::string&)";
+
 struct UnloadIndex {
     void operator()(mm_idx_t* index) const { qelmm_unload_index(index); }
 };
@@ -125,7 +129,7 @@ std::string Minimap2Caller::CallWithoutHeader(const std::string& sequence, const
     std::unique_ptr<char, FreeText> answer(
         qelmm_align(loaded.index, occ_threshold, ToMinimapRead(sequence, read_name)));
     const std::string_view text = answer ? answer.get() : "";
-    TAVIK_LOG(verbose) << "received SAM string: " << text;
+    TAVIK_LOG_FROM(verbose, kCallOrigin) << "received SAM string: " << text;
     if (!answer) {
         throw std::runtime_error("Minimap2 returned NULL string");
     }

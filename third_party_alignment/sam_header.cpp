@@ -96,8 +96,8 @@ void SamHeader::Read(std::string_view text) {
 SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
     try {
         Read(kept);
-    } catch (const std::exception&) {
-        return;
+    } catch (const std::logic_error&) {
+        return;  // It cannot be read without the record that follows. Without memory, nothing must be kept.
     }
     KeepLastOfEachName();
     by_line = SkipHeaderLines(kept) == kept.size();

@@ -23,7 +23,7 @@ public:
     /// for a length. The result may refer to `text`, which must outlive it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
-    /// Reads `text`, header lines that each end in a line feed, for the records that follow it.
+    /// Reads `text`, header lines that each end in a line feed, for the records that follow it. Throws std::bad_alloc.
     explicit SamHeader(std::string text);
     SamHeader(const SamHeader&) = delete;
     SamHeader& operator=(const SamHeader&) = delete;

@@ -1,7 +1,10 @@
 #include "common/gzip_head_start.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <new>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -14,13 +17,14 @@ namespace Common {
 
 namespace {
 
-// What differs after a file has been replaced or written to. All zeros for anything but a regular file.
+// What differs after a file has been replaced or written to: the time of the last change too, which cannot be set back
+// as that of the last write can. All zeros for anything but a regular file.
 struct Identity {
     dev_t device = 0;
     ino_t number = 0;
     off_t size = 0;
-    time_t written = 0;
-    long nanoseconds = 0;
+    time_t written = 0, changed = 0;
+    long written_nanoseconds = 0, changed_nanoseconds = 0;
 
     bool operator==(const Identity&) const = default;
 };
@@ -30,7 +34,8 @@ Identity IdentityOf(const std::string& path) {
     if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    return {status.st_dev,         status.st_ino,          status.st_size,        status.st_mtim.tv_sec,
+            status.st_ctim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_nsec};
 }
 
 // Starting a thread for a smaller file costs more than inflating it.
@@ -40,7 +45,13 @@ class FileSource : public GzipSource {
 public:
     explicit FileSource(const std::string& path) : file(path) {}
 
+    // Ends the inflating of a file that nobody is going to read, wherever it is: padding can be long. Any thread.
+    void Discard() { discarded = true; }
+
     std::size_t Read(unsigned char* buffer, std::size_t size) override {
+        if (discarded) {
+            throw std::runtime_error("discarded");
+        }
         const auto got = file.read(reinterpret_cast<char*>(buffer), static_cast<std::streamsize>(size));
         return got < 0 ? 0 : static_cast<std::size_t>(got);
     }
@@ -51,6 +62,7 @@ public:
 
 private:
     InputFileSource file;
+    std::atomic<bool> discarded = false;
 };
 
 }  // namespace
@@ -59,6 +71,7 @@ struct GzipHeadStart::State {
     State(const std::string& path, std::size_t most) : path(path), most(most), source(path) {}
 
     void Run();
+    void Stop(std::thread& thread);
 
     const std::string path;
     const std::size_t most;
@@ -94,6 +107,13 @@ void GzipHeadStart::State::Run() {
     }
 }
 
+void GzipHeadStart::State::Stop(std::thread& thread) {
+    stopping = true;
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
+
 GzipHeadStart::GzipHeadStart(const std::string& path, std::size_t most) : state(std::make_unique<State>(path, most)) {
     if (state->identity.size < kSmallest) {
         return;
@@ -106,7 +126,8 @@ GzipHeadStart::GzipHeadStart(const std::string& path, std::size_t most) : state(
 }
 
 GzipHeadStart::~GzipHeadStart() {
-    TakeOver();
+    state->source.Discard();
+    state->Stop(thread);
 }
 
 const std::string& GzipHeadStart::Path() const {
@@ -114,10 +135,7 @@ const std::string& GzipHeadStart::Path() const {
 }
 
 bool GzipHeadStart::TakeOver() {
-    state->stopping = true;
-    if (thread.joinable()) {
-        thread.join();
-    }
+    state->Stop(thread);
     return state->sound && state->identity == IdentityOf(state->path);
 }
 
@@ -145,7 +163,11 @@ void GzipHeadStarts::Prepare(const std::vector<std::string>& files, std::size_t 
     considered = std::max(considered, index + 1);
     for (; considered < files.size() && considered <= index + count; ++considered) {
         if (!HasReadFileExtension(files[considered])) {
-            waiting.emplace_back(considered, std::make_unique<GzipHeadStart>(files[considered], most));
+            try {
+                waiting.emplace_back(considered, std::make_unique<GzipHeadStart>(files[considered], most));
+            } catch (const std::bad_alloc&) {
+                // The file is read in its turn, and reports its own failure.
+            }
         }
     }
 }

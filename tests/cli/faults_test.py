@@ -132,6 +132,7 @@ class Faults(AlignerTest):
         _, rows = self.good()
         # A prebuilt index, because building one starts a thread.
         packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes(), 0))  # Would be inflated ahead.
+        self.assertGreater(packed.stat().st_size, 1 << 16, "smaller files are not inflated ahead")
         reads, packed, index = self.bring(SAMPLE, packed, self.build_index())
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
         self.assertEqual(sorted(self.summary()), sorted(2 * rows))

@@ -91,6 +91,11 @@ TEST(GzipHeadStart, AFileThatIsNotTheSameAnyMoreIsReadAnew) {
         [](const std::string& path) { std::filesystem::remove(path); },
         [&](const std::string& path) { std::ofstream(path, std::ios_base::app) << data; },
         [](const std::string& path) { std::filesystem::last_write_time(path, {}); },
+        [&](const std::string& path) {  // As rsync does with --inplace and --times.
+            const auto written = std::filesystem::last_write_time(path);
+            std::ofstream(path, std::ios_base::in | std::ios_base::out) << data;
+            std::filesystem::last_write_time(path, written);
+        },
         [&](const std::string& path) { std::filesystem::rename(folder.Write("other", data), path); },
     };
     for (const auto& change : changes) {
@@ -101,6 +106,19 @@ TEST(GzipHeadStart, AFileThatIsNotTheSameAnyMoreIsReadAnew) {
     }
     EXPECT_FALSE(GzipHeadStart(folder.Path("none.gz"), 100).TakeOver());
     EXPECT_FALSE(GzipHeadStart(folder.Path("."), 100).TakeOver());
+}
+
+// A sparse file of zeros, which are padding, is read for minutes.
+TEST(GzipHeadStart, AFileThatIsNotReadAfterAllIsLeftAtOnce) {
+    const Tests::TemporaryFolder folder;
+    const auto path = folder.Write("a.gz", Member(Text(400'000)));
+    std::filesystem::resize_file(path, std::uintmax_t{1} << 40U);
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        const GzipHeadStart head_start(path, 1'000'000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
 // Opening a pipe would take its data from the reading in turn.
