@@ -33,6 +33,12 @@ Options Chosen(const po::variables_map& values, Options options, const std::vect
     if (values.count("worker_threads") > 0 && options.threads < 1) {
         throw po::error("--worker_threads must be 1 or more");
     }
+    if (!files.empty() && files.back().empty()) {
+        throw po::error("the path of the index is empty");
+    }
+    if (!files.empty() && files.front().empty()) {
+        throw po::error("the path of the reference is empty");
+    }
     if (values["check"].as<bool>() || values["describe"].as<bool>()) {
         options.task = values["check"].as<bool>() ? Task::check : Task::describe;
         if (files.size() != 1) {

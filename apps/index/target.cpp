@@ -28,10 +28,15 @@ static void RemoveAndEnd(int signal) {
 
 namespace {
 
+// Throws std::runtime_error if the file cannot be read.
 bool IsEmptyOrIndex(const std::string& path) {
+    errno = 0;
     std::ifstream file(path, std::ios_base::binary);
     std::array<char, qel_minimap2::kMappedMagic.size()> magic{};
     file.read(magic.data(), magic.size());
+    if (!file && !file.eof()) {
+        throw std::runtime_error(path + ": could not be read: " + std::generic_category().message(errno));
+    }
     return file.gcount() == 0 || magic == qel_minimap2::kMappedMagic;
 }
 

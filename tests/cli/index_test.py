@@ -88,6 +88,9 @@ class IndexWriting(IndexTest):
             (["-z"], 2, "", "tavik_index: a reference and the path of an index are needed\n" + HELP_HINT),
             (["a", "b", "c"], 2, "", "tavik_index: a reference and the path of an index are needed\n" + HELP_HINT),
             (["a", "b", "-t", "0"], 2, "", "tavik_index: --worker_threads must be 1 or more\n" + HELP_HINT),
+            ([REFERENCE, ""], 2, "", "tavik_index: the path of the index is empty\n" + HELP_HINT),
+            (["--check", ""], 2, "", "tavik_index: the path of the index is empty\n" + HELP_HINT),
+            (["", "a"], 2, "", "tavik_index: the path of the reference is empty\n" + HELP_HINT),
             (["--check", "a", "b"], 2, "", "tavik_index: one index is needed\n" + HELP_HINT),
             (["--check", "--describe", "a"], 2, "", "tavik_index: --check and --describe exclude each other\n" + HELP_HINT),
             (["--check", "gone"], 2, "", "tavik_index: gone: No such file or directory\n"),
@@ -178,6 +181,8 @@ class IndexFailures(IndexTest):
         (reference,) = self.bring(REFERENCE, program=INDEX)
         link = self.folder / "link.tvi"
         link.symlink_to(reference)
+        secret = self.write("secret", "")
+        secret.chmod(0)
         reads = self.write("reads.fastq", SAMPLE.read_bytes())
         there = self.files()
         cases = [
@@ -189,6 +194,7 @@ class IndexFailures(IndexTest):
             (reference, None, "is the reference itself"),
             (link, None, "is the reference itself"),
             (reads, None, "is no index of tavik_index, so it is not replaced"),
+            (secret, become_nobody, "could not be read: Permission denied"),
             (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
             (closed / "new", become_nobody, "could not be written: Permission denied"),
         ]
