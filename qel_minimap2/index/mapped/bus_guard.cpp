@@ -40,8 +40,8 @@ void EndForRange(int signal, siginfo_t* info, void* context) {
     for (const auto* range = ranges.load(); range != nullptr; range = range->next) {
         if (info->si_code > 0 && address < range->end && address >= range->begin) {
             static std::atomic_flag is_ending;
-            if (is_ending.test_and_set()) {
-                ::pause();  // Another thread writes the message and ends the process.
+            while (is_ending.test_and_set()) {
+                ::pause();  // Another thread writes the message and ends the process. Other signals end the pause.
             }
             const auto& message = range->message;
             static_cast<void>(!::write(STDERR_FILENO, message.data(), message.size()));
