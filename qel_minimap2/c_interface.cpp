@@ -31,6 +31,10 @@ char* Failure(const char* reason) noexcept {
     }
 }
 
+const char* ReasonOf(const std::exception& error) noexcept {
+    return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "out of memory" : error.what();
+}
+
 // What went wrong, or null.
 template <typename Action>
 const char* FailureOf(const Action& action) noexcept {
@@ -38,7 +42,7 @@ const char* FailureOf(const Action& action) noexcept {
         action();
         return nullptr;
     } catch (const std::exception& error) {
-        const char* const failure = Failure(error.what());
+        const char* const failure = Failure(ReasonOf(error));
         return failure != nullptr ? failure : "ERROR: out of memory";
     }
 }
@@ -58,7 +62,7 @@ mm_idx_t* qelmm_load_index(const char* path) {
     try {
         return qel_minimap2::LoadIndex(path, qel_minimap2::Options().indexing).release();
     } catch (const std::exception& error) {
-        Complain(path, error.what());
+        Complain(path, ReasonOf(error));
         return nullptr;
     }
 }
@@ -78,7 +82,7 @@ char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t 
     try {
         return qel_minimap2::Align(*index, occ_threshold, read);
     } catch (const std::exception& error) {
-        return Failure(error.what());
+        return Failure(ReasonOf(error));
     }
 }
 

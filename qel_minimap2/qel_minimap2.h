@@ -112,8 +112,8 @@ struct qelmm_index_description {
 /// or a text "ERROR: reason" as qelmm_write_index does. Any thread.
 const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
 
-/// Sets with how many threads indexes are loaded, written and checked; 0 for one for each core, as at the beginning. No
-/// other function of this library may run meanwhile.
+/// Sets with how many threads indexes are loaded, written and checked; 0 for one for each core, as at the beginning.
+/// More than 1024 count as 1024. No other function of this library may run meanwhile.
 void qelmm_set_threads(unsigned threads);
 
 #ifdef __cplusplus

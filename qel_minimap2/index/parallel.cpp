@@ -12,6 +12,7 @@ namespace qel_minimap2 {
 
 namespace {
 
+constexpr unsigned kMostWorkers = 1024;  // More would only take memory.
 std::atomic<unsigned> limit_set = 0;
 
 }  // namespace
@@ -24,7 +25,7 @@ unsigned WorkerLimit() {
 }
 
 void SetWorkerLimit(unsigned limit) {
-    limit_set = limit;
+    limit_set = std::min(limit, kMostWorkers);
 }
 
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work) {

@@ -8,8 +8,8 @@ namespace qel_minimap2 {
 /// The most threads that ForEach uses, the calling one included: the number of cores, unless set.
 unsigned WorkerLimit();
 
-/// Sets that number; 0 for the number of cores. Not while an index is being loaded or written: lists of this size are
-/// in use.
+/// Sets that number, at most 1024; 0 for the number of cores. Not while an index is being loaded or written: lists of
+/// this size are in use.
 void SetWorkerLimit(unsigned limit);
 
 /// Calls `work(item, worker)` for each item below `items`, in their order, on several threads at a time. `worker`,

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/resource.h>
 
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
@@ -108,6 +109,7 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
     const auto dynamic = Shell("readelf -d " + library);
     EXPECT_NE(dynamic.find("NEEDED"), std::string::npos);
     EXPECT_EQ(dynamic.find("TEXTREL"), std::string::npos);
+    EXPECT_NE(dynamic.find("NODELETE"), std::string::npos) << "a signal handler outlives dlclose";
 }
 
 // Like the sequences of a reference above 4 Gb, where later ones lie this far from the first base.
@@ -195,6 +197,21 @@ TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
     EXPECT_TRUE(Align(index.get(), 0, {"@r", "ACGT"}).starts_with("ERROR: the read's name begins with '@'"));
     EXPECT_TRUE(Align(nullptr, 1, {"r", "ACGT"}).starts_with("ERROR: "));
     qelmm_unload_index(nullptr);
+}
+
+TEST_F(QelMinimap2, AReadWithoutEnoughMemoryFails) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "Sanitizers end the process instead.";
+#endif
+    const auto index = Load(reference);
+    const Read read(std::string(100'000'000, 'a'), "ACGT");
+    rlimit before{};
+    ::getrlimit(RLIMIT_AS, &before);
+    const rlimit none{0, before.rlim_max};
+    ::setrlimit(RLIMIT_AS, &none);
+    const auto answer = Align(index.get(), 1, read);
+    ::setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(answer, "ERROR: out of memory");
 }
 
 }  // namespace

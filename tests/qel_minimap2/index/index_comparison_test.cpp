@@ -363,4 +363,10 @@ TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
               "seven");
 }
 
+TEST(ForEach, AHugeNumberOfThreadsCountsAsALargeOne) {
+    SetWorkerLimit(2'000'000'000);
+    EXPECT_EQ(WorkerLimit(), 1024U);
+    SetWorkerLimit(0);
+}
+
 }  // namespace
