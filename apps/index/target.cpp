@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "qel_minimap2/index/mapped/index_format.h"
+#include "qel_minimap2/index/mapped/link_target.h"
 #include "qel_minimap2/qel_minimap2.h"
 
 namespace Indexing {
@@ -60,8 +61,8 @@ void RequireWritable(const std::string& path, const std::string& reference) {
         fail("is no index of tavik_index, so it is not replaced");
     }
     // A symbolic link stays, and what it leads to is replaced.
-    const auto folder = fs::weakly_canonical(fs::absolute(path), error).parent_path();
-    if (error || ::access(folder.c_str(), W_OK | X_OK) != 0) {
+    const auto folder = fs::path(qel_minimap2::LinkTarget(path, error)).parent_path();
+    if (error || ::access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) {
         const auto reason = error ? error : std::error_code(errno, std::generic_category());
         fail("could not be written: " + reason.message());
     }

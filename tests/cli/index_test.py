@@ -183,6 +183,10 @@ class IndexFailures(IndexTest):
         link.symlink_to(reference)
         secret = self.write("secret", "")
         secret.chmod(0)
+        dangling = self.folder / "dangling.tvi"
+        dangling.symlink_to(closed / "new")
+        loop = self.folder / "loop.tvi"
+        loop.symlink_to(loop)
         reads = self.write("reads.fastq", SAMPLE.read_bytes())
         there = self.files()
         cases = [
@@ -197,6 +201,8 @@ class IndexFailures(IndexTest):
             (secret, become_nobody, "could not be read: Permission denied"),
             (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
             (closed / "new", become_nobody, "could not be written: Permission denied"),
+            (dangling, become_nobody, "could not be written: Permission denied"),
+            (loop, None, "could not be written: Too many levels of symbolic links"),
         ]
         for target, limit, reason in cases:
             run = Run(self.program, ["-z", reference, target], "", self.folder, limit)

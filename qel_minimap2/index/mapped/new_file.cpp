@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include "common/file_descriptor.h"
+#include "qel_minimap2/index/mapped/link_target.h"
 
 namespace qel_minimap2 {
 
@@ -77,9 +79,10 @@ void Remember(const std::string& name) {
 
 std::string Target(const std::string& path) {
     std::error_code error;
-    const auto status = std::filesystem::symlink_status(path, error);
-    const auto target = std::filesystem::is_symlink(status) ? std::filesystem::weakly_canonical(path, error) : "";
-    auto name = target.empty() || error ? path : target.string();
+    auto name = LinkTarget(path, error);
+    if (error) {
+        throw std::runtime_error(error.message());
+    }
     const auto kind = std::filesystem::status(name, error);
     if (std::filesystem::is_directory(kind)) {
         throw std::runtime_error("is a folder");
@@ -103,14 +106,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     if (descriptor >= 0) {
         static_cast<void>(::flock(descriptor, LOCK_EX));
     } else {
-        do {
-            Forget();
-            hidden = HiddenName();
-            descriptor = ::open(hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
-        } while (descriptor >= 0 && !LockHidden(descriptor));
-    }
-    if (descriptor < 0) {
-        GiveUp();
+        CreateHidden();
     }
     // Not all file systems can reserve; then a full disk is noticed when it is full.
     if (::fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0 && (errno == ENOSPC || errno == EDQUOT)) {
@@ -129,31 +125,54 @@ NewFile::~NewFile() {
     Forget();
 }
 
-std::string NewFile::HiddenName() const {
-    static std::atomic<unsigned> number = 0;
-    std::string name;
-    do {
-        name = folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
-    } while (::access(name.c_str(), F_OK) == 0);
-    Remember(name);
-    return name;
+void NewFile::CreateHidden() {
+    while (hidden.empty()) {
+        auto name = NextHiddenName();
+        descriptor = ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kMode);
+        if (descriptor < 0) {
+            if (errno != EEXIST) {
+                GiveUp();
+            }
+        } else if (LockHidden(descriptor)) {
+            TakeName(std::move(name));
+        } else {
+            Forget();
+        }
+    }
 }
 
-void NewFile::Forget() noexcept {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-        descriptor = -1;
-    }
-    if (hidden.empty()) {
-        return;
-    }
-    ::unlink(hidden.c_str());
+// Another process on this file system may have the same number, in a container or on another machine, and the same
+// name.
+std::string NewFile::NextHiddenName() const {
+    static std::atomic<unsigned> number = 0;
+    return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
+}
+
+// From now on, this object and signal handlers may remove the file of this name.
+void NewFile::TakeName(std::string name) {
+    Remember(name);
+    hidden = std::move(name);
+}
+
+void NewFile::GiveNameBack() noexcept {
     for (auto& file : hidden_files) {
         if (file.state == HiddenFile::in_use && hidden == file.name.data()) {
             file.state = HiddenFile::free;
         }
     }
     hidden.clear();
+}
+
+void NewFile::Forget() noexcept {
+    if (!hidden.empty()) {
+        ::unlink(hidden.c_str());
+        GiveNameBack();
+    }
+    // Last, because the lock keeps others from removing the file and taking its name.
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
 }
 
 void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) const {
@@ -179,16 +198,20 @@ void NewFile::Publish() {
         Fail();
     }
     if (hidden.empty()) {
-        const auto name = HiddenName();
         const auto link = "/proc/self/fd/" + std::to_string(descriptor);
-        hidden = name;
-        if (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
-            Fail();
+        auto name = NextHiddenName();
+        while (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+            if (errno != EEXIST) {
+                Fail();
+            }
+            name = NextHiddenName();
         }
+        TakeName(std::move(name));
     }
     if (::rename(hidden.c_str(), path.c_str()) != 0) {
         Fail();
     }
+    GiveNameBack();
     const Common::FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     ::fsync(opened.Get());
     Forget();

@@ -33,7 +33,10 @@ public:
 
 private:
     [[noreturn]] void GiveUp();
-    std::string HiddenName() const;
+    void CreateHidden();
+    std::string NextHiddenName() const;
+    void TakeName(std::string name);
+    void GiveNameBack() noexcept;
     void Forget() noexcept;
 
     std::string path, folder;

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
@@ -64,18 +65,44 @@ TEST_P(NewFiles, AFullDiskIsToldAndLeavesNothing) {
     EXPECT_EQ(Files(), 1U);
 }
 
+// Processes of two containers may have the same number. A dangling link takes a name without being a file.
+TEST_P(NewFiles, HiddenFilesOfOthersStay) {
+    constexpr int kTaken = 200;
+    const auto name = [this](int number) {
+        return folder.Path(".tavik_index." + std::to_string(::getpid()) + "." + std::to_string(number));
+    };
+    for (int number = 0; number < kTaken; ++number) {
+        std::filesystem::create_symlink("nowhere", name(number));
+    }
+    NewFile file(path, 5, GetParam());
+    file.Write(0, "newer", 5);
+    file.Publish();
+    NewFile::RemoveUnfinished();
+    EXPECT_EQ(Tests::ReadAll(path), "newer");
+    EXPECT_EQ(Files(), kTaken + 1U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Naming, NewFiles, testing::Values(NewFile::Naming::late, NewFile::Naming::hidden),
                          [](const auto& naming) { return naming.param == NewFile::Naming::late ? "Late" : "Hidden"; });
 
 TEST(NewFile, ReplacesWhatALinkLeadsTo) {
     const Tests::TemporaryFolder folder, elsewhere;
+    const auto link = folder.Path("link");
     const auto target = elsewhere.Write("target", "older");
-    std::filesystem::create_symlink(target, folder.Path("link"));
-    NewFile file(folder.Path("link"), 5);
-    file.Write(0, "newer", 5);
-    file.Publish();
-    EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")));
-    EXPECT_EQ(Tests::ReadAll(target), "newer");
+    std::filesystem::create_symlink(target, folder.Path("step"));
+    std::filesystem::create_symlink("step", link);
+    for (const bool exists : {true, false}) {
+        if (!exists) {
+            std::filesystem::remove(target);
+        }
+        NewFile file(link, 5);
+        file.Write(0, "newer", 5);
+        file.Publish();
+        EXPECT_TRUE(std::filesystem::is_symlink(link)) << exists;
+        EXPECT_EQ(Tests::ReadAll(target), "newer") << exists;
+    }
+    std::filesystem::create_symlink("loop", folder.Path("loop"));
+    EXPECT_EQ(Tests::ErrorOf([&] { const NewFile file(folder.Path("loop"), 5); }), "Too many levels of symbolic links");
 }
 
 }  // namespace
