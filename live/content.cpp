@@ -7,6 +7,7 @@
 
 #include "checks/input_reads.h"
 #include "checks/library_warnings.h"
+#include "checks/texts.h"
 #include "common/sequencing_file.h"
 
 namespace Live {
@@ -28,7 +29,8 @@ Content ReadToEnd(const std::string& path) {
             while (reads.Next()) {
             }
         } catch (const Checks::InputError& error) {
-            return reads.EndsWithRefusedRecord() || error.damaged ? Content{false, error.what()} : Content{true, ""};
+            return reads.EndsWithRefusedRecord() || error.damaged ? Content{false, Checks::OneLine(error.what())}
+                                                                  : Content{true, ""};
         }
         if (reads.EndsInsideRecord()) {
             return {false, "the last record is cut short"};
@@ -42,7 +44,7 @@ Content ReadToEnd(const std::string& path) {
         }
         return {true, ""};
     } catch (const Checks::InputError& error) {
-        return {false, error.what()};
+        return {false, Checks::OneLine(error.what())};
     }
 }
 

@@ -8,7 +8,7 @@ namespace Live {
 /// How the content of a read file ends.
 struct Content {
     bool whole = false;
-    std::string reason;  ///< Why it is not whole; empty otherwise.
+    std::string reason;  ///< Why it is not whole, on one line without tabs; empty otherwise.
 };
 
 /// Reads a file with the aligner's readers. It is whole if it holds a read and ends with a whole FASTQ record, a whole

@@ -116,15 +116,18 @@ int LiveRun::Run() {
 
 void LiveRun::LookAtReads() {
     const auto begin = Clock::now();
+    auto walked = begin;
     try {
-        const auto look = LookAt(options.reads, output.HiddenPath(), options.until_file);
+        auto look = LookAt(options.reads, options.until_file);
+        walked = Clock::now();
+        KeepUnreadable(look);
         end_file = look.end_file;
         for (const auto& notice : files.Update(look.files, begin)) {
             status.Tell(notice);
         }
-        for (const auto& name : look.unusable) {
-            if (told_unusable.insert(name).second) {
-                status.Tell(name + ": left out: not a regular file");
+        for (const auto& [name, reason] : look.left_out) {
+            if (told_left_out.insert(name).second) {
+                status.Tell(std::string(name).append(": left out: ").append(reason));
             }
         }
         last_look_error.clear();
@@ -136,8 +139,19 @@ void LiveRun::LookAtReads() {
         }
     }
     const auto end = Clock::now();
-    next_look = std::min(end + std::max(Limited(options.interval), kLookShare * (end - begin)), files.NextSettled());
+    next_look = std::min(end + std::max(Limited(options.interval), kLookShare * (walked - begin)), files.NextSettled());
     next_look = std::max(next_look, end + kShortestWait);
+}
+
+// Nothing is known about the files below a folder that cannot be listed, so they have not changed.
+void LiveRun::KeepUnreadable(Look& look) const {
+    for (const auto& folder : look.unreadable) {
+        for (const auto& [name, file] : files.All()) {
+            if (!file.missing && name.starts_with(folder + "/")) {
+                look.files.push_back({name, file.stamp});
+            }
+        }
+    }
 }
 
 // Waits for a signal or the next look, but not longer than a second, so that the caller can look at other things.
@@ -155,7 +169,16 @@ void LiveRun::WaitAndLook() {
     }
 }
 
-bool LiveRun::HasEnded() const {
+// The last look may be as old as the interval.
+bool LiveRun::HasEnded() {
+    if (MayEnd()) {
+        LookAtReads();
+        return MayEnd();
+    }
+    return false;
+}
+
+bool LiveRun::MayEnd() const {
     if (!files.IsQuiet() || !last_look_error.empty()) {
         return false;
     }

@@ -33,7 +33,9 @@ private:
     LiveRun(const Options& options, const RunState& start);
     void LookAtReads();
     void WaitAndLook();
-    bool HasEnded() const;
+    void KeepUnreadable(Look& look) const;
+    bool HasEnded();
+    bool MayEnd() const;
     std::vector<RoundFile> NextRound();
     void RunRound(const std::vector<RoundFile>& files);
     int Align(const Round& round);
@@ -61,7 +63,7 @@ private:
     Time earliest_page = Time::min();  // Before that, it would cost too much.
     bool end_file = false;
     bool told_stopping = false;
-    std::set<std::string> told_unusable;
+    std::set<std::string> told_left_out;
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Of the last round.
     double largest_round = std::numeric_limits<double>::infinity();  // In bytes; less after a full disk.

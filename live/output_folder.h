@@ -29,7 +29,7 @@ public:
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
-    std::string HiddenPath() const { return path + "/.live"; }
+    std::string HiddenPath() const { return path + "/" + kHiddenFolder; }
     std::string RoundPath() const { return HiddenPath() + "/round"; }
 
     /// Why the SAM file cannot get this name; empty if it can. Creates its folder.

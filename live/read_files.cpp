@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <optional>
 #include <system_error>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -22,6 +22,33 @@ Stamp StampOf(const struct stat& status) {
             status.st_ino};
 }
 
+// Adds what one folder holds to `look`, and the folders in it to `folders`.
+std::error_code LookInto(const fs::path& folder, const fs::path& root, const std::string& end_file, Look& look,
+                         std::vector<fs::path>& folders) {
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        const auto& path = entry->path();
+        const auto name = path.filename().string();
+        look.end_file = look.end_file || (!end_file.empty() && name == end_file);
+        std::error_code unknown;
+        const bool is_folder = fs::is_directory(entry->symlink_status(unknown));
+        if (is_folder && name != kHiddenFolder) {
+            folders.push_back(path);
+        }
+        if (!Common::HasReadFileExtension(name) && !Common::HasCompressedReadFileExtension(name)) {
+            continue;
+        }
+        struct stat status {};
+        if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+            look.files.push_back({path.lexically_relative(root).string(), StampOf(status)});
+        } else if (!is_folder && ::lstat(path.c_str(), &status) == 0) {
+            look.left_out.emplace(path.lexically_relative(root).string(), "not a regular file");
+        }
+    }
+    return error;
+}
+
 }  // namespace
 
 Stamp StampOf(const std::string& path) {
@@ -32,31 +59,21 @@ Stamp StampOf(const std::string& path) {
     return StampOf(status);
 }
 
-Look LookAt(const std::string& folder, const std::string& left_out, const std::string& end_file) {
+Look LookAt(const std::string& folder, const std::string& end_file) {
     Look look;
-    std::error_code error;
-    fs::recursive_directory_iterator entry(folder, error);
-    std::string last = folder;
-    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-        const auto& path = entry->path();
-        last = path.string();
-        const auto name = path.filename().string();
-        look.end_file = look.end_file || (!end_file.empty() && name == end_file);
-        const bool is_read_file = Common::HasReadFileExtension(name) || Common::HasCompressedReadFileExtension(name);
-        struct stat status {};
-        const bool is_known = is_read_file && ::stat(path.c_str(), &status) == 0;
-        if (is_known && S_ISREG(status.st_mode)) {
-            look.files.push_back({path.lexically_relative(folder).string(), StampOf(status)});
-        } else if (is_read_file && ::lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
-            look.unusable.push_back(path.lexically_relative(folder).string());
+    std::vector<fs::path> folders{folder};
+    while (!folders.empty()) {
+        const auto path = std::move(folders.back());
+        folders.pop_back();
+        const auto error = LookInto(path, folder, end_file, look, folders);
+        if (error && path == folder) {
+            throw std::system_error(error, folder);
         }
-        std::error_code unknown;
-        if (name == fs::path(left_out).filename() && fs::equivalent(path, left_out, unknown)) {
-            entry.disable_recursion_pending();
+        if (error && error != std::errc::no_such_file_or_directory) {
+            const auto name = path.lexically_relative(folder).string();
+            look.left_out.emplace(name, error.message());
+            look.unreadable.push_back(name);
         }
-    }
-    if (error) {
-        throw std::system_error(error, last);
     }
     std::sort(look.files.begin(), look.files.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
     return look;

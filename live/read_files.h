@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace Live {
+
+/// What a live run hides in its output folder.
+inline constexpr char kHiddenFolder[] = ".live";
 
 /// What shows that a file has changed.
 struct Stamp {
@@ -27,14 +31,15 @@ struct FoundFile {
 
 /// One look at the watched folder.
 struct Look {
-    std::vector<FoundFile> files;       ///< Sorted by name.
-    std::vector<std::string> unusable;  ///< Names of read files that are no regular files, such as dangling links.
-    bool end_file = false;              ///< The file that ends the run is there.
+    std::vector<FoundFile> files;                 ///< Sorted by name.
+    std::map<std::string, std::string> left_out;  ///< Names of what cannot be used, such as dangling links, and why.
+    std::vector<std::string> unreadable;          ///< Those of them that are folders.
+    bool end_file = false;                        ///< The file that ends the run is there.
 };
 
 /// Finds the regular files with the ending of a read file, or with such an ending and ".gz", in the folder and all
-/// folders below it, except in the folder `left_out`. Links to files count as files. Throws std::system_error if a
-/// folder cannot be listed.
-Look LookAt(const std::string& folder, const std::string& left_out, const std::string& end_file);
+/// folders below it, except in folders with the name kHiddenFolder. Links to files count as files. Throws
+/// std::system_error if the folder itself cannot be listed.
+Look LookAt(const std::string& folder, const std::string& end_file);
 
 }  // namespace Live

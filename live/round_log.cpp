@@ -7,6 +7,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include "checks/texts.h"
 #include "common/run_logs.h"
 
 namespace Live {
@@ -75,7 +76,8 @@ std::string RecordsOfEnd(const std::vector<LostFile>& lost, bool done, std::uint
         records.append(now)
             .append(" [error] ")
             .append(Common::kLoggedFileError)
-            .append(file.shown + ": " + file.reason + ". Will continue with next input file.\n");
+            .append(Checks::Printable(file.shown) + ": " + Checks::OneLine(file.reason) +
+                    ". Will continue with next input file.\n");
     }
     if (done) {
         records += now + " [message] Done in " + std::to_string(milliseconds) + " ms.\n";

@@ -11,6 +11,7 @@
 
 #include "checks/files_table.h"
 #include "checks/input_list.h"
+#include "checks/texts.h"
 
 namespace Live {
 
@@ -139,7 +140,7 @@ std::string RunState::Text() const {
     VisitFields(*this, [&](const char* key, const auto& value) { text << key << '\t' << FieldText(value) << '\n'; });
     for (const auto& file : files) {
         text << "file\t" << (file.reads ? std::to_string(*file.reads) : std::string(kNone)) << '\t'
-             << StampText(file.stamp) << '\t' << file.reason << '\t' << file.name << '\n';
+             << StampText(file.stamp) << '\t' << Checks::OneLine(file.reason) << '\t' << file.name << '\n';
     }
     text << "end\n";
     return text.str();

@@ -206,6 +206,26 @@ for sam in out.glob("*.sam"):
         self.assertRegex(line, r"^lost.fastq: .*read 'lost1' is not in its SAM file lost.sam; it is tried once more$")
         self.assert_as_one_run()
 
+    def test_file_that_arrives_between_two_looks_is_not_missed(self):
+        command = [LIVE, "-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "0.2", "--interval", "60", "--until-idle", "0.03"]
+        with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
+            time.sleep(0.8)
+            self.reads.joinpath("late.fastq").write_bytes(records("late", 3))
+            self.assertEqual(process.wait(60), 0)
+        self.assert_as_one_run()
+
+    def test_hidden_folder_of_another_run_and_names_with_line_feeds(self):
+        hidden = self.reads / "other" / ".live" / "round"
+        hidden.mkdir(parents=True)
+        hidden.joinpath("hidden.fastq").write_bytes(records("hidden", 2))
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        name = "b\n[error] c\t.fastq"
+        self.reads.joinpath(name).write_bytes(records("b", 2))
+        self.live(status=1)
+        self.assertEqual({row.split(b"\t")[0] for row in self.rows()}, {b"a0", b"a1"})
+        log = next(self.out.glob("read_processor_log-*.log")).read_text()
+        self.assertIn(f"{self.reads}/b?[error] c?.fastq: names with tabs or line feeds are not supported. Will continue", log)
+
     def test_one_sam_name_for_two_files_and_what_happens_to_aligned_files(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.reads.joinpath("a.fq").write_bytes(records("b", 2))

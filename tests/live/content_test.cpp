@@ -48,6 +48,9 @@ TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
     EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));
     EXPECT_TRUE(whole("uneven.fq", kWhole + "@c\nACGT\n+\nIII\n"));
     EXPECT_FALSE(Live::ReadToEnd(folder.Path("missing.fq")).whole);
+    // A reason is a column of a table, so it must not hold the tab itself.
+    EXPECT_EQ(Live::ReadToEnd(folder.Write("tab.fq", kWhole + "@c\nAC\tGT\n+\nIIIII")).reason,
+              "record 3: Sequence contained an unexpected character ' ' at position 2");
 }
 
 TEST(Content, CopyHoldsTheReadsBeforeTheFirstFault) {
