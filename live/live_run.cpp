@@ -110,6 +110,7 @@ int LiveRun::Run() {
         return Finish();
     } catch (const StillFull& error) {
         status.Tell(error.what());
+        TellAllLosses();
         return kLost;
     }
 }
@@ -133,6 +134,7 @@ void LiveRun::LookAtReads() {
         last_look_error.clear();
     } catch (const std::system_error& error) {
         // A network disk that is away for a while. Nothing is known then, so nothing has changed.
+        was_away = true;
         if (last_look_error != error.what()) {
             last_look_error = error.what();
             status.Tell(last_look_error + "; trying again");
@@ -169,22 +171,6 @@ void LiveRun::WaitAndLook() {
     }
 }
 
-// The last look may be as old as the interval.
-bool LiveRun::HasEnded() {
-    if (MayEnd()) {
-        LookAtReads();
-        return MayEnd();
-    }
-    return false;
-}
-
-bool LiveRun::MayEnd() const {
-    if (!files.IsQuiet() || !last_look_error.empty()) {
-        return false;
-    }
-    return end_file || (options.until_idle && Clock::now() - files.LastChange() >= Limited(60 * *options.until_idle));
-}
-
 std::vector<RoundFile> LiveRun::NextRound() {
     const auto most = bytes_per_second > 0 ? kRoundSeconds * bytes_per_second : kFirstRoundBytes;
     double bytes = 0;
@@ -219,7 +205,13 @@ void LiveRun::CheckReference() const {
 }
 
 void LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
+    const bool are_copies = !round_files.front().loss.empty();
+    if (std::error_code unknown; !are_copies && !fs::is_directory(options.reads, unknown)) {
+        WaitAndLook();
+        return;
+    }
     CheckReference();
+    was_away = false;
     try {
         const Round round(output.RoundPath(), round_files);
         for (const auto& file : round_files) {
@@ -282,10 +274,15 @@ void LiveRun::Take(const Round& round, Outcome outcome) {
         WaitForRoom(used + used / 4, "the disk is full");
         return;
     }
-    CheckStart(round, outcome);
+    if (!was_away) {
+        CheckStart(round, outcome);
+    }
     outcome.BlameFiles();
     for (std::size_t i = 0; i < list.size(); ++i) {
         auto& kind = outcome.files[i].kind;
+        if (kind == FileOutcome::Kind::lost && was_away && list[i].loss.empty()) {
+            kind = FileOutcome::Kind::not_begun;  // Not the file's fault.
+        }
         if (kind == FileOutcome::Kind::kept && HasChanged(options.reads + "/" + list[i].name, list[i].stamp)) {
             kind = FileOutcome::Kind::changed;
         }

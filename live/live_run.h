@@ -48,7 +48,9 @@ private:
     void WritePage();
     void AlignWholeReads();
     std::vector<LostFile> Losses() const;
+    std::vector<LostFile> TellAllLosses();
     int Finish();
+    void SaveEnd(std::vector<LostFile> losses);
     std::string StatusText(const std::string& now) const;
 
     const Options options;
@@ -62,6 +64,7 @@ private:
     Time next_page = Time::max();      // When the page is made anew even without new rows.
     Time earliest_page = Time::min();  // Before that, it would cost too much.
     bool end_file = false;
+    bool was_away = false;  // The watched folder could not be listed since the round began.
     bool told_stopping = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;

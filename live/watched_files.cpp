@@ -23,13 +23,15 @@ void WatchedFiles::Restore(const std::vector<FileRecord>& records, Time now) {
     last_change = now;
     for (const auto& record : records) {
         Watched file;
-        file.phase = record.reads ? Phase::done : Phase::given_up;
+        file.phase = record.reads ? Phase::done : Phase::settling;
         file.stamp = record.stamp;
         file.since = now;
         file.reason = record.reason;
         file.restored = !record.reads;
         files[record.name] = file;
-        sam_owners.emplace(SamNameOf(record.name), record.name);
+        if (record.reads) {
+            sam_owners.emplace(SamNameOf(record.name), record.name);
+        }
     }
 }
 
@@ -50,6 +52,7 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
     for (const auto& one : found) {
         if (const auto known = files.find(one.name); known != files.end()) {
             known->second.missing = false;
+            known->second.restored = false;
         }
     }
     for (const auto& one : found) {

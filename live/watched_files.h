@@ -30,7 +30,7 @@ struct Watched {
     Time since;                 ///< First seen with this stamp.
     std::string reason;         ///< What is lost of it; empty if nothing.
     int losses = 0;             ///< Rounds that lost it.
-    bool restored = false;      ///< Given up by an earlier call.
+    bool restored = false;      ///< Given up by an earlier call, and not seen since.
     bool missing = false;       ///< It was not there at the last look.
     bool told_missing = false;  ///< The user knows that it disappeared.
     bool changed = false;       ///< It has another stamp than when it was aligned.
@@ -44,7 +44,7 @@ public:
     /// `settle`: time without a change after which `reader` looks whether a file is whole.
     WatchedFiles(std::chrono::duration<double> settle, Reader reader);
 
-    /// Takes over what an earlier call aligned or gave up.
+    /// Takes over what an earlier call aligned. What it gave up is tried again if it is still there.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
     /// Takes the result of a look at the folder. Returns what the user should know.

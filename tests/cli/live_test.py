@@ -278,6 +278,36 @@ class Machine(LiveTest):
         self.assertRegex(process.stderr.read(), "there is room again\n$")
         self.assert_as_one_run()
 
+    def test_failure_at_the_end_hides_no_loss_and_shows_in_the_status(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        for obstacle in (".live/state.part", "alignment_report.html"):
+            shutil.rmtree(self.out, ignore_errors=True)
+            self.reads.joinpath("a.fq").unlink(missing_ok=True)
+            self.live()
+            self.out.joinpath(obstacle).unlink(missing_ok=True)
+            self.out.joinpath(obstacle).mkdir()
+            errors = self.live(status=1)
+            self.assertTrue([line for line in errors if obstacle in line], errors)
+            self.reads.joinpath("a.fq").write_bytes(records("b", 2))
+            self.assertIn("a.fq: its SAM file a.sam is that of a.fastq", self.live(status=1))
+
+    def test_reads_folder_that_is_away_for_a_while_is_waited_for(self):
+        aligner, away = self.folder / "aligner", self.folder / "away"
+        aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/once' || mv '{self.reads}' '{away}'\n"
+                           f"'{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"; status=$?; sleep 0.5; touch '{self.folder}/once'; exit $status\n")
+        aligner.chmod(0o755)
+        for name in "ab":
+            self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 3))
+        process = self.start("--until-idle", "0", "--aligner", aligner)
+        self.wait_for(self.folder.joinpath("once").exists)
+        time.sleep(1.5)
+        self.assertIsNone(process.poll())
+        away.rename(self.reads)
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertRegex(errors, r"^[^\n]*the reads: No such file or directory; trying again\n$")
+        self.assert_as_one_run()
+
     def test_another_user_finds_and_reads_the_output(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.live()
