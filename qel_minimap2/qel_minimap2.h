@@ -21,9 +21,10 @@ extern "C" {
 /// thread.
 ///
 /// A mapped file may be replaced by another one of its name (rename); the index stays that of the old file. It must not
-/// be written to. When it is shortened, an access to what is gone ends the process with status 1 and one line on
-/// standard error that names the file. For this the library handles SIGBUS from the first mapped index on, and passes
-/// on those of other addresses to the handler that was there before.
+/// be written to: a read that is mapped afterwards ends the process with status 1 and one line on standard error that
+/// names the file, unless the content is the same, but a read that is being mapped may crash it. When it is shortened,
+/// an access to what is gone ends the process in the same way. For this the library handles SIGBUS from the first
+/// mapped index on, and passes on those of other addresses to the handler that was there before.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.

@@ -7,6 +7,7 @@
 
 #include <minimap.h>
 
+#include "qel_minimap2/index/foreign_memory.h"
 #include "qel_minimap2/pages.h"
 
 namespace qel_minimap2 {
@@ -66,7 +67,7 @@ public:
     /// occurrences. Stretches must lie in their blocks; whatever keys, values and positions are, a look-up stays within
     /// the memory.
     struct Parts {
-        std::shared_ptr<const void> owner;
+        std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
         std::vector<BlockMemory> blocks;
         std::vector<OccurrenceCount> counts;
@@ -92,6 +93,12 @@ public:
     const Shape& TableShape() const { return shape; }
     /// Whether its memory is that of somebody else.
     bool IsForeign() const { return foreign.owner != nullptr; }
+    /// See ForeignMemory; does nothing for a table of its own.
+    void RequireUnchanged() const {
+        if (foreign.owner != nullptr) {
+            foreign.owner->RequireUnchanged();
+        }
+    }
 
     std::size_t BlockCount() const { return blocks.size(); }
     unsigned BitsInBlock() const { return shape.bits_in_block; }

@@ -14,6 +14,7 @@
 
 #include <mmpriv.h>
 
+#include "qel_minimap2/index/seed_table.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/malloc_memory.h"
 #include "qel_minimap2/mapping/map_options.h"
@@ -132,10 +133,15 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     int count = 0;
     auto* const found = mm_map(&index, own.l_seq, own.seq, &count, buffer.OfMinimap2(), &options, own.name);
     const Hits hits(found, FreeHits{count});
-    if (TookImpossibleHits()) {
+    const bool is_damaged = TookImpossibleHits();
+    const auto records = is_damaged ? "" : Records(index, own, hits, options.flag);
+    if (const auto* const table = SeedTable::Of(index); table != nullptr) {
+        table->RequireUnchanged();
+    }
+    if (is_damaged) {
         throw std::runtime_error("the index is damaged: a minimizer of the read has positions outside the sequences");
     }
-    return MallocedCopy(Records(index, own, hits, options.flag));
+    return MallocedCopy(records);
 }
 
 }  // namespace qel_minimap2

@@ -8,8 +8,6 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include "common/file_descriptor.h"
-
 namespace qel_minimap2 {
 
 namespace {
@@ -20,13 +18,13 @@ namespace {
 
 }  // namespace
 
-MappedFile::MappedFile(const std::string& path) {
-    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status {};
-    if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
+MappedFile::MappedFile(const std::string& path) : file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    const auto state = Now();
+    if (!state) {
         Fail();
     }
-    const auto size = static_cast<std::size_t>(status.st_size);
+    opened = *state;
+    const auto size = static_cast<std::size_t>(opened.size);
     if (size == 0) {
         return;
     }
@@ -36,6 +34,16 @@ MappedFile::MappedFile(const std::string& path) {
     }
     bytes = {static_cast<const unsigned char*>(memory), size};
     guard.emplace(bytes, path);
+}
+
+std::optional<MappedFile::State> MappedFile::Now() const {
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    struct stat status {};
+    if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
+        return std::nullopt;
+    }
+    return State{static_cast<std::uint64_t>(status.st_size),
+                 status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec};
 }
 
 // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): neither call writes to the bytes.

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 
+#include "common/file_descriptor.h"
 #include "qel_minimap2/index/mapped/bus_guard.h"
 
 namespace qel_minimap2 {
@@ -23,7 +25,20 @@ public:
     /// The former makes reading from a disk three times as fast; the latter keeps pages in memory that are used often.
     void ExpectReadingInOrder(bool in_order) const;
 
+    /// What a write to the file changes.
+    struct State {
+        std::uint64_t size;     ///< In bytes.
+        std::int64_t modified;  ///< The time of the last write, in nanoseconds.
+        bool operator==(const State&) const = default;
+    };
+    /// When the file was opened.
+    const State& Opened() const { return opened; }
+    /// Now; nothing if the system does not tell. Takes less than a microsecond on a local disk.
+    std::optional<State> Now() const;
+
 private:
+    const Common::FileDescriptor file;
+    State opened{};
     std::span<const unsigned char> bytes;
     std::optional<BusGuard> guard;
 };

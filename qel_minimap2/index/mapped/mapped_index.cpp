@@ -1,12 +1,16 @@
 #include "qel_minimap2/index/mapped/mapped_index.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include <unistd.h>
 
 #include "qel_minimap2/index/mapped/index_format.h"
 #include "qel_minimap2/index/mapped/mapped_file.h"
@@ -44,6 +48,54 @@ MappedLayout CheckedLayout(const MappedFile& file) {
     return layout;
 }
 
+// A file in use, whose content matched its checksums when it was opened.
+class CheckedFile : public ForeignMemory {
+public:
+    explicit CheckedFile(const std::string& path)
+        : path(path), file(path), layout(CheckedLayout(file)), known_time(file.Opened().modified) {}
+
+    const MappedLayout& Layout() const { return layout; }
+    void RequireUnchanged() const override {
+        if (!IsKnown(file.Now())) {
+            const std::lock_guard lock(checking);
+            CheckAgain();
+        }
+    }
+
+private:
+    bool IsKnown(const std::optional<MappedFile::State>& now) const {
+        return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
+    }
+    // A changed time alone may come from touch, or from a file system that rounds it later.
+    void CheckAgain() const {
+        const auto now = file.Now();
+        if (IsKnown(now)) {
+            return;
+        }
+        try {
+            if (now->size != file.Bytes().size()) {
+                End();
+            }
+            layout.CheckChecksums();
+            known_time = now->modified;
+        } catch (const std::runtime_error&) {
+            End();
+        }
+    }
+    [[noreturn]] void End() const {
+        const auto message =
+            "libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n";
+        static_cast<void>(!::write(STDERR_FILENO, message.data(), message.size()));
+        ::_exit(1);  // As BusGuard does: other threads still use the index.
+    }
+
+    const std::string path;
+    const MappedFile file;
+    const MappedLayout layout;
+    mutable std::mutex checking;
+    mutable std::atomic<std::int64_t> known_time;  // Of the last write before a check; see MappedFile::State.
+};
+
 }  // namespace
 
 FileHeader HeaderOf(const std::string& path) {
@@ -59,11 +111,11 @@ void CheckIndex(const std::string& path) {
 }
 
 IndexPointer MapIndex(const std::string& path) {
-    auto file = std::make_shared<const MappedFile>(path);
-    const auto layout = CheckedLayout(*file);
+    auto file = std::make_shared<const CheckedFile>(path);
+    const auto& layout = file->Layout();
     const auto& header = layout.Header().index;
     auto parts = layout.Table();
-    parts.owner = std::move(file);
+    parts.owner = file;
     auto table = std::make_unique<const SeedTable>(header.k, header.bucket_bits, std::move(parts));
     return MakeIndex(header, layout.Names(), layout.Lengths().data(), std::move(table), layout.Bases().data());
 }

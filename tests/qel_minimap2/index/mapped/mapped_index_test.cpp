@@ -1,6 +1,7 @@
 // Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages some without. And files
 // that change while they are used.
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -311,7 +312,32 @@ TEST_F(MappedIndex, AFileThatIsReplacedStaysInUse) {
     EXPECT_EQ(Mapped(path), "read\t0\tother\t1\t60\t1500");
 }
 
+TEST_F(MappedIndex, AFileWithANewTimeAndTheSameBytesStaysInUse) {
+    const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
+    std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::hours(1));
+    EXPECT_EQ(Align(*index), record);
+}
+
 using MappedIndexDeathTest = MappedIndex;
+
+TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
+    const auto other = folder.Path("other");
+    WriteIndex(">one\n" + repeat + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", other);
+    const auto good = Tests::ReadAll(path);
+    const auto zeros = good.substr(0, 4096) + std::string(good.size() - 4096, '\0');
+    for (const auto& content : {zeros, good + std::string(4096, '\0'), Tests::ReadAll(other)}) {
+        WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path);
+        // Writes that follow one another at once may have the same time.
+        std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - std::chrono::hours(1));
+        const auto use = [&] {
+            const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
+            folder.Write(std::filesystem::path(path).filename().string(), content);
+            Align(*index);
+        };
+        EXPECT_EXIT(use(), testing::ExitedWithCode(1),
+                    "^libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n$");
+    }
+}
 
 TEST_F(MappedIndexDeathTest, AFileThatIsCutEndsTheProcessWithItsName) {
     const auto use = [this](bool of_own_file) {
