@@ -16,8 +16,8 @@ namespace Common {
 /// The text of a gzip file, the first part of which a thread inflates before the file's turn comes. One thread owns it.
 class GzipHeadStart {
 public:
-    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc; any
-    /// other failure appears in TakeOver.
+    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc;
+    /// any other failure appears in TakeOver.
     GzipHeadStart(const std::string& path, std::size_t most);
     GzipHeadStart(const GzipHeadStart&) = delete;
     GzipHeadStart& operator=(const GzipHeadStart&) = delete;
