@@ -25,6 +25,13 @@ if(NOT XXHASH_LIBRARY OR NOT XXHASH_INCLUDE_DIR)
   tavik_missing("xxHash (libxxhash and xxhash.h)" "libxxhash-dev")
 endif()
 
+if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  find_path(SIMDE_INCLUDE_DIR NAMES simde/x86/sse4.1.h)
+  if(NOT SIMDE_INCLUDE_DIR)
+    tavik_missing("SIMDe (simde/x86/sse4.1.h)" "libsimde-dev")
+  endif()
+endif()
+
 set(tavik_boost_packages
   log libboost-log-dev log_setup libboost-log-dev program_options libboost-program-options-dev
   filesystem libboost-filesystem-dev iostreams libboost-iostreams-dev thread libboost-thread-dev)

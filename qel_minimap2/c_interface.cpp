@@ -12,6 +12,7 @@
 #include "qel_minimap2/index/mapped/mapped_index.h"
 #include "qel_minimap2/index/mapped/new_file.h"
 #include "qel_minimap2/index/parallel.h"
+#include "qel_minimap2/kernel/kernels.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping.h"
@@ -100,10 +101,16 @@ const char* qelmm_minimap2_version() {
 qelmm_own_call_counts qelmm_own_calls() {
     const auto counts = qel_minimap2::kernel::OwnCallsOfAllReads();
     const auto count = [&](OwnFunction function) { return counts[static_cast<std::size_t>(function)]; };
-    return {count(OwnFunction::certified_band),  count(OwnFunction::checkpointed_sweep),
-            count(OwnFunction::general_kernel),  count(OwnFunction::sketch),
-            count(OwnFunction::seed_collection), count(OwnFunction::anchor_sort),
-            count(OwnFunction::chaining),        count(OwnFunction::joining)};
+    const auto* const kernels = qel_minimap2::kernel::ChosenKernels();
+    return {count(OwnFunction::certified_band),
+            count(OwnFunction::checkpointed_sweep),
+            count(OwnFunction::general_kernel),
+            count(OwnFunction::sketch),
+            count(OwnFunction::seed_collection),
+            count(OwnFunction::anchor_sort),
+            count(OwnFunction::chaining),
+            count(OwnFunction::joining),
+            kernels != nullptr ? static_cast<std::uint64_t>(kernels->bits) : 0};
 }
 
 const char* qelmm_write_index(const mm_idx_t* index, const char* path) {

@@ -60,12 +60,13 @@ struct qelmm_own_call_counts {
     uint64_t sketches;             ///< Searches for a read's minimizers.
     uint64_t seed_collections;     ///< Searches for the seeds among the minimizers.
     uint64_t anchor_sorts;
-    uint64_t chainings;  ///< Chainings of neighbouring anchors.
-    uint64_t joinings;   ///< Joinings of chains that lie far apart.
+    uint64_t chainings;      ///< Chainings of neighbouring anchors.
+    uint64_t joinings;       ///< Joinings of chains that lie far apart.
+    uint64_t register_bits;  ///< Not a count: the width of the registers that they use, or 0 for minimap2's functions.
 };
 
-/// Shows which replacements of minimap2's functions are in use. On a processor without AVX2 and with QEL_KERNEL=library
-/// in the environment, all counts but `seed_collections` are 0. A library that replaces this one may lack this
+/// Shows which replacements of minimap2's functions are in use. With QEL_KERNEL=library in the
+/// environment, all counts but `seed_collections` are 0. A library that replaces this one may lack this
 /// function, too. Any thread.
 struct qelmm_own_call_counts qelmm_own_calls(void);
 

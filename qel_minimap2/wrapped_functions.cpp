@@ -1,36 +1,31 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <string_view>
 
 #include <mmpriv.h>
 
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/seed_table.h"
 #include "qel_minimap2/kernel/anchor_sort.h"
-#include "qel_minimap2/kernel/avx2_kernel.h"
-#include "qel_minimap2/kernel/chaining.h"
+#include "qel_minimap2/kernel/kernels.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/kernel/scratch.h"
-#include "qel_minimap2/kernel/sketch.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 
 // The functions of minimap2 that this library replaces. The linker sends minimap2's calls of <name> to __wrap_<name>,
 // and ours of __real_<name> to minimap2.
 //
 //   function             replaced in                    for
-//   ksw_extd2_sse        kernel/avx2_kernel.cpp         processors with AVX2
-//   mm_sketch            kernel/sketch_avx2.cpp         processors with AVX2
-//   mm_idx_getseq        index/packed_bases.cpp         all
-//   mm_idx_cal_max_occ   index/seed_table.cpp           all: minimap2's would find no minimizer
-//   mm_collect_matches   mapping/seed_collection.cpp    all: minimap2's would find no minimizer
-//   radix_sort_128x      kernel/anchor_sort.cpp         processors with AVX2
-//   mg_lchain_dp         kernel/chain_avx2.cpp          processors with AVX2
-//   mg_lchain_rmq        kernel/join_avx2.cpp           processors with AVX2
+//   ksw_extd2_sse        kernel/base_alignment.cpp      each width of registers
+//   mm_sketch            kernel/sketch.cpp              each width
+//   mm_idx_getseq        index/packed_bases.cpp         always
+//   mm_idx_cal_max_occ   index/seed_table.cpp           always: minimap2's would find no minimizer
+//   mm_collect_matches   mapping/seed_collection.cpp    always: minimap2's would find no minimizer
+//   radix_sort_128x      kernel/anchor_sort.cpp         any width
+//   mg_lchain_dp         kernel/chaining.cpp            each width
+//   mg_lchain_rmq        kernel/joining.cpp             each width
 //
-// UsesOwnKernels decides for "processors with AVX2". minimap2's own functions answer the calls that the replacements do
-// not accept.
+// kernel/kernels.cpp chooses the width. minimap2's own functions answer the calls that the replacements do not accept.
 
 // NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
@@ -49,16 +44,6 @@ using namespace qel_minimap2::kernel;
 
 namespace {
 
-// True when the processor has AVX2 and QEL_KERNEL is not "library" in the environment, which leaves base alignment,
-// finding minimizers, sorting anchors and chaining to minimap2's own functions. Decided at the first call.
-bool UsesOwnKernels() {
-    static const bool uses = [] {
-        const char* const wanted = std::getenv("QEL_KERNEL");
-        return __builtin_cpu_supports("avx2") && (wanted == nullptr || std::string_view(wanted) != "library");
-    }();
-    return uses;
-}
-
 // minimap2's chaining functions return their result in three places.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
     *count = chains.chain_count;
@@ -72,9 +57,9 @@ mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
 void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tlen, const std::uint8_t* target,
                           std::int8_t m, const std::int8_t* mat, std::int8_t q, std::int8_t e, std::int8_t q2,
                           std::int8_t e2, int w, int zdrop, int end_bonus, int flag, ksw_extz_t* ez) {
-    if (UsesOwnKernels()) {
+    if (const auto* const kernels = ChosenKernels()) {
         const bool done =
-            AlignWithAvx2({km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag}, *ez);
+            kernels->align({km, qlen, query, tlen, target, m, mat, q, e, q2, e2, w, zdrop, end_bonus, flag}, *ez);
         TrimScratch();
         if (done) {
             return;
@@ -85,9 +70,10 @@ void __wrap_ksw_extd2_sse(void* km, int qlen, const std::uint8_t* query, int tle
 
 void __wrap_mm_sketch(void* km, const char* str, int len, int w, int k, std::uint32_t rid, int is_hpc, mm128_v* p) {
     const SketchCall call{km, str, len, w, k, rid, p};
-    if (is_hpc == 0 && CanSketch(call) && UsesOwnKernels()) {
+    const auto* const kernels = ChosenKernels();
+    if (kernels != nullptr && is_hpc == 0 && CanSketch(call)) {
         CountOwnCall(OwnFunction::sketch);
-        SketchWithAvx2(call);
+        kernels->sketch(call);
     } else {
         __real_mm_sketch(km, str, len, w, k, rid, is_hpc, p);
     }
@@ -122,7 +108,7 @@ mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, 
 }
 
 void __wrap_radix_sort_128x(mm128_t* beg, mm128_t* end) {
-    if (UsesOwnKernels()) {
+    if (ChosenKernels() != nullptr) {
         CountOwnCall(OwnFunction::anchor_sort);
         SortAnchors(beg, end);
     } else {
@@ -133,10 +119,11 @@ void __wrap_radix_sort_128x(mm128_t* beg, mm128_t* end) {
 mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_skip, int max_iter, int min_cnt,
                              int min_sc, float chn_pen_gap, float chn_pen_skip, int is_cdna, int n_segs, std::int64_t n,
                              mm128_t* a, int* n_u, std::uint64_t** u, void* km) {
-    if (UsesOwnKernels() && is_cdna == 0 && n_segs == 1 && n > 0 && a != nullptr) {
+    const auto* const kernels = ChosenKernels();
+    if (kernels != nullptr && is_cdna == 0 && n_segs == 1 && n > 0 && a != nullptr) {
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
-        const bool done = ChainWithAvx2({max_dist_x, max_dist_y, max_iter, scoring}, chains);
+        const bool done = kernels->chain({max_dist_x, max_dist_y, max_iter, scoring}, chains);
         TrimScratch();
         if (done) {
             CountOwnCall(OwnFunction::chaining);
@@ -150,10 +137,11 @@ mm128_t* __wrap_mg_lchain_dp(int max_dist_x, int max_dist_y, int bw, int max_ski
 mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_chn_skip, int cap_rmq_size, int min_cnt,
                               int min_sc, float chn_pen_gap, float chn_pen_skip, std::int64_t n, mm128_t* a, int* n_u,
                               std::uint64_t** u, void* km) {
-    if (UsesOwnKernels() && n > 0 && a != nullptr) {
+    const auto* const kernels = ChosenKernels();
+    if (kernels != nullptr && n > 0 && a != nullptr) {
         Chains chains{km, n, a, 0, nullptr};
         const ChainScoring scoring{bw, max_chn_skip, min_cnt, min_sc, chn_pen_gap, chn_pen_skip};
-        const bool done = JoinWithAvx2({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains);
+        const bool done = kernels->join({max_dist, max_dist_inner, cap_rmq_size, scoring}, chains);
         TrimScratch();
         if (done) {
             CountOwnCall(OwnFunction::joining);

@@ -8,8 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "qel_minimap2/kernel/avx2_kernel.h"
-#include "qel_minimap2/kernel/sketch.h"
+#include "qel_minimap2/kernel/kernels.h"
 
 namespace {
 
@@ -18,12 +17,13 @@ using qel_minimap2::kernel::AlignmentCall;
 
 constexpr int kNoBand = -1;
 
-bool IsSkipped(benchmark::State& state) {
-    const bool has_avx2 = __builtin_cpu_supports("avx2");
-    if (!has_avx2) {
-        state.SkipWithError("This processor has no AVX2.");
+// Null when minimap2's functions are used.
+const qel_minimap2::kernel::Kernels* MeasuredKernels(benchmark::State& state) {
+    const auto* const kernels = qel_minimap2::kernel::ChosenKernels();
+    if (kernels == nullptr) {
+        state.SkipWithError("Without kernels, there is nothing to measure.");
     }
-    return !has_avx2;
+    return kernels;
 }
 
 // A target and a query that differs from it by an error about every 12 bases and by `inserted` bases in its middle.
@@ -47,7 +47,8 @@ struct Pair {
 };
 
 void Align(benchmark::State& state, const Pair& pair, int band, int z_drop, int flags) {
-    if (IsSkipped(state)) {
+    const auto* const kernels = MeasuredKernels(state);
+    if (kernels == nullptr) {
         return;
     }
     std::vector<std::int8_t> matrix(25, -1);
@@ -71,7 +72,7 @@ void Align(benchmark::State& state, const Pair& pair, int band, int z_drop, int 
                              flags};
     ksw_extz_t result{};
     for ([[maybe_unused]] auto _ : state) {
-        qel_minimap2::kernel::AlignWithAvx2(call, result);
+        kernels->align(call, result);
         benchmark::DoNotOptimize(result.score);
     }
     std::free(result.cigar);
@@ -103,7 +104,8 @@ BENCHMARK(ExtendFromChain)
     ->Args({1000, 200});
 
 void Sketch(benchmark::State& state) {
-    if (IsSkipped(state)) {
+    const auto* const kernels = MeasuredKernels(state);
+    if (kernels == nullptr) {
         return;
     }
     std::string bases;
@@ -113,8 +115,7 @@ void Sketch(benchmark::State& state) {
     mm128_v minimizers{};
     for ([[maybe_unused]] auto _ : state) {
         minimizers.n = 0;
-        qel_minimap2::kernel::SketchWithAvx2(
-            {nullptr, bases.data(), static_cast<int>(bases.size()), 10, 15, 0, &minimizers});
+        kernels->sketch({nullptr, bases.data(), static_cast<int>(bases.size()), 10, 15, 0, &minimizers});
         benchmark::DoNotOptimize(minimizers.n);
     }
     std::free(minimizers.a);

@@ -13,12 +13,12 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The first way of avx2_kernel.h: where the whole matrix is asked for, a narrow band of it suffices if the band
+// The first way of base_alignment.h: where the whole matrix is asked for, a narrow band of it suffices if the band
 // provably contains every optimal path.
 //
 // Between two seeds minimap2 fills the gap without a band limit and uses only the score of the last cell and the CIGAR.
 // Reads follow the reference closely, so the best path stays near the diagonal. The recurrence is therefore run over a
-// strip of 32 * N lanes that moves along the middle and stays in registers. The cells that it passes over are the band.
+// strip of N registers that moves along the middle and stays in registers. The cells that it passes over are the band.
 //
 // Proof that the result is minimap2's. A cell of the band is computed from cells of the band, from the border, and from
 // "unreachable" neighbours in place of cells outside. Its value is therefore the score of a real path, or lower: never

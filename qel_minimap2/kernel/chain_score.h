@@ -2,19 +2,15 @@
 
 #include <cstdint>
 
-#include <immintrin.h>
-
 #include <mmpriv.h>
 
 #include "qel_minimap2/kernel/chaining.h"
+#include "qel_minimap2/kernel/intrinsics.h"
 #include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/numbers.h"
 
 namespace qel_minimap2::kernel {
 namespace {
-
-TAVIK_INLINE __m256i LoadEight(const std::int32_t* from) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
-}
 
 /// The length that all anchors share. Returns -1 when the anchors differ in length or segment, are not sorted by x, or
 /// are too many.
@@ -37,25 +33,25 @@ struct BestBefore {
     int skipped = 0;  // The number of candidates skipped, less one for each that was better, never below 0.
 };
 
-/// The distances of an anchor from eight candidates before it, and the distances between their diagonals.
+/// The distances of an anchor from a register of candidates before it, and the distances between their diagonals.
 struct Distances {
-    __m256i on_reference, on_read, apart;
+    Register on_reference, on_read, apart;
 };
 
-/// The base of chaining and joining: lists of the anchors' positions and scores, and the scores of eight pairs of
-/// neighbours at a time. Single-precision operations are minimap2's in minimap2's order, so that they round alike.
-/// (Files that use this class are compiled without fused multiply-add, which rounds once instead of twice.)
+/// The base of chaining and joining: lists of the anchors' positions and scores, and the scores of a register of
+/// pairs of neighbours at a time. Single-precision operations are minimap2's in minimap2's order, so that they round
+/// alike.
 class AnchorPairs {
 protected:
-    static constexpr int kLanes = 8;
+    static constexpr int kLanes = Ints::kWidth;
 
     AnchorPairs(const ChainScoring& scoring, const Chains& chains)
         : anchors(chains.anchors),
           count(static_cast<int>(chains.count)),
           length(CommonLength(chains)),
           scoring(scoring),
-          gap_penalty(_mm256_set1_ps(scoring.gap_penalty)),
-          skip_penalty(_mm256_set1_ps(scoring.skip_penalty)) {}
+          gap_penalty(Floats::All(scoring.gap_penalty)),
+          skip_penalty(Floats::All(scoring.skip_penalty)) {}
 
     bool IsBeyond(int i, int before, int reach) const {
         return anchors[i].x > anchors[before].x + static_cast<std::uint64_t>(reach);
@@ -65,41 +61,40 @@ protected:
     }
 
     TAVIK_INLINE Distances DistancesTo(int i, int base) const {
-        const __m256i on_reference =
-            _mm256_sub_epi32(_mm256_set1_epi32(reference_positions[i]), LoadEight(reference_positions + base));
-        const __m256i on_read =
-            _mm256_sub_epi32(_mm256_set1_epi32(read_positions[i]), LoadEight(read_positions + base));
-        return {on_reference, on_read, _mm256_abs_epi32(_mm256_sub_epi32(on_reference, on_read))};
+        const Register on_reference =
+            Ints::Subtract(Ints::All(reference_positions[i]), Ints::Load(reference_positions + base));
+        const Register on_read = Ints::Subtract(Ints::All(read_positions[i]), Ints::Load(read_positions + base));
+        return {on_reference, on_read, Ints::Magnitude(Ints::Subtract(on_reference, on_read))};
     }
 
-    TAVIK_INLINE __m256i IsOutsideBand(const Distances& distances) const {
-        return _mm256_cmpgt_epi32(distances.apart, _mm256_set1_epi32(scoring.band));
+    TAVIK_INLINE Register IsOutsideBand(const Distances& distances) const {
+        return Ints::Greater(distances.apart, Ints::All(scoring.band));
     }
 
-    /// The scores of the chains through eight candidates, `base` the first, to the anchor at these distances from them.
+    /// The scores of the chains through the candidates from `base` on to the anchor at these distances from them.
     /// Overlapping neighbours on the same diagonal have no penalty.
-    TAVIK_INLINE __m256i Totals(const Distances& distances, int base) const {
+    TAVIK_INLINE Register Totals(const Distances& distances, int base) const {
         const auto [on_reference, on_read, apart] = distances;
-        const __m256i lengths = _mm256_set1_epi32(length);
-        const __m256i lesser = _mm256_min_epi32(on_reference, on_read);
-        const __m256 linear = _mm256_add_ps(_mm256_mul_ps(gap_penalty, _mm256_cvtepi32_ps(apart)),
-                                            _mm256_mul_ps(skip_penalty, _mm256_cvtepi32_ps(lesser)));
-        const __m256i is_apart = _mm256_cmpgt_epi32(apart, _mm256_setzero_si256());
-        const __m256 logarithm =
-            _mm256_and_ps(_mm256_castsi256_ps(is_apart), Log2(_mm256_add_epi32(apart, _mm256_set1_epi32(1))));
-        const __m256i penalty =
-            _mm256_cvttps_epi32(_mm256_add_ps(linear, _mm256_mul_ps(_mm256_set1_ps(0.5F), logarithm)));
-        const __m256i penalized = _mm256_or_si256(is_apart, _mm256_cmpgt_epi32(lesser, lengths));
-        const __m256i added = _mm256_sub_epi32(_mm256_min_epi32(lengths, lesser), _mm256_and_si256(penalty, penalized));
-        return _mm256_add_epi32(added, LoadEight(scores + base));
+        const Register lengths = Ints::All(length);
+        const Register lesser = Ints::Min(on_reference, on_read);
+        const FloatRegister linear =
+            MultiplyAdd(gap_penalty, Ints::ToFloats(apart), Floats::Multiply(skip_penalty, Ints::ToFloats(lesser)));
+        const Register is_apart = Ints::Greater(apart, Ints::All(0));
+        const FloatRegister logarithm = Log2(Ints::Add(apart, Ints::All(1)));
+        const FloatRegister log_penalty =
+            Floats::OfBits(Lanes::And(is_apart, Floats::Bits(Floats::Multiply(Floats::All(0.5F), logarithm))));
+        const Register penalty = Floats::ToInts(Floats::Add(linear, log_penalty));
+        const Register penalized = Lanes::Or(is_apart, Ints::Greater(lesser, lengths));
+        const Register added = Ints::Subtract(Ints::Min(lengths, lesser), Lanes::And(penalty, penalized));
+        return Ints::Add(added, Ints::Load(scores + base));
     }
 
-    /// Tries the `valid` lanes of the eight candidates from `base` on, lane 7 first. Returns the candidate at which the
+    /// Tries the `valid` lanes of the candidates from `base` on, the highest first. Returns the candidate at which the
     /// search ends early, or -1.
-    TAVIK_INLINE int LookAt(int base, unsigned valid, __m256i totals, std::int32_t mark, BestBefore& best) const {
+    TAVIK_INLINE int LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
         const int most_skipped = scoring.most_skipped;
         alignas(32) std::int32_t total[kLanes];
-        _mm256_store_si256(reinterpret_cast<__m256i*>(total), totals);
+        Ints::Store(total, totals);
         while (valid != 0) {
             const int lane = 31 - __builtin_clz(valid);
             valid ^= 1U << lane;
@@ -126,19 +121,17 @@ protected:
 
 private:
     // The same as minimap2's mg_log2, for integers of 2 and more.
-    static TAVIK_INLINE __m256 Log2(__m256i number) {
-        const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(number));
-        const __m256i exponent = _mm256_sub_epi32(_mm256_srli_epi32(bits, 23), _mm256_set1_epi32(128));
-        const __m256 fraction = _mm256_castsi256_ps(
-            _mm256_or_si256(_mm256_and_si256(bits, _mm256_set1_epi32(0x7FFFFF)), _mm256_set1_epi32(127 << 23)));
-        const __m256 inner =
-            _mm256_add_ps(_mm256_mul_ps(_mm256_set1_ps(-0.34484843F), fraction), _mm256_set1_ps(2.02466578F));
-        return _mm256_add_ps(_mm256_cvtepi32_ps(exponent),
-                             _mm256_sub_ps(_mm256_mul_ps(inner, fraction), _mm256_set1_ps(0.67487759F)));
+    static TAVIK_INLINE FloatRegister Log2(Register number) {
+        const Register bits = Floats::Bits(Ints::ToFloats(number));
+        const Register exponent = Ints::Subtract(Ints::ShiftRight<23>(bits), Ints::All(128));
+        const FloatRegister fraction =
+            Floats::OfBits(Lanes::Or(Lanes::And(bits, Ints::All(0x7FFFFF)), Ints::All(127 << 23)));
+        const FloatRegister inner = MultiplyAdd(Floats::All(-0.34484843F), fraction, Floats::All(2.02466578F));
+        return Floats::Add(Ints::ToFloats(exponent), MultiplyAdd(inner, fraction, Floats::All(-0.67487759F)));
     }
 
     const ChainScoring& scoring;
-    const __m256 gap_penalty, skip_penalty;
+    const FloatRegister gap_penalty, skip_penalty;
 };
 
 }  // namespace

@@ -51,12 +51,22 @@ struct ChainedAnchors {
 /// Traces the chains back, and replaces `chains.anchors` by the anchors of the chains in minimap2's order.
 void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains);
 
-/// Chains anchors, scoring eight candidates at a time. The result is that of mg_lchain_dp without splicing and with one
-/// segment. Returns false and changes nothing where that is not certain (anchors unsorted or of different lengths) and
-/// when out of memory. Requires AVX2; any thread.
-bool ChainWithAvx2(const ChainCall& call, Chains& chains);
+/// Chains anchors, scoring several candidates at a time. The result is that of mg_lchain_dp without splicing and with
+/// one segment. Returns false and changes nothing where that is not certain (anchors unsorted or of different lengths)
+/// and when out of memory. Any thread.
+template <int kBits>
+bool ChainAnchors(const ChainCall& call, Chains& chains);
+template <>
+bool ChainAnchors<128>(const ChainCall& call, Chains& chains);
+template <>
+bool ChainAnchors<256>(const ChainCall& call, Chains& chains);
 
-/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainWithAvx2 does.
-bool JoinWithAvx2(const JoinCall& call, Chains& chains);
+/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainAnchors does.
+template <int kBits>
+bool JoinAnchors(const JoinCall& call, Chains& chains);
+template <>
+bool JoinAnchors<128>(const JoinCall& call, Chains& chains);
+template <>
+bool JoinAnchors<256>(const JoinCall& call, Chains& chains);
 
 }  // namespace qel_minimap2::kernel

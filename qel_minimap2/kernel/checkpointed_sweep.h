@@ -14,7 +14,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The second way of avx2_kernel.h: where no band can be proven, the whole matrix, but without a matrix of directions.
+// The second way of base_alignment.h: where no band can be proven, the whole matrix, but without a matrix of
+// directions.
 //
 // minimap2 writes a byte for each cell, 2 * length^2 of them, and then reads those along one path. This sweep only
 // keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the trace back needs few
@@ -57,7 +58,7 @@ private:
     static constexpr int kRows = 64;  // From one copy to the next.
     static constexpr int kWidth = 64;
     static constexpr int kPadding = 64;
-    static constexpr int kLanes = Lanes32::kWidth;
+    static constexpr int kLanes = Lanes::kWidth;
     static constexpr int kLineCount = 6;
 
     enum Line { kX, kX2, kV, kY, kY2, kU };
@@ -122,7 +123,7 @@ private:
         const int begin = RoundDown(FirstOf(r), kLanes);
         const int last_register = RoundDown(LastOf(r), kLanes);
         // The lanes of the register before; at the first position the border.
-        StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes32::All(BiasedBorder(scoring, r))};
+        StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes::All(BiasedBorder(scoring, r))};
         if (begin > 0) {
             before = LoadLanes(begin - kLanes);
         }
@@ -132,29 +133,29 @@ private:
         }
         StripLanes last = LoadLanes(last_register);
         if (LastOf(r) == r) {  // The position that meets query letter 0.
-            EnterGap(OnlyLane(r - last_register), Lanes32::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
+            EnterGap(OnlyLane(r - last_register), Lanes::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);
     }
 
     TAVIK_INLINE StripLanes LoadLanes(int t) const {
-        return {Lanes32::Load(lines[kX] + t),  Lanes32::Load(lines[kY] + t), Lanes32::Load(lines[kX2] + t),
-                Lanes32::Load(lines[kY2] + t), Lanes32::Load(lines[kU] + t), Lanes32::Load(lines[kV] + t)};
+        return {Lanes::Load(lines[kX] + t),  Lanes::Load(lines[kY] + t), Lanes::Load(lines[kX2] + t),
+                Lanes::Load(lines[kY2] + t), Lanes::Load(lines[kU] + t), Lanes::Load(lines[kV] + t)};
     }
 
     TAVIK_INLINE void ComputeLanes(int t, const std::uint8_t* query, StripLanes& before, const StripLanes& old) {
         StripLanes c = old;
-        c.x = Lanes32::Up(old.x, before.x);
-        c.x2 = Lanes32::Up(old.x2, before.x2);
-        c.v = Lanes32::Up(old.v, before.v);
+        c.x = Lanes::Up(old.x, before.x);
+        c.x2 = Lanes::Up(old.x2, before.x2);
+        c.v = Lanes::Up(old.v, before.v);
         before = old;
         StripStep<Trace::none>(k, k.Substitution(sequences.target + t, query + t), c);
-        Lanes32::Store(lines[kX] + t, c.x);
-        Lanes32::Store(lines[kX2] + t, c.x2);
-        Lanes32::Store(lines[kV] + t, c.v);
-        Lanes32::Store(lines[kY] + t, c.y);
-        Lanes32::Store(lines[kY2] + t, c.y2);
-        Lanes32::Store(lines[kU] + t, c.u);
+        Lanes::Store(lines[kX] + t, c.x);
+        Lanes::Store(lines[kX2] + t, c.x2);
+        Lanes::Store(lines[kV] + t, c.v);
+        Lanes::Store(lines[kY] + t, c.y);
+        Lanes::Store(lines[kY2] + t, c.y2);
+        Lanes::Store(lines[kU] + t, c.u);
     }
 
     // Computes the directions for a trace back that enters the rows between two copies at position i of `last_row`.
@@ -165,7 +166,7 @@ private:
         Strip<kWidth / kLanes> strip(scoring);
         if (corner_number > 0) {
             const auto from = [&](int line, int t) {
-                return Lanes32::Load(CopyOf(corner_number - 1, line) + (t - CopyBegin(first_row - 1)));
+                return Lanes::Load(CopyOf(corner_number - 1, line) + (t - CopyBegin(first_row - 1)));
             };
             for (int n = 0; n < kWidth / kLanes; ++n) {
                 const int t = corner_base + n * kLanes;

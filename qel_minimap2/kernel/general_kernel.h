@@ -16,7 +16,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The fourth way of avx2_kernel.h: minimap2's own recurrence, 32 lanes at a time instead of 16.
+// The fourth way of base_alignment.h: minimap2's own recurrence, in whole registers.
 //
 // The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
 // scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
@@ -27,9 +27,9 @@ namespace {
 // Without a band limit, every lane that a cell reads was computed for a cell, so the width of the registers does not
 // matter. With a band limit it does. minimap2 computes whole registers of 16 lanes; those beside the band are
 // meaningless, and yet the cells at the band's edge read them in later rows. The banded form therefore writes the very
-// same lanes: for a last single register of 16 lanes it computes 32 and stores 16. It also keeps a line of substitution
-// scores as minimap2 does, which writes it 16 at a time from the first cell on: the lanes before and after read what
-// earlier rows left in it.
+// same lanes: where the last register holds 32 lanes and minimap2 computes 16, only these are stored. It also keeps a
+// line of substitution scores as minimap2 does, which writes it 16 at a time from the first cell on: the lanes before
+// and after read what earlier rows left in it.
 
 /// The number of lanes that minimap2 computes at once.
 inline constexpr int kHalfRegister = 16;
@@ -63,24 +63,22 @@ struct Lines {
 
 /// The scoring, each value in every lane.
 struct Constants {
-    using Register = Lanes32::Register;
-
     explicit Constants(const Scoring& s)
-        : open(Lanes32::All(s.open)),
-          open2(Lanes32::All(s.open2)),
-          open_extend(Lanes32::All(s.open + s.extend)),
-          open_extend2(Lanes32::All(s.open2 + s.extend2)),
-          match(Lanes32::All(s.match)),
-          mismatch(Lanes32::All(s.mismatch)),
-          any(Lanes32::All(s.any)),
-          any_letter(Lanes32::All(kLetters - 1)),
-          zero(Lanes32::All(0)) {}
+        : open(Lanes::All(s.open)),
+          open2(Lanes::All(s.open2)),
+          open_extend(Lanes::All(s.open + s.extend)),
+          open_extend2(Lanes::All(s.open2 + s.extend2)),
+          match(Lanes::All(s.match)),
+          mismatch(Lanes::All(s.mismatch)),
+          any(Lanes::All(s.any)),
+          any_letter(Lanes::All(kLetters - 1)),
+          zero(Lanes::All(0)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
-        const Register t = Lanes32::Load(target);
-        const Register q = Lanes32::Load(query);
-        const Register stands_for_any = Lanes32::Or(Lanes32::Equal(t, any_letter), Lanes32::Equal(q, any_letter));
-        return Lanes32::Select(stands_for_any, any, Lanes32::Select(Lanes32::Equal(t, q), match, mismatch));
+        const Register t = Lanes::Load(target);
+        const Register q = Lanes::Load(query);
+        const Register stands_for_any = Lanes::Or(Lanes::Equal(t, any_letter), Lanes::Equal(q, any_letter));
+        return Lanes::Select(stands_for_any, any, Lanes::Select(Lanes::Equal(t, q), match, mismatch));
     }
 
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
@@ -88,16 +86,14 @@ struct Constants {
 
 /// The register of lanes before the current one, which takes its highest lanes.
 struct RegisterBefore {
-    Lanes32::Register x, v, x2;
+    Register x, v, x2;
 };
 
 /// Computes the register of lanes from target position t on; `s` holds their substitution scores. It becomes `before`
 /// of the next one. With kHalf only the lowest 16 lanes are stored.
 template <Trace kTrace, bool kHalf>
-TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t, Lanes32::Register s,
-                                  RegisterBefore& before, std::uint8_t* directions) {
-    using Lanes = Lanes32;
-    using Register = Lanes::Register;
+TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t, Register s, RegisterBefore& before,
+                                  std::uint8_t* directions) {
     const Register old_x = Lanes::Load(lines.x + t);
     const Register old_v = Lanes::Load(lines.v + t);
     const Register old_x2 = Lanes::Load(lines.x2 + t);
@@ -128,7 +124,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {
-            Lanes::StoreHalf(to, lanes);
+            Lanes::StoreSixteen(to, lanes);
         } else {
             Lanes::Store(to, lanes);
         }
@@ -154,8 +150,8 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     store(directions + t, direction);
 }
 
-/// Aligns any call that AlignWithAvx2 accepts. The result's fields and CIGAR are minimap2's, except for those that
-/// AlignWithAvx2 leaves out. The padding between its members aligns the lanes.
+/// Aligns any call that AlignBases accepts. The result's fields and CIGAR are minimap2's, except for those that
+/// AlignBases leaves out. The padding between its members aligns the lanes.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
@@ -192,7 +188,7 @@ public:
     }
 
 private:
-    static constexpr int kLanes = kBanded ? kHalfRegister : Lanes32::kWidth;
+    static constexpr int kLanes = kBanded ? kHalfRegister : Lanes::kWidth;
 
     struct Range {
         int first, last;  // The cells of the row.
@@ -212,7 +208,7 @@ private:
     bool PrepareDirections() {
         const int longest = Smaller(Smaller(call.query_length, call.target_length), kBanded ? band + 1 : INT32_MAX);
         row_size = static_cast<std::size_t>(RoundDown(longest + kLanes - 1, kLanes)) + kLanes;
-        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows) * row_size + Lanes32::kWidth);
+        directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows) * row_size + Lanes::kWidth);
         return directions != nullptr;
     }
 
@@ -262,7 +258,7 @@ private:
             lines.y2[r] = static_cast<std::int8_t>(gap2);
             lines.u[r] = static_cast<std::int8_t>(BorderStep(scoring, r));
         }
-        RegisterBefore before_begin{Lanes32::All(x), Lanes32::All(v), Lanes32::All(x2)};
+        RegisterBefore before_begin{Lanes::All(x), Lanes::All(v), Lanes::All(x2)};
         if constexpr (kBanded) {
             WriteSubstitutions(r, range);
         }
@@ -274,11 +270,11 @@ private:
         const std::uint8_t* query = sequences.QueryOpposite(r);
         const int end = range.first + RoundDown(range.last - range.first + kHalfRegister, kHalfRegister);
         int t = range.first;
-        for (; t + Lanes32::kWidth <= end; t += Lanes32::kWidth) {
-            Lanes32::Store(lines.substitution + t, k.Substitution(target + t, query + t));
+        for (; t + Lanes::kWidth <= end; t += Lanes::kWidth) {
+            Lanes::Store(lines.substitution + t, k.Substitution(target + t, query + t));
         }
         if (t < end) {
-            Lanes32::StoreHalf(lines.substitution + t, k.Substitution(target + t, query + t));
+            Lanes::StoreSixteen(lines.substitution + t, k.Substitution(target + t, query + t));
         }
     }
 
@@ -288,12 +284,12 @@ private:
         const std::uint8_t* query = sequences.QueryOpposite(r);
         std::uint8_t* row_directions = DirectionsOf(r, range);
         int t = range.begin;
-        for (; t + Lanes32::kWidth <= range.end; t += Lanes32::kWidth) {
-            const auto s = kBanded ? Lanes32::Load(here.substitution + t) : k.Substitution(target + t, query + t);
+        for (; t + Lanes::kWidth <= range.end; t += Lanes::kWidth) {
+            const auto s = kBanded ? Lanes::Load(here.substitution + t) : k.Substitution(target + t, query + t);
             ComputeRegister<kTrace, false>(k, here, t, s, before, row_directions);
         }
         if (kBanded && t < range.end) {
-            ComputeRegister<kTrace, true>(k, here, t, Lanes32::Load(here.substitution + t), before, row_directions);
+            ComputeRegister<kTrace, true>(k, here, t, Lanes::Load(here.substitution + t), before, row_directions);
         }
     }
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include <immintrin.h>
+#include "qel_minimap2/kernel/intrinsics.h"
 
 /// For functions inside the kernels' loops: a call would spill every register.
 #define TAVIK_INLINE inline __attribute__((always_inline))
@@ -12,9 +12,9 @@
 #define TAVIK_UNROLL _Pragma("GCC unroll 8")
 #endif
 
-// The kernels' headers put everything into an unnamed namespace. They are compiled for AVX2, and the linker must not
-// pick such a copy of a function for code that runs on any processor. For the same reason they use no standard
-// containers or algorithms.
+// The kernels are compiled for each width of registers, and their headers put everything into an unnamed namespace: the
+// linker must not pick a copy of a function made for AVX2 for code that runs on any processor. For the same reason they
+// use no standard containers or algorithms.
 namespace qel_minimap2::kernel {
 namespace {
 
@@ -29,40 +29,42 @@ constexpr int RoundDown(int n, int step) {
     return n / step * step;
 }
 
-/// 32 signed bytes.
-struct Lanes32 {
-    using Register = __m256i;
-    static constexpr int kWidth = 32;
+/// A register of signed bytes.
+struct Lanes {
+    static constexpr int kWidth = kBits / 8;
 
     static TAVIK_INLINE Register Load(const void* from) {
-        return _mm256_loadu_si256(static_cast<const __m256i*>(from));
+        return TAVIK_SIMD_BITS(loadu_si)(static_cast<const Register*>(from));
     }
-    static TAVIK_INLINE void Store(void* to, Register a) { _mm256_storeu_si256(static_cast<__m256i*>(to), a); }
-    /// The lowest 16 lanes.
-    static TAVIK_INLINE void StoreHalf(void* to, Register a) {
-        _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
-    }
-    static TAVIK_INLINE Register All(int value) { return _mm256_set1_epi8(static_cast<char>(value)); }
-    static TAVIK_INLINE Register Add(Register a, Register b) { return _mm256_add_epi8(a, b); }
-    static TAVIK_INLINE Register Subtract(Register a, Register b) { return _mm256_sub_epi8(a, b); }
+    static TAVIK_INLINE void Store(void* to, Register a) { TAVIK_SIMD_BITS(storeu_si)(static_cast<Register*>(to), a); }
+    static TAVIK_INLINE Register All(int value) { return TAVIK_SIMD(set1_epi8)(static_cast<std::int8_t>(value)); }
+    static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi8)(a, b); }
+    static TAVIK_INLINE Register Subtract(Register a, Register b) { return TAVIK_SIMD(sub_epi8)(a, b); }
     /// Unsigned lanes; 0 where b is larger.
-    static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return _mm256_subs_epu8(a, b); }
-    static TAVIK_INLINE Register Max(Register a, Register b) { return _mm256_max_epi8(a, b); }
-    static TAVIK_INLINE Register Min(Register a, Register b) { return _mm256_min_epi8(a, b); }
+    static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return TAVIK_SIMD(subs_epu8)(a, b); }
+    static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi8)(a, b); }
+    static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi8)(a, b); }
     /// All bits of a lane set where it is true, none elsewhere.
-    static TAVIK_INLINE Register Greater(Register a, Register b) { return _mm256_cmpgt_epi8(a, b); }
-    static TAVIK_INLINE Register Equal(Register a, Register b) { return _mm256_cmpeq_epi8(a, b); }
-    static TAVIK_INLINE Register Or(Register a, Register b) { return _mm256_or_si256(a, b); }
-    static TAVIK_INLINE Register And(Register a, Register b) { return _mm256_and_si256(a, b); }
-    static TAVIK_INLINE Register Xor(Register a, Register b) { return _mm256_xor_si256(a, b); }
-    /// The entries of a table, repeated in both halves, at places from 0 to 15.
-    static TAVIK_INLINE Register LookUp(Register table, Register places) { return _mm256_shuffle_epi8(table, places); }
+    static TAVIK_INLINE Register Greater(Register a, Register b) { return TAVIK_SIMD(cmpgt_epi8)(a, b); }
+    static TAVIK_INLINE Register Equal(Register a, Register b) { return TAVIK_SIMD(cmpeq_epi8)(a, b); }
+    static TAVIK_INLINE Register Or(Register a, Register b) { return TAVIK_SIMD_BITS(or_si)(a, b); }
+    static TAVIK_INLINE Register And(Register a, Register b) { return TAVIK_SIMD_BITS(and_si)(a, b); }
+    static TAVIK_INLINE Register Xor(Register a, Register b) { return TAVIK_SIMD_BITS(xor_si)(a, b); }
+    /// The entries of a table, repeated every 16 lanes, at places from 0 to 15.
+    static TAVIK_INLINE Register LookUp(Register table, Register places) {
+        return TAVIK_SIMD(shuffle_epi8)(table, places);
+    }
     /// `value` where a, which is not negative, is above 0; 0 elsewhere.
-    static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return _mm256_sign_epi8(value, a); }
+    static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return TAVIK_SIMD(sign_epi8)(value, a); }
     /// b without the lanes of a.
-    static TAVIK_INLINE Register AndNot(Register a, Register b) { return _mm256_andnot_si256(a, b); }
+    static TAVIK_INLINE Register AndNot(Register a, Register b) { return TAVIK_SIMD_BITS(andnot_si)(a, b); }
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {
-        return _mm256_blendv_epi8(no, yes, where);
+        return TAVIK_SIMD(blendv_epi8)(no, yes, where);
+    }
+#if TAVIK_KERNEL_BITS == 256
+    /// The lowest 16 lanes.
+    static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
+        _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
     }
     /// Each lane takes the value of the lane below it; the lowest takes the highest of `below`.
     static TAVIK_INLINE Register Up(Register a, Register below) {
@@ -72,12 +74,63 @@ struct Lanes32 {
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
     }
+    /// All bits of the first of each 16 lanes.
+    static TAVIK_INLINE Register FirstOfSixteen() {
+        return _mm256_broadcastsi128_si256(_mm_cvtsi32_si128(0xFF));
+    }
+    /// The lower half of the lanes for an even n, the upper half for an odd one.
+    static TAVIK_INLINE Register WordsOf(Register a, int n) {
+        return _mm256_cvtepi8_epi16(n % 2 == 0 ? _mm256_castsi256_si128(a) : _mm256_extracti128_si256(a, 1));
+    }
+#else
+    static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
+        Store(to, a);
+    }
+    static TAVIK_INLINE Register Up(Register a, Register below) {
+        return _mm_alignr_epi8(a, below, 15);
+    }
+    static TAVIK_INLINE Register Down(Register a, Register above) {
+        return _mm_alignr_epi8(above, a, 1);
+    }
+    static TAVIK_INLINE Register FirstOfSixteen() {
+        return _mm_cvtsi32_si128(0xFF);
+    }
+    static TAVIK_INLINE Register WordsOf(Register a, int n) {
+        return _mm_cvtepi8_epi16(n % 2 == 0 ? a : _mm_srli_si128(a, 8));
+    }
+#endif
 };
 
-/// The sign bits of eight 32-bit lanes; bit 0 is the lowest lane's.
-TAVIK_INLINE unsigned MaskOf(__m256i lanes) {
-    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
-}
+/// A register of signed 16-bit numbers.
+struct Words {
+    static constexpr int kWidth = kBits / 16;
+
+    static TAVIK_INLINE Register All(int value) { return TAVIK_SIMD(set1_epi16)(static_cast<std::int16_t>(value)); }
+    static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi16)(a, b); }
+    static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi16)(a, b); }
+    static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi16)(a, b); }
+    static TAVIK_INLINE Register Greater(Register a, Register b) { return TAVIK_SIMD(cmpgt_epi16)(a, b); }
+    static TAVIK_INLINE Register Equal(Register a, Register b) { return TAVIK_SIMD(cmpeq_epi16)(a, b); }
+    static TAVIK_INLINE int Highest(Register a) {
+#if TAVIK_KERNEL_BITS == 256
+        const __m128i eight = _mm_max_epi16(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+#else
+        const __m128i eight = a;
+#endif
+        // The least of unsigned numbers, which are the signed ones in reverse.
+        const __m128i least = _mm_minpos_epu16(_mm_xor_si128(eight, _mm_set1_epi16(INT16_MAX)));
+        return static_cast<std::int16_t>(_mm_cvtsi128_si32(least) ^ INT16_MAX);
+    }
+    /// The sign bits of the numbers of `a`, then those of `b`; bit 0 is the lowest number's.
+    static TAVIK_INLINE std::uint32_t MaskOf(Register a, Register b) {
+        const Register bytes = TAVIK_SIMD(packs_epi16)(a, b);
+#if TAVIK_KERNEL_BITS == 256
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(bytes, 0xD8)));
+#else
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+#endif
+    }
+};
 
 }  // namespace
 }  // namespace qel_minimap2::kernel

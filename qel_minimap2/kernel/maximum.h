@@ -3,10 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <immintrin.h>
-
 #include "qel_minimap2/kernel/alignment_call.h"
 #include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/numbers.h"
 
 namespace qel_minimap2::kernel {
 namespace {
@@ -103,27 +102,21 @@ private:
 
     /// Adds v to the scores of [first, last) and returns their maximum.
     TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
-        __m256i maximum = _mm256_set1_epi32(INT32_MIN);
-        const auto sum = [&](int t) __attribute__((always_inline)) {
-            return _mm256_add_epi32(Lanes32::Load(scores + t), _mm256_cvtepi8_epi32(_mm_loadu_si64(v + t)));
-        };
+        Register maximum = Ints::All(INT32_MIN);
         int t = first;
-        for (; t + 8 <= last; t += 8) {
-            const __m256i sums = sum(t);
-            Lanes32::Store(scores + t, sums);
-            maximum = _mm256_max_epi32(maximum, sums);
+        for (; t + Ints::kWidth <= last; t += Ints::kWidth) {
+            const Register sums = Ints::Add(Ints::Load(scores + t), Ints::Load(v + t));
+            Ints::Store(scores + t, sums);
+            maximum = Ints::Max(maximum, sums);
         }
         if (t < last) {
-            const __m256i sums = sum(t);
-            const __m256i inside =
-                _mm256_cmpgt_epi32(_mm256_set1_epi32(last - t), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-            _mm256_maskstore_epi32(scores + t, inside, sums);
-            maximum = _mm256_max_epi32(maximum, _mm256_blendv_epi8(_mm256_set1_epi32(INT32_MIN), sums, inside));
+            const Register old = Ints::Load(scores + t);
+            const Register sums = Ints::Add(old, Ints::Load(v + t));
+            const Register inside = Ints::Lowest(last - t);
+            Ints::Store(scores + t, Lanes::Select(inside, sums, old));
+            maximum = Ints::Max(maximum, Lanes::Select(inside, sums, Ints::All(INT32_MIN)));
         }
-        __m128i m = _mm_max_epi32(_mm256_castsi256_si128(maximum), _mm256_extracti128_si256(maximum, 1));
-        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0x4e));
-        m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0xb1));
-        return _mm_cvtsi128_si32(m);
+        return Ints::Highest(maximum);
     }
 
     int PositionOf(std::int32_t value, int first, int last) const {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <immintrin.h>
-
+#include "qel_minimap2/kernel/intrinsics.h"
 #include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/numbers.h"
 
 namespace qel_minimap2::kernel {
 namespace {
@@ -115,7 +115,7 @@ public:
 private:
     static constexpr int kFanOut = 32;
     static constexpr int kLevels = 3;
-    static constexpr int kLanes = 4;
+    static constexpr int kLanes = Doubles::kWidth;
 
     // Entries of one list.
     struct Range {
@@ -138,12 +138,12 @@ private:
 
     TAVIK_INLINE double LeastOf(const Range& range) const {
         const double* const list = lists[range.level];
-        __m256d lanes = _mm256_set1_pd(kNone);
+        DoubleRegister lanes = Doubles::All(kNone);
         int i = range.begin;
         for (; i + kLanes <= range.end; i += kLanes) {
-            lanes = _mm256_min_pd(lanes, _mm256_loadu_pd(list + i));
+            lanes = Doubles::Min(lanes, Doubles::Load(list + i));
         }
-        __m128d two = _mm_min_pd(_mm256_castpd256_pd128(lanes), _mm256_extractf128_pd(lanes, 1));
+        __m128d two = Doubles::LeastTwo(lanes);
         for (; i < range.end; ++i) {
             two = _mm_min_sd(two, _mm_load_sd(list + i));
         }
@@ -155,8 +155,7 @@ private:
         const double* const list = lists[range.level];
         int at = -1;
         for (int i = range.begin; i < range.end; i += kLanes) {
-            auto equal = static_cast<unsigned>(
-                _mm256_movemask_pd(_mm256_cmp_pd(_mm256_loadu_pd(list + i), _mm256_set1_pd(value), _CMP_EQ_OQ)));
+            auto equal = Doubles::MaskOfEqual(Doubles::Load(list + i), Doubles::All(value));
             if (range.end - i < kLanes) {
                 equal &= (1U << static_cast<unsigned>(range.end - i)) - 1;
             }

@@ -14,7 +14,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The third way of avx2_kernel.h: an extension from a chain's end whose query fits a strip. The strip moves by one
+// The third way of base_alignment.h: an extension from a chain's end whose query fits a strip. The strip moves by one
 // target position on every row, so each lane keeps its query position, the first one in the highest lane. The lines and
 // the scores of a row's cells stay in registers.
 //
@@ -34,10 +34,11 @@ public:
         }
         // Each lane starts with the border's score.
         for (int lane = 0; lane < kWidth; ++lane) {
-            row_scores[lane / kScores][lane % kScores] = static_cast<std::int16_t>(-GapCost(scoring, kWidth - lane));
+            row_scores[lane / Words::kWidth][lane % Words::kWidth] =
+                static_cast<std::int16_t>(-GapCost(scoring, kWidth - lane));
         }
         for (int n = 0; n < 2 * N; ++n) {
-            scores[n] = Lanes32::Load(row_scores[n]);
+            scores[n] = Lanes::Load(row_scores[n]);
         }
     }
 
@@ -61,9 +62,8 @@ public:
     }
 
 private:
-    static constexpr int kWidth = N * Lanes32::kWidth;
-    static constexpr int kScores = 16;  // In a register.
-    using RowScores = __m256i[static_cast<std::size_t>(2 * N)];
+    static constexpr int kWidth = N * Lanes::kWidth;
+    using RowScores = Register[static_cast<std::size_t>(2 * N)];
 
     void Sweep(int rows, ksw_extz_t& result) {
         for (int r = 0; r < rows; ++r) {
@@ -76,22 +76,22 @@ private:
     }
 
     TAVIK_INLINE void ComputeRow(int r) {
-        const auto border = Lanes32::All(BiasedBorder(scoring, r));
+        const auto border = Lanes::All(BiasedBorder(scoring, r));
         const int base = r - kWidth + 1;
         const std::uint8_t* const target = sequences.target + base;
         const std::uint8_t* const query = sequences.reversed_query + call.query_length - kWidth;
         TAVIK_UNROLL
         for (int n = 0; n < N; ++n) {
-            const int first = n * Lanes32::kWidth;
+            const int first = n * Lanes::kWidth;
             auto& c = cells[n];
-            c.y = Lanes32::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
-            c.y2 = Lanes32::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
-            c.u = Lanes32::Down(c.u, n + 1 < N ? cells[n + 1].u : border);
+            c.y = Lanes::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
+            c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
+            c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : border);
             if (r < call.query_length) {
                 EnterGap(OnlyLane(-base - first), border, c.x, c.x2, c.v);
             }
-            Lanes32::Store(directions + static_cast<std::size_t>(r * kWidth + first),
-                           StripStep<kTrace>(k, k.Substitution(target + first, query + first), c));
+            Lanes::Store(directions + static_cast<std::size_t>(r * kWidth + first),
+                         StripStep<kTrace>(k, k.Substitution(target + first, query + first), c));
         }
     }
 
@@ -103,19 +103,20 @@ private:
         RowScores shown;  // The scores of the row's cells, and the lowest number in lanes without a cell.
         TAVIK_UNROLL
         for (int n = 0; n < 2 * N; ++n) {
-            const int lanes_left = kWidth - n / 2 * Lanes32::kWidth;
-            const __m256i lane = WordsOf(Lanes32::Load(kLaneNumbers), n);
-            const __m256i u = _mm256_add_epi16(WordsOf(cells[n / 2].u, n), All(scoring.open + scoring.extend - kBias));
-            const __m256i before = _mm256_cmpgt_epi16(All(lanes_left - begun), lane);
-            scores[n] = _mm256_add_epi16(scores[n], Lanes32::AndNot(before, u));
-            const __m256i has_cell = Lanes32::AndNot(before, _mm256_cmpgt_epi16(All(lanes_left - ended), lane));
-            shown[n] = _mm256_min_epi16(scores[n], Lanes32::Xor(has_cell, All(INT16_MIN)));
-            Lanes32::Store(row_scores[n], shown[n]);
+            const int lanes_left = kWidth - n / 2 * Lanes::kWidth;
+            const Register lane = Lanes::WordsOf(Lanes::Load(kLaneNumbers), n);
+            const Register u =
+                Words::Add(Lanes::WordsOf(cells[n / 2].u, n), Words::All(scoring.open + scoring.extend - kBias));
+            const Register before = Words::Greater(Words::All(lanes_left - begun), lane);
+            scores[n] = Words::Add(scores[n], Lanes::AndNot(before, u));
+            const Register has_cell = Lanes::AndNot(before, Words::Greater(Words::All(lanes_left - ended), lane));
+            shown[n] = Words::Min(scores[n], Lanes::Xor(has_cell, Words::All(INT16_MIN)));
+            Lanes::Store(row_scores[n], shown[n]);
         }
         const int best = Maximum(shown);
         const int first = r - call.query_length + 1;
         const int end_lane = kWidth - call.query_length;
-        if (const int end_score = row_scores[end_lane / kScores][end_lane % kScores];
+        if (const int end_score = row_scores[end_lane / Words::kWidth][end_lane % Words::kWidth];
             first >= 0 && end_score > result.mqe) {
             result.mqe = end_score;
             result.mqe_t = first;
@@ -129,33 +130,21 @@ private:
                0;
     }
 
-    static TAVIK_INLINE __m256i All(int value) { return _mm256_set1_epi16(static_cast<std::int16_t>(value)); }
-
-    // The lower half of 32 bytes for an even n, the upper half for an odd one.
-    static TAVIK_INLINE __m256i WordsOf(__m256i bytes, int n) {
-        return _mm256_cvtepi8_epi16(n % 2 == 0 ? _mm256_castsi256_si128(bytes) : _mm256_extracti128_si256(bytes, 1));
-    }
-
     static TAVIK_INLINE int Maximum(const RowScores& shown) {
-        __m256i most = _mm256_max_epi16(shown[0], shown[1]);
+        Register most = Words::Max(shown[0], shown[1]);
         TAVIK_UNROLL
         for (int n = 2; n < 2 * N; ++n) {
-            most = _mm256_max_epi16(most, shown[n]);
+            most = Words::Max(most, shown[n]);
         }
-        const __m128i eight = _mm_max_epi16(_mm256_castsi256_si128(most), _mm256_extracti128_si256(most, 1));
-        // The least of unsigned numbers, which are the scores in reverse.
-        const __m128i least = _mm_minpos_epu16(_mm_xor_si128(eight, _mm_set1_epi16(INT16_MAX)));
-        return static_cast<std::int16_t>(_mm_cvtsi128_si32(least) ^ INT16_MAX);
+        return Words::Highest(most);
     }
 
     // Which of the row's target positions from `first` to `last` with this score minimap2 takes; ExactMaximum says why.
     int PositionOf(int score, int first, int last, int r) const {
-        const auto equal = [&](int n) { return _mm256_cmpeq_epi16(Lanes32::Load(row_scores[n]), All(score)); };
+        const auto equal = [&](int n) { return Words::Equal(Lanes::Load(row_scores[n]), Words::All(score)); };
         std::uint64_t places = 0;
         for (int n = 0; n < N; ++n) {
-            const __m256i bytes = _mm256_packs_epi16(equal(2 * n), equal(2 * n + 1));
-            const auto bits = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(bytes, 0xD8)));
-            places |= std::uint64_t{bits} << n * Lanes32::kWidth;
+            places |= std::uint64_t{Words::MaskOf(equal(2 * n), equal(2 * n + 1))} << n * Lanes::kWidth;
         }
         places >>= first - (r - kWidth + 1);
         const int count = last - first;
@@ -177,7 +166,7 @@ private:
     const StripConstants k;
     StripLanes cells[static_cast<std::size_t>(N)];
     RowScores scores;
-    alignas(32) std::int16_t row_scores[static_cast<std::size_t>(2 * N)][kScores];
+    alignas(32) std::int16_t row_scores[static_cast<std::size_t>(2 * N)][Words::kWidth];
     std::uint8_t* directions = nullptr;
 };
 

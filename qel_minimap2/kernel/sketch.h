@@ -17,14 +17,18 @@ struct SketchCall {
     mm128_v* minimizers;     ///< Appended to.
 };
 
-/// True for the calls that SketchWithAvx2 accepts: k-mers fit 31 bits, none is its own reverse complement (k is odd),
+/// True for the calls that SketchSequence accepts: k-mers fit 31 bits, none is its own reverse complement (k is odd),
 /// and the window fits 16 lanes. It does not do homopolymer compression.
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 0 && call.k <= 15 && call.k % 2 == 1;
 }
 
-/// Appends the minimizers that mm_sketch appends, in its order. Only for calls that CanSketch accepts, on processors
-/// with AVX2. Any thread.
-void SketchWithAvx2(const SketchCall& call);
+/// Appends the minimizers that mm_sketch appends, in its order. Only for calls that CanSketch accepts. Any thread.
+template <int kBits>
+void SketchSequence(const SketchCall& call);
+template <>
+void SketchSequence<128>(const SketchCall& call);
+template <>
+void SketchSequence<256>(const SketchCall& call);
 
 }  // namespace qel_minimap2::kernel

@@ -45,24 +45,22 @@ alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4, 
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
 /// Selects the lane of that number; none if there is no such lane.
-TAVIK_INLINE __m256i OnlyLane(int number) {
-    return Lanes32::Equal(Lanes32::Load(kLaneNumbers), Lanes32::All(number < 0 || number >= 32 ? 127 : number));
+TAVIK_INLINE Register OnlyLane(int number) {
+    return Lanes::Equal(Lanes::Load(kLaneNumbers), Lanes::All(number < 0 || number >= Lanes::kWidth ? 127 : number));
 }
 
 struct StripConstants {
-    using Register = Lanes32::Register;
-
     explicit StripConstants(const Scoring& s)
-        : zero(Lanes32::All(0)),
-          unreachable(Lanes32::All(kBias - 2 * (s.open + s.extend))),
-          substitutions(_mm256_blendv_epi8(Lanes32::All(s.mismatch + kBias), Lanes32::All(s.match + kBias),
-                                           _mm256_broadcastsi128_si256(_mm_cvtsi32_si128(0xFF)))),
-          open(Lanes32::All(s.open)),
-          open2(Lanes32::All(s.open2)),
-          second_more(Lanes32::All(s.open2 + s.extend2 - s.open - s.extend)) {}
+        : zero(Lanes::All(0)),
+          unreachable(Lanes::All(kBias - 2 * (s.open + s.extend))),
+          substitutions(
+              Lanes::Select(Lanes::FirstOfSixteen(), Lanes::All(s.match + kBias), Lanes::All(s.mismatch + kBias))),
+          open(Lanes::All(s.open)),
+          open2(Lanes::All(s.open2)),
+          second_more(Lanes::All(s.open2 + s.extend2 - s.open - s.extend)) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
-        return Lanes32::LookUp(substitutions, Lanes32::Xor(Lanes32::Load(target), Lanes32::Load(query)));
+        return Lanes::LookUp(substitutions, Lanes::Xor(Lanes::Load(target), Lanes::Load(query)));
     }
 
     Register zero;
@@ -72,17 +70,16 @@ struct StripConstants {
     Register second_more;  // The extra cost of a one-base gap in the second piece.
 };
 
-/// The six difference lines of 32 cells.
+/// The six difference lines of a register of cells.
 struct StripLanes {
-    Lanes32::Register x, y, x2, y2, u, v;
+    Register x, y, x2, y2, u, v;
 };
 
-/// Computes 32 cells: `c` holds the neighbours' values before the call and the cells' own after it. Returns the
-/// direction bytes.
+/// Computes a register of cells: `c` holds the neighbours' values before the call and the cells' own after it. Returns
+/// the direction bytes.
 template <Trace kTrace>
-TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Register s, StripLanes& c) {
-    using L = Lanes32;
-    using Register = L::Register;
+TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
+    using L = Lanes;
     const Register a = L::Add(c.x, c.v);
     const Register b = L::Add(c.y, c.u);
     const Register a2 = L::Add(c.x2, L::Subtract(c.v, k.second_more));
@@ -129,21 +126,21 @@ TAVIK_INLINE Lanes32::Register StripStep(const StripConstants& k, Lanes32::Regis
 }
 
 /// Sets the two gap lines and the score line to the border's in the lanes that `at` selects.
-TAVIK_INLINE void EnterGap(__m256i at, __m256i border, __m256i& gap, __m256i& gap2, __m256i& score) {
-    gap = Lanes32::AndNot(at, gap);
-    gap2 = Lanes32::AndNot(at, gap2);
-    score = Lanes32::Select(at, border, score);
+TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register& gap2, Register& score) {
+    gap = Lanes::AndNot(at, gap);
+    gap2 = Lanes::AndNot(at, gap2);
+    score = Lanes::Select(at, border, score);
 }
 
 /// How a strip moves from the row before. `up`: it stays at its target positions, so values from the position before
 /// move up by a lane. `down`: it moves by one position, so values from the same position move down by a lane.
 enum class Shift { none, up, down };
 
-/// The difference lines of 32 * N neighbouring target positions, which stay in registers from row to row.
+/// The difference lines of N registers of neighbouring target positions, which stay in registers from row to row.
 template <int N>
 class Strip {
 public:
-    static constexpr int kWidth = N * Lanes32::kWidth;
+    static constexpr int kWidth = N * Lanes::kWidth;
 
     /// Starts with no path from anywhere.
     explicit Strip(const Scoring& scoring) : scoring(scoring), k(scoring) {
@@ -166,9 +163,9 @@ public:
         }
         TAVIK_UNROLL
         for (int n = 0; n < N; ++n) {
-            const int offset = n * Lanes32::kWidth;
-            Lanes32::Store(directions + offset,
-                           StripStep<kTrace>(k, k.Substitution(target + offset, query + offset), cells[n]));
+            const int offset = n * Lanes::kWidth;
+            Lanes::Store(directions + offset,
+                         StripStep<kTrace>(k, k.Substitution(target + offset, query + offset), cells[n]));
         }
     }
 
@@ -179,28 +176,28 @@ private:
             TAVIK_UNROLL
             for (int n = N - 1; n >= 0; --n) {
                 auto& c = cells[n];
-                c.x = Lanes32::Up(c.x, n > 0 ? cells[n - 1].x : k.zero);
-                c.x2 = Lanes32::Up(c.x2, n > 0 ? cells[n - 1].x2 : k.zero);
-                c.v = Lanes32::Up(c.v, n > 0 ? cells[n - 1].v : k.unreachable);
+                c.x = Lanes::Up(c.x, n > 0 ? cells[n - 1].x : k.zero);
+                c.x2 = Lanes::Up(c.x2, n > 0 ? cells[n - 1].x2 : k.zero);
+                c.v = Lanes::Up(c.v, n > 0 ? cells[n - 1].v : k.unreachable);
             }
         } else if constexpr (kShift == Shift::down) {
             TAVIK_UNROLL
             for (int n = 0; n < N; ++n) {
                 auto& c = cells[n];
-                c.y = Lanes32::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
-                c.y2 = Lanes32::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
-                c.u = Lanes32::Down(c.u, n + 1 < N ? cells[n + 1].u : k.unreachable);
+                c.y = Lanes::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
+                c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
+                c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : k.unreachable);
             }
         }
     }
 
     // Target position 0 takes its deletions from the border, and the position that meets query letter 0 its insertions.
     TAVIK_INLINE void EnterBorder(int r, int base) {
-        const auto border = Lanes32::All(BiasedBorder(scoring, r));
+        const auto border = Lanes::All(BiasedBorder(scoring, r));
         TAVIK_UNROLL
         for (int n = 0; n < N; ++n) {
             auto& c = cells[n];
-            const int first = base + n * Lanes32::kWidth;
+            const int first = base + n * Lanes::kWidth;
             EnterGap(OnlyLane(-first), border, c.x, c.x2, c.v);
             EnterGap(OnlyLane(r - first), border, c.y, c.y2, c.u);
         }

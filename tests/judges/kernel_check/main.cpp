@@ -17,19 +17,7 @@ void Judge(const std::string& difference) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::cerr << "usage: tests/judges/kernel-check N SEED\n";
-        return 2;
-    }
-    if (!__builtin_cpu_supports("avx2")) {
-        std::cerr << "This processor has no AVX2: there is nothing to compare.\n";
-        return 2;
-    }
-    const long wanted = std::atol(argv[1]);
-    const auto seed = static_cast<std::uint32_t>(std::atol(argv[2]));
+void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_t seed) {
     Tests::RandomCalls calls(seed, 3000);
     Tests::RandomCalls attacks(seed, 0);
     attacks.AttackTheBand();
@@ -43,19 +31,36 @@ int main(int argc, char** argv) {
     Tests::ChainFigures joined;
     while (figures.calls < wanted) {
         const auto count = std::min(wanted - figures.calls, 100000L);
-        Judge(Tests::CompareWithMinimap2(calls, count - 2 * (count / 3), figures));
-        Judge(Tests::CompareWithMinimap2(attacks, count / 3, figures));
-        Judge(Tests::CompareWithMinimap2(ends, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(kernels, calls, count - 2 * (count / 3), figures));
+        Judge(Tests::CompareWithMinimap2(kernels, attacks, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(kernels, ends, count / 3, figures));
         Judge(Tests::CompareSorting(anchors, count));
-        Judge(Tests::CompareChaining(anchors, count, chained));
-        Judge(Tests::CompareJoining(anchors, count, joined));
-        Judge(Tests::CompareChaining(arrays, count / 1000, chained));
-        Judge(Tests::CompareJoining(arrays, count / 200, joined));
-        std::cout << figures.calls << " alignments alike, " << figures.with_cigar << " with a CIGAR, "
-                  << figures.dropped << " dropped, " << figures.reached_end
+        Judge(Tests::CompareChaining(kernels, anchors, count, chained));
+        Judge(Tests::CompareJoining(kernels, anchors, count, joined));
+        Judge(Tests::CompareChaining(kernels, arrays, count / 1000, chained));
+        Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
+        std::cout << kernels.bits << " bits: " << figures.calls << " alignments alike, " << figures.with_cigar
+                  << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
                   << " to the end of the read; as many lists of anchors sorted, "
                   << "chained to " << chained.chains << " and joined to " << joined.chains << " chains, "
                   << joined.left_to_minimap2 << " of them left to minimap2" << std::endl;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "usage: tests/judges/kernel-check N SEED\n";
+        return 2;
+    }
+    const auto runnable = qel_minimap2::kernel::RunnableKernels();
+    if (runnable.empty()) {
+        std::cerr << "No kernel runs on this processor: there is nothing to compare.\n";
+        return 2;
+    }
+    for (const auto& kernels : runnable) {
+        Run(kernels, std::atol(argv[1]), static_cast<std::uint32_t>(std::atol(argv[2])));
     }
     return 0;
 }

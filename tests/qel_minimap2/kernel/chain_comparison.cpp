@@ -9,7 +9,6 @@
 #include <mmpriv.h>
 
 #include "qel_minimap2/kernel/anchor_sort.h"
-#include "qel_minimap2/kernel/chaining.h"
 
 namespace Tests {
 
@@ -19,6 +18,7 @@ using qel_minimap2::kernel::ChainCall;
 using qel_minimap2::kernel::Chains;
 using qel_minimap2::kernel::ChainScoring;
 using qel_minimap2::kernel::JoinCall;
+using qel_minimap2::kernel::Kernels;
 
 // Each call gets its own copy: it frees the copy or returns another list, which SameChains frees.
 mm128_t* Copy(const std::vector<mm128_t>& anchors) {
@@ -187,9 +187,9 @@ std::vector<mm128_t> RandomAnchors::Array(int copies, int per_copy, int one_in) 
     return anchors;
 }
 
-bool JoinByDefault(const std::vector<mm128_t>& sorted) {
+bool JoinByDefault(const Kernels& kernels, const std::vector<mm128_t>& sorted) {
     Chains chains{nullptr, static_cast<std::int64_t>(sorted.size()), Copy(sorted), 0, nullptr};
-    const bool done = JoinWithAvx2({5000, 1000, 100'000, {20'000, 25, 3, 40, 0.12F, 0}}, chains);
+    const bool done = kernels.join({5000, 1000, 100'000, {20'000, 25, 3, 40, 0.12F, 0}}, chains);
     std::free(chains.anchors);
     std::free(done ? chains.chains : nullptr);
     return done;
@@ -220,15 +220,15 @@ std::string CompareSorting(RandomAnchors& random, long count) {
 
 // minimap2 frees the anchors that it is given.
 // NOLINTBEGIN(clang-analyzer-unix.Malloc)
-std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& figures) {
+std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
         const ChainCall call{usual ? 5000 : random.Between(1, 9000), usual ? 5000 : random.Between(1, 9000),
                              usual ? 5000 : random.Between(1, 300),
                              RandomScoring(random, usual ? 500 : random.Between(0, 2000))};
-        return [call](Chains& chains, bool ours) {
+        return [call, &kernels](Chains& chains, bool ours) {
             if (ours) {
-                return ChainWithAvx2(call, chains);
+                return kernels.chain(call, chains);
             }
             const auto& s = call.scoring;
             chains.anchors =
@@ -240,15 +240,15 @@ std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& fig
     });
 }
 
-std::string CompareJoining(RandomAnchors& random, long count, ChainFigures& figures) {
+std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("joined", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
         const JoinCall call{
             usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
             usual ? 100'000 : random.Between(1, 300), RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
-        return [call](Chains& chains, bool ours) {
+        return [call, &kernels](Chains& chains, bool ours) {
             if (ours) {
-                return JoinWithAvx2(call, chains);
+                return kernels.join(call, chains);
             }
             const auto& s = call.scoring;
             chains.anchors =

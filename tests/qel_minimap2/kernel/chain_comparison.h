@@ -7,6 +7,8 @@
 
 #include <minimap.h>
 
+#include "qel_minimap2/kernel/kernels.h"
+
 namespace Tests {
 
 /// Random numbers, the same ones for the same seed.
@@ -54,7 +56,7 @@ private:
 };
 
 /// Joins the anchors with the preset's parameters. Returns false when the kernel leaves the call to minimap2.
-bool JoinByDefault(const std::vector<mm128_t>& sorted);
+bool JoinByDefault(const qel_minimap2::kernel::Kernels& kernels, const std::vector<mm128_t>& sorted);
 
 /// Counts that show whether a comparison covered enough.
 struct ChainFigures {
@@ -63,10 +65,12 @@ struct ChainFigures {
     long left_to_minimap2 = 0;
 };
 
-/// Each sorts, chains or joins `count` lists with our kernel and with minimap2, and returns a description of the first
-/// difference, or an empty text.
+/// Each sorts, chains or joins `count` lists with our function and with minimap2's, and returns a description of the
+/// first difference, or an empty text.
 std::string CompareSorting(RandomAnchors& random, long count);
-std::string CompareChaining(RandomAnchors& random, long count, ChainFigures& figures);
-std::string CompareJoining(RandomAnchors& random, long count, ChainFigures& figures);
+std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
+                            ChainFigures& figures);
+std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
+                           ChainFigures& figures);
 
 }  // namespace Tests

@@ -207,7 +207,8 @@ AlignmentCall RandomCalls::Next() {
             flags};
 }
 
-std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigures& figures) {
+std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels, RandomCalls& calls, long count,
+                                ComparisonFigures& figures) {
     std::string difference;
     while (count > 0 && difference.empty()) {
         Result expected;
@@ -216,7 +217,7 @@ std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigure
             const auto call = calls.Next();
             CallMinimap2(call, expected);
             ++figures.calls;
-            if (!qel_minimap2::kernel::AlignWithAvx2(call, actual)) {
+            if (!kernels.align(call, actual)) {
                 ++figures.left_to_minimap2;
                 CallMinimap2(call, actual);
             }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "qel_minimap2/kernel/avx2_kernel.h"
 #include "qel_minimap2/kernel/chain_comparison.h"
+#include "qel_minimap2/kernel/kernels.h"
 
 namespace Tests {
 
@@ -51,9 +51,10 @@ struct ComparisonFigures {
     long with_cigar = 0;
 };
 
-/// Makes `count` calls of our kernels and of minimap2, with a new result every four calls and the same one in between,
-/// as minimap2 reuses it. Returns a description of the first difference in a field that minimap2 reads, in the CIGAR or
-/// in its allocated length, or an empty text.
-std::string CompareWithMinimap2(RandomCalls& calls, long count, ComparisonFigures& figures);
+/// Makes `count` calls of our function and of minimap2's, with a new result every four calls and the same one in
+/// between, as minimap2 reuses it. Returns a description of the first difference in a field that minimap2 reads, in the
+/// CIGAR or in its allocated length, or an empty text.
+std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels, RandomCalls& calls, long count,
+                                ComparisonFigures& figures);
 
 }  // namespace Tests

@@ -14,10 +14,9 @@
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 #include "qel_minimap2/kernel/chain_comparison.h"
-#include "qel_minimap2/kernel/chaining.h"
 #include "qel_minimap2/kernel/kernel_comparison.h"
+#include "qel_minimap2/kernel/kernels.h"
 #include "qel_minimap2/kernel/scratch.h"
-#include "qel_minimap2/kernel/sketch.h"
 
 namespace {
 
@@ -46,23 +45,30 @@ std::string BasesWithRepeats(std::mt19937& random) {
     return bases;
 }
 
-class Kernel : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!__builtin_cpu_supports("avx2")) {
-            GTEST_SKIP() << "This processor has no AVX2: minimap2's functions are used.";
-        }
+std::vector<int> Widths() {
+    std::vector<int> widths;
+    for (const auto& kernels : qel_minimap2::kernel::RunnableKernels()) {
+        widths.push_back(kernels.bits);
     }
-};
-
-Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) {
-    Tests::ComparisonFigures figures;
-    EXPECT_EQ(Tests::CompareWithMinimap2(calls, count, figures), "");
-    EXPECT_LT(figures.left_to_minimap2, count / 5);
-    return figures;
+    return widths;
 }
 
-TEST_F(Kernel, AnswersEveryCallAsMinimap2Does) {
+class Kernel : public testing::TestWithParam<int> {
+protected:
+    Tests::ComparisonFigures Compare(Tests::RandomCalls& calls, long count) const {
+        Tests::ComparisonFigures figures;
+        EXPECT_EQ(Tests::CompareWithMinimap2(kernels, calls, count, figures), "");
+        EXPECT_LT(figures.left_to_minimap2, count / 5);
+        return figures;
+    }
+
+    const qel_minimap2::kernel::Kernels& kernels =
+        *std::ranges::find(qel_minimap2::kernel::RunnableKernels(), GetParam(), &qel_minimap2::kernel::Kernels::bits);
+};
+
+INSTANTIATE_TEST_SUITE_P(Bits, Kernel, testing::ValuesIn(Widths()));
+
+TEST_P(Kernel, AnswersEveryCallAsMinimap2Does) {
     for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
         Tests::RandomCalls calls(seed, longest);
         const auto figures = Compare(calls, count);
@@ -73,7 +79,7 @@ TEST_F(Kernel, AnswersEveryCallAsMinimap2Does) {
 }
 
 // Flags and scorings that no mapping with the preset has; some would overflow the kernels' bytes.
-TEST_F(Kernel, LeavesUnusualCallsToMinimap2) {
+TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
     using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
     const Change changes[] = {
         [](auto& call) { call.flags |= KSW_EZ_SCORE_ONLY; },
@@ -94,28 +100,28 @@ TEST_F(Kernel, LeavesUnusualCallsToMinimap2) {
     ksw_extz_t result{};
     const qel_minimap2::kernel::AlignmentCall usual{
         nullptr, 100, bases.data(), 100, bases.data(), 5, matrix.data(), 4, 2, 24, 1, -1, 400, -1, KSW_EZ_APPROX_MAX};
-    EXPECT_TRUE(AlignWithAvx2(usual, result));
+    EXPECT_TRUE(kernels.align(usual, result));
     for (const auto& change : changes) {
         auto call = usual;
         change(call);
-        EXPECT_FALSE(AlignWithAvx2(call, result)) << &change - changes;
+        EXPECT_FALSE(kernels.align(call, result)) << &change - changes;
     }
     std::free(result.cigar);
 }
 
-TEST_F(Kernel, ProvesItsBandAgainstPathsOutside) {
+TEST_P(Kernel, ProvesItsBandAgainstPathsOutside) {
     Tests::RandomCalls calls(6, 0);
     calls.AttackTheBand();
     EXPECT_EQ(Compare(calls, 30000).with_cigar, 30000);
 }
 
-TEST_F(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
+TEST_P(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     Tests::RandomCalls calls(7, 400);
     calls.AttackTheEnds();
     EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
 }
 
-TEST_F(Kernel, FindsTheMinimizersThatMinimap2Finds) {
+TEST_P(Kernel, FindsTheMinimizersThatMinimap2Finds) {
     std::mt19937 random(3);
     std::size_t found = 0;
     for (int i = 0; i < 6000; ++i) {
@@ -126,7 +132,7 @@ TEST_F(Kernel, FindsTheMinimizersThatMinimap2Finds) {
         mm128_v expected{};
         mm128_v actual{};
         mm_sketch(nullptr, bases.data(), length, window, k, 7, 0, &expected);
-        qel_minimap2::kernel::SketchWithAvx2({nullptr, bases.data(), length, window, k, 7, &actual});
+        kernels.sketch({nullptr, bases.data(), length, window, k, 7, &actual});
         const auto minimizers = Taken(expected);
         ASSERT_EQ(Taken(actual), minimizers) << bases << " w " << window << " k " << k;
         found += minimizers.size();
@@ -161,29 +167,29 @@ TEST(AnchorSort, SortsAnchorsIntoMinimap2sOrder) {
     EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
 }
 
-TEST_F(Kernel, ChainsAnchorsAsMinimap2Does) {
+TEST_P(Kernel, ChainsAnchorsAsMinimap2Does) {
     Tests::RandomAnchors random(5);
     Tests::ChainFigures chained;
-    EXPECT_EQ(Tests::CompareChaining(random, 10000, chained), "");
+    EXPECT_EQ(Tests::CompareChaining(kernels, random, 10000, chained), "");
     EXPECT_EQ(chained.left_to_minimap2, 0);
     EXPECT_GT(chained.chains, 10000);
     Tests::ChainFigures joined;
-    EXPECT_EQ(Tests::CompareJoining(random, 10000, joined), "");
+    EXPECT_EQ(Tests::CompareJoining(kernels, random, 10000, joined), "");
     EXPECT_EQ(joined.left_to_minimap2, 0);
     EXPECT_GT(joined.chains, 5000);
 }
 
 // Thousands of anchors in reach of each other, and more than fit one window.
-TEST_F(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
+TEST_P(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
     Tests::RandomAnchors random(9);
     random.MakeArrays();
     Tests::ChainFigures figures;
-    EXPECT_EQ(Tests::CompareJoining(random, 150, figures), "");
+    EXPECT_EQ(Tests::CompareJoining(kernels, random, 150, figures), "");
     EXPECT_EQ(figures.left_to_minimap2, 0);
-    EXPECT_EQ(Tests::CompareChaining(random, 10, figures), "");
+    EXPECT_EQ(Tests::CompareChaining(kernels, random, 10, figures), "");
 }
 
-double SecondsToJoin(const std::vector<mm128_t>& anchors) {
+double SecondsToJoin(const qel_minimap2::kernel::Kernels& kernels, const std::vector<mm128_t>& anchors) {
     const auto now = [] {
         timespec time{};
         ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -192,26 +198,26 @@ double SecondsToJoin(const std::vector<mm128_t>& anchors) {
     double least = 1e9;
     for (int i = 0; i < 3; ++i) {
         const auto begin = now();
-        EXPECT_TRUE(Tests::JoinByDefault(anchors));
+        EXPECT_TRUE(Tests::JoinByDefault(kernels, anchors));
         least = std::min(least, now() - begin);
     }
     return least;
 }
 
 // With a search over all copies instead of those in reach, four times the copies take 16 times as long.
-TEST_F(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
+TEST_P(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
     Tests::RandomAnchors random(8);
     std::vector<double> seconds;
     for (const int copies : {100, 400}) {
         auto anchors = random.Array(copies, 800, 12);
         qel_minimap2::kernel::SortAnchors(anchors.data(), anchors.data() + anchors.size());
-        seconds.push_back(SecondsToJoin(anchors));
+        seconds.push_back(SecondsToJoin(kernels, anchors));
     }
     EXPECT_LT(seconds[1], 8 * seconds[0]);
 }
 
 // The kernels assume one length for all anchors; homopolymer-compressed k-mers have several.
-TEST_F(Kernel, LeavesAnchorsOfSeveralLengthsToMinimap2) {
+TEST_P(Kernel, LeavesAnchorsOfSeveralLengthsToMinimap2) {
     using namespace qel_minimap2::kernel;
     const ChainScoring scoring{500, 25, 1, 1, 0.12F, 0};
     for (const std::uint64_t length : {15U, 16U}) {
@@ -220,8 +226,8 @@ TEST_F(Kernel, LeavesAnchorsOfSeveralLengthsToMinimap2) {
             anchors[0] = {100, 15ULL << 32U | 100};
             anchors[1] = {130, length << 32U | 130};
             Chains chains{nullptr, 2, anchors, 0, nullptr};
-            const bool done = joins ? JoinWithAvx2({5000, 1000, 1000, scoring}, chains)
-                                    : ChainWithAvx2({5000, 5000, 5000, scoring}, chains);
+            const bool done = joins ? kernels.join({5000, 1000, 1000, scoring}, chains)
+                                    : kernels.chain({5000, 5000, 5000, scoring}, chains);
             EXPECT_EQ(done, length == 15);
             std::free(chains.anchors);
             std::free(chains.chains);

@@ -7,10 +7,10 @@
 
 // For each anchor, minimap2 tries the anchors before it as predecessors, the nearest first, and keeps the best. A
 // candidate counts as skipped when it is not better than the best so far and lies in the chain of a candidate tried
-// before; after more than `most_skipped` of these the search ends early. Here the scores of eight candidates are
-// computed at once. Candidates that cannot precede the anchor, which are most of them where a read has repeats, are
-// dismissed eight at a time. The others are tried one by one in minimap2's order, so the search ends where minimap2's
-// does.
+// before; after more than `most_skipped` of these the search ends early. Here the scores of a register
+// of candidates are computed at once. Candidates that cannot precede the anchor, which are most of them where a read
+// has repeats, are dismissed as many at a time. The others are tried one by one in minimap2's order, so the search ends
+// where minimap2's does.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -41,7 +41,7 @@ private:
             return false;
         }
         auto* lists = reinterpret_cast<std::int32_t*>(memory);
-        // Loads of eight may reach beyond a list's first and last entries.
+        // Loads of registers may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
         // Lists that are not needed after scoring come first: TakeChains uses their memory as scratch.
         std::int32_t** const all[] = {&reference_positions, &read_positions, &scores, &previous, &marks};
@@ -86,7 +86,8 @@ private:
     // there are hundreds of them.
     int TryCandidates(int i, int first, int same, BestBefore& best) const {
         for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
-            const int end = Try(i, base, base < first ? 0xFFU << static_cast<unsigned>(first - base) : 0xFFU, best);
+            const int end =
+                Try(i, base, base < first ? Ints::kAll << static_cast<unsigned>(first - base) : Ints::kAll, best);
             if (end >= 0) {
                 return end;
             }
@@ -94,15 +95,15 @@ private:
         return first - 1;
     }
 
-    // Tries the `asked` lanes of the eight candidates from `base` on. Returns the one at which the search ends, or -1.
+    // Tries the `asked` lanes of the candidates from `base` on. Returns the one at which the search ends, or -1.
     TAVIK_INLINE int Try(int i, int base, unsigned asked, BestBefore& best) const {
-        const __m256i zero = _mm256_setzero_si256();
+        const Register zero = Ints::All(0);
         const auto distances = DistancesTo(i, base);
-        const __m256i farthest = _mm256_set1_epi32(Smaller(reference_distance, read_distance));
-        const __m256i bad = _mm256_or_si256(_mm256_or_si256(_mm256_cmpgt_epi32(distances.on_read, farthest),
-                                                            _mm256_cmpeq_epi32(distances.on_reference, zero)),
-                                            IsOutsideBand(distances));
-        const unsigned valid = asked & MaskOf(_mm256_andnot_si256(bad, _mm256_cmpgt_epi32(distances.on_read, zero)));
+        const Register farthest = Ints::All(Smaller(reference_distance, read_distance));
+        const Register bad =
+            Lanes::Or(Lanes::Or(Ints::Greater(distances.on_read, farthest), Ints::Equal(distances.on_reference, zero)),
+                      IsOutsideBand(distances));
+        const unsigned valid = asked & Ints::MaskOf(Lanes::AndNot(bad, Ints::Greater(distances.on_read, zero)));
         return valid == 0 ? -1 : LookAt(base, valid, Totals(distances, base), i, best);
     }
 
@@ -126,7 +127,8 @@ private:
 
 }  // namespace
 
-bool ChainWithAvx2(const ChainCall& call, Chains& chains) {
+template <>
+bool ChainAnchors<kBits>(const ChainCall& call, Chains& chains) {
     return Chaining(call, chains).Run(chains);
 }
 

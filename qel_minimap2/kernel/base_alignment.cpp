@@ -1,4 +1,4 @@
-#include "qel_minimap2/kernel/avx2_kernel.h"
+#include "qel_minimap2/kernel/base_alignment.h"
 
 #include "qel_minimap2/kernel/certified_band.h"
 #include "qel_minimap2/kernel/checkpointed_sweep.h"
@@ -37,13 +37,14 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
     struct Attempt {
-        int registers;
+        int width;
         decltype(&TryBand<1, kTrace>) run;
     };
-    for (const auto& [registers, attempt] :
-         {Attempt{1, &TryBand<1, kTrace>}, Attempt{2, &TryBand<2, kTrace>}, Attempt{3, &TryBand<3, kTrace>},
-          Attempt{4, &TryBand<4, kTrace>}, Attempt{6, &TryBand<6, kTrace>}, Attempt{8, &TryBand<8, kTrace>}}) {
-        const int width = registers * Lanes32::kWidth;
+    constexpr int kPer32 = 32 / Lanes::kWidth;
+    for (const auto& [width, attempt] :
+         {Attempt{32, &TryBand<kPer32, kTrace>}, Attempt{64, &TryBand<2 * kPer32, kTrace>},
+          Attempt{96, &TryBand<3 * kPer32, kTrace>}, Attempt{128, &TryBand<4 * kPer32, kTrace>},
+          Attempt{192, &TryBand<6 * kPer32, kTrace>}, Attempt{256, &TryBand<8 * kPer32, kTrace>}}) {
         const Band band = BandOf(call, scoring, width);
         if (band.provable <= expected) {
             continue;
@@ -67,9 +68,9 @@ template <Trace kTrace>
 bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                    ksw_extz_t& result) {
     if (call.Has(KSW_EZ_EXTZ_ONLY)) {
-        const bool done = call.query_length <= Lanes32::kWidth
-                              ? ShortExtension<1, kTrace>(call, scoring, sequences).Run(result)
-                              : ShortExtension<2, kTrace>(call, scoring, sequences).Run(result);
+        const bool done = call.query_length <= 32
+                              ? ShortExtension<32 / Lanes::kWidth, kTrace>(call, scoring, sequences).Run(result)
+                              : ShortExtension<64 / Lanes::kWidth, kTrace>(call, scoring, sequences).Run(result);
         if (done) {
             CountOwnCall(OwnFunction::general_kernel);
         }
@@ -101,7 +102,7 @@ bool IsGapFilling(const AlignmentCall& call) {
 
 // True for an extension that fits a strip and whose scores fit 16 bits.
 bool IsShortExtension(const AlignmentCall& call) {
-    return call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_APPROX_MAX) && call.query_length <= 2 * Lanes32::kWidth &&
+    return call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_APPROX_MAX) && call.query_length <= 64 &&
            call.target_length <= 1000;
 }
 
@@ -124,7 +125,8 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
 
 }  // namespace
 
-bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result) {
+template <>
+bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     if (!IsUsual(call)) {
         return false;
     }

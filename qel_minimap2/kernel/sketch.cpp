@@ -7,6 +7,7 @@
 #include <kalloc.h>
 
 #include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/numbers.h"
 
 namespace qel_minimap2::kernel {
 
@@ -14,8 +15,8 @@ namespace {
 
 // A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers.
 // minimap2 walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
-// nearly every base. Here a piece of the sequence is hashed first, eight bases at a time. Then the minimum is followed
-// from one change to the next. There are two kinds of change:
+// nearly every base. Here a piece of the sequence is hashed first, a register of bases at a time. Then the minimum is
+// followed from one change to the next. There are two kinds of change:
 // - Within a window's length after the minimum, a hash is not above it. The first such hash is the new minimum.
 // - No such hash exists, and the minimum leaves the window. The lowest hash in the window is the new minimum; of equal
 //   ones, the last. The other equal ones are minimizers too.
@@ -50,6 +51,7 @@ public:
     }
 
 private:
+    static constexpr int kMostInWindow = 16;
     static constexpr int kHistory = 16;  // Hashes before a piece that its windows reach back to.
     static constexpr int kPiece = 4096;
     static constexpr std::int32_t kNone = INT32_MAX;  // Above all hashes.
@@ -80,30 +82,31 @@ private:
             out[p] = in_row < least ? -1 : static_cast<std::int32_t>(lesser);
         }
         behind = {forward, reverse, in_row};
-        for (int p = 0; p < count; p += 8) {
-            const __m256i kmers = Lanes32::Load(out + p);
-            const __m256i none = _mm256_srai_epi32(kmers, 31);
-            Lanes32::Store(out + p, _mm256_blendv_epi8(HashOf(kmers), _mm256_set1_epi32(kNone), none));
+        for (int p = 0; p < count; p += Ints::kWidth) {
+            const Register kmers = Ints::Load(out + p);
+            const Register none = Ints::Greater(Ints::All(0), kmers);
+            Ints::Store(out + p, Lanes::Select(none, Ints::All(kNone), HashOf(kmers)));
         }
     }
 
     // minimap2's invertible hash of 2k bits, in 32 bits: it masks away all higher ones.
-    TAVIK_INLINE __m256i HashOf(__m256i key) const {
-        const __m256i all = _mm256_set1_epi32(static_cast<std::int32_t>(mask));
-        const auto plus_shifted = [](__m256i a, __m256i b, int by) __attribute__((always_inline)) {
-            return _mm256_add_epi32(a, _mm256_slli_epi32(b, by));
-        };
-        const auto mix = [](__m256i a, int by) __attribute__((always_inline)) {
-            return _mm256_xor_si256(a, _mm256_srli_epi32(a, by));
-        };
-        const __m256i ones = _mm256_set1_epi32(-1);
-        key = _mm256_and_si256(plus_shifted(_mm256_xor_si256(key, ones), key, 21), all);
-        key = mix(key, 24);
-        key = _mm256_and_si256(plus_shifted(plus_shifted(key, key, 3), key, 8), all);
-        key = mix(key, 14);
-        key = _mm256_and_si256(plus_shifted(plus_shifted(key, key, 2), key, 4), all);
-        key = mix(key, 28);
-        return _mm256_and_si256(plus_shifted(key, key, 31), all);
+    TAVIK_INLINE Register HashOf(Register key) const {
+        const Register all = Ints::All(static_cast<std::int32_t>(mask));
+        key = Lanes::And(PlusShifted<21>(Lanes::Xor(key, Ints::All(-1)), key), all);
+        key = Mix<24>(key);
+        key = Lanes::And(PlusShifted<8>(PlusShifted<3>(key, key), key), all);
+        key = Mix<14>(key);
+        key = Lanes::And(PlusShifted<4>(PlusShifted<2>(key, key), key), all);
+        key = Mix<28>(key);
+        return Lanes::And(PlusShifted<31>(key, key), all);
+    }
+    template <int kBy>
+    static TAVIK_INLINE Register PlusShifted(Register a, Register b) {
+        return Ints::Add(a, Ints::ShiftLeft<kBy>(b));
+    }
+    template <int kBy>
+    static TAVIK_INLINE Register Mix(Register a) {
+        return Lanes::Xor(a, Ints::ShiftRight<kBy>(a));
     }
 
     void Choose(int end) {
@@ -176,30 +179,32 @@ private:
 
     // Sets the bit of each of 16 hashes that is above a value.
     static TAVIK_INLINE unsigned Above(const std::int32_t* from, std::int32_t value) {
-        const __m256i values = _mm256_set1_epi32(value);
-        return MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from), values)) |
-               MaskOf(_mm256_cmpgt_epi32(Lanes32::Load(from + 8), values)) << 8U;
+        unsigned above = 0;
+        TAVIK_UNROLL
+        for (int i = 0; i < kMostInWindow; i += Ints::kWidth) {
+            above |= Ints::MaskOf(Ints::Greater(Ints::Load(from + i), Ints::All(value))) << i;
+        }
+        return above;
     }
 
     TAVIK_INLINE unsigned EqualInWindow(int first, int count, std::int32_t value) const {
-        const __m256i values = _mm256_set1_epi32(value);
-        const unsigned equal = MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first), values)) |
-                               MaskOf(_mm256_cmpeq_epi32(Lanes32::Load(hashes + first + 8), values)) << 8U;
+        unsigned equal = 0;
+        TAVIK_UNROLL
+        for (int i = 0; i < kMostInWindow; i += Ints::kWidth) {
+            equal |= Ints::MaskOf(Ints::Equal(Ints::Load(hashes + first + i), Ints::All(value))) << i;
+        }
         return equal & ((1U << count) - 1);
     }
 
     TAVIK_INLINE std::int32_t LowestInWindow(int first) const {
-        const __m256i numbers = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
-        const __m256i none = _mm256_set1_epi32(kNone);
-        const auto inside = [&](int from) __attribute__((always_inline)) {
-            const __m256i is_inside = _mm256_cmpgt_epi32(_mm256_set1_epi32(window - from), numbers);
-            return _mm256_blendv_epi8(none, Lanes32::Load(hashes + first + from), is_inside);
-        };
-        const __m256i both = _mm256_min_epi32(inside(0), inside(8));
-        __m128i m = _mm_min_epi32(_mm256_castsi256_si128(both), _mm256_extracti128_si256(both, 1));
-        m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4e));
-        m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0xb1));
-        return _mm_cvtsi128_si32(m);
+        const Register none = Ints::All(kNone);
+        Register least = none;
+        TAVIK_UNROLL
+        for (int i = 0; i < kMostInWindow; i += Ints::kWidth) {
+            const Register is_inside = Ints::Lowest(window - i);
+            least = Ints::Min(least, Lanes::Select(is_inside, Ints::Load(hashes + first + i), none));
+        }
+        return Ints::Least(least);
     }
 
     void PushOthers(unsigned equal, int first) {
@@ -246,7 +251,8 @@ private:
 
 }  // namespace
 
-void SketchWithAvx2(const SketchCall& call) {
+template <>
+void SketchSequence<kBits>(const SketchCall& call) {
     Sketch(call).Run();
 }
 

@@ -15,7 +15,7 @@
 //        3    .  e  f  g  h  i
 //        4    .  .  g  h  i  j
 //
-// A call takes one of four ways, which avx2_kernel.cpp chooses:
+// A call takes one of four ways, which base_alignment.cpp chooses:
 //  1. certified_band.h: a call that fills the gap between two seeds (KSW_EZ_APPROX_MAX alone, no band limit) is
 //     tried in strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all
 //     paths outside the strip. Widths that recent calls show to be too narrow are skipped, and so are those above two
@@ -37,10 +37,15 @@
 
 namespace qel_minimap2::kernel {
 
-/// Aligns with 32 lanes. Sets the fields of `result` and its CIGAR to what minimap2's ksw_extd2_sse computes for the
-/// same call, except for what its callers do not read: `mte` and `mte_q` are not set, and an extension
+/// Aligns with registers of kBits bits. Sets the fields of `result` and its CIGAR to what minimap2's ksw_extd2_sse
+/// computes for the same call, except for what its callers do not read: `mte` and `mte_q` are not set, and an extension
 /// (KSW_EZ_EXTZ_ONLY) may end before `score` is known. Returns false for a call that is left to minimap2, and when
-/// there is no memory. Only on processors with AVX2; any thread.
-bool AlignWithAvx2(const AlignmentCall& call, ksw_extz_t& result);
+/// there is no memory. Any thread.
+template <int kBits>
+bool AlignBases(const AlignmentCall& call, ksw_extz_t& result);
+template <>
+bool AlignBases<128>(const AlignmentCall& call, ksw_extz_t& result);
+template <>
+bool AlignBases<256>(const AlignmentCall& call, ksw_extz_t& result);
 
 }  // namespace qel_minimap2::kernel

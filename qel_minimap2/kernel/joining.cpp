@@ -41,7 +41,7 @@ public:
           near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
           per_base(0.5 * call.scoring.gap_penalty) {}
 
-    /// Returns false as JoinWithAvx2 does.
+    /// Returns false as JoinAnchors does.
     bool Run(Chains& chains) {
         if (length < 0 || call.distance <= 0 || !Reserve()) {
             return false;
@@ -121,7 +121,7 @@ private:
         return true;
     }
 
-    // Fills the lists that need no scores, and pads those that are read eight entries at a time.
+    // Fills the lists that need no scores, and pads those that are read a register at a time.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);
@@ -209,7 +209,7 @@ private:
     double Penalty(std::int32_t reference_position, std::int32_t read_position, std::int32_t score) const {
         const int diagonal =
             static_cast<int>(static_cast<unsigned>(reference_position) + static_cast<unsigned>(read_position));
-        return -(score + per_base * diagonal);
+        return -MultiplyAdd(per_base, diagonal, score);
     }
 
     void PutPenalty(int rank) {
@@ -302,8 +302,8 @@ private:
     // Finds the best predecessor of the anchor at `rank` if `least` is the anchor with the lowest penalty.
     void FollowLeast(int rank, int least, BestBefore& best) {
         const auto distances = DistancesTo(rank, least);
-        const int apart = _mm256_extract_epi32(distances.apart, 0);
-        const int score = _mm256_extract_epi32(Totals(distances, least), 0);
+        const int apart = Ints::First(distances.apart);
+        const int score = Ints::First(Totals(distances, least));
         if (apart <= call.scoring.band && score > best.score) {
             best.score = score;
             best.previous = least;
@@ -324,13 +324,13 @@ private:
             near &= last - base < kWord - 1 ? (std::uint64_t{2} << static_cast<unsigned>(last - base)) - 1
                                             : ~std::uint64_t{0};
             while (near != 0) {
-                const int byte = (kWord - 1 - __builtin_clzll(near)) / kLanes;
-                const auto shift = static_cast<unsigned>(byte * kLanes);
+                const int lanes = (kWord - 1 - __builtin_clzll(near)) / kLanes;
+                const auto shift = static_cast<unsigned>(lanes * kLanes);
                 const auto valid = static_cast<unsigned>(near >> shift);
                 near ^= std::uint64_t{valid} << shift;
-                const int eight = base + byte * kLanes;
-                const auto distances = DistancesTo(rank, eight);
-                if (LookAt(eight, valid & ~MaskOf(IsOutsideBand(distances)), Totals(distances, eight), walk, best) >=
+                const int at = base + lanes * kLanes;
+                const auto distances = DistancesTo(rank, at);
+                if (LookAt(at, valid & ~Ints::MaskOf(IsOutsideBand(distances)), Totals(distances, at), walk, best) >=
                     0) {
                     return;
                 }
@@ -362,7 +362,8 @@ private:
 
 }  // namespace
 
-bool JoinWithAvx2(const JoinCall& call, Chains& chains) {
+template <>
+bool JoinAnchors<kBits>(const JoinCall& call, Chains& chains) {
     return Joining(call, chains).Run(chains);
 }
 
