@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 
 #include "qel_minimap2/index/index_loading.h"
@@ -16,6 +17,7 @@
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping.h"
+#include "qel_minimap2/processor.h"
 
 using qel_minimap2::kernel::OwnFunction;
 
@@ -61,6 +63,9 @@ void Complain(const char* path, const char* reason) noexcept {
 mm_idx_t* qelmm_load_index(const char* path) {
     path = path != nullptr ? path : "";
     try {
+        if (const char* const fault = qel_minimap2::ProcessorFault()) {
+            throw std::runtime_error(fault);
+        }
         return qel_minimap2::LoadIndex(path, qel_minimap2::Options().indexing).release();
     } catch (const std::exception& error) {
         Complain(path, ReasonOf(error));

@@ -1,8 +1,15 @@
+#include <iostream>
+
 #include "apps/aligner/process_setup.h"
 #include "processors/aligner.h"
+#include "qel_minimap2/processor.h"
 
 int main(int argc, char** argv) {
     SetUpProcess();
+    if (const char* const fault = qel_minimap2::ProcessorFault()) {  // Before anything is written.
+        std::cerr << "tavik_aligner: " << fault << '\n';
+        return 1;
+    }
     Tavik::Aligner aligner;
     aligner.Initialise(argc, argv, "", "");
     return aligner.Run();

@@ -1,14 +1,19 @@
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <variant>
 
 #include "apps/aligner/process_setup.h"
 #include "apps/index/commands.h"
 #include "apps/index/options.h"
+#include "qel_minimap2/processor.h"
 
 int main(int argc, char** argv) {
     SetUpProcess();
     try {
+        if (const char* const fault = qel_minimap2::ProcessorFault()) {
+            throw std::runtime_error(fault);
+        }
         const auto options = Indexing::ParseOptions(argc, argv);
         const auto* const status = std::get_if<int>(&options);
         const int result = status != nullptr ? *status : Indexing::Execute(std::get<Indexing::Options>(options));

@@ -1,0 +1,38 @@
+#!/usr/bin/env python3
+"""The programs on processors without AVX2, and without SSE4.1, which QEMU imitates instruction by instruction."""
+
+import os
+import platform
+import shutil
+import subprocess
+import unittest
+from pathlib import Path
+
+from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest, Run
+
+INDEX = os.environ.get("TAVIK_INDEX", str(Path(PROGRAM).parent / "tavik_index"))
+# Debian 13 names the program differently.
+QEMU = shutil.which("qemu-x86_64-static") or shutil.which("qemu-x86_64")
+NO_PROCESSOR = "this processor has no SSE4.1, which minimap2 needs\n"
+
+
+@unittest.skipUnless(platform.machine() == "x86_64", "the processors are of x86-64")
+@unittest.skipUnless(QEMU, "qemu-user-static is not installed")
+class Processors(AlignerTest):
+    def test_without_avx2_all_is_as_minimap2_has_it(self):
+        for program in (PROGRAM, INDEX):
+            imitated = self.write(Path(program).name, f'#!/bin/sh\nexec {QEMU} -cpu Nehalem "{program}" "$@"\n')
+            imitated.chmod(0o755)
+        judge = subprocess.run([SOURCE / "tests/judges/compare-with-minimap2", "--program", self.folder / "tavik_aligner",
+                                REFERENCE, READS], capture_output=True, text=True)
+        self.assertEqual((judge.returncode, judge.stderr), (0, ""), judge.stdout)
+
+    def test_without_sse41_nothing_is_begun(self):
+        for program, args in ((PROGRAM, ("-i", READS, "-s", "out", "-a", REFERENCE)), (INDEX, (REFERENCE, "own"))):
+            run = Run(QEMU, ("-cpu", "kvm64", program, *args), "", self.folder)
+            self.assertEqual((run.status, run.stdout, run.stderr), (1, "", f"{Path(program).name}: {NO_PROCESSOR}"))
+        self.assertEqual(os.listdir(self.folder), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
