@@ -1,14 +1,14 @@
 #include "live/round_log.h"
 
-#include <ctime>
-#include <iomanip>
 #include <sstream>
 #include <string_view>
+#include <unordered_map>
 
 #include <boost/algorithm/string/replace.hpp>
 
 #include "checks/texts.h"
 #include "common/run_logs.h"
+#include "live/local_time.h"
 
 namespace Live {
 
@@ -17,30 +17,26 @@ namespace {
 constexpr std::string_view kInputPath = "input path:         ";
 constexpr std::string_view kSavePath = "save path:          ";
 
-bool IsStart(std::string_view line) {
-    return line.find("] " + std::string(Common::kLoggedFileStart)) != std::string_view::npos;
-}
-
-std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::ostringstream text;
-    text << std::put_time(&local, "%Y-%m-%d %H:%M:%S.000000");
-    return text.str();
+// Where a record's text begins that starts with `start`; npos if there is none.
+std::size_t FindRecord(std::string_view line, std::string_view start) {
+    const auto mark = line.find("] " + std::string(start));
+    return mark == std::string_view::npos ? mark : mark + 2;
 }
 
 }  // namespace
 
 std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>& names) {
+    std::unordered_map<std::string_view, const NameInLog*> by_name;
+    for (const auto& name : names) {
+        by_name.emplace(name.logged, &name);
+    }
     std::istringstream lines(log);
     std::string records;
     const NameInLog* current = nullptr;
     for (std::string line; std::getline(lines, line);) {
-        for (const auto& name : names) {
-            if (IsStart(line) && line.ends_with(std::string(Common::kLoggedFileStart) + name.logged)) {
-                current = &name;
-            }
+        if (const auto start = FindRecord(line, Common::kLoggedFileStart); start != std::string::npos) {
+            const auto named = by_name.find(std::string_view(line).substr(start + Common::kLoggedFileStart.size()));
+            current = named == by_name.end() ? current : named->second;
         }
         if (current == nullptr) {
             continue;
@@ -48,7 +44,7 @@ std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>&
         if (current->kept) {
             records += boost::replace_all_copy(line, current->logged, current->shown) + '\n';
         }
-        if (line.find("] " + std::string(Common::kLoggedFileEnd) + current->logged + " (") != std::string::npos) {
+        if (FindRecord(line, std::string(Common::kLoggedFileEnd) + current->logged + " (") != std::string::npos) {
             current = nullptr;
         }
     }
@@ -58,7 +54,8 @@ std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>&
 std::string RecordsOfStart(const std::string& log, const std::string& input, const std::string& save_folder) {
     std::istringstream lines(log);
     std::string records;
-    for (std::string line; std::getline(lines, line) && !IsStart(line);) {
+    for (std::string line;
+         std::getline(lines, line) && FindRecord(line, Common::kLoggedFileStart) == std::string::npos;) {
         if (line.starts_with(kInputPath)) {
             line = std::string(kInputPath) + input;
         } else if (line.starts_with(kSavePath)) {
@@ -71,7 +68,7 @@ std::string RecordsOfStart(const std::string& log, const std::string& input, con
 
 std::string RecordsOfEnd(const std::vector<LostFile>& lost, bool done, std::uint64_t milliseconds) {
     std::string records;
-    const auto now = Now();
+    const auto now = LocalTime() + ".000000";
     for (const auto& file : lost) {
         records.append(now)
             .append(" [error] ")

@@ -1,29 +1,18 @@
 #include "live/status_line.h"
 
-#include <ctime>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "checks/texts.h"
+#include "live/local_time.h"
 
 namespace Live {
 
 namespace {
 
 constexpr char kEraseLine[] = "\r\033[K";
-
-std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::ostringstream text;
-    text << std::put_time(&local, "%F %T ");
-    return text.str();
-}
 
 std::size_t Columns() {
     constexpr std::size_t kUsual = 80;
@@ -47,7 +36,7 @@ void StatusLine::Show(const std::string& text, bool is_round) {
     }
     if (!is_terminal) {
         if (is_round) {
-            std::cout << Now() << text << std::endl;
+            std::cout << LocalTime() << ' ' << text << std::endl;
         }
         return;
     }
@@ -66,7 +55,7 @@ void StatusLine::Clear() const {
 
 void StatusLine::Tell(const std::string& text) {
     Clear();
-    std::cerr << Now() << Checks::Printable(text) << std::endl;
+    std::cerr << LocalTime() << ' ' << Checks::Printable(text) << std::endl;
     if (!shown.empty()) {
         std::cout << shown << std::flush;
     }
