@@ -5,6 +5,7 @@
 #include <ios>
 #include <system_error>
 
+#include "checks/file_comparison.h"
 #include "checks/input_reads.h"
 #include "checks/library_warnings.h"
 #include "checks/texts.h"
@@ -46,6 +47,19 @@ Content ReadToEnd(const std::string& path) {
     } catch (const Checks::InputError& error) {
         return {false, Checks::OneLine(error.what())};
     }
+}
+
+bool LooksCut(const std::string& path) {
+    return Common::HasReadFileExtension(path) && !EndsWithLineFeed(path);
+}
+
+bool HoldsReadsOf(const std::string& sam, std::uint64_t reads, const std::string& input) {
+    Checks::FileComparison comparison("", false);  // There is no summary to compare with.
+    Checks::LoggedFile logged;
+    logged.file = input;
+    logged.reads = static_cast<std::int64_t>(reads);
+    comparison.Compare(logged, {input, sam, true});
+    return comparison.Findings().empty();
 }
 
 std::uint64_t CopyWholeReads(const std::string& path, const std::string& target) {

@@ -54,15 +54,17 @@ void WriteAt(int descriptor, std::string_view text, std::uint64_t position, cons
     }
 }
 
+void WriteFile(const std::string& path, std::string_view text) {
+    const Common::FileDescriptor file(OpenFile(path, O_WRONLY | O_CREAT | O_TRUNC));
+    WriteAt(file.Get(), text, 0, path);
+    if (::fdatasync(file.Get()) != 0) {
+        Fail(path);
+    }
+}
+
 void ReplaceFile(const std::string& path, std::string_view text) {
     const auto part = path + ".part";
-    {
-        const Common::FileDescriptor file(OpenFile(part, O_WRONLY | O_CREAT | O_TRUNC));
-        WriteAt(file.Get(), text, 0, part);
-        if (::fdatasync(file.Get()) != 0) {
-            Fail(part);
-        }
-    }
+    WriteFile(part, text);
     Rename(part, path);
 }
 

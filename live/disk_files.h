@@ -13,6 +13,9 @@ std::string ReadFile(const std::string& path);
 /// Replaces the file at once: a reader sees the old content or the new one, and so does one after a power failure.
 void ReplaceFile(const std::string& path, std::string_view text);
 
+/// Writes a file, and waits until it is on the disk.
+void WriteFile(const std::string& path, std::string_view text);
+
 /// Opens a file with the flags of open(2), and O_CLOEXEC; new files get mode 0666 without the umask.
 int OpenFile(const std::string& path, int flags);
 

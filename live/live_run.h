@@ -1,14 +1,20 @@
 #pragma once
 
 #include <chrono>
+#include <future>
 #include <limits>
+#include <optional>
 #include <set>
 #include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "live/aligner_process.h"
 #include "live/options.h"
 #include "live/output_folder.h"
+#include "live/page_times.h"
 #include "live/round.h"
 #include "live/round_log.h"
 #include "live/run_figures.h"
@@ -32,25 +38,38 @@ public:
 private:
     LiveRun(const Options& options, const RunState& start);
     void LookAtReads();
+    void TakeLook(Look look, Time now);
     void WaitAndLook();
+    template <typename Work>
+    auto Meanwhile(const std::string& what, Work work);
     void KeepUnreadable(Look& look) const;
+    bool IsAway(const Look& look) const;
     bool HasEnded();
     bool MayEnd() const;
     std::vector<RoundFile> NextRound();
-    void RunRound(const std::vector<RoundFile>& files);
+    bool IsToBeAligned(const std::string& name, Notices& notices);
+    bool IsCut(const std::string& name, const Stamp& stamp);
+    void CompareForms(const std::string& name, const std::string& former, Notices& notices);
+    FileOutcome::Kind RunRound(const std::vector<RoundFile>& files);
     int Align(const Round& round);
-    void Take(const Round& round, Outcome outcome);
+    void Take(const Round& round, Outcome& outcome);
     void CheckStart(const Round& round, const Outcome& outcome);
-    void TellLosses(const Round& round, const Outcome& outcome);
+    void TakeLosses(const Round& round, const Outcome& outcome);
     void CheckReference() const;
-    void PublishRound();
+    void Publish(const Round& round, const Outcome& outcome);
+    void CompletePublication();
     void WaitForRoom(std::uint64_t bytes, const std::string& why);
+    void MakeRoundRoom(const std::string& why);
     void WritePage();
+    void TellStopping();
+    bool ReadCutAgain();
     void AlignWholeReads();
+    void AlignWholeReadsOf(const std::string& name, const std::string& folder);
     std::vector<LostFile> Losses() const;
     std::vector<LostFile> TellAllLosses();
     int Finish();
     void SaveEnd(std::vector<LostFile> losses);
+    std::string PathOf(const std::string& name) const { return options.reads + "/" + name; }
     std::string StatusText(const std::string& now) const;
 
     const Options options;
@@ -60,12 +79,13 @@ private:
     RunState state;
     WatchedFiles files;
     Reports::GrowingReport report;
+    PageTimes page_times;
     Time next_look = Time::min();
-    Time next_page = Time::max();      // When the page is made anew even without new rows.
-    Time earliest_page = Time::min();  // Before that, it would cost too much.
     bool end_file = false;
+    std::optional<FolderId> reads_id;
     bool was_away = false;  // The watched folder could not be listed since the round began.
     bool told_stopping = false;
+    bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Of the last round.
@@ -73,5 +93,22 @@ private:
     int failed_starts = 0;  // Rounds in a row of which the aligner did not begin any file.
     RunFigures figures;
 };
+
+// Does work that may take long in another thread, and looks after everything else until it is done.
+template <typename Work>
+auto LiveRun::Meanwhile(const std::string& what, Work work) {
+    std::packaged_task<std::invoke_result_t<Work>()> task(std::move(work));
+    auto result = task.get_future();
+    const std::jthread thread([&task] {
+        task();
+        Signals::Wake();
+    });
+    status.Show(StatusText(what), false);
+    while (result.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        WaitAndLook();
+        TellStopping();
+    }
+    return result.get();
+}
 
 }  // namespace Live

@@ -7,6 +7,7 @@
 
 #include "checks/texts.h"
 #include "live/content.h"
+#include "live/disk_files.h"
 #include "live/live_run.h"
 #include "reports/report.h"
 
@@ -33,39 +34,73 @@ bool LiveRun::MayEnd() const {
                                                   std::chrono::duration<double>(60 * *options.until_idle));
 }
 
+// They may have become readable without a change. True if one of them is whole now.
+bool LiveRun::ReadCutAgain() {
+    std::vector<std::string> cut;
+    for (const auto& [name, file] : files.All()) {
+        if (file.phase == Phase::cut && !file.missing) {
+            cut.push_back(name);
+        }
+    }
+    bool any = false;
+    for (const auto& name : cut) {
+        const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
+        any = (content.whole && files.SetWhole(name)) || any;
+    }
+    return any;
+}
+
 // At the end: what is whole in the files that are not.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
-    std::error_code error;
-    fs::remove_all(folder, error);
-    if (!error) {
-        fs::create_directories(folder, error);
-    }
-    if (error) {
-        status.Tell(folder + ": " + error.message());
-        return;
-    }
-    std::vector<RoundFile> copies;
+    std::vector<std::string> names;
     for (const auto& [name, file] : files.All()) {
         const bool failed = file.phase == Phase::given_up && file.losses > 1;
-        if (file.missing || (file.phase != Phase::cut && !failed)) {
-            continue;
-        }
-        status.Tell(std::string(name).append(": not whole: ").append(file.reason) +
-                    "; its whole reads are aligned now");
-        const auto copy = folder + "/" + std::to_string(copies.size()) + ".fastq";
-        try {
-            if (CopyWholeReads(options.reads + "/" + name, copy) > 0 && output.Obstacle(SamNameOf(name)).empty()) {
-                copies.push_back({name, copy, file.stamp, file.reason});
-            }
-        } catch (const std::runtime_error& failure) {
-            status.Tell(name + ": " + failure.what());
+        if (!file.missing && (file.phase == Phase::cut || failed) && files.FormerFormOf(name).empty()) {
+            names.push_back(name);
         }
     }
-    for (const auto& copy : copies) {
-        RunRound({copy});
+    for (const auto& name : names) {
+        if (!Signals::Stopping()) {
+            status.Tell(std::string(name).append(": not whole: ").append(files.At(name).reason) +
+                        "; its whole reads are aligned now");
+            AlignWholeReadsOf(name, folder);
+        }
     }
+    std::error_code error;
     fs::remove_all(folder, error);
+}
+
+// Repeats after a full disk, and once after a loss.
+void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
+    const auto known = files.At(name);
+    const RoundFile copy{name, folder + "/copy.fastq", known.stamp, known.reason};
+    for (int losses = 0; losses < 2 && !Signals::Stopping();) {
+        try {
+            fs::create_directories(folder);
+            const auto reads =
+                Meanwhile("copying whole reads of " + name, [&] { return CopyWholeReads(PathOf(name), copy.path); });
+            if (const auto obstacle = output.Obstacle(SamNameOf(name)); reads == 0 || !obstacle.empty()) {
+                return;
+            }
+        } catch (const std::system_error& error) {
+            if (!IsDiskFull(error.code().value())) {
+                status.Tell(error.what());
+                return;
+            }
+            fs::remove_all(folder);
+            WaitForRoom(copy.stamp.size, error.what());
+            continue;
+        } catch (const std::runtime_error& error) {
+            status.Tell(name + ": " + error.what());
+            return;
+        }
+        const auto kind = files.All().count(name) == 0 ? FileOutcome::Kind::changed : RunRound({copy});
+        if (kind == FileOutcome::Kind::kept || kind == FileOutcome::Kind::changed) {
+            return;
+        }
+        losses += kind == FileOutcome::Kind::lost ? 1 : 0;
+    }
 }
 
 std::vector<LostFile> LiveRun::Losses() const {

@@ -101,12 +101,12 @@ RunState OutputFolder::Open(const RunState& now) {
     summary.emplace(path + "/" + Common::kSummaryFileName, HiddenPath() + "/" + Common::kSummaryFileName);
     fs::remove_all(RoundPath());
     fs::remove_all(HiddenPath() + "/whole");
-    Apply();
+    Publish();
     Check(published);
     return published;
 }
 
-// After the publication of a round is complete.
+// When no publication is open.
 void OutputFolder::Check(const RunState& state) const {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     if (!fs::exists(summary_path) && state.files.empty()) {
@@ -138,62 +138,79 @@ std::string OutputFolder::Obstacle(const std::string& sam) const {
     return error ? target.parent_path().string() + ": " + error.message() : "";
 }
 
-void OutputFolder::Publish() {
-    const auto ready = HiddenPath() + "/ready";
-    if (!fs::exists(ready)) {
-        for (const auto& entry : fs::directory_iterator(RoundPath())) {
-            if (entry.is_regular_file()) {
-                Sync(entry.path().string());
-            }
+void OutputFolder::Prepare() {
+    for (const auto& entry : fs::directory_iterator(RoundPath())) {
+        if (entry.is_regular_file()) {
+            Sync(entry.path().string());
         }
-        Sync(RoundPath());
-        Rename(RoundPath(), ready);
-        Sync(HiddenPath());
     }
-    Apply();
+    Sync(RoundPath());
+    Rename(RoundPath(), ReadyPath());
 }
 
-// Completes the publication of a round in "ready", if there is one.
-void OutputFolder::Apply() {
-    const auto ready = HiddenPath() + "/ready";
-    if (fs::exists(ready + "/state")) {
-        const auto next = RunState::Parse(ReadFile(ready + "/state"));
-        const auto summary_path = path + "/" + Common::kSummaryFileName;
-        MoveSamFiles(ready);
-        if (SizeOf(summary_path) != next.summary_bytes) {
-            summary->Append(published.summary_bytes, ready + "/rows", HeaderLine().size());
-        }
-        ReplaceFile(path + "/files.tsv", next.FilesTable());
-        {
-            const auto log = path + "/" + next.log_name;
-            const Common::FileDescriptor file(OpenFile(log, O_WRONLY | O_CREAT));
-            WriteAt(file.Get(), ReadFile(ready + "/log"), published.log_bytes, log);
-        }
-        EndLog(next, "");
-        Sync(path);
-        Rename(ready + "/state", HiddenPath() + "/state");
+void OutputFolder::Publish() {
+    if (fs::exists(ReadyPath() + "/state")) {
+        Sync(HiddenPath());
+        const auto next = RunState::Parse(ReadFile(ReadyPath() + "/state"));
+        Show(next);
+        Rename(ReadyPath() + "/state", HiddenPath() + "/state");
         published = next;
         Sync(HiddenPath());
     }
-    fs::remove_all(ready);
+    fs::remove_all(ReadyPath());
 }
 
-void OutputFolder::MoveSamFiles(const std::string& ready) const {
-    std::set<std::string> folders;
-    std::istringstream moves(ReadFile(ready + "/moves"));
-    for (std::string line; std::getline(moves, line);) {
+// A file of the round and its place in the results.
+struct OutputFolder::Move {
+    std::string from;
+    fs::path to;
+};
+
+std::vector<OutputFolder::Move> OutputFolder::Moves() const {
+    std::vector<Move> moves;
+    std::istringstream lines(ReadFile(ReadyPath() + "/moves"));
+    for (std::string line; std::getline(lines, line);) {
         const auto tab = line.find('\t');
-        const auto from = ready + "/" + line.substr(0, tab);
-        const auto target = fs::path(path) / line.substr(tab + 1);
-        if (fs::exists(from)) {  // Otherwise it has been moved before.
-            fs::create_directories(target.parent_path());
-            Rename(from, target.string());
-            folders.insert(target.parent_path().string());
+        moves.push_back({ReadyPath() + "/" + line.substr(0, tab), fs::path(path) / line.substr(tab + 1)});
+    }
+    return moves;
+}
+
+// All that takes time is done before the first SAM file is visible, or after the last row is.
+void OutputFolder::Show(const RunState& next) {
+    const auto summary_path = path + "/" + Common::kSummaryFileName;
+    const auto table_path = ReadyPath() + "/files.tsv";
+    const auto moves = Moves();
+    std::set<fs::path> folders;
+    for (const auto& move : moves) {
+        if (folders.insert(move.to.parent_path()).second) {
+            fs::create_directories(move.to.parent_path());
         }
     }
-    for (const auto& folder : folders) {
-        Sync(folder);
+    const bool has_rows = SizeOf(summary_path) == next.summary_bytes;
+    if (!has_rows) {
+        summary->Prepare(published.summary_bytes, ReadyPath() + "/rows", HeaderLine().size());
     }
+    WriteFile(table_path, next.FilesTable());
+    for (const auto& move : moves) {
+        if (fs::exists(move.from)) {  // Otherwise it has been moved before.
+            Rename(move.from, move.to.string());
+        }
+    }
+    if (!has_rows) {
+        summary->Show();
+    }
+    Rename(table_path, path + "/files.tsv");
+    {
+        const auto log = path + "/" + next.log_name;
+        const Common::FileDescriptor file(OpenFile(log, O_WRONLY | O_CREAT));
+        WriteAt(file.Get(), ReadFile(ReadyPath() + "/log"), published.log_bytes, log);
+    }
+    EndLog(next, "");
+    for (const auto& folder : folders) {
+        Sync(folder.string());
+    }
+    Sync(path);
 }
 
 void OutputFolder::Save(const RunState& state) {

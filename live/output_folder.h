@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/file_descriptor.h"
 #include "live/run_state.h"
@@ -35,9 +36,18 @@ public:
     /// Why the SAM file cannot get this name; empty if it can. Creates its folder.
     std::string Obstacle(const std::string& sam) const;
 
-    /// Makes the round in RoundPath, with its written publication, part of the results. After a std::system_error, such
-    /// as a full disk, the call can be repeated.
+    /// Moves the round in RoundPath, with its written publication, to ReadyPath: it is on the disk now, and will become
+    /// part of the results. After a std::system_error, such as a full disk, the round must be made anew: what the disk
+    /// has refused once may be lost although a second attempt succeeds.
+    void Prepare();
+    std::string ReadyPath() const { return HiddenPath() + "/ready"; }
+
+    /// Makes the prepared round part of the results, if there is one. After a std::system_error, such as a full disk,
+    /// the call can be repeated.
     void Publish();
+
+    /// See SummaryCopies.
+    bool SeesReaders() const { return summary->SeesReaders(); }
 
     /// Replaces the state without a round.
     void Save(const RunState& state);
@@ -51,8 +61,9 @@ public:
 private:
     void Begin(const RunState& now);
     void Check(const RunState& state) const;
-    void Apply();
-    void MoveSamFiles(const std::string& ready) const;
+    struct Move;
+    std::vector<Move> Moves() const;
+    void Show(const RunState& next);
 
     const std::string path;
     std::optional<Common::FileDescriptor> lock;

@@ -22,28 +22,29 @@ Stamp StampOf(const struct stat& status) {
             status.st_ino};
 }
 
-// Adds what one folder holds to `look`, and the folders in it to `folders`.
-std::error_code LookInto(const fs::path& folder, const fs::path& root, const std::string& end_file, Look& look,
-                         std::vector<fs::path>& folders) {
+// Adds what one folder holds to `look`, and the folders in it to `folders`. Both are named relative to `root`.
+std::error_code LookInto(const std::string& folder, const std::string& root, const std::string& end_file, Look& look,
+                         std::vector<std::string>& folders) {
     std::error_code error;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+    const auto start = folder.empty() ? "" : folder + "/";
+    for (fs::directory_iterator entry(fs::path(root) / folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        const auto& path = entry->path();
-        const auto name = path.filename().string();
+        const auto path = entry->path().string();
+        const auto name = path.substr(path.rfind('/') + 1);
         look.end_file = look.end_file || (!end_file.empty() && name == end_file);
         std::error_code unknown;
         const bool is_folder = fs::is_directory(entry->symlink_status(unknown));
         if (is_folder && name != kHiddenFolder) {
-            folders.push_back(path);
+            folders.push_back(start + name);
         }
         if (!Common::HasReadFileExtension(name) && !Common::HasCompressedReadFileExtension(name)) {
             continue;
         }
         struct stat status {};
         if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-            look.files.push_back({path.lexically_relative(root).string(), StampOf(status)});
+            look.files.push_back({start + name, StampOf(status)});
         } else if (!is_folder && ::lstat(path.c_str(), &status) == 0) {
-            look.left_out.emplace(path.lexically_relative(root).string(), "not a regular file");
+            look.left_out.emplace(start + name, "not a regular file");
         }
     }
     return error;
@@ -59,22 +60,26 @@ Stamp StampOf(const std::string& path) {
     return StampOf(status);
 }
 
-Look LookAt(const std::string& folder, const std::string& end_file) {
+Look LookAt(const std::string& root, const std::string& end_file) {
     Look look;
-    std::vector<fs::path> folders{folder};
+    std::vector<std::string> folders{""};
     while (!folders.empty()) {
-        const auto path = std::move(folders.back());
+        const auto folder = std::move(folders.back());
         folders.pop_back();
-        const auto error = LookInto(path, folder, end_file, look, folders);
-        if (error && path == folder) {
-            throw std::system_error(error, folder);
+        const auto error = LookInto(folder, root, end_file, look, folders);
+        if (error && folder.empty()) {
+            throw std::system_error(error, root);
         }
         if (error && error != std::errc::no_such_file_or_directory) {
-            const auto name = path.lexically_relative(folder).string();
-            look.left_out.emplace(name, error.message());
-            look.unreadable.push_back(name);
+            look.left_out.emplace(folder, error.message());
+            look.unreadable.push_back(folder);
         }
     }
+    struct stat status {};
+    if (::stat(root.c_str(), &status) != 0) {
+        throw std::system_error(errno, std::generic_category(), root);
+    }
+    look.id = {status.st_dev, status.st_ino};
     std::sort(look.files.begin(), look.files.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
     return look;
 }

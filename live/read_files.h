@@ -29,12 +29,20 @@ struct FoundFile {
     Stamp stamp;
 };
 
+/// Differs between a folder on which a disk is mounted and the same folder without the disk.
+struct FolderId {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    bool operator==(const FolderId&) const = default;
+};
+
 /// One look at the watched folder.
 struct Look {
     std::vector<FoundFile> files;                 ///< Sorted by name.
     std::map<std::string, std::string> left_out;  ///< Names of what cannot be used, such as dangling links, and why.
     std::vector<std::string> unreadable;          ///< Those of them that are folders.
     bool end_file = false;                        ///< The file that ends the run is there.
+    FolderId id;                                  ///< Of the folder.
 };
 
 /// Finds the regular files with the ending of a read file, or with such an ending and ".gz", in the folder and all

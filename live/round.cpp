@@ -246,16 +246,17 @@ void Round::WritePublication(const Outcome& outcome, const std::string& save_fol
     const auto log_path = Common::NewestRunLog(folder, unknown);
     const auto log = ReadFile(log_path);
     std::vector<NameInLog> names;
+    std::vector<FileRecord> records;
     std::string moves;
     for (std::size_t i = 0; i < files.size(); ++i) {
         const bool kept = outcome.files[i].kind == FileOutcome::Kind::kept;
         names.push_back({Link(i), state.shown_input + "/" + files[i].name, kept});
         if (kept) {
             moves += fs::path(Sam(i)).filename().string() + '\t' + SamNameOf(files[i].name) + '\n';
-            state.Forget(files[i].name);
-            state.files.push_back({files[i].name, files[i].stamp, outcome.files[i].reads, files[i].loss});
+            records.push_back({files[i].name, files[i].stamp, outcome.files[i].reads, files[i].loss});
         }
     }
+    state.Add(records);
     std::string joined;
     if (state.log_name.empty()) {
         state.log_name = fs::path(log_path).filename().string();

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -124,8 +125,13 @@ RunState RunState::For(const Options& options) {
     return state;
 }
 
-void RunState::Forget(const std::string& name) {
-    std::erase_if(files, [&](const auto& file) { return !file.reads && file.name == name; });
+void RunState::Add(const std::vector<FileRecord>& aligned) {
+    std::set<std::string_view> names;
+    for (const auto& file : aligned) {
+        names.insert(file.name);
+    }
+    std::erase_if(files, [&](const auto& file) { return !file.reads && names.count(file.name) > 0; });
+    files.insert(files.end(), aligned.begin(), aligned.end());
 }
 
 void RunState::GiveUp(const FileRecord& file) {

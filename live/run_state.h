@@ -40,8 +40,8 @@ struct RunState {
 
     /// Remembers a file that was given up.
     void GiveUp(const FileRecord& file);
-    /// Forgets that a file was given up.
-    void Forget(const std::string& name);
+    /// Remembers files whose reads are in the output now, whether or not they were given up before.
+    void Add(const std::vector<FileRecord>& aligned);
 
     std::string Text() const;
     /// Throws std::runtime_error if Text has not made this text.

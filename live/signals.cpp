@@ -36,7 +36,7 @@ void Handle(int signal) {
         ::sigprocmask(SIG_UNBLOCK, &only, nullptr);
         ::raise(signal);
     }
-    [[maybe_unused]] const auto full_is_fine = ::write(wake[1], "", 1);
+    Signals::Wake();
     errno = error;
 }
 
@@ -83,6 +83,11 @@ bool Signals::Stopping() {
 
 void Signals::SetChild(pid_t group) {
     child_group = group;
+}
+
+// Async-signal-safe.
+void Signals::Wake() {
+    [[maybe_unused]] const auto full_is_fine = ::write(wake[1], "", 1);
 }
 
 void Signals::Wait(std::chrono::milliseconds time) {

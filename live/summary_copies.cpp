@@ -33,16 +33,6 @@ void Copy(const std::string& source, std::uint64_t from, std::uint64_t to, int t
     }
 }
 
-// A lease for writing is granted only if nobody else has the file open. A file system without leases says nothing about
-// that: a program that reads for longer than a round may then see rows of the next one.
-bool IsOpenElsewhere(int descriptor) {
-    if (::fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0) {
-        ::fcntl(descriptor, F_SETLEASE, F_UNLCK);
-        return false;
-    }
-    return errno == EAGAIN || errno == EBUSY;
-}
-
 }  // namespace
 
 SummaryCopies::SummaryCopies(std::string visible_path, std::string hidden_path)
@@ -52,43 +42,54 @@ SummaryCopies::SummaryCopies(std::string visible_path, std::string hidden_path)
 
 void SummaryCopies::DropHidden() const {
     ::unlink(hidden.c_str());
+    ::unlink(Former().c_str());
 }
 
-void SummaryCopies::Append(std::uint64_t before, const std::string& rows, std::uint64_t skipped) {
-    {
-        const int found = ::open(hidden.c_str(), O_RDWR | O_CLOEXEC);
-        const bool is_read = found >= 0 && IsOpenElsewhere(found);
-        if (found >= 0) {
-            ::close(found);
-        }
-        if (is_read) {
-            ::unlink(hidden.c_str());
-        }
+// A lease for writing is granted only if nobody else has the file open.
+bool SummaryCopies::IsOpenElsewhere(int descriptor) {
+    if (::fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0) {
+        ::fcntl(descriptor, F_SETLEASE, F_UNLCK);
+        return false;
     }
-    {
-        const Common::FileDescriptor file(OpenFile(hidden, O_RDWR | O_CREAT));
-        const auto kept = std::min(SizeOf(hidden), before);
-        if (kept < before) {
-            Copy(visible, kept, before, file.Get(), kept, hidden);
-        }
-        const auto end = SizeOf(rows);
-        Copy(rows, skipped, end, file.Get(), before, hidden);
-        if (::ftruncate(file.Get(), static_cast<off_t>(before + end - skipped)) != 0 || ::fdatasync(file.Get()) != 0) {
-            throw std::system_error(errno, std::generic_category(), hidden);
-        }
-    }
-    Exchange();
+    const bool is_open = errno == EAGAIN || errno == EBUSY;
+    sees_readers = sees_readers && is_open;
+    return is_open;
 }
 
-void SummaryCopies::Exchange() const {
-    const auto former = hidden + ".former";
-    ::unlink(former.c_str());
-    // Without links, the former copy is lost and the next round writes the whole file again.
-    const bool keeps = ::link(visible.c_str(), former.c_str()) == 0;
+void SummaryCopies::Prepare(std::uint64_t before, const std::string& rows, std::uint64_t skipped) {
+    {
+        const Common::FileDescriptor found(::open(hidden.c_str(), O_RDWR | O_CLOEXEC));
+        if (found.Get() >= 0 && IsOpenElsewhere(found.Get())) {
+            DropHidden();
+        }
+    }
+    try {
+        Write(before, rows, skipped);
+    } catch (const std::system_error&) {
+        DropHidden();  // It may lack what a later call would take for written.
+        throw;
+    }
+    ::unlink(Former().c_str());
+    // Without links, Show loses the former copy and the next round writes the whole file again.
+    static_cast<void>(::link(visible.c_str(), Former().c_str()));
+}
+
+void SummaryCopies::Write(std::uint64_t before, const std::string& rows, std::uint64_t skipped) const {
+    const Common::FileDescriptor file(OpenFile(hidden, O_RDWR | O_CREAT));
+    const auto kept = std::min(SizeOf(hidden), before);
+    if (kept < before) {
+        Copy(visible, kept, before, file.Get(), kept, hidden);
+    }
+    const auto end = SizeOf(rows);
+    Copy(rows, skipped, end, file.Get(), before, hidden);
+    if (::ftruncate(file.Get(), static_cast<off_t>(before + end - skipped)) != 0 || ::fdatasync(file.Get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), hidden);
+    }
+}
+
+void SummaryCopies::Show() const {
     Rename(hidden, visible);
-    if (keeps) {
-        Rename(former, hidden);
-    }
+    static_cast<void>(::rename(Former().c_str(), hidden.c_str()));
 }
 
 }  // namespace Live

@@ -14,18 +14,29 @@ public:
     /// have damaged it.
     SummaryCopies(std::string visible, std::string hidden);
 
-    /// Makes the visible file consist of its first `before` bytes and the bytes of the file `rows` from `skipped` on.
-    /// After a failure, the visible file is unchanged, and the call can be repeated. Throws std::system_error.
-    void Append(std::uint64_t before, const std::string& rows, std::uint64_t skipped);
+    /// Prepares the next visible file: the first `before` bytes of the visible one, and the bytes of the file `rows`
+    /// from `skipped` on. Nothing changes for readers. After a failure, the call can be repeated. Throws
+    /// std::system_error.
+    void Prepare(std::uint64_t before, const std::string& rows, std::uint64_t skipped);
+
+    /// Makes visible what was prepared. Throws std::system_error.
+    void Show() const;
+
+    /// False once a file system has not said whether somebody reads the hidden copy: a program that reads for longer
+    /// than a round may then see rows of the next one.
+    bool SeesReaders() const { return sees_readers; }
 
     /// Removes the hidden copy. The next round makes it anew.
     void DropHidden() const;
 
 private:
-    void Exchange() const;
+    bool IsOpenElsewhere(int descriptor);
+    void Write(std::uint64_t before, const std::string& rows, std::uint64_t skipped) const;
+    std::string Former() const { return hidden + ".former"; }
 
     const std::string visible;
     const std::string hidden;
+    bool sees_readers = true;
 };
 
 }  // namespace Live

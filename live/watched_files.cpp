@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/sequencing_file.h"
+
 namespace Live {
 
 using Phase = Watched::Phase;
@@ -13,11 +15,26 @@ bool IsInTables(const std::string& name) {
     return name.find_first_of("\t\n") == std::string::npos;
 }
 
+// The file is aligned unless something happens to it.
+bool IsTaken(Phase phase) {
+    return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
+}
+
+bool IsCompressed(const std::string& name) {
+    return Common::HasCompressedReadFileExtension(name);
+}
+
+// The names that the file has when it is compressed or uncompressed.
+std::vector<std::string> OtherNamesOf(const std::string& name) {
+    constexpr std::size_t kEnding = 3;
+    return IsCompressed(name) ? std::vector{name.substr(0, name.size() - kEnding)}
+                              : std::vector{name + ".gz", name + ".GZ"};
+}
+
 }  // namespace
 
-WatchedFiles::WatchedFiles(std::chrono::duration<double> settle_time, Reader content_reader)
-    : settle(std::chrono::duration_cast<std::chrono::steady_clock::duration>(settle_time)),
-      reader(std::move(content_reader)) {}
+WatchedFiles::WatchedFiles(std::chrono::duration<double> settle_time)
+    : settle(std::chrono::duration_cast<std::chrono::steady_clock::duration>(settle_time)) {}
 
 void WatchedFiles::Restore(const std::vector<FileRecord>& records, Time now) {
     last_change = now;
@@ -27,24 +44,51 @@ void WatchedFiles::Restore(const std::vector<FileRecord>& records, Time now) {
         file.stamp = record.stamp;
         file.since = now;
         file.reason = record.reason;
+        file.reads = record.reads.value_or(0);
         file.restored = !record.reads;
-        files[record.name] = file;
+        Set(record.name, file);
         if (record.reads) {
             sam_owners.emplace(SamNameOf(record.name), record.name);
         }
     }
 }
 
+void WatchedFiles::Set(const std::string& name, const Watched& file) {
+    Erase(name);
+    names_of_inode[file.stamp.inode].insert(name);
+    files.emplace(name, file);
+}
+
+void WatchedFiles::Erase(const std::string& name) {
+    const auto known = files.find(name);
+    if (known == files.end()) {
+        return;
+    }
+    const auto names = names_of_inode.find(known->second.stamp.inode);
+    names->second.erase(name);
+    if (names->second.empty()) {
+        names_of_inode.erase(names);
+    }
+    files.erase(known);
+}
+
+void WatchedFiles::Forget(const std::string& name) {
+    if (const auto owner = sam_owners.find(SamNameOf(name)); owner != sam_owners.end() && owner->second == name) {
+        sam_owners.erase(owner);
+    }
+    Erase(name);
+}
+
 void WatchedFiles::Begin(const std::string& name, const Stamp& stamp, Time now) {
     Watched file;
     file.stamp = stamp;
     file.since = now;
-    files[name] = file;
+    Set(name, file);
     last_change = now;
 }
 
 std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& found, Time now) {
-    std::vector<std::string> notices;
+    Notices notices;
     for (auto& [name, file] : files) {
         file.missing = true;
     }
@@ -58,17 +102,16 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
     for (const auto& one : found) {
         Look(one, now, notices);
     }
-    std::erase_if(files, [](const auto& named) { return named.second.restored && named.second.missing; });
     NoteMissing(notices);
     for (auto file = files.begin(); file != files.end(); ++file) {
         if (file->second.phase == Phase::settling && !file->second.missing && now - file->second.since >= settle) {
             Settle(file, notices);
         }
     }
-    return notices;
+    return notices.Texts();
 }
 
-void WatchedFiles::Look(const FoundFile& found, Time now, std::vector<std::string>& notices) {
+void WatchedFiles::Look(const FoundFile& found, Time now, Notices& notices) {
     const auto known = files.find(found.name);
     if (known != files.end()) {
         LookAtKnown(known, found, now, notices);
@@ -77,7 +120,7 @@ void WatchedFiles::Look(const FoundFile& found, Time now, std::vector<std::strin
     }
 }
 
-void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, std::vector<std::string>& notices) {
+void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, Notices& notices) {
     auto& file = known->second;
     const bool is_back = std::exchange(file.told_missing, false);
     if (file.stamp.SameContent(found.stamp)) {
@@ -87,39 +130,80 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, st
         return;
     }
     if (file.phase != Phase::done && file.phase != Phase::renamed) {
+        writer_pauses = writer_pauses || file.phase == Phase::cut;
         Begin(found.name, found.stamp, now);
     } else if (!file.changed) {
         file.changed = true;
         file.reason = "it changed after it was aligned; the output holds its former reads";
         last_change = now;
-        notices.push_back(found.name + ": " + file.reason);
+        notices.Add(Notices::Event::changed, found.name + ": " + file.reason);
     }
 }
 
 // The missing file that was renamed to a new one.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
-    return std::find_if(files.begin(), files.end(), [&](const auto& named) {
-        const auto& file = named.second;
-        return file.missing && file.phase != Phase::renamed && file.stamp.inode == stamp.inode &&
-               file.stamp.SameContent(stamp);
-    });
+    if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
+        for (const auto& name : names->second) {
+            const auto named = files.find(name);
+            const auto& file = named->second;
+            if (file.missing && file.phase != Phase::renamed && file.stamp.SameContent(stamp)) {
+                return named;
+            }
+        }
+    }
+    return files.end();
 }
 
 bool WatchedFiles::HasNewName(const Watched& file) const {
-    return std::any_of(files.begin(), files.end(), [&](const auto& other) {
-        return !other.second.missing && other.second.stamp.inode == file.stamp.inode &&
-               other.second.stamp.SameContent(file.stamp);
-    });
+    const auto names = names_of_inode.find(file.stamp.inode);
+    return names != names_of_inode.end() &&
+           std::any_of(names->second.begin(), names->second.end(), [&](const auto& name) {
+               const auto& other = files.at(name);
+               return !other.missing && other.stamp.SameContent(file.stamp);
+           });
 }
 
-void WatchedFiles::NoteRenamed(const std::string& name, const std::string& former, std::vector<std::string>& notices) {
+// Its name goes to `other`. Null if there is none.
+const Watched* WatchedFiles::OtherFormOf(const std::string& name, std::string& other) const {
+    for (auto& candidate : OtherNamesOf(name)) {
+        if (const auto named = files.find(candidate); named != files.end()) {
+            other = std::move(candidate);
+            return &named->second;
+        }
+    }
+    return nullptr;
+}
+
+std::string WatchedFiles::FormerFormOf(const std::string& name) const {
+    std::string other;
+    const auto* const form = OtherFormOf(name, other);
+    return form != nullptr && form->missing && form->phase == Phase::done ? other : "";
+}
+
+void WatchedFiles::SetOtherForm(const std::string& name, const std::string& former, Notices& notices) {
     files.at(name).phase = Phase::renamed;
     files.at(former).told_missing = true;
-    notices.push_back(name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
+    notices.Add(Notices::Event::other_form, name + ": is " + former + ", " +
+                                                (IsCompressed(name) ? "compressed" : "uncompressed") +
+                                                " after it was aligned; the output keeps the former name");
+}
+
+// True for a missing file that is there under another name or in another form.
+bool WatchedFiles::IsReplaced(const std::string& name, const Watched& file) const {
+    std::string other;
+    const auto* const form = OtherFormOf(name, other);
+    return HasNewName(file) || (form != nullptr && !form->missing && form->phase != Phase::done);
+}
+
+void WatchedFiles::NoteRenamed(const std::string& name, const std::string& former, Notices& notices) {
+    files.at(name).phase = Phase::renamed;
+    files.at(former).told_missing = true;
+    notices.Add(Notices::Event::renamed,
+                name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
 // A file that was renamed is not aligned again, and need not settle again.
-bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, std::vector<std::string>& notices) {
+bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {
         return false;
@@ -131,39 +215,56 @@ bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, std::vector<std::
         NoteRenamed(found.name, former_name, notices);
         return true;
     }
-    std::erase_if(sam_owners, [&](const auto& owner) { return owner.second == former_name; });
-    files.erase(former);
+    Forget(former_name);
     Begin(found.name, found.stamp, now);
     files.at(found.name).since = since;
     return true;
 }
 
-void WatchedFiles::NoteMissing(std::vector<std::string>& notices) {
+void WatchedFiles::NoteMissing(Notices& notices) {
+    using Event = Notices::Event;
+    std::vector<std::string> forgotten;
     for (auto& [name, file] : files) {
         const bool is_moot = file.phase == Phase::renamed || file.phase == Phase::aligning;
-        if (!file.missing || file.told_missing || is_moot || HasNewName(file)) {
+        if (!file.missing || file.told_missing || is_moot) {
+            continue;
+        }
+        if (IsReplaced(name, file)) {
+            if (file.phase != Phase::done) {
+                forgotten.push_back(name);
+            }
             continue;
         }
         file.told_missing = true;
         if (file.phase == Phase::done) {
-            notices.push_back(name + ": disappeared after it was aligned; the output keeps its reads");
+            notices.Add(Event::disappeared, name + ": disappeared after it was aligned; the output keeps its reads");
+        } else if (file.restored) {
+            forgotten.push_back(name);
         } else if (file.phase != Phase::given_up) {
             file.reason = "it disappeared before it was aligned";
             file.phase = Phase::given_up;
-            notices.push_back(name + ": " + file.reason);
+            notices.Add(Event::disappeared_unaligned, name + ": " + file.reason);
         }
+    }
+    for (const auto& name : forgotten) {
+        Forget(name);
     }
 }
 
-void WatchedFiles::Settle(Named named, std::vector<std::string>& notices) {
+void WatchedFiles::Settle(Named named, Notices& notices) {
     auto& [name, file] = *named;
+    std::string other;
+    const auto* const form = OtherFormOf(name, other);
+    if (form != nullptr && form->missing && form->phase == Phase::aligning) {
+        return;  // The end of the round decides.
+    }
     if (const auto former = FormerNameOf(file.stamp); former != files.end()) {
         if (former->second.phase == Phase::done) {
             NoteRenamed(name, former->first, notices);
             return;
         }
         if (former->second.phase == Phase::aligning) {
-            return;  // The end of the round decides.
+            return;
         }
     }
     if (!IsInTables(name)) {
@@ -175,51 +276,67 @@ void WatchedFiles::Settle(Named named, std::vector<std::string>& notices) {
         GiveUp(name, "its SAM file " + owner->first + " is that of " + owner->second);
         return;
     }
-    const auto content = reader(name);
-    file.phase = content.whole ? Phase::waiting : Phase::cut;
-    file.reason = content.reason;
-}
-
-bool WatchedFiles::ReadCutAgain() {
-    bool any = false;
-    for (auto& [name, file] : files) {
-        if (file.phase == Phase::cut && !file.missing && reader(name).whole) {
-            file.phase = Phase::waiting;
-            file.reason.clear();
-            any = true;
-        }
+    if (form != nullptr && !form->missing && IsTaken(form->phase)) {
+        notices.Add(Notices::Event::beside, name + ": is aligned beside " + other + ", as a file of its own");
     }
-    return any;
+    file.phase = Phase::waiting;
 }
 
 std::vector<std::string> WatchedFiles::Waiting() const {
-    std::vector<std::string> names;
+    std::vector<std::pair<Time, std::string>> waiting;
     for (const auto& [name, file] : files) {
         if (file.phase == Phase::waiting && !file.missing) {
-            names.push_back(name);
+            waiting.emplace_back(file.since, name);
         }
     }
-    std::stable_sort(names.begin(), names.end(),
-                     [this](const auto& a, const auto& b) { return At(a).since < At(b).since; });
+    std::sort(waiting.begin(), waiting.end());
+    std::vector<std::string> names;
+    names.reserve(waiting.size());
+    for (auto& [since, name] : waiting) {
+        names.push_back(std::move(name));
+    }
     return names;
 }
 
-void WatchedFiles::SetDone(const std::string& name, const std::string& reason) {
+bool WatchedFiles::IsWaiting(const std::string& name) const {
+    const auto named = files.find(name);
+    return named != files.end() && named->second.phase == Phase::waiting && !named->second.missing;
+}
+
+void WatchedFiles::SetDone(const std::string& name, std::uint64_t reads, const std::string& loss) {
     auto& file = files.at(name);
     file.phase = Phase::done;
-    file.reason = reason;
+    file.reads = reads;
+    file.reason = loss;
 }
 
 void WatchedFiles::SetWaiting(const std::string& name) {
-    auto& file = files.at(name);
-    file.phase = file.phase == Phase::aligning ? Phase::waiting : file.phase;
+    if (const auto named = files.find(name); named != files.end() && named->second.phase == Phase::aligning) {
+        named->second.phase = Phase::waiting;
+    }
+}
+
+bool WatchedFiles::SetWhole(const std::string& name) {
+    const auto named = files.find(name);
+    if (named == files.end() || named->second.phase != Phase::cut || named->second.missing) {
+        return false;
+    }
+    named->second.phase = Phase::waiting;
+    named->second.reason.clear();
+    return true;
+}
+
+void WatchedFiles::SetCut(const std::string& name, const std::string& reason) {
+    if (const auto named = files.find(name); named != files.end()) {
+        named->second.phase = Phase::cut;
+        named->second.reason = reason;
+    }
 }
 
 void WatchedFiles::SetLost(const std::string& name, const std::string& reason) {
     auto& file = files.at(name);
-    if (file.missing && HasNewName(file)) {
-        std::erase_if(sam_owners, [&](const auto& owner) { return owner.second == name; });
-        files.erase(name);
+    if (file.missing && IsReplaced(name, file)) {
+        Forget(name);
         return;
     }
     SetWaiting(name);

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <map>
+#include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
-#include "live/content.h"
+#include "live/notices.h"
 #include "live/read_files.h"
 #include "live/run_state.h"
 
@@ -18,17 +19,18 @@ using Time = std::chrono::steady_clock::time_point;
 struct Watched {
     enum class Phase {
         settling,  ///< Changed less than the settle time ago.
+        waiting,   ///< Unchanged for that time, to be aligned.
         cut,       ///< Unchanged for that time, but not whole.
-        waiting,   ///< Whole, to be aligned.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
         given_up,  ///< It is not aligned; again settling if it changes.
-        renamed,   ///< Another name of a file that is done.
+        renamed,   ///< Another name of a file that is done, or its compressed or uncompressed form.
     };
     Phase phase = Phase::settling;
     Stamp stamp;
     Time since;                 ///< First seen with this stamp.
     std::string reason;         ///< What is lost of it; empty if nothing.
+    std::uint64_t reads = 0;    ///< Its rows in the output.
     int losses = 0;             ///< Rounds that lost it.
     bool restored = false;      ///< Given up by an earlier call, and not seen since.
     bool missing = false;       ///< It was not there at the last look.
@@ -36,13 +38,11 @@ struct Watched {
     bool changed = false;       ///< It has another stamp than when it was aligned.
 };
 
-/// Knows what has become of each read file. Not synchronised.
+/// Knows what has become of each read file. A look takes time in proportion to the number of files. Not synchronised.
 class WatchedFiles {
 public:
-    using Reader = std::function<Content(const std::string& name)>;
-
-    /// `settle`: time without a change after which `reader` looks whether a file is whole.
-    WatchedFiles(std::chrono::duration<double> settle, Reader reader);
+    /// `settle`: time without a change after which a file can be aligned.
+    explicit WatchedFiles(std::chrono::duration<double> settle);
 
     /// Takes over what an earlier call aligned. What it gave up is tried again if it is still there.
     void Restore(const std::vector<FileRecord>& records, Time now);
@@ -50,18 +50,30 @@ public:
     /// Takes the result of a look at the folder. Returns what the user should know.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now);
 
-    /// Reads the files that are not whole once more: they may have become readable without a change. True if one of
-    /// them is whole now.
-    bool ReadCutAgain();
-
     /// Files to align, in the order in which they were completed.
     std::vector<std::string> Waiting() const;
+    bool IsWaiting(const std::string& name) const;
+
+    /// True if a file that was cut has grown. Whoever writes pauses for longer than the settle time, so a file should
+    /// be read to its end before it is aligned.
+    bool WriterPauses() const { return writer_pauses; }
+
+    /// The aligned file that is gone and of which this one may be the compressed or uncompressed form: its name is the
+    /// same but for ".gz". Empty if there is none.
+    std::string FormerFormOf(const std::string& name) const;
+
+    /// The file is another form of `former`.
+    void SetOtherForm(const std::string& name, const std::string& former, Notices& notices);
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
-    /// After a round. `reason`: what is lost of the file although it is in the output; empty if nothing.
-    void SetDone(const std::string& name, const std::string& reason);
-    /// The round did not get to the file.
+    /// After a round. `reads`: rows of the file; `loss`: what they lack, empty if nothing.
+    void SetDone(const std::string& name, std::uint64_t reads, const std::string& loss);
+    /// If the round decided nothing about the file.
     void SetWaiting(const std::string& name);
+    /// True if the file was cut; it waits now.
+    bool SetWhole(const std::string& name);
+    /// The file is not whole.
+    void SetCut(const std::string& name, const std::string& reason);
     /// The file is tried once more, then given up.
     void SetLost(const std::string& name, const std::string& reason);
     void GiveUp(const std::string& name, const std::string& reason);
@@ -79,21 +91,27 @@ public:
 private:
     using Named = std::map<std::string, Watched>::iterator;
 
-    void Look(const FoundFile& found, Time now, std::vector<std::string>& notices);
-    void LookAtKnown(Named known, const FoundFile& found, Time now, std::vector<std::string>& notices);
-    bool IsRenamed(const FoundFile& found, Time now, std::vector<std::string>& notices);
-    void NoteMissing(std::vector<std::string>& notices);
-    void Settle(Named file, std::vector<std::string>& notices);
+    void Look(const FoundFile& found, Time now, Notices& notices);
+    void LookAtKnown(Named known, const FoundFile& found, Time now, Notices& notices);
+    bool IsRenamed(const FoundFile& found, Time now, Notices& notices);
+    void NoteMissing(Notices& notices);
+    void Settle(Named file, Notices& notices);
     Named FormerNameOf(const Stamp& stamp);
     bool HasNewName(const Watched& file) const;
-    void NoteRenamed(const std::string& name, const std::string& former, std::vector<std::string>& notices);
+    const Watched* OtherFormOf(const std::string& name, std::string& other) const;
+    bool IsReplaced(const std::string& name, const Watched& file) const;
+    void NoteRenamed(const std::string& name, const std::string& former, Notices& notices);
     void Begin(const std::string& name, const Stamp& stamp, Time now);
+    void Set(const std::string& name, const Watched& file);
+    void Erase(const std::string& name);
+    void Forget(const std::string& name);
 
     const std::chrono::steady_clock::duration settle;
-    const Reader reader;
-    std::map<std::string, Watched> files;           // By name.
-    std::map<std::string, std::string> sam_owners;  // The first file for each SAM name.
+    std::map<std::string, Watched> files;                                     // By name.
+    std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of these files.
+    std::map<std::string, std::string> sam_owners;                            // The first file for each SAM name.
     Time last_change = Time::min();
+    bool writer_pauses = false;
 };
 
 }  // namespace Live

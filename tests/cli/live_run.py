@@ -44,6 +44,13 @@ class LiveTest(AlignerTest):
         self.assertEqual((process.returncode, output, errors) if process.returncode != status else status, status)
         return [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
 
+    def script(self, *lines):
+        """A program in the place of the aligner."""
+        path = self.folder / "aligner"
+        path.write_text("\n".join(("#!/bin/sh", *lines, "")).replace("{aligner}", f"'{PROGRAM}'"))
+        path.chmod(0o755)
+        return path
+
     def sequencer(self, *args):
         process = subprocess.Popen([SEQUENCER, self.reads, *map(str, args)])
         self.addCleanup(process.wait)

@@ -246,6 +246,31 @@ for sam in out.glob("*.sam"):
                                                "d.fastq: disappeared after it was aligned; the output keeps its reads", changed])
         self.assertEqual(self.rows(), rows)
 
+    def test_file_that_is_compressed_after_it_was_aligned_is_not_aligned_again(self):
+        for name in ("a", "b", "cut", "other"):
+            self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 3))
+        self.reads.joinpath("z.fastq.gz").write_bytes(gzip.compress(records("z", 3)))
+        process = self.start("--until-file", "end")
+        self.wait_for(lambda: len(self.sams()) == 5)
+        rows = self.rows()
+        for name in ("a", "b", "cut", "other"):
+            text = records(name, 3) if name != "other" else records(name, 2) + records("new", 1)
+            self.reads.joinpath(f"{name}.fastq").unlink()
+            self.reads.joinpath(f"{name}.fastq.gz").write_bytes(gzip.compress(text)[:-9 if name == "cut" else None])
+        self.reads.joinpath("z.fastq.gz").unlink()
+        self.reads.joinpath("z.fastq").write_bytes(records("z", 3))
+        self.reads.joinpath("end").touch()
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 1)
+        self.assertEqual(self.rows(), rows)
+        told = [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
+        other = "other.fastq.gz: it holds other reads than other.fastq, which was aligned before; the output keeps the reads of other.fastq"
+        end = "after it was aligned; the output keeps the former name"
+        self.assertEqual(sorted(line for line in told if not line.startswith("cut")),
+                         sorted([f"a.fastq.gz: is a.fastq, compressed {end}", f"b.fastq.gz: is b.fastq, compressed {end}",
+                                 f"z.fastq: is z.fastq.gz, uncompressed {end}", other, other]))
+        self.assertRegex("\n".join(told), r"(?m)^cut\.fastq\.gz: damaged")
+
 
 class Machine(LiveTest):
     def test_readme_commands_work(self):
@@ -258,12 +283,15 @@ class Machine(LiveTest):
         self.reads, self.out = self.folder / "watched", self.folder / "live"
         self.assertEqual(len(self.sams()), 12)
 
-    def test_full_disk_is_waited_for(self):
+    def make_small_disk(self):
         self.out.mkdir()
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "none", self.out], capture_output=True, check=False)
         if mounted.returncode != 0:
             self.skipTest("only root can make a small disk")
         self.addCleanup(subprocess.run, ["umount", "-l", self.out], check=True)
+
+    def test_full_disk_is_waited_for(self):
+        self.make_small_disk()
         for name in "abc":
             self.reads.joinpath(f"{name}.fastq").write_bytes(b"".join(records(f"{name}{i}_", 20) for i in range(2)))
         ballast = self.out / "ballast"
@@ -290,6 +318,46 @@ class Machine(LiveTest):
             self.assertTrue([line for line in errors if obstacle in line], errors)
             self.reads.joinpath("a.fq").write_bytes(records("b", 2))
             self.assertIn("a.fq: its SAM file a.sam is that of a.fastq", self.live(status=1))
+
+    def test_whole_reads_are_aligned_after_a_full_disk(self):
+        self.make_small_disk()
+        self.reads.joinpath("cut.fastq").write_bytes(b"".join(records(f"c{i}_", 20) for i in range(2))[:-30])
+        self.reads.joinpath("cut also.fastq").write_bytes(records("d", 20)[:-30])
+        ballast = self.out / "ballast"
+        # The first round finds the files cut; the full disk comes when their whole reads are aligned.
+        aligner = self.script(f"test -e '{self.out}/.live/whole' && test ! -e '{self.folder}/full' && head -c 3000000 /dev/zero > '{ballast}'; "
+                              f"test -e '{self.out}/.live/whole' && touch '{self.folder}/full'", "exec {aligner} \"$@\"")
+        process = self.start("--until-idle", "0", "--aligner", aligner)
+        self.wait_for(lambda: "waiting for room" in process.stderr.readline())
+        ballast.unlink()
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 1, errors)
+        names = sorted(row.split(b"\t")[0] for row in self.rows())
+        self.assertEqual(names, sorted([b"c%d_%d" % (i, j) for i in range(2) for j in range(20)][:-1] + [b"d%d" % i for i in range(19)]))
+
+    def test_empty_mount_point_of_the_reads_is_waited_for(self):
+        if os.geteuid() != 0:
+            self.skipTest("only root can mount")
+        for i in range(20):
+            self.reads.joinpath(f"{i}.fastq").write_bytes(records(f"r{i}_", 2))
+        process = self.start("--until-idle", "0.05")
+        self.wait_for(lambda: len(self.sams()) == 20)
+        subprocess.run(["mount", "-t", "tmpfs", "none", self.reads], check=True)
+        time.sleep(4)
+        self.assertIsNone(process.poll())
+        subprocess.run(["umount", self.reads], check=True)
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertRegex(errors, r"^[^\n]*the reads: empty, and not the folder that it was: a disk may be away; trying again\n$")
+
+    def test_first_round_begins_before_all_files_are_read(self):
+        text = records("r", 20) * 200
+        for i in range(20):
+            self.reads.joinpath(f"{i}.fastq").write_bytes(text)
+        aligner = self.script(f"grep rchar /proc/$PPID/io > '{self.folder}/io'; kill -TERM $PPID", "exit 3")
+        process = self.start("--aligner", aligner)
+        process.communicate(timeout=60)
+        self.assertLess(int(self.folder.joinpath("io").read_text().split()[1]), len(text))
 
     def test_reads_folder_that_is_away_for_a_while_is_waited_for(self):
         aligner, away = self.folder / "aligner", self.folder / "away"

@@ -43,6 +43,9 @@ TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
     }
     EXPECT_TRUE(whole("a.fa", ">a\nACGT\nAC\n"));
     EXPECT_FALSE(whole("b.fa", ">a\nACGT\nAC"));
+    // The aligner takes such a file without a word, so it must be found before.
+    EXPECT_TRUE(Live::LooksCut(folder.Path("b.fa")));
+    EXPECT_FALSE(Live::LooksCut(folder.Path("a.fa")));
     EXPECT_TRUE(whole("a.fa.gz", Gzip(">a\nACGT\nAC")));
     // Waiting mends neither: they are aligned, and the check names them.
     EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));

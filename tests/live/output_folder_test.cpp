@@ -1,9 +1,12 @@
 #include "live/output_folder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -22,9 +25,34 @@ namespace fs = std::filesystem;
 std::function<int()> fault;
 int calls_left = -1;
 
+// Calls that change the disk, if they are noted.
+std::vector<std::string>* noted = nullptr;
+
 // True if the call must fail.
-bool Strikes() {
+bool Strikes(const char* name, const char* path = "") {
+    if (noted != nullptr) {
+        noted->push_back(std::string(name) + path);
+    }
     return calls_left >= 0 && calls_left-- == 0 && fault() != 0;
+}
+
+// The disk may have lost what it has refused to keep: here, the last bytes. A second attempt would not say so.
+bool StrikesSync(int file) {
+    constexpr off_t kLost = 20;
+    if (!Strikes("sync")) {
+        return false;
+    }
+    const int error = errno;
+    const int again = ::open(("/proc/self/fd/" + std::to_string(file)).c_str(), O_WRONLY | O_CLOEXEC);
+    if (again >= 0) {  // Not a folder.
+        const auto size = ::lseek(again, 0, SEEK_END);
+        const std::string zeros(static_cast<std::size_t>(std::min(size, kLost)), '\0');
+        ::lseek(again, -static_cast<off_t>(zeros.size()), SEEK_END);
+        EXPECT_EQ(::write(again, zeros.data(), zeros.size()), static_cast<ssize_t>(zeros.size()));
+        ::close(again);
+    }
+    errno = error;
+    return true;
 }
 
 }  // namespace
@@ -37,26 +65,26 @@ int __real_ftruncate(int, off_t);
 ssize_t __real_pwrite(int, const void*, size_t, off_t);
 
 int __wrap_rename(const char* from, const char* to) {
-    return Strikes() ? -1 : __real_rename(from, to);
+    return Strikes("rename to ", to) ? -1 : __real_rename(from, to);
 }
 int __wrap_link(const char* from, const char* to) {
-    return Strikes() ? -1 : __real_link(from, to);
+    return Strikes("link") ? -1 : __real_link(from, to);
 }
-int __wrap_fsync(int /*file*/) {
-    return Strikes() ? -1 : 0;
+int __wrap_fsync(int file) {
+    return StrikesSync(file) ? -1 : 0;
 }
-int __wrap_fdatasync(int /*file*/) {
-    return Strikes() ? -1 : 0;
+int __wrap_fdatasync(int file) {
+    return StrikesSync(file) ? -1 : 0;
 }
 int __wrap_ftruncate(int file, off_t size) {
-    return Strikes() ? -1 : __real_ftruncate(file, size);
+    return Strikes("truncate") ? -1 : __real_ftruncate(file, size);
 }
 ssize_t __wrap_pwrite(int file, const void* data, size_t size, off_t position) {
     // Half of the data is written first.
     if (calls_left == 0) {
         __real_pwrite(file, data, size / 2, position);
     }
-    return Strikes() ? -1 : __real_pwrite(file, data, size, position);
+    return Strikes("write") ? -1 : __real_pwrite(file, data, size, position);
 }
 }
 
@@ -85,7 +113,7 @@ std::string Rows(int rounds) {
 std::string Log(int rounds) {
     std::string log;
     for (int round = 1; round <= rounds; ++round) {
-        log += "log of round " + std::to_string(round) + "\n";
+        log += "record in the log of round " + std::to_string(round) + "\n";
     }
     return log;
 }
@@ -104,7 +132,7 @@ void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
     WriteText(folder + "/1.sam", "sub sam " + number);
     WriteText(folder + "/moves", "0.sam\t" + number + ".sam\n1.sam\tsub/" + number + ".sam\n");
     WriteText(folder + "/rows", kHeader + "row of round " + number + "\n");
-    WriteText(folder + "/log", "log of round " + number + "\n");
+    WriteText(folder + "/log", "record in the log of round " + number + "\n");
     state.files.push_back({number + ".fq", {1, 2, 3}, 1, ""});
     state.files.push_back({"sub/" + number + ".fq", {1, 2, 3}, 0, "a reason"});
     state.log_name = "log.log";
@@ -115,6 +143,7 @@ void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
 
 void Publish(Live::OutputFolder& output) {
     MakeRound(output, output.Open(Start()));
+    output.Prepare();
     output.Publish();
 }
 
@@ -155,6 +184,7 @@ TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
                 const auto state = output.Open(Start());
                 MakeRound(output, state);
                 calls_left = kills;
+                output.Prepare();
                 output.Publish();
                 _exit(0);
             }
@@ -188,22 +218,51 @@ TEST(OutputFolder, PublicationThatFailedCanBeRepeated) {
         Live::OutputFolder output(folder.Path("out"));
         Publish(output);
         Publish(output);
-        MakeRound(output, output.Open(Start()));
+        const auto state = output.Open(Start());
+        MakeRound(output, state);
         fault = [] { return errno = ENOSPC; };
         calls_left = failures;
         try {
+            output.Prepare();
+        } catch (const std::system_error& error) {
+            EXPECT_TRUE(Live::IsDiskFull(error.code().value()));
+            MakeRound(output, state);
+            output.Prepare();
+        }
+        try {
             output.Publish();
-            failed = calls_left < 0;  // A failure that does not matter, such as that of a link.
         } catch (const std::system_error& error) {
             EXPECT_TRUE(Live::IsDiskFull(error.code().value()));
             output.Publish();
         }
+        failed = calls_left < 0;
         calls_left = -1;
         ExpectRounds(folder.Path("out"), 3);
         Publish(output);
         ExpectRounds(folder.Path("out"), 4);
     }
     EXPECT_GT(failures, 15);
+}
+
+// Nothing that takes time lies between the first SAM file that others see and the last row.
+TEST(OutputFolder, SamFilesAndRowsAppearTogether) {
+    const Tests::TemporaryFolder folder;
+    const auto path = folder.Path("out");
+    Live::OutputFolder output(path);
+    Publish(output);
+    MakeRound(output, output.Open(Start()));
+    output.Prepare();
+    std::vector<std::string> calls;
+    noted = &calls;
+    output.Publish();
+    noted = nullptr;
+    const auto first = std::find(calls.begin(), calls.end(), "rename to " + path + "/2.sam");
+    ASSERT_GE(calls.end() - first, 5);
+    EXPECT_EQ(std::vector(first, first + 5),
+              (std::vector<std::string>{"rename to " + path + "/2.sam", "rename to " + path + "/sub/2.sam",
+                                        "rename to " + path + "/alignment_summary.txt",
+                                        "rename to " + path + "/.live/alignment_summary.txt",
+                                        "rename to " + path + "/files.tsv"}));
 }
 
 TEST(OutputFolder, ReaderKeepsTheRowsOfWhenItBegan) {

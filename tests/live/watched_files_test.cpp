@@ -33,25 +33,21 @@ public:
     Phase PhaseOf(const std::string& name) const { return files.At(name).phase; }
 
     std::map<std::string, Live::Stamp> present;
-    std::map<std::string, std::string> cut;  // Reasons.
-    Live::WatchedFiles files{
-        kSettle, [this](const std::string& name) {
-            return cut.count(name) == 0 ? Live::Content{true, ""} : Live::Content{false, cut[name]};
-        }};
+    Live::WatchedFiles files{kSettle};
 };
 
-TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTimeAndWhole) {
+TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     Folder folder;
     folder.files.Restore({}, Folder::At(0));
     folder.Put("a.fq", 1);
     folder.Put("b.fq", 1);
-    folder.cut["b.fq"] = "cut";
     folder.Look(1);
     folder.Look(30);
     EXPECT_EQ(folder.files.Waiting(), Texts());
     folder.present["a.fq"].time = 2;  // Written again with the same size.
     folder.Look(31);
-    EXPECT_EQ(folder.PhaseOf("b.fq"), Phase::cut);
+    EXPECT_EQ(folder.files.Waiting(), Texts{"b.fq"});
+    folder.files.SetCut("b.fq", "cut");
     EXPECT_EQ(folder.files.NextSettled(), Folder::At(61));
     folder.Look(60);
     EXPECT_EQ(folder.files.Waiting(), Texts());
@@ -59,22 +55,19 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTimeAndWhole) {
     folder.Look(61);
     EXPECT_EQ(folder.files.Waiting(), Texts{"a.fq"});
     // A cut file goes on when it grows.
-    folder.cut.clear();
+    EXPECT_FALSE(folder.files.WriterPauses());
     folder.Put("b.fq", 2);
     folder.Look(70);
+    EXPECT_TRUE(folder.files.WriterPauses());
     folder.Look(100);
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq"}));
     EXPECT_EQ(folder.files.LastChange(), Folder::At(70));
-    // Another one becomes readable without a change.
-    folder.cut["c.fq"] = "cannot be read";
-    folder.Put("c.fq", 1);
-    folder.Look(100);
-    folder.Look(130);
-    EXPECT_FALSE(folder.files.ReadCutAgain());
-    folder.cut.clear();
-    EXPECT_TRUE(folder.files.ReadCutAgain());
-    EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq", "c.fq"}));
-    EXPECT_EQ(folder.files.At("c.fq").reason, "");
+    // Or when it is whole after all.
+    folder.files.SetCut("b.fq", "cannot be read");
+    EXPECT_FALSE(folder.files.SetWhole("a.fq"));
+    EXPECT_TRUE(folder.files.SetWhole("b.fq"));
+    EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq"}));
+    EXPECT_EQ(folder.files.At("b.fq").reason, "");
 }
 
 TEST(WatchedFiles, LostFileIsTriedOnceMore) {
@@ -136,12 +129,94 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
         if (is_lost) {
             folder.files.SetLost("a.fq", "r");
         } else {
-            folder.files.SetDone("a.fq", "");
+            folder.files.SetDone("a.fq", 5, "");
         }
         const auto notice = "c.fq: is a.fq, renamed after it was aligned; the output keeps the former name";
         EXPECT_EQ(folder.Look(81), is_lost ? Texts() : Texts{notice});
         EXPECT_EQ(folder.files.Waiting(), is_lost ? Texts{"c.fq"} : Texts());
     }
+}
+
+// What happens to a file that is compressed or uncompressed, by what has become of it until then.
+TEST(WatchedFiles, OtherFormOfAFileIsTold) {
+    for (const auto& [name, other] : {std::pair("a.fq", "a.fq.gz"), std::pair("a.fq.gz", "a.fq")}) {
+        for (const auto phase : {Phase::settling, Phase::waiting, Phase::cut, Phase::aligning, Phase::done}) {
+            Folder folder;
+            folder.Put(name, 9);
+            folder.Look(0);
+            folder.Look(phase == Phase::settling ? 1 : 30);
+            if (phase == Phase::cut) {
+                folder.files.SetCut(name, "cut");
+            } else if (phase == Phase::aligning || phase == Phase::done) {
+                folder.files.SetAligning(name);
+            }
+            if (phase == Phase::done) {
+                folder.files.SetDone(name, 7, "");
+            }
+            folder.Put(other, 3);
+            EXPECT_EQ(folder.Look(31), Texts());
+            folder.Remove(name);
+            EXPECT_EQ(folder.Look(35), Texts());
+            EXPECT_EQ(folder.Look(61), Texts());
+            if (phase == Phase::aligning) {
+                EXPECT_EQ(folder.files.Waiting(), Texts());  // The round decides.
+                folder.files.SetDone(name, 7, "");
+                EXPECT_EQ(folder.Look(62), Texts());
+            }
+            const bool is_done = phase == Phase::aligning || phase == Phase::done;
+            EXPECT_EQ(folder.files.Waiting(), Texts{other});
+            EXPECT_EQ(folder.files.All().count(name), is_done ? 1U : 0U);
+            EXPECT_EQ(folder.files.FormerFormOf(other), is_done ? name : "");
+            if (is_done) {
+                Live::Notices notices;
+                folder.files.SetOtherForm(other, name, notices);
+                const auto word = other > std::string(name) ? ", compressed" : ", uncompressed";
+                EXPECT_EQ(notices.Texts(), Texts{std::string(other) + ": is " + name + word +
+                                                 " after it was aligned; the output keeps the former name"});
+                EXPECT_EQ(folder.Look(63), Texts());
+                EXPECT_TRUE(folder.files.IsQuiet());
+            }
+        }
+    }
+    Folder folder;
+    folder.Put("a.fq", 9);
+    folder.Put("a.fq.gz", 3);
+    folder.Look(0);
+    EXPECT_EQ(folder.Look(30), Texts{"a.fq.gz: is aligned beside a.fq, as a file of its own"});
+    EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "a.fq.gz"}));
+}
+
+// Thousands of files must neither fill the screen nor take time by their square.
+TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
+    const auto begin = std::chrono::steady_clock::now();
+    constexpr int kFiles = 30'000;
+    Folder folder;
+    const auto name = [](int i, const char* start) { return start + std::to_string(kFiles + i) + ".fq"; };
+    for (int i = 0; i < kFiles; ++i) {
+        folder.Put(name(i, "a"), 1 + static_cast<std::uint64_t>(i));
+    }
+    folder.Look(0);
+    folder.Look(30);
+    for (const auto& one : folder.files.Waiting()) {
+        folder.files.SetAligning(one);
+        folder.files.SetDone(one, 1, "");
+    }
+    for (int i = 0; i < kFiles; ++i) {
+        folder.Move(name(i, "a"), name(i, "b"));
+    }
+    const auto renamed = folder.Look(31);
+    ASSERT_EQ(renamed.size(), 4U);
+    EXPECT_EQ(renamed[0], "b30000.fq: is a30000.fq, renamed after it was aligned; the output keeps the former name");
+    EXPECT_EQ(renamed[3], "29997 more files are renamed after they were aligned; the output keeps the former names");
+    for (int i = 0; i < kFiles; ++i) {
+        folder.Move(name(i, "b"), name(i, "a"));
+    }
+    EXPECT_EQ(folder.Look(32), Texts());
+    folder.present.clear();
+    const auto gone = folder.Look(33);
+    ASSERT_EQ(gone.size(), 4U);
+    EXPECT_EQ(gone[3], "29997 more files disappeared after they were aligned; the output keeps their reads");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
 }
 
 TEST(WatchedFiles, FileThatDisappearsUnalignedIsNamedAndMayComeBack) {

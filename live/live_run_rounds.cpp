@@ -1,0 +1,344 @@
+// The rounds of a run.
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "checks/texts.h"
+#include "common/summary_columns.h"
+#include "live/content.h"
+#include "live/disk_files.h"
+#include "live/live_run.h"
+
+namespace Live {
+
+namespace fs = std::filesystem;
+
+using Kind = FileOutcome::Kind;
+using Phase = Watched::Phase;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+// A round is limited to about this time, so that results appear and a killed run repeats little.
+constexpr double kRoundSeconds = 300;
+constexpr double kFirstRoundBytes = 1e9;
+constexpr int kMostFailedStarts = 3;
+// What the choice of a round reads takes about this time, or more for one file.
+constexpr std::chrono::seconds kReadingTime{1};
+
+// Compressed bytes hold about twice as many bases.
+double Work(const std::string& name, const Stamp& stamp) {
+    return static_cast<double>(stamp.size) * (name.ends_with("gz") || name.ends_with("GZ") ? 2 : 1);
+}
+
+std::string LastLine(const std::string& text) {
+    const auto end = text.find_last_not_of('\n');
+    const auto begin = end == std::string::npos ? end : text.rfind('\n', end);
+    return end == std::string::npos ? "" : text.substr(begin == std::string::npos ? 0 : begin + 1, end - begin);
+}
+
+std::uint64_t BytesIn(const std::string& folder) {
+    std::uint64_t bytes = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file() && !entry.is_symlink()) {
+            bytes += entry.file_size();
+        }
+    }
+    return bytes;
+}
+
+// A file that is gone has not changed: its reads were checked.
+bool HasChanged(const std::string& path, const Stamp& stamp) {
+    try {
+        return !StampOf(path).SameContent(stamp);
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+bool HasStamp(const std::string& path, const Stamp& stamp) {
+    try {
+        return StampOf(path).SameContent(stamp);
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+bool IsKept(const FileOutcome& file) {
+    return file.kind == Kind::kept;
+}
+
+}  // namespace
+
+std::vector<RoundFile> LiveRun::NextRound() {
+    const auto most =
+        std::min(largest_round, bytes_per_second > 0 ? kRoundSeconds * bytes_per_second : kFirstRoundBytes);
+    const auto reading_ends = Clock::now() + kReadingTime;
+    double bytes = 0;
+    std::vector<RoundFile> round;
+    std::vector<RoundFile> again;  // One by one, so that no file is lost because of another.
+    Notices notices;
+    for (const auto& name : files.Waiting()) {
+        if (Signals::Stopping() || (!round.empty() && Clock::now() > reading_ends)) {
+            break;
+        }
+        if (!IsToBeAligned(name, notices)) {
+            continue;
+        }
+        const auto& file = files.At(name);
+        const RoundFile one{name, PathOf(name), file.stamp, ""};
+        if (file.losses > 0) {
+            again.push_back(one);
+            continue;
+        }
+        bytes += Work(name, file.stamp);
+        if (!round.empty() && bytes > most) {
+            break;
+        }
+        round.push_back(one);
+    }
+    for (const auto& notice : notices.Texts()) {
+        status.Tell(notice);
+    }
+    return again.empty() ? round : std::vector{again.front()};
+}
+
+// The looks during the work below may show that the file is no longer there.
+bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
+    if (!files.IsWaiting(name)) {
+        return false;
+    }
+    if (const auto former = files.FormerFormOf(name); !former.empty()) {
+        CompareForms(name, former, notices);
+        return false;
+    }
+    const auto stamp = files.At(name).stamp;
+    const bool may_be_cut = files.WriterPauses() || stamp.size == 0 || LooksCut(PathOf(name));
+    if (may_be_cut && (IsCut(name, stamp) || !files.IsWaiting(name))) {
+        return false;
+    }
+    if (const auto obstacle = output.Obstacle(SamNameOf(name)); !obstacle.empty()) {
+        files.GiveUp(name, "its SAM file cannot be made: " + obstacle);
+        status.Tell(name + ": " + files.At(name).reason);
+        return false;
+    }
+    return true;
+}
+
+// Notes that the file is not whole. If it has another stamp by now, the next look decides.
+bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
+    const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
+    if (content.whole) {
+        return false;
+    }
+    if (HasStamp(PathOf(name), stamp)) {
+        files.SetCut(name, content.reason);
+    }
+    return true;
+}
+
+// Reads that were aligned before their file was compressed or uncompressed are not aligned again.
+void LiveRun::CompareForms(const std::string& name, const std::string& former, Notices& notices) {
+    const auto sam = output.Path() + "/" + SamNameOf(former);
+    const auto reads = files.At(former).reads;
+    const auto stamp = files.At(name).stamp;
+    const bool same = Meanwhile("comparing " + name + " with " + former,
+                                [=, path = PathOf(name)] { return HoldsReadsOf(sam, reads, path); });
+    if (!files.IsWaiting(name) || files.FormerFormOf(name) != former) {
+        return;
+    }
+    if (same) {
+        files.SetOtherForm(name, former, notices);
+    } else if (!IsCut(name, stamp) && files.IsWaiting(name)) {
+        files.GiveUp(name, "it holds other reads than " + former +
+                               ", which was aligned before; the output keeps the reads of " + former);
+        status.Tell(name + ": " + files.At(name).reason);
+    }
+}
+
+// An index that was replaced meanwhile would give other results.
+void LiveRun::CheckReference() const {
+    if (const auto differences = RunState::For(options).DifferencesFrom(state); !differences.empty()) {
+        throw std::runtime_error("changed while the run went on: " + differences.front());
+    }
+}
+
+// Returns what became of the first file.
+Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
+    const bool are_copies = !round_files.front().loss.empty();
+    if (std::error_code unknown; !are_copies && !fs::is_directory(options.reads, unknown)) {
+        WaitAndLook();
+        return Kind::not_begun;
+    }
+    CheckReference();
+    was_away = false;
+    auto first = Kind::not_begun;
+    try {
+        const Round round(output.RoundPath(), round_files);
+        for (const auto& file : round_files) {
+            files.SetAligning(file.name);
+        }
+        const auto begin = Clock::now();
+        const int ended = Align(round);
+        const auto took = Clock::now() - begin;
+        LookAtReads();
+        const auto count = Checks::Plural(round_files.size(), "file");
+        auto outcome = Meanwhile("checking " + count, [&] { return round.Judge(options.allowed_failed_reads); });
+        outcome.status = ended;
+        outcome.milliseconds =
+            static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count());
+        double bytes = 0;
+        for (const auto& file : round_files) {
+            bytes += Work(file.name, file.stamp);
+        }
+        bytes_per_second = bytes / std::max(Seconds(took).count(), 0.01);
+        if (outcome.disk_full) {
+            largest_round = bytes / 2;
+            MakeRoundRoom("the disk is full");
+        } else {
+            Take(round, outcome);
+            first = outcome.files.front().kind;
+        }
+    } catch (const std::system_error& error) {
+        if (!IsDiskFull(error.code().value())) {
+            throw;
+        }
+        MakeRoundRoom(error.what());
+    }
+    for (const auto& file : round_files) {  // Unless the round decided otherwise.
+        files.SetWaiting(file.name);
+        if (are_copies && files.IsWaiting(file.name)) {
+            files.SetCut(file.name, file.loss);
+        }
+    }
+    return first;
+}
+
+// The round is made anew when there is room for it.
+void LiveRun::MakeRoundRoom(const std::string& why) {
+    std::uint64_t used = 0;
+    if (fs::exists(output.RoundPath())) {
+        used = BytesIn(output.RoundPath());
+        fs::remove_all(output.RoundPath());
+    }
+    WaitForRoom(used + used / 4, why);
+}
+
+// Returns the aligner's status.
+int LiveRun::Align(const Round& round) {
+    AlignerProcess aligner({options.aligner, "-z", "-i", "", "-s", output.RoundPath(), "-a", options.reference,
+                            "--min_coverage", state.min_coverage, "-t", std::to_string(options.worker_threads)},
+                           round.ListPath(), round.MessagesPath());
+    const auto begin = Clock::now();
+    auto ended = aligner.Ended();
+    while (!ended) {
+        const auto count = Checks::Plural(round.Files().size(), "file");
+        status.Show(StatusText("aligning " + count + " for " + Duration(Clock::now() - begin)), false);
+        WaitAndLook();
+        TellStopping();
+        ended = aligner.Ended();
+    }
+    return *ended;
+}
+
+void LiveRun::Take(const Round& round, Outcome& outcome) {
+    const auto& list = round.Files();
+    if (!was_away) {
+        CheckStart(round, outcome);
+    }
+    outcome.BlameFiles();
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        auto& kind = outcome.files[i].kind;
+        if (kind == Kind::lost && was_away && list[i].loss.empty()) {
+            kind = Kind::not_begun;  // Not the file's fault.
+        }
+        if (kind == Kind::kept && HasChanged(PathOf(list[i].name), list[i].stamp)) {
+            kind = Kind::changed;
+        }
+    }
+    TakeLosses(round, outcome);
+    const auto kept = std::count_if(outcome.files.begin(), outcome.files.end(), IsKept);
+    if (kept == 0) {
+        return;
+    }
+    Publish(round, outcome);
+    const auto now = Clock::now();
+    figures.AddReads(now, report.Reads());
+    page_times.NewRows();
+    if (now >= page_times.Due()) {
+        WritePage();
+    }
+    status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
+}
+
+// The aligner may be unable to work at all.
+void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
+    const bool any_begun = std::any_of(outcome.files.begin(), outcome.files.end(),
+                                       [](const auto& file) { return file.kind != FileOutcome::Kind::not_begun; });
+    failed_starts = any_begun ? 0 : failed_starts + 1;
+    if (!any_begun && (outcome.status == 1 || outcome.status == 255 || failed_starts == kMostFailedStarts)) {
+        throw std::runtime_error(outcome.HowEnded() + ": " + LastLine(ReadFile(round.MessagesPath())));
+    }
+}
+
+void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
+    for (std::size_t i = 0; i < round.Files().size(); ++i) {
+        const auto& [name, path, stamp, loss] = round.Files()[i];
+        const auto& file = outcome.files[i];
+        if (file.kind == Kind::changed) {
+            status.Tell(name + ": changed while it was aligned; it is aligned again when it is complete");
+        }
+        const bool is_copy = !loss.empty();
+        if (file.kind != Kind::lost || (!is_copy && IsCut(name, stamp))) {
+            continue;
+        }
+        const auto reason = Checks::OneLine(round.WithNames(file.findings.front(), i));
+        std::string end;
+        if (!is_copy) {
+            files.SetLost(name, reason);
+            const auto known = files.All().find(name);
+            const bool again = known == files.All().end() || known->second.phase != Phase::given_up;
+            end = again ? "; it is tried once more" : "; it failed twice";
+        }
+        status.Tell(std::string(name).append(": ").append(reason).append(end));
+    }
+}
+
+// Throws std::system_error if the round must be made anew.
+void LiveRun::Publish(const Round& round, const Outcome& outcome) {
+    auto next = state;
+    round.WritePublication(outcome, output.Path(), next);
+    Meanwhile("publishing", [this] { output.Prepare(); });
+    report.Count(output.ReadyPath() + "/rows", output.ReadyPath());
+    CompletePublication();
+    state = std::move(next);
+    for (std::size_t i = 0; i < outcome.files.size(); ++i) {
+        if (IsKept(outcome.files[i])) {
+            files.SetDone(round.Files()[i].name, outcome.files[i].reads, round.Files()[i].loss);
+        }
+    }
+    if (!output.SeesReaders() && !std::exchange(told_unseen_readers, true)) {
+        status.Tell(output.Path() + ": its file system does not show who reads a file; a program that reads " +
+                    Common::kSummaryFileName + " for longer than a round may see rows of the next one");
+    }
+}
+
+void LiveRun::CompletePublication() {
+    while (true) {
+        try {
+            Meanwhile("publishing", [this] { output.Publish(); });
+            return;
+        } catch (const std::system_error& error) {
+            if (!IsDiskFull(error.code().value())) {
+                throw;
+            }
+            WaitForRoom(0, error.what());
+        }
+    }
+}
+
+}  // namespace Live

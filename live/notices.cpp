@@ -1,0 +1,51 @@
+#include "live/notices.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "checks/texts.h"
+
+namespace Live {
+
+namespace {
+
+constexpr std::size_t kMostNamed = 3;
+
+// Follows "17 more files".
+std::string Summary(Notices::Event event) {
+    switch (event) {
+        case Notices::Event::beside:
+            return " are aligned beside their compressed or uncompressed forms, as files of their own";
+        case Notices::Event::changed:
+            return " changed after they were aligned; the output holds their former reads";
+        case Notices::Event::renamed:
+            return " are renamed after they were aligned; the output keeps the former names";
+        case Notices::Event::other_form:
+            return " are compressed or uncompressed after they were aligned; the output keeps the former names";
+        case Notices::Event::disappeared:
+            return " disappeared after they were aligned; the output keeps their reads";
+        case Notices::Event::disappeared_unaligned:
+            return " disappeared before they were aligned";
+    }
+    return "";
+}
+
+}  // namespace
+
+void Notices::Add(Event event, const std::string& text) {
+    texts[event].push_back(text);
+}
+
+std::vector<std::string> Notices::Texts() const {
+    std::vector<std::string> all;
+    for (const auto& [event, of_event] : texts) {
+        const auto named = std::min(of_event.size(), kMostNamed);
+        all.insert(all.end(), of_event.begin(), of_event.begin() + static_cast<std::ptrdiff_t>(named));
+        if (const auto others = of_event.size() - named; others > 0) {
+            all.push_back(Checks::Plural(others, "more file") + Summary(event));
+        }
+    }
+    return all;
+}
+
+}  // namespace Live
