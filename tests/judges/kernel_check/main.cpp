@@ -37,6 +37,8 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(kernels, anchors, count, chained));
         Judge(Tests::CompareJoining(kernels, anchors, count, joined));
+        const float penalty = 0.01F * static_cast<float>(arrays.Between(1, 100));
+        Judge(Tests::CompareDistantChains(kernels, penalty, 0.3F * penalty, joined));
         Judge(Tests::CompareChaining(kernels, arrays, count / 1000, chained));
         Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
         std::cout << kernels.bits << " bits: " << figures.calls << " alignments alike, " << figures.with_cigar

@@ -67,34 +67,79 @@ ChainScoring RandomScoring(RandomAnchors& random, int band) {
             usual ? 0.0F : 0.01F * static_cast<float>(random.Between(0, 20))};
 }
 
+// Chains anchors with our kernel if `ours`, otherwise with minimap2; false when the kernel leaves them to minimap2.
+using Chain = std::function<bool(Chains&, bool ours)>;
+
+Chain Chaining(const Kernels& kernels, const ChainCall& call) {
+    return [call, &kernels](Chains& chains, bool ours) {
+        if (ours) {
+            return kernels.chain(call, chains);
+        }
+        const auto& s = call.scoring;
+        chains.anchors = mg_lchain_dp(call.reference_distance, call.read_distance, s.band, s.most_skipped,
+                                      call.most_tried, s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, 0,
+                                      1, chains.count, chains.anchors, &chains.chain_count, &chains.chains, nullptr);
+        return true;
+    };
+}
+
+Chain Joining(const Kernels& kernels, const JoinCall& call) {
+    return [call, &kernels](Chains& chains, bool ours) {
+        if (ours) {
+            return kernels.join(call, chains);
+        }
+        const auto& s = call.scoring;
+        chains.anchors = mg_lchain_rmq(call.distance, call.near_distance, s.band, s.most_skipped, call.most_in_reach,
+                                       s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, chains.count,
+                                       chains.anchors, &chains.chain_count, &chains.chains, nullptr);
+        return true;
+    };
+}
+
+std::string CompareOne(const char* what, const std::vector<mm128_t>& sorted, const Chain& chain,
+                       ChainFigures& figures) {
+    const auto size = static_cast<std::int64_t>(sorted.size());
+    Chains actual{nullptr, size, Copy(sorted), 0, nullptr};
+    ++figures.calls;
+    if (!chain(actual, true)) {
+        ++figures.left_to_minimap2;
+        const bool untouched = std::equal(sorted.begin(), sorted.end(), actual.anchors, Same);
+        std::free(actual.anchors);
+        return untouched ? "" : Describe("changed though left to minimap2", sorted, figures.calls);
+    }
+    Chains expected{nullptr, size, Copy(sorted), 0, nullptr};
+    chain(expected, false);
+    figures.chains += expected.chain_count;
+    return SameChains(expected, actual) ? "" : Describe(what, sorted, figures.calls);
+}
+
 std::string Compare(const char* what, RandomAnchors& random, long count, ChainFigures& figures,
-                    const std::function<std::function<bool(Chains&, bool)>()>& next) {
-    for (; count > 0; --count) {
+                    const std::function<Chain()>& next) {
+    std::string difference;
+    for (; count > 0 && difference.empty(); --count) {
         auto anchors = random.MakesArrays()
                            ? random.Array(random.Between(10, 150), random.Between(2, 300), random.Between(2, 60))
                            : random.Next(random.OneIn(50) ? 4000 : 150);
         radix_sort_128x(anchors.data(), anchors.data() + anchors.size());
-        const auto chain = next();
-        const auto size = static_cast<std::int64_t>(anchors.size());
-        Chains actual{nullptr, size, Copy(anchors), 0, nullptr};
-        ++figures.calls;
-        if (!chain(actual, true)) {
-            ++figures.left_to_minimap2;
-            const bool untouched = std::equal(anchors.begin(), anchors.end(), actual.anchors, Same);
-            std::free(actual.anchors);
-            if (!untouched) {
-                return Describe("changed though left to minimap2", anchors, figures.calls);
-            }
-            continue;
-        }
-        Chains expected{nullptr, size, Copy(anchors), 0, nullptr};
-        chain(expected, false);
-        figures.chains += expected.chain_count;
-        if (!SameChains(expected, actual)) {
-            return Describe(what, anchors, figures.calls);
-        }
+        difference = CompareOne(what, anchors, next(), figures);
     }
-    return "";
+    return difference;
+}
+
+// Chains of `per_chain` touching anchors; from one to the next, the diagonal moves by `first` bases and then by one
+// more each time.
+std::vector<mm128_t> DistantChains(int chains, int per_chain, int first) {
+    constexpr unsigned kLength = 255;
+    std::vector<mm128_t> anchors;
+    std::uint64_t reference = kLength;
+    std::uint64_t read = kLength;
+    for (int chain = 0; chain < chains; ++chain) {
+        for (int i = 0; i < per_chain; ++i) {
+            anchors.push_back({reference += kLength, std::uint64_t{kLength} << 32U | (read += kLength)});
+        }
+        reference += static_cast<unsigned>(first + chain);
+    }
+    return anchors;
 }
 
 }  // namespace
@@ -226,17 +271,7 @@ std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long 
         const ChainCall call{usual ? 5000 : random.Between(1, 9000), usual ? 5000 : random.Between(1, 9000),
                              usual ? 5000 : random.Between(1, 300),
                              RandomScoring(random, usual ? 500 : random.Between(0, 2000))};
-        return [call, &kernels](Chains& chains, bool ours) {
-            if (ours) {
-                return kernels.chain(call, chains);
-            }
-            const auto& s = call.scoring;
-            chains.anchors =
-                mg_lchain_dp(call.reference_distance, call.read_distance, s.band, s.most_skipped, call.most_tried,
-                             s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, 0, 1, chains.count,
-                             chains.anchors, &chains.chain_count, &chains.chains, nullptr);
-            return true;
-        };
+        return Chaining(kernels, call);
     });
 }
 
@@ -246,18 +281,22 @@ std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long c
         const JoinCall call{
             usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
             usual ? 100'000 : random.Between(1, 300), RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
-        return [call, &kernels](Chains& chains, bool ours) {
-            if (ours) {
-                return kernels.join(call, chains);
-            }
-            const auto& s = call.scoring;
-            chains.anchors =
-                mg_lchain_rmq(call.distance, call.near_distance, s.band, s.most_skipped, call.most_in_reach,
-                              s.least_anchors, s.least_score, s.gap_penalty, s.skip_penalty, chains.count,
-                              chains.anchors, &chains.chain_count, &chains.chains, nullptr);
-            return true;
-        };
+        return Joining(kernels, call);
     });
+}
+
+std::string CompareDistantChains(const Kernels& kernels, float gap_penalty, float skip_penalty, ChainFigures& figures) {
+    constexpr int kFarthest = 19'000, kAtOnce = 20;
+    // Enough for a chain to outweigh the penalty.
+    const int per_chain = 4 + static_cast<int>((gap_penalty + skip_penalty) * kFarthest / 250);
+    std::string difference;
+    for (int first = 1; first < kFarthest && difference.empty(); first += kAtOnce) {
+        const auto anchors = DistantChains(kAtOnce, per_chain, first);
+        const ChainScoring scoring{20'000, 25, 3, 40, gap_penalty, skip_penalty};
+        difference = CompareOne("chained", anchors, Chaining(kernels, {20'000, 20'000, 5000, scoring}), figures) +
+                     CompareOne("joined", anchors, Joining(kernels, {5000, 1000, 100'000, scoring}), figures);
+    }
+    return difference;
 }
 // NOLINTEND(clang-analyzer-unix.Malloc)
 

@@ -73,4 +73,9 @@ std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, Random
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
+/// The same for chains that lie apart on the reference by each distance from 1 to 19 000 bases. How penalties are
+/// rounded shows there first.
+std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
+                                 ChainFigures& figures);
+
 }  // namespace Tests

@@ -179,6 +179,15 @@ TEST_P(Kernel, ChainsAnchorsAsMinimap2Does) {
     EXPECT_GT(joined.chains, 5000);
 }
 
+// With the preset's penalties, and with some that make a difference in rounding likely.
+TEST_P(Kernel, JoinsDistantChainsAsMinimap2Does) {
+    for (const auto& [gap_penalty, skip_penalty] : {std::pair{0.12F, 0.0F}, std::pair{1.03F, 0.17F}}) {
+        Tests::ChainFigures figures;
+        EXPECT_EQ(Tests::CompareDistantChains(kernels, gap_penalty, skip_penalty, figures), "");
+        EXPECT_EQ(figures.chains, figures.calls) << "all are joined to one";
+    }
+}
+
 // Thousands of anchors in reach of each other, and more than fit one window.
 TEST_P(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
     Tests::RandomAnchors random(9);
