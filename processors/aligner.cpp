@@ -1,7 +1,5 @@
 #include "processors/aligner.h"
 
-#include <immintrin.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -11,6 +9,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "common/logging/record.h"
+#include "common/processor.h"
 #include "common/summary_columns.h"
 #include "common/version.h"
 #include "processors/relative_path.h"
@@ -62,7 +61,7 @@ std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     std::unique_lock lock(mutex, std::try_to_lock);
     for (const auto start = Clock::now(); !lock && Clock::now() - start < kLongestAwake;) {
         for (int i = 0; i < kPauses; ++i) {
-            _mm_pause();
+            Common::PauseInLoop();
         }
         static_cast<void>(lock.try_lock());
     }

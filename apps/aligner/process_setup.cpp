@@ -4,14 +4,13 @@
 #include <initializer_list>
 
 #include <fcntl.h>
-#include <pmmintrin.h>
 #include <unistd.h>
-#include <xmmintrin.h>
+
+#include "common/processor.h"
 
 void SetUpProcess() {
     // Denormal numbers are slow, and no result needs them. Threads started later inherit this setting.
-    _MM_SET_FLUSH_ZERO_MODE(_MM_FLUSH_ZERO_ON);
-    _mm_setcsr(_mm_getcsr() | static_cast<unsigned>(_MM_DENORMALS_ZERO_MASK));
+    Common::SetFloatingPointSettings(Common::FloatingPointSettings() | Common::kDenormalsAreZero);
 
     // If a standard stream is closed, the next opened file gets its number and would receive terminal output. So
     // /dev/null takes the number instead.

@@ -7,7 +7,12 @@
 #include <new>
 #include <utility>
 
+#if defined(__x86_64__)
 #include <emmintrin.h>
+#else  // SIMDe expresses SSE2 in the terms of this processor.
+#define SIMDE_ENABLE_NATIVE_ALIASES
+#include <simde/x86/sse2.h>
+#endif
 
 namespace qel_minimap2 {
 

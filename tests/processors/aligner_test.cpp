@@ -9,11 +9,11 @@
 #include <tuple>
 
 #include <unistd.h>
-#include <xmmintrin.h>
 
 #include <gtest/gtest.h>
 
 #include "apps/aligner/process_setup.h"
+#include "common/processor.h"
 #include "processors/relative_path.h"
 #include "processors/summary_row.h"
 #include "tests/common/captured_log.h"
@@ -127,11 +127,11 @@ TEST(Aligner, ANameInTheTablesEndsAtAnyWhiteSpace) {
 }
 
 TEST(ProcessSetup, DenormalNumbersCountAsZero) {
-    const auto before = _mm_getcsr();
+    const auto before = Common::FloatingPointSettings();
     SetUpProcess();
     volatile float denormal = 1e-40F, least = 1.2e-38F;
     const float read = denormal * 1e20F, made = least / 4;
-    _mm_setcsr(before);
+    Common::SetFloatingPointSettings(before);
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
     EXPECT_NE(denormal, 0.0F);

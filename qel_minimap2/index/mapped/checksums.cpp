@@ -1,10 +1,9 @@
 #include "qel_minimap2/index/mapped/checksums.h"
 
-// The second header makes the functions of the first choose the widest registers of the processor.
 #include <xxhash.h>
-// clang-format off
+#if defined(__x86_64__)  // Makes the functions of the first header choose the widest registers of the processor.
 #include <xxh_x86dispatch.h>
-// clang-format on
+#endif
 
 namespace qel_minimap2 {
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#elif !defined(__aarch64__)
+#error "Only x86-64 and arm64 are supported: see common/processor.h"
+#endif
+
+// What C++ has no words for and processors do differently.
+namespace Common {
+
+/// For loops that wait for another thread: lets other threads of the same core run for some cycles.
+inline void PauseInLoop() {
+#if defined(__x86_64__)
+    _mm_pause();
+#else
+    __asm__ volatile("yield");
+#endif
+}
+
+/// The calling thread's settings for floating-point numbers (MXCSR or FPCR). A new thread inherits them.
+inline std::uint64_t FloatingPointSettings() {
+#if defined(__x86_64__)
+    return _mm_getcsr();
+#else
+    std::uint64_t settings = 0;
+    __asm__ volatile("mrs %0, fpcr" : "=r"(settings));
+    return settings;
+#endif
+}
+
+inline void SetFloatingPointSettings(std::uint64_t settings) {
+#if defined(__x86_64__)
+    _mm_setcsr(static_cast<unsigned>(settings));
+#else
+    __asm__ volatile("msr fpcr, %0" : : "r"(settings));
+#endif
+}
+
+/// The settings by which denormal numbers count as zero, as operands and as results.
+#if defined(__x86_64__)
+constexpr std::uint64_t kDenormalsAreZero = 1U << 15U | 1U << 6U;  // Flush to zero, denormals are zero.
+#else
+constexpr std::uint64_t kDenormalsAreZero = 1U << 24U;  // Flush to zero, which is for both.
+#endif
+
+}  // namespace Common
