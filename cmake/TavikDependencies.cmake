@@ -52,10 +52,11 @@ endif()
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
-  execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}" libminimap2-dev
+  execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}\n" libminimap2-dev
     OUTPUT_VARIABLE tavik_minimap2_package ERROR_QUIET)
-  if(tavik_minimap2_package)
-    set(TAVIK_MINIMAP2_VERSION "${tavik_minimap2_package}")
+  # Its packages for several architectures have the same version.
+  if(tavik_minimap2_package MATCHES "^[^\n]+")
+    set(TAVIK_MINIMAP2_VERSION "${CMAKE_MATCH_0}")
   endif()
 endif()
 # qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a release is accepted only after all of its output

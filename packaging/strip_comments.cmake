@@ -4,6 +4,6 @@ file(GLOB_RECURSE files LIST_DIRECTORIES false "${CPACK_TEMPORARY_INSTALL_DIRECT
 foreach(file IN LISTS files)
   file(READ "${file}" magic LIMIT 4 HEX)
   if(magic STREQUAL "7f454c46")
-    execute_process(COMMAND strip --remove-section=.comment --remove-section=.note "${file}" COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND "${CPACK_TAVIK_STRIP}" --remove-section=.comment --remove-section=.note "${file}" COMMAND_ERROR_IS_FATAL ANY)
   endif()
 endforeach()
