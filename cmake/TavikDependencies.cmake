@@ -71,8 +71,8 @@ if(TAVIK_MINIMAP2_RELEASE AND NOT TAVIK_MINIMAP2_RELEASE IN_LIST tavik_judged_mi
     "tests/judges/compare-with-minimap2, and add it to cmake/TavikDependencies.cmake.")
 endif()
 # The functions that are replaced, and a proof that this works with the installed library.
-set(TAVIK_MINIMAP2_WRAPPED ksw_extd2_sse mm_sketch mm_idx_getseq mm_idx_cal_max_occ mm_collect_matches radix_sort_128x
-  mg_lchain_dp mg_lchain_rmq)
+set(TAVIK_MINIMAP2_WRAPPED ksw_extd2_sse mm_sketch mm_idx_getseq mm_idx_cal_max_occ mm_seed_mz_flt mm_collect_matches
+  radix_sort_128x mg_lchain_dp mg_lchain_rmq)
 list(TRANSFORM TAVIK_MINIMAP2_WRAPPED PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE TAVIK_MINIMAP2_WRAP_OPTIONS)
 if(NOT TAVIK_MINIMAP2_PROVEN STREQUAL "${MINIMAP2_ARCHIVE} ${TAVIK_MINIMAP2_VERSION}")
   set(tavik_proof SOURCES "${CMAKE_CURRENT_LIST_DIR}/minimap2_assumptions.cpp"

@@ -19,11 +19,11 @@
 // compile or link; a call that does not pass through its name is never seen here.
 namespace {
 
-enum Wrapped { ksw, sketch, getseq, cal_max_occ, collect, sort, chain, join, wrapped_count };
+enum Wrapped { ksw, sketch, getseq, cal_max_occ, filter, collect, sort, chain, join, wrapped_count };
 std::array<bool, wrapped_count> called;
-const std::array<const char*, wrapped_count> names = {"ksw_extd2_sse",      "mm_sketch",          "mm_idx_getseq",
-                                                      "mm_idx_cal_max_occ", "mm_collect_matches", "radix_sort_128x",
-                                                      "mg_lchain_dp",       "mg_lchain_rmq"};
+const std::array<const char*, wrapped_count> names = {"ksw_extd2_sse",      "mm_sketch",      "mm_idx_getseq",
+                                                      "mm_idx_cal_max_occ", "mm_seed_mz_flt", "mm_collect_matches",
+                                                      "radix_sort_128x",    "mg_lchain_dp",   "mg_lchain_rmq"};
 
 bool Holds(bool condition, const char* what) {
     if (!condition) {
@@ -57,6 +57,8 @@ TAVIK_WRAP(int, getseq, mm_idx_getseq,
            (const mm_idx_t* index, std::uint32_t id, std::uint32_t begin, std::uint32_t end, std::uint8_t* bases),
            (index, id, begin, end, bases))
 TAVIK_WRAP(std::int32_t, cal_max_occ, mm_idx_cal_max_occ, (const mm_idx_t* index, float fraction), (index, fraction))
+TAVIK_WRAP(void, filter, mm_seed_mz_flt, (void* km, mm128_v* list, std::int32_t most, float fraction),
+           (km, list, most, fraction))
 TAVIK_WRAP(mm_seed_t*, collect, mm_collect_matches,
            (void* km, int* count, int length, int occ, int most, int distance, const mm_idx_t* index,
             const mm128_v* minimizers, std::int64_t* anchors, int* repeats, int* places, std::uint64_t** list),

@@ -20,6 +20,7 @@
 //   mm_sketch            kernel/sketch.cpp              each width
 //   mm_idx_getseq        index/packed_bases.cpp         always
 //   mm_idx_cal_max_occ   index/seed_table.cpp           always: minimap2's would find no minimizer
+//   mm_seed_mz_flt       mapping/seed_collection.cpp    always, where it would remove nothing
 //   mm_collect_matches   mapping/seed_collection.cpp    always: minimap2's would find no minimizer
 //   radix_sort_128x      kernel/anchor_sort.cpp         any width
 //   mg_lchain_dp         kernel/chaining.cpp            each width
@@ -33,6 +34,7 @@ decltype(ksw_extd2_sse) __wrap_ksw_extd2_sse, __real_ksw_extd2_sse;
 decltype(mm_sketch) __wrap_mm_sketch, __real_mm_sketch;
 decltype(mm_idx_getseq) __wrap_mm_idx_getseq;
 decltype(mm_idx_cal_max_occ) __wrap_mm_idx_cal_max_occ;
+decltype(mm_seed_mz_flt) __wrap_mm_seed_mz_flt, __real_mm_seed_mz_flt;
 decltype(mm_collect_matches) __wrap_mm_collect_matches;
 decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
 decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
@@ -91,6 +93,12 @@ int __wrap_mm_idx_getseq(const mm_idx_t* mi, std::uint32_t rid, std::uint32_t st
 
 std::int32_t __wrap_mm_idx_cal_max_occ(const mm_idx_t* mi, float f) {
     return qel_minimap2::SeedTable::Of(*mi)->OccurrenceThreshold(f);
+}
+
+void __wrap_mm_seed_mz_flt(void* km, mm128_v* mv, std::int32_t q_occ_max, float q_occ_frac) {
+    if (qel_minimap2::MayHaveFrequent(*mv, q_occ_max, q_occ_frac)) {
+        __real_mm_seed_mz_flt(km, mv, q_occ_max, q_occ_frac);
+    }
 }
 
 mm_seed_t* __wrap_mm_collect_matches(void* km, int* n_m, int qlen, int max_occ, int max_max_occ, int dist,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <utility>
 
@@ -118,6 +119,20 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
     }
     result.repetitive_bases += end - begin;
     return result;
+}
+
+bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction) {
+    // Counts by the lowest bits of the hashes, which few different minimizers share.
+    constexpr std::size_t kMostCounts = 4096;
+    std::array<std::uint32_t, kMostCounts> counts;  // NOLINT(cppcoreguidelines-pro-type-member-init): few are used.
+    const auto used = std::min(std::bit_ceil(minimizers.n), kMostCounts);
+    std::fill_n(counts.begin(), used, 0);
+    std::uint32_t highest = 0;
+    for (std::size_t i = 0; i < minimizers.n; ++i) {
+        highest = std::max(highest, ++counts[HashOf(minimizers.a[i]) & (used - 1)]);
+    }
+    return highest > static_cast<std::int64_t>(most) &&
+           static_cast<float>(highest) > static_cast<float>(minimizers.n) * fraction;
 }
 
 bool TookImpossibleHits() {

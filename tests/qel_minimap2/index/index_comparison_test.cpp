@@ -331,6 +331,30 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
     }
 }
 
+TEST(MinimizerFilter, LeavesListsToTheLibraryFromWhichItRemovesMinimizers) {
+    std::mt19937_64 random(12);
+    int removed = 0, left = 0;
+    for (int read = 0; read < 3000; ++read) {
+        std::vector<mm128_t> list(1 + random() % (read % 3 == 0 ? 9000 : 200));
+        for (auto& minimizer : list) {
+            minimizer = {random() >> 32U << 8U | 15U, 0};
+        }
+        const auto copies = std::min<std::size_t>(random() % 60, list.size());
+        std::fill_n(list.begin(), copies, list.back());
+        const int most = 1 + static_cast<int>(random() % 30);
+        const float fraction = random() % 2 == 0 ? 0.01F : 0.1F;
+        mm128_v minimizers{list.size(), list.size(), list.data()};
+        const bool may = MayHaveFrequent(minimizers, most, fraction);
+        mm_seed_mz_flt(nullptr, &minimizers, most, fraction);
+        const bool has = minimizers.n < list.size();
+        ASSERT_TRUE(may || !has) << list.size() << " minimizers, " << copies << " equal";
+        removed += has ? 1 : 0;
+        left += may ? 1 : 0;
+    }
+    EXPECT_GT(removed, 300);
+    EXPECT_LT(left, 2 * removed);
+}
+
 INSTANTIATE_TEST_SUITE_P(KmerLengths, SeedCollection, testing::Values(11, 25));
 
 TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
