@@ -104,3 +104,8 @@ def made_sets(folder):
     many = make.write("contigs.fasta", contigs)
     contig_reads = make.write("contig_reads.fastq", [make.noisy(contig) for contig in contigs[::100]])
     yield "made: 25 000 reference sequences", many, [contig_reads]
+    # Distances at which a penalty may depend on whether the processor rounds between multiplying and adding.
+    far = make.bases(120000)
+    joined = [far[at : at + 6000] + far[at + 6000 + jump : at + 12000 + jump]
+              for jump in (8912, 9978, 18341) for at in range(0, 60000, 6500)]
+    yield "made: long joins", make.write("far.fasta", [far]), [make.write("joined.fastq", joined)]
