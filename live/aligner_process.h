@@ -19,7 +19,7 @@ public:
     /// Kills it if it still runs.
     ~AlignerProcess();
 
-    /// Its exit status, negative for the signal that ended it; nothing while it runs.
+    /// Its exit status, or the negated number of the signal that ended it; nothing while it runs.
     std::optional<int> Ended();
 
 private:

@@ -37,9 +37,9 @@ Content ReadToEnd(const std::string& path) {
             return {false, "the last record is cut short"};
         }
         if (reads.Count() == 0) {
-            return {false, "it holds no read"};
+            return {false, "it holds no reads"};
         }
-        // A line feed is all that shows whether the last sequence is whole.
+        // Only a line feed shows that the last sequence is whole.
         if (reads.IsFasta() && Common::HasReadFileExtension(path) && !EndsWithLineFeed(path)) {
             return {false, "the last line has no line feed"};
         }

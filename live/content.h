@@ -12,7 +12,8 @@ struct Content {
 };
 
 /// Reads a file with the aligner's readers. It is whole if it holds a read and ends with a whole FASTQ record, a whole
-/// line of FASTA, and a whole gzip member. A file with a bad record before its end is whole: waiting does not mend it.
+/// line of FASTA, and a whole gzip member. A file with a bad record before its end is whole: waiting does not repair
+/// it.
 Content ReadToEnd(const std::string& path);
 
 /// True if a look at the end of a file shows that it may not be whole. Cheap; most files that are cut pass it.

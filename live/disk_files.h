@@ -10,7 +10,7 @@ namespace Live {
 
 std::string ReadFile(const std::string& path);
 
-/// Replaces the file at once: a reader sees the old content or the new one, and so does one after a power failure.
+/// Replaces the file in one step: readers see the old content or the new one, even after a power failure.
 void ReplaceFile(const std::string& path, std::string_view text);
 
 /// Writes a file, and waits until it is on the disk.

@@ -14,11 +14,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// A look takes at most this part of the time.
+// At most 1 / kLookShare of the time is spent looking at the folder.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
-// A signal has ended the wait for room on the disk.
+// A signal has ended the wait for disk space.
 struct StillFull : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -81,12 +81,13 @@ void LiveRun::LookAtReads() {
         auto look = LookAt(options.reads, options.until_file);
         walked = Clock::now();
         if (IsAway(look)) {
-            throw std::runtime_error(options.reads + ": empty, and not the folder that it was: a disk may be away");
+            throw std::runtime_error(options.reads +
+                                     ": empty, and not the same folder as before: a disk may be missing");
         }
         TakeLook(std::move(look), begin);
         last_look_error.clear();
     } catch (const std::runtime_error& error) {
-        // A network disk that is away for a while. Nothing is known then, so nothing has changed.
+        // A network disk may be unavailable for a while. Nothing is known then, so all files count as unchanged.
         was_away = true;
         if (last_look_error != error.what()) {
             last_look_error = error.what();
@@ -98,7 +99,7 @@ void LiveRun::LookAtReads() {
     next_look = std::max(next_look, end + kShortestWait);
 }
 
-// Without its disk, the folder of a mount is there, but empty.
+// Without its disk, a mount point is an empty folder.
 bool LiveRun::IsAway(const Look& look) const {
     return look.files.empty() && reads_id && *reads_id != look.id && AnyPresent(files);
 }
@@ -107,7 +108,7 @@ void LiveRun::TakeLook(Look look, Time now) {
     reads_id = look.id;
     KeepUnreadable(look);
     if (look.files.empty() && AnyPresent(files)) {
-        status.Tell(options.reads + ": holds no read file any more");
+        status.Tell(options.reads + ": no longer holds any read file");
     }
     end_file = look.end_file;
     for (const auto& notice : files.Update(look.files, now)) {
@@ -120,7 +121,7 @@ void LiveRun::TakeLook(Look look, Time now) {
     }
 }
 
-// Nothing is known about the files below a folder that cannot be listed, so they have not changed.
+// Nothing is known about the files below a folder that cannot be listed, so they count as unchanged.
 void LiveRun::KeepUnreadable(Look& look) const {
     for (const auto& folder : look.unreadable) {
         const auto start = folder + "/";
@@ -154,21 +155,21 @@ void LiveRun::TellStopping() {
     }
 }
 
-// Throws StillFull if a signal comes before there is room.
+// Throws StillFull if a signal arrives before there is enough space.
 void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
     constexpr std::uint64_t kLeast = std::uint64_t{1} << 16U;
     constexpr std::uint64_t kKilobyte = 1000;
     const auto needed = std::max(bytes, kLeast);
-    status.Tell(why + "; waiting for room: " + std::to_string(needed / kKilobyte) + " kB are needed in " +
+    status.Tell(why + "; waiting for space: " + std::to_string(needed / kKilobyte) + " kB are needed in " +
                 output.Path());
     do {
         if (Signals::Stopping()) {
-            throw StillFull("stopped while the disk is full; call again with the same options when there is room");
+            throw StillFull("stopped while the disk is full; call again with the same options when there is space");
         }
         status.Show(StatusText("the disk is full"), false);
         WaitAndLook();
     } while (!HasRoom(output.HiddenPath(), needed));
-    status.Tell("there is room again");
+    status.Tell("there is enough space again");
 }
 
 void LiveRun::WritePage() {

@@ -32,7 +32,7 @@ public:
     /// Opens the output folder. Throws std::exception if the run cannot begin.
     explicit LiveRun(const Options& options) : LiveRun(options, RunState::For(options)) {}
 
-    /// Returns the exit status. Throws std::exception if the run cannot go on.
+    /// Returns the exit status. Throws std::exception if the run cannot continue.
     int Run();
 
 private:
@@ -83,14 +83,14 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // The watched folder could not be listed since the round began.
+    bool was_away = false;  // At some time in this round, the watched folder could not be listed.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Of the last round.
     double largest_round = std::numeric_limits<double>::infinity();  // In bytes; less after a full disk.
-    int failed_starts = 0;  // Rounds in a row of which the aligner did not begin any file.
+    int failed_starts = 0;  // Consecutive rounds in which the aligner began no file.
     RunFigures figures;
 };
 

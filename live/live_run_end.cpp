@@ -125,7 +125,7 @@ std::vector<LostFile> LiveRun::TellAllLosses() {
 }
 
 int LiveRun::Finish() {
-    // First: what follows needs the disk.
+    // First, because what follows needs the disk.
     auto losses = TellAllLosses();
     bool failed = false;
     try {

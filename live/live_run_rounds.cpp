@@ -27,7 +27,7 @@ using Seconds = std::chrono::duration<double>;
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;
-// What the choice of a round reads takes about this time, or more for one file.
+// Choosing a round reads files for about this time, or longer for a single one.
 constexpr std::chrono::seconds kReadingTime{1};
 
 // Compressed bytes hold about twice as many bases.
@@ -51,7 +51,7 @@ std::uint64_t BytesIn(const std::string& folder) {
     return bytes;
 }
 
-// A file that is gone has not changed: its reads were checked.
+// A file that has disappeared counts as unchanged: its reads were checked.
 bool HasChanged(const std::string& path, const Stamp& stamp) {
     try {
         return !StampOf(path).SameContent(stamp);
@@ -154,7 +154,7 @@ void LiveRun::CompareForms(const std::string& name, const std::string& former, N
     if (same) {
         files.SetOtherForm(name, former, notices);
     } else if (!IsCut(name, stamp) && files.IsWaiting(name)) {
-        files.GiveUp(name, "it holds other reads than " + former +
+        files.GiveUp(name, "it holds different reads from " + former +
                                ", which was aligned before; the output keeps the reads of " + former);
         status.Tell(name + ": " + files.At(name).reason);
     }
@@ -163,7 +163,7 @@ void LiveRun::CompareForms(const std::string& name, const std::string& former, N
 // An index that was replaced meanwhile would give other results.
 void LiveRun::CheckReference() const {
     if (const auto differences = RunState::For(options).DifferencesFrom(state); !differences.empty()) {
-        throw std::runtime_error("changed while the run went on: " + differences.front());
+        throw std::runtime_error("changed during the run: " + differences.front());
     }
 }
 
@@ -218,7 +218,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
     return first;
 }
 
-// The round is made anew when there is room for it.
+// The round is made again when there is space for it.
 void LiveRun::MakeRoundRoom(const std::string& why) {
     std::uint64_t used = 0;
     if (fs::exists(output.RoundPath())) {
@@ -308,7 +308,7 @@ void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
     }
 }
 
-// Throws std::system_error if the round must be made anew.
+// Throws std::system_error if the round must be made again.
 void LiveRun::Publish(const Round& round, const Outcome& outcome) {
     auto next = state;
     round.WritePublication(outcome, output.Path(), next);

@@ -19,8 +19,8 @@ namespace {
 constexpr char kUsage[] =
     "Usage:\n\n  tavik_live -i READS -s OUT -a INDEX [options]\n\n"
     "Aligns the read files that a sequencer still writes below the folder READS, each as\n"
-    "soon as it is complete. OUT always looks as after one run of tavik_aligner over the\n"
-    "files so far. A run that was interrupted continues when it is called again.\n\n";
+    "soon as it is complete. OUT always looks like the output of one run of tavik_aligner\n"
+    "over the files so far. A run that was interrupted continues when it is called again.\n\n";
 
 constexpr char kStatuses[] =
     "\nExit status: 0 if nothing was lost, 1 if something was, which is named on standard\n"

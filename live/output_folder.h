@@ -12,21 +12,21 @@ namespace Live {
 
 /// The folder with the results of all rounds so far. Its sub-folder ".live" holds what readers must not see:
 ///
-///   lock    locked while a run goes on, also by the aligner that the run has started
+///   lock    locked during a run, also by the aligner that the run has started
 ///   state   the rounds so far; replacing it ends the publication of a round
 ///   round   the round that is being aligned and checked; removed when a run begins
 ///   whole   copies of the whole reads of files that are not whole; removed when a run begins
-///   ready   a checked round. From the moment it has this name, its publication is completed, if need be by a later run
+///   ready   a checked round. Once it has this name, its publication is completed, if necessary by a later run
 ///
-/// A step of a publication that is repeated has the same result, so a run that was killed leaves a whole state, or one
-/// that Publish completes.
+/// Repeating a step of a publication gives the same result, so a killed run leaves a complete state, or one that
+/// Publish completes.
 class OutputFolder {
 public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has it.
     explicit OutputFolder(const std::string& path);
 
-    /// Reads the state of earlier calls and removes what is left over of a broken round; a new folder takes `now`.
-    /// Throws std::runtime_error if it holds other results, or if the options that decide the output differ.
+    /// Reads the state of earlier calls and removes what is left of an interrupted round; a new folder takes `now`.
+    /// Throws std::runtime_error if it holds other results, or if the options that determine the output differ.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
@@ -37,7 +37,7 @@ public:
     std::string Obstacle(const std::string& sam) const;
 
     /// Moves the round in RoundPath, with its written publication, to ReadyPath: it is on the disk now, and will become
-    /// part of the results. After a std::system_error, such as a full disk, the round must be made anew: what the disk
+    /// part of the results. After a std::system_error, such as a full disk, the round must be made again: what the disk
     /// has refused once may be lost although a second attempt succeeds.
     void Prepare();
     std::string ReadyPath() const { return HiddenPath() + "/ready"; }

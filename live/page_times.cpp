@@ -10,7 +10,7 @@ using std::chrono::seconds;
 
 constexpr int kCostShare = 50;
 constexpr seconds kInterval{60};
-// For what else the program does before it gets to the page.
+// Time for other work before the page is made.
 constexpr seconds kSlack{20};
 constexpr seconds kShortestLife{90};
 

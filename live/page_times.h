@@ -4,7 +4,7 @@
 
 namespace Live {
 
-/// Decides when the page of a run that goes on is made anew. A page says until when its figures hold. By then, the next
+/// Decides when the page of a run in progress is made again. A page says until when its figures hold. By then, the next
 /// one replaces it, however long it takes to make one; and making them takes about 2 % of the time.
 class PageTimes {
 public:

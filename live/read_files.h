@@ -16,7 +16,7 @@ struct Stamp {
     std::int64_t time = 0;   ///< Of the last change, in nanoseconds.
     std::uint64_t inode = 0;
 
-    /// Inodes are not compared: some network file systems number files anew.
+    /// Inodes are not compared: some network file systems renumber files.
     bool SameContent(const Stamp& other) const { return size == other.size && time == other.time; }
 };
 

@@ -34,7 +34,7 @@ namespace {
 constexpr std::size_t kBlock = std::size_t{1} << 16U;
 constexpr std::size_t kLongestLine = std::numeric_limits<std::uint32_t>::max();
 
-// The findings of a run that are about no file.
+// The findings about the run as a whole.
 std::vector<std::string> OtherFindings(const Checks::RunLog& run) {
     std::multiset<std::string> of_files;
     for (const auto& file : run.files) {
@@ -61,7 +61,7 @@ std::string WithoutStart(const std::string& text, const std::string& start) {
     return text.starts_with(start) ? text.substr(start.size()) : text;
 }
 
-// The aligner's error about a file without what it says about every failed file.
+// The aligner's error about a file, without the words that all its errors share.
 std::string ReasonIn(const std::string& problem, const std::string& file) {
     constexpr std::string_view kEnd = " Will continue with next input file.";
     const auto reason = WithoutStart(problem, std::string(Common::kLoggedFileError) + file + ": ");

@@ -18,7 +18,7 @@ struct RoundFile {
     std::string loss;  ///< What the copy lacks; empty if nothing.
 };
 
-/// What a round gave for one file.
+/// The result of a round for one file.
 struct FileOutcome {
     enum class Kind { kept, lost, changed, not_begun };
     Kind kind = Kind::not_begun;
@@ -26,14 +26,14 @@ struct FileOutcome {
     std::vector<std::string> findings;  ///< Why it was lost.
 };
 
-/// What a round gave.
+/// The result of a round.
 struct Outcome {
     std::vector<FileOutcome> files;          ///< In the order of the round.
     std::vector<std::string> findings;       ///< About the round as a whole: none of its rows can be used.
     std::optional<std::size_t> interrupted;  ///< The file that the aligner was reading when it ended too early.
     int status = 0;                          ///< Of the aligner; negative: the signal that ended it.
     bool disk_full = false;                  ///< The losses are due to a full disk.
-    std::uint64_t milliseconds = 0;          ///< That the aligner took.
+    std::uint64_t milliseconds = 0;          ///< The time that the aligner took.
 
     /// If there are findings about the round as a whole: after a crash, the file that was being read is lost;
     /// otherwise, each file that was begun. The others count as not begun.
@@ -47,7 +47,7 @@ struct Outcome {
 /// list lose their folders.
 class Round {
 public:
-    /// Makes the folder anew, with links and list. Throws std::exception.
+    /// Empties or creates the folder and makes links and list in it. Throws std::exception.
     Round(std::string folder, std::vector<RoundFile> files);
 
     const std::vector<RoundFile>& Files() const { return files; }

@@ -20,7 +20,7 @@ struct FileRecord {
 
 /// What a run remembers in its output folder.
 struct RunState {
-    // What decides the output. A later call must have the same.
+    // What determines the output. A later call must have the same.
     std::string input;      ///< Absolute path of the watched folder.
     std::string reference;  ///< Absolute path.
     Stamp reference_stamp;
@@ -31,7 +31,7 @@ struct RunState {
     std::string log_name;         ///< Empty before the first round.
     std::uint64_t log_bytes = 0;  ///< Without what the end of the run adds.
     std::uint64_t summary_bytes = 0;
-    std::uint64_t milliseconds = 0;  ///< That the aligner took.
+    std::uint64_t milliseconds = 0;  ///< The time that the aligner took.
     std::vector<FileRecord> files;   ///< In the order of the summary's rows.
 
     /// The state of a run with these options before its first round. Throws std::system_error if the folder or the
@@ -44,7 +44,7 @@ struct RunState {
     void Add(const std::vector<FileRecord>& aligned);
 
     std::string Text() const;
-    /// Throws std::runtime_error if Text has not made this text.
+    /// Throws std::runtime_error for a text that Text does not write.
     static RunState Parse(const std::string& text);
 
     /// The options that differ, one line for each.

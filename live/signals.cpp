@@ -47,7 +47,8 @@ Signals::Signals() {
     if (::pipe2(wake.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    // A reader of standard output that ends, a limit on file sizes, and another program that opens a file with a lease.
+    // A closed standard output, a limit on file sizes, and another program's access to a leased file must not end the
+    // run.
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGIO}) {
         std::signal(signal, SIG_IGN);
     }

@@ -4,7 +4,7 @@
 
 namespace Live {
 
-/// What the user sees of a run on standard output: on a terminal, one line that is written again and again; otherwise,
+/// What the user sees of a run on standard output: on a terminal, one line that is rewritten each time; otherwise,
 /// one line with date and time for each round. Messages go to standard error.
 class StatusLine {
 public:

@@ -6,7 +6,7 @@
 namespace Live {
 
 /// Adds rows to a file that others read at any time, so that each of them sees all new rows or none, at a cost that
-/// does not grow with the rows before. There are two copies: the new rows, and those of the time before, go to the
+/// does not grow with the earlier rows. There are two copies: the new rows, and those of the previous round, go to the
 /// hidden one, and then the two change places. A reader keeps the copy that it has opened.
 class SummaryCopies {
 public:
@@ -26,7 +26,7 @@ public:
     /// than a round may then see rows of the next one.
     bool SeesReaders() const { return sees_readers; }
 
-    /// Removes the hidden copy. The next round makes it anew.
+    /// Removes the hidden copy. The next round creates it again.
     void DropHidden() const;
 
 private:

@@ -23,7 +23,7 @@ struct Watched {
         cut,       ///< Unchanged for that time, but not whole.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
-        given_up,  ///< It is not aligned; again settling if it changes.
+        given_up,  ///< It is not aligned; settling again if it changes.
         renamed,   ///< Another name of a file that is done, or its compressed or uncompressed form.
     };
     Phase phase = Phase::settling;

@@ -15,7 +15,7 @@ struct LiveNote {
     std::chrono::system_clock::time_point until;  ///< By then, the next page has replaced this one.
 };
 
-/// The page of a run that is still going on. Each row is counted once, so the cost of a page does not grow with the
+/// The page of a run that is still in progress. Each row is counted once, so the cost of a page does not grow with the
 /// rows before. Not synchronised.
 class GrowingReport {
 public:

@@ -14,7 +14,7 @@ namespace Reports {
 std::string ForPage(const std::string& text, std::size_t most);
 
 /// The figures of the page as ASCII JSON without "<", so that a script element can contain it. `live` is set while the
-/// run goes on.
+/// run is in progress.
 std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live);
 
 /// The detail per sample that keeps a page of this many samples small.

@@ -37,7 +37,7 @@ void RequireSuccess(const std::string& path, const char* answer) {
     }
 }
 
-// How much of the reference the process has read, as far as the system tells.
+// How much of the reference the process has read; empty if the system does not say.
 std::string ShareRead(std::uint64_t size) {
     constexpr std::uint64_t kPercent = 100;
     std::ifstream counts("/proc/self/io");
@@ -82,7 +82,7 @@ int WriteIndex(const Options& options) {
     }
     if (index->n_seq == 0) {
         std::cerr << "tavik_index: " + options.reference +
-                         ": warning: there is no sequence in it, so tavik_aligner will refuse " + options.index + "\n";
+                         ": warning: it holds no sequences, so tavik_aligner will refuse " + options.index + "\n";
     }
     if (!options.quiet) {
         constexpr double kMega = 1e6;

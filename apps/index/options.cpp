@@ -28,7 +28,7 @@ constexpr char kStatuses[] =
 
 Options Chosen(const po::variables_map& values, Options options, const std::vector<std::string>& files) {
     if (values["check"].as<bool>() && values["describe"].as<bool>()) {
-        throw po::error("--check and --describe exclude each other");
+        throw po::error("--check and --describe cannot be combined");
     }
     if (values.count("worker_threads") > 0 && options.threads < 1) {
         throw po::error("--worker_threads must be 1 or more");

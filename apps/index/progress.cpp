@@ -22,7 +22,7 @@ Progress::Progress(bool quiet, std::string what, std::function<std::string()> ho
     try {
         shower = std::thread(&Progress::Show, this);
     } catch (const std::system_error&) {
-        // The work needs no display.
+        // The program works without a display.
     }
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }

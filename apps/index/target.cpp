@@ -58,7 +58,7 @@ void RequireWritable(const std::string& path, const std::string& reference) {
     }
     // The user may have swapped the two paths.
     if (fs::exists(status) && !IsEmptyOrIndex(path)) {
-        fail("is no index of tavik_index, so it is not replaced");
+        fail("is not an index of tavik_index, so it is not replaced");
     }
     // A symbolic link stays, and what it leads to is replaced.
     const auto folder = fs::path(qel_minimap2::LinkTarget(path, error)).parent_path();

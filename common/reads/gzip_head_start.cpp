@@ -17,8 +17,8 @@ namespace Common {
 
 namespace {
 
-// What differs after a file has been replaced or written to: the time of the last change too, which cannot be set back
-// as that of the last write can. All zeros for anything but a regular file.
+// Differs after a file has been replaced or written to. Has the time of the last status change too, because programs
+// can set back that of the last write, but not this one. All zeros for anything but a regular file.
 struct Identity {
     dev_t device = 0;
     ino_t number = 0;
@@ -45,7 +45,7 @@ class FileSource : public GzipSource {
 public:
     explicit FileSource(const std::string& path) : file(path) {}
 
-    // Ends the inflating of a file that nobody is going to read, wherever it is: padding can be long. Any thread.
+    // Makes the next read fail. Ends the work on a file that nobody will read, even inside long padding. Any thread.
     void Discard() { discarded = true; }
 
     std::size_t Read(unsigned char* buffer, std::size_t size) override {

@@ -1,4 +1,4 @@
-// The page of a run that is still going on. The program replaces the file again and again, so the page reloads itself and
+// The page of a run that is still in progress. The program replaces the file repeatedly, so the page reloads itself and
 // keeps what its reader has chosen. The page of a finished run has no note and never reloads.
 
 const reloadSeconds = 10;
@@ -12,7 +12,7 @@ function sayWhenItHolds() {
   byId("live").classList.toggle("overdue", isOverdue);
   byId("live").textContent = isOverdue
     ? `These are the figures of ${clock(made)}. A new page was due by ${clock(until)}: tavik_live has stopped, or this is a copy of its page.`
-    : `The run is still going on. These are the figures of ${clock(made)}; they hold until ${clock(until)} at the latest. This page renews itself.`;
+    : `The run is still going on. These are the figures of ${clock(made)}; they hold until ${clock(until)} at the latest. This page reloads itself.`;
 }
 
 const choices = () => ({

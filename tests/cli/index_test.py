@@ -92,7 +92,7 @@ class IndexWriting(IndexTest):
             (["--check", ""], 2, "", "tavik_index: the path of the index is empty\n" + HELP_HINT),
             (["", "a"], 2, "", "tavik_index: the path of the reference is empty\n" + HELP_HINT),
             (["--check", "a", "b"], 2, "", "tavik_index: one index is needed\n" + HELP_HINT),
-            (["--check", "--describe", "a"], 2, "", "tavik_index: --check and --describe exclude each other\n" + HELP_HINT),
+            (["--check", "--describe", "a"], 2, "", "tavik_index: --check and --describe cannot be combined\n" + HELP_HINT),
             (["--check", "gone"], 2, "", "tavik_index: gone: No such file or directory\n"),
             (["--describe", "."], 2, "", "tavik_index: .: is a folder\n"),
         ]
@@ -122,7 +122,7 @@ class IndexWriting(IndexTest):
 
     def test_an_empty_reference_and_its_index_are_refused_alike(self):
         empty, index = self.write("empty.fa", ""), self.folder / "empty.tvi"
-        self.assertEqual(self.index("-z", empty, index).stderr, f"tavik_index: {empty}: warning: there is no sequence in it, so "
+        self.assertEqual(self.index("-z", empty, index).stderr, f"tavik_index: {empty}: warning: it holds no sequences, so "
                          f"tavik_aligner will refuse {index}\n")
         for reference in (empty, index):
             run = self.align([SAMPLE], "-z", reference=reference, status=1)
@@ -197,7 +197,7 @@ class IndexFailures(IndexTest):
             ("/dev/null", None, "is not a regular file"),
             (reference, None, "is the reference itself"),
             (link, None, "is the reference itself"),
-            (reads, None, "is no index of tavik_index, so it is not replaced"),
+            (reads, None, "is not an index of tavik_index, so it is not replaced"),
             (secret, become_nobody, "could not be read: Permission denied"),
             (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
             (closed / "new", become_nobody, "could not be written: Permission denied"),

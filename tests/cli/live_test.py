@@ -28,7 +28,7 @@ def records(name, count):
 
 class Output(LiveTest):
     def watch(self, process):
-        """Reads the output while the run goes on, as other programs do. Each file's rows must be there as a whole."""
+        """Reads the output during the run, as other programs do. Each file's rows must be complete."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -264,7 +264,7 @@ for sam in out.glob("*.sam"):
         self.assertEqual(process.returncode, 1)
         self.assertEqual(self.rows(), rows)
         told = [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
-        other = "other.fastq.gz: it holds other reads than other.fastq, which was aligned before; the output keeps the reads of other.fastq"
+        other = "other.fastq.gz: it holds different reads from other.fastq, which was aligned before; the output keeps the reads of other.fastq"
         end = "after it was aligned; the output keeps the former name"
         self.assertEqual(sorted(line for line in told if not line.startswith("cut")),
                          sorted([f"a.fastq.gz: is a.fastq, compressed {end}", f"b.fastq.gz: is b.fastq, compressed {end}",
@@ -298,12 +298,12 @@ class Machine(LiveTest):
         ballast.write_bytes(bytes(1_980_000))
         process = self.start("--until-idle", "0")
         line = process.stderr.readline()
-        self.assertRegex(line, "waiting for room: [0-9]+ kB are needed in")
+        self.assertRegex(line, "waiting for space: [0-9]+ kB are needed in")
         time.sleep(1)
         self.assertIsNone(process.poll())
         ballast.unlink()
         self.assertEqual(process.wait(60), 0)
-        self.assertRegex(process.stderr.read(), "there is room again\n$")
+        self.assertRegex(process.stderr.read(), "there is enough space again\n$")
         self.assert_as_one_run()
 
     def test_failure_at_the_end_hides_no_loss_and_shows_in_the_status(self):
@@ -328,7 +328,7 @@ class Machine(LiveTest):
         aligner = self.script(f"test -e '{self.out}/.live/whole' && test ! -e '{self.folder}/full' && head -c 3000000 /dev/zero > '{ballast}'; "
                               f"test -e '{self.out}/.live/whole' && touch '{self.folder}/full'", "exec {aligner} \"$@\"")
         process = self.start("--until-idle", "0", "--aligner", aligner)
-        self.wait_for(lambda: "waiting for room" in process.stderr.readline())
+        self.wait_for(lambda: "waiting for space" in process.stderr.readline())
         ballast.unlink()
         _, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, errors)
@@ -348,7 +348,7 @@ class Machine(LiveTest):
         subprocess.run(["umount", self.reads], check=True)
         _, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 0, errors)
-        self.assertRegex(errors, r"^[^\n]*the reads: empty, and not the folder that it was: a disk may be away; trying again\n$")
+        self.assertRegex(errors, r"^[^\n]*the reads: empty, and not the same folder as before: a disk may be missing; trying again\n$")
 
     def test_first_round_begins_before_all_files_are_read(self):
         text = records("r", 20) * 200

@@ -328,7 +328,7 @@ def contrast(one, other):
 
 
 class Live(BrowserTest):
-    """The page of a run that goes on. The note in it is that of tavik_live; the page is that of a finished run."""
+    """The page of a run in progress. The note in it is that of tavik_live; the page is that of a finished run."""
 
     def write_page(self, out, **note):
         page = out / "alignment_report.html"
@@ -353,7 +353,7 @@ class Live(BrowserTest):
         self.write_page(out, made=now, until=now + 60_000)
         self.open("out")
         self.assertRegex(self.text_of("live"), r"^The run is still going on\. These are the figures of [\d:]{8}; they hold until [\d:]{8} at the latest\.")
-        # The page may be loaded anew between two calls, so each is complete in itself.
+        # The page may be reloaded between two calls, so each is complete in itself.
         self.script("""
             for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();
             byId("sequence").value = 1;

@@ -95,7 +95,7 @@ class Package(InstallationTest):
         """Where there is no root or no mirror, the unpacked package is run here."""
         root = self.folder / "root"
         if not make_bare_debian(root):
-            print("no bare Debian to be had; the package is unpacked here", flush=True)
+            print("no bare Debian is available; the package is unpacked here", flush=True)
             check("dpkg-deb", "-x", self.package, self.folder / "unpacked")
             self.assert_aligns(self.folder / "unpacked")
             return

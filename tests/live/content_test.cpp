@@ -29,7 +29,7 @@ TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
     const auto whole = [&](const std::string& name, const std::string& text) {
         return Live::ReadToEnd(folder.Write(name, text)).whole;
     };
-    // Cut anywhere: only the ends of the two records are whole, with or without the line feed behind the qualities.
+    // Cut anywhere: only the ends of the two records are whole, with or without the line feed after the qualities.
     const auto first = kWhole.find("@b") - 1;
     for (std::size_t size = 0; size <= kWhole.size(); ++size) {
         const bool is_end = size == first || size == first + 1 || size + 1 >= kWhole.size();
@@ -47,7 +47,7 @@ TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
     EXPECT_TRUE(Live::LooksCut(folder.Path("b.fa")));
     EXPECT_FALSE(Live::LooksCut(folder.Path("a.fa")));
     EXPECT_TRUE(whole("a.fa.gz", Gzip(">a\nACGT\nAC")));
-    // Waiting mends neither: they are aligned, and the check names them.
+    // Waiting repairs neither: they are aligned, and the check names them.
     EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));
     EXPECT_TRUE(whole("uneven.fq", kWhole + "@c\nACGT\n+\nIII\n"));
     EXPECT_FALSE(Live::ReadToEnd(folder.Path("missing.fq")).whole);

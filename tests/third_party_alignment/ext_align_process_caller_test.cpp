@@ -67,7 +67,7 @@ TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {
     EXPECT_TRUE(std::filesystem::exists(folder));
     copy.reset();
     EXPECT_FALSE(std::filesystem::exists(folder));
-    EXPECT_EQ(original.Call("A", "r"), first) << "the file of the call before has been deleted";
+    EXPECT_EQ(original.Call("A", "r"), first) << "the file of the previous call has been deleted";
 }
 
 }  // namespace

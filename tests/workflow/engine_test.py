@@ -21,8 +21,8 @@ WRONG = [
       "chunk_md": "5", "threads": "x"}, [
         f"reads=7: must be {PATHS['reads']}.", f"out=a{{b}}: must be {PATHS['out']}.", f"chunk_mb=abc: {MEGABYTES}",
         f"min_coverage=60: {COVERAGE}", f"allow_failed_reads=0.5: {COUNT}", "aligner=-x: must be a program's name or path.",
-        f"chunk_md=5: there is no such setting. There are {KNOWN}.",
-        f"threads=x: there is no such setting. There are {KNOWN}."]),
+        f"chunk_md=5: there is no such setting. The settings are {KNOWN}.",
+        f"threads=x: there is no such setting. The settings are {KNOWN}."]),
     ({"reads": ABSENT, "reference": ABSENT, "chunk_mb": "0", "min_coverage": "abc", "allow_failed_reads": "-1"}, [
         f"chunk_mb=0: {MEGABYTES}", f"min_coverage=abc: {COVERAGE}", f"allow_failed_reads=-1: {COUNT}",
         *(f"{name}: is missing. It must be {PATHS[name]}: --config {name}=PATH" for name in ("reads", "reference"))]),

@@ -61,7 +61,7 @@ def by_schema(config):
             break
         if wrong.validator == "additionalProperties":
             names = sorted(set(settings) - set(KNOWN))
-            faults += [f"{name}={settings[name]}: there is no such setting. There are {', '.join(KNOWN)}."
+            faults += [f"{name}={settings[name]}: there is no such setting. The settings are {', '.join(KNOWN)}."
                        for name in names]
         else:
             names = [wrong.absolute_path[0]]
