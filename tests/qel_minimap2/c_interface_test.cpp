@@ -72,7 +72,7 @@ protected:
 };
 
 // Results are the same with either, so no other test would notice if ours were never called.
-TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessTheLibrarysAreAskedFor) {
+TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessThoseOfMinimap2AreAskedFor) {
     std::vector<std::string> reads;
     for (std::size_t i = 0; i < 20; ++i) {
         reads.push_back(Noisy(bases.substr(2500 * i, 2000)));

@@ -28,7 +28,7 @@
 #include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
-#include "tests/qel_minimap2/index/library_buckets.h"
+#include "tests/qel_minimap2/index/minimap2_buckets.h"
 #include "tests/qel_minimap2/index/seed_lookup.h"
 
 namespace {
@@ -47,7 +47,7 @@ mm_idxopt_t OptionsFor(int k, int window, short flags = 0, int bucket_bits = 14)
     return options;
 }
 
-IndexPointer WithLibrary(const std::string& path, const mm_idxopt_t& options, const char* write_to = nullptr) {
+IndexPointer BuiltByMinimap2(const std::string& path, const mm_idxopt_t& options, const char* write_to = nullptr) {
     auto* const reader = mm_idx_reader_open(path.c_str(), &options, write_to);
     IndexPointer index(mm_idx_reader_read(reader, 3));
     mm_idx_reader_close(reader);
@@ -84,21 +84,21 @@ std::string Sequences(const mm_idx_t& index) {
     return text;
 }
 
-// Empty when `ours` gives the same answers as `library`, which minimap2 made.
-std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
-    if (Sequences(ours) != Sequences(library)) {
+// Empty when `ours` gives the same answers as `theirs`, which minimap2 made.
+std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
+    if (Sequences(ours) != Sequences(theirs)) {
         return "sequences, names or bases";
     }
     std::size_t keys = 0;
-    for (std::uint64_t bucket = 0; bucket < std::uint64_t{1} << static_cast<unsigned>(library.b); ++bucket) {
-        const auto* const table = Tests::TableOfBucket(library, bucket);
+    for (std::uint64_t bucket = 0; bucket < std::uint64_t{1} << static_cast<unsigned>(theirs.b); ++bucket) {
+        const auto* const table = Tests::TableOfBucket(theirs, bucket);
         for (khint_t slot = 0; table != nullptr && slot != kh_end(table); ++slot) {
             if (kh_exist(table, slot)) {
                 ++keys;
-                const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(library.b) | bucket;
+                const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(theirs.b) | bucket;
                 // And one that differs in the highest bit only, which is rarely in the reference.
-                for (const auto m : {minimizer, minimizer ^ std::uint64_t{1} << (2 * library.k - 1)}) {
-                    if (PositionsOf(ours, m) != PositionsOf(library, m)) {
+                for (const auto m : {minimizer, minimizer ^ std::uint64_t{1} << (2 * theirs.k - 1)}) {
+                    if (PositionsOf(ours, m) != PositionsOf(theirs, m)) {
                         return "positions of minimizer " + std::to_string(m);
                     }
                 }
@@ -107,13 +107,13 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& library) {
     }
     std::mt19937_64 random(1);
     for (int i = 0; i < 20000; ++i) {
-        const auto minimizer = random() & ((std::uint64_t{1} << 2 * library.k) - 1);
-        if (PositionsOf(ours, minimizer) != PositionsOf(library, minimizer)) {
+        const auto minimizer = random() & ((std::uint64_t{1} << 2 * theirs.k) - 1);
+        if (PositionsOf(ours, minimizer) != PositionsOf(theirs, minimizer)) {
             return "minimizer " + std::to_string(minimizer) + ", which the reference may not have";
         }
     }
     for (const auto fraction : {0.9F, 0.5F, 0.3F, 0.1F, 0.03F, 0.01F, 1e-3F, 2e-4F, 1e-7F, 0.0F}) {
-        if (keys > 0 && ThresholdOf(ours, fraction) != ThresholdOf(library, fraction)) {
+        if (keys > 0 && ThresholdOf(ours, fraction) != ThresholdOf(theirs, fraction)) {
             return "threshold at " + std::to_string(fraction);
         }
     }
@@ -192,7 +192,7 @@ IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder)
     return MapIndex(path);
 }
 
-TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
+TEST(IndexComparison, OwnIndexingGivesTheIndexOfMinimap2) {
     const Tests::TemporaryFolder folder;
     const std::tuple<int, int, std::size_t> cases[] = {{15, 10, 400000}, {15, 10, 300},    {15, 10, 30000},
                                                        {13, 5, 200000},  {11, 32, 150000}, {5, 3, 70000},
@@ -201,9 +201,9 @@ TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
     for (const auto& [k, window, bases] : cases) {
         const auto options = OptionsFor(k, window);
         const auto path = folder.Write("reference.fa", MadeReference(++seed).Fasta(bases));
-        const auto ours = IndexReference(path, options), library = WithLibrary(path, options);
-        EXPECT_EQ(Difference(*ours, *library), "") << k << " " << window;
-        EXPECT_EQ(Difference(*Mapped(*ours, folder), *library), "") << k << " " << window;
+        const auto ours = IndexReference(path, options), theirs = BuiltByMinimap2(path, options);
+        EXPECT_EQ(Difference(*ours, *theirs), "") << k << " " << window;
+        EXPECT_EQ(Difference(*Mapped(*ours, folder), *theirs), "") << k << " " << window;
     }
     const auto reference = folder.Path("reference.fa");
     for (const auto& wrong : {OptionsFor(14, 10), OptionsFor(17, 10), OptionsFor(15, 10, MM_I_HPC)}) {
@@ -211,7 +211,7 @@ TEST(IndexComparison, OwnIndexingGivesTheLibrarysIndex) {
     }
 }
 
-TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
+TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoInMinimap2) {
     const Tests::TemporaryFolder folder;
     const auto fasta = folder.Write("reference.fa", MadeReference(77).Fasta(250000));
     const auto built = folder.Path("built.mmi");
@@ -220,10 +220,10 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
                                OptionsFor(4, 5),         OptionsFor(19, 10, MM_I_HPC), OptionsFor(25, 12, MM_I_HPC),
                                OptionsFor(16, 12, 0, 0), OptionsFor(19, 10, 0, 4),     OptionsFor(25, 10, 0, 20)};
     for (const auto& options : all) {
-        const auto library = WithLibrary(fasta, options, built.c_str());
-        const auto ours = LoadIndexFile(built), mapped = Mapped(*ours, folder);
+        const auto theirs = BuiltByMinimap2(fasta, options, built.c_str());
+        const auto ours = LoadIndexFile(StoredFile(built)), mapped = Mapped(*ours, folder);
         for (const auto* const index : {ours.get(), mapped.get()}) {
-            EXPECT_EQ(Difference(*index, *library), "")
+            EXPECT_EQ(Difference(*index, *theirs), "")
                 << options.k << " " << options.w << " " << options.bucket_bits << " " << (index == mapped.get());
         }
     }
@@ -231,7 +231,7 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoWithTheLibrary) {
 
 // Pieces that occur about as often as the highest number of occurrences for which a table counts minimizers, and single
 // ones.
-TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
+TEST(IndexComparison, ThresholdsAreThoseOfMinimap2AtEveryRank) {
     const Tests::TemporaryFolder folder;
     unsigned state = 3;
     auto bases = Tests::RandomBases(state, 3000);
@@ -243,17 +243,17 @@ TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
     }
     const auto path = folder.Write("reference.fa", ">r\n" + bases + "\n");
     const auto ours = Mapped(*IndexReference(path, OptionsFor(15, 10)), folder);
-    const auto library = WithLibrary(path, OptionsFor(15, 10));
+    const auto theirs = BuiltByMinimap2(path, OptionsFor(15, 10));
     std::size_t keys = 0;
     for (std::size_t bucket = 0; bucket < std::size_t{1} << 14U; ++bucket) {
-        const auto* const table = Tests::TableOfBucket(*library, bucket);
+        const auto* const table = Tests::TableOfBucket(*theirs, bucket);
         keys += table != nullptr ? kh_size(table) : 0;
     }
     std::set<std::int32_t> thresholds;
     for (std::size_t rank = 0; rank < keys; ++rank) {
         const auto fraction = static_cast<float>(1.0 - static_cast<double>(rank) / static_cast<double>(keys));
         for (const auto near : {std::nextafter(fraction, 0.0F), fraction, std::nextafter(fraction, 1.0F)}) {
-            ASSERT_EQ(ThresholdOf(*ours, near), ThresholdOf(*library, near)) << rank << " of " << keys << ", " << near;
+            ASSERT_EQ(ThresholdOf(*ours, near), ThresholdOf(*theirs, near)) << rank << " of " << keys << ", " << near;
             thresholds.insert(ThresholdOf(*ours, near));
         }
     }
@@ -266,7 +266,7 @@ TEST(IndexComparison, ThresholdsAreTheLibrarysAtEveryRank) {
 TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));
-    const auto whole = WithLibrary(path, OptionsFor(15, 10));
+    const auto whole = BuiltByMinimap2(path, OptionsFor(15, 10));
     auto small_parts = OptionsFor(15, 10);
     small_parts.mini_batch_size = 1000;
     small_parts.batch_size = 1000;
@@ -292,12 +292,12 @@ std::string Text(const Seeds& seeds) {
 
 class SeedCollection : public testing::TestWithParam<int> {};
 
-TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
+TEST_P(SeedCollection, GivesTheSeedsOfMinimap2) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(9).Fasta(60000));
     const auto k = static_cast<unsigned>(GetParam());
-    const auto library = WithLibrary(path, OptionsFor(GetParam(), 5), folder.Path("built.mmi").c_str());
-    const auto ours = LoadIndexFile(folder.Path("built.mmi")), mapped = Mapped(*ours, folder);
+    const auto theirs = BuiltByMinimap2(path, OptionsFor(GetParam(), 5), folder.Path("built.mmi").c_str());
+    const auto ours = LoadIndexFile(StoredFile(folder.Path("built.mmi"))), mapped = Mapped(*ours, folder);
     std::mt19937_64 random(3);
     for (int read = 0; read < 300; ++read) {
         // Minimizers of the index and others, some several times in a row.
@@ -305,7 +305,7 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
         std::uint64_t at = 0;
         for (auto& minimizer : list) {
             const auto number = random() % (1U << 14U);
-            const auto* const table = Tests::TableOfBucket(*library, number);
+            const auto* const table = Tests::TableOfBucket(*theirs, number);
             const auto slot = table != nullptr ? static_cast<khint_t>(random() % kh_end(table)) : 0;
             const auto hash = table != nullptr && kh_exist(table, slot) ? kh_key(table, slot) >> 1U << 14U | number
                                                                         : random() >> (64 - 2 * k);
@@ -318,7 +318,7 @@ TEST_P(SeedCollection, GivesTheLibrarysSeeds) {
         for (const auto& [of_any, distance] :
              {std::pair(most, 0), std::pair(most, 30), std::pair(50, 0), std::pair(50, 30)}) {
             Seeds expected{};
-            expected.seeds = mm_collect_matches(nullptr, &expected.count, length, most, of_any, distance, library.get(),
+            expected.seeds = mm_collect_matches(nullptr, &expected.count, length, most, of_any, distance, theirs.get(),
                                                 &minimizers, &expected.position_count, &expected.repetitive_bases,
                                                 &expected.minimizer_count, &expected.minimizer_places);
             const auto text = Text(expected);
