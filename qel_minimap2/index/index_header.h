@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <minimap.h>
 
@@ -26,6 +28,23 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
         return "unknown flags";
     }
     return nullptr;
+}
+
+/// Why a reference sequence cannot have this name in a SAM file, in words that follow "holds", or null if it can. Tabs
+/// separate the columns of a record, and "*" in the third one marks an unmapped read.
+inline const char* FaultOfSequenceName(std::string_view name) {
+    if (name.empty()) {
+        return "a sequence without a name";
+    }
+    if (name == "*") {
+        return "a sequence named '*', which SAM reserves for unmapped reads";
+    }
+    // Letters beyond ASCII are accepted: SAM does not allow them, but all its readers take them.
+    const bool printable = std::all_of(name.begin(), name.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte > 0x20 && byte != 0x7f;
+    });
+    return printable ? nullptr : "a sequence whose name has blanks or control characters";
 }
 
 /// A reference sequence. All sequences' bases lie one after the other; `offset` is where this one's begin.

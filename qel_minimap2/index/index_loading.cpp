@@ -45,7 +45,7 @@ void WarnOfDuplicateName(const mm_idx_t& index, const std::string& path) {
 IndexPointer LoadIndex(const std::string& path, const mm_idxopt_t& options) {
     RequireRegularFile(path);
     auto index = HasMappedMagic(path)  ? MapIndex(path)
-                 : HasIndexMagic(path) ? LoadIndexFile(path)
+                 : HasIndexMagic(path) ? LoadIndexFile(StoredFile(path))
                                        : IndexReference(path, options);
     WarnOfDuplicateName(*index, path);
     return index;

@@ -16,7 +16,7 @@ namespace qel_minimap2 {
 struct DestroyIndex {
     void operator()(mm_idx_t* index) const {
         if (const auto* const table = SeedTable::Of(*index); table != nullptr && table->IsForeign()) {
-            index->S = nullptr;  // Where the bases are, minimap2 must not free anything.
+            index->S = nullptr;  // minimap2 must not free foreign bases.
         }
         SeedTable::Drop(*index);  // minimap2 would free it as one of its own hash tables.
         mm_idx_destroy(index);

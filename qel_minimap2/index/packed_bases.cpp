@@ -36,28 +36,21 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
     }
 }
 
-PackedWords AllocateWords(std::uint64_t count) {
-    auto* const words =
-        static_cast<std::uint32_t*>(std::malloc(std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t)));
-    return PackedWords(words != nullptr ? words : throw std::bad_alloc());
-}
-
 // When large memory grows, the system moves its pages instead of copying them; unwritten pages cost nothing.
-void PackedBases::Reserve(std::uint64_t word_count) {
-    if (word_count <= capacity) {
-        return;
-    }
-    capacity = std::max(word_count, capacity + capacity / 2);
-    void* const grown = std::realloc(words.get(), capacity * sizeof(std::uint32_t));
-    if (grown == nullptr) {
+void Resize(PackedWords& words, std::uint64_t count) {
+    void* const resized = std::realloc(words.get(), std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t));
+    if (resized == nullptr) {
         throw std::bad_alloc();
     }
     static_cast<void>(words.release());
-    words.reset(static_cast<std::uint32_t*>(grown));
+    words.reset(static_cast<std::uint32_t*>(resized));
 }
 
 void PackedBases::Append(std::string_view letters) {
-    Reserve((count + letters.size() + 7) / 8);
+    if (const auto needed = (count + letters.size() + 7) / 8; needed > capacity) {
+        capacity = std::max(needed, capacity + capacity / 2);
+        Resize(words, capacity);
+    }
     std::size_t i = 0;
     const auto append_one = [&] {
         auto& word = words[count / 8];

@@ -21,8 +21,8 @@ constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
 /// Packed bases, malloc'ed, because minimap2 frees those of an index.
 using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 
-/// Throws std::bad_alloc.
-PackedWords AllocateWords(std::uint64_t count);
+/// Changes the number of words and keeps their content. Throws std::bad_alloc.
+void Resize(PackedWords& words, std::uint64_t count);
 
 /// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
 /// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
@@ -37,8 +37,6 @@ public:
     PackedWords Take() { return std::move(words); }
 
 private:
-    void Reserve(std::uint64_t word_count);
-
     PackedWords words;
     std::uint64_t capacity = 0;  // In words.
     std::uint64_t count = 0;

@@ -46,20 +46,21 @@ void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) con
     }
 }
 
+std::string StoredFile::Start(std::size_t count) const {
+    std::string start(std::min<std::uint64_t>(count, size), '\0');
+    Read(0, start.size(), start.data());
+    return start;
+}
+
 void StoredFile::Prefetch(std::uint64_t offset, std::size_t count) const {
     ::posix_fadvise(descriptor.Get(), static_cast<off_t>(offset), static_cast<off_t>(count), POSIX_FADV_WILLNEED);
 }
 
 const unsigned char* FileWindow::At(std::uint64_t offset, std::size_t count, std::uint64_t end) {
-    if (offset < begin || offset + count > begin + filled) {
-        const auto wanted = std::max<std::uint64_t>(count, std::min<std::uint64_t>(chunk, end - std::min(end, offset)));
-        if (bytes.size() < wanted) {
-            bytes.resize(wanted);
-        }
-        filled = 0;
-        file.Read(offset, wanted, bytes.data());
+    if (offset < begin || offset + count > begin + bytes.size()) {
+        bytes.resize(std::max<std::uint64_t>(count, std::min<std::uint64_t>(chunk, end - std::min(end, offset))));
+        file.Read(offset, bytes.size(), bytes.data());
         begin = offset;
-        filled = wanted;
     }
     return bytes.data() + (offset - begin);
 }

@@ -24,6 +24,8 @@ public:
     /// Reads `count` bytes from `offset` on, all of them below Size(). Throws std::runtime_error when the file has
     /// become too short for that, or with the system's reason. Any thread.
     virtual void Read(std::uint64_t offset, std::size_t count, void* target) const;
+    /// The first `count` bytes, or all of a shorter file. Throws as Read does.
+    std::string Start(std::size_t count) const;
 
     /// Asks the system to load `count` bytes from `offset` on in the background, at most half a megabyte. Any thread.
     void Prefetch(std::uint64_t offset, std::size_t count) const;
@@ -40,14 +42,14 @@ public:
     FileWindow(const StoredFile& file, std::size_t chunk) : file(file), chunk(chunk) {}
 
     /// The `count` bytes of the file from `offset` on, valid until the next call. Never reads ahead beyond `end`.
-    /// Throws as StoredFile::Read does, and std::bad_alloc.
+    /// Throws as StoredFile::Read does, and std::bad_alloc; the window must not be used afterwards.
     const unsigned char* At(std::uint64_t offset, std::size_t count, std::uint64_t end);
 
 private:
     const StoredFile& file;
     const std::size_t chunk;
     std::vector<unsigned char> bytes;
-    std::uint64_t begin = 0, filled = 0;  // Which bytes of the file these are.
+    std::uint64_t begin = 0;  // Where these bytes begin in the file.
 };
 
 }  // namespace qel_minimap2

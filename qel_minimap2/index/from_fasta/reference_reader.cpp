@@ -10,7 +10,6 @@
 #include <kseq.h>
 
 #include "qel_minimap2/index/from_fasta/text_input.h"
-#include "qel_minimap2/index/sequence_name.h"
 
 namespace qel_minimap2 {
 

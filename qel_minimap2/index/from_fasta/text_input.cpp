@@ -5,62 +5,50 @@
 
 namespace qel_minimap2 {
 
-namespace {
+TextInput::TextInput(const std::string& path) : file(path) {
+    if (file.Start(2) == "\x1f\x8b") {
+        gzip = std::make_unique<Common::GzipDecoder>();
+    }
+}
 
-constexpr std::size_t kChunkSize = 1 << 18;
-constexpr std::string_view kGzipMagic = "\x1f\x8b";
-
-}  // namespace
-
-std::size_t TextInput::Source::Read(unsigned char* buffer, std::size_t size) {
+std::size_t TextInput::Read(unsigned char* buffer, std::size_t size) {
     const auto count = std::min<std::uint64_t>(size, file.Size() - next);
     file.Read(next, count, buffer);
     next += count;
     return count;
 }
 
-bool TextInput::Source::Seek(std::uint64_t position) {
+bool TextInput::Seek(std::uint64_t position) {
     next = position;
     return true;
 }
 
-TextInput::TextInput(const std::string& path) : source(path), chunk(kChunkSize) {
-    piece = NextPiece();
-    if (piece.starts_with(kGzipMagic)) {
-        gzip = std::make_unique<Common::GzipDecoder>();
-        piece = {};
-    }
-}
-
-std::string_view TextInput::NextPiece() {
-    if (!gzip) {
-        return {chunk.data(), source.Read(reinterpret_cast<unsigned char*>(chunk.data()), chunk.size())};
-    }
-    const auto text = gzip->Next(source);
-    if (text.empty() && !gzip->Failure().empty()) {
+std::string_view TextInput::NextText() {
+    const auto decoded = gzip->Next(*this);
+    if (decoded.empty() && !gzip->Failure().empty()) {
         throw std::runtime_error("gzip error: " + gzip->Failure());
     }
-    if (text.empty() && gzip->IgnoredBytes() > 0) {
+    if (decoded.empty() && gzip->IgnoredBytes() > 0) {
         throw std::runtime_error("gzip error: bytes that are not gzip data follow the last member");
     }
-    return text;
+    return decoded;
 }
 
 int TextInput::Read(void* buffer, int size) {
-    auto* const out = static_cast<char*>(buffer);
-    std::size_t count = 0;
-    while (count < static_cast<std::size_t>(size)) {
-        if (piece.empty()) {
-            piece = NextPiece();
-        }
-        if (piece.empty()) {
+    if (!gzip) {
+        return static_cast<int>(Read(static_cast<unsigned char*>(buffer), static_cast<std::size_t>(size)));
+    }
+    int count = 0;
+    while (count < size) {
+        text = text.empty() ? NextText() : text;
+        if (text.empty()) {
             break;
         }
-        const auto copied = piece.copy(out + count, static_cast<std::size_t>(size) - count);
-        piece.remove_prefix(copied);
-        count += copied;
+        const auto copied = text.copy(static_cast<char*>(buffer) + count, static_cast<std::size_t>(size - count));
+        text.remove_prefix(copied);
+        count += static_cast<int>(copied);
     }
-    return static_cast<int>(count);
+    return count;
 }
 
 }  // namespace qel_minimap2

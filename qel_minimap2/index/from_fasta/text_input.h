@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "common/gzip/gzip_decoder.h"
 #include "qel_minimap2/index/stored_file.h"
@@ -13,7 +12,7 @@ namespace qel_minimap2 {
 
 /// Reads the text of a file, plain or gzip with any number of members, from beginning to end. Unlike zlib's gzread, it
 /// does not mistake a damaged start of a later member for the end of the text. One thread.
-class TextInput {
+class TextInput : private Common::GzipSource {
 public:
     /// Throws std::runtime_error with the system's reason.
     explicit TextInput(const std::string& path);
@@ -24,23 +23,14 @@ public:
     int Read(void* buffer, int size);
 
 private:
-    class Source : public Common::GzipSource {
-    public:
-        explicit Source(const std::string& path) : file(path) {}
-        std::size_t Read(unsigned char* buffer, std::size_t size) override;
-        bool Seek(std::uint64_t position) override;
+    std::size_t Read(unsigned char* buffer, std::size_t size) override;
+    bool Seek(std::uint64_t position) override;
+    std::string_view NextText();
 
-    private:
-        const StoredFile file;
-        std::uint64_t next = 0;
-    };
-
-    std::string_view NextPiece();
-
-    Source source;
+    const StoredFile file;
+    std::uint64_t next = 0;                     // Where the file is read next.
     std::unique_ptr<Common::GzipDecoder> gzip;  // Null for a plain file.
-    std::vector<char> chunk;                    // The part of a plain file read last.
-    std::string_view piece;                     // The part of the last piece that has not been read.
+    std::string_view text;                      // What has been decompressed but not been read.
 };
 
 }  // namespace qel_minimap2

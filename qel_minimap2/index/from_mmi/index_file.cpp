@@ -7,13 +7,11 @@
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/from_mmi/bucket_reader.h"
 #include "qel_minimap2/index/from_mmi/index_layout.h"
 #include "qel_minimap2/index/from_mmi/minimizer_sample.h"
-#include "qel_minimap2/index/from_mmi/stored_bases.h"
+#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/index/seed_table.h"
-#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -22,28 +20,157 @@ namespace {
 // How much a thread reads at a time where buckets are small; fits into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
+// Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, a few hundred
+// bases apart: an A is stored as zero, so a copy that stopped early, after space for the whole file was allocated, ends
+// in such a run. Real genomes have hardly any.
+std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
+    // A run twice as long as a section contains a whole one, wherever it begins.
+    constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
+    std::vector<std::vector<std::uint64_t>> zeros((layout.BaseWords() + kItemWords - 1) / kItemWords);
+    ForEach(zeros.size(), [&](std::size_t item, unsigned) {
+        const auto first = item * kItemWords, end = std::min(first + kItemWords, layout.BaseWords());
+        layout.File().Read(layout.Bases() + first * sizeof *words, (end - first) * sizeof *words, words + first);
+        std::vector<std::uint64_t> found;
+        std::uint64_t bad = 0;
+        for (auto section = first; section < end; section += kSectionWords) {
+            const auto section_end = std::min(section + kSectionWords, end);
+            std::uint32_t any = 0;
+            for (auto i = section; i < section_end; ++i) {
+                const auto word = words[i];
+                any |= word;
+                bad |= ImpossibleCodes(word);
+            }
+            if (any == 0) {
+                found.push_back(section * 8);
+            }
+        }
+        if (bad != 0) {
+            throw DamagedIndex("invalid base codes");
+        }
+        zeros[item] = std::move(found);
+    });
+    std::vector<std::uint64_t> all;
+    for (const auto& of_item : zeros) {
+        all.insert(all.end(), of_item.begin(), of_item.end());
+    }
+    return all;
+}
+
+// Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked. A class
+// because its steps share the lists of a bucket.
+class BlockReader {
+public:
+    // `worker`: see ForEach; `window`: of that thread.
+    BlockReader(const IndexLayout& layout, FileWindow& window, MinimizerSample& sample, SeedTable& table,
+                unsigned worker)
+        : layout(layout), window(window), sample(sample), table(table), worker(worker) {}
+
+    void Read(std::size_t block) {
+        const auto first = block << table.BitsInBlock(), end = (block + 1) << table.BitsInBlock();
+        std::vector<std::uint32_t> key_counts;
+        std::uint64_t position_count = 0;
+        for (auto bucket = first; bucket < end; ++bucket) {
+            key_counts.push_back(layout.Bucket(bucket).key_count);
+            position_count += layout.Bucket(bucket).position_count;
+        }
+        table.MakeRoom(block, key_counts, position_count);
+        positions = table.Positions(block);
+        for (auto bucket = first; bucket < end; ++bucket) {
+            ReadBucket(bucket, layout.Bucket(end - 1).End());
+        }
+    }
+
+private:
+    // A key's lowest bit is 1 for a minimizer that occurs once. The value is then its position. For the others the
+    // value is where their list begins among the bucket's positions (upper 32 bits) and how long it is (lower).
+    void ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
+        const auto& stored = layout.Bucket(bucket);
+        const auto* const bytes = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
+        std::copy_n(bytes, stored.position_count * sizeof *positions, reinterpret_cast<unsigned char*>(positions));
+        entries.resize(stored.key_count);
+        std::copy_n(bytes + (stored.Entries() - stored.Positions()), stored.key_count * sizeof entries[0],
+                    reinterpret_cast<unsigned char*>(entries.data()));
+        is_taken.assign(stored.position_count, 0);
+        const auto& header = layout.Header();
+        const std::uint64_t key_limit = std::uint64_t{1} << (2 * header.k);
+        for (auto& [key, value] : entries) {
+            const auto minimizer = (key >> 1U) << header.bucket_bits | bucket;
+            if (key >> 1U > key_limit >> header.bucket_bits || minimizer >= key_limit) {
+                throw DamagedIndex("an impossible minimizer");
+            }
+            if ((key & 1U) != 0) {
+                TakePosition(minimizer, value);
+            } else {
+                TakeList(minimizer, value >> 32U, value & 0xFFFFFFFFU);
+                value += positions_before << 32U;
+            }
+        }
+        if (!table.Fill(bucket, entries)) {
+            throw DamagedIndex("a duplicate minimizer");
+        }
+        if (std::find(is_taken.begin(), is_taken.end(), 0) != is_taken.end()) {
+            throw DamagedIndex("positions that belong to no minimizer");
+        }
+        positions += stored.position_count;
+        positions_before += stored.position_count;
+    }
+
+    // `position`: sequence number, 0-based position of the k-mer's last base, and strand.
+    void TakePosition(std::uint64_t minimizer, std::uint64_t position) {
+        const auto sequence = position >> 32U;
+        const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
+        const auto& sequences = layout.Sequences();
+        if (sequence >= sequences.size() || last_base >= sequences[sequence].length ||
+            last_base + 1 < layout.Header().k) {
+            throw DamagedIndex("a position outside its sequence");
+        }
+        sample.Add(minimizer, position, worker);
+    }
+
+    // minimap2 does not check that each position belongs to one minimizer, but a few positions that many minimizers
+    // claim make one read take minutes.
+    void TakeList(std::uint64_t minimizer, std::uint64_t begin, std::uint64_t count) {
+        if (count == 0 || begin + count > is_taken.size()) {
+            throw DamagedIndex("positions outside their list");
+        }
+        for (auto i = begin; i < begin + count; ++i) {
+            if (is_taken[i]++ != 0) {
+                throw DamagedIndex("positions that belong to two minimizers");
+            }
+            if (i > begin && positions[i] <= positions[i - 1]) {
+                throw DamagedIndex("positions that are not sorted");
+            }
+            TakePosition(minimizer, positions[i]);
+        }
+    }
+
+    const IndexLayout& layout;
+    FileWindow& window;
+    MinimizerSample& sample;
+    SeedTable& table;
+    const unsigned worker;
+    std::uint64_t* positions = nullptr;     // The bucket's positions, in the table.
+    std::uint64_t positions_before = 0;     // Number of positions in the block's buckets read so far.
+    std::vector<SeedTable::Entry> entries;  // The bucket's entries.
+    std::vector<std::uint8_t> is_taken;     // For each position of the bucket: whether a minimizer has it.
+};
+
 }  // namespace
 
 bool HasIndexMagic(const std::string& path) {
-    const StoredFile file(path);
-    std::string magic(sizeof MM_IDX_MAGIC - 1, '\0');
-    file.Read(0, std::min<std::uint64_t>(magic.size(), file.Size()), magic.data());
-    return magic == MM_IDX_MAGIC;
-}
-
-IndexPointer LoadIndexFile(const std::string& path) {
-    return LoadIndexFile(StoredFile(path));
+    return StoredFile(path).Start(sizeof MM_IDX_MAGIC - 1) == MM_IDX_MAGIC;
 }
 
 IndexPointer LoadIndexFile(const StoredFile& file) {
     const IndexLayout layout(file);
-    auto bases = AllocateWords(layout.BaseWords());
+    PackedWords bases;
+    Resize(bases, layout.BaseWords());
     MinimizerSample sample(layout, bases.get(), CopyBases(layout, bases.get()));
 
     auto table = std::make_unique<SeedTable>(layout.Header().k, layout.Header().bucket_bits);
     std::vector<FileWindow> windows(WorkerLimit(), FileWindow(file, kChunk));
     ForEach(table->BlockCount(), [&](std::size_t block, unsigned worker) {
-        BucketReader(layout, windows[worker], sample, *table, worker).ReadBlock(block);
+        BlockReader(layout, windows[worker], sample, *table, worker).Read(block);
     });
     sample.Check();
     return MakeIndex(layout.Header(), layout.Sequences(), std::move(table), std::move(bases));

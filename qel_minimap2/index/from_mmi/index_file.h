@@ -14,7 +14,6 @@ bool HasIndexMagic(const std::string& path);
 /// was built from its sequences (see MinimizerSample). Throws std::runtime_error for an index that is cut or damaged,
 /// has several parts, lacks its bases, holds a sequence without a name, or becomes shorter while it is read;
 /// std::bad_alloc too. The checks cover a file that changes in other ways while it is read: it counts as damaged.
-IndexPointer LoadIndexFile(const std::string& path);
 IndexPointer LoadIndexFile(const StoredFile& file);
 
 }  // namespace qel_minimap2

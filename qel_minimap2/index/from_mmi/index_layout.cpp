@@ -7,7 +7,6 @@
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/sequence_name.h"
 
 namespace qel_minimap2 {
 

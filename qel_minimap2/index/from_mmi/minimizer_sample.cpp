@@ -46,9 +46,6 @@ std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const Ind
 MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases,
                                  const std::vector<std::uint64_t>& suspects)
     : layout(layout), bases(bases), found(WorkerLimit()) {
-    for (const auto& sequence : layout.Sequences()) {
-        offsets.push_back(sequence.offset);
-    }
     ChooseSections(suspects);
     MakePieces();
 }
@@ -110,7 +107,7 @@ bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;
     return (layout.Header().flags & MM_I_HPC) != 0 && base + 1 < length &&
-           Base(offset + base) == Base(offset + base + 1);
+           mm_seq4_get(bases, offset + base) == mm_seq4_get(bases, offset + base + 1);
 }
 
 // Compares the minimizers that the index has in a piece with those of the piece and some bases around it.

@@ -21,7 +21,7 @@ public:
     /// Records one minimizer of the index. `position` in minimap2's format: number of the sequence, 0-based position of
     /// the last base and strand; it must lie in its sequence. `worker`: see ForEach.
     void Add(std::uint64_t minimizer, std::uint64_t position, unsigned worker) {
-        const auto offset = offsets[position >> 32U] + ((position & 0xFFFFFFFFU) >> 1U);
+        const auto offset = layout.Sequences()[position >> 32U].offset + ((position & 0xFFFFFFFFU) >> 1U);
         if (chosen[offset / kSectionBases]) {
             found[worker].push_back({position, minimizer});
         }
@@ -47,7 +47,6 @@ private:
     // Each thread holds the minimizers of a few pieces twice.
     static constexpr std::uint64_t kLongestPiece = 16384;
 
-    std::uint8_t Base(std::uint64_t offset) const { return bases[offset / 8] >> (offset % 8 * 4) & 0xf; }
     void ChooseSections(const std::vector<std::uint64_t>& suspects);
     void MakePieces();
     bool IsInsideRun(const Found& minimizer) const;
@@ -56,7 +55,6 @@ private:
 
     const IndexLayout& layout;
     const std::uint32_t* bases;
-    std::vector<std::uint64_t> offsets;     // The sequences' offsets.
     std::vector<bool> chosen;               // Which sections of the bases are in pieces.
     std::vector<Piece> pieces;              // In the order of their bases.
     std::vector<std::vector<Found>> found;  // Minimizers of the index in the pieces, by worker.

@@ -9,7 +9,6 @@
 #include "qel_minimap2/index/mapped/checksums.h"
 #include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/index/parallel.h"
-#include "qel_minimap2/index/sequence_name.h"
 
 namespace qel_minimap2 {
 
