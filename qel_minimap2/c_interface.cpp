@@ -19,18 +19,17 @@
 #include "qel_minimap2/mapping/mapping.h"
 #include "qel_minimap2/processor.h"
 
-using qel_minimap2::kernel::OwnFunction;
-
 namespace {
 
 // The caller does not free failure texts. Each thread therefore keeps its latest one.
 char* Failure(const char* reason) noexcept {
     static thread_local std::string text;
+    static char out_of_memory[] = "ERROR: out of memory";
     try {
         text = std::string("ERROR: ") + reason;
         return text.data();
     } catch (const std::exception&) {
-        return nullptr;
+        return out_of_memory;
     }
 }
 
@@ -40,13 +39,12 @@ const char* ReasonOf(const std::exception& error) noexcept {
 
 // What went wrong, or null.
 template <typename Action>
-const char* FailureOf(const Action& action) noexcept {
+char* FailureOf(const Action& action) noexcept {
     try {
         action();
         return nullptr;
     } catch (const std::exception& error) {
-        const char* const failure = Failure(ReasonOf(error));
-        return failure != nullptr ? failure : "ERROR: out of memory";
+        return Failure(ReasonOf(error));
     }
 }
 
@@ -85,16 +83,14 @@ char* qelmm_align(const mm_idx_t* index, std::int32_t occ_threshold, mm_bseq1_t 
     if (index == nullptr || read.name == nullptr || (read.seq == nullptr && read.l_seq > 0) || read.l_seq < 0) {
         return Failure("an index and a read with a name and a sequence are needed");
     }
-    try {
-        return qel_minimap2::Align(*index, occ_threshold, read);
-    } catch (const std::exception& error) {
-        return Failure(ReasonOf(error));
-    }
+    char* records = nullptr;
+    char* const failure = FailureOf([&] { records = qel_minimap2::Align(*index, occ_threshold, read); });
+    return failure != nullptr ? failure : records;
 }
 
 void qelmm_unload_index(mm_idx_t* index) {
     if (index != nullptr) {
-        qel_minimap2::ForgetIndex(*index);
+        qel_minimap2::FreeIdleBuffers();
         const qel_minimap2::IndexPointer destroyed(index);
     }
 }
@@ -104,18 +100,13 @@ const char* qelmm_minimap2_version() {
 }
 
 qelmm_own_call_counts qelmm_own_calls() {
-    const auto counts = qel_minimap2::kernel::OwnCallsOfAllReads();
-    const auto count = [&](OwnFunction function) { return counts[static_cast<std::size_t>(function)]; };
+    // In the order of OwnFunction.
+    const auto [bands, sweeps, general, sketches, seeds, sorts, chainings, joinings] =
+        qel_minimap2::kernel::OwnCallsOfAllReads();
     const auto* const kernels = qel_minimap2::kernel::ChosenKernels();
-    return {count(OwnFunction::certified_band),
-            count(OwnFunction::checkpointed_sweep),
-            count(OwnFunction::general_kernel),
-            count(OwnFunction::sketch),
-            count(OwnFunction::seed_collection),
-            count(OwnFunction::anchor_sort),
-            count(OwnFunction::chaining),
-            count(OwnFunction::joining),
-            kernels != nullptr ? static_cast<std::uint64_t>(kernels->bits) : 0};
+    return {bands,     sweeps,   general,
+            sketches,  seeds,    sorts,
+            chainings, joinings, kernels != nullptr ? static_cast<std::uint64_t>(kernels->bits) : 0};
 }
 
 const char* qelmm_write_index(const mm_idx_t* index, const char* path) {

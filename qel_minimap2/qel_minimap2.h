@@ -20,11 +20,11 @@ extern "C" {
 /// without a name. An empty reference gives an index of 0 sequences. Sequences of the same name cause a warning. Any
 /// thread.
 ///
-/// A mapped file may be replaced by another one of its name (rename); the index stays that of the old file. It must not
-/// be written to: a read that is mapped afterwards ends the process with status 1 and one line on standard error that
-/// names the file, unless the content is the same, but a read that is being mapped may crash it. When it is shortened,
-/// an access to what is gone ends the process in the same way. For this the library handles SIGBUS from the first
-/// mapped index on, and passes on those of other addresses to the handler that was there before.
+/// A mapped file may be replaced by another one of the same name (with rename); the index stays that of the old file.
+/// It must not be written to: a read that is mapped afterwards ends the process with status 1 and one line on standard
+/// error that names the file, unless the content is the same, and a read that is being mapped may crash it. If the file
+/// is shortened, an access to the missing part ends the process in the same way. For this, the library handles SIGBUS
+/// from the first mapped index on. It passes signals for other addresses on to the handler that was installed before.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.
@@ -40,8 +40,8 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 /// is null or a text that begins with "ERROR:"; that text belongs to this library and must not be freed. A record has
 /// the read's name up to its first white space; if that part is empty or begins with "@", the call fails, because no
 /// SAM reader accepts such a record. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown,
-/// and it is determined anew. Of `read`, only `l_seq`, `name` and `seq` are read, and nothing is written. Any number of
-/// threads at once, on one index or several.
+/// and it is determined again. Of `read`, only `l_seq`, `name` and `seq` are read, and nothing is written. Any number
+/// of threads at once, on one index or several.
 char* qelmm_align(const mm_idx_t* index, int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is ignored. No thread may be mapping against it.
@@ -73,12 +73,12 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 // What follows is for programs that make indexes. A library that replaces this one may lack it.
 
 /// Writes an index that qelmm_load_index returned to a file that qelmm_load_index maps. The file appears under its name
-/// only when it is whole and on the disk, in the place of an older one, whose users keep what they have. It needs as
-/// much disk as the index needs memory, and little more memory. Until then it has no name, so that nothing is left when
-/// the process ends, by SIGKILL either; only file systems that cannot do that (NFS) get a hidden file, see
-/// qelmm_remove_unfinished_indexes, and the next call for that folder removes what SIGKILL left. On failure, nothing at
-/// `path` has changed. Returns null, or a text "ERROR: reason" that belongs to the library and holds until the thread
-/// calls it again. Any thread.
+/// only when it is whole and on the disk. It replaces an older file, which stays usable for those that have it open.
+/// Writing takes as much disk space as the index takes memory, and little more memory. Until then the file has no name,
+/// so nothing is left when the process ends, even by SIGKILL. On file systems without nameless files (NFS), it has a
+/// hidden name (see qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. On
+/// failure, nothing at `path` has changed. Returns null, or a text "ERROR: reason" that belongs to the library and
+/// holds until the thread calls it again. Any thread.
 const char* qelmm_write_index(const mm_idx_t* index, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_write_index that have not ended. For the handlers of signals that end
@@ -86,8 +86,8 @@ const char* qelmm_write_index(const mm_idx_t* index, const char* path);
 void qelmm_remove_unfinished_indexes(void);
 
 /// Checks all of a file that qelmm_write_index wrote: the checksums, and that each minimizer, list and position is
-/// where and as it should be. Loading leaves most of the latter to the reads that need it. Returns null for a sound
-/// file, or a text "ERROR: reason" as qelmm_write_index does. Any thread.
+/// valid and in its place. Loading leaves most of the latter checks to the reads that need them. Returns null for a
+/// sound file, or a text "ERROR: reason" as qelmm_write_index does. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A part of a file: its name, where it begins and how long it is, in bytes, and its checksum.
@@ -104,7 +104,7 @@ struct qelmm_index_description {
     uint32_t is_homopolymer_compressed;  ///< 1 or 0.
     uint32_t sequences;
     uint64_t bases;       ///< Of all sequences.
-    uint64_t minimizers;  ///< Different ones.
+    uint64_t minimizers;  ///< Each counted once.
     uint64_t file_size;   ///< In bytes.
     uint32_t section_count;
     struct qelmm_index_section sections[64];
@@ -114,7 +114,7 @@ struct qelmm_index_description {
 /// or a text "ERROR: reason" as qelmm_write_index does. Any thread.
 const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
 
-/// Sets with how many threads indexes are loaded, written and checked; 0 for one for each core, as at the beginning.
+/// Sets the number of threads that load, write and check indexes; 0, the default, means one for each core.
 /// More than 1024 count as 1024. No other function of this library may run meanwhile.
 void qelmm_set_threads(unsigned threads);
 

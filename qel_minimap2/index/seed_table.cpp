@@ -23,14 +23,10 @@ constexpr unsigned kLeastBitsInBlock = 6;
 // Minimizers are hashes: the longest row of full groups among 69 million of random bases has 49, and only a reference
 // made for it has more than this.
 constexpr unsigned kMostFullGroups = 256;
-constexpr std::uint64_t kCounted = 1024;
+constexpr std::size_t kMostRare = 255;
 
 bool IsSingle(std::uint64_t key) {
     return (key & 1U) != 0;
-}
-
-std::uint64_t Occurrences(std::uint64_t key, std::uint64_t value) {
-    return IsSingle(key) ? 1 : value & 0xFFFFFFFFU;
 }
 
 }  // namespace
@@ -60,7 +56,8 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
       stretches(parts.stretches),
       blocks(shape.BlockCount()),
-      foreign(std::move(parts)) {
+      foreign(std::move(parts)),
+      counts(foreign.counts) {
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         SetArrays(blocks[i], foreign.blocks[i]);
     }
@@ -129,7 +126,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     if (groups > 0) {
         std::memset(target.keys, 0xff, groups * kGroupSlots * sizeof kFree);
     }
-    target.counted.assign(2, 0);
+    target.rare.assign(kMostRare + 1, 0);
 }
 
 bool SeedTable::Fill(std::uint64_t bucket, const std::vector<Entry>& entries) {
@@ -222,16 +219,13 @@ void SeedTable::CountOccurrences(Block& block, const std::vector<Entry>& entries
             continue;
         }
         ++repeated;
-        if (const auto occurrences = Occurrences(key, value); occurrences < kCounted) {
-            if (block.counted.size() <= occurrences) {
-                block.counted.resize(occurrences + 1);
-            }
-            ++block.counted[occurrences];
+        if (const auto occurrences = value & 0xFFFFFFFFU; occurrences < block.rare.size()) {
+            ++block.rare[occurrences];
         } else {
-            block.frequent.push_back(static_cast<std::uint32_t>(occurrences));
+            ++block.frequent[occurrences];
         }
     }
-    block.counted[1] += static_cast<std::uint32_t>(entries.size()) - repeated;
+    block.rare[1] += static_cast<std::uint32_t>(entries.size()) - repeated;
 }
 
 std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
@@ -261,15 +255,11 @@ std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
     const auto& stretch = stretches[minimizer & bucket_mask];
     const auto& block = BlockOf(minimizer);
     const auto key_bits = minimizer >> shape.bucket_bits;
-    const auto key_bits_at = [&](std::uint64_t slot) {
-        const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
-        return block.keys[slot] == kFree ? UINT64_MAX : rest | block.keys[slot] >> 1U;
-    };
     auto begin = std::uint64_t{stretch.begin} * kGroupSlots;
     auto end = begin + std::uint64_t{stretch.Groups()} * kGroupSlots;
     while (begin < end) {
         const auto middle = begin + (end - begin) / 2;
-        const auto at_middle = key_bits_at(middle);
+        const auto at_middle = KeyBitsAt(block, middle);
         if (at_middle == key_bits) {
             return middle;
         }
@@ -298,54 +288,48 @@ std::vector<SeedTable::Stored> SeedTable::MinimizersOf(std::uint64_t bucket) con
     const auto begin = std::uint64_t{stretch.begin} * kGroupSlots;
     for (auto slot = begin; slot < begin + std::uint64_t{stretch.Groups()} * kGroupSlots; ++slot) {
         if (block.keys[slot] != kFree) {
-            const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
-            stored.push_back({slot, (rest | block.keys[slot] >> 1U) << shape.bucket_bits | bucket});
+            stored.push_back({slot, KeyBitsAt(block, slot) << shape.bucket_bits | bucket});
         }
     }
     return stored;
 }
 
-std::vector<SeedTable::OccurrenceCount> SeedTable::Counts() const {
-    std::vector<OccurrenceCount> counts = foreign.counts;
-    std::vector<std::uint64_t> counted(kCounted);
-    std::vector<std::uint32_t> frequent;
-    for (const auto& block : blocks) {
-        for (std::size_t i = 0; i < block.counted.size(); ++i) {
-            counted[i] += block.counted[i];
+const std::vector<SeedTable::OccurrenceCount>& SeedTable::Counts() const {
+    std::call_once(counted, [this] {
+        std::vector<std::uint64_t> rare(kMostRare + 1);
+        std::map<std::uint64_t, std::uint64_t> frequent;
+        for (const auto& block : blocks) {
+            for (std::size_t i = 0; i < block.rare.size(); ++i) {
+                rare[i] += block.rare[i];
+            }
+            for (const auto& [occurrences, minimizers] : block.frequent) {
+                frequent[occurrences] += minimizers;
+            }
         }
-        frequent.insert(frequent.end(), block.frequent.begin(), block.frequent.end());
-    }
-    for (std::size_t i = 0; i < kCounted; ++i) {
-        if (counted[i] > 0) {
-            counts.push_back({i, counted[i]});
+        for (std::size_t i = 0; i < rare.size(); ++i) {
+            if (rare[i] > 0) {
+                counts.push_back({i, rare[i]});
+            }
         }
-    }
-    std::sort(frequent.begin(), frequent.end());
-    for (const auto occurrences : frequent) {
-        if (counts.empty() || counts.back().occurrences != occurrences) {
-            counts.push_back({occurrences, 0});
+        for (const auto& [occurrences, minimizers] : frequent) {
+            counts.push_back({occurrences, minimizers});
         }
-        ++counts.back().minimizers;
-    }
+        std::uint64_t end = 0;
+        for (const auto& count : counts) {
+            ranks.push_back(end += count.minimizers);
+        }
+    });
     return counts;
 }
 
 std::int32_t SeedTable::OccurrenceThreshold(float fraction) const {
-    const auto counts = Counts();
-    std::uint64_t total = 0;
-    for (const auto& count : counts) {
-        total += count.minimizers;
-    }
-    if (fraction <= 0.0F || total == 0) {
+    const auto& all = Counts();
+    if (fraction <= 0.0F || all.empty()) {
         return INT32_MAX;
     }
-    std::uint64_t rank = static_cast<std::uint32_t>((1.0 - fraction) * static_cast<double>(total));
-    rank = std::min(rank, total - 1);
-    auto count = counts.begin();
-    for (; rank >= count->minimizers; ++count) {
-        rank -= count->minimizers;
-    }
-    return static_cast<std::int32_t>(count->occurrences) + 1;
+    const std::uint64_t rank = static_cast<std::uint32_t>((1.0 - fraction) * static_cast<double>(ranks.back()));
+    const auto end = std::upper_bound(ranks.begin(), ranks.end(), std::min(rank, ranks.back() - 1));
+    return static_cast<std::int32_t>(all[static_cast<std::size_t>(end - ranks.begin())].occurrences) + 1;
 }
 
 void SeedTable::Give(mm_idx_t& index, std::unique_ptr<const SeedTable> table) {

@@ -2,15 +2,26 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include <minimap.h>
 
-#include "qel_minimap2/index/foreign_memory.h"
 #include "qel_minimap2/pages.h"
 
 namespace qel_minimap2 {
+
+/// Memory of an index that belongs to somebody else, such as a mapped file.
+class ForeignMemory {
+public:
+    virtual ~ForeignMemory() = default;
+
+    /// Ends the process if the memory no longer holds what was checked. Call before using what was read from it. Any
+    /// thread.
+    virtual void RequireUnchanged() const = 0;
+};
 
 /// Where each minimizer of an index occurs, in flat arrays. They replace the hash tables that minimap2 keeps for each
 /// bucket, which need more memory and miss the cache three to five times a look-up. Here a look-up that finds nothing,
@@ -53,7 +64,7 @@ public:
         std::uint32_t Groups() const { return groups & ~kSorted; }
         std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
     };
-    /// How many minimizers occur so many times.
+    /// How many minimizers occur that many times.
     struct OccurrenceCount {
         std::uint64_t occurrences, minimizers;
     };
@@ -62,10 +73,9 @@ public:
         const unsigned char* data;
         std::uint64_t groups, positions;
     };
-    /// A filled table in memory that somebody else made: the arrays of another table with as many buckets for the same
-    /// k. The table shares the ownership of that memory and never writes to it. `counts` by rising number of
-    /// occurrences. Stretches must lie in their blocks; whatever keys, values and positions are, a look-up stays within
-    /// the memory.
+    /// A filled table in foreign memory: the arrays of another table with as many buckets for the same k. The table
+    /// shares the ownership of that memory and never writes to it. `counts` in ascending order of occurrences.
+    /// Stretches must lie in their blocks; whatever keys, values and positions are, a look-up stays within the memory.
     struct Parts {
         std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
@@ -91,9 +101,9 @@ public:
         bool has_rests;
     };
     const Shape& TableShape() const { return shape; }
-    /// Whether its memory is that of somebody else.
+    /// Whether its memory belongs to somebody else.
     bool IsForeign() const { return foreign.owner != nullptr; }
-    /// See ForeignMemory; does nothing for a table of its own.
+    /// See ForeignMemory; does nothing for a table that owns its memory.
     void RequireUnchanged() const {
         if (foreign.owner != nullptr) {
             foreign.owner->RequireUnchanged();
@@ -133,7 +143,8 @@ public:
     /// its list would lie outside the block.
     const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
 
-    /// Whether these positions lie in their sequences. True in a table of its own, whose positions were checked before.
+    /// Whether these positions lie in their sequences. True in a table that owns its memory: its positions were checked
+    /// before.
     bool ArePossible(const std::uint64_t* positions, std::uint32_t count) const {
         return foreign.lengths == nullptr ||
                std::all_of(positions, positions + count, [this](auto position) { return IsPossible(position); });
@@ -172,8 +183,9 @@ private:
         std::uint64_t groups = 0;
         std::uint64_t position_count = 0;
         Pages memory;
-        std::vector<std::uint32_t> counted;   // Entry n: how many minimizers occur n times.
-        std::vector<std::uint32_t> frequent;  // Numbers of occurrences too high for `counted`.
+        // How many minimizers occur how many times: up to a limit, and above it.
+        std::vector<std::uint32_t> rare;
+        std::map<std::uint64_t, std::uint32_t> frequent;
     };
 
     static bool FillHashed(const std::vector<Entry>& entries, const Stretch& stretch, Block& block);
@@ -187,10 +199,15 @@ private:
         return sequence < foreign.sequences && last_base < foreign.lengths[sequence] && last_base + 1 >= shape.k;
     }
     void SetArrays(Block& block, const BlockMemory& memory) const;
-    std::vector<OccurrenceCount> Counts() const;
+    const std::vector<OccurrenceCount>& Counts() const;
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
     static bool HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
     static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);
+    // The highest number for a free slot.
+    static std::uint64_t KeyBitsAt(const Block& block, std::uint64_t slot) {
+        const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
+        return block.keys[slot] == kFree ? UINT64_MAX : rest | block.keys[slot] >> 1U;
+    }
     static bool HasFreeSlot(const Block& block, std::uint64_t group) {
         return block.keys[group * kGroupSlots + kGroupSlots - 1] == kFree;
     }
@@ -209,6 +226,9 @@ private:
     const Stretch* stretches;
     std::vector<Block> blocks;
     Parts foreign;  // Without an owner if all memory is the table's own.
+    mutable std::once_flag counted;
+    mutable std::vector<OccurrenceCount> counts;  // Of all blocks, once `counted`.
+    mutable std::vector<std::uint64_t> ranks;     // For each of these, how many minimizers occur as often or less.
 };
 
 }  // namespace qel_minimap2

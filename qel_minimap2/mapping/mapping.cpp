@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -24,9 +22,6 @@
 namespace qel_minimap2 {
 
 namespace {
-
-std::mutex thresholds_mutex;
-std::map<const mm_idx_t*, std::int32_t> thresholds;  // Guarded by thresholds_mutex.
 
 const Options& DefaultOptions() {
     static const Options options;
@@ -80,8 +75,8 @@ std::string RecordName(std::string_view name) {
 
 mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
     auto options = DefaultOptions().mapping;
-    options.mid_occ = occ_threshold > 0 ? occ_threshold : OccurrenceThreshold(index);
-    // Also derives what depends on the index; without it no seed passes the occurrence filter.
+    options.mid_occ = std::max(occ_threshold, 0);
+    // Determines a threshold of 0 and derives what depends on the index; without it no seed passes the filter.
     mm_mapopt_update(&options, &index);
     return options;
 }
@@ -89,21 +84,10 @@ mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
 }  // namespace
 
 std::int32_t OccurrenceThreshold(const mm_idx_t& index) {
-    const std::lock_guard lock(thresholds_mutex);
-    const auto known = thresholds.find(&index);
-    if (known != thresholds.end()) {
-        return known->second;
-    }
-    auto options = DefaultOptions().mapping;
-    mm_mapopt_update(&options, &index);
-    return thresholds[&index] = options.mid_occ;
+    return OptionsFor(index, 0).mid_occ;
 }
 
-void ForgetIndex(const mm_idx_t& index) {
-    {
-        const std::lock_guard lock(thresholds_mutex);
-        thresholds.erase(&index);
-    }
+void FreeIdleBuffers() {
     MappingBuffer::FreeIdle();
 }
 

@@ -7,11 +7,11 @@
 
 namespace qel_minimap2 {
 
-/// See qelmm_cache_idx_occ_thres. The value is cached for calls of Align without one.
+/// See qelmm_cache_idx_occ_thres.
 std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 
-/// Call before freeing an index: forgets its cached threshold and frees idle mapping buffers.
-void ForgetIndex(const mm_idx_t& index);
+/// Frees the working memory that no mapping uses.
+void FreeIdleBuffers();
 
 /// See qelmm_align. Throws std::bad_alloc, std::invalid_argument for a name that SAM does not allow, and
 /// std::runtime_error when the index turns out to be damaged.
