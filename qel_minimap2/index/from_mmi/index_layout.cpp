@@ -7,7 +7,6 @@
 
 #include <minimap.h>
 
-
 namespace qel_minimap2 {
 
 namespace {
