@@ -76,6 +76,11 @@ void Sync(const std::string& path) {
     }
 }
 
+bool SyncDisk(const std::string& folder) {
+    const Common::FileDescriptor file(OpenFile(folder, O_RDONLY));
+    return ::syncfs(file.Get()) == 0;
+}
+
 void Rename(const std::string& from, const std::string& to) {
     if (::rename(from.c_str(), to.c_str()) != 0) {
         Fail(to);

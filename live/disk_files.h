@@ -25,6 +25,10 @@ void WriteAt(int descriptor, std::string_view text, std::uint64_t position, cons
 /// Waits until a file, or the names in a folder, are on the disk.
 void Sync(const std::string& path);
 
+/// Waits until all that was written to the disk of this folder is on it, also by other programs. False if it may not
+/// be.
+bool SyncDisk(const std::string& folder);
+
 void Rename(const std::string& from, const std::string& to);
 
 std::uint64_t SizeOf(const std::string& path);

@@ -61,11 +61,7 @@ void LiveRun::AlignWholeReads() {
         }
     }
     for (const auto& name : names) {
-        if (!Signals::Stopping()) {
-            status.Tell(std::string(name).append(": not whole: ").append(files.At(name).reason) +
-                        "; its whole reads are aligned now");
-            AlignWholeReadsOf(name, folder);
-        }
+        AlignWholeReadsOf(name, folder);
     }
     std::error_code error;
     fs::remove_all(folder, error);
@@ -82,6 +78,9 @@ void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& fold
                 Meanwhile("copying whole reads of " + name, [&] { return CopyWholeReads(PathOf(name), copy.path); });
             if (const auto obstacle = output.Obstacle(SamNameOf(name)); reads == 0 || !obstacle.empty()) {
                 return;
+            }
+            if (losses == 0) {
+                status.Tell(name + ": not whole: " + known.reason + "; its whole reads are aligned now");
             }
         } catch (const std::system_error& error) {
             if (!IsDiskFull(error.code().value())) {
@@ -138,7 +137,8 @@ int LiveRun::Finish() {
     page.summaries = {output.Path()};
     page.quiet = true;
     failed = Reports::MakeReport(page) != 0 || failed;
-    status.Print(StatusText(losses.empty() ? "nothing lost" : Checks::Plural(losses.size(), "file") + " not whole"));
+    status.Print(StatusText(losses.empty() ? "nothing lost"
+                                           : Checks::Plural(losses.size(), "file") + " not aligned, or only in part"));
     return losses.empty() && !failed ? kNothingLost : kLost;
 }
 

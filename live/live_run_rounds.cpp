@@ -1,11 +1,15 @@
 // The rounds of a run.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include <sys/stat.h>
+
 #include "checks/texts.h"
+#include "common/file_identity.h"
 #include "common/summary_columns.h"
 #include "live/content.h"
 #include "live/disk_files.h"
@@ -58,6 +62,12 @@ bool HasChanged(const std::string& path, const Stamp& stamp) {
     } catch (const std::system_error&) {
         return false;
     }
+}
+
+// Empty if the file is not there.
+std::string IdentityOf(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? Common::FileIdentity(status) : "";
 }
 
 bool HasStamp(const std::string& path, const Stamp& stamp) {
@@ -175,6 +185,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         return Kind::not_begun;
     }
     CheckReference();
+    const auto index = IdentityOf(options.reference);
     was_away = false;
     auto first = Kind::not_begun;
     try {
@@ -202,6 +213,9 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         } else {
             Take(round, outcome);
             first = outcome.files.front().kind;
+            if (first == Kind::kept && IdentityOf(options.reference) == index) {
+                ::setenv(Common::kCheckedIndex, index.c_str(), 1);  // The aligner has just checked it.
+            }
         }
     } catch (const std::system_error& error) {
         if (!IsDiskFull(error.code().value())) {

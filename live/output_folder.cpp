@@ -26,6 +26,9 @@ namespace {
 constexpr int kLockAttempts = 20;
 constexpr std::chrono::milliseconds kBetweenAttempts{100};
 
+// Waiting for each of them would take longer than waiting for what other programs have written.
+constexpr std::size_t kManyFiles = 50;
+
 std::string HeaderLine() {
     std::string header;
     for (const auto column : Common::kSummaryColumns) {
@@ -44,7 +47,11 @@ std::string WithoutSlash(std::string path) {
 }  // namespace
 
 OutputFolder::OutputFolder(const std::string& given) : path(WithoutSlash(given)) {
-    fs::create_directories(HiddenPath());
+    std::error_code error;
+    fs::create_directories(HiddenPath(), error);
+    if (error) {
+        throw std::system_error(error, HiddenPath());
+    }
     const auto lock_path = HiddenPath() + "/lock";
     // Not closed in the aligner.
     const int descriptor = ::open(lock_path.c_str(), O_RDWR | O_CREAT, 0666);
@@ -91,7 +98,12 @@ RunState OutputFolder::Open(const RunState& now) {
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(state_path + ": " + error.what());
     }
-    if (const auto differences = now.DifferencesFrom(published); !differences.empty()) {
+    const auto differences = now.DifferencesFrom(published);
+    if (!differences.empty() && !published.HasReads() && !fs::exists(ReadyPath() + "/state")) {
+        auto state = now;  // Nothing was made with the former options, such as a wrong index.
+        state.summary_bytes = published.summary_bytes;
+        Save(state);
+    } else if (!differences.empty()) {
         std::string text = path + ": its results were made with other options:";
         for (const auto& difference : differences) {
             text += "\n  " + difference;
@@ -139,12 +151,18 @@ std::string OutputFolder::Obstacle(const std::string& sam) const {
 }
 
 void OutputFolder::Prepare() {
+    std::vector<std::string> paths;
     for (const auto& entry : fs::directory_iterator(RoundPath())) {
         if (entry.is_regular_file()) {
-            Sync(entry.path().string());
+            paths.push_back(entry.path().string());
         }
     }
-    Sync(RoundPath());
+    if (paths.size() < kManyFiles || !SyncDisk(RoundPath())) {
+        for (const auto& file : paths) {
+            Sync(file);
+        }
+        Sync(RoundPath());
+    }
     Rename(RoundPath(), ReadyPath());
 }
 

@@ -1,5 +1,6 @@
 #include "live/run_state.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -75,7 +76,7 @@ void VisitFields(State& state, Visitor&& visit) {
 
 std::string FieldText(const std::string& text) {
     if (text.find('\n') != std::string::npos) {
-        throw std::runtime_error("paths with line feeds are not supported");
+        throw std::runtime_error(Checks::Printable(text) + ": paths with line feeds are not supported");
     }
     return text;
 }
@@ -138,6 +139,10 @@ void RunState::GiveUp(const FileRecord& file) {
     if (file.name.find_first_of("\t\n") == std::string::npos) {
         files.push_back(file);
     }
+}
+
+bool RunState::HasReads() const {
+    return std::any_of(files.begin(), files.end(), [](const auto& file) { return file.reads.has_value(); });
 }
 
 std::string RunState::Text() const {

@@ -43,6 +43,9 @@ struct RunState {
     /// Remembers files whose reads are in the output now, whether or not they were given up before.
     void Add(const std::vector<FileRecord>& aligned);
 
+    /// True if the reads of a file are in the output.
+    bool HasReads() const;
+
     std::string Text() const;
     /// Throws std::runtime_error for a text that Text does not write.
     static RunState Parse(const std::string& text);

@@ -359,6 +359,23 @@ class Machine(LiveTest):
         process.communicate(timeout=60)
         self.assertLess(int(self.folder.joinpath("io").read_text().split()[1]), len(text))
 
+    def test_index_is_checked_once_and_again_when_it_may_have_changed(self):
+        index = self.write("own.fasta", REFERENCE.read_bytes())
+        aligner = self.script(f"echo \"$QEL_CHECKED_INDEX\" >> '{self.folder}/checked'", "exec {aligner} \"$@\"")
+        command = [LIVE, "-i", self.reads, "-s", self.out, "-a", index, "--settle", "0", "--interval", "0.1", "--aligner", aligner, "--until-file", "end"]
+        with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
+            for number in range(4):
+                self.reads.joinpath(f"{number}.fastq").write_bytes(records(f"r{number}_", 2))
+                self.wait_for(lambda: self.out.exists() and len(self.sams()) == number + 1)
+                if number == 1:
+                    index.chmod(0o640)
+            self.reads.joinpath("end").touch()
+            self.assertEqual(process.wait(60), 0)
+        checked = self.folder.joinpath("checked").read_text().splitlines()
+        self.assertEqual((checked[0], checked[1] == checked[2], checked[2] == checked[3]), ("", True, False))
+        stat = index.stat()
+        self.assertRegex(checked[3], f"^[0-9]+:{stat.st_ino}:{stat.st_size}:")
+
     def test_reads_folder_that_is_away_for_a_while_is_waited_for(self):
         aligner, away = self.folder / "aligner", self.folder / "away"
         aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/once' || mv '{self.reads}' '{away}'\n"

@@ -8,6 +8,8 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "common/file_identity.h"
+
 namespace qel_minimap2 {
 
 namespace {
@@ -44,6 +46,11 @@ std::optional<MappedFile::State> MappedFile::Now() const {
     }
     return State{static_cast<std::uint64_t>(status.st_size),
                  status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec};
+}
+
+std::string MappedFile::Identity() const {
+    struct stat status {};
+    return ::fstat(file.Get(), &status) == 0 ? Common::FileIdentity(status) : "";
 }
 
 // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): neither call writes to the bytes.

@@ -35,6 +35,8 @@ public:
     const State& Opened() const { return opened; }
     /// Now; nothing if the system does not tell. Takes less than a microsecond on a local disk.
     std::optional<State> Now() const;
+    /// See Common::FileIdentity; empty if the system does not tell.
+    std::string Identity() const;
 
 private:
     const Common::FileDescriptor file;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -13,7 +14,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 
+#include "common/file_identity.h"
 #include "qel_minimap2/qel_minimap2.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
@@ -310,6 +313,29 @@ TEST_F(MappedIndex, AFileThatIsReplacedStaysInUse) {
     WriteIndex(">other\n" + bases + "\n", path);
     EXPECT_EQ(Align(*index), record);
     EXPECT_EQ(Mapped(path), "read\t0\tother\t1\t60\t1500");
+}
+
+// The environment names the file as it is after the damage, and as it was before.
+TEST_F(MappedIndex, ChecksumsOfAFileThatWasCheckedAreNotComparedAgain) {
+    const auto identity = [&] {
+        struct stat status {};
+        EXPECT_EQ(::stat(path.c_str(), &status), 0);
+        return Common::FileIdentity(status);
+    };
+    const auto before = identity();
+    const auto whole = Mapped(path);
+    {
+        std::fstream file(path, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
+        file.seekp(-1, std::ios_base::end);  // Behind the last section, in its page.
+        file.put('x');
+    }
+    EXPECT_TRUE(Mapped(path).starts_with(kDamaged));
+    ::setenv(Common::kCheckedIndex, identity().c_str(), 1);
+    EXPECT_EQ(Mapped(path), whole);
+    EXPECT_NE(FaultIn(path), "sound");
+    ::setenv(Common::kCheckedIndex, before.c_str(), 1);
+    EXPECT_TRUE(Mapped(path).starts_with(kDamaged));
+    ::unsetenv(Common::kCheckedIndex);
 }
 
 TEST_F(MappedIndex, AFileWithANewTimeAndTheSameBytesStaysInUse) {
