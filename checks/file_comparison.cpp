@@ -166,7 +166,7 @@ private:
             }
         };
         tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
-        tell(Kind::surplus, sam + " holds ", ", which the file does not contain, or fewer times",
+        tell(Kind::surplus, sam + " holds ", ", which the file lacks or holds fewer times",
              "more reads are in " + sam + " only");
         tell(Kind::altered, "", " has a different sequence in " + sam,
              "more reads have a different sequence in " + sam);

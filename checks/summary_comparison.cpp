@@ -65,7 +65,7 @@ bool SummaryComparison::NextRow() {
             findings.push_back(path + ": the last row is cut short");
             half_row = half.substr(0, half.find('\t'));
         }
-    } catch (const std::exception&) {  // A line without end, or a failing disk.
+    } catch (const std::exception&) {  // An endless line, or a failing disk.
         findings.push_back(path + ": line " + std::to_string(lines->LineNumber()) + " cannot be read");
         gaps = true;
     }
@@ -149,7 +149,7 @@ std::string SummaryComparison::Tell(const ReadBalance::Difference& difference) c
         ++column;
     }
     return line + std::string(Common::kSummaryColumns.at(column)) + " of " + read + " is '" +
-           std::string(Cell(difference.found, column)) + "', by its SAM record '" +
+           std::string(Cell(difference.found, column)) + "'; its SAM record gives '" +
            std::string(Cell(difference.expected, column)) + "'";
 }
 

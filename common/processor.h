@@ -8,7 +8,7 @@
 #error "Only x86-64 and arm64 are supported: see common/processor.h"
 #endif
 
-// What C++ has no words for and processors do differently.
+// What C++ cannot express and processors do differently.
 namespace Common {
 
 /// For loops that wait for another thread: lets other threads of the same core run for some cycles.
@@ -43,7 +43,7 @@ inline void SetFloatingPointSettings(std::uint64_t settings) {
 #if defined(__x86_64__)
 constexpr std::uint64_t kDenormalsAreZero = 1U << 15U | 1U << 6U;  // Flush to zero, denormals are zero.
 #else
-constexpr std::uint64_t kDenormalsAreZero = 1U << 24U;  // Flush to zero, which is for both.
+constexpr std::uint64_t kDenormalsAreZero = 1U << 24U;  // Flush to zero, which covers both.
 #endif
 
 }  // namespace Common

@@ -16,7 +16,7 @@ struct Content {
 /// it.
 Content ReadToEnd(const std::string& path);
 
-/// True if a look at the end of a file shows that it may not be whole. Cheap; most files that are cut pass it.
+/// True if a look at the end of a file shows that it may not be whole. Cheap, but it misses most files that are cut.
 bool LooksCut(const std::string& path);
 
 /// True if `input` holds the reads of the SAM file `sam` by the rules of tavik_check, and no others. `reads`: those in

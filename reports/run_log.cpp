@@ -91,12 +91,12 @@ private:
         if (severity == "message" && message.starts_with(Common::kLoggedBanner)) {
             // Errors about output files may precede the banner. After an earlier run that was killed, they cannot be
             // assigned to either run.
-            run = run.version.empty() || run.is_finished ? std::move(behind_end) : RunLog();
-            behind_end = {};
+            run = run.version.empty() || run.is_finished ? std::move(after_end) : RunLog();
+            after_end = {};
             run.version = message.substr(Common::kLoggedBanner.size());
             is_in_banner = true;
         }
-        for (auto* const one : {&run, &behind_end}) {
+        for (auto* const one : {&run, &after_end}) {
             one->begin = one->begin.empty() ? line.substr(0, kDateLength) : one->begin;
             one->end = line.substr(0, kDateLength);
             Count(severity, message, *one);
@@ -105,7 +105,7 @@ private:
         if (severity == "message" && milliseconds) {
             run.is_finished = true;
             run.milliseconds = *milliseconds;
-            behind_end = {};
+            after_end = {};
         }
     }
 
@@ -141,7 +141,7 @@ private:
         }
     }
 
-    RunLog behind_end;  // Since the last run's end, or from the beginning.
+    RunLog after_end;  // Since the last run's end, or from the beginning.
     bool is_in_banner = false;
 };
 

@@ -9,7 +9,7 @@
 
 #if defined(__x86_64__)
 #include <emmintrin.h>
-#else  // SIMDe expresses SSE2 in the terms of this processor.
+#else  // SIMDe translates SSE2 for this processor.
 #define SIMDE_ENABLE_NATIVE_ALIASES
 #include <simde/x86/sse2.h>
 #endif

@@ -34,8 +34,8 @@ struct Seeds {
 /// this time waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
-/// False if minimap2's mm_seed_mz_flt removes none of a read's minimizers, for which it would sort them: none occurs
-/// more than `most` times and in more than `fraction` of the list. Nearly always false for a read without repeats.
+/// Whether minimap2's mm_seed_mz_flt, which sorts a read's minimizers, may remove any: one that occurs more than `most`
+/// times and in more than `fraction` of the list. Nearly always false for a read without repeats.
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction);
 
 /// Whether CollectSeeds has found lists or positions that no index holds, and has left them out, on this thread since

@@ -94,7 +94,7 @@ class StartUp(AlignerTest):
         self.assertRegex(loud, r"Done in \d+ ms\.\n$")
 
 
-    def test_elapsed_time_is_told_in_milliseconds(self):
+    def test_elapsed_time_is_shown_in_milliseconds(self):
         """The reads come through a pipe that its writer keeps open for a known time."""
         os.mkfifo(self.folder / "slow.fastq")
 

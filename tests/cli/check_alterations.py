@@ -128,7 +128,7 @@ def missing(read, name="a"):
 
 
 def surplus(read, sam=A):
-    return f"{sam} holds read '{read}', which the file does not contain, or fewer times"
+    return f"{sam} holds read '{read}', which the file lacks or holds fewer times"
 
 
 def sequence(read, file="a.fastq"):
@@ -157,7 +157,7 @@ ALTERATIONS = {
         both(*(lines(f"out/{name}.sam", lambda old: old[2:]) for name in "abc")),
         [f"{sam}: {NO_SQ}" for sam in (A, B, C)]),
     "another length in an @SQ line": (cell("out/a.sam", 1, 2, "LN:70000"), ["a.fastq: " + OTHER_SQ.format("a")]),
-    "an @SQ line less": (lines("out/c.sam", lambda old: old[:1] + old[2:]), ["c.fasta: " + OTHER_SQ.format("c")]),
+    "one @SQ line fewer": (lines("out/c.sam", lambda old: old[:1] + old[2:]), ["c.fasta: " + OTHER_SQ.format("c")]),
     "a broken first @SQ line": (cell("out/b.sam", 1, 2, "LN:0"), [f"{B}: line 1: not an @SQ line"]),
     "a broken @SQ line": (cell("out/b.sam", 2, 2, "LN:1x"), [f"{B}: line 2: not an @SQ line"]),
     "NUL in a SAM name": (cell("out/a.sam", 3, 0, "r\0"), [f"{A}: line 3: {BAD_BYTE}"]),
@@ -180,11 +180,11 @@ ALTERATIONS = {
     "a mapped record without POS": (cell("out/a.sam", 4, 3, "0"), [f"{A}: line 4: it lies outside its reference sequence"]),
     "a POS of more than 32 bits": (cell("out/a.sam", 4, 3, "4294982378"), [f"{A}: line 4: POS is not a number"]),
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
-        f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082', by its SAM record '15083'"]),
+        f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082'; its SAM record gives '15083'"]),
     "a POS that is not a number": (cell("out/a.sam", 4, 3, "15O82"), [f"{A}: line 4: POS is not a number"]),
     "a MAPQ above 255": (cell("out/a.sam", 4, 4, "256"), [f"{A}: line 4: values that the aligner does not write"]),
     "another CIGAR": (cell("out/a.sam", 4, 5, lambda old: "9M1D2M1D" + old[5:]), [
-        f"{SUMMARY}: line 3: alignment_genome_end of read 'r2' is '15419', by its SAM record '15420'"]),
+        f"{SUMMARY}: line 3: alignment_genome_end of read 'r2' is '15419'; its SAM record gives '15420'"]),
     "a longer CIGAR": (cell("out/a.sam", 4, 5, lambda old: old + "1I"), [f"{A}: line 4: {LENGTHS}"]),
     "a CIGAR of other operations": (cell("out/a.sam", 4, 5, lambda old: old.replace("M", "=")), [
         f"{A}: line 4: CIGAR has an operation other than H, S, I, D and M"]),
@@ -195,9 +195,9 @@ ALTERATIONS = {
     "no SEQ": (cell("out/a.sam", 4, 9, "*"), [f"{A}: line 4: {LENGTHS}"]),
     "a quality string": (cell("out/a.sam", 4, 10, "I"), [f"{A}: line 4: values that the aligner does not write"]),
     "another NM": (cell("out/a.sam", 4, 11, "NM:i:29"), [
-        f"{SUMMARY}: line 3: alignment_num_correct of read 'r2' is '310', by its SAM record '311'"]),
+        f"{SUMMARY}: line 3: alignment_num_correct of read 'r2' is '310'; its SAM record gives '311'"]),
     "another AS": (cell("out/a.sam", 4, 13, "AS:i:485"), [
-        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '484', by its SAM record '485'"]),
+        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '484'; its SAM record gives '485'"]),
     "an AS that is not a number": (cell("out/a.sam", 4, 13, "AS:i:484x"), [f"{A}: line 4: AS is not a number"]),
     "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
         f"{A}: line 4: a mapped record without NM or AS"]),
@@ -205,7 +205,7 @@ ALTERATIONS = {
     "names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
         sequence("r2"), sequence("r1")]),
     "a mapped read for an unmapped one": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
-        f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large', by its SAM record '*'"]),
+        f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large'; its SAM record gives '*'"]),
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
         f"{B}: read 's1' has supplementary records other than those that its tag SA lists"]),
@@ -228,7 +228,7 @@ ALTERATIONS = {
     "an unfinished file without a SAM file": (
         both(log("Successfully finished input file c.fasta", "End of c.fasta"), gone("out/c.sam")), [
             "c.fasta: begun, but not finished"]),
-    "a row less": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
+    "one row fewer": (without(SUMMARY, 3), [f"{SUMMARY}: no row for read 'r2'"]),
     "a row is a copy of its neighbour": (copy_of(SUMMARY, 3, 2), [
         f"{SUMMARY}: line 3: read 'r1' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
     "a duplicate row": (lines(SUMMARY, lambda old: old[:3] + old[2:]), [
@@ -244,13 +244,13 @@ ALTERATIONS = {
         f"{SUMMARY}: line 4: 12 columns instead of 13"]),
     "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns instead of 13"]),
     "NUL and DEL in a row": (cell(SUMMARY, 3, 12, "4\0\x7f"), [
-        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '4??', by its SAM record '484'"]),
+        f"{SUMMARY}: line 3: alignment_score of read 'r2' is '4??'; its SAM record gives '484'"]),
     "another name in a row": (cell(SUMMARY, 3, 0, "rr"), [
         f"{SUMMARY}: line 3: read 'rr' has no SAM record", f"{SUMMARY}: no row for read 'r2'"]),
     "a rejected read counts as unmapped": (cell(SUMMARY, 9, 2, "-1"), [
-        f"{SUMMARY}: line 9: alignment_genome_start of read 's2' is '-1', by its SAM record '0'"]),
+        f"{SUMMARY}: line 9: alignment_genome_start of read 's2' is '-1'; its SAM record gives '0'"]),
     "an unmapped read counts as rejected": (cell(SUMMARY, 7, 2, "0"), [
-        f"{SUMMARY}: line 7: alignment_genome_start of read 'r6' is '0', by its SAM record '-1'"]),
+        f"{SUMMARY}: line 7: alignment_genome_start of read 'r6' is '0'; its SAM record gives '-1'"]),
     "a read is added to the input": (content("a.fastq", lambda old: old + b"@r7\nACGT\n+\nIIII\n"), [
         "a.fastq: 7 reads in the file, 6 aligned", missing("r7")]),
     "a read is taken from the input": (lines("a.fastq", lambda old: old[4:]), [

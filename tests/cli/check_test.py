@@ -173,7 +173,7 @@ class Check(AlignerTest):
             for column, value in enumerate(cells, 1):
                 ALTERATIONS[f"another {COLUMNS[column]} of {read}"] = (
                     cell(SUMMARY, number, column, lambda old: old + "1"),
-                    [f"{SUMMARY}: line {number}: {COLUMNS[column]} of read '{read}' is '{value}1', by its SAM record "
+                    [f"{SUMMARY}: line {number}: {COLUMNS[column]} of read '{read}' is '{value}1'; its SAM record gives "
                      f"'{value}'"])
         log_file = log_of(base)
         for name, (alter, findings) in ALTERATIONS.items():
@@ -230,7 +230,7 @@ class Check(AlignerTest):
         self.expect([*(f"{i}/{i}.fq: {OTHER_SQ.format(i)}" for i in range(3)),
                      "the same @SQ lines are in 2 more SAM files"], log_file, listed)
 
-    def test_other_reads_than_can_be_told(self):
+    def test_more_differences_than_can_be_listed(self):
         """More differences than are kept."""
         listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
                                           "b.fq": record("r", "")})

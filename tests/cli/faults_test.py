@@ -37,7 +37,7 @@ class Faults(AlignerTest):
         # The log file's own failure is not a record: its line follows the previous record.
         return [message.split("\nCould not")[0] for level, message in run.records() if level == "error"]
 
-    def test_full_disk_is_told_once_per_file_and_costs_that_file_alone(self):
+    def test_full_disk_is_reported_once_per_file_and_costs_that_file_alone(self):
         sam, rows = self.good()
         for name in ("sample_1.sam", "alignment_summary.txt"):
             save = self.folder / f"full {name}"

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tests of tavik_live: a simulated sequencer writes, and the output is compared with that of one run over all files.
 
-TAVIK_LIVE_KILLS in the environment: number of kills in the test of them (default: 4)."""
+TAVIK_LIVE_KILLS in the environment: how many times the program is killed in the test of this (default: 4)."""
 
 import gzip
 import os
@@ -73,7 +73,7 @@ class Output(LiveTest):
         self.reads.joinpath("link.fastq").unlink()
         self.assert_as_one_run()
 
-    def test_page_of_a_run_that_goes_on_says_so(self):
+    def test_page_of_a_run_in_progress_says_so(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
         process = self.start()
         page = self.out / "alignment_report.html"
@@ -187,7 +187,7 @@ class Files(LiveTest):
 
     def test_file_that_lost_reads_is_tried_once_more(self):
         aligner = self.folder / "aligner"
-        # The first run of the file loses a read of it.
+        # The first run on the file loses one of its reads.
         aligner.write_text(f"""#!{sys.executable}
 import pathlib, re, subprocess, sys
 subprocess.run(["{os.path.dirname(LIVE)}/tavik_aligner", *sys.argv[1:]])

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The programs on processors without AVX2, and without SSE4.1, which QEMU imitates instruction by instruction."""
+"""The programs on processors without AVX2, and without SSE4.1, which QEMU emulates instruction by instruction."""
 
 import os
 import platform
@@ -21,8 +21,8 @@ NO_PROCESSOR = "this processor has no SSE4.1, which minimap2 needs\n"
 class Processors(AlignerTest):
     def test_without_avx2_all_is_as_minimap2_has_it(self):
         for program in (PROGRAM, INDEX):
-            imitated = self.write(Path(program).name, f'#!/bin/sh\nexec {QEMU} -cpu Nehalem "{program}" "$@"\n')
-            imitated.chmod(0o755)
+            emulated = self.write(Path(program).name, f'#!/bin/sh\nexec {QEMU} -cpu Nehalem "{program}" "$@"\n')
+            emulated.chmod(0o755)
         judge = subprocess.run([SOURCE / "tests/judges/compare-with-minimap2", "--program", self.folder / "tavik_aligner",
                                 REFERENCE, READS], capture_output=True, text=True)
         self.assertEqual((judge.returncode, judge.stderr), (0, ""), judge.stdout)

@@ -45,7 +45,7 @@ class Runs(ReportTest):
         self.assertEqual(self.problems("bare"), ([], [None] * 7))
         self.assertEqual(self.data("bare")["samples"][0]["run"], NO_LOG)
 
-    def test_killed_run_is_told_everywhere(self):
+    def test_killed_run_is_reported_everywhere(self):
         records = read_fastq(READS / "sample_1.fastq")
         cut = self.write("in/cut.fastq", fastq([*records, ("@cut x", "ACGT", "AC")]))
         same = [self.write(f"in/{name}/same.fastq", fastq(records)) for name in "ab"]
@@ -150,7 +150,7 @@ class Outputs(ReportTest):
             os.close(terminal)
             self.assertEqual(shown.lstrip("\n"), f"{bar}\n{after}")
 
-    def test_each_failed_write_is_told_and_leaves_the_former_report(self):
+    def test_each_failed_write_is_reported_and_leaves_the_previous_report(self):
         self.run_report("out", "--title", "former")
         former = {path.name: path.read_bytes() for path in self.out.iterdir()}
         for name in FILES:
@@ -177,7 +177,7 @@ class Outputs(ReportTest):
         self.assertEqual(self.run_report("out", status=1, preexec_fn=leave_root).stderr,
                          f"Error: out/{FILES[0]}: could not be written: Permission denied\n")
 
-    def test_full_file_system_is_told(self):
+    def test_full_file_system_is_reported(self):
         small = self.folder / "small"
         small.mkdir()
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", small], capture_output=True, check=False)

@@ -138,7 +138,7 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
 }
 
 // What happens to a file that is compressed or uncompressed, by what has become of it until then.
-TEST(WatchedFiles, OtherFormOfAFileIsTold) {
+TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
     for (const auto& [name, other] : {std::pair("a.fq", "a.fq.gz"), std::pair("a.fq.gz", "a.fq")}) {
         for (const auto phase : {Phase::settling, Phase::waiting, Phase::cut, Phase::aligning, Phase::done}) {
             Folder folder;
@@ -186,7 +186,7 @@ TEST(WatchedFiles, OtherFormOfAFileIsTold) {
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "a.fq.gz"}));
 }
 
-// Thousands of files must neither fill the screen nor take time by their square.
+// Thousands of files must neither fill the screen nor take quadratic time.
 TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     const auto begin = std::chrono::steady_clock::now();
     constexpr int kFiles = 30'000;

@@ -163,7 +163,7 @@ TEST(Aligner, NoThreadIsAnInvalidNumberAndLessThanNoneIsNot) {
     EXPECT_EQ(log.Of("error"), Lines{"Invalid number of threads: 0"});
 }
 
-TEST(Aligner, ANewFolderIsTold) {
+TEST(Aligner, ANewFolderIsLogged) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;
     for (int twice = 0; twice < 2; ++twice) {

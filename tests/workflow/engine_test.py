@@ -52,7 +52,7 @@ CANNOT = "on a cluster, Snakemake cannot take names with quotes, backslashes or 
 
 
 class Settings(EngineTest):
-    def test_wrong_settings_are_told_before_anything_begins(self):
+    def test_wrong_settings_are_reported_before_anything_begins(self):
         self.write("in/a.fastq", fastq(self.records))
         self.write("list", "in/a.fastq\ngone.fq\nin/a.fastq\nin/../in/a.fastq\na\tb\n")
         self.write("empty", "")

@@ -331,7 +331,7 @@ TEST_P(SeedCollection, GivesTheSeedsOfMinimap2) {
     }
 }
 
-TEST(MinimizerFilter, LeavesListsToTheLibraryFromWhichItRemovesMinimizers) {
+TEST(MinimizerFilter, LeavesListsToMinimap2FromWhichItRemovesMinimizers) {
     std::mt19937_64 random(12);
     int removed = 0, left = 0;
     for (int read = 0; read < 3000; ++read) {

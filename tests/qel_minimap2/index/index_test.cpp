@@ -118,7 +118,7 @@ void Put(std::string& index, std::size_t at, T number) {
 }
 
 // Damages each checked part of a prebuilt index on its own. tests/judges/index-check damages at random.
-TEST_F(Index, EachDamageIsToldByItsName) {
+TEST_F(Index, EachDamageIsNamed) {
     const auto repeat = RandomBases(400);
     const auto fasta = folder.Write(
         "reference.fa", ">one\n" + RandomBases(300) + repeat + repeat + repeat + "\n>two\n" + RandomBases(15) + "\n");

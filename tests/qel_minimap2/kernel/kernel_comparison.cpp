@@ -162,7 +162,7 @@ AlignmentCall RandomCalls::Next() {
     }
     if (ends) {
         query.resize(static_cast<std::size_t>(Between(1, std::min(static_cast<int>(query.size()), 60))));
-        // At times so long that the scores of gaps leave 16 bits.
+        // Sometimes so long that the scores of gaps exceed 16 bits.
         const int length = OneIn(500) ? 9000 : static_cast<int>(query.size()) * Between(2, 6);
         target.resize(static_cast<std::size_t>(length), target.back());
     }

@@ -49,7 +49,7 @@ TEST_P(NewFiles, ASignalHandlerLeavesNoneBehind) {
     EXPECT_EQ(Files(), 1U);
 }
 
-TEST_P(NewFiles, AFullDiskIsToldAndLeavesNothing) {
+TEST_P(NewFiles, AFullDiskIsReportedAndLeavesNothing) {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
