@@ -6,12 +6,12 @@
 
 namespace Common {
 
-/// The name of an environment variable with the FileIdentity of an index whose content has been checked already, so
-/// that each of many processes need not check it again.
+/// The environment variable that holds the FileIdentity of an index whose content has already been checked, so that
+/// other processes need not check it again.
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 
-/// Differs between the files of a machine, and changes with each write to a file: the time of the last change cannot be
-/// set back.
+/// Differs between all files of a machine and changes with each write to a file: it has the time of the last status
+/// change, which programs cannot set back.
 inline std::string FileIdentity(const struct stat& status) {
     std::string identity;
     for (const auto number : {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),

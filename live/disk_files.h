@@ -25,8 +25,8 @@ void WriteAt(int descriptor, std::string_view text, std::uint64_t position, cons
 /// Waits until a file, or the names in a folder, are on the disk.
 void Sync(const std::string& path);
 
-/// Waits until all that was written to the disk of this folder is on it, also by other programs. False if it may not
-/// be.
+/// Waits until everything that any program has written to this folder's disk is on it. Returns false if that is not
+/// certain.
 bool SyncDisk(const std::string& folder);
 
 void Rename(const std::string& from, const std::string& to);

@@ -15,7 +15,7 @@
 //        3    .  e  f  g  h  i
 //        4    .  .  g  h  i  j
 //
-// A call takes one of four ways, which base_alignment.cpp chooses:
+// There are four methods; base_alignment.cpp chooses one for each call:
 //  1. certified_band.h: a call that fills the gap between two seeds (KSW_EZ_APPROX_MAX alone, no band limit) is
 //     tried in strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all
 //     paths outside the strip. Widths that recent calls show to be too narrow are skipped, and so are those above two

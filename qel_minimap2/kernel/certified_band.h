@@ -13,7 +13,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The first way of base_alignment.h: where the whole matrix is asked for, a narrow band of it suffices if the band
+// The first method of base_alignment.h: where the whole matrix is asked for, a narrow band of it suffices if the band
 // provably contains every optimal path.
 //
 // Between two seeds minimap2 fills the gap without a band limit and uses only the score of the last cell and the CIGAR.

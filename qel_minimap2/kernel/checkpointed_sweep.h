@@ -14,7 +14,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The second way of base_alignment.h: where no band can be proven, the whole matrix, but without a matrix of
+// The second method of base_alignment.h: where no band can be proven, the whole matrix, but without a matrix of
 // directions.
 //
 // minimap2 writes a byte for each cell, 2 * length^2 of them, and then reads those along one path. This sweep only

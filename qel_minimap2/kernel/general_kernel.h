@@ -16,7 +16,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The fourth way of base_alignment.h: minimap2's own recurrence, in whole registers.
+// The fourth method of base_alignment.h: minimap2's own recurrence, in whole registers.
 //
 // The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
 // scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and

@@ -9,7 +9,7 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Alignments need theirs hundreds of times a read, and ordinary reads need megabytes. Chains are found twice a read.
+// Base alignment needs its buffers hundreds of times per read, and megabytes for ordinary reads; chaining, twice.
 constexpr std::size_t kKept = std::size_t{16} << 20;
 constexpr std::size_t kKeptOfChains = std::size_t{2} << 20;
 

@@ -14,9 +14,9 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The third way of base_alignment.h: an extension from a chain's end whose query fits a strip. The strip moves by one
-// target position on every row, so each lane keeps its query position, the first one in the highest lane. The lines and
-// the scores of a row's cells stay in registers.
+// The third method of base_alignment.h: an extension from a chain's end whose query fits a strip. The strip moves by
+// one target position on every row, so each lane keeps its query position, the first one in the highest lane. The lines
+// and the scores of a row's cells stay in registers.
 //
 // In a row, lanes of query positions that have not met the target yet, or have passed its end, have no cell. They are
 // left out of the row's maximum. Values flow from a lane to the one below it, so those after the query's end do not

@@ -200,7 +200,7 @@ TEST(Aligner, AnInputFileIsNotReplacedByItsOwnSamFile) {
     EXPECT_EQ(Tests::ReadAll(file), "precious");
 }
 
-TEST(OutputFile, AWriteThatFailsAtTheClosingIsReported) {
+TEST(OutputFile, AWriteThatFailsAtClosingIsReported) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;
     {

@@ -1,5 +1,5 @@
-// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages some without. And files
-// that change while they are used.
+// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages some without. Also
+// files that change while they are used.
 
 #include <chrono>
 #include <csignal>
@@ -36,7 +36,7 @@ std::string TextOf(const char* answer) {
     return answer != nullptr ? answer : "sound";
 }
 
-// What the check says, without what it says of every damaged file.
+// Why the check refuses a file, without the words that all such answers share.
 std::string FaultIn(const std::string& file) {
     static const auto start = "ERROR: " + kDamaged;
     const auto text = TextOf(qelmm_check_index(file.c_str()));
@@ -326,7 +326,7 @@ TEST_F(MappedIndex, ChecksumsOfAFileThatWasCheckedAreNotComparedAgain) {
     const auto whole = Mapped(path);
     {
         std::fstream file(path, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
-        file.seekp(-1, std::ios_base::end);  // Behind the last section, in its page.
+        file.seekp(-1, std::ios_base::end);  // After the last section, in its page.
         file.put('x');
     }
     EXPECT_TRUE(Mapped(path).starts_with(kDamaged));
