@@ -7,8 +7,8 @@
 
 // For each anchor, minimap2 tries the anchors before it as predecessors, the nearest first, and keeps the best. A
 // candidate counts as skipped when it is not better than the best so far and lies in the chain of a candidate tried
-// before; after more than `most_skipped` of these the search ends early. Here the scores of a register of candidates are
-// computed at once. Candidates that cannot precede the anchor, which are most of them where a read has repeats, are
+// before; after more than `most_skipped` of these the search ends early. Here the scores of a register of candidates
+// are computed at once. Candidates that cannot precede the anchor, which are most of them where a read has repeats, are
 // dismissed a register at a time. The others are tried one by one in minimap2's order, so the search ends where
 // minimap2's does.
 namespace qel_minimap2::kernel {
