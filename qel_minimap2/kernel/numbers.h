@@ -14,43 +14,15 @@ struct Ints {
     static constexpr unsigned kAll = (1U << kWidth) - 1;  ///< A bit for each lane.
 
     static TAVIK_INLINE Register Load(const std::int32_t* from) { return Lanes::Load(from); }
-    /// From as many bytes.
-    static TAVIK_INLINE Register Load(const std::int8_t* from) {
-#if TAVIK_KERNEL_BITS == 256
-        return _mm256_cvtepi8_epi32(_mm_loadu_si64(from));
-#else
-        std::int32_t four = 0;
-        __builtin_memcpy(&four, from, sizeof four);
-        return _mm_cvtepi8_epi32(_mm_cvtsi32_si128(four));
-#endif
-    }
-    static TAVIK_INLINE void Store(std::int32_t* to, Register a) {
-        Lanes::Store(to, a);
-    }
-    static TAVIK_INLINE Register All(std::int32_t value) {
-        return TAVIK_SIMD(set1_epi32)(value);
-    }
-    static TAVIK_INLINE Register Add(Register a, Register b) {
-        return TAVIK_SIMD(add_epi32)(a, b);
-    }
-    static TAVIK_INLINE Register Subtract(Register a, Register b) {
-        return TAVIK_SIMD(sub_epi32)(a, b);
-    }
-    static TAVIK_INLINE Register Magnitude(Register a) {
-        return TAVIK_SIMD(abs_epi32)(a);
-    }
-    static TAVIK_INLINE Register Max(Register a, Register b) {
-        return TAVIK_SIMD(max_epi32)(a, b);
-    }
-    static TAVIK_INLINE Register Min(Register a, Register b) {
-        return TAVIK_SIMD(min_epi32)(a, b);
-    }
-    static TAVIK_INLINE Register Greater(Register a, Register b) {
-        return TAVIK_SIMD(cmpgt_epi32)(a, b);
-    }
-    static TAVIK_INLINE Register Equal(Register a, Register b) {
-        return TAVIK_SIMD(cmpeq_epi32)(a, b);
-    }
+    static TAVIK_INLINE void Store(std::int32_t* to, Register a) { Lanes::Store(to, a); }
+    static TAVIK_INLINE Register All(std::int32_t value) { return TAVIK_SIMD(set1_epi32)(value); }
+    static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi32)(a, b); }
+    static TAVIK_INLINE Register Subtract(Register a, Register b) { return TAVIK_SIMD(sub_epi32)(a, b); }
+    static TAVIK_INLINE Register Magnitude(Register a) { return TAVIK_SIMD(abs_epi32)(a); }
+    static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi32)(a, b); }
+    static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi32)(a, b); }
+    static TAVIK_INLINE Register Greater(Register a, Register b) { return TAVIK_SIMD(cmpgt_epi32)(a, b); }
+    static TAVIK_INLINE Register Equal(Register a, Register b) { return TAVIK_SIMD(cmpeq_epi32)(a, b); }
     template <int kBy>
     static TAVIK_INLINE Register ShiftLeft(Register a) {
         return TAVIK_SIMD(slli_epi32)(a, kBy);
@@ -60,13 +32,21 @@ struct Ints {
     static TAVIK_INLINE Register ShiftRight(Register a) {
         return TAVIK_SIMD(srli_epi32)(a, kBy);
     }
-    static TAVIK_INLINE FloatRegister ToFloats(Register a) {
-        return TAVIK_SIMD(cvtepi32_ps)(a);
-    }
+    static TAVIK_INLINE FloatRegister ToFloats(Register a) { return TAVIK_SIMD(cvtepi32_ps)(a); }
     /// All bits of the lowest `count` lanes; none for a count below 1.
     static TAVIK_INLINE Register Lowest(int count) {
         alignas(32) static constexpr std::int32_t kNumbers[] = {0, 1, 2, 3, 4, 5, 6, 7};
         return Greater(All(count), Load(kNumbers));
+    }
+    /// From as many bytes.
+    static TAVIK_INLINE Register Load(const std::int8_t* from) {
+#if TAVIK_KERNEL_BITS == 256
+        return _mm256_cvtepi8_epi32(_mm_loadu_si64(from));
+#else
+        std::int32_t four = 0;
+        __builtin_memcpy(&four, from, sizeof four);
+        return _mm_cvtepi8_epi32(_mm_cvtsi32_si128(four));
+#endif
     }
     /// The sign bits; bit 0 is the lowest lane's.
     static TAVIK_INLINE unsigned MaskOf(Register a) {
