@@ -308,8 +308,8 @@ class IndexUse(IndexTest):
             run = self.hold(index, f"cut{size}")
             os.truncate(index, size)
             status, errors = self.finish(*run)
-            self.assertEqual((status, errors), (1, f"libqel_minimap2: {index}: the file became shorter while it was used, or "
-                                                  "its disk failed; the process ends\n"))
+            self.assertEqual((status, errors), (1, f"libqel_minimap2: {index}: the file can no longer be read: it was shortened, "
+                                                  "another machine replaced it, or its disk failed; the process ends\n"))
             self.assertEqual(self.summary(f"cut{size}"), [])
 
     def test_two_runs_at_once_share_an_index_and_give_the_same_bytes(self):

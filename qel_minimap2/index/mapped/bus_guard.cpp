@@ -65,7 +65,8 @@ BusGuard::BusGuard(std::span<const unsigned char> bytes, const std::string& path
     static std::once_flag installed;
     std::call_once(installed, InstallHandler);
     auto message = "libqel_minimap2: " + path +
-                   ": the file became shorter while it was used, or its disk failed; the process ends\n";
+                   ": the file can no longer be read: it was shortened, another machine replaced it, or its disk "
+                   "failed; the process ends\n";
     const std::lock_guard lock(ranges_mutex);
     for (range = ranges; range != nullptr && range->end != 0; range = range->next) {
     }

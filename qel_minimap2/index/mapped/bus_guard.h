@@ -7,8 +7,9 @@ namespace qel_minimap2 {
 
 struct GuardedRange;
 
-/// Ends the process with status 1 and a line on standard error when an access to mapped bytes fails, because the file
-/// became shorter or its disk failed. Without a guard, SIGBUS would end it without a word.
+/// Ends the process with status 1 and a line on standard error when an access to mapped bytes fails: the file became
+/// shorter, its disk failed, or, on a network disk, another machine replaced it. Without a guard, SIGBUS would end it
+/// without a word.
 ///
 /// The first guard of the process installs a handler of that signal, which passes signals for other addresses to the
 /// former handler.

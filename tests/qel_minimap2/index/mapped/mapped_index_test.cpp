@@ -381,7 +381,8 @@ TEST_F(MappedIndexDeathTest, AFileThatIsCutEndsTheProcessWithItsName) {
     EXPECT_EXIT(use(false), testing::ExitedWithCode(7), "^$") << "the earlier handler answers for other addresses";
     EXPECT_EXIT(use(true), testing::ExitedWithCode(1),
                 "^libqel_minimap2: " + path +
-                    ": the file became shorter while it was used, or its disk failed; the process ends\n$");
+                    ": the file can no longer be read: it was shortened, another machine replaced it, or its disk "
+                    "failed; the process ends\n$");
 }
 
 }  // namespace
