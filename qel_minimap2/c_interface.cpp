@@ -9,7 +9,6 @@
 #include <string>
 
 #include "qel_minimap2/index/index_loading.h"
-#include "qel_minimap2/index/mapped/index_writer.h"
 #include "qel_minimap2/index/mapped/mapped_index.h"
 #include "qel_minimap2/index/mapped/new_file.h"
 #include "qel_minimap2/index/parallel.h"
@@ -109,11 +108,11 @@ qelmm_own_call_counts qelmm_own_calls() {
             chainings, joinings, kernels != nullptr ? static_cast<std::uint64_t>(kernels->bits) : 0};
 }
 
-const char* qelmm_write_index(const mm_idx_t* index, const char* path) {
-    if (index == nullptr || path == nullptr) {
-        return Failure("an index and a path are needed");
+const char* qelmm_make_index(const char* reference, const char* path) {
+    if (reference == nullptr || path == nullptr) {
+        return Failure("the paths of a reference and an index are needed");
     }
-    return FailureOf([&] { qel_minimap2::WriteIndex(*index, path); });
+    return FailureOf([&] { qel_minimap2::MakeIndexFile(reference, qel_minimap2::Options().indexing, path); });
 }
 
 void qelmm_remove_unfinished_indexes() {

@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/// Loads a reference: an index that qelmm_write_index wrote, which is mapped into memory and so shared by all processes
+/// Loads a reference: an index that qelmm_make_index wrote, which is mapped into memory and so shared by all processes
 /// that use it; a prebuilt minimap2 index as it is; or a FASTA or FASTQ file, plain or gzip, which is indexed with as
 /// many threads as there are cores, always as one part. The first bytes of the file tell which it is. Prints one line
 /// on standard error that names the file and the reason, and returns null, for anything that does not give a complete,
@@ -72,22 +72,23 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 
 // What follows is for programs that make indexes. A library that replaces this one may lack it.
 
-/// Writes an index that qelmm_load_index returned to a file that qelmm_load_index maps. The file appears under its name
-/// only when it is whole and on the disk. It replaces an older file, which stays usable for those that have it open.
-/// Writing takes as much disk space as the index takes memory, and little more memory. Until then the file has no name,
-/// so nothing is left when the process ends, even by SIGKILL. On file systems without nameless files (NFS), it has a
-/// hidden name (see qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. On
-/// failure, nothing at `path` has changed. Returns null, or a text "ERROR: reason" that belongs to the library and
-/// holds until the thread calls it again. Any thread.
-const char* qelmm_write_index(const mm_idx_t* index, const char* path);
+/// Makes the file of an index, which qelmm_load_index maps, from a reference that qelmm_load_index could load. The
+/// index of a FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The
+/// file appears under its name only when it is whole and on the disk. It replaces an older file, which stays usable for
+/// those that have it open. Until then the file has no name, so nothing is left when the process ends, even by SIGKILL.
+/// On file systems without nameless files (NFS), it has a hidden name (see qelmm_remove_unfinished_indexes), and the
+/// next call for that folder removes what SIGKILL left. On failure, nothing at `path` has changed. Returns null, or a
+/// text "ERROR: message" that belongs to the library and holds until the thread calls it again; the message begins with
+/// the path of the reference or the index. Sequences of the same name cause a warning. Any thread.
+const char* qelmm_make_index(const char* reference, const char* path);
 
-/// Removes the hidden files of all calls of qelmm_write_index that have not ended. For the handlers of signals that end
+/// Removes the hidden files of all calls of qelmm_make_index that have not ended. For the handlers of signals that end
 /// the process: calls only functions that such handlers may call.
 void qelmm_remove_unfinished_indexes(void);
 
-/// Checks all of a file that qelmm_write_index wrote: the checksums, and that each minimizer, list and position is
+/// Checks all of a file that qelmm_make_index wrote: the checksums, and that each minimizer, list and position is
 /// valid and in its place. Loading leaves most of the latter checks to the reads that need them. Returns null for a
-/// sound file, or a text "ERROR: reason" as qelmm_write_index does. Any thread.
+/// sound file, or a text "ERROR: reason" that holds as long as that of qelmm_make_index. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A part of a file: its name, where it begins and how long it is, in bytes, and its checksum.
@@ -96,7 +97,7 @@ struct qelmm_index_section {
     uint64_t offset, length, checksum;
 };
 
-/// What the first bytes of a file that qelmm_write_index wrote say about it.
+/// What the first bytes of a file that qelmm_make_index wrote say about it.
 struct qelmm_index_description {
     uint32_t version;                    ///< Of the format.
     uint32_t k, window;                  ///< Length of a k-mer in bases; k-mers in a window.
@@ -111,7 +112,7 @@ struct qelmm_index_description {
 };
 
 /// Describes such a file without reading more than its first page, so that only damage there is noticed. Returns null,
-/// or a text "ERROR: reason" as qelmm_write_index does. Any thread.
+/// or a text "ERROR: reason" that holds as long as that of qelmm_make_index. Any thread.
 const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
 
 /// Sets the number of threads that load, write and check indexes; 0, the default, means one for each core.

@@ -1,5 +1,6 @@
 #include "apps/index/commands.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
@@ -27,68 +28,66 @@ struct UnloadIndex {
 };
 using IndexPointer = std::unique_ptr<mm_idx_t, UnloadIndex>;
 
-// Throws std::runtime_error with the wrapper library's answer, which is null after success.
-void RequireSuccess(const std::string& path, const char* answer) {
+// Throws std::runtime_error with the wrapper library's answer, which is null after success. `before`: what the message
+// begins with.
+void RequireSuccess(const char* answer, const std::string& before = "") {
     constexpr std::string_view kError = "ERROR: ";
     if (answer != nullptr) {
         const std::string_view text = answer;
-        throw std::runtime_error(path + ": " +
-                                 std::string(text.starts_with(kError) ? text.substr(kError.size()) : text));
+        throw std::runtime_error(before + std::string(text.starts_with(kError) ? text.substr(kError.size()) : text));
     }
 }
 
-// How much of the reference the process has read; empty if the system does not say.
-std::string ShareRead(std::uint64_t size) {
-    constexpr std::uint64_t kPercent = 100;
+qelmm_index_description Described(const std::string& path) {
+    qelmm_index_description description = {};
+    RequireSuccess(qelmm_describe_index(path.c_str(), &description), path + ": ");
+    return description;
+}
+
+// A count of the system about this process; 0 if it is not told.
+std::uint64_t CountOf(std::string_view name) {
     std::ifstream counts("/proc/self/io");
-    std::string name;
+    std::string found;
     std::uint64_t bytes = 0;
-    if (size == 0 || !(counts >> name >> bytes) || name != "rchar:") {
-        return "";
+    while (counts >> found >> bytes && found != name) {
     }
-    return ": " + std::to_string(bytes < size ? bytes * kPercent / size : kPercent) + " %";
+    return counts ? bytes : 0;
 }
 
-IndexPointer Load(const std::string& path, bool quiet, double& seconds) {
-    std::error_code unknown;
-    const auto size = fs::file_size(path, unknown);
-    const Progress progress(quiet, "Reading " + path, [size = unknown ? 0 : size] { return ShareRead(size); });
-    IndexPointer index(qelmm_load_index(path.c_str()));
-    seconds = progress.Seconds();
-    return index;
-}
-
-std::uint64_t Bases(const mm_idx_t& index) {
-    std::uint64_t bases = 0;
-    for (std::uint32_t i = 0; i < index.n_seq; ++i) {
-        bases += index.seq[i].len;
+// What the program is doing, and how far it is if the system tells.
+std::string Stage(const Options& options, std::uint64_t reference_size) {
+    constexpr std::uint64_t kPercent = 100, kMega = 1'000'000;
+    const auto read = CountOf("rchar:"), written = CountOf("wchar:") / kMega;
+    if (written > 0) {
+        return "Writing " + options.index + ": " + std::to_string(written) + " MB";
     }
-    return bases;
+    return "Reading " + options.reference +
+           (read > 0 && reference_size > 0
+                ? ": " + std::to_string(std::min(read * kPercent / reference_size, kPercent)) + " %"
+                : "");
 }
 
 int WriteIndex(const Options& options) {
     RequireWritable(options.index, options.reference);
     RemoveUnfinishedOnSignals();
-    double read_seconds = 0;
-    double write_seconds = 0;
-    const auto index = Load(options.reference, options.quiet, read_seconds);
-    if (index == nullptr) {
-        return kFailed;  // The wrapper library has named the reason.
-    }
+    std::error_code unknown;
+    const auto size = fs::file_size(options.reference, unknown);
+    double seconds = 0;
     {
-        const Progress progress(options.quiet, "Writing " + options.index, [] { return std::string(); });
-        RequireSuccess(options.index + ": could not be written", qelmm_write_index(index.get(), options.index.c_str()));
-        write_seconds = progress.Seconds();
+        const Progress progress(options.quiet, [&] { return Stage(options, unknown ? 0 : size); });
+        RequireSuccess(qelmm_make_index(options.reference.c_str(), options.index.c_str()));
+        seconds = progress.Seconds();
     }
-    if (index->n_seq == 0) {
+    const auto made = Described(options.index);
+    if (made.sequences == 0) {
         std::cerr << "tavik_index: " + options.reference +
                          ": warning: it holds no sequences, so tavik_aligner will refuse " + options.index + "\n";
     }
     if (!options.quiet) {
         constexpr double kMega = 1e6;
-        std::cout << options.index << ": " << index->n_seq << " sequences, " << Bases(*index) << " bases, "
-                  << std::fixed << std::setprecision(1) << static_cast<double>(fs::file_size(options.index)) / kMega
-                  << " MB; read in " << read_seconds << " s, written in " << write_seconds << " s\n";
+        std::cout << options.index << ": " << made.sequences << " sequences, " << made.bases << " bases, " << std::fixed
+                  << std::setprecision(1) << static_cast<double>(made.file_size) / kMega << " MB; made in " << seconds
+                  << " s\n";
     }
     return kDone;
 }
@@ -111,8 +110,8 @@ void RequireReadable(const std::string& path) {
 
 int CheckIndex(const Options& options) {
     {
-        const Progress progress(options.quiet, "Checking " + options.index, [] { return std::string(); });
-        RequireSuccess(options.index, qelmm_check_index(options.index.c_str()));
+        const Progress progress(options.quiet, [&] { return "Checking " + options.index; });
+        RequireSuccess(qelmm_check_index(options.index.c_str()), options.index + ": ");
     }
     if (!options.quiet) {
         std::cout << options.index << ": sound\n";
@@ -121,12 +120,10 @@ int CheckIndex(const Options& options) {
 }
 
 int DescribeIndex(const Options& options) {
-    qelmm_index_description description = {};
-    RequireSuccess(options.index, qelmm_describe_index(options.index.c_str(), &description));
-    double unused = 0;
-    const auto index = Load(options.index, options.quiet, unused);
+    const auto description = Described(options.index);
+    const IndexPointer index(qelmm_load_index(options.index.c_str()));
     if (index == nullptr) {
-        return kFailed;
+        return kFailed;  // The wrapper library has named the reason.
     }
     if (options.quiet) {
         return kDone;

@@ -10,8 +10,7 @@
 
 namespace Indexing {
 
-Progress::Progress(bool quiet, std::string what, std::function<std::string()> how_far)
-    : what(std::move(what)), how_far(std::move(how_far)) {
+Progress::Progress(bool quiet, std::function<std::string()> what) : what(std::move(what)) {
     if (quiet || ::isatty(STDERR_FILENO) != 1) {
         return;
     }
@@ -49,8 +48,7 @@ void Progress::Show() {
     bool shown = false;
     while (!changed.wait_for(lock, kPause, [this] { return ended; })) {
         // The cursor returns to the start of the line, so that a warning replaces it.
-        std::cerr << what + how_far() + ", " + std::to_string(static_cast<std::int64_t>(Seconds())) + " s" +
-                         kClearToEnd + '\r'
+        std::cerr << what() + ", " + std::to_string(static_cast<std::int64_t>(Seconds())) + " s" + kClearToEnd + '\r'
                   << std::flush;
         shown = true;
     }

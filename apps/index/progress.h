@@ -13,8 +13,8 @@ namespace Indexing {
 /// Its thread takes no signals. The destructor erases the line.
 class Progress {
 public:
-    /// `how_far` is called by another thread.
-    Progress(bool quiet, std::string what, std::function<std::string()> how_far);
+    /// `what` is called by another thread.
+    Progress(bool quiet, std::function<std::string()> what);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -25,8 +25,7 @@ private:
     void Show();
 
     const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    const std::string what;
-    const std::function<std::string()> how_far;
+    const std::function<std::string()> what;
     std::mutex mutex;
     std::condition_variable changed;
     bool ended = false;  // Guarded by the mutex.

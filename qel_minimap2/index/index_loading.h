@@ -10,4 +10,7 @@ namespace qel_minimap2 {
 /// is indexed, see IndexReference.
 IndexPointer LoadIndex(const std::string& path, const mm_idxopt_t& options);
 
+/// See qelmm_make_index; throws std::runtime_error with the message instead of returning it.
+void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, const std::string& path);
+
 }  // namespace qel_minimap2

@@ -65,11 +65,15 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
 
 SeedTable::Parts SeedTable::AllParts() const {
     Parts parts{nullptr, stretches, {}, Counts(), nullptr, 0};
-    for (const auto& block : blocks) {
-        parts.blocks.push_back(
-            {reinterpret_cast<const unsigned char*>(block.keys), block.groups, block.position_count});
+    for (std::size_t block = 0; block < blocks.size(); ++block) {
+        parts.blocks.push_back(ContentOf(block));
     }
     return parts;
+}
+
+SeedTable::BlockMemory SeedTable::ContentOf(std::size_t block) const {
+    const auto& content = blocks[block];
+    return {reinterpret_cast<const unsigned char*>(content.keys), content.groups, content.position_count};
 }
 
 void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
@@ -106,8 +110,8 @@ inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block&
     return slots;
 }
 
-void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts,
-                         std::uint64_t position_count) {
+void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count,
+                         Pages memory) {
     std::uint64_t groups = 0;
     for (std::size_t i = 0; i < key_counts.size(); ++i) {
         // Leaves a free slot, which ends the search for a missing key.
@@ -120,11 +124,20 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
         throw std::bad_alloc();
     }
     auto& target = blocks[block];
-    target.memory = Pages(shape.SizeOf(groups, position_count));
-    target.memory.Touch();
+    const auto size = shape.SizeOf(groups, position_count);
+    const bool is_used = memory.Size() > 0 && memory.Size() >= size;
+    if (!is_used) {
+        memory = Pages(size);
+        memory.Touch();
+    }
+    target.memory = std::move(memory);
     SetArrays(target, {target.memory.Data(), groups, position_count});
     if (groups > 0) {
-        std::memset(target.keys, 0xff, groups * kGroupSlots * sizeof kFree);
+        const auto slots = groups * kGroupSlots;
+        std::memset(target.keys, 0xff, slots * sizeof kFree);
+        if (is_used) {  // All positions will be written, but not all rests and values.
+            std::memset(target.keys + slots, 0, shape.SizeOf(groups, 0) - slots * sizeof kFree);
+        }
     }
     target.rare.assign(kMostRare + 1, 0);
 }

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include <minimap.h>
@@ -114,8 +115,14 @@ public:
     unsigned BitsInBlock() const { return shape.bits_in_block; }
 
     /// Makes room in a block: `key_counts`, for each bucket, its number of minimizers; `position_count`, the number of
-    /// positions of repeated minimizers. Throws std::bad_alloc.
-    void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count);
+    /// positions of repeated minimizers. `memory` of any content becomes the block's if it is large enough. Throws
+    /// std::bad_alloc.
+    void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count,
+                  Pages memory = {});
+    /// Takes the memory of a filled block away, in which nothing can be looked up any more.
+    Pages TakeMemory(std::size_t block) { return std::move(blocks[block].memory); }
+    /// A filled block.
+    BlockMemory ContentOf(std::size_t block) const;
     /// The positions of a block's repeated minimizers, to be filled by the caller. Starts of lists count from here.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
     /// A minimizer without its bucket's bits and with the lowest bit of its key, as prebuilt indexes store it, and its

@@ -16,6 +16,7 @@ import struct
 import subprocess
 import time
 import unittest
+from functools import partial
 from pathlib import Path
 
 from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, Run
@@ -32,9 +33,9 @@ def become_nobody():
         os.setuid(65534)
 
 
-def limit_file_size():
+def limit_file_size(size=20000):
     """Writes beyond this fail as on a full disk."""
-    resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 class IndexTest(AlignerTest):
@@ -142,7 +143,7 @@ class IndexWriting(IndexTest):
         minimap2, index = self.folder / "it.mmi", self.folder / "own"
         subprocess.run(["minimap2", "-x", "map-ont", "-k", "21", "-w", "7", "-H", "-d", minimap2, REFERENCE],
                        capture_output=True, check=True)
-        size = r"\d+\.\d MB; read in \d+\.\d s, written in \d+\.\d s\n"
+        size = r"\d+\.\d MB; made in \d+\.\d s\n"
         self.assertRegex(self.index(minimap2, index).stdout, rf"^{index}: 2 sequences, 75000 bases, {size}$")
         run = self.index("--describe", index)
         told = dict(line.split("\t") for line in run.stdout.splitlines())
@@ -167,7 +168,7 @@ class IndexWriting(IndexTest):
                 pass
             os.close(ours)
             self.assertEqual(process.wait(), 0)
-            self.assertEqual(f"Reading {reference}: ".encode() in told, shown)
+            self.assertEqual(f"Writing {self.folder}/own: ".encode() in told, shown)
             self.assertEqual(told.endswith(b"\033[K") if shown else told, shown or b"")
         self.assertEqual(self.index(reference, "own").stderr, "")
 
@@ -190,7 +191,8 @@ class IndexFailures(IndexTest):
         reads = self.write("reads.fastq", SAMPLE.read_bytes())
         there = self.files()
         cases = [
-            (older, limit_file_size, "could not be written: File too large"),
+            *((older, partial(limit_file_size, size), "could not be written: File too large")
+              for size in range(20000, len(before), len(before) // 5)),
             (self.folder / "new", limit_file_size, "could not be written: File too large"),
             (self.folder, None, "is a folder"),
             (pipe, None, "is not a regular file"),
@@ -212,7 +214,7 @@ class IndexFailures(IndexTest):
         for file, source in ((reference, REFERENCE), (reads, SAMPLE)):
             self.assertEqual(file.read_bytes() == source.read_bytes(), True)
         run = self.index("-z", self.write("cut.gz", gzip.compress(REFERENCE.read_bytes())[:-9]), older, status=1)
-        self.assertRegex(run.stderr, rf"^libqel_minimap2: {self.folder}/cut\.gz: .+\n$")
+        self.assertRegex(run.stderr, rf"^tavik_index: {self.folder}/cut\.gz: .+\n$")
         self.assertEqual(older.read_bytes() == before, True)
 
     def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):

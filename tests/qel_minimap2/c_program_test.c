@@ -15,11 +15,9 @@ int main(int argc, char** argv) {
     struct qelmm_own_call_counts counts;
     struct qelmm_index_description description;
     qelmm_set_threads(1);
-    index = argc == 3 ? qelmm_load_index(argv[1]) : NULL;
-    if (index == NULL || qelmm_write_index(index, argv[2]) != NULL) {
+    if (argc != 3 || qelmm_make_index(argv[1], argv[2]) != NULL) {
         return 1;
     }
-    qelmm_unload_index(index);
     qelmm_remove_unfinished_indexes();
     if (qelmm_check_index(argv[2]) != NULL || qelmm_describe_index(argv[2], &description) != NULL) {
         return 1;

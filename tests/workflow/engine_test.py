@@ -120,7 +120,7 @@ class Engine(EngineTest):
         self.write("in/a.fastq", fastq(self.records))
         self.write("cut.fa.gz", gzip.compress(REFERENCE.read_bytes())[:-20])
         self.write("killed", "#!/bin/sh\nkill -9 $$\n").chmod(0o755)
-        for settings, reason in (({"reference": "cut.fa.gz"}, r"libqel_minimap2: cut\.fa\.gz: .*"),
+        for settings, reason in (({"reference": "cut.fa.gz"}, r"tavik_index: cut\.fa\.gz: .*"),
                                  ({"indexer": "./killed"}, "It said nothing: killed, out of memory or time, or interrupted\\.")):
             said = self.engine("--restart-times", "0", status=1, **settings)
             listed = self.told("all/failed.txt")

@@ -28,6 +28,9 @@ void BlockFiller::Fill(std::size_t block) {
     Sort();
     MakeRoom(block);
     Insert(block);
+    if (sink != nullptr) {
+        sink->Take(block, table.ContentOf(block), table.TakeMemory(block));
+    }
 }
 
 void BlockFiller::Gather(std::size_t block) {
@@ -74,7 +77,7 @@ void BlockFiller::MakeRoom(std::size_t block) const {
         position_count += end - begin > 1 ? end - begin : 0;
         begin = end;
     }
-    table.MakeRoom(block, key_counts, position_count);
+    table.MakeRoom(block, key_counts, position_count, sink != nullptr ? sink->SpareMemory() : Pages());
 }
 
 // In minimap2's format: number of the sequence, position of the last base, strand.

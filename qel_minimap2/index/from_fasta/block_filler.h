@@ -5,6 +5,7 @@
 
 #include "qel_minimap2/index/from_fasta/piece_sketch.h"
 #include "qel_minimap2/index/index_header.h"
+#include "qel_minimap2/index/index_sink.h"
 #include "qel_minimap2/index/seed_table.h"
 
 namespace qel_minimap2 {
@@ -39,11 +40,12 @@ private:
 /// Fills blocks of a table with minimizers. One for each thread.
 class BlockFiller {
 public:
+    /// `sink`: takes the blocks; if null, they stay in the table.
     BlockFiller(SeedTable& table, const EntryFormat& format, const SequencePlaces& places,
-                const std::vector<SketchedPiece>& pieces)
-        : table(table), format(format), places(places), pieces(pieces) {}
+                const std::vector<SketchedPiece>& pieces, IndexSink* sink)
+        : table(table), format(format), places(places), pieces(pieces), sink(sink) {}
 
-    /// Throws std::bad_alloc.
+    /// Throws std::bad_alloc and what the sink throws.
     void Fill(std::size_t block);
 
 private:
@@ -58,6 +60,7 @@ private:
     const EntryFormat& format;
     const SequencePlaces& places;
     const std::vector<SketchedPiece>& pieces;
+    IndexSink* const sink;
     std::vector<std::uint64_t> entries, other;
 };
 

@@ -41,14 +41,14 @@ std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHead
 }
 
 void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<ReferenceSequence>& sequences,
-               const std::vector<SketchedPiece>& pieces) {
+               const std::vector<SketchedPiece>& pieces, IndexSink* sink) {
     const SequencePlaces places(sequences);
     std::vector<std::unique_ptr<BlockFiller>> fillers(WorkerLimit());
     std::vector<std::atomic<std::size_t>> done(table.BlockCount() / kBlocksPerRelease + 1);
     ForEach(table.BlockCount(), [&](std::size_t block, unsigned worker) {
         auto& filler = fillers[worker];
         if (!filler) {
-            filler = std::make_unique<BlockFiller>(table, format, places, pieces);
+            filler = std::make_unique<BlockFiller>(table, format, places, pieces, sink);
         }
         filler->Fill(block);
         const auto release = block / kBlocksPerRelease;
@@ -61,21 +61,42 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
     });
 }
 
-}  // namespace
+// Fills the table with the minimizers of the bases.
+void Index(const Reference& reference, const IndexHeader& header, SeedTable& table, IndexSink* sink) {
+    const EntryFormat format(header, table.BitsInBlock());
+    const auto pieces = SketchAll(reference, header, format, table.BlockCount());
+    FillTable(table, format, reference.sequences, pieces, sink);
+}
 
-IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options) {
+// Without the number of sequences.
+IndexHeader HeaderFor(const mm_idxopt_t& options) {
     if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
         throw std::invalid_argument("a reference cannot be indexed with these k-mers");
     }
+    return {static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),
+            static_cast<std::uint32_t>(std::min<int>(options.bucket_bits, 2 * options.k)), 0, 0};
+}
+
+}  // namespace
+
+IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options) {
+    auto header = HeaderFor(options);
     auto reference = ReadReference(path);
-    const IndexHeader header{static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),
-                             static_cast<std::uint32_t>(std::min<int>(options.bucket_bits, 2 * options.k)),
-                             static_cast<std::uint32_t>(reference.sequences.size()), 0};
+    header.sequences = static_cast<std::uint32_t>(reference.sequences.size());
     auto table = std::make_unique<SeedTable>(header.k, header.bucket_bits);
-    const EntryFormat format(header, table->BitsInBlock());
-    const auto pieces = SketchAll(reference, header, format, table->BlockCount());
-    FillTable(*table, format, reference.sequences, pieces);
+    Index(reference, header, *table, nullptr);
     return MakeIndex(header, reference.sequences, std::move(table), reference.bases.Take());
+}
+
+std::vector<ReferenceSequence> IndexReference(const std::string& path, const mm_idxopt_t& options, IndexSink& sink) {
+    auto header = HeaderFor(options);
+    auto reference = ReadReference(path);
+    header.sequences = static_cast<std::uint32_t>(reference.sequences.size());
+    sink.Begin(header, reference.sequences, reference.bases.Words());
+    SeedTable table(header.k, header.bucket_bits);
+    Index(reference, header, table, &sink);
+    sink.End(table);
+    return std::move(reference.sequences);
 }
 
 }  // namespace qel_minimap2

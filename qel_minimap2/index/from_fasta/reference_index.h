@@ -1,10 +1,13 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <minimap.h>
 
+#include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/index_pointer.h"
+#include "qel_minimap2/index/index_sink.h"
 
 namespace qel_minimap2 {
 
@@ -17,5 +20,8 @@ namespace qel_minimap2 {
 /// Then each block gathers its entries from all pieces, sorts them and fills its part of the table; the memory of the
 /// entries of finished blocks returns to the system meanwhile.
 IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options);
+
+/// Gives the same index to `sink` instead, block by block, and returns its sequences. Throws what `sink` throws, too.
+std::vector<ReferenceSequence> IndexReference(const std::string& path, const mm_idxopt_t& options, IndexSink& sink);
 
 }  // namespace qel_minimap2

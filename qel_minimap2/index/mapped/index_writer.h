@@ -1,13 +1,64 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <minimap.h>
 
+#include "qel_minimap2/index/index_sink.h"
+#include "qel_minimap2/index/mapped/index_format.h"
+#include "qel_minimap2/index/mapped/new_file.h"
+#include "qel_minimap2/index/mapped/section_writer.h"
+
 namespace qel_minimap2 {
 
-/// See qelmm_write_index; throws std::runtime_error with the reason instead of returning it, and std::bad_alloc. Needs
-/// little memory besides the index.
-void WriteIndex(const mm_idx_t& index, const std::string& path);
+/// Writes an index to a file while it is made. See qelmm_make_index about the file.
+class IndexWriter : public IndexSink {
+public:
+    explicit IndexWriter(std::string path) : path(std::move(path)) {}
+
+    /// Creates the file.
+    void Begin(const IndexHeader& index, const std::vector<ReferenceSequence>& sequences,
+               const std::uint32_t* words) override;
+    /// Whether Begin was called.
+    bool HasBegun() const { return header.file_size > 0; }
+    Pages SpareMemory() override;
+    void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) override;
+    /// The file appears under its name.
+    void End(const SeedTable& table) override;
+
+private:
+    struct Filled {
+        SeedTable::BlockMemory content;
+        Pages memory;
+    };
+    struct Placed {
+        Filled block;
+        std::uint64_t begin, size;  // Within the table's section.
+    };
+
+    Section& Add(SectionKind kind, std::uint64_t length);
+    std::optional<Placed> NextPlaced();
+
+    const std::string path;
+    std::optional<NewFile> file;
+    FileHeader header{};
+    Section *buckets = nullptr, *blocks = nullptr, *table = nullptr;  // In the header.
+    std::optional<SeedTable::Shape> shape;
+    std::optional<SectionWriter> table_writer;
+    std::mutex mutex;                        // Guards what follows and the table's length.
+    std::map<std::size_t, Filled> waiting;   // Blocks that wait for those before them, which set their places.
+    std::vector<StoredBlock> stored_blocks;  // Those that have their places.
+    std::vector<Pages> spare;
+};
+
+/// Writes an index that is complete. Needs little memory besides it.
+void WriteIndex(const mm_idx_t& index, IndexSink& sink);
 
 }  // namespace qel_minimap2

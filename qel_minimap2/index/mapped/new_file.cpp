@@ -112,6 +112,22 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     if (::fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0 && (errno == ENOSPC || errno == EDQUOT)) {
         GiveUp();
     }
+    try {
+        sender = std::jthread([this](const std::stop_token& stop) { SendToDisk(stop); });
+    } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): then Publish does it.
+    }
+}
+
+void NewFile::SendToDisk(const std::stop_token& stop) const {
+    constexpr std::uint64_t kLeast = std::uint64_t{1} << 24U;  // Each call searches the file for unwritten pages.
+    std::uint64_t sent = 0;
+    std::unique_lock lock(mutex);
+    while (changed.wait(lock, stop, [&] { return written >= sent + kLeast; })) {
+        sent = written;
+        lock.unlock();
+        ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+        lock.lock();
+    }
 }
 
 void NewFile::GiveUp() {
@@ -122,6 +138,7 @@ void NewFile::GiveUp() {
 }
 
 NewFile::~NewFile() {
+    sender = {};
     Forget();
 }
 
@@ -177,6 +194,7 @@ void NewFile::Forget() noexcept {
 
 void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) const {
     const auto* next = static_cast<const char*>(data);
+    const auto all = size;
     while (size > 0) {
         const auto written = ::pwrite(descriptor, next, size, static_cast<off_t>(offset));
         if (written < 0) {
@@ -185,15 +203,19 @@ void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) co
             }
             Fail();
         }
-        // The disk begins at once, instead of when all is written.
-        ::sync_file_range(descriptor, static_cast<off_t>(offset), written, SYNC_FILE_RANGE_WRITE);
         next += written;
         offset += static_cast<std::uint64_t>(written);
         size -= static_cast<std::size_t>(written);
     }
+    {
+        const std::lock_guard lock(mutex);
+        this->written += all;
+    }
+    changed.notify_one();
 }
 
 void NewFile::Publish() {
+    sender = {};
     if (::fsync(descriptor) != 0) {
         Fail();
     }

@@ -1,21 +1,28 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
+#include <stop_token>
 #include <string>
+#include <thread>
 
 namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is whole. Until then it has no name, so that whatever ends the
 /// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder. One that a
 /// killed process left there is removed by the next NewFile in that folder.
+///
+/// A thread of its own sends to the disk what has been written, because a call for that lasts as long as the disk is
+/// busy.
 class NewFile {
 public:
     /// When the file gets a name: at its end, or hidden from the beginning.
     enum class Naming { late, hidden };
 
-    /// `path`: the name to be; where it is a symbolic link, that of the file it leads to. Reserves `size` bytes of disk
-    /// where the file system can. `naming`: `late` where the file system can. Throws std::runtime_error with the
-    /// system's reason.
+    /// `path`: the name to be; where it is a symbolic link, that of the file it leads to. Reserves `size` bytes of
+    /// disk, the least that will be written, where the file system can. `naming`: `late` where the file system can.
+    /// Throws std::runtime_error with the system's reason.
     NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -33,6 +40,7 @@ public:
 
 private:
     [[noreturn]] void GiveUp();
+    void SendToDisk(const std::stop_token& stop) const;
     void CreateHidden();
     std::string NextHiddenName() const;
     void TakeName(std::string name);
@@ -42,6 +50,10 @@ private:
     std::string path, folder;
     std::string hidden;  // Empty while the file has no name.
     int descriptor = -1;
+    mutable std::mutex mutex;
+    mutable std::condition_variable_any changed;
+    mutable std::uint64_t written = 0;  // Bytes. Guarded by the mutex.
+    std::jthread sender;                // Not running if the system starts no thread.
 };
 
 }  // namespace qel_minimap2

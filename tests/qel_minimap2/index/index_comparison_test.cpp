@@ -187,7 +187,8 @@ private:
 // The index after its way through a file that is mapped.
 IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder) {
     const auto path = folder.Path("mapped");
-    WriteIndex(index, path);
+    IndexWriter writer(path);
+    WriteIndex(index, writer);
     CheckIndex(path);
     return MapIndex(path);
 }

@@ -27,7 +27,7 @@ TEST(BlockFiller, PlacesMinimizersOfReferencesAboveFourGigabases) {
         const auto entry = format.Entry(kMinimizer, offset, 1);
         std::memcpy(piece.entries.Data(), &entry, sizeof entry);
     }
-    BlockFiller(table, format, places, pieces).Fill(format.BlockOf(kMinimizer));
+    BlockFiller(table, format, places, pieces, nullptr).Fill(format.BlockOf(kMinimizer));
     int count = 0;
     const auto* const first = Tests::Find(table, kMinimizer, count);
     using Positions = std::vector<std::uint64_t>;

@@ -48,8 +48,7 @@ protected:
     MappedIndex() { WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path); }
 
     void WriteIndex(const std::string& fasta, const std::string& to) const {
-        const Index index(qelmm_load_index(folder.Write("reference.fa", fasta).c_str()), &qelmm_unload_index);
-        EXPECT_EQ(TextOf(qelmm_write_index(index.get(), to.c_str())), "sound");
+        EXPECT_EQ(TextOf(qelmm_make_index(folder.Write("reference.fa", fasta).c_str(), to.c_str())), "sound");
     }
 
     // Loads a file; returns why that fails, or how the read is mapped.
