@@ -130,6 +130,11 @@ class Engine(EngineTest):
             self.assertIn(listed.split(".\n", 1)[1], said)
         self.engine()
         self.assertEqual((self.folder / "all/failed.txt").exists(), False)
+        for name in ("cut.fa.gz", "in/a.fastq"):  # The reads ask for the index once more, which cannot be built.
+            (self.folder / name).touch()
+        said = self.engine("--restart-times", "0", status=1, reference="cut.fa.gz")
+        self.assertRegex(said, r"The index all/reference\.tvi was not built\.\n  log: all/logs/index\.txt\n"
+                         r"    tavik_index: cut\.fa\.gz: .*\n")
 
     def test_damaged_file_fails_its_chunk_only_and_once_mended_the_report_tells_of_all(self):
         """A damaged file is tried twice, and so is a killed aligner; a sound file is tried once."""
