@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <new>
 
 namespace qel_minimap2 {
 
@@ -8,5 +9,11 @@ namespace qel_minimap2 {
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
+
+/// What malloc and its like return; throws std::bad_alloc for null.
+template <typename T>
+T* RequireMemory(T* allocated) {
+    return allocated != nullptr ? allocated : throw std::bad_alloc();
+}
 
 }  // namespace qel_minimap2

@@ -37,7 +37,8 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line feed; a read
 /// that does not map has one unmapped record. The text is newly allocated: release it with free. On failure the result
-/// is null or a text that begins with "ERROR:"; that text belongs to this library and must not be freed. A record has
+/// is null or a text that begins with "ERROR:"; that text belongs to this library and must not be freed. When memory is
+/// too short for minimap2 itself, the process ends with status 1 and one line on standard error. A record has
 /// the read's name up to its first white space; if that part is empty or begins with "@", the call fails, because no
 /// SAM reader accepts such a record. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown,
 /// and it is determined again. Of `read`, only `l_seq`, `name` and `seq` are read, and nothing is written. Any number

@@ -1,6 +1,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+
+#include <unistd.h>
 
 #include <mmpriv.h>
 
@@ -25,6 +28,7 @@
 //   radix_sort_128x      kernel/anchor_sort.cpp         any width
 //   mg_lchain_dp         kernel/chaining.cpp            each width
 //   mg_lchain_rmq        kernel/joining.cpp             each width
+//   abort                here                           always: minimap2's allocator calls it when memory is short
 //
 // kernel/kernels.cpp chooses the width. minimap2's own functions answer the calls that the replacements do not accept.
 
@@ -39,6 +43,7 @@ decltype(mm_collect_matches) __wrap_mm_collect_matches;
 decltype(radix_sort_128x) __wrap_radix_sort_128x, __real_radix_sort_128x;
 decltype(mg_lchain_dp) __wrap_mg_lchain_dp, __real_mg_lchain_dp;
 decltype(mg_lchain_rmq) __wrap_mg_lchain_rmq, __real_mg_lchain_rmq;
+[[noreturn]] void __wrap_abort();
 }
 // NOLINTEND(clang-diagnostic-reserved-identifier)
 
@@ -158,5 +163,12 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
     }
     return __real_mg_lchain_rmq(max_dist, max_dist_inner, bw, max_chn_skip, cap_rmq_size, min_cnt, min_sc, chn_pen_gap,
                                 chn_pen_skip, n, a, n_u, u, km);
+}
+
+// As BusGuard ends it: other threads still use the index.
+void __wrap_abort() {
+    constexpr std::string_view kMessage = "libqel_minimap2: out of memory while a read was aligned; the process ends\n";
+    static_cast<void>(!::write(STDERR_FILENO, kMessage.data(), kMessage.size()));
+    ::_exit(1);
 }
 // NOLINTEND(clang-diagnostic-reserved-identifier)

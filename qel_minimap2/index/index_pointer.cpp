@@ -1,9 +1,12 @@
 #include "qel_minimap2/index/index_pointer.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include <kalloc.h>
+
+#include "qel_minimap2/malloc_memory.h"
 
 // minimap2's headers do not declare it.
 extern "C" mm_idx_t* mm_idx_init(int w, int k, int b, int flag);
@@ -12,12 +15,16 @@ namespace qel_minimap2 {
 
 namespace {
 
-// An index with room for its sequences.
+// An index with room for its sequences. minimap2's allocator ends the process when memory is short, so malloc replaces
+// it; mm_idx_destroy then frees the names one by one.
 IndexPointer WithTable(const IndexHeader& header, std::size_t sequences, std::unique_ptr<const SeedTable> table) {
+    constexpr std::size_t kNeeded = 1 << 20;  // More than mm_idx_init needs, which would not notice a failure.
+    std::free(RequireMemory(std::malloc(kNeeded)));
     IndexPointer index(mm_idx_init(static_cast<int>(header.window), static_cast<int>(header.k),
                                    static_cast<int>(header.bucket_bits), static_cast<int>(header.flags)));
     SeedTable::Give(*index, std::move(table));
-    index->seq = static_cast<mm_idx_seq_t*>(kcalloc(index->km, sequences, sizeof(mm_idx_seq_t)));
+    km_destroy(std::exchange(index->km, nullptr));
+    index->seq = static_cast<mm_idx_seq_t*>(RequireMemory(std::calloc(sequences + 1, sizeof(mm_idx_seq_t))));
     return index;
 }
 
@@ -29,16 +36,14 @@ IndexPointer MakeIndex(const IndexHeader& header, const std::vector<ReferenceSeq
     index->S = words.release();
     for (const auto& [name, offset, length] : sequences) {
         auto& sequence = index->seq[index->n_seq++];
-        sequence.name = static_cast<char*>(kmalloc(index->km, name.size() + 1));
-        std::memcpy(sequence.name, name.c_str(), name.size() + 1);
+        sequence.name = RequireMemory(::strdup(name.c_str()));
         sequence.len = length;
         sequence.offset = offset;
     }
     return index;
 }
 
-// NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): minimap2 neither writes to names and bases nor, since its
-// allocator gave the memory of `seq`, frees single names.
+// NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): minimap2 does not write to names and bases.
 IndexPointer MakeIndex(const IndexHeader& header, const char* names, const std::uint32_t* lengths,
                        std::unique_ptr<const SeedTable> table, const std::uint32_t* words) {
     auto index = WithTable(header, header.sequences, std::move(table));

@@ -16,7 +16,8 @@ namespace qel_minimap2 {
 struct DestroyIndex {
     void operator()(mm_idx_t* index) const {
         if (const auto* const table = SeedTable::Of(*index); table != nullptr && table->IsForeign()) {
-            index->S = nullptr;  // minimap2 must not free foreign bases.
+            index->S = nullptr;  // minimap2 must not free foreign bases and names.
+            index->n_seq = 0;
         }
         SeedTable::Drop(*index);  // minimap2 would free it as one of its own hash tables.
         mm_idx_destroy(index);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string_view>
 
 #include <mmpriv.h>
@@ -20,7 +22,9 @@ public:
 
     /// Replaces the list by the minimizers of `bases`, numbers as UnpackBases writes them: hash and span in x, number
     /// of the sequence, 0-based position of the last base and strand in y.
+    /// Throws std::bad_alloc.
     void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
+        Reserve(2 * bases.size());  // Each base is a minimizer at most twice, and minimap2 would not notice a failure.
         list.n = 0;
         mm_sketch(nullptr, bases.data(), static_cast<int>(bases.size()), static_cast<int>(header.window),
                   static_cast<int>(header.k), sequence, static_cast<int>(header.flags & MM_I_HPC), &list);
@@ -30,6 +34,13 @@ public:
     const mm128_t* end() const { return list.a + list.n; }
 
 private:
+    void Reserve(std::size_t count) {
+        if (count > list.m) {
+            list.a = static_cast<mm128_t*>(RequireMemory(std::realloc(list.a, count * sizeof(mm128_t))));
+            list.m = count;
+        }
+    }
+
     mm128_v list{};  // Its memory is malloc'ed and kept for the next sketch.
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include <mmpriv.h>
@@ -38,10 +37,8 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
 
 // When large memory grows, the system moves its pages instead of copying them; unwritten pages cost nothing.
 void Resize(PackedWords& words, std::uint64_t count) {
-    void* const resized = std::realloc(words.get(), std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t));
-    if (resized == nullptr) {
-        throw std::bad_alloc();
-    }
+    const auto size = std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t);
+    void* const resized = RequireMemory(std::realloc(words.get(), size));
     static_cast<void>(words.release());
     words.reset(static_cast<std::uint32_t*>(resized));
 }

@@ -338,5 +338,28 @@ class IndexMemory(IndexTest):
         self.assertLess(kilobytes * 1024, index.stat().st_size + 4 * 10_000_000)
 
 
+class IndexAddressSpace(IndexTest):
+    def test_a_lack_of_memory_is_told_at_every_limit_of_the_address_space(self):
+        """A program that does not start names the library that it could not load."""
+        reference = self.write("it.fa", f">a\n{''.join(random.choices('ACGT', k=1_000_000))}\n")
+        own, minimap2 = self.own_index(reference), self.folder / "it.mmi"
+        subprocess.run(["minimap2", "-x", "map-ont", "-d", minimap2, reference], capture_output=True, check=True)
+        making = [INDEX, "-z", "-t", 2, reference, self.folder / "made"]
+        aligning = [[PROGRAM, "-z", "-i", READS, "-s", self.folder / "out", "-a", index, "-t", 2] for index in (
+            reference, minimap2, own)]
+        for command in (making, *aligning):
+            statuses = set()
+            for megabytes in range(12, 200, 3):
+                limit = (megabytes << 20, megabytes << 20)
+                run = Run(command[0], command[1:], "", self.folder, partial(resource.setrlimit, resource.RLIMIT_AS, limit))
+                self.runs.append(run)
+                statuses.add(run.status)
+                if run.status == 0:
+                    break
+                self.assertRegex(run.stderr, "out of memory|Cannot allocate memory|while loading shared libraries")
+            self.assertLessEqual({0, 1}, statuses)
+            self.assertLessEqual(statuses, {0, 1, 127})
+
+
 if __name__ == "__main__":
     unittest.main(verbosity=2)

@@ -29,14 +29,15 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
 }
 
 SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
+    constexpr std::uint64_t kMostSketched = 1 << 18;  // Limits the memory of the unpacked bases and their minimizers.
     of_piece.clear();
     auto sequence = std::upper_bound(sequences.begin(), sequences.end(), begin,
                                      [](std::uint64_t offset, const auto& s) { return offset < s.offset + s.length; });
     for (; sequence != sequences.end() && sequence->offset < end; ++sequence) {
         const auto from = std::max(begin, sequence->offset);
         const auto to = std::min(end, sequence->offset + sequence->length);
-        if (from < to) {
-            SketchSequence(*sequence, from, to);
+        for (auto step = from; step < to; step += kMostSketched) {
+            SketchSequence(*sequence, step, std::min(to, step + kMostSketched));
         }
     }
     std::vector<std::uint32_t> next(block_count + 1);

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cctype>
+#include <cstddef>
+#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -10,6 +12,7 @@
 #include <kseq.h>
 
 #include "qel_minimap2/index/from_fasta/text_input.h"
+#include "qel_minimap2/malloc_memory.h"
 
 namespace qel_minimap2 {
 
@@ -32,6 +35,17 @@ int ReadChecked(CheckedText* text, void* buffer, int size) {
         }
     }
     return count;
+}
+
+// The parser does not notice a lack of memory. It finds these instead of the C library's functions.
+void* malloc(std::size_t size) {
+    return RequireMemory(std::malloc(size));
+}
+void* calloc(std::size_t count, std::size_t size) {
+    return RequireMemory(std::calloc(count, size));
+}
+void* realloc(void* memory, std::size_t size) {
+    return RequireMemory(std::realloc(memory, size));
 }
 
 #pragma GCC diagnostic push
