@@ -72,6 +72,7 @@ void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, con
         }
         const auto sequences = IndexReference(reference, options, writer);
         std::vector<std::string_view> names;
+        names.reserve(sequences.size());
         for (const auto& sequence : sequences) {
             names.emplace_back(sequence.name);
         }
