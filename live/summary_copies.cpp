@@ -71,7 +71,7 @@ void SummaryCopies::Prepare(std::uint64_t before, const std::string& rows, std::
     }
     ::unlink(Former().c_str());
     // Without links, Show loses the former copy and the next round writes the whole file again.
-    static_cast<void>(::link(visible.c_str(), Former().c_str()));
+    [[maybe_unused]] const int linked = ::link(visible.c_str(), Former().c_str());
 }
 
 void SummaryCopies::Write(std::uint64_t before, const std::string& rows, std::uint64_t skipped) const {
