@@ -62,6 +62,10 @@ struct Lanes {
         return TAVIK_SIMD(blendv_epi8)(no, yes, where);
     }
 #if TAVIK_KERNEL_BITS == 256
+    /// 16 bytes, repeated.
+    static TAVIK_INLINE Register LoadSixteen(const char* from) {
+        return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    }
     /// The lowest 16 lanes.
     static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
         _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
@@ -83,6 +87,9 @@ struct Lanes {
         return _mm256_cvtepi8_epi16(n % 2 == 0 ? _mm256_castsi256_si128(a) : _mm256_extracti128_si256(a, 1));
     }
 #else
+    static TAVIK_INLINE Register LoadSixteen(const char* from) {
+        return Load(from);
+    }
     static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
         Store(to, a);
     }

@@ -27,6 +27,9 @@ struct Ints {
     static TAVIK_INLINE Register ShiftLeft(Register a) {
         return TAVIK_SIMD(slli_epi32)(a, kBy);
     }
+    using Shift = __m128i;
+    static TAVIK_INLINE Shift ShiftBy(int bits) { return _mm_cvtsi32_si128(bits); }
+    static TAVIK_INLINE Register ShiftLeft(Register a, Shift by) { return TAVIK_SIMD(sll_epi32)(a, by); }
     /// Zeros come in from above.
     template <int kBy>
     static TAVIK_INLINE Register ShiftRight(Register a) {
@@ -46,6 +49,15 @@ struct Ints {
         std::int32_t four = 0;
         __builtin_memcpy(&four, from, sizeof four);
         return _mm_cvtepi8_epi32(_mm_cvtsi32_si128(four));
+#endif
+    }
+    static TAVIK_INLINE Register Load(const std::uint8_t* from) {
+#if TAVIK_KERNEL_BITS == 256
+        return _mm256_cvtepu8_epi32(_mm_loadu_si64(from));
+#else
+        std::int32_t four = 0;
+        __builtin_memcpy(&four, from, sizeof four);
+        return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(four));
 #endif
     }
     /// The sign bits; bit 0 is the lowest lane's.

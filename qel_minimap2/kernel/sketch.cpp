@@ -15,20 +15,17 @@ namespace {
 
 // A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers.
 // minimap2 walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
-// nearly every base. Here a piece of the sequence is hashed first, a register of bases at a time. Then the minimum is
-// followed from one change to the next. There are two kinds of change:
-// - Within a window's length after the minimum, a hash is not above it. The first such hash is the new minimum.
-// - No such hash exists, and the minimum leaves the window. The lowest hash in the window is the new minimum; of equal
-//   ones, the last. The other equal ones are minimizers too.
-// This is minimap2's rule after a whole window of k-mers without ambiguous bases. At the first bases, and after an
-// ambiguous one, there are exceptions; there the rule is applied base by base (Step).
+// nearly every base. Here a piece of the sequence is hashed first, a register of bases at a time. Then the lowest hash
+// of each window is found, and each k-mer with the lowest hash of a window that it is in is a minimizer; where several
+// in a window have it, all are. This is minimap2's rule after a whole window of k-mers without ambiguous bases. At the
+// first bases, and after an ambiguous one, there are exceptions; there the minimum is followed base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
         : call(call), window(call.window), k(call.k), mask((1U << (2 * call.k)) - 1) {
         for (int p = 0; p < kHistory; ++p) {
             hashes[p] = kNone;
-            strands[p] = kAmbiguous;
+            codes[p] = kAmbiguous;
         }
     }
 
@@ -37,7 +34,8 @@ public:
         for (std::int64_t begin = 0; begin < call.length; begin += kPiece) {
             if (begin > 0) {
                 std::memmove(hashes, hashes + kPiece, sizeof *hashes * kHistory);
-                std::memmove(strands, strands + kPiece, kHistory);
+                std::memmove(is_reverse, is_reverse + kPiece, sizeof *is_reverse * kHistory);
+                std::memmove(codes, codes + kPiece, kHistory);
                 minimum -= kPiece;
             }
             piece_begin = static_cast<int>(begin);
@@ -52,40 +50,79 @@ public:
 
 private:
     static constexpr int kMostInWindow = 16;
+    static constexpr int kFour = 4;
+    static constexpr int kFours = 4;     // In a k-mer.
     static constexpr int kHistory = 16;  // Hashes before a piece that its windows reach back to.
-    static constexpr int kPiece = 4096;
+    static constexpr int kPiece = 2048;
+    static constexpr int kGroup = 32;                 // Windows that are searched at a time.
     static constexpr std::int32_t kNone = INT32_MAX;  // Above all hashes.
-    static constexpr std::uint8_t kAmbiguous = 2;
+    static constexpr std::uint8_t kAmbiguous = 4;     // A code; those of bases are 0 to 3.
 
     // Sets the hashes and strands of the piece's `count` k-mers. A k-mer has the index of its last base.
     void Hash(int count) {
-        std::int32_t* const out = hashes + kHistory;
-        const char* const bases = call.bases + piece_begin;
-        // The compiler must assume that storing a strand changes any member, so the loop works on copies.
-        auto [forward, reverse, in_row] = behind;
-        const std::uint32_t all = mask;
-        const int least = k;
-        const int to_highest = 2 * (k - 1);
-        for (int p = 0; p < count; ++p) {
-            const unsigned base = seq_nt4_table[static_cast<std::uint8_t>(bases[p])];
-            if (base > 3) {
-                in_row = 0;
-                strands[kHistory + p] = kAmbiguous;
-                out[p] = -1;
-                continue;
-            }
-            forward = (forward << 2 | base) & all;
-            reverse = reverse >> 2 | (3U ^ base) << to_highest;
-            ++in_row;
-            strands[kHistory + p] = forward < reverse ? 0 : 1;
-            const std::uint32_t lesser = forward < reverse ? forward : reverse;
-            out[p] = in_row < least ? -1 : static_cast<std::int32_t>(lesser);
+        const bool has_ambiguous = !Encode(count);
+        JoinFours(kHistory + count);
+        // The last four bases of a k-mer overlap with those before.
+        const int backs[] = {0, Smaller(4, k - kFour), Smaller(8, k - kFour), k - kFour};
+        Ints::Shift to_left[kFours], to_right[kFours];
+        for (int i = 0; i < kFours; ++i) {
+            to_left[i] = Ints::ShiftBy(2 * backs[i]);
+            to_right[i] = Ints::ShiftBy(2 * (k - kFour - backs[i]));
         }
-        behind = {forward, reverse, in_row};
-        for (int p = 0; p < count; p += Ints::kWidth) {
-            const Register kmers = Ints::Load(out + p);
-            const Register none = Ints::Greater(Ints::All(0), kmers);
-            Ints::Store(out + p, Lanes::Select(none, Ints::All(kNone), HashOf(kmers)));
+        for (int p = kHistory; p < kHistory + count; p += Ints::kWidth) {
+            Register forward = Ints::All(0), reverse = forward;
+            TAVIK_UNROLL
+            for (int i = 0; i < kFours; ++i) {
+                forward = Lanes::Or(forward, Ints::ShiftLeft(Ints::Load(fours + p - backs[i]), to_left[i]));
+                reverse = Lanes::Or(reverse, Ints::ShiftLeft(Ints::Load(reverse_fours + p - backs[i]), to_right[i]));
+            }
+            Ints::Store(is_reverse + p, Ints::Greater(forward, reverse));
+            Ints::Store(hashes + p, HashOf(Ints::Min(forward, reverse)));
+        }
+        for (int p = kHistory; p < kHistory + count && (in_row < k || has_ambiguous); ++p) {
+            in_row = codes[p] == kAmbiguous ? 0 : in_row + 1;
+            hashes[p] = in_row < k ? kNone : hashes[p];
+        }
+    }
+
+    // Sets the codes of the piece's `count` letters. Returns false if some are ambiguous.
+    bool Encode(int count) {
+        const char* const letters = call.bases + piece_begin;
+        std::uint8_t* const out = codes + kHistory;
+        // The base with each value of the four lowest bits, and its code. An A with other bits than its own equals
+        // none.
+        const Register known = Lanes::LoadSixteen("AAACTUAGAAAAAAAA");
+        const Register codes_of_known = Lanes::LoadSixteen("\0\0\0\1\3\3\0\2\0\0\0\0\0\0\0");
+        Register are_known = Lanes::All(-1);
+        int p = 0;
+        for (; p + Lanes::kWidth <= count; p += Lanes::kWidth) {
+            const Register upper_case = Lanes::And(Lanes::Load(letters + p), Lanes::All(~0x20));
+            const Register low = Lanes::And(upper_case, Lanes::All(15));
+            are_known = Lanes::And(are_known, Lanes::Equal(upper_case, Lanes::LookUp(known, low)));
+            Lanes::Store(out + p, Lanes::LookUp(codes_of_known, low));
+        }
+        const bool all_are_known = Ints::MaskOf(Ints::Equal(are_known, Ints::All(-1))) == Ints::kAll;
+        bool has_ambiguous = false;
+        for (p = all_are_known ? p : 0; p < count; ++p) {
+            out[p] = seq_nt4_table[static_cast<std::uint8_t>(letters[p])];
+            has_ambiguous |= out[p] == kAmbiguous;
+        }
+        return !has_ambiguous;
+    }
+
+    // Joins the codes of each four bases up to `end` into a byte for each strand. It has the index of the last base.
+    void JoinFours(int end) {
+        const auto join = [](Register a, Register b, Register c, Register d) __attribute__((always_inline)) {
+            return Lanes::Or(Lanes::Or(a, Ints::ShiftLeft<2>(b)),
+                             Lanes::Or(Ints::ShiftLeft<4>(c), Ints::ShiftLeft<6>(d)));
+        };
+        for (int p = kHistory - kFour * (kFours - 1); p < end; p += Lanes::kWidth) {
+            Register code[kFour];
+            for (int i = 0; i < kFour; ++i) {
+                code[i] = Lanes::And(Lanes::Load(codes + p - i), Lanes::All(3));
+            }
+            Lanes::Store(fours + p, join(code[0], code[1], code[2], code[3]));
+            Lanes::Store(reverse_fours + p, Lanes::Xor(join(code[3], code[2], code[1], code[0]), Lanes::All(-1)));
         }
     }
 
@@ -112,13 +149,13 @@ private:
     void Choose(int end) {
         int p = kHistory;
         while (p < end) {
-            if (strands[p] == kAmbiguous || known < window + k - 1) {
+            if (codes[p] == kAmbiguous || known < window + k - 1) {
                 Step(p++);
                 continue;
             }
-            const void* const next = std::memchr(strands + p, kAmbiguous, static_cast<std::size_t>(end - p));
+            const void* const next = std::memchr(codes + p, kAmbiguous, static_cast<std::size_t>(end - p));
             const int run_end =
-                next != nullptr ? static_cast<int>(static_cast<const std::uint8_t*>(next) - strands) : end;
+                next != nullptr ? static_cast<int>(static_cast<const std::uint8_t*>(next) - codes) : end;
             Leap(p, run_end);
             known += run_end - p;
             p = run_end;
@@ -127,7 +164,7 @@ private:
 
     // Applies minimap2's rule to one k-mer.
     void Step(int p) {
-        known = strands[p] == kAmbiguous ? 0 : known + 1;
+        known = codes[p] == kAmbiguous ? 0 : known + 1;
         const bool has_minimum = MinimumHash() != kNone;
         if (known == window + k - 1 && has_minimum) {
             PushOthers(EqualInWindow(p - window + 1, window - 1, MinimumHash()), p - window + 1);
@@ -142,23 +179,59 @@ private:
         }
     }
 
-    // Applies it from p to `end`, where each window is whole and without ambiguous bases.
+    // Applies it from p to `end`, where each window is whole and without ambiguous bases. A k-mer after the minimum is
+    // the next one if its hash is the lowest in one of these windows.
     void Leap(int p, int end) {
-        while (p < end) {
-            const int last = Smaller(minimum + window, end - 1);
-            const std::int32_t lowest = MinimumHash();
-            const unsigned not_above = ~Above(hashes + p, lowest) & ((2U << (last - p)) - 1);
-            if (not_above != 0) {
-                Push(minimum);
-                minimum = p + __builtin_ctz(not_above);
-                p = minimum + 1;
-            } else if (last == minimum + window) {
-                Renew(last, true);
-                p = last + 1;
-            } else {
-                return;
+        // The lowest hash of the window that ends at each k-mer, and -1 where none ends.
+        for (int i = minimum + 1; i < p; ++i) {
+            lowest[i] = -1;
+        }
+        for (int i = p; i < end; i += kGroup) {
+            const auto least = BestOf<Ints::Min>(hashes + i, -1);
+            for (int at = 0; at < kGroup; at += Ints::kWidth) {
+                Ints::Store(lowest + i + at, least.parts[at / Ints::kWidth]);
             }
         }
+        for (int i = 0; i < kMostInWindow + kGroup; i += Ints::kWidth) {
+            Ints::Store(lowest + end + i, Ints::All(-1));
+        }
+        for (int i = minimum + 1; i < end; i += kGroup) {
+            const auto highest = BestOf<Ints::Max>(lowest + i, 1);
+            std::uint32_t found = 0;
+            for (int at = 0; at < kGroup; at += Ints::kWidth) {
+                const Register is_minimizer =
+                    Ints::Equal(highest.parts[at / Ints::kWidth], Ints::Load(hashes + i + at));
+                found |= Ints::MaskOf(is_minimizer) << at;
+            }
+            for (found &= end - i < kGroup ? (1U << (end - i)) - 1 : ~0U; found != 0; found &= found - 1) {
+                Push(minimum);
+                minimum = i + __builtin_ctz(found);
+            }
+        }
+    }
+
+    struct Group {
+        Register parts[kGroup / Ints::kWidth];
+    };
+
+    // For each of a group of neighbouring numbers the best among it and those at the distances `step`, 2 * `step`, ...,
+    // as many as a window has.
+    template <Register (*kBetter)(Register, Register)>
+    TAVIK_INLINE Group BestOf(const std::int32_t* from, int step) const {
+        Group best;
+        TAVIK_UNROLL
+        for (int at = 0; at < kGroup; at += Ints::kWidth) {
+            best.parts[at / Ints::kWidth] = Ints::Load(from + at);
+        }
+        for (int j = 1; j < window; ++j) {
+            from += step;
+            TAVIK_UNROLL
+            for (int at = 0; at < kGroup; at += Ints::kWidth) {
+                auto& part = best.parts[at / Ints::kWidth];
+                part = kBetter(part, Ints::Load(from + at));
+            }
+        }
+        return best;
     }
 
     // The minimum leaves the window that ends at p. The last of the lowest hashes in the window replaces it.
@@ -167,25 +240,15 @@ private:
             Push(minimum);
         }
         const int first = p - window + 1;
-        const std::int32_t lowest = LowestInWindow(first);
-        const unsigned equal = EqualInWindow(first, window, lowest);
+        const std::int32_t hash = LowestInWindow(first);
+        const unsigned equal = EqualInWindow(first, window, hash);
         minimum = first + 31 - __builtin_clz(equal);
-        if (is_whole && lowest != kNone) {
+        if (is_whole && hash != kNone) {
             PushOthers(equal, first);
         }
     }
 
     std::int32_t MinimumHash() const { return hashes[minimum]; }
-
-    // Sets the bit of each of 16 hashes that is above a value.
-    static TAVIK_INLINE unsigned Above(const std::int32_t* from, std::int32_t value) {
-        unsigned above = 0;
-        TAVIK_UNROLL
-        for (int i = 0; i < kMostInWindow; i += Ints::kWidth) {
-            above |= Ints::MaskOf(Ints::Greater(Ints::Load(from + i), Ints::All(value))) << i;
-        }
-        return above;
-    }
 
     TAVIK_INLINE unsigned EqualInWindow(int first, int count, std::int32_t value) const {
         unsigned equal = 0;
@@ -222,8 +285,9 @@ private:
             Reserve(list.m + 1);
         }
         const auto position = static_cast<std::uint32_t>(piece_begin + p - kHistory);
-        list.a[list.n++] = {static_cast<std::uint64_t>(hashes[p]) << 8U | static_cast<unsigned>(k),
-                            static_cast<std::uint64_t>(call.sequence) << 32U | position << 1U | strands[p]};
+        list.a[list.n++] = {
+            static_cast<std::uint64_t>(hashes[p]) << 8U | static_cast<unsigned>(k),
+            static_cast<std::uint64_t>(call.sequence) << 32U | position << 1U | (is_reverse[p] != 0 ? 1U : 0U)};
     }
 
     void Reserve(std::size_t count) {
@@ -238,15 +302,16 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    struct {
-        std::uint32_t forward, reverse;  // The last k bases on either strand.
-        int in_row;                      // Bases since the last ambiguous one.
-    } behind{};                          // The state of hashing after the last base.
-    int known = 0;                       // Bases since the last ambiguous one, at the last k-mer chosen from.
-    int piece_begin = 0;                 // The position in the sequence of the hash at kHistory.
+    int in_row = 0;       // Bases since the last ambiguous one, at the end of the last piece; k stands for more, too.
+    int known = 0;        // Bases since the last ambiguous one, at the last k-mer chosen from.
+    int piece_begin = 0;  // The position in the sequence of the hash at kHistory.
     int minimum = kHistory - 1;
-    std::int32_t hashes[kHistory + kPiece + 16];
-    std::uint8_t strands[kHistory + kPiece];
+    // With room for whole registers after the last k-mer.
+    static constexpr int kRoom = kHistory + kPiece + kMostInWindow + 2 * kGroup;
+    std::int32_t hashes[kRoom];
+    std::int32_t is_reverse[kRoom];  // -1 for a k-mer of the reverse strand, 0 for one of the forward strand.
+    std::int32_t lowest[kRoom];
+    std::uint8_t codes[kRoom], fours[kRoom], reverse_fours[kRoom];
 };
 
 }  // namespace

@@ -17,10 +17,10 @@ struct SketchCall {
     mm128_v* minimizers;     ///< Appended to.
 };
 
-/// True for the calls that SketchSequence accepts: k-mers fit 31 bits, none is its own reverse complement (k is odd),
-/// and the window fits 16 lanes. It does not do homopolymer compression.
+/// True for the calls that SketchSequence accepts: k-mers have at least four bases and fit 31 bits, none is its own
+/// reverse complement (k is odd), and the window fits 16 lanes. It does not do homopolymer compression.
 inline bool CanSketch(const SketchCall& call) {
-    return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 0 && call.k <= 15 && call.k % 2 == 1;
+    return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 4 && call.k <= 15 && call.k % 2 == 1;
 }
 
 /// Appends the minimizers that mm_sketch appends, in its order. Only for calls that CanSketch accepts. Any thread.
