@@ -70,6 +70,8 @@ ChainScoring RandomScoring(RandomAnchors& random, int band) {
 // Chains anchors with our kernel if `ours`, otherwise with minimap2; false when the kernel leaves them to minimap2.
 using Chain = std::function<bool(Chains&, bool ours)>;
 
+// minimap2 frees the anchors that it is given.
+// NOLINTBEGIN(clang-analyzer-unix.Malloc)
 Chain Chaining(const Kernels& kernels, const ChainCall& call) {
     return [call, &kernels](Chains& chains, bool ours) {
         if (ours) {
@@ -112,6 +114,7 @@ std::string CompareOne(const char* what, const std::vector<mm128_t>& sorted, con
     figures.chains += expected.chain_count;
     return SameChains(expected, actual) ? "" : Describe(what, sorted, figures.calls);
 }
+// NOLINTEND(clang-analyzer-unix.Malloc)
 
 std::string Compare(const char* what, RandomAnchors& random, long count, ChainFigures& figures,
                     const std::function<Chain()>& next) {
@@ -263,8 +266,6 @@ std::string CompareSorting(RandomAnchors& random, long count) {
     return "";
 }
 
-// minimap2 frees the anchors that it is given.
-// NOLINTBEGIN(clang-analyzer-unix.Malloc)
 std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
@@ -298,6 +299,5 @@ std::string CompareDistantChains(const Kernels& kernels, float gap_penalty, floa
     }
     return difference;
 }
-// NOLINTEND(clang-analyzer-unix.Malloc)
 
 }  // namespace Tests
