@@ -21,11 +21,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What happens at a call that changes the disk, and before how many of them.
+// What happens at one of the calls that change the disk, and how many succeed before.
 std::function<int()> fault;
 int calls_left = -1;
 
-// Calls that change the disk, if they are noted.
+// The calls that change the disk, if they are recorded.
 std::vector<std::string>* noted = nullptr;
 
 // True if the call must fail.
@@ -36,7 +36,7 @@ bool Strikes(const char* name, const char* path = "") {
     return calls_left >= 0 && calls_left-- == 0 && fault() != 0;
 }
 
-// The disk may have lost what it has refused to keep: here, the last bytes. A second attempt would not say so.
+// A disk may lose what it has refused: here, the last bytes. A second attempt would not report that.
 bool StrikesSync(int file) {
     constexpr off_t kLost = 20;
     if (!Strikes("sync")) {
@@ -281,7 +281,7 @@ TEST(OutputFolder, SamFilesAndRowsAppearTogether) {
                                         "rename to " + path + "/files.tsv"}));
 }
 
-TEST(OutputFolder, ReaderKeepsTheRowsOfWhenItBegan) {
+TEST(OutputFolder, ReaderKeepsTheRowsItBeganWith) {
     const Tests::TemporaryFolder folder;
     Live::OutputFolder output(folder.Path("out"));
     Publish(output);
