@@ -12,7 +12,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from bare_debian import RELEASE
+from bare_debian import ALONE, RELEASE
 
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("TAVIK_BUILD", SOURCE / "build" / "release"))
@@ -275,6 +275,32 @@ class Scripts(InstallationTest):
         else:
             self.assertEqual(run(check, "user"), (0, start + said, ""))
         self.assertEqual(run(check, "users")[0], 2)
+
+    def test_platforms_that_differ_or_cannot_be_tried_count_as_failures(self):
+        for name in ("scripts/prove-platforms", "tests/installation/bare_debian.py", "tests/installation/place.py"):
+            (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(SOURCE / name, self.folder / name)
+        self.stub("scripts/install-dependencies", "")
+        self.stub("scripts/build", "echo built")
+        (self.folder / "tests/judges").mkdir()
+        self.stub("tests/judges/compare-with-minimap2", "echo 'a: b: 7 reads, 9 lines, 7 rows, 2 differences'; exit 1")
+        self.stub("bin/qemu-x86_64-static", "")
+        self.stub("bin/git", "printf 'scripts/build\\0tests/judges/compare-with-minimap2\\0'")
+        self.stub("bin/debootstrap", "exit 1")
+        script = self.folder / "scripts/prove-platforms"
+        environment = {"PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}", "TAVIK_PLATFORMS_CACHE": f"{self.folder}/cache"}
+        said = "prove-platforms: only root can enter other Debian systems.\n"
+        if os.geteuid() != 0:
+            self.assertEqual(run(script, env=environment), (1, "", said))
+            return
+        self.assertEqual(run(script, env=environment, cwd="/", user=65534), (1, "", said))
+        if run(*ALONE, "true")[0] != 0:  # As in most containers.
+            return
+        status, table, _ = run(script, "nehalem", "arm64", env=environment)
+        self.assertEqual((status, [line.split(" | ")[1:] for line in table.splitlines()[2:]]), (1, [
+            ["yes", "NO: the suite does not run (status 1)", "NO: 2 in 7 reads of 1 sets (status 1) |"],
+            ["NO: not tried: no bare Debian, which takes debootstrap and a mirror", "-", "- |"], []]))
+        self.assertTrue(table.endswith("\nNOT all is well.\n"), table)
 
     def test_example_prints_what_readme_shows(self):
         (self.folder / "scripts").mkdir()

@@ -1,0 +1,79 @@
+"""Copies of the sources in which they are built and tested: on this machine or in other Debian systems."""
+
+import os
+import subprocess
+from pathlib import Path
+
+from bare_debian import ALONE, enter, make_bare_debian
+
+SOURCE = Path(__file__).resolve().parents[2]
+CACHE = Path(os.environ.get("TAVIK_PLATFORMS_CACHE")
+             or Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "tavik_aligner/platforms").resolve()
+LOGS = SOURCE / "build" / "platforms"
+
+
+class Failure(Exception):
+    """What is not well, in a few words for the table."""
+
+
+class Place:
+    """A copy of the sources in the folder `name` of the cache or, in a Debian system, in /src; and how commands run there."""
+
+    def __init__(self, name, root=None):
+        self.root, self.log = root, LOGS / f"{name}.log"
+        self.folder = root / "src" if root else CACHE / name
+        self.source = "/src" if root else str(self.folder)
+        # Relative paths in the compiler cache's keys, so that copies in other folders find what this one has compiled.
+        self.environment = {"PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8",
+                            "HOME": "/root" if root else str(Path.home()), "CCACHE_BASEDIR": self.source, "CCACHE_NOHASHDIR": "1"}
+        passed_on = ("TAVIK_TESTS_WITHOUT",) if root else ("TAVIK_TESTS_WITHOUT", "CCACHE_DIR", "XDG_CACHE_HOME")
+        self.environment.update((name, os.environ[name]) for name in passed_on if name in os.environ)
+
+    def run(self, command, folder=None):
+        """The status and the output of a shell command."""
+        variables = [f"{name}={value}" for name, value in self.environment.items()]
+        inside = enter(self.root) if self.root else ALONE
+        with self.log.open("a+", errors="replace") as log:
+            log.write(f"$ {command}\n")
+            log.flush()
+            start = log.tell()
+            status = subprocess.run([*inside, "env", "-i", *variables, "sh", "-c", f"cd '{folder or self.source}' && {command}"],
+                                    stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT, check=False).returncode
+            log.seek(start)
+            return status, log.read()
+
+    def must(self, command, reason, folder=None):
+        status, output = self.run(command, folder)
+        if status != 0:
+            raise Failure(f"{reason} (status {status})")
+        return output
+
+    def bring_sources(self):
+        remove(self.folder)
+        self.folder.mkdir(parents=True)
+        listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=SOURCE, check=True,
+                                stdout=subprocess.PIPE).stdout
+        archive = subprocess.run(["tar", "-c", "--null", "--ignore-failed-read", "-T", "-"], cwd=SOURCE, input=listed, check=True,
+                                 stdout=subprocess.PIPE).stdout
+        subprocess.run(["tar", "-x", "-C", self.folder], input=archive, check=True)
+
+
+def remove(folder):
+    subprocess.run(["rm", "-rf", "--one-file-system", folder], check=True)
+
+
+def debian_place(name, release, install):
+    """A Debian system with the sources, in which the shell command `install` has run. While packages are installed it has
+    another name, so that what a killed run leaves is made anew."""
+    root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
+    remove(unfinished)
+    if root.exists():
+        Place(name, root).must("apt-get update -q", "not tried: the mirror does not answer", "/")
+        root.rename(unfinished)
+    elif not make_bare_debian(unfinished, release):
+        raise Failure("not tried: no bare Debian, which takes debootstrap and a mirror")
+    place = Place(name, unfinished)
+    place.bring_sources()
+    place.must(f"apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get upgrade -q -y && {install}", "not tried: packages are missing")
+    unfinished.rename(root)
+    return Place(name, root)
