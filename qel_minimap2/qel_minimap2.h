@@ -21,9 +21,10 @@ extern "C" {
 /// thread.
 ///
 /// A mapped file may be replaced by another one of the same name (with rename); the index stays that of the old file.
-/// It must not be written to: a read that is mapped afterwards ends the process with status 1 and one line on standard
-/// error that names the file, unless the content is the same, and a read that is being mapped may crash it. If the file
-/// is shortened, an access to the missing part ends the process in the same way. For this, the library handles SIGBUS
+/// It must not be written to: unless the content is the same, the next read that is mapped some milliseconds later, or
+/// else qelmm_unload_index, ends the process with status 1 and one line on standard error that names the file, and a
+/// read that is being mapped may crash it. If the file is shortened, an access to the missing part ends the process in
+/// the same way. For this, the library handles SIGBUS
 /// from the first mapped index on. It passes signals for other addresses on to the handler that was installed before.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:

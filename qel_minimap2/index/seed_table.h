@@ -19,8 +19,8 @@ class ForeignMemory {
 public:
     virtual ~ForeignMemory() = default;
 
-    /// Ends the process if the memory no longer holds what was checked. Call before using what was read from it. Any
-    /// thread.
+    /// Ends the process if the memory has not held what was checked for some milliseconds. The destructor does so if
+    /// the memory does not hold it now. Call after reading. Any thread.
     virtual void RequireUnchanged() const = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -64,15 +65,31 @@ public:
     explicit CheckedFile(const std::string& path)
         : path(path), file(path), layout(CheckedLayout(file, WasChecked(file))), known_time(file.Opened().modified) {}
 
+    CheckedFile(const CheckedFile&) = delete;
+    CheckedFile& operator=(const CheckedFile&) = delete;
+    // The last reads may have been mapped since the last look.
+    ~CheckedFile() override { Look(); }
+
     const MappedLayout& Layout() const { return layout; }
+    // A look costs almost a hundredth of a short read, so there is one for each tick of a clock that is cheap to read.
     void RequireUnchanged() const override {
+        constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+        timespec time{};
+        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+        const auto now = time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
+        if (last_look.load(std::memory_order_relaxed) != now) {
+            last_look = now;
+            Look();
+        }
+    }
+
+private:
+    void Look() const {
         if (!IsKnown(file.Now())) {
             const std::lock_guard lock(checking);
             CheckAgain();
         }
     }
-
-private:
     bool IsKnown(const std::optional<MappedFile::State>& now) const {
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
@@ -88,7 +105,7 @@ private:
             }
             layout.CheckChecksums();
             known_time = now->modified;
-        } catch (const std::runtime_error&) {
+        } catch (const std::exception&) {
             End();
         }
     }
@@ -103,7 +120,8 @@ private:
     const MappedFile file;
     const MappedLayout layout;
     mutable std::mutex checking;
-    mutable std::atomic<std::int64_t> known_time;  // Of the last write before a check; see MappedFile::State.
+    mutable std::atomic<std::int64_t> last_look = -1;  // In nanoseconds of that clock.
+    mutable std::atomic<std::int64_t> known_time;      // Of the last write before a check; see MappedFile::State.
 };
 
 }  // namespace

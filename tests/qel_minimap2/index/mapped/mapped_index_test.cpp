@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -350,14 +352,21 @@ TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
     WriteIndex(">one\n" + repeat + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", other);
     const auto good = Tests::ReadAll(path);
     const auto zeros = good.substr(0, 4096) + std::string(good.size() - 4096, '\0');
-    for (const auto& content : {zeros, good + std::string(4096, '\0'), Tests::ReadAll(other)}) {
+    const std::string contents[] = {zeros, good + std::string(4096, '\0'), Tests::ReadAll(other)};
+    for (unsigned i = 0; i < 2 * std::size(contents); ++i) {
+        const bool for_another_read = i % 2 == 0;
         WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path);
         // Writes that follow one another at once may have the same time.
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - std::chrono::hours(1));
         const auto use = [&] {
             const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
-            folder.Write(std::filesystem::path(path).filename().string(), content);
             Align(*index);
+            folder.Write(std::filesystem::path(path).filename().string(), contents[i / 2]);
+            if (for_another_read) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                Align(*index);
+                ::_exit(7);
+            }
         };
         EXPECT_EXIT(use(), testing::ExitedWithCode(1),
                     "^libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n$");
