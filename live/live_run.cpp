@@ -76,6 +76,7 @@ int LiveRun::Run() {
 
 void LiveRun::LookAtReads() {
     const auto begin = Clock::now();
+    const auto file_time = std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
     auto walked = begin;
     try {
         auto look = LookAt(options.reads, options.until_file);
@@ -84,7 +85,7 @@ void LiveRun::LookAtReads() {
             throw std::runtime_error(options.reads +
                                      ": empty, and not the same folder as before: a disk may be missing");
         }
-        TakeLook(std::move(look), begin);
+        TakeLook(std::move(look), begin, file_time);
         last_look_error.clear();
     } catch (const std::runtime_error& error) {
         // A network disk may be unavailable for a while. Nothing is known then, so all files count as unchanged.
@@ -104,14 +105,14 @@ bool LiveRun::IsAway(const Look& look) const {
     return look.files.empty() && reads_id && *reads_id != look.id && AnyPresent(files);
 }
 
-void LiveRun::TakeLook(Look look, Time now) {
+void LiveRun::TakeLook(Look look, Time now, std::int64_t file_time) {
     reads_id = look.id;
     KeepUnreadable(look);
     if (look.files.empty() && AnyPresent(files)) {
         status.Tell(options.reads + ": no longer holds any read file");
     }
     end_file = look.end_file;
-    for (const auto& notice : files.Update(look.files, now)) {
+    for (const auto& notice : files.Update(look.files, now, file_time)) {
         status.Tell(notice);
     }
     for (const auto& [name, reason] : look.left_out) {

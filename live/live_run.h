@@ -38,7 +38,7 @@ public:
 private:
     LiveRun(const Options& options, const RunState& start);
     void LookAtReads();
-    void TakeLook(Look look, Time now);
+    void TakeLook(Look look, Time now, std::int64_t file_time);
     void WaitAndLook();
     template <typename Work>
     auto Meanwhile(const std::string& what, Work work);

@@ -82,13 +82,20 @@ void WatchedFiles::Forget(const std::string& name) {
 void WatchedFiles::Begin(const std::string& name, const Stamp& stamp, Time now) {
     Watched file;
     file.stamp = stamp;
-    file.since = now;
+    file.since = ChangeOf(stamp, now);
     Set(name, file);
     last_change = now;
 }
 
-std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& found, Time now) {
+// The file has changed since the last look. Its time says when, but may come from the clock of another machine.
+Time WatchedFiles::ChangeOf(const Stamp& stamp, Time now) const {
+    const auto age = std::chrono::nanoseconds(std::max<std::int64_t>(file_time - stamp.time, 0));
+    return now - std::clamp<Time::duration>(age, Time::duration::zero(), std::max(now - last_look, {}));
+}
+
+std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& found, Time now, std::int64_t time) {
     Notices notices;
+    file_time = time;
     for (auto& [name, file] : files) {
         file.missing = true;
     }
@@ -108,6 +115,7 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
             Settle(file, notices);
         }
     }
+    last_look = now;
     return notices.Texts();
 }
 

@@ -28,7 +28,7 @@ struct Watched {
     };
     Phase phase = Phase::settling;
     Stamp stamp;
-    Time since;                 ///< First seen with this stamp.
+    Time since;                 ///< Unchanged since this time.
     std::string reason;         ///< What is lost of it; empty if nothing.
     std::uint64_t reads = 0;    ///< Its rows in the output.
     int losses = 0;             ///< Rounds that lost it.
@@ -47,8 +47,9 @@ public:
     /// Takes over what an earlier call aligned. What it gave up is tried again if it is still there.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
-    /// Takes the result of a look at the folder. Returns what the user should know.
-    std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now);
+    /// Takes the result of a look at the folder. `file_time`: now, as a Stamp would say. Returns what the user should
+    /// know.
+    std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now, std::int64_t file_time);
 
     /// Files to align, in the order in which they were completed.
     std::vector<std::string> Waiting() const;
@@ -102,6 +103,7 @@ private:
     bool IsReplaced(const std::string& name, const Watched& file) const;
     void NoteRenamed(const std::string& name, const std::string& former, Notices& notices);
     void Begin(const std::string& name, const Stamp& stamp, Time now);
+    Time ChangeOf(const Stamp& stamp, Time now) const;
     void Set(const std::string& name, const Watched& file);
     void Erase(const std::string& name);
     void Forget(const std::string& name);
@@ -111,6 +113,8 @@ private:
     std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of these files.
     std::map<std::string, std::string> sam_owners;                            // The first file for each SAM name.
     Time last_change = Time::min();
+    Time last_look = Time::max();  // The one before the current one.
+    std::int64_t file_time = 0;    // At the current look.
     bool writer_pauses = false;
 };
 

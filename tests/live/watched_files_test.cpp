@@ -22,12 +22,13 @@ public:
     }
     void Remove(const std::string& name) { present.erase(name); }
 
-    Texts Look(int second) {
+    // `file_time`: in seconds; 0 is before any change of a file, as on a machine whose clock is slow.
+    Texts Look(int second, int file_time = 0) {
         std::vector<Live::FoundFile> found;
         for (const auto& [name, stamp] : present) {
             found.push_back({name, stamp});
         }
-        return files.Update(found, At(second));
+        return files.Update(found, At(second), std::chrono::nanoseconds(std::chrono::seconds(file_time)).count());
     }
     static Live::Time At(int second) { return Live::Time() + std::chrono::seconds(second); }
     Phase PhaseOf(const std::string& name) const { return files.At(name).phase; }
@@ -68,6 +69,23 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     EXPECT_TRUE(folder.files.SetWhole("b.fq"));
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq"}));
     EXPECT_EQ(folder.files.At("b.fq").reason, "");
+}
+
+TEST(WatchedFiles, SettleTimeBeginsWithTheChangeWhereTheClocksAllow) {
+    const struct {
+        int changed, file_time, settled;
+    } cases[] = {{97, 99, 98}, {98, 99, 99}, {99, 99, 100}, {0, 99, 95}, {500, 99, 100}};
+    for (const auto& one : cases) {
+        Folder folder;
+        folder.Put("old.fq", 1);
+        folder.Look(94, 93);
+        EXPECT_EQ(folder.files.NextSettled(), Folder::At(94) + kSettle);  // Nothing is known of the time before.
+        folder.Look(95, 94);
+        folder.Put("new.fq", 2);
+        folder.present["new.fq"].time = std::chrono::nanoseconds(std::chrono::seconds(one.changed)).count();
+        folder.Look(100, one.file_time);
+        EXPECT_EQ(folder.files.At("new.fq").since, Folder::At(one.settled)) << one.changed;
+    }
 }
 
 TEST(WatchedFiles, LostFileIsTriedOnceMore) {
