@@ -11,18 +11,14 @@
 
 namespace qel_minimap2 {
 
-namespace {
-
-[[noreturn]] void Fail() {
+void FailForErrno() {
     throw std::runtime_error(std::generic_category().message(errno));
 }
-
-}  // namespace
 
 StoredFile::StoredFile(const std::string& path) : descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     struct stat status {};
     if (descriptor.Get() < 0 || ::fstat(descriptor.Get(), &status) != 0) {
-        Fail();
+        FailForErrno();
     }
     size = static_cast<std::uint64_t>(status.st_size);
 }
@@ -38,7 +34,7 @@ void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) con
             if (errno == EINTR) {
                 continue;
             }
-            Fail();
+            FailForErrno();
         }
         next += got;
         offset += static_cast<std::uint64_t>(got);

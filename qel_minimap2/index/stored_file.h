@@ -9,6 +9,9 @@
 
 namespace qel_minimap2 {
 
+/// Throws std::runtime_error with the system's reason for the last failure.
+[[noreturn]] void FailForErrno();
+
 /// A file that is read at any offset. It is not mapped: when another program shortens a mapped file, a signal ends the
 /// process.
 class StoredFile {

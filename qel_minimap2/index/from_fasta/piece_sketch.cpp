@@ -18,7 +18,7 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
     const auto from = begin - std::min(begin - sequence.offset, before);
     const auto to = end + std::min(sequence_end - end, after);
     unpacked.resize(to - from);
-    UnpackBases(bases.Words(), from, to, unpacked.data());
+    UnpackBases(reference.bases.Words(), from, to, unpacked.data());
     minimizers.Sketch(unpacked, header, 0);
     for (const auto& minimizer : minimizers) {
         const auto offset = from + (minimizer.y >> 1U);
@@ -31,6 +31,7 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
 SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
     constexpr std::uint64_t kMostSketched = 1 << 18;  // Limits the memory of the unpacked bases and their minimizers.
     of_piece.clear();
+    const auto& sequences = reference.sequences;
     auto sequence = std::upper_bound(sequences.begin(), sequences.end(), begin,
                                      [](std::uint64_t offset, const auto& s) { return offset < s.offset + s.length; });
     for (; sequence != sequences.end() && sequence->offset < end; ++sequence) {
@@ -40,7 +41,7 @@ SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
             SketchSequence(*sequence, step, std::min(to, step + kMostSketched));
         }
     }
-    std::vector<std::uint32_t> next(block_count + 1);
+    std::vector<std::uint32_t> next(format.BlockCount() + 1);
     for (const auto& minimizer : of_piece) {
         ++next[format.BlockOf(minimizer.x) + 1];
     }

@@ -7,9 +7,9 @@
 
 #include <minimap.h>
 
+#include "qel_minimap2/index/from_fasta/reference_reader.h"
 #include "qel_minimap2/index/index_header.h"
 #include "qel_minimap2/index/minimizer_list.h"
-#include "qel_minimap2/index/packed_bases.h"
 #include "qel_minimap2/pages.h"
 
 namespace qel_minimap2 {
@@ -22,6 +22,7 @@ public:
     EntryFormat(const IndexHeader& header, unsigned bits_in_block)
         : bucket_bits(header.bucket_bits), bits_in_block(bits_in_block), key_bits(2 * header.k - header.bucket_bits) {}
 
+    std::size_t BlockCount() const { return std::size_t{1} << (bucket_bits - bits_in_block); }
     unsigned BlockOf(std::uint64_t minimizer) const {
         return static_cast<unsigned>((minimizer & ((1U << bucket_bits) - 1)) >> bits_in_block);
     }
@@ -58,9 +59,8 @@ struct SketchedPiece {
 class PieceSketcher {
 public:
     /// For k-mers of an odd number of bases, without homopolymer compression.
-    PieceSketcher(const IndexHeader& header, const EntryFormat& format, std::size_t block_count,
-                  const std::vector<ReferenceSequence>& sequences, const PackedBases& bases)
-        : header(header), format(format), block_count(block_count), sequences(sequences), bases(bases) {}
+    PieceSketcher(const IndexHeader& header, const EntryFormat& format, const Reference& reference)
+        : header(header), format(format), reference(reference) {}
 
     /// Returns the minimizers that sketches of the whole sequences have with last bases at offsets from `begin` up to,
     /// not including, `end`.
@@ -71,9 +71,7 @@ private:
 
     const IndexHeader& header;
     const EntryFormat& format;
-    const std::size_t block_count;
-    const std::vector<ReferenceSequence>& sequences;
-    const PackedBases& bases;
+    const Reference& reference;
     std::string unpacked;
     MinimizerList minimizers;       // Minimizers of the part of one sequence.
     std::vector<mm128_t> of_piece;  // The minimizer in x, its offset among all bases and its strand in y.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -23,19 +24,16 @@ constexpr std::uint64_t kPiecesPerWorker = 8;
 // The memory of the entries of this many blocks is released together.
 constexpr std::size_t kBlocksPerRelease = 16;
 
-std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format,
-                                     std::size_t block_count) {
+std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format) {
     const auto count = reference.bases.Count();
     const auto piece_bases = std::clamp(count / (kPiecesPerWorker * WorkerLimit()), kLeastPieceBases, kMostPieceBases);
-    std::vector<std::unique_ptr<PieceSketcher>> sketchers(WorkerLimit());
+    std::deque<PieceSketcher> sketchers;
+    while (sketchers.size() < WorkerLimit()) {
+        sketchers.emplace_back(header, format, reference);
+    }
     std::vector<SketchedPiece> pieces((count + piece_bases - 1) / piece_bases);
     ForEach(pieces.size(), [&](std::size_t item, unsigned worker) {
-        auto& sketcher = sketchers[worker];
-        if (!sketcher) {
-            sketcher =
-                std::make_unique<PieceSketcher>(header, format, block_count, reference.sequences, reference.bases);
-        }
-        pieces[item] = sketcher->Sketch(item * piece_bases, std::min((item + 1) * piece_bases, count));
+        pieces[item] = sketchers[worker].Sketch(item * piece_bases, std::min((item + 1) * piece_bases, count));
     });
     return pieces;
 }
@@ -43,14 +41,10 @@ std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHead
 void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<ReferenceSequence>& sequences,
                const std::vector<SketchedPiece>& pieces, IndexSink* sink) {
     const SequencePlaces places(sequences);
-    std::vector<std::unique_ptr<BlockFiller>> fillers(WorkerLimit());
+    std::vector<BlockFiller> fillers(WorkerLimit(), BlockFiller(table, format, places, pieces, sink));
     std::vector<std::atomic<std::size_t>> done(table.BlockCount() / kBlocksPerRelease + 1);
     ForEach(table.BlockCount(), [&](std::size_t block, unsigned worker) {
-        auto& filler = fillers[worker];
-        if (!filler) {
-            filler = std::make_unique<BlockFiller>(table, format, places, pieces, sink);
-        }
-        filler->Fill(block);
+        fillers[worker].Fill(block);
         const auto release = block / kBlocksPerRelease;
         if (++done[release] == kBlocksPerRelease) {
             const auto first = release * kBlocksPerRelease;
@@ -64,7 +58,7 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
 // Fills the table with the minimizers of the bases.
 void Index(const Reference& reference, const IndexHeader& header, SeedTable& table, IndexSink* sink) {
     const EntryFormat format(header, table.BitsInBlock());
-    const auto pieces = SketchAll(reference, header, format, table.BlockCount());
+    const auto pieces = SketchAll(reference, header, format);
     FillTable(table, format, reference.sequences, pieces, sink);
 }
 

@@ -1,29 +1,18 @@
 #include "qel_minimap2/index/mapped/mapped_file.h"
 
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
 #include "common/file_identity.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
-
-namespace {
-
-[[noreturn]] void Fail() {
-    throw std::runtime_error(std::generic_category().message(errno));
-}
-
-}  // namespace
 
 MappedFile::MappedFile(const std::string& path) : file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     const auto state = Now();
     if (!state) {
-        Fail();
+        FailForErrno();
     }
     opened = *state;
     const auto size = static_cast<std::size_t>(opened.size);
@@ -32,7 +21,7 @@ MappedFile::MappedFile(const std::string& path) : file(::open(path.c_str(), O_RD
     }
     void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Get(), 0);
     if (memory == MAP_FAILED) {
-        Fail();
+        FailForErrno();
     }
     bytes = {static_cast<const unsigned char*>(memory), size};
     guard.emplace(bytes, path);

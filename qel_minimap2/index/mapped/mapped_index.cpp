@@ -1,15 +1,11 @@
 #include "qel_minimap2/index/mapped/mapped_index.h"
 
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include <unistd.h>
@@ -20,18 +16,12 @@
 #include "qel_minimap2/index/mapped/mapped_layout.h"
 #include "qel_minimap2/index/mapped/table_check.h"
 #include "qel_minimap2/index/seed_table.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
 bool HasMappedMagic(const std::string& path) {
-    errno = 0;
-    std::ifstream file(path, std::ios_base::binary);
-    std::array<char, kMappedMagic.size()> magic{};
-    file.read(magic.data(), magic.size());
-    if (!file && !file.eof()) {
-        throw std::runtime_error(std::generic_category().message(errno));
-    }
-    return file && magic == kMappedMagic;
+    return StoredFile(path).Start(kMappedMagic.size()) == std::string(kMappedMagic.begin(), kMappedMagic.end());
 }
 
 namespace {

@@ -17,6 +17,7 @@
 
 #include "common/file_descriptor.h"
 #include "qel_minimap2/index/mapped/link_target.h"
+#include "qel_minimap2/index/stored_file.h"
 
 namespace qel_minimap2 {
 
@@ -33,10 +34,6 @@ struct HiddenFile {
 static_assert(std::atomic<HiddenFile::State>::is_always_lock_free);
 constexpr std::size_t kMostHidden = 16;
 std::array<HiddenFile, kMostHidden> hidden_files;
-
-[[noreturn]] void Fail() {
-    throw std::runtime_error(std::generic_category().message(errno));
-}
 
 constexpr char kHiddenStart[] = ".tavik_index.";
 
@@ -134,7 +131,7 @@ void NewFile::GiveUp() {
     const int reason = errno;
     Forget();
     errno = reason;
-    Fail();
+    FailForErrno();
 }
 
 NewFile::~NewFile() {
@@ -201,7 +198,7 @@ void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) co
             if (errno == EINTR) {
                 continue;
             }
-            Fail();
+            FailForErrno();
         }
         next += written;
         offset += static_cast<std::uint64_t>(written);
@@ -217,21 +214,21 @@ void NewFile::Write(std::uint64_t offset, const void* data, std::size_t size) co
 void NewFile::Publish() {
     sender = {};
     if (::fsync(descriptor) != 0) {
-        Fail();
+        FailForErrno();
     }
     if (hidden.empty()) {
         const auto link = "/proc/self/fd/" + std::to_string(descriptor);
         auto name = NextHiddenName();
         while (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
             if (errno != EEXIST) {
-                Fail();
+                FailForErrno();
             }
             name = NextHiddenName();
         }
         TakeName(std::move(name));
     }
     if (::rename(hidden.c_str(), path.c_str()) != 0) {
-        Fail();
+        FailForErrno();
     }
     GiveNameBack();
     const Common::FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
