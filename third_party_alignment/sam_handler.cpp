@@ -64,6 +64,7 @@ void CompleteUnmappedRecord(std::string& record) {
 class OptionalFields {
 public:
     explicit OptionalFields(TextCursor& cursor) {
+        fields.reserve(16);  // More than minimap2 writes.
         while (true) {
             char separator = '\0';
             if (!cursor.Character(separator) && cursor.AtEnd()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace ThirdPartyAlignment {
@@ -28,6 +29,9 @@ public:
             return {};
         }
         const char* const word = position;
+        while (end - position >= 8 && !MayHaveBlank(position)) {
+            position += 8;
+        }
         while (position != end && !IsBlank(*position)) {
             ++position;
         }
@@ -53,6 +57,13 @@ public:
 
 private:
     static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+    // False if none of eight characters is a blank or another one with a code of 32 or less.
+    static bool MayHaveBlank(const char* characters) {
+        constexpr std::uint64_t kOnes = 0x0101010101010101;
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, characters, sizeof eight);
+        return ((eight - kOnes * 33) & ~eight & kOnes * 128) != 0;
+    }
 
     bool SkipBlanks() {
         while (!failed && position != end && IsBlank(*position)) {

@@ -1,5 +1,6 @@
 #include "third_party_alignment/sam_handler.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <stdexcept>
@@ -38,6 +39,29 @@ TEST(SamHandler, AMappedRecordGivesItsFiguresAndTheReverseStrandAppendsRc) {
         const AlignmentResult expected{genome,         100, 203, 5, 107, 111, 2, 3, 100, 98, 100.0F / 111.0F, 0.98F,
                                        98.0F / 105.0F, 150, sam};
         EXPECT_EQ(Parse(sam).ToValueMap().Entries(), expected.ToValueMap().Entries());
+    }
+}
+
+TEST(SamHandler, AnyWhiteSpaceOrTheEndEndsAWord) {
+    for (const char blank : {' ', '\t', '\n', '\v', '\f', '\r'}) {
+        auto columns = Record("0", "5S106M", "");
+        std::replace(columns.begin(), columns.end(), '\t', blank);
+        const AlignmentResult expected{"chr1",
+                                       100,
+                                       206,
+                                       5,
+                                       111,
+                                       111,
+                                       0,
+                                       0,
+                                       106,
+                                       106,
+                                       106.0F / 111.0F,
+                                       1.0F,
+                                       1.0F,
+                                       1234,
+                                       kHeader + columns + "\tNM:i:0\tAS:i:1234"};
+        EXPECT_EQ(Parse(expected.sam_record).ToValueMap().Entries(), expected.ToValueMap().Entries()) << int{blank};
     }
 }
 
