@@ -21,11 +21,11 @@ extern "C" {
 /// thread.
 ///
 /// A mapped file may be replaced by another one of the same name (with rename); the index stays that of the old file.
-/// It must not be written to: unless the content is the same, the next read that is mapped some milliseconds later, or
-/// else qelmm_unload_index, ends the process with status 1 and one line on standard error that names the file, and a
-/// read that is being mapped may crash it. If the file is shortened, an access to the missing part ends the process in
-/// the same way. For this, the library handles SIGBUS
-/// from the first mapped index on. It passes signals for other addresses on to the handler that was installed before.
+/// It must not be written to. If its content changes, the process ends with status 1 and one line on standard error
+/// that names the file: at the next read that is mapped some milliseconds later, or at the latest in
+/// qelmm_unload_index. A read that is being mapped at that moment may crash. If the file is shortened, an access to the
+/// missing part ends the process in the same way. For this, the library handles SIGBUS from the first mapped index on.
+/// It passes signals for other addresses on to the handler that was installed before.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.
@@ -39,11 +39,11 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 /// Maps one read and returns its SAM records, primary first, without header lines, each ending in a line feed; a read
 /// that does not map has one unmapped record. The text is newly allocated: release it with free. On failure the result
 /// is null or a text that begins with "ERROR:"; that text belongs to this library and must not be freed. When memory is
-/// too short for minimap2 itself, the process ends with status 1 and one line on standard error. A record has
-/// the read's name up to its first white space; if that part is empty or begins with "@", the call fails, because no
-/// SAM reader accepts such a record. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown,
-/// and it is determined again. Of `read`, only `l_seq`, `name` and `seq` are read, and nothing is written. Any number
-/// of threads at once, on one index or several.
+/// too short for minimap2 itself, the process ends with status 1 and one line on standard error. A record has the
+/// read's name up to its first white space; if that part is empty or begins with "@", the call fails, because no SAM
+/// reader accepts such a record. `occ_threshold`: what qelmm_cache_idx_occ_thres returned; 0 or less means unknown, and
+/// it is determined again. Of `read`, only `l_seq`, `name` and `seq` are read, and nothing is written. Any number of
+/// threads at once, on one index or several.
 char* qelmm_align(const mm_idx_t* index, int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is ignored. No thread may be mapping against it.

@@ -44,7 +44,7 @@ qelmm_index_description Described(const std::string& path) {
     return description;
 }
 
-// A count of the system about this process; 0 if it is not told.
+// A count that the system keeps about this process; 0 if it does not show it.
 std::uint64_t CountOf(std::string_view name) {
     std::ifstream counts("/proc/self/io");
     std::string found;
@@ -54,7 +54,7 @@ std::uint64_t CountOf(std::string_view name) {
     return counts ? bytes : 0;
 }
 
-// What the program is doing, and how far it is if the system tells.
+// What the program is doing, and its progress if the system shows it.
 std::string Stage(const Options& options, std::uint64_t reference_size) {
     constexpr std::uint64_t kPercent = 100, kMega = 1'000'000;
     const auto read = CountOf("rchar:"), written = CountOf("wchar:") / kMega;

@@ -19,8 +19,8 @@ class ForeignMemory {
 public:
     virtual ~ForeignMemory() = default;
 
-    /// Ends the process if the memory has not held what was checked for some milliseconds. The destructor does so if
-    /// the memory does not hold it now. Call after reading. Any thread.
+    /// Ends the process if the memory no longer holds what was checked; a change of the last milliseconds may go
+    /// unnoticed, but not by the destructor, which does the same. Call after reading. Any thread.
     virtual void RequireUnchanged() const = 0;
 };
 
@@ -119,7 +119,7 @@ public:
     /// std::bad_alloc.
     void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count,
                   Pages memory = {});
-    /// Takes the memory of a filled block away, in which nothing can be looked up any more.
+    /// Takes away the memory of a filled block, in which nothing can be looked up afterwards.
     Pages TakeMemory(std::size_t block) { return std::move(blocks[block].memory); }
     /// A filled block.
     BlockMemory ContentOf(std::size_t block) const;

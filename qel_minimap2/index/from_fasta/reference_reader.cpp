@@ -37,7 +37,7 @@ int ReadChecked(CheckedText* text, void* buffer, int size) {
     return count;
 }
 
-// The parser does not notice a lack of memory. It finds these instead of the C library's functions.
+// The parser does not check for a lack of memory. It calls these functions instead of the C library's.
 void* malloc(std::size_t size) {
     return RequireMemory(std::malloc(size));
 }

@@ -33,9 +33,9 @@ public:
     };
     /// When the file was opened.
     const State& Opened() const { return opened; }
-    /// Now; nothing if the system does not tell. Takes less than a microsecond on a local disk.
+    /// Now; nothing if the system does not show it. Takes less than a microsecond on a local disk.
     std::optional<State> Now() const;
-    /// See Common::FileIdentity; empty if the system does not tell.
+    /// See Common::FileIdentity; empty if the system does not show it.
     std::string Identity() const;
 
 private:

@@ -38,7 +38,7 @@ MappedLayout::MappedLayout(std::span<const unsigned char> file) : file(file) {
 void MappedLayout::CheckHeader() const {
     if (header.byte_order == kOtherByteOrder) {
         throw std::runtime_error(
-            "the index was made on a machine of another byte order; make it again with tavik_index");
+            "the index was made on a machine with another byte order; make it again with tavik_index");
     }
     if (header.checksum != ChecksumOf(header)) {
         throw DamagedFile("its header does not match its checksum");

@@ -13,8 +13,7 @@ namespace qel_minimap2 {
 /// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder. One that a
 /// killed process left there is removed by the next NewFile in that folder.
 ///
-/// A thread of its own sends to the disk what has been written, because a call for that lasts as long as the disk is
-/// busy.
+/// A separate thread sends written data to the disk, because the call that does so blocks while the disk is busy.
 class NewFile {
 public:
     /// When the file gets a name: at its end, or hidden from the beginning.

@@ -166,7 +166,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithItsReason) {
         EXPECT_EQ(FaultIn(file), reason);
     }
     const std::pair<std::string, Change> others[] = {
-        {"the index was made on a machine of another byte order" + kNewer,
+        {"the index was made on a machine with another byte order" + kNewer,
          header([](auto& h) { h.byte_order = 0x04030201; })},
         {"the index was made by a newer version" + kNewer, header([](auto& h) { h.version = 2; })},
         {"the index was made with another version of minimap2" + kNewer,
