@@ -319,14 +319,15 @@ class Machine(LiveTest):
             self.reads.joinpath("a.fq").write_bytes(records("b", 2))
             self.assertIn("a.fq: its SAM file a.sam is that of a.fastq", self.live(status=1))
 
-    def test_whole_reads_are_aligned_after_a_full_disk_and_a_killed_aligner(self):
+    def test_whole_reads_are_aligned_after_a_full_disk_and_a_loss(self):
         self.make_small_disk()
         self.reads.joinpath("cut.fastq").write_bytes(b"".join(records(f"c{i}_", 20) for i in range(2))[:-30])
         self.reads.joinpath("cut also.fastq").write_bytes(records("d", 20)[:-30])
         ballast = self.out / "ballast"
         # The first round finds the files cut; the full disk comes when their whole reads are aligned.
         aligner = self.script(f"test -e '{self.out}/.live/whole' && test ! -e '{self.folder}/full' && head -c 3000000 /dev/zero > '{ballast}'; "
-                              f"test -e '{self.folder}/full' && test ! -e '{self.folder}/killed' && touch '{self.folder}/killed' && kill -9 $$",
+                              # And then a SAM file that is lost.
+                              f"if test -e '{self.folder}/full' && test ! -e '{self.folder}/lost'; then touch '{self.folder}/lost'; {{aligner}} \"$@\"; rm \"$5\"/*.sam; exit; fi",
                               f"test -e '{self.out}/.live/whole' && touch '{self.folder}/full'", "exec {aligner} \"$@\"")
         process = self.start("--until-idle", "0", "--aligner", aligner)
         self.wait_for(lambda: "waiting for space" in process.stderr.readline())
