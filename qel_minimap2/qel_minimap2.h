@@ -23,7 +23,7 @@ extern "C" {
 /// A mapped file may be replaced by another one of the same name (with rename); the index stays that of the old file.
 /// It must not be written to. If its content changes, the process ends with status 1 and one line on standard error
 /// that names the file: at the next read that is mapped some milliseconds later, or at the latest in
-/// qelmm_unload_index. A read that is being mapped at that moment may crash. If the file is shortened, an access to the
+/// qelmm_unload_index. In rare cases a read that is mapped meanwhile crashes it. If the file is shortened, an access to the
 /// missing part ends the process in the same way. For this, the library handles SIGBUS from the first mapped index on.
 /// It passes signals for other addresses on to the handler that was installed before.
 ///

@@ -20,6 +20,9 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
+// If stretches changed in foreign memory, look-ups would leave that memory, so up to a megabyte of them (2 to the power
+// of this number) is copied.
+constexpr unsigned kMostCopiedBits = 17;
 // Minimizers are hashes: the longest row of full groups among 69 million of random bases has 49, and only a reference
 // made for it has more than this.
 constexpr unsigned kMostFullGroups = 256;
@@ -54,7 +57,8 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits)
 SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
     : shape(k, bucket_bits),
       bucket_mask((std::uint64_t{1} << bucket_bits) - 1),
-      stretches(parts.stretches),
+      own_stretches(parts.stretches, parts.stretches + (bucket_bits <= kMostCopiedBits ? bucket_mask + 1 : 0)),
+      stretches(own_stretches.empty() ? parts.stretches : own_stretches.data()),
       blocks(shape.BlockCount()),
       foreign(std::move(parts)),
       counts(foreign.counts) {

@@ -352,7 +352,8 @@ TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
     WriteIndex(">one\n" + repeat + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", other);
     const auto good = Tests::ReadAll(path);
     const auto zeros = good.substr(0, 4096) + std::string(good.size() - 4096, '\0');
-    const std::string contents[] = {zeros, good + std::string(4096, '\0'), Tests::ReadAll(other)};
+    const auto ones = good.substr(0, 4096) + std::string(good.size() - 4096, '\xff');
+    const std::string contents[] = {zeros, ones, good + std::string(4096, '\0'), Tests::ReadAll(other)};
     for (unsigned i = 0; i < 2 * std::size(contents); ++i) {
         const bool for_another_read = i % 2 == 0;
         WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path);
