@@ -47,8 +47,8 @@ public:
     /// Takes over what an earlier call aligned. What it gave up is tried again if it is still there.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
-    /// Takes the result of a look at the folder. `file_time`: now, as a Stamp would say. Returns what the user should
-    /// know.
+    /// Takes the result of a look at the folder. `file_time`: the current time as a Stamp gives it. Returns what the
+    /// user should know.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now, std::int64_t file_time);
 
     /// Files to align, in the order in which they were completed.
