@@ -21,7 +21,7 @@ public:
     /// The process group that a second signal kills; 0: none.
     static void SetChild(pid_t group);
 
-    /// Waits, but not longer than until the next signal, which may be the end of a child, or the next Wake.
+    /// Waits, at most until the next signal, such as that of a child's end, or the next Wake.
     static void Wait(std::chrono::milliseconds time);
 
     /// Ends a Wait, now or later. Any thread may call it.

@@ -39,7 +39,7 @@ inline const char* FaultOfSequenceName(std::string_view name) {
     if (name == "*") {
         return "a sequence named '*', which SAM reserves for unmapped reads";
     }
-    // Letters beyond ASCII are accepted: SAM does not allow them, but all its readers take them.
+    // Letters beyond ASCII are accepted: SAM does not allow them, but all its readers accept them.
     const bool printable = std::all_of(name.begin(), name.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > 0x20 && byte != 0x7f;
