@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using Phase = Watched::Phase;
 
-// The last look may be as old as the interval.
+// The previous look may be as old as the interval.
 bool LiveRun::HasEnded() {
     if (MayEnd()) {
         LookAtReads();
@@ -50,7 +50,7 @@ bool LiveRun::ReadCutAgain() {
     return any;
 }
 
-// At the end: what is whole in the files that are not.
+// At the end: aligns the whole reads of files that are not whole.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;
