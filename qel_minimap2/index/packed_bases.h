@@ -25,7 +25,7 @@ using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 void Resize(PackedWords& words, std::uint64_t count);
 
 /// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
-/// bits of words of 4 bytes. Lower-case letters are as upper-case ones.
+/// bits of words of 4 bytes. Lower-case letters count as upper-case ones.
 class PackedBases {
 public:
     /// Appends the bases of these letters. Throws std::bad_alloc.

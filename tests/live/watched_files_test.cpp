@@ -55,7 +55,7 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     EXPECT_FALSE(folder.files.IsQuiet());
     folder.Look(61);
     EXPECT_EQ(folder.files.Waiting(), Texts{"a.fq"});
-    // A cut file settles again when it grows.
+    // A cut file waits again once it has grown and settled.
     EXPECT_FALSE(folder.files.WriterPauses());
     folder.Put("b.fq", 2);
     folder.Look(70);
