@@ -51,10 +51,10 @@ std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& h
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // What a record of a short read has besides bases, in bytes.
+    constexpr int kUsualRest = 1024;  // The size of a short read's record without its bases.
     std::string records;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
-        // With room, because minimap2 would take more of it seven times.
+        // Allocated at once, because minimap2 would enlarge it seven times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
         kstring_t record{0, room, static_cast<char*>(std::malloc(room))};
         if (record.s == nullptr) {
