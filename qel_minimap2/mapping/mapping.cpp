@@ -51,7 +51,7 @@ std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& h
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // The size of a short read's record without its bases.
+    constexpr int kUsualRest = 1024;  // Bytes of a short read's record besides its bases.
     std::string records;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
         // Allocated at once, because minimap2 would enlarge it seven times.
