@@ -20,6 +20,11 @@ bool IsTaken(Phase phase) {
     return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
 }
 
+// The reads are in the output, maybe under another name.
+bool HasRows(Phase phase) {
+    return phase == Phase::done || phase == Phase::renamed;
+}
+
 bool IsCompressed(const std::string& name) {
     return Common::HasCompressedReadFileExtension(name);
 }
@@ -137,7 +142,7 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
         }
         return;
     }
-    if (file.phase != Phase::done && file.phase != Phase::renamed) {
+    if (!HasRows(file.phase)) {
         writer_pauses = writer_pauses || file.phase == Phase::cut;
         Begin(found.name, found.stamp, now);
     } else if (!file.changed) {
@@ -150,16 +155,21 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
 
 // The missing file that was renamed to a new one.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
+    auto further = files.end();  // Another name, or the other form, of the aligned file.
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
         for (const auto& name : names->second) {
             const auto named = files.find(name);
             const auto& file = named->second;
-            if (file.missing && file.phase != Phase::renamed && file.stamp.SameContent(stamp)) {
+            if (!file.missing || !file.stamp.SameContent(stamp)) {
+                continue;
+            }
+            if (file.phase != Phase::renamed) {
                 return named;
             }
+            further = named;
         }
     }
-    return files.end();
+    return further;
 }
 
 bool WatchedFiles::HasNewName(const Watched& file) const {
@@ -218,7 +228,7 @@ bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices)
     }
     const auto former_name = former->first;
     const auto since = former->second.since;
-    if (former->second.phase == Phase::done) {
+    if (HasRows(former->second.phase)) {
         Begin(found.name, found.stamp, now);
         NoteRenamed(found.name, former_name, notices);
         return true;
@@ -267,7 +277,7 @@ void WatchedFiles::Settle(Named named, Notices& notices) {
         return;  // The end of the round decides.
     }
     if (const auto former = FormerNameOf(file.stamp); former != files.end()) {
-        if (former->second.phase == Phase::done) {
+        if (HasRows(former->second.phase)) {
             NoteRenamed(name, former->first, notices);
             return;
         }

@@ -1,5 +1,7 @@
 #include "live/watched_files.h"
 
+#include <ctime>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -192,6 +194,10 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
                 EXPECT_EQ(notices.Texts(), Texts{std::string(other) + ": is " + name + word +
                                                  " after it was aligned; the output keeps the former name"});
                 EXPECT_EQ(folder.Look(63), Texts());
+                folder.Move(other, "new.fq");
+                EXPECT_EQ(folder.Look(64), Texts{std::string("new.fq: is ") + other +
+                                                 ", renamed after it was aligned; the output keeps the former name"});
+                EXPECT_EQ(folder.Look(99), Texts());
                 EXPECT_TRUE(folder.files.IsQuiet());
             }
         }
@@ -206,7 +212,7 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
 
 // Thousands of files must neither fill the screen nor take quadratic time.
 TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = std::clock();
     constexpr int kFiles = 30'000;
     Folder folder;
     const auto name = [](int i, const char* start) { return start + std::to_string(kFiles + i) + ".fq"; };
@@ -234,7 +240,7 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     const auto gone = folder.Look(33);
     ASSERT_EQ(gone.size(), 4U);
     EXPECT_EQ(gone[3], "29997 more files disappeared after they were aligned; the output keeps their reads");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 5);  // A search among all files takes a minute.
 }
 
 TEST(WatchedFiles, FileThatDisappearsUnalignedIsNamedAndMayComeBack) {
