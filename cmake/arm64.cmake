@@ -7,3 +7,7 @@ set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 # Debian 13 calls the static one by the name of the dynamic one.
 find_program(TAVIK_ARM64_EMULATOR NAMES qemu-aarch64-static qemu-aarch64 REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${TAVIK_ARM64_EMULATOR}")
+# As on arm64 itself, where CMake knows Debian's folders.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(CMAKE_INSTALL_LIBDIR "lib/aarch64-linux-gnu" CACHE PATH "Where libraries are installed, in the prefix")
+endif()
