@@ -11,8 +11,8 @@ struct InputList {
     std::vector<std::string> files;  ///< Relative to the folder, sorted; or as in the list.
 };
 
-/// Finds the read files as the aligner does. `input` is a folder, a file with one path a line, or "-" for such lines on
-/// standard input; an empty line counts as a path. Throws a std::system_error that names what cannot be read.
+/// Finds the read files as the aligner does. `input` is a folder, a file with one path per line, or "-" for such lines
+/// on standard input; an empty line counts as a path. Throws a std::system_error that names what cannot be read.
 InputList FindInput(const std::string& input, bool recursive);
 
 /// The path of the SAM file of `file`, relative to the save folder. `input_path` is that of the run, empty for a list.

@@ -87,7 +87,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
 
         const auto sam = ReadLines(folder.Path("a.sam"));
         auto rows = ReadLines(folder.Path("alignment_summary.txt"));
-        ASSERT_EQ(sam.size(), 100U) << "two lines a read, no header lines, no empty ones";
+        ASSERT_EQ(sam.size(), 100U) << "two lines per read, no header lines, no empty ones";
         EXPECT_EQ(std::erase(rows, "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1"), 1U);
         ASSERT_EQ(rows.size(), 50U);
         for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -9,7 +9,7 @@ import unittest
 from workflow_run import ABSENT, CHECK, INDEX, PROGRAM, READS, REFERENCE, REPORT, SNAKEFILE, EngineTest, fastq, ids, page_data
 
 KNOWN = "reads, reference, out, chunk_mb, min_coverage, allow_failed_reads, aligner, check, indexer, report"
-PATHS = {"reads": "a folder with read files, or a file with one path a line",
+PATHS = {"reads": "a folder with read files, or a file with one path per line",
          "reference": "a FASTA file, a minimap2 index or an index of tavik_index", "out": "a folder for the results",
          "aligner": "a program's name or path"}
 OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index of tavik_index.
@@ -136,7 +136,7 @@ class Engine(EngineTest):
         self.assertRegex(said, r"The index all/reference\.tvi was not built\.\n  log: all/logs/index\.txt\n"
                          r"    tavik_index: cut\.fa\.gz: .*\n")
 
-    def test_damaged_file_fails_its_chunk_only_and_once_mended_the_report_tells_of_all(self):
+    def test_damaged_file_fails_its_chunk_only_and_once_repaired_the_report_covers_all(self):
         """A damaged file is tried twice, and so is a killed aligner; a sound file is tried once."""
         self.write("aligner", f'''#!/bin/sh
 list=$(cat); echo "$list" >>ran; echo "$@" >>asked
