@@ -23,9 +23,9 @@ extern "C" {
 /// A mapped file may be replaced by another one of the same name (with rename); the index stays that of the old file.
 /// It must not be written to. If its content changes, the process ends with status 1 and one line on standard error
 /// that names the file: at the next read that is mapped some milliseconds later, or at the latest in
-/// qelmm_unload_index. In rare cases a read that is mapped meanwhile crashes it. If the file is shortened, an access to the
-/// missing part ends the process in the same way. For this, the library handles SIGBUS from the first mapped index on.
-/// It passes signals for other addresses on to the handler that was installed before.
+/// qelmm_unload_index. In rare cases a read that is mapped meanwhile crashes it. If the file is shortened, an access to
+/// the missing part ends the process in the same way. For this, the library handles SIGBUS from the first mapped index
+/// on. It passes signals for other addresses on to the handler that was installed before.
 ///
 /// The index holds a table of this library instead of minimap2's hash tables. Pass it to the functions here only:
 /// minimap2's own would find it empty. Only `n_seq` and, in the entries of `seq`, `name` and `len` may be read.

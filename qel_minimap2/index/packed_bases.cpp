@@ -18,17 +18,26 @@ std::uint32_t BaseOf(char letter) {
 }  // namespace
 
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases) {
-    const auto unpack_one = [&] { *bases++ = static_cast<char>(mm_seq4_get(words, begin)), ++begin; };
+    constexpr std::uint32_t kMost = 4;
+    const auto unpack_one = [&] { *bases++ = static_cast<char>(std::min(mm_seq4_get(words, begin), kMost)), ++begin; };
     while (begin < end && begin % 8 != 0) {
         unpack_one();
     }
-    for (; begin + 8 <= end; begin += 8, bases += 8) {
-        // Halves of the word move apart until each of its eight numbers has a byte.
+    while (begin + 8 <= end) {
         std::uint64_t spread = words[begin / 8];
+        if (ImpossibleCodes(spread) != 0) {
+            for (int i = 0; i < 8; ++i) {
+                unpack_one();
+            }
+            continue;
+        }
+        // Halves of the word move apart until each of its eight numbers has a byte.
         spread = (spread | spread << 16U) & 0x0000FFFF0000FFFFU;
         spread = (spread | spread << 8U) & 0x00FF00FF00FF00FFU;
         spread = (spread | spread << 4U) & 0x0F0F0F0F0F0F0F0FU;
         std::memcpy(bases, &spread, sizeof(spread));
+        begin += 8;
+        bases += 8;
     }
     while (begin < end) {
         unpack_one();

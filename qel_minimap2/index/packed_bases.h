@@ -10,7 +10,8 @@
 namespace qel_minimap2 {
 
 /// Unpacks the bases from `begin` up to, not including, `end` (0-based; none if `end` is not above `begin`), each to a
-/// byte with a number from 0 to 4. `words` as PackedBases describes them. Any thread.
+/// byte with a number from 0 to 4, whatever the words are: those of a mapped file may change. `words` as PackedBases
+/// describes them. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
 /// Not 0 if one of the packed codes is above 4, which no base has. minimap2 indexes its scoring matrix with the codes.

@@ -60,6 +60,7 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
       own_stretches(parts.stretches, parts.stretches + (bucket_bits <= kMostCopiedBits ? bucket_mask + 1 : 0)),
       stretches(own_stretches.empty() ? parts.stretches : own_stretches.data()),
       blocks(shape.BlockCount()),
+      lengths(parts.lengths, parts.lengths + parts.sequences),
       foreign(std::move(parts)),
       counts(foreign.counts) {
     for (std::size_t i = 0; i < blocks.size(); ++i) {

@@ -203,7 +203,7 @@ private:
     bool IsPossible(std::uint64_t position) const {
         const auto sequence = position >> 32U;
         const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
-        return sequence < foreign.sequences && last_base < foreign.lengths[sequence] && last_base + 1 >= shape.k;
+        return sequence < lengths.size() && last_base < lengths[sequence] && last_base + 1 >= shape.k;
     }
     void SetArrays(Block& block, const BlockMemory& memory) const;
     const std::vector<OccurrenceCount>& Counts() const;
@@ -232,7 +232,8 @@ private:
     std::vector<Stretch> own_stretches;  // One for each bucket.
     const Stretch* stretches;
     std::vector<Block> blocks;
-    Parts foreign;  // Without an owner if all memory is the table's own.
+    std::vector<std::uint32_t> lengths;  // A copy of those in foreign memory.
+    Parts foreign;                       // Without an owner if all memory is the table's own.
     mutable std::once_flag counted;
     mutable std::vector<OccurrenceCount> counts;  // Of all blocks, once `counted`.
     mutable std::vector<std::uint64_t> ranks;     // For each of these, how many minimizers occur as often or less.

@@ -101,14 +101,15 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
 TEST(UnpackBases, UnpacksAnyRangeAndNoBaseMore) {
     std::uint32_t words[6];
     std::mt19937 random(2);
-    std::generate(std::begin(words), std::end(words), [&] { return random() & 0x77777777U; });
+    std::generate(std::begin(words), std::end(words), random);
+    words[3] &= 0x33333333U;  // The fast way is for words of possible numbers only.
     for (std::uint64_t begin = 0; begin < 48; ++begin) {
         std::string expected(49 - begin, '?');
         for (auto end = begin; end < 48; ++end) {
             std::string actual(expected.size(), '?');
             UnpackBases(words, begin, end, actual.data());
             EXPECT_EQ(actual, expected) << begin << " to " << end;
-            expected[end - begin] = static_cast<char>(mm_seq4_get(words, end));
+            expected[end - begin] = static_cast<char>(std::min(mm_seq4_get(words, end), 4U));
         }
     }
 }

@@ -370,7 +370,8 @@ TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
             }
         };
         EXPECT_EXIT(use(), testing::ExitedWithCode(1),
-                    "^libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n$");
+                    "^libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n$")
+            << i;
     }
 }
 
