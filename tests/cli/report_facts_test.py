@@ -127,7 +127,7 @@ class Runs(ReportTest):
         self.assertEqual([line.split(" at ")[0] for line in done], [
             "Warning: out: 1 of 4 runs not finished: chunks/00001: the log file ends",
             "Warning: out: 1 of 4 runs without a log file: chunks/00003"])
-        self.assertRegex(dict(self.data()["samples"][0]["run"])["took"], r"^\d+ ms, 2 runs together$")
+        self.assertRegex(dict(self.data()["samples"][0]["run"])["took"], r"^(\d+ ms|\d\.\d s), 2 runs together$")
 
 
 class Outputs(ReportTest):
