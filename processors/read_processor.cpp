@@ -107,8 +107,7 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
     }
     auto files = FindReadFiles(folder, recursive);
     if (files.compressed != 0) {
-        const auto text = "Gzip-compressed read files in " + folder +
-                          " left alone: " + std::to_string(files.compressed) +
+        const auto text = "Gzip-compressed read files ignored in " + folder + ": " + std::to_string(files.compressed) +
                           ". They are read when their paths come as a list on standard input (-i \"\").";
         if (files.plain.empty()) {
             TAVIK_LOG(warning) << text;

@@ -20,7 +20,7 @@ constexpr int kWrongOptions = 255;
 
 constexpr char kUsage[] =
     "\nUsage:\n\n  tavik_report [options] <save folder or alignment_summary.txt>...\n\n"
-    "Writes alignment_report.html and alignment_report_mqc.json beside the summary.\n"
+    "Writes alignment_report.html and two files for MultiQC beside the summary.\n"
     "Several summaries are samples of one report.\n\n";
 
 }  // namespace

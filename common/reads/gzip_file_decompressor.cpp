@@ -21,7 +21,7 @@ public:
         if (streambuf->sgetc() == std::streambuf::traits_type::eof()) {
             return 0;
         }
-        // Read only the available bytes: a pipe may take long to deliver more.
+        // Read only the available bytes: a pipe may take a long time to deliver more.
         const auto count = std::min(static_cast<std::streamsize>(size), streambuf->in_avail());
         return static_cast<std::size_t>(streambuf->sgetn(reinterpret_cast<char*>(buffer), count));
     }

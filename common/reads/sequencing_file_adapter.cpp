@@ -40,7 +40,7 @@ SequencingFileAdapter::Iterator SequencingFileAdapter::begin() {
     state = State::running;
     if (!Advance()) {
         TAVIK_LOG(error) << "There is no whole read in " << name
-                         << ": something upstream went wrong, the process ends.";
+                         << ": something upstream went wrong, so the process ends.";
     }
     return {this, 0};
 }

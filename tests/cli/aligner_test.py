@@ -132,14 +132,14 @@ class InputDiscovery(AlignerTest):
             run = self.run_aligner("-i", *args, "-s", save, "-a", REFERENCE)
             self.assertEqual(self.sam_files(save), files)
             self.assertEqual(len(self.summary(save)), 2 * len(files))
-            self.assertIn(f"[message] Gzip-compressed read files in in left alone: 1. {AS_LIST}\n", run.stdout)
+            self.assertIn(f"[message] Gzip-compressed read files ignored in in: 1. {AS_LIST}\n", run.stdout)
             self.assertEqual(sorted(run.records()), [("warning", f"Input file in/{name} is left out: {reason}") for name, reason in (
                 ("dangling.fastq", "No such file or directory"), ("loop.fq.gz", "Too many levels of symbolic links"))])
 
     def test_folder_without_plain_read_files_leaves_an_empty_summary(self):
         names = ("x.fastq.GZ", "y.fa.gz", "z.gz", "fastq.gz")
-        for folder, count, records in (("none", 0, []), ("packed", 2, [("warning", f"Gzip-compressed read files in "
-                                                                        f"packed left alone: 2. {AS_LIST}")])):
+        for folder, count, records in (("none", 0, []), ("packed", 2, [("warning", f"Gzip-compressed read files ignored in "
+                                                                        f"packed: 2. {AS_LIST}")])):
             (self.folder / folder).mkdir()
             for name in names if count else ():
                 self.write(f"{folder}/{name}", "")

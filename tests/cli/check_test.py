@@ -79,7 +79,7 @@ BAD_INPUT = {
                        f"{LONG}: begun, but not finished"]),
     "an empty file aborts the run": (
         {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, "
-                                      "the process ends.", "{log}: the run did not finish",
+                                      "so the process ends.", "{log}: the run did not finish",
                                       "a.fq: begun, but not finished", "a.fq: the file is empty",
                                       "b.fq: not finished"]),
     "one name for two SAM files": (

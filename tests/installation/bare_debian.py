@@ -1,4 +1,4 @@
-"""A bare Debian in a folder, for what must work where nothing is installed. Making one takes root, debootstrap and the mirror
+"""A bare Debian in a folder, for what must work where nothing is installed. Making one needs root, debootstrap and the mirror
 that this machine's apt uses."""
 
 import os

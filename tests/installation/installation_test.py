@@ -289,7 +289,7 @@ class Scripts(InstallationTest):
         self.stub("bin/debootstrap", "exit 1")
         script = self.folder / "scripts/prove-platforms"
         environment = {"PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}", "TAVIK_PLATFORMS_CACHE": f"{self.folder}/cache"}
-        said = "prove-platforms: takes root, who can enter other Debian systems, and an x86-64 machine.\n"
+        said = "prove-platforms: needs an x86-64 machine and root, to enter other Debian systems.\n"
         if os.geteuid() != 0 or os.uname().machine != "x86_64":
             self.assertEqual(run(script, env=environment), (1, "", said))
             return
