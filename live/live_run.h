@@ -94,7 +94,7 @@ private:
     RunFigures figures;
 };
 
-// Does work that may take long in another thread, and looks after everything else until it is done.
+// Does, in another thread, work that may take a long time, and looks after everything else until it is done.
 template <typename Work>
 auto LiveRun::Meanwhile(const std::string& what, Work work) {
     std::packaged_task<std::invoke_result_t<Work>()> task(std::move(work));

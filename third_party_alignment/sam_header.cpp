@@ -97,7 +97,8 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
     try {
         Read(kept);
     } catch (const std::logic_error&) {
-        return;  // It cannot be read without the record that follows. Without memory, nothing must be kept.
+        // It cannot be read without the record that follows. std::bad_alloc is passed on, and then nothing is kept.
+        return;
     }
     KeepLastOfEachName();
     by_line = SkipHeaderLines(kept) == kept.size();

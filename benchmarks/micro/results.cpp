@@ -1,4 +1,4 @@
-// Measures the way from the SAM text of one read to figures, SAM lines and a summary row.
+// Measures the steps from the SAM text of one read to figures, SAM lines and a summary row.
 
 #include <memory>
 #include <string>

@@ -109,7 +109,7 @@ bool IsShortExtension(const AlignmentCall& call) {
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
                     ksw_extz_t& result) {
-    if constexpr (kBanded) {  // minimap2 reads zeros after the sequences, which changes results beside a band.
+    if constexpr (kBanded) {  // minimap2 reads zeros after the sequences, which changes results outside a band.
         sequences.Pad<Lines::kPadding>(0, 0);
     }
     const auto run = [&]<Trace kTrace>() {

@@ -25,7 +25,7 @@ namespace {
 // and u from lane i of the lines after row r-1.
 //
 // Without a band limit, every lane that a cell reads was computed for a cell, so the width of the registers does not
-// matter. With a band limit it does. minimap2 computes whole registers of 16 lanes; those beside the band are
+// matter. With a band limit it does. minimap2 computes whole registers of 16 lanes; those outside the band are
 // meaningless, and yet the cells at the band's edge read them in later rows. The banded form therefore writes the very
 // same lanes: where the last register holds 32 lanes and minimap2 computes 16, only these are stored. It also keeps a
 // line of substitution scores as minimap2 does, which writes it 16 at a time from the first cell on: the lanes before
@@ -40,7 +40,7 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// Returns false when there is no memory. The values of lanes before they are computed matter only beside a band.
+    /// Returns false when there is no memory. The values of lanes before they are computed matter only outside a band.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
@@ -84,13 +84,13 @@ struct Constants {
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
 };
 
-/// The register of lanes before the current one, which takes its highest lanes.
+/// The register before the current one; its highest lanes move into the current one.
 struct RegisterBefore {
     Register x, v, x2;
 };
 
-/// Computes the register of lanes from target position t on; `s` holds their substitution scores. It becomes `before`
-/// of the next one. With kHalf only the lowest 16 lanes are stored.
+/// Computes the register of lanes from target position t on; `s` holds their substitution scores. Leaves in `before`
+/// what the next register needs. With kHalf only the lowest 16 lanes are stored.
 template <Trace kTrace, bool kHalf>
 TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t, Register s, RegisterBefore& before,
                                   std::uint8_t* directions) {
@@ -120,7 +120,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     offer(b, kFromInsertion);
     offer(a2, kFromDeletion2);
     offer(b2, kFromInsertion2);
-    // No cell's score exceeds a match's. minimap2 cuts lanes beside the band to it, too.
+    // No cell's score exceeds a match's. minimap2 clamps lanes outside the band to it, too.
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {
@@ -212,7 +212,7 @@ private:
         return directions != nullptr;
     }
 
-    // The address of lane 0 of a row's directions, which may lie before them.
+    // The address of lane 0 of a row's directions, which may lie before the row's first byte.
     std::uint8_t* DirectionsOf(int r, const Range& range) const {
         return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
     }

@@ -1,5 +1,5 @@
-// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages some without. Also
-// files that change while they are used.
+// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages files and leaves their
+// checksums as they were. Also files that change while they are used.
 
 #include <chrono>
 #include <csignal>
