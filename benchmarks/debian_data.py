@@ -1,5 +1,6 @@
 """Real reads and references from Debian packages, which are unpacked but not installed."""
 
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -10,7 +11,11 @@ def unpacked(package, folder):
     if not target.exists():
         subprocess.run(["apt-get", "download", "-q", package], cwd=folder, check=True, stdout=subprocess.DEVNULL)
         archive = next(Path(folder).glob(f"{package}_*.deb"))
-        subprocess.run(["dpkg", "-x", str(archive), str(target)], check=True)
+        # What a killed run leaves must not look complete.
+        part = target.with_name(f"{package}.part")
+        shutil.rmtree(part, ignore_errors=True)
+        subprocess.run(["dpkg", "-x", str(archive), str(part)], check=True)
+        part.rename(target)
     return target
 
 

@@ -233,6 +233,17 @@ class Scripts(InstallationTest):
         if os.geteuid() == 0:
             self.assertEqual(run(script, env=environment)[1].split("\n", 1)[1], asked)
 
+        hint = run(script, "cross", env=environment, cwd="/", **as_other)[2]
+        self.assertIn("\n  dpkg --add-architecture arm64 && apt-get update -q && apt-get install ", hint)
+
+        # Packages of another architecture do not count, unless the name asks for it.
+        self.stub("bin/dpkg", "echo riscv64")
+        for group, installed, missing in (("build", "arm64 riscv64", False), ("build", "all", False), ("build", "arm64 amd64", True),
+                                          ("cross", "riscv64 arm64", False), ("cross", "riscv64", True)):
+            self.stub("bin/dpkg-query", f"for a in {installed}; do echo $a installed; done")
+            self.assertEqual(run(script, group, env=environment, cwd="/", **as_other)[0], int(missing), (group, installed))
+        self.stub("bin/dpkg-query", "exit 1")
+
         environment["TAVIK_TESTS_WITHOUT"] = "chromium snakemake"
         fewer = [package for package in packages if package not in ("chromium", "chromium-driver", "python3-selenium", "snakemake")]
         self.assertEqual(len(fewer), len(packages) - 4)
@@ -281,7 +292,9 @@ class Scripts(InstallationTest):
             (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(SOURCE / name, self.folder / name)
         self.stub("scripts/install-dependencies", "")
-        self.stub("scripts/build", "echo built")
+        # The first platform's build makes scripts that call the emulator.
+        emulated = "build/release/emulated/bin"
+        self.stub("scripts/build", f"mkdir -p {emulated}; printf '#!/bin/sh' >{emulated}/tavik_aligner; chmod +x {emulated}/*")
         (self.folder / "tests/judges").mkdir()
         self.stub("tests/judges/compare-with-minimap2", "echo 'a: b: 7 reads, 9 lines, 7 rows, 2 differences'; exit 1")
         self.stub("bin/qemu-x86_64-static", "")

@@ -10,6 +10,8 @@ SOURCE = Path(__file__).resolve().parents[2]
 CACHE = Path(os.environ.get("TAVIK_PLATFORMS_CACHE")
              or Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "tavik_aligner/platforms").resolve()
 LOGS = SOURCE / "build" / "platforms"
+# Without the option, apt-get keeps the old lists and succeeds when it reaches no mirror.
+UPDATE = "apt-get update -q -o APT::Update::Error-Mode=any"
 
 
 class Failure(Exception):
@@ -51,11 +53,14 @@ class Place:
     def bring_sources(self):
         remove(self.folder)
         self.folder.mkdir(parents=True)
-        listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=SOURCE, check=True,
-                                stdout=subprocess.PIPE).stdout
-        archive = subprocess.run(["tar", "-c", "--null", "--ignore-failed-read", "-T", "-"], cwd=SOURCE, input=listed, check=True,
-                                 stdout=subprocess.PIPE).stdout
-        subprocess.run(["tar", "-x", "-C", self.folder], input=archive, check=True)
+        try:
+            listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=SOURCE, check=True,
+                                    stdout=subprocess.PIPE).stdout
+            archive = subprocess.run(["tar", "-c", "--null", "--ignore-failed-read", "-T", "-"], cwd=SOURCE, input=listed, check=True,
+                                     stdout=subprocess.PIPE).stdout
+            subprocess.run(["tar", "-x", "-C", self.folder], input=archive, check=True)
+        except subprocess.CalledProcessError as error:
+            raise Failure(f"not tried: the sources cannot be copied ({error.cmd[0]}: status {error.returncode})") from error
 
 
 def remove(folder):
@@ -68,12 +73,12 @@ def debian_place(name, release, install):
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():
-        Place(name, root).must("apt-get update -q", "not tried: the mirror does not answer", "/")
+        Place(name, root).must(UPDATE, "not tried: the mirror does not answer", "/")
         root.rename(unfinished)
     elif not make_bare_debian(unfinished, release):
         raise Failure("not tried: no bare Debian, which takes debootstrap and a mirror")
     place = Place(name, unfinished)
     place.bring_sources()
-    place.must(f"apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get upgrade -q -y && {install}", "not tried: packages are missing")
+    place.must(f"{UPDATE} && DEBIAN_FRONTEND=noninteractive apt-get upgrade -q -y && {install}", "not tried: packages are missing")
     unfinished.rename(root)
     return Place(name, root)
