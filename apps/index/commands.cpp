@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -67,6 +68,17 @@ std::string Stage(const Options& options, std::uint64_t reference_size) {
                 : "");
 }
 
+// The figures of an index that was just written. The run has succeeded, so that a file that cannot be read again gives
+// only a warning.
+std::optional<qelmm_index_description> DescribedIfReadable(const std::string& path) {
+    try {
+        return Described(path);
+    } catch (const std::exception& error) {
+        std::cerr << std::string("tavik_index: warning: the index was written, but ") + error.what() + "\n";
+        return std::nullopt;
+    }
+}
+
 int WriteIndex(const Options& options) {
     RequireWritable(options.index, options.reference);
     RemoveUnfinishedOnSignals();
@@ -78,16 +90,19 @@ int WriteIndex(const Options& options) {
         RequireSuccess(qelmm_make_index(options.reference.c_str(), options.index.c_str()));
         seconds = progress.Seconds();
     }
-    const auto made = Described(options.index);
-    if (made.sequences == 0) {
+    const auto made = DescribedIfReadable(options.index);
+    if (made && made->sequences == 0) {
         std::cerr << "tavik_index: " + options.reference +
                          ": warning: it holds no sequences, so tavik_aligner will refuse " + options.index + "\n";
     }
     if (!options.quiet) {
         constexpr double kMega = 1e6;
-        std::cout << options.index << ": " << made.sequences << " sequences, " << made.bases << " bases, " << std::fixed
-                  << std::setprecision(1) << static_cast<double>(made.file_size) / kMega << " MB; made in " << seconds
-                  << " s\n";
+        std::cout << options.index << ": " << std::fixed << std::setprecision(1);
+        if (made) {
+            std::cout << made->sequences << " sequences, " << made->bases << " bases, "
+                      << static_cast<double>(made->file_size) / kMega << " MB; ";
+        }
+        std::cout << "made in " << seconds << " s\n";
     }
     return kDone;
 }

@@ -78,7 +78,7 @@ void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, con
         }
         WarnOfDuplicateName(names, reference);
     } catch (const std::bad_alloc&) {
-        fail("out of memory");
+        throw std::runtime_error(reference + ": out of memory");
     } catch (const std::exception& error) {
         fail(error.what());
     }

@@ -217,6 +217,21 @@ class IndexFailures(IndexTest):
         self.assertRegex(run.stderr, rf"^tavik_index: {self.folder}/cut\.gz: .+\n$")
         self.assertEqual(older.read_bytes() == before, True)
 
+    def test_an_index_that_its_writer_may_not_read_is_a_success_with_a_warning(self):
+        def before():
+            become_nobody()
+            os.umask(0o777)
+
+        (reference,) = self.bring(REFERENCE, program=INDEX)
+        target = self.folder / "new"
+        run = Run(self.program, [reference, target], "", self.folder, before)
+        self.runs.append(run)
+        self.assertEqual((run.status, run.stderr), (0, f"tavik_index: warning: the index was written, but {target}: "
+                                                       "Permission denied\n"))
+        self.assertRegex(run.stdout, rf"^{target}: made in \d+\.\d s\n$")
+        target.chmod(0o644)
+        self.assertEqual(self.index("--check", target).stdout, f"{target}: sound\n")
+
     def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
         """Without /proc, the program cannot write a file without a name, as on file systems that have none: there, SIGKILL
         leaves a hidden file until the next run. Only root can take /proc away."""
@@ -339,6 +354,15 @@ class IndexMemory(IndexTest):
 
 
 class IndexAddressSpace(IndexTest):
+    def test_an_index_that_is_written_is_a_success_at_every_limit_of_the_address_space(self):
+        reference, index = self.write("it.fa", f">a\n{''.join(random.choices('ACGT', k=400_000))}\n"), self.folder / "made"
+        for kilobytes in range(17000, 26000, 500):
+            limit = (kilobytes << 10, kilobytes << 10)
+            run = Run(INDEX, ["-z", "-t", 1, reference, index], "", self.folder,
+                      partial(resource.setrlimit, resource.RLIMIT_AS, limit))
+            self.assertEqual(run.status == 0, index.exists(), run.stderr)
+            index.unlink(missing_ok=True)
+
     def test_a_lack_of_memory_is_told_at_every_limit_of_the_address_space(self):
         """A program that does not start names the library that it could not load. The read does not map: minimap2 does not
         notice all failures in an alignment."""
@@ -359,6 +383,7 @@ class IndexAddressSpace(IndexTest):
                 if run.status == 0:
                     break
                 self.assertRegex(run.stderr, "out of memory|Cannot allocate memory|while loading shared libraries")
+                self.assertNotIn("could not be written: out of memory", run.stderr)
             self.assertLessEqual({0, 1}, statuses)
             self.assertLessEqual(statuses, {0, 1, 127})
 

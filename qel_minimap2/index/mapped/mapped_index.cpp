@@ -3,11 +3,15 @@
 #include <atomic>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include "common/file_identity.h"
@@ -91,18 +95,23 @@ private:
         }
         try {
             if (now->size != file.Bytes().size()) {
-                End();
+                End(kWrittenTo);
             }
             layout.CheckChecksums();
             known_time = now->modified;
+        } catch (const std::bad_alloc&) {
+            End("out of memory");
         } catch (const std::exception&) {
-            End();
+            End(kWrittenTo);
         }
     }
-    [[noreturn]] void End() const {
-        const auto message =
-            "libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n";
-        static_cast<void>(!::write(STDERR_FILENO, message.data(), message.size()));
+    static constexpr std::string_view kWrittenTo = "the index was written to while it was used";
+    // Needs no memory.
+    [[noreturn]] void End(std::string_view reason) const {
+        const auto part = [](std::string_view text) { return iovec{const_cast<char*>(text.data()), text.size()}; };
+        const iovec parts[] = {part("libqel_minimap2: "), part(path), part(": "), part(reason),
+                               part("; the process ends\n")};
+        static_cast<void>(!::writev(STDERR_FILENO, parts, std::size(parts)));
         ::_exit(1);  // As BusGuard does: other threads still use the index.
     }
 
@@ -118,8 +127,9 @@ private:
 
 FileHeader HeaderOf(const std::string& path) {
     RequireMappedIndex(path);
-    const MappedFile file(path);
-    return MappedLayout(file.Bytes()).Header();
+    const StoredFile file(path);
+    const auto start = file.Start(sizeof(FileHeader));
+    return CheckedHeader({reinterpret_cast<const unsigned char*>(start.data()), start.size()}, file.Size());
 }
 
 void CheckIndex(const std::string& path) {

@@ -24,18 +24,7 @@ bool HasImpossibleBase(std::span<const unsigned char> bytes) {
     return impossible != 0;
 }
 
-}  // namespace
-
-MappedLayout::MappedLayout(std::span<const unsigned char> file) : file(file) {
-    if (file.size() < sizeof header) {
-        throw DamagedFile("it is cut short, to " + std::to_string(file.size()) + " bytes");
-    }
-    std::memcpy(&header, file.data(), sizeof header);
-    CheckHeader();
-    CheckSections();
-}
-
-void MappedLayout::CheckHeader() const {
+void CheckHeader(const FileHeader& header, std::uint64_t size) {
     if (header.byte_order == kOtherByteOrder) {
         throw std::runtime_error(
             "the index was made on a machine with another byte order; make it again with tavik_index");
@@ -52,8 +41,8 @@ void MappedLayout::CheckHeader() const {
     if (std::memcmp(header.minimap2_index.data(), MM_IDX_MAGIC, header.minimap2_index.size()) != 0) {
         throw std::runtime_error("the index was made with another version of minimap2; make it again with tavik_index");
     }
-    if (header.file_size != file.size()) {
-        throw DamagedFile("it has " + std::to_string(file.size()) + " bytes and should have " +
+    if (header.file_size != size) {
+        throw DamagedFile("it has " + std::to_string(size) + " bytes and should have " +
                           std::to_string(header.file_size));
     }
     if (const char* const fault = FaultOfHeader(header.index)) {
@@ -62,15 +51,15 @@ void MappedLayout::CheckHeader() const {
 }
 
 // Their places follow from their lengths.
-void MappedLayout::CheckSections() const {
+void CheckSections(const FileHeader& header) {
     if (header.section_count > kMostSections) {
         throw DamagedFile("too many sections");
     }
     std::uint64_t offset = kPageSize;
     std::uint32_t kinds = 0;
-    for (const auto& section : Sections()) {
-        if (section.offset != offset || section.length > file.size() - offset ||
-            RoundedUp(section.length, kPageSize) > file.size() - offset) {
+    for (const auto& section : std::span(header.sections).first(header.section_count)) {
+        if (section.offset != offset || section.length > header.file_size - offset ||
+            RoundedUp(section.length, kPageSize) > header.file_size - offset) {
             throw DamagedFile("a section outside its place");
         }
         offset += RoundedUp(section.length, kPageSize);
@@ -85,9 +74,22 @@ void MappedLayout::CheckSections() const {
     if (kinds != (2U << kSectionKinds) - 2) {
         throw DamagedFile("a section is missing");
     }
-    if (offset != file.size()) {
+    if (offset != header.file_size) {
         throw DamagedFile("bytes that belong to no section");
     }
+}
+
+}  // namespace
+
+FileHeader CheckedHeader(std::span<const unsigned char> start, std::uint64_t size) {
+    FileHeader header{};
+    if (start.size() < sizeof header) {
+        throw DamagedFile("it is cut short, to " + std::to_string(size) + " bytes");
+    }
+    std::memcpy(&header, start.data(), sizeof header);
+    CheckHeader(header, size);
+    CheckSections(header);
+    return header;
 }
 
 const Section& MappedLayout::SectionOf(SectionKind kind) const {

@@ -17,11 +17,15 @@ inline std::runtime_error DamagedFile(const std::string& what) {
     return std::runtime_error("the index is damaged: " + what);
 }
 
+/// The header of a file that begins with `start` and has `size` bytes. Checks it, and that the sections fill the file.
+/// Throws std::runtime_error.
+FileHeader CheckedHeader(std::span<const unsigned char> start, std::uint64_t size);
+
 /// Where the parts of a mapped index lie in its file. Refers to the file's bytes. Any thread.
 class MappedLayout {
 public:
-    /// Checks the header, and that the sections fill the file. Reads no other page. Throws std::runtime_error.
-    explicit MappedLayout(std::span<const unsigned char> file);
+    /// Reads only the header, and checks it as CheckedHeader does. Throws std::runtime_error.
+    explicit MappedLayout(std::span<const unsigned char> file) : file(file), header(CheckedHeader(file, file.size())) {}
 
     const FileHeader& Header() const { return header; }
     std::span<const Section> Sections() const { return {header.sections.data(), header.section_count}; }
@@ -46,14 +50,12 @@ private:
         const auto& section = SectionOf(kind);
         return {reinterpret_cast<const T*>(file.data() + section.offset), section.length / sizeof(T)};
     }
-    void CheckHeader() const;
-    void CheckSections() const;
     void CheckNames() const;
     void CheckTable() const;
     void CheckCounts() const;
 
     std::span<const unsigned char> file;
-    FileHeader header{};
+    FileHeader header;
 };
 
 }  // namespace qel_minimap2
