@@ -111,7 +111,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     }
     try {
         sender = std::jthread([this](const std::stop_token& stop) { SendToDisk(stop); });
-    } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): then Publish does it.
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): then Publish does it.
     }
 }
 

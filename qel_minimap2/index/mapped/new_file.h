@@ -52,7 +52,7 @@ private:
     mutable std::mutex mutex;
     mutable std::condition_variable_any changed;
     mutable std::uint64_t written = 0;  // Bytes. Guarded by the mutex.
-    std::jthread sender;                // Not running if the system starts no thread.
+    std::jthread sender;                // Not running if no thread can be started.
 };
 
 }  // namespace qel_minimap2
