@@ -18,7 +18,9 @@ namespace {
 // An index with room for its sequences. minimap2's allocator ends the process when memory is short, so malloc replaces
 // it; mm_idx_destroy then frees the names one by one.
 IndexPointer WithTable(const IndexHeader& header, std::size_t sequences, std::unique_ptr<const SeedTable> table) {
-    constexpr std::size_t kNeeded = 1 << 20;  // More than mm_idx_init needs, which would not notice a failure.
+    // mm_idx_init does not notice a lack of memory. This is more than it needs without its buckets, which stay unused
+    // and may be missing.
+    constexpr std::size_t kNeeded = 1 << 20;
     std::free(RequireMemory(std::malloc(kNeeded)));
     IndexPointer index(mm_idx_init(static_cast<int>(header.window), static_cast<int>(header.k),
                                    static_cast<int>(header.bucket_bits), static_cast<int>(header.flags)));

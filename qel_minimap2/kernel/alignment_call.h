@@ -31,7 +31,8 @@ struct AlignmentCall {
     int end_bonus;
     int flags;  ///< KSW_EZ_*.
 
-    bool Has(int flag) const { return (flags & flag) != 0; }
+    // In objects of all widths: see lanes.h.
+    __attribute__((always_inline)) bool Has(int flag) const { return (flags & flag) != 0; }
 };
 
 /// The letters of the calls that the kernels accept: the bases and one that stands for any.
@@ -44,6 +45,8 @@ struct Scoring {
     int match, mismatch;
     int any;  ///< Score against the letter that stands for any base.
 };
+
+namespace {
 
 /// The cost of a gap of `length` bases; 0 for a length of 0 or less.
 inline int GapCost(const Scoring& s, int length) {
@@ -59,5 +62,7 @@ inline int GapCost(const Scoring& s, int length) {
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }
+
+}  // namespace
 
 }  // namespace qel_minimap2::kernel
