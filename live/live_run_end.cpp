@@ -17,6 +17,16 @@ namespace fs = std::filesystem;
 
 using Phase = Watched::Phase;
 
+namespace {
+
+// True for a file of which at most the whole reads can be aligned.
+bool IsNotWhole(const Watched& file) {
+    const bool failed = file.phase == Phase::given_up && file.losses > 1;
+    return !file.missing && (file.phase == Phase::cut || failed);
+}
+
+}  // namespace
+
 // The previous look may be as old as the interval.
 bool LiveRun::HasEnded() {
     if (MayEnd()) {
@@ -55,8 +65,7 @@ void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;
     for (const auto& [name, file] : files.All()) {
-        const bool failed = file.phase == Phase::given_up && file.losses > 1;
-        if (!file.missing && (file.phase == Phase::cut || failed) && files.FormerFormOf(name).empty()) {
+        if (IsNotWhole(file) && files.FormerFormOf(name).empty()) {
             names.push_back(name);
         }
     }
@@ -69,7 +78,11 @@ void LiveRun::AlignWholeReads() {
 
 // Repeats after a full disk, and once after a loss.
 void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
-    const auto known = files.At(name);
+    const auto found = files.All().find(name);
+    if (found == files.All().end() || !IsNotWhole(found->second)) {
+        return;  // It was renamed or changed while another file was aligned.
+    }
+    const auto known = found->second;
     const RoundFile copy{name, folder + "/copy.fastq", known.stamp, known.reason};
     for (int losses = 0; losses < 2 && !Signals::Stopping();) {
         try {

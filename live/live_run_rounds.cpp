@@ -114,6 +114,12 @@ std::vector<RoundFile> LiveRun::NextRound() {
     for (const auto& notice : notices.Texts()) {
         status.Tell(notice);
     }
+    // Files that were chosen first may be renamed or changed while others are read.
+    const auto is_gone = [this](const RoundFile& one) {
+        return !files.IsWaiting(one.name) || !files.At(one.name).stamp.SameContent(one.stamp);
+    };
+    std::erase_if(round, is_gone);
+    std::erase_if(again, is_gone);
     return again.empty() ? round : std::vector{again.front()};
 }
 
@@ -270,7 +276,10 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
         if (kind == Kind::lost && was_away && list[i].loss.empty()) {
             kind = Kind::not_begun;  // Not the file's fault.
         }
-        if (kind == Kind::kept && HasChanged(PathOf(list[i].name), list[i].stamp)) {
+        // A file that was changed and then renamed is known by its new name only.
+        const auto known = files.All().find(list[i].name);
+        const bool is_known = known != files.All().end() && known->second.phase == Phase::aligning;
+        if (kind == Kind::kept && (!is_known || HasChanged(PathOf(list[i].name), list[i].stamp))) {
             kind = Kind::changed;
         }
     }

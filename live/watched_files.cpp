@@ -322,10 +322,12 @@ bool WatchedFiles::IsWaiting(const std::string& name) const {
 }
 
 void WatchedFiles::SetDone(const std::string& name, std::uint64_t reads, const std::string& loss) {
-    auto& file = files.at(name);
-    file.phase = Phase::done;
-    file.reads = reads;
-    file.reason = loss;
+    if (const auto named = files.find(name); named != files.end()) {
+        auto& file = named->second;
+        file.phase = Phase::done;
+        file.reads = reads;
+        file.reason = loss;
+    }
 }
 
 void WatchedFiles::SetWaiting(const std::string& name) {
@@ -352,7 +354,11 @@ void WatchedFiles::SetCut(const std::string& name, const std::string& reason) {
 }
 
 void WatchedFiles::SetLost(const std::string& name, const std::string& reason) {
-    auto& file = files.at(name);
+    const auto named = files.find(name);
+    if (named == files.end()) {
+        return;
+    }
+    auto& file = named->second;
     if (file.missing && IsReplaced(name, file)) {
         Forget(name);
         return;

@@ -67,7 +67,7 @@ public:
     void SetOtherForm(const std::string& name, const std::string& former, Notices& notices);
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
-    /// After a round. `reads`: rows of the file; `loss`: what they lack, empty if nothing.
+    /// After a round; the file may be unknown by now. `reads`: its rows; `loss`: what they lack, empty if nothing.
     void SetDone(const std::string& name, std::uint64_t reads, const std::string& loss);
     /// If the round decided nothing about the file.
     void SetWaiting(const std::string& name);

@@ -206,6 +206,45 @@ for sam in out.glob("*.sam"):
         self.assertRegex(line, r"^lost.fastq: .*read 'lost1' is not in its SAM file lost.sam; it is tried once more$")
         self.assert_as_one_run()
 
+    def rename_when_read(self, process, read, old, new):
+        """Renames a file while the program reads one."""
+        opened = self.folder / "proc"
+        opened.symlink_to(f"/proc/{process.pid}/fd")
+        self.wait_for(lambda: any(os.path.realpath(path) == str(self.reads / read) for path in opened.iterdir()))
+        self.reads.joinpath(old).rename(self.reads / new)
+
+    def names(self):
+        return sorted(row.split(b"\t")[0] for row in self.rows())
+
+    def test_file_that_is_renamed_while_the_round_is_chosen(self):
+        self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
+        self.reads.joinpath("b.fastq").write_bytes(b"@b\n%s\n+\n%s\n" % (b"A" * 50000, b"I" * 50000) * 3000 + b"@cut")
+        process = self.start()
+        self.rename_when_read(process, "b.fastq", "a.fastq", "z.fastq")
+        self.wait_for(lambda: process.poll() is not None or self.rows())
+        process.terminate()
+        self.assertEqual((process.wait(), self.names()), (1, [b"a0", b"a1"]), process.stderr.read())
+
+    def test_cut_file_that_is_renamed_at_the_end(self):
+        for name in ("c1", "c2"):
+            self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 2)[:-30])
+        aligner = self.script(f"test -e '{self.out}/.live/whole' && mv '{self.reads}/c2.fastq' '{self.reads}/z.fastq' && sleep 0.5", "exec {aligner} \"$@\"")
+        errors = self.live("--until-idle", "0", "--aligner", aligner, status=1)
+        self.assertEqual(errors[-1], "z.fastq: not aligned yet")
+        self.assertEqual(self.names(), [b"c10"])
+        self.live(status=1)
+        self.assertEqual(self.names(), [b"c10", b"c20"])
+
+    def test_file_with_a_new_time_that_is_renamed_during_the_check(self):
+        self.reads.joinpath("a.fastq").write_bytes(b"".join(b"@a%d\n%s\n+\n%s\n" % (i, b"A" * 50000, b"I" * 50000) for i in range(600)))
+        aligner = self.script(f"{{aligner}} \"$@\"; status=$?; test -e '{self.reads}/a.fastq' && touch '{self.reads}/a.fastq' && sleep 0.5; exit $status")
+        process = self.start("--until-idle", "0", "--aligner", aligner)
+        self.rename_when_read(process, "a.fastq", "a.fastq", "z.fastq")
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0, errors)
+        self.assertIn("a.fastq: changed while it was aligned; it is aligned again when it is complete", errors)
+        self.assert_as_one_run()
+
     def test_file_that_arrives_between_two_looks_is_not_missed(self):
         command = [LIVE, "-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "0.2", "--interval", "60", "--until-idle", "0.03"]
         with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
