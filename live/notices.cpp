@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "checks/texts.h"
-
 namespace Live {
 
 namespace {
 
-constexpr std::size_t kMostNamed = 3;
+constexpr std::size_t kMostNamed = 3;  // A line that counts a single further file would not be shorter.
 
 // Follows "17 more files".
 std::string Summary(Notices::Event event) {
@@ -39,10 +37,10 @@ void Notices::Add(Event event, const std::string& text) {
 std::vector<std::string> Notices::Texts() const {
     std::vector<std::string> all;
     for (const auto& [event, of_event] : texts) {
-        const auto named = std::min(of_event.size(), kMostNamed);
+        const auto named = of_event.size() == kMostNamed + 1 ? of_event.size() : std::min(of_event.size(), kMostNamed);
         all.insert(all.end(), of_event.begin(), of_event.begin() + static_cast<std::ptrdiff_t>(named));
         if (const auto others = of_event.size() - named; others > 0) {
-            all.push_back(Checks::Plural(others, "more file") + Summary(event));
+            all.push_back(std::to_string(others) + " more files" + Summary(event));
         }
     }
     return all;

@@ -53,7 +53,8 @@ void WatchedFiles::Restore(const std::vector<FileRecord>& records, Time now) {
         file.restored = !record.reads;
         Set(record.name, file);
         if (record.reads) {
-            sam_owners.emplace(SamNameOf(record.name), record.name);
+            files.at(record.name).output_name = record.name;
+            sam_names.Take(record.name);
         }
     }
 }
@@ -78,9 +79,7 @@ void WatchedFiles::Erase(const std::string& name) {
 }
 
 void WatchedFiles::Forget(const std::string& name) {
-    if (const auto owner = sam_owners.find(SamNameOf(name)); owner != sam_owners.end() && owner->second == name) {
-        sam_owners.erase(owner);
-    }
+    sam_names.Free(name);
     Erase(name);
 }
 
@@ -103,12 +102,15 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
     file_time = time;
     for (auto& [name, file] : files) {
         file.missing = true;
+        file.replaced = false;
     }
     // Missing names are known before new ones are looked at: a new name may be a renamed file.
     for (const auto& one : found) {
         if (const auto known = files.find(one.name); known != files.end()) {
-            known->second.missing = false;
-            known->second.restored = false;
+            auto& file = known->second;
+            file.missing = false;
+            file.restored = false;
+            file.replaced = file.stamp.inode != one.stamp.inode && !file.stamp.SameContent(one.stamp);
         }
     }
     for (const auto& one : found) {
@@ -153,14 +155,14 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     }
 }
 
-// The missing file that was renamed to a new one.
+// The file that was renamed to a new one; another may have its name.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
     auto further = files.end();  // Another name, or the other form, of the aligned file.
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
         for (const auto& name : names->second) {
             const auto named = files.find(name);
             const auto& file = named->second;
-            if (!file.missing || !file.stamp.SameContent(stamp)) {
+            if (!(file.missing || file.replaced) || !file.stamp.SameContent(stamp)) {
                 continue;
             }
             if (file.phase != Phase::renamed) {
@@ -177,7 +179,7 @@ bool WatchedFiles::HasNewName(const Watched& file) const {
     return names != names_of_inode.end() &&
            std::any_of(names->second.begin(), names->second.end(), [&](const auto& name) {
                const auto& other = files.at(name);
-               return !other.missing && other.stamp.SameContent(file.stamp);
+               return !other.missing && !other.replaced && other.stamp.SameContent(file.stamp);
            });
 }
 
@@ -195,12 +197,11 @@ const Watched* WatchedFiles::OtherFormOf(const std::string& name, std::string& o
 std::string WatchedFiles::FormerFormOf(const std::string& name) const {
     std::string other;
     const auto* const form = OtherFormOf(name, other);
-    return form != nullptr && form->missing && form->phase == Phase::done ? other : "";
+    return form != nullptr && form->missing ? form->output_name : "";
 }
 
 void WatchedFiles::SetOtherForm(const std::string& name, const std::string& former, Notices& notices) {
-    files.at(name).phase = Phase::renamed;
-    files.at(former).told_missing = true;
+    SetRenamed(name, former);
     notices.Add(Notices::Event::other_form, name + ": is " + former + ", " +
                                                 (IsCompressed(name) ? "compressed" : "uncompressed") +
                                                 " after it was aligned; the output keeps the former name");
@@ -213,9 +214,14 @@ bool WatchedFiles::IsReplaced(const std::string& name, const Watched& file) cons
     return HasNewName(file) || (form != nullptr && !form->missing && form->phase != Phase::done);
 }
 
-void WatchedFiles::NoteRenamed(const std::string& name, const std::string& former, Notices& notices) {
+void WatchedFiles::SetRenamed(const std::string& name, const std::string& former) {
     files.at(name).phase = Phase::renamed;
+    files.at(name).output_name = files.at(former).output_name;
     files.at(former).told_missing = true;
+}
+
+void WatchedFiles::NoteRenamed(const std::string& name, const std::string& former, Notices& notices) {
+    SetRenamed(name, former);
     notices.Add(Notices::Event::renamed,
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
@@ -289,9 +295,8 @@ void WatchedFiles::Settle(Named named, Notices& notices) {
         GiveUp(name, "names with tabs or line feeds are not supported");
         return;
     }
-    const auto [owner, is_new] = sam_owners.emplace(SamNameOf(name), name);
-    if (owner->second != name) {
-        GiveUp(name, "its SAM file " + owner->first + " is that of " + owner->second);
+    if (const auto obstacle = sam_names.Take(name); !obstacle.empty()) {
+        GiveUp(name, obstacle);
         return;
     }
     if (form != nullptr && !form->missing && IsTaken(form->phase)) {
@@ -325,6 +330,7 @@ void WatchedFiles::SetDone(const std::string& name, std::uint64_t reads, const s
     if (const auto named = files.find(name); named != files.end()) {
         auto& file = named->second;
         file.phase = Phase::done;
+        file.output_name = name;
         file.reads = reads;
         file.reason = loss;
     }
@@ -355,14 +361,11 @@ void WatchedFiles::SetCut(const std::string& name, const std::string& reason) {
 
 void WatchedFiles::SetLost(const std::string& name, const std::string& reason) {
     const auto named = files.find(name);
-    if (named == files.end()) {
-        return;
-    }
-    auto& file = named->second;
-    if (file.missing && IsReplaced(name, file)) {
+    if (named == files.end() || (named->second.missing && IsReplaced(name, named->second))) {
         Forget(name);
         return;
     }
+    auto& file = named->second;
     SetWaiting(name);
     if (file.phase == Phase::waiting && ++file.losses > 1) {
         GiveUp(name, reason);

@@ -10,6 +10,7 @@
 #include "live/notices.h"
 #include "live/read_files.h"
 #include "live/run_state.h"
+#include "live/sam_names.h"
 
 namespace Live {
 
@@ -30,10 +31,12 @@ struct Watched {
     Stamp stamp;
     Time since;                 ///< Unchanged since this time.
     std::string reason;         ///< What is lost of it; empty if nothing.
+    std::string output_name;    ///< The name under which the output has its reads; empty if it has none.
     std::uint64_t reads = 0;    ///< Its rows in the output.
     int losses = 0;             ///< Rounds that lost it.
     bool restored = false;      ///< Given up by an earlier call, and not seen since.
     bool missing = false;       ///< It was not there at the last look.
+    bool replaced = false;      ///< At the last look, another file had its name.
     bool told_missing = false;  ///< The user knows that it disappeared.
     bool changed = false;       ///< It has another stamp than when it was aligned.
 };
@@ -59,8 +62,8 @@ public:
     /// be read to its end before it is aligned.
     bool WriterPauses() const { return writer_pauses; }
 
-    /// The aligned file that is gone and of which this one may be the compressed or uncompressed form: its name is the
-    /// same but for ".gz". Empty if there is none.
+    /// The aligned file that is gone and of which this one may be the compressed or uncompressed form: its name, or the
+    /// one that it got later, is the same but for ".gz". Empty if there is none.
     std::string FormerFormOf(const std::string& name) const;
 
     /// The file is another form of `former`.
@@ -101,6 +104,7 @@ private:
     bool HasNewName(const Watched& file) const;
     const Watched* OtherFormOf(const std::string& name, std::string& other) const;
     bool IsReplaced(const std::string& name, const Watched& file) const;
+    void SetRenamed(const std::string& name, const std::string& former);
     void NoteRenamed(const std::string& name, const std::string& former, Notices& notices);
     void Begin(const std::string& name, const Stamp& stamp, Time now);
     Time ChangeOf(const Stamp& stamp, Time now) const;
@@ -111,7 +115,7 @@ private:
     const std::chrono::steady_clock::duration settle;
     std::map<std::string, Watched> files;                                     // By name.
     std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of these files.
-    std::map<std::string, std::string> sam_owners;                            // The first file for each SAM name.
+    SamNames sam_names;
     Time last_change = Time::min();
     Time last_look = Time::max();  // The one before the current one.
     std::int64_t file_time = 0;    // At the current look.

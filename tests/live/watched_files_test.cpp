@@ -157,6 +157,32 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
     }
 }
 
+// A log rotation between two looks: the old name is that of a new file.
+TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
+    for (const bool is_done : {false, true}) {
+        for (const auto* const rotated : {"a.1.fq", "a.fq.1.fq"}) {  // In a look, before and after the former name.
+            Folder folder;
+            folder.Put("a.fq", 1, 7);
+            folder.Look(0);
+            folder.Look(30);
+            folder.files.SetAligning("a.fq");
+            if (is_done) {
+                folder.files.SetDone("a.fq", 5, "");
+            }
+            folder.Move("a.fq", rotated);
+            folder.Put("a.fq", 2, 8);
+            auto told = folder.Look(31);
+            std::sort(told.begin(), told.end());
+            const Texts notices{
+                std::string(rotated) + ": is a.fq, renamed after it was aligned; the output keeps the former name",
+                "a.fq: it changed after it was aligned; the output holds its former reads"};
+            EXPECT_EQ(told, is_done ? notices : Texts());
+            folder.Look(61);
+            EXPECT_EQ(folder.files.Waiting().size(), is_done ? 0U : 2U);
+        }
+    }
+}
+
 // What happens to a file that is compressed or uncompressed, by what has become of it until then.
 TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
     for (const auto& [name, other] : {std::pair("a.fq", "a.fq.gz"), std::pair("a.fq.gz", "a.fq")}) {
@@ -199,6 +225,12 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
                                                  ", renamed after it was aligned; the output keeps the former name"});
                 EXPECT_EQ(folder.Look(99), Texts());
                 EXPECT_TRUE(folder.files.IsQuiet());
+                // The new name too may get another form.
+                folder.Remove("new.fq");
+                folder.Put("new.fq.gz", 3);
+                EXPECT_EQ(folder.Look(100), Texts());
+                EXPECT_EQ(folder.Look(130), Texts());
+                EXPECT_EQ(folder.files.FormerFormOf("new.fq.gz"), name);
             }
         }
     }
@@ -238,6 +270,13 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     EXPECT_EQ(folder.Look(32), Texts());
     folder.present.clear();
     const auto gone = folder.Look(33);
+    // A single further file is named, too.
+    for (int i = 0; i < 4; ++i) {
+        folder.Put(name(i, "c"), 1);
+    }
+    folder.Look(34);
+    folder.present.clear();
+    EXPECT_EQ(folder.Look(35).back(), "c30003.fq: it disappeared before it was aligned");
     ASSERT_EQ(gone.size(), 4U);
     EXPECT_EQ(gone[3], "29997 more files disappeared after they were aligned; the output keeps their reads");
     EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 5);  // A search among all files takes a minute.
@@ -270,6 +309,20 @@ TEST(WatchedFiles, SecondFileOfASamNameIsGivenUp) {
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "d/a.fastq"}));
     EXPECT_EQ(folder.files.At("d/a.fq").reason, "its SAM file d/a.sam is that of d/a.fastq");
     EXPECT_EQ(folder.files.At("b\t.fq").reason, "names with tabs or line feeds are not supported");
+    // A SAM file cannot be a folder too.
+    folder.Put("d/a.sam/x/b.fq", 5);
+    folder.Put("e/b.sam.d/a.fq", 6);
+    folder.Put("e/b.sam/x/a.fq", 7);
+    folder.Look(50);
+    folder.Put("e/b.fq", 8);
+    folder.Look(60);
+    folder.Look(80);
+    folder.Look(90);
+    EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "d/a.fastq", "e/b.sam.d/a.fq", "e/b.sam/x/a.fq"}));
+    EXPECT_EQ(folder.files.At("d/a.sam/x/b.fq").reason,
+              "its SAM file d/a.sam/x/b.sam conflicts with d/a.sam, that of d/a.fastq");
+    EXPECT_EQ(folder.files.At("e/b.fq").reason,
+              "its SAM file e/b.sam conflicts with e/b.sam/x/a.sam, that of e/b.sam/x/a.fq");
 }
 
 }  // namespace
