@@ -404,14 +404,17 @@ class Machine(LiveTest):
         index = self.write("own.fasta", REFERENCE.read_bytes())
         aligner = self.script(f"echo \"$QEL_CHECKED_INDEX\" >> '{self.folder}/checked'", "exec {aligner} \"$@\"")
         command = [LIVE, "-i", self.reads, "-s", self.out, "-a", index, "--settle", "0", "--interval", "0.1", "--aligner", aligner, "--until-file", "end"]
-        with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
-            for number in range(4):
-                self.reads.joinpath(f"{number}.fastq").write_bytes(records(f"r{number}_", 2))
-                self.wait_for(lambda: self.out.exists() and len(self.sams()) == number + 1)
-                if number == 1:
-                    index.chmod(0o640)
-            self.reads.joinpath("end").touch()
-            self.assertEqual(process.wait(60), 0)
+        process = subprocess.Popen(command, stdout=subprocess.DEVNULL)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        for number in range(4):
+            # Without a settle time, a file must appear whole.
+            self.write("new", records(f"r{number}_", 2)).rename(self.reads / f"{number}.fastq")
+            self.wait_for(lambda: self.out.exists() and len(self.sams()) == number + 1)
+            if number == 1:
+                index.chmod(0o640)
+        self.reads.joinpath("end").touch()
+        self.assertEqual(process.wait(60), 0)
         checked = self.folder.joinpath("checked").read_text().splitlines()
         self.assertEqual((checked[0], checked[1] == checked[2], checked[2] == checked[3]), ("", True, False))
         stat = index.stat()
