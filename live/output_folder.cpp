@@ -26,7 +26,7 @@ namespace {
 constexpr int kLockAttempts = 20;
 constexpr std::chrono::milliseconds kBetweenAttempts{100};
 
-// Waiting for each of them would take longer than waiting for what other programs have written.
+// From this many files on, syncing the whole disk, other programs' data included, is faster than syncing each file.
 constexpr std::size_t kManyFiles = 50;
 
 std::string HeaderLine() {
@@ -53,7 +53,7 @@ OutputFolder::OutputFolder(const std::string& given) : path(WithoutSlash(given))
         throw std::system_error(error, HiddenPath());
     }
     const auto lock_path = HiddenPath() + "/lock";
-    // Not closed in the aligner.
+    // Without O_CLOEXEC, because the aligner inherits the descriptor and so holds the lock too.
     const int descriptor = ::open(lock_path.c_str(), O_RDWR | O_CREAT, 0666);
     if (descriptor < 0) {
         throw std::system_error(errno, std::generic_category(), lock_path);
@@ -100,7 +100,7 @@ RunState OutputFolder::Open(const RunState& now) {
     }
     const auto differences = now.DifferencesFrom(published);
     if (!differences.empty() && !published.HasReads() && !fs::exists(ReadyPath() + "/state")) {
-        auto state = now;  // Nothing was made with the former options, such as a wrong index.
+        auto state = now;  // Nothing was made with the former options, so they are replaced.
         state.summary_bytes = published.summary_bytes;
         Save(state);
     } else if (!differences.empty()) {
@@ -118,7 +118,7 @@ RunState OutputFolder::Open(const RunState& now) {
     return published;
 }
 
-// When no publication is open.
+// Call only when no publication is pending.
 void OutputFolder::Check(const RunState& state) const {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     if (!fs::exists(summary_path) && state.files.empty()) {

@@ -25,7 +25,7 @@ private:
     std::int32_t length;
     std::int32_t width;
     std::vector<std::uint64_t> covered;  // Bases covered by alignments that begin or end in the bin.
-    std::vector<std::int64_t> whole;     // Change in the number of alignments that cover the whole bin.
+    std::vector<std::int64_t> whole;     // Alignments that cover the whole bin, minus those of the bin before.
 };
 
 }  // namespace Reports

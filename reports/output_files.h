@@ -26,7 +26,7 @@ public:
 
 private:
     const std::filesystem::path folder;
-    std::vector<std::filesystem::path> unnamed;  // Final paths of the files under temporary names.
+    std::vector<std::filesystem::path> unnamed;  // Final paths of the files that still have temporary names.
 };
 
 /// Flushes standard output. Returns false, with a message on standard error, if this or an earlier write to it

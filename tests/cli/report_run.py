@@ -1,4 +1,4 @@
-"""Runs tavik_report. The environment variable TAVIK_REPORT names it; without it, that is the release build."""
+"""Runs tavik_report. The environment variable TAVIK_REPORT names the program; the default is the release build."""
 
 import os
 import subprocess
@@ -37,6 +37,6 @@ class ReportTest(AlignerTest):
         return page_data(self.folder / folder / "alignment_report.html")
 
     def write_run(self, name, rows, references):
-        """A summary of these rows with a SAM file of these {name: length} beside it."""
+        """A summary of these rows, and beside it a SAM file that lists `references`, {name: length}."""
         self.write(f"{name}/a.sam", b"".join(b"@SQ\tSN:%s\tLN:%d\n" % one for one in references.items()))
         return self.write(f"{name}/alignment_summary.txt", HEADER.encode() + b"".join(rows)).parent

@@ -20,9 +20,9 @@ namespace {
 // How much a thread reads at a time where buckets are small; fits into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
-// Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, a few hundred
-// bases apart: an A is stored as zero, so a copy that stopped early, after space for the whole file was allocated, ends
-// in such a run. Real genomes have hardly any.
+// Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
+// hundred bases of a run. An A is stored as zero, so an index file whose copying stopped after its full size was
+// allocated ends in such a run. Real genomes have hardly any.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
     // A run twice as long as a section contains a whole one, wherever it begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
@@ -60,7 +60,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
 // because its steps share the lists of a bucket.
 class BlockReader {
 public:
-    // `worker`: see ForEach; `window`: of that thread.
+    // `worker`: see ForEach; `window`: the one of that thread.
     BlockReader(const IndexLayout& layout, FileWindow& window, MinimizerSample& sample, SeedTable& table,
                 unsigned worker)
         : layout(layout), window(window), sample(sample), table(table), worker(worker) {}
@@ -127,8 +127,8 @@ private:
         sample.Add(minimizer, position, worker);
     }
 
-    // minimap2 does not check that each position belongs to one minimizer, but a few positions that many minimizers
-    // claim make one read take minutes.
+    // minimap2 does not check that each position belongs to one minimizer, but if many minimizers claim the same few
+    // positions, aligning one read can take minutes.
     void TakeList(std::uint64_t minimizer, std::uint64_t begin, std::uint64_t count) {
         if (count == 0 || begin + count > is_taken.size()) {
             throw DamagedIndex("positions outside their list");

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kMagicSize = 4;
 
-// Most reads take the few bytes that describe a bucket and skip the bucket itself.
+// Most file accesses take the few bytes that describe a bucket and skip the bucket itself.
 constexpr std::size_t kChunk = 4096;
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
 
@@ -45,7 +45,7 @@ public:
         return start;
     }
 
-    // Most of the file is skipped, so that each read would otherwise wait for the disk.
+    // Most of the file is skipped, so without this each file access would wait for the disk.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {
