@@ -1,7 +1,11 @@
 #include "qel_minimap2/kernel/scratch.h"
 
 #include <array>
+#include <exception>
+#include <mutex>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "qel_minimap2/pages.h"
 
@@ -17,13 +21,60 @@ constexpr std::size_t Kept(std::size_t use) {
     return use < static_cast<std::size_t>(Scratch::chaining) ? kKept : kKeptOfChains;
 }
 
-thread_local std::array<Pages, static_cast<std::size_t>(Scratch::reach_tree) + 1> buffers;
+using Buffers = std::array<Pages, static_cast<std::size_t>(Scratch::reach_tree) + 1>;
+
+// Each input file has threads of its own. A thread that starts takes the buffers of one that ended, because new pages
+// would cost it about a millisecond.
+class EndedThreads {
+public:
+    Buffers Take() noexcept {
+        const std::lock_guard lock(mutex);
+        if (idle.empty()) {
+            return {};
+        }
+        auto last = std::move(idle.back());
+        idle.pop_back();
+        return last;
+    }
+    void Add(Buffers&& buffers) noexcept {
+        try {
+            const std::lock_guard lock(mutex);
+            idle.push_back(std::move(buffers));
+        } catch (const std::exception&) {
+            // Without memory to keep them, the buffers are freed.
+        }
+    }
+    void Clear() {
+        const std::lock_guard lock(mutex);
+        idle.clear();
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<Buffers> idle;  // Guarded by mutex.
+};
+
+EndedThreads ended_threads;
+
+struct BuffersOfThread {
+    BuffersOfThread() = default;
+    ~BuffersOfThread() { ended_threads.Add(std::move(buffers)); }
+    BuffersOfThread(const BuffersOfThread&) = delete;
+    BuffersOfThread& operator=(const BuffersOfThread&) = delete;
+
+    Buffers buffers = ended_threads.Take();
+};
+
+Buffers& OfThisThread() noexcept {
+    thread_local BuffersOfThread own;
+    return own.buffers;
+}
 
 }  // namespace
 
 std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
     const auto number = static_cast<std::size_t>(use);
-    auto& buffer = buffers[number];
+    auto& buffer = OfThisThread()[number];
     if (buffer.Size() < bytes) {
         buffer = Pages();  // Freed first, so that old and new memory never add up.
         try {
@@ -37,11 +88,16 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
 }
 
 void TrimScratch() noexcept {
+    auto& buffers = OfThisThread();
     for (std::size_t use = 0; use < buffers.size(); ++use) {
         if (buffers[use].Size() > Kept(use)) {
             buffers[use] = Pages();
         }
     }
+}
+
+void FreeIdleScratch() {
+    ended_threads.Clear();
 }
 
 }  // namespace qel_minimap2::kernel

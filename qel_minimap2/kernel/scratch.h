@@ -25,4 +25,7 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept;
 /// Frees the calling thread's buffers that a rare large call has made large.
 void TrimScratch() noexcept;
 
+/// Frees the buffers of threads that have ended, which later threads would take. Any thread.
+void FreeIdleScratch();
+
 }  // namespace qel_minimap2::kernel

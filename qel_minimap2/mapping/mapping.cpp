@@ -14,6 +14,7 @@
 
 #include "qel_minimap2/index/seed_table.h"
 #include "qel_minimap2/kernel/own_calls.h"
+#include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/malloc_memory.h"
 #include "qel_minimap2/mapping/map_options.h"
 #include "qel_minimap2/mapping/mapping_buffer.h"
@@ -95,6 +96,7 @@ std::int32_t OccurrenceThreshold(const mm_idx_t& index) {
 
 void FreeIdleBuffers() {
     MappingBuffer::FreeIdle();
+    kernel::FreeIdleScratch();
 }
 
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read) {

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <future>
 #include <random>
 #include <string>
 #include <tuple>
@@ -140,12 +141,30 @@ TEST_P(Kernel, FindsTheMinimizersThatMinimap2Finds) {
     EXPECT_GT(found, 500000U);
 }
 
+bool IsMapped(std::uint8_t* page) {
+    unsigned char resident = 0;
+    return ::mincore(page, 1, &resident) == 0;
+}
+
+TEST(Scratch, ThreadsTakeTheMemoryOfEndedOnes) {
+    using namespace qel_minimap2::kernel;
+    // New memory holds zeros, at an address that may have been in use before.
+    const auto count_use = [] {
+        auto* const memory = ScratchMemory(Scratch::lines, 100);
+        ++*memory;
+        return memory;
+    };
+    auto* const own = count_use();
+    auto* const first = std::async(std::launch::async, count_use).get();
+    EXPECT_NE(first, own);
+    EXPECT_EQ(std::async(std::launch::async, count_use).get(), first);
+    EXPECT_EQ(*first, 2);
+    FreeIdleScratch();
+    EXPECT_FALSE(IsMapped(first));
+}
+
 TEST(Scratch, KeepsTheMemoryOfUsualCallsAndFreesTheRest) {
     using namespace qel_minimap2::kernel;
-    const auto is_mapped = [](std::uint8_t* memory) {
-        unsigned char resident = 0;
-        return ::mincore(memory, 1, &resident) == 0;
-    };
     for (const auto& [use, usual, large] :
          {std::tuple{Scratch::way_back, 10U << 20U, 17U << 20U}, std::tuple{Scratch::joining, 1U << 20U, 3U << 20U}}) {
         TrimScratch();  // Frees what earlier tests may have left.
@@ -158,7 +177,7 @@ TEST(Scratch, KeepsTheMemoryOfUsualCallsAndFreesTheRest) {
         auto* const given_back = ScratchMemory(use, large);
         given_back[large - 1] = 1;
         TrimScratch();
-        EXPECT_FALSE(is_mapped(given_back + large - 1));
+        EXPECT_FALSE(IsMapped(given_back + large - 1));
     }
 }
 
