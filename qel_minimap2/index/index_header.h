@@ -10,13 +10,13 @@
 namespace qel_minimap2 {
 
 /// The values at the start of a prebuilt index: window in k-mers, length of a k-mer in bases, number of buckets (2 to
-/// the power of `bucket_bits`), number of sequences, flags as minimap2's MM_I_HPC.
+/// the power of `bucket_bits`), number of sequences, and flags such as minimap2's MM_I_HPC.
 struct IndexHeader {
     std::uint32_t window, k, bucket_bits, sequences, flags;
 };
 
-/// What is wrong with the values, or null. The limits are those of minimap2's sketching; the number of buckets never
-/// exceeds that of possible minimizers.
+/// Returns what is wrong with the values, or null if nothing is. The limits are those of minimap2's mm_sketch. There
+/// are at most as many buckets as possible minimizers.
 inline const char* FaultOfHeader(const IndexHeader& header) {
     if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
         return "impossible minimizer sizes";
@@ -30,8 +30,8 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
     return nullptr;
 }
 
-/// Why a reference sequence cannot have this name in a SAM file, in words that follow "holds", or null if it can. Tabs
-/// separate the columns of a record, and "*" in the third one marks an unmapped read.
+/// Returns null if a reference sequence can have this name in a SAM file, otherwise the reason in words that follow
+/// "holds". Tabs separate the columns of a record, and "*" in the third column marks an unmapped read.
 inline const char* FaultOfSequenceName(std::string_view name) {
     if (name.empty()) {
         return "a sequence without a name";
@@ -39,7 +39,7 @@ inline const char* FaultOfSequenceName(std::string_view name) {
     if (name == "*") {
         return "a sequence named '*', which SAM reserves for unmapped reads";
     }
-    // Letters beyond ASCII are accepted: SAM does not allow them, but all its readers accept them.
+    // SAM does not allow bytes above 0x7f, but its readers accept them.
     const bool printable = std::all_of(name.begin(), name.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > 0x20 && byte != 0x7f;
@@ -47,7 +47,7 @@ inline const char* FaultOfSequenceName(std::string_view name) {
     return printable ? nullptr : "a sequence whose name has blanks or control characters";
 }
 
-/// A reference sequence. All sequences' bases lie one after the other; `offset` is where this one's begin.
+/// A reference sequence. The bases of all sequences lie one after the other; those of this sequence begin at `offset`.
 struct ReferenceSequence {
     std::string name;
     std::uint64_t offset;

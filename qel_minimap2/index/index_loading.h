@@ -6,11 +6,11 @@
 
 namespace qel_minimap2 {
 
-/// See qelmm_load_index; throws std::runtime_error with the reason instead of printing it. `options`: how a reference
-/// is indexed, see IndexReference.
+/// Does what qelmm_load_index describes, but throws std::runtime_error with the reason instead of printing it. Throws
+/// std::bad_alloc too. `options`: see IndexReference; only a FASTA or FASTQ file needs them.
 IndexPointer LoadIndex(const std::string& path, const mm_idxopt_t& options);
 
-/// See qelmm_make_index; throws std::runtime_error with the message instead of returning it.
+/// Does what qelmm_make_index describes, but throws std::runtime_error with the message instead of returning it.
 void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, const std::string& path);
 
 }  // namespace qel_minimap2

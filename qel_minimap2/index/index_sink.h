@@ -10,8 +10,8 @@
 
 namespace qel_minimap2 {
 
-/// Takes the parts of an index while it is made, in the order of these functions. All throw std::runtime_error and
-/// std::bad_alloc.
+/// Takes the parts of an index while the index is made. Begin is called first and End last. All functions may throw
+/// std::runtime_error and std::bad_alloc.
 class IndexSink {
 public:
     IndexSink() = default;
@@ -22,12 +22,12 @@ public:
     /// `words`: the packed bases of all sequences.
     virtual void Begin(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        const std::uint32_t* words) = 0;
-    /// Memory of blocks that are no longer needed, for the next one; may be empty. Any thread.
+    /// Returns the memory of a block that is no longer needed, for use by another block, or empty memory. Any thread.
     virtual Pages SpareMemory() = 0;
-    /// Takes a filled block. `memory` holds its content, or is empty if that stays until End. Any thread, the blocks in
-    /// any order.
+    /// Takes a filled block. `memory` holds `content`, or is empty if `content` stays valid until End returns. Any
+    /// thread; blocks come in any order.
     virtual void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) = 0;
-    /// `table` has had all these blocks.
+    /// Call when all blocks have been taken. `table`: the table that they belong to.
     virtual void End(const SeedTable& table) = 0;
 };
 

@@ -12,7 +12,7 @@
 
 namespace qel_minimap2 {
 
-/// The minimizers of some bases, as minimap2's mm_sketch finds them. One thread.
+/// The minimizers of some bases, as minimap2's mm_sketch finds them. Not thread-safe.
 class MinimizerList {
 public:
     MinimizerList() = default;
@@ -20,11 +20,12 @@ public:
     MinimizerList& operator=(const MinimizerList&) = delete;
     ~MinimizerList() { Free()(list.a); }
 
-    /// Replaces the list by the minimizers of `bases`, numbers as UnpackBases writes them: hash and span in x, number
-    /// of the sequence, 0-based position of the last base and strand in y.
-    /// Throws std::bad_alloc.
+    /// Replaces the list by the minimizers of `bases`, which are numbers as UnpackBases writes them. In each minimizer,
+    /// x has its hash and span, and y the number of the sequence, the 0-based position of the last base, and the
+    /// strand. Throws std::bad_alloc.
     void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
-        Reserve(2 * bases.size());  // Each base is a minimizer at most twice, and minimap2 would not notice a failure.
+        // At most two minimizers end at a base, so minimap2 never grows the list. It would not notice a lack of memory.
+        Reserve(2 * bases.size());
         list.n = 0;
         mm_sketch(nullptr, bases.data(), static_cast<int>(bases.size()), static_cast<int>(header.window),
                   static_cast<int>(header.k), sequence, static_cast<int>(header.flags & MM_I_HPC), &list);
@@ -41,7 +42,7 @@ private:
         }
     }
 
-    mm128_v list{};  // Its memory is malloc'ed and kept for the next sketch.
+    mm128_v list{};  // Its malloc'ed memory is kept for the next sketch.
 };
 
 }  // namespace qel_minimap2

@@ -31,7 +31,8 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
             }
             continue;
         }
-        // Halves of the word move apart until each of its eight numbers has a byte.
+        // Each step moves the halves of a part of the word apart; after three steps, each of the eight codes has its
+        // own byte.
         spread = (spread | spread << 16U) & 0x0000FFFF0000FFFFU;
         spread = (spread | spread << 8U) & 0x00FF00FF00FF00FFU;
         spread = (spread | spread << 4U) & 0x0F0F0F0F0F0F0F0FU;
@@ -44,7 +45,8 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
     }
 }
 
-// When large memory grows, the system moves its pages instead of copying them; unwritten pages cost nothing.
+// Uses realloc, because the system moves the pages of large memory instead of copying them. Unwritten pages cost
+// nothing.
 void Resize(PackedWords& words, std::uint64_t count) {
     const auto size = std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t);
     void* const resized = RequireMemory(std::realloc(words.get(), size));

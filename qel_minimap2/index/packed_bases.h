@@ -9,30 +9,31 @@
 
 namespace qel_minimap2 {
 
-/// Unpacks the bases from `begin` up to, not including, `end` (0-based; none if `end` is not above `begin`), each to a
-/// byte with a number from 0 to 4, whatever the words are: those of a mapped file may change. `words` as PackedBases
-/// describes them. Any thread.
+/// Unpacks the bases from `begin` up to, not including, `end` (0-based; none if `end` is not above `begin`). `words`
+/// are packed as PackedBases describes. Each base becomes a byte from 0 to 4, even if its code is above 4, because the
+/// words of a mapped file may change. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
-/// Not 0 if one of the packed codes is above 4, which no base has. minimap2 indexes its scoring matrix with the codes.
+/// Returns 0 if each of the packed codes is at most 4, as those of bases are. minimap2 indexes its scoring matrix with
+/// the codes, so a higher one would make it read outside the matrix.
 constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
     return (codes & 0x8888888888888888U) | ((codes >> 2U) & (codes | codes >> 1U) & 0x1111111111111111U);
 }
 
-/// Packed bases, malloc'ed, because minimap2 frees those of an index.
+/// Packed bases. They are malloc'ed, because minimap2 frees the bases of an index.
 using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 
-/// Changes the number of words and keeps their content. Throws std::bad_alloc.
+/// Changes the number of words and keeps the content of those that remain. Throws std::bad_alloc.
 void Resize(PackedWords& words, std::uint64_t count);
 
-/// Bases as an index packs them: four bits each (0 to 3: A, C, G, T or U; 4: any other letter), the first in the lowest
-/// bits of words of 4 bytes. Lower-case letters count as upper-case ones.
+/// Bases packed as in an index, eight in each word of 4 bytes, the first in the lowest bits. A base has four bits: 0 to
+/// 3 for A, C, G, and T or U, and 4 for any other letter, in upper or lower case.
 class PackedBases {
 public:
     /// Appends the bases of these letters. Throws std::bad_alloc.
     void Append(std::string_view letters);
     std::uint64_t Count() const { return count; }
-    /// The bases so far; valid until more are added.
+    /// The bases appended so far. The pointer is valid until the next call of Append.
     const std::uint32_t* Words() const { return words.get(); }
     /// Hands over the words. No other function may be called afterwards.
     PackedWords Take() { return std::move(words); }

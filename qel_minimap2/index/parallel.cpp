@@ -12,13 +12,13 @@ namespace qel_minimap2 {
 
 namespace {
 
-constexpr unsigned kMostWorkers = 1024;  // More would only take memory.
+constexpr unsigned kMostWorkers = 1024;  // Limits the memory that workers take.
 std::atomic<unsigned> limit_set = 0;
 
 }  // namespace
 
 unsigned WorkerLimit() {
-    // Determined once: the number of cores may change while lists of this size are in use.
+    // The number of cores is determined once, because it may change while lists of this size are in use.
     static const unsigned cores = std::max(std::thread::hardware_concurrency(), 1U);
     const unsigned limit = limit_set;
     return limit > 0 ? limit : cores;
@@ -31,13 +31,13 @@ void SetWorkerLimit(unsigned limit) {
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work) {
     std::atomic<std::size_t> next = 0;
     std::mutex failure_mutex;
-    std::exception_ptr failure;  // Guarded by failure_mutex until all threads have ended.
+    std::exception_ptr failure;  // Guarded by failure_mutex while threads run.
     const auto run = [&](unsigned worker) {
         try {
             for (std::size_t item = next++; item < items; item = next++) {
                 work(item, worker);
             }
-        } catch (...) {  // Passed on to the caller.
+        } catch (...) {  // ForEach throws it again.
             next = items;
             const std::lock_guard lock(failure_mutex);
             failure = failure ? failure : std::current_exception();

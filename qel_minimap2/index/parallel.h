@@ -5,17 +5,18 @@
 
 namespace qel_minimap2 {
 
-/// The most threads that ForEach uses, the calling one included: the number of cores, unless set.
+/// The highest number of threads that ForEach uses, including the calling thread: what SetWorkerLimit set, by default
+/// the number of cores.
 unsigned WorkerLimit();
 
-/// Sets that number, at most 1024; 0 for the number of cores. Not while an index is being loaded or written: lists of
-/// this size are in use.
+/// Sets the number that WorkerLimit returns, at most 1024; 0 means the number of cores. Do not call while an index is
+/// loaded, written or checked, because lists of this size are in use then.
 void SetWorkerLimit(unsigned limit);
 
-/// Calls `work(item, worker)` for each item below `items`, in their order, on several threads at a time. `worker`,
-/// below WorkerLimit(), is the number of the thread. Where the system starts fewer threads, those that run do all the
-/// work; the calling one always works. When a call throws, no further item begins, and the caller receives the first
-/// exception.
+/// Calls `work(item, worker)` for each item from 0 to `items` - 1 on several threads, and returns when all calls have
+/// ended. Items begin in ascending order. `worker`, below WorkerLimit(), is the number of the thread. The calling
+/// thread works too; if the system refuses to start others, those already started do all the work. After a call throws,
+/// no further item begins, and ForEach throws the first exception.
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work);
 
 }  // namespace qel_minimap2

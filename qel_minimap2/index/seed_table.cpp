@@ -20,11 +20,11 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// If stretches changed in foreign memory, look-ups would leave that memory, so up to a megabyte of them (2 to the power
-// of this number) is copied.
+// If stretches changed in foreign memory, look-ups would leave that memory. Up to 2 to the power of this many
+// stretches, which take a megabyte, are therefore copied.
 constexpr unsigned kMostCopiedBits = 17;
-// Minimizers are hashes: the longest row of full groups among 69 million of random bases has 49, and only a reference
-// made for it has more than this.
+// Minimizers are hashes, so full groups seldom form long rows: the longest one for 69 million minimizers of random
+// bases is 49 groups long. Only a forged file has longer ones than this limit.
 constexpr unsigned kMostFullGroups = 256;
 constexpr std::size_t kMostRare = 255;
 
@@ -82,7 +82,7 @@ SeedTable::BlockMemory SeedTable::ContentOf(std::size_t block) const {
 }
 
 void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): only Fill writes, which nobody calls for foreign memory.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): only Fill writes, never to foreign memory.
     block.keys = reinterpret_cast<std::uint32_t*>(const_cast<unsigned char*>(memory.data));
     block.groups = memory.groups;
     block.position_count = memory.positions;
@@ -92,7 +92,7 @@ void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
     block.positions = block.values + slots;
 }
 
-// Which slots of a group hold a minimizer, one bit each. The lowest bit of a key is ignored.
+// Returns which slots of a group have a minimizer, one bit each. The lowest bit of a key is ignored.
 inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
                                                                     std::uint64_t key_bits) {
     const auto* const keys = reinterpret_cast<const __m128i*>(block.keys + group * kGroupSlots);
@@ -119,7 +119,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
                          Pages memory) {
     std::uint64_t groups = 0;
     for (std::size_t i = 0; i < key_counts.size(); ++i) {
-        // Leaves a free slot, which ends the search for a missing key.
+        // There is more room than keys, so a search for a missing key ends at a free slot.
         const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
         own_stretches[(block << shape.bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
         groups += needed;
@@ -140,7 +140,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
     if (groups > 0) {
         const auto slots = groups * kGroupSlots;
         std::memset(target.keys, 0xff, slots * sizeof kFree);
-        if (is_used) {  // All positions will be written, but not all rests and values.
+        if (is_used) {  // The caller overwrites all positions, but Fill does not write all rests and values.
             std::memset(target.keys + slots, 0, shape.SizeOf(groups, 0) - slots * sizeof kFree);
         }
     }
@@ -167,8 +167,8 @@ inline __attribute__((always_inline)) void SeedTable::Put(const Entry& entry, Bl
     }
 }
 
-// Returns false when too many groups in a row are full. Counts the taken slots of each group: a search for a free one
-// among the keys would wait for the previous write.
+// Returns false if too many groups in a row are full. Counts the taken slots of each group, because a search for a free
+// slot among the keys would wait for the previous write.
 bool SeedTable::FillHashed(const std::vector<Entry>& entries, const Stretch& stretch, Block& block) {
     std::vector<std::uint8_t> taken(stretch.groups);
     for (const auto& entry : entries) {
@@ -184,7 +184,7 @@ bool SeedTable::FillHashed(const std::vector<Entry>& entries, const Stretch& str
     return true;
 }
 
-// Fills the first slots of the stretch in the order of the keys. Returns false for a duplicate.
+// Fills the first slots of the stretch in ascending order of the keys. Returns false for a duplicate.
 bool SeedTable::FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block) {
     const auto key_bits = [](const Entry& entry) { return entry.key >> 1U; };
     std::sort(entries.begin(), entries.end(), [&](const auto& a, const auto& b) { return key_bits(a) < key_bits(b); });
@@ -198,7 +198,7 @@ bool SeedTable::FillSorted(std::vector<Entry> entries, const Stretch& stretch, B
            }) == entries.end();
 }
 
-// Looks up only keys that share a bit of `seen` with an earlier one: on average, at most one in 16.
+// Looks up only keys that share a bit of `seen` with an earlier key. These are on average at most one in 16.
 bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block) {
     constexpr std::size_t kBitsPerKey = 8;
     const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));
@@ -212,11 +212,11 @@ bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& s
     });
 }
 
-// Equal keys lie in the same group, or with only full groups between them.
+// Equal keys are in the same group or in groups with only full groups between them.
 bool SeedTable::IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block) {
     bool found = false;
     auto group = GroupOf(stretch, key_bits);
-    // Searches as many groups as Fill does.
+    // FillHashed puts no key after more full groups than these.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         const auto equal = SlotsWith(block, group, key_bits);
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
@@ -254,7 +254,7 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& block = BlockOf(minimizer);
     const auto key_bits = minimizer >> shape.bucket_bits;
     auto group = GroupOf(stretch, key_bits);
-    // Searches as many groups as Fill does.
+    // FillHashed puts no key after more full groups than these.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         if (const auto found = SlotsWith(block, group, key_bits); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));
@@ -268,7 +268,7 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     return kNoSlot;
 }
 
-// For a bucket that is sorted or has no minimizers.
+// Looks up a minimizer in a bucket that is sorted or has no minimizers.
 std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
     const auto& stretch = stretches[minimizer & bucket_mask];
     const auto& block = BlockOf(minimizer);

@@ -9,11 +9,11 @@
 
 namespace qel_minimap2 {
 
-/// Throws std::runtime_error with the system's reason for the last failure.
+/// Throws std::runtime_error with the system's text for errno.
 [[noreturn]] void FailForErrno();
 
-/// A file that is read at any offset. It is not mapped: when another program shortens a mapped file, a signal ends the
-/// process.
+/// A file that is read at any offset. The file is not mapped, because a signal would end the process if another program
+/// shortened a mapped file.
 class StoredFile {
 public:
     /// Throws std::runtime_error with the system's reason.
@@ -22,15 +22,16 @@ public:
     StoredFile& operator=(const StoredFile&) = delete;
     virtual ~StoredFile() = default;
 
-    /// In bytes, at the time it was opened.
+    /// The size in bytes when the file was opened.
     std::uint64_t Size() const { return size; }
-    /// Reads `count` bytes from `offset` on, all of them below Size(). Throws std::runtime_error when the file has
-    /// become too short for that, or with the system's reason. Any thread.
+    /// Reads `count` bytes from `offset` on; `offset + count` is at most Size(). Throws std::runtime_error if the file
+    /// has become shorter than that, or with the system's reason. Any thread.
     virtual void Read(std::uint64_t offset, std::size_t count, void* target) const;
-    /// The first `count` bytes, or all of a shorter file. Throws as Read does.
+    /// Returns the first `count` bytes, or the complete content of a shorter file. Throws what Read throws.
     std::string Start(std::size_t count) const;
 
-    /// Asks the system to load `count` bytes from `offset` on in the background, at most half a megabyte. Any thread.
+    /// Asks the system to load `count` bytes from `offset` on in the background. The system may ignore what exceeds
+    /// half a megabyte. Any thread.
     void Prefetch(std::uint64_t offset, std::size_t count) const;
 
 private:
@@ -38,21 +39,22 @@ private:
     std::uint64_t size = 0;
 };
 
-/// A part of a file in memory, which moves forward. One thread.
+/// A part of a file in memory. Each call of At may move it. Not thread-safe.
 class FileWindow {
 public:
-    /// Reads at least `chunk` bytes at a time, where the file has them.
+    /// Each read takes at least `chunk` bytes, or all that remain before the `end` that At receives.
     FileWindow(const StoredFile& file, std::size_t chunk) : file(file), chunk(chunk) {}
 
-    /// The `count` bytes of the file from `offset` on, valid until the next call. Never reads ahead beyond `end`.
-    /// Throws as StoredFile::Read does, and std::bad_alloc; the window must not be used afterwards.
+    /// Returns the `count` bytes of the file from `offset` on, which are valid until the next call. Reads bytes after
+    /// `end` only if they are among these. Throws what StoredFile::Read throws, and std::bad_alloc; the window must not
+    /// be used after an exception.
     const unsigned char* At(std::uint64_t offset, std::size_t count, std::uint64_t end);
 
 private:
     const StoredFile& file;
     const std::size_t chunk;
     std::vector<unsigned char> bytes;
-    std::uint64_t begin = 0;  // Where these bytes begin in the file.
+    std::uint64_t begin = 0;  // Offset of `bytes` in the file.
 };
 
 }  // namespace qel_minimap2

@@ -42,8 +42,8 @@ void BlockFiller::Gather(std::size_t block) {
     other.resize(entries.size());
 }
 
-// A radix sort by bucket and key, the lowest bits first. It is stable: entries with the same key stay in the order
-// of their offsets.
+// A radix sort by bucket and key, the lowest bits first. It is stable, so entries with the same bucket and key stay in
+// the order of their offsets.
 void BlockFiller::Sort() {
     constexpr unsigned kBits = 11;
     for (unsigned shift = 0; shift < format.SortBitCount(); shift += kBits) {
@@ -80,7 +80,7 @@ void BlockFiller::MakeRoom(std::size_t block) const {
     table.MakeRoom(block, key_counts, position_count, sink != nullptr ? sink->SpareMemory() : Pages());
 }
 
-// In minimap2's format: number of the sequence, position of the last base, strand.
+// Returns a position in minimap2's format: number of the sequence, 0-based position of the last base, strand.
 std::uint64_t BlockFiller::PositionOf(std::uint64_t entry) const {
     const auto place = places.Of(format.OffsetOf(entry));
     return place.sequence << 32U | place.position << 1U | format.StrandOf(entry);

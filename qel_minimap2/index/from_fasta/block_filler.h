@@ -33,14 +33,14 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // Starts of the sequences with bases, then the end of the last one.
-    std::vector<std::uint32_t> first_of;  // For each 2^kShift offsets: the start that the first one belongs to.
+    std::vector<Start> starts;            // Of each sequence that has bases; then the end of the last sequence.
+    std::vector<std::uint32_t> first_of;  // For every 2^kShift offsets: the index in `starts` for the first of them.
 };
 
-/// Fills blocks of a table with minimizers. One for each thread.
+/// Fills blocks of a table with minimizers. Not thread-safe: each thread uses its own object.
 class BlockFiller {
 public:
-    /// `sink`: takes the blocks; if null, they stay in the table.
+    /// `sink` takes the filled blocks; if it is null, the blocks stay in the table.
     BlockFiller(SeedTable& table, const EntryFormat& format, const SequencePlaces& places,
                 const std::vector<SketchedPiece>& pieces, IndexSink* sink)
         : table(table), format(format), places(places), pieces(pieces), sink(sink) {}

@@ -14,9 +14,9 @@
 
 namespace qel_minimap2 {
 
-/// An entry: a minimizer of a reference in 8 bytes, without the bits that choose its block. From the highest bit down:
-/// its bucket within the block, the other bits of the minimizer, the offset of its last base among all bases, the
-/// strand.
+/// The format of an entry: a minimizer of a reference and its position in 8 bytes, without the bits that choose the
+/// minimizer's block. From the highest bit down, an entry has the bucket within the block, the key's bits, the offset
+/// of the minimizer's last base among the bases of all sequences, and the strand.
 class EntryFormat {
 public:
     EntryFormat(const IndexHeader& header, unsigned bits_in_block)
@@ -47,7 +47,7 @@ private:
 /// The entries of one piece of a reference, sorted by block, and within a block by offset.
 struct SketchedPiece {
     Pages entries;
-    std::vector<std::uint32_t> begins;  // Where each block's entries begin, and the end of the last one's.
+    std::vector<std::uint32_t> begins;  // For each block, where its entries begin; then the number of entries.
 
     std::span<const std::uint64_t> OfBlock(std::size_t block) const {
         const auto* const all = reinterpret_cast<const std::uint64_t*>(entries.Data());
@@ -55,15 +55,15 @@ struct SketchedPiece {
     }
 };
 
-/// Sketches pieces of a reference. One for each thread.
+/// Sketches pieces of a reference. Not thread-safe: each thread uses its own object.
 class PieceSketcher {
 public:
-    /// For k-mers of an odd number of bases, without homopolymer compression.
+    /// `header` must have an odd k and no homopolymer compression.
     PieceSketcher(const IndexHeader& header, const EntryFormat& format, const Reference& reference)
         : header(header), format(format), reference(reference) {}
 
-    /// Returns the minimizers that sketches of the whole sequences have with last bases at offsets from `begin` up to,
-    /// not including, `end`.
+    /// Returns those minimizers of the complete sequences whose last bases have offsets from `begin` up to, not
+    /// including, `end`. Throws std::bad_alloc.
     SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
 
 private:
@@ -73,8 +73,8 @@ private:
     const EntryFormat& format;
     const Reference& reference;
     std::string unpacked;
-    MinimizerList minimizers;       // Minimizers of the part of one sequence.
-    std::vector<mm128_t> of_piece;  // The minimizer in x, its offset among all bases and its strand in y.
+    MinimizerList minimizers;       // Of the part that was sketched last.
+    std::vector<mm128_t> of_piece;  // In x the minimizer, in y its offset among all bases and its strand.
 };
 
 }  // namespace qel_minimap2

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::uint64_t kLeastPieceBases = 1 << 16, kMostPieceBases = 1 << 22;
 constexpr std::uint64_t kPiecesPerWorker = 8;
-// The memory of the entries of this many blocks is released together.
+// The entries of this many blocks are released together, because only complete pages return to the system.
 constexpr std::size_t kBlocksPerRelease = 16;
 
 std::vector<SketchedPiece> SketchAll(const Reference& reference, const IndexHeader& header, const EntryFormat& format) {
@@ -55,14 +55,13 @@ void FillTable(SeedTable& table, const EntryFormat& format, const std::vector<Re
     });
 }
 
-// Fills the table with the minimizers of the bases.
 void Index(const Reference& reference, const IndexHeader& header, SeedTable& table, IndexSink* sink) {
     const EntryFormat format(header, table.BitsInBlock());
     const auto pieces = SketchAll(reference, header, format);
     FillTable(table, format, reference.sequences, pieces, sink);
 }
 
-// Without the number of sequences.
+// The number of sequences in the header is 0.
 IndexHeader HeaderFor(const mm_idxopt_t& options) {
     if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
         throw std::invalid_argument("a reference cannot be indexed with these k-mers");

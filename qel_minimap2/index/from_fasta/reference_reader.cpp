@@ -18,7 +18,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// The parser's input. The parser skips everything before the first ">" or "@"; here only blanks are allowed there.
+// The parser's input. The parser would skip any text before the first ">" or "@"; this input allows only blanks there.
 struct CheckedText {
     TextInput input;
     bool has_begun = false;
@@ -37,7 +37,7 @@ int ReadChecked(CheckedText* text, void* buffer, int size) {
     return count;
 }
 
-// The parser does not check for a lack of memory. It calls these functions instead of the C library's.
+// The parser does not check whether it got memory, so the macro below makes it call these functions, which throw.
 void* malloc(std::size_t size) {
     return RequireMemory(std::malloc(size));
 }
@@ -61,7 +61,7 @@ struct DestroyParser {
     void operator()(kseq_t* parser) const { kseq_destroy(parser); }
 };
 
-// True for bytes other than letters, symbols of gaps, and the blanks that line ends leave.
+// True for bytes other than letters, the symbols for gaps, and the blanks at the ends of lines.
 std::array<bool, 256> MakeIsNotBase() {
     std::array<bool, 256> is_not_base{};
     for (unsigned byte = 0; byte < is_not_base.size(); ++byte) {
@@ -72,7 +72,7 @@ std::array<bool, 256> MakeIsNotBase() {
 }
 
 void Append(const kseq_t& record, Reference& reference) {
-    constexpr std::size_t kPart = 1 << 15;  // Small enough that checked letters are still cached when they are packed.
+    constexpr std::size_t kPart = 1 << 15;  // Small enough that the letters are still cached when they are packed.
     static const auto is_not_base = MakeIsNotBase();
     const std::string name(record.name.s, record.name.l);
     if (const char* const fault = FaultOfSequenceName(name)) {

@@ -11,15 +11,15 @@
 namespace qel_minimap2 {
 
 /// Reads the text of a file, plain or gzip with any number of members, from beginning to end. Unlike zlib's gzread, it
-/// does not mistake a damaged start of a later member for the end of the text. One thread.
+/// does not mistake a damaged start of a later member for the end of the text. Not thread-safe.
 class TextInput : private Common::GzipSource {
 public:
     /// Throws std::runtime_error with the system's reason.
     explicit TextInput(const std::string& path);
 
     /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text. Throws
-    /// std::runtime_error when the file cannot be read or has become shorter since it was opened, and when gzip data
-    /// are damaged, cut, or followed by anything but padding with zero bytes.
+    /// std::runtime_error if the file cannot be read or has become shorter since it was opened, and if gzip data are
+    /// damaged, cut, or followed by bytes other than zeros.
     int Read(void* buffer, int size);
 
 private:
@@ -28,9 +28,9 @@ private:
     std::string_view NextText();
 
     const StoredFile file;
-    std::uint64_t next = 0;                     // Where the file is read next.
+    std::uint64_t next = 0;                     // Offset in the file of the next byte to read.
     std::unique_ptr<Common::GzipDecoder> gzip;  // Null for a plain file.
-    std::string_view text;                      // What has been decompressed but not been read.
+    std::string_view text;                      // Decompressed text that Read has not returned yet.
 };
 
 }  // namespace qel_minimap2

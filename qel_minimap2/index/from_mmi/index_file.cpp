@@ -17,14 +17,14 @@ namespace qel_minimap2 {
 
 namespace {
 
-// How much a thread reads at a time where buckets are small; fits into a core's cache.
+// A thread reads at least this many bytes at once, because most buckets are smaller. They fit into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
-// hundred bases of a run. An A is stored as zero, so an index file whose copying stopped after its full size was
-// allocated ends in such a run. Real genomes have hardly any.
+// hundred bases of a run. An A is stored as zero, so if the copying of an index file stopped after its full size was
+// allocated, the file ends in such a run. Real genomes have hardly any.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
-    // A run twice as long as a section contains a whole one, wherever it begins.
+    // A run twice as long as a section contains a complete section, wherever the run begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
     std::vector<std::vector<std::uint64_t>> zeros((layout.BaseWords() + kItemWords - 1) / kItemWords);
     ForEach(zeros.size(), [&](std::size_t item, unsigned) {
@@ -56,8 +56,8 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
     return all;
 }
 
-// Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked. A class
-// because its steps share the lists of a bucket.
+// Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked. It is a
+// class because its steps share the lists of a bucket.
 class BlockReader {
 public:
     // `worker`: see ForEach; `window`: the one of that thread.
@@ -81,8 +81,9 @@ public:
     }
 
 private:
-    // A key's lowest bit is 1 for a minimizer that occurs once. The value is then its position. For the others the
-    // value is where their list begins among the bucket's positions (upper 32 bits) and how long it is (lower).
+    // The lowest bit of a key is 1 if the minimizer occurs once; the value is then its position. Otherwise, the value
+    // is where the minimizer's list begins among the bucket's positions (upper 32 bits) and the list's length (lower
+    // 32).
     void ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         const auto& stored = layout.Bucket(bucket);
         const auto* const bytes = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
@@ -115,7 +116,7 @@ private:
         positions_before += stored.position_count;
     }
 
-    // `position`: sequence number, 0-based position of the k-mer's last base, and strand.
+    // `position` is in minimap2's format: number of the sequence, 0-based position of the last base, strand.
     void TakePosition(std::uint64_t minimizer, std::uint64_t position) {
         const auto sequence = position >> 32U;
         const auto last_base = (position & 0xFFFFFFFFU) >> 1U;
@@ -152,7 +153,7 @@ private:
     std::uint64_t* positions = nullptr;     // The bucket's positions, in the table.
     std::uint64_t positions_before = 0;     // Number of positions in the block's buckets read so far.
     std::vector<SeedTable::Entry> entries;  // The bucket's entries.
-    std::vector<std::uint8_t> is_taken;     // For each position of the bucket: whether a minimizer has it.
+    std::vector<std::uint8_t> is_taken;     // For each position of the bucket, 1 if it belongs to a minimizer.
 };
 
 }  // namespace

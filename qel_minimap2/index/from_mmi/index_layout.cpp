@@ -13,11 +13,11 @@ namespace {
 
 constexpr std::size_t kMagicSize = 4;
 
-// Most file accesses take the few bytes that describe a bucket and skip the bucket itself.
+// Small, because the constructor reads only the few bytes that describe each bucket and skips the bucket's content.
 constexpr std::size_t kChunk = 4096;
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
 
-// Takes values from the file in order. None is aligned.
+// Takes values, which are not aligned, from the file in order.
 class Cursor {
 public:
     explicit Cursor(const StoredFile& file) : file(file), window(file, kChunk), size(file.Size()) {}
@@ -29,13 +29,13 @@ public:
         return value;
     }
 
-    // Valid until more is taken.
+    // The bytes are valid until the next call of Take or Bytes.
     const unsigned char* Bytes(std::size_t count) {
         const auto start = Skip(count, 1);
         return window.At(start, count, size);
     }
 
-    // The offset of `count` elements of `element_size` bytes each.
+    // Skips `count` elements of `element_size` bytes each and returns their offset.
     std::uint64_t Skip(std::uint64_t count, std::uint64_t element_size) {
         if (count > Left() / element_size) {
             throw std::runtime_error("the minimap2 index ends too early");
@@ -45,7 +45,8 @@ public:
         return start;
     }
 
-    // Most of the file is skipped, so without this each file access would wait for the disk.
+    // Without this, each read would wait for the disk: the system does not predict where the next one is, because most
+    // of the file is skipped.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {
@@ -61,7 +62,7 @@ private:
     FileWindow window;
     const std::uint64_t size;
     std::uint64_t next = 0;
-    std::uint64_t ahead = 0;  // The system was asked to load the file up to here.
+    std::uint64_t ahead = 0;  // Prefetch was called up to this offset.
 };
 
 IndexHeader TakeHeader(Cursor& cursor) {
@@ -92,7 +93,7 @@ StoredBucket TakeBucket(Cursor& cursor) {
     StoredBucket bucket{};
     bucket.offset = cursor.Next();
     bucket.position_count = cursor.Take<std::uint32_t>();
-    // minimap2 computes the size of the list in bytes as an int.
+    // minimap2 stores the size of the list in bytes in an int.
     if (bucket.position_count > std::numeric_limits<std::int32_t>::max() / sizeof(std::uint64_t)) {
         throw DamagedIndex("too long a list of positions");
     }

@@ -10,14 +10,14 @@
 
 namespace qel_minimap2 {
 
-/// The error for a prebuilt index with content that minimap2 never writes.
+/// Returns the error for a prebuilt index with content that minimap2 never writes.
 inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
 
-/// A bucket in the file: the number of positions, the positions of the minimizers that occur more than once, 8 bytes
-/// each, the number of minimizers, then for each minimizer a key and a value of 8 bytes. Nothing in the file is
-/// aligned.
+/// Where a bucket lies in the file. A bucket is the number of its positions (4 bytes), the positions of the minimizers
+/// that occur more than once (8 bytes each), the number of minimizers (4 bytes), and for each minimizer a key and a
+/// value (8 bytes each). Nothing in the file is aligned.
 struct StoredBucket {
     std::uint64_t offset;
     std::uint32_t position_count, key_count;
@@ -28,10 +28,10 @@ struct StoredBucket {
 };
 
 /// Where the parts of a prebuilt index (version 2: header, names and lengths, buckets, packed bases) lie in its file.
-/// Refers to the file, and describes it as it was when the constructor read it. Any thread.
+/// Keeps a reference to the file, and describes the file as it was when the constructor read it. Any thread.
 class IndexLayout {
 public:
-    /// Checks the header, the names and lengths, and that the parts make up the file to its last byte. Throws
+    /// Checks the header, the names and lengths, and that the parts end at the file's last byte. Throws
     /// std::runtime_error for an index that is cut or damaged, has several parts or lacks its bases.
     explicit IndexLayout(const StoredFile& file);
 
@@ -42,8 +42,7 @@ public:
     const StoredBucket& Bucket(std::uint64_t bucket) const { return buckets[bucket]; }
     /// The number of bases in all sequences together.
     std::uint64_t BaseCount() const { return base_count; }
-    /// The offset of the bases: four bits a base (0 to 3: A, C, G, T; 4: any other), the first in the lowest bits, in
-    /// words of 4 bytes.
+    /// The offset of the bases in the file, packed as PackedBases describes.
     std::uint64_t Bases() const { return bases; }
     std::uint64_t BaseWords() const { return (base_count + 7) / 8; }
 

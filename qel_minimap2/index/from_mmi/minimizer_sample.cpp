@@ -13,9 +13,10 @@ namespace {
 
 constexpr const char* kDifferent = "its minimizers do not match its sequences";
 
-// minimap2 keeps the last k-mers in a ring that is one window long. Each base adds an entry; with homopolymer
-// compression, each run of equal bases does. K-mers that are their own reverse complement add none. Returns where the
-// entries of a part of a sequence end, 0-based. The first ones are left out: their k-mers reach back before the part.
+// minimap2 keeps the last k-mers in a ring that is one window long. Each base adds one k-mer; with homopolymer
+// compression, each run of equal bases does. K-mers that equal their reverse complement are not added. Returns the
+// 0-based last bases of the k-mers that a part of a sequence adds to the ring. K-mers that begin before the part are
+// left out.
 std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const IndexHeader& header) {
     const std::uint64_t mask = (std::uint64_t{1} << 2 * header.k) - 1;
     std::uint64_t forward = 0, reverse = 0;
@@ -81,28 +82,28 @@ void MinimizerSample::MakePieces() {
     }
 }
 
-// The part of a piece where minimizers computed from `bases`, which begin at `begin`, must be those of the whole
-// sequence: bases further away have no influence there.
+// Returns the part of a piece in which the minimizers computed from `bases`, which begin at `begin`, must equal those
+// of the complete sequence, because bases outside `bases` do not influence it.
 MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const std::string& bases,
                                                     std::uint32_t begin) const {
     const auto& header = layout.Header();
     const auto end = begin + static_cast<std::uint32_t>(bases.size());
     const auto ends = EndsOfRingEntries(bases, header);
     auto certain = piece;
-    if (begin > 0) {  // Certain once the ring holds nothing but k-mers of these bases.
+    if (begin > 0) {  // Certain as soon as the ring holds only k-mers of `bases`.
         const std::size_t first = header.window + header.k + 1;
         certain.begin = std::max(piece.begin, first < ends.size() ? begin + ends[first] : end);
     }
     if (end < layout.Sequences()[piece.sequence].length) {
-        // The last run may continue; a minimizer is certain once it has left the window.
+        // A minimizer is certain once it has left the window. The last run of equal bases may continue after `bases`.
         const std::size_t after = header.window + 2;
         certain.end = std::min(piece.end, begin + (after <= ends.size() ? ends[ends.size() - after] + 1 : 0));
     }
     return certain;
 }
 
-// With homopolymer compression, a minimizer ends where a run of equal bases ends, never inside one. The comparison
-// cannot find one that does: in a run longer than a piece, no part of the piece is certain.
+// With homopolymer compression, a minimizer ends where a run of equal bases ends. CheckPiece does not find every
+// minimizer that ends inside a run: in a run longer than a piece, no part of the piece is certain.
 bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;
@@ -110,7 +111,7 @@ bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
            mm_seq4_get(bases, offset + base) == mm_seq4_get(bases, offset + base + 1);
 }
 
-// Compares the minimizers that the index has in a piece with those of the piece and some bases around it.
+// Compares the minimizers that the index has in a piece with those computed from the piece and some bases around it.
 void MinimizerSample::CheckPiece(const Piece& piece) const {
     const auto& header = layout.Header();
     const auto& sequence = layout.Sequences()[piece.sequence];

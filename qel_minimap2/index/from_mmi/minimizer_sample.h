@@ -8,18 +8,20 @@
 
 namespace qel_minimap2 {
 
-/// Checks that a prebuilt index was built from the sequences stored in it. A wrong window, k-mer size, homopolymer
-/// flag, length or base gives an index that loads but maps badly, and its structure does not show it. So pieces of the
-/// sequences are chosen, about a hundredth of all bases, including both ends. Their minimizers are computed again
-/// and must equal those that the index has there. Damage between the pieces goes unnoticed: the format has no checksum.
+/// Checks that a prebuilt index was built from the sequences stored in it. An index with a wrong window, k-mer size,
+/// homopolymer flag, length or base could be loaded and would map badly, because its structure does not show the fault.
+/// Pieces with about a hundredth of all bases, at least 128 sections of 2048, are chosen, including the first and the
+/// last bases. The minimizers of these pieces are computed again and must equal those of the index. Damage between the
+/// pieces goes unnoticed: the format has no checksum.
 class MinimizerSample {
 public:
-    /// `bases`: a copy of the layout's packed bases, which must outlive the sample. `suspects`: offsets of bases to be
-    /// covered by pieces too, as long as they at most double the pieces.
+    /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:
+    /// offsets of bases that pieces must also cover; offsets that would more than double the number of sections are
+    /// ignored.
     MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
-    /// Records one minimizer of the index. `position` in minimap2's format: number of the sequence, 0-based position of
-    /// the last base and strand; it must lie in its sequence. `worker`: see ForEach.
+    /// Records one minimizer of the index. `position` is in minimap2's format: number of the sequence, 0-based position
+    /// of the last base, strand. It must lie in its sequence. `worker`: see ForEach.
     void Add(std::uint64_t minimizer, std::uint64_t position, unsigned worker) {
         const auto offset = layout.Sequences()[position >> 32U].offset + ((position & 0xFFFFFFFFU) >> 1U);
         if (chosen[offset / kSectionBases]) {
@@ -27,8 +29,8 @@ public:
         }
     }
 
-    /// Call once, after all minimizers are recorded. Throws std::runtime_error when they differ from those of the
-    /// pieces.
+    /// Call once, after all minimizers are recorded. Throws std::runtime_error if they differ from the minimizers
+    /// computed from the pieces.
     void Check();
 
 private:
@@ -44,7 +46,8 @@ private:
     static constexpr std::uint64_t kSectionBases = 2048;
     static constexpr std::uint64_t kLeastSections = 128;
     static constexpr std::uint64_t kBasesPerChosen = 100;
-    // Each thread holds the minimizers of a few pieces twice.
+    // In bases. Limits a thread's memory, which has a piece's minimizers twice: those of the index and the computed
+    // ones.
     static constexpr std::uint64_t kLongestPiece = 16384;
 
     void ChooseSections(const std::vector<std::uint64_t>& suspects);
@@ -55,7 +58,7 @@ private:
 
     const IndexLayout& layout;
     const std::uint32_t* bases;
-    std::vector<bool> chosen;               // Which sections of the bases are in pieces.
+    std::vector<bool> chosen;               // For each section of the bases: whether it is in a piece.
     std::vector<Piece> pieces;              // In the order of their bases.
     std::vector<std::vector<Found>> found;  // Minimizers of the index in the pieces, by worker.
 };

@@ -9,16 +9,16 @@
 
 namespace qel_minimap2 {
 
-// An element of a list that the signal handler walks through. It is used again, but never freed.
+// An element of a list that the signal handler may read at any time. Elements are reused, but never freed.
 struct GuardedRange {
-    std::atomic<std::uintptr_t> begin = 0, end = 0;  // `end` is 0 in an element that is not in use.
+    std::atomic<std::uintptr_t> begin = 0, end = 0;  // `end` is 0 while the element is not in use.
     std::string message;                             // Changes only while the element is not in use.
     GuardedRange* next = nullptr;
 };
 
 namespace {
 
-std::mutex ranges_mutex;  // For changes of the list.
+std::mutex ranges_mutex;  // Locked to change the list.
 std::atomic<GuardedRange*> ranges = nullptr;
 struct sigaction previous {};  // Written before the handler is installed.
 
@@ -28,20 +28,20 @@ void PassOn(int signal, siginfo_t* info, void* context) {
     } else if (previous.sa_handler != SIG_DFL && previous.sa_handler != SIG_IGN) {
         previous.sa_handler(signal);
     } else {
-        // The signal arrives again after this return, as it would have without the guard.
+        // The signal arrives again after this return, with the effect that it has without the guard.
         ::sigaction(signal, &previous, nullptr);
         ::raise(signal);
     }
 }
 
-// Calls only what a signal handler may call.
+// Calls only functions that a signal handler may call.
 void EndForRange(int signal, siginfo_t* info, void* context) {
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
     for (const auto* range = ranges.load(); range != nullptr; range = range->next) {
         if (info->si_code > 0 && address < range->end && address >= range->begin) {
             static std::atomic_flag is_ending;
             while (is_ending.test_and_set()) {
-                ::pause();  // Another thread writes the message and ends the process. Other signals end the pause.
+                ::pause();  // Another thread is ending the process. A loop, because other signals end the pause.
             }
             const auto& message = range->message;
             static_cast<void>(!::write(STDERR_FILENO, message.data(), message.size()));

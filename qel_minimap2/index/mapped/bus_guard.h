@@ -7,15 +7,15 @@ namespace qel_minimap2 {
 
 struct GuardedRange;
 
-/// Ends the process with status 1 and a line on standard error when an access to mapped bytes fails: the file became
-/// shorter, its disk failed, or, on a network disk, another machine replaced it. Without a guard, SIGBUS would end it
-/// without a word.
+/// Ends the process with status 1 and a line on standard error if an access to mapped bytes fails, because the file
+/// became shorter, its disk failed, or another machine replaced it on a network disk. Without a guard, SIGBUS would end
+/// the process without a message.
 ///
-/// The first guard of the process installs a handler of that signal, which passes signals for other addresses to the
-/// former handler.
+/// The first guard of the process installs a handler of SIGBUS. It passes signals for other addresses to the former
+/// handler.
 class BusGuard {
 public:
-    /// `path`: for the message. Throws std::bad_alloc. Any thread.
+    /// `path` is named in the message. Throws std::bad_alloc. Any thread.
     BusGuard(std::span<const unsigned char> bytes, const std::string& path);
     BusGuard(const BusGuard&) = delete;
     BusGuard& operator=(const BusGuard&) = delete;

@@ -1,7 +1,7 @@
 #include "qel_minimap2/index/mapped/checksums.h"
 
 #include <xxhash.h>
-#if defined(__x86_64__)  // Makes the functions of the first header choose the widest registers of the processor.
+#if defined(__x86_64__)  // Makes XXH3_64bits use the widest registers of the processor.
 #include <xxh_x86dispatch.h>
 #endif
 

@@ -7,15 +7,15 @@
 
 namespace qel_minimap2 {
 
-/// XXH3, 64 bits, seed 0.
+/// Returns the XXH3 checksum of 64 bits with seed 0.
 std::uint64_t ChecksumOf(std::span<const unsigned char> bytes);
 
-/// The checksum of a section from those of its pieces.
+/// Returns the checksum of a section, computed from the checksums of its pieces.
 inline std::uint64_t ChecksumOf(std::span<const std::uint64_t> pieces) {
     return ChecksumOf({reinterpret_cast<const unsigned char*>(pieces.data()), pieces.size_bytes()});
 }
 
-/// The checksum that the header must hold.
+/// Returns the correct value of `header.checksum`.
 std::uint64_t ChecksumOf(const FileHeader& header);
 
 }  // namespace qel_minimap2

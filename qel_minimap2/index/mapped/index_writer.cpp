@@ -90,7 +90,7 @@ void IndexWriter::Take(std::size_t block, const SeedTable::BlockMemory& content,
     }
 }
 
-// The next block, if it is waiting and all before it have their places.
+// Gives the next block its place in the file and returns it, or returns nothing if that block has not been taken yet.
 std::optional<IndexWriter::Placed> IndexWriter::NextPlaced() {
     const std::lock_guard lock(mutex);
     auto next = waiting.extract(stored_blocks.size());
@@ -121,7 +121,7 @@ void IndexWriter::End(const SeedTable& filled) {
     WriteSection(*blocks, BytesOf(stored_blocks.data(), stored_blocks.size()), *file);
     WriteSection(occurrences, BytesOf(parts.counts.data(), parts.counts.size()), *file);
     header.checksum = ChecksumOf(header);
-    filled.RequireUnchanged();  // Otherwise the checksums could vouch for bytes that another program wrote.
+    filled.RequireUnchanged();  // Otherwise correct checksums could hide bytes that another program wrote.
     file->Write(0, &header, sizeof header);
     file->Publish();
 }

@@ -18,7 +18,7 @@
 
 namespace qel_minimap2 {
 
-/// Writes an index to a file while it is made. See qelmm_make_index about the file.
+/// Writes an index to a file while the index is made. qelmm_make_index describes the file.
 class IndexWriter : public IndexSink {
 public:
     explicit IndexWriter(std::string path) : path(std::move(path)) {}
@@ -30,7 +30,7 @@ public:
     bool HasBegun() const { return header.file_size > 0; }
     Pages SpareMemory() override;
     void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) override;
-    /// The file appears under its name.
+    /// Completes the file, which then appears under its name.
     void End(const SeedTable& table) override;
 
 private:
@@ -40,7 +40,7 @@ private:
     };
     struct Placed {
         Filled block;
-        std::uint64_t begin, size;  // Within the table's section.
+        std::uint64_t begin, size;  // In bytes. `begin` counts from the start of the table's section.
     };
 
     Section& Add(SectionKind kind, std::uint64_t length);
@@ -49,16 +49,16 @@ private:
     const std::string path;
     std::optional<NewFile> file;
     FileHeader header{};
-    Section *buckets = nullptr, *blocks = nullptr, *table = nullptr;  // In the header.
+    Section *buckets = nullptr, *blocks = nullptr, *table = nullptr;  // Pointers into `header`.
     std::optional<SeedTable::Shape> shape;
     std::optional<SectionWriter> table_writer;
-    std::mutex mutex;                        // Guards what follows and the table's length.
-    std::map<std::size_t, Filled> waiting;   // Blocks that wait for those before them, which set their places.
-    std::vector<StoredBlock> stored_blocks;  // Those that have their places.
+    std::mutex mutex;                        // Guards the members below and the table's length.
+    std::map<std::size_t, Filled> waiting;   // Blocks that wait for earlier ones, whose sizes decide their places.
+    std::vector<StoredBlock> stored_blocks;  // Blocks that have their places.
     std::vector<Pages> spare;
 };
 
-/// Writes an index that is complete. Needs little memory besides it.
+/// Passes a complete index to `sink`. Needs little memory in addition to the index. Throws what `sink` throws.
 void WriteIndex(const mm_idx_t& index, IndexSink& sink);
 
 }  // namespace qel_minimap2

@@ -7,10 +7,11 @@
 
 namespace qel_minimap2 {
 
-/// Where the symbolic link `path` leads over all further links, whether or not there is a file; a path that is no link
-/// stays as it is. `error` receives the system's reason if a link cannot be read or there are too many.
+/// Follows the symbolic link `path` and all further links, and returns the final path, whether or not a file exists
+/// there. Returns a path that is no link unchanged. `error` receives the system's reason if a link cannot be read or
+/// there are too many links.
 inline std::string LinkTarget(const std::string& path, std::error_code& error) {
-    constexpr int kMostLinks = 40;  // As many as Linux follows.
+    constexpr int kMostLinks = 40;  // Linux has the same limit.
     std::filesystem::path target = path;
     std::error_code unknown;
     error.clear();

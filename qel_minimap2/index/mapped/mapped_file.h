@@ -10,8 +10,8 @@
 
 namespace qel_minimap2 {
 
-/// A file in memory that all processes share, read-only. When another program shortens it, or the disk fails, an access
-/// ends the process; see BusGuard.
+/// A file mapped into memory that all processes share, read-only. If another program shortens the file, or the disk
+/// fails, an access ends the process (see BusGuard).
 class MappedFile {
 public:
     /// Throws std::runtime_error with the system's reason.
@@ -21,21 +21,22 @@ public:
     ~MappedFile();
 
     std::span<const unsigned char> Bytes() const { return bytes; }
-    /// Tells the system that the bytes will be read from the first to the last, or in any order, as at the beginning.
-    /// The former makes reading from a disk three times as fast; the latter keeps pages in memory that are used often.
+    /// Announces to the system whether the bytes will be read from the first to the last, or in any order (the
+    /// default). The first makes reading from a disk three times as fast; the second keeps frequently used pages in
+    /// memory.
     void ExpectReadingInOrder(bool in_order) const;
 
-    /// What a write to the file changes.
+    /// The properties of a file that a write to it changes.
     struct State {
         std::uint64_t size;     ///< In bytes.
         std::int64_t modified;  ///< The time of the last write, in nanoseconds.
         bool operator==(const State&) const = default;
     };
-    /// When the file was opened.
+    /// The state when the file was opened.
     const State& Opened() const { return opened; }
-    /// Now; nothing if the system does not show it. Takes less than a microsecond on a local disk.
+    /// The state now, or nothing if the system cannot determine it. Takes less than a microsecond on a local disk.
     std::optional<State> Now() const;
-    /// See Common::FileIdentity; empty if the system does not show it.
+    /// See Common::FileIdentity. Empty if the system cannot determine it.
     std::string Identity() const;
 
 private:

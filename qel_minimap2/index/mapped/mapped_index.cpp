@@ -36,7 +36,7 @@ void RequireMappedIndex(const std::string& path) {
     }
 }
 
-// By a process that started this one.
+// Returns whether a process that started this one has already compared the file with its checksums.
 bool WasChecked(const MappedFile& file) {
     const char* const checked = std::getenv(Common::kCheckedIndex);
     return checked != nullptr && file.Identity() == checked;
@@ -53,7 +53,7 @@ MappedLayout CheckedLayout(const MappedFile& file, bool was_checked) {
     return layout;
 }
 
-// A file in use, whose content matched its checksums when it was opened.
+// A file in use whose content matched its checksums when it was opened, or before in another process.
 class CheckedFile : public ForeignMemory {
 public:
     explicit CheckedFile(const std::string& path)
@@ -61,11 +61,12 @@ public:
 
     CheckedFile(const CheckedFile&) = delete;
     CheckedFile& operator=(const CheckedFile&) = delete;
-    // The last reads may have been mapped since the last look.
+    // The last reads may have been mapped after the latest look.
     ~CheckedFile() override { Look(); }
 
     const MappedLayout& Layout() const { return layout; }
-    // A look costs almost a hundredth of a short read, so there is one for each tick of a clock that is cheap to read.
+    // A look takes almost a hundredth of the time of a short read. It is therefore limited to one for each tick of a
+    // coarse clock, which costs little to read.
     void RequireUnchanged() const override {
         constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
         timespec time{};
@@ -87,7 +88,8 @@ private:
     bool IsKnown(const std::optional<MappedFile::State>& now) const {
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
-    // A changed time alone may come from touch, or from a file system that rounds it later.
+    // Compares the content with its checksums, because the time can change alone: by touch, or on a file system that
+    // rounds it later.
     void CheckAgain() const {
         const auto now = file.Now();
         if (IsKnown(now)) {
@@ -106,21 +108,21 @@ private:
         }
     }
     static constexpr std::string_view kWrittenTo = "the index was written to while it was used";
-    // Needs no memory.
+    // Allocates no memory, because there may be none.
     [[noreturn]] void End(std::string_view reason) const {
         const auto part = [](std::string_view text) { return iovec{const_cast<char*>(text.data()), text.size()}; };
         const iovec parts[] = {part("libqel_minimap2: "), part(path), part(": "), part(reason),
                                part("; the process ends\n")};
         static_cast<void>(!::writev(STDERR_FILENO, parts, std::size(parts)));
-        ::_exit(1);  // As BusGuard does: other threads still use the index.
+        ::_exit(1);  // The destructors that exit calls would free what other threads still use.
     }
 
     const std::string path;
     const MappedFile file;
     const MappedLayout layout;
     mutable std::mutex checking;
-    mutable std::atomic<std::int64_t> last_look = -1;  // In nanoseconds of that clock.
-    mutable std::atomic<std::int64_t> known_time;      // Of the last write before a check; see MappedFile::State.
+    mutable std::atomic<std::int64_t> last_look = -1;  // In nanoseconds of the coarse clock.
+    mutable std::atomic<std::int64_t> known_time;      // The `modified` of the latest State whose content was checked.
 };
 
 }  // namespace

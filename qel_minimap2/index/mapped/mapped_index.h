@@ -7,17 +7,21 @@
 
 namespace qel_minimap2 {
 
-/// True for a file that begins as WriteIndex begins files. Throws std::runtime_error when it cannot be read.
+/// Returns whether a file begins like those that IndexWriter writes. Throws std::runtime_error if the file cannot be
+/// read.
 bool HasMappedMagic(const std::string& path);
 
-/// Maps an index that WriteIndex wrote, on all cores. All bytes are compared with their checksums. Throws
-/// std::runtime_error for an index that is damaged or not for this machine or version, and std::bad_alloc.
+/// Maps an index that IndexWriter wrote. Compares all bytes with their checksums on all cores, unless
+/// Common::kCheckedIndex names the file. Throws std::runtime_error for an index that is damaged or not for this machine
+/// or version, and std::bad_alloc.
 IndexPointer MapIndex(const std::string& path);
 
-/// The header of such a file, checked as MapIndex does.
+/// Returns the header of an index that IndexWriter wrote. Checks the header as MapIndex does, and throws the same
+/// exceptions.
 FileHeader HeaderOf(const std::string& path);
 
-/// See qelmm_check_index; throws std::runtime_error with the reason instead of returning it, and std::bad_alloc.
+/// Does what qelmm_check_index describes, but throws std::runtime_error with the reason instead of returning it. Throws
+/// std::bad_alloc too.
 void CheckIndex(const std::string& path);
 
 }  // namespace qel_minimap2

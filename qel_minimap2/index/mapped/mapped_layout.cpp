@@ -14,7 +14,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// `bytes`: whole pages.
+// `bytes` must be complete pages.
 bool HasImpossibleBase(std::span<const unsigned char> bytes) {
     std::uint64_t impossible = 0;
     const auto* const codes = reinterpret_cast<const std::uint64_t*>(bytes.data());
@@ -50,7 +50,7 @@ void CheckHeader(const FileHeader& header, std::uint64_t size) {
     }
 }
 
-// Their places follow from their lengths.
+// Each section must begin on the page after the one before it, and the last one must end at the end of the file.
 void CheckSections(const FileHeader& header) {
     if (header.section_count > kMostSections) {
         throw DamagedFile("too many sections");
@@ -115,7 +115,7 @@ void MappedLayout::CheckChecksums() const {
     ForEach(pieces.size(), [&](std::size_t item, unsigned) {
         auto& [bytes, has_bases, checksum] = pieces[item];
         checksum = ChecksumOf(bytes);
-        if (has_bases && HasImpossibleBase(bytes)) {  // While the bytes are cached.
+        if (has_bases && HasImpossibleBase(bytes)) {  // Checked here because the bytes are still cached.
             has_impossible_base = true;
         }
     });

@@ -12,35 +12,35 @@
 
 namespace qel_minimap2 {
 
-/// The error for a file with content that WriteIndex never writes.
+/// Returns the error for a file with content that IndexWriter never writes.
 inline std::runtime_error DamagedFile(const std::string& what) {
     return std::runtime_error("the index is damaged: " + what);
 }
 
-/// The header of a file that begins with `start` and has `size` bytes. Checks it, and that the sections fill the file.
-/// Throws std::runtime_error.
+/// Returns the header of a file that begins with `start` and has `size` bytes. Checks the header, and that the sections
+/// fill the file. Throws std::runtime_error.
 FileHeader CheckedHeader(std::span<const unsigned char> start, std::uint64_t size);
 
-/// Where the parts of a mapped index lie in its file. Refers to the file's bytes. Any thread.
+/// Where the parts of a mapped index lie in its file, whose bytes must outlive this object. Any thread.
 class MappedLayout {
 public:
-    /// Reads only the header, and checks it as CheckedHeader does. Throws std::runtime_error.
+    /// Reads and checks only the header. Throws what CheckedHeader throws.
     explicit MappedLayout(std::span<const unsigned char> file) : file(file), header(CheckedHeader(file, file.size())) {}
 
     const FileHeader& Header() const { return header; }
     std::span<const Section> Sections() const { return {header.sections.data(), header.section_count}; }
 
-    /// Reads the whole file once, on all cores, and compares it with its checksums. Also checks the codes of the bases.
-    /// Throws std::runtime_error.
+    /// Reads all sections once, on all cores, and compares them with their checksums. Also checks the codes of the
+    /// bases. Throws std::runtime_error and std::bad_alloc.
     void CheckChecksums() const;
-    /// Checks all numbers that locate other parts, in time linear in the sequences and buckets. Throws
-    /// std::runtime_error. The table's keys, values and positions are checked when they are used.
+    /// Checks the names and all numbers that locate other parts, in time linear in the sequences and buckets. Throws
+    /// std::runtime_error. The table's keys, values and positions are not checked here, but when they are used.
     void CheckContent() const;
 
     const char* Names() const { return At<char>(SectionKind::names).data(); }
     std::span<const std::uint32_t> Lengths() const { return At<std::uint32_t>(SectionKind::lengths); }
     std::span<const std::uint32_t> Bases() const { return At<std::uint32_t>(SectionKind::bases); }
-    /// The parts of the table, after CheckContent; without an owner.
+    /// Returns the parts of the table, without an owner. Call after CheckContent.
     SeedTable::Parts Table() const;
 
 private:

@@ -23,9 +23,9 @@ namespace qel_minimap2 {
 
 namespace {
 
-constexpr mode_t kMode = 0666;  // The process's mask takes from it.
+constexpr mode_t kMode = 0666;  // The process's umask removes bits from it.
 
-// The names of the hidden files, for a signal handler.
+// The name of a hidden file, in memory that a signal handler may read.
 struct HiddenFile {
     enum State { free, changing, in_use };
     std::atomic<State> state = free;
@@ -37,7 +37,7 @@ std::array<HiddenFile, kMostHidden> hidden_files;
 
 constexpr char kHiddenStart[] = ".tavik_index.";
 
-// Removes the hidden files of processes that were killed. Those of running processes are locked.
+// Removes the hidden files of killed processes. Running processes lock theirs.
 void RemoveStale(const std::string& folder) {
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
@@ -54,15 +54,15 @@ void RemoveStale(const std::string& folder) {
     }
 }
 
-// Keeps other processes from taking the hidden file for a stale one. False if one has just done so. On file systems
-// without locks, nobody removes stale files.
+// Locks the hidden file, so that other processes do not remove it as a stale one. Returns false if another process has
+// just removed it. On file systems without locks, stale files are never removed.
 bool LockHidden(int descriptor) {
     static_cast<void>(::flock(descriptor, LOCK_EX));
     struct stat status {};
     return ::fstat(descriptor, &status) != 0 || status.st_nlink > 0;
 }
 
-// A hidden file that finds no place in the list is not removed by a signal handler.
+// If all places are taken, or the name is too long, a signal handler will not remove the file.
 void Remember(const std::string& name) {
     for (auto& file : hidden_files) {
         auto state = HiddenFile::free;
@@ -96,7 +96,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
     folder = folder.empty() ? "." : folder;
     RemoveStale(folder);
-    // Publish needs the link in that folder.
+    // Publish names the file with the help of /proc/self/fd.
     if (naming == Naming::late && ::access("/proc/self/fd", X_OK) == 0) {
         descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
     }
@@ -105,18 +105,19 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     } else {
         CreateHidden();
     }
-    // Not all file systems can reserve; then a full disk is noticed when it is full.
+    // Not all file systems can reserve space. On those that cannot, a later Write fails when the disk is full.
     if (::fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0 && (errno == ENOSPC || errno == EDQUOT)) {
         GiveUp();
     }
     try {
         sender = std::jthread([this](const std::stop_token& stop) { SendToDisk(stop); });
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): then Publish does it.
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): Publish then sends all data.
     }
 }
 
 void NewFile::SendToDisk(const std::stop_token& stop) const {
-    constexpr std::uint64_t kLeast = std::uint64_t{1} << 24U;  // Each call searches the file for unwritten pages.
+    // In bytes. Limits the number of calls, because each one searches the file for unwritten pages.
+    constexpr std::uint64_t kLeast = std::uint64_t{1} << 24U;
     std::uint64_t sent = 0;
     std::unique_lock lock(mutex);
     while (changed.wait(lock, stop, [&] { return written >= sent + kLeast; })) {
@@ -155,14 +156,14 @@ void NewFile::CreateHidden() {
     }
 }
 
-// Another process on this file system may have the same number, in a container or on another machine, and the same
-// name.
+// The name may be taken: another process on this file system, in a container or on another machine, may have the same
+// process number.
 std::string NewFile::NextHiddenName() const {
     static std::atomic<unsigned> number = 0;
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
 }
 
-// From now on, this object and signal handlers may remove the file of this name.
+// From this call on, this object and signal handlers may remove the file with this name.
 void NewFile::TakeName(std::string name) {
     Remember(name);
     hidden = std::move(name);
@@ -182,7 +183,7 @@ void NewFile::Forget() noexcept {
         ::unlink(hidden.c_str());
         GiveNameBack();
     }
-    // Last, because the lock keeps others from removing the file and taking its name.
+    // Closed last, because the lock prevents others from removing the file and using its name.
     if (descriptor >= 0) {
         ::close(descriptor);
         descriptor = -1;

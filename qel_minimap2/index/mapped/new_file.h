@@ -9,19 +9,20 @@
 
 namespace qel_minimap2 {
 
-/// A file that appears under its name only when it is whole. Until then it has no name, so that whatever ends the
-/// process leaves nothing behind; file systems that cannot do that get a hidden file in the same folder. One that a
-/// killed process left there is removed by the next NewFile in that folder.
+/// A file that appears under its name only when it is complete. Until then it has no name, so nothing is left if the
+/// process ends, for whatever reason. On file systems without nameless files, it is a hidden file in the same folder.
+/// If a process is killed, the next NewFile in that folder removes the hidden file.
 ///
-/// A separate thread sends written data to the disk, because the call that does so blocks while the disk is busy.
+/// A separate thread sends written data to the disk, because the system call for this blocks while the disk is busy.
 class NewFile {
 public:
-    /// When the file gets a name: at its end, or hidden from the beginning.
+    /// Whether the file has no name until it is published, or a hidden name from the beginning.
     enum class Naming { late, hidden };
 
-    /// `path`: the name to be; where it is a symbolic link, that of the file it leads to. Reserves `size` bytes of
-    /// disk, the least that will be written, where the file system can. `naming`: `late` where the file system can.
-    /// Throws std::runtime_error with the system's reason.
+    /// `path`: the name that Publish gives the file; if it is a symbolic link, the link stays and the file that it
+    /// leads to is replaced. `size`: the least number of bytes that will be written; they are reserved on the disk if
+    /// the file system supports this. `naming`: on a file system without nameless files, `late` means `hidden`. Throws
+    /// std::runtime_error with the reason.
     NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -30,11 +31,11 @@ public:
 
     /// Writes at any offset. Throws std::runtime_error with the system's reason. Any thread.
     void Write(std::uint64_t offset, const void* data, std::size_t size) const;
-    /// Waits until all is on the disk, then puts the file in the place of an older one of its name. Throws
+    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. Throws
     /// std::runtime_error with the system's reason; the older file is then unchanged.
     void Publish();
 
-    /// Removes the hidden files of all NewFiles. For signal handlers that end the process.
+    /// Removes the hidden files of all NewFiles in this process. Signal handlers that end the process may call it.
     static void RemoveUnfinished() noexcept;
 
 private:
@@ -51,8 +52,8 @@ private:
     int descriptor = -1;
     mutable std::mutex mutex;
     mutable std::condition_variable_any changed;
-    mutable std::uint64_t written = 0;  // Bytes. Guarded by the mutex.
-    std::jthread sender;                // Not running if no thread can be started.
+    mutable std::uint64_t written = 0;  // In bytes. Guarded by the mutex.
+    std::jthread sender;                // Has no thread if the system refused to start one.
 };
 
 }  // namespace qel_minimap2

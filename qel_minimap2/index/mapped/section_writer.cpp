@@ -22,7 +22,7 @@ void SectionWriter::Write(std::uint64_t begin, std::span<const unsigned char> by
     }
 }
 
-// `size` counts the zeros after the bytes.
+// `size` includes the zeros after `bytes`.
 void SectionWriter::WritePart(std::uint64_t begin, std::span<const unsigned char> bytes, std::uint64_t size) {
     const auto number = begin / kPieceSize;
     std::vector<unsigned char> filled;
@@ -50,7 +50,7 @@ void SectionWriter::WritePiece(std::uint64_t number, std::span<const unsigned ch
 }
 
 std::uint64_t SectionWriter::Finish() {
-    for (const auto& [number, piece] : std::exchange(unfilled, {})) {  // Only the last one.
+    for (const auto& [number, piece] : std::exchange(unfilled, {})) {  // Only the last piece can be left.
         WritePiece(number, std::span(piece.bytes).first(RoundedUp(piece.filled, kPageSize)));
     }
     return ChecksumOf(checksums);

@@ -10,17 +10,17 @@
 
 namespace qel_minimap2 {
 
-/// Writes a section of an index to its file. The content may come in parts of any size, in any order, from any threads.
-/// A piece that one part fills is neither copied nor read again: its checksum is computed and it is written at once.
+/// Writes a section of an index to its file. The content may come in parts of any size, in any order, and from any
+/// thread. A piece that one part fills is not copied: its checksum is computed and it is written at once.
 class SectionWriter {
 public:
-    /// `offset`: where the section begins in the file, which must outlive this object.
+    /// The section begins at `offset` in `file`, which must outlive this object.
     SectionWriter(const NewFile& file, std::uint64_t offset) : file(file), offset(offset) {}
 
-    /// Takes the bytes from `begin` on, counted from the section's first, and zeros between them and `end`. Throws what
-    /// NewFile::Write does, and std::bad_alloc.
+    /// Takes the section's bytes from `begin` to `end` (0-based, `end` not included): first `bytes`, then zeros. Throws
+    /// what NewFile::Write throws, and std::bad_alloc.
     void Write(std::uint64_t begin, std::span<const unsigned char> bytes, std::uint64_t end);
-    /// Fills the last page with zeros and returns the section's checksum. Call when all else has been written.
+    /// Fills the last page with zeros and returns the section's checksum. Call after all calls of Write.
     std::uint64_t Finish();
 
 private:
@@ -33,9 +33,9 @@ private:
 
     const NewFile& file;
     const std::uint64_t offset;
-    std::mutex mutex;                         // Guards what follows.
-    std::map<std::uint64_t, Piece> unfilled;  // Pieces that several parts share, by number.
-    std::vector<std::uint64_t> checksums;     // Of the pieces.
+    std::mutex mutex;                         // Guards the members below.
+    std::map<std::uint64_t, Piece> unfilled;  // Incomplete pieces, by number.
+    std::vector<std::uint64_t> checksums;     // One for each piece.
 };
 
 }  // namespace qel_minimap2

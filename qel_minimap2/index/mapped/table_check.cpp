@@ -16,7 +16,6 @@ namespace {
 
 using CountByOccurrences = std::map<std::uint64_t, std::uint64_t>;
 
-// Checks one block.
 class BlockCheck {
 public:
     BlockCheck(const SeedTable& table, const SeedTable::Parts& parts, std::size_t block)
@@ -26,7 +25,7 @@ public:
           claimed(parts.blocks[block].positions),
           minimizer_end(std::uint64_t{1} << (2 * table.TableShape().k)) {}
 
-    // Returns how many minimizers occur how many times.
+    // Returns, for each number of occurrences, how many minimizers have it.
     CountByOccurrences Run() {
         const auto first = block << table.BitsInBlock(), end = (block + 1) << table.BitsInBlock();
         std::uint64_t groups = 0;
@@ -68,7 +67,7 @@ private:
             throw DamagedFile("positions that are not sorted");
         }
         const auto* const lists = table.Positions(block);
-        if (positions >= lists && positions < lists + claimed.size()) {  // Otherwise a value is the only position.
+        if (positions >= lists && positions < lists + claimed.size()) {  // Otherwise the position is in a value.
             Claim(static_cast<std::size_t>(positions - lists), static_cast<std::size_t>(count));
         }
         ++counts[static_cast<std::uint64_t>(count)];
@@ -86,7 +85,7 @@ private:
     const SeedTable& table;
     const SeedTable::Parts& parts;
     const std::size_t block;
-    std::vector<bool> claimed;  // Which positions of the block belong to a minimizer.
+    std::vector<bool> claimed;  // For each position of the block: whether it belongs to a minimizer.
     const std::uint64_t minimizer_end;
     CountByOccurrences counts;
 };

@@ -4,8 +4,8 @@
 
 namespace qel_minimap2 {
 
-/// Checks the table of a layout whose content was checked, to its last position, on all cores. Throws
-/// std::runtime_error for a table that is not as SeedTable::Fill makes it, and std::bad_alloc.
+/// Checks every minimizer and position of a table, on all cores. Call after MappedLayout::CheckContent. Throws
+/// std::runtime_error for a table that SeedTable::Fill could not have made, and std::bad_alloc.
 void CheckTable(const MappedLayout& layout);
 
 }  // namespace qel_minimap2
