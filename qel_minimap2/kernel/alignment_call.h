@@ -14,8 +14,8 @@ namespace qel_minimap2::kernel {
 
 /// The arguments of one call of minimap2's base aligner, ksw_extd2_sse, without the result.
 ///
-/// A base is a number below `letters`, the last of which stands for any base. Target and query positions are
-/// 0-based; i is a target position, j a query position, and anti-diagonal r holds the cells with i + j = r.
+/// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
+/// target position and j a query position. Anti-diagonal r has the cells with i + j = r.
 struct AlignmentCall {
     void* pool;  ///< The allocator of the CIGAR.
     int query_length;
@@ -31,24 +31,24 @@ struct AlignmentCall {
     int end_bonus;
     int flags;  ///< KSW_EZ_*.
 
-    // In objects of all widths: see lanes.h.
+    // Inlined, because objects of all widths contain it: see lanes.h.
     __attribute__((always_inline)) bool Has(int flag) const { return (flags & flag) != 0; }
 };
 
-/// The letters of the calls that the kernels accept: the bases and one that stands for any.
+/// The number of letters in calls that the kernels accept: four bases and the letter that means any base.
 inline constexpr int kLetters = 5;
 
 /// The scores of a call as the kernels use them.
 struct Scoring {
-    int open, extend;    ///< The gap piece in which short gaps cost less.
-    int open2, extend2;  ///< The gap piece in which long gaps cost less.
+    int open, extend;    ///< The costs that make short gaps cheaper.
+    int open2, extend2;  ///< The costs that make long gaps cheaper.
     int match, mismatch;
-    int any;  ///< Score against the letter that stands for any base.
+    int any;  ///< Score of any letter and the one that means any base.
 };
 
 namespace {
 
-/// The cost of a gap of `length` bases; 0 for a length of 0 or less.
+/// Returns the cost of a gap of `length` bases; 0 for a length of 0 or less.
 inline int GapCost(const Scoring& s, int length) {
     if (length <= 0) {
         return 0;
@@ -58,7 +58,8 @@ inline int GapCost(const Scoring& s, int length) {
     return first < second ? first : second;
 }
 
-/// The change of the score along the matrix's border, where everything is a gap, from anti-diagonal r - 1 to r.
+/// Returns how the score changes along the matrix's border, where the only path is a gap, from anti-diagonal r - 1 to
+/// r.
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }

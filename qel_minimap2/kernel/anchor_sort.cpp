@@ -4,24 +4,25 @@
 #include <bit>
 #include <utility>
 
-// minimap2 sorts by one byte of the key after the other, the highest first. It exchanges elements in place until each
-// lies in its byte's bin, then does the same in each bin; a bin of 64 elements or fewer is sorted by insertion. The
-// result depends on the keys' bytes only, so it stays the same when
-// - a byte in which all keys agree is skipped: there is one bin, and no exchange;
-// - a small bin is sorted by any stable method, as insertion is.
-// Equal keys are frequent (a repeat in the read on one in the reference), so larger bins are exchanged as in minimap2.
+// minimap2 sorts by one byte of the key after the other, from the highest to the lowest. It exchanges elements in place
+// until each is in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by
+// insertion. The result depends only on the keys' bytes. It is therefore the same if
+// - a byte that is the same in all keys is skipped: it has one bin and needs no exchange;
+// - a small bin is sorted by any stable method, as insertion is. Exchanges change the order of equal keys, which are
+// frequent (a repeat in the read on a repeat in the reference). Larger bins are therefore sorted by exactly minimap2's
+// exchanges.
 namespace qel_minimap2::kernel {
 
 namespace {
 
 constexpr std::ptrdiff_t kInserted = 64;    // minimap2 sorts up to this many elements by insertion.
-constexpr std::ptrdiff_t kFewAnchors = 12;  // Up to this many are inserted without any preparation.
+constexpr std::ptrdiff_t kFewAnchors = 12;  // Up to this many are sorted by insertion without any preparation.
 constexpr unsigned kPlaceBits = 12;
 
 // Up to this many numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;
 
-// Keeps equal keys in order.
+// Sorts by insertion and keeps the order of equal keys.
 template <typename Element, typename Key>
 void Insert(Element* begin, Element* end, const Key& key) {
     for (auto* i = begin + 1; i < end; ++i) {
@@ -46,8 +47,8 @@ void InsertByKey(Element* begin, Element* end) {
     Insert(begin, end, [](const Element& element) { return KeyOf(element); });
 }
 
-// Turns keys into short numbers of the same order. The highest bit, the strand's, moves down to right above the other
-// bits that differ; the bits between, in which all keys agree, are dropped.
+// Turns keys into short numbers with the same order. The highest bit, which is the strand, moves to the place above the
+// other differing bits. The bits between, which are the same in all keys, are dropped.
 class ShortKeys {
 public:
     explicit ShortKeys(std::uint64_t differing) {
@@ -59,14 +60,14 @@ public:
 
     std::uint64_t Of(std::uint64_t key) const { return (key & mask) | key >> 63U << width; }
 
-    bool fits;  // Whether such a number and a place fit into 64 bits.
+    bool fits;  // Whether a short number and a place fit into 64 bits.
 
 private:
     unsigned width;
     std::uint64_t mask;
 };
 
-// Sorts a small bin and keeps the order of equal keys: the lowest bits of each number hold its anchor's place.
+// Sorts a small bin and keeps the order of equal keys, because the lowest bits of each number are its anchor's place.
 template <typename Element>
 void SortAtOnce(Element* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
@@ -87,9 +88,9 @@ struct Bin {
     Element* end;
 };
 
-// minimap2's exchanges by the byte at `shift`. The bins are completed one after the other. The element at the first
-// open place of a bin, if it belongs elsewhere, goes to the first open place of its own bin; the element that lay there
-// is moved next, until one comes that belongs to the bin itself.
+// Makes minimap2's exchanges by the byte at `shift`. They complete one bin after the other. If the element at the first
+// open place of a bin belongs elsewhere, it goes to the first open place of its own bin, and the element that was there
+// is moved next. These moves end when an element belongs to the bin where they began.
 template <typename Element>
 void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     auto* end = begin;
@@ -110,7 +111,6 @@ void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     }
 }
 
-// The bits in which the keys differ.
 template <typename Element>
 std::uint64_t DifferingBits(const Element* begin, const Element* end) {
     std::uint64_t bits = 0;

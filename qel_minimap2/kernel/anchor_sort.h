@@ -7,15 +7,15 @@
 
 namespace qel_minimap2::kernel {
 
-/// Sorts by x. Equal keys end up in the order in which minimap2's radix_sort_128x leaves them, which is not stable: the
-/// order depends on its exchanges. Any thread.
+/// Sorts by x. Equal keys get the order in which minimap2's radix_sort_128x leaves them; that sort is not stable. Any
+/// thread.
 void SortAnchors(mm128_t* begin, mm128_t* end);
 
-/// The same for numbers whose upper half is the key.
+/// Sorts numbers by their upper halves in the same way as SortAnchors. Any thread.
 void SortByUpperHalf(std::uint64_t* begin, std::uint64_t* end);
 
-/// Sorts `count` numbers; `other` has room for as many. Numbers that differ only in their lowest `sorted_bits` bits
-/// must already be in order.
+/// Sorts `count` numbers. `other` is scratch memory for `count` numbers. Numbers that differ only in their lowest
+/// `sorted_bits` bits must already be in order. Any thread.
 void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count, unsigned sorted_bits);
 
 }  // namespace qel_minimap2::kernel

@@ -11,19 +11,19 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// The general kernel, which prepares less, aligns shorter gaps as fast.
+// Shorter gaps are not faster in strips than in the general kernel, which needs less preparation.
 constexpr int kShortestForStrips = 24;
 
-// How much less per base this thread's recent paths scored than a path of matches alone. It chooses the width that is
-// tried first, so it changes the time of a call but never its result.
+// How much less per base this thread's recent paths scored than a path of only matches. It decides which width is tried
+// first, so it changes the time of a call but never the result.
 thread_local double recent_loss = 0.5;
 
-// Slightly more than the recent loss, because a strip that is too narrow costs a second attempt.
+// Returns slightly more than the recent loss, because a strip that is too narrow costs a second attempt.
 int ExpectedLoss(int length) {
     return static_cast<int>(recent_loss * length * 1.15) + 24;
 }
 
-// A moving average over some ten calls.
+// Updates the moving average, which covers about ten calls.
 void Learn(int loss, int length) {
     recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
 }
@@ -33,7 +33,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
                  ksw_extz_t& result) {
     const int shorter = Smaller(call.query_length, call.target_length);
     const int surplus = call.target_length - call.query_length;
-    // The gap that the difference in length forces is a loss that does not come from the read's errors.
+    // The difference in length requires a gap, whose cost is not due to errors of the read.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
     struct Attempt {
@@ -49,7 +49,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
         if (band.provable <= expected) {
             continue;
         }
-        if (width * 3 > shorter * 2) {  // The whole matrix is hardly larger.
+        if (width * 3 > shorter * 2) {  // The complete matrix is hardly larger than such a strip.
             return false;
         }
         const auto outcome = attempt(call, scoring, sequences, band, result);
@@ -87,7 +87,7 @@ bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const Padd
     return false;
 }
 
-// False for calls that no mapping with the preset makes.
+// Returns false for calls that are never made while a read is mapped with the preset.
 bool IsUsual(const AlignmentCall& call) {
     constexpr int kFlags = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY | KSW_EZ_RIGHT | KSW_EZ_REV_CIGAR;
     constexpr int kBoth = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY;
@@ -95,12 +95,13 @@ bool IsUsual(const AlignmentCall& call) {
            call.query_length > 0 && call.target_length > 0;
 }
 
-// True for a call that asks for the whole path and its score only, as calls that fill the gap between two seeds do.
+// Returns true for a call that needs only the complete path and its score, such as one that fills the gap between two
+// anchors, if its sequences are long enough for strips.
 bool IsGapFilling(const AlignmentCall& call) {
     return call.Has(KSW_EZ_APPROX_MAX) && Smaller(call.query_length, call.target_length) >= kShortestForStrips;
 }
 
-// True for an extension that fits a strip and whose scores fit 16 bits.
+// Returns true for an extension whose query fits into a strip and whose scores fit into 16 bits.
 bool IsShortExtension(const AlignmentCall& call) {
     return call.Has(KSW_EZ_EXTZ_ONLY) && !call.Has(KSW_EZ_APPROX_MAX) && call.query_length <= 64 &&
            call.target_length <= 1000;
@@ -109,7 +110,7 @@ bool IsShortExtension(const AlignmentCall& call) {
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
                     ksw_extz_t& result) {
-    if constexpr (kBanded) {  // minimap2 reads zeros after the sequences, which changes results outside a band.
+    if constexpr (kBanded) {  // With a band limit, the zeros that minimap2 reads after the sequences matter.
         sequences.Pad<Lines::kPadding>(0, 0);
     }
     const auto run = [&]<Trace kTrace>() {
@@ -137,7 +138,7 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     PaddedSequences sequences;
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
-    // minimap2 limits the band of calls that fill gaps to more bases than it aligns.
+    // When minimap2 fills a gap, its band is wider than the gap, so calls with a narrower band are left to minimap2.
     if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX)) || !sequences.Prepare(call)) {
         return false;
     }

@@ -13,67 +13,73 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The first method of base_alignment.h: where the whole matrix is asked for, a narrow band of it suffices if the band
-// provably contains every optimal path.
+// The first method of base_alignment.h: instead of the complete matrix, a narrow band is computed. This is enough if
+// every optimal path provably lies in the band.
 //
-// Between two seeds minimap2 fills the gap without a band limit and uses only the score of the last cell and the CIGAR.
-// Reads follow the reference closely, so the best path stays near the diagonal. The recurrence is therefore run over a
-// strip of N registers that moves along the middle and stays in registers. The cells that it passes over are the band.
+// minimap2 fills the gap between two anchors without a band limit, and uses only the score of the last cell and the
+// CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The recurrence is
+// therefore computed for a strip of N registers that moves along this diagonal. The cells of all its positions are the
+// band.
 //
 // Proof that the result is minimap2's. A cell of the band is computed from cells of the band, from the border, and from
-// "unreachable" neighbours in place of cells outside. Its value is therefore the score of a real path, or lower: never
-// above the true value of the cell.
-//   (1) The path that is traced back is real, and its score P, summed again base by base, is not above the optimum.
-//   (2) A path that leaves the band crosses one of the two diagonals next to it. To reach that diagonal from the first
-//       cell, and the last cell from there, it needs gaps of at least a known length; each other base scores at most a
-//       match. This gives an upper bound U for all such paths.
-//   (3) If P > U, every optimal path lies in the band, and so do all optimal paths into each cell of an optimal path: a
-//       path that came from outside could be continued to one that leaves the band and scores as much as the optimum.
-//       At each cell of the trace back, a candidate that is optimal in the full matrix therefore has its true value
-//       here, and any other candidate is below the maximum in both. So the direction taken, ties included, is
-//       minimap2's, cell for cell. The same holds for the decision whether a gap is extended: it compares two paths
-//       into the next cell of an optimal path.
-// It remains to trace back to the first cell without touching the band's edge, to sum P and to compare it with U.
+// "unreachable" values that replace cells outside the band. The computed value is therefore never above the cell's true
+// value.
+//   (1) The path that is traced back is a path of the matrix, so its score P, summed again base by base, is not above
+//       the optimum.
+//   (2) A path that leaves the band crosses one of the two diagonals next to the band. To reach that diagonal from the
+//       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
+//       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
+//       U.
+//   (3) If P > U, every optimal path lies in the band. All optimal paths into each cell of an optimal path do so too:
+//       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
+//       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
+//       other candidate is below the maximum in both. So the direction chosen at each cell, ties included, is
+//       minimap2's. This is also true for the decision whether a gap is extended, because it compares two paths into
+//       the next cell of an optimal path.
+// The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
+// U.
 
-/// The band that a strip passes over, and what it can prove.
+/// The band of a strip, and what the band can prove.
 struct Band {
-    int base;      // The target position of lane 0 in row 0; it moves by one on every second row.
-    int provable;  // A path is proven when its score is less than this below a path of matches alone. Negative: never.
+    int base;      // The target position of lane 0 in row 0. It grows by one on every second row.
+    int provable;  // A path is proven if its loss (see BandOutcome) is below this; negative: no path is.
 };
 
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     const int surplus = call.target_length - call.query_length;
     const int twice_base = surplus + 3 - 2 * width;
-    // Halves rounded down, so that the first and the last cell are as far from the band's edges as possible.
+    // The first cell is as far from the band's lower edge as the last cell is from the upper edge. The quotient is
+    // rounded down, even if it is negative.
     Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1};
-    // The band holds diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the next one. The next
-    // one below, 2 - 2 * base insertions away, is as far from the first cell as `above` is from the last, or up to
-    // three bases farther, since base is rounded down. So a path that leaves below never has the higher bound.
+    // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
+    // band. The diagonal below the band, 2 - 2 * base insertions from the first cell, is as far from it as `above` is
+    // from the last cell, or up to three bases farther, because base is rounded down. So a path that leaves the band
+    // below never has the higher bound.
     const int above = 2 * band.base + 2 * width - 1;
     if (above <= surplus || above <= 0) {
         return band;
     }
-    // A path through it deletes at least `above` target bases before and inserts `above - surplus` query bases after
-    // it.
+    // A path through `above` deletes at least `above` target bases before it and inserts at least `above - surplus`
+    // query bases after it.
     const int bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
     band.provable = s.match * Smaller(call.query_length, call.target_length) - bound;
     return band;
 }
 
-/// The outcome of an attempt with one width.
+/// The outcome of an attempt with one width of strip.
 struct BandOutcome {
     bool proven;
     bool traced;  // A path was found.
-    int loss;     // How much less it scores than a path of matches alone.
+    int loss;     // How much less the path scores than a path of only matches.
 };
 
-/// Writes the directions of the strip's `rows` rows. Rows after the first are computed in pairs, so there may be one
-/// row more, which is never read.
+/// Writes the directions of a strip for `rows` rows. Rows after the first are computed in pairs, so one more row may be
+/// written, which is never read.
 template <int N, Trace kTrace>
 void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {
     constexpr int kWidth = Strip<N>::kWidth;
     Strip<N> strip(scoring);
-    // In the rows before this one, the first position of either sequence may be in the strip.
+    // Only in rows before this one, the first position of a sequence may be in the strip.
     const int with_border = Smaller(rows, Larger(-2 * base, 2 * (kWidth + base)) + 3);
     const std::uint8_t* target = sequences.target + base;
     const std::uint8_t* query = sequences.QueryOpposite(0) + base;
@@ -92,7 +98,7 @@ void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int bas
     }
 }
 
-/// Sets the result's score and CIGAR if they are proven to be minimap2's, and leaves them as they are otherwise.
+/// Sets the result's score and CIGAR if they are proven to be minimap2's, and otherwise leaves them unchanged.
 template <int N, Trace kTrace>
 BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                     const Band& band, ksw_extz_t& result) {

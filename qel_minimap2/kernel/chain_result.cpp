@@ -7,10 +7,10 @@
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 
-// minimap2 traces chains back, the highest score first, each until it meets a traced chain or reaches its own best
-// start, and copies their anchors. It does so twice, the first time to count them. Here each chain is traced once, and
-// results overwrite what is no longer needed: a read in an array of copies has millions of anchors, whose lists take
-// most of the memory of a run.
+// minimap2 traces chains back in descending order of their scores. Each trace ends at an anchor of another traced chain
+// or at the start that gives the chain the best score. minimap2 traces everything twice, the first time to count the
+// anchors. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a tandem
+// repeat has millions of anchors, whose lists take most of the memory of a run.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -37,7 +37,7 @@ public:
           numbers(reinterpret_cast<std::uint64_t*>(scored.scratch)),
           links(reinterpret_cast<std::uint32_t*>(scored.previous)) {}
 
-    /// Writes the anchors to `members`, chain by chain, those of a chain from the last to the first.
+    /// Writes the anchors to `members`, chain by chain, and within a chain from the last anchor to the first.
     void Run() {
         std::size_t ends = 0;
         for (std::int64_t i = 0; i < count; ++i) {
@@ -58,8 +58,8 @@ public:
     }
 
     int member_count = 0;
-    /// The chains' scores and lengths, the last chain first. They overwrite the end of the sorted `numbers`, which are
-    /// read from the end: there are never more chains than numbers already read.
+    /// The chains' scores and lengths, the chain traced last first. They overwrite the end of the sorted `numbers`,
+    /// which are read from the end. This is safe, because there are never more chains than numbers already read.
     std::uint64_t* chains = nullptr;
     int chain_count = 0;
 
@@ -89,8 +89,9 @@ private:
         return start == kNone ? score : score - scored.scores[start];
     }
 
-    // The anchor before the first anchor of the chain, or kNone. It is chosen so that the rest of the chain has the
-    // highest score; the search ends at a traced anchor or where the score drops by more than the band.
+    // Returns the anchor before the first anchor of the chain that ends at `last`, or kNone. The choice gives the chain
+    // the highest score. The search ends at a traced anchor, or where the score is below the highest one by more than
+    // the band.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;
@@ -117,7 +118,7 @@ private:
     const ChainedAnchors& scored;
     const std::int64_t count;
     std::uint64_t* const numbers;
-    std::uint32_t* const links;  // For each anchor its predecessor plus one, and a mark; in the memory of `previous`.
+    std::uint32_t* const links;  // For each anchor, its predecessor plus one, and a mark. In the memory of `previous`.
 };
 
 }  // namespace
@@ -132,7 +133,7 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
     chains.count = traced.member_count;
     chains.chains = nullptr;
     if (count > 0) {
-        // Chains are returned in the order of their first anchors.
+        // Chains are returned in the order of the reference positions of their first anchors.
         auto* const order = Allocate<mm128_t>(chains.pool, count);
         std::uint64_t end = 0;
         for (std::int32_t i = 0; i < count; ++i) {
@@ -144,7 +145,7 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
         for (std::int32_t i = 0; i < count; ++i) {
             chains.chains[i] = traced.chains[count - 1 - static_cast<std::int32_t>(order[i].y)];
         }
-        // The numbers, links and scores in the scratch memory are no longer needed.
+        // The anchors overwrite the numbers, links and scores in the scratch memory.
         auto* to = scored.scratch;
         for (std::int32_t i = 0; i < count; ++i) {
             const auto* from = scored.members + (order[i].y >> 32U);
@@ -154,7 +155,7 @@ void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chain
         }
         kfree(chains.pool, order);
     }
-    // The list of all anchors is reused, unless more than half of it would be empty.
+    // The list of all anchors is reused, unless at least half of it would be empty.
     if (2 * chains.count > total) {
         chains.anchors = all;
     } else {

@@ -12,7 +12,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// The length that all anchors share. Returns -1 when the anchors differ in length or segment, are not sorted by x, or
+/// Returns the length that all anchors share, or -1 if the anchors differ in length or segment, are not sorted by x, or
 /// are too many.
 inline int CommonLength(const Chains& chains) {
     constexpr std::uint64_t kAlike = 255ULL << 32U | MM_SEED_SEG_MASK;
@@ -30,17 +30,17 @@ inline int CommonLength(const Chains& chains) {
 struct BestBefore {
     std::int32_t score;
     std::int32_t previous = -1;
-    int skipped = 0;  // The number of candidates skipped, less one for each that was better, never below 0.
+    int skipped = 0;  // Rises with each skipped candidate, and falls with each better one, but not below 0.
 };
 
-/// The distances of an anchor from a register of candidates before it, and the distances between their diagonals.
+/// The distances of an anchor from a register of candidates: on the reference, on the read, and between the diagonals.
 struct Distances {
     Register on_reference, on_read, apart;
 };
 
-/// The base of chaining and joining: lists of the anchors' positions and scores, and the scores of a register of
-/// pairs of neighbours at a time. Single-precision operations are minimap2's in minimap2's order, so that they round
-/// alike.
+/// The base class of chaining and joining. It has lists of the anchors' positions and scores, and computes the scores
+/// of a register of candidates at once. It makes minimap2's single-precision operations in minimap2's order, so that
+/// results are rounded alike.
 class AnchorPairs {
 protected:
     static constexpr int kLanes = Ints::kWidth;
@@ -71,8 +71,8 @@ protected:
         return Ints::Greater(distances.apart, Ints::All(scoring.band));
     }
 
-    /// The scores of the chains through the candidates from `base` on to the anchor at these distances from them.
-    /// Overlapping neighbours on the same diagonal have no penalty.
+    /// Returns the score that a chain has at an anchor if the anchor follows each of the candidates from `base` on, at
+    /// these distances. Neighbours that overlap on the same diagonal have no penalty.
     TAVIK_INLINE Register Totals(const Distances& distances, int base) const {
         const auto [on_reference, on_read, apart] = distances;
         const Register lengths = Ints::All(length);
@@ -89,8 +89,8 @@ protected:
         return Ints::Add(added, Ints::Load(scores + base));
     }
 
-    /// Tries the `valid` lanes of the candidates from `base` on, the highest first. Returns the candidate at which the
-    /// search ends early, or -1.
+    /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. Returns the candidate at which
+    /// the search ends early, or -1.
     TAVIK_INLINE int LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
         const int most_skipped = scoring.most_skipped;
         alignas(32) std::int32_t total[kLanes];
@@ -115,12 +115,12 @@ protected:
 
     const mm128_t* const anchors;
     const int count;
-    const int length;  // The length of each anchor, in bases.
+    const int length;  // The length of each anchor in bases, or -1; see CommonLength.
     std::int32_t *reference_positions = nullptr, *read_positions = nullptr, *scores = nullptr, *previous = nullptr,
                  *marks = nullptr;
 
 private:
-    // The same as minimap2's mg_log2, for integers of 2 and more.
+    // Returns the same as minimap2's mg_log2. Numbers must be 2 or more.
     static TAVIK_INLINE FloatRegister Log2(Register number) {
         const Register bits = Floats::Bits(Ints::ToFloats(number));
         const Register exponent = Ints::Subtract(Ints::ShiftRight<23>(bits), Ints::All(128));

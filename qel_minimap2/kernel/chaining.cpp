@@ -5,12 +5,12 @@
 #include "qel_minimap2/kernel/chaining.h"
 #include "qel_minimap2/kernel/scratch.h"
 
-// For each anchor, minimap2 tries the anchors before it as predecessors, the nearest first, and keeps the best. A
-// candidate counts as skipped when it is not better than the best so far and lies in the chain of a candidate tried
-// before; after more than `most_skipped` of these the search ends early. Here the scores of a register of candidates
-// are computed at once. Candidates that cannot precede the anchor, which are most of them where a read has repeats, are
-// dismissed a register at a time. The others are tried one by one in minimap2's order, so the search ends where
-// minimap2's does.
+// For each anchor, minimap2 tries the anchors before it as predecessors, from the nearest to the farthest, and keeps
+// the best one. A candidate counts as skipped if it is not better than the best one so far and belongs to the chain of
+// a candidate tried before. After more than `most_skipped` skipped candidates, the search ends early. Here the scores
+// of a register of candidates are computed at once. Candidates that cannot precede the anchor are dismissed a register
+// at a time; in reads with repeats, these are most candidates. The others are tried one by one in minimap2's order, so
+// the search ends where minimap2's search ends.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -43,7 +43,8 @@ private:
         auto* lists = reinterpret_cast<std::int32_t*>(memory);
         // Loads of registers may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
-        // Lists that are not needed after scoring come first: TakeChains uses their memory as scratch.
+        // The order matters: TakeChains uses the first four lists as scratch memory, in whose second half `previous`
+        // and `scores` must be.
         std::int32_t** const all[] = {&reference_positions, &read_positions, &scores, &previous, &marks};
         for (auto** list : all) {
             *list = lists + kLanes;
@@ -54,7 +55,7 @@ private:
 
     void Score() {
         int first = 0;
-        int same = 0;      // The first anchor at the reference position of anchor i.
+        int same = 0;      // The first anchor with the reference position of anchor i.
         int highest = -1;  // The highest-scoring anchor in reach.
         for (int i = 0; i < count; ++i) {
             reference_positions[i] = static_cast<std::int32_t>(anchors[i].x);
@@ -81,9 +82,9 @@ private:
         }
     }
 
-    // Tries the candidates before `same` down to `first`. Returns the one at which the search ended early or, if none
-    // did, the one before `first`. Anchors at the same reference position cannot precede each other; in homopolymers
-    // there are hundreds of them.
+    // Tries the candidates before `same` down to `first`. Returns the candidate at which the search ended early, or
+    // `first - 1`. Anchors from `same` on are left out, because anchors at the same reference position cannot precede
+    // each other; homopolymers have hundreds of them.
     int TryCandidates(int i, int first, int same, BestBefore& best) const {
         for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
             const int end =
@@ -95,7 +96,8 @@ private:
         return first - 1;
     }
 
-    // Tries the `asked` lanes of the candidates from `base` on. Returns the one at which the search ends, or -1.
+    // Tries the candidates in the `asked` lanes from `base` on. Returns the candidate at which the search ends early,
+    // or -1.
     TAVIK_INLINE int Try(int i, int base, unsigned asked, BestBefore& best) const {
         const Register zero = Ints::All(0);
         const auto distances = DistancesTo(i, base);
@@ -107,7 +109,7 @@ private:
         return valid == 0 ? -1 : LookAt(base, valid, Totals(distances, base), i, best);
     }
 
-    // The last anchor in [first, end) with the highest score there; -1 for an empty range.
+    // Returns the last anchor with the highest score from `first` up to, not including, `end`; -1 for an empty range.
     int HighestScore(int first, int end) const {
         std::int32_t highest = INT32_MIN;
         for (int i = first; i < end; ++i) {

@@ -6,11 +6,12 @@
 
 namespace qel_minimap2::kernel {
 
-/// The anchors to chain, in minimap2's format and sorted by x: x holds strand, sequence and reference position, y the
-/// read position (lowest 32 bits) and the anchor's length (next 8 bits). A call returns its result as minimap2 does:
-/// the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and length in anchors.
+/// The anchors to chain, in minimap2's format and sorted by x: x has the strand, sequence and reference position, and y
+/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces them by its result in
+/// minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and its
+/// number of anchors (lower 32 bits).
 struct Chains {
-    void* pool;  ///< The kalloc pool that all lists here come from; null for malloc.
+    void* pool;  ///< The kalloc pool of both lists; null for malloc.
     std::int64_t count;
     mm128_t* anchors;
     int chain_count;
@@ -25,22 +26,24 @@ struct ChainScoring {
     float gap_penalty, skip_penalty;
 };
 
-/// The arguments of minimap2's mg_lchain_dp, which gives each anchor the best predecessor of those before it.
+/// The arguments of minimap2's mg_lchain_dp, which finds for each anchor the best predecessor among the anchors before
+/// it.
 struct ChainCall {
     int reference_distance, read_distance;
     int most_tried;
     ChainScoring scoring;
 };
 
-/// The arguments of minimap2's mg_lchain_rmq, which gives each anchor as predecessor the one with the lowest penalty of
-/// all in reach or the best of those that are near.
+/// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor with the
+/// lowest penalty of all in reach or the best one of those that are near.
 struct JoinCall {
     int distance, near_distance;
     int most_in_reach;
     ChainScoring scoring;
 };
 
-/// The scored anchors, and scratch memory to trace them back; `count` entries each. TakeChains overwrites all of it.
+/// The scored anchors, and scratch memory to trace chains back. Each list has `Chains::count` entries. TakeChains
+/// overwrites all lists.
 struct ChainedAnchors {
     std::int32_t* previous;  ///< The predecessor in the best chain that ends here, or -1.
     std::int32_t* scores;    ///< The score of that chain, 0 or more.
@@ -48,12 +51,12 @@ struct ChainedAnchors {
     mm128_t* scratch;        ///< Scratch; `previous` and `scores` may lie in its second half.
 };
 
-/// Traces the chains back, and replaces `chains.anchors` by the anchors of the chains in minimap2's order.
+/// Traces the chains back and sets `chains` to the result, in minimap2's order.
 void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains);
 
-/// Chains anchors, scoring several candidates at a time. The result is that of mg_lchain_dp without splicing and with
-/// one segment. Returns false and changes nothing where that is not certain (anchors unsorted or of different lengths)
-/// and when out of memory. Any thread.
+/// Chains anchors. Several candidates are scored at once. The result is that of mg_lchain_dp without splicing and with
+/// one segment. Returns false and changes nothing if this is not certain (see CommonLength) or if there is no memory.
+/// Any thread.
 template <int kBits>
 bool ChainAnchors(const ChainCall& call, Chains& chains);
 template <>
@@ -61,7 +64,8 @@ bool ChainAnchors<128>(const ChainCall& call, Chains& chains);
 template <>
 bool ChainAnchors<256>(const ChainCall& call, Chains& chains);
 
-/// Joins anchors; the result is that of mg_lchain_rmq. Returns false as ChainAnchors does.
+/// Joins chains. The result is that of mg_lchain_rmq. Returns false and changes nothing if this is not certain or if
+/// there is no memory. Any thread.
 template <int kBits>
 bool JoinAnchors(const JoinCall& call, Chains& chains);
 template <>

@@ -14,16 +14,17 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The second method of base_alignment.h: where no band can be proven, the whole matrix, but without a matrix of
-// directions.
+// The second method of base_alignment.h: if no band can be proven, the complete matrix is computed, but its directions
+// are not stored.
 //
-// minimap2 writes a byte for each cell, 2 * length^2 of them, and then reads those along one path. This sweep only
-// keeps a copy of the six difference lines after every 64th anti-diagonal. Between two copies the trace back needs few
-// cells: from row to row it moves back by at most one position, so they lie at most 63 positions before the one where
-// it enters. These 64 positions of the 64 rows, the corner, are computed again from the copy, and their directions fit
-// the first-level cache. The corner lacks the cells before its lowest lane, so in its k-th row the lowest k lanes are
-// wrong. The trace back does not reach them: in that row it has moved back by at most 64 - k positions. All the cells
-// that it reaches have the values of the full matrix, so directions, ties and score are minimap2's.
+// minimap2 writes a direction byte for each cell, 2 * length^2 bytes in all, and then reads the bytes along one path.
+// This sweep only keeps a copy of the six difference lines after every 64th row. Between two copies, the trace back
+// needs few cells: from row to row, it moves back by at most one target position, so it stays within 64 positions, up
+// to the one where it enters these rows. The cells of these 64 positions and 64 rows, the corner, are computed again
+// from the copy. Their directions fit into the first-level cache. The cells before the corner's lowest lane are
+// missing, so in the corner's row n, counted from 0, the n lowest lanes are wrong. The trace back does not reach them:
+// it enters at lane 63 in row 63 or an earlier row, so in row n it is at lane n or higher. All the cells that it
+// reaches have the values of the complete matrix, so directions, ties and score are minimap2's.
 
 template <Trace kTrace>
 class CheckpointedSweep {
@@ -35,7 +36,7 @@ public:
           k(scoring),
           rows(call.query_length + call.target_length - 1) {}
 
-    /// Sets the result's score and CIGAR. False, with nothing done, when there is no memory.
+    /// Sets the result's score and CIGAR. Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
         if (!PrepareLines() || !PrepareCopies() || !path.Reserve(call)) {
@@ -65,11 +66,11 @@ private:
 
     int FirstOf(int r) const { return Larger(0, r - call.query_length + 1); }
     int LastOf(int r) const { return Smaller(call.target_length - 1, r); }
-    // The lanes that a copy of row r holds, rounded to whole registers.
+    // The lanes in a copy of row r, rounded to complete registers.
     int CopyBegin(int r) const { return RoundDown(FirstOf(r), kLanes); }
     int CopySize(int r) const { return RoundDown(LastOf(r), kLanes) + kLanes - CopyBegin(r); }
 
-    // The values of lanes before they are computed do not matter.
+    // Lanes are not initialised, because they are only used after they are computed.
     bool PrepareLines() {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kLanes)) + kLanes;
         auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);
@@ -83,7 +84,8 @@ private:
         return true;
     }
 
-    // Copies lie one after the other. The padding around each lets a corner reach beyond the row's ends.
+    // The copies lie one after the other. A corner may reach beyond the ends of a row, so each copy has padding around
+    // it.
     bool PrepareCopies() {
         const int count = (rows - 1) / kRows;
         auto* offsets =
@@ -101,7 +103,7 @@ private:
         return copies != nullptr;
     }
 
-    // A line of the copy after row (number + 1) * kRows - 1, where its lane `begin` lies.
+    // Returns a line of the copy after row (number + 1) * kRows - 1, from lane CopyBegin on.
     std::uint8_t* CopyOf(int number, int line) const {
         const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1)) + 2 * std::size_t{kPadding};
         return copies + copy_offsets[number] + static_cast<std::size_t>(line) * size;
@@ -122,7 +124,7 @@ private:
     TAVIK_INLINE void ComputeRow(int r) {
         const int begin = RoundDown(FirstOf(r), kLanes);
         const int last_register = RoundDown(LastOf(r), kLanes);
-        // The lanes of the register before; at the first position the border.
+        // The lanes of the register before, or the border at the first position.
         StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes::All(BiasedBorder(scoring, r))};
         if (begin > 0) {
             before = LoadLanes(begin - kLanes);
@@ -132,7 +134,7 @@ private:
             ComputeLanes(t, query, before, LoadLanes(t));
         }
         StripLanes last = LoadLanes(last_register);
-        if (LastOf(r) == r) {  // The position that meets query letter 0.
+        if (LastOf(r) == r) {  // This row has a cell with query letter 0.
             EnterGap(OnlyLane(r - last_register), Lanes::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);
@@ -158,7 +160,8 @@ private:
         Lanes::Store(lines[kU] + t, c.u);
     }
 
-    // Computes the directions for a trace back that enters the rows between two copies at position i of `last_row`.
+    // Computes the directions for a trace back that enters the rows between two copies at target position i of
+    // `last_row`.
     void ComputeCorner(int last_row, int i) {
         corner_number = last_row / kRows;
         corner_base = i - (kWidth - 1);
@@ -170,7 +173,7 @@ private:
             };
             for (int n = 0; n < kWidth / kLanes; ++n) {
                 const int t = corner_base + n * kLanes;
-                // The values that a cell takes from the position before it lie one lane lower.
+                // A cell takes x, x2 and v from the position before it, which is one lane lower.
                 strip.Cells(n) = {from(kX, t - 1), from(kY, t), from(kX2, t - 1),
                                   from(kY2, t),    from(kU, t), from(kV, t - 1)};
             }
@@ -197,7 +200,7 @@ private:
     std::size_t* copy_offsets = nullptr;
     std::uint8_t* copies = nullptr;
     int corner_number = -1;  // The corner's first row, divided by kRows.
-    int corner_base = 0;     // The target position of its lowest lane.
+    int corner_base = 0;     // The target position of the corner's lowest lane.
     alignas(64) std::uint8_t corner[kRows][kWidth];
 };
 

@@ -16,20 +16,21 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The fourth method of base_alignment.h: minimap2's own recurrence, in whole registers.
+// The fourth method of base_alignment.h: minimap2's own recurrence, computed in complete registers.
 //
-// The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) keeps differences of neighbouring
-// scores, which fit a byte, in lines indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) - H(i,j-1), and
-// per gap piece x = E(i+1,j) - H(i,j) for deletions and y = F(i,j+1) - H(i,j) for insertions. An anti-diagonal needs
-// only the one before it, so its cells are independent of each other: cell (i, r-i) takes x and v from lane i-1 and y
-// and u from lane i of the lines after row r-1.
+// The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) stores differences of neighbouring
+// scores, which fit into a byte, in lines that are indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) -
+// H(i,j-1). For each of the two gap pieces, x = E(i+1,j) - H(i,j) is for deletions and y = F(i,j+1) - H(i,j) for
+// insertions. A row needs only the row before it, so its cells are independent of each other: cell (i, r-i) takes x and
+// v from lane i-1 and y and u from lane i of the lines after row r-1.
 //
 // Without a band limit, every lane that a cell reads was computed for a cell, so the width of the registers does not
-// matter. With a band limit it does. minimap2 computes whole registers of 16 lanes; those outside the band are
-// meaningless, and yet the cells at the band's edge read them in later rows. The banded form therefore writes the very
-// same lanes: where the last register holds 32 lanes and minimap2 computes 16, only these are stored. It also keeps a
-// line of substitution scores as minimap2 does, which writes it 16 at a time from the first cell on: the lanes before
-// and after read what earlier rows left in it.
+// matter. With a band limit, the width matters. minimap2 computes complete registers of 16 lanes. Lanes outside the
+// band are meaningless, but the cells at the band's edge read them in later rows. The banded form therefore writes
+// exactly the lanes that minimap2 writes: if the last register has 32 lanes and minimap2 computes 16 of them, only
+// these are stored. For the same reason, the banded form has a line of substitution scores like minimap2, which writes
+// 16 of them at a time from the first cell on. In lanes before the first cell and after the last score written,
+// minimap2 reads scores of earlier rows.
 
 /// The number of lanes that minimap2 computes at once.
 inline constexpr int kHalfRegister = 16;
@@ -40,7 +41,7 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// Returns false when there is no memory. The values of lanes before they are computed matter only outside a band.
+    /// Returns false if there is no memory. Only lanes outside a band are read before they are computed.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
@@ -61,7 +62,7 @@ struct Lines {
     }
 };
 
-/// The scoring, each value in every lane.
+/// Registers that have one value of the scoring in every lane.
 struct Constants {
     explicit Constants(const Scoring& s)
         : open(Lanes::All(s.open)),
@@ -84,13 +85,13 @@ struct Constants {
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
 };
 
-/// The register before the current one; its highest lanes move into the current one.
+/// The register before the current one. Its highest lane moves into the current one.
 struct RegisterBefore {
     Register x, v, x2;
 };
 
-/// Computes the register of lanes from target position t on; `s` holds their substitution scores. Leaves in `before`
-/// what the next register needs. With kHalf only the lowest 16 lanes are stored.
+/// Computes the register of lanes from target position t on. `s` has their substitution scores. Sets `before` to what
+/// the next register needs. With kHalf, only the lowest 16 lanes are stored.
 template <Trace kTrace, bool kHalf>
 TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t, Register s, RegisterBefore& before,
                                   std::uint8_t* directions) {
@@ -108,7 +109,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     Register z = s;
     Register direction = k.zero;
     const auto offer = [&](Register value, int from) __attribute__((always_inline)) {
-        // On a tie, the earlier candidate wins for gaps to the left and the later one for gaps to the right.
+        // On a tie, the first candidate wins if gaps are placed left, and the last one if they are placed right.
         if constexpr (kTrace == Trace::left) {
             direction = Lanes::Select(Lanes::Greater(value, z), Lanes::All(from), direction);
         } else {
@@ -120,7 +121,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     offer(b, kFromInsertion);
     offer(a2, kFromDeletion2);
     offer(b2, kFromInsertion2);
-    // No cell's score exceeds a match's. minimap2 clamps lanes outside the band to it, too.
+    // Like minimap2, limits lanes outside the band to the score of a match, which no cell exceeds.
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {
@@ -150,12 +151,12 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     store(directions + t, direction);
 }
 
-/// Aligns any call that AlignBases accepts. The result's fields and CIGAR are minimap2's, except for those that
-/// AlignBases leaves out. The padding between its members aligns the lanes.
+/// Aligns any call that AlignBases accepts. The result's fields and CIGAR are minimap2's, except for the fields that
+/// AlignBases does not compute. The padding between the members aligns registers.
 template <bool kBanded, Trace kTrace>
 class GeneralKernel {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
-    /// `band` is not negative. Without kBanded it is at least the longer length.
+    /// `band` must not be negative. Without kBanded, it must be at least the length of the longer sequence.
     GeneralKernel(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences, int band)
         : call(call),
           scoring(scoring),
@@ -164,7 +165,7 @@ public:
           rows(call.query_length + call.target_length - 1),
           k(scoring) {}
 
-    /// Returns false, with nothing changed, when there is no memory.
+    /// Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
         if (!lines.template Prepare<kBanded>(call, scoring) || !PrepareDirections() || !path.Reserve(call)) {
@@ -192,7 +193,7 @@ private:
 
     struct Range {
         int first, last;  // The cells of the row.
-        int begin, end;   // The lanes that are computed, rounded to whole registers.
+        int begin, end;   // The lanes that are computed, rounded to complete registers.
     };
 
     Range RangeOf(int r) const {
@@ -212,12 +213,12 @@ private:
         return directions != nullptr;
     }
 
-    // The address of lane 0 of a row's directions, which may lie before the row's first byte.
+    // Returns the address that lane 0 of a row's directions would have, which may be before the row's first byte.
     std::uint8_t* DirectionsOf(int r, const Range& range) const {
         return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
     }
 
-    // Callers of an extension read only the best cell and the best end of the query.
+    // An extension may end early, because its callers read only the best cell and the best end of the query.
     bool MayEndEarly() const { return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY); }
 
     template <typename Maximum>
@@ -247,7 +248,7 @@ private:
         int x2 = gap2;
         if (range.begin == 0) {
             v = BorderStep(scoring, r);
-        } else if (range.begin > begin_before) {  // Otherwise the row before had no lane below the first one either.
+        } else if (range.begin > begin_before) {  // Otherwise the row before did not compute that lane.
             const int left = range.begin - 1;
             x = lines.x[left];
             v = lines.v[left];
@@ -279,7 +280,7 @@ private:
     }
 
     TAVIK_INLINE void ComputeRegisters(int r, const Range& range, RegisterBefore before) {
-        const Lines here = lines;  // A copy: the compiler must assume that storing lanes changes the member.
+        const Lines here = lines;  // A copy, because the compiler must assume that stores change the member.
         const std::uint8_t* target = sequences.target;
         const std::uint8_t* query = sequences.QueryOpposite(r);
         std::uint8_t* row_directions = DirectionsOf(r, range);
@@ -302,7 +303,7 @@ private:
             end.target, end.query, [this](int target, int query) __attribute__((always_inline))->int {
                 const Range range = RangeOf(target + query);
                 if (kBanded && (target < range.begin || target >= range.end)) {
-                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside, along one sequence only.
+                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside the band, gaps only.
                 }
                 return DirectionsOf(target + query, range)[target];
             });
@@ -317,7 +318,7 @@ private:
     const Constants k;
     Lines lines{};
     std::uint8_t* directions = nullptr;
-    std::size_t row_size = 0;  // Bytes.
+    std::size_t row_size = 0;  // In bytes.
 };
 
 }  // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-// The kernels are written once for both widths: TAVIK_SIMD(add_epi8) is _mm256_add_epi8 or _mm_add_epi8. SIMDe
-// translates the latter for processors other than x86-64.
+// The kernels are written once for both widths of registers: TAVIK_SIMD(add_epi8) is _mm256_add_epi8 or _mm_add_epi8.
+// On processors other than x86-64, SIMDe provides the functions for 128 bits.
 #if TAVIK_KERNEL_BITS == 256
 #include <immintrin.h>
 #define TAVIK_SIMD(operation) _mm256_##operation

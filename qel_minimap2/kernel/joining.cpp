@@ -8,24 +8,26 @@
 #include "qel_minimap2/kernel/reach_tree.h"
 #include "qel_minimap2/kernel/scratch.h"
 
-// minimap2 goes through the anchors by reference position and keeps those in reach in two trees ordered by read
-// position. The wide tree gives the anchor with the lowest penalty (the expected gap cost less the score) in a range;
-// the narrow tree serves a walk back over the near anchors. Here all anchors are known beforehand and are ranked by
-// read position first. Each tree then becomes a list with one entry per rank: the anchor's penalty, or whether it is
-// near. Anchors on different sequences or strands are never joined, nor are anchors on both sides of a gap wider than
-// the reach: each such section is joined by itself.
+// minimap2 processes the anchors in the order of their reference positions. It stores the anchors in reach in two trees
+// ordered by read position. A search in the wide tree finds the anchor of a range with the lowest penalty (the expected
+// gap cost minus the score). The narrow tree has the near anchors and is used to walk back over them. Here all anchors
+// are known in advance and are first ranked by read position. Each tree can then be replaced by a list with one entry
+// per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are never joined,
+// and neither are anchors on both sides of a gap wider than the reach. The sections between such places are joined
+// separately.
 //
-// A section with many copies has far more anchors than are in reach at a time, and lists of all its ranks would be
-// nearly empty. It is therefore cut into stretches, and anchors are ranked within a window: a stretch and the anchors
-// in reach of its first one. A stretch has at least as many anchors as the part before it in the window, so all windows
-// together hold at most twice the anchors. Window boundaries do not change the result: a rank only says which anchors
-// come before another in the read, and the state of the anchors in reach is carried into the next window.
+// A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
+// would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
+// and the anchors in reach of its first anchor. A stretch has at least as many anchors as the part of the window before
+// it, so all windows together have at most twice as many entries as there are anchors. Windows do not change the
+// result: ranks only show the order of anchors in the read, and the state of the anchors in reach is copied to the next
+// window.
 //
-// Where one anchor alone has the lowest penalty in a range, every search finds it. Where several have it, as often
-// happens among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. So each of them is tried. Where the best predecessor differs, as it does in
-// homopolymers, minimap2's tree is grown as minimap2 has grown it by then, and kept for the rest of the section. Each
-// walk back has its own number and marks the anchors it has seen with it.
+// If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
+// frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
+// because a near anchor is usually better. So each of these anchors is tried first. If they lead to different
+// predecessors, as in homopolymers, minimap2's tree is built in the state that it has at this anchor, and used for the
+// rest of the section.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -41,7 +43,7 @@ public:
           near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
           per_base(0.5 * call.scoring.gap_penalty) {}
 
-    /// Returns false as JoinAnchors does.
+    /// See JoinAnchors.
     bool Run(Chains& chains) {
         if (length < 0 || call.distance <= 0 || !Reserve()) {
             return false;
@@ -58,7 +60,7 @@ public:
     }
 
 private:
-    // Takes the memory that all windows share.
+    // Allocates the memory that all windows share.
     bool Reserve() {
         const auto padded = static_cast<std::size_t>(count) + std::size_t{2} * kLanes;
         auto* memory = ScratchMemory(Scratch::chaining, padded * (sizeof *all.scratch + sizeof *all.members));
@@ -90,13 +92,14 @@ private:
         return true;
     }
 
-    // Opens the window from the first anchor in reach to `end`: takes memory and ranks the anchors by read position.
+    // Opens the window from the first anchor in reach up to, not including, `end`: allocates its memory and ranks its
+    // anchors by read position.
     bool OpenWindow(int end) {
         window = wide_first;
         window_size = end - wide_first;
         const auto padded = static_cast<std::size_t>(window_size) + std::size_t{2} * kLanes;
-        // The penalties and the near bits reuse the memory of `order` once the anchors are ranked; the first two lists
-        // by rank reuse the sort's second buffer.
+        // After the anchors are ranked, the near bits and the penalties overwrite `order`. The first two lists by rank
+        // overwrite the second buffer of the sort.
         const std::size_t words = static_cast<std::size_t>(window_size) / kWord + 1;
         const std::size_t first_part = words + Penalties::SizeFor(window_size);
         constexpr std::size_t kPerAnchor = sizeof *order + 8 * sizeof *rank_of;
@@ -121,7 +124,7 @@ private:
         return true;
     }
 
-    // Fills the lists that need no scores, and pads those that are read a register at a time.
+    // Fills the lists that do not depend on scores, and pads those that are read a register at a time.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);
@@ -151,8 +154,8 @@ private:
         std::memset(read_positions + window_size, 0, sizeof *read_positions * kLanes);
     }
 
-    // Takes over the anchors of the window before `end`, which are scored already and some of which are in reach. An
-    // anchor before the window is out of reach, so its mark is never read.
+    // Copies the state of the window's anchors before `end`, which are already scored, to the lists by rank. A
+    // predecessor before the window becomes -1: it is out of reach, so its mark is never read.
     void CarryOver(int end) {
         for (int i = window; i < end; ++i) {
             const int rank = rank_of[i - window];
@@ -201,7 +204,8 @@ private:
         return true;
     }
 
-    // Whether `first`, the first anchor in reach so far, is out of reach of anchor i. `end`: where those in reach end.
+    // Returns whether `first` is out of reach of anchor i. The anchors in reach so far are those from `first` up to,
+    // not including, `end`.
     bool IsOut(int i, int first, int end, int reach) const {
         return IsBeyond(i, first, reach) || end - first > call.most_in_reach;
     }
@@ -221,8 +225,8 @@ private:
         tree.Insert(i, read_position, Penalty(static_cast<std::int32_t>(anchors[i].x), read_position, all.scores[i]));
     }
 
-    // Calls `enter` and `leave` for the anchors that come into reach of those from the section's first to before `end`,
-    // and for those that leave it, in minimap2's order.
+    // Repeats, for the section's anchors before `end`, how anchors come into reach and leave it: calls `enter` and
+    // `leave` for them in minimap2's order.
     template <typename Enter, typename Leave>
     void Repeat(int end, Enter enter, Leave leave) const {
         for (int i = section_begin, in = i, out = i; i < end; ++i) {
@@ -237,7 +241,7 @@ private:
         }
     }
 
-    // Grows the tree that minimap2 has when it comes to anchor i. Returns false when there is no memory.
+    // Builds the tree that minimap2 has at anchor i. Returns false if there is no memory.
     bool GrowTree(int i) {
         int in_reach = 0, most = 1;
         Repeat(
@@ -252,10 +256,10 @@ private:
 
     void SwitchNear(int rank) { near_ranks[rank / kWord] ^= std::uint64_t{1} << static_cast<unsigned>(rank % kWord); }
 
-    // Finds the best predecessor of anchor i. Returns false when there is no memory.
+    // Finds the best predecessor of anchor i. Returns false if there is no memory.
     bool FindBefore(int i, BestBefore& best) {
-        // minimap2's range ends before the anchors at the same read position. The first anchor of all is an
-        // exception: it stays in the range.
+        // minimap2's range ends before the anchors at the same read position. Anchor 0 is an exception: it is in the
+        // range.
         const int rank = rank_of[i - window];
         const int equal = first_equal[rank];
         const int first = first_in_reach[rank];
@@ -284,8 +288,8 @@ private:
         return true;
     }
 
-    // Finds the best predecessor of the anchor at `rank` if it is the same for all anchors with the lowest penalty, up
-    // to rank `last`.
+    // Finds the best predecessor of the anchor at `rank` with each anchor that has the lowest penalty, up to rank
+    // `last`. Returns false if these predecessors differ, or if more than kMostEqual anchors have that penalty.
     bool AllLeadToOne(int rank, const Penalties::Minimum& least, int last, BestBefore& best) {
         FollowLeast(rank, least.rank, best);
         int tried = 1;
@@ -299,7 +303,7 @@ private:
         return true;
     }
 
-    // Finds the best predecessor of the anchor at `rank` if `least` is the anchor with the lowest penalty.
+    // Finds the best predecessor of the anchor at `rank`, given that a search has found the anchor at rank `least`.
     void FollowLeast(int rank, int least, BestBefore& best) {
         const auto distances = DistancesTo(rank, least);
         const int apart = Ints::First(distances.apart);
@@ -314,7 +318,8 @@ private:
         }
     }
 
-    // Tries the near candidates from rank `last` down to `first`.
+    // Tries the near candidates from rank `last` down to `first`. Each walk marks the anchors that it has passed with
+    // its own number, so marks need not be cleared.
     void WalkBack(int rank, int first, int last, BestBefore& best) {
         ++walk;
         for (int word = last / kWord; last >= first && word >= first / kWord; --word) {
@@ -345,17 +350,17 @@ private:
     const int distance, near_distance;
     const double per_base;
     ChainedAnchors all{};
-    // Within the section: anchors before `entered` have come into reach; those before `wide_first` have left it, those
+    // In the section, anchors before `entered` have come into reach, those before `wide_first` have left it, and those
     // before `near_first` are no longer near.
     int section_begin = 0, section_end = 0, entered = 0, wide_first = 0, near_first = 0;
-    // The window starts at the anchor `window`. `rank_of` is indexed by position in the window, all other lists by
-    // rank, the base class's included.
+    // The window starts at anchor `window`. `rank_of` is indexed by the number of an anchor in the window. All other
+    // lists, also those of the base class, are indexed by rank.
     int window = 0, window_size = 0;
     int walk = 0;  // The number of the last walk back.
     Penalties penalties;
     ReachTree tree;
     std::uint64_t* order = nullptr;
-    std::uint64_t* near_ranks = nullptr;  // One bit per rank: whether its anchor is near.
+    std::uint64_t* near_ranks = nullptr;  // One bit for each rank: whether its anchor is near.
     std::int32_t *rank_of = nullptr, *member = nullptr, *first_in_reach = nullptr, *first_near = nullptr,
                  *first_equal = nullptr;
 };

@@ -8,21 +8,21 @@
 
 namespace qel_minimap2::kernel {
 
-/// The functions that depend on the width of a register, for one width.
+/// The functions that are compiled for each width of registers, for one width.
 struct Kernels {
-    int bits;  ///< The width.
+    int bits;  ///< The width of a register.
     bool (*align)(const AlignmentCall& call, ksw_extz_t& result);
     void (*sketch)(const SketchCall& call);
     bool (*chain)(const ChainCall& call, Chains& chains);
     bool (*join)(const JoinCall& call, Chains& chains);
 };
 
-/// Those that this processor can run, the widest first. Any thread.
+/// Returns the kernels that this processor can run, the widest first. Any thread.
 std::span<const Kernels> RunnableKernels();
 
-/// Those to be used: the widest; those for 128 bits with QEL_KERNEL=128 in the environment; null with
-/// QEL_KERNEL=library, which leaves base alignment, finding minimizers, sorting anchors and chaining to minimap2's own
-/// functions. Decided at the first call. Any thread.
+/// Returns the kernels to use: by default the widest. With QEL_KERNEL=128 in the environment, returns those for 128
+/// bits. With QEL_KERNEL=library, or if the processor can run none, returns null: minimap2's own functions then align
+/// bases, sketch sequences, sort anchors, and chain and join them. The first call decides for the process. Any thread.
 const Kernels* ChosenKernels();
 
 }  // namespace qel_minimap2::kernel

@@ -4,7 +4,7 @@
 
 #include "qel_minimap2/kernel/intrinsics.h"
 
-/// For functions inside the kernels' loops: a call would spill every register.
+/// For functions that the kernels' loops call, because a real call would spill every register.
 #define TAVIK_INLINE inline __attribute__((always_inline))
 #ifdef __clang__
 #define TAVIK_UNROLL _Pragma("unroll")
@@ -12,9 +12,9 @@
 #define TAVIK_UNROLL _Pragma("GCC unroll 8")
 #endif
 
-// The kernels are compiled for each width of registers, and their headers put everything into an unnamed namespace: the
-// linker must not pick a copy of a function made for AVX2 for code that runs on any processor. For the same reason they
-// use no standard containers or algorithms.
+// The kernels are compiled for each width of registers. Their headers put everything into an unnamed namespace, because
+// otherwise the linker could use a function compiled for AVX2 in code that runs on any processor. For the same reason,
+// the kernels use no standard containers or algorithms.
 namespace qel_minimap2::kernel {
 namespace {
 
@@ -24,7 +24,7 @@ constexpr int Larger(int a, int b) {
 constexpr int Smaller(int a, int b) {
     return a < b ? a : b;
 }
-/// `n` rounded down to a multiple of `step`; n >= 0.
+/// Rounds `n`, which is not negative, down to a multiple of `step`.
 constexpr int RoundDown(int n, int step) {
     return n / step * step;
 }
@@ -40,49 +40,49 @@ struct Lanes {
     static TAVIK_INLINE Register All(int value) { return TAVIK_SIMD(set1_epi8)(static_cast<std::int8_t>(value)); }
     static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi8)(a, b); }
     static TAVIK_INLINE Register Subtract(Register a, Register b) { return TAVIK_SIMD(sub_epi8)(a, b); }
-    /// Unsigned lanes; 0 where b is larger.
+    /// Lanes are unsigned. The result is 0 where b is larger.
     static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return TAVIK_SIMD(subs_epu8)(a, b); }
     static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi8)(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi8)(a, b); }
-    /// All bits of a lane set where it is true, none elsewhere.
+    /// The comparisons set all bits of a lane where they are true, and no bits elsewhere.
     static TAVIK_INLINE Register Greater(Register a, Register b) { return TAVIK_SIMD(cmpgt_epi8)(a, b); }
     static TAVIK_INLINE Register Equal(Register a, Register b) { return TAVIK_SIMD(cmpeq_epi8)(a, b); }
     static TAVIK_INLINE Register Or(Register a, Register b) { return TAVIK_SIMD_BITS(or_si)(a, b); }
     static TAVIK_INLINE Register And(Register a, Register b) { return TAVIK_SIMD_BITS(and_si)(a, b); }
     static TAVIK_INLINE Register Xor(Register a, Register b) { return TAVIK_SIMD_BITS(xor_si)(a, b); }
-    /// The entries of a table, repeated every 16 lanes, at places from 0 to 15.
+    /// Returns the entries of `table` at `places`, which are from 0 to 15. The 16 entries must be in each 16 lanes.
     static TAVIK_INLINE Register LookUp(Register table, Register places) {
         return TAVIK_SIMD(shuffle_epi8)(table, places);
     }
-    /// `value` where a, which is not negative, is above 0; 0 elsewhere.
+    /// Returns `value` where a is above 0, and 0 where a is 0. `a` must not be negative.
     static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return TAVIK_SIMD(sign_epi8)(value, a); }
-    /// b without the lanes of a.
+    /// Returns the bits of b that are not in a.
     static TAVIK_INLINE Register AndNot(Register a, Register b) { return TAVIK_SIMD_BITS(andnot_si)(a, b); }
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {
         return TAVIK_SIMD(blendv_epi8)(no, yes, where);
     }
 #if TAVIK_KERNEL_BITS == 256
-    /// 16 bytes, repeated.
+    /// Loads 16 bytes into each 16 lanes.
     static TAVIK_INLINE Register LoadSixteen(const char* from) {
         return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
     }
-    /// The lowest 16 lanes.
+    /// Stores the lowest 16 lanes.
     static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
         _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
     }
-    /// Each lane takes the value of the lane below it; the lowest takes the highest of `below`.
+    /// Moves each value up by one lane. The lowest lane gets the highest value of `below`.
     static TAVIK_INLINE Register Up(Register a, Register below) {
         return _mm256_alignr_epi8(a, _mm256_permute2x128_si256(below, a, 0x21), 15);
     }
-    /// Each lane takes the value of the lane above it; the highest takes the lowest of `above`.
+    /// Moves each value down by one lane. The highest lane gets the lowest value of `above`.
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
     }
-    /// All bits of the first of each 16 lanes.
+    /// Sets all bits of the first of each 16 lanes, and no others.
     static TAVIK_INLINE Register FirstOfSixteen() {
         return _mm256_broadcastsi128_si256(_mm_cvtsi32_si128(0xFF));
     }
-    /// The lower half of the lanes for an even n, the upper half for an odd one.
+    /// Converts half of the lanes to 16-bit numbers: the lower half if n is even, the upper half if n is odd.
     static TAVIK_INLINE Register WordsOf(Register a, int n) {
         return _mm256_cvtepi8_epi16(n % 2 == 0 ? _mm256_castsi256_si128(a) : _mm256_extracti128_si256(a, 1));
     }
@@ -124,11 +124,12 @@ struct Words {
 #else
         const __m128i eight = a;
 #endif
-        // The least of unsigned numbers, which are the signed ones in reverse.
+        // The instruction finds the least unsigned number. The XOR reverses the order of signed numbers and makes them
+        // unsigned.
         const __m128i least = _mm_minpos_epu16(_mm_xor_si128(eight, _mm_set1_epi16(INT16_MAX)));
         return static_cast<std::int16_t>(_mm_cvtsi128_si32(least) ^ INT16_MAX);
     }
-    /// The sign bits of the numbers of `a`, then those of `b`; bit 0 is the lowest number's.
+    /// Returns the sign bits of `a`, then those of `b`. Bit 0 is that of the lowest number of `a`.
     static TAVIK_INLINE std::uint32_t MaskOf(Register a, Register b) {
         const Register bytes = TAVIK_SIMD(packs_epi16)(a, b);
 #if TAVIK_KERNEL_BITS == 256

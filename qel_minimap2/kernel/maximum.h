@@ -10,8 +10,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// A finished row as the trackers of the best score see it: the cells from target position `first` to `last`, both
-/// included, and the lines of score differences after it.
+/// A finished row: its cells from target position `first` to `last`, both included, and the lines of score differences
+/// after it.
 struct FinishedRow {
     int r, first, last;
     bool is_last;
@@ -19,11 +19,12 @@ struct FinishedRow {
     const std::int8_t* v;
 };
 
-/// An extension is given about twice as much of the target as of the query, and the last rows seldom matter. True if no
-/// cell after row r, which is at least twice the query's last position, is a better end of the query or the best cell:
-/// a path to it has at most as many matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted
-/// bases. The score does not drop either: after the best end, each row has a cell in the query's last column, which
-/// scores less by at most one gap.
+/// Returns true if no cell after row r can be a better end of the query or the best cell, and the score cannot drop by
+/// more than `z_drop`. `r` is at least twice the query's last position. A path to a later cell has at most as many
+/// matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted bases. The score cannot drop further
+/// than one gap below the best end of the query: each row after that end has a cell in the query's last column, and a
+/// gap leads to it. This saves time, because minimap2 passes about twice as many target bases as query bases to an
+/// extension.
 inline bool NothingBetterFollows(const AlignmentCall& call, const Scoring& scoring, int r, const ksw_extz_t& result) {
     const int length = call.query_length;
     const int rows = length + call.target_length - 1;
@@ -37,8 +38,9 @@ struct Cell {
     int target, query;
 };
 
-/// The cell where the path of a call ends: that of the best score after a drop, the last one otherwise. For an
-/// extension that of the best score, or the best end of the query if it scores well enough. -1 for no path.
+/// Returns the cell where the path of a call ends, or positions of -1 for no path. After a drop, this is the cell with
+/// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query if that end scores
+/// well enough, else the cell with the best score.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
         return {call.target_length - 1, call.query_length - 1};
@@ -50,28 +52,28 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     return {result.max_t, result.max_q};
 }
 
-/// Keeps the score of each cell of the current row by summing the differences in 32 bits, and from the scores the
-/// maximum, the best end of the query, and the drop. It leaves out the best end of the target, which nobody reads.
+/// Sums the differences of each row in 32 bits, and derives the maximum, the best end of the query and the drop from
+/// these scores. The best end of the target is not computed, because no caller reads it.
 ///
-/// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes and takes,
-/// in this order: the last cell; the lowest lane that has the maximum, and in it the lowest position; the first of the
-/// up to three cells that are left. The position matters only where a new maximum is set or a drop is possible, so it
-/// is searched for only there.
+/// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. It prefers
+/// the last cell, then the lowest lane that has the maximum and the lowest position in this lane, and then the first of
+/// the up to three cells that remain. The position is needed only for a new maximum and for a possible drop, so it is
+/// searched for only in these cases.
 class ExactMaximum {
 public:
     static constexpr int kPadding = 16;
 
-    /// `scores`: room for the target and kPadding more.
+    /// `scores`: memory for one number for each target base and kPadding more.
     ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
         : call(call), scoring(scoring), scores(scores) {
-        scores[0] = BorderStep(scoring, 0);  // The first cell adds to it. Any other cell is set before it is read.
+        scores[0] = BorderStep(scoring, 0);  // The other scores are set before they are read.
     }
 
-    /// Adds a row. Returns true when the alignment ends here because the score dropped.
+    /// Adds a row. Returns true if the alignment ends here because the score dropped.
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
         int position = kUnknown;
-        // `scores` still holds the scores of the row before.
+        // Until here, `scores` are those of the row before.
         const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
         scores[last] = corner;
         std::int32_t best = AddDifferences(v, first, last);
@@ -100,7 +102,7 @@ public:
 private:
     static constexpr int kUnknown = -2;
 
-    /// Adds v to the scores of [first, last) and returns their maximum.
+    /// Adds v to the scores from `first` up to, not including, `last`, and returns their maximum.
     TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
         Register maximum = Ints::All(INT32_MIN);
         int t = first;
@@ -140,7 +142,7 @@ private:
     std::int32_t* scores;
 };
 
-/// For calls that need the score of the last cell only, which is that of the path.
+/// For calls that need only the score of the last cell, which PathRuns::Score computes from the path.
 struct NoMaximum {
     bool Add(const FinishedRow& /*row*/, ksw_extz_t& /*result*/) { return false; }
 };

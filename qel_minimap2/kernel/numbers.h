@@ -11,7 +11,7 @@ namespace {
 /// A register of signed 32-bit numbers.
 struct Ints {
     static constexpr int kWidth = kBits / 32;
-    static constexpr unsigned kAll = (1U << kWidth) - 1;  ///< A bit for each lane.
+    static constexpr unsigned kAll = (1U << kWidth) - 1;  ///< One bit for each lane.
 
     static TAVIK_INLINE Register Load(const std::int32_t* from) { return Lanes::Load(from); }
     static TAVIK_INLINE void Store(std::int32_t* to, Register a) { Lanes::Store(to, a); }
@@ -30,18 +30,18 @@ struct Ints {
     using Shift = __m128i;
     static TAVIK_INLINE Shift ShiftBy(int bits) { return _mm_cvtsi32_si128(bits); }
     static TAVIK_INLINE Register ShiftLeft(Register a, Shift by) { return TAVIK_SIMD(sll_epi32)(a, by); }
-    /// Zeros come in from above.
+    /// Shifts zeros into the highest bits.
     template <int kBy>
     static TAVIK_INLINE Register ShiftRight(Register a) {
         return TAVIK_SIMD(srli_epi32)(a, kBy);
     }
     static TAVIK_INLINE FloatRegister ToFloats(Register a) { return TAVIK_SIMD(cvtepi32_ps)(a); }
-    /// All bits of the lowest `count` lanes; none for a count below 1.
+    /// Sets all bits of the lowest `count` lanes; no bits if `count` is below 1.
     static TAVIK_INLINE Register Lowest(int count) {
         alignas(32) static constexpr std::int32_t kNumbers[] = {0, 1, 2, 3, 4, 5, 6, 7};
         return Greater(All(count), Load(kNumbers));
     }
-    /// From as many bytes.
+    /// Converts bytes to numbers.
     static TAVIK_INLINE Register Load(const std::int8_t* from) {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_cvtepi8_epi32(_mm_loadu_si64(from));
@@ -60,7 +60,7 @@ struct Ints {
         return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(four));
 #endif
     }
-    /// The sign bits; bit 0 is the lowest lane's.
+    /// Returns the sign bits. Bit 0 is that of the lowest lane.
     static TAVIK_INLINE unsigned MaskOf(Register a) {
 #if TAVIK_KERNEL_BITS == 256
         return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(a)));
@@ -68,7 +68,7 @@ struct Ints {
         return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(a)));
 #endif
     }
-    /// The lowest lane.
+    /// Returns the lowest lane.
     static TAVIK_INLINE std::int32_t First(Register a) {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_extract_epi32(a, 0);
@@ -103,7 +103,7 @@ struct Floats {
     static TAVIK_INLINE FloatRegister All(float value) { return TAVIK_SIMD(set1_ps)(value); }
     static TAVIK_INLINE FloatRegister Add(FloatRegister a, FloatRegister b) { return TAVIK_SIMD(add_ps)(a, b); }
     static TAVIK_INLINE FloatRegister Multiply(FloatRegister a, FloatRegister b) { return TAVIK_SIMD(mul_ps)(a, b); }
-    /// Rounded towards 0.
+    /// Rounds towards 0.
     static TAVIK_INLINE Register ToInts(FloatRegister a) { return TAVIK_SIMD(cvttps_epi32)(a); }
 #if TAVIK_KERNEL_BITS == 256
     static TAVIK_INLINE Register Bits(FloatRegister a) {
@@ -130,11 +130,11 @@ struct Doubles {
     static TAVIK_INLINE DoubleRegister All(double value) { return TAVIK_SIMD(set1_pd)(value); }
     static TAVIK_INLINE DoubleRegister Min(DoubleRegister a, DoubleRegister b) { return TAVIK_SIMD(min_pd)(a, b); }
 #if TAVIK_KERNEL_BITS == 256
-    /// Bit 0 says whether the lowest numbers are equal.
+    /// Bit 0 is 1 if the lowest numbers are equal.
     static TAVIK_INLINE unsigned MaskOfEqual(DoubleRegister a, DoubleRegister b) {
         return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
     }
-    /// Two numbers, one of which is the least.
+    /// Returns two numbers, one of which is the least of `a`.
     static TAVIK_INLINE __m128d LeastTwo(DoubleRegister a) {
         return _mm_min_pd(_mm256_castpd256_pd128(a), _mm256_extractf128_pd(a, 1));
     }
@@ -148,8 +148,8 @@ struct Doubles {
 #endif
 };
 
-/// a * b + c as minimap2 rounds it: twice on x86-64, but once on arm64, where every processor can fuse the two
-/// operations and compilers do so in minimap2, in the places where the kernels call this.
+/// Returns a * b + c, rounded as in minimap2: twice on x86-64, but once on arm64. There, every processor can fuse the
+/// two operations, and compilers do so in minimap2 at the places where the kernels call this function.
 TAVIK_INLINE FloatRegister MultiplyAdd(FloatRegister a, FloatRegister b, FloatRegister c) {
 #ifdef __aarch64__
     return TAVIK_SIMD(fmadd_ps)(a, b, c);

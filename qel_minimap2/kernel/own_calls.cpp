@@ -6,9 +6,9 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// All threads share the totals, so a call counts in its own thread, and only the end of a read updates them.
+// Calls are counted per thread, and added to the totals, which all threads share, only at the end of a read.
 constinit thread_local OwnCallCounts of_this_read{};
-// In one cache line, which a thread fetches once for all counts.
+// The totals are in one cache line, so a thread fetches all of them at once.
 alignas(64) constinit std::array<std::atomic<std::uint64_t>, OwnCallCounts{}.size()> of_all_reads{};
 
 }  // namespace

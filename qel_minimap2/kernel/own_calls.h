@@ -6,8 +6,7 @@
 
 namespace qel_minimap2::kernel {
 
-/// The functions of this library that are counted. Of base alignment, `general_kernel` counts the short
-/// extensions too.
+/// The functions whose calls are counted. `general_kernel` includes short extensions.
 enum class OwnFunction {
     certified_band,
     checkpointed_sweep,
@@ -19,13 +18,13 @@ enum class OwnFunction {
     joining,
 };
 
-/// Entry n belongs to the n-th OwnFunction.
+/// One count for each OwnFunction, in the order of that enumeration.
 using OwnCallCounts = std::array<std::uint64_t, static_cast<std::size_t>(OwnFunction::joining) + 1>;
 
-/// Counts one call that this library answered instead of minimap2, in the calling thread only.
+/// Counts one call that this library answered instead of minimap2, for the current read of the calling thread.
 void CountOwnCall(OwnFunction function) noexcept;
 
-/// Counts the calls of its thread for one read; its destructor adds them to the totals.
+/// Starts to count the calls of its thread for one read. Its destructor adds the counts to the totals.
 class OwnCallsOfRead {
 public:
     OwnCallsOfRead() noexcept;
@@ -34,7 +33,7 @@ public:
     OwnCallsOfRead& operator=(const OwnCallsOfRead&) = delete;
 };
 
-/// The totals of all finished reads of this process. Any thread.
+/// Returns the totals of all finished reads of this process. Any thread.
 OwnCallCounts OwnCallsOfAllReads() noexcept;
 
 }  // namespace qel_minimap2::kernel

@@ -10,17 +10,18 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// A call's sequences in scratch memory, the query reversed, so that letters that meet on an anti-diagonal are
-/// neighbours in both. Both have padding on each side, because whole registers are read at the ends.
+/// Copies of a call's sequences in scratch memory. The query is reversed, so neighbouring cells of a row have
+/// neighbouring letters in both sequences. Both have padding on each side, because complete registers are read at the
+/// ends.
 struct PaddedSequences {
-    static constexpr int kPadding = 320;  ///< Letters on each side; more than the widest strip.
+    static constexpr int kPadding = 320;  ///< Letters on each side: more than the lanes of the widest strip.
 
     std::size_t target_length = 0, query_length = 0;
     std::uint8_t* target = nullptr;
     std::uint8_t* reversed_query = nullptr;
-    bool has_only_bases = false;  ///< There is no letter that stands for any base.
+    bool has_only_bases = false;  ///< Neither sequence has the letter that means any base.
 
-    /// Returns false when there is no memory.
+    /// Returns false if there is no memory. The padding is not initialised.
     bool Prepare(const AlignmentCall& call) {
         target_length = static_cast<std::size_t>(call.target_length);
         query_length = static_cast<std::size_t>(call.query_length);
@@ -36,7 +37,7 @@ struct PaddedSequences {
         return true;
     }
 
-    /// Fills kCount letters on each side of both sequences.
+    /// Sets kCount letters of padding on each side of both sequences.
     template <int kCount>
     void Pad(int target_letter, int query_letter) {
         std::memset(target - kCount, target_letter, kCount);
@@ -45,7 +46,8 @@ struct PaddedSequences {
         std::memset(reversed_query + query_length, query_letter, kCount);
     }
 
-    /// The letter that target position 0 meets on anti-diagonal r; position t meets the one t letters later.
+    /// Returns a pointer to the query letter that shares a cell with target position 0 in row r. The letter of target
+    /// position t is t letters after it.
     const std::uint8_t* QueryOpposite(int r) const {
         return reversed_query + (static_cast<std::ptrdiff_t>(query_length) - 1 - r);
     }

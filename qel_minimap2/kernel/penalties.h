@@ -10,21 +10,22 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// The penalties of the anchors in reach, by rank, and the lowest penalty in any range of ranks. There are three lists:
-/// the penalties, the minimum of every 32 penalties, and the minimum of every 32 of those minima. A search reads at
-/// most 62 entries each of the first and the second list. An anchor out of reach has an infinite penalty.
+/// Finds the lowest penalty in any range of ranks. There are three lists: the penalties of the anchors by rank, the
+/// minimum of every 32 penalties, and the minimum of every 32 of those minima. A search for the minimum reads at most
+/// 62 entries each of the first and the second list. An anchor out of reach has an infinite penalty.
 class Penalties {
 public:
     static constexpr double kNone = __builtin_inf();
 
-    /// The size of the memory that `Start` needs for `count` ranks, in numbers.
+    /// Returns how many doubles of memory `Start` needs for `count` ranks.
     static constexpr std::size_t SizeFor(int count) {
         const auto minima = static_cast<std::size_t>(count) / kFanOut + 1;
         const auto minima_of_minima = minima / kFanOut + 1;
         return minima * kFanOut + minima_of_minima * kFanOut + minima_of_minima + kLanes;
     }
 
-    /// Starts over with no anchor in reach. `memory` must outlive this object's use.
+    /// Starts with no anchor in reach. `memory` must stay valid until the next call of Start or the last use of this
+    /// object.
     void Start(double* memory, int count) {
         const std::ptrdiff_t minima = count / kFanOut + 1;
         lists[0] = memory;
@@ -60,13 +61,14 @@ public:
     /// The lowest penalty in a range of ranks.
     struct Minimum {
         double penalty = kNone;
-        int rank = -1;        // The lowest rank with that penalty; -1 when no anchor of the range is in reach.
+        int rank = -1;        // The lowest rank with that penalty; -1 if no anchor of the range is in reach.
         bool is_only = true;  // Whether no other rank of the range has the same penalty.
     };
 
-    /// The minimum of the ranks `first` to `last`, both included.
+    /// Returns the minimum of the ranks from `first` to `last`, both included.
     Minimum Least(int first, int last) const {
-        // Entries that a minimum covers are read from the next list, those before and after them from this one.
+        // At each level, entries that form complete groups of 32 are read from the next list as minima. Only the
+        // entries before and after these groups are read from the list of this level.
         Found found;
         int begin = first;
         int end = last + 1;
@@ -96,7 +98,7 @@ public:
         return {found.least, Next(first, last, found.least), false};
     }
 
-    /// The lowest rank from `first` to `last` with exactly this penalty, or -1.
+    /// Returns the lowest rank from `first` to `last`, both included, with exactly this penalty, or -1.
     int Next(int first, int last, double penalty) const {
         for (int rank = first; rank <= last;) {
             if (rank % (kFanOut * kFanOut) == 0 && lists[2][rank / (kFanOut * kFanOut)] > penalty) {
@@ -123,7 +125,7 @@ private:
     };
     struct Found {
         double least = kNone;
-        bool is_only = true;  // Whether no other range holds it.
+        bool is_only = true;  // Whether no other range has it.
         Range where{};
     };
 
@@ -150,7 +152,7 @@ private:
         return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
     }
 
-    // The index of a value that the range holds, or -1 when it holds the value twice.
+    // Returns the index of a value that the range has, or -1 if the range has the value more than once.
     TAVIK_INLINE int OnlyPlace(const Range& range, double value) const {
         const double* const list = lists[range.level];
         int at = -1;

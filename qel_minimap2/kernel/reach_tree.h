@@ -10,7 +10,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// An anchor in minimap2's tree of the anchors in reach.
+/// A node of minimap2's tree of the anchors in reach.
 struct ReachNode {
     std::int32_t read_position, anchor;
     double penalty;
@@ -33,12 +33,13 @@ inline bool HasLess(const ReachNode* a, const ReachNode* b) {
 KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
 
-/// The tree in which minimap2 keeps the anchors in reach, with minimap2's own functions. Which of several anchors with
-/// the same penalty it finds depends on its balance, so on all anchors that it has held.
+/// The tree in which minimap2 stores the anchors in reach, made by minimap2's own functions. If several anchors have
+/// the lowest penalty, the result of a search depends on the tree's balance, and so on all anchors that were ever in
+/// the tree.
 class ReachTree {
 public:
-    /// Makes an empty tree for at most `most` anchors at a time, whose numbers are within `most` of each other. Returns
-    /// false when there is no memory.
+    /// Makes an empty tree for at most `most` anchors at a time, whose numbers differ by less than `most`. Returns
+    /// false if there is no memory.
     bool Start(int most) {
         const auto slots = std::bit_ceil(static_cast<unsigned>(most));
         nodes = reinterpret_cast<ReachNode*>(ScratchMemory(Scratch::reach_tree, slots * sizeof *nodes));
@@ -58,7 +59,7 @@ public:
     }
     void Remove(int anchor) { krmq_erase(reach, &root, nodes + (static_cast<unsigned>(anchor) & mask), nullptr); }
 
-    /// The anchor with the lowest penalty that minimap2 finds for an anchor at `read_position`, or -1.
+    /// Returns the anchor with the lowest penalty that minimap2 finds for an anchor at `read_position`, or -1.
     int Least(std::int32_t read_position, int distance) const {
         ReachNode low{}, high{};
         low.read_position = read_position - distance;
@@ -69,7 +70,7 @@ public:
     }
 
 private:
-    ReachNode* nodes = nullptr;  // The node of an anchor is at its number modulo the number of nodes.
+    ReachNode* nodes = nullptr;  // The index of an anchor's node is the anchor's number modulo the number of nodes.
     unsigned mask = 0;
     ReachNode* root = nullptr;
 };

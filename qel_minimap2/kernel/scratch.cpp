@@ -13,7 +13,8 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Base alignment needs its buffers hundreds of times per read, and megabytes for ordinary reads; chaining, twice.
+// The largest buffers that are kept, in bytes. Base alignment uses its buffers hundreds of times per read, and needs
+// megabytes for ordinary reads. Chaining uses its buffers twice per read.
 constexpr std::size_t kKept = std::size_t{16} << 20;
 constexpr std::size_t kKeptOfChains = std::size_t{2} << 20;
 
@@ -76,9 +77,9 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
     const auto number = static_cast<std::size_t>(use);
     auto& buffer = OfThisThread()[number];
     if (buffer.Size() < bytes) {
-        buffer = Pages();  // Freed first, so that old and new memory never add up.
+        buffer = Pages();  // Freed first, so that the old and the new memory never exist together.
         try {
-            // With room to grow, unless the buffer is freed after this call anyway.
+            // With room to grow, unless TrimScratch would free the buffer anyway.
             buffer = Pages(bytes <= Kept(number) ? bytes + bytes / 4 : bytes);
         } catch (const std::bad_alloc&) {
             return nullptr;

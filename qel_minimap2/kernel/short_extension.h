@@ -14,16 +14,16 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The third method of base_alignment.h: an extension from a chain's end whose query fits a strip. The strip moves by
-// one target position on every row, so each lane keeps its query position, the first one in the highest lane. The lines
-// and the scores of a row's cells stay in registers.
+// The third method of base_alignment.h: an extension from a chain's end whose query fits into a strip. The strip moves
+// by one target position on every row, so each lane always has the same query position, and the highest lane has the
+// first one. The difference lines and the scores of a row's cells stay in registers.
 //
-// In a row, lanes of query positions that have not met the target yet, or have passed its end, have no cell. They are
-// left out of the row's maximum. Values flow from a lane to the one below it, so those after the query's end do not
-// matter.
+// In some rows, the target position of a lane is before the target's first base or after its last one. The lane then
+// has no cell and is left out of the row's maximum. Values move only to lower lanes, so lanes after the query's end do
+// not matter.
 
-/// Aligns an extension with bases only and without a band limit. The query fits the strip; the target is at most 1000
-/// bases long, so that scores fit 16 bits.
+/// Aligns an extension without a band limit and without ambiguous bases. The query must fit into the strip. The target
+/// must have at most 1000 bases, so that scores fit into 16 bits.
 template <int N, Trace kTrace>
 class ShortExtension {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
@@ -32,7 +32,7 @@ public:
         for (int n = 0; n < N; ++n) {
             cells[n] = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};
         }
-        // Each lane starts with the border's score.
+        // The scores start with those of the border.
         for (int lane = 0; lane < kWidth; ++lane) {
             row_scores[lane / Words::kWidth][lane % Words::kWidth] =
                 static_cast<std::int16_t>(-GapCost(scoring, kWidth - lane));
@@ -42,7 +42,7 @@ public:
         }
     }
 
-    /// Returns false, with nothing changed, when there is no memory.
+    /// Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
         PathRuns path;
         const auto rows = static_cast<std::size_t>(call.query_length + call.target_length - 1);
@@ -95,12 +95,11 @@ private:
         }
     }
 
-    // Adds the row's differences to the scores and finds the maximum, as ExactMaximum does. Returns true when the
-    // alignment ends here because the score dropped.
+    // Adds a row in the same way as ExactMaximum::Add.
     TAVIK_INLINE bool AddMaximum(int r, ksw_extz_t& result) {
         const int begun = Smaller(r + 1, call.query_length);
         const int ended = Larger(0, r + 1 - call.target_length);
-        RowScores shown;  // The scores of the row's cells, and the lowest number in lanes without a cell.
+        RowScores shown;  // The scores of the row's cells; INT16_MIN in lanes without a cell.
         TAVIK_UNROLL
         for (int n = 0; n < 2 * N; ++n) {
             const int lanes_left = kWidth - n / 2 * Lanes::kWidth;
@@ -139,7 +138,8 @@ private:
         return Words::Highest(most);
     }
 
-    // Which of the row's target positions from `first` to `last` with this score minimap2 takes; ExactMaximum says why.
+    // Returns the target position from `first` to `last` that minimap2 chooses among those with this score; see
+    // ExactMaximum.
     int PositionOf(int score, int first, int last, int r) const {
         const auto equal = [&](int n) { return Words::Equal(Lanes::Load(row_scores[n]), Words::All(score)); };
         std::uint64_t places = 0;

@@ -13,12 +13,13 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// A minimizer is the k-mer (the lesser of its two strands) with the lowest hash in a window of neighbouring k-mers.
-// minimap2 walks base by base and keeps the last hashes in a ring; the processor mispredicts one or two branches for
-// nearly every base. Here a piece of the sequence is hashed first, a register of bases at a time. Then the lowest hash
-// of each window is found, and each k-mer with the lowest hash of a window that it is in is a minimizer; where several
-// in a window have it, all are. This is minimap2's rule after a whole window of k-mers without ambiguous bases. At the
-// first bases, and after an ambiguous one, there are exceptions; there the minimum is followed base by base (Step).
+// A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers; the hash is that of the lesser of
+// the k-mer's two strands. minimap2 processes base by base and stores the last hashes in a ring, so the processor
+// mispredicts one or two branches for nearly every base. Here a piece of the sequence is hashed first, a register of
+// bases at a time. Then the lowest hash of each window is computed. Every k-mer that has the lowest hash of one of its
+// windows is a minimizer, even if several k-mers of the window have this hash. This is minimap2's rule after a complete
+// window of k-mers without ambiguous bases (Leap). At the first bases and after an ambiguous base, minimap2's rule has
+// exceptions, so the minimum is updated base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -52,17 +53,17 @@ private:
     static constexpr int kMostInWindow = 16;
     static constexpr int kFour = 4;
     static constexpr int kFours = 4;     // In a k-mer.
-    static constexpr int kHistory = 16;  // Hashes before a piece that its windows reach back to.
+    static constexpr int kHistory = 16;  // Hashes before a piece that belong to its windows.
     static constexpr int kPiece = 2048;
-    static constexpr int kGroup = 32;                 // Windows that are searched at a time.
+    static constexpr int kGroup = 32;                 // Windows that are searched at once.
     static constexpr std::int32_t kNone = INT32_MAX;  // Above all hashes.
-    static constexpr std::uint8_t kAmbiguous = 4;     // A code; those of bases are 0 to 3.
+    static constexpr std::uint8_t kAmbiguous = 4;     // The codes of bases are 0 to 3.
 
-    // Sets the hashes and strands of the piece's `count` k-mers. A k-mer has the index of its last base.
+    // Sets the hashes and strands of the piece's `count` k-mers. The index of a k-mer is that of its last base.
     void Hash(int count) {
         const bool has_ambiguous = !Encode(count);
         JoinFours(kHistory + count);
-        // The last four bases of a k-mer overlap with those before.
+        // The fours of a k-mer overlap, because k is below 16.
         const int backs[] = {0, Smaller(4, k - kFour), Smaller(8, k - kFour), k - kFour};
         Ints::Shift to_left[kFours], to_right[kFours];
         for (int i = 0; i < kFours; ++i) {
@@ -89,8 +90,8 @@ private:
     bool Encode(int count) {
         const char* const letters = call.bases + piece_begin;
         std::uint8_t* const out = codes + kHistory;
-        // The base with each value of the four lowest bits, and its code. An A with other bits than its own equals
-        // none.
+        // For each value of a letter's four lowest bits, the base with these bits and its code. Values that no base has
+        // are filled with A, which no letter with these bits equals.
         const Register known = Lanes::LoadSixteen("AAACTUAGAAAAAAAA");
         const Register codes_of_known = Lanes::LoadSixteen("\0\0\0\1\3\3\0\2\0\0\0\0\0\0\0");
         Register are_known = Lanes::All(-1);
@@ -110,7 +111,8 @@ private:
         return !has_ambiguous;
     }
 
-    // Joins the codes of each four bases up to `end` into a byte for each strand. It has the index of the last base.
+    // Joins the codes of each four neighbouring bases before `end` into one byte for each strand. The index of the byte
+    // is that of the last base.
     void JoinFours(int end) {
         const auto join = [](Register a, Register b, Register c, Register d) __attribute__((always_inline)) {
             return Lanes::Or(Lanes::Or(a, Ints::ShiftLeft<2>(b)),
@@ -126,7 +128,7 @@ private:
         }
     }
 
-    // minimap2's invertible hash of 2k bits, in 32 bits: it masks away all higher ones.
+    // Computes minimap2's invertible hash of 2k bits. 32 bits are enough, because the hash masks all higher bits.
     TAVIK_INLINE Register HashOf(Register key) const {
         const Register all = Ints::All(static_cast<std::int32_t>(mask));
         key = Lanes::And(PlusShifted<21>(Lanes::Xor(key, Ints::All(-1)), key), all);
@@ -179,10 +181,12 @@ private:
         }
     }
 
-    // Applies it from p to `end`, where each window is whole and without ambiguous bases. A k-mer after the minimum is
-    // the next one if its hash is the lowest in one of these windows.
+    // Applies minimap2's rule to the k-mers from p up to, not including, `end`, whose windows are complete and without
+    // ambiguous bases. The next minimum is the first k-mer after the current one whose hash is the lowest of one of
+    // these windows.
     void Leap(int p, int end) {
-        // The lowest hash of the window that ends at each k-mer, and -1 where none ends.
+        // Sets `lowest` to the lowest hash of the window that ends at each k-mer, or to -1 if none of these windows
+        // ends there.
         for (int i = minimum + 1; i < p; ++i) {
             lowest[i] = -1;
         }
@@ -214,8 +218,8 @@ private:
         Register parts[kGroup / Ints::kWidth];
     };
 
-    // For each of a group of neighbouring numbers the best among it and those at the distances `step`, 2 * `step`, ...,
-    // as many as a window has.
+    // For each of kGroup neighbouring numbers, returns the best of `window` numbers: the number itself and those at the
+    // distances `step`, 2 * `step` and so on.
     template <Register (*kBetter)(Register, Register)>
     TAVIK_INLINE Group BestOf(const std::int32_t* from, int step) const {
         Group best;
@@ -234,7 +238,8 @@ private:
         return best;
     }
 
-    // The minimum leaves the window that ends at p. The last of the lowest hashes in the window replaces it.
+    // Replaces the minimum, which is before the window that ends at p, by the last k-mer of that window with its lowest
+    // hash.
     void Renew(int p, bool is_whole) {
         if (is_whole && MinimumHash() != kNone) {
             Push(minimum);
@@ -302,14 +307,14 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    int in_row = 0;       // Bases since the last ambiguous one, at the end of the last piece; k stands for more, too.
-    int known = 0;        // Bases since the last ambiguous one, at the last k-mer chosen from.
+    int in_row = 0;       // Bases since the last ambiguous one, at the end of the last piece. Counts up to k only.
+    int known = 0;        // Bases since the last ambiguous one, at the k-mer processed last by Step or Leap.
     int piece_begin = 0;  // The position in the sequence of the hash at kHistory.
     int minimum = kHistory - 1;
-    // With room for whole registers after the last k-mer.
+    // Includes room for complete registers after the last k-mer.
     static constexpr int kRoom = kHistory + kPiece + kMostInWindow + 2 * kGroup;
     std::int32_t hashes[kRoom];
-    std::int32_t is_reverse[kRoom];  // -1 for a k-mer of the reverse strand, 0 for one of the forward strand.
+    std::int32_t is_reverse[kRoom];  // -1 if the k-mer's lesser strand is the reverse one, otherwise 0.
     std::int32_t lowest[kRoom];
     std::uint8_t codes[kRoom], fours[kRoom], reverse_fours[kRoom];
 };

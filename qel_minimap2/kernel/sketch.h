@@ -8,22 +8,23 @@ namespace qel_minimap2::kernel {
 
 /// The arguments of minimap2's mm_sketch.
 struct SketchCall {
-    void* pool;  ///< The allocator of the list.
+    void* pool;  ///< The allocator of `minimizers`.
     const char* bases;
     int length;
     int window;  ///< In k-mers.
     int k;
     std::uint32_t sequence;  ///< The 0-based number of the sequence in the index.
-    mm128_v* minimizers;     ///< Appended to.
+    mm128_v* minimizers;     ///< Receives the minimizers.
 };
 
-/// True for the calls that SketchSequence accepts: k-mers have at least four bases and fit 31 bits, none is its own
-/// reverse complement (k is odd), and the window fits 16 lanes. It does not do homopolymer compression.
+/// Returns true for the calls that SketchSequence accepts. k is 5 to 15 and odd, so that a k-mer contains four bases,
+/// its hash fits into 31 bits, and no k-mer equals its reverse complement. A window has at most 16 k-mers. The caller
+/// must check that homopolymer compression is off.
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 4 && call.k <= 15 && call.k % 2 == 1;
 }
 
-/// Appends the minimizers that mm_sketch appends, in its order. Only for calls that CanSketch accepts. Any thread.
+/// Appends the minimizers that mm_sketch appends, in the same order. Only for calls that CanSketch accepts. Any thread.
 template <int kBits>
 void SketchSequence(const SketchCall& call);
 template <>

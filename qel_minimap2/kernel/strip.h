@@ -10,41 +10,42 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// A form of the recurrence with fewer operations, shared by the certified band and the checkpointed sweep.
+// A form of the recurrence with fewer operations, for the first three methods of base_alignment.h.
 //
-// The gap lines are stored as X = x + open + extend >= 0, so that resetting a gap that does not pay off to 0 is a
-// saturating unsigned subtraction; the second piece likewise with its own costs. The score lines are stored as
-// U = u - open - extend + kBias, so that X + V is x + v plus the bias. Substitution scores carry the bias too. All
-// values stay between 0 and 127 for scorings that Fits() accepts, so signed and unsigned comparisons agree.
+// The gap lines are stored as X = x + open + extend, which is never negative. A saturating unsigned subtraction can
+// therefore reset a gap that is too expensive to 0. The lines of the second gap piece are stored in the same way, with
+// its own costs. The score lines are stored as U = u - open - extend + kBias, so X + V is x + v plus the bias.
+// Substitution scores also include the bias. For scorings that Fits accepts, all values are between 0 and 127, so
+// signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
-/// True for scorings whose biased differences fit a byte. The second gap piece must cost less from some length on, so
-/// that minimap2's border costs what a gap costs, which the proof of the certified band needs. A mismatch must not cost
-/// more than two gaps: minimap2 does not align then.
+/// Returns true for scorings whose biased differences fit into a byte. The second gap piece must cost less from some
+/// length on: minimap2's border then costs the same as a gap, which is a condition of the proof in certified_band.h. A
+/// mismatch must not cost more than two gaps, because minimap2 then aligns nothing.
 inline bool Fits(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    // The lowest value that a cell can have. Opening a gap must not make it wrap around.
+    // The lowest value that a cell can have. It must not become negative when a gap is opened.
     const int lowest = kBias + s.mismatch;
     return gap <= gap2 && s.extend > s.extend2 && gap + gap2 <= 56 && s.match > 0 && s.match <= 20 &&
            s.mismatch >= -40 && s.mismatch < s.match && s.any <= s.match && -Smaller(s.mismatch, s.any) <= 2 * gap &&
            Larger(s.open, s.open2) <= lowest;
 }
 
-/// The padding beside the sequences: letters that equal no base, nor each other.
+/// The padding of the two sequences: letters that differ from each base and from each other.
 inline constexpr int kBesideTarget = 7;
 inline constexpr int kBesideQuery = 9;
 
-/// The biased border value of row r.
+/// Returns the biased value of the border at row r.
 inline int BiasedBorder(const Scoring& s, int r) {
     return BorderStep(s, r) - s.open - s.extend + kBias;
 }
 
-/// Each lane holds its own number.
+/// The number of each lane.
 alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
-/// Selects the lane of that number; none if there is no such lane.
+/// Selects the lane with this number, or no lane if none has it.
 TAVIK_INLINE Register OnlyLane(int number) {
     return Lanes::Equal(Lanes::Load(kLaneNumbers), Lanes::All(number < 0 || number >= Lanes::kWidth ? 127 : number));
 }
@@ -64,10 +65,11 @@ struct StripConstants {
     }
 
     Register zero;
-    Register unreachable;    // U and V of a neighbour that no path comes from; also re-biases a difference of scores.
-    Register substitutions;  // The score of two letters, by their bitwise difference: 0 for a match.
+    Register unreachable;    // U and V of a cell that no path reaches; also added to a biased score to correct the bias
+                             // of its differences.
+    Register substitutions;  // The score of two letters, indexed by their XOR: 0 for a match.
     Register open, open2;
-    Register second_more;  // The extra cost of a one-base gap in the second piece.
+    Register second_more;  // How much more a gap of one base costs in the second piece.
 };
 
 /// The six difference lines of a register of cells.
@@ -75,8 +77,8 @@ struct StripLanes {
     Register x, y, x2, y2, u, v;
 };
 
-/// Computes a register of cells: `c` holds the neighbours' values before the call and the cells' own after it. Returns
-/// the direction bytes.
+/// Computes a register of cells and returns their direction bytes. Before the call, `c` has the values of the
+/// neighbours, after it those of the cells.
 template <Trace kTrace>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -86,7 +88,8 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     const Register b2 = L::Add(c.y2, L::Subtract(c.u, k.second_more));
     const Register z = L::Max(L::Max(s, L::Max(b, b2)), L::Max(a, a2));
 
-    // The best candidate equals the maximum. The order of comparisons keeps the first or the last of equal ones.
+    // Each candidate is compared with the maximum. The order of these comparisons decides which of several equal
+    // candidates wins.
     Register direction = k.zero;
     const auto set_where = [&](Register value, int from) __attribute__((always_inline)) {
         direction = L::Select(L::Equal(z, value), L::All(from), direction);
@@ -125,24 +128,25 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     return direction;
 }
 
-/// Sets the two gap lines and the score line to the border's in the lanes that `at` selects.
+/// Sets two gap lines and a score line to the values of the border in the lanes that `at` selects.
 TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register& gap2, Register& score) {
     gap = Lanes::AndNot(at, gap);
     gap2 = Lanes::AndNot(at, gap2);
     score = Lanes::Select(at, border, score);
 }
 
-/// How a strip moves from the row before. `up`: it stays at its target positions, so values from the position before
-/// move up by a lane. `down`: it moves by one position, so values from the same position move down by a lane.
+/// How a strip moves from the row before. `up`: the strip stays at its target positions, so values from the position
+/// before move up by one lane. `down`: the strip moves by one target position, so values from the same position move
+/// down by one lane.
 enum class Shift { none, up, down };
 
-/// The difference lines of N registers of neighbouring target positions, which stay in registers from row to row.
+/// The difference lines for N registers of neighbouring target positions. They stay in registers from row to row.
 template <int N>
 class Strip {
 public:
     static constexpr int kWidth = N * Lanes::kWidth;
 
-    /// Starts with no path from anywhere.
+    /// Starts without a cell that a path reaches.
     explicit Strip(const Scoring& scoring) : scoring(scoring), k(scoring) {
         for (auto& c : cells) {
             c = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};
@@ -151,9 +155,9 @@ public:
 
     StripLanes& Cells(int n) { return cells[n]; }
 
-    /// Computes row r from target position `base` on. `target` points to that position's letter and `query` to the
-    /// letter that it meets in this row; kWidth bytes are written to `directions`. With kBorder the row may include the
-    /// first target position and the first query position.
+    /// Computes row r from target position `base` on and writes kWidth bytes to `directions`. `target` points to the
+    /// letter of that position, and `query` to the query letter of the same cell. Only with kBorder may the row include
+    /// the first position of a sequence.
     template <Trace kTrace, Shift kShift, bool kBorder>
     TAVIK_INLINE void Row(int r, int base, const std::uint8_t* target, const std::uint8_t* query,
                           std::uint8_t* directions) {
@@ -191,7 +195,7 @@ private:
         }
     }
 
-    // Target position 0 takes its deletions from the border, and the position that meets query letter 0 its insertions.
+    // Target position 0 gets deletions from the border, and the cell with query letter 0 gets insertions from it.
     TAVIK_INLINE void EnterBorder(int r, int base) {
         const auto border = Lanes::All(BiasedBorder(scoring, r));
         TAVIK_UNROLL

@@ -9,12 +9,12 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// Whether directions are kept, and on which side a gap is placed when several places score the same.
+/// Whether directions are stored, and on which side a gap is placed if several places have the same score.
 enum class Trace { none, left, right };
 
-// A cell's direction byte: its lowest three bits hold the value that its best score came from; each bit above says that
-// a gap is better extended than opened on the way to the next cell. The numbers are minimap2's: odd gap states are
-// deletions.
+// The direction byte of a cell. The lowest three bits show from which candidate its best score came. Each of the next
+// four bits shows that extending a gap into the next cell is better than opening one. The numbers are minimap2's; odd
+// candidates are deletions.
 inline constexpr int kFromDiagonal = 0;
 inline constexpr int kFromDeletion = 1;
 inline constexpr int kFromInsertion = 2;
@@ -25,14 +25,14 @@ inline constexpr int kInsertionGoesOn = 16;
 inline constexpr int kDeletion2GoesOn = 32;
 inline constexpr int kInsertion2GoesOn = 64;
 
-// A look-up of a direction returns this instead of a byte to end the walk.
+// Ends PathRuns::Walk if it is returned instead of a direction byte.
 inline constexpr int kGiveUp = -1;
 
-/// The CIGAR of a path under construction, last operation first. It lies in scratch memory, because a path that is not
+/// The CIGAR of a path under construction, last operation first. It is in scratch memory, because a path that is not
 /// proven must leave the caller's CIGAR and its capacity unchanged.
 class PathRuns {
 public:
-    /// Makes room for any path through the matrix. Returns false when there is no memory.
+    /// Makes room for any path through the matrix. Returns false if there is no memory.
     bool Reserve(const AlignmentCall& call) {
         const auto bases = static_cast<std::size_t>(call.query_length) + static_cast<std::size_t>(call.target_length);
         // NOLINTNEXTLINE(bugprone-casting-through-void)
@@ -42,12 +42,12 @@ public:
         return runs != nullptr;
     }
 
-    /// Follows the directions from cell (i, j) to the matrix's border; `direction(i, j)` gives a direction byte or
-    /// kGiveUp. Returns false in that case.
+    /// Follows the directions from cell (i, j) to the matrix's border. `direction(i, j)` returns a direction byte or
+    /// kGiveUp. Returns false after kGiveUp.
     template <typename Direction>
     bool Walk(int i, int j, const Direction& direction) {
         int state = kFromDiagonal;
-        std::uint32_t operation = KSW_CIGAR_MATCH;  // The current run, not yet added.
+        std::uint32_t operation = KSW_CIGAR_MATCH;  // Of the current run, which is not added yet.
         int length = 0;
         while (i >= 0 && j >= 0) {
             const int byte = direction(i, j);
@@ -75,8 +75,8 @@ public:
         return true;
     }
 
-    /// The score of a path from the first cell to the last. Without kMayHaveAny, for sequences that have no letters
-    /// that stand for any base.
+    /// Returns the score of a path from the first cell to the last. Only with kMayHaveAny may the sequences have the
+    /// letter that means any base.
     template <bool kMayHaveAny>
     int Score(const AlignmentCall& call, const Scoring& scoring) const {
         int score = 0;
@@ -103,7 +103,7 @@ public:
         return score;
     }
 
-    /// Copies it to the result's CIGAR, whose capacity grows in minimap2's steps.
+    /// Copies the path to the result's CIGAR, whose capacity grows in minimap2's steps.
     void Deliver(const AlignmentCall& call, ksw_extz_t& result) const {
         if (result.m_cigar < count) {
             while (result.m_cigar < count) {
@@ -119,8 +119,8 @@ public:
     }
 
 private:
-    // Neighbouring runs always differ in their operation: Walk ends a run only where the operation changes, and at the
-    // border only query bases are left after a deletion, and only target bases after an insertion.
+    // Never called twice in a row for the same operation: Walk ends a run only where the operation changes. At the
+    // border, only query bases remain after a deletion, and only target bases after an insertion.
     void Add(std::uint32_t operation, int length) {
         if (length > 0) {
             runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
