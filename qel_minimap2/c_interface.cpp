@@ -20,7 +20,7 @@
 
 namespace {
 
-// The caller does not free failure texts. Each thread therefore keeps its latest one.
+// Callers do not free failure texts, so each thread keeps its latest one.
 char* Failure(const char* reason) noexcept {
     static thread_local std::string text;
     static char out_of_memory[] = "ERROR: out of memory";
@@ -36,7 +36,7 @@ const char* ReasonOf(const std::exception& error) noexcept {
     return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "out of memory" : error.what();
 }
 
-// What went wrong, or null.
+// Runs `action` and returns the text of its failure, or null if it succeeds.
 template <typename Action>
 char* FailureOf(const Action& action) noexcept {
     try {
@@ -51,7 +51,7 @@ void Complain(const char* path, const char* reason) noexcept {
     try {
         std::cerr << std::string("libqel_minimap2: ") + path + ": " + reason + "\n" << std::flush;
     } catch (const std::exception&) {
-        // Without memory for the message, the null result alone reports the failure.
+        // There is no memory for the message; the null result alone reports the failure.
     }
 }
 
@@ -99,7 +99,7 @@ const char* qelmm_minimap2_version() {
 }
 
 qelmm_own_call_counts qelmm_own_calls() {
-    // In the order of OwnFunction.
+    // In the order of OwnFunction's members.
     const auto [bands, sweeps, general, sketches, seeds, sorts, chainings, joinings] =
         qel_minimap2::kernel::OwnCallsOfAllReads();
     const auto* const kernels = qel_minimap2::kernel::ChosenKernels();

@@ -5,12 +5,12 @@
 
 namespace qel_minimap2 {
 
-/// The deleter of malloc'ed memory, which minimap2 allocates or frees.
+/// The deleter of malloc'ed memory.
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// What malloc and its like return; throws std::bad_alloc for null.
+/// Returns its argument, the result of an allocation; throws std::bad_alloc if that is null.
 template <typename T>
 T* RequireMemory(T* allocated) {
     return allocated != nullptr ? allocated : throw std::bad_alloc();

@@ -9,9 +9,9 @@
 
 namespace qel_minimap2 {
 
-/// Zeroed memory in whole pages, which come from the system and return to it directly: an allocator would keep the
+/// Zeroed memory in complete pages, which come directly from the system and return to it. An allocator would keep the
 /// gigabytes that an index frees. Huge pages are not requested: with an index of 400 Mb in a virtual machine, they made
-/// mapping some 4 % faster but loading twice as slow, because the machine took up to 6 ms to provide each.
+/// mapping about 4 % faster, but loading took twice as long, because the machine needed up to 6 ms to provide each one.
 class Pages {
 public:
     Pages() = default;
@@ -31,11 +31,11 @@ public:
 
     /// Makes the system provide all pages now, which is faster than one by one at first use.
     void Touch() const {
-        ::madvise(Data(), Size(), MADV_POPULATE_WRITE);  // Old kernels refuse this, which only costs time.
+        ::madvise(Data(), Size(), MADV_POPULATE_WRITE);  // If an old kernel refuses this, only time is lost.
     }
 
-    /// Returns the whole pages between the bytes `begin` and `end` to the system; they read as zeros afterwards. Any
-    /// thread.
+    /// Returns the complete pages from byte `begin` up to, not including, `end` to the system; they are zero
+    /// afterwards. Any thread.
     void Release(std::size_t begin, std::size_t end) const {
         static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
         begin = (begin + page - 1) / page * page;

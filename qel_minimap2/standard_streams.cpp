@@ -1,13 +1,12 @@
-// minimap2's archive is position-independent but for its use of the C library's stdin, stdout and stderr,
-// which it reads as if it were part of the program. The linker is told to wrap the three names: the archive
-// reads the hidden pointers below instead, which are this library's own, and they are set from the real ones
-// before anything runs.
+// minimap2's archive is position-independent, except that it uses the C library's stdin, stdout and stderr like code of
+// a program. The linker therefore wraps these three names, so that the archive uses the hidden pointers below, which
+// belong to this library. They are set to the C library's streams when this library is loaded.
 
 #include <cstdio>
 
 extern "C" {
 
-// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the linker's names.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the linker requires these names.
 extern FILE* __real_stdin;
 extern FILE* __real_stdout;
 extern FILE* __real_stderr;

@@ -15,8 +15,8 @@
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 
-// The functions of minimap2 that this library replaces. The linker sends minimap2's calls of <name> to __wrap_<name>,
-// and ours of __real_<name> to minimap2.
+// The functions of minimap2 that this library replaces. The linker redirects minimap2's calls of <name> to
+// __wrap_<name>, and this library's calls of __real_<name> to minimap2.
 //
 //   function             replaced in                    for
 //   ksw_extd2_sse        kernel/base_alignment.cpp      each width of registers
@@ -30,7 +30,7 @@
 //   mg_lchain_rmq        kernel/joining.cpp             each width
 //   abort                here                           always: minimap2's allocator calls it when memory is short
 //
-// kernel/kernels.cpp chooses the width. minimap2's own functions answer the calls that the replacements do not accept.
+// kernel/kernels.cpp chooses the width. Calls that a replacement does not accept go to minimap2's function.
 
 // NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
@@ -51,7 +51,7 @@ using namespace qel_minimap2::kernel;
 
 namespace {
 
-// minimap2's chaining functions return their result in three places.
+// minimap2's chaining functions return their result in two arguments and as the returned pointer.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
     *count = chains.chain_count;
     *list = chains.chains;
@@ -165,7 +165,7 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
                                 chn_pen_skip, n, a, n_u, u, km);
 }
 
-// As BusGuard ends it: other threads still use the index.
+// Calls _exit, because the destructors that exit calls would free what other threads still use.
 void __wrap_abort() {
     constexpr std::string_view kMessage = "libqel_minimap2: out of memory while a read was aligned; the process ends\n";
     static_cast<void>(!::write(STDERR_FILENO, kMessage.data(), kMessage.size()));

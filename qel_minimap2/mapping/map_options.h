@@ -4,13 +4,13 @@
 
 namespace qel_minimap2 {
 
-/// The options that reads are mapped and references indexed with: those of "minimap2 -a -x map-ont".
+/// The options for indexing references and mapping reads: those of "minimap2 -a -x map-ont".
 struct Options {
     Options() {
         mm_set_opt(nullptr, &indexing, &mapping);
         mm_set_opt("map-ont", &indexing, &mapping);
         mapping.flag |= MM_F_CIGAR | MM_F_OUT_SAM;
-        mapping.cap_kalloc = 256LL << 20U;  // What a pooled mapping buffer keeps between two reads, in bytes.
+        mapping.cap_kalloc = 256LL << 20U;  // Memory that a MappingBuffer keeps between reads, in bytes.
     }
 
     mm_idxopt_t indexing{};

@@ -29,7 +29,7 @@ const Options& DefaultOptions() {
     return options;
 }
 
-// Frees the hits of one read and their CIGARs, malloc'ed by minimap2.
+// Frees the hits of one read and their CIGARs, which minimap2 malloc'ed.
 struct FreeHits {
     int count;
     void operator()(mm_reg1_t* hits) const {
@@ -39,23 +39,23 @@ struct FreeHits {
 };
 using Hits = std::unique_ptr<mm_reg1_t, FreeHits>;
 
-// Malloc'ed, because the caller of the library frees it.
+// The copy is malloc'ed, because the caller of the library frees it.
 char* MallocedCopy(const std::string& text) {
     char* const copy = ::strdup(text.c_str());
     return copy != nullptr ? copy : throw std::bad_alloc();
 }
 
-// All records of one read. `rep_len` -1 leaves out the tag "rl", the length of repetitive seeds: it says nothing about
+// Returns all records of one read. They lack the tag "rl", the bases of repetitive seeds, because it does not describe
 // the alignment.
 std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
     constexpr int kNoHit = -1;
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // Bytes of a short read's record besides its bases.
+    constexpr int kUsualRest = 1024;  // Bytes of a short read's record without its bases.
     std::string records;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
-        // Allocated at once, because minimap2 would enlarge it seven times.
+        // Allocated at once, because minimap2 would enlarge a small text several times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
         kstring_t record{0, room, static_cast<char*>(std::malloc(room))};
         if (record.s == nullptr) {
@@ -68,7 +68,8 @@ std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& h
     return records;
 }
 
-// The name as minimap2's own reader takes it, up to the first white space: a tab would end the record's first column.
+// Returns the part of a name before the first white space, as minimap2's own reader does. A tab in the name would end
+// the record's first column.
 std::string RecordName(std::string_view name) {
     std::string record_name(name.substr(0, name.find_first_of(" \t\n\v\f\r")));
     if (record_name.empty()) {
@@ -83,7 +84,8 @@ std::string RecordName(std::string_view name) {
 mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
     auto options = DefaultOptions().mapping;
     options.mid_occ = std::max(occ_threshold, 0);
-    // Determines a threshold of 0 and derives what depends on the index; without it no seed passes the filter.
+    // Computes the threshold if it is 0, and the options that depend on the index. Without this call, no seed passes
+    // the filter.
     mm_mapopt_update(&options, &index);
     return options;
 }
@@ -107,11 +109,13 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     const auto options = OptionsFor(index, occ_threshold);
     MappingBuffer buffer;
 
-    // minimap2 does not know U; its own reader replaces it by T. The copy is part of the buffer, to reuse its memory.
+    // minimap2 does not know U, which its own reader replaces by T. The copy belongs to the buffer, which reuses the
+    // copy's memory.
     auto& bases = buffer.Bases();
     bases.assign(read.seq, static_cast<std::size_t>(read.l_seq));
     for (const auto& [uracil, thymine] : {std::pair('U', 'T'), std::pair('u', 't')}) {
-        // Nearly all reads have none, and the search compares many letters at a time.
+        // Searching first is faster, because nearly all reads have no such letter, and find compares many letters at
+        // once.
         if (bases.find(uracil) != std::string::npos) {
             std::replace(bases.begin(), bases.end(), uracil, thymine);
         }

@@ -11,15 +11,15 @@
 
 namespace qel_minimap2 {
 
-/// The working memory of one mapping, kept for later reads. There is memory for as many mappings as ran at the same
-/// time. Any thread.
+/// The working memory of one mapping, which is kept for later reads. The number of kept buffers is the highest number
+/// of mappings that ran at the same time. Any thread may make one; each object is used by one thread.
 class MappingBuffer {
 public:
     MappingBuffer() {
         const std::lock_guard lock(mutex);
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
-        } else {  // The one used last: its memory is most likely to be cached.
+        } else {  // The buffer used last, because its memory is most likely to be cached.
             memory = std::move(idle.back());
             idle.pop_back();
         }
@@ -32,24 +32,24 @@ public:
             const std::lock_guard lock(mutex);
             idle.push_back(std::move(memory));
         } catch (const std::exception&) {
-            // Without memory to keep it, the buffer is freed.
+            // There is no memory for the list, so the buffer is freed.
         }
     }
     MappingBuffer(const MappingBuffer&) = delete;
     MappingBuffer& operator=(const MappingBuffer&) = delete;
 
-    /// Frees the memory that no mapping uses.
+    /// Frees the memory that no mapping uses. Any thread.
     static void FreeIdle() {
         const std::lock_guard lock(mutex);
         idle.clear();
     }
 
     mm_tbuf_t* OfMinimap2() { return memory.buffer.get(); }
-    /// For a copy of the read's bases.
+    /// A buffer for a copy of the read's bases.
     std::string& Bases() { return memory.bases; }
 
 private:
-    // The copy of a long read is not kept for the short reads after it.
+    // A larger buffer is not kept, because most reads are shorter.
     static constexpr std::size_t kKeptBases = 1 << 20;
 
     struct Destroy {

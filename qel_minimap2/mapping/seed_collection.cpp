@@ -8,7 +8,8 @@
 
 #include <kalloc.h>
 
-// Marks seeds that occur too often, except those to be kept. minimap2's headers do not declare it.
+// Marks seeds that occur too often, except the rarest ones where the read has no others. minimap2 has this function,
+// but its headers do not declare it.
 extern "C" void mm_seed_select(std::int32_t n, mm_seed_t* a, int len, int max_occ, int max_max_occ, int dist);
 
 namespace qel_minimap2 {
@@ -19,7 +20,7 @@ namespace {
 // cached when used.
 constexpr std::size_t kBatch = 32;
 
-// The first four cache lines of a list of positions are prefetched. The processor itself prefetches the rest of a
+// The code prefetches the first four cache lines of a list of positions. The processor itself prefetches the rest of a
 // longer list.
 constexpr int kPositionsInLine = 8;
 constexpr int kFetchedPositions = 4 * kPositionsInLine;
@@ -35,7 +36,8 @@ std::uint64_t HashOf(const mm128_t& minimizer) {
     return minimizer.x >> 8U;
 }
 
-// The seed of minimizer `i`, which the table holds in a slot; without positions when its list is impossible.
+// Returns the seed of minimizer `i`, which is in this slot of the table. Its `cr` is null if its list of positions is
+// impossible.
 mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
     const auto& minimizer = minimizers.a[i];
     const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };
@@ -57,7 +59,7 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
     return seed;
 }
 
-// Writes a seed for each minimizer that occurs in the index. Returns how many there are.
+// Writes a seed for each minimizer that occurs in the index, and returns the number of seeds.
 int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds) {
     const auto count = minimizers.n;
     auto* next = seeds;
@@ -122,7 +124,7 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
 }
 
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction) {
-    // Counts by the lowest bits of the hashes, which few different minimizers share.
+    // Counts minimizers by the lowest bits of their hashes. Few different minimizers share these bits.
     constexpr std::size_t kMostCounts = 4096;
     std::array<std::uint32_t, kMostCounts> counts;  // NOLINT(cppcoreguidelines-pro-type-member-init): few are used.
     const auto used = std::min(std::bit_ceil(minimizers.n), kMostCounts);

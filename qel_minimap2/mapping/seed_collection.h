@@ -10,12 +10,12 @@ namespace qel_minimap2 {
 
 /// The arguments of minimap2's mm_collect_matches, which finds the seeds among a read's minimizers.
 struct SeedCall {
-    void* pool;  ///< Where the returned lists are allocated.
+    void* pool;  ///< The allocator of the returned lists.
     const mm128_v& minimizers;
     int read_length;
-    int most_occurrences;  ///< A minimizer that occurs more often in the index is not a seed.
-    /// Where `distance` bases of the read have no seed, the rarest minimizers among them become seeds after all, if
-    /// they occur no more often than this.
+    int most_occurrences;  ///< A minimizer that occurs more often in the index is not used as a seed.
+    /// If `distance` bases of the read would have no seed, their rarest minimizers are still used, unless they occur
+    /// more often than this.
     int most_occurrences_of_any;
     int distance;
 };
@@ -24,22 +24,24 @@ struct SeedCall {
 struct Seeds {
     int count;
     mm_seed_t* seeds;
-    std::int64_t position_count;      ///< Number of positions of all seeds in the index.
-    int repetitive_bases;             ///< Bases of the read under minimizers that occur too often.
-    int minimizer_count;              ///< As many as there are seeds.
-    std::uint64_t* minimizer_places;  ///< Where they are in the read: span (upper 32 bits), last base.
+    std::int64_t position_count;  ///< The number of all seeds' positions in the index.
+    int repetitive_bases;         ///< Bases of the read under minimizers that occur too often.
+    int minimizer_count;          ///< Equals `count`.
+    /// For each seed: its span (upper 32 bits) and its 0-based last base in the read (lower 32).
+    std::uint64_t* minimizer_places;
 };
 
-/// Returns what mm_collect_matches does. Prefetches table and positions some minimizers ahead: minimap2 spends most of
-/// this time waiting for memory. Any thread.
+/// Returns the results of mm_collect_matches. Prefetches the table and the positions for later minimizers, because
+/// without this most of the time is spent waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
-/// Whether minimap2's mm_seed_mz_flt, which sorts a read's minimizers, may remove any: one that occurs more than `most`
-/// times and in more than `fraction` of the list. Nearly always false for a read without repeats.
+/// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
+/// in the list and make up more than `fraction` of it. The result is nearly always false for a read without repeats, so
+/// the call of mm_seed_mz_flt, which sorts the list, can be saved.
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction);
 
-/// Whether CollectSeeds has found lists or positions that no index holds, and has left them out, on this thread since
-/// the last call.
+/// Returns whether CollectSeeds has dropped impossible lists or positions in this thread since the last call of this
+/// function.
 bool TookImpossibleHits();
 
 }  // namespace qel_minimap2
