@@ -11,17 +11,17 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Deliberately one-sided: a read without aligned bases is not "rejected" but keeps the aligner's own record.
+// A read without aligned bases is deliberately not rejected: it keeps the aligner's own record.
 bool IsRejected(const AlignmentResult& result, float min_coverage) {
     const double coverage = result.coverage;
     return coverage > 1e-7 && min_coverage >= result.coverage;
 }
 
-// For a caller that returns the header once instead of before each record.
+// Calls minimap2 without the header and parses its record with the header that the caller has already read.
 AlignmentResult CallAndParse(Minimap2Caller& caller, const std::string& sequence, const std::string& read_name) {
     const auto length = static_cast<int>(sequence.size());
     auto lines = caller.CallWithoutHeader(sequence, read_name);
-    if (lines.starts_with('@')) {  // Read like a header line.
+    if (lines.starts_with('@')) {  // SamHeader reads such a line as part of the header.
         return SamHandler::Parse(caller.Header().Text() + lines, length);
     }
     return SamHandler::ParseLines(caller.Header(), std::move(lines), length);

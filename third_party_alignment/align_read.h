@@ -15,8 +15,8 @@ namespace ThirdPartyAlignment {
 AlignmentResult AlignRead(ExtAlignCaller* caller, const std::string& sequence, const std::string& read_name,
                           bool reverse, float min_coverage);
 
-/// AlignRead, not reversed, for a caller of the result's alignment lines: its `sam_record` may lack the header lines.
-/// With a Minimap2Caller, the header is then neither copied nor read for each read.
+/// Does the same as AlignRead without `reverse`, but the result's `sam_record` may lack the header lines. With a
+/// Minimap2Caller, this saves copying and parsing the header for each read.
 AlignmentResult AlignReadToLines(ExtAlignCaller* caller, const std::string& sequence, const std::string& read_name,
                                  float min_coverage);
 

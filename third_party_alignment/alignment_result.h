@@ -7,15 +7,15 @@
 
 namespace ThirdPartyAlignment {
 
-/// Where and how well one read aligned. A plain value. The defaults describe a read without an alignment, and the
-/// summary rows of unaligned reads show them; that they differ from each other is deliberate.
+/// Where and how well one read aligned. The defaults are the figures of a read without an alignment, which its summary
+/// row shows. Some defaults are deliberately 0 and others -1.
 ///
 /// Lengths and coordinates are in bases. The strand coordinates follow the SAM record: for a hit on the reverse strand
 /// they refer to the reverse complement of the read.
 struct AlignmentResult {
     std::string genome = "*";          ///< Name of the reference sequence, plus "_rc" on the reverse strand.
-    std::int32_t genome_start = 0;     ///< First aligned reference base, 1-based (SAM POS); -1 when unmapped.
-    std::int32_t genome_end = -1;      ///< genome_start + num_aligned + num_deletions: one past the last base.
+    std::int32_t genome_start = 0;     ///< First aligned reference base, 1-based (SAM POS); -1 for an unmapped record.
+    std::int32_t genome_end = -1;      ///< genome_start + num_aligned + num_deletions: one after the last base.
     std::int32_t strand_start = -1;    ///< Bases clipped (S or H) before the alignment.
     std::int32_t strand_end = -1;      ///< strand_start + num_aligned + num_insertions.
     std::int32_t num_events = -1;      ///< Characters in the record's SEQ column.
@@ -27,9 +27,9 @@ struct AlignmentResult {
     float identity = -1.0F;            ///< num_correct / num_aligned.
     float accuracy = -1.0F;            ///< num_correct / (num_aligned + num_deletions + num_insertions).
     std::int32_t strand_score = -1;    ///< The aligner's score (SAM field AS).
-    std::string sam_record;            ///< The SAM text from which the values were taken.
+    std::string sam_record;            ///< The SAM text that has these values.
 
-    /// All members by name, each under the key "calibration_strand_" + member.
+    /// Returns all members. The key of each is "calibration_strand_" and the member's name.
     Common::ValueMap ToValueMap() const;
     /// The inverse of ToValueMap. Throws std::out_of_range "Key '<key>' not found." for a missing member.
     static AlignmentResult FromValueMap(const Common::ValueMap& values);

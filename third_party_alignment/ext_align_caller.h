@@ -10,18 +10,18 @@ namespace ThirdPartyAlignment {
 /// Interface of an aligner back-end that turns one read at a time into SAM text.
 class ExtAlignCaller {
 public:
-    /// Aligns one read. Returns SAM text: header lines, if the back-end writes any, and one or more alignment
-    /// lines. Throws std::runtime_error when the aligner fails. Each back-end states whether several threads may call
-    /// one instance.
+    /// Aligns one read. Returns SAM text: header lines, if the back-end writes any, and one or more alignment lines.
+    /// Throws std::runtime_error if the aligner fails. Each back-end states whether several threads may call one
+    /// instance.
     virtual std::string Call(const std::string& sequence, const std::string& read_name) = 0;
 
     virtual ~ExtAlignCaller() = default;
 
-    /// An independent caller of the same kind and settings.
+    /// Returns an independent caller with the same type and settings.
     virtual std::shared_ptr<ExtAlignCaller> Copy() const = 0;
 
-    /// The result of a read whose alignment is rejected: genome "*", genome_start 0, coverage 0, all other figures -1,
-    /// and a complete unmapped SAM record without header, bases or qualities.
+    /// Returns the result of a read whose alignment is rejected: genome "*", genome_start 0, coverage 0, all other
+    /// figures -1, and a complete unmapped SAM record without header, bases or qualities.
     virtual AlignmentResult CreateUnalignedResult(const std::string& read_name) const;
 
 protected:

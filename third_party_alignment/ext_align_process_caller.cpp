@@ -11,10 +11,10 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Number of retries, so there are up to eleven runs. This count and the number in the message are deliberate.
+// The number of retries, so there are up to eleven runs. Both this number and its use in the message are deliberate.
 constexpr int kMaxAttempts = 10;
 
-// Puts each blank into double quotes, so the shell keeps a path with blanks as one word.
+// Puts each blank into double quotes, so that the shell reads a path with blanks as one word.
 std::string Quoted(const std::string& value) {
     return boost::replace_all_copy(value, " ", "\" \"");
 }
@@ -36,7 +36,7 @@ std::string ExtAlignProcessCaller::Call(const std::string& sequence, const std::
 }
 
 std::string ExtAlignProcessCaller::CommandLine(const std::string& read_file) const {
-    // Replaces one placeholder after another. Each pass continues after the text that it inserted.
+    // Replaces one placeholder after the other. No pass searches the text that it inserted.
     auto line = boost::replace_all_copy(command, "{executable}", Quoted(executable));
     boost::replace_all(line, "{reference}", Quoted(reference));
     boost::replace_all(line, "{strand}", Quoted(read_file));

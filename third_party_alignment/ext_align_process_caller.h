@@ -8,17 +8,17 @@
 
 namespace ThirdPartyAlignment {
 
-/// Aligns reads by running an external aligner once per read. One thread at a time per instance; each copy has its own
-/// temporary folder. Commands run inside that folder, so relative paths start there.
+/// Aligns reads by running an external aligner once per read. Only one thread at a time may call an instance. Each copy
+/// has its own temporary folder. Commands run in that folder, so relative paths start there.
 class ExtAlignProcessCaller : public ExtAlignCaller {
 public:
     /// `command`: a shell command that prints SAM text on standard output. "{executable}" and "{reference}" are
-    /// replaced by the two paths, "{strand}" by the name of the read's FASTA file.
+    /// replaced by these arguments, and "{strand}" by the name of the read's FASTA file.
     ExtAlignProcessCaller(const std::string& reference, const std::string& executable, const std::string& command);
 
-    /// Writes the read as FASTA, runs the command and returns its output. A failed run is repeated at once, up to
-    /// eleven runs in all; then the last std::runtime_error is thrown, and the FASTA file stays until the caller is
-    /// destroyed.
+    /// Writes the read to a FASTA file, runs the command and returns its output. After a failure, the command is run
+    /// again at once, up to eleven times in all. If all runs fail, the last std::runtime_error is thrown, and the FASTA
+    /// file stays until this object is destroyed.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
     std::shared_ptr<ExtAlignCaller> Copy() const override;

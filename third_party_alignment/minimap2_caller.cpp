@@ -12,22 +12,22 @@
 #include "third_party_alignment/mm_index_wrapper.h"
 #include "third_party_alignment/sam_header.h"
 
-/// Returns a malloc'ed "Hello World."; release it with free. The program exports this function for code that loads it
-/// together with the wrapper library and wants to check that calls work. The program itself does not call it.
+/// Returns a malloc'ed "Hello World."; release it with free. The program exports this function, but does not call it.
+/// Code that loads the program together with the wrapper library can check with it that calls work.
 extern "C" char* qelmm_test();
 
 extern "C" char* qelmm_test() {
     return strdup("Hello World.");
 }
 
-// Weak, because a wrapper library may lack this function; its address is then null.
+// Declared weak, because a wrapper library may lack this function. Its address is null then.
 extern "C" [[gnu::weak]] const char* qelmm_minimap2_version();
 
 namespace ThirdPartyAlignment {
 
 namespace {
 
-// The origin of the log record of a read's text, whether or not the header is asked for with it.
+// The origin in the log record of a read's SAM text, which is always that of Call.
 constexpr char kCallOrigin[] =
     "virtual std::string ThirdPartyAlignment::Minimap2Caller::Call(const std::string&, const std::string&)";
 
@@ -42,14 +42,14 @@ struct FreeText {
 std::string FormatSamHeader(const mm_idx_t& index) {
     std::string header;
     for (std::uint32_t i = 0; i < index.n_seq; ++i) {
-        // Not truncated, however long the name is.
+        // Names of any length are deliberately complete.
         header.append("@SQ\tSN:").append(index.seq[i].name);
         header.append("\tLN:").append(std::to_string(index.seq[i].len)).append("\n");
     }
     return header;
 }
 
-// The read in the wrapper's form: without qualities, all other members empty.
+// Returns the read in the wrapper's form. All members but the name and the sequence are empty.
 mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
     mm_bseq1_t read{};
     read.l_seq = static_cast<int>(sequence.size());
@@ -134,7 +134,7 @@ std::string Minimap2Caller::CallWithoutHeader(const std::string& sequence, const
         throw std::runtime_error("Minimap2 returned NULL string");
     }
     if (text.empty() || text.starts_with(kError)) {
-        // An answer that is not a record belongs to the wrapper: do not free it.
+        // Not freed, because an answer that is not a record belongs to the wrapper.
         static_cast<void>(answer.release());
         throw std::runtime_error(text.empty() ? std::string("Minimap2 returned empty string")
                                               : "Minimap2 returned: " + std::string(text.substr(kError.size())));

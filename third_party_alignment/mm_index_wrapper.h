@@ -9,7 +9,7 @@
 
 namespace ThirdPartyAlignment {
 
-/// The loaded minimap2 index that a caller and its copies share; unloaded with the last of them.
+/// The minimap2 index that a caller and its copies share. It is unloaded when the last of them is destroyed.
 class MMIndexWrapper {
 public:
     MMIndexWrapper() = default;
@@ -21,8 +21,8 @@ public:
         }
     }
 
-    std::atomic<mm_idx_t*> index = nullptr;       ///< Null until loaded; never changes after that.
-    std::mutex mutex;                             ///< Held while loading.
+    std::atomic<mm_idx_t*> index = nullptr;       ///< Null until the index is loaded; never changes afterwards.
+    std::mutex mutex;                             ///< Locked while the index is loaded.
     std::unique_ptr<const SamHeader> sam_header;  ///< The index's "@SQ" lines; written before `index` is set.
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int32_t kReverseStrand = 0x10;
 
-// A 32-bit sum that wraps: lengths come from untrusted text, and signed overflow is undefined.
+// Adds modulo 2^32, because the numbers come from untrusted text, and signed overflow is undefined.
 std::int32_t Sum(std::int32_t a, std::int32_t b) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
@@ -30,7 +30,7 @@ struct AlignmentLine {
     std::string_view seq;
 };
 
-// Columns 1 to 11. A missing column leaves its member unchanged.
+// Reads columns 1 to 11. A missing column leaves its member unchanged.
 AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     AlignmentLine line;
     std::int32_t unused = 0;
@@ -50,7 +50,7 @@ AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     return line;
 }
 
-// Adds the last two columns to an unmapped record that lacks them.
+// Adds the columns SEQ and QUAL to an unmapped record that lacks them.
 void CompleteUnmappedRecord(std::string& record) {
     if (!record.empty() && record.back() == '\n') {
         record.pop_back();
@@ -60,7 +60,8 @@ void CompleteUnmappedRecord(std::string& record) {
     }
 }
 
-// The optional fields after column 11. They are few and each is looked up once, so no map is built.
+// The optional fields after column 11. They are in a list instead of a map, because they are few and only two are
+// looked up.
 class OptionalFields {
 public:
     explicit OptionalFields(TextCursor& cursor) {
@@ -81,7 +82,7 @@ public:
         }
     }
 
-    // The number in a field; if a tag is repeated, the last one counts.
+    // Returns the number in a field. If several fields have the tag, the last one counts.
     std::int32_t Integer(std::string_view tag) const {
         const auto found =
             std::find_if(fields.rbegin(), fields.rend(), [tag](const auto& field) { return field.first == tag; });
@@ -112,7 +113,7 @@ AlignmentResult SamHandler::ParseLines(const SamHeader& header, std::string&& li
     return result;
 }
 
-// `record`: where the first record begins in the result's text.
+// `record`: offset of the first record in `result.sam_record`.
 void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int query_length, AlignmentResult& result) {
     TextCursor cursor(std::string_view(result.sam_record).substr(record));
     const auto line = ReadColumns(cursor, result);
@@ -134,7 +135,7 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.num_events = static_cast<std::int32_t>(line.seq.size());
     result.genome_end = Sum(Sum(result.genome_start, result.num_aligned), result.num_deletions);
 
-    // NM counts mismatches, inserted and deleted bases (SAM optional fields, "NM").
+    // NM is the number of mismatches, inserted bases and deleted bases (SAM optional fields specification).
     const auto edit_distance = fields.Integer("NM");
     result.num_correct =
         Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions), result.num_insertions);
@@ -143,7 +144,7 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);
     result.strand_score = fields.Integer("AS");
 
-    // Only the name shows the strand: the coordinates deliberately stay those of the SAM record.
+    // Only the name shows the strand. The coordinates are deliberately still those of the SAM record.
     if ((line.flag & kReverseStrand) != 0) {
         result.genome += "_rc";
     }

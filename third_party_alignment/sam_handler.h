@@ -14,28 +14,28 @@ class SamHeader;
 /// Computes the figures of one read from the aligner's SAM text. Any thread.
 class SamHandler {
 public:
-    /// Reads the header lines (for the reference lengths, see SamHeader) and the first alignment line of
-    /// `sam`; further lines stay in the result's `sam_record` unchanged. `query_length`: number of bases of the aligned
-    /// read. Only RNAME "*" means unmapped; such a record keeps the defaults except genome_start = -1, and missing SEQ
-    /// and QUAL columns are added to it.
+    /// Reads the reference lengths in the header lines (see SamHeader) and the first alignment line of `sam`. Further
+    /// lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read. Only RNAME "*"
+    /// means unmapped. The result of an unmapped record has the defaults except genome_start = -1, and missing SEQ and
+    /// QUAL columns are added to its record.
     ///
     /// Throws std::runtime_error for an optional field that is not TAG:TYPE:VALUE and for a CIGAR with operations other
-    /// than H, S, I, D and M; std::out_of_range for a mapped record without NM or AS; what std::stoi throws when a
-    /// value of these or an "@SQ" length is not a number. Divisions are not guarded: a zero denominator yields an
-    /// infinity or NaN.
+    /// than H, S, I, D and M. Throws std::out_of_range for a mapped record without NM or AS, and what std::stoi throws
+    /// if the value of NM or AS or an "@SQ" length is not a number. Divisions are not guarded: the result of a division
+    /// by zero is an infinity or NaN.
     static AlignmentResult Parse(std::string&& sam, int query_length);
 
-    /// The result of Parse for `header` and `lines` together, but `sam_record` lacks the header. `header` has no
-    /// records, and `lines` do not begin with "@". Throws as Parse does.
+    /// Returns the result of Parse for `header` followed by `lines`, except that `sam_record` lacks the header.
+    /// `header.StandsAlone()` must be true, and `lines` must not begin with "@". Throws what Parse throws.
     static AlignmentResult ParseLines(const SamHeader& header, std::string&& lines, int query_length);
 
 private:
     static void ReadRecord(const SamHeader& header, std::size_t record, int query_length, AlignmentResult& result);
-    /// Sets strand_start, num_insertions, num_deletions and num_aligned; all 0 for an empty CIGAR. H counts
-    /// as S, and a clip counts only as the first operation.
+    /// Sets strand_start, num_insertions, num_deletions and num_aligned, all to 0 for an empty CIGAR. H counts as S,
+    /// and a clip counts only if it is the first operation.
     static void ParseCigar(const std::string& cigar, AlignmentResult& result);
-    /// Extracts one length and operation from the NUL-terminated text at `cursor`; (-1, '?') when malformed. The length
-    /// is accumulated modulo 2^32.
+    /// Extracts one length and operation from the NUL-terminated text at `cursor` and moves `cursor` after them.
+    /// Returns (-1, '?') for malformed text. The length is computed modulo 2^32.
     static std::pair<std::int32_t, char> NextCigarOp(const char*& cursor);
 };
 

@@ -13,7 +13,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Shorter headers are parsed each time: that is cheaper than locking and comparing.
+// In bytes. Shorter headers are parsed each time, which costs less than locking and comparing.
 constexpr std::size_t kKeepFrom = 4096;
 
 std::mutex kept_header_mutex;
@@ -26,7 +26,7 @@ std::string_view WithoutTag(std::string_view field) {
     return field.substr(3);
 }
 
-// Like std::stoi, but plain digits, which is what aligners write, need no copy of the text.
+// Does the same as std::stoi, but does not copy a text of plain digits, which aligners write.
 std::int32_t ToInteger(std::string_view text) {
     std::int32_t value = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -97,7 +97,8 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
     try {
         Read(kept);
     } catch (const std::logic_error&) {
-        // It cannot be read without the record that follows. std::bad_alloc is passed on, and then nothing is kept.
+        // The header cannot be read without the record after it, so StandsAlone stays false. std::bad_alloc is not
+        // caught.
         return;
     }
     KeepLastOfEachName();
@@ -106,7 +107,8 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
 }
 
 void SamHeader::KeepLastOfEachName() {
-    // The last line with a name counts. Reversing puts it first among its equals, and unique keeps the first.
+    // The last line with a name counts. Reversing puts it first among those with the same name, and unique keeps the
+    // first.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
                      [](const auto& a, const auto& b) { return a.name < b.name; });

@@ -15,7 +15,7 @@ void TextCursor::Number(std::int32_t& value) {
     if (negative || *position == '+') {
         ++position;
     }
-    // Parses the digits without the sign in 64 bits, so that the lowest number fits too.
+    // The digits are parsed in 64 bits without the sign, so that the lowest 32-bit number fits too.
     const char* const digits = position;
     while (position != end && *position >= '0' && *position <= '9') {
         ++position;

@@ -6,9 +6,9 @@
 
 namespace ThirdPartyAlignment {
 
-/// Reads a text by the rules of formatted stream extraction, without a stream's cost and without copying: any white
-/// space, including line ends, separates words, and after a failed extraction nothing more is extracted. The text is
-/// borrowed and must outlive the cursor and the views it returns.
+/// Reads a text by the rules of formatted stream extraction, but without the cost of a stream and without copying. Any
+/// white space, including line ends, separates words. After a failed extraction, nothing more is extracted. The text
+/// must outlive the cursor and the views that the cursor returns.
 class TextCursor {
 public:
     explicit TextCursor(std::string_view text)
@@ -23,7 +23,7 @@ public:
     /// True when the next character is `c`.
     bool NextIs(char c) const { return !failed && position != end && *position == c; }
 
-    /// The next word. If there is none, returns an empty view, and the cursor has failed.
+    /// Returns the next word. If there is none, returns an empty view, and the cursor has failed.
     std::string_view Word() {
         if (!SkipBlanks()) {
             return {};
@@ -38,12 +38,12 @@ public:
         return {word, static_cast<std::size_t>(position - word)};
     }
 
-    /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits the value
-    /// becomes 0, beyond 32 bits the nearest limit; the cursor has then failed. If no text is left, the value stays
-    /// unchanged.
+    /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits, `value`
+    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If no text is left,
+    /// `value` stays unchanged. In these three cases, the cursor has failed.
     void Number(std::int32_t& value);
 
-    /// Extracts one character, even a blank. Returns false and extracts nothing at the end or after a failure.
+    /// Extracts one character, which may be a blank. Returns false and extracts nothing at the end or after a failure.
     bool Character(char& c) {
         if (failed || position == end) {
             return false;
@@ -52,12 +52,13 @@ public:
         return true;
     }
 
-    /// Skips to the start of the next line; if the text ends first, the cursor has failed.
+    /// Skips to the start of the next line, or to the end of the text in its last line. If no text is left, the cursor
+    /// has failed.
     void SkipLine();
 
 private:
     static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-    // False if none of eight characters is a blank or another one with a code of 32 or less.
+    // Returns false if each of eight characters has a code above 32, so that none is a blank.
     static bool MayHaveBlank(const char* characters) {
         constexpr std::uint64_t kOnes = 0x0101010101010101;
         std::uint64_t eight = 0;
