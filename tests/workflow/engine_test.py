@@ -121,7 +121,7 @@ class Engine(EngineTest):
         self.write("cut.fa.gz", gzip.compress(REFERENCE.read_bytes())[:-20])
         self.write("killed", "#!/bin/sh\nkill -9 $$\n").chmod(0o755)
         for settings, reason in (({"reference": "cut.fa.gz"}, r"tavik_index: cut\.fa\.gz: .*"),
-                                 ({"indexer": "./killed"}, "It said nothing: killed, out of memory or time, or interrupted\\.")):
+                                 ({"indexer": "./killed"}, "There is no message: it was killed or interrupted, or it ran out of memory or time\\.")):
             said = self.engine("--restart-times", "0", status=1, **settings)
             listed = self.told("all/failed.txt")
             self.assertRegex(listed, r"^1 of 1 chunks are not done\.\nThe index all/reference\.tvi was not built\.\n"

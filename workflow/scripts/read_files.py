@@ -14,8 +14,8 @@ def is_read_file(name):
 
 
 def find(reads):
-    """The paths below a folder, sorted, or those in a list, in its order. Raises OSError for an unreadable folder, because
-    its files would be skipped silently."""
+    """The sorted paths of the read files below a folder, or the paths in a list file, in its order. Raises OSError for an
+    unreadable folder, so that its files are not skipped silently."""
     if os.path.isdir(reads):
         return sorted(os.path.join(path, name) for path, _, names in os.walk(reads, onerror=fail) for name in names
                       if is_read_file(name))
@@ -28,12 +28,14 @@ def fail(error):
 
 
 def reaches_jobs(name):
-    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names as Python does, for a shell."""
+    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names for the shell by Python's rules,
+    which agree with the shell's only for names that need no escapes."""
     return repr(name) == f"'{name}'"
 
 
 def faults_of(reads, files, to_cluster=False):
-    """One line for each file that cannot be aligned; if there are many, the first ones and the number of the others."""
+    """One line for each file that cannot be aligned; if there are more than SHOWN, the first ones and the number of the
+    others."""
     faults = [] if files else [f"{reads}: no read files"]
     listed = {}
     for file in files:

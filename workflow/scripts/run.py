@@ -1,4 +1,4 @@
-"""A run: the paths of its files, its chunks and the memory that its jobs need."""
+"""The paths of a run's files, its chunks, and the memory that its jobs need."""
 
 import hashlib
 import os
@@ -7,9 +7,9 @@ import read_files
 import settings
 
 MB = 1_000_000
-# Memory in addition to the index: the program itself, and what a worker thread keeps before its buffers are trimmed.
+# Memory in addition to the index: for the program itself, and for the buffers of a worker thread before they are trimmed.
 BASE_MB, THREAD_MB = 500, 256
-# Memory for each base of a FASTA reference while it is indexed. A compressed byte holds four bases.
+# Memory for each base of a FASTA reference while it is indexed, and the number of bases in a compressed byte.
 BUILDING_BYTES_PER_BASE, BASES_PER_GZIP_BYTE = 3.2, 4
 
 
@@ -31,12 +31,12 @@ class Run:
         self.report = os.path.join(out, "alignment_report.html")
 
     def digest_of_list(self):
-        """A hash of the names of the read files. When it changes, the plan is made again."""
+        """A hash of the paths of the read files. When it changes, the plan is made again."""
         names = "\n".join(read_files.find(self.reads))
         return hashlib.sha256(names.encode(errors="surrogateescape")).hexdigest()
 
     def chunks(self):
-        """The plan's chunks with their files, in its order."""
+        """The files of each chunk, in the order of the plan."""
         found = {}
         with open(self.plan, encoding="utf-8", errors="surrogateescape", newline="\n") as plan:
             for line in plan:
@@ -53,11 +53,12 @@ class Run:
         return os.path.getsize(self.reference) * (BASES_PER_GZIP_BYTE if compressed else 1)
 
     def memory_to_align_mb(self, threads, attempt):
-        """For one run of the aligner, with all of the index: clusters count shared memory for each job, or for the first."""
+        """Memory for one run of the aligner, including the whole index: a cluster counts shared memory either for each
+        job or for the first one."""
         return (BASE_MB + os.path.getsize(self.index) // MB + threads * THREAD_MB) * attempt
 
     def memory_to_index_mb(self, attempt):
-        """A loaded minimap2 index is at most as large as its file."""
+        """Memory for making the index. A loaded minimap2 index is at most as large as its file."""
         built = os.path.getsize(self.reference) if settings.is_minimap2_index(self.reference) else \
             int(self.bases() * BUILDING_BYTES_PER_BASE)
         return (BASE_MB + built // MB) * attempt

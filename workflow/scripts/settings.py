@@ -1,4 +1,4 @@
-"""The settings of a run. All faults in them are reported before anything begins, one sentence each."""
+"""The settings of a run. All their faults are reported before anything begins, one sentence each."""
 
 import math
 import os
@@ -18,13 +18,13 @@ INDEX_MAGIC = b"\x89TIDX\r\n\x1a"
 
 
 class WrongSettings(WorkflowError):
-    # Hides the place in the workflow where the error was raised: it does not help users.
+    # Snakemake prints the line of the workflow that raised an error. That line does not help users.
     __traceback__ = property(lambda self: None)
 
 
 def read(config, look, to_cluster):
-    """The settings with their defaults. `look`: whether to check files and programs too; `to_cluster`: whether jobs are
-    submitted to a cluster."""
+    """The settings with their defaults. `look`: also check files and programs; `to_cluster`: jobs are submitted to a
+    cluster. Raises WrongSettings."""
     settings, faults = by_schema(config)
     if to_cluster:
         faults += [f"{name}={value}: {read_files.NOT_TO_CLUSTER}." for name, value in settings.items()
@@ -32,7 +32,7 @@ def read(config, look, to_cluster):
     if not faults and look:
         faults = [*reads_faults(settings["reads"], to_cluster), *reference_faults(settings["reference"]),
                   *out_faults(settings["out"])]
-        # Whether the indexer is needed is known only if the reference can be read.
+        # Only a readable reference shows whether the indexer is needed.
         faults += [] if faults else program_faults(settings)
     if faults:
         raise WrongSettings("\n".join(faults))
@@ -69,7 +69,7 @@ def by_schema(config):
         wrong_names.update(names)
         for name in names:
             del settings[name]
-    # Every comparison with NaN is false, so it passes every limit.
+    # NaN passes every limit, because every comparison with it is false.
     faults += [must_be(name, value) for name, value in settings.items() if isinstance(value, float) and math.isnan(value)]
     return settings, faults
 
@@ -91,12 +91,12 @@ def begins_with(path, magic):
 
 
 def is_minimap2_index(path):
-    """Checks the first bytes, not the name."""
+    """Looks at the first bytes, not at the name."""
     return begins_with(path, MINIMAP2_MAGIC)
 
 
 def opens_at_once(path):
-    """Whether it is an index of tavik_index."""
+    """Whether the file is an index of tavik_index, by its first bytes."""
     return begins_with(path, INDEX_MAGIC)
 
 
@@ -119,7 +119,7 @@ def out_faults(out):
     if not there.is_dir():
         return [f"{must_be('out', out)} {there} is not a folder."]
     try:
-        # Permissions alone are not enough: the file system may be read-only or full.
+        # Permissions do not show whether the file system is read-only or full.
         os.rmdir(tempfile.mkdtemp(dir=there))
     except OSError as error:
         return [f"out={out}: {there} cannot be written to: {error.strerror}."]
