@@ -125,7 +125,7 @@ const char* qelmm_check_index(const char* path) {
 
 const char* qelmm_describe_index(const char* path, qelmm_index_description* description) {
     if (description == nullptr) {
-        return Failure("a description to be filled is needed");
+        return Failure("a pointer to a description is needed");
     }
     return FailureOf([&] {
         const auto header = qel_minimap2::HeaderOf(path != nullptr ? path : "");

@@ -21,11 +21,11 @@ extern "C" {
 ///
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
-/// standard error that names the file. This happens after the next read that is mapped, some milliseconds after the
-/// change or later, or at the latest in qelmm_unload_index. In rare cases, a read that is mapped before that crashes
-/// the process. If the file is shortened, an access to the missing part ends the process in the same way. To do so, the
-/// library handles SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that
-/// was installed before.
+/// standard error that names the file. It ends after the first read that is mapped at least some milliseconds after the
+/// change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the process. If
+/// the file is shortened, an access to the missing part ends the process in the same way. To do so, the library handles
+/// SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that was installed
+/// before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,
@@ -40,7 +40,7 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
 /// read that does not map has one unmapped record. The text is newly allocated: release it with free. On failure,
 /// returns null or a text that begins with "ERROR:". That text belongs to this library and must not be freed. If
-/// minimap2 itself finds no memory, the process ends with status 1 and one line on standard error. A record has the
+/// minimap2 itself runs out of memory, the process ends with status 1 and one line on standard error. A record has the
 /// part of the read's name before the first white space. If that part is empty or begins with "@", the call fails,
 /// because SAM readers reject the record. `occ_threshold`: the result of qelmm_cache_idx_occ_thres; 0 or less means
 /// unknown, so that it is computed again. Only `l_seq`, `name` and `seq` of `read` are read, and nothing is written to
@@ -89,10 +89,10 @@ const char* qelmm_make_index(const char* reference, const char* path);
 /// process may call it.
 void qelmm_remove_unfinished_indexes(void);
 
-/// Checks a file that qelmm_make_index wrote completely: the checksums, and that each minimizer, list and position is
-/// valid and in its place. (qelmm_load_index does not check minimizers, lists and positions; qelmm_align checks those
-/// that it uses.) Returns null for a sound file, or a text "ERROR: reason" that is valid as long as that of
-/// qelmm_make_index. Any thread.
+/// Checks the complete content of a file that qelmm_make_index wrote: the checksums, and that each minimizer, list and
+/// position is valid and in its place. (qelmm_load_index does not check minimizers, lists and positions; qelmm_align
+/// checks those that it uses.) Returns null for a sound file, or a text "ERROR: reason" that is valid as long as that
+/// of qelmm_make_index. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A section of an index file. `offset` and `length` are in bytes.

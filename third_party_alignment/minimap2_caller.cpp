@@ -42,7 +42,7 @@ struct FreeText {
 std::string FormatSamHeader(const mm_idx_t& index) {
     std::string header;
     for (std::uint32_t i = 0; i < index.n_seq; ++i) {
-        // Names of any length are deliberately complete.
+        // Names are deliberately never truncated.
         header.append("@SQ\tSN:").append(index.seq[i].name);
         header.append("\tLN:").append(std::to_string(index.seq[i].len)).append("\n");
     }

@@ -54,7 +54,7 @@ public:
 private:
     Minimap2Caller(const Minimap2Caller&) = default;
 
-    // Does the same as LoadIndex, in const functions too.
+    // Does what LoadIndex does, for const functions, and returns the loaded index.
     const MMIndexWrapper& Loaded() const;
 
     std::string index_file;

@@ -15,8 +15,8 @@ struct IndexHeader {
     std::uint32_t window, k, bucket_bits, sequences, flags;
 };
 
-/// Returns what is wrong with the values, or null if nothing is. The limits are those of minimap2's mm_sketch. There
-/// are at most as many buckets as possible minimizers.
+/// Returns what is wrong with the values, or null if nothing is. The limits are those of minimap2's mm_sketch. The
+/// number of buckets is at most that of possible minimizers.
 inline const char* FaultOfHeader(const IndexHeader& header) {
     if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
         return "impossible minimizer sizes";

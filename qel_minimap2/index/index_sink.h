@@ -22,7 +22,7 @@ public:
     /// `words`: the packed bases of all sequences.
     virtual void Begin(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        const std::uint32_t* words) = 0;
-    /// Returns the memory of a block that is no longer needed, for use by another block, or empty memory. Any thread.
+    /// Returns memory that a block no longer needs, for use by another block, or empty memory. Any thread.
     virtual Pages SpareMemory() = 0;
     /// Takes a filled block. `memory` holds `content`, or is empty if `content` stays valid until End returns. Any
     /// thread; blocks come in any order.

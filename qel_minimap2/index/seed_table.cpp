@@ -23,8 +23,8 @@ constexpr unsigned kLeastBitsInBlock = 6;
 // If stretches changed in foreign memory, look-ups would leave that memory. Up to 2 to the power of this many
 // stretches, which take a megabyte, are therefore copied.
 constexpr unsigned kMostCopiedBits = 17;
-// Minimizers are hashes, so full groups seldom form long rows: the longest one for 69 million minimizers of random
-// bases is 49 groups long. Only a forged file has longer ones than this limit.
+// Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
+// run has 49 groups. Only a forged file has a run above this limit.
 constexpr unsigned kMostFullGroups = 256;
 constexpr std::size_t kMostRare = 255;
 
@@ -167,7 +167,7 @@ inline __attribute__((always_inline)) void SeedTable::Put(const Entry& entry, Bl
     }
 }
 
-// Returns false if too many groups in a row are full. Counts the taken slots of each group, because a search for a free
+// Returns false if a run of full groups is too long. Counts the taken slots of each group, because a search for a free
 // slot among the keys would wait for the previous write.
 bool SeedTable::FillHashed(const std::vector<Entry>& entries, const Stretch& stretch, Block& block) {
     std::vector<std::uint8_t> taken(stretch.groups);
@@ -216,7 +216,7 @@ bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& s
 bool SeedTable::IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block) {
     bool found = false;
     auto group = GroupOf(stretch, key_bits);
-    // FillHashed puts no key after more full groups than these.
+    // FillHashed never puts a key after more full groups than this loop passes.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         const auto equal = SlotsWith(block, group, key_bits);
         if ((equal & (equal - 1)) != 0 || (found && equal != 0)) {
@@ -254,7 +254,7 @@ std::uint64_t SeedTable::Slot(std::uint64_t minimizer) const {
     const auto& block = BlockOf(minimizer);
     const auto key_bits = minimizer >> shape.bucket_bits;
     auto group = GroupOf(stretch, key_bits);
-    // FillHashed puts no key after more full groups than these.
+    // FillHashed never puts a key after more full groups than this loop passes.
     for (unsigned full = 0; full <= kMostFullGroups + 1; ++full, group = stretch.After(group)) {
         if (const auto found = SlotsWith(block, group, key_bits); found != 0) {
             const auto slot = group * kGroupSlots + static_cast<unsigned>(__builtin_ctz(found));

@@ -43,9 +43,9 @@ public:
 /// The lowest bit of a key is 1 if the minimizer occurs once; its value is then its position. The value of a repeated
 /// minimizer is where its list begins in the positions (upper 32 bits) and the length of the list (lower 32). Each
 /// bucket has a stretch of groups. A key is in the group that its hash chooses or, if that group is full, in the next
-/// group of the stretch that has room. A search therefore ends at a group with a free slot. If too many groups in a row
-/// would be full, the bucket is sorted instead, and a look-up is a binary search. So even a file with many keys for the
-/// same group cannot slow down look-ups.
+/// group of the stretch that has room. A search therefore ends at a group with a free slot. If a run of full groups
+/// would be too long, the bucket is sorted instead, and a look-up is a binary search. So even a file with many keys for
+/// the same group cannot slow down look-ups.
 ///
 /// Each block of buckets has its own memory with the four arrays from keys to positions. Different threads may fill
 /// different blocks at the same time. When all blocks are filled, any thread may look up minimizers.
@@ -75,8 +75,8 @@ public:
     };
     /// The content of a filled table, for a new table that uses the same memory with the same `k` and `bucket_bits`.
     /// The new table shares the ownership of that memory and never writes to it. `counts` are in ascending order of
-    /// occurrences. Stretches must lie within their blocks; keys, values and positions may have any content, because a
-    /// look-up never leaves the memory.
+    /// occurrences. Stretches must lie within their blocks. Whatever the keys, values and positions are, a look-up
+    /// stays within the memory.
     struct Parts {
         std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
@@ -123,7 +123,7 @@ public:
     Pages TakeMemory(std::size_t block) { return std::move(blocks[block].memory); }
     /// Returns the content of a filled block.
     BlockMemory ContentOf(std::size_t block) const;
-    /// The positions of a block's repeated minimizers, which the caller fills. The begins of lists in values count from
+    /// The positions of a block's repeated minimizers, which the caller fills. Values count the starts of lists from
     /// here.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
     /// A minimizer and its value as a prebuilt index stores them. `key` has the minimizer without its bucket's bits
@@ -159,10 +159,11 @@ public:
                std::all_of(positions, positions + count, [this](auto position) { return IsPossible(position); });
     }
 
-    /// A slot that is not free, and the minimizer that its content means.
+    /// A slot and the minimizer that its key and rest show.
     struct Stored {
         std::uint64_t slot, minimizer;
     };
+    /// Returns the slots of a bucket that are not free, in ascending order, whatever their content.
     std::vector<Stored> MinimizersOf(std::uint64_t bucket) const;
 
     /// Returns the number of occurrences that the most frequent `fraction` of minimizers exceed, exactly as minimap2's
@@ -193,7 +194,8 @@ private:
         std::uint64_t groups = 0;
         std::uint64_t position_count = 0;
         Pages memory;
-        // How many minimizers occur `i` times: in `rare[i]` up to kMostRare times, in `frequent` more often.
+        // `rare[i]` minimizers occur `i` times. `frequent` has the numbers of those that occur more than kMostRare
+        // times.
         std::vector<std::uint32_t> rare;
         std::map<std::uint64_t, std::uint32_t> frequent;
     };
@@ -213,7 +215,7 @@ private:
     static void CountOccurrences(Block& block, const std::vector<Entry>& entries);
     static bool HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block);
     static bool IsOnce(std::uint64_t key_bits, const Stretch& stretch, const Block& block);
-    // Returns the key and rest of a slot as one number; for a free slot, the highest number.
+    // Returns the key and rest of a slot as one number, or the highest number for a free slot.
     static std::uint64_t KeyBitsAt(const Block& block, std::uint64_t slot) {
         const auto rest = block.rests != nullptr ? std::uint64_t{block.rests[slot]} << kMostKeyBits : 0;
         return block.keys[slot] == kFree ? UINT64_MAX : rest | block.keys[slot] >> 1U;

@@ -40,10 +40,10 @@ inline constexpr int kLetters = 5;
 
 /// The scores of a call as the kernels use them.
 struct Scoring {
-    int open, extend;    ///< The costs that make short gaps cheaper.
-    int open2, extend2;  ///< The costs that make long gaps cheaper.
+    int open, extend;    ///< The first gap piece, which costs less for short gaps.
+    int open2, extend2;  ///< The second gap piece, which costs less for long gaps.
     int match, mismatch;
-    int any;  ///< Score of any letter and the one that means any base.
+    int any;  ///< Score of a pair with the letter that means any base.
 };
 
 namespace {

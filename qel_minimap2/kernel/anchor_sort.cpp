@@ -8,9 +8,10 @@
 // until each is in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by
 // insertion. The result depends only on the keys' bytes. It is therefore the same if
 // - a byte that is the same in all keys is skipped: it has one bin and needs no exchange;
-// - a small bin is sorted by any stable method, as insertion is. Exchanges change the order of equal keys, which are
-// frequent (a repeat in the read on a repeat in the reference). Larger bins are therefore sorted by exactly minimap2's
-// exchanges.
+// - a small bin is sorted by any stable method, as insertion is.
+//
+// Exchanges change the order of equal keys, which are frequent (a repeat in the read on a repeat in the reference).
+// Larger bins are therefore sorted by exactly minimap2's exchanges.
 namespace qel_minimap2::kernel {
 
 namespace {

@@ -25,8 +25,7 @@
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls: those with a band limit or ambiguous bases, longer extensions, and gaps below
-//  24
-//     bases, for which preparing a strip costs more than it saves.
+//     24 bases, for which preparing a strip costs more than it saves.
 //
 // All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and trace paths back
 // with trace_back.h. strip.h computes cells for the first three methods. maximum.h finds the best score for the fourth

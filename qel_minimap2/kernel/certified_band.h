@@ -48,8 +48,8 @@ struct Band {
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     const int surplus = call.target_length - call.query_length;
     const int twice_base = surplus + 3 - 2 * width;
-    // The first cell is as far from the band's lower edge as the last cell is from the upper edge. The quotient is
-    // rounded down, even if it is negative.
+    // Up to rounding, the first cell is as far from the band's lower edge as the last cell is from the upper edge. The
+    // quotient is rounded down, even if it is negative.
     Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1};
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
     // band. The diagonal below the band, 2 - 2 * base insertions from the first cell, is as far from it as `above` is
@@ -79,7 +79,7 @@ template <int N, Trace kTrace>
 void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {
     constexpr int kWidth = Strip<N>::kWidth;
     Strip<N> strip(scoring);
-    // Only in rows before this one, the first position of a sequence may be in the strip.
+    // Only rows before this one may include the first position of a sequence.
     const int with_border = Smaller(rows, Larger(-2 * base, 2 * (kWidth + base)) + 3);
     const std::uint8_t* target = sequences.target + base;
     const std::uint8_t* query = sequences.QueryOpposite(0) + base;

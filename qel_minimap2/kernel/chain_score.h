@@ -39,8 +39,8 @@ struct Distances {
 };
 
 /// The base class of chaining and joining. It has lists of the anchors' positions and scores, and computes the scores
-/// of a register of candidates at once. It makes minimap2's single-precision operations in minimap2's order, so that
-/// results are rounded alike.
+/// of a register of candidates at once. Single-precision operations are minimap2's, in the same order, so that results
+/// are rounded in the same way.
 class AnchorPairs {
 protected:
     static constexpr int kLanes = Ints::kWidth;
@@ -71,8 +71,8 @@ protected:
         return Ints::Greater(distances.apart, Ints::All(scoring.band));
     }
 
-    /// Returns the score that a chain has at an anchor if the anchor follows each of the candidates from `base` on, at
-    /// these distances. Neighbours that overlap on the same diagonal have no penalty.
+    /// Returns, for each candidate from `base` on, the score of an anchor that follows the candidate at these
+    /// distances. Neighbours that overlap on the same diagonal have no penalty.
     TAVIK_INLINE Register Totals(const Distances& distances, int base) const {
         const auto [on_reference, on_read, apart] = distances;
         const Register lengths = Ints::All(length);

@@ -64,8 +64,8 @@ bool ChainAnchors<128>(const ChainCall& call, Chains& chains);
 template <>
 bool ChainAnchors<256>(const ChainCall& call, Chains& chains);
 
-/// Joins chains. The result is that of mg_lchain_rmq. Returns false and changes nothing if this is not certain or if
-/// there is no memory. Any thread.
+/// Joins chains: chains their anchors again, over longer distances. The result is that of mg_lchain_rmq. Returns false
+/// and changes nothing if this is not certain or if there is no memory. Any thread.
 template <int kBits>
 bool JoinAnchors(const JoinCall& call, Chains& chains);
 template <>

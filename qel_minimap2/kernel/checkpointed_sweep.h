@@ -19,9 +19,9 @@ namespace {
 //
 // minimap2 writes a direction byte for each cell, 2 * length^2 bytes in all, and then reads the bytes along one path.
 // This sweep only keeps a copy of the six difference lines after every 64th row. Between two copies, the trace back
-// needs few cells: from row to row, it moves back by at most one target position, so it stays within 64 positions, up
-// to the one where it enters these rows. The cells of these 64 positions and 64 rows, the corner, are computed again
-// from the copy. Their directions fit into the first-level cache. The cells before the corner's lowest lane are
+// needs few cells: from row to row, it moves back by at most one target position, so it stays within the 64 positions
+// that end at the one where it enters these rows. The cells of these 64 positions and 64 rows, the corner, are computed
+// again from the copy. Their directions fit into the first-level cache. The cells before the corner's lowest lane are
 // missing, so in the corner's row n, counted from 0, the n lowest lanes are wrong. The trace back does not reach them:
 // it enters at lane 63 in row 63 or an earlier row, so in row n it is at lane n or higher. All the cells that it
 // reaches have the values of the complete matrix, so directions, ties and score are minimap2's.
@@ -70,7 +70,7 @@ private:
     int CopyBegin(int r) const { return RoundDown(FirstOf(r), kLanes); }
     int CopySize(int r) const { return RoundDown(LastOf(r), kLanes) + kLanes - CopyBegin(r); }
 
-    // Lanes are not initialised, because they are only used after they are computed.
+    // Lanes are not initialised, because their values do not matter before they are computed.
     bool PrepareLines() {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length, kLanes)) + kLanes;
         auto* memory = ScratchMemory(Scratch::lines, room * kLineCount);

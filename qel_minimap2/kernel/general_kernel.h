@@ -41,7 +41,8 @@ struct Lines {
 
     static constexpr int kPadding = 64;
 
-    /// Returns false if there is no memory. Only lanes outside a band are read before they are computed.
+    /// Returns false if there is no memory. Lanes are initialised only for a band: without one, their values do not
+    /// matter before they are computed.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;

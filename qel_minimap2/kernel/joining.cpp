@@ -25,9 +25,9 @@
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. So each of these anchors is tried first. If they lead to different
-// predecessors, as in homopolymers, minimap2's tree is built in the state that it has at this anchor, and used for the
-// rest of the section.
+// because a near anchor is usually better. The code therefore tries each of these anchors. If they lead to different
+// predecessors, as in homopolymers, it builds minimap2's tree in the state that it has at this point, and uses the tree
+// for the rest of the section.
 namespace qel_minimap2::kernel {
 
 namespace {

@@ -24,7 +24,7 @@ constexpr std::size_t Kept(std::size_t use) {
 
 using Buffers = std::array<Pages, static_cast<std::size_t>(Scratch::reach_tree) + 1>;
 
-// Each input file has threads of its own. A thread that starts takes the buffers of one that ended, because new pages
+// Each input file has its own threads. A new thread takes the buffers of a thread that has ended, because new pages
 // would cost it about a millisecond.
 class EndedThreads {
 public:
@@ -42,7 +42,7 @@ public:
             const std::lock_guard lock(mutex);
             idle.push_back(std::move(buffers));
         } catch (const std::exception&) {
-            // Without memory to keep them, the buffers are freed.
+            // There is no memory for the list, so the buffers are freed.
         }
     }
     void Clear() {

@@ -25,7 +25,7 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept;
 /// Frees those buffers of the calling thread that are too large to be kept. Call when no buffer is in use.
 void TrimScratch() noexcept;
 
-/// Frees the buffers of threads that have ended, which later threads would take. Any thread.
+/// Frees the buffers of ended threads, which are kept for new threads. Any thread.
 void FreeIdleScratch();
 
 }  // namespace qel_minimap2::kernel

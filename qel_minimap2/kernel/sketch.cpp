@@ -238,8 +238,8 @@ private:
         return best;
     }
 
-    // Replaces the minimum, which is before the window that ends at p, by the last k-mer of that window with its lowest
-    // hash.
+    // Replaces the minimum, which is before the window that ends at p, by the last k-mer with the lowest hash of that
+    // window.
     void Renew(int p, bool is_whole) {
         if (is_whole && MinimumHash() != kNone) {
             Push(minimum);

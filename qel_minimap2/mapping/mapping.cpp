@@ -45,8 +45,8 @@ char* MallocedCopy(const std::string& text) {
     return copy != nullptr ? copy : throw std::bad_alloc();
 }
 
-// Returns all records of one read. They lack the tag "rl", the bases of repetitive seeds, because it does not describe
-// the alignment.
+// Returns all records of one read. They lack the tag "rl", the number of bases in repetitive seeds, because it does not
+// describe the alignment.
 std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
     constexpr int kNoHit = -1;
     constexpr int kNoRepLen = -1;

@@ -33,8 +33,8 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // Of each sequence that has bases; then the end of the last sequence.
-    std::vector<std::uint32_t> first_of;  // For every 2^kShift offsets: the index in `starts` for the first of them.
+    std::vector<Start> starts;            // One for each sequence that has bases; then the end of the last one.
+    std::vector<std::uint32_t> first_of;  // For the first of each 2^kShift offsets: its index in `starts`.
 };
 
 /// Fills blocks of a table with minimizers. Not thread-safe: each thread uses its own object.

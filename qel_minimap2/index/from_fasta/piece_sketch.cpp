@@ -10,8 +10,8 @@ namespace qel_minimap2 {
 // always the last of the lowest k-mers in the window, whatever the minimum was before.) A sketch that starts w + k
 // bases before a piece is therefore correct from the piece's first base on. A k-mer that was not chosen before it
 // leaves the window is never chosen, so the sketch ends w bases after the piece. Minimizers outside the piece are
-// dropped. With an even k, all this would be wrong: a k-mer that equals its reverse complement takes no place in the
-// window, so a run of such k-mers makes the window reach back any distance. With an odd k, no k-mer equals its reverse
+// dropped. None of this is true for an even k: a k-mer that equals its reverse complement takes no place in the window,
+// so a run of such k-mers makes the window reach back any distance. With an odd k, no k-mer equals its reverse
 // complement.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {
     const std::uint64_t before = header.window + header.k, after = header.window;
@@ -30,7 +30,7 @@ void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint6
 }
 
 SketchedPiece PieceSketcher::Sketch(std::uint64_t begin, std::uint64_t end) {
-    constexpr std::uint64_t kMostSketched = 1 << 18;  // Limits the memory of the unpacked bases and their minimizers.
+    constexpr std::uint64_t kMostSketched = 1 << 18;  // In bases. Limits the memory of a sketch.
     of_piece.clear();
     const auto& sequences = reference.sequences;
     auto sequence = std::upper_bound(sequences.begin(), sequences.end(), begin,

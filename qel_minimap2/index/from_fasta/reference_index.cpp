@@ -61,7 +61,7 @@ void Index(const Reference& reference, const IndexHeader& header, SeedTable& tab
     FillTable(table, format, reference.sequences, pieces, sink);
 }
 
-// The number of sequences in the header is 0.
+// Returns the header of the index, except for the number of sequences, which is not known yet.
 IndexHeader HeaderFor(const mm_idxopt_t& options) {
     if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
         throw std::invalid_argument("a reference cannot be indexed with these k-mers");

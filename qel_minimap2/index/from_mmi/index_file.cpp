@@ -17,12 +17,12 @@ namespace qel_minimap2 {
 
 namespace {
 
-// A thread reads at least this many bytes at once, because most buckets are smaller. They fit into a core's cache.
+// A thread reads at least this many bytes at once: more than most buckets have, but few enough for a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
 // hundred bases of a run. An A is stored as zero, so if the copying of an index file stopped after its full size was
-// allocated, the file ends in such a run. Real genomes have hardly any.
+// allocated, the file ends in such a run. Real genomes have hardly any such runs.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
     // A run twice as long as a section contains a complete section, wherever the run begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
@@ -60,7 +60,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
 // class because its steps share the lists of a bucket.
 class BlockReader {
 public:
-    // `worker`: see ForEach; `window`: the one of that thread.
+    // `worker`: see ForEach. `window` is used by this thread only.
     BlockReader(const IndexLayout& layout, FileWindow& window, MinimizerSample& sample, SeedTable& table,
                 unsigned worker)
         : layout(layout), window(window), sample(sample), table(table), worker(worker) {}

@@ -95,7 +95,7 @@ StoredBucket TakeBucket(Cursor& cursor) {
     bucket.position_count = cursor.Take<std::uint32_t>();
     // minimap2 stores the size of the list in bytes in an int.
     if (bucket.position_count > std::numeric_limits<std::int32_t>::max() / sizeof(std::uint64_t)) {
-        throw DamagedIndex("too long a list of positions");
+        throw DamagedIndex("a list of positions that is too long");
     }
     cursor.Skip(bucket.position_count, sizeof(std::uint64_t));
     bucket.key_count = cursor.Take<std::uint32_t>();

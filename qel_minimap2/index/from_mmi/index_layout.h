@@ -28,7 +28,7 @@ struct StoredBucket {
 };
 
 /// Where the parts of a prebuilt index (version 2: header, names and lengths, buckets, packed bases) lie in its file.
-/// Keeps a reference to the file, and describes the file as it was when the constructor read it. Any thread.
+/// Describes the file as it was when the constructor read it. The file must outlive this object. Any thread.
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, and that the parts end at the file's last byte. Throws
@@ -42,7 +42,7 @@ public:
     const StoredBucket& Bucket(std::uint64_t bucket) const { return buckets[bucket]; }
     /// The number of bases in all sequences together.
     std::uint64_t BaseCount() const { return base_count; }
-    /// The offset of the bases in the file, packed as PackedBases describes.
+    /// The offset in the file of the bases, which are packed as PackedBases describes.
     std::uint64_t Bases() const { return bases; }
     std::uint64_t BaseWords() const { return (base_count + 7) / 8; }
 

@@ -13,10 +13,9 @@ namespace {
 
 constexpr const char* kDifferent = "its minimizers do not match its sequences";
 
-// minimap2 keeps the last k-mers in a ring that is one window long. Each base adds one k-mer; with homopolymer
-// compression, each run of equal bases does. K-mers that equal their reverse complement are not added. Returns the
-// 0-based last bases of the k-mers that a part of a sequence adds to the ring. K-mers that begin before the part are
-// left out.
+// minimap2 stores the k-mers of the current window in a ring. Each base adds an entry; with homopolymer compression,
+// each run of equal bases does. K-mers that equal their reverse complement add none. Returns the 0-based last base of
+// each entry that a part of a sequence adds, but not for entries whose k-mers may begin before the part.
 std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const IndexHeader& header) {
     const std::uint64_t mask = (std::uint64_t{1} << 2 * header.k) - 1;
     std::uint64_t forward = 0, reverse = 0;
@@ -53,7 +52,7 @@ MinimizerSample::MinimizerSample(const IndexLayout& layout, const std::uint32_t*
 
 void MinimizerSample::ChooseSections(const std::vector<std::uint64_t>& suspects) {
     const auto sections = (layout.BaseCount() + kSectionBases - 1) / kSectionBases;
-    const auto wanted = std::min(std::max(sections / kBasesPerChosen, kLeastSections), sections);
+    const auto wanted = std::min(std::max(sections / kSectionsPerChosen, kLeastSections), sections);
     chosen.assign(sections, false);
     for (std::uint64_t i = 0; i < wanted; ++i) {
         chosen[wanted > 1 ? i * (sections - 1) / (wanted - 1) : 0] = true;
@@ -90,7 +89,7 @@ MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const st
     const auto end = begin + static_cast<std::uint32_t>(bases.size());
     const auto ends = EndsOfRingEntries(bases, header);
     auto certain = piece;
-    if (begin > 0) {  // Certain as soon as the ring holds only k-mers of `bases`.
+    if (begin > 0) {  // Minimizers are certain as soon as the ring has only k-mers of `bases`.
         const std::size_t first = header.window + header.k + 1;
         certain.begin = std::max(piece.begin, first < ends.size() ? begin + ends[first] : end);
     }

@@ -45,7 +45,7 @@ private:
 
     static constexpr std::uint64_t kSectionBases = 2048;
     static constexpr std::uint64_t kLeastSections = 128;
-    static constexpr std::uint64_t kBasesPerChosen = 100;
+    static constexpr std::uint64_t kSectionsPerChosen = 100;
     // In bases. Limits a thread's memory, which has a piece's minimizers twice: those of the index and the computed
     // ones.
     static constexpr std::uint64_t kLongestPiece = 16384;

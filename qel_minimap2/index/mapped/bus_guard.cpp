@@ -28,7 +28,7 @@ void PassOn(int signal, siginfo_t* info, void* context) {
     } else if (previous.sa_handler != SIG_DFL && previous.sa_handler != SIG_IGN) {
         previous.sa_handler(signal);
     } else {
-        // The signal arrives again after this return, with the effect that it has without the guard.
+        // The signal arrives again after this function returns, and has the same effect as without the guard.
         ::sigaction(signal, &previous, nullptr);
         ::raise(signal);
     }

@@ -130,7 +130,7 @@ void MappedLayout::CheckChecksums() const {
         }
     }
     if (has_impossible_base) {
-        throw DamagedFile("impossible codes of bases");
+        throw DamagedFile("invalid base codes");
     }
 }
 

@@ -156,14 +156,14 @@ void NewFile::CreateHidden() {
     }
 }
 
-// The name may be taken: another process on this file system, in a container or on another machine, may have the same
-// process number.
+// Returns a name that may be taken, because another process on this file system, in a container or on another machine,
+// may have the same process number.
 std::string NewFile::NextHiddenName() const {
     static std::atomic<unsigned> number = 0;
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
 }
 
-// From this call on, this object and signal handlers may remove the file with this name.
+// Call only after this process has created the file: from now on, this object and signal handlers may remove it.
 void NewFile::TakeName(std::string name) {
     Remember(name);
     hidden = std::move(name);

@@ -153,7 +153,7 @@ TEST_F(Index, EachDamageIsNamed) {
         {"impossible number of buckets", set(bucket_bits, 13)},
         {"unknown flags", set(flags, 8)},
         {"a sequence of more than 2^31 - 1 bases", set(length, 1U << 31U)},
-        {"too long a list of positions", set(with_list->begin, 1U << 28U)},
+        {"a list of positions that is too long", set(with_list->begin, 1U << 28U)},
         {"an impossible minimizer",
          [&](std::string& index) {  // The lowest: 4096, in bucket 0, which has no others.
              const auto key_count_at = parts.buckets[0].key_count_at;
