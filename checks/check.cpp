@@ -74,7 +74,7 @@ public:
 private:
     void Append(const std::vector<std::string>& more) { findings.insert(findings.end(), more.begin(), more.end()); }
 
-    // The log names the files by the run's path of the folder, which may differ from the path given here.
+    // In the log, file names begin with the run's path of the input folder, which may differ from the path given here.
     void NameFiles() {
         auto base = *run.input_path;
         if (base.size() > 1 && base.back() == '/') {
@@ -92,7 +92,7 @@ private:
         for (const auto& name : names) {
             ++times[name];
         }
-        std::map<std::string, std::string> owners;  // The key is the SAM file.
+        std::map<std::string, std::string> owners;  // Input files by SAM file.
         for (const auto& name : names) {
             const auto count = std::exchange(times[name], 0);
             if (count == 0) {
@@ -115,7 +115,7 @@ private:
     }
 
     void CompareFiles() {
-        std::map<std::string, const LoggedFile*> last_users;  // The key is the SAM file.
+        std::map<std::string, const LoggedFile*> last_users;  // Input files by SAM file.
         for (const auto& logged : run.files) {
             last_users[SamName(logged.file, *run.input_path)] = &logged;
         }
@@ -145,8 +145,8 @@ private:
     const InputList input;
     const RunLog run;
     std::vector<std::string> findings;
-    std::vector<std::string> names;            // The input files' names, as in the log.
-    std::map<std::string, std::string> paths;  // Their paths, by name.
+    std::vector<std::string> names;            // Names of the input files, as in the log.
+    std::map<std::string, std::string> paths;  // Paths of the input files, by name.
 };
 
 }  // namespace

@@ -4,9 +4,9 @@
 
 namespace Checks {
 
-/// Judges a finished run by its newest log file, its input files, its SAM files and its summary. Writes one line for
-/// each finding, or one line saying that nothing was lost, to standard output. Returns the exit status. Throws
-/// std::exception if the run cannot be judged.
+/// Compares the newest log file of a run with its input files, its SAM files and its summary. Prints one line for each
+/// finding, or one line saying that nothing was lost, to standard output. Returns kNothingLost or kLost. Throws
+/// std::exception if the input files cannot be listed or the result cannot be written.
 int CheckRun(const Options& options);
 
 }  // namespace Checks

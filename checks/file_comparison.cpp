@@ -13,13 +13,14 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// How far the input is read ahead of the SAM file, in reads: more than the aligner works on at once.
+// Number of reads by which the input is read ahead of the SAM file. The aligner writes reads in the order in which they
+// finish, so it must be more than the number of reads that are aligned at once.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
 }  // namespace
 
-// One input file with its SAM file.
+// Compares one input file with its SAM file.
 class FileComparison::OneFile {
 public:
     OneFile(FileComparison& all, const LoggedFile& logged, const Paths& paths)
@@ -105,7 +106,7 @@ private:
             all.summary.Expect(read.name, read.cells, "");
             return;
         }
-        // Rejected reads and reads without bases have a record without a sequence.
+        // The record has no sequence, so the read was rejected or has no bases.
         static const auto kNoBases = DigestOf("");
         const bool without_bases = reads.Expects(read.name, kNoBases);
         const bool with_bases = reads.ExpectsOther(read.name, kNoBases);
@@ -156,7 +157,7 @@ private:
         const auto sam = "its SAM file " + paths.sam;
         const bool none_in_common = reads.Matched() == 0 && input_whole && sam_reads > 0 && input->Count() > 1;
         if (reads.Overflowed() || (!differences.empty() && none_in_common)) {
-            all.Add(*paths.input, sam + " holds other reads");
+            all.Add(*paths.input, sam + " contains other reads");
             return;
         }
         const auto tell = [&](Kind kind, const std::string& before, const std::string& after, const std::string& more) {
@@ -166,7 +167,7 @@ private:
             }
         };
         tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
-        tell(Kind::surplus, sam + " holds ", ", which the file lacks or holds fewer times",
+        tell(Kind::surplus, sam + " contains ", ", which the input file lacks or contains fewer times",
              "more reads are in " + sam + " only");
         tell(Kind::altered, "", " has a different sequence in " + sam,
              "more reads have a different sequence in " + sam);
@@ -181,8 +182,8 @@ private:
     ReadBalance reads;
     std::uint64_t sam_reads = 0;
     bool input_ended = false;
-    bool input_whole = false;  // It was read to the end.
-    bool sam_whole = false;
+    bool input_whole = false;  // The input was read to its end without an error.
+    bool sam_whole = false;    // The SAM file was read to its end without an error.
 };
 
 FileComparison::FileComparison(const std::string& summary, bool done) : summary(summary) {

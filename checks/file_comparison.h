@@ -16,35 +16,35 @@
 namespace Checks {
 
 /// Compares the input files, their log records, their SAM files and the summary. Memory grows with the number of
-/// findings, but not with that of reads or files. Not synchronised.
+/// findings, but not with the number of reads or files. Not synchronised.
 class FileComparison {
 public:
-    /// `done`: the run finished, so the rows of the summary are from this run.
+    /// `summary`: the path of the summary. `done`: whether the run finished; if not, rows may lack their SAM records.
     FileComparison(const std::string& summary, bool done);
 
     struct Paths {
-        std::optional<std::string> input;  ///< Unset for a file that only the log names: it gets no findings.
+        std::optional<std::string> input;  ///< Unset for a file that only the log names; it is not compared.
         std::string sam;
-        bool sam_is_its_own = true;  ///< False if another input file replaced it later.
+        bool sam_is_its_own = true;  ///< False if a later input file replaced the SAM file.
     };
 
-    /// Call for each file of the log, in its order.
+    /// Compares one input file. Call for each file of the log, in the order of the log.
     void Compare(const LoggedFile& logged, const Paths& paths);
 
-    /// Adds a file of the input that is not in the log.
+    /// Adds a finding about an input file that is not in the log.
     void AddUnfinished(const std::string& input) { Add(input, "not finished"); }
 
     /// The findings so far.
     const std::vector<std::string>& Findings() const { return findings; }
 
-    /// Call last. Returns all findings.
+    /// Call last. Returns all findings. `logged_rows`: the number of rows according to the log, if known.
     std::vector<std::string> Finish(std::optional<std::uint64_t> logged_rows);
 
 private:
     class OneFile;
     struct HeaderUse {
         std::uint64_t files = 0;
-        std::vector<std::pair<std::string, std::string>> first;  // Input and SAM file of each, for the first few.
+        std::vector<std::pair<std::string, std::string>> first;  // Input file and SAM file of the first few uses.
     };
 
     void Add(const std::string& path, const std::string& finding) { findings.push_back(path + ": " + finding); }
@@ -55,8 +55,8 @@ private:
     SamHeaders headers;
     LibraryWarnings warnings;
     std::vector<std::string> findings;
-    std::set<std::string> told;                    // Names of reads already reported, see SummaryComparison.
-    std::map<std::string, HeaderUse> header_uses;  // The key is the digest of the header.
+    std::set<std::string> told;                    // Names of reads already reported; see SummaryComparison::Finish.
+    std::map<std::string, HeaderUse> header_uses;  // By digest of the header.
 };
 
 }  // namespace Checks

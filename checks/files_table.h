@@ -6,7 +6,7 @@
 
 namespace Checks {
 
-/// The table of a run's input files: number of reads, SAM file, name; in the order of the summary's rows.
+/// Begins the table of a run's input files. Its lines are in the order of the summary's rows.
 inline void WriteFilesTableHeader(std::ostream& table) {
     table << "reads\tsam\tfile\n";
 }

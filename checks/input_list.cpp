@@ -61,7 +61,7 @@ InputList FindInput(const std::string& input, bool recursive) {
 }
 
 std::string SamName(const std::string& file, const std::string& input_path) {
-    // Boost's paths, as in the aligner: for std::filesystem, a file named ".fastq" has no extension.
+    // The aligner uses Boost's paths. Those of std::filesystem differ: a file named ".fastq" has no extension there.
     using boost::filesystem::path;
     path name = path(file).filename();
     if (!input_path.empty()) {

@@ -12,7 +12,7 @@ namespace Checks {
 
 InputReads::InputReads(const std::string& path) : path(path) {
     struct stat status {};
-    // Opening a pipe would block until a writer opens it.
+    // Opening a pipe blocks until another program opens it for writing.
     if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
         throw InputError("not a regular file", path);
     }
@@ -86,7 +86,7 @@ bool InputReads::NextFastq() {
 }
 
 std::string_view InputReads::Name() const {
-    // The identifier ends at a blank. In the summary, the aligner also cuts it at other white space.
+    // An identifier ends at a blank, but the aligner's summary cuts it at any white space.
     const auto end = title.find_first_of(" \t\n\v\f\r", 1);
     return std::string_view(title).substr(1, end == std::string::npos ? end : end - 1);
 }

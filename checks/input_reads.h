@@ -15,12 +15,12 @@
 
 namespace Checks {
 
-/// Reading an input file failed. The text gives the reason without the file's name.
+/// Reading an input file failed. The text is the reason, without the name of the file.
 struct InputError : std::runtime_error {
     InputError(const std::string& reason, const std::string& logged, bool damaged = false)
         : std::runtime_error(reason), logged(logged), damaged(damaged) {}
     std::string logged;  ///< What the aligner logs for the same error.
-    bool damaged;        ///< The gzip data are damaged, end too early, or are none.
+    bool damaged;        ///< The file should be gzip, but its data are damaged, incomplete or not gzip.
 };
 
 /// Reads one input file with the aligner's readers and by its rules. Not synchronised.
@@ -29,27 +29,27 @@ public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record; four blank lines are not a record. False at the end. Throws InputError for a record that
-    /// the aligner refuses, or if reading fails; do not call it again after that.
+    /// Reads the next record. Returns false at the end. Skips groups of four blank lines in a FASTQ file. Throws
+    /// InputError if the aligner refuses the record or reading fails. Do not call Next after an InputError.
     bool Next();
 
-    /// False if the title of the last record has no identifier: the aligner skips such a read with an error.
+    /// False if the title of the last record has no identifier. The aligner skips such a read and logs an error.
     bool HasName() const { return title.size() > 1; }
-    /// The name of the last record's read in the aligner's summary.
+    /// The name that the aligner's summary has for the last record.
     std::string_view Name() const;
     bool IsFasta() const { return fasta != nullptr; }
-    /// The last record's title with its marker.
+    /// The title of the last record, including ">" or "@".
     const std::string& Title() const { return title; }
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
 
-    /// Of the last record of a FASTQ file.
+    /// The qualities of the last record. Only for a FASTQ file.
     const std::string& Qualities() const { return qualities; }
 
     /// Number of records so far.
     std::uint64_t Count() const { return count; }
-    /// At the end: true if the file ends inside a further record.
+    /// True if the file ends inside a record. Known once Next has returned false.
     bool EndsInsideRecord() const { return cut; }
-    /// After an InputError about a record: true if the file ends inside that record's last line.
+    /// After an InputError about a record: true if the file ends inside the last line of that record.
     bool EndsWithRefusedRecord() const { return stream.eof(); }
 
 private:

@@ -6,8 +6,8 @@
 
 namespace Checks {
 
-/// During its lifetime, collects the warnings and errors that the libraries log, instead of printing them. Only one
-/// object may exist at a time.
+/// Collects, during its lifetime, the warnings and errors that the code for reading files logs, instead of printing
+/// them. Only one object may exist at a time.
 class LibraryWarnings {
 public:
     LibraryWarnings();
@@ -15,7 +15,7 @@ public:
     LibraryWarnings& operator=(const LibraryWarnings&) = delete;
     ~LibraryWarnings();
 
-    /// The texts since the last call.
+    /// Returns the texts logged since the last call.
     std::vector<std::string> Take();
 
 private:

@@ -30,12 +30,11 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     std::int64_t allowed = 0;
     po::options_description visible("Options");
     visible.add_options()  //
-        ("recursive,r", po::bool_switch(&options.recursive), "The run searched sub-folders too.")
-        // The option is so long that its text begins on the next line.
-        ("allow-failed-reads", po::value(&allowed)->value_name("N"),
-         "Up to N reads may have failed with an error in the log (default: 0).")  //
+        ("recursive,r", po::bool_switch(&options.recursive), "The run searched sub-folders too.")(
+            "allow-failed-reads", po::value(&allowed)->value_name("N"),
+            "Up to N reads may have failed with an error in the log (default: 0).")  //
         ("table", po::value(&options.table)->value_name("FILE"),
-         "If nothing was lost: write reads, SAM file and name of each input file.")  //
+         "If nothing was lost: write a table of the input files with their numbers of reads and SAM files.")  //
         ("help,h", "Print this text and end.");
     po::options_description all;
     all.add(visible).add_options()("input", po::value(&options.input))("save_folder", po::value(&options.save_folder));

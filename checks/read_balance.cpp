@@ -44,7 +44,7 @@ void ReadBalance::Added() {
 
 void ReadBalance::Settle(Groups::iterator group) {
     auto& [expected, found, found_any, excused] = group->second;
-    // If a read of this name is excused, only the end shows which one.
+    // Several reads may have this name. If one of them is excused, only the complete series show which one is missing.
     if (!found.empty() || excused != 0 || expected.size() != found_any.size()) {
         return;
     }

@@ -10,44 +10,44 @@
 
 namespace Checks {
 
-/// Compares two series of reads in any order. A read is a name and a content, both of which must match. Matched reads
-/// are dropped, so memory holds only the differences and the reads by which one series is ahead of the other. A name
-/// may occur in a series any number of times. Not synchronised.
+/// Compares two series of reads in any order. Reads match if they have the same name and content. Matched reads are
+/// dropped, so memory contains only the differences and the reads by which one series is ahead of the other. A name may
+/// occur in a series any number of times. Not synchronised.
 class ReadBalance {
 public:
-    /// A read that only one series has, or whose content differs.
+    /// A read that only one series contains, or whose content differs between the series.
     struct Difference {
         enum class Kind { missing, surplus, altered };
         Kind kind;
         std::string name;
-        std::string expected;  ///< Content; empty if surplus.
-        std::string found;     ///< Content; empty if missing.
-        std::uint64_t line;    ///< Line in the found series; if missing, in the expected one.
+        std::string expected;  ///< Content in the expected series; empty if surplus.
+        std::string found;     ///< Content in the found series; empty if missing or unknown.
+        std::uint64_t line;    ///< Line in the found series; if missing, line in the expected series.
     };
 
     /// Adds a read to the expected series.
     void Expect(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read of unknown content to the found series. The result is exact as long as the expected series is
-    /// further ahead than any read can be out of order.
+    /// Adds a read of unknown content to the found series. The result is exact only if the expected series is ahead by
+    /// more reads than any read is out of order.
     void FindAnyContent(std::string_view name, std::uint64_t line);
-    /// Allows one read of that name to be missing. Call before the name is expected.
+    /// Allows one read of this name to be missing. Call before adding reads of this name to the expected series.
     void Excuse(std::string_view name);
 
-    /// True if a read of that name and content is expected and not found yet.
+    /// True if a read of this name and content is expected and not found yet.
     bool Expects(std::string_view name, std::string_view content) const;
-    /// True if a read of that name with another content is expected and not found yet.
+    /// True if a read of this name with different content is expected and not found yet.
     bool ExpectsOther(std::string_view name, std::string_view content) const;
 
-    /// True if there were too many differences to keep.
+    /// True if the differences were too many to keep; they have then been dropped.
     bool Overflowed() const { return overflowed; }
     /// Number of reads found as expected.
     std::uint64_t Matched() const { return matched; }
-    /// The differences so far, by line; empty if Overflowed.
+    /// The differences so far, sorted by line; empty if Overflowed.
     std::vector<Difference> Differences() const;
 
-    /// Texts of the first three differences of a kind, then the number of the others: "N `more`".
+    /// Returns what `word` returns for the first three differences of a kind and, if N more exist, the text "N `more`".
     static std::vector<std::string> Word(const std::vector<Difference>& differences, Difference::Kind kind,
                                          const std::function<std::string(const Difference&)>& word,
                                          const std::string& more);
@@ -76,7 +76,7 @@ private:
     static void AddDifferences(const std::string& name, const Group& group, std::vector<Difference>& differences);
 
     Groups groups;
-    Groups::node_type spare;  // Its memory is reused: most groups live for one read only.
+    Groups::node_type spare;  // Reused for the next new group, because most groups exist for one read only.
     std::size_t kept = 0;     // Items in all groups.
     std::uint64_t matched = 0;
     bool overflowed = false;

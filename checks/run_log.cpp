@@ -24,7 +24,7 @@ struct LogRecord {
     std::string text;  // May have several lines.
 };
 
-// In `form`, 0 matches any digit.
+// True if `text` begins with `form`, in which 0 matches any digit.
 bool HasForm(std::string_view text, std::string_view form) {
     return text.size() >= form.size() &&
            std::equal(form.begin(), form.end(), text.begin(), [](char expected, char letter) {
@@ -32,7 +32,8 @@ bool HasForm(std::string_view text, std::string_view form) {
            });
 }
 
-// Splits the first line of a record: date and time, an optional source, the severity in brackets, the text.
+// Splits the first line of a record, which consists of the date and time, an optional source, the severity in brackets
+// and the text. Returns false for any other line.
 bool BeginsRecord(const std::string& line, LogRecord& record) {
     static constexpr std::array<std::string_view, 6> kSeverities = {"trace", "verbose", "message",
                                                                     "info",  "warning", "error"};
@@ -78,7 +79,7 @@ void TakeFailedRead(std::string_view text, LoggedFile& file) {
     }
 }
 
-// "FILE (COUNT reads)"
+// `text`: "FILE (COUNT reads)".
 void TakeFinishedFile(std::string_view text, LoggedFile& file) {
     constexpr std::string_view kEnd = " reads)";
     if (!text.starts_with(file.file) || !text.ends_with(kEnd)) {
@@ -123,12 +124,12 @@ void Take(const LogRecord& record, RunLog& run) {
     }
 }
 
-// Runs with the same folder that begin in the same second share a log file; the last one counts.
+// Finds the last run in a log file. Runs that begin in the same second and have the same save folder share a log file.
 class NewestRun {
 public:
     void Add(const LogRecord& record) {
         if (run.done && !IsBanner(record)) {
-            after_end.push_back(record);  // Belongs to this run, or to the next one before its banner.
+            after_end.push_back(record);  // Part of this run or of a next run, which may log records before its banner.
             return;
         }
         if (IsBanner(record) && run.input_path) {

@@ -9,25 +9,25 @@ namespace Checks {
 
 /// What the log says about one input file.
 struct LoggedFile {
-    std::string file;                       ///< As the aligner named it.
+    std::string file;                       ///< The name in the log.
     std::optional<std::int64_t> reads;      ///< Number of aligned reads; unset if the file was not finished.
-    std::uint64_t failed_reads = 0;         ///< Reads that failed with an error of their own.
-    std::vector<std::string> failed_names;  ///< Their identifiers, where they have one.
-    std::vector<std::string> problems;      ///< Errors and warnings logged while the file was read.
+    std::uint64_t failed_reads = 0;         ///< Number of errors about single reads.
+    std::vector<std::string> failed_names;  ///< Identifiers of those failed reads that have one.
+    std::vector<std::string> problems;      ///< Other errors and warnings logged before the file was finished.
 };
 
-/// The newest run in the log files of a save folder.
+/// What the log says about a run.
 struct RunLog {
-    std::string path;                       ///< The log file's path; empty if there is none.
-    std::optional<std::string> input_path;  ///< Unset if the run ended before logging it.
-    std::vector<std::string> findings;      ///< Errors and warnings, and whether the run did not finish.
-    std::vector<std::string> failed_reads;  ///< The errors about single reads.
+    std::string path;                       ///< Path of the log file; empty if it cannot be read.
+    std::optional<std::string> input_path;  ///< The option of the run; unset if the run ended before logging it.
+    std::vector<std::string> findings;      ///< Errors and warnings except those in `failed_reads`; an unfinished run.
+    std::vector<std::string> failed_reads;  ///< Errors about single reads.
     std::vector<LoggedFile> files;          ///< In the order of the run; a file listed twice appears twice.
     bool done = false;                      ///< The run finished.
 };
 
-/// Reads the log file whose name has the latest time. Does not throw if it is missing, unreadable or cut short: that is
-/// a finding.
+/// Reads the last run in the log file whose name has the latest time. A missing, unreadable or incomplete log file is a
+/// finding, not an exception.
 RunLog ReadRunLog(const std::string& save_folder);
 
 }  // namespace Checks

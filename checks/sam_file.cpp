@@ -136,7 +136,7 @@ void SamFile::TakeFirst(SamRead& read) {
 void SamFile::TakeFurther() {
     pending = false;
     if (record.name != name) {
-        Refuse("a secondary or supplementary record of a different read from the record before it");
+        Refuse("a secondary or supplementary record whose read differs from that of the record before it");
     }
     if (!record.IsSupplementary()) {
         return;

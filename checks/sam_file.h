@@ -11,7 +11,8 @@
 
 namespace Checks {
 
-/// The "@SQ" lines of the last SAM file read. They are kept because all files of a run have the same ones.
+/// The "@SQ" lines of the last SAM file read. They are parsed again only if they change, because all files of a run
+/// usually have the same lines.
 class SamHeaders {
 public:
     /// Reads header lines. Throws std::runtime_error for a line that is not an "@SQ" line.
@@ -26,22 +27,22 @@ private:
     std::string digest;
 };
 
-/// The first record of a read in a SAM file; its other records have been checked.
+/// What the first record of a read in a SAM file contains. The other records of the read have been checked.
 struct SamRead {
     std::string name;
-    std::string digest;  ///< Of the sequence in the read's direction; empty if the record has no sequence.
-    std::string cells;   ///< SummaryCells of the record.
-    std::uint64_t line = 0;
+    std::string digest;      ///< Digest of the sequence in the read's direction; empty if the record has no sequence.
+    std::string cells;       ///< SummaryCells of the record.
+    std::uint64_t line = 0;  ///< Line number of the record, 1-based.
 };
 
 /// Reads a SAM file read by read. Not synchronised.
 class SamFile {
 public:
-    /// Opens the file and reads its header. Throws std::runtime_error with the reason, without the file's name, as does
-    /// Next.
+    /// Opens the file and reads its header. The constructor and Next throw std::runtime_error with the reason, without
+    /// the name of the file.
     SamFile(const std::string& path, SamHeaders& headers);
 
-    /// The next read; false at the end.
+    /// Reads the next read. Returns false at the end.
     bool Next(SamRead& read);
 
 private:
@@ -56,10 +57,10 @@ private:
     std::string_view line;
     SamRecord record;      // The columns of `line`.
     bool pending = false;  // The record has been read but not used yet.
-    // These members describe the read that is being read.
+    // The read whose records are being read.
     std::string name;
-    std::string sequence;  // In the read's direction.
-    std::int64_t supplementary_due = 0;
+    std::string sequence;                // In the read's direction.
+    std::int64_t supplementary_due = 0;  // Number of records that its tag SA lists and that have not been read yet.
 };
 
 }  // namespace Checks

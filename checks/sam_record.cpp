@@ -55,7 +55,7 @@ SamRecord SamRecord::Parse(std::string_view line, const ReferenceLengths& refere
     const auto tab = std::min(line.find('\t'), line.size());
     record.name = line.substr(0, tab);
     const auto rest = line.substr(std::min(tab + 1, line.size()));
-    // A name may contain any byte that it has in the input, except NUL, which ends the aligner's texts.
+    // The aligner copies any byte of a name from the input except NUL, which ends its texts.
     if (record.name.find('\0') != std::string_view::npos || !IsPrintable(rest)) {
         Refuse("a byte that is not allowed in a SAM record");
     }
@@ -177,7 +177,7 @@ std::string SummaryCells(const SamRecord& first) {
                               first.aligned, correct}) {
         append(number);
     }
-    // As the aligner computes and writes them: single precision, six digits.
+    // The aligner computes identity and accuracy in single precision and writes six digits.
     append(static_cast<float>(correct) / static_cast<float>(first.aligned), std::chars_format::general, 6);
     append(static_cast<float>(correct) / static_cast<float>(all), std::chars_format::general, 6);
     append(first.score);

@@ -22,7 +22,7 @@ std::string Header() {
     return header;
 }
 
-// The text between the first `skipped` tabs and the next one.
+// The cell after the first `skipped` tabs.
 std::string_view Cell(std::string_view cells, std::size_t skipped) {
     for (; skipped > 0; --skipped) {
         cells.remove_prefix(cells.find('\t') + 1);
@@ -65,7 +65,7 @@ bool SummaryComparison::NextRow() {
             findings.push_back(path + ": the last row is cut short");
             half_row = half.substr(0, half.find('\t'));
         }
-    } catch (const std::exception&) {  // An endless line, or a failing disk.
+    } catch (const std::exception&) {  // The line is longer than kLongestLine, or the disk fails.
         findings.push_back(path + ": line " + std::to_string(lines->LineNumber()) + " cannot be read");
         gaps = true;
     }
@@ -86,7 +86,7 @@ void SummaryComparison::Expect(std::string_view expected_name, std::string_view 
     }
     const bool found = NextRow();
     if (found && name == expected_name && (cells == expected || (!other.empty() && cells == other))) {
-        return;  // Nearly always: the rows are in the order of the SAM records.
+        return;  // The usual case, because the rows are in the order of the SAM records.
     }
     balance.Expect(expected_name, expected, 0);
     if (found) {
@@ -106,7 +106,7 @@ std::vector<std::string> SummaryComparison::Finish(const std::set<std::string>& 
         findings.push_back(path + ": " + Plural(rows, "row") + " for " + Plural(*logged, "logged read"));
     }
     if (balance.Overflowed()) {
-        findings.push_back(path + ": its rows and the SAM records are of different reads");
+        findings.push_back(path + ": its rows and the SAM records belong to different reads");
     } else {
         AddDifferences(told);
     }

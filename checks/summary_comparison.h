@@ -13,25 +13,25 @@
 
 namespace Checks {
 
-/// Compares the rows of a summary with the reads of the SAM files, which must be passed in the order of the run. Not
-/// synchronised.
+/// Compares the rows of a summary with the reads of the SAM files. Pass the reads in the order in which the run aligned
+/// the files. Not synchronised.
 class SummaryComparison {
 public:
     /// Opens the summary and checks its header.
     explicit SummaryComparison(const std::string& path);
 
-    /// Adds the next read of the SAM files: its name, and the columns of its row after the name. `other_cells`, unless
-    /// empty, are accepted in place of `cells`.
+    /// Adds the next read of the SAM files. `cells`: the columns of its row after the name, each preceded by a tab.
+    /// `other_cells`, unless empty, are accepted in place of `cells`.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
     /// Skips the rows of reads without usable SAM records.
     void SkipRows(std::uint64_t count);
 
-    /// The same for an unknown number of rows.
+    /// Call instead of SkipRows if the number of rows is unknown. Rows without a SAM record are then no findings.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the remaining rows. `told`: names of reads already reported as lost. `logged`: the number of rows
-    /// according to the log, if known. Returns all findings.
+    /// Reads the remaining rows and returns all findings. `told`: names of reads that have findings already. `logged`:
+    /// the number of rows according to the log, if known.
     std::vector<std::string> Finish(const std::set<std::string>& told, std::optional<std::uint64_t> logged);
 
 private:
@@ -40,16 +40,15 @@ private:
     std::string Tell(const ReadBalance::Difference& difference) const;
 
     const std::string path;
-    std::unique_ptr<Common::LineReader> lines;  // Null if there is no summary.
+    std::unique_ptr<Common::LineReader> lines;  // Null if the summary cannot be read or has no header.
     bool at_end = false;
     std::uint64_t rows = 0;
-    // The name and the other cells of the row read last.
-    std::string_view name;
-    std::string_view cells;
+    std::string_view name;   // The name in the row read last.
+    std::string_view cells;  // The other columns of the row read last.
     ReadBalance balance;
     std::vector<std::string> findings;
-    std::string half_row;  // The name in a last row without a line feed.
-    bool gaps = false;     // Some rows have no usable SAM record to compare with.
+    std::string half_row;  // The name in the last row if that has no line feed.
+    bool gaps = false;     // Whether rows without a usable SAM record are expected.
 };
 
 }  // namespace Checks

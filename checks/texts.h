@@ -9,10 +9,11 @@ namespace Checks {
 /// "1 read", "2 reads".
 std::string Plural(std::uint64_t count, const std::string& noun);
 
-/// A message on one line, without terminal control sequences; the middle of a long one is left out.
+/// Returns `text` on one line: white space becomes single blanks and control characters become "?". Leaves out the
+/// middle of a text of more than 300 bytes.
 std::string OneLine(std::string_view text);
 
-/// Like OneLine, but not shortened.
+/// Returns `text` with each control character replaced by "?".
 std::string Printable(std::string_view text);
 
 }  // namespace Checks

@@ -1,7 +1,9 @@
-# The only target that sets C++20, the warnings and the sanitizers; every target of this project links it PRIVATE.
+# tavik_build_settings is the only target that sets C++20, the warnings and the sanitizers. Every target of this project
+# links it PRIVATE.
 set(TAVIK_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address,undefined' or 'thread'")
-# Other compilers have other warnings, so they are errors only in the presets, for people who work on this project.
-option(TAVIK_WARNINGS_AS_ERRORS "Stop at warnings, as every preset does" OFF)
+# A user's compiler may warn about code that the presets' compilers accept, so only the presets turn warnings into
+# errors.
+option(TAVIK_WARNINGS_AS_ERRORS "Treat warnings as errors, as every preset does" OFF)
 
 add_library(tavik_build_settings INTERFACE)
 add_library(tavik::build_settings ALIAS tavik_build_settings)
@@ -15,11 +17,11 @@ target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
     -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # Instrumentation causes false alarms of these warnings; the other builds keep them.
+    # In instrumented code, g++ gives these warnings falsely. Builds without sanitizers keep the warnings.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-conversion -Wno-sign-conversion>)
   target_link_options(tavik_build_settings INTERFACE -fsanitize=${TAVIK_SANITIZE})
   if(TAVIK_SANITIZE MATCHES "thread")
-    # g++ 12 warns that its thread sanitizer does not support fences; only Boost's headers contain any.
+    # g++ 12 warns that its thread sanitizer does not support fences. Only Boost's headers contain fences.
     target_compile_options(tavik_build_settings INTERFACE -Wno-tsan)
   endif()
 endif()

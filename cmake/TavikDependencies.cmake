@@ -1,9 +1,9 @@
-# The project's dependencies. The error about a missing one names its Debian package.
+# Finds the project's dependencies. The error about a missing dependency names its Debian package.
 function(tavik_missing what package)
   message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
 endfunction()
 
-# A project that adds this one as a subdirectory also links these targets, through ours.
+# A project that adds this one as a subdirectory links these imported targets too, through the targets defined here.
 set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
 
 find_package(Threads REQUIRED)
@@ -48,29 +48,31 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# The headers contain no version, but the package has one.
+# minimap2's headers contain no version, so the version is that of the Debian package.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
   execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}\n" libminimap2-dev
     OUTPUT_VARIABLE tavik_minimap2_package ERROR_QUIET)
-  # Its packages for several architectures have the same version.
+  # With packages for several architectures, dpkg-query prints the same version once for each.
   if(tavik_minimap2_package MATCHES "^[^\n]+")
     set(TAVIK_MINIMAP2_VERSION "${CMAKE_MATCH_0}")
   endif()
 endif()
-# qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a release is accepted only after all of its output
-# was compared with ours.
+# qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a minimap2 release is accepted only after its
+# output has been compared with this project's output.
 set(tavik_judged_minimap2 2.24 2.27)
-option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output was never compared" OFF)
+option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output has not been compared" OFF)
 string(REGEX MATCH "^[0-9]+\\.[0-9]+" TAVIK_MINIMAP2_RELEASE "${TAVIK_MINIMAP2_VERSION}")
 if(TAVIK_MINIMAP2_RELEASE AND NOT TAVIK_MINIMAP2_RELEASE IN_LIST tavik_judged_minimap2 AND NOT TAVIK_UNJUDGED_MINIMAP2)
   list(JOIN tavik_judged_minimap2 " and " tavik_judged_minimap2)
-  message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_RELEASE} has not been judged; ${tavik_judged_minimap2} have been. To judge "
-    "it, configure with -D TAVIK_UNJUDGED_MINIMAP2=ON, run all tests, tests/judges/kernel-check and "
-    "tests/judges/compare-with-minimap2, and add it to cmake/TavikDependencies.cmake.")
+  message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_RELEASE} has not been tested with this project; "
+    "${tavik_judged_minimap2} have been. To test it, configure with -D TAVIK_UNJUDGED_MINIMAP2=ON and run all tests, "
+    "tests/judges/kernel-check and tests/judges/compare-with-minimap2. If all succeed, add the release to "
+    "cmake/TavikDependencies.cmake.")
 endif()
-# The functions that are replaced, and a proof that this works with the installed library.
+# The linker replaces these functions of minimap2. The program built from minimap2_assumptions.cpp proves that this
+# works with the installed minimap2.
 set(TAVIK_MINIMAP2_WRAPPED ksw_extd2_sse mm_sketch mm_idx_getseq mm_idx_cal_max_occ mm_seed_mz_flt mm_collect_matches
   radix_sort_128x mg_lchain_dp mg_lchain_rmq)
 list(TRANSFORM TAVIK_MINIMAP2_WRAPPED PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE TAVIK_MINIMAP2_WRAP_OPTIONS)
@@ -87,8 +89,8 @@ if(NOT TAVIK_MINIMAP2_PROVEN STREQUAL "${MINIMAP2_ARCHIVE} ${TAVIK_MINIMAP2_VERS
       COMPILE_OUTPUT_VARIABLE tavik_proof_errors RUN_OUTPUT_VARIABLE tavik_proof_output)
   endif()
   if(NOT tavik_proof_compiles)
-    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not declare or define what is expected by "
-      "cmake/minimap2_assumptions.cpp:\n${tavik_proof_errors}")
+    message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not declare or define what "
+      "cmake/minimap2_assumptions.cpp expects:\n${tavik_proof_errors}")
   elseif(NOT tavik_proof_status EQUAL 0)
     message(FATAL_ERROR "minimap2 ${TAVIK_MINIMAP2_VERSION} does not do what qel_minimap2 relies on (status "
       "${tavik_proof_status}):\n${tavik_proof_output}")
@@ -101,7 +103,7 @@ if(NOT nlohmann_json_FOUND)
   tavik_missing("nlohmann's JSON library" "nlohmann-json3-dev")
 endif()
 
-# Draws the charts of the report; compiled into the program with its licence.
+# Chart.js draws the charts of the report. It is compiled into tavik_report together with its licence.
 find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH)
 find_file(CHART_JS_LICENCE copyright PATHS /usr/share/doc/libjs-chart.js NO_DEFAULT_PATH)
 if(NOT CHART_JS OR NOT CHART_JS_LICENCE)

@@ -1,4 +1,4 @@
-# Run by "cmake -P": writes a C++ source that defines a string, the concatenated contents of some files.
+# Run by "cmake -P": writes a C++ source file that defines the std::string_view NAME, which contains FILES concatenated.
 #   -D OUTPUT=... -D HEADER=... -D NAMESPACE=... -D NAME=... -D FILES=a,b
 set(bytes "")
 string(REPLACE "," ";" FILES "${FILES}")
@@ -6,7 +6,7 @@ foreach(file IN LISTS FILES)
   file(READ "${file}" hex HEX)
   string(APPEND bytes "${hex}")
 endforeach()
-# Breaks the line after every 16 bytes, then writes the bytes as characters.
+# The bytes become character literals, 16 on each line.
 string(REGEX REPLACE "(................................)" "\\1\n" bytes "${bytes}")
 string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${bytes}")
 file(WRITE "${OUTPUT}" "#include \"${HEADER}\"

@@ -1,5 +1,5 @@
 // Checks what the wrapper library assumes about the installed minimap2 library. Runs when the build is configured,
-// because a later release may keep its interface and still break an assumption. Prints each one that is wrong.
+// because a later release may keep its interface and still break an assumption. Prints each broken assumption.
 
 #include <algorithm>
 #include <array>
@@ -15,8 +15,9 @@
 #include <ksw2.h>
 #include <mmpriv.h>
 
-// The calls that the wrapper library replaces, in the form in which it replaces them. A different signature does not
-// compile or link; a call that does not pass through its name is never seen here.
+// This program wraps the functions that the wrapper library replaces, in the same way. If minimap2 declares a function
+// with a different signature, the program does not compile or link. If minimap2 no longer calls a function by its name,
+// that function's element of `called` stays false.
 namespace {
 
 enum Wrapped { ksw, sketch, getseq, cal_max_occ, filter, collect, sort, chain, join, wrapped_count };
@@ -78,7 +79,6 @@ namespace {
 
 constexpr int kWindow = 10, kLength = 15, kBucketBits = 14;
 
-// A reference with a stretch of 2000 bases that the read lacks, and with every 40th base of the read changed.
 std::string Reference() {
     std::string bases;
     std::uint32_t state = 1;
@@ -89,6 +89,8 @@ std::string Reference() {
     return bases;
 }
 
+// The bases from 2000 to 11000 of the reference, without 2000 bases in between, so that minimap2 joins chains, and with
+// every 40th base changed.
 std::string Read(const std::string& reference) {
     auto read = reference.substr(2000, 4000) + reference.substr(8000, 3000);
     for (std::size_t i = 20; i < read.size(); i += 40) {
@@ -97,7 +99,8 @@ std::string Read(const std::string& reference) {
     return read;
 }
 
-// The file of an index: header, name and length, for each bucket positions and entries, bases of four bits each.
+// Compares an index file with the index. The file consists of a header, the name and length of each sequence, the
+// positions and entries of each bucket, and the bases with four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
     if (!Holds(file != nullptr, "cannot create a temporary file")) {
@@ -161,7 +164,7 @@ int main() {
         Holds(mm_idx_init(kWindow, kLength, kBucketBits, 0)->h == nullptr, "a new index has a table of names") && good;
     good = IsStoredAsExpected(*index, reference) && good;
     mm_mapopt_update(&mapping, index);
-    // Mapping must not look at the member that holds the wrapper library's table.
+    // The wrapper library stores its table in the member `h`, so minimap2 must not use this member when it maps reads.
     index->h = static_cast<void*>(&good);
     mm_tbuf_t* const buffer = mm_tbuf_init();
     int count = 0;

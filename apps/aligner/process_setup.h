@@ -1,6 +1,6 @@
 #pragma once
 
-/// Prepares the process before anything else runs: denormal numbers count as zero, and /dev/null replaces closed
-/// standard streams. The run no longer ends when a program that reads its output ends, or when a file reaches the size
-/// limit.
+/// Call first in `main`. From then on, denormal numbers count as zero, /dev/null replaces closed standard streams, and
+/// a write to a closed pipe or beyond the file size limit fails instead of ending the process. Ends the process with
+/// status 1 if /dev/null cannot be opened.
 void SetUpProcess();

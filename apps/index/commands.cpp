@@ -29,8 +29,8 @@ struct UnloadIndex {
 };
 using IndexPointer = std::unique_ptr<mm_idx_t, UnloadIndex>;
 
-// Throws std::runtime_error with the wrapper library's answer, which is null after success. `before`: what the message
-// begins with.
+// Throws std::runtime_error if a function of the wrapper library returned an error text, that is, if `answer` is not
+// null. The message is `before` and that text without "ERROR: ".
 void RequireSuccess(const char* answer, const std::string& before = "") {
     constexpr std::string_view kError = "ERROR: ";
     if (answer != nullptr) {
@@ -45,7 +45,7 @@ qelmm_index_description Described(const std::string& path) {
     return description;
 }
 
-// A count that the system keeps about this process; 0 if it does not show it.
+// The counter `name` of this process in /proc/self/io, in bytes; 0 if the file cannot be read.
 std::uint64_t CountOf(std::string_view name) {
     std::ifstream counts("/proc/self/io");
     std::string found;
@@ -55,7 +55,7 @@ std::uint64_t CountOf(std::string_view name) {
     return counts ? bytes : 0;
 }
 
-// What the program is doing, and its progress if the system shows it.
+// What the program is doing and, if /proc/self/io can be read, how far it is.
 std::string Stage(const Options& options, std::uint64_t reference_size) {
     constexpr std::uint64_t kPercent = 100, kMega = 1'000'000;
     const auto read = CountOf("rchar:"), written = CountOf("wchar:") / kMega;
@@ -68,13 +68,14 @@ std::string Stage(const Options& options, std::uint64_t reference_size) {
                 : "");
 }
 
-// The figures of an index that was just written. The run has succeeded, so that a file that cannot be read again gives
-// only a warning.
+// Describes the index just written. If the file cannot be read again, only prints a warning, because writing it has
+// succeeded.
 std::optional<qelmm_index_description> DescribedIfReadable(const std::string& path) {
     try {
         return Described(path);
     } catch (const std::exception& error) {
-        std::cerr << std::string("tavik_index: warning: the index was written, but ") + error.what() + "\n";
+        std::cerr << std::string("tavik_index: warning: the index was written, but cannot be read: ") + error.what() +
+                         "\n";
         return std::nullopt;
     }
 }
@@ -93,7 +94,7 @@ int WriteIndex(const Options& options) {
     const auto made = DescribedIfReadable(options.index);
     if (made && made->sequences == 0) {
         std::cerr << "tavik_index: " + options.reference +
-                         ": warning: it holds no sequences, so tavik_aligner will refuse " + options.index + "\n";
+                         ": warning: it contains no sequences, so tavik_aligner will refuse " + options.index + "\n";
     }
     if (!options.quiet) {
         constexpr double kMega = 1e6;
@@ -107,7 +108,8 @@ int WriteIndex(const Options& options) {
     return kDone;
 }
 
-// Throws if the file cannot be read at all, so that it is not called unsound.
+// Throws std::runtime_error if the file cannot be read at all: nothing is then known about the index, so the exit
+// status must not call it unsound.
 void RequireReadable(const std::string& path) {
     std::error_code error;
     const auto status = fs::status(path, error);
@@ -138,7 +140,7 @@ int DescribeIndex(const Options& options) {
     const auto description = Described(options.index);
     const IndexPointer index(qelmm_load_index(options.index.c_str()));
     if (index == nullptr) {
-        return kFailed;  // The wrapper library has named the reason.
+        return kFailed;  // The wrapper library has printed the reason.
     }
     if (options.quiet) {
         return kDone;

@@ -4,8 +4,8 @@
 
 namespace Indexing {
 
-/// Does what the options ask for; returns the exit status. Messages about what is wrong with a file go to standard
-/// error. Throws std::exception if the index cannot be written.
+/// Runs the task that the options name and returns the exit status. Prints a message and returns kWrongUsage if the
+/// index to check or describe cannot be read. Throws std::exception if the index cannot be written or is not sound.
 int Execute(const Options& options);
 
 }  // namespace Indexing

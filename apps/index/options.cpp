@@ -19,12 +19,12 @@ namespace {
 constexpr char kUsage[] =
     "\nUsage:\n\n  tavik_index [options] <reference> <index>\n"
     "  tavik_index --check | --describe [options] <index>\n\n"
-    "Writes an index that tavik_aligner -a opens at once and that all its processes on a\n"
-    "machine share. <reference> is a FASTA or FASTQ file, plain or gzip, or an index.\n\n";
+    "Writes an index for tavik_aligner -a. Opening it takes no time, and all processes on a\n"
+    "machine share it. <reference> is a FASTA or FASTQ file, plain or gzip, or an index.\n\n";
 
 constexpr char kStatuses[] =
     "\nExit status: 0 if the index was written or is sound, 1 if it could not be written or is\n"
-    "not sound, 2 for wrong usage, or an index that cannot be read.\n";
+    "not sound, 2 for wrong usage or an index to check that cannot be read.\n";
 
 Options Chosen(const po::variables_map& values, Options options, const std::vector<std::string>& files) {
     if (values["check"].as<bool>() && values["describe"].as<bool>()) {
@@ -63,9 +63,9 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     po::options_description visible("Command line parameters");
     visible.add_options()  //
         ("worker_threads,t", po::value(&options.threads)->value_name("N"),
-         "Number of threads; as many as there are cores if not given.")                             //
-        ("check", po::bool_switch(), "Write nothing; judge whether the index is whole and sound.")  //
-        ("describe", po::bool_switch(), "Write nothing; print what the index holds.")               //
+         "Number of threads (default: the number of cores).")                                             //
+        ("check", po::bool_switch(), "Write nothing; check that the index is complete and sound.")        //
+        ("describe", po::bool_switch(), "Write nothing; print the settings and sequences of the index.")  //
         ("quiet,z", po::bool_switch(&options.quiet),
          "Quiet mode. Nothing will be output to stdout if this option is set.")  //
         ("help,h", "produce help message")                                       //

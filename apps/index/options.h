@@ -6,23 +6,23 @@
 namespace Indexing {
 
 /// Exit statuses of the program.
-inline constexpr int kDone = 0;        ///< The index is written, or is sound.
-inline constexpr int kFailed = 1;      ///< It could not be written, or is not sound.
-inline constexpr int kWrongUsage = 2;  ///< Wrong options, or a file to check that cannot be read.
+inline constexpr int kDone = 0;        ///< The index was written, or is sound.
+inline constexpr int kFailed = 1;      ///< The index could not be written, or is not sound.
+inline constexpr int kWrongUsage = 2;  ///< The options are wrong, or the index to check cannot be read.
 
 enum class Task { write, check, describe };
 
-/// What the command line asks for.
+/// The parsed command line.
 struct Options {
     Task task = Task::write;
     std::string reference;  ///< Only for Task::write.
     std::string index;
-    int threads = 0;  ///< 0: as many as there are cores.
+    int threads = 0;  ///< 0: one for each core.
     bool quiet = false;
 };
 
-/// The options, or the exit status if there is nothing to do: kDone after help or version on standard output,
-/// kWrongUsage after wrong options, with a message on standard error.
+/// Returns the options, or the exit status if the program ends at once: kDone after printing help or the version,
+/// kWrongUsage after a message on standard error about wrong options.
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace Indexing

@@ -47,7 +47,7 @@ void Progress::Show() {
     std::unique_lock lock(mutex);
     bool shown = false;
     while (!changed.wait_for(lock, kPause, [this] { return ended; })) {
-        // The cursor returns to the start of the line, so that a warning replaces it.
+        // The cursor returns to the start of the line, so that a warning overwrites the progress.
         std::cerr << what() + ", " + std::to_string(static_cast<std::int64_t>(Seconds())) + " s" + kClearToEnd + '\r'
                   << std::flush;
         shown = true;

@@ -9,11 +9,11 @@
 
 namespace Indexing {
 
-/// A line on standard error, if that is a terminal: what the program does, its progress, and the time since the start.
-/// Its thread takes no signals. The destructor erases the line.
+/// Shows what the program is doing and the time since the start, in one line on standard error, if that is a terminal.
+/// A thread that blocks all signals renews the line. The destructor erases the line.
 class Progress {
 public:
-    /// `what` is called by another thread.
+    /// `what` returns the text of the line without the time. The display's thread calls it.
     Progress(bool quiet, std::function<std::string()> what);
     ~Progress();
     Progress(const Progress&) = delete;

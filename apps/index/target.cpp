@@ -22,7 +22,7 @@ extern "C" {
 
 static void RemoveAndEnd(int signal) {
     qelmm_remove_unfinished_indexes();
-    // The handler has been reset, so the signal ends the process as its parent expects.
+    // SA_RESETHAND has restored the default action, so the parent sees that the signal ended the process.
     static_cast<void>(std::raise(signal));
 }
 }
@@ -60,7 +60,7 @@ void RequireWritable(const std::string& path, const std::string& reference) {
     if (fs::exists(status) && !IsEmptyOrIndex(path)) {
         fail("is not an index of tavik_index, so it is not replaced");
     }
-    // A symbolic link stays, and what it leads to is replaced.
+    // The new index replaces the target of a symbolic link, so the target's folder must be writable.
     const auto folder = fs::path(qel_minimap2::LinkTarget(path, error)).parent_path();
     if (error || ::access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) {
         const auto reason = error ? error : std::error_code(errno, std::generic_category());

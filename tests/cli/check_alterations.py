@@ -128,7 +128,7 @@ def missing(read, name="a"):
 
 
 def surplus(read, sam=A):
-    return f"{sam} holds read '{read}', which the file lacks or holds fewer times"
+    return f"{sam} contains read '{read}', which the input file lacks or contains fewer times"
 
 
 def sequence(read, file="a.fastq"):
@@ -148,10 +148,10 @@ ALTERATIONS = {
     "a SAM file is cut in a record": (cut("out/a.sam", 50), [f"{A}: line 8: cut short"]),
     "a SAM file lacks its last line feed": (cut("out/c.sam", 1), [f"{C}: line 4: cut short"]),
     "the SAM files of two inputs are swapped": (swapped("out/a.sam", "out/b.sam"),
-                                                [f"{A} holds other reads", f"{B} holds other reads"]),
+                                                [f"{A} contains other reads", f"{B} contains other reads"]),
     "a SAM file is a copy of another one": (
         lambda folder: shutil.copy(folder / "out/a.sam", folder / "out/c.sam"),
-        [f"{C} holds other reads"]),
+        [f"{C} contains other reads"]),
     "no @SQ lines": (lines("out/b.sam", lambda old: old[2:]), [f"{B}: {NO_SQ}"]),
     "no @SQ lines in all SAM files": (
         both(*(lines(f"out/{name}.sam", lambda old: old[2:]) for name in "abc")),
@@ -217,7 +217,7 @@ ALTERATIONS = {
     "a supplementary record alone": (without("out/b.sam", 3), [
         f"{B}: line 3: a secondary or supplementary record of a read without a first record"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
-        f"{B}: line 4: a secondary or supplementary record of a different read from the record before it"]),
+        f"{B}: line 4: a secondary or supplementary record that does not follow a record of its read"]),
     "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
         f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),
@@ -272,8 +272,8 @@ ALTERATIONS = {
         lambda folder: (shutil.rmtree(folder / "out"), (folder / "out").write_text("")), ["out: Not a directory"]),
     "an empty input file": (content("a.fastq", lambda old: b""), ["a.fastq: the file is empty"]),
     "two input files are swapped": (swapped("a.fastq", "b.fastq"), [
-        "a.fastq: 3 reads in the file, 6 aligned", f"{A} holds other reads",
-        "b.fastq: 6 reads in the file, 3 aligned", f"{B} holds other reads"]),
+        "a.fastq: 3 reads in the file, 6 aligned", f"{A} contains other reads",
+        "b.fastq: 6 reads in the file, 3 aligned", f"{B} contains other reads"]),
     "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
                                 ["a.fastq: not a regular file"]),
     "killed before the end, with a folder named like a log": (

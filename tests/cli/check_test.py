@@ -237,9 +237,9 @@ class Check(AlignerTest):
         self.assertEqual(self.check("-", "out", stdin=listed), (0, ["2 files, 120001 reads: nothing lost"]))
         for name in "ab":
             lines(f"out/{name}.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
-        self.expect(["a.fq: its SAM file out/a.sam holds other reads", "b.fq: read 'r' is not in its SAM file out/b.sam",
+        self.expect(["a.fq: its SAM file out/a.sam contains other reads", "b.fq: read 'r' is not in its SAM file out/b.sam",
                      surplus("x", "b.fq: its SAM file out/b.sam"),
-                     f"{SUMMARY}: its rows and the SAM records are of different reads"], log_file, listed)
+                     f"{SUMMARY}: its rows and the SAM records belong to different reads"], log_file, listed)
 
     def test_newest_run_is_judged_and_its_table_is_in_the_order_of_the_run(self):
         files = {"b.fastq": WHOLE, "a.fastq": fastq(RECORDS[:2])}

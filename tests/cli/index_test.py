@@ -123,7 +123,7 @@ class IndexWriting(IndexTest):
 
     def test_an_empty_reference_and_its_index_are_refused_alike(self):
         empty, index = self.write("empty.fa", ""), self.folder / "empty.tvi"
-        self.assertEqual(self.index("-z", empty, index).stderr, f"tavik_index: {empty}: warning: it holds no sequences, so "
+        self.assertEqual(self.index("-z", empty, index).stderr, f"tavik_index: {empty}: warning: it contains no sequences, so "
                          f"tavik_aligner will refuse {index}\n")
         for reference in (empty, index):
             run = self.align([SAMPLE], "-z", reference=reference, status=1)
@@ -226,8 +226,8 @@ class IndexFailures(IndexTest):
         target = self.folder / "new"
         run = Run(self.program, [reference, target], "", self.folder, before)
         self.runs.append(run)
-        self.assertEqual((run.status, run.stderr), (0, f"tavik_index: warning: the index was written, but {target}: "
-                                                       "Permission denied\n"))
+        self.assertEqual((run.status, run.stderr), (0, f"tavik_index: warning: the index was written, but cannot be "
+                                                       f"read: {target}: Permission denied\n"))
         self.assertRegex(run.stdout, rf"^{target}: made in \d+\.\d s\n$")
         target.chmod(0o644)
         self.assertEqual(self.index("--check", target).stdout, f"{target}: sound\n")
