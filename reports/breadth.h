@@ -10,8 +10,8 @@ namespace Reports {
 /// The share of each reference sequence that a minimum number of alignments covers. An alignment covers every position
 /// from its start to its end, deletions included.
 ///
-/// Memory is bounded: 4 bytes for each sampled position. In short sequences every position is sampled, in longer ones
-/// every n-th. The depth of a sampled position is exact, however long the genome is.
+/// Memory is bounded: 4 bytes for each sampled position. In short sequences, every position is sampled; in longer
+/// sequences, every n-th. The depth of a sampled position is exact, however long the genome is.
 class Breadth {
 public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};
@@ -21,10 +21,10 @@ public:
     /// one of each sequence. The default takes 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);
 
-    /// Covers [start, end) of a sequence, counted from 0; 0 <= start <= end <= length.
+    /// Adds an alignment that covers [start, end) of a sequence, 0-based; 0 <= start <= end <= length.
     void Add(std::size_t sequence, std::int32_t start, std::int32_t end);
 
-    /// From 0 to 1, for each of kDepths; 1 only if all positions are covered.
+    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1.
     Shares SharesOf(std::size_t sequence);
 
     /// Every position of a sequence of at most this length is sampled.
@@ -44,8 +44,8 @@ private:
 
     std::vector<std::int32_t> lengths;
     std::int32_t most_of_one = 0;                    // Largest number of sampled positions in one sequence.
-    std::vector<std::vector<std::int32_t>> changes;  // In depth, per sampled position; empty if nothing is covered.
-    // Added but not yet counted, to give the prefetches time to complete.
+    std::vector<std::vector<std::int32_t>> changes;  // Changes in depth at sampled positions; empty without alignments.
+    // Alignments that are added but not counted yet, so that the prefetches have time to complete.
     std::array<Change, 64> waiting{};
     std::size_t next = 0;
 };

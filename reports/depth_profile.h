@@ -13,7 +13,7 @@ public:
     /// `length` > 0 bases, in at most `most_bins` > 0 bins.
     DepthProfile(std::int32_t length, std::size_t most_bins);
 
-    /// Covers [start, end), counted from 0; 0 <= start <= end <= length.
+    /// Adds an alignment that covers [start, end), 0-based; 0 <= start <= end <= length.
     void Add(std::int32_t start, std::int32_t end);
 
     std::int32_t BinWidth() const { return width; }

@@ -33,7 +33,7 @@ std::vector<Finding> FindingsOf(const Sample& sample) {
     add(true, run.errors, Counted(run.errors.count, "other error"));
     if (RowDifference(sample) > 0) {
         findings.push_back({true,
-                            "the log counts " + Counted(run.finished_reads, "read") + ", the summary has " +
+                            "the log counts " + Counted(run.finished_reads, "read") + ", but the summary has " +
                                 Counted(sample.reads, "row"),
                             {}});
     }

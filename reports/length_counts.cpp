@@ -7,8 +7,8 @@ namespace Reports {
 
 namespace {
 
-// Bins [0, kExact) hold one length each. After them come kSteps bins for each doubling of the length: from kExact on
-// each holds two lengths, then four, and so on.
+// Each of the bins [0, kExact) contains one length. After them, there are kSteps bins for each doubling of the length:
+// each bin contains two lengths from kExact on, four from 2 * kExact on, and so on.
 constexpr std::uint32_t kExact = 1U << 16U;
 constexpr std::uint32_t kSteps = kExact / 2;
 constexpr int kExactBits = 16;

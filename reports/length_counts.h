@@ -6,7 +6,7 @@
 
 namespace Reports {
 
-/// Counts lengths in bases: exactly below 65 536, above with a precision of 1 in 32 768. Takes at most 4.5 MB.
+/// Counts lengths in bases: exactly below 65 536, otherwise with a precision of 1 in 32 768. Takes at most 4.5 MB.
 class LengthCounts {
 public:
     /// `length` is 0 or more.
@@ -15,10 +15,10 @@ public:
     std::uint64_t Count() const { return count; }
     std::int32_t Longest() const { return longest; }
 
-    /// The middle length, or the mean of the two middle ones; 0 without lengths.
+    /// The middle length, or the mean of the two middle lengths; 0 without lengths.
     double Median() const;
 
-    /// The largest length such that all lengths at or above it add up to at least half of all bases. 0 without bases.
+    /// The largest length such that all lengths at or above it add up to at least half of all bases; 0 without bases.
     std::int32_t N50() const;
 
     /// Calls `use(length, count)` for each length that occurs, in ascending order. Above 65 535 the length is the

@@ -22,7 +22,7 @@ Json Column(const char* key, const char* title, const char* description, const c
     return {{key, std::move(column)}};
 }
 
-// The counts of problems; empty without a log file.
+// The counts of problems. Empty without log files; only the unknown runs if no log file can be read.
 Json RunCounts(const Sample& sample) {
     const auto& run = sample.run;
     if (run.logs == 0) {
@@ -43,8 +43,8 @@ std::string Text(const Json& json) {
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
     const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
     const Json hidden = {{"min", 0}, {"max", 100}, {"suffix", "%"}, {"hidden", true}};
-    const Json bad = {{"min", 0}, {"max", 1}};  // One already gets the worst colour.
-    // No shared_key: "read_count" would count in millions and show a small run as 0.
+    const Json bad = {{"min", 0}, {"max", 1}};  // A count of 1 already has the worst colour.
+    // The columns have no shared_key, because with "read_count" MultiQC shows millions, so 0 for a small run.
     const Json columns = {
         Column("reads", "Reads", "Rows of the alignment summary", "{:,.0f}", "Blues", Json::object()),
         Column("aligned_percent", "Aligned", "Share of the reads with an accepted alignment", "{:,.1f}", "RdYlGn",

@@ -10,7 +10,8 @@ namespace Reports {
 /// Custom content for MultiQC 1.14 as JSON: columns of the general statistics, one row per sample.
 std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples);
 
-/// A bar graph of aligned, unmapped and rejected reads. It needs a separate file: MultiQC takes one plot per file.
+/// A bar graph of aligned, unmapped and rejected reads. It needs a separate file, because MultiQC reads one plot per
+/// file.
 std::string MultiqcReadsPlot(const std::vector<Sample>& samples);
 
 }  // namespace Reports

@@ -48,7 +48,7 @@ void OutputFiles::Write(const std::string& name, std::string_view text) {
         unnamed.push_back(path);
     }
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    // Small files are written only now, and a network file system reports a full disk only now.
+    // Closing writes the rest of the buffer, and a network file system may report a full disk only then.
     stream.close();
     if (!stream) {
         throw Failed(path, kNotWritten, {errno, std::generic_category()});

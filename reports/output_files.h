@@ -7,9 +7,9 @@
 
 namespace Reports {
 
-/// The files of a report. Each is written under a temporary name; Publish then renames all of them, so that a failed
-/// write or an interrupted program leaves the previous report as it was. Throws std::runtime_error "<path>: <what
-/// failed>: <the system's reason>".
+/// The files of a report. Write gives each file a temporary name, and Publish then renames all of them, so that the
+/// previous report stays intact if a write fails or the program is interrupted. The constructor and these functions
+/// throw std::runtime_error "<path>: <what failed>: <the system's reason>".
 class OutputFiles {
 public:
     /// Creates the folder if it is missing.

@@ -38,7 +38,7 @@ Json Trimmed(const std::vector<std::uint64_t>& counts) {
     return {{"first", first - counts.begin()}, {"counts", std::vector<std::uint64_t>(first, last)}};
 }
 
-// Rounded down: only complete coverage gives 1.
+// The shares are rounded down, so that only complete coverage gives 1.
 Json BreadthData(const Breadth::Shares& shares) {
     auto data = Json::array();
     for (const auto share : shares) {

@@ -10,14 +10,15 @@
 
 namespace Reports {
 
-/// `text` as UTF-8, with invalid bytes replaced by U+FFFD. A text of more than `most` characters loses its middle.
+/// `text` as UTF-8, with invalid bytes replaced by U+FFFD. The middle of a text of more than `most` characters is left
+/// out.
 std::string ForPage(const std::string& text, std::size_t most);
 
 /// The figures of the page as ASCII JSON without "<", so that a script element can contain it. `live` is set while the
 /// run is in progress.
 std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live);
 
-/// The detail per sample that keeps a page of this many samples small.
+/// The detail of each sample with which a page of `samples` samples stays small.
 Detail DetailFor(std::size_t samples);
 
 }  // namespace Reports

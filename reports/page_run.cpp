@@ -45,7 +45,7 @@ Json RunData(const RunFacts& run) {
     };
     if (run.logs == 0) {
         const auto* const reason = run.unreadable.count == 0 ? "no log file" : "unreadable";
-        add("log file", std::string(reason) + ": cannot tell whether the run finished");
+        add("log file", std::string(reason) + ": it is unknown whether the run finished");
         return facts;
     }
     add("aligner version", Listed(run.versions));
@@ -56,7 +56,7 @@ Json RunData(const RunFacts& run) {
     add("took", TimeTaken(run));
     for (const auto& [name, values] : run.options) {
         if (run.runs > 1 && name == "save path") {
-            continue;  // Each run has its own.
+            continue;  // Each run has its own save path.
         }
         const bool is_list = name == "input path" && values == std::set<std::string>{""};
         add(name, is_list ? "a list on standard input" : Listed(values));

@@ -6,11 +6,11 @@
 
 namespace Reports {
 
-/// The facts for the page about the run, or all runs, that wrote a summary: [name, value].
+/// The facts about the run or the runs that wrote a summary, each as [name, value].
 nlohmann::ordered_json RunData(const RunFacts& run);
 
-/// What the page shows above all figures: the sample's findings, the most severe first, then the warnings from counting
-/// it.
+/// The findings of a sample, the most severe first, then the warnings from counting its rows. The page shows them above
+/// all figures.
 nlohmann::ordered_json FindingsData(const Sample& sample);
 
 }  // namespace Reports

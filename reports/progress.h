@@ -14,10 +14,10 @@ class Progress {
 public:
     Progress(const std::vector<std::string>& paths, bool quiet);
 
-    /// `bytes` of the current file have been read.
+    /// Shows that `bytes` bytes of the current file have been read.
     void Show(std::uint64_t bytes);
 
-    /// The current file is done, even if it was not read to the end; the next one follows.
+    /// Counts the current file as done, even if it was not read to its end, and goes on to the next one.
     void EndFile();
 
     /// Completes the display.

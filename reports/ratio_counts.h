@@ -19,12 +19,12 @@ public:
         return static_cast<std::size_t>(part * static_cast<std::int64_t>(kBins) / whole);
     }
 
-    /// The middle of a bin; 1 for the last one.
+    /// The middle of a bin; 1 for the last bin.
     static double RatioOf(std::size_t bin) {
         return bin == kBins ? 1.0 : (static_cast<double>(bin) + 0.5) / static_cast<double>(kBins);
     }
 
-    /// 0 <= part <= whole, whole > 0.
+    /// Counts the ratio part / whole; 0 <= part <= whole and whole > 0.
     void Add(std::int64_t part, std::int64_t whole) {
         ++bins[BinOf(part, whole)];
         ++count;
@@ -32,13 +32,13 @@ public:
 
     std::uint64_t Count() const { return count; }
 
-    /// The middle ratio, or the mean of the two middle ones; 0 without ratios.
+    /// The middle ratio, or the mean of the two middle ratios; 0 without ratios.
     double Median() const;
 
-    /// The counts by steps of 0.001, the ratio 1 in the last one: 1000 counts.
+    /// 1000 counts, one for each step of 0.001. The last step includes the ratio 1.
     std::vector<std::uint64_t> ByPerMille() const;
 
-    /// The counts by quality, -10 log10(1 - ratio), in steps of 0.5; the last one holds 50 and above: 101 counts.
+    /// 101 counts, one for each step of 0.5 of the quality, -10 log10(1 - ratio). The last one is for 50 and above.
     std::vector<std::uint64_t> ByQuality() const;
 
 private:

@@ -52,8 +52,8 @@ ReferenceTable::Hit ReferenceTable::Resolve(std::string_view genome) {
 }
 
 bool ReferenceTable::IsInSamFiles(std::string_view name) const {
-    // Names that occur only in the summary do not count: the meaning of a name must not depend on the order of the
-    // rows.
+    // Names that occur only in the summary do not count, so that the meaning of a name does not depend on the order of
+    // the rows.
     const auto found = positions.find(name);
     return found != positions.end() && found->second < in_sam_files;
 }

@@ -33,7 +33,7 @@ std::string SummaryPath(const std::string& given) {
     return fs::is_directory(given, unknown) ? (fs::path(given) / Common::kSummaryFileName).string() : given;
 }
 
-// The parts of the path for a sample's name, the last one first.
+// The elements of the path that may become part of a sample's name, the last one first.
 std::vector<std::string> NameParts(const std::string& path) {
     std::error_code unknown;
     auto place = fs::absolute(path, unknown).lexically_normal();
@@ -77,7 +77,7 @@ std::vector<Sample> CountSamples(const std::vector<std::string>& paths, bool qui
     const auto names = SampleNames(paths);
     const auto detail = DetailFor(paths.size());
     std::vector<Sample> samples;
-    std::vector<std::string> messages;  // Printed after the progress display, which they would break up.
+    std::vector<std::string> messages;  // Printed after the progress display, so that they do not interrupt it.
     Progress progress(paths, quiet);
     for (std::size_t i = 0; i < paths.size(); ++i) {
         try {
@@ -146,7 +146,7 @@ std::vector<std::string> SampleNames(const std::vector<std::string>& paths) {
 }
 
 int MakeReport(const Options& options) {
-    // A file size limit is an error like a full disk; it must not kill the program.
+    // A write beyond the file size limit then fails like one to a full disk, instead of killing the program.
     std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> paths;
     for (const auto& given : options.summaries) {

@@ -6,16 +6,16 @@
 
 namespace Reports {
 
-/// What the command line asks for.
+/// The parsed command line.
 struct Options {
-    std::vector<std::string> summaries;  ///< Save folders, or paths of summaries; one or more.
-    std::string output_path;             ///< Folder; empty: that of the first summary.
-    std::string title;                   ///< The page's title.
-    bool quiet = false;                  ///< Nothing on standard output, no progress display.
+    std::vector<std::string> summaries;  ///< One or more save folders or paths of summaries.
+    std::string output_path;             ///< Folder of the report; empty for the folder of the first summary.
+    std::string title;                   ///< Title of the page; empty for kDefaultTitle.
+    bool quiet = false;                  ///< Print nothing on standard output and show no progress.
 };
 
-/// The options, or the exit status if there is nothing to do: 0 after help or version on standard output (1 if that
-/// cannot be written), 255 after wrong options, with a message on standard error.
+/// Returns the options, or the exit status if the program ends at once: 0 after printing help or the version (1 if that
+/// cannot be written), 255 after a message on standard error about wrong options.
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace Reports

@@ -19,7 +19,7 @@ std::string WhereItEnds(const RunLog& log) {
            ": the run was interrupted or is still running";
 }
 
-// `origin` is put before each message of the log.
+// Adds the facts in `log` to `facts`, with `origin` before each message.
 void Add(const RunLog& log, const std::string& origin, RunFacts& facts) {
     facts.begin = facts.begin.empty() || log.begin.empty() ? facts.begin + log.begin : std::min(facts.begin, log.begin);
     facts.end = std::max(facts.end, log.end);

@@ -25,7 +25,7 @@ constexpr std::size_t kDateLength = kDateShape.size() - 1;
 constexpr std::string_view kDone = "Done in ";
 constexpr std::array<std::string_view, 4> kOptions = {"input path:", "save path:", "alignment ref.:", "min. coverage:"};
 
-// Reads the next line, cut to the length of the longest record of interest. False at the end.
+// Reads the next line, cut to kLongestLine, which is more than any record of interest has. Returns false at the end.
 bool NextLine(std::istream& stream, std::string& line) {
     line.resize(kLongestLine);
     stream.getline(line.data(), static_cast<std::streamsize>(line.size()));
@@ -38,7 +38,7 @@ bool NextLine(std::istream& stream, std::string& line) {
         stream.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         line.resize(read);
     } else {
-        line.resize(stream.eof() ? read : read - 1);  // The line feed counts.
+        line.resize(stream.eof() ? read : read - 1);  // gcount includes the line feed.
     }
     return true;
 }
@@ -89,8 +89,8 @@ private:
         const auto severity = line.substr(mark + 1, end - mark - 1);
         const auto message = line.substr(end + 2);
         if (severity == "message" && message.starts_with(Common::kLoggedBanner)) {
-            // Errors about output files may precede the banner. After an earlier run that was killed, they cannot be
-            // assigned to either run.
+            // Errors about output files may precede the banner, so records since the end of the previous run belong to
+            // the new one. If the previous run was killed, they cannot be told apart from its own records.
             run = run.version.empty() || run.is_finished ? std::move(after_end) : RunLog();
             after_end = {};
             run.version = message.substr(Common::kLoggedBanner.size());
@@ -131,7 +131,7 @@ private:
         }
     }
 
-    // A line of the banner after its first.
+    // `line`: a line of the banner after the first one.
     void TakeOption(std::string_view line) {
         for (const auto option : kOptions) {
             if (line.starts_with(option)) {
@@ -141,7 +141,7 @@ private:
         }
     }
 
-    RunLog after_end;  // Since the last run's end, or from the beginning.
+    RunLog after_end;  // From the records since the end of the last run, or since the beginning of the file.
     bool is_in_banner = false;
 };
 

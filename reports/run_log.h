@@ -18,7 +18,7 @@ struct Messages {
     void Add(const Messages& others, const std::string& origin);
 };
 
-/// What the log file of one run contains. A text that it lacks is empty.
+/// What the log file says about one run. Texts that the file lacks are empty.
 struct RunLog {
     std::string version;                                       ///< Version of the aligner.
     std::string begin;                                         ///< When the run began, to the second.
@@ -28,15 +28,15 @@ struct RunLog {
     std::uint64_t milliseconds = 0;                            ///< Duration of a finished run.
     std::string current_file;                                  ///< The input file that was begun but not finished.
     std::uint64_t finished_files = 0;                          ///< Input files read to the end.
-    std::uint64_t finished_reads = 0;                          ///< Rows of these files.
+    std::uint64_t finished_reads = 0;                          ///< Reads of these files, according to the log.
     Messages failed_files;
     Messages failed_reads;
     Messages errors;  ///< All other errors.
     Messages warnings;
 };
 
-/// Reads the last run in a log file. Runs that begin in the same second share a file. Memory does not grow with the
-/// file. Throws std::runtime_error with the system's reason if the file cannot be read.
+/// Reads the last run in a log file, because runs that begin in the same second share a file. Memory does not grow with
+/// the size of the file. Throws std::runtime_error with the system's reason if the file cannot be read.
 RunLog ReadRunLog(const std::string& path);
 
 }  // namespace Reports

@@ -41,7 +41,7 @@ std::vector<std::string> SamFiles(const std::string& folder, std::vector<std::st
     return files;
 }
 
-// The header lines at the beginning of the file.
+// The header lines in the first kHead bytes of the file.
 std::string Head(std::ifstream& stream) {
     std::string head(kHead, '\0');
     stream.read(head.data(), static_cast<std::streamsize>(head.size()));
@@ -111,9 +111,9 @@ ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::s
     const auto contradictory =
         std::count_if(lengths.begin(), lengths.end(), [](const auto& one) { return one.second == 0; });
     if (contradictory > 0) {
-        warnings.push_back(folder + ": the SAM files give different lengths for " +
+        warnings.push_back(folder + ": depth and breadth are left out for " +
                            Counted(static_cast<std::uint64_t>(contradictory), "reference sequence") +
-                           "; depth and breadth are left out there");
+                           ", because the SAM files give different lengths");
     }
     return lengths;
 }

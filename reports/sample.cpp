@@ -161,20 +161,21 @@ Sample CountSample(const std::string& path, const std::string& name, const Detai
     }
     sample.End();
     if (reader.HalfLine() > 0) {
-        sample.warnings.push_back(path + ": line " + std::to_string(reader.HalfLine()) +
-                                  ": incomplete row, as an interrupted run leaves it; not counted");
+        sample.warnings.push_back(
+            path + ": line " + std::to_string(reader.HalfLine()) +
+            ": the row is incomplete, probably because the run was interrupted; it is not counted");
     }
     if (sample.too_short_references > 0) {
         sample.warnings.push_back(
-            path + ": alignments reach beyond the end of " +
+            path + ": depth and breadth are left out for " +
             Counted(sample.too_short_references, "reference sequence") +
-            ": the SAM files beside it are from another run; depth and breadth are left out there");
+            ", because alignments end beyond the length in the SAM files: the files are from another run");
     }
     const auto& ambiguous = sample.references.AmbiguousNames();
     if (!ambiguous.empty()) {
         sample.warnings.push_back(path + ": " + Counted(ambiguous.size(), "name") +
                                   " could mean a reference sequence or the reverse strand of another, such as " +
-                                  Shown(ambiguous.front()) + ": counted as the latter");
+                                  Shown(ambiguous.front()) + ": counted as the reverse strand");
     }
     sample.run = ReadRunFacts(folder);
     return sample;

@@ -26,8 +26,8 @@ struct Detail {
     std::size_t grid_cells = 3000;  ///< Cells of a heat map.
 };
 
-/// The counts over all rows of one summary. Memory grows with the number of reference sequences, but not with that of
-/// the rows.
+/// The counts over all rows of one summary. Memory grows with the number of reference sequences, but not with the
+/// number of rows.
 class Sample {
 public:
     /// Bins of the identity-by-length grid: 10 for each power of ten of the length, 200 for the identity.
@@ -76,7 +76,7 @@ public:
     CountGrid identity_by_length;
     CountGrid indels;
     ReferenceTable references;
-    std::uint64_t too_short_references = 0;  ///< Their length is dropped, since an alignment ends beyond it.
+    std::uint64_t too_short_references = 0;  ///< Sequences whose length was dropped: an alignment ends beyond it.
     std::int32_t longest_exact = 0;          ///< The breadth of sequences of at most this length is exact.
     std::int32_t breadth_step = 1;           ///< Distance between sampled positions in the longest sequence.
     Detail detail;

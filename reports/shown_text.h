@@ -6,10 +6,10 @@
 
 namespace Reports {
 
-/// Text from a file for a message: in quotes, at most 40 characters, without terminal control sequences.
+/// Text from a file for a message: in quotes, cut to 40 bytes, with "?" for each byte that is not printable ASCII.
 std::string Shown(std::string_view text);
 
-/// A message from a log file for a terminal: one line, at most 300 characters, without terminal control sequences.
+/// A message from a log file for a terminal: cut to 300 bytes, with "?" for each byte that is not printable ASCII.
 std::string ShownMessage(std::string_view text);
 
 /// "1 read", "2 reads".

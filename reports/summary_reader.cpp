@@ -31,10 +31,10 @@ enum Column : std::size_t {
 };
 static_assert(kColumns == Common::kSummaryColumns.size());
 
-// Names of reference sequences may be long, but not that long: the file is not a summary.
+// Names of reference sequences may be long, but a file with a longer line than this is not a summary.
 constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
 
-// The aligner writes a ratio with the six significant digits of a float.
+// The aligner writes ratios with six significant digits.
 constexpr double kRatioTolerance = 2e-6;
 
 std::string Name(std::size_t column) {
@@ -138,7 +138,7 @@ void SummaryReader::CheckAligned(const SummaryRow& row) const {
         Refuse(Name(kGenomeStart) + " of an aligned read is below 1: " + Shown(cells[kGenomeStart]));
     }
     if (strand_start < 0 || row.insertions < 0 || row.deletions < 0 || row.aligned < 0 || row.correct < 0) {
-        Refuse("a negative count of an aligned read");
+        Refuse("an aligned read has a negative count");
     }
     if (row.correct > row.aligned) {
         Refuse(Name(kCorrect) + " is larger than " + Name(kAligned));
@@ -155,7 +155,7 @@ void SummaryReader::CheckAligned(const SummaryRow& row) const {
 
 void SummaryReader::CheckRatio(std::size_t column, std::int64_t part, std::int64_t whole) const {
     if (whole == 0) {
-        return;  // The aligner does not guard the division: the cell holds "nan" or the like.
+        return;  // The aligner divides by 0 here, so the cell contains "nan" or the like.
     }
     const auto text = cells[column];
     double ratio = 0;

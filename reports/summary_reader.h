@@ -9,35 +9,36 @@
 
 namespace Reports {
 
-/// One checked row of an alignment summary. All figures of an unaligned read are -1, except for the start.
+/// One checked row of an alignment summary. All figures of an unaligned read are -1, except the start of a rejected
+/// one.
 struct SummaryRow {
     /// Name of the reference sequence, with "_rc" appended for the reverse strand; "*" for an unaligned read.
     /// Valid until the next row is read.
     std::string_view genome;
-    std::int32_t genome_start = -1;  ///< Counted from 1; -1: unmapped; 0: rejected.
-    std::int32_t genome_end = -1;    ///< Counted from 1: the position after the last aligned one.
-    std::int32_t insertions = -1;    ///< Bases.
-    std::int32_t deletions = -1;     ///< Bases.
-    std::int32_t aligned = -1;       ///< Bases aligned to a base.
-    std::int32_t correct = -1;       ///< Bases aligned to the same base; at most `aligned`.
+    std::int32_t genome_start = -1;  ///< 1-based; -1 for an unmapped read, 0 for a rejected read.
+    std::int32_t genome_end = -1;    ///< 1-based; the position after the last aligned base.
+    std::int32_t insertions = -1;    ///< In bases.
+    std::int32_t deletions = -1;     ///< In bases.
+    std::int32_t aligned = -1;       ///< Number of bases aligned to a base.
+    std::int32_t correct = -1;       ///< Number of bases aligned to the same base; at most `aligned`.
 
     bool IsAligned() const { return genome_start > 0; }
     bool IsRejected() const { return genome_start == 0; }
 };
 
-/// Reads alignment_summary.txt row by row, about as fast as it can be copied, into a buffer that grows only for a long
-/// line. Throws std::runtime_error "<path>: line <number>: <what is wrong>" if the file is damaged or not a summary.
-/// Not synchronised.
+/// Reads alignment_summary.txt row by row, about as fast as copying it. Only a long line enlarges the buffer. The
+/// constructor and Next throw std::runtime_error "<path>: line <number>: <what is wrong>" if the file is damaged or not
+/// a summary. Not synchronised.
 class SummaryReader {
 public:
     /// Opens the file and checks its header line. Reads `block` bytes at a time, or more for a longer line.
     explicit SummaryReader(const std::string& path, std::size_t block = std::size_t{1} << 20U);
 
-    /// Reads the next row. False at the end. Does not return a last line without a line feed, which is what an
-    /// interrupted run leaves.
+    /// Reads the next row. Returns false at the end. Leaves out a last line without a line feed, which an interrupted
+    /// run may have written.
     bool Next(SummaryRow& row);
 
-    /// At the end: the number of the last line if it has no line feed and was left out; otherwise 0.
+    /// The number of the last line if it was left out, otherwise 0. Known once Next has returned false.
     std::uint64_t HalfLine() const { return half_line; }
 
     std::uint64_t BytesRead() const { return lines.BytesRead(); }

@@ -2,7 +2,7 @@
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 
-// The colour of a share from 0 to 1 on the colour ramp of the heat maps; its lightness alone shows the order.
+// The colour of a share from 0 to 1 on the colour ramp of the heat maps. The order of its colours is visible by lightness alone.
 function rampColour(share) {
   const stops = ["ramp-0", "ramp-1", "ramp-2"].map((name) => colour(name).match(/[0-9a-f]{2}/gi).map((hex) => parseInt(hex, 16)));
   const place = Math.min(Math.max(share, 0), 1) * (stops.length - 1);
@@ -11,7 +11,7 @@ function rampColour(share) {
   return `rgb(${mixed.join(", ")})`;
 }
 
-// Vertical lines with a label, at `markers: [{x, label}]` of the plugin's options.
+// Draws a vertical line with a label for each {x, label} in `list`, an option of this plugin.
 const markerLines = {
   id: "markers",
   afterDatasetsDraw(chart, _, options) {
@@ -21,7 +21,7 @@ const markerLines = {
       if (pixel < area.left || pixel > area.right) return;
       const isRight = pixel > (area.left + area.right) / 2;
       ctx.save();
-      // On a wider line in the card's colour, so that it is visible on top of bars too.
+      // A wider line in the card's colour is drawn first, so that the marker is visible on top of bars.
       for (const [name, width, dashes] of [["card", 5, []], ["mark", 2, [6, 4]]]) {
         ctx.strokeStyle = ctx.fillStyle = colour(name);
         ctx.lineWidth = width;
@@ -93,7 +93,7 @@ function histogram(id, bars, x, {yTitle, markers, label}) {
   });
 }
 
-// series: [{name, bars, slot, isOpen}], whose bars [{from, to, share}] differ only in the share.
+// series: [{name, bars, slot, isOpen}]. The bars [{from, to, share}] of all series differ only in the share.
 function lines(id, series, x, {yTitle, label}) {
   draw(id, {
     type: "line",
@@ -113,12 +113,12 @@ function lines(id, series, x, {yTitle, label}) {
   });
 }
 
-// Cells of a heat map: [{x: [from, to], y: [from, to], count}]. Drawn as floating bars, which are exact at any size.
+// cells: [{x: [from, to], y: [from, to], count}]. They are drawn as floating bars, which are exact at any size.
 function heatMap(id, cells, x, y, columnWidth, label) {
   const most = Math.max(...cells.map(({count}) => count), 1);
   const colours = cells.map(({count}) => rampColour(most === 1 ? 1 : 0.08 + 0.92 * Math.log(count) / Math.log(most)));
-  // Chart.js derives the width of bars from their smallest distance. So empty columns are included too, and all centres in a
-  // column must be exactly equal.
+  // Chart.js derives the width of bars from the smallest distance between their centres. So empty columns are included too, and
+  // all centres in a column must be exactly equal.
   const centre = (value) => (Math.floor(value / columnWidth + 1e-6) + 0.5) * columnWidth;
   const data = cells.map((cell) => ({x: centre(cell.x[0]), y: cell.y}));
   for (let column = centre(x.min); column < x.max; column = centre(column + columnWidth)) data.push({x: column, y: null});

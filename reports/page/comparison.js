@@ -1,9 +1,9 @@
-// Compares the samples of a page with several: a table, and charts that draw up to eight samples together.
+// Compares the samples of a page that has several, in a table and in charts that draw up to eight samples together.
 
-const slots = Array(8).fill(null);  // Positions of the samples that are drawn together; a slot is a colour.
+const slots = Array(8).fill(null);  // Indices of the samples that are drawn together. Each slot has its own colour.
 const isDrawable = (index) => page.samples[index].totals.median_identity !== null;
 
-// The unit of a column is that of its largest figure.
+// All figures of a column have the unit of the largest one.
 function basesColumn(name, get) {
   const figure = ({totals}) => (totals.aligned_bases > 0 ? get(totals) : null);
   const [unit, size] = unitOf(Math.max(...page.samples.map(figure)));
@@ -44,7 +44,7 @@ function showSamplesTable() {
   });
 }
 
-// The open sample is always drawn; if all slots are taken, it replaces the last one.
+// Gives a sample a slot. If all slots are taken, the sample replaces the one in the last slot.
 function takeSlot(index) {
   if (slots.includes(index) || !isDrawable(index)) return;
   const free = slots.indexOf(null);

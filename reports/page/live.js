@@ -1,18 +1,18 @@
-// The page of a run that is still in progress. The program replaces the file repeatedly, so the page reloads itself and
-// keeps what its reader has chosen. The page of a finished run has no note and never reloads.
+// Keeps the page of a run in progress up to date. tavik_live replaces the file repeatedly, so the page reloads itself and
+// restores the reader's choices. The data of a finished run have no `live`, and its page never reloads.
 
 const reloadSeconds = 10;
 
 const clock = (time) => new Date(time).toLocaleTimeString("en-GB");
 
-function sayWhenItHolds() {
+function showTimes() {
   const {made, until} = page.live;
   const isOverdue = Date.now() > until;
   byId("live").hidden = false;
   byId("live").classList.toggle("overdue", isOverdue);
   byId("live").textContent = isOverdue
-    ? `These are the figures of ${clock(made)}. A new page was due by ${clock(until)}: tavik_live has stopped, or this is a copy of its page.`
-    : `The run is still going on. These are the figures of ${clock(made)}; they hold until ${clock(until)} at the latest. This page reloads itself.`;
+    ? `These figures are from ${clock(made)}. A new page was due by ${clock(until)}: tavik_live has stopped, or this page is a copy.`
+    : `The run is in progress. These figures are from ${clock(made)}. New ones replace them by ${clock(until)} at the latest. This page reloads itself.`;
 }
 
 const choices = () => ({
@@ -22,7 +22,7 @@ const choices = () => ({
   sorted: [...byId("references").querySelectorAll("th")].map((cell) => cell.getAttribute("aria-sort")),
 });
 
-// Repeats after a reload what the reader had clicked.
+// Restores the reader's choices after a reload.
 function choose({scroll, theme, sequence, scales: chosen, open, sorted}) {
   if (theme !== document.documentElement.dataset.theme) byId("theme").click();
   if ([...byId("sequence").options].some(({value}) => value === sequence)) {
@@ -41,12 +41,12 @@ function choose({scroll, theme, sequence, scales: chosen, open, sorted}) {
 
 function followRun() {
   if (!page.live) return;
-  sayWhenItHolds();
+  showTimes();
   history.scrollRestoration = "manual";
   if (history.state) choose(history.state);
   setInterval(() => {
-    sayWhenItHolds();
-    // Not while the page is hidden or printed.
+    showTimes();
+    // A page that is hidden or printed does not reload.
     if (document.hidden || document.documentElement.dataset.paper !== undefined) return;
     history.replaceState(choices(), "");
     location.reload();

@@ -6,7 +6,7 @@ function show(theme) {
   byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
 }
 
-// Canvases keep their colours until they are drawn again.
+// Shows the theme and draws the charts again, because a canvas does not follow the style sheet.
 function redraw(theme) {
   show(theme);
   showComparison();
@@ -20,7 +20,7 @@ function openSample(index) {
   showSample();
 }
 
-// A copy of the open sample's part of the page. Canvases are drawn again, since cloneNode leaves them empty.
+// A copy of the open sample's part of the page. Canvases are copied separately, because cloneNode leaves them empty.
 function copyOf(part) {
   const copy = part.cloneNode(true);
   const canvases = part.querySelectorAll("canvas");
@@ -30,7 +30,7 @@ function copyOf(part) {
   return copy;
 }
 
-// Prints all samples in light colours: while printing, copies of their parts follow that of the page.
+// Prints all samples in light colours: while the page is printed, a copy of each sample's part replaces the part of the open sample.
 function followPaper() {
   const system = matchMedia("(prefers-color-scheme: dark)");
   system.addEventListener("change", () => redraw(system.matches ? "dark" : "light"));
@@ -40,7 +40,7 @@ function followPaper() {
     before = {theme: document.documentElement.dataset.theme, sample, sequence: byId("sequence").value};
     show("light");
     showComparison();
-    // The width of A4 and Letter inside margins and frame.
+    // Charts of this width fit on A4 and Letter paper, inside margins and frame.
     const fit = () => { for (const chart of drawn.values()) chart.resize(660, chart.canvas.parentNode.clientHeight); };
     for (const one of page.samples) {
       sample = one;

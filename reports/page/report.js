@@ -3,13 +3,13 @@
 const page = JSON.parse(document.getElementById("figures").textContent);
 const byId = (id) => document.getElementById(id);
 let sample = page.samples[0];
-const scales = {};  // By the id of a figure: "quality" if that is chosen; otherwise per cent.
+const scales = {};  // The chosen scale by the id of a figure, "percent" or "quality". Default: "percent".
 
 const sum = (list) => list.reduce((total, value) => total + value, 0);
-// Few reads need wide bins, or the histogram is full of gaps.
+// With few reads, narrow bins leave gaps in the histogram.
 const mostBins = ({totals}) => Math.min(Math.max(2 * Math.sqrt(totals.aligned), 10), 40);
 
-// The value below which this share of the counts lies.
+// The first index at which the sum of the counts so far exceeds the share `ratio` of all counts.
 function quantile(counts, ratio) {
   const limit = ratio * sum(counts);
   let passed = 0;
@@ -32,7 +32,7 @@ function caption(id, text, header, rows) {
   figure.append(details);
 }
 
-// Rounded down: only complete coverage gives 100 %.
+// A ratio rounded down, so that only complete coverage gives 100 %.
 const covered = (ratio) => perCent(Math.floor(ratio * 1e4 + 1e-6) / 1e4);
 
 function showTotals() {
@@ -41,10 +41,10 @@ function showTotals() {
   const cards = [
     ["Reads", whole(t.reads), "rows of the summary"],
     ["Aligned", share(t.aligned, t.reads), counted(t.aligned, "read"), "main"],
-    ["Unmapped", share(t.unmapped, t.reads), `${counted(t.unmapped, "read")}: no hit at all`, "third"],
-    ["Rejected", share(t.rejected, t.reads), `${counted(t.rejected, "read")}: too little covered`, "other"],
-    ["Aligned bases", length(t.aligned_bases), `${whole(t.aligned_bases)}, base to base`],
-    ["N50", length(t.n50), "half of the aligned bases are in parts as long or longer"],
+    ["Unmapped", share(t.unmapped, t.reads), `${counted(t.unmapped, "read")}: no hit`, "third"],
+    ["Rejected", share(t.rejected, t.reads), `${counted(t.rejected, "read")}: alignment too short`, "other"],
+    ["Aligned bases", length(t.aligned_bases), `${whole(t.aligned_bases)} aligned to a base`],
+    ["N50", length(t.n50), "half of the aligned bases are in parts of at least this length"],
     ["Median length", length(t.median_length), "of the aligned parts"],
     ["Longest", length(t.longest), "aligned part"],
     ["Accuracy", perCent(t.median_accuracy), `median of reads; ${perCent(t.accuracy)} of all bases; gaps counted`],
@@ -72,12 +72,12 @@ function showTotals() {
   }));
   byId("verdict").textContent = t.median_identity === null
     ? `${whole(t.aligned)} of ${counted(t.reads, "read")} ${t.reads === 1 ? "is" : "are"} aligned.`
-    : `${whole(t.aligned)} of ${counted(t.reads, "read")} (${share(t.aligned, t.reads)}) ${t.reads === 1 ? "is" : "are"} aligned. Half of the aligned ones have an ` +
+    : `${whole(t.aligned)} of ${counted(t.reads, "read")} (${share(t.aligned, t.reads)}) ${t.reads === 1 ? "is" : "are"} aligned. Half of the aligned reads have an ` +
       `accuracy of at least ${perCent(t.median_accuracy, 1)}, and half of all aligned bases are in parts of ${bases(t.n50)} or longer.`;
 }
 
-// Bars from a histogram {first, counts} with bins of width `step`: each bar merges `merge` bins. The bars
-// run from the one that contains bin `low`, which also counts everything below, to the last that begins before `end`.
+// Bars from a histogram {first, counts} with bins of width `step`. Each bar merges `merge` bins. The first bar contains bin
+// `low` and also counts everything below it; the last bar is the last one that begins before bin `end`.
 function merged({first, counts}, merge, low, step, end = first + counts.length) {
   const bars = [];
   const start = Math.floor(low / merge);
@@ -95,7 +95,7 @@ const ratios = {
   identity: {
     perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
     caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls identity.",
-    qualityCaption: "It counts wrong bases only; the quality of whole reads, gaps included, is that of their accuracy.",
+    qualityCaption: "This quality counts wrong bases only; the quality of the accuracy counts gaps too.",
   },
 };
 
@@ -146,7 +146,8 @@ function showLengths() {
     ["from", "to", "reads"], () => bars.map(({from, to, count}) => [lengthAt(from), lengthAt(to), whole(count)]));
 }
 
-// Cells [column, row, count] as {x, y, count}: merged by `merge` rows or columns; cells outside the view move to its edge.
+// Cells [column, row, count] as {x, y, count}. place(column, row) returns the ranges {x, y} of a cell; cells with the same
+// ranges are merged.
 function cellsOf(cells, place) {
   const made = new Map();
   for (const [column, row, count] of cells) {
@@ -206,7 +207,7 @@ function showIndels() {
     ? `${fixed(range[0], 1)} or more` : `${fixed(range[0], 1)} to ${fixed(range[1], 1)}`;
   const label = (cell) => `${text(cell.x, 0)} insertions, ${text(cell.y, 1)} deletions`;
   heatMap("indels", shown, axis("inserted bases per 100 aligned bases", 0), axis("deleted bases per 100 aligned bases", 1), merge * width, label);
-  caption("indels", "Reads by inserted and deleted bases; the last column and row also count everything beyond.",
+  caption("indels", "Reads by inserted and deleted bases. The last column and the last row also count the reads beyond them.",
     ["cell", "reads"], () => shown.map((cell) => [label(cell), whole(cell.count)]));
 }
 
@@ -216,7 +217,7 @@ function showReadsPerReference() {
   const bars = rows.slice(0, top).filter((row) => row[2] + row[3] > 0).map(([name, , plus, minus]) => ({name, forward: plus, reverse: minus}));
   const rest = rows.slice(bars.length);
   const others = forward + reverse + sum(rest.map((row) => row[2] + row[3]));
-  // Not a bar: the sum of many sequences would dwarf all others.
+  // The other sequences have no bar, because their sum could dwarf all other bars.
   const note = others === 0 ? "" : ` The other ${counted(count - bars.length, "sequence")} ${count - bars.length === 1 ? "has" : "have"} ` +
     `${counted(others, "read")} (${share(others, sample.totals.aligned)}).`;
   stackedBars("reads-per-reference", bars, "aligned reads");
@@ -235,8 +236,8 @@ function showDepth() {
     return {x: (from + to) / 2, y, from: from + 1, to};
   });
   area("depth", points, depth.length, "position, bases", "mean depth");
-  caption("depth", `How often a position of ${depth.name} (${bases(depth.length)}) is covered: means over ${whole(depth.bin_width)} bases, from ` +
-    "start to end of each alignment, deletions included.", ["from", "to", "depth"],
+  caption("depth", `Mean depth of each ${whole(depth.bin_width)} bases of ${depth.name} (${bases(depth.length)}). An alignment covers all positions ` +
+    "from its start to its end, deletions included.", ["from", "to", "depth"],
     () => points.map(({from, to, y}) => [whole(from), whole(to), fixed(y, 2)]));
 }
 
@@ -258,11 +259,11 @@ function showReferences() {
   byId("references-note").textContent =
     (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with the most reads. ` : "") +
     "Identity and accuracy are those of all bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover from start to end, deletions included." +
-    (step > 1 ? ` In sequences of more than ${bases(exact)} only some positions are sampled; in the longest one, one in ${whole(step)}.` : "");
+    (step > 1 ? ` In sequences of more than ${bases(exact)}, only some positions are sampled: in the longest sequence, one in ${whole(step)}.` : "");
   fillSortable(byId("references"), referenceColumns, rows, 2);
 }
 
-// The findings of all samples, whichever one is open.
+// Shows the findings of all samples, not only of the open one.
 function showFindings() {
   const faulty = page.samples.filter(({findings}) => findings.length > 0);
   byId("findings").hidden = faulty.length === 0;
@@ -276,7 +277,7 @@ function showFindings() {
       if (more > 0) item.append(element("p", `and ${whole(more)} more`));
       list.append(item);
     }
-    box.append(element("h2", isError ? `${name}: parts of the run are missing here` : `${name}: finished with warnings`), list);
+    box.append(element("h2", isError ? `${name}: the report lacks parts of the run` : `${name}: finished with warnings`), list);
     return box;
   }));
 }

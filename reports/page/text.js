@@ -1,5 +1,5 @@
 "use strict";
-// Figures as text. All text from the data goes through textContent or a canvas, never through markup.
+// Writes figures as text. Text from the data is set as textContent or drawn on a canvas, never parsed as markup.
 
 const none = "\u2013";
 const numbers = new Intl.NumberFormat("en-US");
@@ -22,7 +22,7 @@ function bases(number) {
   return `${size === 1 ? whole(Math.round(number)) : Number((number / size).toPrecision(3))} ${unit}`;
 }
 
-// A number of bases in its column's unit.
+// A number of bases in units of `size`, without the name of the unit.
 function inUnit(number, size) {
   if (size === 1) return whole(Math.round(number));
   const value = number / size;
@@ -56,7 +56,7 @@ function tableBody(rows) {
 }
 
 // Fills the table `made`, whose headings sort it. columns: [[name, value of a row, text of a value]]; a null value is
-// unknown. `column`: the initial sort column, or null. `mark(line, row)` adds anything else to a line.
+// unknown. `column`: the initial sort column, or null. `mark(line, row)` may change the line of a row.
 function fillSortable(made, columns, rows, column, mark = () => {}) {
   const head = element("tr", null);
   const show = (ordered, by, descending) => {
@@ -70,7 +70,7 @@ function fillSortable(made, columns, rows, column, mark = () => {}) {
     const compare = (a, b) => (typeof a === "string" ? a.localeCompare(b, "en", {numeric: true}) : a - b);
     show([...rows].sort((a, b) => {
       const [left, right] = [value(a), value(b)];
-      if (left === null || right === null) return (left === null) - (right === null);  // Unknown values last.
+      if (left === null || right === null) return (left === null) - (right === null);  // Unknown values are last.
       return descending ? compare(right, left) : compare(left, right);
     }), by, descending);
   };

@@ -148,8 +148,8 @@ class PageJudge(ReportTest):
         self.near([y for _, y in line["places"]], depths, chart["ends"][3] / 150 + 0.0051, "drawn depths")
         self.check_ticks(chart, lambda value: shown.bases(value) if value else "0")
         self.assertEqual((chart["ends"][:2], chart["titles"], line["line"][0]), ([0, length], ["position, bases", "mean depth"], self.colours["main"]))
-        self.assertEqual(figure["caption"], f"How often a position of {shown.shown_name(name)} ({shown.bases(length)}) is covered: means over "
-                                            f"{shown.whole(width)} bases, from start to end of each alignment, deletions included.")
+        self.assertEqual(figure["caption"], f"Mean depth of each {shown.whole(width)} bases of {shown.shown_name(name)} ({shown.bases(length)}). An "
+                                            "alignment covers all positions from its start to its end, deletions included.")
 
     def check_reads(self, figure, f, rows):
         chart = figure["chart"]

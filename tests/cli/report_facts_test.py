@@ -16,7 +16,7 @@ from aligner_run import PROGRAM, READS, REFERENCE, fastq, read_fastq
 from report_run import FILES, HEADER, REPORT, ReportTest, row
 
 LOG = "read_processor_log-2026-01-02_03-04-05.log"
-NO_LOG = [["log file", "no log file: cannot tell whether the run finished"]]
+NO_LOG = [["log file", "no log file: it is unknown whether the run finished"]]
 KINDS = ("unfinished_runs", "failed_files", "failed_reads", "other_errors", "warnings", "unknown_runs",
          "row_difference")
 CUT = "Error while processing input file {}: Sequence is not the same length as the qstring"
@@ -76,7 +76,7 @@ class Runs(ReportTest):
         out = self.align_examples()
         rows = (out / "alignment_summary.txt").read_bytes()
         (out / "alignment_summary.txt").write_bytes(rows[:rows.rindex(b"\n", 0, -1) + 1])
-        text = "the log counts 45 reads, the summary has 44 rows"
+        text = "the log counts 45 reads, but the summary has 44 rows"
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: {text}\n")
         self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 6 + [1]))
 
@@ -103,7 +103,7 @@ class Runs(ReportTest):
         self.assertEqual(self.problems("new"), ([("warning", "Run with an unreadable log file",
                                                   [f"out/{log.name}: Permission denied"], 0)], [None] * 5 + [1, None]))
         self.assertEqual(self.data("new")["samples"][0]["run"],
-                         [["log file", "unreadable: cannot tell whether the run finished"]])
+                         [["log file", "unreadable: it is unknown whether the run finished"]])
 
     def test_joined_summary_has_the_facts_of_all_chunks(self):
         files = sorted(READS.iterdir())

@@ -192,7 +192,7 @@ class Page(BrowserTest):
         boxes = self.browser.find_elements(By.CSS_SELECTOR, "#findings article")
         self.assertEqual([(box.get_attribute("class"), box.text) for box in boxes], [
             ("warning", "faulty: finished with warnings\n7 warnings\n" + "<i>w</i>\n" * 5 + "and 2 more"),
-            ("error", "unfinished: parts of the run are missing here\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
+            ("error", "unfinished: the report lacks parts of the run\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
                       "within input file a: the run was interrupted or is still running\n1 warning\nx")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
         self.run_report("faulty")
@@ -352,7 +352,7 @@ class Live(BrowserTest):
         now = 1000 * time.time()
         self.write_page(out, made=now, until=now + 60_000)
         self.open("out")
-        self.assertRegex(self.text_of("live"), r"^The run is still going on\. These are the figures of [\d:]{8}; they hold until [\d:]{8} at the latest\.")
+        self.assertRegex(self.text_of("live"), r"^The run is in progress\. These figures are from [\d:]{8}\. New ones replace them by [\d:]{8} at the latest\.")
         # The page may be reloaded between two calls, so each is complete in itself.
         self.script("""
             for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();
@@ -363,7 +363,7 @@ class Live(BrowserTest):
         self.text = self.text.replace("N50", "N51")  # The next page.
         self.write_page(out, made=now - 120_000, until=now - 30_000)
         self.wait_for(lambda: "N51" in self.text_of("totals"))
-        self.assertRegex(self.text_of("live"), r"A new page was due by [\d:]{8}: tavik_live has stopped, or this is a copy")
+        self.assertRegex(self.text_of("live"), r"A new page was due by [\d:]{8}: tavik_live has stopped, or this page is a copy")
         renewed = json.loads(json.dumps(self.state()).replace("N51", "N50"))
         self.assertEqual(renewed, json.loads(json.dumps(chosen).replace("N51", "N50")))
         self.assertEqual(self.script("return [scrollY, document.documentElement.dataset.theme, document.querySelector('#lengths details').open]"),

@@ -12,7 +12,7 @@ ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inse
          "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls "
                      "identity."}
 QUALITIES = {"accuracy": " Q10 is 90 %, Q20 is 99 % accurate.",
-             "identity": " It counts wrong bases only; the quality of whole reads, gaps included, is that of their accuracy."}
+             "identity": " This quality counts wrong bases only; the quality of the accuracy counts gaps too."}
 LENGTH_AXIS = "aligned length, bases (logarithmic)"
 RATIO_AXES = {("accuracy", False): "accuracy, % of the aligned, inserted and deleted bases", ("identity", False): "identity, % of the aligned bases",
               ("accuracy", True): "quality: \u221210 log\u2081\u2080(1 \u2212 accuracy)",
@@ -79,10 +79,10 @@ def cards(f):
     reads = lambda name, note, colour: [name.capitalize(), share(t[name], t["reads"]), counted(t[name]) + note, f"var(--{colour})"]
     depth = t["mean_depth"]
     return [
-        ["Reads", whole(t["reads"]), "rows of the summary", ""], reads("aligned", "", "main"), reads("unmapped", ": no hit at all", "third"),
-        reads("rejected", ": too little covered", "other"),
-        ["Aligned bases", length("aligned_bases"), f"{whole(t['aligned_bases'])}, base to base", ""],
-        ["N50", length("n50"), "half of the aligned bases are in parts as long or longer", ""],
+        ["Reads", whole(t["reads"]), "rows of the summary", ""], reads("aligned", "", "main"), reads("unmapped", ": no hit", "third"),
+        reads("rejected", ": alignment too short", "other"),
+        ["Aligned bases", length("aligned_bases"), f"{whole(t['aligned_bases'])} aligned to a base", ""],
+        ["N50", length("n50"), "half of the aligned bases are in parts of at least this length", ""],
         ["Median length", length("median_length"), "of the aligned parts", ""], ["Longest", length("longest"), "aligned part", ""],
         ratio("accuracy", "counted"), ratio("identity", "left out"),
     ] + ([] if depth is None else [
@@ -95,7 +95,7 @@ def verdict(f):
     if not t["aligned"]:
         return f"0 of {counted(t['reads'])} {'is' if t['reads'] == 1 else 'are'} aligned."
     return (f"{whole(t['aligned'])} of {counted(t['reads'])} ({share(t['aligned'], t['reads'])}) {'is' if t['reads'] == 1 else 'are'} aligned. Half of the "
-            f"aligned ones have an accuracy of at least {per_cent(t['median_accuracy'], 1)}, and half of all aligned bases are in parts of "
+            f"aligned reads have an accuracy of at least {per_cent(t['median_accuracy'], 1)}, and half of all aligned bases are in parts of "
             f"{bases(t['n50'])} or longer.")
 
 

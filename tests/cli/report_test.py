@@ -51,7 +51,7 @@ class Options(ReportTest):
 
     def test_half_last_row_is_a_warning(self):
         self.write("out/alignment_summary.txt", HEADER.encode() + row(b"c") + row(b"c")[:-1])
-        warning = "out/alignment_summary.txt: line 3: incomplete row, as an interrupted run leaves it; not counted"
+        warning = "out/alignment_summary.txt: line 3: the row is incomplete, probably because the run was interrupted; it is not counted"
         self.assertEqual(self.run_report("out").stderr, f"Warning: {warning}\n")
         (sample,) = self.data()["samples"]
         self.assertEqual((sample["totals"]["reads"], sample["warnings"]), (1, [warning]))
@@ -138,11 +138,11 @@ class Figures(ReportTest):
         self.write("out/b.sam", "@SQ\tSN:d\tLN:401\n")
         path = out / "alignment_summary.txt"
         self.assertEqual(self.run_report(out).stderr.splitlines(), [
-            f"Warning: {out}: the SAM files give different lengths for 1 reference sequence; depth and breadth are left out there",
-            f"Warning: {path}: alignments reach beyond the end of 1 reference sequence: the SAM files beside it are from "
-            "another run; depth and breadth are left out there",
+            f"Warning: {out}: depth and breadth are left out for 1 reference sequence, because the SAM files give different lengths",
+            f"Warning: {path}: depth and breadth are left out for 1 reference sequence, because alignments end beyond the "
+            "length in the SAM files: the files are from another run",
             f"Warning: {path}: 1 name could mean a reference sequence or the reverse strand of another, such as 'x_rc': "
-            "counted as the latter"])
+            "counted as the reverse strand"])
         (sample,) = self.data()["samples"]
         self.assertEqual(sorted(row[:4] for row in sample["references"]["rows"]),
                          [["c", None, 1, 0], ["d", None, 1, 0], ["x", 500, 0, 1], ["x_rc", 500, 0, 0]])

@@ -74,7 +74,7 @@ TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
         {Header() + With(3, "2147483648"), "line 2: alignment_genome_end is not a whole number: '2147483648'"},
         {Header() + With(1, ""), "line 2: alignment_genome is empty"},
         {Header() + With(2, "0"), "line 2: alignment_genome_start of an aligned read is below 1: '0'"},
-        {Header() + With(7, "-3"), "line 2: a negative count of an aligned read"},
+        {Header() + With(7, "-3"), "line 2: an aligned read has a negative count"},
         {Header() + With(9, "101"), "line 2: alignment_num_correct is larger than alignment_num_aligned"},
         {Header() + With(3, "204"), "line 2: alignment_genome_end" + wrong_end + "deletions: '204'"},
         {Header() + With(5, "106"), "line 2: alignment_strand_end" + wrong_end + "insertions: '106'"},
