@@ -7,28 +7,28 @@
 
 namespace Common {
 
-/// Single-pass iteration over the records of a FASTA stream; a sequence may span several lines. The stream is
-/// borrowed and must outlive the iterable. One thread.
+/// Iterates once over the records of a FASTA stream. A sequence may span several lines. The stream is borrowed and must
+/// outlive the iterable. Not synchronised.
 class FastaIterable {
 public:
     explicit FastaIterable(std::istream& stream) : stream(&stream) {}
 
-    /// Reads the next record; false at the end. A line that does not begin with one of "ACGTU" ends the
+    /// Reads the next record. Returns false at the end. A line that does not begin with one of "ACGTU" ends the
     /// sequence before it and is taken as the next description.
     /// Throws std::runtime_error for a description without ">", for a sequence that fails
-    /// FastQRecord::ValidateSequence and for a stream in a failed state; a device's exceptions pass through. On a
-    /// stream without an exception mask, a device that fails inside a record yields the part read so far, and the next
-    /// Advance throws.
+    /// FastQRecord::ValidateSequence and for a stream in a failed state. Exceptions of the stream's device pass
+    /// through. If the device fails inside a record and the stream has no exception mask, the part before the failure
+    /// becomes the record, and the next Advance throws.
     bool Advance();
 
-    /// The record read last, without qualities; it changes with the next Advance.
+    /// The record read last, without qualities. Valid until the next Advance.
     FastQRecord& Current() { return record; }
 
 private:
     std::istream* stream;
     FastQRecord record;
     bool end = false;
-    // Members only to reuse their memory.
+    // These are members only so that their memory is reused.
     std::string title;
     std::string line;
     std::string sequence;

@@ -7,25 +7,25 @@
 
 namespace Common {
 
-/// Single-pass iteration over the records of a FASTQ stream, four lines each. The stream is borrowed and must
-/// outlive the iterable. One thread.
+/// Iterates once over the records of a FASTQ stream, four lines each. The stream is borrowed and must outlive the
+/// iterable. Not synchronised.
 class FastQIterable {
 public:
     explicit FastQIterable(std::istream& stream) : stream(&stream) {}
 
-    /// Reads the first record. Throws std::runtime_error "Cannot start FastQ iteration twice" when iteration has
-    /// already begun, and whatever Advance throws.
+    /// Reads the first record. Throws std::runtime_error "Cannot start FastQ iteration twice" if iteration has already
+    /// begun. Also throws what Advance throws.
     void begin();
 
-    /// Reads the next record; false at the end. An incomplete last record counts as the end. A stream error is logged
-    /// as a warning and also ends the iteration. Throws std::runtime_error for a record that fails
+    /// Reads the next record. Returns false at the end. An incomplete last record counts as the end. A stream error is
+    /// logged as a warning and also ends the iteration. Throws std::runtime_error for a record that fails
     /// FastQRecord::Validate.
     bool Advance();
 
-    /// Advance without its result. At the end, Current keeps the last record.
+    /// Like Advance, but returns nothing. At the end, Current keeps the last record.
     void Increment();
 
-    /// The record read last; it changes with the next Advance.
+    /// The record read last. Valid until the next Advance or Increment.
     FastQRecord& Current() { return record; }
 
 private:
@@ -36,7 +36,7 @@ private:
     std::istream* stream;
     FastQRecord record;
     State state = State::not_started;
-    // The four lines of a record, members only to reuse their memory.
+    // The four lines of a record. They are members only so that their memory is reused.
     std::string title;
     std::string sequence;
     std::string plus;

@@ -7,16 +7,16 @@
 
 namespace Common {
 
-/// What FastQRecord::GetReadId returns for a title that holds no identifier.
+/// The result of FastQRecord::GetReadId for a title without an identifier.
 inline constexpr char kInvalidReadId[] = "[invalid read id]";
-/// What FastQRecord::GetRunId returns for a title that holds no run identifier.
+/// The result of FastQRecord::GetRunId for a title without a run identifier.
 inline constexpr char kInvalidRunId[] = "[invalid run id]";
 
-/// One read: header line, bases and qualities, exactly as in the file. A plain value that owns its text; const
-/// operations may run on any thread.
+/// One read: header line, bases and qualities, exactly as in the file. A plain value that owns its text. Several
+/// threads may call const functions at once.
 class FastQRecord {
 public:
-    /// An empty record for a reader to fill. It is not validated.
+    /// An empty record, which is not validated.
     FastQRecord() = default;
 
     /// Copies the three texts. Validates them, and throws as Validate does, only when all three are non-empty, because
@@ -34,10 +34,10 @@ public:
     /// character and its 0-based position.
     void ValidateSequence() const;
 
-    /// The record for error messages: "Header: ..\nSequence: ..\nQstring: ..", no final line feed.
+    /// The record for error messages: "Header: ..\nSequence: ..\nQstring: ..", without a final line feed.
     std::string Describe() const;
 
-    /// The whole header line, its marker character ("@" or ">") included.
+    /// The whole header line, including its marker character ("@" or ">").
     std::string GetTitle() const { return title; }
     const std::string& GetSequence() const { return sequence; }
     const std::string& GetQString() const { return qstring; }
@@ -48,14 +48,14 @@ public:
     /// The record as FASTQ (or, when IsFasta, FASTA) text with one final line feed.
     std::string ToString() const;
 
-    /// The text between the marker and the first blank, or to the end of the title; only code 32 is a blank.
-    /// A title that consists of the marker alone is logged, and the result is kInvalidReadId. Throws std::runtime_error
-    /// for an empty title.
+    /// The text from the marker to the first blank (code 32 only) or, without a blank, to the end of the title. Logs an
+    /// error and returns kInvalidReadId for a title that consists of the marker alone. Throws std::runtime_error for an
+    /// empty title.
     std::string GetReadId() const;
 
-    /// The value of "runid=" in the title, up to the next blank. The search is for the plain text, so "xrunid=" counts
-    /// too. A title without it is logged, and the result is kInvalidRunId. Throws std::runtime_error for an empty
-    /// title.
+    /// The value of "runid=" in the title, up to the next blank. "runid=" may be part of a longer word such as
+    /// "xrunid=". Logs an error and returns kInvalidRunId for a title without "runid=". Throws std::runtime_error for
+    /// an empty title.
     std::string GetRunId() const;
 
     /// Appends " <key>=<value>" to `title`.
@@ -73,8 +73,8 @@ private:
     std::string comment;  // Unused; part of the record's fixed layout.
 };
 
-/// Writes title, bases and, unless IsFasta, "+" and qualities, one per line, without a final
-/// line feed. A record without bases is written in the FASTQ form.
+/// Writes title, bases and, unless IsFasta, "+" and qualities, one per line, without a final line feed. A record
+/// without bases is written as FASTQ.
 std::ostream& operator<<(std::ostream& stream, const FastQRecord& record);
 
 }  // namespace Common

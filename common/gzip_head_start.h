@@ -13,11 +13,12 @@
 
 namespace Common {
 
-/// The text of a gzip file, the first part of which a thread inflates before the file's turn comes. One thread owns it.
+/// Returns the text of a gzip file. A thread inflates the first part in advance, while other files are read. Not
+/// synchronised.
 class GzipHeadStart {
 public:
-    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc;
-    /// any other failure appears in TakeOver.
+    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc.
+    /// After any other failure, TakeOver returns false.
     GzipHeadStart(const std::string& path, std::size_t most);
     GzipHeadStart(const GzipHeadStart&) = delete;
     GzipHeadStart& operator=(const GzipHeadStart&) = delete;
@@ -26,15 +27,17 @@ public:
 
     const std::string& Path() const;
 
-    /// Stops the thread. False if the file must be read from its start instead: it is not a regular file of at least 64
-    /// KiB, it cannot be read, it has changed since, or the system could not start the thread or give it memory.
+    /// Stops the thread. Returns false if the caller must read the file itself: the file is not a regular file of at
+    /// least 64 KiB, cannot be read or has changed since the constructor, or the system could not start the thread or
+    /// give it memory.
     bool TakeOver();
 
-    /// The next piece of the text, valid until the next call; empty at the end. Inflates what follows the thread's
-    /// part. Throws what InputFileSource throws. Call it after TakeOver has returned true.
+    /// Returns the next part of the text, which is empty at the end and valid until the next call. First returns what
+    /// the thread has inflated, then inflates the rest. Throws what InputFileSource throws. Call only after TakeOver
+    /// has returned true.
     std::string_view Next();
 
-    /// Once Next has returned an empty piece: tells whether the file is sound.
+    /// The decoder, which knows whether the file is sound once Next has returned an empty text.
     const GzipDecoder& Decoder() const;
 
 private:
@@ -43,25 +46,26 @@ private:
     std::thread thread;
 };
 
-/// Gives head starts to the gzip files among those that are read next. One thread.
+/// The head starts of the next gzip files in a list of files. Not synchronised.
 class GzipHeadStarts {
 public:
-    /// At most `count` files at a time, `most` bytes of text in each.
+    /// `count`: how many files after the current one may have head starts; `most`: bytes of text in each.
     GzipHeadStarts(std::size_t count, std::size_t most) : count(count), most(most) {}
 
-    /// Call it before reading the file at `index`: starts those of the next `count` files that are not plain text. A
-    /// file for which there is no memory gets no head start.
+    /// Call before reading the file at `index`. Creates head starts for those of the next `count` files that are not
+    /// plain text. A file gets none if memory is lacking.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
-    /// The head start of the file at the index given last, taken over; null if there is none or it cannot be used.
+    /// Returns the head start of the file at the index of the last Prepare, after its TakeOver. Null if the file has
+    /// none, if `path` is a different file, or if TakeOver returned false.
     std::unique_ptr<GzipHeadStart> Take(const std::string& path);
 
 private:
     const std::size_t count;
     const std::size_t most;
     std::size_t considered = 0;                                                  // Number of files considered so far.
-    std::size_t current = 0;                                                     // The index given last.
-    std::deque<std::pair<std::size_t, std::unique_ptr<GzipHeadStart>>> waiting;  // By index, ascending.
+    std::size_t current = 0;                                                     // The index of the last Prepare.
+    std::deque<std::pair<std::size_t, std::unique_ptr<GzipHeadStart>>> waiting;  // Sorted by index.
 };
 
 }  // namespace Common

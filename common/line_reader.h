@@ -18,15 +18,15 @@ public:
     /// in bytes. Throws std::system_error "<path>: <reason>".
     LineReader(const std::string& path, std::size_t block, std::size_t longest);
 
-    /// Reads the next line without its line feed; `line` stays valid until the next call. False at the end. A last line
-    /// without a line feed is not read. Throws std::system_error as the constructor does, and std::length_error for a
-    /// line longer than `longest`.
+    /// Reads the next line without its line feed; `line` stays valid until the next call. Returns false at the end. A
+    /// last line without a line feed is not read. Throws std::system_error as the constructor does, and
+    /// std::length_error for a line longer than `longest`.
     bool Next(std::string_view& line);
 
-    /// At the end: the last line if it has no line feed; empty otherwise.
+    /// The last line if it has no line feed, otherwise empty. Call only after Next has returned false.
     std::string_view HalfLine() const { return {buffer.data() + begin, end - begin}; }
-    /// The 1-based number of the line read last; at the end, and after a std::length_error, that of the line that could
-    /// not be read.
+    /// The 1-based number of the line read last. After Next has returned false or thrown std::length_error: the number
+    /// of the line that could not be read.
     std::uint64_t LineNumber() const { return line_number; }
 
     std::uint64_t BytesRead() const { return bytes_read; }

@@ -2,7 +2,7 @@
 
 namespace Common {
 
-/// How an option is registered; bits that may be combined.
+/// Bits that describe how an option is registered. They may be combined.
 struct OptionFlags {
     static constexpr unsigned CommandLine = 1;  ///< Accepted on the command line.
     static constexpr unsigned ConfigFile = 2;   ///< Accepted in the configuration file.
@@ -10,15 +10,15 @@ struct OptionFlags {
     static constexpr unsigned Required = 8;     ///< Must appear in at least one source.
 };
 
-/// How parsing went; bits, several of which may be set.
+/// Bits that describe the result of parsing. Several may be set.
 struct ParseStatus {
     static constexpr unsigned MissingOption = 1;      ///< A required option or the configuration file is missing.
-    static constexpr unsigned UnexpectedOption = 2;   ///< An unregistered option was found: a warning.
+    static constexpr unsigned UnexpectedOption = 2;   ///< An unregistered option was found. This is only a warning.
     static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
     static constexpr unsigned ParseError = 8;         ///< A source is malformed.
     static constexpr unsigned ProcessingError = 16;   ///< Any other failure while reading a source.
-    static constexpr unsigned HelpRequested = 32;     ///< By option, or by an empty command line.
-    static constexpr unsigned VersionRequested = 64;  ///< By option.
+    static constexpr unsigned HelpRequested = 32;     ///< The option was given, or the command line is empty.
+    static constexpr unsigned VersionRequested = 64;  ///< The option was given.
     static constexpr unsigned NotParsed = 128;        ///< Parse has not been called.
 };
 

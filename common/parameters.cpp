@@ -50,9 +50,8 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// The argument after the last `long_form` or `short_form`, in exactly this form. The last argument is not examined:
-// none follows it.
-std::string ValueBehind(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
+// Returns the argument after the last one that equals `long_form` or `short_form`; empty if there is none.
+std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
         if (argv[i] == long_form || argv[i] == short_form) {
@@ -62,7 +61,7 @@ std::string ValueBehind(int argc, char** argv, const std::string& long_form, con
     return value;
 }
 
-// Some editors write a byte order mark before UTF-8 text; it must not become part of the first key.
+// Some editors write a byte order mark before UTF-8 text. The mark must not become part of the first key.
 void SkipByteOrderMark(std::istream& stream) {
     std::size_t taken = 0;
     while (taken < kByteOrderMark.size() && stream.peek() == static_cast<unsigned char>(kByteOrderMark[taken])) {
@@ -74,8 +73,8 @@ void SkipByteOrderMark(std::istream& stream) {
     }
 }
 
-// Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. A value that
-// contains a placeholder would make that an endless loop, so its percent signs are shown in hexadecimal.
+// Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. If the value
+// itself contains the placeholder, that loop never ends, so percent signs in values are shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:
     static void Disarm(po::error_with_option_name& error) {
@@ -124,8 +123,7 @@ void Parameters::AddOption(const std::string& name, const std::string& descripti
     if ((flags & OptionFlags::CommandLine) != 0) {
         const po::value_semantic* semantic = nullptr;
         if constexpr (std::is_same_v<T, bool>) {
-            // zero_tokens, not bool_switch: the default of a bool_switch (false) would overwrite the member. A switch
-            // without a value means true.
+            // Not bool_switch, whose default (false) overwrites the member. With zero_tokens, the switch means true.
             semantic =
                 (flags & OptionFlags::Flag) != 0 ? po::value<bool>(storage)->zero_tokens() : po::value<bool>(storage);
         } else {
@@ -180,9 +178,9 @@ void Parameters::AddCommonOptions() {
                                        "Path to use for loading any data files the application requires.");
 }
 
-// Parsing needs the folder first: the configuration file may be in it.
+// Finds the data folder before anything is parsed, because the configuration file may be in that folder.
 void Parameters::FindDataPath(int argc, char** argv, const std::string& data_path_override) {
-    if (const auto given = ValueBehind(argc, argv, "--data_path", "-d"); !given.empty()) {
+    if (const auto given = ValueAfter(argc, argv, "--data_path", "-d"); !given.empty()) {
         data_path = given;
     }
     if (!data_path.empty()) {
@@ -198,7 +196,7 @@ void Parameters::FindDataPath(int argc, char** argv, const std::string& data_pat
 }
 
 std::string Parameters::FindConfigPath(int argc, char** argv) {
-    auto path = ValueBehind(argc, argv, "--config", "-c");
+    auto path = ValueAfter(argc, argv, "--config", "-c");
     if (path.empty() && !default_config_name.empty()) {
         path = default_config_name;
         config = path;
@@ -245,7 +243,7 @@ void Parameters::ReadConfigStream(std::istream& stream) {
 }
 
 void Parameters::ReadCommandLine(int argc, char** argv) {
-    // Declared outside Contain: a request for help still counts when a later value is bad.
+    // Declared outside Contain, so that a request for help still counts if a later value is invalid.
     po::variables_map values;
     Contain("command line", [&] {
         const auto parsed =

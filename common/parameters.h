@@ -22,15 +22,15 @@ namespace Common {
 /// configuration file and a command line into those members. Not thread-safe.
 class Parameters {
 public:
-    // The order of the virtual operations is fixed: derived classes continue it.
+    // The order of the virtual functions is fixed. Derived classes continue it.
 
     /// Registers the options; Parse calls it first.
     virtual void DeclareOptions() = 0;
     virtual ~Parameters();
-    /// True when the values make sense together.
+    /// True if the values make sense together.
     virtual bool ValidateParams() = 0;
     /// Writes names and values of the registered options to `path` as a configuration file that Parse can read, with
-    /// `header_lines` as comments at the top. Options of the command line alone are written only if `all`.
+    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if `all`.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
@@ -60,7 +60,7 @@ protected:
 private:
     using ParsedOptions = boost::program_options::basic_parsed_options<char>;
 
-    /// What WriteParameters needs to know of a registered option.
+    /// What WriteParameters needs to know about a registered option.
     struct OptionRecord {
         bool in_config_file;
     };
@@ -77,7 +77,7 @@ private:
 
     boost::program_options::options_description command_line_options;
     boost::program_options::options_description config_file_options;
-    std::map<std::string, bool> required_options;  // Maps each to whether it has been seen.
+    std::map<std::string, bool> required_options;  // Maps each option to whether it has been seen.
     std::map<std::string, std::function<std::string()>> value_renderers;
     std::map<std::string, OptionRecord> option_records;
     std::vector<std::string> registered_names;

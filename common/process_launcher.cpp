@@ -43,7 +43,7 @@ ProcessLauncher::~ProcessLauncher() {
         const auto count = fs::remove_all(directory);
         TAVIK_LOG(verbose) << "Removed temp directory " << directory << ", in total " << count
                            << " files and directories.";
-    } catch (...) {  // A destructor must not throw; there is no more to report.
+    } catch (...) {  // A destructor must not throw.
         TAVIK_LOG(verbose) << "Error in removing temp directory";
     }
 }
@@ -90,9 +90,9 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
     std::vector<char> chunk(read_chunk_size, '\0');
-    // A failure from here to the end of the output leaves the process in `directory`. This is deliberate: callers find
-    // the command's files there. "e" keeps commands started meanwhile by other threads from inheriting the pipe and
-    // holding it open.
+    // If opening the pipe or reading from it fails, `directory` stays the working directory. This is deliberate:
+    // callers find the command's files there. The mode "e" keeps commands that other threads start meanwhile from
+    // inheriting the pipe and keeping it open.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");

@@ -11,15 +11,15 @@ namespace Common {
 /// changes the working directory of the whole process, and several launchers are not synchronised with each other.
 class ProcessLauncher {
 public:
-    /// Works in `directory`. If that is empty, picks a new random name in the system's temporary folder; that folder is
-    /// created on first use and removed, with its contents, by the destructor.
+    /// Works in `directory`. If `directory` is empty, chooses a new folder with a random name in the system's temporary
+    /// folder. The new folder is created on first use; the destructor removes it with its contents.
     explicit ProcessLauncher(const std::string& directory);
     ProcessLauncher(const ProcessLauncher&) = delete;
     ProcessLauncher& operator=(const ProcessLauncher&) = delete;
     ~ProcessLauncher();
 
-    /// A file name, without folder, that is not yet taken in the working folder and ends in `extension`. Throws
-    /// std::runtime_error "Could not find new unique filename." after 100 names that were taken.
+    /// Returns a file name, without folder, that ends in `extension` and does not exist in the working folder. Throws
+    /// std::runtime_error "Could not find new unique filename." if 100 names in turn exist.
     std::string NewFilename(const std::string& extension) const;
 
     /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the full path;
@@ -48,7 +48,7 @@ public:
 
 protected:
     std::uint64_t max_output_size = 1000000000;  ///< In bytes.
-    std::uint64_t read_chunk_size = 1024;        ///< In bytes; a read takes at most one byte less.
+    std::uint64_t read_chunk_size = 1024;        ///< In bytes; one read returns at most one byte less.
 
 private:
     void ReadOutput(const std::string& command, std::FILE* pipe, std::vector<char>& chunk);

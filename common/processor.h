@@ -8,10 +8,10 @@
 #error "Only x86-64 and arm64 are supported: see common/processor.h"
 #endif
 
-// What C++ cannot express and processors do differently.
+// Operations that C++ cannot express and that differ between processors.
 namespace Common {
 
-/// For loops that wait for another thread: lets other threads of the same core run for some cycles.
+/// Lets other threads of the same core run for some cycles. Call it in loops that wait for another thread.
 inline void PauseInLoop() {
 #if defined(__x86_64__)
     _mm_pause();
@@ -39,7 +39,7 @@ inline void SetFloatingPointSettings(std::uint64_t settings) {
 #endif
 }
 
-/// The settings by which denormal numbers count as zero, as operands and as results.
+/// The bits of the settings that make denormal operands and results count as zero.
 #if defined(__x86_64__)
 constexpr std::uint64_t kDenormalsAreZero = 1U << 15U | 1U << 6U;  // Flush to zero, denormals are zero.
 #else

@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kNameForm = "read_processor_log-0000-00-00_00-00-00.log";  // 0 stands for a digit.
+constexpr std::string_view kNameForm = "read_processor_log-0000-00-00_00-00-00.log";  // 0 matches any digit.
 
 bool IsLogName(std::string_view name) {
     return std::equal(name.begin(), name.end(), kNameForm.begin(), kNameForm.end(), [](char letter, char expected) {

@@ -9,27 +9,27 @@
 
 namespace Common {
 
-/// The extension of a path as Boost.Filesystem defines it (from the last dot of the file name, dot included),
-/// in lower case.
+/// The extension of a path in lower case, as Boost.Filesystem defines it: the end of the file name from its last dot
+/// on.
 std::string LowerCaseExtension(const std::string& path);
 
 /// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in any case.
 bool HasReadFileExtension(const std::string& path);
 
-/// True for the same extensions followed by ".gz", in any case.
+/// True for the extensions of plain read files followed by ".gz", in any case.
 bool HasCompressedReadFileExtension(const std::string& path);
 
-/// Prepares `stream`, which must be empty, for reading one file: plain text for the read-file extensions,
-/// gzip for every other name, regardless of the content. Never fails itself: if the file cannot be opened or is not a
-/// gzip file, the first read throws an exception with the file and the reason.
+/// Prepares `stream`, which must be empty, for reading one file. The file is read as plain text if its name has the
+/// extension of a plain read file, otherwise as gzip, regardless of the content. If the file cannot be opened or is not
+/// a gzip file, not this function but the first read throws, with the file and the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
-/// The same with the head start that a gzip file was given; it may be null.
+/// Like the function above. `head_start`: the head start of the file, or null.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
                         std::unique_ptr<GzipHeadStart> head_start);
 
-/// Call it after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file
-/// name when unreadable data follow the text.
+/// Call after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file name
+/// if unreadable data follow the text.
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream);
 
 }  // namespace Common

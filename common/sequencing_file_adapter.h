@@ -19,7 +19,7 @@ public:
     /// A position, given by a 0-based record index. All iterators of an adapter share the stream's position.
     class Iterator {
     public:
-        /// Reads the next record; throws what FastQIterable::Advance and FastaIterable::Advance throw.
+        /// Reads the next record. Throws what FastQIterable::Advance and FastaIterable::Advance throw.
         Iterator& operator++();
         /// The current record, valid until the next increment.
         FastQRecord& operator*() const;
@@ -40,11 +40,11 @@ public:
     /// Exceptions of the device on this first read pass through. `name`: the stream's name in messages.
     explicit SequencingFileAdapter(std::istream& stream, const std::string& name = "the input");
 
-    /// Reads the first record and returns the iterator with index 0. When there is no record, logs an error and returns
+    /// Reads the first record and returns the iterator with index 0. If there is no record, logs an error and returns
     /// the iterator anyway; dereferencing it ends the process. This is deliberate: a file without records must not pass
-    /// as a file of 0 reads. Call it once.
+    /// as a file of 0 reads. Call only once.
     Iterator begin();
-    /// The end of every adapter.
+    /// The end iterator of every adapter.
     static const Iterator& end();
 
 private:
@@ -55,7 +55,7 @@ private:
 
     State state = State::not_started;
     std::string name;
-    std::unique_ptr<FastaIterable> fasta;  // Exactly one of the two is set, by the kind of the file.
+    std::unique_ptr<FastaIterable> fasta;  // Exactly one of `fasta` and `fastq` is set.
     std::unique_ptr<FastQIterable> fastq;
 };
 

@@ -8,7 +8,7 @@ namespace Common {
 /// The file in a run's save folder that holds one row per read.
 inline constexpr char kSummaryFileName[] = "alignment_summary.txt";
 
-/// The names of its columns, in order. README.md explains them.
+/// The names of the columns of the summary, in order. README.md explains them.
 inline constexpr std::array<std::string_view, 13> kSummaryColumns = {
     "read_id",
     "alignment_genome",

@@ -12,8 +12,8 @@
 
 namespace Common {
 
-/// Runs a job for each record of a container on a pool of workers. `Container` offers begin() and end();
-/// dereferencing its iterator gives a FastQRecord that is valid until the next increment.
+/// Runs a job for each record of a container on a pool of workers. `Container` has begin() and end(). Dereferencing its
+/// iterator returns a FastQRecord that is valid until the next increment.
 template <typename Container>
 class ThreadedLoop {
 public:
@@ -22,11 +22,11 @@ public:
     ThreadedLoop(Container* container, const RecordJob* job, int thread_count, int attempts)
         : container(container), job(job), thread_count(thread_count), attempts(attempts) {}
 
-    /// Reads on the calling thread and starts one job per record, in the container's order; at most one job per worker
-    /// is in progress, and at most one more record is in memory. With `wait`, also waits for the last jobs. Throws
-    /// std::runtime_error "Could not submit job <0-based number>" when the pool accepts no job, as with a thread count
-    /// of 0 or below; exceptions from reading pass through. Either way, all submitted jobs have ended when the call
-    /// ends.
+    /// Reads on the calling thread and starts one job per record, in the container's order. At most one job per worker
+    /// is in progress, and at most one more record is in memory. With `wait`, waits for the last jobs and collects
+    /// their results. Throws std::runtime_error "Could not submit job <0-based number>" if the pool accepts no job, for
+    /// example with a thread count of 0 or below. Exceptions from reading pass through. All submitted jobs have ended
+    /// when Run ends, even by an exception.
     void Run(bool wait) {
         WorkerPool pool(thread_count);
         auto record = container->begin();
@@ -46,8 +46,8 @@ private:
 
     template <typename Iterator>
     void Submit(WorkerPool& pool, std::uint64_t number, const Iterator& record) const {
-        // A staged job may begin before the records about its worker becoming idle and about its submission are logged.
-        // When verbose records are kept, their order matters more than the microseconds that staging saves.
+        // A staged job may log before this loop logs that the worker is free and that the job is submitted. If verbose
+        // records are kept, their order matters more than the microseconds that staging saves.
         if (pool.Idle().empty() && !logging::Accepts(logging::Severity::verbose)) {
             pool.Stage(*job, *record);
         }
@@ -75,10 +75,10 @@ private:
         }
     }
 
-    /// True while the loop should wait for one of the used workers. The first 64 workers are used freely. Each further
-    /// one starts only after all the others have been busy for some milliseconds, one more for every 16 workers.
-    /// Otherwise a huge thread count would start a thread for nearly every read of a file, which takes memory and gains
-    /// no speed.
+    /// True while the loop should wait for one of the used workers. The first 64 workers start without waiting. Each
+    /// further worker starts only after all used workers have been busy for a number of waits that rises by one for
+    /// every 16 workers. Without these waits, a huge thread count starts a thread for nearly every read of a file,
+    /// which takes memory and gains no speed.
     static bool MustWait(const WorkerPool& pool, std::size_t waits) {
         constexpr std::size_t kFreelyUsed = 64;
         constexpr std::size_t kWorkersPerWait = 16;

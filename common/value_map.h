@@ -16,7 +16,7 @@ using Value = std::variant<std::string, std::int32_t, float>;
 /// keys: look-up is linear. A plain value; not synchronised.
 class ValueMap {
 public:
-    /// Sets `key`; a new value keeps the place of the old one.
+    /// Sets `key`. A new value takes the place of the old one in the order.
     void Set(const std::string& key, Value value) {
         for (auto& entry : entries) {
             if (entry.first == key) {

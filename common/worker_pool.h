@@ -47,19 +47,18 @@ private:
 
     const std::size_t worker_count;
     std::size_t first_unused = 0;
-    std::vector<std::size_t> listed;  // Those below `first_unused`.
+    std::vector<std::size_t> listed;  // The idle workers' indices below `first_unused`.
 };
 
 /// A fixed number of workers, each of which runs at most one job at a time on its own thread. A worker is created for
-/// its first job and costs nothing before that. Only the thread that owns the pool may call its functions; only the
-/// jobs run on other threads.
+/// its first job and costs nothing before that. Only the thread that owns the pool may call its functions.
 class WorkerPool {
 public:
     /// A pool with a count of 0 or below accepts no job.
     explicit WorkerPool(int thread_count);
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
-    /// Waits for the jobs that are running. A staged job that has not begun is not run.
+    /// Waits for the running jobs. Drops a staged job that has not begun.
     ~WorkerPool();
 
     /// Starts `job` with a copy of `record` on the first idle worker, or runs it inside this call if the system cannot
@@ -67,10 +66,10 @@ public:
     /// or -1 when none is idle.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
-    /// Offers a job before its Submit, while no worker is idle: the first worker whose job ends begins it at once.
-    /// Otherwise that worker would wait until the owner wakes, which takes longer than mapping a short read. The owner
-    /// must call Submit with the same job as soon as a worker is idle. Stage does nothing if another job has ended
-    /// since the last Refresh; Submit then starts the job as usual.
+    /// Offers a job before its Submit, while no worker is idle. The first worker whose job ends begins the staged job
+    /// at once instead of waiting for the owner to wake, which takes longer than mapping a short read. The owner must
+    /// call Submit with the same job as soon as a worker is idle. Stage does nothing if a job has ended since the last
+    /// Refresh; Submit then starts the job.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
     /// Collects all available results without waiting and updates the lists. A worker whose job threw a std::exception
@@ -113,12 +112,12 @@ private:
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
 
-    // Guards the members below and those of each Slot that say so. Atomic members are written under it but also read
-    // without it, by threads that poll them.
+    // Guards the members below and some members of each Slot. Threads that poll atomic members read them without the
+    // mutex.
     std::mutex mutex;
     std::condition_variable job_ended;
-    std::atomic<std::size_t> unseen = 0;  // Jobs that have ended and that no Refresh has seen.
-    bool staged = false;  // Whether the next two members hold a job to take; otherwise only the owner uses them.
+    std::atomic<std::size_t> unseen = 0;  // Number of jobs that have ended and whose results no Refresh has taken.
+    bool staged = false;  // True while a worker may take the next two members; otherwise only the owner uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
     std::optional<std::size_t> taker;  // The worker that took the staged job, until its Submit.

@@ -24,7 +24,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The aligner writes one output per input file; this is its key in the map of outputs.
+// The key in the map of outputs. The aligner writes only one output per input file.
 constexpr char kSamOutput[] = "";
 
 constexpr char kNoAsync[] = "Asynch alignment not yet supported!";
@@ -53,7 +53,7 @@ void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
 }
 
 // Locks a mutex that other threads hold for two writes only, which take some microseconds. Waking a sleeping thread
-// takes longer than that, so this thread spins for a while first.
+// takes longer than the writes, so this thread spins for a while before it sleeps.
 std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::microseconds kLongestAwake{20};
@@ -160,7 +160,7 @@ int Aligner::ProcessRead(const Common::FastQRecord& record, const std::string& r
     const auto output_lock = LockSoon(output.mutex);
     ++output.read_count;
     WriteAlignmentLines(result.sam_record, output.file);
-    // Taken while the other lock is held, so both files have the reads in the same order.
+    // The summary is locked while the SAM output is locked, so that both files have the reads in the same order.
     const std::lock_guard summary_lock(summary_mutex);
     summary.WriteLine(row);
     TAVIK_LOG(verbose) << "Done with read " << read_id << ". Genome: " << result.genome;

@@ -25,11 +25,11 @@ public:
     /// its folder cannot be created, and std::runtime_error when the SAM file would replace the input file.
     void StartNewFile(const std::string& file) override;
 
-    /// Aligns one read and writes its SAM lines and its summary row together. Returns 1. Exceptions of AlignRead pass
-    /// through; nothing is written then.
+    /// Aligns one read and writes its SAM lines and its summary row together. Returns 1. Exceptions of AlignReadToLines
+    /// pass through, and nothing is written then.
     int ProcessRead(const Common::FastQRecord& record, const std::string& read_id) override;
 
-    /// Both throw std::runtime_error: the aligner has no asynchronous mode.
+    /// ProcessReadAsync and CollectAsyncResults throw std::runtime_error, because the aligner has no asynchronous mode.
     void ProcessReadAsync(const Common::FastQRecord& record, const std::string& read_id) override;
     void CollectAsyncResults() override;
 

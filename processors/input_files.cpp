@@ -25,8 +25,8 @@ InputFiles Walk(const std::string& folder) {
     InputFiles files;
     for (DirectoryIterator entry(folder), end; entry != end;) {
         const auto path = entry->path();
-        boost::system::error_code told_by_status;
-        const auto status = entry->status(told_by_status);
+        boost::system::error_code unknown;
+        const auto status = entry->status(unknown);
         if (fs::is_regular_file(status)) {
             if (Common::HasReadFileExtension(path.string())) {
                 files.plain.push_back(path.string());

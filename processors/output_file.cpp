@@ -33,7 +33,7 @@ void OutputFile::WriteLine(std::string_view line) {
     }
 }
 
-// A network file system may report a failed write only when the file is closed.
+// Checks for errors, because a network file system may report a failed write only when the file is closed.
 void OutputFile::Close() {
     if (!stream.is_open()) {
         return;

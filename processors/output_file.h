@@ -20,7 +20,7 @@ public:
     /// Opens `path` for writing and truncates an existing file; closes a file already open.
     void Open(const std::string& path);
 
-    /// Writes `line`, which ends in a line feed, and flushes; normally a single write call.
+    /// Writes `line`, which ends in a line feed, and flushes. This is normally a single system call.
     void WriteLine(std::string_view line);
 
 private:
@@ -33,9 +33,9 @@ private:
 
 /// One output of the current input file.
 struct OutputEntry {
-    std::mutex mutex;             ///< Guards the other members while workers run.
-    OutputFile file;              ///< Closed with the entry.
-    std::int32_t read_count = 0;  ///< Reads written through this entry.
+    std::mutex mutex;  ///< Guards the other members while workers run.
+    OutputFile file;
+    std::int32_t read_count = 0;  ///< Number of reads written through this entry.
 };
 
 }  // namespace Tavik

@@ -20,7 +20,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The origin of log records written by a per-read job.
+// The "Function" attribute of log records that a per-read job makes.
 constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
 
 constexpr int kSubmitAttempts = 10;
@@ -108,11 +108,11 @@ std::vector<std::string> ReadProcessor::FindInputFiles() const {
     auto files = FindReadFiles(folder, recursive);
     if (files.compressed != 0) {
         const auto text = "Gzip-compressed read files ignored in " + folder + ": " + std::to_string(files.compressed) +
-                          ". They are read when their paths come as a list on standard input (-i \"\").";
+                          ". To read them, give a list of their paths on standard input (-i \"\").";
         if (files.plain.empty()) {
             TAVIK_LOG(warning) << text;
         } else {
-            TAVIK_LOG(message) << text;  // Not a warning: they are often copies of the plain files.
+            TAVIK_LOG(message) << text;  // Not a warning: the compressed files are often copies of the plain ones.
         }
     }
     return std::move(files.plain);
@@ -191,7 +191,7 @@ int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
         return -1;  // Four blank lines, usually at the end of a file, are not a read.
     }
-    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title: GetReadId throws.
+    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title, for which GetReadId throws.
     try {
         read_id = record.GetReadId();
         if (read_id == Common::kInvalidReadId) {

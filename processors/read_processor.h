@@ -19,8 +19,8 @@ class progress_display;
 
 namespace Tavik {
 
-/// Base class of a read-processing tool: common options, discovery and processing of the input files, and containment
-/// of failures. A derived class supplies its own options, file names and per-read work.
+/// Base class of a read-processing tool. It has the common options, finds and processes the input files, and keeps the
+/// failure of a read or a file from ending the run. A derived class adds its options, file names and per-read work.
 ///
 /// Everything runs on the thread that calls Run, except ProcessRead, which worker threads call concurrently for
 /// different reads.
@@ -30,10 +30,11 @@ public:
     ~ReadProcessor() override;
 
     /// Reads the parameters, answers requests for help and version, creates the save folder and sets up logging. Call
-    /// it once. Ends the process with status 0 after help and with 255 for wrong parameters. A version request alone
-    /// also ends with 255, without an error message, because the required options are missing: deliberate, scripts rely
-    /// on it. Throws the file system's error when the save folder cannot be created. `data_path_override`: see
-    /// Common::Parameters::Parse; `default_config`: read when `--config` is not given.
+    /// only once. Ends the process with status 0 after help and with 255 after wrong parameters. A version request
+    /// alone also ends it with 255, without an error message, because the required options are missing. This is
+    /// deliberate, because scripts rely on it. Throws the file system's error if the save folder cannot be created.
+    /// `data_path_override`: see Common::Parameters::Parse; `default_config`: the configuration file if `--config` is
+    /// not given.
     ReadProcessor& Initialise(int argc, char** argv, const std::string& data_path_override,
                               const std::string& default_config);
 
@@ -41,13 +42,13 @@ public:
     /// read are logged and do not end the run.
     int Run();
 
-    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1
-    /// after a failure of the file, which is logged.
+    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1 after a
+    /// failure of the file, which is logged.
     int ProcessSequencingFile(const std::string& file);
-    /// The same through the asynchronous hooks, on the calling thread only.
+    /// Like ProcessSequencingFile, but calls ProcessReadAsync and CollectAsyncResults, on the calling thread only.
     int ProcessSequencingFileAsync(const std::string& file);
 
-    // The order of the virtual operations is fixed: it continues that of Common::Parameters.
+    // The order of the virtual functions is fixed. It continues the order in Common::Parameters.
     void DeclareOptions() override;
 
     /// Logs an error and returns false if the number of worker threads is exactly 0. Negative numbers are accepted
@@ -61,15 +62,15 @@ public:
     virtual std::string GetSummaryFileName() = 0;
     /// Called right after parsing.
     virtual void OnParametersParsed() {}
-    /// Called once before the first file; the summary file is open then.
+    /// Called once before the first file, when the summary file is open.
     virtual void PrepareRun() = 0;
-    /// Called at the start of each input file; no worker is active then.
+    /// Called at the start of each input file, when no worker is active.
     virtual void StartNewFile(const std::string& path) = 0;
-    /// The work on one read; several threads call it at once. An exception ends only this read.
+    /// Processes one read. Several threads call it at once. After an exception, the run continues with the next read.
     virtual int ProcessRead(const Common::FastQRecord& record, const std::string& read_id) = 0;
-    /// Asynchronous mode: accepts one read without waiting for its result.
+    /// Accepts one read without waiting for its result. Called only in asynchronous mode.
     virtual void ProcessReadAsync(const Common::FastQRecord& record, const std::string& read_id) = 0;
-    /// Asynchronous mode: finishes the reads passed to ProcessReadAsync.
+    /// Finishes the reads passed to ProcessReadAsync. Called only in asynchronous mode.
     virtual void CollectAsyncResults() = 0;
 
 protected:
@@ -82,12 +83,12 @@ protected:
     std::string save_path;
     std::string config_file_used;
     std::string trace_categories;
-    bool log_reads = false;  // Whether per-read records are built at all; set by Initialise.
+    bool log_reads = false;  // Whether a log record is made for each read; set by Initialise.
     OutputFile summary;
     std::unique_ptr<boost::timer::progress_display> progress;
-    std::mutex summary_mutex;  // Guards summary while workers run.
+    std::mutex summary_mutex;  // Guards `summary` while workers run.
     std::map<std::string, OutputEntry> outputs;
-    std::mutex outputs_mutex;  // Guards look-up and insertion in outputs.
+    std::mutex outputs_mutex;  // Guards look-up and insertion in `outputs`.
 
 private:
     using ReadWork = std::function<int(const Common::FastQRecord&, const std::string&)>;

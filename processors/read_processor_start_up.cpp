@@ -1,4 +1,4 @@
-// The start-up of a read processor, between main and Run.
+// The functions of ReadProcessor that prepare the process before Run.
 
 #include <cstdlib>
 #include <iostream>
@@ -55,7 +55,8 @@ void ReadProcessor::AnswerHelpAndVersion(const std::string& program) {
 }
 
 void ReadProcessor::ReportParameterErrors() {
-    // A version request suppresses warnings and errors, but errors still end the process: deliberate.
+    // After a version request, warnings and errors are not printed, but errors still end the process. This is
+    // deliberate.
     if ((status & Common::ParseStatus::VersionRequested) == 0) {
         std::cout << info_text << '\n' << error_text << std::endl;
     }
@@ -66,7 +67,7 @@ void ReadProcessor::ReportParameterErrors() {
 
 void ReadProcessor::SetUpLogging() {
     Common::logging::InitLogging(kChannel, kVerboseChannel, quiet, verbose_logs, trace_categories);
-    // Log files go beside the results, whatever the current folder is.
+    // Log files are written to the folder of the results, not to the current folder.
     Common::logging::LoggerGroup::Instance().SetFolder(save_path);
     log_reads = Common::logging::AcceptsDefaultSeverity();
 }

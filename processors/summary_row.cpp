@@ -18,7 +18,7 @@ void Append(std::string& row, std::int32_t number) {
 }
 
 void Append(std::string& row, float number) {
-    // A standard stream's default: the general format with six digits.
+    // The default format of standard streams.
     std::array<char, 32> text{};
     const auto [end, error] =
         std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);

@@ -13,29 +13,29 @@ namespace Common {
 namespace {
 
 constexpr std::size_t kInputSize = 1 << 16;
-constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer, so each call empties that.
-constexpr int kGzipWindow = 15 + 16;        // The largest window; only gzip framing.
+constexpr std::size_t kTextSize = 1 << 18;  // Larger than ISA-L's own buffer, so each call empties that buffer.
+constexpr int kGzipWindow = 15 + 16;        // The largest window, and gzip framing only.
 constexpr int kMostIgnored = 512;
 
 enum class Phase { between_members, header, fast, exact, end };
 
 }  // namespace
 
-// zlib reads each member's header; then ISA-L, which is twice as fast, decompresses its data. ISA-L does not return all
-// the text before a corruption or before the end of a truncated file. zlib therefore decompresses such a member a
-// second time: it skips the text already returned, delivers the rest and reports the reason. A pipe cannot be read
-// twice, so zlib alone decompresses it.
+// zlib reads the header of each member. ISA-L, which is twice as fast, then decompresses the data of the member. ISA-L
+// does not return all text before a corruption or before the end of a truncated file. zlib therefore decompresses a
+// damaged member a second time: it skips the text already returned, returns the rest and reports the reason. A pipe
+// cannot be read twice, so zlib alone decompresses its data.
 struct GzipDecoder::State {
     Phase phase = Phase::between_members;
     bool seekable = false;
-    z_stream exact{};  // Its input is the input of all phases.
+    z_stream exact{};  // All phases take their input from its next_in and avail_in.
     inflate_state fast{};
     std::vector<Bytef> input = std::vector<Bytef>(kInputSize);
     std::vector<char> output = std::vector<char>(kTextSize);
     std::string_view text;         // The text decoded by the last step.
     std::uint64_t input_end = 0;   // Offset in the source at which the input ends.
-    std::uint64_t body = 0;        // Offset at which the member's compressed data begin.
-    std::uint64_t handed_out = 0;  // Bytes of this member's text that zlib skips if it takes over.
+    std::uint64_t body = 0;        // Offset in the source at which the member's compressed data begin.
+    std::uint64_t handed_out = 0;  // Bytes of the member's text already returned, which zlib skips if it takes over.
 };
 
 GzipDecoder::GzipDecoder() : state(std::make_unique<State>()) {
@@ -70,7 +70,7 @@ void GzipDecoder::Decode(GzipSource& source) {
     }
 }
 
-// Reads until at least `bytes` bytes are available at exact.next_in. False if the source ends earlier.
+// Reads until at least `bytes` bytes are available at exact.next_in. Returns false if the source ends earlier.
 bool GzipDecoder::Have(GzipSource& source, unsigned bytes) {
     auto& exact = state->exact;
     auto& input = state->input;

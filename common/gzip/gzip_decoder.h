@@ -16,12 +16,12 @@ public:
     /// Reads up to `size` bytes and returns their number, 0 at the end. Exceptions pass through the decoder.
     virtual std::size_t Read(unsigned char* buffer, std::size_t size) = 0;
 
-    /// Moves to `position`, in bytes from the start. False if the source is not seekable, for example a pipe.
+    /// Moves to `position`, in bytes from the start. Returns false if the source is not seekable, for example a pipe.
     virtual bool Seek(std::uint64_t position) = 0;
 };
 
-/// Decodes gzip data with any number of members. Returns every byte before any corruption, and verifies lengths,
-/// checksums and header checksums. Zero bytes between and after members are padding. One thread.
+/// Decodes gzip data with any number of members. Returns every byte before a corruption, and verifies lengths,
+/// checksums and header checksums. Ignores zero bytes between and after members. Not synchronised.
 class GzipDecoder {
 public:
     GzipDecoder();
@@ -29,17 +29,17 @@ public:
     GzipDecoder& operator=(const GzipDecoder&) = delete;
     ~GzipDecoder();
 
-    /// The next piece of the text, valid until the next call; empty at the end. `source` must be at its start on the
-    /// first call and the same on every call.
+    /// Returns the next part of the text, which is empty at the end and valid until the next call. All calls must pass
+    /// the same source; on the first call, it must be at its start.
     std::string_view Next(GzipSource& source);
 
-    /// Why the data are invalid, or empty if they are sound. Known once Next has returned an empty piece.
+    /// The reason why the data are invalid, empty if they are sound. Known once Next has returned an empty text.
     const std::string& Failure() const { return failure; }
 
-    /// True when all members are sound and Failure concerns the bytes after them.
+    /// True if all members are sound and Failure concerns the bytes after the last one.
     bool FailsAfterLastMember() const { return fails_after_last_member; }
 
-    /// The number of non-zero bytes ignored after the last member. Above a limit, such bytes are a failure instead.
+    /// The number of non-zero bytes ignored after the last member. More than 512 of them are a failure instead.
     int IgnoredBytes() const { return ignored; }
 
 private:

@@ -21,14 +21,14 @@ struct Outcome {
 
 using Clock = std::chrono::steady_clock;
 
-thread_local int waits_without = 0;  // The number of coming waits of this thread that do not yield first.
+thread_local int waits_without = 0;  // How many of this thread's next waits do not yield first.
 
-// Yields to other threads until the condition holds, at least once and for about `longest`. Releases the lock
-// meanwhile, so the condition may read only atomic members. A thread that sleeps at once may leave its processor idle,
-// and waking it takes about as long as mapping a short read. A yield returns immediately when no other thread waits for
-// the processor. With two workers on two processors, a file of short reads took 2.1 s instead of 2.8 s. When other
-// programs keep the processors busy, a yield can take milliseconds, and such a file took up to half as long again. So
-// after a slow yield, this thread skips yielding in its next waits.
+// Yields to other threads until the condition is true or about `longest` has passed, but at least once. Releases the
+// lock meanwhile, so the condition may read only atomic members. A thread that sleeps at once may leave its processor
+// idle, and waking it takes about as long as mapping a short read. A yield, however, returns immediately if no other
+// thread waits for the processor. With two workers on two processors, a file of short reads took 2.1 s instead of
+// 2.8 s. When other programs keep the processors busy, a yield can take milliseconds, and the same file took up to half
+// as long again. So after a slow yield, this thread skips yielding in its next waits.
 template <typename Condition>
 void YieldUntil(const Condition& condition, std::unique_lock<std::mutex>& lock, std::chrono::microseconds longest) {
     constexpr std::chrono::milliseconds kLong{1};
@@ -61,18 +61,18 @@ struct WorkerPool::Slot : Worker {
 
     const std::size_t index;
 
-    // Used by the thread while it runs the job, by the owner otherwise.
+    // The worker's thread uses these members while it runs the job; otherwise only the owner uses them.
     RecordJob job;
     FastQRecord record;
 
     // Guarded by the pool's mutex.
     std::atomic<std::uint64_t> begun = 0;  // Number of jobs begun so far, both submitted and staged.
     std::uint64_t ended = 0;               // Number of jobs ended so far.
-    std::array<Outcome, 2> outcomes;       // The last two jobs'; both may end before a Refresh.
+    std::array<Outcome, 2> outcomes;       // Of the last two jobs, because both may end before a Refresh.
     std::condition_variable given;         // Signals a new job or the end of the pool.
 
     // Used by the owner alone.
-    bool pending = false;    // Whether Refresh has yet to take a submitted job's result.
+    bool pending = false;    // True from a Submit until Refresh takes the result of its job.
     std::uint64_t seen = 0;  // Number of results taken so far.
     std::thread thread;
 
@@ -145,7 +145,7 @@ void WorkerPool::Start(Slot& slot) {
         try {
             slot.thread = std::thread(&WorkerPool::RunThread, this, std::ref(slot));
         } catch (const std::system_error&) {
-            // The system cannot start a thread. The job runs here, so no read is lost; the next job tries again.
+            // The system cannot start a thread, so the job runs on this one. The worker's next job tries again.
             RunJobs(slot, lock);
         }
     }

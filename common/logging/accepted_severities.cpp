@@ -9,28 +9,28 @@ namespace Common::logging {
 
 namespace {
 
-struct Wishes {
+struct Requests {
     std::mutex mutex;       // Guards the other members.
     bool in_force = false;  // Set by the first SwitchCore; until then every severity is accepted.
     SeverityBits foreign = 0;
     std::map<const void*, SeverityBits> groups;
 };
 
-Wishes& AllWishes() {
+Requests& AllRequests() {
     // Never destroyed, because a static LoggerGroup may outlive any other static object.
-    static auto* const wishes = new Wishes;
-    return *wishes;
+    static auto* const requests = new Requests;
+    return *requests;
 }
 
 // Call with the mutex held.
-void Update(const Wishes& wishes) {
-    if (!wishes.in_force) {
+void Update(const Requests& requests) {
+    if (!requests.in_force) {
         return;
     }
     SeverityBits accepted = 0;
     if (boost::log::core::get()->get_logging_enabled()) {
-        accepted = wishes.foreign;
-        for (const auto& [group, severities] : wishes.groups) {
+        accepted = requests.foreign;
+        for (const auto& [group, severities] : requests.groups) {
             accepted |= severities;
         }
     }
@@ -40,35 +40,35 @@ void Update(const Wishes& wishes) {
 }  // namespace
 
 void SetForeignSeverities(const std::set<Severity>& severities) {
-    auto& wishes = AllWishes();
-    const std::lock_guard lock(wishes.mutex);
-    wishes.foreign = 0;
+    auto& requests = AllRequests();
+    const std::lock_guard lock(requests.mutex);
+    requests.foreign = 0;
     for (const auto severity : severities) {
-        wishes.foreign |= SeverityBits{1} << static_cast<unsigned>(severity);
+        requests.foreign |= SeverityBits{1} << static_cast<unsigned>(severity);
     }
-    Update(wishes);
+    Update(requests);
 }
 
 void SwitchCore(bool on) {
-    auto& wishes = AllWishes();
-    const std::lock_guard lock(wishes.mutex);
+    auto& requests = AllRequests();
+    const std::lock_guard lock(requests.mutex);
     boost::log::core::get()->set_logging_enabled(on);
-    wishes.in_force = true;
-    Update(wishes);
+    requests.in_force = true;
+    Update(requests);
 }
 
 void SetGroupSeverities(const void* group, SeverityBits severities) {
-    auto& wishes = AllWishes();
-    const std::lock_guard lock(wishes.mutex);
-    wishes.groups[group] = severities;
-    Update(wishes);
+    auto& requests = AllRequests();
+    const std::lock_guard lock(requests.mutex);
+    requests.groups[group] = severities;
+    Update(requests);
 }
 
 void ForgetGroup(const void* group) {
-    auto& wishes = AllWishes();
-    const std::lock_guard lock(wishes.mutex);
-    wishes.groups.erase(group);
-    Update(wishes);
+    auto& requests = AllRequests();
+    const std::lock_guard lock(requests.mutex);
+    requests.groups.erase(group);
+    Update(requests);
 }
 
 }  // namespace Common::logging

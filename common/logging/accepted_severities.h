@@ -16,28 +16,27 @@ inline constexpr SeverityBits kAllSeverities = 0x3F;
 /// The severities for which records are made. Every log call reads this; the functions below write it.
 inline std::atomic<SeverityBits> accepted_severities{kAllSeverities};
 
-/// True when a record of this severity would be made. Any thread; one relaxed load and a test.
+/// True if records of this severity are made. Any thread may call it; it costs one relaxed load and a test.
 inline bool Accepts(Severity severity) noexcept {
     return (accepted_severities.load(std::memory_order_relaxed) >> static_cast<unsigned>(severity)) & 1U;
 }
 
 /// Sets the severities wanted by foreign sinks, that is, sinks that other parts of the program have added to
-/// Boost.Log's core. Replaces those of an earlier call. Any thread, at any time.
+/// Boost.Log's core. Replaces the severities of an earlier call. Any thread may call it at any time.
 ///
-/// Until Prepare or InitLogging is called, every record is made, and the core's own filters decide (without any
-/// sink, Boost.Log prints the record). After that, a record is made only when its severity is set here or accepted by a
-/// sink of a LoggerGroup; foreign sinks receive every record that is made.
+/// Until Prepare or InitLogging is called, every record is made, and the core's own filters decide which sinks receive
+/// it (without any sink, Boost.Log prints the record). After that, a record is made only if its severity is set here or
+/// accepted by a sink of a LoggerGroup. Foreign sinks receive every record that is made.
 void SetForeignSeverities(const std::set<Severity>& severities);
 
 /// Switches Boost.Log's core on or off. While it is off, no record is made. After the first call, records are made only
 /// for severities requested by a LoggerGroup or SetForeignSeverities.
 void SwitchCore(bool on);
 
-/// Records the severities that the sinks of one LoggerGroup accept, replacing those recorded for it before. A group is
-/// identified by its address.
+/// Sets the severities that the sinks of one LoggerGroup accept. A group is identified by its address.
 void SetGroupSeverities(const void* group, SeverityBits severities);
 
-/// Forgets a LoggerGroup. Its destructor calls this.
+/// Forgets a LoggerGroup. The destructor of the group calls this.
 void ForgetGroup(const void* group);
 
 }  // namespace Common::logging

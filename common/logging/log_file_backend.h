@@ -9,8 +9,8 @@
 namespace Common::logging {
 
 /// Writes log lines to a file, which is opened when the first line arrives. Unlike Boost.Log's file backend, it reports
-/// a failed write: the first one on standard error, with the path and the system's reason. It then drops all later
-/// lines, because a full disk must not end a run. The sink that owns it serialises calls.
+/// the first failed write on standard error, with the path and the system's reason, and drops all later lines: a full
+/// disk must not end a run. The sink that owns the backend serialises calls.
 class LogFileBackend : public boost::log::sinks::basic_formatted_sink_backend<char> {
 public:
     /// `name`: the start of the file name, followed by "_log-<date>_<time>.log" with the time at which the file is
@@ -26,7 +26,7 @@ private:
     void Report(const char* what);
 
     const boost::filesystem::path folder;
-    boost::filesystem::path start;  // Base of a relative folder; empty if unknown.
+    boost::filesystem::path start;  // The current folder at construction; empty if unknown.
     const std::string pattern;
     const bool auto_flush;
     std::string path;

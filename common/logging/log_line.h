@@ -9,7 +9,7 @@ namespace Common::logging {
 
 /// Writes one record as a line, without a line feed:
 /// "<date> <time> <channel> <thread> <function> [<severity>] <text>", where `options` selects the fields before the
-/// text. Severity and text come last and together, because people look there.
+/// text. Severity and text are next to each other, because people look for them first.
 void FormatLogLine(const boost::log::record_view& record, const SinkOptions& options,
                    boost::log::formatting_ostream& stream);
 

@@ -58,7 +58,7 @@ std::size_t Position(Loggers logger) {
     return static_cast<std::size_t>(logger);
 }
 
-// A sink that filters and formats according to the options and writes to `backend`.
+// Makes a sink that filters and formats according to `options` and writes to `backend`.
 template <typename Backend>
 boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend, const SinkOptions& options) {
     auto sink = boost::make_shared<sinks::synchronous_sink<Backend>>(backend);
@@ -77,7 +77,7 @@ boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backen
     return sink;
 }
 
-// Attributes of every record in the process, including foreign ones.
+// Adds attributes to every record in the process, including records of foreign loggers.
 void AddCommonAttributes() {
     const auto core = boost::log::core::get();
     core->add_global_attribute("TimeStamp", boost::log::attributes::local_clock());
@@ -139,7 +139,7 @@ LoggerGroup& LoggerGroup::Instance() {
 
 void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
     if (!IsConsole(logger)) {
-        TAVIK_LOG(error) << kWrongLogger;  // Says "file" for a console sink too: deliberate, tools match this text.
+        TAVIK_LOG(error) << kWrongLogger;  // Says "file" for a console sink too. Deliberate: tools match this text.
         return;
     }
     Sink sink;
@@ -162,7 +162,7 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     Sink sink;
     if (options.enabled) {
         if (!file_folder.empty()) {
-            boost::system::error_code ignored;  // The first record then reports that the file cannot be opened.
+            boost::system::error_code ignored;  // After a failure, the first record cannot open its file and says so.
             boost::filesystem::create_directories(file_folder, ignored);
         }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);

@@ -20,24 +20,24 @@ struct null_deleter {
     void operator()(T* /*object*/) const noexcept {}
 };
 
-/// Creates the process-wide group, if needed, without sinks, and switches logging off: nothing is written before the
-/// user's options are known. Foreign sinks on Boost.Log's core receive nothing until InitLogging, and then the records
-/// that SetForeignSeverities describes.
+/// Creates the process-wide group without sinks, unless it exists, and switches logging off: nothing is written before
+/// the user's options are known. Foreign sinks on Boost.Log's core receive nothing until InitLogging, and then the
+/// records that SetForeignSeverities describes.
 void Prepare();
 
 /// Replaces the process-wide group by one for these channels, installs its sinks and switches logging on. The log files
 /// go to the current folder unless LoggerGroup::SetFolder names another one. Each file is created by its first record,
-/// so the current folder stays clean if SetFolder is called before anything is logged. No other thread may log during
-/// the call.
+/// so nothing is written to the current folder if SetFolder is called before anything is logged. No other thread may
+/// log during the call.
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories);
 
-/// True when some sink accepts `verbose` records. That is the global logger's default severity and the one used for
-/// per-read records.
+/// True if a sink accepts records of severity `verbose`, which is the default severity of the global logger and the
+/// severity of per-read records.
 bool AcceptsDefaultSeverity();
 
-/// Owns and replaces the sinks of the four loggers. Any thread; each sink serialises its records. There may be several
-/// groups, each with its own sinks; every sink receives the records of the whole process.
+/// Owns and replaces the sinks of the four loggers. Any thread may call its functions; each sink serialises its
+/// records. Several groups may exist, each with its own sinks. Every sink receives the records of the whole process.
 class LoggerGroup {
 public:
     LoggerGroup(const std::string& channel, const std::string& verbose_channel);
@@ -46,11 +46,11 @@ public:
     /// Removes the sinks.
     ~LoggerGroup();
 
-    /// The process-wide group. Prepare creates it; otherwise the first use does, for the channels "core" and
-    /// "core_verbose".
+    /// The process-wide group. The first call creates it, for the channels "core" and "core_verbose", unless
+    /// InitLogging has created it.
     static LoggerGroup& Instance();
 
-    /// Replaces the sink of a console logger; if the options are not enabled, only removes it. For a file logger, logs
+    /// Replaces the sink of a console logger, or only removes it if `options` is not enabled. For a file logger, logs
     /// an error and changes nothing.
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
@@ -80,7 +80,7 @@ private:
     std::mutex mutex;  // Guards the members from `sinks` on.
     std::array<Sink, kLoggerCount> sinks;
     std::array<SinkOptions, kLoggerCount> installed;
-    std::array<SinkOptions, kLoggerCount> file_options;  // What SetFolder installs.
+    std::array<SinkOptions, kLoggerCount> file_options;  // Options of the sinks that SetFolder installs.
     boost::filesystem::path folder;
     const std::string channel;
     const std::string verbose_channel;

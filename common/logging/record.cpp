@@ -22,7 +22,7 @@ Record::~Record() {
         stream.flush();
         logger.push_record(boost::move(record));
     } catch (...) {
-        // A record that cannot be made, for lack of memory, is lost; the program continues.
+        // Memory is lacking. The record is lost, but the program continues.
     }
 }
 

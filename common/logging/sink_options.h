@@ -24,16 +24,16 @@ struct SinkOptions {
     bool enabled = false;           ///< A sink that is not enabled is not installed.
     std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are accepted.
 
-    /// True when the sink accepts records of this severity; for trace, from at least one channel.
+    /// True if the sink accepts records of this severity; for `trace`, if it accepts those of at least one channel.
     bool Takes(Severity severity) const;
-    /// True when the sink accepts trace records of `channel`.
+    /// True if the sink accepts trace records of `channel`.
     bool TakesTraceOf(const std::string& channel) const;
 };
 
-/// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and
-/// errors), standard output (messages, nothing when `quiet`) and the verbose log file, which only `verbose_logs` or a
-/// non-empty `trace_categories` enables. The two console sinks are returned disabled; the caller that installs them
-/// enables them.
+/// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and errors),
+/// standard output (messages, or nothing if `quiet`) and the verbose log file, which only `verbose_logs` or a non-empty
+/// `trace_categories` enables. The options of the two console sinks are returned disabled; the caller that installs the
+/// sinks enables them.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 

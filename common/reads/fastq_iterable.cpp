@@ -25,7 +25,7 @@ bool FastQIterable::ReadRecordLines() {
         if (!ReadLine(*stream, *line)) {
             return false;
         }
-        if (stream->bad()) {  // The stream itself does not throw.
+        if (stream->bad()) {  // A stream without an exception mask does not throw itself.
             throw std::runtime_error("Error while reading a line from the input stream.");
         }
     }

@@ -95,7 +95,7 @@ std::string FastQRecord::GetReadId() const {
     try {
         const auto blank = title.find(' ', 1);
         return title.substr(1, blank == std::string::npos ? blank : blank - 1);
-    } catch (...) {  // The caller continues with the next read in any case; the exception's text adds nothing.
+    } catch (...) {  // Every exception has the same consequence: the caller continues with the next read.
         TAVIK_LOG(error) << "Could not extract read id from fastq title. Continuing with next read.";
         return kInvalidReadId;
     }
@@ -126,7 +126,7 @@ void FastQRecord::AppendTitleField(std::string& title, const std::string& key, c
 }
 
 std::string FastQRecord::ComposeTitle(const ValueMap& attributes) {
-    // Look up all six first: the error names the first missing one in this order.
+    // All six are looked up before use, because the error must name the first missing key in this order.
     const auto& read_id = attributes.Get<std::string>("read_id");
     const auto& run_id = attributes.Get<std::string>("run_id");
     const auto& sample_id = attributes.Get<std::string>("sample_id");

@@ -46,7 +46,7 @@ public:
             text = head_start ? head_start->Next() : gzip->Next(input);
         }
         if (text.empty()) {
-            TellEnd();
+            ReportEnd();
             return -1;
         }
         const auto copied = text.copy(buffer, static_cast<std::size_t>(count));
@@ -55,8 +55,8 @@ public:
     }
 
 private:
-    void TellEnd() {
-        const bool first = !std::exchange(end_told, true);
+    void ReportEnd() {
+        const bool first = !std::exchange(end_reported, true);
         const auto& used = head_start ? head_start->Decoder() : *gzip;
         if (!used.Failure().empty() && !(first && used.FailsAfterLastMember())) {
             throw std::runtime_error("gzip error in " + path + ": " + used.Failure());
@@ -71,8 +71,8 @@ private:
     const std::unique_ptr<GzipHeadStart> head_start;
     const std::unique_ptr<GzipDecoder> gzip;  // Null with a head start.
     StreambufSource input;
-    std::string_view text;  // The part of the decoder's last piece not yet returned.
-    bool end_told = false;
+    std::string_view text;  // The text that is decoded but not yet returned.
+    bool end_reported = false;
 };
 
 GzipFileDecompressor::GzipFileDecompressor(const std::string& path, std::unique_ptr<GzipHeadStart> head_start)

@@ -17,8 +17,8 @@ namespace Common {
 
 namespace {
 
-// Differs after a file has been replaced or written to. Has the time of the last status change too, because programs
-// can set back that of the last write, but not this one. All zeros for anything but a regular file.
+// Changes when a file is replaced or written to. Programs can set back the time of the last write, but not the time of
+// the last status change, so both times are included. All members are 0 if the path does not lead to a regular file.
 struct Identity {
     dev_t device = 0;
     ino_t number = 0;
@@ -45,7 +45,7 @@ class FileSource : public GzipSource {
 public:
     explicit FileSource(const std::string& path) : file(path) {}
 
-    // Makes the next read fail. Ends the work on a file that nobody will read, even inside long padding. Any thread.
+    // Makes the next read fail, so that the thread ends soon even if it is inside long padding. Any thread may call it.
     void Discard() { discarded = true; }
 
     std::size_t Read(unsigned char* buffer, std::size_t size) override {
@@ -81,11 +81,11 @@ struct GzipHeadStart::State {
     // Used by the thread until it is joined, then by the owner.
     FileSource source;
     GzipDecoder decoder;
-    std::unique_ptr<char[]> text;  // `most` bytes: as they are not initialised, only those filled take memory.
+    std::unique_ptr<char[]> text;  // `most` bytes, not initialised, so only the filled part takes memory.
     std::size_t filled = 0;
     std::size_t taken = 0;
-    std::string_view left;  // The part of the last piece that did not fit.
-    bool sound = false;     // The thread has run and no exception has ended it.
+    std::string_view left;  // The decoded text that did not fit into `text`.
+    bool sound = false;     // True if the thread has ended without an exception.
 };
 
 void GzipHeadStart::State::Run() {
@@ -103,7 +103,7 @@ void GzipHeadStart::State::Run() {
         }
         sound = true;
     } catch (...) {
-        // The owner reads the file from its start and meets the same failure at its place in the text.
+        // The owner reads the file from its start instead, and the same failure occurs at its place in the text.
     }
 }
 
@@ -121,7 +121,7 @@ GzipHeadStart::GzipHeadStart(const std::string& path, std::size_t most) : state(
     try {
         thread = std::thread(&State::Run, state.get());
     } catch (const std::system_error&) {
-        // Without a thread, there is no head start.
+        // Without the thread, TakeOver returns false.
     }
 }
 
@@ -158,7 +158,7 @@ const GzipDecoder& GzipHeadStart::Decoder() const {
 void GzipHeadStarts::Prepare(const std::vector<std::string>& files, std::size_t index) {
     current = index;
     while (!waiting.empty() && waiting.front().first < current) {
-        waiting.pop_front();  // The file failed before it was opened.
+        waiting.pop_front();  // The file failed before its head start was taken.
     }
     considered = std::max(considered, index + 1);
     for (; considered < files.size() && considered <= index + count; ++considered) {
@@ -166,7 +166,7 @@ void GzipHeadStarts::Prepare(const std::vector<std::string>& files, std::size_t 
             try {
                 waiting.emplace_back(considered, std::make_unique<GzipHeadStart>(files[considered], most));
             } catch (const std::bad_alloc&) {
-                // The file is read in its turn, and reports its own failure.
+                // The file is read without a head start.
             }
         }
     }

@@ -39,8 +39,8 @@ SequencingFileAdapter::Iterator SequencingFileAdapter::begin() {
     Require(state == State::not_started);
     state = State::running;
     if (!Advance()) {
-        TAVIK_LOG(error) << "There is no whole read in " << name
-                         << ": something upstream went wrong, so the process ends.";
+        TAVIK_LOG(error) << "There is no complete read in " << name
+                         << ": the program that wrote it must have failed, so the process ends.";
     }
     return {this, 0};
 }

@@ -42,7 +42,7 @@ UNKNOWN = "Unexpected option '--frobnicate' found on command line.\n"
 VERSION = f"{PROGRAM}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n"
 PROGRESS = "0%   10   20   30   40   50   60   70   80   90   100%\n" + "|----" * 10 + "|\n" + "*" * 51 + "\n"
 SAMPLE = READS / "sample_1.fastq"
-AS_LIST = 'They are read when their paths come as a list on standard input (-i "").'
+AS_LIST = 'To read them, give a list of their paths on standard input (-i "").'
 
 
 class StartUp(AlignerTest):

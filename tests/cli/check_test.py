@@ -78,8 +78,8 @@ BAD_INPUT = {
         {LONG: None}, [shortened(failed_file(LONG, f"Could not open {LONG}: No such file or directory")),
                        f"{LONG}: begun, but not finished"]),
     "an empty file aborts the run": (
-        {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no whole read in a.fq: something upstream went wrong, "
-                                      "so the process ends.", "{log}: the run did not finish",
+        {"a.fq": "", "b.fq": WHOLE}, ["error in the log: There is no complete read in a.fq: the program that wrote it "
+                                      "must have failed, so the process ends.", "{log}: the run did not finish",
                                       "a.fq: begun, but not finished", "a.fq: the file is empty",
                                       "b.fq: not finished"]),
     "one name for two SAM files": (

@@ -206,7 +206,7 @@ def judge(folder, files, threads):
     wrong = proved = 0
     for path in aborting[:5]:
         run = Run(PROGRAM, command, f"{path}\n", folder)
-        if run.status != "SIGABRT" or f"There is no whole read in {path}:" not in run.stderr:
+        if run.status != "SIGABRT" or f"There is no complete read in {path}:" not in run.stderr:
             print(f"{path}: should have ended the process\n{run.stderr}")
             wrong += 1
     threading.Thread(target=feed, daemon=True).start()
