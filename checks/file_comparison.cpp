@@ -13,8 +13,8 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// Number of reads by which the input is read ahead of the SAM file. The aligner writes reads in the order in which they
-// finish, so it must be more than the number of reads that are aligned at once.
+// Number of reads by which the input is read ahead of the SAM file. This must be more than the aligner aligns at once,
+// because it writes reads in the order in which they finish.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
@@ -24,10 +24,14 @@ constexpr std::size_t kFirstUses = 3;
 class FileComparison::OneFile {
 public:
     OneFile(FileComparison& all, const LoggedFile& logged, const Paths& paths)
-        : all(all), logged(logged), paths(paths), told(paths.input.has_value()), finished(logged.reads.has_value()) {}
+        : all(all),
+          logged(logged),
+          paths(paths),
+          has_input(paths.input.has_value()),
+          finished(logged.reads.has_value()) {}
 
     void Compare() {
-        if (told && !finished) {
+        if (has_input && !finished) {
             all.Add(*paths.input, "begun, but not finished");
         }
         for (const auto& name : logged.failed_names) {
@@ -36,17 +40,17 @@ public:
         ReadInput(0);
         ReadSam();
         ReadInput(UINT64_MAX);
-        TellWarnings();
-        TellCounts();
-        if (told && sam_whole) {
-            TellDifferences();
+        ReportWarnings();
+        ReportCounts();
+        if (has_input && sam_whole) {
+            ReportDifferences();
         }
     }
 
 private:
     // Reads the input up to `count` reads.
     void ReadInput(std::uint64_t count) {
-        if (!told || input_ended) {
+        if (!has_input || input_ended) {
             return;
         }
         try {
@@ -87,7 +91,7 @@ private:
                 all.NoteHeader(paths.input.value_or(""), paths.sam);
                 return;
             } catch (const std::runtime_error& error) {
-                if (told && finished) {
+                if (has_input && finished) {
                     all.Add(*paths.input, "its SAM file " + paths.sam + ": " + error.what());
                 }
             }
@@ -119,7 +123,7 @@ private:
         }
     }
 
-    void TellWarnings() {
+    void ReportWarnings() {
         for (const auto& warning : all.warnings.Take()) {
             if (std::find(logged.problems.begin(), logged.problems.end(), warning) == logged.problems.end()) {
                 all.Add(*paths.input, warning);
@@ -127,8 +131,8 @@ private:
         }
     }
 
-    void TellCounts() {
-        if (!told || !finished) {
+    void ReportCounts() {
+        if (!has_input || !finished) {
             return;
         }
         const auto aligned = std::to_string(*logged.reads) + " aligned";
@@ -144,7 +148,7 @@ private:
         }
     }
 
-    void TellDifferences() {
+    void ReportDifferences() {
         using Kind = Difference::Kind;
         auto differences = reads.Differences();
         std::erase_if(differences, [this](const auto& difference) {
@@ -152,7 +156,7 @@ private:
                    (difference.kind == Kind::surplus && !input_whole);
         });
         for (const auto& difference : differences) {
-            all.told.insert(difference.name);
+            all.reported.insert(difference.name);
         }
         const auto sam = "its SAM file " + paths.sam;
         const bool none_in_common = reads.Matched() == 0 && input_whole && sam_reads > 0 && input->Count() > 1;
@@ -176,7 +180,7 @@ private:
     FileComparison& all;
     const LoggedFile& logged;
     const Paths& paths;
-    const bool told;
+    const bool has_input;
     const bool finished;
     std::unique_ptr<InputReads> input;
     ReadBalance reads;
@@ -222,7 +226,7 @@ void FileComparison::AddDifferingHeaders() {
 
 std::vector<std::string> FileComparison::Finish(std::optional<std::uint64_t> logged_rows) {
     AddDifferingHeaders();
-    for (auto& finding : summary.Finish(told, logged_rows)) {
+    for (auto& finding : summary.Finish(reported, logged_rows)) {
         findings.push_back(std::move(finding));
     }
     return std::move(findings);

@@ -23,7 +23,7 @@ public:
     FileComparison(const std::string& summary, bool done);
 
     struct Paths {
-        std::optional<std::string> input;  ///< Unset for a file that only the log names; it is not compared.
+        std::optional<std::string> input;  ///< Unset for a file that only the log names. No finding is about that file.
         std::string sam;
         bool sam_is_its_own = true;  ///< False if a later input file replaced the SAM file.
     };
@@ -55,7 +55,7 @@ private:
     SamHeaders headers;
     LibraryWarnings warnings;
     std::vector<std::string> findings;
-    std::set<std::string> told;                    // Names of reads already reported; see SummaryComparison::Finish.
+    std::set<std::string> reported;                // Names of reads already reported; see SummaryComparison::Finish.
     std::map<std::string, HeaderUse> header_uses;  // By digest of the header.
 };
 

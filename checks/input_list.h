@@ -16,8 +16,8 @@ struct InputList {
 /// file with the list cannot be read.
 InputList FindInput(const std::string& input, bool recursive);
 
-/// The path of the SAM file of `file`, relative to the save folder. `input_path` is the option of the run, empty for a
-/// list.
+/// The path of the SAM file of `file`, relative to the save folder. `input_path`: the run's option of this name, which
+/// is empty for a list.
 std::string SamName(const std::string& file, const std::string& input_path);
 
 }  // namespace Checks

@@ -136,7 +136,7 @@ void SamFile::TakeFirst(SamRead& read) {
 void SamFile::TakeFurther() {
     pending = false;
     if (record.name != name) {
-        Refuse("a secondary or supplementary record whose read differs from that of the record before it");
+        Refuse("a secondary or supplementary record that does not follow a record of its read");
     }
     if (!record.IsSupplementary()) {
         return;

@@ -94,7 +94,7 @@ void SummaryComparison::Expect(std::string_view expected_name, std::string_view 
     }
 }
 
-std::vector<std::string> SummaryComparison::Finish(const std::set<std::string>& told,
+std::vector<std::string> SummaryComparison::Finish(const std::set<std::string>& reported,
                                                    std::optional<std::uint64_t> logged) {
     if (!lines) {
         return findings;
@@ -108,29 +108,29 @@ std::vector<std::string> SummaryComparison::Finish(const std::set<std::string>& 
     if (balance.Overflowed()) {
         findings.push_back(path + ": its rows and the SAM records belong to different reads");
     } else {
-        AddDifferences(told);
+        AddDifferences(reported);
     }
     return findings;
 }
 
-void SummaryComparison::AddDifferences(const std::set<std::string>& told) {
+void SummaryComparison::AddDifferences(const std::set<std::string>& reported) {
     using Kind = ReadBalance::Difference::Kind;
     auto differences = balance.Differences();
     std::erase_if(differences, [&](const auto& difference) {
-        return told.count(difference.name) != 0 || difference.name == half_row ||
+        return reported.count(difference.name) != 0 || difference.name == half_row ||
                (gaps && difference.kind == Kind::surplus);
     });
     for (const auto& [kind, more] : {std::pair(Kind::altered, "more rows differ from their SAM records"),
                                      std::pair(Kind::surplus, "more rows have no SAM record"),
                                      std::pair(Kind::missing, "more reads have no row")}) {
         for (const auto& text : ReadBalance::Word(
-                 differences, kind, [this](const auto& difference) { return Tell(difference); }, more)) {
+                 differences, kind, [this](const auto& difference) { return Describe(difference); }, more)) {
             findings.push_back(path + ": " + text);
         }
     }
 }
 
-std::string SummaryComparison::Tell(const ReadBalance::Difference& difference) const {
+std::string SummaryComparison::Describe(const ReadBalance::Difference& difference) const {
     using Kind = ReadBalance::Difference::Kind;
     const auto read = "read '" + difference.name + "'";
     if (difference.kind == Kind::missing) {

@@ -30,14 +30,14 @@ public:
     /// Call instead of SkipRows if the number of rows is unknown. Rows without a SAM record are then no findings.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the remaining rows and returns all findings. `told`: names of reads that have findings already. `logged`:
-    /// the number of rows according to the log, if known.
-    std::vector<std::string> Finish(const std::set<std::string>& told, std::optional<std::uint64_t> logged);
+    /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already.
+    /// `logged`: the number of rows according to the log, if known.
+    std::vector<std::string> Finish(const std::set<std::string>& reported, std::optional<std::uint64_t> logged);
 
 private:
     bool NextRow();
-    void AddDifferences(const std::set<std::string>& told);
-    std::string Tell(const ReadBalance::Difference& difference) const;
+    void AddDifferences(const std::set<std::string>& reported);
+    std::string Describe(const ReadBalance::Difference& difference) const;
 
     const std::string path;
     std::unique_ptr<Common::LineReader> lines;  // Null if the summary cannot be read or has no header.

@@ -3,7 +3,7 @@ function(tavik_missing what package)
   message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
 endfunction()
 
-# A project that adds this one as a subdirectory links these imported targets too, through the targets defined here.
+# The imported targets are global, because a project that adds this one as a subdirectory links them through our targets.
 set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
 
 find_package(Threads REQUIRED)

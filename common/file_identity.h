@@ -6,7 +6,7 @@
 
 namespace Common {
 
-/// The environment variable that holds the FileIdentity of an index whose content has already been checked, so that
+/// The environment variable that contains the FileIdentity of an index whose content has already been checked, so that
 /// other processes need not check it again.
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 

@@ -13,8 +13,7 @@
 
 namespace Common {
 
-/// Returns the text of a gzip file. A thread inflates the first part in advance, while other files are read. Not
-/// synchronised.
+/// Reads a gzip file. A thread inflates the first part in advance, while other files are read. Not synchronised.
 class GzipHeadStart {
 public:
     /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc.

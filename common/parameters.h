@@ -50,7 +50,7 @@ public:
     /// "--config" or "-c", else from the default one), then the command line, which takes precedence. Returns
     /// ParseStatus bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints,
     /// and never throws for user input. `data_path_override` is appended to the default data folder, which is the
-    /// folder "data" beside the executable's own; "--data_path" or "-d" replaces both.
+    /// folder "data" beside the folder of the executable. "--data_path" or "-d" replaces the default and the override.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 

@@ -36,7 +36,7 @@ public:
     /// Returns the status from pclose undecoded: exit code 1 is 256. Throws std::runtime_error when the pipe cannot be
     /// opened, when the output is longer than `max_output_size`, and, with `throw_on_error`, for a status other than 0.
     /// Throws the file system's error when the folder cannot be created or entered. The working directory is restored
-    /// except after the first two failures.
+    /// unless the pipe cannot be opened or the output is too long.
     int Launch(const std::string& command, bool throw_on_error);
 
 protected:

@@ -13,10 +13,10 @@ namespace Common {
 /// on.
 std::string LowerCaseExtension(const std::string& path);
 
-/// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in any case.
+/// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in upper or lower case.
 bool HasReadFileExtension(const std::string& path);
 
-/// True for the extensions of plain read files followed by ".gz", in any case.
+/// True for the extensions of plain read files followed by ".gz", in upper or lower case.
 bool HasCompressedReadFileExtension(const std::string& path);
 
 /// Prepares `stream`, which must be empty, for reading one file. The file is read as plain text if its name has the

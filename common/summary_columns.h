@@ -5,7 +5,7 @@
 
 namespace Common {
 
-/// The file in a run's save folder that holds one row per read.
+/// The file in a run's save folder that contains one row per read.
 inline constexpr char kSummaryFileName[] = "alignment_summary.txt";
 
 /// The names of the columns of the summary, in order. README.md explains them.

@@ -26,7 +26,7 @@ public:
     /// is in progress, and at most one more record is in memory. With `wait`, waits for the last jobs and collects
     /// their results. Throws std::runtime_error "Could not submit job <0-based number>" if the pool accepts no job, for
     /// example with a thread count of 0 or below. Exceptions from reading pass through. All submitted jobs have ended
-    /// when Run ends, even by an exception.
+    /// when Run returns or throws.
     void Run(bool wait) {
         WorkerPool pool(thread_count);
         auto record = container->begin();
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    /// The longest time between two checks of the workers; a job that ends shortens it.
+    /// The workers are checked whenever a job ends, and at least this often.
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
     template <typename Iterator>

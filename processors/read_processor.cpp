@@ -25,7 +25,7 @@ constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()
 
 constexpr int kSubmitAttempts = 10;
 
-// One thread inflates about as much text as eight to fourteen workers align (docs/performance.md).
+// One thread inflates more text than eight workers align (docs/performance.md).
 constexpr int kWorkersPerHeadStart = 8;
 constexpr int kMostHeadStarts = 8;
 constexpr std::size_t kHeadStartBytes = std::size_t{64} << 20U;

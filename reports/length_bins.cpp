@@ -18,8 +18,8 @@ LengthBins::LengthBins(int per_decade) {
 }
 
 std::size_t LengthBins::BinOf(std::int32_t length) const {
-    // Several bins may have the same start, because a bin may contain no whole length. The last of them is the right
-    // one.
+    // Several bins may have the same start, because a bin may contain no whole length. A length belongs to the last of
+    // them.
     const auto after = std::upper_bound(starts.begin(), starts.end(), length);
     return after == starts.begin() ? 0 : static_cast<std::size_t>(after - starts.begin()) - 1;
 }

@@ -17,7 +17,7 @@ public:
     /// Shows that `bytes` bytes of the current file have been read.
     void Show(std::uint64_t bytes);
 
-    /// Counts the current file as done, even if it was not read to its end, and goes on to the next one.
+    /// Counts the current file as done, even if it was not read to its end. The next file becomes the current one.
     void EndFile();
 
     /// Completes the display.

@@ -23,7 +23,7 @@ struct Reference {
     std::uint64_t correct = 0;     ///< Number of bases aligned to the same base.
     std::uint64_t insertions = 0;  ///< In bases.
     std::uint64_t deletions = 0;   ///< In bases.
-    Breadth::Shares breadth{};     ///< All 0 if the length is unknown.
+    Breadth::Shares breadth{};     ///< Valid only if the length is known.
 
     std::uint64_t Reads() const { return forward + reverse; }
 };

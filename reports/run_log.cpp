@@ -55,7 +55,7 @@ std::string_view WithoutBlanks(std::string_view text) {
     return text;
 }
 
-// The whole number between two texts; nothing if `text` has a different form.
+// The whole number between `before` and `after`; std::nullopt if `text` has a different form.
 std::optional<std::uint64_t> NumberBetween(std::string_view before, std::string_view text, std::string_view after) {
     std::uint64_t number = 0;
     if (!text.starts_with(before) || !text.ends_with(after) || text.size() < before.size() + after.size()) {

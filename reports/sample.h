@@ -54,7 +54,7 @@ public:
     /// Mean depth: aligned bases per base of the reference sequences of known length; negative if no length is known.
     double MeanDepth() const;
 
-    /// The breadth over all reference sequences of known length; nothing if no length is known.
+    /// The breadth over all reference sequences of known length; std::nullopt if no length is known.
     std::optional<Breadth::Shares> TotalBreadth() const;
 
     std::string name;

@@ -30,7 +30,7 @@ public:
     ~GzipDecoder();
 
     /// Returns the next part of the text, which is empty at the end and valid until the next call. All calls must pass
-    /// the same source; on the first call, it must be at its start.
+    /// the same source, which must be at its start on the first call.
     std::string_view Next(GzipSource& source);
 
     /// The reason why the data are invalid, empty if they are sound. Known once Next has returned an empty text.

@@ -13,7 +13,7 @@ using SeverityBits = std::uint32_t;
 
 inline constexpr SeverityBits kAllSeverities = 0x3F;
 
-/// The severities for which records are made. Every log call reads this; the functions below write it.
+/// The severities for which records are made. Every log call reads this variable; the functions below write it.
 inline std::atomic<SeverityBits> accepted_severities{kAllSeverities};
 
 /// True if records of this severity are made. Any thread may call it; it costs one relaxed load and a test.

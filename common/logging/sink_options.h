@@ -24,7 +24,7 @@ struct SinkOptions {
     bool enabled = false;           ///< A sink that is not enabled is not installed.
     std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are accepted.
 
-    /// True if the sink accepts records of this severity; for `trace`, if it accepts those of at least one channel.
+    /// True if the sink accepts records of this severity; for `trace`, if it accepts trace records of any channel.
     bool Takes(Severity severity) const;
     /// True if the sink accepts trace records of `channel`.
     bool TakesTraceOf(const std::string& channel) const;

@@ -25,7 +25,7 @@ unsigned char NoQuality(char c) {
     return static_cast<unsigned char>(c < 33 || c > 126);
 }
 
-// The loop has no early exit, so the compiler can vectorise it. Nearly all records are valid; for the others, the
+// The loop has no early exit, so the compiler can vectorise it. Nearly all records are valid. In an invalid record, the
 // caller searches for the position afterwards.
 template <unsigned char (*kFault)(char)>
 bool HasNo(const std::string& text) {
@@ -59,7 +59,7 @@ void FastQRecord::Validate() const {
     }
     ValidateSequence();
     if (!HasNo<NoQuality>(qstring)) {
-        // Unlike the other two messages, this one has neither position nor record text: tools match the exact line.
+        // Tools match the exact text of this message, so it has no position and no record text.
         const char bad = *std::find_if(qstring.begin(), qstring.end(), NoQuality);
         throw std::runtime_error(std::string("Unsupported character in the Qstring: ") + bad);
     }
