@@ -18,7 +18,8 @@ namespace Live {
 
 namespace {
 
-// In the child, where only async-signal-safe functions may be called. Returns only if it fails.
+// Replaces the forked child by the aligner; returns only on failure. Other threads may exist in the parent, so the
+// child may call only async-signal-safe functions.
 void Become(const std::vector<char*>& words, int input, int messages, pid_t parent) {
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -37,7 +38,8 @@ AlignerProcess::AlignerProcess(const std::vector<std::string>& command, const st
                                const std::string& messages) {
     const Common::FileDescriptor from(OpenFile(input, O_RDONLY));
     const Common::FileDescriptor to(OpenFile(messages, O_WRONLY | O_CREAT | O_TRUNC));
-    std::array<int, 2> failure = {-1, -1};  // The child writes here why it could not start; starting closes it.
+    std::array<int, 2> failure = {-1,
+                                  -1};  // The child writes errno here on failure; a successful start closes the pipe.
     if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
@@ -61,7 +63,7 @@ AlignerProcess::AlignerProcess(const std::vector<std::string>& command, const st
     if (process < 0) {
         throw std::system_error(errno, std::generic_category(), command.front());
     }
-    ::setpgid(process, process);  // In both processes, because either may be first.
+    ::setpgid(process, process);  // Both processes do this, because either may run first.
     Signals::SetChild(process);
     int reason = 0;
     if (::read(failure_end.Get(), &reason, sizeof reason) == sizeof reason) {

@@ -8,18 +8,19 @@
 
 namespace Live {
 
-/// A running tavik_aligner. It dies with this program and gets no signals from the terminal.
+/// A running tavik_aligner. It is killed when this program dies, and gets no signals from the terminal.
 class AlignerProcess {
 public:
     /// `command`: program and arguments. Standard input comes from the file `input`; all output goes to the file
-    /// `messages`. Throws std::system_error if it cannot be started.
+    /// `messages`. Throws std::system_error if the program cannot be started.
     AlignerProcess(const std::vector<std::string>& command, const std::string& input, const std::string& messages);
     AlignerProcess(const AlignerProcess&) = delete;
     AlignerProcess& operator=(const AlignerProcess&) = delete;
-    /// Kills it if it still runs.
+    /// Kills the aligner if it still runs.
     ~AlignerProcess();
 
-    /// Its exit status, or the negated number of the signal that ended it; nothing while it runs.
+    /// The exit status, or the negated number of the signal that ended the aligner; nothing while the aligner runs.
+    /// Does not wait.
     std::optional<int> Ended();
 
 private:

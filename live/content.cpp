@@ -79,7 +79,7 @@ std::uint64_t CopyWholeReads(const std::string& path, const std::string& target)
                 copy << "+\n" << reads.Qualities() << '\n';
             }
         }
-    } catch (const Checks::InputError&) {  // The copy ends here.
+    } catch (const Checks::InputError&) {  // The copy ends before the fault.
     }
     copy.close();
     if (!copy) {

@@ -8,23 +8,24 @@ namespace Live {
 /// How the content of a read file ends.
 struct Content {
     bool whole = false;
-    std::string reason;  ///< Why it is not whole, on one line without tabs; empty otherwise.
+    std::string reason;  ///< Why the content is not whole, on one line without tabs; empty if it is.
 };
 
-/// Reads a file with the aligner's readers. It is whole if it holds a read and ends with a whole FASTQ record, a whole
-/// line of FASTA, and a whole gzip member. A file with a bad record before its end is whole: waiting does not repair
-/// it.
+/// Reads a file with the aligner's readers. Its content is whole if it has a read and ends with a whole FASTQ record
+/// or, in a plain FASTA file, a whole line, and, if it is compressed, with a whole gzip member. A bad record before the
+/// end does not matter, because waiting does not repair it.
 Content ReadToEnd(const std::string& path);
 
-/// True if a look at the end of a file shows that it may not be whole. Cheap, but it misses most files that are cut.
+/// True for a plain file without a line feed at its end, which may not be whole. Reads only the last byte, so it misses
+/// cut gzip files and files that were cut after a line.
 bool LooksCut(const std::string& path);
 
-/// True if `input` holds the reads of the SAM file `sam` by the rules of tavik_check, and no others. `reads`: those in
+/// True if, by the rules of tavik_check, `input` has exactly the reads of the SAM file `sam`. `reads`: their number in
 /// the SAM file.
 bool HoldsReadsOf(const std::string& sam, std::uint64_t reads, const std::string& input);
 
-/// Writes the reads before the first fault of a file to `target`, without those that have no name. Returns their
-/// number. Throws std::runtime_error if the file cannot be opened or the target cannot be written.
+/// Copies the reads before the first fault of the file `path` to `target`, except for reads without a name. Returns the
+/// number of copied reads. Throws std::runtime_error if `path` cannot be opened or `target` cannot be written.
 std::uint64_t CopyWholeReads(const std::string& path, const std::string& target);
 
 }  // namespace Live

@@ -70,7 +70,7 @@ void ReplaceFile(const std::string& path, std::string_view text) {
 
 void Sync(const std::string& path) {
     const Common::FileDescriptor file(OpenFile(path, O_RDONLY));
-    // Some network file systems refuse to synchronise folders; they do it on their own.
+    // Some network file systems do not support fsync for folders and return one of these errors.
     if (::fsync(file.Get()) != 0 && errno != EINVAL && errno != EBADF) {
         Fail(path);
     }
@@ -104,7 +104,7 @@ bool HasRoom(const std::string& folder, std::uint64_t bytes) {
     if (::statvfs(folder.c_str(), &free) == 0 && std::uint64_t{free.f_bavail} * free.f_frsize < bytes) {
         return false;
     }
-    // Only a write shows what a quota leaves.
+    // statvfs does not include the user's quota, so try to reserve space.
     constexpr std::uint64_t kLeast = 1U << 16U;
     constexpr std::uint64_t kMost = 1U << 20U;
     const auto path = folder + "/room";

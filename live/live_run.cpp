@@ -14,11 +14,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// At most 1 / kLookShare of the time is spent looking at the folder.
+// Looks at the watched folder take about 1 / kLookShare of the time at most.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
-// A signal has ended the wait for disk space.
+
+// Thrown if a signal ends the wait for disk space.
 struct StillFull : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -88,7 +89,8 @@ void LiveRun::LookAtReads() {
         TakeLook(std::move(look), begin, file_time);
         last_look_error.clear();
     } catch (const std::runtime_error& error) {
-        // A network disk may be unavailable for a while. Nothing is known then, so all files count as unchanged.
+        // A network disk may be unavailable for a while. All files count as unchanged until the folder can be listed
+        // again.
         was_away = true;
         if (last_look_error != error.what()) {
             last_look_error = error.what();
@@ -100,7 +102,7 @@ void LiveRun::LookAtReads() {
     next_look = std::max(next_look, end + kShortestWait);
 }
 
-// Without its disk, a mount point is an empty folder.
+// True if the disk of the watched folder seems to be missing: a mount point without its disk is an empty folder.
 bool LiveRun::IsAway(const Look& look) const {
     return look.files.empty() && reads_id && *reads_id != look.id && AnyPresent(files);
 }
@@ -122,7 +124,8 @@ void LiveRun::TakeLook(Look look, Time now, std::int64_t file_time) {
     }
 }
 
-// Nothing is known about the files below a folder that cannot be listed, so they count as unchanged.
+// Adds the files below folders that cannot be listed to the look. Nothing is known about them, so they count as
+// unchanged.
 void LiveRun::KeepUnreadable(Look& look) const {
     for (const auto& folder : look.unreadable) {
         const auto start = folder + "/";
@@ -135,7 +138,8 @@ void LiveRun::KeepUnreadable(Look& look) const {
     }
 }
 
-// Waits for a signal or the next look, but not longer than a second, so that the caller can look at other things.
+// Waits for a signal or the next look, but at most a second, so that the caller can check other conditions. Then looks
+// at the watched folder and writes the page if they are due.
 void LiveRun::WaitAndLook() {
     const auto now = Clock::now();
     const auto end = std::min<Time>(next_look, now + kLongestWait);
@@ -156,7 +160,7 @@ void LiveRun::TellStopping() {
     }
 }
 
-// Throws StillFull if a signal arrives before there is enough space.
+// Waits until the disk has room for this number of bytes. Throws StillFull if a signal ends the wait.
 void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
     constexpr std::uint64_t kLeast = std::uint64_t{1} << 16U;
     constexpr std::uint64_t kKilobyte = 1000;

@@ -26,7 +26,7 @@
 
 namespace Live {
 
-/// Watches a folder and aligns what is new, round by round, until the options or a signal end it.
+/// Watches a folder and aligns new files, round by round, until an option or a signal ends the run.
 class LiveRun {
 public:
     /// Opens the output folder. Throws std::exception if the run cannot begin.
@@ -83,18 +83,19 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // At some time in this round, the watched folder could not be listed.
+    bool was_away = false;  // Whether a look in this round could not list the watched folder.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
-    double bytes_per_second = 0;                                     // Of the last round.
-    double largest_round = std::numeric_limits<double>::infinity();  // In bytes; less after a full disk.
+    double bytes_per_second = 0;                                     // Speed of the last round; see Work.
+    double largest_round = std::numeric_limits<double>::infinity();  // In bytes; limited after a full disk.
     int failed_starts = 0;  // Consecutive rounds in which the aligner began no file.
     RunFigures figures;
 };
 
-// Does, in another thread, work that may take a long time, and looks after everything else until it is done.
+// Does long work in another thread. Meanwhile, this thread looks at the watched folder, writes the page and shows
+// `what` in the status line. Returns the result of the work, or rethrows its exception.
 template <typename Work>
 auto LiveRun::Meanwhile(const std::string& what, Work work) {
     std::packaged_task<std::invoke_result_t<Work>()> task(std::move(work));

@@ -1,4 +1,4 @@
-// What happens at the end of a run.
+// The end of a run.
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -19,7 +19,7 @@ using Phase = Watched::Phase;
 
 namespace {
 
-// True for a file of which at most the whole reads can be aligned.
+// True for a file that is not whole, or that lost reads twice: only its whole reads can be aligned.
 bool IsNotWhole(const Watched& file) {
     const bool failed = file.phase == Phase::given_up && file.losses > 1;
     return !file.missing && (file.phase == Phase::cut || failed);
@@ -27,7 +27,7 @@ bool IsNotWhole(const Watched& file) {
 
 }  // namespace
 
-// The previous look may be as old as the interval.
+// Looks at the folder again before the run ends, because the previous look may be as old as the interval.
 bool LiveRun::HasEnded() {
     if (MayEnd()) {
         LookAtReads();
@@ -44,7 +44,7 @@ bool LiveRun::MayEnd() const {
                                                   std::chrono::duration<double>(60 * *options.until_idle));
 }
 
-// They may have become readable without a change. True if one of them is whole now.
+// Reads the cut files again, because they may have become readable without a change. True if one of them is whole now.
 bool LiveRun::ReadCutAgain() {
     std::vector<std::string> cut;
     for (const auto& [name, file] : files.All()) {
@@ -60,7 +60,7 @@ bool LiveRun::ReadCutAgain() {
     return any;
 }
 
-// At the end: aligns the whole reads of files that are not whole.
+// Aligns the whole reads of files that are not whole.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;
@@ -76,7 +76,7 @@ void LiveRun::AlignWholeReads() {
     fs::remove_all(folder, error);
 }
 
-// Repeats after a full disk, and once after a loss.
+// Tries again after a full disk, and once more after a loss.
 void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
     const auto found = files.All().find(name);
     if (found == files.All().end() || !IsNotWhole(found->second)) {
@@ -137,7 +137,7 @@ std::vector<LostFile> LiveRun::TellAllLosses() {
 }
 
 int LiveRun::Finish() {
-    // First, because what follows needs the disk.
+    // The losses are printed first, because the steps after this one fail if the disk does.
     auto losses = TellAllLosses();
     bool failed = false;
     try {

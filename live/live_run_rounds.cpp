@@ -27,7 +27,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// A round is limited to about this time, so that results appear and a killed run repeats little.
+// A round is limited to about this time, so that results appear soon and a killed run repeats little work.
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;
@@ -64,7 +64,7 @@ bool HasChanged(const std::string& path, const Stamp& stamp) {
     }
 }
 
-// Empty if the file is not there.
+// See Common::FileIdentity; empty if there is no such file.
 std::string IdentityOf(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 ? Common::FileIdentity(status) : "";
@@ -90,7 +90,7 @@ std::vector<RoundFile> LiveRun::NextRound() {
     const auto reading_ends = Clock::now() + kReadingTime;
     double bytes = 0;
     std::vector<RoundFile> round;
-    std::vector<RoundFile> again;  // One by one, so that no file is lost because of another.
+    std::vector<RoundFile> again;  // Files that lost reads. Each has a round of its own, so that it cannot harm others.
     Notices notices;
     for (const auto& name : files.Waiting()) {
         if (Signals::Stopping() || (!round.empty() && Clock::now() > reading_ends)) {
@@ -123,7 +123,7 @@ std::vector<RoundFile> LiveRun::NextRound() {
     return again.empty() ? round : std::vector{again.front()};
 }
 
-// The looks during the work below may show that the file is no longer there.
+// Other files of the round are read meanwhile, and a look during that time may show that this file has disappeared.
 bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     if (!files.IsWaiting(name)) {
         return false;
@@ -145,7 +145,7 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// Notes that the file is not whole. If it has another stamp by now, the next look decides.
+// True if the file is not whole. Notes this, unless the file has changed meanwhile; then the next look decides.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {
@@ -157,7 +157,8 @@ bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     return true;
 }
 
-// Reads that were aligned before their file was compressed or uncompressed are not aligned again.
+// `former` is an aligned file that has disappeared, and `name` may be its compressed or uncompressed form. If `name`
+// has the same reads, it is not aligned again.
 void LiveRun::CompareForms(const std::string& name, const std::string& former, Notices& notices) {
     const auto sam = output.Path() + "/" + SamNameOf(former);
     const auto reads = files.At(former).reads;
@@ -176,14 +177,14 @@ void LiveRun::CompareForms(const std::string& name, const std::string& former, N
     }
 }
 
-// An index that was replaced meanwhile would give other results.
+// Throws if the reference was replaced during the run, because another reference gives other results.
 void LiveRun::CheckReference() const {
     if (const auto differences = RunState::For(options).DifferencesFrom(state); !differences.empty()) {
         throw std::runtime_error("changed during the run: " + differences.front());
     }
 }
 
-// Returns what became of the first file.
+// Aligns, checks and publishes the files. Returns the outcome of the first file.
 Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
     const bool are_copies = !round_files.front().loss.empty();
     if (std::error_code unknown; !are_copies && !fs::is_directory(options.reads, unknown)) {
@@ -229,7 +230,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         }
         MakeRoundRoom(error.what());
     }
-    for (const auto& file : round_files) {  // Unless the round decided otherwise.
+    for (const auto& file : round_files) {  // Does nothing for files about which the round has decided.
         files.SetWaiting(file.name);
         if (are_copies && files.IsWaiting(file.name)) {
             files.SetCut(file.name, file.loss);
@@ -238,7 +239,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
     return first;
 }
 
-// The round is made again when there is space for it.
+// Removes the round and waits until there is space to make it again.
 void LiveRun::MakeRoundRoom(const std::string& why) {
     std::uint64_t used = 0;
     if (fs::exists(output.RoundPath())) {
@@ -274,9 +275,9 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
     for (std::size_t i = 0; i < list.size(); ++i) {
         auto& kind = outcome.files[i].kind;
         if (kind == Kind::lost && was_away && list[i].loss.empty()) {
-            kind = Kind::not_begun;  // Not the file's fault.
+            kind = Kind::not_begun;  // The cause may be the missing disk rather than the file.
         }
-        // A file that was changed and then renamed is known by its new name only.
+        // A file that was changed and then renamed is known only by its new name.
         const auto known = files.All().find(list[i].name);
         const bool is_known = known != files.All().end() && known->second.phase == Phase::aligning;
         if (kind == Kind::kept && (!is_known || HasChanged(PathOf(list[i].name), list[i].stamp))) {
@@ -298,7 +299,8 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
 }
 
-// The aligner may be unable to work at all.
+// Throws if the aligner seems unable to work at all: it began no file, and its status is that of a wrong reference or
+// option, or this has happened kMostFailedStarts times in a row.
 void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
     const bool any_begun = std::any_of(outcome.files.begin(), outcome.files.end(),
                                        [](const auto& file) { return file.kind != FileOutcome::Kind::not_begun; });

@@ -7,9 +7,10 @@ namespace Live {
 
 namespace {
 
-constexpr std::size_t kMostNamed = 3;  // A line that counts a single further file would not be shorter.
+// If there is only one file more, it is named too, because a line that counts it would not be shorter.
+constexpr std::size_t kMostNamed = 3;
 
-// Follows "17 more files".
+// The rest of a line that begins with "17 more files".
 std::string Summary(Notices::Event event) {
     switch (event) {
         case Notices::Event::beside:
@@ -17,9 +18,9 @@ std::string Summary(Notices::Event event) {
         case Notices::Event::changed:
             return " changed after they were aligned; the output holds their former reads";
         case Notices::Event::renamed:
-            return " are renamed after they were aligned; the output keeps the former names";
+            return " were renamed after they were aligned; the output keeps the former names";
         case Notices::Event::other_form:
-            return " are compressed or uncompressed after they were aligned; the output keeps the former names";
+            return " were compressed or uncompressed after they were aligned; the output keeps the former names";
         case Notices::Event::disappeared:
             return " disappeared after they were aligned; the output keeps their reads";
         case Notices::Event::disappeared_unaligned:

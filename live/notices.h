@@ -6,8 +6,8 @@
 
 namespace Live {
 
-/// What happened to read files since the last look. Of each kind of event, the first few files are named and the others
-/// counted: a folder that is moved or emptied may hold thousands.
+/// What happened to read files since the last look. For each kind of event, the first few files are named and the
+/// others are counted, because a folder that is moved or emptied may have thousands of files.
 class Notices {
 public:
     enum class Event { beside, changed, renamed, other_form, disappeared, disappeared_unaligned };
@@ -15,6 +15,7 @@ public:
     /// `text`: what the user reads about this one file.
     void Add(Event event, const std::string& text);
 
+    /// The lines to print.
     std::vector<std::string> Texts() const;
 
 private:

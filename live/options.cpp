@@ -20,11 +20,11 @@ constexpr char kUsage[] =
     "Usage:\n\n  tavik_live -i READS -s OUT -a INDEX [options]\n\n"
     "Aligns the read files that a sequencer still writes below the folder READS, each as\n"
     "soon as it is complete. OUT always looks like the output of one run of tavik_aligner\n"
-    "over the files so far. A run that was interrupted continues when it is called again.\n\n";
+    "over the files so far. An interrupted run continues when it is called again.\n\n";
 
 constexpr char kStatuses[] =
-    "\nExit status: 0 if nothing was lost, 1 if something was, which is named on standard\n"
-    "error, 2 for wrong usage.\n";
+    "\nExit status: 0 if nothing was lost, 1 if something was lost (standard error names it),\n"
+    "2 for wrong usage.\n";
 
 // The aligner of the same build or package.
 std::string AlignerBesideThisProgram() {
@@ -38,7 +38,7 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
     const auto number = [](auto* value, const char* name) { return po::value(value)->value_name(name); };
     visible.add_options()  //
         ("input_path,i", number(&options.reads, "READS"), "Folder that the sequencer writes to.")
-        // The option is so long that its text begins on the next line.
+        //
         ("save_path,s", number(&options.save_folder, "OUT"), "Folder for the output.")
         //
         ("align_ref,a", number(&options.reference, "INDEX"), "Index or reference file.")
@@ -49,7 +49,7 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
         //
         ("settle", number(&options.settle, "SECONDS"),
          "A file is complete only after this time without a change (default: 30).")  //
-        ("interval", number(&options.interval, "SECONDS"), "Time between two looks at READS (default: 2).")
+        ("interval", number(&options.interval, "SECONDS"), "Time between two scans of READS (default: 2).")
         //
         ("until-idle", number(&idle, "MINUTES"),
          "End after this time without a new or changed file (default: never).")  //
@@ -59,8 +59,8 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
          "In each file, up to N reads may fail with an error in the log (default: 0).")  //
         ("aligner", number(&options.aligner, "PROGRAM"), "The program tavik_aligner (default: beside this one).")
         //
-        ("quiet,z", po::bool_switch(&options.quiet), "Nothing on standard output.")  //
-        ("help,h", "Print this text and end.")                                       //
+        ("quiet,z", po::bool_switch(&options.quiet), "Print nothing on standard output.")  //
+        ("help,h", "Print this text and end.")                                             //
         ("version,v", "Print the version and end.");
     return visible;
 }
@@ -76,7 +76,7 @@ void Check(const Options& options, const po::variables_map& values, std::int64_t
             throw po::error(text);
         }
     };
-    constexpr double kLongest = 1e9;  // Also excludes what is not a number.
+    constexpr double kLongest = 1e9;  // Excludes infinity; NaN fails every comparison.
     check(options.worker_threads > 0, "--worker_threads must be positive");
     check(options.settle >= 0 && options.settle <= kLongest, "--settle must not be negative");
     check(options.interval > 0 && options.interval <= kLongest, "--interval must be positive");

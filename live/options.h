@@ -12,7 +12,7 @@ inline constexpr int kNothingLost = 0;
 inline constexpr int kLost = 1;       ///< A file is missing from the output, at least in part.
 inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
 
-/// What the command line asks for.
+/// The values of the command-line options.
 struct Options {
     std::string reads;        ///< The folder to watch.
     std::string save_folder;  ///< Output folder.
@@ -20,12 +20,12 @@ struct Options {
     double min_coverage = 0.6;
     int worker_threads = 4;
     std::uint64_t allowed_failed_reads = 0;  ///< In each file.
-    double settle = 30;                      ///< Seconds without a change after which a file is looked at.
+    double settle = 30;                      ///< Seconds without a change after which a file may be complete.
     double interval = 2;                     ///< Seconds between two looks at the folder.
     std::optional<double> until_idle;        ///< Minutes without a change after which the run ends.
-    std::string until_file;                  ///< Name of the file that ends the run; empty: none.
+    std::string until_file;                  ///< Name of the file that ends the run; empty if there is none.
     std::string aligner;                     ///< The program tavik_aligner.
-    bool quiet = false;                      ///< Nothing on standard output.
+    bool quiet = false;                      ///< Print nothing on standard output.
 };
 
 /// The options, or the exit status if there is nothing to do: kNothingLost after help or version on standard output,

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// An aligner that outlives its killed parent by a moment still has the lock.
+// Waits, because an aligner that outlives its killed parent for a moment still has the lock.
 constexpr int kLockAttempts = 20;
 constexpr std::chrono::milliseconds kBetweenAttempts{100};
 
@@ -79,7 +79,7 @@ void OutputFolder::Begin(const RunState& now) {
     auto state = now;
     const auto header = HeaderLine();
     state.summary_bytes = header.size();
-    // The state comes first: a summary without a state is one of another run.
+    // The state is written first, because a summary without a state counts as that of another run.
     ReplaceFile(HiddenPath() + "/state", state.Text());
     Sync(HiddenPath());
     ReplaceFile(summary_path, header);
@@ -194,7 +194,7 @@ std::vector<OutputFolder::Move> OutputFolder::Moves() const {
     return moves;
 }
 
-// All that takes time is done before the first SAM file is visible, or after the last row is.
+// Slow steps come before the first SAM file becomes visible, or after the last row does.
 void OutputFolder::Show(const RunState& next) {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     const auto table_path = ReadyPath() + "/files.tsv";
@@ -211,7 +211,7 @@ void OutputFolder::Show(const RunState& next) {
     }
     WriteFile(table_path, next.FilesTable());
     for (const auto& move : moves) {
-        if (fs::exists(move.from)) {  // Otherwise it has been moved before.
+        if (fs::exists(move.from)) {  // Otherwise an interrupted call has moved the file.
             Rename(move.from, move.to.string());
         }
     }

@@ -16,29 +16,31 @@ namespace Live {
 ///   state   the rounds so far; replacing it ends the publication of a round
 ///   round   the round that is being aligned and checked; removed when a run begins
 ///   whole   copies of the whole reads of files that are not whole; removed when a run begins
-///   ready   a checked round. Once it has this name, its publication is completed, if necessary by a later run
+///   ready   a checked round; once it has this name, it is certain to be published, if necessary by a later run
 ///
-/// Repeating a step of a publication gives the same result, so a killed run leaves a complete state, or one that
-/// Publish completes.
+/// Each step of a publication can be repeated, so a killed run leaves results that are complete or that Publish
+/// completes.
 class OutputFolder {
 public:
-    /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has it.
+    /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Reads the state of earlier calls and removes what is left of an interrupted round; a new folder takes `now`.
-    /// Throws std::runtime_error if it holds other results, or if the options that determine the output differ.
+    /// Reads and returns the state of earlier calls; in a new folder, that is `now`. Removes the remains of an
+    /// interrupted round and completes a publication. Throws std::runtime_error if the folder has other results, or if
+    /// the options that determine the output differ.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
     std::string HiddenPath() const { return path + "/" + kHiddenFolder; }
     std::string RoundPath() const { return HiddenPath() + "/round"; }
 
-    /// Why the SAM file cannot get this name; empty if it can. Creates its folder.
+    /// Why the SAM file `sam`, a path relative to the folder, cannot be published; empty if it can. Creates the SAM
+    /// file's own folder.
     std::string Obstacle(const std::string& sam) const;
 
-    /// Moves the round in RoundPath, with its written publication, to ReadyPath: it is on the disk now, and will become
-    /// part of the results. After a std::system_error, such as a full disk, the round must be made again: what the disk
-    /// has refused once may be lost although a second attempt succeeds.
+    /// Moves the round in RoundPath, after Round::WritePublication, to ReadyPath. The round is then on the disk and
+    /// certain to become part of the results. After a std::system_error, such as a full disk, make the round again:
+    /// data that the system failed to write once may be lost even if a second attempt succeeds.
     void Prepare();
     std::string ReadyPath() const { return HiddenPath() + "/ready"; }
 
@@ -52,10 +54,10 @@ public:
     /// Replaces the state without a round.
     void Save(const RunState& state);
 
-    /// Call at the end of a run: removes what only further rounds need.
+    /// Removes files that only further rounds need. Call at the end of a run.
     void Close() const { summary->DropHidden(); }
 
-    /// Ends the log with these records, which the next round replaces.
+    /// Writes these records to the end of the log; the next round overwrites them.
     void EndLog(const RunState& state, const std::string& records) const;
 
 private:

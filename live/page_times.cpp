@@ -10,7 +10,7 @@ using std::chrono::seconds;
 
 constexpr int kCostShare = 50;
 constexpr seconds kInterval{60};
-// Time for other work before the page is made.
+// Spare time before a page expires, because other work may delay the next page.
 constexpr seconds kSlack{20};
 constexpr seconds kShortestLife{90};
 

@@ -4,28 +4,28 @@
 
 namespace Live {
 
-/// Decides when the page of a run in progress is made again. A page says until when its figures hold. By then, the next
-/// one replaces it, however long it takes to make one; and making them takes about 2 % of the time.
+/// Decides when the page of a run in progress is made again. A page shows until when its figures are valid, and the
+/// next page replaces it before that time. Making the pages takes at most about 2 % of the time.
 class PageTimes {
 public:
     using Time = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::steady_clock::duration;
 
-    /// How long the figures of the page that is made next hold.
+    /// For how long the figures of the next page are valid.
     Duration Life() const;
 
-    /// A page was made between these times.
+    /// Call after a page was made between these times.
     void Made(Time begin, Time end);
 
-    /// There are rows that the page does not show.
+    /// Call when the summary has rows that the page does not show.
     void NewRows();
 
-    /// When to make a page; the latest time before the first one is wanted.
+    /// When to make the next page; Time::max() if no page has been made and there are no new rows.
     Time Due() const { return due; }
 
 private:
-    Duration cost{};              // Of the last page.
-    Time earliest = Time::min();  // Before that, a page for new rows would cost too much.
+    Duration cost{};              // The time that making the last page took.
+    Time earliest = Time::min();  // Pages for new rows are made from this time on; earlier ones cost too much.
     Time due = Time::max();
 };
 

@@ -7,25 +7,25 @@
 
 namespace Live {
 
-/// What a live run hides in its output folder.
+/// The name of the folder in which a live run hides files, inside its output folder.
 inline constexpr char kHiddenFolder[] = ".live";
 
-/// What shows that a file has changed.
+/// Differs after a file has changed.
 struct Stamp {
     std::uint64_t size = 0;  ///< Bytes.
-    std::int64_t time = 0;   ///< Of the last change, in nanoseconds.
+    std::int64_t time = 0;   ///< Time of the last change, in nanoseconds since 1970.
     std::uint64_t inode = 0;
 
     /// Inodes are not compared: some network file systems renumber files.
     bool SameContent(const Stamp& other) const { return size == other.size && time == other.time; }
 };
 
-/// Throws std::system_error.
+/// Throws std::system_error if there is no such file.
 Stamp StampOf(const std::string& path);
 
 /// A read file below the watched folder.
 struct FoundFile {
-    std::string name;  ///< Its path, relative to the folder.
+    std::string name;  ///< Path relative to the watched folder.
     Stamp stamp;
 };
 
@@ -39,15 +39,15 @@ struct FolderId {
 /// One look at the watched folder.
 struct Look {
     std::vector<FoundFile> files;                 ///< Sorted by name.
-    std::map<std::string, std::string> left_out;  ///< Names of what cannot be used, such as dangling links, and why.
-    std::vector<std::string> unreadable;          ///< Those of them that are folders.
-    bool end_file = false;                        ///< The file that ends the run is there.
-    FolderId id;                                  ///< Of the folder.
+    std::map<std::string, std::string> left_out;  ///< Why files or folders, such as dangling links, cannot be used.
+    std::vector<std::string> unreadable;          ///< The folders among the names in `left_out`.
+    bool end_file = false;                        ///< Whether the file that ends the run exists.
+    FolderId id;                                  ///< Identifies the watched folder.
 };
 
-/// Finds the regular files with the ending of a read file, or with such an ending and ".gz", in the folder and all
-/// folders below it, except in folders with the name kHiddenFolder. Links to files count as files. Throws
-/// std::system_error if the folder itself cannot be listed.
+/// Finds the regular files with the ending of a read file, plain or with ".gz", in the folder and all folders below it,
+/// except in folders named kHiddenFolder. Links to files count as files. `end_file`: the name of the file that ends the
+/// run. Throws std::system_error if the folder itself cannot be listed.
 Look LookAt(const std::string& folder, const std::string& end_file);
 
 }  // namespace Live

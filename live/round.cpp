@@ -34,7 +34,7 @@ namespace {
 constexpr std::size_t kBlock = std::size_t{1} << 16U;
 constexpr std::size_t kLongestLine = std::numeric_limits<std::uint32_t>::max();
 
-// The findings about the run as a whole.
+// The findings about the run, without those that only repeat the problem of a file.
 std::vector<std::string> OtherFindings(const Checks::RunLog& run) {
     std::multiset<std::string> of_files;
     for (const auto& file : run.files) {
@@ -61,14 +61,14 @@ std::string WithoutStart(const std::string& text, const std::string& start) {
     return text.starts_with(start) ? text.substr(start.size()) : text;
 }
 
-// The aligner's error about a file, without the words that all its errors share.
+// The reason in the aligner's error about a file, without the words that all such errors share.
 std::string ReasonIn(const std::string& problem, const std::string& file) {
     constexpr std::string_view kEnd = " Will continue with next input file.";
     const auto reason = WithoutStart(problem, std::string(Common::kLoggedFileError) + file + ": ");
     return reason.ends_with(kEnd) ? reason.substr(0, reason.size() - kEnd.size()) : reason;
 }
 
-// The number of reads in the SAM file of a file that failed: they have rows too.
+// The number of reads in the SAM file of an input file that failed. These reads have rows in the summary too.
 std::uint64_t CountReads(const std::string& sam) {
     std::uint64_t count = 0;
     try {
@@ -77,7 +77,7 @@ std::uint64_t CountReads(const std::string& sam) {
         for (Checks::SamRead read; file.Next(read);) {
             ++count;
         }
-    } catch (const std::runtime_error&) {  // The number of rows shows whether reads were left out.
+    } catch (const std::runtime_error&) {  // If the count is too low, it differs from the number of rows.
     }
     return count;
 }
@@ -212,7 +212,8 @@ std::uint64_t Round::CountRows() const {
     return rows;
 }
 
-// Returns the bytes of the rows. The header line before them is for the reader of summaries.
+// Writes the rows of the kept files after a header line, which readers of summaries need. Returns the number of bytes
+// of these rows, without the header.
 std::uint64_t Round::WriteRows(const Outcome& outcome) const {
     Common::LineReader lines(folder + "/" + Common::kSummaryFileName, kBlock, kLongestLine);
     const auto path = folder + "/rows";
@@ -269,7 +270,7 @@ void Round::WritePublication(const Outcome& outcome, const std::string& save_fol
     Write(folder + "/log", joined);
     Write(folder + "/moves", moves);
     Write(folder + "/state", state.Text());
-    // Synchronising each further file with the disk would take time.
+    // OutputFolder::Prepare synchronises all files in the folder with the disk, so the others are removed.
     fs::remove(log_path);
     fs::remove(folder + "/" + Common::kSummaryFileName);
     fs::remove(ListPath());

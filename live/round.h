@@ -22,47 +22,50 @@ struct RoundFile {
 struct FileOutcome {
     enum class Kind { kept, lost, changed, not_begun };
     Kind kind = Kind::not_begun;
-    std::uint64_t reads = 0;            ///< Its rows in the round's summary.
-    std::vector<std::string> findings;  ///< Why it was lost.
+    std::uint64_t reads = 0;            ///< The number of its rows in the round's summary.
+    std::vector<std::string> findings;  ///< Why the file was lost.
 };
 
 /// The result of a round.
 struct Outcome {
     std::vector<FileOutcome> files;          ///< In the order of the round.
-    std::vector<std::string> findings;       ///< About the round as a whole: none of its rows can be used.
+    std::vector<std::string> findings;       ///< Faults of the whole round. If there is one, no row can be used.
     std::optional<std::size_t> interrupted;  ///< The file that the aligner was reading when it ended too early.
-    int status = 0;                          ///< Of the aligner; negative: the signal that ended it.
+    int status = 0;                          ///< See AlignerProcess::Ended.
     bool disk_full = false;                  ///< The losses are due to a full disk.
     std::uint64_t milliseconds = 0;          ///< The time that the aligner took.
 
-    /// If there are findings about the round as a whole: after a crash, the file that was being read is lost;
-    /// otherwise, each file that was begun. The others count as not begun.
+    /// Applies the findings about the whole round to its files: after a crash, the file that was being read counts as
+    /// lost; otherwise, each file that was begun does. All other files count as not begun. Does nothing if there are no
+    /// such findings.
     void BlameFiles();
 
-    /// "the aligner ended with status 1".
+    /// The end of the aligner in words: "the aligner ended with status 1".
     std::string HowEnded() const;
 };
 
-/// One run of the aligner in a folder of its own. Links with unique names stand for the files, because files from a
-/// list lose their folders.
+/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files,
+/// because the SAM files of a listed input file lose its folder.
 class Round {
 public:
-    /// Empties or creates the folder and makes links and list in it. Throws std::exception.
+    /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.
     Round(std::string folder, std::vector<RoundFile> files);
 
     const std::vector<RoundFile>& Files() const { return files; }
     std::string ListPath() const { return folder + "/files.txt"; }
     std::string MessagesPath() const { return folder + "/messages.txt"; }
 
-    /// Checks the finished run by the rules of tavik_check. In each file, `allowed_failed_reads` may have failed.
+    /// Checks the finished run by the rules of tavik_check. Up to `allowed_failed_reads` reads of each file may have
+    /// failed.
     Outcome Judge(std::uint64_t allowed_failed_reads) const;
 
-    /// Writes what the output folder needs to publish the kept files: "rows", with a header line; "log"; "moves": pairs
-    /// of SAM files, in the round and in the output folder; "state". Adds the files to `state`, with the new lengths of
-    /// summary and log.
+    /// Writes the files from which OutputFolder publishes the kept files: "rows", with a header line; "log"; "moves",
+    /// the names of each SAM file in the round and in the output folder; and "state". Adds the kept files to `state`,
+    /// with the new lengths of summary and log.
     void WritePublication(const Outcome& outcome, const std::string& save_folder, RunState& state) const;
 
-    /// Texts of the aligner name links; the user knows the files.
+    /// Replaces the link and the SAM file of a file by the names that the user knows, in a text of the aligner. `file`:
+    /// its position in Files().
     std::string WithNames(std::string text, std::size_t file) const;
 
 private:

@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view kInputPath = "input path:         ";
 constexpr std::string_view kSavePath = "save path:          ";
 
-// Where the text of the record in this line begins if it starts with `start`; otherwise npos.
+// The position of the record's text in this line if the text begins with `start`; otherwise npos.
 std::size_t FindRecord(std::string_view line, std::string_view start) {
     const auto mark = line.find("] " + std::string(start));
     return mark == std::string_view::npos ? mark : mark + 2;

@@ -13,18 +13,20 @@ struct NameInLog {
     bool kept = false;   ///< Its reads are in the output.
 };
 
-/// The records of the kept files in the log of a round, with their shown names, so that the logs of all rounds together
-/// look like that of one run. `names`: in the order of the run.
+/// The records of the kept files in the log of a round, with their shown names. The logs of all rounds together then
+/// look like that of one run.
 std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>& names);
 
-/// The records before those of the first file, with the folders as one run over all files would name them.
+/// The records before those of the first file, with these folders instead of the round's.
 std::string RecordsOfStart(const std::string& log, const std::string& input, const std::string& save_folder);
 
-/// What ends a log: an error for each file that was lost, and, if the run is `done`, that it took this time.
+/// A file of which at least a part is missing from the output.
 struct LostFile {
     std::string shown;
     std::string reason;
 };
+
+/// The records at the end of a log: an error for each lost file and, if the run is `done`, the time that it took.
 std::string RecordsOfEnd(const std::vector<LostFile>& lost, bool done, std::uint64_t milliseconds);
 
 }  // namespace Live

@@ -18,14 +18,15 @@ std::string Duration(std::chrono::steady_clock::duration time);
 /// The figures of a run for its status line.
 class RunFigures {
 public:
-    /// `reads`: their number so far.
+    /// Call after each round. `reads`: the number of reads in the output.
     void AddReads(Time now, std::uint64_t reads);
 
-    /// Files, reads, the share of aligned reads, reads a minute, and how far the output is behind the sequencer.
+    /// The number of files and reads, the share of aligned reads, the reads per minute, and how far the output is
+    /// behind the sequencer.
     std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
 
 private:
-    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Of the last minutes.
+    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // The calls of AddReads in the last minutes.
 };
 
 }  // namespace Live

@@ -24,7 +24,7 @@ namespace {
 constexpr std::string_view kFirstLine = "tavik_live 1";
 constexpr std::string_view kNone = "-";
 
-// The shortest text that gives the same number.
+// The shortest text that parses to the same number.
 std::string Text(double number) {
     std::array<char, 32> digits{};
     return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
@@ -40,7 +40,7 @@ Number Parsed(std::string_view text) {
     return number;
 }
 
-// The columns of a line; the last of `count` columns holds the rest.
+// The first `count` columns of a line. The last of them may contain tabs. Throws std::runtime_error if there are fewer.
 std::vector<std::string_view> Columns(std::string_view line, std::size_t count) {
     std::vector<std::string_view> columns;
     for (; columns.size() + 1 < count; line.remove_prefix(columns.back().size() + 1)) {
@@ -58,7 +58,7 @@ std::string StampText(const Stamp& stamp) {
     return std::to_string(stamp.size) + '\t' + std::to_string(stamp.time) + '\t' + std::to_string(stamp.inode);
 }
 
-// The texts and numbers of a state, with their keys.
+// Calls `visit` with the key and the value of each member of a state but the files.
 template <typename State, typename Visitor>
 void VisitFields(State& state, Visitor&& visit) {
     visit("input", state.input);

@@ -10,17 +10,17 @@
 
 namespace Live {
 
-/// A file whose reads are in the output, or that was given up.
+/// A read file whose reads are in the output, or that was given up.
 struct FileRecord {
     std::string name;  ///< Relative to the watched folder.
     Stamp stamp;
-    std::optional<std::uint64_t> reads;  ///< Number of rows; unset if none of the file is in the output.
-    std::string reason;                  ///< What was lost of it; empty if nothing.
+    std::optional<std::uint64_t> reads;  ///< Number of rows in the output; unset if the file was given up.
+    std::string reason;                  ///< Why the file was given up, or which reads are missing; empty if none are.
 };
 
-/// What a run remembers in its output folder.
+/// The state of a run, stored in its output folder.
 struct RunState {
-    // What determines the output. A later call must have the same.
+    // The members that determine the output. They must be the same in each call.
     std::string input;      ///< Absolute path of the watched folder.
     std::string reference;  ///< Absolute path.
     Stamp reference_stamp;
@@ -29,7 +29,7 @@ struct RunState {
 
     std::string shown_input;      ///< The watched folder as the first call named it.
     std::string log_name;         ///< Empty before the first round.
-    std::uint64_t log_bytes = 0;  ///< Without what the end of the run adds.
+    std::uint64_t log_bytes = 0;  ///< Without the records that the end of a run adds.
     std::uint64_t summary_bytes = 0;
     std::uint64_t milliseconds = 0;  ///< The time that the aligner took.
     std::vector<FileRecord> files;   ///< In the order of the summary's rows.
@@ -38,26 +38,28 @@ struct RunState {
     /// reference cannot be found.
     static RunState For(const Options& options);
 
-    /// Remembers a file that was given up.
+    /// Adds a file that was given up, unless its name contains a tab or a line feed.
     void GiveUp(const FileRecord& file);
-    /// Remembers files whose reads are in the output now, whether or not they were given up before.
+    /// Adds files whose reads are in the output. Replaces their records if they were given up before.
     void Add(const std::vector<FileRecord>& aligned);
 
     /// True if the reads of a file are in the output.
     bool HasReads() const;
 
+    /// Throws std::runtime_error if a path contains a line feed.
     std::string Text() const;
-    /// Throws std::runtime_error for a text that Text does not write.
+    /// The state with this text. Throws std::runtime_error for a text that Text does not return.
     static RunState Parse(const std::string& text);
 
-    /// The options that differ, one line for each.
+    /// A line for each option that differs, or for a reference that has changed.
     std::vector<std::string> DifferencesFrom(const RunState& earlier) const;
 
     /// The table of the aligned files, for OUT/files.tsv.
     std::string FilesTable() const;
 };
 
-/// The path of the SAM file of `name`, both relative.
+/// The path of the SAM file of a read file. The SAM file's path is relative to the output folder, `name` to the watched
+/// folder.
 std::string SamNameOf(const std::string& name);
 
 }  // namespace Live

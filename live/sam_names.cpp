@@ -10,7 +10,7 @@ std::string SamNames::Take(const std::string& file) {
     if (const auto same = owners.find(sam); same != owners.end()) {
         return same->second == file ? "" : start + " is that of " + same->second;
     }
-    // One name cannot be a file and a folder.
+    // A SAM file cannot have the same path as a folder with SAM files.
     auto other = owners.lower_bound(sam + "/");
     if (other != owners.end() && !other->first.starts_with(sam + "/")) {
         other = owners.end();

@@ -5,17 +5,18 @@
 
 namespace Live {
 
-/// The SAM files of the read files. Not synchronised.
+/// The names of SAM files, each of which belongs to one read file. Not synchronised.
 class SamNames {
 public:
-    /// Gives a read file the name of its SAM file. Returns why it cannot have it; empty if it has it now.
+    /// Reserves the SAM file's name for a read file. Returns the reason if that is impossible, and an empty text on
+    /// success.
     std::string Take(const std::string& file);
 
-    /// The read file needs its SAM file no longer.
+    /// Frees the name that Take reserved for the read file, if any.
     void Free(const std::string& file);
 
 private:
-    std::map<std::string, std::string> owners;  // The read file for each SAM name.
+    std::map<std::string, std::string> owners;  // The read file of each SAM file.
 };
 
 }  // namespace Live

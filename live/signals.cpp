@@ -20,7 +20,8 @@ constexpr std::initializer_list<int> kStops = {SIGINT, SIGTERM, SIGHUP};
 // Used by the signal handler.
 std::atomic<int> stops = 0;
 std::atomic<pid_t> child_group = 0;
-std::array<int, 2> wake = {-1, -1};  // A pipe, so that a signal just before a wait ends the wait.
+std::array<int, 2> wake = {-1,
+                           -1};  // A pipe. It keeps signals that arrive just before a wait, so that they end the wait.
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
 
 void Handle(int signal) {
@@ -59,7 +60,7 @@ Signals::Signals() {
     for (const int signal : kStops) {
         struct sigaction before {};
         ::sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) {  // As nohup and shells without job control set it.
+        if (before.sa_handler != SIG_IGN) {  // nohup, and shells without job control, set SIG_IGN for good reasons.
             ::sigaction(signal, &action, nullptr);
         }
     }

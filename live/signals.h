@@ -18,13 +18,13 @@ public:
     /// True once a signal has asked to stop.
     static bool Stopping();
 
-    /// The process group that a second signal kills; 0: none.
+    /// Sets the process group that a second signal kills; 0 for none.
     static void SetChild(pid_t group);
 
-    /// Waits, at most until the next signal, such as that of a child's end, or the next Wake.
+    /// Waits for this time, or until a signal (also SIGCHLD) or Wake ends the wait.
     static void Wait(std::chrono::milliseconds time);
 
-    /// Ends a Wait, now or later. Any thread may call it.
+    /// Ends the current Wait or, if there is none, the next one. Any thread may call it.
     static void Wake();
 };
 

@@ -4,8 +4,8 @@
 
 namespace Live {
 
-/// What the user sees of a run on standard output: on a terminal, one line that is rewritten each time; otherwise,
-/// one line with date and time for each round. Messages go to standard error.
+/// Shows a run on standard output: on a terminal, one line that is rewritten each time; otherwise, one line with date
+/// and time for each round. Messages go to standard error.
 class StatusLine {
 public:
     explicit StatusLine(bool quiet);

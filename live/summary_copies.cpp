@@ -66,11 +66,11 @@ void SummaryCopies::Prepare(std::uint64_t before, const std::string& rows, std::
     try {
         Write(before, rows, skipped);
     } catch (const std::system_error&) {
-        DropHidden();  // It may lack what a later call would take for written.
+        DropHidden();  // It may be incomplete, and a later call would take its content for complete.
         throw;
     }
     ::unlink(Former().c_str());
-    // Without links, Show loses the former copy and the next round writes the whole file again.
+    // If the file system has no hard links, Show drops the former copy, and the next round writes the whole file again.
     [[maybe_unused]] const int linked = ::link(visible.c_str(), Former().c_str());
 }
 

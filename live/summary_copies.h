@@ -5,9 +5,10 @@
 
 namespace Live {
 
-/// Adds rows to a file that others read at any time, so that each of them sees all new rows or none, at a cost that
-/// does not grow with the earlier rows. There are two copies: the new rows, and those of the previous round, go to the
-/// hidden one, and then the two change places. A reader keeps the copy that it has opened.
+/// Adds the rows of a round to a file that other programs read at any time. Each reader sees all new rows or none, and
+/// the cost does not grow with the number of earlier rows. There are two copies: the rows of this round and of the
+/// previous one are added to the hidden copy, and then the two copies change places. A reader keeps the copy that it
+/// has opened.
 class SummaryCopies {
 public:
     /// `visible` need not exist yet. The copy `hidden` of an earlier process is not used, since a power failure may
@@ -19,11 +20,11 @@ public:
     /// std::system_error.
     void Prepare(std::uint64_t before, const std::string& rows, std::uint64_t skipped);
 
-    /// Makes visible what was prepared. Throws std::system_error.
+    /// Makes the prepared file visible. Throws std::system_error.
     void Show() const;
 
-    /// False once a file system has not said whether somebody reads the hidden copy: a program that reads for longer
-    /// than a round may then see rows of the next one.
+    /// False once the file system did not show whether a program reads the hidden copy. A program that reads for longer
+    /// than a round may then see rows of the next round.
     bool SeesReaders() const { return sees_readers; }
 
     /// Removes the hidden copy. The next round creates it again.

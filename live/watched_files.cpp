@@ -15,12 +15,12 @@ bool IsInTables(const std::string& name) {
     return name.find_first_of("\t\n") == std::string::npos;
 }
 
-// The file is aligned unless something happens to it.
+// True for a file that is in the output, or will be unless something happens to it.
 bool IsTaken(Phase phase) {
     return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
 }
 
-// The reads are in the output, maybe under another name.
+// True if the reads are in the output, maybe under another name.
 bool HasRows(Phase phase) {
     return phase == Phase::done || phase == Phase::renamed;
 }
@@ -29,7 +29,7 @@ bool IsCompressed(const std::string& name) {
     return Common::HasCompressedReadFileExtension(name);
 }
 
-// The names that the file has when it is compressed or uncompressed.
+// The names that the file may get when it is compressed or uncompressed.
 std::vector<std::string> OtherNamesOf(const std::string& name) {
     constexpr std::size_t kEnding = 3;
     return IsCompressed(name) ? std::vector{name.substr(0, name.size() - kEnding)}
@@ -91,7 +91,8 @@ void WatchedFiles::Begin(const std::string& name, const Stamp& stamp, Time now) 
     last_change = now;
 }
 
-// The file has changed since the last look. Its time says when, but may come from the clock of another machine.
+// When a file changed that has changed since the last look. The stamp's time may come from the clock of another
+// machine, so the result is limited to the time since the last look.
 Time WatchedFiles::ChangeOf(const Stamp& stamp, Time now) const {
     const auto age = std::chrono::nanoseconds(std::max<std::int64_t>(file_time - stamp.time, 0));
     return now - std::clamp<Time::duration>(age, Time::duration::zero(), std::max(now - last_look, {}));
@@ -104,7 +105,8 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
         file.missing = true;
         file.replaced = false;
     }
-    // Missing names are known before new ones are looked at: a new name may be a renamed file.
+    // This loop finds the missing files before the next one looks at new names, because a new name may be that of a
+    // renamed file.
     for (const auto& one : found) {
         if (const auto known = files.find(one.name); known != files.end()) {
             auto& file = known->second;
@@ -155,7 +157,8 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     }
 }
 
-// The file that was renamed to a new one; another may have its name.
+// The known file that was renamed to the file with this stamp, or the end of `files`. Another file may have its former
+// name.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
     auto further = files.end();  // Another name, or the other form, of the aligned file.
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
@@ -183,7 +186,8 @@ bool WatchedFiles::HasNewName(const Watched& file) const {
            });
 }
 
-// Its name goes to `other`. Null if there is none.
+// The known file that may be the compressed or uncompressed form of `name`, and its name in `other`. Null if there is
+// none.
 const Watched* WatchedFiles::OtherFormOf(const std::string& name, std::string& other) const {
     for (auto& candidate : OtherNamesOf(name)) {
         if (const auto named = files.find(candidate); named != files.end()) {
@@ -207,7 +211,7 @@ void WatchedFiles::SetOtherForm(const std::string& name, const std::string& form
                                                 " after it was aligned; the output keeps the former name");
 }
 
-// True for a missing file that is there under another name or in another form.
+// True for a missing file that exists under another name or in another form.
 bool WatchedFiles::IsReplaced(const std::string& name, const Watched& file) const {
     std::string other;
     const auto* const form = OtherFormOf(name, other);
@@ -226,7 +230,8 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// A file that was renamed is not aligned again, and need not settle again.
+// Handles a new name of a known file, and returns false if the file is not known. A renamed file that was aligned is
+// not aligned again; one that was not need not settle again.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {
@@ -280,7 +285,7 @@ void WatchedFiles::Settle(Named named, Notices& notices) {
     std::string other;
     const auto* const form = OtherFormOf(name, other);
     if (form != nullptr && form->missing && form->phase == Phase::aligning) {
-        return;  // The end of the round decides.
+        return;  // What happens depends on the result of the round.
     }
     if (const auto former = FormerNameOf(file.stamp); former != files.end()) {
         if (HasRows(former->second.phase)) {

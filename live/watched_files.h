@@ -24,70 +24,73 @@ struct Watched {
         cut,       ///< Unchanged for that time, but not whole.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
-        given_up,  ///< It is not aligned; settling again if it changes.
+        given_up,  ///< Not aligned, and will not be unless it changes.
         renamed,   ///< Another name of a file that is done, or its compressed or uncompressed form.
     };
     Phase phase = Phase::settling;
     Stamp stamp;
-    Time since;                 ///< Unchanged since this time.
-    std::string reason;         ///< What is lost of it; empty if nothing.
-    std::string output_name;    ///< The name under which the output has its reads; empty if it has none.
-    std::uint64_t reads = 0;    ///< Its rows in the output.
-    int losses = 0;             ///< Rounds that lost it.
-    bool restored = false;      ///< Given up by an earlier call, and not seen since.
-    bool missing = false;       ///< It was not there at the last look.
-    bool replaced = false;      ///< At the last look, another file had its name.
-    bool told_missing = false;  ///< The user knows that it disappeared.
-    bool changed = false;       ///< It has another stamp than when it was aligned.
+    Time since;                 ///< The file has not changed since this time.
+    std::string reason;         ///< Why reads of the file are missing from the output; empty if none are.
+    std::string output_name;    ///< The name under which the output has the reads; empty if it has none.
+    std::uint64_t reads = 0;    ///< The number of rows in the output.
+    int losses = 0;             ///< The number of rounds that lost reads of the file.
+    bool restored = false;      ///< Whether an earlier call gave up the file, and no look has found it since.
+    bool missing = false;       ///< Whether the last look did not find the file.
+    bool replaced = false;      ///< Whether the last look found another file under this name.
+    bool told_missing = false;  ///< Whether the user has been told that the file disappeared.
+    bool changed = false;       ///< Whether the stamp differs from the one when the file was aligned.
 };
 
-/// Knows what has become of each read file. A look takes time in proportion to the number of files. Not synchronised.
+/// Tracks the state of each read file. A look takes time in proportion to the number of files. Not synchronised.
 class WatchedFiles {
 public:
     /// `settle`: time without a change after which a file can be aligned.
     explicit WatchedFiles(std::chrono::duration<double> settle);
 
-    /// Takes over what an earlier call aligned. What it gave up is tried again if it is still there.
+    /// Takes over the files of earlier calls. Files that these gave up are tried again if they are still there.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
-    /// Takes the result of a look at the folder. `file_time`: the current time as a Stamp gives it. Returns what the
-    /// user should know.
+    /// Takes the result of a look at the folder. `file_time`: the current time, in the unit of Stamp::time. Returns
+    /// messages for the user.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now, std::int64_t file_time);
 
     /// Files to align, in the order in which they were completed.
     std::vector<std::string> Waiting() const;
     bool IsWaiting(const std::string& name) const;
 
-    /// True if a file that was cut has grown. Whoever writes pauses for longer than the settle time, so a file should
-    /// be read to its end before it is aligned.
+    /// True once a cut file has changed. The program that writes the files then pauses for longer than the settle time,
+    /// so each file should be read to its end before it is aligned.
     bool WriterPauses() const { return writer_pauses; }
 
-    /// The aligned file that is gone and of which this one may be the compressed or uncompressed form: its name, or the
-    /// one that it got later, is the same but for ".gz". Empty if there is none.
+    /// The aligned file, by its name in the output, that has disappeared and of which this file may be the compressed
+    /// or uncompressed form: its last name differs only in ".gz". Empty if there is none.
     std::string FormerFormOf(const std::string& name) const;
 
-    /// The file is another form of `former`.
+    /// Notes that the file is the compressed or uncompressed form of `former`.
     void SetOtherForm(const std::string& name, const std::string& former, Notices& notices);
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
-    /// After a round; the file may be unknown by now. `reads`: its rows; `loss`: what they lack, empty if nothing.
+
+    // After a round. The file may be unknown by then.
+
+    /// `reads`: the number of rows in the output. `loss`: why reads are missing; empty if none are.
     void SetDone(const std::string& name, std::uint64_t reads, const std::string& loss);
-    /// If the round decided nothing about the file.
+    /// Lets the file wait for another round, if it is still marked as in the current one.
     void SetWaiting(const std::string& name);
-    /// True if the file was cut; it waits now.
+    /// Lets a cut file wait for a round. Returns false if the file is not cut, or is missing.
     bool SetWhole(const std::string& name);
-    /// The file is not whole.
+    /// Notes that the file is not whole.
     void SetCut(const std::string& name, const std::string& reason);
-    /// The file is tried once more, then given up.
+    /// Lets the file wait for another round after its first loss, and gives it up after its second.
     void SetLost(const std::string& name, const std::string& reason);
     void GiveUp(const std::string& name, const std::string& reason);
 
     const Watched& At(const std::string& name) const { return files.at(name); }
     const std::map<std::string, Watched>& All() const { return files; }
 
-    /// When the next file will have been unchanged for the settle time; the latest time if none is settling.
+    /// When the next file will have been unchanged for the settle time; Time::max() if no file is settling.
     Time NextSettled() const;
-    /// When a file was last seen to be new or changed.
+    /// The time of the last look that found a new or changed file.
     Time LastChange() const { return last_change; }
     /// True if no file is settling or waiting.
     bool IsQuiet() const;
@@ -114,11 +117,11 @@ private:
 
     const std::chrono::steady_clock::duration settle;
     std::map<std::string, Watched> files;                                     // By name.
-    std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of these files.
+    std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of all `files`.
     SamNames sam_names;
     Time last_change = Time::min();
-    Time last_look = Time::max();  // The one before the current one.
-    std::int64_t file_time = 0;    // At the current look.
+    Time last_look = Time::max();  // The time of the look before the current one.
+    std::int64_t file_time = 0;    // The time of the current look, in the unit of Stamp::time.
     bool writer_pauses = false;
 };
 

@@ -263,7 +263,7 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     const auto renamed = folder.Look(31);
     ASSERT_EQ(renamed.size(), 4U);
     EXPECT_EQ(renamed[0], "b30000.fq: is a30000.fq, renamed after it was aligned; the output keeps the former name");
-    EXPECT_EQ(renamed[3], "29997 more files are renamed after they were aligned; the output keeps the former names");
+    EXPECT_EQ(renamed[3], "29997 more files were renamed after they were aligned; the output keeps the former names");
     for (int i = 0; i < kFiles; ++i) {
         folder.Move(name(i, "b"), name(i, "a"));
     }
