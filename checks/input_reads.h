@@ -23,7 +23,7 @@ struct InputError : std::runtime_error {
     bool damaged;        ///< The file should be gzip, but its data are damaged, incomplete or not gzip.
 };
 
-/// Reads one input file with the aligner's readers and by its rules. Not synchronised.
+/// Reads one input file with the readers and by the rules of the aligner. Not synchronised.
 class InputReads {
 public:
     /// Opens the file. Throws InputError.

@@ -150,7 +150,7 @@ void SamRecord::CheckMapped(const ReferenceLengths& references) const {
         Refuse("no @SQ line names its reference sequence");
     }
     if (position < 1 || position + aligned + deletions - 1 > known->second) {
-        Refuse("it lies outside its reference sequence");
+        Refuse("the alignment lies outside its reference sequence");
     }
     const auto size = static_cast<std::int64_t>(sequence.size());
     const bool none = sequence == "*";

@@ -26,7 +26,7 @@ const std::array<const char*, wrapped_count> names = {"ksw_extd2_sse",      "mm_
                                                       "mm_idx_cal_max_occ", "mm_seed_mz_flt", "mm_collect_matches",
                                                       "radix_sort_128x",    "mg_lchain_dp",   "mg_lchain_rmq"};
 
-bool Holds(bool condition, const char* what) {
+bool Check(bool condition, const char* what) {
     if (!condition) {
         std::printf("%s\n", what);
     }
@@ -103,7 +103,7 @@ std::string Read(const std::string& reference) {
 // positions and entries of each bucket, and the bases with four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
-    if (!Holds(file != nullptr, "cannot create a temporary file")) {
+    if (!Check(file != nullptr, "cannot create a temporary file")) {
         return false;
     }
     mm_idx_dump(file, &index);
@@ -143,7 +143,7 @@ bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     }
     good = good && minimizers > 1000 && std::fgetc(file) == EOF;
     std::fclose(file);
-    return Holds(good, "the layout of index files has changed");
+    return Check(good, "the layout of index files has changed");
 }
 
 }  // namespace
@@ -156,12 +156,12 @@ int main() {
     mm_mapopt_t mapping;
     mm_set_opt(nullptr, &indexing, &mapping);
     mm_set_opt("map-ont", &indexing, &mapping);
-    bool good = Holds(indexing.k == kLength && indexing.w == kWindow && indexing.bucket_bits == kBucketBits,
+    bool good = Check(indexing.k == kLength && indexing.w == kWindow && indexing.bucket_bits == kBucketBits,
                       "the preset map-ont uses different k-mers");
     mapping.flag |= MM_F_CIGAR;
     mm_idx_t* const index = mm_idx_str(kWindow, kLength, 0, kBucketBits, 1, &text, &name);
     good =
-        Holds(mm_idx_init(kWindow, kLength, kBucketBits, 0)->h == nullptr, "a new index has a table of names") && good;
+        Check(mm_idx_init(kWindow, kLength, kBucketBits, 0)->h == nullptr, "a new index has a table of names") && good;
     good = IsStoredAsExpected(*index, reference) && good;
     mm_mapopt_update(&mapping, index);
     // The wrapper library stores its table in the member `h`, so minimap2 must not use this member when it maps reads.
@@ -171,7 +171,7 @@ int main() {
     mm_reg1_t* const records =
         mm_map(index, static_cast<int>(read.size()), read.c_str(), &count, buffer, &mapping, "read");
     good =
-        Holds(count > 0 && records[0].rs == 2000 && records[0].re == 11000, "a read maps to a different place") && good;
+        Check(count > 0 && records[0].rs == 2000 && records[0].re == 11000, "a read maps to a different place") && good;
     for (int i = 0; i < wrapped_count; ++i) {
         if (!called[static_cast<std::size_t>(i)]) {
             std::printf("%s is no longer called by this name\n", names[static_cast<std::size_t>(i)]);

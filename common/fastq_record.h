@@ -45,7 +45,7 @@ public:
     /// True when there are bases but no qualities.
     bool IsFasta() const { return !sequence.empty() && qstring.empty(); }
 
-    /// The record as FASTQ (or, when IsFasta, FASTA) text with one final line feed.
+    /// The record as FASTQ text, or as FASTA text if IsFasta, with one final line feed.
     std::string ToString() const;
 
     /// The text from the marker to the first blank (code 32 only) or, without a blank, to the end of the title. Logs an

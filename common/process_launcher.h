@@ -7,8 +7,9 @@
 
 namespace Common {
 
-/// Runs shell commands in its own working folder and collects their output. One thread at a time per launcher. Launch
-/// changes the working directory of the whole process, and several launchers are not synchronised with each other.
+/// Runs shell commands in its own working folder and collects their output. Only one thread at a time may use a
+/// launcher. Launch changes the working directory of the whole process, and launchers are not synchronised with each
+/// other.
 class ProcessLauncher {
 public:
     /// Works in `directory`. If `directory` is empty, chooses a new folder with a random name in the system's temporary

@@ -16,7 +16,7 @@
 
 namespace Common {
 
-/// The work on one read. It receives its own copy of the record.
+/// Processes one read. The record is the job's own copy.
 using RecordJob = std::function<int(FastQRecord&)>;
 
 /// The state of one worker as its pool's owner sees it.

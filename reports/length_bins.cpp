@@ -8,7 +8,7 @@ namespace Reports {
 
 LengthBins::LengthBins(int per_decade) {
     for (int bin = 0;; ++bin) {
-        // A rounding error in the exponent must not round a power of ten up to the next length.
+        // A rounding error of pow must not move the start of a bin up to the next whole length.
         const double start = std::pow(10.0, static_cast<double>(bin) / per_decade);
         if (start > std::numeric_limits<std::int32_t>::max()) {
             break;

@@ -62,7 +62,7 @@ std::int32_t LengthCounts::N50() const {
     std::uint64_t bases = 0;
     ForEach(
         [&bases](std::int32_t length, std::uint64_t times) { bases += static_cast<std::uint64_t>(length) * times; });
-    std::uint64_t shorter = 0;  // Bases in lengths below the candidate.
+    std::uint64_t shorter = 0;  // Bases of all lengths below the current one.
     std::int32_t n50 = 0;
     ForEach([&](std::int32_t length, std::uint64_t times) {
         if (2 * (bases - shorter) >= bases) {

@@ -19,8 +19,8 @@ namespace {
 constexpr char kUsage[] =
     "\nUsage:\n\n  tavik_index [options] <reference> <index>\n"
     "  tavik_index --check | --describe [options] <index>\n\n"
-    "Writes an index for tavik_aligner -a. Opening it takes no time, and all processes on a\n"
-    "machine share it. <reference> is a FASTA or FASTQ file, plain or gzip, or an index.\n\n";
+    "Writes an index that tavik_aligner -a opens quickly and that all its processes on a\n"
+    "machine share. <reference> is a FASTA or FASTQ file, plain or gzip, or an index.\n\n";
 
 constexpr char kStatuses[] =
     "\nExit status: 0 if the index was written or is sound, 1 if it could not be written or is\n"

@@ -55,13 +55,13 @@ public:
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
     /// Replaces the sink of a file logger by one that writes to "<name>_log-<date>_<time>.log" in `folder` (empty: the
-    /// current folder at this call). The folder is created here, the file by its first record. For a console logger,
-    /// logs an error and changes nothing.
+    /// current folder at this call). This call creates the folder; the first record creates the file. For a console
+    /// logger, logs an error and changes nothing.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
 
     /// Writes the log files, named after the channels, to `folder`, with the options given to InitLogging. An empty
-    /// path is the current folder. Files already begun elsewhere stay there.
+    /// path is the current folder. Log files already created in other folders stay there.
     void SetFolder(const boost::filesystem::path& folder);
 
     /// The channel of records with this severity.

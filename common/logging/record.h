@@ -18,7 +18,7 @@ public:
     Record& operator=(const Record&) = delete;
     ~Record();
 
-    /// Collects the text of the record.
+    /// The stream that collects the text of the record.
     std::ostream& Stream() { return text; }
 
 private:

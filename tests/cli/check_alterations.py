@@ -173,11 +173,11 @@ ALTERATIONS = {
     "another SAM name": (cell("out/a.sam", 4, 0, "other"), [missing("r2"), surplus("other")]),
     "another FLAG": (cell("out/a.sam", 4, 1, "16"), [sequence("r2")]),
     "a FLAG of pairs": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
-    "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: it lies outside its reference sequence"]),
+    "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: the alignment lies outside its reference sequence"]),
     "a POS near the end of the reference": (cell("out/a.sam", 4, 3, "59999"), [
-        f"{A}: line 4: it lies outside its reference sequence"]),
+        f"{A}: line 4: the alignment lies outside its reference sequence"]),
     "an unknown RNAME": (cell("out/a.sam", 4, 2, "~"), [f"{A}: line 4: no @SQ line names its reference sequence"]),
-    "a mapped record without POS": (cell("out/a.sam", 4, 3, "0"), [f"{A}: line 4: it lies outside its reference sequence"]),
+    "a mapped record without POS": (cell("out/a.sam", 4, 3, "0"), [f"{A}: line 4: the alignment lies outside its reference sequence"]),
     "a POS of more than 32 bits": (cell("out/a.sam", 4, 3, "4294982378"), [f"{A}: line 4: POS is not a number"]),
     "another POS": (cell("out/a.sam", 4, 3, "15083"), [
         f"{SUMMARY}: line 3: alignment_genome_start of read 'r2' is '15082'; its SAM record gives '15083'"]),
