@@ -102,7 +102,7 @@ private:
     Slot& SlotOf(std::size_t index);
     void Start(Slot& slot);
     void RunThread(Slot& slot);
-    void RunJobs(Slot& slot, std::unique_lock<std::mutex>& lock);
+    void RunJobs(Slot& slot);
     void TakeResult(Slot& slot);
     void SetStatus(Slot& slot, Worker::Status status);
     std::vector<std::size_t>* ListOf(Worker::Status status);

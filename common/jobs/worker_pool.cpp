@@ -23,20 +23,20 @@ using Clock = std::chrono::steady_clock;
 
 thread_local int waits_without = 0;  // How many of this thread's next waits do not yield first.
 
-// Yields to other threads until the condition is true or about `longest` has passed, but at least once. Releases the
-// lock meanwhile, so the condition may read only atomic members. A thread that sleeps at once may leave its processor
-// idle, and waking it takes about as long as mapping a short read. A yield, however, returns immediately if no other
-// thread waits for the processor. With two workers on two processors, a file of short reads took 2.1 s instead of
-// 2.8 s. When other programs keep the processors busy, a yield can take milliseconds, and the same file took up to half
-// as long again. So after a slow yield, this thread skips yielding in its next waits.
+// Yields to other threads until the condition is true or about `longest` has passed, but at least once. The caller
+// holds no lock, so the condition may read only atomic members and members that this thread alone writes. A thread that
+// sleeps at once may leave its processor idle, and waking it takes about as long as mapping a short read. A yield,
+// however, returns immediately if no other thread waits for the processor. With two workers on two processors, a file
+// of short reads took 2.1 s instead of 2.8 s. When other programs keep the processors busy, a yield can take
+// milliseconds, and the same file took up to half as long again. So after a slow yield, this thread skips yielding in
+// its next waits.
 template <typename Condition>
-void YieldUntil(const Condition& condition, std::unique_lock<std::mutex>& lock, std::chrono::microseconds longest) {
+void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
     constexpr std::chrono::milliseconds kLong{1};
     constexpr int kWaitsWithout = 256;
     if (condition() || std::exchange(waits_without, std::max(waits_without - 1, 0)) > 0) {
         return;
     }
-    lock.unlock();
     const auto start = Clock::now();
     for (auto now = start; waits_without == 0;) {
         const auto last = now;
@@ -47,7 +47,6 @@ void YieldUntil(const Condition& condition, std::unique_lock<std::mutex>& lock, 
             break;
         }
     }
-    lock.lock();
 }
 
 // How long a worker yields before it sleeps: usually long enough for the owner to read and stage the next record.
@@ -139,30 +138,38 @@ void WorkerPool::Stage(const RecordJob& job, const FastQRecord& record) {
 }
 
 void WorkerPool::Start(Slot& slot) {
-    std::unique_lock lock(mutex);
-    ++slot.begun;
-    if (!slot.thread.joinable()) {
-        try {
-            slot.thread = std::thread(&WorkerPool::RunThread, this, std::ref(slot));
-        } catch (const std::system_error&) {
-            // The system cannot start a thread, so the job runs on this one. The worker's next job tries again.
-            RunJobs(slot, lock);
+    bool is_here = false;
+    {
+        const std::lock_guard lock(mutex);
+        ++slot.begun;
+        if (!slot.thread.joinable()) {
+            try {
+                slot.thread = std::thread(&WorkerPool::RunThread, this, std::ref(slot));
+            } catch (const std::system_error&) {
+                // The system cannot start a thread, so the job runs on this one. The worker's next job tries again.
+                is_here = true;
+            }
         }
     }
-    lock.unlock();
-    slot.given.notify_one();
+    if (is_here) {
+        RunJobs(slot);
+    } else {
+        slot.given.notify_one();
+    }
 }
 
 void WorkerPool::RunThread(Slot& slot) {
-    std::unique_lock lock(mutex);
+    const auto has_news = [&] { return slot.begun > slot.ended || ending; };
     while (true) {
-        const auto has_news = [&] { return slot.begun > slot.ended || ending; };
-        YieldUntil(has_news, lock, kWorkerYields);
-        slot.given.wait(lock, has_news);
-        if (slot.begun == slot.ended) {
-            return;
+        YieldUntil(has_news, kWorkerYields);
+        {
+            std::unique_lock lock(mutex);
+            slot.given.wait(lock, has_news);
+            if (slot.begun == slot.ended) {
+                return;
+            }
         }
-        RunJobs(slot, lock);
+        RunJobs(slot);
     }
 }
 
@@ -172,9 +179,8 @@ void WorkerPool::RunThread(Slot& slot) {
 //   owner    Stage ------------------ sleeps ---- Refresh, Reset, Submit
 //                    \                 ^
 //   worker   job 1 ---> ends, takes 2 -+- job 2 --------------------------->
-void WorkerPool::RunJobs(Slot& slot, std::unique_lock<std::mutex>& lock) {
-    while (slot.begun > slot.ended) {
-        lock.unlock();
+void WorkerPool::RunJobs(Slot& slot) {
+    for (bool goes_on = true; goes_on;) {
         Outcome outcome;
         try {
             outcome.result = slot.job(slot.record);
@@ -182,21 +188,22 @@ void WorkerPool::RunJobs(Slot& slot, std::unique_lock<std::mutex>& lock) {
             outcome.error = std::current_exception();
         }
         slot.job = nullptr;  // Destroyed before the owner learns that the job has ended.
-        lock.lock();
-        slot.outcomes[slot.ended++ % 2] = std::move(outcome);
-        ++unseen;
-        if (std::exchange(staged, false)) {
-            taker = slot.index;
-            ++slot.begun;
-            std::swap(slot.job, staged_job);
-            std::swap(slot.record, staged_record);
+        {
+            const std::lock_guard lock(mutex);
+            slot.outcomes[slot.ended++ % 2] = std::move(outcome);
+            ++unseen;
+            goes_on = std::exchange(staged, false);
+            if (goes_on) {
+                taker = slot.index;
+                ++slot.begun;
+                std::swap(slot.job, staged_job);
+                std::swap(slot.record, staged_record);
+            }
         }
-        lock.unlock();
         job_ended.notify_one();
-        lock.lock();
-        if (slot.begun > slot.ended) {
+        if (goes_on) {
             // If the owner waits for this processor, let it run first and stage a record before the next job ends.
-            YieldUntil([this] { return unseen == 0; }, lock, kOneYield);
+            YieldUntil([this] { return unseen == 0; }, kOneYield);
         }
     }
 }
@@ -230,10 +237,12 @@ void WorkerPool::TakeResult(Slot& slot) {
 }
 
 void WorkerPool::WaitForFinishedJob(std::chrono::milliseconds longest) {
-    std::unique_lock lock(mutex);
     const auto has_news = [this] { return unseen > 0; };
-    YieldUntil(has_news, lock, kOneYield);
-    job_ended.wait_for(lock, longest, has_news);
+    YieldUntil(has_news, kOneYield);
+    if (!has_news()) {
+        std::unique_lock lock(mutex);
+        job_ended.wait_for(lock, longest, has_news);
+    }
 }
 
 void WorkerPool::WaitForAll() {
