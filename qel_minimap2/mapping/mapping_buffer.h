@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -16,13 +19,20 @@ namespace qel_minimap2 {
 class MappingBuffer {
 public:
     MappingBuffer() {
+        const auto self = std::this_thread::get_id();
         const std::lock_guard lock(mutex);
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
-        } else {  // The buffer used last, because its memory is most likely to be cached.
-            memory = std::move(idle.back());
-            idle.pop_back();
+        } else {
+            // The buffer that this thread, or else any thread, used last, because its memory is most likely to be
+            // cached.
+            const auto own =
+                std::find_if(idle.rbegin(), idle.rend(), [self](const auto& one) { return one.user == self; });
+            const auto taken = own != idle.rend() ? std::prev(own.base()) : std::prev(idle.end());
+            memory = std::move(*taken);
+            idle.erase(taken);
         }
+        memory.user = self;
     }
     ~MappingBuffer() {
         if (memory.bases.capacity() > kKeptBases) {
@@ -58,6 +68,7 @@ private:
     struct Memory {
         std::unique_ptr<mm_tbuf_t, Destroy> buffer;
         std::string bases;
+        std::thread::id user;
     };
 
     static inline std::mutex mutex;
