@@ -59,6 +59,9 @@ std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     constexpr std::chrono::microseconds kLongestAwake{20};
     constexpr int kPauses = 8;
     std::unique_lock lock(mutex, std::try_to_lock);
+    if (lock) {
+        return lock;
+    }
     for (const auto start = Clock::now(); !lock && Clock::now() - start < kLongestAwake;) {
         for (int i = 0; i < kPauses; ++i) {
             Common::PauseInLoop();

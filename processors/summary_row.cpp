@@ -9,20 +9,13 @@ namespace Tavik {
 
 namespace {
 
-void Append(std::string& row, const std::string& text) {
-    row.append("\t").append(text);
-}
-
-void Append(std::string& row, std::int32_t number) {
-    Append(row, std::to_string(number));
-}
-
-void Append(std::string& row, float number) {
-    // The default format of standard streams.
-    std::array<char, 32> text{};
-    const auto [end, error] =
-        std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, 6);
-    row.append("\t").append(text.data(), end);
+// Appends a tab and a number. `format`: what std::to_chars takes besides the number.
+template <typename Number, typename... Format>
+void Append(std::string& row, Number number, Format... format) {
+    std::array<char, 32> text;  // NOLINT(cppcoreguidelines-pro-type-member-init): only what is written is read.
+    text[0] = '\t';
+    const auto [end, error] = std::to_chars(text.data() + 1, text.data() + text.size(), number, format...);
+    row.append(text.data(), end);
 }
 
 }  // namespace
@@ -36,14 +29,16 @@ std::string SummaryHeader() {
 }
 
 std::string FormatSummaryRow(const std::string& read_id, const ThirdPartyAlignment::AlignmentResult& result) {
-    std::string row = read_id;
-    Append(row, result.genome);
+    constexpr auto kGeneral = std::chars_format::general;  // A standard stream's default, with six digits.
+    std::string row;
+    row.reserve(256);
+    row.append(read_id).append("\t").append(result.genome);
     for (const auto number : {result.genome_start, result.genome_end, result.strand_start, result.strand_end,
                               result.num_insertions, result.num_deletions, result.num_aligned, result.num_correct}) {
         Append(row, number);
     }
-    Append(row, result.identity);
-    Append(row, result.accuracy);
+    Append(row, result.identity, kGeneral, 6);
+    Append(row, result.accuracy, kGeneral, 6);
     Append(row, result.strand_score);
     row += '\n';
     return row;

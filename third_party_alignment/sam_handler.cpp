@@ -1,9 +1,9 @@
 #include "third_party_alignment/sam_handler.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
-#include <vector>
 
 #include "common/logging/record.h"
 #include "third_party_alignment/sam_header.h"
@@ -60,41 +60,44 @@ void CompleteUnmappedRecord(std::string& record) {
     }
 }
 
-// The optional fields after column 11. They are in a list instead of a map, because they are few and only two are
-// looked up.
-class OptionalFields {
-public:
-    explicit OptionalFields(TextCursor& cursor) {
-        fields.reserve(16);  // More than minimap2 writes.
-        while (true) {
-            char separator = '\0';
-            if (!cursor.Character(separator) && cursor.AtEnd()) {
-                return;
-            }
-            if (separator == '\n' || separator == '\r') {
-                return;
-            }
-            const auto token = cursor.Word();
-            if (token.size() < 5 || token[2] != ':' || token[4] != ':') {
-                throw std::runtime_error("optional SAM field '" + std::string(token) + "' could not be parsed.");
-            }
-            fields.emplace_back(token.substr(0, 2), token.substr(5));
-        }
-    }
+// The text of an optional field, or nothing if the record lacks it.
+using FieldText = std::optional<std::string_view>;
 
-    // Returns the number in a field. If several fields have the tag, the last one counts.
-    std::int32_t Integer(std::string_view tag) const {
-        const auto found =
-            std::find_if(fields.rbegin(), fields.rend(), [tag](const auto& field) { return field.first == tag; });
-        if (found == fields.rend()) {
-            throw std::out_of_range("map::at");  // The text of the standard library's map::at.
-        }
-        return std::stoi(std::string(found->second));
-    }
-
-private:
-    std::vector<std::pair<std::string_view, std::string_view>> fields;  // Tag and value.
+// The optional fields after column 11 that the result needs: NM and AS. If several fields have the tag, the last one
+// counts.
+struct OptionalFields {
+    FieldText edit_distance;
+    FieldText score;
 };
+
+OptionalFields ReadOptionalFields(TextCursor& cursor) {
+    OptionalFields fields;
+    while (true) {
+        char separator = '\0';
+        if (!cursor.Character(separator) && cursor.AtEnd()) {
+            return fields;
+        }
+        if (separator == '\n' || separator == '\r') {
+            return fields;
+        }
+        const auto token = cursor.Word();
+        if (token.size() < 5 || token[2] != ':' || token[4] != ':') {
+            throw std::runtime_error("optional SAM field '" + std::string(token) + "' could not be parsed.");
+        }
+        if (token.starts_with("NM")) {
+            fields.edit_distance = token.substr(5);
+        } else if (token.starts_with("AS")) {
+            fields.score = token.substr(5);
+        }
+    }
+}
+
+std::int32_t Integer(const FieldText& text) {
+    if (!text) {
+        throw std::out_of_range("map::at");  // The text of the standard library's map::at.
+    }
+    return std::stoi(std::string(*text));
+}
 
 }  // namespace
 
@@ -126,7 +129,7 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
         return;
     }
 
-    const OptionalFields fields(cursor);
+    const auto fields = ReadOptionalFields(cursor);
     ParseCigar(std::string(line.cigar), result);
     const auto reference_length = header.ReferenceLength(result.genome);
     result.coverage = static_cast<float>(result.num_aligned) /
@@ -136,13 +139,13 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.genome_end = Sum(Sum(result.genome_start, result.num_aligned), result.num_deletions);
 
     // NM is the number of mismatches, inserted bases and deleted bases (SAM optional fields).
-    const auto edit_distance = fields.Integer("NM");
+    const auto edit_distance = Integer(fields.edit_distance);
     result.num_correct =
         Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions), result.num_insertions);
     const auto columns = Sum(Sum(result.num_aligned, result.num_deletions), result.num_insertions);
     result.identity = static_cast<float>(result.num_correct) / static_cast<float>(result.num_aligned);
     result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);
-    result.strand_score = fields.Integer("AS");
+    result.strand_score = Integer(fields.score);
 
     // Only the name shows the strand. The coordinates are deliberately still those of the SAM record.
     if ((line.flag & kReverseStrand) != 0) {

@@ -39,31 +39,41 @@ struct FreeHits {
 };
 using Hits = std::unique_ptr<mm_reg1_t, FreeHits>;
 
-// The copy is malloc'ed, because the caller of the library frees it.
-char* MallocedCopy(const std::string& text) {
-    char* const copy = ::strdup(text.c_str());
-    return copy != nullptr ? copy : throw std::bad_alloc();
+// The text is malloc'ed, because the caller of the library frees it.
+using MallocedText = std::unique_ptr<char, Free>;
+
+// Takes a record without its line feed and appends it as a line to `text`, which has `size` bytes. The first record's
+// memory becomes the text's.
+void AppendLine(const kstring_t& record, MallocedText& text, std::size_t& size) {
+    MallocedText taken(record.s);
+    if (text == nullptr && record.l + 2 <= record.m) {
+        text = std::move(taken);
+    } else {
+        auto* const larger = RequireMemory(static_cast<char*>(std::realloc(text.get(), size + record.l + 2)));
+        static_cast<void>(text.release());
+        text.reset(larger);
+        std::memcpy(larger + size, record.s, record.l);
+    }
+    size += record.l;
+    std::memcpy(text.get() + size++, "\n", 2);
 }
 
 // Returns all records of one read. They lack the tag "rl", the number of bases in repetitive seeds, because it does not
 // describe the alignment.
-std::string Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
+MallocedText Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& hits, std::int64_t flag) {
     constexpr int kNoHit = -1;
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // Bytes of a short read's record without its bases.
-    std::string records;
+    constexpr int kUsualRest = 1024;  // Bytes of a short read's record besides its bases.
+    MallocedText records;
+    std::size_t size = 0;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
         // Allocated at once, because minimap2 would enlarge a small text several times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
-        kstring_t record{0, room, static_cast<char*>(std::malloc(room))};
-        if (record.s == nullptr) {
-            throw std::bad_alloc();
-        }
+        kstring_t record{0, room, RequireMemory(static_cast<char*>(std::malloc(room)))};
         mm_write_sam3(&record, &index, &read, 0, hit, 1, &count, &all_hits, nullptr, flag, kNoRepLen);
-        const std::unique_ptr<char, Free> text(record.s);
-        records.append(record.s, record.l).push_back('\n');
+        AppendLine(record, records, size);
     }
     return records;
 }
@@ -104,7 +114,7 @@ void FreeIdleBuffers() {
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read) {
     auto name = RecordName(read.name);
     if (read.l_seq == 0) {
-        return MallocedCopy(name + "\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n");
+        return RequireMemory(::strdup((name + "\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n").c_str()));
     }
     const auto options = OptionsFor(index, occ_threshold);
     MappingBuffer buffer;
@@ -130,14 +140,14 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     auto* const found = mm_map(&index, own.l_seq, own.seq, &count, buffer.OfMinimap2(), &options, own.name);
     const Hits hits(found, FreeHits{count});
     const bool is_damaged = TookImpossibleHits();
-    const auto records = is_damaged ? "" : Records(index, own, hits, options.flag);
+    auto records = is_damaged ? MallocedText() : Records(index, own, hits, options.flag);
     if (const auto* const table = SeedTable::Of(index); table != nullptr) {
         table->RequireUnchanged();
     }
     if (is_damaged) {
         throw std::runtime_error("the index is damaged: a minimizer of the read has positions outside the sequences");
     }
-    return MallocedCopy(records);
+    return records.release();
 }
 
 }  // namespace qel_minimap2
