@@ -14,9 +14,9 @@ SATELLITE_SHARE = 0.03
 
 
 def noisy(random, sources, lengths, rate):
-    """Erroneous copies of parts of a sequence, of `lengths` bases, one after the other. `sources`: the sequence, and
-    for each part its start and its direction (1, or -1 for the other strand). Half of the errors are substitutions,
-    half insertions and deletions of one base."""
+    """Returns copies with errors of parts of a sequence, `lengths` bases each, concatenated. `sources`: the sequence,
+    and for each part its start and its direction (1, or -1 for the reverse strand). Half of the errors are
+    substitutions, the other half insertions and deletions of one base."""
     sequence, starts, directions = sources
     total = int(lengths.sum())
     draw = random.integers(0, 65536, total, dtype=numpy.uint16)
@@ -30,7 +30,7 @@ def noisy(random, sources, lengths, rate):
     at = numpy.repeat(starts, lengths) + signs * walked
     copies = sequence[at % len(sequence)]
     copies = numpy.where((signs < 0) & (copies < ANY), 3 - copies, copies).astype(numpy.uint8)
-    # A third more, because one in four new bases equals the old one.
+    # One in four random bases equals the old base, so a third more are drawn than should change.
     wrong = numpy.flatnonzero((draw < int(65536 * (rate / 4 + rate * 2 / 3))) & (copies < ANY))
     copies[wrong] = random.integers(0, 4, len(wrong), dtype=numpy.uint8)
     return copies
@@ -39,14 +39,14 @@ def noisy(random, sources, lengths, rate):
 class Genome:
     """About `size` bases in 24 chromosomes with the proportions of the human ones. Half of the bases are copies of 800
     repeat families, 3 to 28 % diverged; 3 % of each chromosome are copies of a satellite of 171 bases, 2 % diverged.
-    There are tandem repeats of short units, and runs of N at the ends and in between."""
+    Each chromosome also has tandem repeats of short units, and runs of N at its ends and inside it."""
 
     def __init__(self, seed, size):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
         self.satellite = self.bases(171)
         shortest = numpy.exp(self.random.uniform(numpy.log(200), numpy.log(7000), FAMILIES))
         families = [self.bases(int(length)) for length in shortest]
-        # Older families come first, so that copies of younger ones lie inside copies of theirs.
+        # Older families come first, so that copies of younger families lie inside copies of older ones.
         ages = sorted(self.random.uniform(0.03, 0.28, FAMILIES), reverse=True)
         shares = self.random.exponential(1, FAMILIES)
         # Copies overlap: at this density, they cover half of the bases.
@@ -115,11 +115,11 @@ class Reads:
         self.shares = lengths / lengths.sum()
 
     def any_length(self):
-        """A random length with a median of 8000 bases."""
+        """Returns a random length with a median of 8000 bases."""
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """A read from anywhere, or one that begins between `begin` and `end` of a sequence."""
+        """Returns a read from anywhere, or one that begins between `begin` and `end` of a sequence."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence
@@ -147,7 +147,8 @@ class Reads:
 
 
 def hard_reads(reads, satellites):
-    """Reads inside satellites (given as sequence, begin, end), reads from two places, and reads of 100 kb and more."""
+    """Returns reads inside `satellites` (tuples of sequence, begin, end), reads joined from two places, and reads of
+    100 kb and more."""
     hard = [reads.read(reads.any_length(), *satellite) for satellite in satellites for _ in range(4)]
     hard += [numpy.concatenate([reads.read(5000), reads.read(4000)]) for _ in range(100)]
     return hard + [reads.read(int(reads.random.integers(100_000, 250_000))) for _ in range(16)]

@@ -1,4 +1,4 @@
-"""Compares an index of tavik_index with minimap2's prebuilt one and with the FASTA file, for benchmarks/speed."""
+"""Compares an index of tavik_index with minimap2's prebuilt index and with the FASTA file, for benchmarks/speed."""
 
 import os
 import re
@@ -15,7 +15,7 @@ SMALL_FILES = 200
 
 
 class Table:
-    """`folder`: reference.fasta and reads; `one_read`: a folder with one read, which does not map."""
+    """`folder`: holds reference.fasta and reads; `one_read`: a folder with one read, which does not map."""
 
     def __init__(self, program, folder, one_read, scratch):
         self.program, self.indexer = program, program.with_name("tavik_index")
@@ -24,14 +24,15 @@ class Table:
         subprocess.run([self.indexer, "-z", self.fasta, self.own], check=True)
 
     def print(self, runs):
-        """Returns whether both indexes gave the same lines."""
+        """Prints the table. Returns whether both indexes gave the same lines."""
         mb = 1e6
         print(f"\nAn index of tavik_index ({self.own.stat().st_size / mb:.0f} MB) beside minimap2's prebuilt one "
               f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2; times are medians, wall / processor seconds.\n\n"
               "| | minimap2, .mmi | aligner, .mmi | aligner, own index |\n|---|---|---|---|", flush=True)
         starts = self.in_turns(self.one_read, runs)
-        self.row("start until a read is mapped, file in memory", *map(seconds, starts))
-        self.row("the same, file on disk only", "", *(f"{self.cold_start(index):.2f}" for index in (self.mmi, self.own)))
+        self.row("start until a read is mapped, index in the page cache", *map(seconds, starts))
+        self.row("start until a read is mapped, index on disk only", "",
+                 *(f"{self.cold_start(index):.2f}" for index in (self.mmi, self.own)))
         whole = self.in_turns(self.reads, runs)
         same = self.same_lines()
         self.row("all reads", *map(seconds, whole))
@@ -56,13 +57,13 @@ class Table:
         return self.scratch / f"by{index.suffix}"
 
     def same_lines(self):
-        """Whether the last runs with both indexes wrote the same lines and rows."""
+        """Returns whether the last runs with both indexes wrote the same lines and rows."""
         mmi, own = ([sorted(file.read_bytes().splitlines()) for kind in ("*.sam", "*.txt") for file in self.saved(index).rglob(kind)]
                     for index in (self.mmi, self.own))
         return mmi == own
 
     def in_turns(self, reads, runs):
-        """Wall and processor time of minimap2, of the aligner with the prebuilt index and with its own."""
+        """Returns wall and processor times: of minimap2, and of the aligner with minimap2's index and with its own."""
         minimap2 = ["minimap2", "-a", "-x", "map-ont", "-Q", "-t", 2, "-o", self.scratch / "minimap2.sam", self.mmi,
                     *sorted(reads.iterdir())]
         return medians([minimap2, self.aligner(self.mmi, reads), self.aligner(self.own, reads)], runs, self.scratch)
@@ -74,7 +75,8 @@ class Table:
         return timed(self.aligner(index, self.one_read), {}, self.scratch)[0]
 
     def shared_memory(self, index, count):
-        """Proportional set size in MB of processes that have all mapped a read and wait for the next one."""
+        """Returns the summed proportional set sizes, in MB, of `count` processes that have mapped a read and wait for
+        the next one."""
         folder = self.scratch / "waiting"
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir()
@@ -100,7 +102,8 @@ class Table:
         return sum(int(size[1]) for size in sizes) * 1024 / 1e6
 
     def small_files(self):
-        """Wall and processor time of one process over all small files, and of one process for each, one after the other."""
+        """Returns wall and processor times of one process for all small files, and of consecutive processes, one for
+        each file."""
         folder = self.scratch / "small"
         lines = [line for file in sorted(self.reads.iterdir()) for line in file.read_bytes().splitlines(keepends=True)]
         share = len(lines) // 4 // SMALL_FILES * 4
@@ -133,6 +136,6 @@ def seconds(times):
 
 
 def medians(commands, runs, scratch):
-    """Medians of wall and processor time; the commands take turns."""
+    """Returns the medians of wall and processor time of each command; the commands take turns."""
     times = [[timed(command, {}, scratch) for command in commands] for _ in range(runs)]
     return [tuple(statistics.median(kind) for kind in zip(*column)) for column in zip(*times)]

@@ -5,7 +5,7 @@ from pathlib import Path
 
 
 def kept_set(data, name, *size):
-    """The folder of a generated set; benchmarks/make-data fills it if it is missing."""
+    """Returns the folder of a generated set; benchmarks/make-data fills it if it is missing."""
     folder = data / "-".join([name, *map(str, size)])
     if not (folder / "reads").exists():
         subprocess.run([Path(__file__).with_name("make-data"), name, folder, *map(str, size)], check=True)
@@ -13,7 +13,7 @@ def kept_set(data, name, *size):
 
 
 def prebuilt(reference):
-    """The prebuilt index of a reference; minimap2 builds it if it is missing."""
+    """Returns the path of the prebuilt index of a reference; minimap2 builds it if it is missing."""
     index = reference.with_suffix(".mmi")
     if not index.exists():
         subprocess.run(["minimap2", "-x", "map-ont", "-d", index, reference], check=True, stderr=subprocess.DEVNULL)

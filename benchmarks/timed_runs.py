@@ -6,7 +6,8 @@ import subprocess
 
 
 def peak_memory(command, environment, scratch):
-    """Peak resident memory of one run, in MB. Measured by `time`: a child of this script would inherit its peak."""
+    """Returns the peak resident memory of one run, in MB. GNU time starts the program, because a direct child of this
+    script would inherit the script's peak."""
     report = scratch / "memory"
     subprocess.run(["/usr/bin/time", "-q", "-f", "%M", "-o", report, *map(str, command)], check=True,
                    env={**os.environ, **environment}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -14,7 +15,7 @@ def peak_memory(command, environment, scratch):
 
 
 def timed(command, environment, scratch):
-    """Wall and processor time of one run, in seconds."""
+    """Returns the wall time and the processor time of one run, in seconds."""
     export = scratch / "hyperfine.json"
     line = subprocess.list2cmdline(map(str, command))
     subprocess.run(["hyperfine", "-N", "--runs", "1", "--export-json", export, line], check=True,

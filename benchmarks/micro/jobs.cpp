@@ -26,7 +26,7 @@ void RejectedLogCall(benchmark::State& state) {
 }
 BENCHMARK(RejectedLogCall);
 
-// One job at a time: from Submit until its worker is idle again.
+// One job at a time, from Submit until its worker is idle again.
 void EmptyJob(benchmark::State& state) {
     const Common::FastQRecord record("@read", "ACGT", "IIII");
     const Common::RecordJob job = [](Common::FastQRecord&) { return 1; };
@@ -41,10 +41,10 @@ void EmptyJob(benchmark::State& state) {
         pool.Reset(pool.Finished().front());
     }
 }
-// Wall time, because the owner sleeps during part of it.
+// Wall time, because the owner sleeps for part of it.
 BENCHMARK(EmptyJob)->ArgName("workers")->Arg(1)->Arg(2)->UseRealTime();
 
-// The same record, `count` times.
+// Repeats one record `count` times.
 struct Records {
     struct Iterator {
         Common::FastQRecord* record;
@@ -60,8 +60,8 @@ struct Records {
     int count;
 };
 
-// Jobs per second for the reads of a file, when each job takes `us` microseconds of processor time. The processor time
-// shown is the owner's: what handing over the reads costs.
+// Jobs per second, one for each read of a file, if each job takes `us` microseconds of processor time. The processor
+// time shown is the owner's, so it is the cost of handing over the reads.
 void LoopOfJobs(benchmark::State& state) {
     constexpr int kJobs = 5000;
     const auto bases = static_cast<std::size_t>(state.range(2));

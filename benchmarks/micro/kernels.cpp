@@ -1,4 +1,4 @@
-// The kernels, with calls like minimap2's for noisy reads and the preset map-ont.
+// Measures the kernels with calls like those that minimap2 makes for noisy reads with the preset map-ont.
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,11 +17,11 @@ using qel_minimap2::kernel::AlignmentCall;
 
 constexpr int kNoBand = -1;
 
-// Null when minimap2's functions are used.
+// Returns null and skips the benchmark if minimap2's functions are chosen.
 const qel_minimap2::kernel::Kernels* MeasuredKernels(benchmark::State& state) {
     const auto* const kernels = qel_minimap2::kernel::ChosenKernels();
     if (kernels == nullptr) {
-        state.SkipWithError("Without kernels, there is nothing to measure.");
+        state.SkipWithError("minimap2's functions are chosen: there is no kernel to measure");
     }
     return kernels;
 }
@@ -82,7 +82,7 @@ void FillGap(benchmark::State& state) {
     const Pair pair(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
 }
-// Too short for a strip, in ever wider strips, and without one.
+// Too short for a strip, in increasingly wide strips, and with too long an insertion for any strip.
 BENCHMARK(FillGap)
     ->ArgNames({"bases", "inserted"})
     ->Args({16, 0})

@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    // Verbose records are off, as in most runs: nearly every function measured here logs.
+    // Switches verbose records off, as in most runs. Nearly every function measured here logs them.
     Common::logging::Prepare();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

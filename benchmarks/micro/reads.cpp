@@ -25,7 +25,8 @@ namespace {
 
 constexpr std::size_t kBases = 4'000'000;
 
-// The same reads of one length in every run. Qualities have 16 values, so they compress about as well as real ones.
+// Returns the same reads, all of one length, in every run. Qualities have 16 values, so they compress about as well as
+// real ones.
 std::string FastQText(std::size_t read_length) {
     unsigned random = 1;
     std::string text;
@@ -41,7 +42,7 @@ std::string FastQText(std::size_t read_length) {
     return text;
 }
 
-// The reads as a plain and as a gzip file, which are removed when the program ends.
+// The reads in a plain and in a gzip file, which the destructor removes.
 class ReadFiles {
 public:
     explicit ReadFiles(std::size_t read_length) : text(FastQText(read_length)) {
@@ -81,7 +82,7 @@ void WaitUntilIdle() {
     } while (std::clock() - before > kOfThisThread);
 }
 
-// The processor time is that of the thread that reads, without that of a head start.
+// The processor time shown is that of the reading thread, without that of a head start.
 void ReadFastQ(benchmark::State& state, const char* name, bool with_head_start) {
     const auto read_length = static_cast<std::size_t>(state.range(0));
     const ReadFiles files(read_length);
@@ -103,7 +104,7 @@ void ReadFastQ(benchmark::State& state, const char* name, bool with_head_start) 
             break;
         }
     }
-    // Bytes per second, of the file and of its uncompressed text.
+    // Bytes per second of the file and of its uncompressed text.
     const auto rate = benchmark::Counter::kIsIterationInvariantRate;
     state.counters["file_bytes"] = {static_cast<double>(std::filesystem::file_size(path)), rate};
     state.counters["text_bytes"] = {static_cast<double>(files.TextSize()), rate};

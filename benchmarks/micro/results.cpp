@@ -23,8 +23,8 @@ std::string Bases() {
     return Tests::RandomBases(random, kReadLength);
 }
 
-// The record of a read that maps to "chr0", with an insertion and a deletion every 20 bases and the tags that minimap2
-// writes.
+// Returns the record of a read that maps to "chr0", with an insertion and a deletion every 20 bases and minimap2's
+// tags.
 std::string MappedRecord(const std::string& sequence) {
     std::string cigar;
     for (int bases = 0; bases < kReadLength; bases += 20) {
@@ -42,7 +42,7 @@ std::string Header(int lines) {
     return header;
 }
 
-// Each record follows the same header, as in a run: a large header is parsed once and then only compared.
+// All records follow the same header, as in a run, where a large header is parsed once and then only compared.
 void ParseMappedRecord(benchmark::State& state) {
     using ThirdPartyAlignment::SamHandler;
     std::string sam = Header(static_cast<int>(state.range(0))) + MappedRecord(Bases());
@@ -72,14 +72,14 @@ public:
     }
 };
 
-// What a worker does while it holds the output locks.
+// The work of a worker while it holds the output locks.
 void WriteLines(benchmark::State& state) {
     const Tests::TemporaryFolder folder;
     Tavik::OutputFile sam;
     Tavik::OutputFile summary;
     sam.Open(folder.Path("reads.sam"));
     summary.Open(folder.Path("summary.txt"));
-    // A record has about 1.6 characters per base and 150 more, a row 90.
+    // A record has about 150 characters and 1.6 more per base, a row 90.
     const auto record = std::string(static_cast<std::size_t>(150 + state.range(0) * 16 / 10), 'A') + "\n";
     const auto row = std::string(90, '1') + "\n";
     for ([[maybe_unused]] auto _ : state) {
@@ -99,7 +99,7 @@ void WriteRead(benchmark::State& state) {
         aligner.ProcessRead(record, "read");
     }
 }
-// A fixed number keeps the SAM file below 100 MB.
+// Limits the size of the SAM file.
 BENCHMARK(WriteRead)->Iterations(15'000);
 
 }  // namespace
