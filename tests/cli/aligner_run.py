@@ -3,6 +3,7 @@ the release build."""
 
 import os
 import re
+import resource
 import shutil
 import signal
 import stat
@@ -16,12 +17,13 @@ REFERENCE = SOURCE / "examples" / "reference.fasta"
 READS = SOURCE / "examples" / "reads"
 PROGRAM = os.environ.get("TAVIK_ALIGNER", str(SOURCE / "build" / "release" / "bin" / "tavik_aligner"))
 
-# The start of a log record on the console, with its severity; its message extends to the next start.
+# The start of a log record on the console, with its severity. The message ends where the next record starts.
 RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MULTILINE)
 
 
 class Run:
-    """A finished run: status (the name of a signal, such as "SIGABRT", if one ended it), stdout and stderr separately."""
+    """A finished run: stdout, stderr, and status (the name of a signal, such as "SIGABRT", if a signal ended the
+    run)."""
 
     def __init__(self, program, args, stdin, folder, before=None):
         """`before` is called in the new process before the program starts."""
@@ -33,20 +35,33 @@ class Run:
         self.stdout, self.stderr = done.stdout, re.sub(r" \[(system|generic):\d+\]", "", done.stderr)
 
     def records(self):
-        """The log records on standard error as (severity, message)."""
+        """Returns the log records on standard error as (severity, message)."""
         parts = RECORD.split(self.stderr)
         return [(level, text.rstrip("\n")) for level, text in zip(parts[1::2], parts[2::2])]
 
 
+def become_nobody():
+    """Gives up root's privileges, so that file permissions and limits apply."""
+    if os.geteuid() == 0:
+        os.setgroups([])
+        os.setgid(65534)
+        os.setuid(65534)
+
+
+def limit_file_size(size=20000):
+    """Makes writes beyond `size` bytes fail, as on a full disk."""
+    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+
+
 class AlignerTest(unittest.TestCase):
-    """Each test has its own work folder; every failure shows the command lines that led to it."""
+    """Gives each test its own work folder. Every failed comparison shows the command lines that led to it."""
 
     maxDiff = None
 
     def setUp(self):
         temporary = Path(tempfile.gettempdir()).resolve()
         if os.getuid() == 0 and not all(path.stat().st_mode & stat.S_IXOTH for path in (temporary, *temporary.parents)):
-            temporary = "/var/tmp"  # Tests run by root start programs as another user, who must be able to enter this folder.
+            temporary = "/var/tmp"  # Root's tests start programs as another user, who must be able to enter the folder.
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_", dir=temporary))
         self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)
@@ -54,8 +69,8 @@ class AlignerTest(unittest.TestCase):
         self.program, self.runs = PROGRAM, []
 
     def bring(self, *files, program=PROGRAM):
-        """Copies a program, its library and files to a place that another user can read even if the source folder is
-        closed to others. Returns the files' new paths."""
+        """Copies a program, its library and files to a folder that another user can read even if the source folder is
+        closed to others. Sets self.program to the copy and returns the files' new paths."""
         linked = subprocess.run(["ldd", program], capture_output=True, text=True, check=True).stdout
         own = [path for path in re.findall("=> (/.*) ", linked) if not path.startswith(("/lib", "/usr"))]
         targets = [os.path.relpath(path, Path(program).parents[1]) for path in (program, *own)]
@@ -76,7 +91,7 @@ class AlignerTest(unittest.TestCase):
         return run
 
     def align(self, files, *args, save="out", reference=REFERENCE, status=0, before=None):
-        """Aligns files, listed on standard input."""
+        """Aligns files that are listed on standard input."""
         files = "".join(f"{file}\n" for file in files)
         args = ("-i", "", "-s", self.folder / save, "-a", reference, *args)
         return self.run_aligner(*args, stdin=files, status=status, before=before)
@@ -97,19 +112,19 @@ class AlignerTest(unittest.TestCase):
         return index
 
     def sam(self, name, save="out"):
-        """The record lines of one SAM file."""
+        """Returns the record lines of a SAM file."""
         return [line for line in (self.folder / save / name).read_text().splitlines() if line[0] != "@"]
 
     def sam_files(self, save="out"):
         return sorted(str(path.relative_to(self.folder / save)) for path in (self.folder / save).rglob("*.sam"))
 
     def summary(self, save="out"):
-        """The rows of the summary without its header."""
+        """Returns the rows of the summary without its header."""
         return (self.folder / save / "alignment_summary.txt").read_text().splitlines()[1:]
 
 
 def read_fastq(path):
-    """The records of a FASTQ file as (title, sequence, qualities)."""
+    """Returns the records of a FASTQ file as (title, sequence, qualities)."""
     lines = Path(path).read_text().splitlines()
     return [(lines[i], lines[i + 1], lines[i + 3]) for i in range(0, len(lines), 4)]
 
@@ -123,11 +138,12 @@ def fasta(records):
 
 
 def ids(lines):
-    """First columns without repeated neighbours: a read's supplementary records follow its first record."""
+    """Returns the first columns without repeated neighbours, because supplementary records follow a read's first
+    record."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
 
 
 def file_error(file, reason):
-    """The log record of an input file that failed."""
+    """Returns the log record of an input file that failed."""
     return ("error", f"Error while processing input file {file}: {reason} Will continue with next input file.")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The real program, end to end. Each class is one test of ctest."""
+"""Tests tavik_aligner as a whole program. Each class is one ctest test."""
 
 import gzip
 import hashlib
@@ -46,7 +46,7 @@ AS_LIST = 'To read them, give a list of their paths on standard input (-i "").'
 
 
 class StartUp(AlignerTest):
-    def test_wrong_options_end_with_their_messages(self):
+    def test_each_command_line_has_its_messages_and_status(self):
         missing = "Missing required option '{}'.\n".format
         no_file = "Config file: /no/file.cfg does not exist!\n"
         cases = [
@@ -77,14 +77,14 @@ class StartUp(AlignerTest):
             self.assertEqual(len(self.summary(found)), 20)
             self.assertEqual(len(list((self.folder / found).glob("read_processor_log-*.log"))), 1)
 
-    def test_command_line_wins_over_configuration_file(self):
+    def test_command_line_overrides_configuration_file(self):
         config = self.write("my.cfg", f"# reject all\nmin_coverage=1\nalign_ref={REFERENCE}\n")
         self.write("in/a.fastq", SAMPLE.read_text())
         for extra, mapped in (([], 0), (["--min_coverage", "0.6"], 17)):
             self.run_aligner("-i", "in", "-s", "out", "-c", config, *extra)
             self.assertEqual(sum(row.split("\t")[1] != "*" for row in self.summary()), mapped)
 
-    def test_quiet_run_prints_nothing_and_a_loud_one_its_progress(self):
+    def test_settings_and_progress_are_printed_unless_the_run_is_quiet(self):
         self.assertEqual(self.align([SAMPLE], "-z").stdout, "")
         loud = self.align([self.folder / "gone.fq", SAMPLE]).stdout  # A failed file counts as done.
         self.assertIn("Found 2 fastq files.\n", loud)
@@ -93,9 +93,8 @@ class StartUp(AlignerTest):
         self.assertIn(PROGRESS, loud)
         self.assertRegex(loud, r"Done in \d+ ms\.\n$")
 
-
     def test_elapsed_time_is_shown_in_milliseconds(self):
-        """The reads come through a pipe that its writer keeps open for a known time."""
+        """The run lasts at least as long as the writer of its input pipe waits."""
         os.mkfifo(self.folder / "slow.fastq")
 
         def write():
@@ -115,7 +114,7 @@ class StartUp(AlignerTest):
 
 
 class InputDiscovery(AlignerTest):
-    def test_folder_walk_takes_plain_read_files_only(self):
+    def test_folder_search_finds_plain_read_files_only(self):
         for name in ("a.FASTQ", "b.reads.fq", "sub/deep/f.fastq", "e.txt"):
             self.write("in/" + name, fastq(read_fastq(SAMPLE)[:2]))
         for name in ("c.fa", "sub/g.fasta"):
@@ -136,7 +135,7 @@ class InputDiscovery(AlignerTest):
             self.assertEqual(sorted(run.records()), [("warning", f"Input file in/{name} is left out: {reason}") for name, reason in (
                 ("dangling.fastq", "No such file or directory"), ("loop.fq.gz", "Too many levels of symbolic links"))])
 
-    def test_folder_without_plain_read_files_leaves_an_empty_summary(self):
+    def test_run_without_plain_read_files_writes_an_empty_summary(self):
         names = ("x.fastq.GZ", "y.fa.gz", "z.gz", "fastq.gz")
         for folder, count, records in (("none", 0, []), ("packed", 2, [("warning", f"Gzip-compressed read files ignored in "
                                                                         f"packed: 2. {AS_LIST}")])):
@@ -147,7 +146,7 @@ class InputDiscovery(AlignerTest):
             self.assertIn("Found 0 fastq files.\n", run.stdout)
             self.assertEqual((self.sam_files(), self.summary(), run.records()), ([], [], records))
 
-    def test_an_empty_save_path_is_the_current_folder(self):
+    def test_an_empty_save_path_means_the_current_folder(self):
         for save, end in (("", "\n"), ("INPUT_PATH", "")):  # The last line of the list may lack its line feed.
             run = self.run_aligner("-i", "", "-s", save, "-a", REFERENCE, stdin=f"{SAMPLE}{end}")
             self.assertEqual(run.stderr, "")
@@ -164,7 +163,7 @@ class BadInput(AlignerTest):
             self.assertEqual(run.records(), [("error", reason)])
             self.assertEqual(self.summary(), [])  # Only the header.
 
-    def test_no_workers_fail_each_file_at_its_first_read(self):
+    def test_without_workers_each_file_fails_at_its_first_read(self):
         files = [SAMPLE, READS / "sample_3.fasta"]
         for threads in ("0", "-3"):
             run = self.align(files, "-t", threads)
@@ -172,7 +171,7 @@ class BadInput(AlignerTest):
 
 
 class Output(AlignerTest):
-    def test_packed_reference_and_library_kernels_change_nothing(self):
+    def test_gzip_reference_prebuilt_index_and_minimap2s_kernels_give_the_same_results(self):
         packed = self.write("reference.fa.gz", gzip.compress(REFERENCE.read_bytes()))
         library = {"before": lambda: os.environ.update(QEL_KERNEL="library")}
         self.align([SAMPLE], "-t", "1")
@@ -183,7 +182,7 @@ class Output(AlignerTest):
 
 
 class Threads(AlignerTest):
-    def test_number_of_workers_changes_nothing_but_the_order(self):
+    def test_number_of_workers_changes_only_the_order_of_reads(self):
         for threads in ("1", "2", "8", "2147483647"):
             verbose = ["--verbose_logs"] if threads == "2" else []
             run = self.run_aligner("-i", READS, "-s", threads, "-a", REFERENCE, "-t", threads, *verbose)
@@ -193,7 +192,7 @@ class Threads(AlignerTest):
                              [sorted(self.sam(name, "1")) for name in self.sam_files("1")])
             self.assertEqual(sorted(self.summary(threads)), sorted(self.summary("1")))
             order = ids(self.summary(threads))
-            for lines in sam:  # The summary has the reads of one file together, in the file's order.
+            for lines in sam:  # The summary lists the reads of a file together, in the order of the SAM file.
                 start = order.index(ids(lines)[0])
                 self.assertEqual(order[start : start + len(ids(lines))], ids(lines))
 
@@ -223,14 +222,14 @@ class Documentation(AlignerTest):
         for script in re.findall(r"^scripts/\S+$", self.readme, re.MULTILINE):
             self.assertEqual(os.access(SOURCE / script, os.X_OK), True, script)
 
-    def test_changelog_names_the_bytes_of_the_output(self):
-        # Users compare runs of different versions, so the changelog must announce each changed byte.
+    def test_changelog_names_the_pinned_checksums(self):
+        # Users compare runs of different versions, so the changelog must announce each change of the output.
         changelog = " ".join((SOURCE / "CHANGELOG.md").read_text().split())
         for file in (SOURCE / "tests" / "cli").glob("checksums-*.txt"):
             checksum = hashlib.sha256(file.read_bytes()).hexdigest()[:12]
             self.assertIn(f"`{checksum}` with minimap2 {file.stem.split('-')[1]}", changelog)
 
-    def test_example_data_are_what_their_script_writes(self):
+    def test_script_reproduces_the_example_data(self):
         subprocess.run([SOURCE / "examples" / "make-examples", self.folder], check=True)
         for file in (REFERENCE, *READS.iterdir()):
             made = self.folder / file.relative_to(SOURCE / "examples")

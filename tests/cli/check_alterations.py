@@ -1,4 +1,4 @@
-"""A run of the aligner, alterations of it, and the findings of tavik_check."""
+"""Input of a run of the aligner, alterations of the finished run, and the findings that tavik_check must report."""
 
 import os
 import random
@@ -21,8 +21,8 @@ def record(name, sequence="ACGT", qualities=None):
     return f"@{name}\n{sequence}\n+\n{'I' * len(sequence) if qualities is None else qualities}\n"
 
 
-# The run that is altered. a.fastq: r1 on the reverse strand, r2 on the forward strand, r3 to r5, r6 unmapped. b.fastq: s1
-# with a supplementary record, s2 rejected, s3. c.fasta: t1, t2.
+# Input of the run. a.fastq: r1 on the reverse strand, r2 on the forward strand, r3 to r5, r6 unmapped. b.fastq: s1 with
+# a supplementary record, s2 rejected, s3. c.fasta: t1, t2.
 INPUT = {
     "a.fastq": "".join(record(f"r{i} more", RECORDS[i - 1][1]) for i in range(1, 6)) + record("r6", NOISE),
     "b.fastq": record("s1", RECORDS[0][1] + RECORDS[1][1]) + record("s2", BASES[5000:5400] + NOISE)
@@ -32,9 +32,9 @@ INPUT = {
 LISTED = "".join(f"{name}\n" for name in INPUT)
 
 
-# Alterations of the run: functions that take its folder.
+# Each of these functions returns an alteration, which is a function of the run's folder.
 def lines(file, change):
-    """Replaces the list of the file's lines, counted from 0, by the result of `change`."""
+    """Replaces the list of the file's lines by the result of `change`."""
     def alter(folder):
         path = folder / file
         path.write_bytes(b"".join(change(path.read_bytes().splitlines(True))))
@@ -42,12 +42,12 @@ def lines(file, change):
 
 
 def line(file, number, change):
-    """`number` from 1."""
+    """Replaces line `number`, 1-based, by the result of `change`."""
     return lines(file, lambda all_lines: all_lines[:number - 1] + [change(all_lines[number - 1])] + all_lines[number:])
 
 
 def cell(file, number, column, value):
-    """`column` from 0; `value`: a text, or a function of the old one."""
+    """Replaces a cell. `number`: 1-based line; `column`: 0-based; `value`: a text, or a function of the old text."""
     def change(old):
         cells = old.decode().rstrip("\n").split("\t")
         cells[column] = value(cells[column]) if callable(value) else value
@@ -135,7 +135,7 @@ def sequence(read, file="a.fastq"):
     return f"{file}: read '{read}' has a different sequence in its SAM file out/{file[0]}.sam"
 
 
-# One alteration of the run each, and the findings. In the SAM files, the records begin at line 3.
+# The alterations by description, each with its findings. In the SAM files, the records begin at line 3.
 ALTERATIONS = {
     "a SAM record is gone": (without("out/a.sam", 4), [missing("r2")]),
     "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
@@ -158,12 +158,12 @@ ALTERATIONS = {
         [f"{sam}: {NO_SQ}" for sam in (A, B, C)]),
     "another length in an @SQ line": (cell("out/a.sam", 1, 2, "LN:70000"), ["a.fastq: " + OTHER_SQ.format("a")]),
     "one @SQ line fewer": (lines("out/c.sam", lambda old: old[:1] + old[2:]), ["c.fasta: " + OTHER_SQ.format("c")]),
-    "a broken first @SQ line": (cell("out/b.sam", 1, 2, "LN:0"), [f"{B}: line 1: not an @SQ line"]),
-    "a broken @SQ line": (cell("out/b.sam", 2, 2, "LN:1x"), [f"{B}: line 2: not an @SQ line"]),
+    "a malformed first @SQ line": (cell("out/b.sam", 1, 2, "LN:0"), [f"{B}: line 1: not an @SQ line"]),
+    "a malformed @SQ line": (cell("out/b.sam", 2, 2, "LN:1x"), [f"{B}: line 2: not an @SQ line"]),
     "NUL in a SAM name": (cell("out/a.sam", 3, 0, "r\0"), [f"{A}: line 3: {BAD_BYTE}"]),
     "NUL in a sequence": (cell("out/a.sam", 3, 9, lambda old: old[:99] + "\0" + old[100:]), [f"{A}: line 3: {BAD_BYTE}"]),
     "NUL in a tag": (cell("out/a.sam", 4, 12, "ms:i:\0"), [f"{A}: line 4: {BAD_BYTE}"]),
-    "NUL for a block of a SAM file": (content("out/a.sam", lambda old: old[:2000] + bytes(512) + old[2512:]),
+    "512 bytes of a SAM file are NUL": (content("out/a.sam", lambda old: old[:2000] + bytes(512) + old[2512:]),
                                       [f"{A}: line 3: {BAD_BYTE}"]),
     "NUL after a SAM file": (content("out/a.sam", lambda old: old + bytes(9)), [f"{A}: line 9: cut short"]),
     "a carriage return": (line("out/a.sam", 5, lambda old: old[:-1] + b"\r\n"), [f"{A}: line 5: {BAD_BYTE}"]),
@@ -172,7 +172,7 @@ ALTERATIONS = {
                                    [f"{A}: line 5: 9 columns instead of 11 or more"]),
     "another SAM name": (cell("out/a.sam", 4, 0, "other"), [missing("r2"), surplus("other")]),
     "another FLAG": (cell("out/a.sam", 4, 1, "16"), [sequence("r2")]),
-    "a FLAG of pairs": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
+    "a FLAG of paired reads": (cell("out/a.sam", 4, 1, "1"), [f"{A}: line 4: FLAG is 1"]),
     "another RNAME": (cell("out/a.sam", 4, 2, "chr_small"), [f"{A}: line 4: the alignment lies outside its reference sequence"]),
     "a POS near the end of the reference": (cell("out/a.sam", 4, 3, "59999"), [
         f"{A}: line 4: the alignment lies outside its reference sequence"]),
@@ -188,7 +188,7 @@ ALTERATIONS = {
     "a longer CIGAR": (cell("out/a.sam", 4, 5, lambda old: old + "1I"), [f"{A}: line 4: {LENGTHS}"]),
     "a CIGAR of other operations": (cell("out/a.sam", 4, 5, lambda old: old.replace("M", "=")), [
         f"{A}: line 4: CIGAR has an operation other than H, S, I, D and M"]),
-    "half a CIGAR": (cell("out/a.sam", 4, 5, lambda old: old[:-1]), [f"{A}: line 4: CIGAR is malformed"]),
+    "a CIGAR cut short": (cell("out/a.sam", 4, 5, lambda old: old[:-1]), [f"{A}: line 4: CIGAR is malformed"]),
     "a base of a forward record": (cell("out/a.sam", 4, 9, other_base), [sequence("r2")]),
     "a base of a reverse record": (cell("out/a.sam", 3, 9, other_base), [sequence("r1")]),
     "a base of an unmapped record": (cell("out/a.sam", 8, 9, other_base), [sequence("r6")]),
@@ -201,20 +201,20 @@ ALTERATIONS = {
     "an AS that is not a number": (cell("out/a.sam", 4, 13, "AS:i:484x"), [f"{A}: line 4: AS is not a number"]),
     "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
         f"{A}: line 4: a mapped record without NM or AS"]),
-    "half a tag": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a malformed tag"]),
+    "a tag cut short": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a malformed tag"]),
     "names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
         sequence("r2"), sequence("r1")]),
-    "a mapped read for an unmapped one": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
+    "a mapped read is marked as unmapped": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
         f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large'; its SAM record gives '*'"]),
     "an unmapped read with a position": (cell("out/a.sam", 8, 3, "7"), [f"{A}: line 8: an unmapped record with a position"]),
     "no supplementary record": (without("out/b.sam", 4), [
         f"{B}: read 's1' has supplementary records other than those that its tag SA lists"]),
     "a duplicate supplementary record": (lines("out/b.sam", lambda old: old[:4] + old[3:]), [
         f"{B}: read 's1' has supplementary records other than those that its tag SA lists"]),
-    "a supplementary record that is clipped by more than the read": (
+    "a supplementary record with a clip longer than the read": (
         both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
             f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
-    "a supplementary record alone": (without("out/b.sam", 3), [
+    "a supplementary record without its first record": (without("out/b.sam", 3), [
         f"{B}: line 3: a secondary or supplementary record of a read without a first record"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
         f"{B}: line 4: a secondary or supplementary record that does not follow a record of its read"]),
@@ -242,7 +242,7 @@ ALTERATIONS = {
     "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: no header line"]),
     "a row loses a column": (line(SUMMARY, 4, lambda old: old[:old.rindex(b"\t")] + b"\n"), [
         f"{SUMMARY}: line 4: 12 columns instead of 13"]),
-    "a column too many": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns instead of 13"]),
+    "an extra column": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns instead of 13"]),
     "NUL and DEL in a row": (cell(SUMMARY, 3, 12, "4\0\x7f"), [
         f"{SUMMARY}: line 3: alignment_score of read 'r2' is '4??'; its SAM record gives '484'"]),
     "another name in a row": (cell(SUMMARY, 3, 0, "rr"), [
@@ -253,7 +253,7 @@ ALTERATIONS = {
         f"{SUMMARY}: line 7: alignment_genome_start of read 'r6' is '0'; its SAM record gives '-1'"]),
     "a read is added to the input": (content("a.fastq", lambda old: old + b"@r7\nACGT\n+\nIIII\n"), [
         "a.fastq: 7 reads in the file, 6 aligned", missing("r7")]),
-    "a read is taken from the input": (lines("a.fastq", lambda old: old[4:]), [
+    "a read is removed from the input": (lines("a.fastq", lambda old: old[4:]), [
         "a.fastq: 5 reads in the file, 6 aligned", surplus("r1")]),
     "a base of the input": (line("a.fastq", 2, lambda old: other_base(old.decode()).encode()), [sequence("r1")]),
     "a base of a FASTA input": (line("c.fasta", 3, lambda old: other_base(old.decode()).encode()),
@@ -276,7 +276,7 @@ ALTERATIONS = {
         "b.fastq: 6 reads in the file, 3 aligned", f"{B} contains other reads"]),
     "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
                                 ["a.fastq: not a regular file"]),
-    "killed before the end, with a folder named like a log": (
+    "a run without its end, and a folder named like a log": (
         lambda folder: (without(log_of(folder), 13)(folder), (folder / "out" / LATER).mkdir()),
         ["{log}: the run did not finish"]),
     "no log": (lambda folder: gone(log_of(folder))(folder),

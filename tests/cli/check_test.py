@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tavik_check finds every alteration of a run, describes it in whole sentences, and reports nothing for an intact run."""
+"""Tests that tavik_check finds and describes every alteration of a run, and reports nothing for an intact run."""
 
 import gzip
 import os
@@ -18,7 +18,7 @@ CHECK = os.environ.get("TAVIK_CHECK", os.path.join(os.path.dirname(PROGRAM), "ta
 
 
 def complement(sequence):
-    """The sequence of the other strand."""
+    """Returns the sequence of the other strand."""
     return sequence[::-1].translate(str.maketrans("ACGT", "TGCA"))
 
 
@@ -27,13 +27,13 @@ def failed_file(name, reason):
 
 
 def shortened(finding):
-    """The finding with only the first 200 and last 90 bytes of its message, without letters that are cut in half."""
+    """Returns the finding with only the first 200 and last 90 bytes of its message, without partial letters."""
     severity, message = finding.split("log: ", 1)
     start, end = (part.decode(errors="ignore") for part in (message.encode()[:200], message.encode()[-90:]))
     return f"{severity}log: {start} ... {end}"
 
 
-# Input files in the order of the list (None: missing), and the findings. Every run also has one good file.
+# Input files in the order of the list (None: missing), and the findings. Every run also has one sound file.
 GOOD = "good.fastq"
 LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
@@ -41,18 +41,18 @@ BAD_INPUT = {
         {"a.fastq": WHOLE + "@cut\nACGT\n+"}, ["a.fastq: the last record is cut short"]),
     "a record cut after its title, gzip": (
         {"a.gz": gzip.compress((WHOLE + "@cut\n").encode())}, ["a.gz: the last record is cut short"]),
-    "a read with another letter ends its file": (
+    "a read with an invalid letter ends its file": (
         {"a.fq": WHOLE + record("n", "ACGN") + WHOLE},
         [failed_file("a.fq", "Sequence contained an unexpected character 'N' at position 3 Header: @n Sequence: ACGN "
                              "Qstring: IIII"), "a.fq: begun, but not finished"]),
-    "lower case ends its file": (
+    "lower-case bases end their file": (
         {"a.fa": ">a\nACGTACGT\n>b\nACGT\nacgt\n"},
         [failed_file("a.fa", "Invalid fasta description, it should start with '>'. acgt"),
          "a.fa: begun, but not finished"]),
     "a read without a name": (
         {"a.fq": WHOLE + record("")},
         ["error in the log: Read title '@' does not have any space. Continuing with next read."]),
-    "a read with a blank for a name": (
+    "a title that begins with a blank": (
         {"a.fq": WHOLE + record(" x")},
         ["error in the log: Error while processing read : Minimap2 returned: the read has no name Continuing with next "
          "read."]),
@@ -60,7 +60,7 @@ BAD_INPUT = {
         {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"},
         ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
          "record. Continuing with next read."]),
-    "a record of a plus line alone": (
+    "a record that is empty except for its plus line": (
         {"a.fq": WHOLE + "\n\n+\n\n" + record("b")}, ["a.fq: 7 reads in the file, 6 aligned"]),
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
@@ -68,13 +68,13 @@ BAD_INPUT = {
     "bytes after the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
         ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
-    "plain text under a name for gzip": (
+    "plain text with a file name for gzip": (
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
                            "a.txt: begun, but not finished"]),
     "no such file": (
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
                             "gone.fq: begun, but not finished"]),
-    "a name too long to be told whole, of letters of two bytes": (
+    "a name of two-byte letters that is too long to print in full": (
         {LONG: None}, [shortened(failed_file(LONG, f"Could not open {LONG}: No such file or directory")),
                        f"{LONG}: begun, but not finished"]),
     "an empty file aborts the run": (
@@ -87,12 +87,12 @@ BAD_INPUT = {
         [*(f"warning in the log: Input file {name}/a.fq replaces the SAM file of an earlier input file: {{out}}/a.sam"
            for name in "xy"), "x/a.fq: its SAM file a.sam is also that of a.fastq",
          "y/a.fq: its SAM file a.sam is also that of x/a.fq"]),
-    "another SAM file goes the way of its input": (
+    "an input file that its SAM file would replace": (
         {"out/a.sam": gzip.compress(WHOLE.encode())},
         [failed_file("out/a.sam", "Its SAM file out/a.sam would replace it."), "out/a.sam: begun, but not finished"]),
 }
 
-# What happens to a file after the run, and the findings.
+# Damage to a gzip input file after the run, and the findings.
 LATER_DAMAGE = {
     "gzip data are cut": (lambda old: old[:-9], ["a.gz: damaged, or not gzip: the file ends too early"]),
     "gzip data are altered": (lambda old: old[:-8] + bytes(4) + old[-4:],
@@ -107,15 +107,15 @@ LATER_DAMAGE = {
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
          (BASES[9000:9400] + NOISE, RECORDS[0][1], BASES[100:900], BASES[5000:5400] + NOISE, "", BASES[100:900])]
 
-# Cases without a loss: the number of reads, and a file.
-WHOLE_INPUT = {
+# Input without a loss: the number of reads, the file's name and its content.
+INTACT_INPUT = {
     "blank lines at the end": ("5 reads", "a.fq", WHOLE + "\n\n\n\n\n\n"),
     "no line feed at the end": ("5 reads", "a.fq", WHOLE.rstrip("\n")),
     "an empty read whose last line has no line feed": ("6 reads", "a.fq", WHOLE + "@empty\n\n+\n"),
     "carriage returns": ("5 reads", "a.FASTQ", WHOLE.replace("\n", "\r\n") + "\r\n"),
     "FASTA on several lines": ("2 reads", "a.txt", gzip.compress(b">a\nACGT\nACGT\n>b >c\nACG")),
     "two gzip members": ("10 reads", "a.fastq.gz", gzip.compress(WHOLE.encode()) * 2),
-    "a name like a log record's end": ("5 reads", "a (1 reads).fq", WHOLE),
+    "a file name that looks like the end of a log record": ("5 reads", "a (1 reads).fq", WHOLE),
     "a read with a supplementary record": ("1 read", "a.fq", fastq([tuple(map("".join, zip(*RECORDS[:2])))])),
     "a supplementary record on the reverse strand": (
         "1 read", "a.fq", record("s", complement(RECORDS[0][1] + RECORDS[1][1]))),
@@ -130,22 +130,23 @@ WHOLE_INPUT = {
     "names with a tab, other signs and controls": (
         "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
         + record("x\x01", BASES[:900]) + record(">@+", BASES[:900])),
-    "a title line like a FASTA one": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),
-    "no name but the ending": ("5 reads", ".fastq", WHOLE),
+    "a title line that begins as in FASTA": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),
+    "a file name that is only an ending": ("5 reads", ".fastq", WHOLE),
     "no ending": ("5 reads", "reads", gzip.compress(WHOLE.encode())),
 }
 
 
 class Check(AlignerTest):
     def check(self, *args, stdin="", folder=None):
-        """Status and lines of standard output."""
+        """Returns the status and the lines of standard output."""
         done = subprocess.run([CHECK, *map(str, args)], input=stdin, cwd=folder or self.folder, capture_output=True,
                               text=True, timeout=60)
         self.stderr = done.stderr
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
-        """Writes the files that have content and aligns the list of all. Returns the list's text and the log file."""
+        """Writes the files that have content and aligns the list of all files. Returns the list's text and the log
+        file."""
         for name, text in files.items():
             if text is not None:
                 self.write(name, text)
@@ -191,29 +192,29 @@ class Check(AlignerTest):
                 listed, log_file = self.run_over({GOOD: WHOLE, **files})
                 self.expect(findings, log_file, listed)
 
-    def test_gzip_data_that_are_damaged_later(self):
+    def test_gzip_data_damaged_after_the_run(self):
         for name, (damage, findings) in LATER_DAMAGE.items():
             with self.subTest(name):
                 listed, log_file = self.run_over({"a.gz": gzip.compress(WHOLE.encode()), "b.fq": WHOLE})
                 content("a.gz", damage)(self.folder)
                 self.expect(findings, log_file, listed)
 
-    def test_whole_input(self):
-        for name, (reads, file, text) in WHOLE_INPUT.items():
+    def test_intact_input(self):
+        for name, (reads, file, text) in INTACT_INPUT.items():
             with self.subTest(name):
-                for _ in range(2):  # The second run goes into the folder of the first one.
+                for _ in range(2):  # Both runs write to the same folder.
                     listed, log_file = self.run_over({file: text}, name, "--verbose_logs")
                     self.assertEqual(self.check("-", name, stdin=listed), (0, [f"1 file, {reads}: nothing lost"]))
                     log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
 
-    def test_any_order_of_finishing(self):
-        """With several threads, both output files have the same order of reads, which differs from that of the input."""
+    def test_any_order_of_reads(self):
+        """With several threads, the order of reads in both output files is the same, but differs from the input's."""
         records = [*RECORDS, *TWINS, *(("@s", BASES[i:i + 50 * (i % 7)], "I" * 50 * (i % 7)) for i in range(900))]
         listed, _ = self.run_over({"a.fq": fastq(records)}, "out", "-t", "1")
         sam, summary = self.folder / "out/a.sam", self.folder / SUMMARY
         text, rows = sam.read_text().splitlines(True), summary.read_text().splitlines(True)
         reads = list(zip(text[2:], rows[1:]))
-        self.assertEqual(len(reads), len(records))  # None has a supplementary record.
+        self.assertEqual(len(reads), len(records))  # No read has a supplementary record.
         for seed in range(5):
             random.Random(seed).shuffle(reads)
             sam.write_text("".join(text[:2] + [pair[0] for pair in reads]))
@@ -230,8 +231,7 @@ class Check(AlignerTest):
         self.expect([*(f"{i}/{i}.fq: {OTHER_SQ.format(i)}" for i in range(3)),
                      "the same @SQ lines are in 2 more SAM files"], log_file, listed)
 
-    def test_more_differences_than_can_be_listed(self):
-        """More differences than are kept."""
+    def test_too_many_differences_to_list(self):
         listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
                                           "b.fq": record("r", "")})
         self.assertEqual(self.check("-", "out", stdin=listed), (0, ["2 files, 120001 reads: nothing lost"]))
@@ -241,7 +241,7 @@ class Check(AlignerTest):
                      surplus("x", "b.fq: its SAM file out/b.sam"),
                      f"{SUMMARY}: its rows and the SAM records belong to different reads"], log_file, listed)
 
-    def test_newest_run_is_judged_and_its_table_is_in_the_order_of_the_run(self):
+    def test_newest_run_is_checked_and_its_table_keeps_the_order_of_files(self):
         files = {"b.fastq": WHOLE, "a.fastq": fastq(RECORDS[:2])}
         _, log_file = self.run_over({"bad.fq": None})
         log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
@@ -257,8 +257,7 @@ class Check(AlignerTest):
         for table, reason in (("no/table", "No such file or directory"), ("/dev/full", "No space left on device")):
             self.assertEqual(self.check("list", "out", "--table", table), (2, ["2 files, 7 reads: nothing lost"]))
             self.assertEqual(self.stderr, f"tavik_check: {table}: {reason}\n")
-        # An error before the banner belongs to the run, and so does one after the end, such as that of a file that
-        # could not be closed.
+        # An error before the banner belongs to the run, and so does one after the end, when files are closed.
         text = log_file.read_text()
         early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
         for before in ("", text):
@@ -281,7 +280,7 @@ class Check(AlignerTest):
         self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
         self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
-        # Of two reads with the same name, the second one fails. More reads lie between them than are read ahead.
+        # The second of two reads with the same name fails. More reads lie between the two than the check reads ahead.
         others = "".join(record(f"r{i}") for i in range(1100))
         listed, _ = self.run_over({"a.fq": record("x") + others + record("x")}, "out", "-t", "1")
         for file in ("out/a.sam", SUMMARY):
@@ -314,7 +313,7 @@ class Check(AlignerTest):
         self.assertEqual(self.check("reads", "list"), (1, [
             "the run read a list of files, so give that list instead of reads"]))
 
-    def test_files_that_another_user_may_not_read(self):
+    def test_unreadable_files_are_named(self):
         listed, log_file = self.run_over({"a.fastq": WHOLE, "b.fastq": WHOLE, "c.fastq": WHOLE})
         self.program, unreadable = CHECK, [self.folder / name for name in ("a.fastq", "out/b.sam", SUMMARY)]
         for path in unreadable:

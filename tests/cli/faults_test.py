@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Faults of disks, files and processes affect only what they touch, and each is reported by name."""
+"""Tests that a fault of a disk, file or process affects nothing else and is reported with the file's name."""
 
 import gzip
 import os
@@ -10,34 +10,24 @@ import threading
 import time
 import unittest
 
-from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, fastq, file_error, ids, read_fastq
+from aligner_run import (PROGRAM, READS, REFERENCE, AlignerTest, become_nobody, fastq, file_error, ids, limit_file_size,
+                         read_fastq)
 
 SAMPLE = READS / "sample_1.fastq"
 RECORDS = read_fastq(SAMPLE)
 
 
-def limit_file_size():
-    """Writes beyond 2048 bytes fail as on a full disk."""
-    resource.setrlimit(resource.RLIMIT_FSIZE, (2048, 2048))
-
-
-def become_nobody():
-    """Root may do what others may not."""
-    if os.getuid() == 0:
-        os.setuid(65534)
-
-
 class Faults(AlignerTest):
     def good(self):
-        """The records and rows of a run without faults."""
+        """Returns the records and rows of a run without faults."""
         self.align([SAMPLE], "-z", save="good")
         return sorted(self.sam("sample_1.sam", "good")), sorted(self.summary("good"))
 
     def errors(self, run):
-        # The log file's own failure is not a record: its line follows the previous record.
+        # A failure of the log file itself is not a log record: its line follows the previous record.
         return [message.split("\nCould not")[0] for level, message in run.records() if level == "error"]
 
-    def test_full_disk_is_reported_once_per_file_and_costs_that_file_alone(self):
+    def test_full_disk_is_reported_once_per_file_and_affects_that_file_only(self):
         sam, rows = self.good()
         for name in ("sample_1.sam", "alignment_summary.txt"):
             save = self.folder / f"full {name}"
@@ -51,14 +41,15 @@ class Faults(AlignerTest):
             else:
                 self.assertEqual(sorted(self.sam("sample_1.sam", save.name)), sam)
 
-    def test_full_disk_for_all_files_ends_nothing(self):
-        run = self.align([SAMPLE, READS / "sample_2.fastq"], "-z", "--verbose_logs", before=limit_file_size)
+    def test_full_disk_for_all_files_does_not_end_the_run(self):
+        files = [SAMPLE, READS / "sample_2.fastq"]
+        run = self.align(files, "-z", "--verbose_logs", before=lambda: limit_file_size(2048))
         out = self.folder / "out"
         self.assertEqual(self.errors(run), [f"Could not write to output file {out / name}: File too large"
                                             for name in ("sample_1.sam", "alignment_summary.txt", "sample_2.sam")])
         self.assertEqual(run.stderr.count("Could not write to log file"), 1)
 
-    def test_log_and_output_folder_that_cannot_be_written_are_named(self):
+    def test_log_and_output_files_that_cannot_be_opened_are_named(self):
         out = self.folder / "out"
         out.mkdir()
         out.chmod(0o555)
@@ -69,7 +60,7 @@ class Faults(AlignerTest):
         log_error = rf"^Could not open log file {out}/read_processor_log-\S*\.log: Permission denied$"
         self.assertEqual(len(re.findall(log_error, run.stderr, re.MULTILINE)), 1)
 
-    def test_inputs_that_cannot_be_read_fail_alone(self):
+    def test_unreadable_inputs_fail_and_the_others_are_aligned(self):
         sam, rows = self.good()
         missing, folder, link = (self.folder / name for name in ("gone.fastq", "x.fq", "dangling.fastq"))
         unreadable = self.write("secret.fa", ">a\nA\n")
@@ -106,38 +97,38 @@ class Faults(AlignerTest):
         self.align([pipe], "-z")
         self.assertEqual(sorted(self.sam("pipe.sam")), sam)
 
-    def test_closed_standard_streams_get_nothing_into_the_results(self):
+    def test_closed_standard_streams_leave_the_results_unchanged(self):
         sam, rows = self.good()
         self.write("in/sample_1.fastq", SAMPLE.read_text())
         (self.folder / "in/dangling.fastq").symlink_to("/nowhere")  # Causes a warning.
         for number in (0, 1, 2):
             save = f"closed {number}"
-            # With a folder as input: a list would come from standard input.
+            # The input is a folder, because a list would come from standard input.
             self.run_aligner("-i", "in", "-s", save, "-a", REFERENCE, before=lambda: os.close(number))
             log = "".join(path.read_text() for path in (self.folder / save).glob("*.log"))
             self.assertEqual((sorted(self.sam("sample_1.sam", save)), sorted(self.summary(save)), log.count("dangling")),
                              (sam, rows, 1))
 
-    def test_a_reader_that_leaves_does_not_end_the_run(self):
+    def test_closed_pipe_on_standard_output_does_not_end_the_run(self):
         command = [PROGRAM, "-i", READS, "-s", self.folder / "out", "-a", REFERENCE]
         process = subprocess.Popen(command, stdout=subprocess.PIPE)
         process.stdout.close()
         self.assertEqual(process.wait(timeout=60), 0)
         self.assertEqual(len(self.summary()), 45)
 
-    def test_without_further_threads_every_read_is_still_aligned(self):
-        def before():  # The limit counts the user's processes and does not hold for root.
+    def test_every_read_is_aligned_even_if_no_thread_can_be_started(self):
+        def before():  # The limit counts the user's processes and does not apply to root.
             become_nobody()
             resource.setrlimit(resource.RLIMIT_NPROC, (3, 3))
         _, rows = self.good()
-        # A prebuilt index, because building one starts a thread.
-        packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes(), 0))  # Would be inflated ahead.
-        self.assertGreater(packed.stat().st_size, 1 << 16, "smaller files are not inflated ahead")
+        packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes(), 0))
+        self.assertGreater(packed.stat().st_size, 1 << 16, "smaller files are not inflated ahead by a thread")
+        # The index is prebuilt, because building one starts a thread.
         reads, packed, index = self.bring(SAMPLE, packed, self.build_index())
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
         self.assertEqual(sorted(self.summary()), sorted(2 * rows))
 
-    def test_a_killed_run_leaves_whole_lines_and_the_same_reads(self):
+    def test_a_killed_run_leaves_complete_lines_of_the_same_reads_in_both_outputs(self):
         copies = [(f"@copy{i}_{title[1:]}", *rest) for i in range(300) for title, *rest in RECORDS]
         reads = self.write("many.fastq", fastq(copies))
         for count in (1, 500, 3000):

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Checks how the program reads gzip data against Python's zlib and gzip modules, with generated files: sound, damaged,
-truncated and with trailing bytes, as files and through pipes. Both must get the same reads and the same verdict.
+"""Compares how the aligner and Python's zlib and gzip modules read generated gzip data: sound, damaged, truncated and
+with trailing bytes, as files and through pipes. Both must find the same reads and the same fault.
 
-    gzip_judge.py [N [SEED]]     300 files without arguments; the same seed makes the same files
+    gzip_judge.py [N [SEED]]     generates N files [300]; the same seed gives the same files
 """
 
 import collections
@@ -32,7 +32,8 @@ def make_text(rng):
 
 
 def make_member(rng, text, extra=None):
-    """One gzip member with any of the optional header fields; BGZF uses one extra field."""
+    """Returns a gzip member with a random choice of the optional header fields, or with `extra` as the only one
+    (BGZF)."""
     flags = rng.choice((0, 0, rng.randrange(32))) if extra is None else 4
     header = MAGIC + struct.pack("<BIBB", flags, rng.getrandbits(32), rng.choice((0, 2, 4)), rng.choice((3, 255)))
     if flags & 4:
@@ -58,28 +59,29 @@ def make_members(rng, text):
 
 
 def make_file(rng):
-    """A file's bytes, the fault in it and its text before the fault."""
+    """Returns a file's bytes, the kind of fault in it, and its text without the fault."""
     text = make_text(rng)
     members = make_members(rng, text)
     hit = rng.randrange(len(members))
     start = sum(map(len, members[:hit]))
     end = start + len(members[hit])
     data = bytearray().join(members)
-    # Anywhere, near the start (header or code table) or in the trailer.
+    # The fault is anywhere, near the start of a member (header or code table) or in its trailer.
     place = rng.choice((rng.randrange(len(data)), start + rng.randrange(min(100, end - start)), end - rng.randint(1, 8)))
-    fault = rng.choice(("none", "flip", "flip", "cut", "cut", "block", "lost", "padding", "behind", "behind", "magic"))
+    fault = rng.choice(("none", "flip", "flip", "cut", "cut", "overwritten", "deleted", "padding", "trailing", "trailing",
+                        "magic"))
     if fault == "flip":
         data[place] ^= 1 << rng.randrange(8)
     elif fault == "cut":
         del data[place:]
-    elif fault == "block":
+    elif fault == "overwritten":
         data[place:place + 64] = rng.choice((bytes(64), b"\xff" * 64, rng.randbytes(64)))
-    elif fault == "lost":
+    elif fault == "deleted":
         del data[place:place + rng.randint(1, 9)]
     elif fault == "padding":
         data[start:start] = bytes(rng.choice((1, 600, 70000))) if hit else b""
         data += bytes(rng.choice((1, 513, 66000)))
-    elif fault == "behind":
+    elif fault == "trailing":
         data += bytes(rng.choice((0, 3))) + rng.randbytes(rng.choice((1, 2, 20, 512, 514, 530, 2000)))
         data += rng.choice((b"", b"", bytes(700), MAGIC, make_member(rng, b"@late\nA\n+\nI\n")))
     elif fault == "magic":
@@ -88,7 +90,7 @@ def make_file(rng):
 
 
 def unpack(data):
-    """All text before a corruption, and the verdict."""
+    """Returns the text before any corruption, and the verdict: "whole", the fault, or the number of ignored bytes."""
     text, position = b"", 0
     while True:
         first = position == 0
@@ -108,7 +110,7 @@ def unpack(data):
             try:
                 text += member.decompress(piece)
             except zlib.error:
-                for byte in piece:  # Byte by byte, because the failing call returns nothing.
+                for byte in piece:  # Byte by byte, because a failing call returns nothing.
                     try:
                         text += before.decompress(bytes([byte]))
                     except zlib.error as error:
@@ -117,12 +119,12 @@ def unpack(data):
 
 
 class Stop(Exception):
-    """What ends the reads: "end" for sound text, "invalid" for a rejected record, or the corruption."""
+    """Ends the reading: "end" after sound text, "invalid" at a rejected record, or the corruption."""
 
 
 def read(text, damage):
-    """The reads of a text and what ends them: None at the end of the text, "abort" if there is no record. `damage` is the
-    corruption at the end of the text, or empty."""
+    """Returns the reads of a text and what ended them: None for the end of the text, "abort" without any record, or the
+    reason of a Stop. `damage`: the corruption at the end of the text, or empty."""
     position, records, reads = 0, 0, []
 
     def peek():
@@ -164,11 +166,12 @@ def read(text, damage):
 
 
 def expected(path, data):
-    """The expected reads, whether the process ends, and the log records about the file, shortened."""
+    """Returns the expected reads, whether the process must end, and the starts of the log records about the file."""
     text, verdict = unpack(data)
     with contextlib.suppress(EOFError, zlib.error, gzip.BadGzipFile, struct.error):
         same = gzip.decompress(data) == text and verdict == "whole"
-        assert same or "header" in str(verdict) or data == b"", (path, verdict)  # It skips header checks.
+        # gzip.decompress skips the header's checksum.
+        assert same or "header" in str(verdict) or data == b"", (path, verdict)
     in_gzip = f"gzip error in {path}: "
     reads, end = read(text, verdict if isinstance(verdict, str) and verdict not in ("whole", "broken") else "")
     file_error = ("error", f"Error while processing input file {path}: ")
@@ -184,10 +187,10 @@ def expected(path, data):
 
 
 def judge(folder, files, threads):
-    """Runs the program on {path: (bytes, fault, text)}, every third through a pipe. From eight worker threads on,
-    files are inflated ahead. Returns how many it reads wrongly, how
-    many end the process, and how many have a code table that zlib rejects although checksum and length prove the text
-    right: the program may read these to the end."""
+    """Runs the aligner on `files`, {path: (bytes, fault, text)}, every third through a pipe. With eight or more
+    threads, it inflates files ahead. Returns how many it reads wrongly, how many end the process, and how many have a
+    code table that zlib rejects although checksum and length prove the text correct: the aligner may read these to the
+    end."""
     def feed():
         for path, (data, *_) in files.items():
             if path.is_fifo():
@@ -207,7 +210,7 @@ def judge(folder, files, threads):
     for path in aborting[:5]:
         run = Run(PROGRAM, command, f"{path}\n", folder)
         if run.status != "SIGABRT" or f"There is no complete read in {path}:" not in run.stderr:
-            print(f"{path}: should have ended the process\n{run.stderr}")
+            print(f"{path}: did not end the process\n{run.stderr}")
             wrong += 1
     threading.Thread(target=feed, daemon=True).start()
     run = Run(PROGRAM, command, "".join(f"{path}\n" for path in files if path not in aborting), folder)
@@ -229,7 +232,7 @@ def judge(folder, files, threads):
         same = len(said[path]) == len(messages) and all(
             level == want_level and message.startswith(want) for (level, message), (want_level, want) in zip(said[path], messages))
         if run.status != 0 or not same or found != reads:
-            print(f"{path}: status {run.status}, {len(found)} reads of {len(reads)}, said {said[path]}, wanted {messages}")
+            print(f"{path}: status {run.status}, {len(found)} reads of {len(reads)}, messages {said[path]}, not {messages}")
             wrong += 1
     return wrong, len(aborting), proved
 
@@ -243,7 +246,7 @@ def main(count=300, seed=1):
             judge(folder, {folder / f"f{i}.gz": file for i, file in enumerate(made) if i % 2 == half}, threads)
             for half, threads in enumerate(("2", "32")))))
     print(f"seed {seed}: {count} files, {dict(collections.Counter(fault for _, fault, _ in made))}; {aborting} without a "
-          f"whole read; {proved} with a refused table and the right text; {wrong} wrong")
+          f"complete read; {proved} read although zlib rejects their code table; {wrong} wrong")
     return wrong != 0
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tavik_index and what the aligner does with its indexes. Each class is one test of ctest."""
+"""Tests tavik_index, and the aligner with its indexes. Each class is one ctest test."""
 
 import contextlib
 import ctypes
@@ -19,23 +19,12 @@ import unittest
 from functools import partial
 from pathlib import Path
 
-from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, Run
+from aligner_run import PROGRAM, READS, REFERENCE, AlignerTest, Run, become_nobody, limit_file_size
 
 INDEX = os.environ.get("TAVIK_INDEX", str(Path(PROGRAM).parent / "tavik_index"))
 SAMPLE = READS / "sample_1.fastq"
 VERSION = f"{INDEX}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n"
 HELP_HINT = "Try tavik_index --help.\n"
-
-
-def become_nobody():
-    """Root may do what others may not."""
-    if os.getuid() == 0:
-        os.setuid(65534)
-
-
-def limit_file_size(size=20000):
-    """Writes beyond this fail as on a full disk."""
-    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 class IndexTest(AlignerTest):
@@ -51,7 +40,7 @@ class IndexTest(AlignerTest):
         return path
 
     def sam_bytes(self, reference, save):
-        """The SAM file and the rows of a run with one worker."""
+        """Returns the SAM file and the rows of a run with one worker."""
         self.align([SAMPLE], "-z", "-t", 1, reference=reference, save=save)
         return (self.folder / save / "sample_1.sam").read_bytes(), self.summary(save)
 
@@ -59,7 +48,7 @@ class IndexTest(AlignerTest):
         return sorted(os.listdir(self.folder))
 
     def hold(self, index, save, program=PROGRAM):
-        """Starts an aligner, which waits for its reads when this returns; finish() brings them."""
+        """Starts an aligner and returns once it has opened the index and waits for its reads, which finish() sends."""
         pipe = self.folder / f"{save}.fastq"
         os.mkfifo(pipe)
         process = subprocess.Popen([program, "-z", "-i", "", "-s", self.folder / save, "-a", index, "-t", "1"],
@@ -67,14 +56,14 @@ class IndexTest(AlignerTest):
         process.stdin.write(f"{pipe}\n")
         process.stdin.close()
         sam = self.folder / save / f"{save}.sam"
-        while not (sam.exists() and "@SQ" in sam.read_text()):  # The index is open.
+        while not (sam.exists() and "@SQ" in sam.read_text()):
             self.assertEqual(process.poll(), None)
             time.sleep(0.005)
         return process, pipe
 
     def finish(self, process, pipe):
-        """Status and standard error of the run."""
-        with contextlib.suppress(BrokenPipeError):  # A run that ends early does not read all.
+        """Sends the reads; returns the status and standard error of the run."""
+        with contextlib.suppress(BrokenPipeError):  # A run that ends early does not read to the end.
             pipe.write_bytes(SAMPLE.read_bytes())
         errors = process.stderr.read()
         process.stderr.close()
@@ -82,7 +71,7 @@ class IndexTest(AlignerTest):
 
 
 class IndexWriting(IndexTest):
-    def test_wrong_options_end_with_their_messages(self):
+    def test_each_command_line_has_its_messages_and_status(self):
         cases = [
             (["-v"], 0, VERSION, ""),
             (["--frobnicate", "a", "b"], 2, "", "tavik_index: unrecognised option '--frobnicate'\n" + HELP_HINT),
@@ -103,7 +92,7 @@ class IndexWriting(IndexTest):
         self.assertEqual(self.index().stdout, self.index("-h").stdout)
         self.assertEqual(self.files(), [])
 
-    def test_every_reference_gives_the_same_bytes_as_its_index(self):
+    def test_every_reference_and_its_index_give_the_same_bytes(self):
         plain = self.write("a reference.fa", REFERENCE.read_bytes())
         zipped = self.write("a reference.fa.gz", gzip.compress(REFERENCE.read_bytes()))
         references = {"plain": plain, "zipped": zipped}
@@ -119,7 +108,7 @@ class IndexWriting(IndexTest):
             again = self.own_index(index, f"index of the index of {name}")
             self.assertEqual(again.read_bytes() == index.read_bytes(), True, name)
             self.assertEqual(self.index("--check", index).stdout, f"{index}: sound\n")
-        self.assertEqual(len({text for text, _ in seen.values()}), 3)  # The settings of the three prebuilt ones differ.
+        self.assertEqual(len({text for text, _ in seen.values()}), 3, "one for each of the three pairs of k and -H")
 
     def test_an_empty_reference_and_its_index_are_refused_alike(self):
         empty, index = self.write("empty.fa", ""), self.folder / "empty.tvi"
@@ -130,7 +119,7 @@ class IndexWriting(IndexTest):
             self.assertEqual(run.records(), [("error", f"Failed to load index {reference} with error: Minimap2 index "
                                               "contains 0 sequences.")])
 
-    def test_names_that_are_not_utf8_and_names_within_the_folder(self):
+    def test_paths_that_are_not_utf8_and_a_path_without_a_folder(self):
         reference, index = (os.fsencode(self.folder) + name for name in (b"/\xff ref.fa", b"/\xff ref.tvi"))
         shutil.copy(REFERENCE, reference)
         subprocess.run([INDEX, "-z", reference, index], check=True)
@@ -139,7 +128,7 @@ class IndexWriting(IndexTest):
         self.index("-z", REFERENCE, "-t", "1", "beside")
         self.assertEqual((self.folder / "beside").read_bytes() == Path(os.fsdecode(index)).read_bytes(), True)
 
-    def test_last_line_and_description_tell_settings_sequences_and_sizes(self):
+    def test_last_line_and_description_show_settings_sequences_and_sizes(self):
         minimap2, index = self.folder / "it.mmi", self.folder / "own"
         subprocess.run(["minimap2", "-x", "map-ont", "-k", "21", "-w", "7", "-H", "-d", minimap2, REFERENCE],
                        capture_output=True, check=True)
@@ -164,7 +153,7 @@ class IndexWriting(IndexTest):
             try:
                 while piece := os.read(ours, 1000):
                     told += piece
-            except OSError:  # The terminal's end.
+            except OSError:  # Raised at the end of a terminal's output.
                 pass
             os.close(ours)
             self.assertEqual(process.wait(), 0)
@@ -174,7 +163,7 @@ class IndexWriting(IndexTest):
 
 
 class IndexFailures(IndexTest):
-    def test_what_cannot_be_written_is_named_and_an_older_index_stays(self):
+    def test_failed_writes_are_named_and_leave_the_older_index(self):
         older, closed, pipe = self.own_index(), self.folder / "closed", self.folder / "pipe"
         before = older.read_bytes()
         closed.mkdir(mode=0o555)
@@ -233,8 +222,8 @@ class IndexFailures(IndexTest):
         self.assertEqual(self.index("--check", target).stdout, f"{target}: sound\n")
 
     def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
-        """Without /proc, the program cannot write a file without a name, as on file systems that have none: there, SIGKILL
-        leaves a hidden file until the next run. Only root can take /proc away."""
+        """Without /proc, as on file systems without unnamed files, the program writes a hidden file, which SIGKILL
+        leaves until the next run. Only root can unmount /proc."""
         older = self.own_index().read_bytes()
         reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=4_000_000)) + "\n")
         start = time.monotonic()
@@ -262,8 +251,8 @@ class IndexFailures(IndexTest):
                     self.index("-z", REFERENCE, "own")
                     self.assertEqual((target.read_bytes() == older, self.files()), (True, there))
 
-    def test_what_a_killed_run_left_is_removed_and_what_another_run_writes_is_not(self):
-        """Only file systems that have no files without names get such files."""
+    def test_hidden_files_of_killed_runs_are_removed_and_those_of_active_runs_stay(self):
+        """Such files exist only on file systems without unnamed files."""
         stale, used = (self.write(f".tavik_index.{number}.0", "part") for number in (1, 2))
         with open(used, "rb") as held:
             fcntl.flock(held, fcntl.LOCK_EX)
@@ -281,7 +270,8 @@ class IndexUse(IndexTest):
             return whole[:position] + bytes([whole[position] ^ 1 << dice.randrange(8)]) + whole[position + 1:]
 
         def of_version(version):
-            """With the checksum of its first page, which counts as if the checksum's own bytes were 0."""
+            """Returns the index with another version and a correct checksum. The first page's checksum is computed with
+            its own bytes set to 0."""
             page = whole[:12] + struct.pack("<I", version) + bytes(8) + whole[24:4096]
             checksum = ctypes.CDLL("libxxhash.so.0").XXH3_64bits
             checksum.restype = ctypes.c_uint64
@@ -310,7 +300,7 @@ class IndexUse(IndexTest):
         index.write_bytes(whole)
         self.index("--check", index)
 
-    def test_a_run_goes_on_with_the_index_that_is_replaced(self):
+    def test_a_run_keeps_using_an_index_whose_file_is_replaced(self):
         index = self.own_index()
         expected = self.sam_bytes(REFERENCE, "expected")
         run = self.hold(index, "held")
@@ -318,7 +308,7 @@ class IndexUse(IndexTest):
         self.assertEqual(self.finish(*run), (0, ""))
         self.assertEqual(((self.folder / "held" / "held.sam").read_bytes(), self.summary("held")), expected)
 
-    def test_an_index_that_is_cut_ends_the_run_with_its_name(self):
+    def test_truncating_an_index_in_use_ends_the_run_with_its_name(self):
         index = self.own_index()
         for size in (0, 4096, index.stat().st_size // 8192 * 4096):
             self.own_index()
@@ -329,7 +319,7 @@ class IndexUse(IndexTest):
                                                   "another machine replaced it, or its disk failed; the process ends\n"))
             self.assertEqual(self.summary(f"cut{size}"), [])
 
-    def test_two_runs_at_once_share_an_index_and_give_the_same_bytes(self):
+    def test_two_simultaneous_runs_give_the_same_bytes(self):
         index = self.own_index()
         expected = self.sam_bytes(REFERENCE, "expected")
         runs = [(self.hold(index, name), name) for name in ("first", "second")]
@@ -340,7 +330,7 @@ class IndexUse(IndexTest):
 
 class IndexMemory(IndexTest):
     def test_processes_share_one_index(self):
-        """Four copies of an index of 10 Mb would take more than 100 MB."""
+        """Four processes may take the index once and 10 MB each; four copies of the index would take over 100 MB."""
         index = self.own_index(self.write("large.fa", f">a\n{''.join(random.choices('ACGT', k=10_000_000))}\n"))
         self.assertGreater(index.stat().st_size, 25_000_000)
         runs = [self.hold(index, f"run{number}") for number in range(4)]
@@ -354,7 +344,7 @@ class IndexMemory(IndexTest):
 
 
 class IndexAddressSpace(IndexTest):
-    def test_an_index_that_is_written_is_a_success_at_every_limit_of_the_address_space(self):
+    def test_success_means_a_written_index_at_every_limit_of_the_address_space(self):
         reference, index = self.write("it.fa", f">a\n{''.join(random.choices('ACGT', k=400_000))}\n"), self.folder / "made"
         for kilobytes in range(17000, 26000, 500):
             limit = (kilobytes << 10, kilobytes << 10)
@@ -363,9 +353,9 @@ class IndexAddressSpace(IndexTest):
             self.assertEqual(run.status == 0, index.exists(), run.stderr)
             index.unlink(missing_ok=True)
 
-    def test_a_lack_of_memory_is_told_at_every_limit_of_the_address_space(self):
-        """A program that does not start names the library that it could not load. The read does not map: minimap2 does not
-        notice all failures in an alignment."""
+    def test_lack_of_memory_is_reported_at_every_limit_of_the_address_space(self):
+        """A program that cannot start names the library that it could not load. The read must not map, because minimap2
+        does not notice every failed allocation during an alignment."""
         self.write("in/a.fastq", f"@a\n{'ACGT' * 50}\n+\n{'I' * 200}\n")
         reference = self.write("it.fa", f">a\n{''.join(random.choices('ACGT', k=1_000_000))}\n")
         own, minimap2 = self.own_index(reference), self.folder / "it.mmi"

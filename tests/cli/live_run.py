@@ -38,14 +38,15 @@ class LiveTest(AlignerTest):
         return process
 
     def live(self, *args, status=0):
-        """A call that ends on its own. Returns its messages without date and time."""
+        """Waits for a call that ends on its own. Returns its messages without date and time."""
         process = self.start(*(args or ("--until-idle", "0")))
         output, errors = process.communicate(timeout=100)
         self.assertEqual((process.returncode, output, errors) if process.returncode != status else status, status)
         return [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
 
     def script(self, *lines):
-        """A program in the place of the aligner."""
+        """Writes a shell script that takes the place of the aligner, which it can call as {aligner}. Returns its
+        path."""
         path = self.folder / "aligner"
         path.write_text("\n".join(("#!/bin/sh", *lines, "")).replace("{aligner}", f"'{PROGRAM}'"))
         path.chmod(0o755)
@@ -60,7 +61,7 @@ class LiveTest(AlignerTest):
     def wait_for(self, condition):
         end = time.monotonic() + 60
         while not condition():
-            self.assertLess(time.monotonic(), end, "waited in vain")
+            self.assertLess(time.monotonic(), end, "the condition was not met in time")
             time.sleep(0.02)
 
     def read_files(self):
@@ -70,19 +71,19 @@ class LiveTest(AlignerTest):
         return (out or self.out).joinpath("alignment_summary.txt").read_bytes().splitlines()[1:]
 
     def sams(self, out=None):
-        """The sorted lines of each SAM file."""
+        """Returns the sorted lines of each SAM file, by path."""
         out = out or self.out
         found = {}
         for folder, folders, files in os.walk(out):
-            # The files and folders in it may disappear at any time.
+            # Files and folders in the hidden folder may disappear at any time.
             folders[:] = [name for name in folders if name != ".live"]
             for path in (Path(folder, name) for name in files if name.endswith(".sam")):
                 found[os.fsencode(path.relative_to(out))] = sorted(path.read_bytes().splitlines())
         return found
 
     def one_run(self):
-        """One run over all files, with each file's SAM file in mirrored folders: a list loses them, so each folder has a
-        run of its own. Returns rows and SAM files as this class does for the live run."""
+        """Aligns all files without tavik_live. Each folder has its own run, because the SAM files of a list of files
+        all go to one folder. Returns the sorted rows, and the SAM files as sams() does."""
         rows, sams, made = [], {}, self.folder / "one run"
         for folder in {path.parent for path in self.read_files()}:
             shutil.rmtree(made, ignore_errors=True)
@@ -100,7 +101,7 @@ class LiveTest(AlignerTest):
         table = self.out.joinpath("files.tsv").read_bytes().splitlines()[1:]
         self.assertEqual(sorted(line.split(b"\t")[1] for line in table), sorted(sams))
         self.assertEqual(sorted(line.split(b"\t")[2] for line in table), sorted(map(os.fsencode, self.read_files())))
-        # The judge of one run agrees: it knows the log, and the order of rows and files.
+        # tavik_check agrees; it also compares the log, and the order of rows and files.
         listed = b"".join(os.fsencode(path) + b"\n" for path in self.read_files())
         judged = subprocess.run([CHECK, "-", self.out], input=listed, capture_output=True, check=False)
         self.assertEqual((judged.returncode, judged.stdout), (0, f"{len(sams)} files, {len(rows)} reads: nothing lost\n".replace("1 files", "1 file").encode()))

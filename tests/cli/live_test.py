@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Tests of tavik_live: a simulated sequencer writes, and the output is compared with that of one run over all files.
+"""Tests tavik_live: a simulated sequencer writes, and the output is compared with that of one run over all files.
 
-TAVIK_LIVE_KILLS in the environment: how many times the program is killed in the test of this (default: 4)."""
+The environment variable TAVIK_LIVE_KILLS sets how often the interruption test kills the program (default: 4)."""
 
 import gzip
 import os
@@ -21,14 +21,15 @@ EXAMPLE = (READS / "sample_1.fastq").read_bytes()
 
 
 def records(name, count):
-    """Example reads under names of their own."""
+    """Returns `count` example reads, named `name` and a number."""
     lines = EXAMPLE.splitlines()
     return b"".join(b"@%s%d\n%s\n+\n%s\n" % (name.encode(), i, lines[4 * i + 1], lines[4 * i + 3]) for i in range(count))
 
 
 class Output(LiveTest):
     def watch(self, process):
-        """Reads the output during the run, as other programs do. Each file's rows must be complete."""
+        """Reads the output during the run, as other programs do: it must be complete for each file. Returns the numbers
+        of files seen."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -39,12 +40,12 @@ class Output(LiveTest):
                 lines = self.out.joinpath(os.fsdecode(sam)).read_bytes().splitlines()
                 own = {line.split(b"\t")[0] for line in lines if not line.startswith(b"@SQ")}
                 self.assertEqual(len(own), int(reads))
-            # The summary may be of an earlier round than the table, but of a whole one: 30 rows for each file.
+            # The summary may be from an earlier round than the table, but it is complete: 30 rows for each file.
             self.assertEqual(len(names) % 30, 0)
             looks.add(len(files))
         return looks
 
-    def test_is_that_of_one_run_and_always_of_whole_rounds(self):
+    def test_output_equals_that_of_one_run_and_is_always_complete(self):
         sequencer = self.sequencer("--files", 10, "--reads", 30, "--seconds", 0.25)
         process = self.start("--until-file", "final_summary.txt")
         looks = self.watch(process)
@@ -59,7 +60,7 @@ class Output(LiveTest):
         self.assertEqual(live, self.page_data(again))
         self.assertNotIn("live", live)
 
-    def test_names_of_any_bytes_and_kinds_of_files(self):
+    def test_file_names_of_any_bytes_and_all_kinds_of_read_files(self):
         for i, name in enumerate((b"a b.fastq", b"\xff\xc3(.FQ", b"x/a b.fastq.gz", b"x/\xe9 'y'.fa.GZ", b"x/y/<z>&.fasta")):
             path = os.path.join(os.fsencode(self.reads), name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
@@ -89,7 +90,7 @@ class Output(LiveTest):
 
 
 class Interruption(LiveTest):
-    def test_killed_at_any_moment_it_loses_nothing_and_repeats_nothing(self):
+    def test_kills_at_any_moment_neither_lose_nor_repeat_reads(self):
         kills = int(os.environ.get("TAVIK_LIVE_KILLS", "4"))
         chance = random.Random(time.time_ns())
         sequencer = self.sequencer("--files", 3 * kills, "--reads", 60, "--seconds", 0.15)
@@ -127,7 +128,7 @@ class Interruption(LiveTest):
                     process.send_signal(signal.SIGTERM)
                     time.sleep(0.1)
                 self.assertEqual(process.wait(), status)
-                # The first signal lets the round end, but no other begins.
+                # After the first signal, the current round is completed and no other begins.
                 self.assertEqual(len(self.rows()), 5 if signals == 1 else 0)
                 if signals == 1:
                     self.assertIn("b.fastq: not aligned yet", process.stderr.read())
@@ -150,7 +151,7 @@ class Interruption(LiveTest):
 
 
 class Files(LiveTest):
-    def test_files_that_never_become_whole_give_their_whole_reads_at_the_end(self):
+    def test_complete_reads_of_incomplete_files_are_aligned_at_the_end(self):
         self.reads.joinpath("good.fastq").write_bytes(records("g", 4))
         self.reads.joinpath("cut.fastq").write_bytes(records("c", 4)[:-30])
         self.reads.joinpath("cut.fastq.gz").write_bytes(gzip.compress(records("z", 2)) + gzip.compress(records("y", 2))[:-9])
@@ -167,17 +168,17 @@ class Files(LiveTest):
         self.assertEqual({name for name in names if name[:1] == b"z"}, {b"z0", b"z1"})
         log = next(self.out.glob("read_processor_log-*.log")).read_text()
         self.assertIn(f"[error] Error while processing input file {self.reads}/empty.fastq: the file is empty. Will continue", log)
-        # Nothing is tried again, but nothing is forgotten.
+        # A second call aligns nothing again, but still reports the loss.
         rows = self.rows()
         self.live(status=1)
         self.assertEqual(self.rows(), rows)
 
-    def test_slow_file_is_aligned_only_when_whole(self):
+    def test_slow_file_is_aligned_only_when_complete(self):
         text = records("s", 6)
         path = self.reads / "slow.fastq"
         path.write_bytes(text[:len(text) // 2])
         process = self.start("--until-file", "end")
-        time.sleep(1)  # It settles, but is not whole.
+        time.sleep(1)  # The settle time passes, but the file is incomplete.
         self.assertEqual(self.rows(), [])
         with open(path, "ab") as file:
             file.write(text[len(text) // 2:])
@@ -185,9 +186,9 @@ class Files(LiveTest):
         self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
         self.assert_as_one_run()
 
-    def test_file_that_lost_reads_is_tried_once_more(self):
+    def test_file_with_a_lost_read_is_tried_once_more(self):
         aligner = self.folder / "aligner"
-        # The first run on the file loses one of its reads.
+        # This aligner loses a read in its first run on the file.
         aligner.write_text(f"""#!{sys.executable}
 import pathlib, re, subprocess, sys
 subprocess.run(["{os.path.dirname(LIVE)}/tavik_aligner", *sys.argv[1:]])
@@ -207,7 +208,7 @@ for sam in out.glob("*.sam"):
         self.assert_as_one_run()
 
     def rename_when_read(self, process, read, old, new):
-        """Renames a file while the program reads one."""
+        """Renames the file `old` while the program has the file `read` open."""
         opened = self.folder / "proc"
         opened.symlink_to(f"/proc/{process.pid}/fd")
         self.wait_for(lambda: any(os.path.realpath(path) == str(self.reads / read) for path in opened.iterdir()))
@@ -216,7 +217,7 @@ for sam in out.glob("*.sam"):
     def names(self):
         return sorted(row.split(b"\t")[0] for row in self.rows())
 
-    def test_file_that_is_renamed_while_the_round_is_chosen(self):
+    def test_file_that_is_renamed_while_the_next_round_is_chosen(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.reads.joinpath("b.fastq").write_bytes(b"@b\n%s\n+\n%s\n" % (b"A" * 50000, b"I" * 50000) * 3000 + b"@cut")
         process = self.start()
@@ -245,7 +246,7 @@ for sam in out.glob("*.sam"):
         self.assertIn("a.fastq: changed while it was aligned; it is aligned again when it is complete", errors)
         self.assert_as_one_run()
 
-    def test_file_that_arrives_between_two_looks_is_not_missed(self):
+    def test_file_that_arrives_during_a_long_interval_is_not_missed(self):
         command = [LIVE, "-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "0.2", "--interval", "60", "--until-idle", "0.03"]
         with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
             time.sleep(0.8)
@@ -265,7 +266,7 @@ for sam in out.glob("*.sam"):
         log = next(self.out.glob("read_processor_log-*.log")).read_text()
         self.assertIn(f"{self.reads}/b?[error] c?.fastq: names with tabs or line feeds are not supported. Will continue", log)
 
-    def test_one_sam_name_for_two_files_and_what_happens_to_aligned_files(self):
+    def test_two_files_with_one_sam_name_and_changes_of_aligned_files_are_reported(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.reads.joinpath("a.fq").write_bytes(records("b", 2))
         errors = self.live(status=1)
@@ -329,7 +330,7 @@ class Machine(LiveTest):
             self.skipTest("only root can make a small disk")
         self.addCleanup(subprocess.run, ["umount", "-l", self.out], check=True)
 
-    def test_full_disk_is_waited_for(self):
+    def test_program_waits_while_the_disk_is_full(self):
         self.make_small_disk()
         for name in "abc":
             self.reads.joinpath(f"{name}.fastq").write_bytes(b"".join(records(f"{name}{i}_", 20) for i in range(2)))
@@ -345,7 +346,7 @@ class Machine(LiveTest):
         self.assertRegex(process.stderr.read(), "there is enough space again\n$")
         self.assert_as_one_run()
 
-    def test_failure_at_the_end_hides_no_loss_and_shows_in_the_status(self):
+    def test_failure_at_the_end_sets_the_status_and_hides_no_loss(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         for obstacle in (".live/state.part", "alignment_report.html"):
             shutil.rmtree(self.out, ignore_errors=True)
@@ -358,14 +359,14 @@ class Machine(LiveTest):
             self.reads.joinpath("a.fq").write_bytes(records("b", 2))
             self.assertIn("a.fq: its SAM file a.sam is that of a.fastq", self.live(status=1))
 
-    def test_whole_reads_are_aligned_after_a_full_disk_and_a_loss(self):
+    def test_complete_reads_of_cut_files_are_aligned_after_a_full_disk_and_a_loss(self):
         self.make_small_disk()
         self.reads.joinpath("cut.fastq").write_bytes(b"".join(records(f"c{i}_", 20) for i in range(2))[:-30])
         self.reads.joinpath("cut also.fastq").write_bytes(records("d", 20)[:-30])
         ballast = self.out / "ballast"
-        # The first round finds the files cut; the full disk comes when their whole reads are aligned.
+        # The first round finds the files cut. The disk is full when their complete reads are aligned.
         aligner = self.script(f"test -e '{self.out}/.live/whole' && test ! -e '{self.folder}/full' && head -c 3000000 /dev/zero > '{ballast}'; "
-                              # And then a SAM file that is lost.
+                              # The next attempt loses its SAM files.
                               f"if test -e '{self.folder}/full' && test ! -e '{self.folder}/lost'; then touch '{self.folder}/lost'; {{aligner}} \"$@\"; rm \"$5\"/*.sam; exit; fi",
                               f"test -e '{self.out}/.live/whole' && touch '{self.folder}/full'", "exec {aligner} \"$@\"")
         process = self.start("--until-idle", "0", "--aligner", aligner)
@@ -376,7 +377,7 @@ class Machine(LiveTest):
         names = sorted(row.split(b"\t")[0] for row in self.rows())
         self.assertEqual(names, sorted([b"c%d_%d" % (i, j) for i in range(2) for j in range(20)][:-1] + [b"d%d" % i for i in range(19)]))
 
-    def test_empty_mount_point_of_the_reads_is_waited_for(self):
+    def test_program_waits_while_the_reads_folder_is_an_empty_mount_point(self):
         if os.geteuid() != 0:
             self.skipTest("only root can mount")
         for i in range(20):
@@ -408,7 +409,7 @@ class Machine(LiveTest):
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         for number in range(4):
-            # Without a settle time, a file must appear whole.
+            # Without a settle time, a file must be complete when it appears.
             self.write("new", records(f"r{number}_", 2)).rename(self.reads / f"{number}.fastq")
             self.wait_for(lambda: self.out.exists() and len(self.sams()) == number + 1)
             if number == 1:
@@ -420,7 +421,7 @@ class Machine(LiveTest):
         stat = index.stat()
         self.assertRegex(checked[3], f"^[0-9]+:{stat.st_ino}:{stat.st_size}:")
 
-    def test_reads_folder_that_is_away_for_a_while_is_waited_for(self):
+    def test_program_waits_while_the_reads_folder_is_missing(self):
         aligner, away = self.folder / "aligner", self.folder / "away"
         aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/once' || mv '{self.reads}' '{away}'\n"
                            f"'{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"; status=$?; sleep 0.5; touch '{self.folder}/once'; exit $status\n")
@@ -437,7 +438,7 @@ class Machine(LiveTest):
         self.assertRegex(errors, r"^[^\n]*the reads: No such file or directory; trying again\n$")
         self.assert_as_one_run()
 
-    def test_another_user_finds_and_reads_the_output(self):
+    def test_other_users_can_read_the_output(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.live()
         modes = {path.relative_to(self.out).as_posix(): path.stat().st_mode & 0o777 for path in self.out.rglob("*") if path.is_file()}

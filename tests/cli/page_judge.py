@@ -1,4 +1,4 @@
-"""Judges what a page of tavik_report shows, as tests/cli/page_state.js reads it, against the test's own figures."""
+"""Compares what a page of tavik_report shows, as page_state.js collects it, with the test's own figures."""
 
 import math
 
@@ -9,7 +9,7 @@ STEPS = {False: 0.1, True: 0.5}  # The width of a fine bin, in per cent and in q
 
 
 class PageJudge(ReportTest):
-    colours = {}  # By name, as the style sheet has them for the theme of the page.
+    colours = {}  # By name, from the style sheet, for the theme of the page.
 
     def near(self, one, other, tolerance, what):
         self.assertEqual(len(one), len(other), what)
@@ -26,7 +26,8 @@ class PageJudge(ReportTest):
         self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
 
     def check_sample(self, state, name, f, most=1000):
-        """Checks everything that the page shows of its open sample. `most`: rows of the table of reference sequences."""
+        """Checks everything that the page shows about its open sample. `most`: limit on the rows of reference
+        sequences."""
         t = f["totals"]
         self.assertEqual((state["name"], state["verdict"]), (shown.shown_name(name), shown.verdict(f)))
         self.assertEqual(state["cards"], shown.cards(f))
@@ -171,10 +172,11 @@ class PageJudge(ReportTest):
                f"({shown.share(others, f['totals']['aligned'])})." if others else ""
         self.assertEqual(figure["caption"], "The 20 reference sequences with the most reads. " * (len(bars) == 20)
                          + f"A read counts for the strand its alignment is on.{note}")
-        self.assertLessEqual(chart["ends"][1], 1.5 * max(before) + 5)  # No bar dwarfs the others.
+        self.assertLessEqual(chart["ends"][1], 1.5 * max(before) + 5)  # The bars fill the chart.
 
     def check_comparison(self, state, samples, slots, open_name, is_quality=False):
-        """`slots`: the names of the samples that are drawn together, by slot; None for a free slot."""
+        """Checks the comparison of samples. `slots`: the name of the sample drawn in each slot; None for a free
+        slot."""
         head, rows = shown.samples_table(samples)
         self.check_table(state["samples"], head, rows)
         self.assertEqual(state["open"], [shown.shown_name(open_name)])

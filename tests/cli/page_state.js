@@ -1,16 +1,17 @@
-// Collects what the page shows now, for report_page_test.py to compare with its own figures. It runs as the body of a
-// function within the scope of the page's script. The optional argument is the id of the only figure wanted.
+// Collects what the page shows now, for page_judge.py. It runs as the body of a function in the scope of the page's
+// script. The optional argument is the id of the only figure to collect.
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 
-// The positions of a chart's parts, converted back from pixels: [from, to, low, high] of a bar, [x, y] of a line's point.
+// Returns the positions of a chart's parts, converted from pixels: [from, to, low, high] of a bar (of a horizontal bar,
+// [from, to, y]), [x, y] of a point of a line.
 function placesOf(chart, i) {
   const {x, y} = chart.scales;
-  const isLying = chart.options.indexAxis === "y";
+  const isHorizontal = chart.options.indexAxis === "y";
   return chart.getDatasetMeta(i).data.map((part) => {
     const at = part.getProps(["x", "y", "base", "width", "height"], true);
     if (chart.config.type === "line") return [x.getValueForPixel(at.x), y.getValueForPixel(at.y)];
-    if (isLying) return [x.getValueForPixel(at.base), x.getValueForPixel(at.x), y.getValueForPixel(at.y)];
+    if (isHorizontal) return [x.getValueForPixel(at.base), x.getValueForPixel(at.x), y.getValueForPixel(at.y)];
     return [x.getValueForPixel(at.x - at.width / 2), x.getValueForPixel(at.x + at.width / 2), y.getValueForPixel(at.base), y.getValueForPixel(at.y)];
   });
 }

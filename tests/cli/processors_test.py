@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The programs on processors without AVX2, and without SSE4.1, which QEMU emulates instruction by instruction."""
+"""Tests the programs on processors without AVX2 and without SSE4.1, which QEMU emulates."""
 
 import os
 import platform
@@ -16,10 +16,10 @@ QEMU = shutil.which("qemu-x86_64-static") or shutil.which("qemu-x86_64")
 NO_PROCESSOR = "this processor has no SSE4.1, which minimap2 needs\n"
 
 
-@unittest.skipUnless(platform.machine() == "x86_64", "the processors are of x86-64")
+@unittest.skipUnless(platform.machine() == "x86_64", "the emulated processors are x86-64")
 @unittest.skipUnless(QEMU, "qemu-user-static is not installed")
 class Processors(AlignerTest):
-    def test_without_avx2_all_is_as_minimap2_has_it(self):
+    def test_without_avx2_the_output_matches_minimap2(self):
         for program in (PROGRAM, INDEX):
             emulated = self.write(Path(program).name, f'#!/bin/sh\nexec {QEMU} -cpu Nehalem "{program}" "$@"\n')
             emulated.chmod(0o755)
@@ -27,7 +27,7 @@ class Processors(AlignerTest):
                                 REFERENCE, READS], capture_output=True, text=True)
         self.assertEqual((judge.returncode, judge.stderr), (0, ""), judge.stdout)
 
-    def test_without_sse41_nothing_is_begun(self):
+    def test_without_sse41_the_programs_refuse_to_run(self):
         for program, args in ((PROGRAM, ("-i", READS, "-s", "out", "-a", REFERENCE)), (INDEX, (REFERENCE, "own"))):
             run = Run(QEMU, ("-cpu", "kvm64", program, *args), "", self.folder)
             self.assertEqual((run.status, run.stdout, run.stderr), (1, "", f"{Path(program).name}: {NO_PROCESSOR}"))

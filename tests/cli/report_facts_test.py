@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What tavik_report says about incomplete runs and about its own failed writes. Each class is one test of ctest."""
+"""Tests what tavik_report says about incomplete runs and about its own failed writes. Each class is one ctest test."""
 
 import json
 import os
@@ -7,13 +7,11 @@ import pty
 import resource
 import shutil
 import signal
-import stat
 import subprocess
 import unittest
-from pathlib import Path
 
-from aligner_run import PROGRAM, READS, REFERENCE, fastq, read_fastq
-from report_run import FILES, HEADER, REPORT, ReportTest, row
+from aligner_run import PROGRAM, READS, REFERENCE, become_nobody, fastq, read_fastq
+from report_run import FILES, HEADER, ReportTest, row
 
 LOG = "read_processor_log-2026-01-02_03-04-05.log"
 NO_LOG = [["log file", "no log file: it is unknown whether the run finished"]]
@@ -24,17 +22,12 @@ CUT = "Error while processing input file {}: Sequence is not the same length as 
 
 class Runs(ReportTest):
     def problems(self, folder="out"):
-        """What the page and the figures for MultiQC show: (level, text, messages, more), and the counts by kind."""
+        """Returns what the page shows, as (level, text, messages, more), and what MultiQC gets, as counts by kind."""
         (sample,) = self.data(folder)["samples"]
         (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
         return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]
 
-    def check_that_others_can_run_it(self):
-        closed = [folder for folder in Path(REPORT).resolve().parents if not folder.stat().st_mode & stat.S_IXOTH]
-        if os.geteuid() == 0 and closed:
-            self.skipTest(f"other users cannot enter {closed[0]}")
-
-    def test_whole_run_has_nothing_and_a_summary_without_log_no_alarm(self):
+    def test_a_complete_run_and_a_summary_without_a_log_have_no_findings(self):
         for args in ((), ("-z",), ("--verbose_logs",)):
             shutil.rmtree(self.folder / "out", ignore_errors=True)
             self.align(sorted(READS.iterdir()), *args)
@@ -55,7 +48,7 @@ class Runs(ReportTest):
                               stdin=subprocess.PIPE, stderr=subprocess.DEVNULL) as aligner:
             aligner.stdin.write("".join(f"{file}\n" for file in (cut, *same, endless)))
             aligner.stdin.close()
-            with open(endless, "w", encoding="ascii") as reads:  # Waits until the aligner is there.
+            with open(endless, "w", encoding="ascii") as reads:  # Waits until the aligner opens the pipe.
                 reads.write(fastq(records))
                 reads.flush()
                 aligner.send_signal(signal.SIGKILL)
@@ -72,7 +65,7 @@ class Runs(ReportTest):
         self.assertEqual((run["took"], run["input files read"], run["input path"], run["save path"], run["warnings and errors"]),
                          ("not finished", "2", "a list on standard input", "out", "1 and 1"))
 
-    def test_rows_are_compared_with_those_of_the_log(self):
+    def test_number_of_rows_is_compared_with_the_log(self):
         out = self.align_examples()
         rows = (out / "alignment_summary.txt").read_bytes()
         (out / "alignment_summary.txt").write_bytes(rows[:rows.rindex(b"\n", 0, -1) + 1])
@@ -80,7 +73,7 @@ class Runs(ReportTest):
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: {text}\n")
         self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 6 + [1]))
 
-    def test_many_messages_are_counted_and_shown_in_part_and_without_commands(self):
+    def test_many_messages_are_counted_shortened_and_stripped_of_control_characters(self):
         out = self.write_run("out", [row(b"c")] * 2, {b"c": 1000})
         reads = [f"Error while processing read r{i}\x1b[2J{'x' * 900}: e Continuing with next read." for i in range(7)]
         texts = ["[message] QEL Tavik alignment software version 1", *(f"[error] {text}" for text in reads), "[error] e",
@@ -98,7 +91,7 @@ class Runs(ReportTest):
         (log,) = out.glob("*.log")
         log.chmod(0)
         self.check_that_others_can_run_it()
-        self.assertEqual(self.run_report("out", "-o", self.folder / "new", preexec_fn=leave_root).stderr,
+        self.assertEqual(self.run_report("out", "-o", self.folder / "new", preexec_fn=become_nobody).stderr,
                          f"Warning: out: run with an unreadable log file: out/{log.name}: Permission denied\n")
         self.assertEqual(self.problems("new"), ([("warning", "Run with an unreadable log file",
                                                   [f"out/{log.name}: Permission denied"], 0)], [None] * 5 + [1, None]))
@@ -135,9 +128,6 @@ class Outputs(ReportTest):
         super().setUp()
         self.out = self.write_run("out", [row(b"c")], {b"c": 1000})
 
-    def check_that_others_can_run_it(self):
-        Runs.check_that_others_can_run_it(self)
-
     def test_progress_on_a_terminal_is_a_full_bar_in_one_line(self):
         self.write("bad/alignment_summary.txt", HEADER + "r\tc\n" * 100)
         bar = "0%   10   20   30   40   50   60   70   80   90   100%\n|----|----|----|----|----|----|----|----|----|----|\n" + 51 * "*"
@@ -154,7 +144,8 @@ class Outputs(ReportTest):
         self.run_report("out", "--title", "former")
         former = {path.name: path.read_bytes() for path in self.out.iterdir()}
         for name in FILES:
-            # Output to the device stays in a buffer until it is closed.
+            # Writes to the device succeed while the output fits in a buffer, so closing the file must report the
+            # failure.
             (self.out / f"{name}.part").symlink_to("/dev/full")
             done = self.run_report("out", status=1)
             self.assertEqual((done.stdout, done.stderr), ("", f"Error: out/{name}: could not be written: No space left on device\n"))
@@ -163,7 +154,7 @@ class Outputs(ReportTest):
         self.assertEqual(done.stderr, f"Error: out/{FILES[0]}: could not be written: File too large\n")
         self.assertEqual({path.name: path.read_bytes() for path in self.out.iterdir()} == former, True)
 
-    def test_folders_that_take_no_report_are_named_with_the_reason(self):
+    def test_unusable_output_folders_are_named_with_the_reason(self):
         self.write("file", "")
         (self.folder / "taken" / FILES[2]).mkdir(parents=True)
         for folder, path, reason in (("file", "file: the folder could not be created", "Not a directory"),
@@ -174,7 +165,7 @@ class Outputs(ReportTest):
         self.check_that_others_can_run_it()
         self.out.chmod(0o555)
         self.addCleanup(self.out.chmod, 0o755)
-        self.assertEqual(self.run_report("out", status=1, preexec_fn=leave_root).stderr,
+        self.assertEqual(self.run_report("out", status=1, preexec_fn=become_nobody).stderr,
                          f"Error: out/{FILES[0]}: could not be written: Permission denied\n")
 
     def test_full_file_system_is_reported(self):
@@ -196,14 +187,6 @@ class Outputs(ReportTest):
             self.assertEqual(self.run_report("out", "-z", stdout=full).stderr, "")
         self.assertEqual(self.run_report("out", status=1, preexec_fn=lambda: os.close(1)).stderr,
                          "Error: standard output could not be written: Bad file descriptor\n")
-
-
-def leave_root():
-    """For tests of what an unprivileged user may not do."""
-    if os.geteuid() == 0:
-        os.setgroups([])
-        os.setgid(65534)
-        os.setuid(65534)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The figures of a report, computed from the rows in the simplest way: all values in memory, sorted."""
+"""Computes the figures of a report from its rows in the simplest way: all values in memory, sorted."""
 
 import itertools
 import json
@@ -21,7 +21,7 @@ def read_rows(summary):
 
 
 def read_references(folder):
-    """Length by name, in the order of the names' bytes."""
+    """Returns {name: length}, ordered by the bytes of the names."""
     lines = (line for sam in folder.rglob("*.sam") for line in sam.read_text(errors="surrogateescape").split("\n"))
     lengths = {sn[3:]: int(ln[3:]) for tag, sn, ln, *_ in (line.split("\t") for line in lines if line[:3] == "@SQ")}
     return {name: lengths[name] for name in sorted(lengths, key=os.fsencode)}
@@ -37,7 +37,7 @@ def n50(lengths):
 
 
 def figures(summary, depth_most=400):
-    """The data that a page must contain for one summary, with depths in at most `depth_most` bins."""
+    """Returns the data that a page must contain for one summary, with depths in at most `depth_most` bins."""
     rows = read_rows(summary)
     references = read_references(summary.parent)
     hits = [row for row in rows if row["genome"] != "*"]
@@ -91,7 +91,7 @@ def strand_of(genome, references):
 
 
 def breadth(hits, length):
-    """The shares that at least 1, 10 and 30 alignments cover, from start to end."""
+    """Returns the shares of a sequence that at least 1, 10 and 30 alignments cover from start to end."""
     changes = [0] * (length + 1)
     for row in hits:
         changes[row["genome_start"] - 1] += 1
@@ -101,7 +101,7 @@ def breadth(hits, length):
 
 
 def per_reference(hits, references, breadths):
-    """Per name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth, breadth."""
+    """Returns by name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth, breadth."""
     table = {name: Counter() for name in references}
     for row in hits:
         name, is_reverse = strand_of(row["genome"], references)
@@ -115,7 +115,7 @@ def per_reference(hits, references, breadths):
 
 
 def depth_bins(hits, length, most):
-    """The mean depths in at most that many bins."""
+    """Returns the mean depths in at most `most` bins."""
     width = -(-length // most)
     covered = [0] * -(-length // width)
     for row in hits:
@@ -129,7 +129,7 @@ def page_data(page):
 
 
 def differences(shown, expected):
-    """The differences between a sample of a page and `expected`, as texts."""
+    """Returns descriptions of the differences between a page's sample and `expected`."""
     found = []
 
     def compare(what, one, other, tolerance=1e-6):
@@ -137,14 +137,15 @@ def differences(shown, expected):
             for i, value in enumerate(other):
                 compare(f"{what}, {i}", one[i] + 5e-7, value, 5.1e-7)
             return
-        # Figures are rounded to 6 digits; medians of ratios have a precision of 0.00001.
+        # The page's figures have 6 decimals.
         same = (one is None) == (other is None) and (one is None or abs(one - other) <= tolerance)
         if not same:
             found.append(f"{what}: {one}, expected {other}")
 
     for name, value in expected["totals"].items():
+        # Medians of ratios have a precision of 0.00001; lengths of 65 536 and more are counted in bins.
         tolerances = {"median_identity": 6e-6, "median_accuracy": 6e-6, "mean_depth": 6e-5}
-        if name in ("n50", "median_length") and value >= 1 << 16:  # Longer ones are not counted each by itself.
+        if name in ("n50", "median_length") and value >= 1 << 16:
             tolerances[name] = value / (1 << 15)
         compare(name, shown["totals"][name], value, tolerances.get(name, 1e-6))
     for name in ("accuracy", "accuracy_quality", "identity", "identity_quality", "lengths"):

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""The page of tavik_report in a headless Chromium. Debian's own Python runs this: its selenium drives the browser.
+"""Tests the page of tavik_report in a headless Chromium. Needs Debian's own Python, whose selenium drives the browser.
 
-TAVIK_REPORT_PICTURE in the environment names a PNG file: the picture of the example's page is written there."""
+If the environment variable TAVIK_REPORT_PICTURE names a PNG file, a picture of the example's page is written there."""
 
 import base64
 import json
@@ -31,7 +31,8 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Pixels of a picture that are opaque and coloured, so neither text nor grid.
+# Returns the width and height of a picture, and the number of its coloured, opaque pixels, which leaves out text and
+# grid.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();
@@ -49,7 +50,7 @@ DRAWN = """
     };
     image.onerror = () => done([0, 0, "no picture"]);
     image.src = source;"""
-# The last block of a PNG file: its length, its name and its checksum.
+# The last chunk of a PNG file: its length, name and checksum.
 PNG_END = b"\0\0\0\0IEND\xaeB\x60\x82"
 # Unusual names that files and sequences may have.
 HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x onerror=\"document.title='run'\">", b"\"'`&amp;${1}\\", b"@SCRIPT@",
@@ -57,7 +58,7 @@ HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x one
 
 
 def style_colours():
-    """The colours of the style sheet, for the light theme and for the dark one."""
+    """Returns the colours of the style sheet for the light theme and for the dark theme."""
     sheet = (SOURCE / "reports" / "page" / "report.css").read_text()
     return [dict(re.findall(r"--([\w-]+): (#\w{6})", block)) for block in re.findall(r":root.*?\n}", sheet, re.DOTALL)[:2]]
 
@@ -94,7 +95,8 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """A run of generated rows on references of decreasing share; all its figures differ from those of other samples."""
+        """Writes a run of random rows, fewer for each later reference. Its figures differ from those of other
+        samples."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -111,7 +113,8 @@ class BrowserTest(PageJudge):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
     def check_order(self, table, head, rows):
-        """A click on a heading sorts, numbers from the largest first; the next click reverses the order. Unknown values are last."""
+        """Checks that a click on a heading sorts (numbers with the largest first), that the next click reverses the
+        order, and that unknown values stay last."""
         clicks = self.script("""
             return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
               button.click();
@@ -154,14 +157,14 @@ class Page(BrowserTest):
         self.check_pictures()
 
     def check_pictures(self):
-        """The buttons' files: the charts, under their title."""
+        """Checks the pictures that the buttons save: the chart below its title."""
         folder = self.folder / "pictures"
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(folder)})
         names = [figure.get_attribute("id") for figure in self.browser.find_elements(By.CSS_SELECTOR, "figure") if figure.is_displayed()]
         for name in names:
             self.element(f"#{name} .save").send_keys(Keys.ENTER)
             path, picture, end = folder / f"out_{name}.png", b"", time.monotonic() + 60
-            # The browser may create the file before it has written all of it.
+            # The browser may create the file before its content is complete.
             while not picture.endswith(PNG_END) and time.monotonic() < end:
                 time.sleep(0.02)
                 picture = path.read_bytes() if path.exists() else b""
@@ -177,7 +180,7 @@ class Page(BrowserTest):
             self.browser.set_window_size(1200, round(height))
             self.browser.save_screenshot(os.environ["TAVIK_REPORT_PICTURE"])
 
-    def test_what_went_wrong_stands_above_all_and_nothing_where_all_is_well(self):
+    def test_findings_are_shown_above_the_figures_only_if_there_are_any(self):
         self.run_report(self.align_examples())
         self.open("out")
         self.assertEqual(self.element("#findings").is_displayed(), False)
@@ -222,9 +225,9 @@ class Page(BrowserTest):
 
 
 class Samples(BrowserTest):
-    def test_three_samples_with_hostile_names_are_told_apart_and_printed(self):
+    def test_three_samples_with_hostile_names_are_shown_compared_and_printed(self):
         names = ["b<i> & \"c\" " + "long " * 20, "empty", "\u00e9a"]
-        references = {name: 9000 - 1000 * i if i else 999_600 for i, name in enumerate(HOSTILE)}  # The first are 1 Mb.
+        references = {name: 9000 - 1000 * i if i else 999_600 for i, name in enumerate(HOSTILE)}  # 999 600 is shown as 1 Mb.
         for name, reads in zip(names, (900, 0, 2600)):
             self.make_sample(name, reads, references, 0.85)
         title = "</title></script><script>document.title = 'run'</script>@DATA@&amp;"
@@ -251,7 +254,7 @@ class Samples(BrowserTest):
             self.element(f"#compare-{ratio} button[data-scale=quality]").send_keys(Keys.ENTER)
         self.check_comparison(self.state(), samples, slots, names[2], is_quality=True)
         self.check_order("samples", *shown.samples_table(samples))
-        for name in (names[2], names[0]):  # Wherever their rows are now.
+        for name in (names[2], names[0]):  # The table is sorted differently now.
             self.element(f"#samples [data-sample='{names.index(name)}'] td:nth-child(2)").click()
             state = self.state()
             self.assertEqual((state["open"], state["verdict"]), ([shown.shown_name(name)], shown.verdict(samples[name])))
@@ -262,12 +265,12 @@ class Samples(BrowserTest):
         self.assertEqual(([name for name in before if state[name] != before[name]], other), ([], []))
 
     def check_paper(self, samples):
-        """All samples are printed, in light colours, and the page is unchanged afterwards."""
+        """Checks that all samples are printed in light colours, and that the page is unchanged afterwards."""
         self.element("#theme").send_keys(Keys.ENTER)
         before = self.state()
         self.script("addEventListener('beforeprint', () => { window.pixels = [...document.querySelectorAll('#paper canvas')].filter((canvas) => "
                     "!canvas.closest('[hidden]')).map((canvas) => canvas.toDataURL()); })")
-        size = {"width": 703, "height": 900, "deviceScaleFactor": 1, "mobile": False}  # The width of A4 within margins.
+        size = {"width": 703, "height": 900, "deviceScaleFactor": 1, "mobile": False}  # The width of A4 without its margins.
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", size)
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
         self.script("dispatchEvent(new Event('beforeprint'))")
@@ -303,7 +306,7 @@ class Samples(BrowserTest):
         state = self.state()
         self.check_comparison(state, samples, slots, "s0")
         self.check_sample(state, "s0", samples["s0"])
-        Select(self.element("#sample")).select_by_visible_text("s11")  # Takes the last one's place.
+        Select(self.element("#sample")).select_by_visible_text("s11")  # Takes the place of s8.
         slots[-1] = "s11"
         state = self.state()
         self.check_comparison(state, samples, slots, "s11")
@@ -316,8 +319,9 @@ class Samples(BrowserTest):
             slots[slots.index(out)] = into
             self.check_comparison(self.state(), samples, slots, "s11")
 
+
 def contrast(one, other):
-    """The contrast ratio of two colours as the Web Content Accessibility Guidelines define it."""
+    """Returns the contrast ratio of two colours as the Web Content Accessibility Guidelines define it."""
     def luminance(text):
         values = [int(text[i : i + 2], 16) for i in (1, 3, 5)] if text[0] == "#" else [int(v) for v in text[text.index("(") + 1 : -1].split(",")[:3]]
         linear = [v / 255 / 12.92 if v / 255 <= 0.04045 else ((v / 255 + 0.055) / 1.055) ** 2.4 for v in values]
@@ -328,7 +332,7 @@ def contrast(one, other):
 
 
 class Live(BrowserTest):
-    """The page of a run in progress. The note in it is that of tavik_live; the page is that of a finished run."""
+    """Tests the page of a run in progress: the page of a finished run with a note like tavik_live's."""
 
     def write_page(self, out, **note):
         page = out / "alignment_report.html"
@@ -342,10 +346,10 @@ class Live(BrowserTest):
     def wait_for(self, condition):
         end = time.monotonic() + 30
         while not condition():
-            self.assertLess(time.monotonic(), end, "waited in vain")
+            self.assertLess(time.monotonic(), end, "the condition was not met in time")
             time.sleep(0.05)
 
-    def test_page_renews_itself_keeps_what_was_chosen_and_stops_at_the_end(self):
+    def test_page_reloads_keeps_the_choices_and_stops_at_the_end(self):
         out = self.align_examples()
         self.run_report(out)
         self.text = (out / "alignment_report.html").read_text()
@@ -353,7 +357,7 @@ class Live(BrowserTest):
         self.write_page(out, made=now, until=now + 60_000)
         self.open("out")
         self.assertRegex(self.text_of("live"), r"^The run is in progress\. These figures are from [\d:]{8}\. New ones replace them by [\d:]{8} at the latest\.")
-        # The page may be reloaded between two calls, so each is complete in itself.
+        # The page may reload between two calls, so one call makes all choices.
         self.script("""
             for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();
             byId("sequence").value = 1;

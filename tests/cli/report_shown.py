@@ -1,6 +1,7 @@
-"""The texts and charts that a page of tavik_report must show for the figures computed by report_figures.py.
+"""Computes the texts and charts that a page of tavik_report must show for the figures from report_figures.py.
 
-`f` is the result of figures() for one sample. Each function returns what tests/cli/page_state.js finds on the page."""
+`f` is the result of figures() for one sample. Results have the form in which page_state.js collects them from the
+page."""
 
 import math
 from collections import Counter
@@ -24,7 +25,7 @@ def whole(number):
 
 
 def fixed(number, digits):
-    """Halves are rounded up, as browsers do."""
+    """Rounds halves up, as browsers do."""
     return f"{Decimal(repr(float(number))).quantize(Decimal(1).scaleb(-digits), ROUND_HALF_UP):,}"
 
 
@@ -54,7 +55,7 @@ def bases(number):
 
 
 def shown_name(name, most=80):
-    """A name's bytes as text; a long one without its middle."""
+    """Returns a name's bytes as text; a long name loses its middle."""
     text = name.encode(errors="surrogateescape").decode(errors="replace")
     return text if len(text) <= most else text[:most - most // 3 - 1] + "\u2026" + text[-(most // 3):]
 
@@ -68,7 +69,7 @@ def quality(ratio):
 
 
 def covered(ratio):
-    """Rounded down: 100 % means all."""
+    """Rounds down, so that 100 % means all."""
     return fixed(math.floor(1e4 * ratio + 1e-9) / 100, 2) + " %"
 
 
@@ -100,7 +101,7 @@ def verdict(f):
 
 
 def samples_table(samples):
-    """The heading, and for each sample the cells with the values by which they are sorted."""
+    """Returns the headings, and for each sample its cells as (value to sort by, text)."""
     head = ["Sample", "Reads", "Aligned", "Unmapped", "Rejected"]
     columns = [[(name, shown_name(name)) for name in samples],
                [(f["totals"]["reads"], whole(f["totals"]["reads"])) for f in samples.values()]]
@@ -123,7 +124,7 @@ def samples_table(samples):
 
 
 def references_table(f, most):
-    """Like samples_table, in the order of the reads."""
+    """Returns a table like samples_table, ordered by descending number of reads."""
     rows = []
     for name, (length, forward, reverse, aligned, identity, accuracy, depth, breadth) in f["references"].items():
         rows.append([(shown_name(name), shown_name(name)), *((value, NONE if value is None else whole(value))
@@ -152,14 +153,14 @@ def ratio_tick(is_quality):
 
 
 def bars_of(points, step):
-    """The borders of bars in whole steps of the fine bins, from their centres."""
+    """Returns the borders of bars, counted in fine bins of width `step`, from the bars' centres."""
     width = round((points[1]["x"] - points[0]["x"]) / step) if len(points) > 1 else None
     starts = [round(point["x"] / step - (width or 1) / 2) for point in points]
     return [(start, start + (width or round(2 * (points[0]["x"] / step - start)))) for start in starts]
 
 
 def histogram(counts, bars):
-    """The counts of fine bins in these bars; the first one also has everything below it."""
+    """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it."""
     first, last = bars[0][0], bars[-1][1]
     made = [sum(counts.get(fine, 0) for fine in range(*bar)) for bar in bars]
     made[0] += sum(count for fine, count in counts.items() if fine < first)
@@ -168,8 +169,9 @@ def histogram(counts, bars):
 
 
 def heat_map(counts, fine, cell, low, last):
-    """Counts {(column, row): count} of cells of this size from fine ones of that, each a (width, height). Rows below `low`
-    are moved up to it, columns and rows after `last`, if given, back to it."""
+    """Merges the counts of fine cells, {(column, row): count}, into larger cells. `fine`, `cell`: their sizes, as
+    (width, height). With `last`, later columns and rows are merged into column and row `last`; otherwise rows below
+    `low` are merged into row `low`."""
     made = Counter()
     for place, count in counts.items():
         column, row = (math.floor(at * small / large + 1e-6) for at, small, large in zip(place, fine, cell))
@@ -178,7 +180,7 @@ def heat_map(counts, fine, cell, low, last):
 
 
 def ramp_colour(stops, count, most):
-    """The colour of a count on a ramp of "#rrggbb" stops; the scale is logarithmic."""
+    """Returns the colour of a count on a logarithmic ramp of "#rrggbb" stops."""
     place = 2 * (1 if most == 1 else 0.08 + 0.92 * math.log(count) / math.log(most))
     lower = min(int(place), 1)
     one, other = ([int(stops[i][k:k + 2], 16) for k in (1, 3, 5)] for i in (lower, lower + 1))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tavik_report, end to end, without a browser. Each class is one test of ctest."""
+"""Tests tavik_report as a whole program, without a browser. Each class is one ctest test."""
 
 import gzip
 import json
@@ -12,8 +12,9 @@ from aligner_run import READS, REFERENCE, SOURCE
 from report_figures import differences, figures
 from report_run import FILES, HEADER, REPORT, ReportTest, row
 
+
 class Options(ReportTest):
-    def test_help_is_that_of_the_documentation_and_wrong_options_have_their_status(self):
+    def test_help_equals_the_documentation_and_wrong_options_are_refused(self):
         usage = self.run_report("-h").stdout
         self.assertEqual(usage, self.run_report().stdout)
         block = f"```\n$ tavik_report -h\n{usage.rstrip()}\n```\n"
@@ -27,7 +28,7 @@ class Options(ReportTest):
             self.assertEqual((done.stdout, done.stderr), ("", reason + "\n"))
         self.assertEqual(list(self.folder.iterdir()), [])
 
-    def test_report_goes_beside_the_first_summary_or_elsewhere(self):
+    def test_report_is_written_beside_the_first_summary_or_to_a_given_folder(self):
         out = self.write_run("out", [row(b"c")], {b"c": 1000})
         other = self.write_run("other", [row(b"c")] * 3, {b"c": 1000})
         shown = "out: 1 read, 1 aligned (100.0 %), 100 aligned bases, N50 100 bases, median identity 90.0 %\n"
@@ -39,7 +40,7 @@ class Options(ReportTest):
         self.assertEqual(sorted(path.name for path in (self.folder / "new/deep").iterdir()), sorted(FILES))
         self.assertEqual((other / FILES[0]).exists(), False)
 
-    def test_bad_summary_is_named_and_costs_no_other_sample(self):
+    def test_bad_summary_is_named_and_the_others_are_reported(self):
         self.write("bad/alignment_summary.txt", HEADER + "r\tc\n")
         self.write_run("good", [row(b"c")], {b"c": 1000})
         done = self.run_report("no", "bad", "good", status=1)
@@ -49,7 +50,7 @@ class Options(ReportTest):
         self.assertEqual(self.run_report("bad", status=1).stdout, "")
         self.assertEqual([path.name for path in (self.folder / "bad").iterdir()], ["alignment_summary.txt"])
 
-    def test_half_last_row_is_a_warning(self):
+    def test_incomplete_last_row_is_a_warning(self):
         self.write("out/alignment_summary.txt", HEADER.encode() + row(b"c") + row(b"c")[:-1])
         warning = "out/alignment_summary.txt: line 3: the row is incomplete, probably because the run was interrupted; it is not counted"
         self.assertEqual(self.run_report("out").stderr, f"Warning: {warning}\n")
@@ -58,7 +59,7 @@ class Options(ReportTest):
 
 
 class Figures(ReportTest):
-    def test_figures_of_the_example_are_those_of_its_rows(self):
+    def test_figures_of_the_example_match_its_rows(self):
         out = self.align_examples()
         self.run_report(out)
         (sample,) = self.data()["samples"]
@@ -67,9 +68,10 @@ class Figures(ReportTest):
         self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "min. coverage", "input files read", "warnings and errors")],
                          ["1.0.0", str(REFERENCE), "0.6", "3", "0 and 0"])
 
-    def test_figures_of_made_rows_are_those_of_sorted_lists(self):
-        random.seed(5)  # With other seeds, a length with a precision of 1 in 32768 may fall into a neighbouring bin.
-        bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Bin bounds.
+    def test_figures_of_generated_rows_match_sorted_lists(self):
+        # Lengths have a precision of 1 in 32 768, so with other seeds one could fall into a neighbouring bin.
+        random.seed(5)
+        bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Of bins.
         spread = [int(3_000_000 ** random.random()) for _ in range(9000)]
         cases = ([50], [2, 2, 4], [length for length in spread if length < 65536], spread + bounds)
         for number, lengths in enumerate(cases):
@@ -82,7 +84,7 @@ class Figures(ReportTest):
                 reverse = kind > 0.6
                 if size < 2 * length:
                     name, size = random.choice(((b"last", longest + 5000), (b"unknown", 2 * longest), (b"_rc", 2 * longest)))
-                    reverse += name != b"last" and kind > 0.8  # What is known of a name must not matter to the next row.
+                    reverse += name != b"last" and kind > 0.8  # A name must not affect the next row.
                 correct = random.choice((length, length * 9 // 10, *(random.randint(0, length) for _ in range(5))))
                 insertions, deletions = (int(length * random.random() ** 3) for _ in range(2))
                 deletions = min(deletions, size - length)
@@ -93,7 +95,7 @@ class Figures(ReportTest):
             self.assertEqual(self.run_report(out).stderr, "")
             self.assertEqual(differences(self.data(out.name)["samples"][0], figures(out / "alignment_summary.txt")), [])
 
-    def test_depth_and_breadth_are_those_of_samtools_for_primary_records(self):
+    def test_depth_and_breadth_match_samtools_for_primary_records(self):
         files = [self.write(f"in/{name.stem}_{i}.fastq", name.read_bytes())
                  for name, times in ((READS / "sample_1.fastq", 11), (READS / "sample_2.fastq", 5)) for i in range(times)]
         large, small = (part.split("\n", 1)[1].replace("\n", "") for part in REFERENCE.read_text().split(">")[1:])
@@ -133,7 +135,7 @@ class Figures(ReportTest):
         self.assertEqual((sample["totals"]["mean_depth"], sample["totals"]["breadth"]), (0.16, [0.16, 0, 0]))
         self.assertEqual([depth["name"] for depth in sample["depths"]], ["d", "c"])
 
-    def test_lengths_that_cannot_be_right_are_left_out_with_a_warning(self):
+    def test_contradictory_reference_lengths_are_left_out_with_a_warning(self):
         out = self.write_run("out", [row(b"c"), row(b"d"), row(b"x_rc")], {b"c": 99, b"d": 400, b"x": 500, b"x_rc": 500})
         self.write("out/b.sam", "@SQ\tSN:d\tLN:401\n")
         path = out / "alignment_summary.txt"
@@ -158,7 +160,7 @@ class Figures(ReportTest):
                           len(sample["depths"])), (300_000, 1000, 297_000, 24))
         self.assertEqual(max(len(one[0]) for one in sample["references"]["rows"]), 80)
 
-    def test_summary_without_reads_or_without_alignments_has_its_report(self):
+    def test_summary_without_reads_or_without_alignments_gets_a_report(self):
         for rows in ([], [b"r\t*\t-1" + b"\t-1" * 10 + b"\n"]):
             self.run_report(self.write_run("out", rows, {}))
             totals = self.data()["samples"][0]["totals"]
@@ -166,7 +168,7 @@ class Figures(ReportTest):
 
 
 class Multiqc(ReportTest):
-    def test_multiqc_takes_the_figures_of_two_samples(self):
+    def test_multiqc_reads_the_figures_of_two_samples(self):
         self.align_examples("lambda_1")
         self.align([READS / "sample_1.fastq", "missing.fastq"], save="lambda_2")
         for name in ("lambda_1", "lambda_2"):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Large runs: memory and descriptors stay flat, nothing is lost. The suite runs only Memory,
-scripts/prove all of it, which takes minutes."""
+"""Tests that large runs lose no read and need no more memory or descriptors than small ones. The suite runs only
+Memory; scripts/prove runs all classes, which takes minutes."""
 
 import contextlib
 import os
@@ -17,7 +17,7 @@ BASES = "".join(line.strip() for line in REFERENCE.read_text().splitlines() if l
 
 
 def noisy(bases, rate):
-    """`bases` with mismatches, insertions and deletions, a third of `rate` each."""
+    """Returns `bases` with mismatches, insertions and deletions, each at a third of `rate`."""
     edits = random.choices(("{0}", "{1}", "{0}{1}", ""), (1 - rate, rate / 3, rate / 3, rate / 3), k=len(bases))
     return "".join(edit.format(base, random.choice("ACGT")) for edit, base in zip(edits, bases))
 
@@ -33,7 +33,7 @@ class Large(AlignerTest):
         random.seed(1)
 
     def watched(self, folder, save, reference=REFERENCE, threads=4):
-        """Aligns a folder; returns the peak memory in kilobytes and the most descriptors seen open."""
+        """Aligns a folder; returns the peak memory in kilobytes and the largest number of open descriptors seen."""
         command = [PROGRAM, "-z", "-i", folder, "-s", self.folder / save, "-a", reference, "-t", str(threads)]
         process = subprocess.Popen(command)
         peak = most = 0
@@ -59,31 +59,31 @@ class Memory(Large):
 
     def test_memory_and_descriptors_do_not_grow_with_the_number_of_reads(self):
         (small, few), (large, many) = self.run_reads(self.reads), self.run_reads(10 * self.reads)
-        print(f"{self.reads} reads: {small} kB, ten times as many: {large} kB")
+        print(f"{self.reads} reads: {small} kB, {10 * self.reads} reads: {large} kB")
         self.assertLessEqual(large, 1.1 * small)
         self.assertEqual(many, few)
 
-    def test_workers_hold_no_header(self):
+    def test_workers_have_no_copies_of_the_header(self):
         genome = "".join(random.choices("ACGT", k=2000000))
         contigs = "".join(f">contig_{i // 100}\n{genome[i:i + 100]}\n" for i in range(0, len(genome), 100))
         reference = self.write("contigs.fa", contigs)
         self.write("in/reads.fastq", "".join(f"@r{i}\n{genome[i:i + 300]}\n+\n{'I' * 300}\n" for i in range(0, 200000, 1000)))
         (one, _), (many, _) = (self.watched(self.folder / "in", f"out{n}", reference, n) for n in (1, 32))
         print(f"1 worker: {one} kB, 32 workers: {many} kB")
-        self.assertLess(many - one, 16000)  # One header has 500 kB.
+        self.assertLess(many - one, 16000, "31 more headers of 500 kB each")
 
 
 class Scale(Memory):
     reads = 30000
 
-    def test_a_thousand_files_leave_no_descriptor_behind(self):
+    def test_a_thousand_files_leave_no_descriptor_open(self):
         for i in range(1000):
             self.write(f"in/{i}.fastq", short_reads(5))
         _, most = self.watched(self.folder / "in", "out")
         self.assertEqual((len(self.summary()), len(self.sam_files())), (5000, 1000))
         self.assertLess(most, 20)
 
-    def test_a_read_with_more_operations_than_bam_can_count_goes_through(self):
+    def test_a_read_with_more_cigar_operations_than_bam_can_store_is_aligned(self):
         genome = "".join(random.choices("ACGT", k=1200000))
         self.write("in/long.fasta", f">giant\n{noisy(genome, 0.12)}\n")
         self.run_aligner("-z", "-i", "in", "-s", "out", "-a", self.write("long.fa", f">long\n{genome}\n"))

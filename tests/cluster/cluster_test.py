@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the workflow on a real Slurm while things go wrong: no row is lost or duplicated, and chunks that cannot succeed
-fail by name. scripts/test-cluster runs it."""
+"""Runs the workflow on a real Slurm and causes failures: no row may be lost or duplicated, and chunks that cannot
+succeed must be named. scripts/test-cluster runs it."""
 
 import gzip
 import os
@@ -19,7 +19,7 @@ from slurm import Slurm, descendants, processes, state_of, wait_for
 SOURCE = Path(__file__).resolve().parents[2]
 WORKFLOW = SOURCE / "workflow"
 COMPLEMENT = str.maketrans("ACGT", "TGCA")
-# Bases of reads per file, in units of BASES. Most files share their SAM file's name with a file in another folder.
+# Bases of reads per file, in units of BASES. Most files have the same SAM file name as a file in another folder.
 FILES = {"a/1.fastq": 9, "a/2.fq": 14, "a/3.fastq.gz": 6, "b/1.fq": 12, "b/2.fastq": 5, "b/3.fastq.gz": 8,
          "c/1.fasta": 11, "c/5.fastq": 10, "c/6 x.fastq": 7}
 BASES = 150_000
@@ -36,11 +36,11 @@ def expect(condition, text):
 
 
 def make_data(folder):
-    """Writes a reference and reads from both strands, in which one base in twelve is wrong."""
+    """Writes a reference, and reads from both strands in which one base in twelve is random."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
-    # setsid makes it safe to stop the aligner: the kernel ends a process group that loses its slurmstepd while one of
-    # its processes is stopped.
+    # The kernel ends a process group that loses its slurmstepd while one of its processes is stopped, so the aligner,
+    # which the test stops, gets its own group.
     (folder / "aligner").write_text('#!/bin/sh\nexec setsid tavik_aligner "$@"\n')
     (folder / "aligner").chmod(0o755)
     (folder / "reference.fasta").write_text("".join(f">{name}\n{bases}\n" for name, bases in reference.items()))
@@ -76,7 +76,7 @@ def engine():
 
 
 def attempts_running():
-    """The running aligners: process id -> (chunk, attempt's folder)."""
+    """Returns the running aligners: {process id: (chunk, the attempt's folder)}."""
     found = {}
     for process, command in descendants(os.getpid()).items():
         if match := re.match(r"tavik_aligner .*-s (out/attempts/(\d+)-\S+) ", command):
@@ -85,15 +85,15 @@ def attempts_running():
 
 
 def stop(process):
-    """Stops the process; false if it had already ended."""
+    """Stops the process. Returns False if it has already ended."""
     os.kill(process, signal.SIGSTOP)
     wait_for("a process to stop", lambda: (state := state_of(process)) in "TZ" and state)
     return state_of(process) == "T"
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner that has written part of its results and whose chunk is not in `spared`. Returns its process id and
-    its chunk."""
+    """Stops an aligner that has written some of its results and whose chunk is not in `spared`. Returns the aligner's
+    process id and its chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
             if chunk in spared:
@@ -112,7 +112,7 @@ def catch_in_the_middle(spared):
 
 
 def step_of(process):
-    """The slurmstepd that a process descends from, and the number of its job."""
+    """Returns the slurmstepd that is an ancestor of the process, and the number of its job."""
     table = processes()
     while process in table:
         if match := re.match(r"slurmstepd: \[(\d+)\.batch\]", table[process][1]):
@@ -135,8 +135,8 @@ def trouble(slurm, cut_chunk):
     step, job = step_of(orphan)
     os.kill(step, signal.SIGKILL)
     wait_for("the end of slurmstepd", lambda: step not in descendants(os.getpid()))
-    expect(orphan in attempts_running(), "the aligner was not left behind")
-    say(f"killed slurmstepd of chunk {chunk_orphan}, whose aligner stays behind, stopped")
+    expect(orphan in attempts_running(), "the aligner ended with its slurmstepd")
+    say(f"killed slurmstepd of chunk {chunk_orphan}; its aligner remains, stopped")
 
     cancelled, chunk_cancelled = catch_in_the_middle({cut_chunk, chunk_killed, chunk_orphan})
     subprocess.run(["scancel", step_of(cancelled)[1]], check=True)
@@ -151,16 +151,16 @@ def trouble(slurm, cut_chunk):
     say("drained the node and resumed it")
 
     def requeued():
-        slurm.ask("scontrol", "reconfigure")  # The controller asks the node for its jobs.
+        slurm.ask("scontrol", "reconfigure")  # Makes the controller ask the node for its jobs.
         return slurm.jobs().get(job) == "PENDING"
     wait_for("the job without its slurmstepd to be queued again", requeued)
-    # Slurm delays it for two minutes. If it cannot start earlier, it fails and the engine submits it again.
-    wait_for("its release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
-                                                   capture_output=True, check=False).returncode == 0)
-    wait_for("its second attempt", lambda: any(chunk == chunk_orphan and process != orphan
-                                               for process, (chunk, _) in attempts_running().items()))
+    # Slurm would start the job again only after two minutes.
+    wait_for("the job's release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
+                                                         capture_output=True, check=False).returncode == 0)
+    wait_for("the job's second attempt", lambda: any(chunk == chunk_orphan and process != orphan
+                                                     for process, (chunk, _) in attempts_running().items()))
     os.kill(orphan, signal.SIGCONT)
-    say(f"chunk {chunk_orphan} is aligned again, and the aligner left behind goes on writing")
+    say(f"chunk {chunk_orphan} is aligned again, while the remaining aligner continues to write")
     return {chunk_killed, chunk_orphan, chunk_cancelled}
 
 
@@ -170,8 +170,8 @@ def rows(summary):
 
 
 def check_first_call(status, files, cut_chunk, repeated):
-    expect(status != 0, "the engine calls a run without all reads complete")
-    expect(not Path("out/alignment_summary.txt").exists(), "chunks were joined though one is missing")
+    expect(status != 0, "the engine succeeded although reads are missing")
+    expect(not Path("out/alignment_summary.txt").exists(), "chunks were joined although one is missing")
     done = {path.name for path in Path("out/chunks").iterdir() if any(path.iterdir())}
     expect(done == set(files) - {cut_chunk}, f"chunks done: {sorted(done)}, of {sorted(files)} without {cut_chunk}")
     for chunk in done:
@@ -199,10 +199,10 @@ def scenario(slurm):
         files.setdefault(chunk, []).append(file)
     cut_chunk = next(chunk for chunk, names in files.items() if str(cut) in names)
     say(f"{len(FILES)} files in {len(files)} chunks; one file is cut short")
-    expect(len(files) >= 6, "too few chunks for what is to happen to them")
+    expect(len(files) >= 6, "too few chunks for the failures")
     repeated = trouble(slurm, cut_chunk)
     check_first_call(first.wait(200), files, cut_chunk, repeated)
-    say("the engine gave up the cut file's chunk only")
+    say("the engine gave up only the chunk of the cut file")
 
     cut.write_bytes(whole)
     kept = {chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in set(files) - {cut_chunk}}
@@ -213,7 +213,7 @@ def scenario(slurm):
                    check=True, stderr=subprocess.DEVNULL)
     expect(rows("out/alignment_summary.txt") == rows("single/alignment_summary.txt"), "the rows differ")
     expect(not Path("out/failed.txt").exists(), "a failed chunk is still listed")
-    expect(not Path("out/attempts").exists(), "killed attempts were left behind")
+    expect(not Path("out/attempts").exists(), "files of killed attempts remain")
     say(f"the second call completed the run: {len(rows('out/alignment_summary.txt')) - 1} rows as in a single run")
 
 
@@ -227,12 +227,12 @@ def main():
     folder = Path(tempfile.mkdtemp(prefix="tavik_cluster_"))
     os.chdir(folder)
     make_data(folder)
-    say("made the data")
+    say("wrote the reference and the reads")
     slurm = Slurm(cpus=4, memory_mb=5000)
     failed = True
     try:
         with slurm:
-            say("Slurm is up")
+            say("Slurm is running")
             try:
                 scenario(slurm)
             except BaseException:

@@ -1,7 +1,7 @@
-"""A one-machine Slurm for tests: munged, slurmctld and slurmd, with all their files in one folder.
+"""Runs a one-machine Slurm for tests: munged, slurmctld and slurmd, with all their files in one folder.
 
-Runs as any user; the jobs run as that user too. It needs neither systemd nor cgroups nor a database. All daemons and
-the processes they leave are children of the test, which ends them by their process ids."""
+Any user can start it, and the jobs run as that user. It needs neither systemd nor cgroups nor a database. All daemons
+and their orphaned processes become children of the test, which ends them by their process ids."""
 
 import ctypes
 import os
@@ -15,11 +15,11 @@ from pathlib import Path
 
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 LIBC = ctypes.CDLL(None, use_errno=True)
-# Differences from the defaults, with reasons:
-# - no cgroups, which need systemd: linuxproc, task/none, jobacct_gather/none, no MPI;
-# - more processors than there are, so that several jobs run on a small machine: config_overrides;
-# - a job whose step has vanished is noticed within seconds of a reconfiguration: BatchStartTimeout;
-# - a job's state is available long after its end: MinJobAge.
+# Why some settings differ from the defaults:
+# - linuxproc, task/none, jobacct_gather/none, MpiDefault: cgroups would need systemd;
+# - config_overrides: several jobs run at once even on a machine with fewer processors;
+# - BatchStartTimeout: the controller notices within seconds of a reconfiguration that a job's step has vanished;
+# - MinJobAge: a job's state is available long after its end.
 CONFIGURATION = """\
 ClusterName=tavik
 SlurmctldHost={host}(127.0.0.1)
@@ -63,7 +63,7 @@ def free_ports(count):
 
 
 def processes():
-    """Every process of the machine that has not ended: id -> (parent's id, command line)."""
+    """Returns every process of the machine that has not ended: {id: (parent's id, command line)}."""
     found = {}
     for entry in Path("/proc").iterdir():
         if entry.name.isdigit():
@@ -73,12 +73,12 @@ def processes():
                 if state != "Z":
                     found[int(entry.name)] = (int(parent), command)
             except (OSError, IndexError):
-                pass  # It has ended meanwhile.
+                pass  # The process has ended meanwhile.
     return found
 
 
 def state_of(process):
-    """The letter of its state: T if stopped, Z if it has ended or no longer exists."""
+    """Returns the letter of a process's state: T if it is stopped, Z if it has ended or no longer exists."""
     try:
         return Path(f"/proc/{process}/stat").read_text().rsplit(") ", 1)[1][0]
     except OSError:
@@ -86,7 +86,7 @@ def state_of(process):
 
 
 def descendants(root):
-    """Ids and command lines of all processes below `root`."""
+    """Returns the ids and command lines of all descendants of process `root`."""
     table = processes()
     found, front = {}, [root]
     while front:
@@ -96,7 +96,7 @@ def descendants(root):
 
 
 def wait_for(what, condition, seconds=60):
-    """Waits for the first true result of `condition` and returns it; raises an error that names what did not happen."""
+    """Returns the first true result of `condition`. Raises TimeoutError, which names `what`, after `seconds`."""
     deadline = time.monotonic() + seconds
     while time.monotonic() < deadline:
         if answer := condition():
@@ -123,7 +123,7 @@ class Slurm:
         os.environ["SLURM_CONF"] = str(self.configuration)
 
     def __enter__(self):
-        # Orphaned processes become children of this process, so that it can find and end them.
+        # Makes orphaned processes children of this process, so that it can find and end them.
         LIBC.prctl(PR_SET_CHILD_SUBREAPER, 1)
         try:
             munge = self.folder / "munge"
@@ -156,7 +156,7 @@ class Slurm:
             except subprocess.TimeoutExpired:
                 daemon.kill()
                 daemon.wait()
-        # Steps and orphans of jobs. When one ends, this process may inherit its children.
+        # Job steps and orphans remain. When one ends, this process may inherit its children.
         deadline = time.monotonic() + 20
         while (left := descendants(os.getpid())) and time.monotonic() < deadline:
             for process in left:
@@ -189,5 +189,5 @@ class Slurm:
                        timeout=30)
 
     def jobs(self):
-        """All jobs that are not done: number -> state."""
+        """Returns all unfinished jobs: {number: state}."""
         return dict(line.split() for line in self.ask("squeue", "-h", "-o", "%i %T").splitlines())

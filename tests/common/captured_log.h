@@ -11,7 +11,7 @@
 
 namespace Tests {
 
-/// Collects the log records made during its lifetime. Only one may exist at a time; any thread may log.
+/// Collects the log records of all threads during its lifetime. Only one instance may exist at a time.
 class CapturedLog {
 public:
     CapturedLog() {
@@ -27,7 +27,7 @@ public:
         boost::log::core::get()->remove_sink(sink);
     }
 
-    /// The texts of all records so far with this severity, given by name.
+    /// The texts of all records so far with the severity of this name.
     Lines Of(const std::string& severity) const {
         const auto collector = sink->locked_backend();
         Lines texts;

@@ -1,4 +1,5 @@
-// Acts as a program that embeds the libraries and has its own sink on Boost.Log's core. It includes only one header.
+// Acts as a program that embeds the libraries, includes only this logging header, and has its own sink on Boost.Log's
+// core.
 #include "common/logger.h"
 
 #include <filesystem>
@@ -19,7 +20,7 @@ namespace {
 namespace logging = Common::logging;
 using logging::Severity;
 
-// Logs one record of each severity and returns the initials of those that reach the stream.
+// Logs one record of each severity and returns the initials of the severities whose records reach the stream.
 std::string Arrived(std::ostringstream& stream) {
     stream.str("");
     TAVIK_LOG(trace) << "t";
@@ -35,7 +36,7 @@ std::string Arrived(std::ostringstream& stream) {
     return texts;
 }
 
-TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
+TEST(Embedding, ForeignSinksReceiveWhatTheCoresFilterAndTheProgramAccept) {
     const auto core = boost::log::core::get();
     std::ostringstream stream;
     const auto backend = boost::make_shared<boost::log::sinks::text_ostream_backend>();
@@ -50,12 +51,12 @@ TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
     core->reset_filter();
 
     logging::Prepare();
-    EXPECT_EQ(Arrived(stream), "") << "nobody has said what this sink wants, and the core is off";
+    EXPECT_EQ(Arrived(stream), "") << "Prepare switches logging off, also for foreign sinks";
     const Tests::TemporaryFolder folder;
     logging::InitLogging("c", "c_verbose", true, false, "");
     logging::LoggerGroup::Instance().updateFileSink(logging::Loggers::main_file, "", "c", {});
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Arrived(stream), "we") << "those of the error console";
+    EXPECT_EQ(Arrived(stream), "we") << "the severities of the error console";
     logging::SetForeignSeverities({Severity::trace, Severity::info});
     EXPECT_EQ(Arrived(stream), "tiwe");
 
@@ -72,7 +73,7 @@ TEST(Embedding, SinksOfOthersGetWhatTheCoresFiltersAndTheProgramLetThrough) {
     for (const auto& file : std::filesystem::directory_iterator(folder.Path("new/folder"))) {
         EXPECT_EQ(Tests::ReadLines(file.path()), Tests::Lines{"c_verbose [verbose] v"});
     }
-    EXPECT_EQ(Arrived(stream), "tiwe") << "what a second group wanted goes with it, and nothing else";
+    EXPECT_EQ(Arrived(stream), "tiwe") << "the end of the second group removes only that group's severity";
     logging::SetForeignSeverities({});
     logging::InitLogging("c", "c_verbose", false, false, "");
     logging::LoggerGroup::Instance().SetFolder(folder.Path("new"));

@@ -68,7 +68,7 @@ TEST(FastQRecord, IsWrittenAsFastaOnlyWithBasesAndWithoutQualities) {
     EXPECT_EQ(FastQRecord("@r", "", "").ToString(), "@r\n\n+\n\n");
 }
 
-TEST(FastQRecord, AComposedTitleNamesMissingAttributes) {
+TEST(FastQRecord, ComposingATitleNamesTheMissingAttribute) {
     const std::pair<std::string, Common::Value> pairs[] = {{"read_id", "r7"},   {"run_id", "run"},
                                                            {"sample_id", "s"},  {"time_stamp", "now"},
                                                            {"read_number", -3}, {"channel", 512}};

@@ -44,7 +44,7 @@ std::string Rest(GzipHeadStart& head_start) {
     return text;
 }
 
-// Wherever the head start ends, by its limit or because it is taken over, the text and the verdict are the same.
+// The text and the verdict are the same wherever the head start ends, at its limit or when it is taken over.
 TEST(GzipHeadStart, IsContinuedWhereItEnds) {
     const Tests::TemporaryFolder folder;
     const auto text = Text(1'500'000);
@@ -70,7 +70,7 @@ TEST(GzipHeadStart, IsContinuedWhereItEnds) {
     }
 }
 
-TEST(GzipHeadStart, InflatesAsMuchAsItMayAndNoMore) {
+TEST(GzipHeadStart, InflatesUpToItsLimit) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("a.gz", Member(Text(3'000'000)));
     std::size_t first = 0;
@@ -84,7 +84,7 @@ TEST(GzipHeadStart, InflatesAsMuchAsItMayAndNoMore) {
     EXPECT_EQ(first, 1'000'000U);
 }
 
-TEST(GzipHeadStart, AFileThatIsNotTheSameAnyMoreIsReadAnew) {
+TEST(GzipHeadStart, IsRefusedForAFileThatHasChanged) {
     const Tests::TemporaryFolder folder;
     const auto data = Member(Text(400'000));
     const std::function<void(const std::string&)> changes[] = {
@@ -108,8 +108,8 @@ TEST(GzipHeadStart, AFileThatIsNotTheSameAnyMoreIsReadAnew) {
     EXPECT_FALSE(GzipHeadStart(folder.Path("."), 100).TakeOver());
 }
 
-// A sparse file of zeros, which are padding, is read for minutes.
-TEST(GzipHeadStart, AFileThatIsNotReadAfterAllIsLeftAtOnce) {
+// Reading this sparse file, whose zeros are padding, to its end would take minutes.
+TEST(GzipHeadStart, StopsAtOnceIfTheFileIsNotReadAfterAll) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("a.gz", Member(Text(400'000)));
     std::filesystem::resize_file(path, std::uintmax_t{1} << 40U);
@@ -121,8 +121,8 @@ TEST(GzipHeadStart, AFileThatIsNotReadAfterAllIsLeftAtOnce) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
-// Opening a pipe would take its data from the reading in turn.
-TEST(GzipHeadStart, APipeIsNotTouched) {
+// A head start that opened a pipe would take data from the later reader of the file.
+TEST(GzipHeadStart, DoesNotOpenAPipe) {
     const Tests::TemporaryFolder folder;
     ASSERT_EQ(::mkfifo(folder.Path("pipe.gz").c_str(), 0600), 0);
     GzipHeadStart head_start(folder.Path("pipe.gz"), 100);
@@ -132,7 +132,7 @@ TEST(GzipHeadStart, APipeIsNotTouched) {
     EXPECT_FALSE(head_start.TakeOver());
 }
 
-TEST(GzipHeadStarts, GoToTheNextGzipFilesInTurn) {
+TEST(GzipHeadStarts, AreGivenToTheNextGzipFiles) {
     const Tests::TemporaryFolder folder;
     const auto data = Member(Text(400'000));
     std::vector<std::string> files;
@@ -146,12 +146,12 @@ TEST(GzipHeadStarts, GoToTheNextGzipFilesInTurn) {
         return head_start != nullptr && head_start->Path() == files[index];
     };
     starts.Prepare(files, 0);
-    EXPECT_FALSE(given(0)) << "it is read at once";
-    EXPECT_FALSE(given(2)) << "its turn has not come";
+    EXPECT_FALSE(given(0)) << "a file that is read at once gets no head start";
+    EXPECT_FALSE(given(2)) << "file 0 is the current file";
     starts.Prepare(files, 2);
     EXPECT_TRUE(given(2));
     EXPECT_FALSE(given(2));
-    starts.Prepare(files, 3);  // Fails before it is opened.
+    starts.Prepare(files, 3);  // Nobody takes this file's head start, as when the file fails before it is opened.
     starts.Prepare(files, 4);
     EXPECT_TRUE(given(4));
     starts.Prepare(files, 6);
@@ -159,7 +159,7 @@ TEST(GzipHeadStarts, GoToTheNextGzipFilesInTurn) {
     GzipHeadStarts one(1, 100);
     one.Prepare(files, 3);
     one.Prepare(files, 5);
-    EXPECT_EQ(one.Take(files[5]), nullptr) << "two files ahead";
+    EXPECT_EQ(one.Take(files[5]), nullptr) << "at file 3, only file 4 is prepared";
 }
 
 }  // namespace

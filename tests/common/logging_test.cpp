@@ -20,7 +20,7 @@ namespace logging = Common::logging;
 using logging::Severity;
 using Tests::Lines;
 
-// The lines of the only file in `folder` whose name begins with `prefix`; empty if there is none.
+// Returns the lines of the only file in `folder` whose name begins with `prefix`; no lines if there is none.
 Lines LogLines(const Tests::TemporaryFolder& folder, const std::string& prefix) {
     Lines lines;
     for (const auto& entry : std::filesystem::directory_iterator(folder.Path(""))) {
@@ -32,7 +32,7 @@ Lines LogLines(const Tests::TemporaryFolder& folder, const std::string& prefix) 
     return lines;
 }
 
-// The last letter of each line: the text that LogOneOfEach writes.
+// Returns the last letter of each line, which is the text of a record from LogOneOfEach.
 std::string Texts(const Lines& lines) {
     std::string texts;
     for (const auto& line : lines) {
@@ -55,7 +55,7 @@ void LogOneOfEach() {
     TAVIK_LOG(error) << "e";
 }
 
-TEST(Severity, NamesConvertBothWaysAndNothingElseDoes) {
+TEST(Severity, NamesConvertBothWaysAndOtherTextsAreRefused) {
     for (const char* name : {"trace", "verbose", "message", "info", "warning", "error"}) {
         EXPECT_STREQ(ToString(logging::SeverityFromString(name)), name);
     }
@@ -68,7 +68,7 @@ TEST(Severity, NamesConvertBothWaysAndNothingElseDoes) {
 }
 
 TEST(Logging, EachSinkTakesItsSeverities) {
-    // Quiet or not, verbose or not, categories; what goes to standard output and to the verbose file.
+    // Whether the run is quiet and verbose, the categories, and the texts on standard output and in the verbose file.
     const std::tuple<bool, bool, std::string, std::string, std::string> cases[] = {
         {false, false, "", "m", ""},
         {true, false, "", "", ""},
@@ -100,10 +100,10 @@ TEST(Logging, EachSinkTakesItsSeverities) {
     logging::Prepare();
     int evaluated = 0;
     TAVIK_LOG(error) << ++evaluated;
-    EXPECT_EQ(evaluated, 0) << "a rejected record is not even built";
+    EXPECT_EQ(evaluated, 0) << "the text of a rejected record is not evaluated";
 }
 
-TEST(Logging, FilesLieInTheCurrentFolderUntilAnotherOneIsSet) {
+TEST(Logging, FilesAreInTheCurrentFolderUnlessAnotherOneIsSet) {
     const auto before = std::filesystem::current_path();
     const Tests::TemporaryFolder here, other;
     std::filesystem::current_path(here.Path(""));
@@ -118,12 +118,12 @@ TEST(Logging, FilesLieInTheCurrentFolderUntilAnotherOneIsSet) {
     LogOneOfEach();
     EXPECT_EQ(Texts(Tests::LinesOf(testing::internal::GetCapturedStderr())), "wewe");
     EXPECT_EQ(Texts(LogLines(here, "d_log-")), "miwe");
-    EXPECT_TRUE(std::filesystem::is_empty(other.Path(""))) << "no stray file where nothing was logged";
+    EXPECT_TRUE(std::filesystem::is_empty(other.Path(""))) << "a sink without records creates no file";
     logging::Prepare();
     std::filesystem::current_path(before);
 }
 
-TEST(Logging, OnlyTheFilesThatAreAskedForAreEnabledByDefault) {
+TEST(Logging, OnlyRequestedFilesAreEnabledByDefault) {
     for (const auto& [verbose, categories] : {std::pair(false, ""), std::pair(true, ""), std::pair(false, "x")}) {
         const auto options = logging::GetDefaultTavikLogOptions(false, verbose, categories);
         std::string enabled;
@@ -134,7 +134,7 @@ TEST(Logging, OnlyTheFilesThatAreAskedForAreEnabledByDefault) {
     }
 }
 
-TEST(Logging, NamesAndLinesHaveTheLocalTime) {
+TEST(Logging, FileNamesAndLinesHaveLocalTime) {
     constexpr std::time_t kEast = 13 * 3600 + 37 * 60;
     const char* const zone = std::getenv("TZ");
     const std::string old_zone = zone != nullptr ? zone : "";
@@ -160,7 +160,7 @@ TEST(Logging, NamesAndLinesHaveTheLocalTime) {
     ::tzset();
 }
 
-TEST(Logging, ARunKeepsTheLinesOfAnotherOneOfTheSameSecond) {
+TEST(Logging, RunsOfTheSameSecondKeepEachOthersLines) {
     const Tests::TemporaryFolder folder;
     for (int run = 0; run < 3; ++run) {
         StartLogging(folder, true, false, "");
@@ -174,7 +174,7 @@ TEST(Logging, ARunKeepsTheLinesOfAnotherOneOfTheSameSecond) {
     EXPECT_EQ(lines, 3U);
 }
 
-TEST(Logging, SinksGoOnlyToTheirLoggers) {
+TEST(Logging, SinksOfTheWrongTypeAreRefused) {
     const Tests::TemporaryFolder folder;
     StartLogging(folder, true, false, "");
     auto& group = logging::LoggerGroup::Instance();
@@ -183,17 +183,17 @@ TEST(Logging, SinksGoOnlyToTheirLoggers) {
     group.updateFileSink(logging::Loggers::output_console, folder.Path(""), "x", {});
     const auto said = Tests::LinesOf(testing::internal::GetCapturedStderr());
     EXPECT_EQ(said.size(), 2U);
-    for (const auto& line : said) {  // Says "file" for both: deliberate.
+    for (const auto& line : said) {  // The message says "file" for a stream sink, too: deliberate.
         EXPECT_TRUE(line.ends_with("[error] Failed to update file sink - received wrong logger type")) << line;
     }
 
     EXPECT_TRUE(logging::Accepts(Severity::info));
     group.updateFileSink(logging::Loggers::main_file, folder.Path(""), "x", {});
-    EXPECT_FALSE(logging::Accepts(Severity::info)) << "a sink that is not enabled";
+    EXPECT_FALSE(logging::Accepts(Severity::info)) << "default options do not enable the sink";
     logging::Prepare();
 }
 
-TEST(Logging, RecordsOfManyThreadsAreWholeLines) {
+TEST(Logging, RecordsOfManyThreadsAreCompleteLines) {
     const Tests::TemporaryFolder folder;
     StartLogging(folder, true, true, "");
     std::vector<std::jthread> threads;

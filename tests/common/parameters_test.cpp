@@ -18,8 +18,8 @@ using Common::OptionFlags;
 using Common::ParseStatus;
 using Arguments = std::vector<std::string>;
 
-// Returns the text without the words of Boost.Program_options, which differ between Boost versions. They are the part
-// inside the outer quotes of a line that begins with "Error". Checks only that the text contains `repeated`.
+// Replaces the messages of Boost.Program_options by "...", because they differ between Boost versions. They are between
+// the outer quotes of a line that begins with "Error". Also checks that the text contains `repeated`.
 std::string WithoutLibraryWords(const std::string& text, const std::string& repeated) {
     EXPECT_NE(text.find(repeated), std::string::npos) << text;
     return std::regex_replace(text, std::regex("(^|\n)(Error [a-z ]*: ').*'\\.\n"), "$1$2...'.\n");
@@ -57,7 +57,7 @@ public:
     std::string only;
 };
 
-TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
+TEST(Parameters, EveryFaultHasItsMessageAndItsStatusBit) {
     const std::string missing = "Missing required option 'name'.\n";
     const std::string faulty = "Error parsing command line: '...'.\n" + missing;
     const auto on_line = [](const std::string& word) {
@@ -70,7 +70,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
     constexpr unsigned kFaulty = ParseStatus::ParseError | ParseStatus::MissingOption;
     constexpr unsigned kUnexpected = ParseStatus::UnexpectedOption, kVersion = ParseStatus::VersionRequested;
     const std::string version = "Version requested.\n";
-    // Last column: the faulty input, which Boost's message must repeat.
+    // Arguments, configuration file, status, errors, information, faulty input that Boost's message must repeat.
     const std::tuple<Arguments, std::string, unsigned, std::string, std::string, std::string> cases[] = {
         {{"-n", "x", "--count=5", "-f"}, "", 0, "", "", ""},
         {{"--count", "5"}, "", ParseStatus::MissingOption, missing, "", ""},
@@ -78,7 +78,7 @@ TEST(Parameters, EveryFaultHasItsTextAndItsBit) {
         {{"-n", "x", "--nope", "word"}, "", kUnexpected, "", on_line("--nope") + on_line("word"), ""},
         {{"-n", "x", "--cou", "5"}, "", 0, "", "", ""},
         {{"-n", "x", "--count", "abc"}, "", kFaulty, faulty, "", "abc"},
-        // A value that looks like a placeholder of the message.
+        // The value looks like a placeholder of the message.
         {{"-n", "x", "--count", "%value%"}, "", kFaulty, faulty, "", "\\x25value\\x25"},
         {{"-n", "x", "--count"}, "", kFaulty, faulty, "", "--count"},
         {{"-n", "x", "-d"}, "", kFaulty, faulty, "", "--data_path"},
@@ -110,7 +110,7 @@ TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
     const auto missing = [](const std::string& path) { return "Config file: " + path + " does not exist!\n"; };
     const std::string unreadable = "Error reading config file: '...'.\n";
     const std::string twice = "Error parsing command line: '...'.\n";
-    // Default name; error; values of the options config and count.
+    // Arguments, default name, error, and the values of the options `config` and `count`.
     const std::tuple<Arguments, std::string, std::string, std::string, int> cases[] = {
         {{"-d", folder.Path(""), "--config", "settings.cfg"}, "", "", "settings.cfg", 9},
         {{"-c", settings}, "", "", settings, 9},
@@ -132,7 +132,7 @@ TEST(Parameters, TheConfigurationFileIsFoundByNameFolderOrDefault) {
     }
 }
 
-TEST(Parameters, TheDefaultDataFolderLiesBesideTheProgramsOwn) {
+TEST(Parameters, TheDefaultDataFolderIsBesideTheProgramsFolder) {
     const auto beside = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "data";
     const auto data_path = [](const Arguments& arguments, const std::string& data_override) {
         TestedParameters parameters;
@@ -148,7 +148,7 @@ TEST(Parameters, TheDefaultDataFolderLiesBesideTheProgramsOwn) {
     EXPECT_EQ(data_path({"--data_path", "/given", "-n", "x"}, ""), "/given");
 }
 
-TEST(Parameters, AWrittenListingReadsBack) {
+TEST(Parameters, WrittenParametersCanBeReadBack) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Path("listing");
     TestedParameters written;
@@ -168,12 +168,12 @@ TEST(Parameters, AWrittenListingReadsBack) {
     const Tests::CapturedLog log;
     read.WriteParameters("/dev/full", {}, false);
     EXPECT_EQ(log.Of("error"), Tests::Lines{"Could not write parameters to /dev/full: No space left on device"});
-    TestedParameters lost;  // A path from the program itself is opened without checking that it exists.
+    TestedParameters lost;  // A path from the program itself is opened without a check that it exists.
     EXPECT_EQ(lost.Run({"-n", "x"}, nullptr, "/no"), ParseStatus::ConfigReadError);
     EXPECT_EQ(WithoutLibraryWords(lost.error_text, "'/no'"), "Error reading config file: '...'.\n");
 }
 
-TEST(Parameters, WrongRegistrationsThrow) {
+TEST(Parameters, InvalidRegistrationsThrow) {
     TestedParameters parameters;
     int number = 0;
     bool flag = false;

@@ -55,12 +55,12 @@ TEST_F(ProcessLauncherTest, StatusIsReturnedUndecodedOrThrown) {
     EXPECT_EQ(launcher.Launch("kill -9 $$", false), 9);
     EXPECT_EQ(launcher.ErrorOf("exit 3"), "Command 'exit 3' finished with error code 768");
     EXPECT_EQ(launcher.ErrorOf("kill -9 $$"), "Command 'kill -9 $$' finished with error code 9");
-    EXPECT_EQ(fs::current_path(), start) << "restored after a command that failed";
+    EXPECT_EQ(fs::current_path(), start) << "a command that failed restores the current folder, too";
     EXPECT_THROW(TestedLauncher(folder.Write("file", "")).Launch("true", true), std::runtime_error);
     EXPECT_EQ(fs::current_path(), start);
 }
 
-// Otherwise a command started meanwhile by another thread would hold it open.
+// A command that another thread starts at the same time must not keep the pipe open.
 TEST_F(ProcessLauncherTest, ThePipeIsNotInherited) {
     TestedLauncher launcher("");
     const int next = ::dup(STDOUT_FILENO);  // The pipe will get this number.
@@ -69,8 +69,8 @@ TEST_F(ProcessLauncherTest, ThePipeIsNotInherited) {
     EXPECT_EQ(launcher.output, "flags:\t02000000\n") << "O_CLOEXEC";
 }
 
-// Deliberate: only a launch that reaches the end of its command restores the working directory.
-TEST_F(ProcessLauncherTest, TooLongAnOutputThrowsAndLeavesTheWorkingDirectory) {
+// Deliberate: only a launch that waits for the end of its command restores the working directory.
+TEST_F(ProcessLauncherTest, ExcessiveOutputThrowsWithoutRestoringTheWorkingDirectory) {
     TestedLauncher launcher(folder.Path("."));
     launcher.max_output_size = 5000;
     EXPECT_EQ(launcher.Launch("head -c 5000 /dev/zero | tr '\\0' x", true), 0);
@@ -78,7 +78,7 @@ TEST_F(ProcessLauncherTest, TooLongAnOutputThrowsAndLeavesTheWorkingDirectory) {
     EXPECT_TRUE(fs::equivalent(fs::current_path(), folder.Path(".")));
 }
 
-TEST_F(ProcessLauncherTest, OwnedFolderAppearsOnUseAndGoesWithItsOwner) {
+TEST_F(ProcessLauncherTest, OwnedFolderIsCreatedOnUseAndRemovedWithItsOwner) {
     const Tests::CapturedLog log;
     const std::regex unique("([0-9a-f]{4}-){3}[0-9a-f]{4}(\\.fasta)?");
     std::string used, unused;

@@ -1,4 +1,4 @@
-// For tests of code that logs: without this, every record would be made and printed until a test configures logging.
+// Linked to tests of code that logs. Otherwise every record would be built and printed until a test configures logging.
 
 #include "common/logging/logger_group.h"
 

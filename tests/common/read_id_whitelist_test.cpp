@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(ReadIdWhitelist, LinesAreCleanedAndIdsWithBlanksLeftOut) {
+TEST(ReadIdWhitelist, LinesAreTrimmedAndIdsWithSpacesAreLeftOut) {
     using Ids = std::unordered_set<std::string>;
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;

@@ -13,7 +13,7 @@ namespace {
 using Common::SequencingFileAdapter;
 using Tests::Lines;
 
-// Each record as "title|sequence|qualities", then the text of the exception, if one ended the iteration.
+// Returns each record as "title|sequence|qualities", and at the end the message of an exception, if one was thrown.
 Lines Walk(std::istream&& stream) {
     Lines seen;
     const auto error = Tests::ErrorOf([&] {
@@ -29,7 +29,7 @@ Lines Walk(std::istream&& stream) {
     return seen;
 }
 
-TEST(SequencingFile, TextIsWalkedRecordByRecord) {
+TEST(SequencingFile, TextIsReadRecordByRecord) {
     const std::string no_header = "Invalid fasta description, it should start with '>'. acgt";
     const std::string no_base = "Sequence contained an unexpected character '-' at position 2\nHeader: >a\n";
     const std::pair<std::string, Lines> cases[] = {
@@ -49,7 +49,7 @@ TEST(SequencingFile, TextIsWalkedRecordByRecord) {
     }
 }
 
-TEST(SequencingFile, AFastqWalkBeginsOnceAndKeepsItsLastRecord) {
+TEST(SequencingFile, FastqIterationStartsOnceAndKeepsTheLastRecord) {
     std::istringstream text("@a\nAC\n+\nII\n@b\nG\n+\nJ\n@c\n");
     Common::FastQIterable reads(text);
     reads.begin();
@@ -61,7 +61,7 @@ TEST(SequencingFile, AFastqWalkBeginsOnceAndKeepsItsLastRecord) {
     EXPECT_EQ(reads.Current().ToString(), "@b\nG\n+\nJ\n");
 }
 
-// Misuse of the iterators deliberately ends the process. So does a file without any record, which is not skipped.
+// Misuse of the iterators deliberately ends the process, and so does a file without any record.
 TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     std::istringstream text("@r\nA\n+\nI\n");
     SequencingFileAdapter adapter(text);
@@ -73,7 +73,7 @@ TEST(SequencingFileDeathTest, MisuseEndsTheProcess) {
     EXPECT_DEATH(Walk(std::istringstream("@r\nA\n")), "terminate");
 }
 
-// Returns its text, then fails.
+// Yields its text, then fails.
 class FailingDevice : public std::streambuf {
 public:
     explicit FailingDevice(const std::string& text) : text(text) {}
@@ -90,7 +90,7 @@ private:
     std::string text;
 };
 
-TEST(SequencingFile, AFailingDeviceEndsTheReadsWithAMessage) {
+TEST(SequencingFile, AFailingDeviceEndsTheIterationWithAMessage) {
     const auto invalid_state = [](std::ios_base::iostate bits) {
         return "Error reading fasta input. Stream in invalid state: " + std::to_string(bits);
     };

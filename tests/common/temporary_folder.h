@@ -34,7 +34,7 @@ private:
     std::string path;
 };
 
-/// A path as one word of a shell command. It must not contain a single quote.
+/// Returns a path, which must not contain a single quote, as one word of a shell command.
 inline std::string Quoted(const std::string& path) {
     return "'" + path + "'";
 }

@@ -32,7 +32,7 @@ inline Lines ReadLines(const std::string& path) {
     return LinesOf(ReadAll(path));
 }
 
-/// The message of the exception that `action` throws; "nothing thrown" without one.
+/// The message of the exception that `action` throws; "nothing thrown" if there is none.
 inline std::string ErrorOf(const std::function<void()>& action) {
     try {
         action();
@@ -42,7 +42,7 @@ inline std::string ErrorOf(const std::function<void()>& action) {
     return "nothing thrown";
 }
 
-/// The same bases in every run. `state` is the generator's state, updated for the next call.
+/// Random bases, always the same for one value of `state`, which is updated for the next call.
 inline std::string RandomBases(unsigned& state, std::size_t count) {
     std::string bases;
     while (bases.size() < count) {

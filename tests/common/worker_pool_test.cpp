@@ -45,7 +45,7 @@ std::vector<int> UpTo(int size) {
     return numbers;
 }
 
-// `size` records titled with their number, each replacing the previous one in the same object.
+// Yields `size` records, titled with their numbers. Each replaces the previous one in the same object.
 struct Records {
     struct Iterator {
         Records* records;
@@ -70,13 +70,13 @@ struct Records {
     FastQRecord current = {};
 };
 
-// Kills a test that hangs.
+// Ends a test that hangs.
 class Jobs : public testing::Test {
 protected:
     Jobs() { ::alarm(60); }
     ~Jobs() override { ::alarm(0); }
 
-    // Runs `job` for each record; returns the numbers of the records in the order in which their jobs began.
+    // Runs `job` for each record and returns the records' numbers in the order in which their jobs began.
     std::vector<int> RunLoop(Records records, int threads, const RecordJob& job) {
         std::vector<int> begun;
         std::mutex mutex;
@@ -111,7 +111,7 @@ TEST_F(WorkerPoolJobs, ReportsHowEachJobEnded) {
         pool.WaitForFinishedJob(std::chrono::minutes(1));
         pool.Refresh();
     }
-    EXPECT_LT(Clock::now() - start, seconds(30)) << "a job's end ends the wait";
+    EXPECT_LT(Clock::now() - start, seconds(30)) << "the wait did not end with the job";
     pool.WaitForFinishedJob(milliseconds(1));
     EXPECT_EQ(pool.Finished(), Indices{0});
     EXPECT_EQ(pool.At(0).result, 2);
@@ -136,7 +136,7 @@ TEST_F(WorkerPoolJobs, ReportsHowEachJobEnded) {
     EXPECT_EQ(pool.At(0).result, 0);
 }
 
-TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
+TEST_F(WorkerPoolJobs, TheFirstWorkerToFinishRunsTheStagedJob) {
     std::latch ends[] = {std::latch(1), std::latch(1), std::latch(1)};
     std::atomic<int> runs = 0;
     std::latch begun(1);
@@ -157,7 +157,7 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
         WorkerPool pool(2);
         EXPECT_EQ(pool.Submit(waits_for(ends[0], 10), 0, kRecord), 0);
         EXPECT_EQ(pool.Submit(waits_for(ends[1], 11), 1, kRecord), 1);
-        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "none is idle";
+        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "no worker is idle";
         pool.Stage(next, record);
         record = FastQRecord("@9", "", "");
         pool.Refresh();
@@ -168,16 +168,16 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
             ends[1].count_down();
         });
         pool.WaitForFinishedJob(seconds(20));
-        EXPECT_LT(Clock::now() - start, seconds(10)) << "a job's end ends the wait where its worker goes on, too";
+        EXPECT_LT(Clock::now() - start, seconds(10)) << "the wait did not end with a job whose worker has a staged job";
         begun.wait();
         ends[0].count_down();
         while (pool.Finished().size() < 2) {
             pool.WaitForFinishedJob(seconds(1));
             pool.Refresh();
         }
-        EXPECT_EQ(pool.At(1).result, 11) << "of the job before the staged one";
+        EXPECT_EQ(pool.At(1).result, 11) << "not the result of the job before the staged one";
         pool.Reset(0);
-        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "the worker that runs it is still to be reset";
+        EXPECT_EQ(pool.Submit(next, 2, record), -1) << "the worker that runs the staged job has not been reset";
         pool.Reset(1);
         EXPECT_EQ(pool.Submit(next, 2, record), 1);
         EXPECT_EQ(pool.At(1).status, Status::working);
@@ -185,7 +185,7 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
         pool.WaitForAll();
         EXPECT_EQ(pool.At(1).result, 200);
 
-        // A job that ended before a refresh leaves its worker free, and Submit starts the next job there.
+        // Stage does nothing if a job has ended since the last refresh; Submit then starts the staged job.
         pool.Reset(1);
         EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 3, record), 0);
         EXPECT_EQ(pool.Submit(sleeps, 4, record), 1);
@@ -204,10 +204,10 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToEndGoesOnWithTheStagedJob) {
         pool.Submit(sleeps, 7, record);
         pool.Stage(next, record);
     }
-    EXPECT_EQ(runs, 2) << "no job runs that is not submitted before the end";
+    EXPECT_EQ(runs, 2) << "a job that was staged but not submitted ran at the pool's end";
 }
 
-TEST_F(WorkerPoolJobs, KeepsTheResultsOfTwoJobsButNoJobThatHasEnded) {
+TEST_F(WorkerPoolJobs, KeepsTwoResultsOfAWorkerButNoFinishedJob) {
     WorkerPool pool(1);
     std::latch end(1);
     const auto result = std::make_shared<int>(20);
@@ -226,7 +226,7 @@ TEST_F(WorkerPoolJobs, KeepsTheResultsOfTwoJobsButNoJobThatHasEnded) {
     EXPECT_EQ(pool.At(0).result, 20);
 }
 
-TEST_F(WorkerPoolJobs, WorkersWithoutAJobCostNothing) {
+TEST_F(WorkerPoolJobs, UnusedWorkersCostNothing) {
     WorkerPool pool(INT_MAX);
     EXPECT_EQ(pool.Idle().size(), pool.Size());
     for (int i = 0; i < 3; ++i) {
@@ -243,7 +243,7 @@ TEST_F(WorkerPoolJobs, WorkersWithoutAJobCostNothing) {
     EXPECT_EQ(WorkerPool(-1).Size(), 0U);
 }
 
-// If each hand-over took the full millisecond between two refreshes, one worker would take twenty seconds.
+// If each hand-over waited a full millisecond for the next refresh, one worker would take twenty seconds.
 TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
     for (const int threads : {1, 2, 8}) {
         const auto start = Clock::now();
@@ -257,19 +257,19 @@ TEST_F(ThreadedLoopJobs, OneWorkerKeepsTheOrderAndManyLoseNothing) {
             std::ranges::sort(begun);
         }
         EXPECT_EQ(begun, UpTo(20000)) << threads;
-        EXPECT_LT(Clock::now() - start, seconds(7)) << "the end of a job is seen at once";
+        EXPECT_LT(Clock::now() - start, seconds(7)) << "the owner noticed the ends of jobs too late";
     }
 }
 
-TEST_F(ThreadedLoopJobs, WithAndWithoutVerboseRecordsTheSameIsDone) {
+TEST_F(ThreadedLoopJobs, VerboseLoggingChangesNothingElse) {
     for (const int threads : {1, 2, 8}) {
         for (const bool verbose : {false, true}) {
-            Common::logging::Prepare();  // Other tests of this program may have left the log on.
+            Common::logging::Prepare();  // Earlier tests may have left logging on.
             const auto log = verbose ? std::make_unique<Tests::CapturedLog>() : nullptr;
             EXPECT_EQ(Common::logging::Accepts(Common::logging::Severity::verbose), verbose);
             std::atomic<int> ended = 0, running = 0, most_running = 0;
             Records records{500};
-            records.before_reading = [&](int number) { EXPECT_LE(number - ended, threads) << "in memory at once"; };
+            records.before_reading = [&](int number) { EXPECT_LE(number - ended, threads) << "too many in memory"; };
             auto begun = RunLoop(records, threads, [&](FastQRecord& record) {
                 most_running = std::max(most_running.load(), ++running);
                 std::this_thread::sleep_for(std::chrono::microseconds(NumberOf(record) % 50));
@@ -285,8 +285,8 @@ TEST_F(ThreadedLoopJobs, WithAndWithoutVerboseRecordsTheSameIsDone) {
     }
 }
 
-// Jobs that keep the processors busy use few threads; jobs that wait use as many as there are workers.
-TEST_F(ThreadedLoopJobs, MoreWorkersThanCanHelpAreNotUsed) {
+// More threads than processors do not help jobs that keep the processors busy.
+TEST_F(ThreadedLoopJobs, WorkersThatCannotHelpAreNotUsed) {
     std::set<std::thread::id> threads;
     std::mutex mutex;
     RunLoop({2000}, INT_MAX, [&](FastQRecord&) {
@@ -298,14 +298,14 @@ TEST_F(ThreadedLoopJobs, MoreWorkersThanCanHelpAreNotUsed) {
     EXPECT_LT(threads.size(), 500U);
 }
 
-// Neither the owner nor the worker left without a job by the third one may spin.
+// Neither the owner nor the worker that has no job during the third one may spin.
 TEST_F(ThreadedLoopJobs, WaitingTakesNoProcessorTime) {
     const auto before = std::clock();
     RunLoop({3}, 2, [](FastQRecord&) { return std::this_thread::sleep_for(milliseconds(150)), 1; });
     EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 40);
 }
 
-TEST_F(ThreadedLoopJobs, AFailedJobCostsItsReadAlone) {
+TEST_F(ThreadedLoopJobs, AFailedJobAffectsItsReadOnly) {
     const RecordJob fails = [](FastQRecord& record) -> int { throw std::runtime_error(record.GetTitle()); };
     for (const int threads : {1, 4}) {
         EXPECT_EQ(RunLoop({60}, threads, fails).size(), 60U);
@@ -320,10 +320,10 @@ TEST_F(ThreadedLoopJobs, AFailedJobCostsItsReadAlone) {
     };
     EXPECT_THROW(RunLoop({60}, 1, job), int);
     EXPECT_GE(ended, 21);
-    EXPECT_LE(ended, 22) << "at most the staged job runs after it";
+    EXPECT_LE(ended, 22) << "more than the staged job ran after an exception of unknown type";
 }
 
-TEST_F(ThreadedLoopJobs, TheLogHasItsOrder) {
+TEST_F(ThreadedLoopJobs, TheLogFollowsTheModel) {
     constexpr int kJobs = 300;
     const RecordJob job = [](FastQRecord& record) {
         const auto number = NumberOf(record);
@@ -347,7 +347,7 @@ TEST_F(ThreadedLoopJobs, TheLogHasItsOrder) {
     EXPECT_EQ(log.Of("verbose"), Tests::Lines(10, "Submitting job 0"));
 }
 
-TEST_F(ThreadedLoopJobs, AFailingReadOfTheInputWaitsForTheSubmittedJobs) {
+TEST_F(ThreadedLoopJobs, AnErrorOfTheInputWaitsForTheSubmittedJobs) {
     std::atomic<int> done = 0;
     EXPECT_EQ(Tests::ErrorOf([&] {
                   RunLoop({10, 6}, 4, [&](FastQRecord&) {

@@ -1,4 +1,4 @@
-// A configuration file: parsing never throws; it keeps its error messages as text.
+// Parses the input as a configuration file, which never throws: error messages are kept as text.
 
 #include <array>
 #include <sstream>

@@ -9,7 +9,7 @@
 
 namespace Fuzz {
 
-/// Writes the input to an in-memory file that only this process uses, and returns its path.
+/// Writes the input to an in-memory file for this process only, and returns the file's path.
 inline std::string WriteInput(const std::uint8_t* data, std::size_t size, const std::string& extension) {
     const auto path = "/dev/shm/tavik-fuzz-" + std::to_string(::getpid()) + extension;
     std::ofstream(path, std::ios_base::binary | std::ios_base::trunc)

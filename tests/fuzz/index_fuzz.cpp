@@ -1,4 +1,4 @@
-// A prebuilt index: loading refuses it, or mapping a read against it works.
+// Loads the input as a prebuilt index: loading refuses it, or mapping a read against it works.
 
 #include <cstdlib>
 #include <string>
@@ -9,7 +9,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static std::string bases = "ACGTTGCAAGTCCATGGATTCAGGCTAAGCTTACGGATCCATTAGCAGGTCATACGGTTACAGT";
     static std::string name = "read";
-    // Each refusal writes a line to standard error; scripts/fuzz sends them to its log.
+    // Each refusal writes a line to standard error, which scripts/fuzz redirects to its log.
     mm_idx_t* const index = qelmm_load_index(Fuzz::WriteInput(data, size, ".mmi").c_str());
     if (index != nullptr) {
         mm_bseq1_t read{};

@@ -1,4 +1,5 @@
-// An index of tavik_index: loading refuses it, or mapping a read against it works or fails with a message.
+// Loads the input as an index of tavik_index: loading refuses it, or mapping a read against it works or fails with a
+// message.
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,10 +16,10 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 
 namespace {
 
-// Sets a number in a section or in the header to one that is often wrong.
+// Changes a number in a section or in the header to one that is likely to be wrong.
 void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
     const auto below = [&](std::size_t end) { return end > 0 ? random() % end : 0; };
-    // Most numbers elsewhere are checked at opening, so that no look-up follows.
+    // Mostly in the table: loading checks most numbers elsewhere, so that no look-up would follow.
     const auto table = static_cast<std::size_t>(qel_minimap2::SectionKind::table) - 1;
     const auto number_of_section = below(8) == 0 ? below(qel_minimap2::kSectionKinds + 1) : table;
     const auto& section = Tests::MappedParts(bytes).Header().sections[number_of_section];
@@ -48,7 +49,7 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 
 }  // namespace
 
-// Without correct checksums, hardly any input would get beyond their comparison.
+// Corrects the checksums of most inputs, because loading compares them first and refuses any other input.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);
@@ -75,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static std::string name = "read";
     qelmm_set_threads(1);
     const auto path = Fuzz::WriteInput(data, size, ".tvi");
-    // Each refusal writes a line to standard error; scripts/fuzz sends them to its log.
+    // Each refusal writes a line to standard error, which scripts/fuzz redirects to its log.
     mm_idx_t* const index = qelmm_load_index(path.c_str());
     const bool is_sound = qelmm_check_index(path.c_str()) == nullptr;
     if (index != nullptr) {
@@ -86,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         char* const text = qelmm_align(index, qelmm_cache_idx_occ_thres(index), read);
         const bool failed = std::string_view(text).starts_with("ERROR:");
         if (failed && is_sound) {
-            std::abort();  // The check must find whatever a look-up finds.
+            std::abort();  // qelmm_check_index must find every fault that a look-up finds.
         }
         if (!failed) {
             std::free(text);

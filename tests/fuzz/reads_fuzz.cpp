@@ -1,4 +1,5 @@
-// A read file, gzip or plain by its first byte: the reader returns records or throws a std::exception.
+// Reads the input as a read file, gzip or plain by its first byte: the reader returns records or throws a
+// std::exception.
 
 #include <exception>
 
@@ -30,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         boost::iostreams::filtering_istream stream;
         Common::OpenSequencingFile(path, stream);
-        // The adapter is bypassed, because it deliberately ends the process for a file without records.
+        // Bypasses the adapter, which deliberately ends the process for a file without records.
         if (stream.peek() == '>') {
             Walk<Common::FastaIterable>(stream);
         } else {

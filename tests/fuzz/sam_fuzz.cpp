@@ -1,4 +1,4 @@
-// SAM text from an aligner: for any text, Parse returns or throws a std::exception.
+// Parses the input as an aligner's SAM text: Parse returns or throws a std::exception.
 
 #include <cstring>
 #include <exception>

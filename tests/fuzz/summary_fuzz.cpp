@@ -1,4 +1,4 @@
-// An alignment summary: the reader refuses it, or its rows keep the reader's promises.
+// Reads the input as an alignment summary: the reader refuses it, or its rows satisfy the reader's contract.
 
 #include <cstdlib>
 #include <exception>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Creating a sample takes longer than counting the rows of an input, so a sample is shared by many inputs.
+// Many inputs share a sample, because creating one takes longer than counting an input's rows.
 Reports::Sample& CurrentSample() {
     constexpr int kInputs = 1000;
     static std::unique_ptr<Reports::Sample> sample;
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto path = Fuzz::WriteInput(data, size, ".summary");
     auto& sample = CurrentSample();
     try {
-        Reports::SummaryReader reader(path, 64);  // A small buffer: most rows cross its end.
+        Reports::SummaryReader reader(path, 64);  // With so small a buffer, most rows cross its end.
         for (Reports::SummaryRow row; reader.Next(row);) {
             if (row.IsAligned() == (row.genome == "*") || row.correct > row.aligned) {
                 std::abort();

@@ -1,4 +1,4 @@
-// A whitelist: no id contains a space, or begins or ends with white space.
+// Reads the input as a whitelist: no id contains a space, begins with a tab or ends with a carriage return.
 
 #include <cstdlib>
 

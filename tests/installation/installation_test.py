@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What lies in the build tree and in the installed tree. The environment variable TAVIK_BUILD names the build tree;
-without it, that is the release build. Each class is one test of ctest."""
+"""Tests the build tree, the installed tree and the scripts. The environment variable TAVIK_BUILD names the build tree;
+the default is the release build. Each class is one ctest test."""
 
 import gzip
 import json
@@ -16,7 +16,7 @@ from bare_debian import ALONE, RELEASE
 
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("TAVIK_BUILD", SOURCE / "build" / "release"))
-os.environ["LC_ALL"] = "C.UTF-8"  # Messages are compared, and a language that is not installed causes warnings.
+os.environ["LC_ALL"] = "C.UTF-8"  # The tests compare English messages. A locale that is not installed causes warnings.
 PRIVATE_LIBRARY = "lib/tavik_aligner/libqel_minimap2.so"
 
 
@@ -26,7 +26,7 @@ def run(*command, **options):
 
 
 def programs(tree):
-    """The names of a tree's programs, scripts left out."""
+    """Returns the names of a tree's programs, without scripts."""
     files = (path for path in (tree / "bin").iterdir() if path.is_file())
     return {path.name for path in files if path.read_bytes()[:4] == b"\x7fELF"}
 
@@ -46,7 +46,7 @@ class InstalledTree(InstallationTest):
         super().setUp()
         status, _, errors = run("cmake", "--install", BUILD, "--prefix", self.folder / "first")
         self.assertEqual((status, errors), (0, ""))
-        self.tree = self.folder / "moved"  # The tree works wherever it is put.
+        self.tree = self.folder / "moved"  # The tree must work in any folder.
         (self.folder / "first").rename(self.tree)
 
     def test_libraries_are_searched_in_the_private_folder_only(self):
@@ -60,7 +60,7 @@ class InstalledTree(InstallationTest):
             self.assertEqual(paths, {name: ["$ORIGIN/../lib/tavik_aligner"] for name in names})
             self.assertEqual(search_path(tree / PRIVATE_LIBRARY), [])
 
-    def test_a_wrapper_library_of_the_four_functions_serves_the_program(self):
+    def test_program_runs_with_a_wrapper_library_of_four_functions(self):
         functions = ("qelmm_load_index", "qelmm_cache_idx_occ_thres", "qelmm_align", "qelmm_unload_index")
         (self.folder / "four.cpp").write_text("".join(f'extern "C" void* {name}() {{ return nullptr; }}\n'
                                                       for name in functions))
@@ -94,7 +94,7 @@ class InstalledTree(InstallationTest):
             tracked = (run("git", "ls-files", name, cwd=SOURCE)[1].splitlines() if shutil.which("git") else []) or [
                 path.relative_to(SOURCE) for path in (SOURCE / name).rglob("*") if path.is_file() and path.suffix != ".pyc"]
             for file in map(Path, tracked):
-                # Debian has documentation in one place.
+                # Debian keeps documentation in one folder.
                 target = doc / file if file == Path("workflow/README.md") else folder / file
                 expected[target] = 0o755 if os.access(SOURCE / file, os.X_OK) else 0o644
         found = {path.relative_to(self.tree): path.stat().st_mode & 0o777 for path in self.tree.rglob("*") if path.is_file()
@@ -104,13 +104,13 @@ class InstalledTree(InstallationTest):
 
 
     def options(self, program):
-        """The options that a program's help lists, each as (its names, whether it takes a value)."""
+        """Returns the options in a program's help, as (names, whether the option takes a value)."""
         _, usage, _ = run(self.tree / "bin" / program, "--help")
         found = re.findall(r"^  (-\w|--[\w-]+)(?: \[ (--\w+) \]|, (--[\w-]+))?( \S)?", usage, re.MULTILINE)
         self.assertGreater(len(found), 3, usage)
         return sorted((tuple(filter(None, names)), bool(value)) for *names, value in found)
 
-    def test_each_program_has_a_man_page_of_its_options(self):
+    def test_each_program_has_a_man_page_that_lists_its_options(self):
         version = re.search(r"Version (\S+)$", run(self.tree / "bin/tavik_aligner", "-v")[1])[1]
         for program in (path.name for path in (self.tree / "bin").iterdir()):
             page = gzip.open(self.tree / f"share/man/man1/{program}.1.gz", "rt").read()
@@ -124,7 +124,7 @@ class InstalledTree(InstallationTest):
                 self.assertEqual(re.findall(r"^\.TP\n\.I (read_id|alignment_\w+)$", page, re.MULTILINE), columns)
 
     def complete(self, line):
-        """What bash, which finds the completion in the installed tree, proposes for the end of a command line."""
+        """Returns bash's proposals for the end of a command line, made by the completions in the installed tree."""
         script = """. /usr/share/bash-completion/bash_completion
             _completion_loader "$1"
             COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) COMP_LINE=$0 COMP_POINT=${#COMP_LINE} COMP_TYPE=9 COMP_KEY=9
@@ -175,11 +175,11 @@ class Configuration(InstallationTest):
                 (embedding, "", False))):
             with self.subTest(arguments=arguments):
                 build = self.folder / f"build {number}"
-                # Ninja is what install-dependencies brings; CMake's own choice, make, may be missing.
-                status, told, errors = run("cmake", *arguments, "-B", build, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
+                # install-dependencies installs Ninja; CMake's default, make, may be missing.
+                status, output, errors = run("cmake", *arguments, "-B", build, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
                                            env={**os.environ, "CMAKE_GENERATOR": "Ninja"})
                 self.assertEqual((status, errors), (0, ""))
-                self.assertEqual("-- No build type is set: building as Release\n" in told, number == 0)
+                self.assertEqual("-- No build type is set: building as Release\n" in output, number == 0)
                 cache = (build / "CMakeCache.txt").read_text()
                 self.assertEqual((re.findall(r"^CMAKE_BUILD_TYPE:\w+=(.*)", cache, re.MULTILINE) or [""])[0], build_type)
                 commands = [one["command"] for one in json.loads((build / "compile_commands.json").read_text())]
@@ -189,8 +189,8 @@ class Configuration(InstallationTest):
                     self.assertEqual({" -O3 " in command for command in commands}, {build_type == "Release"})
                 self.assertEqual((build / "CTestTestfile.cmake").exists(), arguments != embedding)
 
-    def test_minimap2_is_judged_and_does_what_the_library_relies_on(self):
-        # Another release; and one that no longer calls a function by the name under which the library replaces it.
+    def test_an_untested_or_unsuitable_minimap2_is_refused(self):
+        # First another release, then a minimap2 that does not call a replaced function by its name.
         tree = self.folder / "source"
         shutil.copytree(SOURCE, tree, ignore=shutil.ignore_patterns("build", ".git"), symlinks=True)
         (self.folder / "dpkg-query").write_text("#!/bin/sh\nprintf 2.99+dfsg-1\n")
@@ -213,8 +213,8 @@ class Scripts(InstallationTest):
         path.write_text(f"#!/bin/bash\n{text}\n")
         path.chmod(0o755)
 
-    def test_hint_for_those_without_sudo_is_what_root_would_run(self):
-        # A machine on which nothing is installed, not even sudo; its apt-get prints its own command line.
+    def test_hint_without_sudo_is_the_command_that_root_must_run(self):
+        # Simulates a machine without any of the packages or sudo. Its apt-get prints the command line.
         script = shutil.copy(SOURCE / "scripts/install-dependencies", self.folder)
         self.stub("bin/dpkg-query", "exit 1")
         self.stub("bin/apt-get", 'echo "apt-get $*"')
@@ -236,7 +236,7 @@ class Scripts(InstallationTest):
         hint = run(script, "cross", env=environment, cwd="/", **as_other)[2]
         self.assertIn("\n  dpkg --add-architecture arm64 && apt-get update -q && apt-get install ", hint)
 
-        # Packages of another architecture do not count, unless the name asks for it.
+        # Packages of another architecture do not count, unless the package's name has the architecture.
         self.stub("bin/dpkg", "echo riscv64")
         for group, installed, missing in (("build", "arm64 riscv64", False), ("build", "all", False), ("build", "arm64 amd64", True),
                                           ("cross", "riscv64 arm64", False), ("cross", "riscv64", True)):
@@ -253,7 +253,7 @@ class Scripts(InstallationTest):
         self.assertEqual(run(script, env=environment), (2, "", "install-dependencies: TAVIK_TESTS_WITHOUT names 'chrome'; it can "
                                                         "leave out chromium multiqc snakemake and nothing else.\n"))
 
-    def test_tests_are_skipped_where_their_program_is_left_out_and_only_there(self):
+    def test_only_tests_of_left_out_programs_are_skipped(self):
         tests = json.loads(run("ctest", "--test-dir", BUILD, "--show-only=json-v1")[1])["tests"]
         skipped = {}
         for test in tests:
@@ -292,7 +292,7 @@ class Scripts(InstallationTest):
             (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(SOURCE / name, self.folder / name)
         self.stub("scripts/install-dependencies", "")
-        # The first platform's build makes scripts that call the emulator.
+        # Like a build for the first platform, the stub writes scripts that call the emulator.
         emulated = "build/release/emulated/bin"
         self.stub("scripts/build", f"mkdir -p {emulated}; printf '#!/bin/sh' >{emulated}/tavik_aligner; chmod +x {emulated}/*")
         (self.folder / "tests/judges").mkdir()
@@ -307,7 +307,7 @@ class Scripts(InstallationTest):
             self.assertEqual(run(script, env=environment), (1, "", said))
             return
         self.assertEqual(run(script, env=environment, cwd="/", user=65534), (1, "", said))
-        if run(*ALONE, "true")[0] != 0:  # As in most containers.
+        if run(*ALONE, "true")[0] != 0:  # Most containers forbid new mounts.
             return
         status, table, _ = run(script, "nehalem", "arm64", env=environment)
         self.assertEqual((status, [line.split(" | ")[1:] for line in table.splitlines()[2:]]), (1, [
@@ -328,7 +328,7 @@ class Scripts(InstallationTest):
         status, printed, errors = run(script)
         self.assertEqual((status, errors), (0, ""))
 
-        # The threads decide which reads are finished first, so the reads shown need only be among all reads.
+        # Threads finish reads in any order, so the reads shown may be any of the reads.
         summary = [line.split("\t") for line in (output / "alignment_summary.txt").read_text().splitlines()]
         rows = {(name[:8], *map(str, cells)) for name, *cells in summary[1:]}
         records = [line.split("\t")[:6] for line in (output / "sample_1.sam").read_text().splitlines()]
@@ -341,7 +341,7 @@ class Scripts(InstallationTest):
 
         self.assertEqual(lines(printed), lines(block))
 
-    def test_example_tells_of_the_build_and_of_its_failure(self):
+    def test_example_announces_the_build_and_reports_its_failure(self):
         (self.folder / "scripts").mkdir()
         script = shutil.copy(SOURCE / "scripts/run-example", self.folder / "scripts")
         self.stub("scripts/install-dependencies", "")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What takes too long for the suite: the Debian package is built, judged by lintian and installed on a bare Debian,
-and the program of docs/embedding.md on top of the libraries is built. `scripts/check package` runs it."""
+"""Tests that take too long for the suite: the Debian package is built, checked by lintian and installed on a bare
+Debian, and the program of docs/embedding.md is built. `scripts/check package` runs them."""
 
 import gzip
 import json
@@ -18,7 +18,7 @@ README = (SOURCE / "README.md").read_text()
 
 
 def check(*command, **options):
-    """The standard output of a command that must succeed."""
+    """Runs a command that must succeed and returns its output."""
     done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           check=False, **options)
     if done.returncode != 0:
@@ -32,7 +32,7 @@ class Package(InstallationTest):
         cls.package = Path(check("scripts/build-package", cwd=SOURCE).splitlines()[-1])
 
     def assert_aligns(self, root, *enter):
-        """Runs the installed program on the installed examples; `enter` is what goes in front of a command."""
+        """Runs the installed programs on the installed examples; `enter`: the words to put before each command."""
         examples = Path("/usr/share/doc/tavik-aligner/examples")
         programs, out = Path("/usr/bin"), "/tmp/out"
         if not enter:
@@ -44,7 +44,7 @@ class Package(InstallationTest):
         self.assertIn(": nothing lost", check(*enter, programs / "tavik_check", *arguments))
         check(*enter, programs / "tavik_report", "-z", arguments[1])
 
-    def test_lintian_and_man_have_no_complaint(self):
+    def test_lintian_and_man_report_nothing(self):
         root = ["--allow-root"] if os.geteuid() == 0 else []
         self.assertEqual(check("lintian", *root, "--display-info", "--fail-on", "error,warning,info",
                                "--tag-display-limit", "0", self.package), "")
@@ -58,17 +58,17 @@ class Package(InstallationTest):
             self.assertEqual(done.stderr, "", page.name)
 
     def test_programs_and_library_are_hardened(self):
-        """The programs are hardened as Debian's flags request; lintian checks only part of this."""
+        """Checks the effects of Debian's hardening flags; lintian checks only some of them."""
         for command in json.loads((SOURCE / "build/package/compile_commands.json").read_text()):
             self.assertIn(" -D_FORTIFY_SOURCE=2 ", command["command"])
         check("dpkg-deb", "-x", self.package, self.folder)
         files = [path for path in self.folder.rglob("*") if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"]
         self.assertIn("libqel_minimap2.so", {path.name for path in files})
         for path in files:
-            told = check("readelf", "-W", "-h", "-l", "-d", "--dyn-syms", path)
+            headers = check("readelf", "-W", "-h", "-l", "-d", "--dyn-syms", path)
             for sign in (r"Type: +DYN", r"GNU_RELRO", r"FLAGS.* (BIND_)?NOW", r"__stack_chk_fail@"):
-                self.assertRegex(told, sign, path)
-            self.assertNotRegex(told, r"GNU_STACK.* RWE ", path)
+                self.assertRegex(headers, sign, path)
+            self.assertNotRegex(headers, r"GNU_STACK.* RWE ", path)
 
     def test_changelog_is_an_entry_of_this_version(self):
         check("dpkg-deb", "-x", self.package, self.folder)
@@ -80,22 +80,22 @@ class Package(InstallationTest):
         self.assertRegex(changelog, r"\n\n(  \* [A-Z/t][^*]*\.\n(    [^*]*\n)*)+\n -- ")
 
     def test_readme_names_the_libraries_that_the_package_depends_on(self):
-        told = check("dpkg-deb", "-f", self.package, "Depends").replace("1.83.0", "1.74.0")
-        depends = set(re.findall(r"(?:^|, )([^ ,\n]+)", told))
+        field = check("dpkg-deb", "-f", self.package, "Depends").replace("1.83.0", "1.74.0")
+        depends = set(re.findall(r"(?:^|, )([^ ,\n]+)", field))
         named = re.findall(r"`([a-z0-9.+-]+)`", README.split("needs the packages")[1].split("\n\n")[0])
-        self.assertEqual(set(named), depends - {"libc6", "libgcc-s1", "libstdc++6", "python3"})  # python3: workflow.
+        self.assertEqual(set(named), depends - {"libc6", "libgcc-s1", "libstdc++6", "python3"})  # The workflow needs python3.
 
-    def test_licences_of_what_is_linked_statically_travel_with_the_programs(self):
+    def test_package_contains_the_licences_of_statically_linked_code(self):
         check("dpkg-deb", "-x", self.package, self.folder)
         text = (self.folder / "usr/share/doc/tavik-aligner/copyright").read_text()
         for holder in ("Dana-Farber Cancer Institute", "Broad Institute", "Attractive Chaos", "Chart.js Contributors", "Niels Lohmann"):
             self.assertIn(holder, text)
 
     def test_package_installs_and_runs_on_a_bare_debian(self):
-        """Where there is no root or no mirror, the unpacked package is run here."""
+        """Without root or a mirror, the unpacked package runs on this machine."""
         root = self.folder / "root"
         if not make_bare_debian(root):
-            print("no bare Debian is available; the package is unpacked here", flush=True)
+            print("no bare Debian is available: the package is unpacked and run on this machine", flush=True)
             check("dpkg-deb", "-x", self.package, self.folder / "unpacked")
             self.assert_aligns(self.folder / "unpacked")
             return
@@ -109,9 +109,9 @@ class Package(InstallationTest):
 
 
 class Libraries(InstallationTest):
-    def test_documented_program_on_top_of_the_libraries_builds_and_maps(self):
+    def test_documented_program_that_embeds_the_libraries_builds_and_maps(self):
         blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", (SOURCE / "docs/embedding.md").read_text(), re.MULTILINE | re.DOTALL))
-        # The clone stays where it is and the build lies beside others, so that the compiler cache knows the files.
+        # Sources and build have paths that do not change between runs, so that the compiler cache knows them.
         project = blocks["cmake"].replace("(tavik_aligner)", f"(\"{SOURCE}\" tavik_aligner)")
         (self.folder / "CMakeLists.txt").write_text(project)
         (self.folder / "my_mapper.cpp").write_text(blocks["cpp"])

@@ -1,4 +1,4 @@
-"""Copies of the sources in which they are built and tested: on this machine or in other Debian systems."""
+"""Copies the sources to places where they are built and tested: on this machine or in other Debian systems."""
 
 import os
 import subprocess
@@ -10,29 +10,30 @@ SOURCE = Path(__file__).resolve().parents[2]
 CACHE = Path(os.environ.get("TAVIK_PLATFORMS_CACHE")
              or Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "tavik_aligner/platforms").resolve()
 LOGS = SOURCE / "build" / "platforms"
-# Without the option, apt-get keeps the old lists and succeeds when it reaches no mirror.
+# Without the option, apt-get succeeds with the old lists if no mirror answers.
 UPDATE = "apt-get update -q -o APT::Update::Error-Mode=any"
 
 
 class Failure(Exception):
-    """What is not well, in a few words for the table."""
+    """A failure, described in a few words for the table."""
 
 
 class Place:
-    """A copy of the sources in the folder `name` of the cache or, in a Debian system, in /src; and how commands run there."""
+    """A copy of the sources, in which commands run: folder `name` of the cache or, in the Debian system `root`,
+    /src."""
 
     def __init__(self, name, root=None):
         self.root, self.log = root, LOGS / f"{name}.log"
         self.folder = root / "src" if root else CACHE / name
         self.source = "/src" if root else str(self.folder)
-        # Relative paths in the compiler cache's keys, so that copies in other folders find what this one has compiled.
+        # The compiler cache's keys have relative paths, so that copies in other folders find this copy's objects.
         self.environment = {"PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8",
                             "HOME": "/root" if root else str(Path.home()), "CCACHE_BASEDIR": self.source, "CCACHE_NOHASHDIR": "1"}
         passed_on = ("TAVIK_TESTS_WITHOUT",) if root else ("TAVIK_TESTS_WITHOUT", "CCACHE_DIR", "XDG_CACHE_HOME")
         self.environment.update((name, os.environ[name]) for name in passed_on if name in os.environ)
 
     def run(self, command, folder=None):
-        """The status and the output of a shell command."""
+        """Runs a shell command; returns its status and its output."""
         variables = [f"{name}={value}" for name, value in self.environment.items()]
         inside = enter(self.root) if self.root else ALONE
         with self.log.open("a+", errors="replace") as log:
@@ -68,8 +69,8 @@ def remove(folder):
 
 
 def debian_place(name, release, install):
-    """A Debian system with the sources, in which the shell command `install` has run. While packages are installed it has
-    another name, so that what a killed run leaves is made anew."""
+    """Returns a Debian system with the sources, in which the shell command `install` has run. While packages are
+    installed, the system has another name, so that a later call does not use what a killed call left."""
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():

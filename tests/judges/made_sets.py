@@ -1,4 +1,4 @@
-"""Generates the references and reads of tests/judges/compare-with-minimap2, the same ones every time."""
+"""Generates the references and reads of tests/judges/compare-with-minimap2, always the same."""
 
 import gzip
 import random
@@ -32,7 +32,7 @@ class Maker:
             yield self.noisy(bases[start : start + length])
 
     def repeats(self):
-        """Two sequences that are mostly diverged copies of eight repeat families and of one satellite of 171 bases."""
+        """Returns two sequences, mostly diverged copies of eight repeat families and of a satellite of 171 bases."""
         families = [self.bases(self.random.randint(200, 3000)) for _ in range(8)]
         satellite = self.bases(171)
         self.repetitive = []
@@ -52,7 +52,7 @@ class Maker:
             yield from self.pieces(sequence[-20000:], 15, 2000, 15000)
 
     def write(self, name, sequences):
-        """Writes FASTQ or FASTA, as the name says; two gzip members if it ends in .gz. Returns the path."""
+        """Writes a FASTQ or FASTA file, by its name, as two gzip members if the name ends in .gz. Returns the path."""
         if ".fastq" in name:
             texts = [f"@{name}/{i} runid=0\n{sequence}\n+\n{'5' * len(sequence)}\n"
                      for i, sequence in enumerate(sequences)]
@@ -104,7 +104,7 @@ def made_sets(folder):
     many = make.write("contigs.fasta", contigs)
     contig_reads = make.write("contig_reads.fastq", [make.noisy(contig) for contig in contigs[::100]])
     yield "made: 25 000 reference sequences", many, [contig_reads]
-    # Distances at which a penalty may depend on whether the processor rounds between multiplying and adding.
+    # At these distances, a penalty may depend on whether the processor rounds between multiplication and addition.
     far = make.bases(120000)
     joined = [far[at : at + 6000] + far[at + 6000 + jump : at + 12000 + jump]
               for jump in (8912, 9978, 18341) for at in range(0, 60000, 6500)]

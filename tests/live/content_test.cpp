@@ -24,12 +24,12 @@ std::string Gzip(const std::string& text) {
     return data;
 }
 
-TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
+TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     const Tests::TemporaryFolder folder;
     const auto whole = [&](const std::string& name, const std::string& text) {
         return Live::ReadToEnd(folder.Write(name, text)).whole;
     };
-    // Cut anywhere: only the ends of the two records are whole, with or without the line feed after the qualities.
+    // A file cut anywhere is complete only at the end of a record, with or without the line feed after the qualities.
     const auto first = kWhole.find("@b") - 1;
     for (std::size_t size = 0; size <= kWhole.size(); ++size) {
         const bool is_end = size == first || size == first + 1 || size + 1 >= kWhole.size();
@@ -43,20 +43,20 @@ TEST(Content, FileIsWholeOnlyAtTheEndOfARecordAndOfAMember) {
     }
     EXPECT_TRUE(whole("a.fa", ">a\nACGT\nAC\n"));
     EXPECT_FALSE(whole("b.fa", ">a\nACGT\nAC"));
-    // The aligner takes such a file without a word, so it must be found before.
+    // The aligner accepts a FASTA file that is cut in its last line, so LooksCut must find it before.
     EXPECT_TRUE(Live::LooksCut(folder.Path("b.fa")));
     EXPECT_FALSE(Live::LooksCut(folder.Path("a.fa")));
     EXPECT_TRUE(whole("a.fa.gz", Gzip(">a\nACGT\nAC")));
-    // Waiting repairs neither: they are aligned, and the check names them.
+    // Waiting would not repair these faults, so the files are aligned, and the check names the faults.
     EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));
     EXPECT_TRUE(whole("uneven.fq", kWhole + "@c\nACGT\n+\nIII\n"));
     EXPECT_FALSE(Live::ReadToEnd(folder.Path("missing.fq")).whole);
-    // A reason is a column of a table, so it must not hold the tab itself.
+    // The reason becomes a column of a table, so it must not contain the tab.
     EXPECT_EQ(Live::ReadToEnd(folder.Write("tab.fq", kWhole + "@c\nAC\tGT\n+\nIIIII")).reason,
               "record 3: Sequence contained an unexpected character ' ' at position 2");
 }
 
-TEST(Content, CopyHoldsTheReadsBeforeTheFirstFault) {
+TEST(Content, CopyContainsTheReadsBeforeTheFirstFault) {
     const Tests::TemporaryFolder folder;
     const auto target = folder.Path("copy.fastq");
     const struct {

@@ -21,14 +21,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What happens at one of the calls that change the disk, and how many succeed before.
+// Runs in place of one of the calls that change the disk. The call fails unless the function returns 0.
 std::function<int()> fault;
-int calls_left = -1;
+int calls_left = -1;  // Calls that succeed before the fault; -1: no fault.
 
-// The calls that change the disk, if they are recorded.
+// If set, records the calls that change the disk.
 std::vector<std::string>* noted = nullptr;
 
-// True if the call must fail.
+// Returns true if the call must fail.
 bool Strikes(const char* name, const char* path = "") {
     if (noted != nullptr) {
         noted->push_back(std::string(name) + path);
@@ -36,7 +36,7 @@ bool Strikes(const char* name, const char* path = "") {
     return calls_left >= 0 && calls_left-- == 0 && fault() != 0;
 }
 
-// A disk may lose what it has refused: here, the last bytes. A second attempt would not report that.
+// After a failed sync, the data may be lost although a second sync succeeds. Here, the last bytes are lost.
 bool StrikesSync(int file) {
     constexpr off_t kLost = 20;
     if (!Strikes("sync")) {
@@ -57,7 +57,7 @@ bool StrikesSync(int file) {
 
 }  // namespace
 
-// The linker calls these in place of the system's functions.
+// The linker replaces the system's functions by these.
 extern "C" {
 int __real_rename(const char*, const char*);
 int __real_link(const char*, const char*);
@@ -80,8 +80,7 @@ int __wrap_ftruncate(int file, off_t size) {
     return Strikes("truncate") ? -1 : __real_ftruncate(file, size);
 }
 ssize_t __wrap_pwrite(int file, const void* data, size_t size, off_t position) {
-    // Half of the data is written first.
-    if (calls_left == 0) {
+    if (calls_left == 0) {  // A write that fails may have written a part of the data.
         __real_pwrite(file, data, size / 2, position);
     }
     return Strikes("write") ? -1 : __real_pwrite(file, data, size, position);
@@ -122,7 +121,7 @@ void WriteText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios_base::binary) << text;
 }
 
-// Prepares the round after those in the state: two files, one of them in a sub-folder.
+// Makes the results of the round after those in the state: two files, one of them in a sub-folder.
 void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
     const int round = static_cast<int>(state.files.size()) / 2 + 1;
     const auto number = std::to_string(round);
@@ -147,7 +146,7 @@ void Publish(Live::OutputFolder& output) {
     output.Publish();
 }
 
-// What the folder must hold after this number of rounds.
+// Checks that the folder holds the results of this number of rounds and nothing unfinished.
 void ExpectRounds(const std::string& path, int rounds) {
     EXPECT_EQ(Live::ReadFile(path + "/alignment_summary.txt"), kHeader + Rows(rounds));
     std::string table = "reads\tsam\tfile\n";
@@ -166,7 +165,7 @@ void ExpectRounds(const std::string& path, int rounds) {
     EXPECT_FALSE(fs::exists(path + "/.live/ready"));
 }
 
-// A process that is killed at each call that changes the disk, in the first round and in the third.
+// Kills a process at each call that changes the disk, in the first round and in the third.
 TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
     for (const int before : {0, 2}) {
         int kills = 0;
@@ -192,7 +191,7 @@ TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
             ::waitpid(child, &status, 0);
             ASSERT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 9 || WEXITSTATUS(status) == 0));
             killed = WEXITSTATUS(status) == 9;
-            // A reader sees whole rounds even now, each row with its SAM file.
+            // Even now, readers see only complete rounds, and the SAM file of each row.
             const auto summary = Live::ReadFile(path + "/alignment_summary.txt");
             const int seen = summary == kHeader + Rows(before) ? before : before + 1;
             EXPECT_EQ(summary, kHeader + Rows(seen));
@@ -244,7 +243,7 @@ TEST(OutputFolder, PublicationThatFailedCanBeRepeated) {
     EXPECT_GT(failures, 15);
 }
 
-TEST(OutputFolder, ManyFilesAreWaitedForTogether) {
+TEST(OutputFolder, ManyFilesAreSyncedTogether) {
     const Tests::TemporaryFolder folder;
     Live::OutputFolder output(folder.Path("out"));
     MakeRound(output, output.Open(Start()));
@@ -260,7 +259,7 @@ TEST(OutputFolder, ManyFilesAreWaitedForTogether) {
     ExpectRounds(folder.Path("out"), 1);
 }
 
-// Nothing that takes time lies between the first SAM file that others see and the last row.
+// Only renames separate the first visible SAM file of a round from its last row.
 TEST(OutputFolder, SamFilesAndRowsAppearTogether) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Path("out");
@@ -293,7 +292,7 @@ TEST(OutputFolder, ReaderKeepsTheRowsItBeganWith) {
     ExpectRounds(folder.Path("out"), 5);
 }
 
-TEST(OutputFolder, RefusesWhatIsNotItsOwn) {
+TEST(OutputFolder, RefusesTheResultsOfOtherRuns) {
     const Tests::TemporaryFolder folder;
     const auto out = folder.Path("out");
     const auto message = [&](const Live::RunState& start) {
@@ -307,13 +306,13 @@ TEST(OutputFolder, RefusesWhatIsNotItsOwn) {
     auto other = Start();
     other.input = "/other";
     other.min_coverage = "0.5";
-    // A mistake in the first call is forgotten as long as there are no results.
+    // A call with other options is accepted as long as there are no results.
     EXPECT_EQ(message(other), "nothing thrown");
     EXPECT_EQ(message(Start()), "nothing thrown");
     {
         Live::OutputFolder output(out);
         MakeRound(output, output.Open(Start()));
-        output.Prepare();  // To be published by the next call.
+        output.Prepare();  // The next call publishes the round.
     }
     EXPECT_NE(message(other), "nothing thrown");
     EXPECT_EQ(message(Start()), "nothing thrown");

@@ -8,8 +8,8 @@ using Duration = Live::PageTimes::Duration;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Whoever reads the page at any moment must find figures that still hold, and the pages must not take all of the time.
-TEST(PageTimes, PageIsReplacedBeforeItsTimeIsOver) {
+// Each page must be replaced by the time that it names, but making pages must not take more than 2 % of the time.
+TEST(PageTimes, PageIsReplacedBeforeItExpires) {
     for (const Duration first_cost : {milliseconds(10), milliseconds(1800), milliseconds(3000), milliseconds(20000)}) {
         for (const double growth : {1.0, 1.02}) {
             for (const Duration delay : {seconds(0), seconds(15)}) {  // Other work of the program.
@@ -34,7 +34,7 @@ TEST(PageTimes, PageIsReplacedBeforeItsTimeIsOver) {
     }
 }
 
-TEST(PageTimes, NewRowsAreShownAtOnceButPagesAreKeptRare) {
+TEST(PageTimes, NewRowsAreShownSoonButPagesAreMadeRarely) {
     Live::PageTimes times;
     EXPECT_EQ(times.Due(), Live::PageTimes::Time::max());
     const Live::PageTimes::Time begin;

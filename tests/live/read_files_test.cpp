@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(ReadFiles, FolderThatCannotBeListedIsLeftOutAndTheOthersAreNot) {
+TEST(ReadFiles, OnlyFoldersThatCannotBeListedAreLeftOut) {
     constexpr uid_t kNobody = 65534;
     const Tests::TemporaryFolder folder;
     const auto root = folder.Path("");

@@ -11,7 +11,7 @@ using Texts = std::vector<std::string>;
 
 constexpr std::chrono::seconds kSettle{30};
 
-// A watched folder with a clock of its own, in seconds.
+// Simulates a watched folder and its clock, in seconds.
 class Folder {
 public:
     void Put(const std::string& name, std::uint64_t size, std::uint64_t inode = 0) {
@@ -24,7 +24,8 @@ public:
     }
     void Remove(const std::string& name) { present.erase(name); }
 
-    // `file_time`: in seconds; 0 is before any change of a file, as on a machine whose clock is slow.
+    // Updates `files` with what the folder holds. `file_time`: the time by the clock of the files, in seconds; 0 is
+    // before any change of a file, as with a slow clock.
     Texts Look(int second, int file_time = 0) {
         std::vector<Live::FoundFile> found;
         for (const auto& [name, stamp] : present) {
@@ -39,7 +40,7 @@ public:
     Live::WatchedFiles files{kSettle};
 };
 
-TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
+TEST(WatchedFiles, FileWaitsOnceUnchangedForTheSettleTime) {
     Folder folder;
     folder.files.Restore({}, Folder::At(0));
     folder.Put("a.fq", 1);
@@ -47,7 +48,7 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     folder.Look(1);
     folder.Look(30);
     EXPECT_EQ(folder.files.Waiting(), Texts());
-    folder.present["a.fq"].time = 2;  // Written again with the same size.
+    folder.present["a.fq"].time = 2;  // The file was written again with the same size.
     folder.Look(31);
     EXPECT_EQ(folder.files.Waiting(), Texts{"b.fq"});
     folder.files.SetCut("b.fq", "cut");
@@ -65,7 +66,7 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     folder.Look(100);
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "b.fq"}));
     EXPECT_EQ(folder.files.LastChange(), Folder::At(70));
-    // Or when it is whole after all.
+    // A cut file also waits again when it is found to be complete.
     folder.files.SetCut("b.fq", "cannot be read");
     EXPECT_FALSE(folder.files.SetWhole("a.fq"));
     EXPECT_TRUE(folder.files.SetWhole("b.fq"));
@@ -73,7 +74,7 @@ TEST(WatchedFiles, FileWaitsOnceItIsUnchangedForTheSettleTime) {
     EXPECT_EQ(folder.files.At("b.fq").reason, "");
 }
 
-TEST(WatchedFiles, SettleTimeBeginsWithTheChangeWhereTheClocksAllow) {
+TEST(WatchedFiles, SettleTimeBeginsWithTheChangeIfTheClocksAllow) {
     const struct {
         int changed, file_time, settled;
     } cases[] = {{97, 99, 98}, {98, 99, 99}, {99, 99, 100}, {0, 99, 95}, {500, 99, 100}};
@@ -81,7 +82,8 @@ TEST(WatchedFiles, SettleTimeBeginsWithTheChangeWhereTheClocksAllow) {
         Folder folder;
         folder.Put("old.fq", 1);
         folder.Look(94, 93);
-        EXPECT_EQ(folder.files.NextSettled(), Folder::At(94) + kSettle);  // Nothing is known of the time before.
+        EXPECT_EQ(folder.files.NextSettled(),
+                  Folder::At(94) + kSettle);  // Files of the first look may have changed just before.
         folder.Look(95, 94);
         folder.Put("new.fq", 2);
         folder.present["new.fq"].time = std::chrono::nanoseconds(std::chrono::seconds(one.changed)).count();
@@ -90,7 +92,7 @@ TEST(WatchedFiles, SettleTimeBeginsWithTheChangeWhereTheClocksAllow) {
     }
 }
 
-TEST(WatchedFiles, LostFileIsTriedOnceMore) {
+TEST(WatchedFiles, FileWithLostReadsIsTriedOnceMore) {
     Folder folder;
     folder.Put("a.fq", 1);
     folder.Look(0);
@@ -104,13 +106,13 @@ TEST(WatchedFiles, LostFileIsTriedOnceMore) {
     EXPECT_EQ(folder.files.Waiting(), Texts());
     EXPECT_EQ(folder.files.At("a.fq").reason, "r2");
     EXPECT_TRUE(folder.files.IsQuiet());
-    folder.Put("a.fq", 2);  // Replaced by a better one.
+    folder.Put("a.fq", 2);  // A changed file is tried again.
     folder.Look(31);
     folder.Look(61);
     EXPECT_EQ(folder.files.Waiting(), Texts{"a.fq"});
 }
 
-TEST(WatchedFiles, NamesWhatHappensToAlignedFiles) {
+TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
     Folder folder;
     folder.files.Restore({{"changed.fq", {1, 1, 1}, 5, ""},
                           {"gone.fq", {2, 2, 2}, 5, ""},
@@ -125,7 +127,7 @@ TEST(WatchedFiles, NamesWhatHappensToAlignedFiles) {
                      "new.fq: is moved.fq, renamed after it was aligned; the output keeps the former name",
                      "gone.fq: disappeared after it was aligned; the output keeps its reads"}));
     EXPECT_EQ(folder.Look(100), Texts());
-    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call tries it again.
+    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call tries failed files again.
     EXPECT_FALSE(folder.files.At("failed.fq").restored);
     folder.Put("new.fq", 30, 3);
     EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output holds its former reads"});
@@ -140,12 +142,12 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
         folder.Look(0);
         folder.Move("a.tmp.fq", "a.fq");
         EXPECT_EQ(folder.Look(5), Texts());
-        folder.Look(30);  // The time under the former name counts.
+        folder.Look(30);  // The settle time includes the time under the former name.
         ASSERT_EQ(folder.files.Waiting(), Texts{"a.fq"});
         folder.files.SetAligning("a.fq");
         folder.Move("a.fq", "c.fq");
         EXPECT_EQ(folder.Look(40), Texts());
-        EXPECT_EQ(folder.Look(80), Texts());  // The round decides.
+        EXPECT_EQ(folder.Look(80), Texts());  // The current round has not ended.
         if (is_lost) {
             folder.files.SetLost("a.fq", "r");
         } else {
@@ -157,10 +159,10 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
     }
 }
 
-// A log rotation between two looks: the old name is that of a new file.
+// Between two looks, a file is renamed and a new file takes the old name, as when logs are rotated.
 TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
     for (const bool is_done : {false, true}) {
-        for (const auto* const rotated : {"a.1.fq", "a.fq.1.fq"}) {  // In a look, before and after the former name.
+        for (const auto* const rotated : {"a.1.fq", "a.fq.1.fq"}) {  // Sorted before and after the former name.
             Folder folder;
             folder.Put("a.fq", 1, 7);
             folder.Look(0);
@@ -183,8 +185,8 @@ TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
     }
 }
 
-// What happens to a file that is compressed or uncompressed, by what has become of it until then.
-TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
+// A file may be compressed or uncompressed in any phase.
+TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
     for (const auto& [name, other] : {std::pair("a.fq", "a.fq.gz"), std::pair("a.fq.gz", "a.fq")}) {
         for (const auto phase : {Phase::settling, Phase::waiting, Phase::cut, Phase::aligning, Phase::done}) {
             Folder folder;
@@ -205,7 +207,7 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
             EXPECT_EQ(folder.Look(35), Texts());
             EXPECT_EQ(folder.Look(61), Texts());
             if (phase == Phase::aligning) {
-                EXPECT_EQ(folder.files.Waiting(), Texts());  // The round decides.
+                EXPECT_EQ(folder.files.Waiting(), Texts());  // The current round has not ended.
                 folder.files.SetDone(name, 7, "");
                 EXPECT_EQ(folder.Look(62), Texts());
             }
@@ -225,7 +227,7 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
                                                  ", renamed after it was aligned; the output keeps the former name"});
                 EXPECT_EQ(folder.Look(99), Texts());
                 EXPECT_TRUE(folder.files.IsQuiet());
-                // The new name too may get another form.
+                // A file that was renamed may be compressed again.
                 folder.Remove("new.fq");
                 folder.Put("new.fq.gz", 3);
                 EXPECT_EQ(folder.Look(100), Texts());
@@ -243,7 +245,7 @@ TEST(WatchedFiles, OtherFormOfAFileIsNoticed) {
 }
 
 // Thousands of files must neither fill the screen nor take quadratic time.
-TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
+TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndQuickly) {
     const auto begin = std::clock();
     constexpr int kFiles = 30'000;
     Folder folder;
@@ -270,7 +272,7 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     EXPECT_EQ(folder.Look(32), Texts());
     folder.present.clear();
     const auto gone = folder.Look(33);
-    // A single further file is named, too.
+    // If only one file is left after the first three, it is named, too.
     for (int i = 0; i < 4; ++i) {
         folder.Put(name(i, "c"), 1);
     }
@@ -279,7 +281,7 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndInTime) {
     EXPECT_EQ(folder.Look(35).back(), "c30003.fq: it disappeared before it was aligned");
     ASSERT_EQ(gone.size(), 4U);
     EXPECT_EQ(gone[3], "29997 more files disappeared after they were aligned; the output keeps their reads");
-    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 5);  // A search among all files takes a minute.
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 5);  // A search of all files for each file would take a minute.
 }
 
 TEST(WatchedFiles, FileThatDisappearsUnalignedIsNamedAndMayComeBack) {
@@ -297,7 +299,7 @@ TEST(WatchedFiles, FileThatDisappearsUnalignedIsNamedAndMayComeBack) {
     EXPECT_EQ(folder.files.At("a.fq").reason, "");
 }
 
-TEST(WatchedFiles, SecondFileOfASamNameIsGivenUp) {
+TEST(WatchedFiles, SecondFileWithTheSameSamNameIsGivenUp) {
     Folder folder;
     folder.Put("d/a.fastq", 1);
     folder.Put("a.fq", 2);
@@ -309,7 +311,7 @@ TEST(WatchedFiles, SecondFileOfASamNameIsGivenUp) {
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "d/a.fastq"}));
     EXPECT_EQ(folder.files.At("d/a.fq").reason, "its SAM file d/a.sam is that of d/a.fastq");
     EXPECT_EQ(folder.files.At("b\t.fq").reason, "names with tabs or line feeds are not supported");
-    // A SAM file cannot be a folder too.
+    // One path cannot be a SAM file and a folder.
     folder.Put("d/a.sam/x/b.fq", 5);
     folder.Put("e/b.sam.d/a.fq", 6);
     folder.Put("e/b.sam/x/a.fq", 7);

@@ -26,7 +26,7 @@ namespace {
 using Tests::Lines;
 using Tests::ReadLines;
 
-// Chooses its answer by the read's name. Thread-safe.
+// Chooses its answer by the read's name. Any thread may call it.
 class FakeCaller : public ThirdPartyAlignment::ExtAlignCaller {
 public:
     std::string Call(const std::string& sequence, const std::string& read_name) override {
@@ -70,7 +70,7 @@ std::string Record(const std::string& name) {
     return "@" + name + "\nACGT\n+\nIIII\n";
 }
 
-TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
+TEST(Aligner, FailingReadsDoNotAffectTheOtherReadsOfAFile) {
     for (const int threads : {1, 8}) {
         const Tests::TemporaryFolder folder;
         const Tests::CapturedLog log;
@@ -87,7 +87,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
 
         const auto sam = ReadLines(folder.Path("a.sam"));
         auto rows = ReadLines(folder.Path("alignment_summary.txt"));
-        ASSERT_EQ(sam.size(), 100U) << "two lines per read, no header lines, no empty ones";
+        ASSERT_EQ(sam.size(), 100U) << "not two lines per read, or header lines or empty lines";
         EXPECT_EQ(std::erase(rows, "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1"), 1U);
         ASSERT_EQ(rows.size(), 50U);
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -116,7 +116,7 @@ TEST(Aligner, AFileKeepsWhatItsFailingReadsDoNotTouch) {
     }
 }
 
-TEST(Aligner, ANameInTheTablesEndsAtAnyWhiteSpace) {
+TEST(Aligner, ANameInTheSummaryEndsAtAnyWhiteSpace) {
     for (const char blank : std::string("\t\v\f\r")) {
         const Tests::TemporaryFolder folder;
         TestedAligner aligner(folder.Path(""), folder.Path(""), 1);
@@ -154,7 +154,7 @@ TEST(Aligner, AsManyReadsAsWorkersAreAlignedAtOnce) {
     }
 }
 
-TEST(Aligner, NoThreadIsAnInvalidNumberAndLessThanNoneIsNot) {
+TEST(Aligner, ZeroThreadsAreInvalidButANegativeNumberIsNot) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;
     for (const int threads : {-1, 0, 1}) {
@@ -172,7 +172,7 @@ TEST(Aligner, ANewFolderIsLogged) {
     EXPECT_EQ(log.Of("info"), Lines{"Creating output folder \"" + folder.Path("out/x") + "\""});
 }
 
-TEST(Aligner, AReferenceAmongTheReadsIsWarnedAbout) {
+TEST(Aligner, AReferenceAmongTheReadsCausesAWarning) {
     const Tests::TemporaryFolder folder;
     const Tests::CapturedLog log;
     TestedAligner aligner(folder.Path(""), folder.Path(""), 1);
@@ -205,7 +205,7 @@ TEST(OutputFile, AWriteThatFailsAtClosingIsReported) {
     const Tests::CapturedLog log;
     {
         Tavik::OutputFile file;
-        const int descriptor = ::dup(STDERR_FILENO);  // The lowest free number, which the opened file will get.
+        const int descriptor = ::dup(STDERR_FILENO);  // Returns the lowest free number, which the file will get.
         ::close(descriptor);
         file.Open(folder.Path("a"));
         file.WriteLine("x\n");
@@ -214,7 +214,7 @@ TEST(OutputFile, AWriteThatFailsAtClosingIsReported) {
     EXPECT_EQ(log.Of("error"), Lines{"Could not write to output file " + folder.Path("a") + ": Bad file descriptor"});
 }
 
-TEST(Aligner, ThereIsNoAsynchronousMode) {
+TEST(Aligner, AsynchronousAlignmentIsRefused) {
     const Tests::TemporaryFolder folder;
     const auto file = folder.Write("a.fastq", "\nA\n+\nI\n" + Record("r1") + "\n\n\n\n");
     const Tests::CapturedLog log;

@@ -37,7 +37,7 @@ std::string Align(const mm_idx_t* index, std::int32_t threshold, const Read& rea
     return copy;
 }
 
-// The width in bits of the kernels' registers; 0 where minimap2's functions are used.
+// Returns the width in bits of the kernels' registers; 0 if minimap2's functions are used.
 unsigned ExpectedWidth() {
     const char* const value = std::getenv("QEL_KERNEL");
     const std::string_view wanted = value != nullptr ? value : "";
@@ -52,14 +52,14 @@ unsigned ExpectedWidth() {
 class QelMinimap2 : public testing::Test {
 protected:
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
-    // An error every ten bases.
+    // Returns the read with an error every ten bases.
     std::string Noisy(std::string read) {
         for (std::size_t i = 5; i < read.size(); i += 10) {
             read.replace(i, 1, RandomBases(i % 3));
         }
         return read;
     }
-    // What a command prints.
+    // Returns the standard output of a command that must succeed.
     std::string Shell(const std::string& command) const {
         EXPECT_EQ(std::system((command + " > " + Tests::Quoted(folder.Path("printed"))).c_str()), 0) << command;
         return Tests::ReadAll(folder.Path("printed"));
@@ -71,27 +71,27 @@ protected:
     const std::string reference = folder.Write("reference.fa", ">one\n" + bases + "\n");
 };
 
-// Results are the same with either, so no other test would notice if ours were never called.
-TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessThoseOfMinimap2AreAskedFor) {
+// The results are the same with minimap2's functions, so no other test would notice if our functions were never called.
+TEST_F(QelMinimap2, OwnFunctionsRunUnlessMinimap2sAreRequested) {
     std::vector<std::string> reads;
     for (std::size_t i = 0; i < 20; ++i) {
         reads.push_back(Noisy(bases.substr(2500 * i, 2000)));
-        // In the middle come random bases, for which no strip can be proven. Later, a part of the reference is left
-        // out, and chains are joined across it.
+        // For the random bases in the middle, no strip can be proven. After them, the read skips a part of the
+        // reference, and chains are joined across the skipped part.
         reads.back() += RandomBases(300);
         reads.back() += Noisy(bases.substr(2500 * i + 2300, 2000)) + Noisy(bases.substr(2500 * i + 7000, 2000));
     }
     const auto index = Load(reference);
     const auto threshold = qelmm_cache_idx_occ_thres(index.get());
-    EXPECT_EQ(threshold, 10) << "the least that the preset allows";
+    EXPECT_EQ(threshold, 10) << "not the lowest threshold that the preset allows";
     for (const auto& read : reads) {
         EXPECT_TRUE(Align(index.get(), threshold, {"read", read}).starts_with("read\t0\tone\t"));
     }
 
     const auto c = qelmm_own_calls();
     EXPECT_EQ(c.register_bits, ExpectedWidth());
-    const std::uint64_t once = ExpectedWidth() > 0 ? reads.size() : 0;  // For each read.
-    EXPECT_EQ(c.seed_collections, reads.size()) << "on every processor, for any kernel";
+    const std::uint64_t once = ExpectedWidth() > 0 ? reads.size() : 0;  // One call per read.
+    EXPECT_EQ(c.seed_collections, reads.size()) << "seed collection does not depend on QEL_KERNEL";
     const std::vector<std::uint64_t> counts{c.sketches, c.chainings, c.joinings};
     EXPECT_EQ(counts, std::vector(3, once));
     if (once > 0) {
@@ -103,7 +103,7 @@ TEST_F(QelMinimap2, OwnFunctionsAnswerUnlessThoseOfMinimap2AreAskedFor) {
         EXPECT_EQ(c.certified_bands + c.checkpointed_sweeps + c.general_alignments + c.anchor_sorts, 0U);
     }
     EXPECT_EQ(Align(index.get(), 0, {"read", reads[0]}), Align(index.get(), threshold, {"read", reads[0]}))
-        << "an unknown threshold is found";
+        << "threshold 0 must mean the index's own threshold";
 }
 
 TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
@@ -116,11 +116,11 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
     const auto dynamic = Shell("readelf -d " + library);
     EXPECT_NE(dynamic.find("NEEDED"), std::string::npos);
     EXPECT_EQ(dynamic.find("TEXTREL"), std::string::npos);
-    EXPECT_NE(dynamic.find("NODELETE"), std::string::npos) << "a signal handler outlives dlclose";
+    EXPECT_NE(dynamic.find("NODELETE"), std::string::npos) << "dlclose would unload the code of a signal handler";
 }
 
-// Like the sequences of a reference above 4 Gb, where later ones lie this far from the first base.
-TEST_F(QelMinimap2, BasesMayLieFarFromTheFirst) {
+// In a reference above 4 Gb, later sequences begin this far from the first base.
+TEST_F(QelMinimap2, SequencesMayBeginFarFromTheFirstBase) {
     const auto index = Load(reference);
     const Read read = {"read", Noisy(bases.substr(30000, 3000))};
     const auto near = Align(index.get(), 0, read);
@@ -132,7 +132,7 @@ TEST_F(QelMinimap2, BasesMayLieFarFromTheFirst) {
     index->S += kFar / 8;
 }
 
-TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
+TEST_F(QelMinimap2, EachIndexHasItsOwnThresholdAndIsFreedCompletely) {
     const auto used = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const auto unit = RandomBases(400);
     std::string copies = ">copies\n";
@@ -146,17 +146,17 @@ TEST_F(QelMinimap2, EachIndexHasAThresholdOfItsOwnAndGoesAsAWhole) {
     EXPECT_TRUE(Align(first.get(), 31, {"r", unit}).starts_with("r\t0\tcopies"));
     EXPECT_TRUE(Align(first.get(), 1, {"r", unit}).starts_with("r\t4")) << "its minimizers occur more than once";
     Align(Load(reference).get(), 0, {"r", bases});
-    EXPECT_LT(used(), at_first + 3'000'000) << "less than the buffers of mapping a long read take";
+    EXPECT_LT(used(), at_first + 3'000'000) << "the mapping buffers for the long read were not freed";
     const auto before = used();
-    for (int i = 0; i < 5; ++i) {  // An index may have the address of a freed one.
+    for (int i = 0; i < 5; ++i) {  // A later index may get the address of a freed one.
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(reference).get()), 10);
         EXPECT_EQ(qelmm_cache_idx_occ_thres(Load(repetitive).get()), 31);
     }
-    EXPECT_LT(used(), before + 100'000) << "less than one index takes";
+    EXPECT_LT(used(), before + 100'000) << "parts of an index were not freed";
 }
 
-// Reads so short that what the threads share takes most of the time.
-TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
+// The reads are so short that the threads spend most of the time in code that shares data.
+TEST_F(QelMinimap2, ThreadsDoNotDisturbEachOther) {
     const auto index = Load(reference);
     std::vector<std::jthread> threads;
     for (int t = 0; t < 6; ++t) {
@@ -174,10 +174,10 @@ TEST_F(QelMinimap2, ThreadsDoNotGetInEachOthersWay) {
     }
 }
 
-// Rather than by a pass over the index for each read.
-TEST_F(QelMinimap2, AnUnknownThresholdIsFoundOnce) {
+// The pass over the index that computes a threshold takes too long to be made for each read.
+TEST_F(QelMinimap2, AnUnknownThresholdIsComputedOnce) {
     const auto index = Load(reference);
-    std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // Of five measurements each, taken in turns.
+    std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // The shortest of five runs each, which take turns.
     for (int round = 0; round < 10; ++round) {
         const auto start = std::clock();
         for (int i = 0; i < 1000; ++i) {
@@ -188,7 +188,7 @@ TEST_F(QelMinimap2, AnUnknownThresholdIsFoundOnce) {
     EXPECT_LT(least[0], 3 * least[1]);
 }
 
-TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
+TEST_F(QelMinimap2, UnusualReadsGetARecordOrAnError) {
     const auto index = Load(reference);
     const std::string empty = "empty\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n";
     EXPECT_EQ(Align(index.get(), 1, {"empty", ""}), empty);
@@ -197,7 +197,8 @@ TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
     const std::unique_ptr<char, decltype(&std::free)> text(qelmm_align(index.get(), 1, none), &std::free);
     EXPECT_EQ(text.get(), empty);
     for (const std::string name : {"a\tb", "a b"}) {
-        EXPECT_TRUE(Align(index.get(), 0, {name, "ACGT"}).starts_with("a\t4\t*")) << "cut as the program cuts it";
+        EXPECT_TRUE(Align(index.get(), 0, {name, "ACGT"}).starts_with("a\t4\t*"))
+            << "the minimap2 program ends names there, too";
     }
     EXPECT_EQ(Align(index.get(), 0, {"rna", "AuU"}), "rna\t4\t*\t0\t0\t*\t*\t0\t0\tAtT\t*\n");
     EXPECT_EQ(Align(index.get(), 0, {"", "ACGT"}), "ERROR: the read has no name");
@@ -206,7 +207,7 @@ TEST_F(QelMinimap2, OddReadsGetARecordOrAReason) {
     qelmm_unload_index(nullptr);
 }
 
-TEST_F(QelMinimap2, AReadWithoutEnoughMemoryFails) {
+TEST_F(QelMinimap2, LackOfMemoryFailsTheRead) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "Sanitizers end the process instead.";
 #endif

@@ -1,4 +1,4 @@
-/* A C program that maps a read with each function of the library: c_program_test REFERENCE INDEX. Writes the index. */
+/* Calls each function of the library from C, makes INDEX and maps a read: c_program_test REFERENCE INDEX. */
 
 #include "qel_minimap2/qel_minimap2.h"
 

@@ -12,7 +12,7 @@ namespace {
 
 using qel_minimap2::Pages;
 
-TEST(Pages, OnlyWholePagesOfARangeAreGivenBack) {
+TEST(Pages, OnlyCompletePagesOfARangeAreReleased) {
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     const std::tuple<std::size_t, std::size_t, std::size_t, std::size_t> cases[] = {{0, 4 * page, 0, 4},
                                                                                     {1, 4 * page - 1, 1, 3},

@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-// Compares random alignments on sequences of these lengths with the depth of every position.
-TEST(Breadth, IsThatOfThePositionsLookedAtAndTheseAreFew) {
+// Compares the breadth of random alignments with one computed from the depths of all positions.
+TEST(Breadth, IsExactForTheSampledPositionsAndTheseAreFew) {
     const std::vector<std::int32_t> lengths = {1, 7, 100, 0, 1000, 3001, 8000};
     std::mt19937 random(1);
     for (const std::size_t most : {20'000UL, 12'109UL, 12'108UL, 5000UL, 2011UL, 400UL, 30UL, 7UL, 3UL, 1UL}) {
         Reports::Breadth breadth(lengths, most);
-        std::size_t looked_at = 0;
+        std::size_t sampled = 0;
         for (std::size_t k = 0; k < lengths.size(); ++k) {
             if (lengths[k] == 0) {
                 continue;
@@ -36,17 +36,17 @@ TEST(Breadth, IsThatOfThePositionsLookedAtAndTheseAreFew) {
                 expected[1] += depths[place] >= 10;
                 expected[2] += depths[place] >= 30;
             }
-            looked_at += positions;
+            sampled += positions;
             for (auto& share : expected) {
                 share /= static_cast<double>(positions);
             }
             EXPECT_EQ(breadth.SharesOf(k), expected) << lengths[k] << " bases, " << most << " positions";
         }
-        EXPECT_LE(looked_at, most + 6);
-        EXPECT_GE(looked_at, std::min<std::size_t>(most / 2, 12'109));
+        EXPECT_LE(sampled, most + 6);
+        EXPECT_GE(sampled, std::min<std::size_t>(most / 2, 12'109));
     }
 }
 
-TEST(Breadth, IsNoneWhereNothingIsAligned) {
+TEST(Breadth, IsZeroWithoutAlignments) {
     EXPECT_EQ(Reports::Breadth({5}).SharesOf(0), Reports::Breadth::Shares{});
 }

@@ -5,7 +5,7 @@
 #include "reports/shown_text.h"
 #include "tests/common/temporary_folder.h"
 
-TEST(SampleNames, TakeAsMuchOfThePathAsKeepsThemApart) {
+TEST(SampleNames, UseAsMuchOfThePathAsMakesThemUnique) {
     const std::string file = "/alignment_summary.txt";
     const std::vector<std::string> paths = {"/a/run1/out" + file, "/b/run1/out" + file, "/b/run2/out" + file,
                                             "/c/lambda" + file,   "/c/my.rows.txt",     "/c/../c/lambda" + file};
@@ -22,7 +22,7 @@ TEST(ForPage, IsValidUtf8AndShort) {
     EXPECT_LE(Reports::ForPage(std::string(10000, '\x80'), 80).size(), 240U);
 }
 
-TEST(ShownText, CountsAndTimesHaveTheirUnit) {
+TEST(ShownText, CountsAndTimesHaveUnits) {
     EXPECT_EQ(Reports::Counted(0, "read") + Reports::Counted(1, "read") + Reports::Counted(2, "read"),
               "0 reads1 read2 reads");
     const std::vector<std::pair<std::uint64_t, std::string>> times = {

@@ -35,7 +35,7 @@ const std::string kFailedFile = "Error while processing input file in/c (1 reads
 const std::string kFailedRead = "Error while processing read r1: reason Continuing with next read.";
 const std::string kSkippedRead = "Read title '@' does not have any space. Continuing with next read.";
 
-// Each kind occurs a different number of times.
+// Each kind of record occurs a different number of times.
 const std::string kRecords =
     Record("06", "[info] Starting input file in/a.fq") + Record("07", "[warning] w1\nmore of it [error] x") +
     Record("08", "[info] Successfully finished input file in/a.fq (30 reads)") +
@@ -68,7 +68,7 @@ TEST(RunLog, CountsEveryKindOfRecord) {
     EXPECT_EQ(run.options, options);
 }
 
-TEST(RunLog, HasNoEndWhereItIsCut) {
+TEST(RunLog, IsUnfinishedIfItIsCut) {
     const auto whole = Begin("05") + Record("06", "[info] Starting input file in/a.fq") + End("07");
     const auto done = whole.size() - End("07").size();
     for (const auto size : {done, done + 10, done + 30, whole.size() - 6, whole.size() - 2}) {
@@ -80,7 +80,7 @@ TEST(RunLog, HasNoEndWhereItIsCut) {
     EXPECT_EQ(ReadText("").end, "");
 }
 
-TEST(RunLog, IsThatOfTheLastOfTheRunsInOneFile) {
+TEST(RunLog, DescribesTheLastRunInTheFile) {
     const auto early = Record("04", "[error] cannot open the summary");
     const auto error = Record("06", "[error] e");
     const auto late = Record("08", "[error] cannot write the summary");
@@ -107,7 +107,7 @@ TEST(RunLog, IsThatOfTheLastOfTheRunsInOneFile) {
     }
 }
 
-TEST(RunFacts, AreThoseOfTheNewestMainLog) {
+TEST(RunFacts, ComeFromTheNewestMainLog) {
     const Tests::TemporaryFolder folder;
     EXPECT_EQ(Reports::ReadRunFacts(folder.Path("")).logs, 0U);
     const auto error = Record("06", "[error] e");
@@ -122,7 +122,7 @@ TEST(RunFacts, AreThoseOfTheNewestMainLog) {
     EXPECT_EQ(facts.unfinished.count + facts.errors.count + facts.missing.count, 0U);
 }
 
-TEST(RunFacts, OfAJoinedSummaryAreThoseOfAllItsRuns) {
+TEST(RunFacts, CoverAllRunsOfAJoinedSummary) {
     const Tests::TemporaryFolder folder;
     const auto log = "/read_processor_log-2026-01-02_03-04-05.log";
     for (const auto* const chunk : {"00000", "00001", "00002", "00003"}) {

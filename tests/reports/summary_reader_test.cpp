@@ -44,8 +44,8 @@ std::size_t ReadAllRows(const std::string& path) {
 
 }  // namespace
 
-// The reader takes a megabyte at a time.
-TEST(SummaryReader, ReadsRowsThatLieAcrossBlocks) {
+// The reader's buffer has one megabyte.
+TEST(SummaryReader, ReadsRowsThatCrossTheEndOfTheBuffer) {
     const Tests::TemporaryFolder folder;
     std::string text = Header();
     std::size_t rows = 0;
@@ -55,7 +55,7 @@ TEST(SummaryReader, ReadsRowsThatLieAcrossBlocks) {
     EXPECT_EQ(ReadAllRows(folder.Write("s", text)), rows);
 }
 
-TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
+TEST(SummaryReader, RefusesDamagedSummariesWithLineAndReason) {
     const std::string no_header = "line 1: not the header of an alignment summary: ";
     const std::string wrong_end = " is not start + aligned + ";
     const std::vector<std::pair<std::string, std::string>> cases = {
@@ -95,7 +95,7 @@ TEST(SummaryReader, RefusesWhatIsDamagedWithLineAndReason) {
     EXPECT_EQ(Tests::ErrorOf([&] { ReadAllRows(folder.Path("")); }), folder.Path("") + ": Is a directory");
 }
 
-TEST(SummaryReader, TakesAnAlignmentWithoutAlignedBases) {
+TEST(SummaryReader, AcceptsAnAlignmentWithoutAlignedBases) {
     const Tests::TemporaryFolder folder;
     const auto row = "r\tc\t5\t5\t0\t0\t0\t0\t0\t0\t-nan\t-nan\t0\n";
     EXPECT_EQ(ReadAllRows(folder.Write("s", Header() + row)), 1U);

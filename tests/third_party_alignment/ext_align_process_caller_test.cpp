@@ -15,14 +15,14 @@ namespace {
 using Tests::Lines;
 using ThirdPartyAlignment::ExtAlignProcessCaller;
 
-TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
+TEST(ExtAlignProcessCaller, AFailingAlignerIsRunUpToElevenTimes) {
     const std::string succeeded = "BWA alignment succeeded eventually on attempt: ";
     const std::tuple<int, std::size_t, Lines> cases[] = {
         {0, 1, {}},
         {2, 3, {succeeded + "3"}},
         {10, 11, {succeeded + "11"}},
-        {11, 11, {"Alignment failed after max_attempts: 10"}},  // The message says ten, although there are eleven runs.
-                                                                // This is deliberate.
+        // The message deliberately says ten, although there are eleven runs.
+        {11, 11, {"Alignment failed after max_attempts: 10"}},
     };
     for (const auto& [failures, runs, messages] : cases) {
         // An "aligner" that fails on its first runs and then prints its arguments and the read.
@@ -48,15 +48,17 @@ TEST(ExtAlignProcessCaller, FailingRunsAreRepeatedElevenTimesInAll) {
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
     ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
-    // The second pass finds the placeholder inserted by the first one, but no pass examines its own insertions.
+    // One pass per placeholder replaces it everywhere. The second pass finds the placeholder that the first one
+    // inserted, but no pass examines its own insertions.
     const auto output = caller.Call("A", "r");
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);
     ExtAlignProcessCaller without("", "", "ls *.fasta; echo {other}");
-    EXPECT_TRUE(without.Call("A", "r").ends_with(".fasta\n{other}\n")) << "the read is written without it, too";
+    EXPECT_TRUE(without.Call("A", "r").ends_with(".fasta\n{other}\n"))
+        << "the read must be written even without a placeholder for it";
 }
 
-TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {
+TEST(ExtAlignProcessCaller, CopiesHaveTheirOwnFolders) {
     ExtAlignProcessCaller original("", "", "pwd; ls | wc -l");
     auto copy = original.Copy();
     const auto first = original.Call("A", "r");
@@ -67,7 +69,7 @@ TEST(ExtAlignProcessCaller, CopiesHaveFoldersOfTheirOwn) {
     EXPECT_TRUE(std::filesystem::exists(folder));
     copy.reset();
     EXPECT_FALSE(std::filesystem::exists(folder));
-    EXPECT_EQ(original.Call("A", "r"), first) << "the file of the previous call has been deleted";
+    EXPECT_EQ(original.Call("A", "r"), first) << "the file of the previous call must be deleted";
 }
 
 }  // namespace

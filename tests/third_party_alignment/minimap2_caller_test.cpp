@@ -15,8 +15,8 @@
 #include "third_party_alignment/align_read.h"
 #include "third_party_alignment/sam_header.h"
 
-// This program defines its own wrapper functions, which take precedence over those of the wrapper library: the test
-// controls the answers and counts the calls.
+// This program defines its own wrapper functions, which take precedence over those of the wrapper library, so that the
+// tests control the answers and count the calls.
 namespace {
 
 struct FakeWrapper {
@@ -48,12 +48,12 @@ extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t
     fake.threshold_given = threshold;
     fake.last_read = std::string(read.name) + "/" + std::string(read.seq, static_cast<std::size_t>(read.l_seq));
     EXPECT_EQ(read.qual, nullptr);
-    // Failure texts belong to the wrapper: the caller does not free them.
+    // The wrapper owns the texts of errors, so the caller must not free them.
     const bool record = fake.answer != nullptr && *fake.answer != '\0' && *fake.answer != 'E';
     fake.given = record ? strdup(fake.answer) : const_cast<char*>(fake.answer);
     return fake.given;
 }
-// The linker replaces free by this.
+// The linker replaces free by __wrap_free.
 extern "C" void __real_free(void* memory);
 extern "C" void __wrap_free(void* memory) {
     fake.freed += static_cast<int>(memory != nullptr && memory == fake.given);
@@ -100,7 +100,7 @@ TEST_F(Minimap2CallerTest, FailedLoadsAreTriedAgainAndEmptyIndexesStayRefused) {
     EXPECT_EQ(fake.loaded, 2);
 }
 
-TEST_F(Minimap2CallerTest, ThreadsThatNeedTheIndexAtOnceShareOneLoading) {
+TEST_F(Minimap2CallerTest, ConcurrentThreadsLoadTheIndexOnce) {
     Minimap2Caller caller(path);
     std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
@@ -110,14 +110,14 @@ TEST_F(Minimap2CallerTest, ThreadsThatNeedTheIndexAtOnceShareOneLoading) {
     EXPECT_EQ(fake.loaded, 1);
 }
 
-TEST_F(Minimap2CallerTest, AnswersAreJudged) {
+TEST_F(Minimap2CallerTest, BadAnswersAreErrors) {
     Minimap2Caller caller(path);
     EXPECT_EQ(ErrorOf([&] { caller.Call("ACGU", "r1"); }), "Minimap2 returned NULL string");
     fake.answer = "";
     EXPECT_EQ(ErrorOf([&] { caller.Call("ACGU", "r1"); }), "Minimap2 returned empty string");
     fake.answer = "ERROR: no memory";
     EXPECT_EQ(ErrorOf([&] { caller.Call("ACGU", "r1"); }), "Minimap2 returned:  no memory");
-    EXPECT_EQ(fake.freed, 0) << "such answers are not the caller's to free";
+    EXPECT_EQ(fake.freed, 0) << "the caller does not own these answers";
     fake.answer = "r1\t4\t*\t0\t0\t*\t*\t0\t0\tACGT\t*\n";
     EXPECT_EQ(caller.Call("ACGU", "r1"), std::string("@SQ\tSN:chr1\tLN:1000\n") + fake.answer);
     EXPECT_EQ(fake.freed, 1);
@@ -145,7 +145,7 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
         original.LoadIndex();
         const auto late = original.Copy();
         early->Call("A", "r");
-        EXPECT_EQ(fake.threshold_given, 0) << "deliberate: the threshold belongs to the caller that loaded";
+        EXPECT_EQ(fake.threshold_given, 0) << "deliberate: only the caller that loads the index gets the threshold";
         late->Call("A", "r");
         EXPECT_EQ(fake.threshold_given, 77);
         EXPECT_EQ(fake.loaded, 1);
@@ -156,10 +156,10 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
     EXPECT_EQ(Tests::Lines(records.end() - 3, records.end()), (Tests::Lines{end + "3", end + "2", end + "1"}));
 }
 
-TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
+TEST_F(Minimap2CallerTest, AlignReadRejectsLowCoverageButNotZeroCoverage) {
     Minimap2Caller caller(path);
     const std::string bases = "AACGTACGTT" + std::string(990, 'A');
-    // Without aligned bases, the aligner's own record stays: deliberate.
+    // Deliberate: a record without aligned bases is kept.
     const std::tuple<std::string, float, bool> cases[] = {
         {"600M400S", 0.6F, false}, {"601M399S", 0.6F, true}, {"600M400S", 0.5999F, true}, {"1M999S", 0.0F, true},
         {"1M999S", 0.01F, false},  {"1000M", 1.0F, false},   {"1000S", 0.6F, true},
@@ -173,10 +173,10 @@ TEST_F(Minimap2CallerTest, AlignReadReplacesPoorCoverageButNotNone) {
     }
     fake.answer = "r\t4\t*\t0\t0\t*\t*\t0\t0\tA\t*\n";
     ThirdPartyAlignment::AlignRead(&caller, "AACGTACGTT", "r", true, 0.6F);
-    EXPECT_EQ(fake.last_read, "r/TTGCATGCAA") << "reversed, not complemented";
+    EXPECT_EQ(fake.last_read, "r/TTGCATGCAA") << "the read must be reversed but not complemented";
 }
 
-class WithAnOwnCall : public Minimap2Caller {
+class OverridingCaller : public Minimap2Caller {
 public:
     using Minimap2Caller::Minimap2Caller;
     std::string Call(const std::string& /*sequence*/, const std::string& read_name) override {
@@ -184,7 +184,8 @@ public:
     }
 };
 
-// The members that AlignRead or AlignReadToLines returns, without the header lines of the record; or the error.
+// Returns the members of the result of AlignRead or AlignReadToLines, without header lines in the record, and the
+// error.
 std::vector<std::pair<std::string, Common::Value>> Outcome(auto align) {
     std::vector<std::pair<std::string, Common::Value>> entries;
     const auto error = ErrorOf([&] { entries = align().ToValueMap().Entries(); });
@@ -197,12 +198,12 @@ std::vector<std::pair<std::string, Common::Value>> Outcome(auto align) {
     return entries;
 }
 
-TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadInTheHeaderAlone) {
+TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadOnlyInTheHeader) {
     const std::string end = "\t*\t0\t0\tACGT\t*\tNM:i:1\tAS:i:9\n";
     const std::string mapped = "r\t0\tchr1\t5\t60\t5S700M" + end + "r\t256\tchr1\t9\t0\t9M" + end;
     const std::string records[] = {
         mapped,
-        "@" + mapped,  // The first line is read as a header line.
+        "@" + mapped,  // Its first line is parsed as a header line.
         "r\t16\ttwice\t5\t60\t30M" + end,
         "r\t0\tchr1\t5\t60\t500M" + end,  // Rejected.
         "r\t4\t*\t0\t0\t*\t*\t0\t0\n",    // Completed.
@@ -218,7 +219,7 @@ TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadInTheHeaderAlone)
             fake.sequences.push_back({with_a_line_end.data(), 0, 900, 0});
         }
         Minimap2Caller minimap2(path);
-        WithAnOwnCall derived(path);
+        OverridingCaller derived(path);
         EXPECT_EQ(minimap2.Header().StandsAlone(), alone);
         for (const auto& record : records) {
             fake.answer = record.c_str();
@@ -232,7 +233,7 @@ TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadInTheHeaderAlone)
             fake.answer = accepted_or_rejected.c_str();
             const auto result = ThirdPartyAlignment::AlignReadToLines(&minimap2, bases, "r", 0.6F);
             EXPECT_NE(result.sam_record.starts_with('@'), alone)
-                << "no read carries a header that is returned separately";
+                << "a record has a header only if the header is not returned separately";
         }
     }
 }

@@ -34,8 +34,8 @@ AlignmentResult Parse(std::string sam) {
 TEST(SamHandler, AMappedRecordGivesItsFiguresAndTheReverseStrandAppendsRc) {
     for (const auto& [flag, genome] : {std::pair("0", "chr1"), std::pair("16", "chr1_rc")}) {
         const auto sam = kHeader + Record(flag, "5S90M2I3D10M4S", "\tNM:i:7\tAS:i:150\n") + "further lines stay";
-        // Start and end in the genome and in the strand; events, insertions, deletions, aligned and correct bases;
-        // coverage, identity and accuracy; score.
+        // Starts and ends in the genome and in the strand; events, insertions, deletions, aligned and correct bases;
+        // coverage, identity, accuracy; score; record.
         const AlignmentResult expected{genome,         100, 203, 5, 107, 111, 2, 3, 100, 98, 100.0F / 111.0F, 0.98F,
                                        98.0F / 105.0F, 150, sam};
         EXPECT_EQ(Parse(sam).ToValueMap().Entries(), expected.ToValueMap().Entries());
@@ -69,7 +69,7 @@ TEST(SamHandler, UnmappedRecordKeepsTheDefaultsAndIsCompleted) {
     const std::string bare = "r1\t4\t*\t0\t0\t*\t*\t0\t0";
     const std::tuple<std::string, std::string, Lines> cases[] = {
         {bare + "\n", bare + "\t*\t*\n", {}},
-        // Without a line feed the place of the columns is unknown.
+        // Without a line feed, the place of the missing columns is unknown.
         {bare, bare, {"Attempted to fix invalid SAM but format not as expected"}},
         {bare + "\tACGT\t*\trl:i:0\n", bare + "\tACGT\t*\trl:i:0\n", {}},
         {bare + "\tACGT\t*\tnonsense\n", bare + "\tACGT\t*\tnonsense\n", {}},
@@ -86,7 +86,7 @@ TEST(SamHandler, UnmappedRecordKeepsTheDefaultsAndIsCompleted) {
 }
 
 TEST(SamHandler, OnlyALeadingClipMovesTheStart) {
-    // Strand start; aligned, inserted and deleted bases.
+    // Start in the strand; aligned, inserted and deleted bases.
     using Figures = std::array<std::int32_t, 4>;
     const std::pair<const char*, Figures> cases[] = {
         {"3H5S10M", {3, 10, 0, 0}}, {"10M7S", {0, 10, 0, 0}},        {"7S", {7, 0, 0, 0}},
@@ -140,7 +140,7 @@ TEST(SamHandler, HeaderWordsAreTakenByPositionAndAcrossLines) {
 }
 
 // A large header is parsed once and then recognised; a text that merely resembles it must not be mistaken for it.
-TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
+TEST(SamHandler, ALargeHeaderIsRecognisedOnlyIfItIsIdentical) {
     std::string header;
     for (int i = 0; i < 2000; ++i) {
         header += "@SQ\tSN:c" + std::to_string(i) + "\tLN:" + std::to_string(1000 + i) + "\n";
@@ -172,9 +172,9 @@ TEST(SamHandler, ALargeHeaderIsRecognisedOnlyWhenItIsTheSame) {
 }
 
 // With many reference sequences, every record has the same large header.
-TEST(SamHandler, ALargeHeaderIsNotReadAnewForEachRecord) {
+TEST(SamHandler, ALargeHeaderIsParsedOnce) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "A sanitizer slows the comparison of texts more than their reading.";
+    GTEST_SKIP() << "Sanitizers slow down the comparison of texts more than their parsing.";
 #endif
     std::string headers[] = {"@SQ\tSN:a\tLN:1\n", "@SQ\tSN:b\tLN:1\n"};
     for (auto& header : headers) {
@@ -200,7 +200,7 @@ TEST(SamHandler, ALargeHeaderIsNotReadAnewForEachRecord) {
 TEST(AlignmentResult, ValueMapKeepsEveryMemberAndNamesAMissingOne) {
     const AlignmentResult result{"g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 0.5F, 0.25F, 0.125F, 10, "record"};
     const auto entries = result.ToValueMap().Entries();
-    // In the order of the keys; all values differ, so a swap of two members is noticed.
+    // In the order of the keys. All values differ, so that the test notices two swapped members.
     const std::pair<const char*, Common::Value> expected[] = {
         {"genome", "g"},      {"genome_start", 1},      {"genome_end", 2},    {"strand_start", 3},
         {"strand_end", 4},    {"sam_record", "record"}, {"num_events", 5},    {"num_insertions", 6},

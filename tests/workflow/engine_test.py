@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The whole workflow on one machine. Each class is one test of ctest."""
+"""Tests the whole workflow on one machine. Each class is one ctest test."""
 
 import gzip
 import json
@@ -15,7 +15,7 @@ PATHS = {"reads": "a folder with read files, or a file with one path per line",
 OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index of tavik_index.
 MEGABYTES, COVERAGE = "must be a number of megabytes above 0.", "must be a number from 0 to 1."
 COUNT = "must be a whole number, 0 or more."
-# Settings that replace correct ones, and the expected messages.
+# Wrong settings, which replace correct ones, and the expected messages.
 WRONG = [
     ({"reads": "007", "out": "a{b}", "chunk_mb": "abc", "min_coverage": "60", "allow_failed_reads": "0.5", "aligner": "-x",
       "chunk_md": "5", "threads": "x"}, [
@@ -67,14 +67,14 @@ class Settings(EngineTest):
                                  "\n".join(["WrongSettings:", *messages, ""]))
         self.assertEqual(self.written(), before)
 
-    def test_names_that_the_engine_would_spoil_on_the_way_to_a_cluster_are_refused(self):
+    def test_names_that_snakemake_cannot_pass_to_a_cluster_are_refused(self):
         self.write("in/it's.fastq", fastq(self.records))
         for settings, message in (({}, f'reads=in: these cannot be aligned.\n    "in/it\'s.fastq": {CANNOT}'),
                                   ({"out": "a'b"}, f"out=a'b: {CANNOT}.")):
             self.assertEqual(self.engine("--cluster", "false", "--jobs", "1", status=1, **settings),
                              f"WrongSettings:\n{message}\n")
 
-    def test_linter_has_nothing_to_say_but_what_the_workflow_answers(self):
+    def test_linter_only_asks_for_environments(self):
         self.write("in/a.fastq", fastq(self.records))
         lints = json.loads(self.call("/usr/bin/snakemake", "-s", SNAKEFILE, "--lint", "json", "--config", "reads=in",
                                      f"reference={REFERENCE}", f"aligner={PROGRAM}", f"check={CHECK}", f"indexer={INDEX}")[1])
@@ -116,7 +116,7 @@ class Engine(EngineTest):
             asked.add(re.search("alignment ref.: +(.*)", log)[1])
         self.assertEqual(asked, {"fasta/reference.tvi", "minimap2/reference.tvi", str(own)})
 
-    def test_an_index_that_cannot_be_built_is_the_reason_of_all_chunks(self):
+    def test_a_failed_index_is_the_reason_for_all_chunks(self):
         self.write("in/a.fastq", fastq(self.records))
         self.write("cut.fa.gz", gzip.compress(REFERENCE.read_bytes())[:-20])
         self.write("killed", "#!/bin/sh\nkill -9 $$\n").chmod(0o755)
@@ -130,14 +130,14 @@ class Engine(EngineTest):
             self.assertIn(listed.split(".\n", 1)[1], said)
         self.engine()
         self.assertEqual((self.folder / "all/failed.txt").exists(), False)
-        for name in ("cut.fa.gz", "in/a.fastq"):  # The reads ask for the index once more, which cannot be built.
+        for name in ("cut.fa.gz", "in/a.fastq"):  # Alignment needs the index again, which cannot be built.
             (self.folder / name).touch()
         said = self.engine("--restart-times", "0", status=1, reference="cut.fa.gz")
         self.assertRegex(said, r"The index all/reference\.tvi was not built\.\n  log: all/logs/index\.txt\n"
                          r"    tavik_index: cut\.fa\.gz: .*\n")
 
     def test_damaged_file_fails_its_chunk_only_and_once_repaired_the_report_covers_all(self):
-        """A damaged file is tried twice, and so is a killed aligner; a sound file is tried once."""
+        """A damaged file is tried twice, as is a file whose aligner is killed; a sound file is tried once."""
         self.write("aligner", f'''#!/bin/sh
 list=$(cat); echo "$list" >>ran; echo "$@" >>asked
 case $list in *killed*) [ -e once ] || {{ touch once; kill -9 $$; }} ;; esac
@@ -184,7 +184,8 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
-        """Sparse files of these sizes; the memory in MB that the two attempts of each job request."""
+        """Each case: the file's first bytes and size, the cores, the rule, and the megabytes that its first attempt
+        requests; the second one requests twice as many."""
         self.write("in/a.fastq", fastq(self.records))
         for begin, size, cores, rule, memory in ((OWN, 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
                                                  (OWN, 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),

@@ -1,5 +1,5 @@
-"""Runs the workflow or parts of it in the test's folder. TAVIK_ALIGNER, TAVIK_CHECK, TAVIK_INDEX and TAVIK_REPORT name the
-programs."""
+"""Runs the workflow or parts of it in the test's folder. The environment variables TAVIK_ALIGNER, TAVIK_CHECK,
+TAVIK_INDEX and TAVIK_REPORT name the programs."""
 
 import os
 import re
@@ -23,7 +23,7 @@ ABSENT = object()
 
 class WorkflowTest(AlignerTest):
     def call(self, *args, **environment):
-        """Status and standard output; standard error in `self.stderr`."""
+        """Runs a command. Returns its status and standard output, and keeps its standard error in `self.stderr`."""
         cache = self.folder / "cache"  # Snakemake leaves files here.
         cache.mkdir(exist_ok=True)
         done = subprocess.run(list(map(str, args)), cwd=self.folder, text=True, capture_output=True, timeout=250,
@@ -52,7 +52,7 @@ class EngineTest(WorkflowTest):
                            *(f"{name}={value}" for name, value in settings.items() if value is not ABSENT),
                            PATH=f"{Path(REPORT).parent}:{os.environ['PATH']}")
         self.assertEqual(answer, (status, ""), self.stderr)
-        # Later releases of the engine begin with the profile's name.
+        # Later releases of Snakemake print the profile's name first.
         return re.sub(r"^Using profile \S+ for setting default command line arguments\.\n", "", self.stderr)
 
     def written(self):

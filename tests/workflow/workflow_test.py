@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the workflow's scripts: planning of chunks, attempts, joining of summaries, and interpretation of Slurm's answers.
+"""Tests the workflow's scripts: planning chunks, aligning them, joining summaries, and interpreting Slurm's answers.
 Each class is one ctest test."""
 
 import os
@@ -57,8 +57,8 @@ class Plan(WorkflowTest):
             "'{.fq': names with braces, tabs or line feeds are not supported", "good.fq: listed twice"]))
         self.assertEqual((self.folder / "plan").exists(), False)
 
-    def test_folder_that_cannot_be_looked_into_is_named(self):
-        """A path that is too long, because permissions do not stop root."""
+    def test_folder_that_cannot_be_listed_is_named(self):
+        """The folder's path is too long; missing permissions would not stop root."""
         self.write("in/a.fq", "x")
         folder = os.open(self.folder / "in", os.O_RDONLY)
         for _ in range(17):
@@ -74,7 +74,7 @@ class Plan(WorkflowTest):
 class Attempts(WorkflowTest):
     def setUp(self):
         super().setUp()
-        # A name that is not UTF-8, as older systems write them.
+        # The name is not UTF-8, as on older systems.
         shutil.copy(READS / "sample_1.fastq", os.fsencode(self.folder) + b"/sample_\xff.fastq")
         (self.folder / "plan").write_bytes(b"100007\tno such file\n00007\tsample_\xff.fastq\n")
         self.arguments = [SCRIPTS / "align_chunk", "plan", "out/chunks/00007/alignment_summary.txt", "-a", REFERENCE, "-t", "1"]
@@ -99,7 +99,7 @@ class Attempts(WorkflowTest):
             time.sleep(0.02)
         self.fail("waited too long")
 
-    def test_results_replace_what_is_there_as_a_whole(self):
+    def test_results_of_a_chunk_appear_all_at_once(self):
         whole = ["alignment_summary.txt", "files.tsv", "files.txt", "sample_\udcff.sam"]
         self.write("out/chunks/00007/old.sam", "of an attempt that lacks its summary")
         self.assertEqual(self.start().wait(), 0)
@@ -109,7 +109,7 @@ class Attempts(WorkflowTest):
         self.assertEqual(self.start().wait(), 0)
         self.assertEqual((self.chunk.stat().st_ino, self.results(), self.left_over()), (before, whole, []))
 
-    def test_lost_reads_or_a_failed_aligner_leave_nothing_but_their_reason(self):
+    def test_lost_reads_or_a_failed_aligner_leave_only_the_reason(self):
         bad = self.write("bad.fastq", (READS / "sample_1.fastq").read_text() + "@cut\nAC")
         (self.folder / "plan").write_text(f"00007\t{bad}\n")
         self.assertEqual(self.start().wait(), 1)
@@ -118,15 +118,15 @@ class Attempts(WorkflowTest):
         self.assertEqual((self.folder / "log").read_text().splitlines()[3:], ["The aligner ended with status 1."])
         self.assertEqual((self.chunk.exists(), self.left_over()), (False, []))
 
-    def test_a_loss_that_comes_twice_ends_the_attempts_of_this_call(self):
-        """The check's answer in each attempt decides whether later ones still run the aligner."""
+    def test_a_loss_in_two_attempts_ends_the_attempts_of_this_call(self):
+        """The check's answers decide whether later attempts run the aligner."""
         self.write("check", '#!/bin/sh\necho "$5/log-$(date +%F_%H-%M-%S.%N): $SAYS"; echo also; exit $CHECK_STATUS\n'
                    ).chmod(0o755)
         self.write("aligner", '#!/bin/sh\necho >>ran; touch "$5/read.log"; exec kill -$SIGNAL $$\n').chmod(0o755)
         for said, runs in (((("a", 1, 0), ("a", 1, 0), ("b", 1, 0), ("c", 1, 0)), 2),
                            ((("a", 1, 0), ("b", 1, 0), ("a", 1, 0), ("b", 1, 0)), 4),
                            ((("a", 1, "ABRT"), ("a", 1, 0), ("a", 1, 0)), 2),
-                           ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # Killed, regardless of its input.
+                           ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # A kill says nothing about the input.
                            ((("a", 2, 0), ("a", 2, 0), ("a", 2, 0)), 3)):      # The check itself failed.
             (self.folder / "ran").unlink(missing_ok=True)
             for attempt, (words, check_status, aligner_signal) in enumerate(said, 1):
@@ -136,7 +136,7 @@ class Attempts(WorkflowTest):
                 self.assertEqual(self.told("ran").count("\n"), runs)
         self.assertEqual(self.start(ATTEMPT="1").wait(), 0)  # The next call tries again.
 
-    def test_killed_attempt_takes_its_aligner_along_and_one_that_is_still_writing_spoils_nothing(self):
+    def test_aligner_ends_with_its_killed_attempt_and_a_late_attempt_changes_nothing(self):
         slow = self.write("slow", '#!/bin/sh\necho $$ >"$PID_FILE"\nfor i in $(seq 400); do\n'
                           f'[ ! -e "$PID_FILE.go" ] || exec "{PROGRAM}" "$@"\nsleep 0.05\ndone\n')
         slow.chmod(0o755)
@@ -169,7 +169,7 @@ class Join(WorkflowTest):
             self.write(f"out/chunks/{chunk}/files.tsv", "reads\tsam\tfile\n" + rows)
         return self.call(SCRIPTS / "join_summaries", "plan", "out/summary", "files")
 
-    def test_rows_stand_in_the_order_of_the_list(self):
+    def test_rows_are_in_the_order_of_the_list(self):
         self.write("out/chunks/00002/alignment_summary.txt", "of a former plan")
         self.assertEqual(self.join(), (0, ""), self.stderr)
         self.assertEqual(sorted(path.name for path in (self.folder / "out" / "chunks").iterdir()), ["00000", "00001"])
@@ -190,7 +190,7 @@ class Join(WorkflowTest):
 JOB = "JobId=7 JobName=held JobState=COMPLETED UserId=me(0) Priority=1 JobState={} Reason={} Dependency=(null) " \
       "Requeue=1 Command=/x/JobState=FAILED Reason=held"
 UNKNOWN = "slurm_load_jobs error: Invalid job id specified"
-# Answers of scontrol and sacct, the state reported to the engine, and whether the job is cancelled.
+# The answers of scontrol and sacct, the state reported to Snakemake, and whether the job is cancelled.
 STATES = [
     (JOB.format("PENDING", "Resources"), "", "running", False),
     (JOB.format("PENDING", "JobHeldUser"), "", "running", False),
@@ -224,7 +224,7 @@ class SlurmProfile(WorkflowTest):
                                  (0, f"{answer}\n"))
                 self.assertEqual(self.told("cancelled"), "7\n" if cancelled else "")
 
-    def test_submission_waits_for_a_controller_that_is_away_and_for_nothing_else(self):
+    def test_submission_waits_only_for_an_unreachable_controller(self):
         away = "sbatch: error: Batch job submission failed: Unable to contact slurm controller (connect failure)"
         wrong = "sbatch: error: Batch job submission failed: Requested node configuration is not available"
         back = f'[ $(wc -l <asked) -gt 2 ] || {{ echo "{away}" >&2; exit 1; }}; echo "warning" >&2; echo "12;big"'

@@ -20,12 +20,12 @@ namespace IndexCheck {
 namespace {
 
 constexpr int kRefused = 0, kAlike = 1, kChanged = 2;
-constexpr rlim_t kSeconds = 20;  // The limit of processor time.
+constexpr rlim_t kSeconds = 20;  // Of processor time.
 constexpr long kMostKib = 1L << 20U;
 constexpr std::size_t kReadBases = 1000;
 
-// The part of the index that a byte belongs to: "header", "name or length", "count", "position", "key", "value" or
-// "bases".
+// Returns the part of the index to which a byte belongs: "header", "name or length", "count", "position", "key",
+// "value" or "bases".
 std::string PartOf(const Tests::IndexParts& parts, std::size_t offset) {
     if (offset < parts.names_begin || offset >= parts.bases_begin) {
         return offset < parts.names_begin ? "header" : "bases";
@@ -81,7 +81,7 @@ std::string IndexMutants::RandomBases(std::size_t count) {
     return bases;
 }
 
-// The index as qelmm_make_index writes it.
+// Returns the index that qelmm_make_index makes of a prebuilt one.
 std::string IndexMutants::Mapped(const std::string& path) const {
     const auto mapped = folder.Path("mapped");
     if (const char* const failure = qelmm_make_index(path.c_str(), mapped.c_str()); failure != nullptr) {
@@ -90,7 +90,7 @@ std::string IndexMutants::Mapped(const std::string& path) const {
     return Tests::ReadAll(mapped);
 }
 
-// The SAM records of all reads; empty for an index that is refused.
+// Returns the SAM records of all reads; empty if the index is refused.
 std::string IndexMutants::Records(const std::string& path) const {
     mm_idx_t* const index = qelmm_load_index(path.c_str());
     if (index == nullptr) {
@@ -143,7 +143,7 @@ std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexPart
     return "swapped buckets";
 }
 
-// Repairs the checksums of seven in eight.
+// Corrects the checksums of seven in eight damaged indexes.
 std::string IndexMutants::DamageMapped(std::string& index) {
     Tests::MappedParts parts(index);
     const auto number = Below(qel_minimap2::kSectionKinds + 1);
@@ -161,7 +161,7 @@ std::string IndexMutants::DamageMapped(std::string& index) {
             break;
         case 1:
             index.replace(at, size, size, Below(2) == 0 ? '\0' : '\xff');
-            what = "same bits";
+            what = "all bits 0 or 1";
             break;
         case 2:
             index.replace(at, size, index.substr(Below(index.size() - size + 1), size));
@@ -183,7 +183,7 @@ std::string IndexMutants::Damage(std::string& index) {
         return DamageMapped(index);
     }
     const Tests::IndexParts parts(index);
-    // Names and header are few bytes: without this, they would hardly ever be damaged.
+    // Names and header have few bytes and would otherwise hardly ever be damaged.
     auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());
     const auto size = std::min(std::size_t{1} << Below(14), index.size() - at);
     const auto where = PartOf(parts, at);
@@ -197,7 +197,7 @@ std::string IndexMutants::Damage(std::string& index) {
         case 2:
             index.replace(at, size, size, '\0');
             return "zeroed " + std::to_string(size) + " bytes, " + where;
-        case 3: {  // As after an interrupted copy: the rest is zeros, ones or older content.
+        case 3: {  // As after an interrupted copy, the rest is zeros, ones or older content.
             const auto rest = index.size() - at;
             const auto filling = Below(3);
             index.replace(at, rest,

@@ -16,19 +16,20 @@ namespace IndexCheck {
 struct MutantFigures {
     long refused = 0;
     long alike = 0;                       ///< Accepted, and all reads mapped as with the sound index.
-    std::map<std::string, long> changed;  ///< Accepted, but reads mapped differently; by what was damaged.
+    std::map<std::string, long> changed;  ///< Accepted, but reads mapped differently; by kind of damage.
     std::string failure;                  ///< Describes the first crash, hang or use of too much memory.
 };
 
-/// Damages prebuilt indexes of a generated reference, and what tavik_index makes of them, with several presets and
-/// k-mer lengths, the same ones for the same seed. Loads each in a separate process and maps reads against it.
+/// Damages indexes of a generated reference, minimap2's and those that tavik_index makes of them, with several presets
+/// and k-mer lengths. The same seed gives the same damage. Loads each damaged index in a separate process and maps
+/// reads against it.
 class IndexMutants {
 public:
-    /// `bases`: the length of the reference; `read_count`: the number of reads, spread evenly over it. Needs the
-    /// minimap2 program; throws std::runtime_error when it fails.
+    /// `bases`: the approximate length of the reference; `read_count`: the number of reads, spread evenly over it.
+    /// Needs the minimap2 program; throws std::runtime_error if minimap2 fails.
     IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t read_count);
 
-    /// Tries `count` mutants; stops at the first failure.
+    /// Tries `count` damaged indexes; stops at the first failure.
     void Try(long count, MutantFigures& figures);
 
 private:

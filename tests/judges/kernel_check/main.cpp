@@ -9,7 +9,7 @@
 
 namespace {
 
-// Prints a difference and ends the program.
+// Prints the difference, if there is one, and ends the program.
 void Judge(const std::string& difference) {
     if (!difference.empty()) {
         std::cout << difference << '\n';
@@ -41,11 +41,11 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
         Judge(Tests::CompareDistantChains(kernels, penalty, 0.3F * penalty, joined));
         Judge(Tests::CompareChaining(kernels, arrays, count / 1000, chained));
         Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
-        std::cout << kernels.bits << " bits: " << figures.calls << " alignments alike, " << figures.with_cigar
+        std::cout << kernels.bits << " bits: " << figures.calls << " equal alignments, " << figures.with_cigar
                   << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
-                  << " to the end of the read; as many lists of anchors sorted, "
-                  << "chained to " << chained.chains << " and joined to " << joined.chains << " chains, "
-                  << joined.left_to_minimap2 << " of them left to minimap2" << std::endl;
+                  << " to the end of the read; as many lists of anchors sorted, chained to " << chained.chains
+                  << " chains and joined to " << joined.chains << " chains; " << joined.left_to_minimap2
+                  << " lists left to minimap2" << std::endl;
     }
 }
 
@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
     }
     const auto runnable = qel_minimap2::kernel::RunnableKernels();
     if (runnable.empty()) {
-        std::cerr << "No kernel runs on this processor: there is nothing to compare.\n";
+        std::cerr << "kernel-check: no kernel runs on this processor\n";
         return 2;
     }
     for (const auto& kernels : runnable) {

@@ -1,4 +1,4 @@
-// Compares indexes that qel_minimap2 builds and loads with minimap2's.
+// Compares the indexes that qel_minimap2 builds and loads with those of minimap2.
 
 #include <algorithm>
 #include <cmath>
@@ -54,7 +54,7 @@ IndexPointer BuiltByMinimap2(const std::string& path, const mm_idxopt_t& options
     return index;
 }
 
-// This program calls minimap2's own mm_idx_get and mm_idx_cal_max_occ.
+// In this program, which is linked without the wrapper library, mm_idx_get and mm_idx_cal_max_occ are minimap2's own.
 Positions PositionsOf(const mm_idx_t& index, std::uint64_t minimizer) {
     const auto* const table = SeedTable::Of(index);
     int count = 0;
@@ -84,7 +84,7 @@ std::string Sequences(const mm_idx_t& index) {
     return text;
 }
 
-// Empty when `ours` gives the same answers as `theirs`, which minimap2 made.
+// Returns the first difference between `ours` and `theirs`, which minimap2 made; empty if they give the same answers.
 std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
     if (Sequences(ours) != Sequences(theirs)) {
         return "sequences, names or bases";
@@ -96,7 +96,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
             if (kh_exist(table, slot)) {
                 ++keys;
                 const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(theirs.b) | bucket;
-                // And one that differs in the highest bit only, which is rarely in the reference.
+                // Also looks up a minimizer that differs in the highest bit only and is rarely in the reference.
                 for (const auto m : {minimizer, minimizer ^ std::uint64_t{1} << (2 * theirs.k - 1)}) {
                     if (PositionsOf(ours, m) != PositionsOf(theirs, m)) {
                         return "positions of minimizer " + std::to_string(m);
@@ -109,7 +109,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
     for (int i = 0; i < 20000; ++i) {
         const auto minimizer = random() & ((std::uint64_t{1} << 2 * theirs.k) - 1);
         if (PositionsOf(ours, minimizer) != PositionsOf(theirs, minimizer)) {
-            return "minimizer " + std::to_string(minimizer) + ", which the reference may not have";
+            return "positions of random minimizer " + std::to_string(minimizer);
         }
     }
     for (const auto fraction : {0.9F, 0.5F, 0.3F, 0.1F, 0.03F, 0.01F, 1e-3F, 2e-4F, 1e-7F, 0.0F}) {
@@ -120,7 +120,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
     return "";
 }
 
-// References that are hard to index, the same for the same seed.
+// Generates references that are hard to index, always the same for a seed.
 class MadeReference {
 public:
     explicit MadeReference(std::uint32_t seed) : generator(seed) {}
@@ -184,7 +184,7 @@ private:
     std::vector<std::string> families;
 };
 
-// The index, written to a file and mapped.
+// Writes the index to a file and returns it mapped from there.
 IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder) {
     const auto path = folder.Path("mapped");
     IndexWriter writer(path);
@@ -193,7 +193,7 @@ IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder)
     return MapIndex(path);
 }
 
-TEST(IndexComparison, OwnIndexingGivesTheIndexOfMinimap2) {
+TEST(IndexComparison, IndexesBuiltFromFastaMatchMinimap2) {
     const Tests::TemporaryFolder folder;
     const std::tuple<int, int, std::size_t> cases[] = {{15, 10, 400000}, {15, 10, 300},    {15, 10, 30000},
                                                        {13, 5, 200000},  {11, 32, 150000}, {5, 3, 70000},
@@ -212,7 +212,7 @@ TEST(IndexComparison, OwnIndexingGivesTheIndexOfMinimap2) {
     }
 }
 
-TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoInMinimap2) {
+TEST(IndexComparison, LoadedPrebuiltIndexesMatchMinimap2) {
     const Tests::TemporaryFolder folder;
     const auto fasta = folder.Write("reference.fa", MadeReference(77).Fasta(250000));
     const auto built = folder.Path("built.mmi");
@@ -230,9 +230,9 @@ TEST(IndexComparison, PrebuiltIndexesLoadAsTheyDoInMinimap2) {
     }
 }
 
-// Pieces that occur once, a few times, and about as often as separates the rare minimizers of a table from the frequent
-// ones.
-TEST(IndexComparison, ThresholdsAreThoseOfMinimap2AtEveryRank) {
+// The reference has sequences that occur once, a few times, and about as often as the limit between rare and frequent
+// minimizers of a table.
+TEST(IndexComparison, ThresholdsMatchMinimap2AtEveryRank) {
     const Tests::TemporaryFolder folder;
     unsigned state = 3;
     auto bases = Tests::RandomBases(state, 3000);
@@ -263,8 +263,8 @@ TEST(IndexComparison, ThresholdsAreThoseOfMinimap2AtEveryRank) {
     }
 }
 
-// minimap2 would leave sequences beyond the size of a part, 4 Gb by default, for a second part.
-TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
+// minimap2 splits a reference into parts of 4 Gb by default.
+TEST(IndexComparison, AReferenceOfAnySizeIsOnePart) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));
     const auto whole = BuiltByMinimap2(path, OptionsFor(15, 10));
@@ -274,7 +274,7 @@ TEST(IndexComparison, AReferenceIsOnePartWhateverItsSize) {
     EXPECT_EQ(Difference(*LoadIndex(path, small_parts), *whole), "");
 }
 
-// Returns the seeds of a read with their positions, and frees them.
+// Returns a description of a read's seeds with their positions, and frees the seeds.
 std::string Text(const Seeds& seeds) {
     std::ostringstream text;
     text << seeds.position_count << " repetitive " << seeds.repetitive_bases;
@@ -293,7 +293,7 @@ std::string Text(const Seeds& seeds) {
 
 class SeedCollection : public testing::TestWithParam<int> {};
 
-TEST_P(SeedCollection, GivesTheSeedsOfMinimap2) {
+TEST_P(SeedCollection, FindsTheSeedsThatMinimap2Finds) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(9).Fasta(60000));
     const auto k = static_cast<unsigned>(GetParam());
@@ -301,7 +301,7 @@ TEST_P(SeedCollection, GivesTheSeedsOfMinimap2) {
     const auto ours = LoadIndexFile(StoredFile(folder.Path("built.mmi"))), mapped = Mapped(*ours, folder);
     std::mt19937_64 random(3);
     for (int read = 0; read < 300; ++read) {
-        // Minimizers of the index and others, some several times in a row.
+        // The read has minimizers of the index and others; some are repeated.
         std::vector<mm128_t> list(1 + random() % (read % 2 == 0 ? 4 : 150));
         std::uint64_t at = 0;
         for (auto& minimizer : list) {
@@ -332,7 +332,7 @@ TEST_P(SeedCollection, GivesTheSeedsOfMinimap2) {
     }
 }
 
-TEST(MinimizerFilter, LeavesListsToMinimap2FromWhichItRemovesMinimizers) {
+TEST(MinimizerFilter, LeavesToMinimap2AllListsThatMinimap2Shortens) {
     std::mt19937_64 random(12);
     int removed = 0, left = 0;
     for (int read = 0; read < 3000; ++read) {
@@ -358,7 +358,7 @@ TEST(MinimizerFilter, LeavesListsToMinimap2FromWhichItRemovesMinimizers) {
 
 INSTANTIATE_TEST_SUITE_P(KmerLengths, SeedCollection, testing::Values(11, 25));
 
-TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
+TEST(ForEach, RunsInTheCallingThreadIfNoOtherCanBeStarted) {
     pthread_attr_t attributes{};
     ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
     auto none_fits = attributes;
@@ -371,13 +371,13 @@ TEST(ForEach, TheCallingThreadDoesItAloneWhereNoneCanBeStarted) {
     EXPECT_EQ(workers, std::vector<unsigned>(100, 0));
 }
 
-TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
+TEST(ForEach, CallsOncePerItemAndRethrowsTheFirstException) {
     std::vector<int> calls(1000);
     ForEach(calls.size(), [&](std::size_t item, unsigned worker) { calls[item] += worker < WorkerLimit() ? 1 : 1000; });
     EXPECT_EQ(calls, std::vector<int>(1000, 1));
     Tests::Meeting meeting(static_cast<int>(WorkerLimit()));
     ForEach(WorkerLimit(), [&](std::size_t, unsigned) { meeting.Attend(); });
-    EXPECT_FALSE(meeting.Failed()) << "all workers are at work at once";
+    EXPECT_FALSE(meeting.Failed()) << "not all workers work at the same time";
     EXPECT_EQ(Tests::ErrorOf([] {
                   ForEach(100, [](std::size_t item, unsigned) {
                       if (item == 7) {
@@ -388,7 +388,7 @@ TEST(ForEach, CallsForEveryItemOnceAndPassesTheFirstFailureOn) {
               "seven");
 }
 
-TEST(ForEach, AHugeNumberOfThreadsCountsAsALargeOne) {
+TEST(ForEach, LimitsTheNumberOfThreads) {
     SetWorkerLimit(2'000'000'000);
     EXPECT_EQ(WorkerLimit(), 1024U);
     SetWorkerLimit(0);

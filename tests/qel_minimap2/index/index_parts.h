@@ -15,7 +15,7 @@ T NumberAt(const std::string& index, std::size_t at) {
     return number;
 }
 
-/// Where the parts of a sound prebuilt index lie in its bytes.
+/// The offsets of the parts of a sound prebuilt index, in bytes.
 struct IndexParts {
     struct Bucket {
         std::size_t begin, key_count_at, end;

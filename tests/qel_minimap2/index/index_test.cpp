@@ -20,7 +20,7 @@ namespace {
 
 using Tests::NumberAt;
 
-// The number of sequences in an index or reference and the message of its loading, without the path.
+// The number of sequences in a loaded index or reference, or kRefused, and the message of loading without the path.
 using Loaded = std::pair<int, std::string>;
 constexpr int kRefused = -1;
 
@@ -53,14 +53,14 @@ protected:
     Tests::TemporaryFolder folder;
 };
 
-TEST_F(Index, AReferenceIsWholeOrRefusedWithItsReason) {
+TEST_F(Index, AReferenceIsLoadedCompletelyOrRefusedWithTheReason) {
     const auto reference =
         folder.Write("two.fa", ">one\n" + RandomBases(3000) + "\n>two desc\n" + RandomBases(2000) + "\n");
     const auto good = Tests::ReadAll(reference);
     const auto one = Gzip(reference);
     const auto two = Gzip(folder.Write("b.fa", ">b\n" + RandomBases(5000) + "\n"));
     auto no_member = two;
-    no_member[1] = 'x';  // The rest is then not gzip data, and zlib skips it silently.
+    no_member[1] = 'x';  // With another second byte, the data are not a gzip member, and zlib skips them silently.
     auto damaged = one;
     auto& of_checksum = damaged[one.size() - 8];
     of_checksum = static_cast<char>(of_checksum ^ 0x55);
@@ -117,7 +117,7 @@ void Put(std::string& index, std::size_t at, T number) {
     std::memcpy(&index[at], &number, sizeof number);
 }
 
-// Damages each checked part of a prebuilt index on its own. tests/judges/index-check damages at random.
+// Damages one checked part of a prebuilt index at a time; tests/judges/index-check damages random parts.
 TEST_F(Index, EachDamageIsNamed) {
     const auto repeat = RandomBases(400);
     const auto fasta = folder.Write(
@@ -125,8 +125,8 @@ TEST_F(Index, EachDamageIsNamed) {
     const auto good = Tests::ReadAll(BuildIndex("-k 6 -w 3", fasta, "good.mmi"));
     ASSERT_EQ(LoadedFrom(folder.Path("good.mmi")), Loaded(2, ""));
     const Tests::IndexParts parts(good);
-    // In one bucket: a list of several positions, and the key that refers to it; in another bucket: two keys with
-    // lists.
+    // A bucket with a list of several positions and the key that refers to the list, and a bucket whose first key has a
+    // single position.
     const auto keys_of = [&](const Tests::IndexParts::Bucket& bucket) { return bucket.key_count_at + 4; };
     const auto with_list = std::find_if(parts.buckets.begin(), parts.buckets.end(), [&](const auto& bucket) {
         return NumberAt<std::uint32_t>(good, bucket.begin) > 2;
@@ -155,7 +155,7 @@ TEST_F(Index, EachDamageIsNamed) {
         {"a sequence of more than 2^31 - 1 bases", set(length, 1U << 31U)},
         {"a list of positions that is too long", set(with_list->begin, 1U << 28U)},
         {"an impossible minimizer",
-         [&](std::string& index) {  // The lowest: 4096, in bucket 0, which has no others.
+         [&](std::string& index) {  // 4096, the lowest impossible one, in bucket 0, which is empty.
              const auto key_count_at = parts.buckets[0].key_count_at;
              Put(index, key_count_at, 1U);
              index.insert(key_count_at + 4, std::string("\2").append(15, '\0'));
@@ -200,8 +200,8 @@ TEST_F(Index, EachDamageIsNamed) {
     }
 }
 
-// With several keys in a bucket: duplicate keys, and keys that share positions, each of which is valid on its own.
-TEST_F(Index, KeysOfABucketShareNothing) {
+// In a sound file, each key occurs once and each position belongs to one key.
+TEST_F(Index, KeysThatShareAnythingAreRefused) {
     const auto repeat = RandomBases(400);
     const auto good =
         Tests::ReadAll(BuildIndex("-k 28 -w 1", folder.Write("r.fa", ">r\n" + repeat + repeat + "\n"), "good.mmi"));
@@ -230,10 +230,11 @@ TEST_F(Index, KeysOfABucketShareNothing) {
     FAIL() << "no bucket with two lists of two positions";
 }
 
-// The packed bases end the file. A copy that stopped early, after space for the whole file was allocated, has zeros
-// there.
+// The packed bases are at the end of the file. They are zeros in a copy that stopped early, after its full size was
+// allocated.
 TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
-    std::string b;  // If k is even, some k-mers are their own reverse complement, which minimap2 leaves out.
+    std::string
+        b;  // Has runs of AT: if k is even, their k-mers are their own reverse complements, which minimap2 skips.
     for (int i = 0; i < 120; ++i) {
         b += RandomBases(700);
         for (int pairs = 37 * i % 200; pairs > 0; --pairs) {
@@ -260,9 +261,8 @@ TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
     }
 }
 
-// Windows, k-mer sizes and references that are hard for minimizers: none is mistaken for damage, and a false header is
-// noticed.
-TEST_F(Index, AnIndexIsOfItsOwnSequences) {
+// Unusual windows, k-mer sizes and references must not be mistaken for damage, but a wrong header must be noticed.
+TEST_F(Index, AnIndexMustMatchItsSequences) {
     std::string islands, repeats;
     for (std::size_t i = 0; i < 60; ++i) {
         islands += RandomBases(37 * i % 900) + std::string(53 * i % 1500, 'N');
@@ -299,16 +299,16 @@ TEST_F(Index, AnIndexIsOfItsOwnSequences) {
     }
 }
 
-// A number of kilobytes from the system's status of this process.
+// Returns a field of this process's status, in kilobytes.
 long Kilobytes(const std::string& field) {
     const auto status = Tests::ReadAll("/proc/self/status");
     return std::stol(status.substr(status.find("\n" + field + ":") + field.size() + 2));
 }
 
-// A large reference takes gigabytes; temporary memory during loading would add to that.
+// A large index takes gigabytes, and temporary memory during loading adds to that.
 TEST_F(Index, LoadingTakesLittleMoreMemoryThanTheIndex) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "Sanitizers keep memory of their own.";
+    GTEST_SKIP() << "Sanitizers need additional memory.";
 #endif
     const auto fasta = folder.Write("large.fa", ">large\n" + RandomBases(16'000'000) + "\n");
     // Each thread has its own buffers, so the limits are less strict on large machines.
@@ -317,7 +317,7 @@ TEST_F(Index, LoadingTakesLittleMoreMemoryThanTheIndex) {
          {std::tuple(fasta, 92'000, 92'000), std::tuple(BuildIndex("", fasta, "large.mmi"), 55'000, 60'000)}) {
         std::ofstream peaks("/proc/self/clear_refs");
         if (!(peaks << 5 << std::flush)) {  // Resets the peak to the current use.
-            GTEST_SKIP() << "This system does not let a process reset its peak of memory.";
+            GTEST_SKIP() << "This system does not let a process reset its peak memory.";
         }
         const auto before = Kilobytes("VmRSS");
         const std::unique_ptr<mm_idx_t, decltype(&qelmm_unload_index)> index(qelmm_load_index(path.c_str()),

@@ -7,9 +7,10 @@
 
 namespace Tests {
 
-// minimap2 keeps the hash tables of its indexes to itself. This is how version 2.24 lays them out.
+// minimap2's headers do not declare the hash tables of its indexes. The declarations below match version 2.24.
 
-/// The lowest bit of a key is 1 if the minimizer occurs once; the others are the minimizer without its bucket's bits.
+/// The lowest bit of a key is 1 if the minimizer occurs once; the other bits are the minimizer without its lowest bits,
+/// which are the number of its bucket.
 inline khint_t HashOfKey(std::uint64_t key) {
     return static_cast<khint_t>(key >> 1U);
 }
@@ -25,7 +26,7 @@ inline bool SameKey(std::uint64_t a, std::uint64_t b) {
 KHASH_INIT(minimizers, std::uint64_t, std::uint64_t, 1, HashOfKey, SameKey)
 #pragma GCC diagnostic pop
 
-/// The hash table of a bucket in an index that minimap2 made; null for a bucket without minimizers.
+/// Returns the hash table of a bucket in an index that minimap2 made; null for a bucket without minimizers.
 inline const khash_t(minimizers) * TableOfBucket(const mm_idx_t& index, std::uint64_t bucket) {
     struct Bucket {
         mm128_v unsorted;

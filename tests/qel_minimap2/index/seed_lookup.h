@@ -6,7 +6,7 @@
 
 namespace Tests {
 
-/// Where a table says that a minimizer occurs, `count` positions; null for one that it does not hold.
+/// Returns the positions of a minimizer and sets `count` to their number; null and 0 if the table lacks the minimizer.
 inline const std::uint64_t* Find(const qel_minimap2::SeedTable& table, std::uint64_t minimizer, int& count) {
     const auto slot = table.Slot(minimizer);
     count = 0;

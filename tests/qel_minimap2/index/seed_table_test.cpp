@@ -34,9 +34,9 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     }
 }
 
-// Keys are spread over the groups, and a group with a free slot ends a look-up, which would otherwise search a thousand
-// groups.
-TEST(SeedTable, LooksIntoFewGroups) {
+// Keys must be spread over the groups, and a look-up must end at a group with a free slot; otherwise it would search
+// thousands of groups.
+TEST(SeedTable, SearchesFewGroups) {
     constexpr std::uint32_t kLookUps = 60000;
     const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
         std::vector<SeedTable::Entry> entries;
@@ -57,13 +57,14 @@ TEST(SeedTable, LooksIntoFewGroups) {
         EXPECT_EQ(found, added == 0 ? 2 * kLookUps : kLookUps);
         return time;
     };
-    EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "half of them of no key, and all of keys in one group";
+    EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "slower than look-ups in a single group";
 }
 
-// The keys of `crowded` and `packed` hash to one group five sixths into the bucket (a key's group is proportional to
-// its product with the inverse of this factor): those of `crowded` fill 187 groups in a row, past the bucket's end,
-// those of the others a thousand. Keys of `alike` share their lowest 30 bits with thousands of others.
-TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
+// The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket: a key's group is
+// proportional to its product with the inverse of this factor. The keys of `crowded` fill 188 consecutive groups, past
+// the bucket's end; those of the other two fill 1250. The keys of `alike` have only two different values of their
+// lowest 30 bits.
+TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;
     for (std::uint32_t i = 0; packed.size() < 20000; ++i) {
@@ -88,7 +89,7 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
             ASSERT_EQ(*Tests::Find(table, key >> 1U << 14U, count), value);
         }
         EXPECT_EQ(Tests::Find(table, std::uint64_t{3} << 14U, count), nullptr);
-        for (const std::size_t place : {1U, 432U, size - 1}) {  // Once as another key's, once as a repeated one.
+        for (const std::size_t place : {1U, 432U, size - 1}) {  // With and without the bit of a single position.
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
             SeedTable other(k, 14);
@@ -98,11 +99,11 @@ TEST(SeedTable, FindsAllItsKeysAndNoKeyTwice) {
     }
 }
 
-TEST(UnpackBases, UnpacksAnyRangeAndNoBaseMore) {
+TEST(UnpackBases, UnpacksExactlyTheRange) {
     std::uint32_t words[6];
     std::mt19937 random(2);
     std::generate(std::begin(words), std::end(words), random);
-    words[3] &= 0x33333333U;  // The fast way is for words of possible numbers only.
+    words[3] &= 0x33333333U;  // A word of valid base codes, for which there is a faster way.
     for (std::uint64_t begin = 0; begin < 48; ++begin) {
         std::string expected(49 - begin, '?');
         for (auto end = begin; end < 48; ++end) {

@@ -15,7 +15,7 @@ namespace {
 
 using namespace qel_minimap2;
 
-// A file that another program cuts just before one of the reads, counted from 0.
+// A file that another program truncates just before the 0-based call `at` of Read.
 class CutFile : public StoredFile {
 public:
     CutFile(const std::string& path, int at, bool to_nothing)
@@ -35,7 +35,7 @@ private:
     const bool none;
 };
 
-TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
+TEST(StoredFile, AnIndexThatIsTruncatedWhileBeingLoadedIsRefused) {
     const Tests::TemporaryFolder folder;
     const auto built = folder.Path("built.mmi");
     unsigned state = 7;
@@ -54,7 +54,7 @@ TEST(StoredFile, AnIndexThatIsCutWhileItIsLoadedIsRefused) {
     }
 }
 
-TEST(FileWindow, GivesTheBytesOfEachStretch) {
+TEST(FileWindow, ReturnsTheBytesOfAnyRange) {
     const Tests::TemporaryFolder folder;
     unsigned state = 4;
     const auto content = Tests::RandomBases(state, 3000);

@@ -20,7 +20,7 @@ using qel_minimap2::kernel::ChainScoring;
 using qel_minimap2::kernel::JoinCall;
 using qel_minimap2::kernel::Kernels;
 
-// Each call gets its own copy: it frees the copy or returns another list, which SameChains frees.
+// Copies anchors for a call, which frees the copy or returns it; SameChains frees what a call returns.
 mm128_t* Copy(const std::vector<mm128_t>& anchors) {
     auto* const copy = static_cast<mm128_t*>(std::malloc(anchors.size() * sizeof(mm128_t)));
     std::copy(anchors.begin(), anchors.end(), copy);
@@ -31,7 +31,7 @@ bool Same(const mm128_t& a, const mm128_t& b) {
     return a.x == b.x && a.y == b.y;
 }
 
-// Compares the chains and frees both.
+// Compares the results of two calls and frees them.
 bool SameChains(const Chains& a, const Chains& b) {
     bool same = a.chain_count == b.chain_count &&
                 std::equal(a.chains, a.chains + a.chain_count, b.chains, b.chains + b.chain_count);
@@ -67,10 +67,10 @@ ChainScoring RandomScoring(RandomAnchors& random, int band) {
             usual ? 0.0F : 0.01F * static_cast<float>(random.Between(0, 20))};
 }
 
-// Chains anchors with our kernel if `ours`, otherwise with minimap2; false when the kernel leaves them to minimap2.
+// Chains anchors with our kernel if `ours`, otherwise with minimap2. Returns false if our kernel does not chain them.
 using Chain = std::function<bool(Chains&, bool ours)>;
 
-// minimap2 frees the anchors that it is given.
+// The analyzer does not see that minimap2 frees the anchors passed to it.
 // NOLINTBEGIN(clang-analyzer-unix.Malloc)
 Chain Chaining(const Kernels& kernels, const ChainCall& call) {
     return [call, &kernels](Chains& chains, bool ours) {
@@ -129,8 +129,8 @@ std::string Compare(const char* what, RandomAnchors& random, long count, ChainFi
     return difference;
 }
 
-// Chains of `per_chain` touching anchors; from one to the next, the diagonal moves by `first` bases and then by one
-// more each time.
+// Returns chains of `per_chain` touching anchors. From the first chain to the second, the diagonal moves by `first`
+// bases; each further move is one base longer.
 std::vector<mm128_t> DistantChains(int chains, int per_chain, int first) {
     constexpr unsigned kLength = 255;
     std::vector<mm128_t> anchors;
@@ -205,7 +205,7 @@ std::vector<mm128_t> RandomAnchors::Next(int most) {
                 Between(0, read_length));
         }
     }
-    // The order in which minimap2 collects the anchors of a read.
+    // minimap2 collects the anchors of a read in this order.
     std::stable_sort(anchors.begin(), anchors.end(), [](const mm128_t& a, const mm128_t& b) { return a.y < b.y; });
     return anchors;
 }
@@ -246,7 +246,7 @@ bool JoinByDefault(const Kernels& kernels, const std::vector<mm128_t>& sorted) {
 std::string CompareSorting(RandomAnchors& random, long count) {
     for (long call = 1; call <= count; ++call) {
         auto anchors = random.Next(random.OneIn(100) ? 9000 : random.OneIn(10) ? 2000 : 150);
-        if (random.OneIn(3)) {  // Keys that differ in any bits.
+        if (random.OneIn(3)) {  // Makes keys that differ only in random bits.
             std::uint64_t mask = 0;
             for (int i = random.Between(1, 40); i > 0; --i) {
                 mask |= 1ULL << random.Between(0, 63);
@@ -288,7 +288,7 @@ std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long c
 
 std::string CompareDistantChains(const Kernels& kernels, float gap_penalty, float skip_penalty, ChainFigures& figures) {
     constexpr int kFarthest = 19'000, kAtOnce = 20;
-    // Enough for a chain to outweigh the penalty.
+    // With so many anchors, the score of a chain exceeds the penalty.
     const int per_chain = 4 + static_cast<int>((gap_penalty + skip_penalty) * kFarthest / 250);
     std::string difference;
     for (int first = 1; first < kFarthest && difference.empty(); first += kAtOnce) {

@@ -11,7 +11,7 @@
 
 namespace Tests {
 
-/// Random numbers, the same ones for the same seed.
+/// Generates random numbers, always the same for a seed.
 class Dice {
 public:
     explicit Dice(std::uint32_t seed) : generator(seed) {}
@@ -26,19 +26,20 @@ private:
     std::mt19937 generator;
 };
 
-/// Makes lists of anchors like those of reads from repeats, the same ones for the same seed: runs of colinear anchors
-/// with errors on several sequences and strands, parallel runs, repeats of the read against repeats of the reference
-/// (so that one reference position has several read positions), and noise; at times with equal distances, which give
-/// equal scores.
+/// Generates lists of anchors like those of reads from repeats, always the same for a seed. A list has:
+/// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs;
+/// - repeats of the read against repeats of the reference, so that one reference position has several read positions;
+/// - noise;
+/// - in one of four lists, runs with distances in multiples of 5, which often give equal scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
 
-    /// Up to `most` anchors of one length, unsorted.
+    /// A random number of anchors, up to about `most`, of one length, in the order of their read positions.
     std::vector<mm128_t> Next(int most);
 
-    /// The anchors of a read of two copies from an array of `copies` near-identical copies: `per_copy` for each pair of
-    /// copies, of which one in `one_in` is missing.
+    /// The anchors of a read that spans two copies of an array of `copies` near-identical copies: `per_copy` anchors
+    /// for each pair of a copy in the read and one in the array. One in `one_in` anchors is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
     /// From now on, comparisons use arrays of thousands of anchors instead of lists of all kinds.
@@ -55,7 +56,7 @@ private:
     int sequences = 1, reference_length = 1, read_length = 1, anchor_length = 15, step = 1;
 };
 
-/// Joins the anchors with the preset's parameters. Returns false when the kernel leaves the call to minimap2.
+/// Joins the anchors with the preset's parameters. Returns false if the kernel leaves the call to minimap2.
 bool JoinByDefault(const qel_minimap2::kernel::Kernels& kernels, const std::vector<mm128_t>& sorted);
 
 /// Counts that show whether a comparison covered enough.
@@ -65,16 +66,16 @@ struct ChainFigures {
     long left_to_minimap2 = 0;
 };
 
-/// Each sorts, chains or joins `count` lists with our function and with minimap2's, and returns a description of the
-/// first difference, or an empty text.
+/// These functions sort, chain or join `count` lists with our function and with minimap2's. They return a description
+/// of the first difference; empty if there is none.
 std::string CompareSorting(RandomAnchors& random, long count);
 std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                             ChainFigures& figures);
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
-/// The same for chains that lie apart on the reference by each distance from 1 to 19 000 bases. How penalties are
-/// rounded shows there first.
+/// Chains and joins chains whose distances on the reference have every length from 1 to 19 000 bases, where differences
+/// in the rounding of penalties show first. Returns a description of the first difference; empty if there is none.
 std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
                                  ChainFigures& figures);
 

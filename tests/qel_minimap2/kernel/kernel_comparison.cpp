@@ -13,11 +13,11 @@ namespace {
 
 using qel_minimap2::kernel::AlignmentCall;
 
-// match, mismatch, gap open, extend, second open, extend
+// Match, mismatch, gap open, gap extend, second gap open, second gap extend.
 constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1}, {2, 8, 12, 2, 24, 1},
                                             {4, 4, 4, 2, 24, 1},  {5, 4, 8, 6, 30, 2}, {1, 4, 6, 2, 7, 1},
                                             {2, 17, 6, 3, 20, 1}, {6, 24, 9, 3, 18, 0}};
-// The first four are those that minimap2 uses.
+// minimap2 uses the first four.
 constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0, 0x088, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
 
@@ -125,9 +125,10 @@ void RandomCalls::MakeTwoGaps() {
     for (std::size_t i = 0; i < target.size(); ++i) {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
-    // Both gaps are mostly of about the same length: the path then begins and ends on the main diagonal and leaves it
-    // in between. At the edge, it reaches the first diagonal outside the strip without an error, so that it may score
-    // as much as a path inside: after width - 1 deletions, or up to three bases further on the other side.
+    // If the gaps have about the same length, as they mostly do, the best path begins and ends near the main diagonal
+    // and leaves it between the gaps. With `at_edge`, the path has no errors and just reaches the first diagonal
+    // outside the strip, so that it may score as much as a path inside. That diagonal is width - 1 deletions away, or
+    // up to three bases more on the side of insertions.
     const bool at_edge = width <= 96 && OneIn(2);
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
@@ -162,7 +163,7 @@ AlignmentCall RandomCalls::Next() {
     }
     if (ends) {
         query.resize(static_cast<std::size_t>(Between(1, std::min(static_cast<int>(query.size()), 60))));
-        // Sometimes so long that the scores of gaps exceed 16 bits.
+        // Some targets are so long that the scores of gaps exceed 16 bits.
         const int length = OneIn(500) ? 9000 : static_cast<int>(query.size()) * Between(2, 6);
         target.resize(static_cast<std::size_t>(length), target.back());
     }

@@ -9,24 +9,24 @@
 
 namespace Tests {
 
-/// Makes calls of base alignment, the same ones for the same seed: related and unrelated sequences, repeats, long gaps,
-/// ambiguous bases, all combinations of flags that occur, scorings with the two gap costs in either order, bands and
-/// drops.
+/// Generates calls of base alignment, always the same for a seed. They cover related and unrelated sequences, repeats,
+/// long gaps, ambiguous bases, all combinations of flags that occur, many scorings, bands and drops.
 class RandomCalls : Dice {
 public:
     /// `longest`: the longest target, in bases; queries may be a few hundred bases longer.
     RandomCalls(std::uint32_t seed, int longest) : Dice(seed), longest(longest) {}
 
-    /// From now on, makes calls whose best path may leave the strip of the certified band: gap filling with an
-    /// insertion and a deletion of 8 to 150 bases, 1 to 90 bases apart, and few other errors, in random and in periodic
-    /// sequences whose lengths make the kernel try each width.
+    /// From now on, generates calls whose best path may leave the strip of the certified band: gap filling with an
+    /// insertion and a deletion of about 8 to 150 bases, 1 to 90 bases apart, and few other errors. The sequences are
+    /// random or periodic; their lengths make the kernel try each width.
     void AttackTheBand() { attacks = true; }
 
-    /// From now on, makes calls like those for the ends of reads: short queries, and targets longer than can matter.
+    /// From now on, generates calls like those for the ends of reads: short queries, and targets so long that their
+    /// ends cannot be aligned.
     void AttackTheEnds() { ends = true; }
 
-    /// The next call. It points into this object and is valid until the next one is made. It has no pool: memory comes
-    /// from malloc.
+    /// Returns the next call. It points into this object and is valid until the next call of Next. It has no memory
+    /// pool, so memory comes from malloc.
     qel_minimap2::kernel::AlignmentCall Next();
 
 private:
@@ -51,9 +51,9 @@ struct ComparisonFigures {
     long with_cigar = 0;
 };
 
-/// Makes `count` calls of our function and of minimap2's, with a new result every four calls and the same one in
-/// between, as minimap2 reuses it. Returns a description of the first difference in a field that minimap2 reads, in the
-/// CIGAR or in its allocated length, or an empty text.
+/// Calls our function and minimap2's `count` times. Four successive calls share a result object, because minimap2
+/// reuses it. Returns a description of the first difference in a field that minimap2 reads, in the CIGAR or in its
+/// allocated length; empty if there is none.
 std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels, RandomCalls& calls, long count,
                                 ComparisonFigures& figures);
 

@@ -32,7 +32,7 @@ Minimizers Taken(mm128_v& list) {
     return minimizers;
 }
 
-// Bases with repeats, so that a window has equal k-mers, and with ambiguous bases, single ones and runs.
+// Returns bases with repeats, so that a window has equal k-mers, and with ambiguous bases.
 std::string BasesWithRepeats(std::mt19937& random) {
     std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
     const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
@@ -69,7 +69,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Bits, Kernel, testing::ValuesIn(Widths()));
 
-TEST_P(Kernel, AnswersEveryCallAsMinimap2Does) {
+TEST_P(Kernel, AlignsAsMinimap2Does) {
     for (const auto& [seed, longest, count] : {std::tuple{1U, 300, 24000L}, std::tuple{2U, 3000, 1000L}}) {
         Tests::RandomCalls calls(seed, longest);
         const auto figures = Compare(calls, count);
@@ -79,7 +79,7 @@ TEST_P(Kernel, AnswersEveryCallAsMinimap2Does) {
     }
 }
 
-// Flags and scorings that no mapping with the preset has; some would overflow the kernels' bytes.
+// Mapping with the preset never has these flags and scorings; some would overflow the kernels' 8-bit lanes.
 TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
     using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
     const Change changes[] = {
@@ -181,7 +181,7 @@ TEST(Scratch, KeepsTheMemoryOfUsualCallsAndFreesTheRest) {
     }
 }
 
-TEST(AnchorSort, SortsAnchorsIntoMinimap2sOrder) {
+TEST(AnchorSort, SortsAsMinimap2Does) {
     Tests::RandomAnchors random(4);
     EXPECT_EQ(Tests::CompareSorting(random, 10000), "");
 }
@@ -198,16 +198,16 @@ TEST_P(Kernel, ChainsAnchorsAsMinimap2Does) {
     EXPECT_GT(joined.chains, 5000);
 }
 
-// With the preset's penalties, and with some that make a difference in rounding likely.
+// The first penalties are the preset's; with the second ones, differences in rounding are likely.
 TEST_P(Kernel, JoinsDistantChainsAsMinimap2Does) {
     for (const auto& [gap_penalty, skip_penalty] : {std::pair{0.12F, 0.0F}, std::pair{1.03F, 0.17F}}) {
         Tests::ChainFigures figures;
         EXPECT_EQ(Tests::CompareDistantChains(kernels, gap_penalty, skip_penalty, figures), "");
-        EXPECT_EQ(figures.chains, figures.calls) << "all are joined to one";
+        EXPECT_EQ(figures.chains, figures.calls) << "each list must give one chain";
     }
 }
 
-// Thousands of anchors in reach of each other, and more than fit one window.
+// Thousands of anchors are in reach of each other, more than fit into one window.
 TEST_P(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
     Tests::RandomAnchors random(9);
     random.MakeArrays();
@@ -232,8 +232,9 @@ double SecondsToJoin(const qel_minimap2::kernel::Kernels& kernels, const std::ve
     return least;
 }
 
-// With a search over all copies instead of those in reach, four times the copies take 16 times as long.
-TEST_P(Kernel, JoinsFourTimesTheCopiesInFourTimesTheTime) {
+// If each anchor were compared with all copies instead of those in reach, four times the copies would take 16 times as
+// long.
+TEST_P(Kernel, TimeToJoinIsProportionalToTheCopies) {
     Tests::RandomAnchors random(8);
     std::vector<double> seconds;
     for (const int copies : {100, 400}) {

@@ -12,7 +12,7 @@ namespace {
 
 using namespace qel_minimap2;
 
-TEST(TextInput, AReferenceThatIsCutWhileItIsReadIsRefused) {
+TEST(TextInput, AReferenceThatIsTruncatedWhileBeingReadIsRefused) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", ">a\n" + std::string(700000, 'A') + "\n");
     TextInput input(path);

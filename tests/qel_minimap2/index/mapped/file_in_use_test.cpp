@@ -27,7 +27,7 @@ protected:
         mm_set_opt(nullptr, &options, &unused);
         unsigned state = 5;
         MakeIndexFile(folder.Write("reference.fa", ">a\n" + Tests::RandomBases(state, 5000) + "\n"), options, path);
-        ChangeTime(-1);  // Writes that follow one another at once may have the same time.
+        ChangeTime(-1);  // Otherwise the next write could give the file the same time.
     }
     void ChangeTime(int hours) const {
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::hours(hours));
@@ -37,7 +37,7 @@ protected:
     const std::string path = folder.Path("own"), start = "^libqel_minimap2: " + path + ": ";
 };
 
-// Another program writes to the index that is copied, after its first block.
+// Simulates another program that writes to the source index after its first block has been copied.
 class DisturbedWriter : public IndexWriter {
 public:
     DisturbedWriter(const std::string& copy, std::string source) : IndexWriter(copy), source(std::move(source)) {}
@@ -53,7 +53,7 @@ private:
     const std::string source;
 };
 
-TEST_F(FileInUseDeathTest, ACopyOfAnIndexThatIsWrittenToDoesNotReplaceTheOlderFile) {
+TEST_F(FileInUseDeathTest, ACopyOfAnIndexThatChangesDoesNotReplaceTheOlderFile) {
     const auto copy = folder.Write("copy", "older");
     const auto write = [&] {
         const auto index = MapIndex(path);
@@ -66,15 +66,15 @@ TEST_F(FileInUseDeathTest, ACopyOfAnIndexThatIsWrittenToDoesNotReplaceTheOlderFi
 
 TEST_F(FileInUseDeathTest, ALackOfMemoryForTheSecondCheckIsNotBlamedOnTheFile) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "Sanitizers need address space of their own.";
+    GTEST_SKIP() << "Sanitizers need additional address space.";
 #endif
     const auto use = [&] {
         const auto index = MapIndex(path);
         ChangeTime(1);
         const rlimit nothing{0, 0};
         ::setrlimit(RLIMIT_AS, &nothing);
-        const void* volatile taken = nullptr;  // Keeps the compiler from leaving the calls out.
-        std::size_t total = 0;                 // Ends where nothing limits memory, as under an emulator.
+        const void* volatile taken = nullptr;  // Volatile, so that the compiler does not remove the calls.
+        std::size_t total = 0;                 // Limited, because an emulator may ignore the limit of memory.
         for (std::size_t size = 1 << 24; size > 0; size /= 2) {
             do {
                 taken = std::malloc(size);

@@ -1,5 +1,5 @@
-// Files that tavik_index never writes, with correct checksums; tests/cli/index_test.py damages files and leaves their
-// checksums as they were. Also files that change while they are used.
+// Tests files with contents that tavik_index never writes but with correct checksums, and files that change while in
+// use. tests/cli/index_test.py tests damaged files with wrong checksums.
 
 #include <chrono>
 #include <csignal>
@@ -38,7 +38,7 @@ std::string TextOf(const char* answer) {
     return answer != nullptr ? answer : "sound";
 }
 
-// Why the check refuses a file, without the words that all such answers share.
+// Returns why the check refuses a file, without the words that all refusals share; "sound" if it does not.
 std::string FaultIn(const std::string& file) {
     static const auto start = "ERROR: " + kDamaged;
     const auto text = TextOf(qelmm_check_index(file.c_str()));
@@ -53,7 +53,7 @@ protected:
         EXPECT_EQ(TextOf(qelmm_make_index(folder.Write("reference.fa", fasta).c_str(), to.c_str())), "sound");
     }
 
-    // Loads a file; returns why that fails, or how the read is mapped.
+    // Loads a file; returns the reason if that fails, otherwise the answer for the read.
     std::string Mapped(const std::string& file) {
         testing::internal::CaptureStderr();
         const Index index(qelmm_load_index(file.c_str()), &qelmm_unload_index);
@@ -65,7 +65,7 @@ protected:
         return Align(*index);
     }
 
-    // The record up to its CIGAR.
+    // Returns the read's record up to its CIGAR, or an error.
     std::string Align(const mm_idx_t& index) {
         mm_bseq1_t read{};
         std::string name = "read";
@@ -80,7 +80,7 @@ protected:
         return record.substr(0, record.find("M\t"));
     }
 
-    // The file with a change and correct checksums.
+    // Writes a copy of the index with a change and correct checksums; returns its path.
     std::string Forged(const Change& change) const {
         auto bytes = Tests::ReadAll(path);
         Parts parts(bytes);
@@ -97,7 +97,7 @@ protected:
     const std::string record = "read\t0\tone\t1\t60\t1500";
 };
 
-TEST_F(MappedIndex, AForgedFileIsRefusedWithItsReason) {
+TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
     ASSERT_EQ(Mapped(path), record);
     ASSERT_EQ(Mapped(Forged([](Parts&) {})), record);
     ASSERT_EQ(TextOf(qelmm_check_index(path.c_str())), "sound");
@@ -148,7 +148,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithItsReason) {
         {"a bucket outside its block", first(SectionKind::buckets, std::uint64_t{1} << 40U)},
         {"a bucket outside its block", first(SectionKind::buckets, std::uint64_t{3} << 32U | UINT32_MAX)},
         {"a bucket outside its block",
-         [](Parts& parts) {  // By one group.
+         [](Parts& parts) {  // One group beyond the block's last.
              const auto groups = parts.In<qel_minimap2::StoredBlock>(SectionKind::blocks)->groups;
              *parts.In<Stretch>(SectionKind::buckets) = {groups, 1};
          }},
@@ -179,7 +179,8 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithItsReason) {
     }
 }
 
-// What only a look-up would find: the index loads, no access leaves it, and a read that needs the place fails.
+// Only look-ups find these faults: the index loads, no access leaves its memory, and a read that looks up a faulty
+// minimizer fails.
 TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     const auto singles = [](auto change) {
         return [=](Parts& parts) {
@@ -229,7 +230,7 @@ TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     }
 }
 
-// What misleads a look-up only within the sequences is left to the check.
+// Faults that give wrong positions inside the sequences go unnoticed by look-ups.
 TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
     const auto with_list = [](Parts& parts) {
         const auto blocks = parts.Blocks();
@@ -244,7 +245,7 @@ TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
         }
         return slots;
     };
-    // The first bucket from `from` on that has groups.
+    // Returns the first bucket with groups, starting the search at bucket `from`.
     const auto bucket = [](Parts& parts, std::uint64_t from) {
         auto* stretch = parts.In<Stretch>(SectionKind::buckets) + from;
         while (stretch->groups == 0) {
@@ -309,15 +310,15 @@ TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
     }
 }
 
-TEST_F(MappedIndex, AFileThatIsReplacedStaysInUse) {
+TEST_F(MappedIndex, AnIndexStaysUsableWhenItsFileIsReplaced) {
     const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
     WriteIndex(">other\n" + bases + "\n", path);
     EXPECT_EQ(Align(*index), record);
     EXPECT_EQ(Mapped(path), "read\t0\tother\t1\t60\t1500");
 }
 
-// The environment names the file as it is after the damage, and as it was before.
-TEST_F(MappedIndex, ChecksumsOfAFileThatWasCheckedAreNotComparedAgain) {
+// The environment variable names the identity of a checked file. A file that is damaged later has another identity.
+TEST_F(MappedIndex, ChecksumsOfACheckedFileAreNotComparedAgain) {
     const auto identity = [&] {
         struct stat status {};
         EXPECT_EQ(::stat(path.c_str(), &status), 0);
@@ -327,7 +328,7 @@ TEST_F(MappedIndex, ChecksumsOfAFileThatWasCheckedAreNotComparedAgain) {
     const auto whole = Mapped(path);
     {
         std::fstream file(path, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
-        file.seekp(-1, std::ios_base::end);  // After the last section, in its page.
+        file.seekp(-1, std::ios_base::end);  // In the padding of the last section.
         file.put('x');
     }
     EXPECT_TRUE(Mapped(path).starts_with(kDamaged));
@@ -339,7 +340,7 @@ TEST_F(MappedIndex, ChecksumsOfAFileThatWasCheckedAreNotComparedAgain) {
     ::unsetenv(Common::kCheckedIndex);
 }
 
-TEST_F(MappedIndex, AFileWithANewTimeAndTheSameBytesStaysInUse) {
+TEST_F(MappedIndex, AnIndexStaysUsableWhenOnlyTheTimeOfItsFileChanges) {
     const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
     std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::hours(1));
     EXPECT_EQ(Align(*index), record);
@@ -347,7 +348,7 @@ TEST_F(MappedIndex, AFileWithANewTimeAndTheSameBytesStaysInUse) {
 
 using MappedIndexDeathTest = MappedIndex;
 
-TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
+TEST_F(MappedIndexDeathTest, AWriteToAFileInUseEndsTheProcessWithTheFilesName) {
     const auto other = folder.Path("other");
     WriteIndex(">one\n" + repeat + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", other);
     const auto good = Tests::ReadAll(path);
@@ -357,7 +358,7 @@ TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
     for (unsigned i = 0; i < 2 * std::size(contents); ++i) {
         const bool for_another_read = i % 2 == 0;
         WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path);
-        // Writes that follow one another at once may have the same time.
+        // Otherwise the next write could give the file the same time.
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - std::chrono::hours(1));
         const auto use = [&] {
             const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
@@ -375,7 +376,7 @@ TEST_F(MappedIndexDeathTest, AFileThatIsWrittenToEndsTheProcessWithItsName) {
     }
 }
 
-TEST_F(MappedIndexDeathTest, AFileThatIsCutEndsTheProcessWithItsName) {
+TEST_F(MappedIndexDeathTest, TruncatingAFileInUseEndsTheProcessWithTheFilesName) {
     const auto use = [this](bool of_own_file) {
         std::signal(SIGBUS, [](int) { ::_exit(7); });
         const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
@@ -388,7 +389,8 @@ TEST_F(MappedIndexDeathTest, AFileThatIsCutEndsTheProcessWithItsName) {
             std::exit(*static_cast<const volatile char*>(page));
         }
     };
-    EXPECT_EXIT(use(false), testing::ExitedWithCode(7), "^$") << "the earlier handler answers for other addresses";
+    EXPECT_EXIT(use(false), testing::ExitedWithCode(7), "^$")
+        << "the earlier handler must handle faults at other addresses";
     EXPECT_EXIT(use(true), testing::ExitedWithCode(1),
                 "^libqel_minimap2: " + path +
                     ": the file can no longer be read: it was shortened, another machine replaced it, or its disk "

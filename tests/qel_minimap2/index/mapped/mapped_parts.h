@@ -13,7 +13,7 @@
 
 namespace Tests {
 
-/// The bytes of a mapped index, to be forged.
+/// Gives access to the parts of a mapped index's bytes, so that tests can forge them.
 class MappedParts {
 public:
     explicit MappedParts(std::string& bytes) : bytes(bytes) {}
@@ -29,7 +29,7 @@ public:
         return reinterpret_cast<T*>(&bytes[SectionOf(kind).offset]);
     }
 
-    /// The arrays of a block of the table without rests.
+    /// The arrays of a block of a table without rests.
     struct Block {
         std::uint32_t* keys;
         std::uint64_t* values;
@@ -51,7 +51,7 @@ public:
         return blocks;
     }
 
-    /// Corrects all checksums, whatever the bytes are, and changes nothing else.
+    /// Corrects all checksums and changes nothing else; the bytes may be arbitrary.
     void Repair() {
         constexpr std::size_t kPage = 4096, kPiece = 1 << 20;
         if (bytes.size() < kPage) {

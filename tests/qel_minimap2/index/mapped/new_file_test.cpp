@@ -26,7 +26,7 @@ protected:
     const std::string path = folder.Write("file", "older");
 };
 
-TEST_P(NewFiles, AppearWholeOrNotAtAll) {
+TEST_P(NewFiles, AppearCompleteOrNotAtAll) {
     {
         const NewFile unfinished(path, 5, GetParam());
         unfinished.Write(0, "begun", 5);
@@ -43,7 +43,7 @@ TEST_P(NewFiles, AppearWholeOrNotAtAll) {
     EXPECT_EQ(Files(), 1U);
 }
 
-TEST_P(NewFiles, ASignalHandlerLeavesNoneBehind) {
+TEST_P(NewFiles, AreRemovedForASignalHandler) {
     const NewFile one(path, 5, GetParam()), other(path, 5, GetParam());
     NewFile::RemoveUnfinished();
     EXPECT_EQ(Files(), 1U);
@@ -65,8 +65,9 @@ TEST_P(NewFiles, AFullDiskIsReportedAndLeavesNothing) {
     EXPECT_EQ(Files(), 1U);
 }
 
-// Processes of two containers may have the same number. A dangling link takes a name without being a file.
-TEST_P(NewFiles, HiddenFilesOfOthersStay) {
+// Processes in two containers may have the same number and so choose the same names. Here, links already have the
+// names.
+TEST_P(NewFiles, HiddenFilesOfOtherProcessesStay) {
     constexpr int kTaken = 200;
     const auto name = [this](int number) {
         return folder.Path(".tavik_index." + std::to_string(::getpid()) + "." + std::to_string(number));
@@ -85,7 +86,7 @@ TEST_P(NewFiles, HiddenFilesOfOthersStay) {
 INSTANTIATE_TEST_SUITE_P(Naming, NewFiles, testing::Values(NewFile::Naming::late, NewFile::Naming::hidden),
                          [](const auto& naming) { return naming.param == NewFile::Naming::late ? "Late" : "Hidden"; });
 
-TEST(NewFile, ReplacesWhatALinkLeadsTo) {
+TEST(NewFile, ReplacesTheTargetOfALink) {
     const Tests::TemporaryFolder folder, elsewhere;
     const auto link = folder.Path("link");
     const auto target = elsewhere.Write("target", "older");
