@@ -12,7 +12,7 @@ struct LoggedFile {
     std::string file;                       ///< The name in the log.
     std::optional<std::int64_t> reads;      ///< Number of aligned reads; unset if the file was not finished.
     std::uint64_t failed_reads = 0;         ///< Number of errors about single reads.
-    std::vector<std::string> failed_names;  ///< Identifiers of those failed reads that have one.
+    std::vector<std::string> failed_names;  ///< Identifiers of the failed reads, except reads without an identifier.
     std::vector<std::string> problems;      ///< Other errors and warnings logged before the file was finished.
 };
 

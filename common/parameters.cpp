@@ -50,7 +50,7 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// Returns the argument after the last one that equals `long_form` or `short_form`; empty if there is none.
+// Returns the argument after the last `long_form` or `short_form`; empty if none of them has an argument after it.
 std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {

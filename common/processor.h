@@ -43,7 +43,7 @@ inline void SetFloatingPointSettings(std::uint64_t settings) {
 #if defined(__x86_64__)
 constexpr std::uint64_t kDenormalsAreZero = 1U << 15U | 1U << 6U;  // Flush to zero, denormals are zero.
 #else
-constexpr std::uint64_t kDenormalsAreZero = 1U << 24U;  // Flush to zero, which covers both.
+constexpr std::uint64_t kDenormalsAreZero = 1U << 24U;  // Flush to zero, for operands and results.
 #endif
 
 }  // namespace Common

@@ -146,7 +146,7 @@ std::vector<std::string> SampleNames(const std::vector<std::string>& paths) {
 }
 
 int MakeReport(const Options& options) {
-    // A write beyond the file size limit then fails like one to a full disk, instead of killing the program.
+    // A write beyond the file size limit then fails like a write to a full disk, instead of killing the program.
     std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> paths;
     for (const auto& given : options.summaries) {

@@ -47,8 +47,8 @@ public:
     /// Call after the last row: computes the breadth and frees the memory needed for it.
     void End();
 
-    /// The depth profile of the reference sequence at this position in References; null unless it is one of the
-    /// 24 longest.
+    /// The depth profile of the reference sequence at this position in References; null unless the sequence is one of
+    /// the kDepthProfiles longest and its length is known.
     const DepthProfile* DepthOf(std::size_t reference) const;
 
     /// Mean depth: aligned bases per base of the reference sequences of known length; negative if no length is known.

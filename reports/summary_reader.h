@@ -9,8 +9,8 @@
 
 namespace Reports {
 
-/// One checked row of an alignment summary. All figures of an unaligned read are -1, except the start of a rejected
-/// one.
+/// One checked row of an alignment summary. All figures of an unaligned read are -1, except that the start of a
+/// rejected read is 0.
 struct SummaryRow {
     /// Name of the reference sequence, with "_rc" appended for the reverse strand; "*" for an unaligned read.
     /// Valid until the next row is read.

@@ -20,6 +20,6 @@ void SetUpProcess() {
     }
     // The results are in files, so the run continues when the program that reads standard output ends.
     std::signal(SIGPIPE, SIG_IGN);
-    // A write beyond the file size limit (ulimit -f) then fails like one to a full disk, and the writer reports it.
+    // A write beyond the file size limit (ulimit -f) then fails like a write to a full disk, which writers report.
     std::signal(SIGXFSZ, SIG_IGN);
 }

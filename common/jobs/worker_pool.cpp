@@ -146,7 +146,7 @@ void WorkerPool::Start(Slot& slot) {
             try {
                 slot.thread = std::thread(&WorkerPool::RunThread, this, std::ref(slot));
             } catch (const std::system_error&) {
-                // The system cannot start a thread, so the job runs on this one. The worker's next job tries again.
+                // The system cannot start a thread, so this thread runs the job. The worker's next job tries again.
                 is_here = true;
             }
         }
