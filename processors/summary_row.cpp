@@ -9,10 +9,10 @@ namespace Tavik {
 
 namespace {
 
-// Appends a tab and a number. `format`: what std::to_chars takes besides the number.
+// Appends a tab and a number. `format`: the arguments of std::to_chars after the number.
 template <typename Number, typename... Format>
 void Append(std::string& row, Number number, Format... format) {
-    std::array<char, 32> text;  // NOLINT(cppcoreguidelines-pro-type-member-init): only what is written is read.
+    std::array<char, 32> text;  // NOLINT(cppcoreguidelines-pro-type-member-init): only the written part is read.
     text[0] = '\t';
     const auto [end, error] = std::to_chars(text.data() + 1, text.data() + text.size(), number, format...);
     row.append(text.data(), end);
