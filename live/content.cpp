@@ -37,9 +37,9 @@ Content ReadToEnd(const std::string& path) {
             return {false, "the last record is cut short"};
         }
         if (reads.Count() == 0) {
-            return {false, "it holds no reads"};
+            return {false, "it contains no reads"};
         }
-        // Only a line feed shows that the last sequence is whole.
+        // Only a line feed shows that the last sequence is complete.
         if (reads.IsFasta() && Common::HasReadFileExtension(path) && !EndsWithLineFeed(path)) {
             return {false, "the last line has no line feed"};
         }

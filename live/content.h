@@ -8,16 +8,16 @@ namespace Live {
 /// How the content of a read file ends.
 struct Content {
     bool whole = false;
-    std::string reason;  ///< Why the content is not whole, on one line without tabs; empty if it is.
+    std::string reason;  ///< Why the content is incomplete, on one line without tabs; empty if it is complete.
 };
 
-/// Reads a file with the aligner's readers. Its content is whole if it has a read and ends with a whole FASTQ record
-/// or, in a plain FASTA file, a whole line, and, if it is compressed, with a whole gzip member. A bad record before the
-/// end does not matter, because waiting does not repair it.
+/// Reads a file with the aligner's readers. The content is complete if it contains a read and ends with a complete
+/// FASTQ record or, in a plain FASTA file, a complete line. A compressed file must end with a complete gzip member. A
+/// bad record before the end does not matter, because waiting does not repair it.
 Content ReadToEnd(const std::string& path);
 
-/// True for a plain file without a line feed at its end, which may not be whole. Reads only the last byte, so it misses
-/// cut gzip files and files that were cut after a line.
+/// True for a plain file without a line feed at its end, which may be incomplete. Reads only the last byte, so it
+/// misses cut gzip files and files that were cut after a line.
 bool LooksCut(const std::string& path);
 
 /// True if, by the rules of tavik_check, `input` has exactly the reads of the SAM file `sam`. `reads`: their number in

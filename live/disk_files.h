@@ -6,8 +6,7 @@
 
 namespace Live {
 
-// Access to files, also in such a way that they survive a power failure. Functions that fail throw a std::system_error
-// that names the file.
+// File operations. Functions that fail throw a std::system_error that names the file.
 
 std::string ReadFile(const std::string& path);
 
@@ -24,7 +23,7 @@ int OpenFile(const std::string& path, int flags);
 /// Writes `text` at a position, in bytes. `path`: for the error.
 void WriteAt(int descriptor, std::string_view text, std::uint64_t position, const std::string& path);
 
-/// Waits until the content of a file, or the names in a folder, are on the disk.
+/// Waits until a file's content, or a folder's list of names, is on the disk.
 void Sync(const std::string& path);
 
 /// Waits until all data that programs have written to the folder's file system are on the disk. Returns false if the

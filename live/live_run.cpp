@@ -111,7 +111,7 @@ void LiveRun::TakeLook(Look look, Time now, std::int64_t file_time) {
     reads_id = look.id;
     KeepUnreadable(look);
     if (look.files.empty() && AnyPresent(files)) {
-        status.Tell(options.reads + ": no longer holds any read file");
+        status.Tell(options.reads + ": no longer contains a read file");
     }
     end_file = look.end_file;
     for (const auto& notice : files.Update(look.files, now, file_time)) {

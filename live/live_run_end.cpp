@@ -19,7 +19,7 @@ using Phase = Watched::Phase;
 
 namespace {
 
-// True for a file that is not whole, or that lost reads twice: only its whole reads can be aligned.
+// True for a file that is incomplete, or that lost reads twice: only its complete reads can be aligned.
 bool IsNotWhole(const Watched& file) {
     const bool failed = file.phase == Phase::given_up && file.losses > 1;
     return !file.missing && (file.phase == Phase::cut || failed);
@@ -44,7 +44,8 @@ bool LiveRun::MayEnd() const {
                                                   std::chrono::duration<double>(60 * *options.until_idle));
 }
 
-// Reads the cut files again, because they may have become readable without a change. True if one of them is whole now.
+// Reads the cut files again, because they may have become readable without a change. True if one of them is complete
+// now.
 bool LiveRun::ReadCutAgain() {
     std::vector<std::string> cut;
     for (const auto& [name, file] : files.All()) {
@@ -60,7 +61,7 @@ bool LiveRun::ReadCutAgain() {
     return any;
 }
 
-// Aligns the whole reads of files that are not whole.
+// Aligns the complete reads of incomplete files.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;
@@ -88,12 +89,12 @@ void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& fold
         try {
             fs::create_directories(folder);
             const auto reads =
-                Meanwhile("copying whole reads of " + name, [&] { return CopyWholeReads(PathOf(name), copy.path); });
+                Meanwhile("copying complete reads of " + name, [&] { return CopyWholeReads(PathOf(name), copy.path); });
             if (const auto obstacle = output.Obstacle(SamNameOf(name)); reads == 0 || !obstacle.empty()) {
                 return;
             }
             if (losses == 0) {
-                status.Tell(name + ": not whole: " + known.reason + "; its whole reads are aligned now");
+                status.Tell(name + ": incomplete: " + known.reason + "; its complete reads are aligned now");
             }
         } catch (const std::system_error& error) {
             if (!IsDiskFull(error.code().value())) {

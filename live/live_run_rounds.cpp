@@ -145,7 +145,7 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// True if the file is not whole. Notes this, unless the file has changed meanwhile; then the next look decides.
+// True if the file is incomplete. Notes this, unless the file has changed meanwhile; then the next look decides.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {
@@ -171,7 +171,7 @@ void LiveRun::CompareForms(const std::string& name, const std::string& former, N
     if (same) {
         files.SetOtherForm(name, former, notices);
     } else if (!IsCut(name, stamp) && files.IsWaiting(name)) {
-        files.GiveUp(name, "it holds different reads from " + former +
+        files.GiveUp(name, "its reads differ from those of " + former +
                                ", which was aligned before; the output keeps the reads of " + former);
         status.Tell(name + ": " + files.At(name).reason);
     }

@@ -16,7 +16,7 @@ std::string Summary(Notices::Event event) {
         case Notices::Event::beside:
             return " are aligned beside their compressed or uncompressed forms, as files of their own";
         case Notices::Event::changed:
-            return " changed after they were aligned; the output holds their former reads";
+            return " changed after they were aligned; the output keeps their former reads";
         case Notices::Event::renamed:
             return " were renamed after they were aligned; the output keeps the former names";
         case Notices::Event::other_form:

@@ -74,7 +74,7 @@ void OutputFolder::Begin(const RunState& now) {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     if (fs::exists(summary_path)) {
         fs::remove_all(HiddenPath());
-        throw std::runtime_error(path + ": holds the results of another run");
+        throw std::runtime_error(path + ": contains the results of another run");
     }
     auto state = now;
     const auto header = HeaderLine();

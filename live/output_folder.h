@@ -15,7 +15,7 @@ namespace Live {
 ///   lock    locked during a run, also by the aligner that the run has started
 ///   state   the rounds so far; replacing it ends the publication of a round
 ///   round   the round that is being aligned and checked; removed when a run begins
-///   whole   copies of the whole reads of files that are not whole; removed when a run begins
+///   whole   copies of the complete reads of incomplete files; removed when a run begins
 ///   ready   a checked round; once it has this name, it is certain to be published, if necessary by a later run
 ///
 /// Each step of a publication can be repeated, so a killed run leaves results that are complete or that Publish
@@ -51,7 +51,7 @@ public:
     /// See SummaryCopies.
     bool SeesReaders() const { return summary->SeesReaders(); }
 
-    /// Replaces the state without a round.
+    /// Replaces the state, without publishing a round.
     void Save(const RunState& state);
 
     /// Removes files that only further rounds need. Call at the end of a run.

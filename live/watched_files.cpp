@@ -151,7 +151,7 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
         Begin(found.name, found.stamp, now);
     } else if (!file.changed) {
         file.changed = true;
-        file.reason = "it changed after it was aligned; the output holds its former reads";
+        file.reason = "it changed after it was aligned; the output keeps its former reads";
         last_change = now;
         notices.Add(Notices::Event::changed, found.name + ": " + file.reason);
     }

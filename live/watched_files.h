@@ -21,7 +21,7 @@ struct Watched {
     enum class Phase {
         settling,  ///< Changed less than the settle time ago.
         waiting,   ///< Unchanged for that time, to be aligned.
-        cut,       ///< Unchanged for that time, but not whole.
+        cut,       ///< Unchanged for that time, but incomplete.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
         given_up,  ///< Not aligned, and will not be unless it changes.
@@ -79,7 +79,7 @@ public:
     void SetWaiting(const std::string& name);
     /// Lets a cut file wait for a round. Returns false if the file is not cut, or is missing.
     bool SetWhole(const std::string& name);
-    /// Notes that the file is not whole.
+    /// Notes that the file is incomplete.
     void SetCut(const std::string& name, const std::string& reason);
     /// Lets the file wait for another round after its first loss, and gives it up after its second.
     void SetLost(const std::string& name, const std::string& reason);

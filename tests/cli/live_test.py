@@ -281,7 +281,7 @@ for sam in out.glob("*.sam"):
             file.write(records("x", 1))
         self.reads.joinpath("c.fastq").rename(self.reads / "e.fastq")
         self.reads.joinpath("d.fastq").unlink()
-        changed = "b.fastq: it changed after it was aligned; the output holds its former reads"
+        changed = "b.fastq: it changed after it was aligned; the output keeps its former reads"
         self.assertEqual(self.live(status=1), [changed, "e.fastq: is c.fastq, renamed after it was aligned; the output keeps the former name",
                                                "d.fastq: disappeared after it was aligned; the output keeps its reads", changed])
         self.assertEqual(self.rows(), rows)
@@ -304,7 +304,7 @@ for sam in out.glob("*.sam"):
         self.assertEqual(process.returncode, 1)
         self.assertEqual(self.rows(), rows)
         told = [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
-        other = "other.fastq.gz: it holds different reads from other.fastq, which was aligned before; the output keeps the reads of other.fastq"
+        other = "other.fastq.gz: its reads differ from those of other.fastq, which was aligned before; the output keeps the reads of other.fastq"
         end = "after it was aligned; the output keeps the former name"
         self.assertEqual(sorted(line for line in told if not line.startswith("cut")),
                          sorted([f"a.fastq.gz: is a.fastq, compressed {end}", f"b.fastq.gz: is b.fastq, compressed {end}",

@@ -300,7 +300,7 @@ TEST(OutputFolder, RefusesTheResultsOfOtherRuns) {
     };
     fs::create_directories(out);
     WriteText(out + "/alignment_summary.txt", "x");
-    EXPECT_EQ(message(Start()), out + ": holds the results of another run");
+    EXPECT_EQ(message(Start()), out + ": contains the results of another run");
     EXPECT_FALSE(fs::exists(out + "/.live"));
     fs::remove_all(out);
     auto other = Start();

@@ -123,14 +123,14 @@ TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
     folder.Put("new.fq", 3, 3);
     folder.Put("failed.fq", 4, 4);
     EXPECT_EQ(folder.Look(1),
-              (Texts{"changed.fq: it changed after it was aligned; the output holds its former reads",
+              (Texts{"changed.fq: it changed after it was aligned; the output keeps its former reads",
                      "new.fq: is moved.fq, renamed after it was aligned; the output keeps the former name",
                      "gone.fq: disappeared after it was aligned; the output keeps its reads"}));
     EXPECT_EQ(folder.Look(100), Texts());
     EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call tries failed files again.
     EXPECT_FALSE(folder.files.At("failed.fq").restored);
     folder.Put("new.fq", 30, 3);
-    EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output holds its former reads"});
+    EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output keeps its former reads"});
     folder.Look(200);
     EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});
 }
@@ -177,7 +177,7 @@ TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
             std::sort(told.begin(), told.end());
             const Texts notices{
                 std::string(rotated) + ": is a.fq, renamed after it was aligned; the output keeps the former name",
-                "a.fq: it changed after it was aligned; the output holds its former reads"};
+                "a.fq: it changed after it was aligned; the output keeps its former reads"};
             EXPECT_EQ(told, is_done ? notices : Texts());
             folder.Look(61);
             EXPECT_EQ(folder.files.Waiting().size(), is_done ? 0U : 2U);
