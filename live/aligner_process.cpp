@@ -18,8 +18,8 @@ namespace Live {
 
 namespace {
 
-// Replaces the forked child by the aligner; returns only on failure. Other threads may exist in the parent, so the
-// child may call only async-signal-safe functions.
+// Replaces the forked child with the aligner; returns only on failure. The parent may have other threads, so the child
+// may call only async-signal-safe functions.
 void Become(const std::vector<char*>& words, int input, int messages, pid_t parent) {
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -38,8 +38,8 @@ AlignerProcess::AlignerProcess(const std::vector<std::string>& command, const st
                                const std::string& messages) {
     const Common::FileDescriptor from(OpenFile(input, O_RDONLY));
     const Common::FileDescriptor to(OpenFile(messages, O_WRONLY | O_CREAT | O_TRUNC));
-    std::array<int, 2> failure = {-1,
-                                  -1};  // The child writes errno here on failure; a successful start closes the pipe.
+    // The child writes errno to this pipe on failure; a successful start closes the pipe.
+    std::array<int, 2> failure = {-1, -1};
     if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }

@@ -124,8 +124,8 @@ void LiveRun::TakeLook(Look look, Time now, std::int64_t file_time) {
     }
 }
 
-// Adds the files below folders that cannot be listed to the look. Nothing is known about them, so they count as
-// unchanged.
+// Adds to `look` the known files below folders that cannot be listed. Nothing is known about changes of these files, so
+// they count as unchanged.
 void LiveRun::KeepUnreadable(Look& look) const {
     for (const auto& folder : look.unreadable) {
         const auto start = folder + "/";

@@ -19,7 +19,7 @@ using Phase = Watched::Phase;
 
 namespace {
 
-// True for a file that is incomplete, or that lost reads twice: only its complete reads can be aligned.
+// True for a file of which only complete reads can be aligned: it is incomplete, or two rounds lost reads of it.
 bool IsNotWhole(const Watched& file) {
     const bool failed = file.phase == Phase::given_up && file.losses > 1;
     return !file.missing && (file.phase == Phase::cut || failed);
@@ -138,7 +138,7 @@ std::vector<LostFile> LiveRun::TellAllLosses() {
 }
 
 int LiveRun::Finish() {
-    // The losses are printed first, because the steps after this one fail if the disk does.
+    // Print the losses first, because the next steps may fail on a full disk.
     auto losses = TellAllLosses();
     bool failed = false;
     try {

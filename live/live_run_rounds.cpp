@@ -299,8 +299,8 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
 }
 
-// Throws if the aligner seems unable to work at all: it began no file, and its status is that of a wrong reference or
-// option, or this has happened kMostFailedStarts times in a row.
+// Throws if the aligner seems unable to work at all: it began no file and ended with the status of a wrong reference or
+// wrong options, or it began no file in kMostFailedStarts consecutive rounds.
 void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
     const bool any_begun = std::any_of(outcome.files.begin(), outcome.files.end(),
                                        [](const auto& file) { return file.kind != FileOutcome::Kind::not_begun; });

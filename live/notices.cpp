@@ -7,7 +7,7 @@ namespace Live {
 
 namespace {
 
-// If there is only one file more, it is named too, because a line that counts it would not be shorter.
+// A single further file is also named, because a line that counts it would not be shorter.
 constexpr std::size_t kMostNamed = 3;
 
 // The rest of a line that begins with "17 more files".

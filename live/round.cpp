@@ -270,7 +270,8 @@ void Round::WritePublication(const Outcome& outcome, const std::string& save_fol
     Write(folder + "/log", joined);
     Write(folder + "/moves", moves);
     Write(folder + "/state", state.Text());
-    // OutputFolder::Prepare synchronises all files in the folder with the disk, so the others are removed.
+    // OutputFolder::Prepare synchronises all files in the folder with the disk. To save time, remove those that are no
+    // longer needed.
     fs::remove(log_path);
     fs::remove(folder + "/" + Common::kSummaryFileName);
     fs::remove(ListPath());

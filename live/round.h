@@ -44,8 +44,8 @@ struct Outcome {
     std::string HowEnded() const;
 };
 
-/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files,
-/// because the SAM files of a listed input file lose its folder.
+/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: it
+/// names the SAM file of a listed file without the folder, so files with equal names would collide.
 class Round {
 public:
     /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.

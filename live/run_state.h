@@ -22,7 +22,7 @@ struct FileRecord {
 struct RunState {
     // The members that determine the output. They must be the same in each call.
     std::string input;      ///< Absolute path of the watched folder.
-    std::string reference;  ///< Absolute path.
+    std::string reference;  ///< Absolute path of the reference.
     Stamp reference_stamp;
     std::string min_coverage;
     std::string allowed_failed_reads;

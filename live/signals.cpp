@@ -20,8 +20,8 @@ constexpr std::initializer_list<int> kStops = {SIGINT, SIGTERM, SIGHUP};
 // Used by the signal handler.
 std::atomic<int> stops = 0;
 std::atomic<pid_t> child_group = 0;
-std::array<int, 2> wake = {-1,
-                           -1};  // A pipe. It keeps signals that arrive just before a wait, so that they end the wait.
+// A pipe. A signal that arrives just before a wait leaves a byte in it, which ends the wait.
+std::array<int, 2> wake = {-1, -1};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
 
 void Handle(int signal) {
@@ -60,7 +60,7 @@ Signals::Signals() {
     for (const int signal : kStops) {
         struct sigaction before {};
         ::sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) {  // nohup, and shells without job control, set SIG_IGN for good reasons.
+        if (before.sa_handler != SIG_IGN) {  // nohup, or a shell without job control, may have set SIG_IGN on purpose.
             ::sigaction(signal, &action, nullptr);
         }
     }

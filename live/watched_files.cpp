@@ -91,8 +91,8 @@ void WatchedFiles::Begin(const std::string& name, const Stamp& stamp, Time now) 
     last_change = now;
 }
 
-// When a file changed that has changed since the last look. The stamp's time may come from the clock of another
-// machine, so the result is limited to the time since the last look.
+// The time of a change that this look has found. The stamp's time may come from the clock of another machine, so the
+// result is limited to the time since the last look.
 Time WatchedFiles::ChangeOf(const Stamp& stamp, Time now) const {
     const auto age = std::chrono::nanoseconds(std::max<std::int64_t>(file_time - stamp.time, 0));
     return now - std::clamp<Time::duration>(age, Time::duration::zero(), std::max(now - last_look, {}));
@@ -186,8 +186,8 @@ bool WatchedFiles::HasNewName(const Watched& file) const {
            });
 }
 
-// The known file that may be the compressed or uncompressed form of `name`, and its name in `other`. Null if there is
-// none.
+// Returns the known file that may be the compressed or uncompressed form of `name`, and stores its name in `other`.
+// Returns null if there is none.
 const Watched* WatchedFiles::OtherFormOf(const std::string& name, std::string& other) const {
     for (auto& candidate : OtherNamesOf(name)) {
         if (const auto named = files.find(candidate); named != files.end()) {
@@ -230,8 +230,8 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// Handles a new name of a known file, and returns false if the file is not known. A renamed file that was aligned is
-// not aligned again; one that was not need not settle again.
+// Returns true if the found file is a known file under a new name. If that file was aligned, it is not aligned again;
+// otherwise, it need not settle again.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {
