@@ -138,7 +138,8 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.num_events = static_cast<std::int32_t>(line.seq.size());
     result.genome_end = Sum(Sum(result.genome_start, result.num_aligned), result.num_deletions);
 
-    // NM is the number of mismatches, inserted bases and deleted bases (SAM optional fields).
+    // NM is the number of mismatches, inserted bases and deleted bases, as the SAM document on optional fields
+    // defines it.
     const auto edit_distance = Integer(fields.edit_distance);
     result.num_correct =
         Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions), result.num_insertions);
@@ -147,7 +148,8 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.accuracy = static_cast<float>(result.num_correct) / static_cast<float>(columns);
     result.strand_score = Integer(fields.score);
 
-    // Only the name shows the strand. The coordinates are deliberately still those of the SAM record.
+    // Only the suffix of the reference name shows the strand. The coordinates deliberately remain those of the SAM
+    // record.
     if ((line.flag & kReverseStrand) != 0) {
         result.genome += "_rc";
     }

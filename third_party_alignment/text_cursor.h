@@ -39,11 +39,12 @@ public:
     }
 
     /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits, `value`
-    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If no text is left,
-    /// `value` stays unchanged. In these three cases, the cursor has failed.
+    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If nothing but
+    /// white space is left, `value` stays unchanged. In these three cases, the cursor has failed.
     void Number(std::int32_t& value);
 
-    /// Extracts one character, which may be a blank. Returns false and extracts nothing at the end or after a failure.
+    /// Extracts one character, even if it is white space. Returns false and extracts nothing at the end or after a
+    /// failure.
     bool Character(char& c) {
         if (failed || position == end) {
             return false;
@@ -52,13 +53,13 @@ public:
         return true;
     }
 
-    /// Skips to the start of the next line, or to the end of the text in its last line. If no text is left, the cursor
-    /// has failed.
+    /// Skips to the start of the next line or, from the last line, to the end of the text. If no characters are left,
+    /// the cursor has failed.
     void SkipLine();
 
 private:
     static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-    // Returns false if each of eight characters has a code above 32, so that none is a blank.
+    // Returns false if all of the eight characters have codes above 32, which means that none is white space.
     static bool MayHaveBlank(const char* characters) {
         constexpr std::uint64_t kOnes = 0x0101010101010101;
         std::uint64_t eight = 0;

@@ -20,7 +20,7 @@ public:
     virtual ~ForeignMemory() = default;
 
     /// Ends the process if the memory has changed since it was checked. Call after reading. A change in the last
-    /// milliseconds may go unnoticed; the destructor checks once more. Any thread.
+    /// milliseconds may go unnoticed; an implementation checks once more in its destructor. Any thread.
     virtual void RequireUnchanged() const = 0;
 };
 
@@ -36,7 +36,8 @@ public:
 ///     stretches   | groups of bucket 0            | of bucket 1   | ...   first group and number of groups
 ///
 ///     keys        | 16 of group 0, a cache line   | of group 1    | ...   4 bytes each
-///     rests       | 16 of group 0                 | of group 1    | ...   4 bytes each; missing if all are 0
+///     rests       | 16 of group 0                 | of group 1    | ...   4 bytes each; missing if minimizers have no
+///                                                                   more than 30 bits above the bucket's
 ///     values      | 16 of group 0                 | of group 1    | ...   8 bytes each
 ///     positions   | list of a repeated minimizer  | of another    | ...   8 bytes each
 ///
@@ -68,15 +69,15 @@ public:
     struct OccurrenceCount {
         std::uint64_t occurrences, minimizers;
     };
-    /// The four arrays of a block, one after the other. They begin at a cache line.
+    /// The four arrays of a block, one after the other. They begin on a cache-line boundary.
     struct BlockMemory {
         const unsigned char* data;
         std::uint64_t groups, positions;
     };
     /// The content of a filled table, for a new table that uses the same memory with the same `k` and `bucket_bits`.
-    /// The new table shares the ownership of that memory and never writes to it. `counts` are in ascending order of
-    /// occurrences. Stretches must lie within their blocks. Whatever the keys, values and positions are, a look-up
-    /// stays within the memory.
+    /// The new table holds `owner`, which keeps that memory alive, and never writes to the memory. `counts` are in
+    /// ascending order of occurrences. Stretches must lie within their blocks. Whatever the keys, values and positions
+    /// are, a look-up stays within the memory.
     struct Parts {
         std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
@@ -96,8 +97,8 @@ public:
         std::uint64_t SizeOf(std::uint64_t groups, std::uint64_t positions) const;
 
         unsigned k, bucket_bits;
-        /// A bucket's number has this many lowest bits for its number within the block; the other bits are the block's
-        /// number.
+        /// The number of lowest bits of a bucket's number that give its number within the block. The other bits are the
+        /// block's number.
         unsigned bits_in_block;
         bool has_rests;
     };
@@ -123,10 +124,11 @@ public:
     Pages TakeMemory(std::size_t block) { return std::move(blocks[block].memory); }
     /// Returns the content of a filled block.
     BlockMemory ContentOf(std::size_t block) const;
-    /// The positions of a block's repeated minimizers, which the caller fills. Values count the starts of lists from
-    /// here.
+    /// The array for the positions of a block's repeated minimizers, which the caller fills. The start of a list in a
+    /// value is an index into this array.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
-    /// A minimizer and its value as a prebuilt index stores them. `key` has the minimizer without its bucket's bits
+    /// A minimizer and its value, in the format of a prebuilt index, except that a list's start is an index into
+    /// Positions of the block. `key` has the minimizer without its bucket's bits
     /// and, as its lowest bit, whether the minimizer occurs once.
     struct Entry {
         std::uint64_t key, value;
@@ -135,9 +137,9 @@ public:
     /// duplicate.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
-    /// A look-up misses the cache up to three times. Callers interleave many: PrefetchKeys, then Slot, which prefetches
-    /// the value, then AtSlot. PrefetchKeys is always inlined, because the compiler drops calls of functions that only
-    /// prefetch.
+    /// A look-up misses the cache up to three times. Callers therefore interleave many look-ups: they call PrefetchKeys
+    /// for all, then Slot, which prefetches the value, then AtSlot. PrefetchKeys is always inlined, because the
+    /// compiler drops calls of functions that only prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.IsHashed()) {
@@ -149,7 +151,7 @@ public:
     /// Returns the slot of a minimizer, or kNoSlot if the table does not have the minimizer.
     std::uint64_t Slot(std::uint64_t minimizer) const;
     /// Returns the positions of the minimizer in a slot and stores their number in `count`. Returns null if the list is
-    /// not within the block, which is possible only in foreign memory.
+    /// empty or not within the block, which is possible only in foreign memory.
     const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
 
     /// Whether each position lies in its sequence. Always true in a table that owns its memory, because its positions
@@ -159,15 +161,15 @@ public:
                std::all_of(positions, positions + count, [this](auto position) { return IsPossible(position); });
     }
 
-    /// A slot and the minimizer that its key and rest show.
+    /// A slot and its minimizer, put together from the key, the rest and the bucket.
     struct Stored {
         std::uint64_t slot, minimizer;
     };
     /// Returns the slots of a bucket that are not free, in ascending order, whatever their content.
     std::vector<Stored> MinimizersOf(std::uint64_t bucket) const;
 
-    /// Returns the number of occurrences that the most frequent `fraction` of minimizers exceed, exactly as minimap2's
-    /// mm_idx_cal_max_occ computes it.
+    /// Returns one more than the lowest number of occurrences among the most frequent `fraction` of minimizers, exactly
+    /// as minimap2's mm_idx_cal_max_occ computes it.
     std::int32_t OccurrenceThreshold(float fraction) const;
 
     /// Returns the table of an index that LoadIndex made, or null for an index that minimap2 made.
@@ -180,9 +182,9 @@ public:
 
 private:
     static constexpr unsigned kMostKeyBits = 30;
-    static constexpr std::uint32_t kFree = UINT32_MAX;  // No key, because the highest bit of a key is 0.
+    static constexpr std::uint32_t kFree = UINT32_MAX;  // Never equals a key: the highest bit of a key is 0.
     static constexpr std::uint32_t kGroupSlots = 16;
-    // The average: with it, few groups overflow, and few slots stay free.
+    // The highest average in a bucket. With it, few groups overflow and, in large buckets, few slots stay free.
     static constexpr std::uint32_t kKeysPerGroup = 14;
 
     struct Block {
@@ -194,8 +196,8 @@ private:
         std::uint64_t groups = 0;
         std::uint64_t position_count = 0;
         Pages memory;
-        // `rare[i]` minimizers occur `i` times. `frequent` has the numbers of those that occur more than kMostRare
-        // times.
+        // `rare[i]` minimizers occur `i` times. `frequent` maps each number of occurrences above kMostRare to the
+        // number of minimizers that have it.
         std::vector<std::uint32_t> rare;
         std::map<std::uint64_t, std::uint32_t> frequent;
     };

@@ -33,7 +33,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
                  ksw_extz_t& result) {
     const int shorter = Smaller(call.query_length, call.target_length);
     const int surplus = call.target_length - call.query_length;
-    // The difference in length requires a gap, whose cost is not due to errors of the read.
+    // The difference in length requires a gap, whose cost is not due to errors in the read.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
     int expected = ExpectedLoss(shorter) + fixed_loss;
     struct Attempt {
@@ -49,7 +49,8 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
         if (band.provable <= expected) {
             continue;
         }
-        if (width * 3 > shorter * 2) {  // The complete matrix is hardly larger than such a strip.
+        // A band of this width would have about as many cells as the complete matrix, or more.
+        if (width * 3 > shorter * 2) {
             return false;
         }
         const auto outcome = attempt(call, scoring, sequences, band, result);
@@ -87,7 +88,7 @@ bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const Padd
     return false;
 }
 
-// Returns false for calls that are never made while a read is mapped with the preset.
+// Returns false for calls that minimap2 never makes while it maps a read with the preset map-ont.
 bool IsUsual(const AlignmentCall& call) {
     constexpr int kFlags = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY | KSW_EZ_RIGHT | KSW_EZ_REV_CIGAR;
     constexpr int kBoth = KSW_EZ_APPROX_MAX | KSW_EZ_EXTZ_ONLY;
@@ -138,7 +139,8 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     PaddedSequences sequences;
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
-    // When minimap2 fills a gap, its band is wider than the gap, so calls with a narrower band are left to minimap2.
+    // minimap2 fills gaps with a band at least as wide as the longer sequence is long. Gap-filling calls with a
+    // narrower band do not occur, so they are left to minimap2.
     if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX)) || !sequences.Prepare(call)) {
         return false;
     }

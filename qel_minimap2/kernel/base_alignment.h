@@ -34,7 +34,8 @@
 // KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best one. With KSW_EZ_EXTZ_ONLY, the path ends
 // at the best end of the query if that end scores well enough. KSW_EZ_RIGHT places gaps as far right as possible;
 // without it, they are placed as far left as possible. KSW_EZ_REV_CIGAR orders the operations from last to first. Calls
-// with other flags, unusual scores or other alphabets are left to minimap2; they do not occur with the preset.
+// with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps a read
+// with the preset map-ont.
 
 namespace qel_minimap2::kernel {
 

@@ -6,10 +6,11 @@
 #include "qel_minimap2/kernel/scratch.h"
 
 // For each anchor, minimap2 tries the anchors before it as predecessors, from the nearest to the farthest, and keeps
-// the best one. A candidate counts as skipped if it is not better than the best one so far and belongs to the chain of
-// a candidate tried before. After more than `most_skipped` skipped candidates, the search ends early. Here the scores
-// of a register of candidates are computed at once. Candidates that cannot precede the anchor are dismissed a register
-// at a time; in reads with repeats, these are most candidates. The others are tried one by one in minimap2's order, so
+// the best one. A candidate counts as skipped if it is not better than the best one so far and is the predecessor
+// chosen for a candidate tried before. Each skipped candidate raises a count, and each better one lowers it, but not
+// below 0. When the count exceeds `most_skipped`, the search ends early. Here the scores of a register of candidates
+// are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time; in reads with
+// repeats, this is most of them. The others are tried one by one in minimap2's order, so
 // the search ends where minimap2's search ends.
 namespace qel_minimap2::kernel {
 
@@ -43,8 +44,8 @@ private:
         auto* lists = reinterpret_cast<std::int32_t*>(memory);
         // Loads of registers may reach beyond a list's first and last entries.
         std::memset(lists, 0, sizeof *lists * room * kLists);
-        // The order matters: TakeChains uses the first four lists as scratch memory, in whose second half `previous`
-        // and `scores` must be.
+        // The order matters: TakeChains uses the first four lists as scratch memory, and `scores` and `previous` must
+        // lie in the second half of it.
         std::int32_t** const all[] = {&reference_positions, &read_positions, &scores, &previous, &marks};
         for (auto** list : all) {
             *list = lists + kLanes;

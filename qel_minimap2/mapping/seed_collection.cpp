@@ -36,8 +36,8 @@ std::uint64_t HashOf(const mm128_t& minimizer) {
     return minimizer.x >> 8U;
 }
 
-// Returns the seed of minimizer `i`, which is in this slot of the table. Its `cr` is null if its list of positions is
-// impossible.
+// Returns the seed of minimizer `i`, which is in this slot of the table. The seed's `cr` is null if the table returns
+// no list for the slot (see SeedTable::AtSlot).
 mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
     const auto& minimizer = minimizers.a[i];
     const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };
@@ -59,7 +59,8 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
     return seed;
 }
 
-// Writes a seed for each minimizer that occurs in the index, and returns the number of seeds.
+// Writes a seed for each minimizer that occurs in the index, except those without a valid list of positions, and
+// returns the number of seeds.
 int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds) {
     const auto count = minimizers.n;
     auto* next = seeds;
@@ -124,7 +125,8 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
 }
 
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction) {
-    // Counts minimizers by the lowest bits of their hashes. Few different minimizers share these bits.
+    // Counts minimizers by the lowest bits of their hashes. Different minimizers with the same bits share a count,
+    // which can only make it too high.
     constexpr std::size_t kMostCounts = 4096;
     std::array<std::uint32_t, kMostCounts> counts;  // NOLINT(cppcoreguidelines-pro-type-member-init): few are used.
     const auto used = std::min(std::bit_ceil(minimizers.n), kMostCounts);

@@ -21,8 +21,8 @@ namespace {
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
-// hundred bases of a run. An A is stored as zero, so if the copying of an index file stopped after its full size was
-// allocated, the file ends in such a run. Real genomes have hardly any such runs.
+// hundred bases of a run. An A is stored as zero, so if copying an index file was interrupted after the full size of
+// the copy was allocated, the copy ends in such a run. Real genomes have hardly any such runs.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
     // A run twice as long as a section contains a complete section, wherever the run begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
@@ -132,7 +132,7 @@ private:
     // positions, aligning one read can take minutes.
     void TakeList(std::uint64_t minimizer, std::uint64_t begin, std::uint64_t count) {
         if (count == 0 || begin + count > is_taken.size()) {
-            throw DamagedIndex("positions outside their list");
+            throw DamagedIndex("an empty list of positions, or one outside its bucket");
         }
         for (auto i = begin; i < begin + count; ++i) {
             if (is_taken[i]++ != 0) {

@@ -7,12 +7,12 @@ namespace qel_minimap2 {
 
 struct GuardedRange;
 
-/// Ends the process with status 1 and a line on standard error if an access to mapped bytes fails, because the file
-/// became shorter, its disk failed, or another machine replaced it on a network disk. Without a guard, SIGBUS would end
-/// the process without a message.
+/// Ends the process with status 1 and a line on standard error if an access to the guarded bytes of a mapped file
+/// fails because the file became shorter, its disk failed, or another machine replaced it on a network file system.
+/// Without a guard, SIGBUS would end the process without a message.
 ///
-/// The first guard of the process installs a handler of SIGBUS. It passes signals for other addresses to the former
-/// handler.
+/// The first guard of the process installs a SIGBUS handler, which passes signals for other addresses on to the
+/// previous handler.
 class BusGuard {
 public:
     /// `path` is named in the message. Throws std::bad_alloc. Any thread.

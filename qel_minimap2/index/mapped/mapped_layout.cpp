@@ -205,7 +205,7 @@ void MappedLayout::CheckCounts() const {
         minimizers += count.minimizers;
     }
     if (minimizers != header.minimizers || SectionOf(SectionKind::occurrences).length % sizeof counts[0] != 0) {
-        throw DamagedFile("its numbers of occurrences are not those of its minimizers");
+        throw DamagedFile("its counts of occurrences do not match its minimizers");
     }
 }
 

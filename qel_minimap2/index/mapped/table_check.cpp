@@ -31,7 +31,7 @@ public:
         std::uint64_t groups = 0;
         for (auto bucket = first; bucket < end; ++bucket) {
             if (parts.stretches[bucket].begin != groups) {
-                throw DamagedFile("buckets that do not follow each other");
+                throw DamagedFile("buckets with gaps or overlaps between them");
             }
             groups += parts.stretches[bucket].Groups();
             for (const auto& stored : table.MinimizersOf(bucket)) {
@@ -58,7 +58,7 @@ private:
         int count = 0;
         const auto* const positions = table.AtSlot(stored.minimizer, stored.slot, count);
         if (positions == nullptr) {
-            throw DamagedFile("positions outside their block");
+            throw DamagedFile("an empty list of positions, or one outside its block");
         }
         if (!table.ArePossible(positions, static_cast<std::uint32_t>(count))) {
             throw DamagedFile("a position outside its sequence");
@@ -67,7 +67,8 @@ private:
             throw DamagedFile("positions that are not sorted");
         }
         const auto* const lists = table.Positions(block);
-        if (positions >= lists && positions < lists + claimed.size()) {  // Otherwise the position is in a value.
+        // Outside the lists, the minimizer occurs once, and its value is the position.
+        if (positions >= lists && positions < lists + claimed.size()) {
             Claim(static_cast<std::size_t>(positions - lists), static_cast<std::size_t>(count));
         }
         ++counts[static_cast<std::uint64_t>(count)];
@@ -109,7 +110,7 @@ void CheckTable(const MappedLayout& layout) {
                     [](const auto& counted, const SeedTable::OccurrenceCount& stored) {
                         return counted.first == stored.occurrences && counted.second == stored.minimizers;
                     })) {
-        throw DamagedFile("its numbers of occurrences are not those of its minimizers");
+        throw DamagedFile("its counts of occurrences do not match its minimizers");
     }
 }
 

@@ -142,7 +142,8 @@ TEST_F(Index, EachDamageIsNamed) {
     const auto set = [](std::size_t at, auto number) {
         return [=](std::string& index) { Put(index, at, static_cast<std::uint32_t>(number)); };
     };
-    const std::string none = "positions that belong to no minimizer", outside = "positions outside their list",
+    const std::string none = "positions that belong to no minimizer",
+                      outside = "an empty list of positions, or one outside its bucket",
                       wrong_place = "a position outside its sequence", sizes = "impossible minimizer sizes",
                       others = "its minimizers do not match its sequences";
     const std::pair<std::string, std::function<void(std::string&)>> cases[] = {

@@ -110,7 +110,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
     };
     const std::string place = "a section outside its place", counts = "impossible numbers of occurrences",
                       buckets = "the wrong number of buckets",
-                      sums = "its numbers of occurrences are not those of its minimizers",
+                      sums = "its counts of occurrences do not match its minimizers",
                       lengths = "its bases are not those of its sequences";
     constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
     const std::pair<std::string, Change> cases[] = {
@@ -209,7 +209,8 @@ TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
             }
         };
     };
-    const std::string sequence = "a position outside its sequence", list = "positions outside their block";
+    const std::string sequence = "a position outside its sequence",
+                      list = "an empty list of positions, or one outside its block";
     const std::uint64_t number = std::uint64_t{1} << 32U;
     const std::pair<std::string, Change> cases[] = {
         {sequence, singles([=](auto value) { return value % number + 3 * number; })},
@@ -278,7 +279,7 @@ TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
              const auto block = with_list(parts);
              block.positions[1] = block.positions[0];
          }},
-        {"buckets that do not follow each other",
+        {"buckets with gaps or overlaps between them",
          [=](Parts& parts) {
              auto& [begin, groups] = *bucket(parts, 0);
              ++begin;
@@ -295,7 +296,7 @@ TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
              }
              --last->groups;
          }},
-        {"its numbers of occurrences are not those of its minimizers",
+        {"its counts of occurrences do not match its minimizers",
          [](Parts& parts) {
              auto* const counts = parts.In<qel_minimap2::SeedTable::OccurrenceCount>(SectionKind::occurrences);
              --counts[0].minimizers;
