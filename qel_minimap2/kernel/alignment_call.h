@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// ksw2.h declares the allocator's functions only where HAVE_KALLOC is defined.
+// Without HAVE_KALLOC, ksw2.h replaces the functions of minimap2's allocator by those of the C library.
 #ifndef HAVE_KALLOC
 #define HAVE_KALLOC
 #endif
@@ -58,8 +58,8 @@ inline int GapCost(const Scoring& s, int length) {
     return first < second ? first : second;
 }
 
-/// Returns how the score changes along the matrix's border, where the only path is a gap, from anti-diagonal r - 1 to
-/// r.
+/// Returns how the score changes along the matrix's border, where the only path is a gap, from a gap of r bases to one
+/// of r + 1 bases.
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }

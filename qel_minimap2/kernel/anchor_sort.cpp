@@ -6,12 +6,12 @@
 
 // minimap2 sorts by one byte of the key after the other, from the highest to the lowest. It exchanges elements in place
 // until each is in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by
-// insertion. The result depends only on the keys' bytes. It is therefore the same if
+// insertion. The result depends only on the keys and their order. It is therefore the same if
 // - a byte that is the same in all keys is skipped: it has one bin and needs no exchange;
-// - a small bin is sorted by any stable method, as insertion is.
+// - a small bin is sorted by another stable method, because insertion is stable.
 //
-// Exchanges change the order of equal keys, which are frequent (a repeat in the read on a repeat in the reference).
-// Larger bins are therefore sorted by exactly minimap2's exchanges.
+// Exchanges change the order of equal keys, which are frequent: a k-mer that the read repeats has anchors at the same
+// reference positions each time. Larger bins are therefore sorted by exactly minimap2's exchanges.
 namespace qel_minimap2::kernel {
 
 namespace {

@@ -4,9 +4,10 @@
 
 // Start here to read the kernels of base alignment.
 //
-// The matrix of a call has one cell for each target base i and query base j. The cells with i + j = r are anti-diagonal
-// r, which the code calls row r. Cells of one row do not depend on each other, so they are computed in the lanes of
-// registers. A strip is a fixed number of neighbouring cells of each row, around the matrix's main diagonal:
+// The matrix of a call has one cell for each pair of a target base i and a query base j. The cells with i + j = r are
+// anti-diagonal r, which the code calls row r. Cells of one row do not depend on each other, so they are computed in
+// the lanes of registers. A strip is a fixed number of neighbouring cells of each row, around the matrix's main
+// diagonal:
 //
 //          j  0  1  2  3  4  5
 //      i 0    a  b  c  d  .  .        Cells with the same letter are one anti-diagonal, computed at once. A strip of
@@ -18,14 +19,14 @@
 // base_alignment.cpp chooses one of four methods for each call:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
-//     outside the strip. Widths that are probably too narrow, according to recent calls, are skipped. Strips wider than
-//     two thirds of the shorter sequence are not tried.
-//  2. checkpointed_sweep.h: if no strip is proven, the complete matrix is computed, and every 64th row is kept. The
-//     trace back computes a corner of the rows between two kept ones again, 4 KB at a time.
+//     that leave the band. Widths that are probably too narrow, according to recent calls, are skipped. Strips wider
+//     than two thirds of the shorter sequence are not tried.
+//  2. checkpointed_sweep.h: if no path found is proven optimal, the complete matrix is computed, and every 64th row is
+//     kept. The trace back computes a corner of the rows between two kept ones again, 4 KB at a time.
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
-//  4. general_kernel.h: all other calls: those with a band limit or ambiguous bases, longer extensions, and gaps below
-//     24 bases, for which preparing a strip costs more than it saves.
+//  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and
+//     gaps with fewer than 24 bases in a sequence, for which preparing a strip costs more than it saves.
 //
 // All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and trace paths back
 // with trace_back.h. strip.h computes cells for the first three methods. maximum.h finds the best score for the fourth

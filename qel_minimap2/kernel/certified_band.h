@@ -26,7 +26,7 @@ namespace {
 // value.
 //   (1) The path that is traced back is a path of the matrix, so its score P, summed again base by base, is not above
 //       the optimum.
-//   (2) A path that leaves the band crosses one of the two diagonals next to the band. To reach that diagonal from the
+//   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
 //       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
 //       U.
@@ -41,8 +41,8 @@ namespace {
 
 /// The band of a strip, and what the band can prove.
 struct Band {
-    int base;      // The target position of lane 0 in row 0. It grows by one on every second row.
-    int provable;  // A path is proven if its loss (see BandOutcome) is below this; negative: no path is.
+    int base;      // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
+    int provable;  // A path is proven optimal if its loss (see BandOutcome) is below this; negative: none is.
 };
 
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
@@ -68,7 +68,7 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
 
 /// The outcome of an attempt with one width of strip.
 struct BandOutcome {
-    bool proven;
+    bool proven;  // The path is optimal.
     bool traced;  // A path was found.
     int loss;     // How much less the path scores than a path of only matches.
 };

@@ -90,8 +90,8 @@ private:
     }
 
     // Returns the anchor before the first anchor of the chain that ends at `last`, or kNone. The choice gives the chain
-    // the highest score. The search ends at a traced anchor, or where the score is below the highest one by more than
-    // the band.
+    // the highest score. The search ends at a traced anchor, or where the chain's score is below the highest one found
+    // by more than the band.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;

@@ -72,7 +72,7 @@ protected:
     }
 
     /// Returns, for each candidate from `base` on, the score of an anchor that follows the candidate at these
-    /// distances. Neighbours that overlap on the same diagonal have no penalty.
+    /// distances. Neighbours on the same diagonal that overlap or adjoin have no penalty.
     TAVIK_INLINE Register Totals(const Distances& distances, int base) const {
         const auto [on_reference, on_read, apart] = distances;
         const Register lengths = Ints::All(length);
@@ -89,8 +89,8 @@ protected:
         return Ints::Add(added, Ints::Load(scores + base));
     }
 
-    /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. Returns the candidate at which
-    /// the search ends early, or -1.
+    /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
+    /// other search uses. Returns the candidate at which the search ends early, or -1.
     TAVIK_INLINE int LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
         const int most_skipped = scoring.most_skipped;
         alignas(32) std::int32_t total[kLanes];
@@ -120,7 +120,7 @@ protected:
                  *marks = nullptr;
 
 private:
-    // Returns the same as minimap2's mg_log2. Numbers must be 2 or more.
+    // Returns the same as minimap2's mg_log2. For numbers below 2, the result is meaningless.
     static TAVIK_INLINE FloatRegister Log2(Register number) {
         const Register bits = Floats::Bits(Ints::ToFloats(number));
         const Register exponent = Ints::Subtract(Ints::ShiftRight<23>(bits), Ints::All(128));

@@ -22,7 +22,7 @@ struct Chains {
 struct ChainScoring {
     int band;  ///< The largest distance between the diagonals of two neighbours in a chain.
     int most_skipped;
-    int least_anchors, least_score;  ///< Shorter or lower-scoring chains are dropped.
+    int least_anchors, least_score;  ///< Chains with fewer anchors or a lower score are dropped.
     float gap_penalty, skip_penalty;
 };
 
@@ -54,9 +54,8 @@ struct ChainedAnchors {
 /// Traces the chains back and sets `chains` to the result, in minimap2's order.
 void TakeChains(const ChainScoring& scoring, const ChainedAnchors& scored, Chains& chains);
 
-/// Chains anchors. Several candidates are scored at once. The result is that of mg_lchain_dp without splicing and with
-/// one segment. Returns false and changes nothing if this is not certain (see CommonLength) or if there is no memory.
-/// Any thread.
+/// Chains anchors. The result is that of mg_lchain_dp without splicing and with one segment. Returns false and changes
+/// nothing if this is not certain (see CommonLength) or if there is no memory. Any thread.
 template <int kBits>
 bool ChainAnchors(const ChainCall& call, Chains& chains);
 template <>

@@ -9,19 +9,19 @@
 #include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 processes the anchors in the order of their reference positions. It stores the anchors in reach in two trees
-// ordered by read position. A search in the wide tree finds the anchor of a range with the lowest penalty (the expected
-// gap cost minus the score). The narrow tree has the near anchors and is used to walk back over them. Here all anchors
-// are known in advance and are first ranked by read position. Each tree can then be replaced by a list with one entry
-// per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are never joined,
-// and neither are anchors on both sides of a gap wider than the reach. The sections between such places are joined
-// separately.
+// ordered by read position. A search in the wide tree finds the anchor of a range with the lowest penalty (a cost that
+// grows with the distance, minus the score). The narrow tree has the near anchors and is used to walk back over them.
+// Here all anchors are known in advance and are first ranked by read position. Each tree can then be replaced by a list
+// with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are
+// never joined, and neither are anchors on opposite sides of a part of the reference without anchors that is wider
+// than the reach. The sections between such places are joined separately.
 //
 // A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
 // would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
-// and the anchors in reach of its first anchor. A stretch has at least as many anchors as the part of the window before
-// it, so all windows together have at most twice as many entries as there are anchors. Windows do not change the
-// result: ranks only show the order of anchors in the read, and the state of the anchors in reach is copied to the next
-// window.
+// and the anchors in reach of its first anchor. A stretch, unless it is the last, has at least as many anchors as the
+// part of the window before it, so all windows together have fewer than three times as many entries as there are
+// anchors. Windows do not change the result: ranks only show the order of anchors in the read, and the state of the
+// anchors in reach is copied to the next window.
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
@@ -288,8 +288,9 @@ private:
         return true;
     }
 
-    // Finds the best predecessor of the anchor at `rank` with each anchor that has the lowest penalty, up to rank
-    // `last`. Returns false if these predecessors differ, or if more than kMostEqual anchors have that penalty.
+    // Finds the best predecessor of the anchor at `rank` once for each anchor that has the lowest penalty, up to rank
+    // `last`, as the anchor that the search finds. Returns false if these predecessors differ, or if more than
+    // kMostEqual anchors have that penalty.
     bool AllLeadToOne(int rank, const Penalties::Minimum& least, int last, BestBefore& best) {
         FollowLeast(rank, least.rank, best);
         int tried = 1;
@@ -318,8 +319,8 @@ private:
         }
     }
 
-    // Tries the near candidates from rank `last` down to `first`. Each walk marks the anchors that it has passed with
-    // its own number, so marks need not be cleared.
+    // Tries the near candidates from rank `last` down to `first`. Each walk marks the predecessors of the candidates
+    // that it has tried with its own number, so marks need not be cleared.
     void WalkBack(int rank, int first, int last, BestBefore& best) {
         ++walk;
         for (int word = last / kWord; last >= first && word >= first / kWord; --word) {
@@ -353,8 +354,8 @@ private:
     // In the section, anchors before `entered` have come into reach, those before `wide_first` have left it, and those
     // before `near_first` are no longer near.
     int section_begin = 0, section_end = 0, entered = 0, wide_first = 0, near_first = 0;
-    // The window starts at anchor `window`. `rank_of` is indexed by the number of an anchor in the window. All other
-    // lists, also those of the base class, are indexed by rank.
+    // The window starts at anchor `window`. `rank_of` is indexed by the number of an anchor in the window. The other
+    // lists of a window, also those of the base class, are indexed by rank.
     int window = 0, window_size = 0;
     int walk = 0;  // The number of the last walk back.
     Penalties penalties;

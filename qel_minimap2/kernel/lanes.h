@@ -12,9 +12,9 @@
 #define TAVIK_UNROLL _Pragma("GCC unroll 8")
 #endif
 
-// The kernels are compiled for each width of registers. Their headers put everything into an unnamed namespace, because
-// otherwise the linker could use a function compiled for AVX2 in code that runs on any processor. For the same reason,
-// the kernels use no standard containers or algorithms.
+// The kernels are compiled for each width of registers. The functions that this folder's headers define for them are in
+// an unnamed namespace or always inlined, because otherwise the linker could use a function compiled for AVX2 in code
+// that runs on any processor. For the same reason, the kernels use no standard containers or algorithms.
 namespace qel_minimap2::kernel {
 namespace {
 
@@ -50,7 +50,8 @@ struct Lanes {
     static TAVIK_INLINE Register Or(Register a, Register b) { return TAVIK_SIMD_BITS(or_si)(a, b); }
     static TAVIK_INLINE Register And(Register a, Register b) { return TAVIK_SIMD_BITS(and_si)(a, b); }
     static TAVIK_INLINE Register Xor(Register a, Register b) { return TAVIK_SIMD_BITS(xor_si)(a, b); }
-    /// Returns the entries of `table` at `places`, which are from 0 to 15. The 16 entries must be in each 16 lanes.
+    /// Returns the entries of `table` at `places`, which are from 0 to 15. Every 16 lanes of the table must have the
+    /// same 16 entries.
     static TAVIK_INLINE Register LookUp(Register table, Register places) {
         return TAVIK_SIMD(shuffle_epi8)(table, places);
     }
@@ -62,7 +63,7 @@ struct Lanes {
         return TAVIK_SIMD(blendv_epi8)(no, yes, where);
     }
 #if TAVIK_KERNEL_BITS == 256
-    /// Loads 16 bytes into each 16 lanes.
+    /// Loads 16 bytes and repeats them in every 16 lanes.
     static TAVIK_INLINE Register LoadSixteen(const char* from) {
         return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
     }
@@ -78,7 +79,7 @@ struct Lanes {
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
     }
-    /// Sets all bits of the first of each 16 lanes, and no others.
+    /// Sets all bits of the first of every 16 lanes, and no others.
     static TAVIK_INLINE Register FirstOfSixteen() {
         return _mm256_broadcastsi128_si256(_mm_cvtsi32_si128(0xFF));
     }

@@ -20,7 +20,7 @@ struct FinishedRow {
 };
 
 /// Returns true if no cell after row r can be a better end of the query or the best cell, and the score cannot drop by
-/// more than `z_drop`. `r` is at least twice the query's last position. A path to a later cell has at most as many
+/// more than `z_drop`. `r` must be at least twice the query's last position. A path to a later cell has at most as many
 /// matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted bases. The score cannot drop further
 /// than one gap below the best end of the query: each row after that end has a cell in the query's last column, and a
 /// gap leads to it. This saves time, because minimap2 passes about twice as many target bases as query bases to an
@@ -40,7 +40,8 @@ struct Cell {
 
 /// Returns the cell where the path of a call ends, or positions of -1 for no path. After a drop, this is the cell with
 /// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query if that end scores
-/// well enough, else the cell with the best score.
+/// well enough, else the cell with the best score. Sets the result's `reach_end` if the path ends at that end of the
+/// query.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
         return {call.target_length - 1, call.query_length - 1};
@@ -52,8 +53,8 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     return {result.max_t, result.max_q};
 }
 
-/// Sums the differences of each row in 32 bits, and derives the maximum, the best end of the query and the drop from
-/// these scores. The best end of the target is not computed, because no caller reads it.
+/// Adds up the differences of each row to scores of 32 bits, and derives the maximum, the best end of the query and the
+/// drop from these scores. The best end of the target is not computed, because no caller reads it.
 ///
 /// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. It prefers
 /// the last cell, then the lowest lane that has the maximum and the lowest position in this lane, and then the first of
@@ -73,7 +74,7 @@ public:
     bool Add(const FinishedRow& row, ksw_extz_t& result) {
         const auto [r, first, last, is_last, u, v] = row;
         int position = kUnknown;
-        // Until here, `scores` are those of the row before.
+        // So far, `scores` has the scores of the row before.
         const std::int32_t corner = last > 0 ? scores[last - 1] + u[last] : scores[last] + v[last];
         scores[last] = corner;
         std::int32_t best = AddDifferences(v, first, last);

@@ -11,8 +11,8 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// Copies of a call's sequences in scratch memory. The query is reversed, so neighbouring cells of a row have
-/// neighbouring letters in both sequences. Both have padding on each side, because complete registers are read at the
-/// ends.
+/// neighbouring letters in both sequences. Both sequences have padding on each side, because complete registers are
+/// read at the ends.
 struct PaddedSequences {
     static constexpr int kPadding = 320;  ///< Letters on each side: more than the lanes of the widest strip.
 
@@ -46,8 +46,8 @@ struct PaddedSequences {
         std::memset(reversed_query + query_length, query_letter, kCount);
     }
 
-    /// Returns a pointer to the query letter that shares a cell with target position 0 in row r. The letter of target
-    /// position t is t letters after it.
+    /// Returns a pointer to the query letter that shares a cell with target position 0 in row r. The query letter for
+    /// target position t is t letters after it.
     const std::uint8_t* QueryOpposite(int r) const {
         return reversed_query + (static_cast<std::ptrdiff_t>(query_length) - 1 - r);
     }

@@ -11,8 +11,9 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// Finds the lowest penalty in any range of ranks. There are three lists: the penalties of the anchors by rank, the
-/// minimum of every 32 penalties, and the minimum of every 32 of those minima. A search for the minimum reads at most
-/// 62 entries each of the first and the second list. An anchor out of reach has an infinite penalty.
+/// minimum of every 32 penalties, and the minimum of every 32 of those minima. To find the lowest penalty itself, a
+/// search reads at most 62 entries of the first list and 62 of the second. An anchor out of reach has an infinite
+/// penalty.
 class Penalties {
 public:
     static constexpr double kNone = __builtin_inf();
@@ -67,8 +68,8 @@ public:
 
     /// Returns the minimum of the ranks from `first` to `last`, both included.
     Minimum Least(int first, int last) const {
-        // At each level, entries that form complete groups of 32 are read from the next list as minima. Only the
-        // entries before and after these groups are read from the list of this level.
+        // At each level, complete groups of 32 entries are read as minima from the next list. Only the entries before
+        // and after these groups are read from the list of this level.
         Found found;
         int begin = first;
         int end = last + 1;
@@ -125,7 +126,7 @@ private:
     };
     struct Found {
         double least = kNone;
-        bool is_only = true;  // Whether no other range has it.
+        bool is_only = true;  // Whether no other range searched so far has it.
         Range where{};
     };
 

@@ -34,8 +34,8 @@ KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
 
 /// The tree in which minimap2 stores the anchors in reach, made by minimap2's own functions. If several anchors have
-/// the lowest penalty, the result of a search depends on the tree's balance, and so on all anchors that were ever in
-/// the tree.
+/// the lowest penalty, the result of a search depends on the tree's balance, and therefore on all anchors that were
+/// ever in the tree.
 class ReachTree {
 public:
     /// Makes an empty tree for at most `most` anchors at a time, whose numbers differ by less than `most`. Returns

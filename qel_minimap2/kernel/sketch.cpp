@@ -14,8 +14,8 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers; the hash is that of the lesser of
-// the k-mer's two strands. minimap2 processes base by base and stores the last hashes in a ring, so the processor
-// mispredicts one or two branches for nearly every base. Here a piece of the sequence is hashed first, a register of
+// the k-mer's two strands. minimap2 processes base by base and stores the last hashes in a ring. Its branches depend on
+// the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed first, a register of
 // bases at a time. Then the lowest hash of each window is computed. Every k-mer that has the lowest hash of one of its
 // windows is a minimizer, even if several k-mers of the window have this hash. This is minimap2's rule after a complete
 // window of k-mers without ambiguous bases (Leap). At the first bases and after an ambiguous base, minimap2's rule has
@@ -90,8 +90,8 @@ private:
     bool Encode(int count) {
         const char* const letters = call.bases + piece_begin;
         std::uint8_t* const out = codes + kHistory;
-        // For each value of a letter's four lowest bits, the base with these bits and its code. Values that no base has
-        // are filled with A, which no letter with these bits equals.
+        // For each value of a letter's four lowest bits, the base with these bits and its code. The entries of other
+        // values are A, which no letter with these bits equals.
         const Register known = Lanes::LoadSixteen("AAACTUAGAAAAAAAA");
         const Register codes_of_known = Lanes::LoadSixteen("\0\0\0\1\3\3\0\2\0\0\0\0\0\0\0");
         Register are_known = Lanes::All(-1);
@@ -307,9 +307,9 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    int in_row = 0;       // Bases since the last ambiguous one, at the end of the last piece. Counts up to k only.
+    int in_row = 0;       // Bases since the last ambiguous one, at the end of the piece hashed last; may stop at k.
     int known = 0;        // Bases since the last ambiguous one, at the k-mer processed last by Step or Leap.
-    int piece_begin = 0;  // The position in the sequence of the hash at kHistory.
+    int piece_begin = 0;  // The 0-based position in the sequence of the base at kHistory.
     int minimum = kHistory - 1;
     // Includes room for complete registers after the last k-mer.
     static constexpr int kRoom = kHistory + kPiece + kMostInWindow + 2 * kGroup;

@@ -21,7 +21,7 @@ inline constexpr int kBias = 64;
 
 /// Returns true for scorings whose biased differences fit into a byte. The second gap piece must cost less from some
 /// length on: minimap2's border then costs the same as a gap, which is a condition of the proof in certified_band.h. A
-/// mismatch must not cost more than two gaps, because minimap2 then aligns nothing.
+/// mismatch must not cost more than two gaps of one base, because otherwise minimap2 aligns nothing.
 inline bool Fits(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
     // The lowest value that a cell can have. It must not become negative when a gap is opened.
@@ -35,7 +35,7 @@ inline bool Fits(const Scoring& s) {
 inline constexpr int kBesideTarget = 7;
 inline constexpr int kBesideQuery = 9;
 
-/// Returns the biased value of the border at row r.
+/// Returns BorderStep(s, r) in the form in which U and V are stored.
 inline int BiasedBorder(const Scoring& s, int r) {
     return BorderStep(s, r) - s.open - s.extend + kBias;
 }
@@ -65,8 +65,8 @@ struct StripConstants {
     }
 
     Register zero;
-    Register unreachable;    // U and V of a cell that no path reaches; also added to a biased score to correct the bias
-                             // of its differences.
+    Register unreachable;    // U and V of a cell that no path reaches; also added to a biased score, so that U and V,
+                             // computed as differences from it, have their bias.
     Register substitutions;  // The score of two letters, indexed by their XOR: 0 for a match.
     Register open, open2;
     Register second_more;  // How much more a gap of one base costs in the second piece.
@@ -77,8 +77,8 @@ struct StripLanes {
     Register x, y, x2, y2, u, v;
 };
 
-/// Computes a register of cells and returns their direction bytes. Before the call, `c` has the values of the
-/// neighbours, after it those of the cells.
+/// Computes a register of cells and returns their direction bytes. `s` has the cells' biased substitution scores.
+/// Before the call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 template <Trace kTrace>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -135,9 +135,9 @@ TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register
     score = Lanes::Select(at, border, score);
 }
 
-/// How a strip moves from the row before. `up`: the strip stays at its target positions, so values from the position
-/// before move up by one lane. `down`: the strip moves by one target position, so values from the same position move
-/// down by one lane.
+/// How a strip moves from one row to the next. `none`: this is its first row. `up`: the strip stays at its target
+/// positions, so values from the position before move up by one lane. `down`: the strip moves by one target position,
+/// so values from the same position move down by one lane.
 enum class Shift { none, up, down };
 
 /// The difference lines for N registers of neighbouring target positions. They stay in registers from row to row.
@@ -146,7 +146,7 @@ class Strip {
 public:
     static constexpr int kWidth = N * Lanes::kWidth;
 
-    /// Starts without a cell that a path reaches.
+    /// Starts with cells that no path reaches.
     explicit Strip(const Scoring& scoring) : scoring(scoring), k(scoring) {
         for (auto& c : cells) {
             c = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};

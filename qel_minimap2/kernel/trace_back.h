@@ -119,8 +119,8 @@ public:
     }
 
 private:
-    // Never called twice in a row for the same operation: Walk ends a run only where the operation changes. At the
-    // border, only query bases remain after a deletion, and only target bases after an insertion.
+    // Two runs in a row never have the same operation: Walk ends a run only where the operation changes. At the border,
+    // only query bases remain after a deletion, and only target bases after an insertion.
     void Add(std::uint32_t operation, int length) {
         if (length > 0) {
             runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
