@@ -10,8 +10,9 @@
 namespace qel_minimap2 {
 
 /// Zeroed memory in complete pages, which come directly from the system and return to it. An allocator would keep the
-/// gigabytes that an index frees. Huge pages are not requested: with an index of 400 Mb in a virtual machine, they made
-/// mapping about 4 % faster, but loading took twice as long, because the machine needed up to 6 ms to provide each one.
+/// gigabytes that an index frees. Huge pages are not requested: with the index of a reference of 400 Mb in a virtual
+/// machine, they made mapping about 4 % faster, but loading took twice as long, because the machine needed up to 6 ms
+/// to provide each one.
 class Pages {
 public:
     Pages() = default;

@@ -7,7 +7,7 @@
 
 // The interface of libqel_minimap2, which maps reads with minimap2 and its preset for noisy long reads ("map-ont"). The
 // functions are C functions, so that C programs can call them and other programs can look them up by name. A library
-// that replaces this one must have the first four. No function throws an exception.
+// that replaces this one must have the first four functions. No function throws an exception.
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -39,12 +39,13 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
 /// read that does not map has one unmapped record. The text is newly allocated: release it with free. On failure,
-/// returns null or a text that begins with "ERROR:". That text belongs to this library and must not be freed. If
-/// minimap2 itself runs out of memory, the process ends with status 1 and one line on standard error. A record has the
-/// part of the read's name before the first white space. If that part is empty or begins with "@", the call fails,
-/// because SAM readers reject the record. `occ_threshold`: the result of qelmm_cache_idx_occ_thres; 0 or less means
-/// unknown, so that it is computed again. Only `l_seq`, `name` and `seq` of `read` are read, and nothing is written to
-/// them. Any number of threads may call this function at once, with one index or several.
+/// returns a text that begins with "ERROR:". That text belongs to this library, must not be freed, and is valid until
+/// the next failure of a function in the same thread. If minimap2 itself runs out of memory, the process ends with
+/// status 1 and one line on standard error. A record has the part of the read's name before the first white space. If
+/// that part is empty or begins with "@", the call fails, because SAM readers reject the record. `occ_threshold`: the
+/// result of qelmm_cache_idx_occ_thres; 0 or less means unknown, so that it is computed again. Only `l_seq`, `name` and
+/// `seq` of `read` are read, and nothing is written to them. Any number of threads may call this function at once, with
+/// one index or several.
 char* qelmm_align(const mm_idx_t* index, int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is ignored. No thread may be using the index.
@@ -68,8 +69,8 @@ struct qelmm_own_call_counts {
     uint64_t register_bits;  ///< Not a count: the width of the registers in use, or 0 if QEL_KERNEL=library.
 };
 
-/// Returns these counts. With QEL_KERNEL=library in the environment, all except `seed_collections` are 0. A library
-/// that replaces this one may lack this function too. Any thread.
+/// Returns the counts of all reads finished so far. With QEL_KERNEL=library in the environment, all except
+/// `seed_collections` are 0. A library that replaces this one may lack this function too. Any thread.
 struct qelmm_own_call_counts qelmm_own_calls(void);
 
 // The functions below are for programs that make indexes. A library that replaces this one may lack them.

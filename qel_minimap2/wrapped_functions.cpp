@@ -23,12 +23,12 @@
 //   mm_sketch            kernel/sketch.cpp              each width
 //   mm_idx_getseq        index/packed_bases.cpp         always
 //   mm_idx_cal_max_occ   index/seed_table.cpp           always: minimap2's function would find no minimizer
-//   mm_seed_mz_flt       mapping/seed_collection.cpp    if minimap2's function would remove nothing
+//   mm_seed_mz_flt       mapping/seed_collection.cpp    if minimap2's function certainly removes nothing
 //   mm_collect_matches   mapping/seed_collection.cpp    always: minimap2's function would find no minimizer
 //   radix_sort_128x      kernel/anchor_sort.cpp         any width
 //   mg_lchain_dp         kernel/chaining.cpp            each width
 //   mg_lchain_rmq        kernel/joining.cpp             each width
-//   abort                here                           always: minimap2's allocator calls it when memory is short
+//   abort                here                           always: minimap2's allocator calls it when memory runs out
 //
 // kernel/kernels.cpp chooses the width. Calls that a replacement does not accept go to minimap2's function.
 

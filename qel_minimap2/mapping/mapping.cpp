@@ -43,7 +43,7 @@ using Hits = std::unique_ptr<mm_reg1_t, FreeHits>;
 using MallocedText = std::unique_ptr<char, Free>;
 
 // Takes a record without its line feed and appends it as a line to `text`, which has `size` bytes. The first record's
-// memory becomes the text's.
+// memory becomes the text's if it has room for the line feed.
 void AppendLine(const kstring_t& record, MallocedText& text, std::size_t& size) {
     MallocedText taken(record.s);
     if (text == nullptr && record.l + 2 <= record.m) {
@@ -94,8 +94,8 @@ std::string RecordName(std::string_view name) {
 mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
     auto options = DefaultOptions().mapping;
     options.mid_occ = std::max(occ_threshold, 0);
-    // Computes the threshold if it is 0, and the options that depend on the index. Without this call, no seed passes
-    // the filter.
+    // Computes the threshold if it is 0, because no seed passes a threshold of 0, and adjusts options that depend on
+    // each other.
     mm_mapopt_update(&options, &index);
     return options;
 }
@@ -119,8 +119,8 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     const auto options = OptionsFor(index, occ_threshold);
     MappingBuffer buffer;
 
-    // minimap2 does not know U, which its own reader replaces by T. The copy belongs to the buffer, which reuses the
-    // copy's memory.
+    // Replaces U by T as minimap2's own reader does, because records repeat the letters of the read. The copy of the
+    // bases belongs to the buffer, which reuses its memory.
     auto& bases = buffer.Bases();
     bases.assign(read.seq, static_cast<std::size_t>(read.l_seq));
     for (const auto& [uracil, thymine] : {std::pair('U', 'T'), std::pair('u', 't')}) {

@@ -14,8 +14,9 @@
 
 namespace qel_minimap2 {
 
-/// The working memory of one mapping, which is kept for later reads. The number of kept buffers is the highest number
-/// of mappings that ran at the same time. Any thread may make one; each object is used by one thread.
+/// The working memory of one mapping, which is kept for later reads. The number of kept buffers never exceeds the
+/// highest number of mappings that ran at the same time. Any thread may create an object, and only that thread may use
+/// it.
 class MappingBuffer {
 public:
     MappingBuffer() {
@@ -24,8 +25,8 @@ public:
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
         } else {
-            // The buffer that this thread, or else any thread, used last, because its memory is most likely to be
-            // cached.
+            // Takes the buffer that this thread used last or, if there is none, the one that any thread used last,
+            // because its memory is most likely to be cached.
             const auto own =
                 std::find_if(idle.rbegin(), idle.rend(), [self](const auto& one) { return one.user == self; });
             const auto taken = own != idle.rend() ? std::prev(own.base()) : std::prev(idle.end());

@@ -14,8 +14,8 @@ struct SeedCall {
     const mm128_v& minimizers;
     int read_length;
     int most_occurrences;  ///< A minimizer that occurs more often in the index is not used as a seed.
-    /// If `distance` bases of the read would have no seed, their rarest minimizers are still used, unless they occur
-    /// more often than this.
+    /// Where the read would have no seeds, the rarest minimizers, about one for every `distance` bases, are still used,
+    /// unless they occur more often than this.
     int most_occurrences_of_any;
     int distance;
 };
@@ -25,14 +25,14 @@ struct Seeds {
     int count;
     mm_seed_t* seeds;
     std::int64_t position_count;  ///< The number of all seeds' positions in the index.
-    int repetitive_bases;         ///< Bases of the read under minimizers that occur too often.
+    int repetitive_bases;         ///< Bases of the read covered by minimizers that occur too often.
     int minimizer_count;          ///< Equals `count`.
     /// For each seed: its span (upper 32 bits) and its 0-based last base in the read (lower 32).
     std::uint64_t* minimizer_places;
 };
 
 /// Returns the results of mm_collect_matches. Prefetches the table and the positions for later minimizers, because
-/// without this most of the time is spent waiting for memory. Any thread.
+/// without prefetching most of the time is spent waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 /// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
