@@ -17,7 +17,7 @@ bool IsRejected(const AlignmentResult& result, float min_coverage) {
     return coverage > 1e-7 && min_coverage >= result.coverage;
 }
 
-// Calls minimap2 without the header and parses its record with the header that the caller has already read.
+// Gets the read's records without the header, and parses them with the header that the caller has already read.
 AlignmentResult CallAndParse(Minimap2Caller& caller, const std::string& sequence, const std::string& read_name) {
     const auto length = static_cast<int>(sequence.size());
     auto lines = caller.CallWithoutHeader(sequence, read_name);

@@ -7,8 +7,8 @@
 
 namespace ThirdPartyAlignment {
 
-/// Where and how well one read aligned. The defaults are the figures of a read without an alignment, which its summary
-/// row shows. Some defaults are deliberately 0 and others -1.
+/// Where and how well one read aligned. The defaults are the figures of a rejected read and, except for genome_start,
+/// of an unmapped record. Some defaults are deliberately 0 and others -1.
 ///
 /// Lengths and coordinates are in bases. The strand coordinates follow the SAM record: for a hit on the reverse strand
 /// they refer to the reverse complement of the read.

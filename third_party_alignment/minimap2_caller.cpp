@@ -27,7 +27,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// The origin in the log record of a read's SAM text, which is always that of Call.
+// The origin in the log record of a read's SAM text: always Call, even if CallWithoutHeader was called.
 constexpr char kCallOrigin[] =
     "virtual std::string ThirdPartyAlignment::Minimap2Caller::Call(const std::string&, const std::string&)";
 

@@ -12,7 +12,7 @@ class MMIndexWrapper;
 class SamHeader;
 
 /// Aligns reads in this process with minimap2. Copies share one index. After the index is loaded, several threads may
-/// call all functions at once.
+/// call any functions at the same time.
 class Minimap2Caller : public ExtAlignCaller {
 public:
     /// `index_file`: an index or a FASTA or FASTQ reference. It is not loaded here, but by LoadIndex. Throws

@@ -63,8 +63,8 @@ void CompleteUnmappedRecord(std::string& record) {
 // The text of an optional field, or nothing if the record lacks it.
 using FieldText = std::optional<std::string_view>;
 
-// The optional fields after column 11 that the result needs: NM and AS. If several fields have the tag, the last one
-// counts.
+// The optional fields after column 11 that the result needs: NM and AS. If several fields have the same tag, the last
+// one counts.
 struct OptionalFields {
     FieldText edit_distance;
     FieldText score;

@@ -20,9 +20,9 @@ public:
     /// QUAL columns are added to its record.
     ///
     /// Throws std::runtime_error for an optional field that is not TAG:TYPE:VALUE and for a CIGAR with operations other
-    /// than H, S, I, D and M. Throws std::out_of_range for a mapped record without NM or AS, and what std::stoi throws
-    /// if the value of NM or AS or an "@SQ" length is not a number. Divisions are not guarded: the result of a division
-    /// by zero is an infinity or NaN.
+    /// than H, S, I, D and M. Throws std::out_of_range for a mapped record without NM or AS, what std::stoi throws if
+    /// the value of NM or AS is not a number, and what SamHeader::Of throws. Divisions are not guarded: the result of a
+    /// division by zero is an infinity or NaN.
     static AlignmentResult Parse(std::string&& sam, int query_length);
 
     /// Returns the result of Parse for `header` followed by `lines`, except that `sam_record` lacks the header.

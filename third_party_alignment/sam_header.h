@@ -11,16 +11,17 @@ namespace ThirdPartyAlignment {
 
 /// The header lines at the start of a SAM text: their size and the reference lengths in their "@SQ" lines.
 ///
-/// A back-end writes the same header before each record. With many reference sequences, the header is a thousand times
-/// larger than the record. The process therefore keeps the last large header. A text that begins with the same bytes is
-/// compared with it, but not parsed. Any thread.
+/// A back-end writes the same header before each record. With many reference sequences, the header can be a thousand
+/// times larger than the record. The process therefore keeps the last large header: the header of a text that begins
+/// with the same bytes is compared with it, but not parsed. Any thread.
 class SamHeader {
 public:
     /// Reads the header of `text`: while a line begins with "@", reads three words and skips the rest of the line. Any
     /// white space, including a line feed, separates words, so if a line has fewer words, words of the next line are
     /// read. If the first word is "@SQ", the second one is the SN field and the third one the LN field, whatever their
     /// tags are; the first three characters of both are ignored. Throws std::out_of_range for a field of fewer than
-    /// three characters, and what std::stoi throws for a length. `text` must outlive the result, which may refer to it.
+    /// three characters, and what std::stoi throws for a length that is not a number. `text` must outlive the result,
+    /// which may refer to it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
     /// Reads a header. Each line of `text` should end in a line feed; StandsAlone shows whether `text` can be used as a

@@ -15,8 +15,8 @@ struct IndexHeader {
     std::uint32_t window, k, bucket_bits, sequences, flags;
 };
 
-/// Returns what is wrong with the values, or null if nothing is. The limits are those of minimap2's mm_sketch. The
-/// number of buckets is at most that of possible minimizers.
+/// Returns what is wrong with the values, or null if nothing is. The limits of the window and of k are those of
+/// minimap2's mm_sketch. The number of buckets exceeds neither the number of possible minimizers nor 2^30.
 inline const char* FaultOfHeader(const IndexHeader& header) {
     if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
         return "impossible minimizer sizes";
@@ -30,7 +30,7 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
     return nullptr;
 }
 
-/// Returns null if a reference sequence can have this name in a SAM file, otherwise the reason in words that follow
+/// Returns null if a reference sequence can have this name in a SAM file, otherwise the reason, worded to follow
 /// "holds". Tabs separate the columns of a record, and "*" in the third column marks an unmapped read.
 inline const char* FaultOfSequenceName(std::string_view name) {
     if (name.empty()) {
@@ -39,7 +39,7 @@ inline const char* FaultOfSequenceName(std::string_view name) {
     if (name == "*") {
         return "a sequence named '*', which SAM reserves for unmapped reads";
     }
-    // SAM does not allow bytes above 0x7f, but its readers accept them.
+    // SAM does not allow bytes above 0x7f, but programs that read SAM accept them.
     const bool printable = std::all_of(name.begin(), name.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > 0x20 && byte != 0x7f;

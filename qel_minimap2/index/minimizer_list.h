@@ -20,9 +20,9 @@ public:
     MinimizerList& operator=(const MinimizerList&) = delete;
     ~MinimizerList() { Free()(list.a); }
 
-    /// Replaces the list by the minimizers of `bases`, which are numbers as UnpackBases writes them. In each minimizer,
-    /// x has its hash and span, and y the number of the sequence, the 0-based position of the last base, and the
-    /// strand. Throws std::bad_alloc.
+    /// Replaces the list with the minimizers of `bases`, which are numbers as UnpackBases writes them. In each
+    /// minimizer, x has its hash and span, and y the number of the sequence, the 0-based position of the last base, and
+    /// the strand. Throws std::bad_alloc.
     void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
         // At most two minimizers end at a base, so minimap2, which does not notice a lack of memory, never grows the
         // list.

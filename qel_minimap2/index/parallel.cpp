@@ -18,7 +18,7 @@ std::atomic<unsigned> limit_set = 0;
 }  // namespace
 
 unsigned WorkerLimit() {
-    // The number of cores is determined once, because it may change while lists of this size are in use.
+    // The number of cores is determined once, because it may change while lists with one element per worker are in use.
     static const unsigned cores = std::max(std::thread::hardware_concurrency(), 1U);
     const unsigned limit = limit_set;
     return limit > 0 ? limit : cores;

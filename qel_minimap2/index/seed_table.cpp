@@ -20,11 +20,11 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// If stretches changed in foreign memory, look-ups would leave that memory. Up to 2 to the power of this many
-// stretches, which take a megabyte, are therefore copied.
+// Look-ups would leave foreign memory if stretches in it changed. If there are at most 2 to the power of this many
+// stretches, which take a megabyte, the table therefore copies them.
 constexpr unsigned kMostCopiedBits = 17;
 // Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
-// run has 49 groups. Only a forged file has a run above this limit.
+// run has 49 groups. Only a forged file has a run longer than this limit.
 constexpr unsigned kMostFullGroups = 256;
 constexpr std::size_t kMostRare = 255;
 
@@ -92,7 +92,8 @@ void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
     block.positions = block.values + slots;
 }
 
-// Returns which slots of a group have a minimizer, one bit each. The lowest bit of a key is ignored.
+// Returns the slots of a group that have the key and rest in `key_bits`, one bit each. The lowest bit of a stored key
+// is ignored.
 inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
                                                                     std::uint64_t key_bits) {
     const auto* const keys = reinterpret_cast<const __m128i*>(block.keys + group * kGroupSlots);

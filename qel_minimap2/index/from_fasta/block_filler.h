@@ -33,8 +33,8 @@ private:
     struct Start {
         std::uint64_t offset, sequence;
     };
-    std::vector<Start> starts;            // One for each sequence that has bases; then the end of the last one.
-    std::vector<std::uint32_t> first_of;  // For the first of each 2^kShift offsets: its index in `starts`.
+    std::vector<Start> starts;            // One for each sequence that has bases; then the end of the bases.
+    std::vector<std::uint32_t> first_of;  // For each multiple of 2^kShift: its sequence's index in `starts`.
 };
 
 /// Fills blocks of a table with minimizers. Not thread-safe: each thread uses its own object.

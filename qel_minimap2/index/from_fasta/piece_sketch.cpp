@@ -10,7 +10,7 @@ namespace qel_minimap2 {
 // always the last of the lowest k-mers in the window, whatever the minimum was before.) A sketch that starts w + k
 // bases before a piece is therefore correct from the piece's first base on. A k-mer that was not chosen before it
 // leaves the window is never chosen, so the sketch ends w bases after the piece. Minimizers outside the piece are
-// dropped. None of this is true for an even k: a k-mer that equals its reverse complement takes no place in the window,
+// dropped. An even k does not allow this: a k-mer that equals its reverse complement takes no place in the window,
 // so a run of such k-mers makes the window reach back any distance. With an odd k, no k-mer equals its reverse
 // complement.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {

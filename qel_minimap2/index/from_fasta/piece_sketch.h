@@ -14,9 +14,9 @@
 
 namespace qel_minimap2 {
 
-/// The format of an entry: a minimizer of a reference and its position in 8 bytes, without the bits that choose the
-/// minimizer's block. From the highest bit down, an entry has the bucket within the block, the key's bits, the offset
-/// of the minimizer's last base among the bases of all sequences, and the strand.
+/// The format of an entry, which has a minimizer of a reference and its position in 8 bytes. The minimizer's bits that
+/// choose its block are left out. From the highest bit down, an entry has the bucket within the block, the key's bits,
+/// the offset of the minimizer's last base among the bases of all sequences, and the strand.
 class EntryFormat {
 public:
     EntryFormat(const IndexHeader& header, unsigned bits_in_block)

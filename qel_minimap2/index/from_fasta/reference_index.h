@@ -18,7 +18,7 @@ namespace qel_minimap2 {
 ///
 /// Indexing has three steps. The first reads and packs the bases. The second sketches pieces of the bases into entries,
 /// sorted by block. The third gathers each block's entries from all pieces, sorts them and fills the block's part of
-/// the table; meanwhile the entries of finished blocks return their memory to the system.
+/// the table; meanwhile, the memory of finished blocks' entries returns to the system.
 IndexPointer IndexReference(const std::string& path, const mm_idxopt_t& options);
 
 /// Indexes a reference in the same way, but passes the index to `sink` block by block, and returns the sequences. Also

@@ -19,7 +19,7 @@ public:
 
     /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text. Throws
     /// std::runtime_error if the file cannot be read or has become shorter since it was opened, and if gzip data are
-    /// damaged, cut, or followed by bytes other than zeros.
+    /// damaged, truncated, or followed by bytes other than zeros.
     int Read(void* buffer, int size);
 
 private:

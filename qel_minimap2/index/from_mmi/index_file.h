@@ -11,10 +11,10 @@ namespace qel_minimap2 {
 bool HasIndexMagic(const std::string& path);
 
 /// Loads a prebuilt index on all cores. Checks everything that minimap2 uses unchecked and, on samples, that the index
-/// was built from its sequences (see MinimizerSample). Throws std::runtime_error for an index that is cut or damaged,
-/// has several parts, lacks its bases, holds a sequence without a name, or becomes shorter while it is read. Throws
-/// std::bad_alloc too. The checks apply to the values in memory, so they are reliable even if another program writes to
-/// the file meanwhile.
+/// was built from its sequences (see MinimizerSample). Throws std::runtime_error for an index that is truncated or
+/// damaged, has several parts, lacks its bases, has a name that FaultOfSequenceName refuses, or becomes shorter while
+/// it is read. Throws std::bad_alloc too. The checks apply to the values in memory, so they are reliable even if
+/// another program writes to the file meanwhile.
 IndexPointer LoadIndexFile(const StoredFile& file);
 
 }  // namespace qel_minimap2

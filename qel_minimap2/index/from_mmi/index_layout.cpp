@@ -45,8 +45,8 @@ public:
         return start;
     }
 
-    // Without this, each read would wait for the disk: the system does not predict where the next one is, because most
-    // of the file is skipped.
+    // Without this, each read would wait for the disk: most of the file is skipped, so the system cannot predict which
+    // part is read next.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {
@@ -93,7 +93,7 @@ StoredBucket TakeBucket(Cursor& cursor) {
     StoredBucket bucket{};
     bucket.offset = cursor.Next();
     bucket.position_count = cursor.Take<std::uint32_t>();
-    // minimap2 stores the size of the list in bytes in an int.
+    // minimap2 computes the size of this list in bytes as an int.
     if (bucket.position_count > std::numeric_limits<std::int32_t>::max() / sizeof(std::uint64_t)) {
         throw DamagedIndex("a list of positions that is too long");
     }

@@ -32,7 +32,7 @@ struct StoredBucket {
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, and that the parts end at the file's last byte. Throws
-    /// std::runtime_error for an index that is cut or damaged, has several parts or lacks its bases.
+    /// std::runtime_error for an index that is truncated or damaged, has several parts or lacks its bases.
     explicit IndexLayout(const StoredFile& file);
 
     const StoredFile& File() const { return file; }

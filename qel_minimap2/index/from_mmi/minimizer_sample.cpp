@@ -81,8 +81,8 @@ void MinimizerSample::MakePieces() {
     }
 }
 
-// Returns the part of a piece in which the minimizers computed from `bases`, which begin at `begin`, must equal those
-// of the complete sequence, because bases outside `bases` do not influence it.
+// Returns the part of a piece whose minimizers do not depend on bases outside `bases`, so that those computed from
+// `bases` must equal those of the complete sequence. `bases` begin at `begin` in the sequence.
 MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const std::string& bases,
                                                     std::uint32_t begin) const {
     const auto& header = layout.Header();

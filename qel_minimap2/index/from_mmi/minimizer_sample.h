@@ -8,11 +8,11 @@
 
 namespace qel_minimap2 {
 
-/// Checks that a prebuilt index was built from the sequences stored in it. An index with a wrong window, k-mer size,
-/// homopolymer flag, length or base could be loaded and would map badly, because its structure does not show the fault.
-/// Pieces with about a hundredth of all bases, at least 128 sections of 2048, are chosen, including the first and the
-/// last bases. The minimizers of these pieces are computed again and must equal those of the index. Damage between the
-/// pieces goes unnoticed: the format has no checksum.
+/// Checks that a prebuilt index was built from the sequences stored in it. Without this check, an index with a wrong
+/// window, k-mer size, homopolymer flag, length or base could be loaded and would map badly, because its structure does
+/// not show the fault. About one in a hundred sections of 2048 bases is chosen, but at least 128 sections, always with
+/// the first and the last one. The minimizers in the chosen sections are computed again and must equal those of the
+/// index. Damage in other sections goes unnoticed, because the format has no checksum.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:
@@ -46,8 +46,8 @@ private:
     static constexpr std::uint64_t kSectionBases = 2048;
     static constexpr std::uint64_t kLeastSections = 128;
     static constexpr std::uint64_t kSectionsPerChosen = 100;
-    // In bases. Limits a thread's memory, which has a piece's minimizers twice: those of the index and the computed
-    // ones.
+    // In bases. Limits the memory of a thread, which holds a piece's minimizers twice: those of the index and the
+    // computed ones.
     static constexpr std::uint64_t kLongestPiece = 16384;
 
     void ChooseSections(const std::vector<std::uint64_t>& suspects);

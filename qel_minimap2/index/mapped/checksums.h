@@ -7,7 +7,7 @@
 
 namespace qel_minimap2 {
 
-/// Returns the XXH3 checksum of 64 bits with seed 0.
+/// Returns the 64-bit XXH3 checksum with seed 0.
 std::uint64_t ChecksumOf(std::span<const unsigned char> bytes);
 
 /// Returns the checksum of a section, computed from the checksums of its pieces.

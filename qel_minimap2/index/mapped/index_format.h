@@ -57,7 +57,7 @@ struct FileHeader {
     std::uint32_t byte_order, version;
     std::uint64_t checksum;  // Of the page with 0 in these 8 bytes.
     std::uint64_t file_size;
-    std::array<char, 4> minimap2_index;  // The first bytes of prebuilt indexes of the same minimap2.
+    std::array<char, 4> minimap2_index;  // MM_IDX_MAGIC of the minimap2 that made the index.
     std::uint32_t section_count;
     IndexHeader index;
     std::uint32_t unused;
@@ -67,7 +67,7 @@ struct FileHeader {
 };
 static_assert(sizeof(FileHeader) == kPageSize);
 
-/// The number of groups and of positions of repeated minimizers in a block.
+/// The numbers of groups, and of positions of repeated minimizers, in a block.
 struct StoredBlock {
     std::uint32_t groups, positions;
 };

@@ -10,8 +10,8 @@
 
 namespace qel_minimap2 {
 
-/// A file mapped into memory that all processes share, read-only. If another program shortens the file, or the disk
-/// fails, an access ends the process (see BusGuard).
+/// A file mapped read-only into memory, which all processes that map it share. If another program shortens the file, or
+/// the disk fails, an access ends the process (see BusGuard).
 class MappedFile {
 public:
     /// Throws std::runtime_error with the system's reason.
@@ -21,12 +21,11 @@ public:
     ~MappedFile();
 
     std::span<const unsigned char> Bytes() const { return bytes; }
-    /// Announces to the system whether the bytes will be read from the first to the last, or in any order (the
-    /// default). The first makes reading from a disk three times as fast; the second keeps frequently used pages in
-    /// memory.
+    /// Announces to the system whether the bytes will be read in order, from the first to the last. If so, reading them
+    /// from a disk is three times as fast; otherwise (the default), frequently used pages stay in memory.
     void ExpectReadingInOrder(bool in_order) const;
 
-    /// The properties of a file that a write to it changes.
+    /// The properties of a file that change when a program writes to it.
     struct State {
         std::uint64_t size;     ///< In bytes.
         std::int64_t modified;  ///< The time of the last write, in nanoseconds.

@@ -53,7 +53,7 @@ MappedLayout CheckedLayout(const MappedFile& file, bool was_checked) {
     return layout;
 }
 
-// A file in use whose content matched its checksums when it was opened, or before in another process.
+// A file in use whose content matched its checksums when it was opened, or earlier in another process.
 class CheckedFile : public ForeignMemory {
 public:
     explicit CheckedFile(const std::string& path)
@@ -61,12 +61,12 @@ public:
 
     CheckedFile(const CheckedFile&) = delete;
     CheckedFile& operator=(const CheckedFile&) = delete;
-    // The last reads may have been mapped after the latest look.
+    // Reads may have been aligned since the latest look.
     ~CheckedFile() override { Look(); }
 
     const MappedLayout& Layout() const { return layout; }
-    // A look takes almost a hundredth of the time of a short read. It is therefore limited to one for each tick of a
-    // coarse clock, which costs little to read.
+    // A look takes almost a hundredth of the time that aligning a short read takes. Looks are therefore limited to one
+    // for each tick of a coarse clock, whose time costs little to get.
     void RequireUnchanged() const override {
         constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
         timespec time{};
@@ -88,8 +88,8 @@ private:
     bool IsKnown(const std::optional<MappedFile::State>& now) const {
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
-    // Compares the content with its checksums, because the time can change alone: by touch, or on a file system that
-    // rounds it later.
+    // Compares the content with its checksums, because the file's time can change without the content: by touch, or on
+    // a file system that rounds the time later.
     void CheckAgain() const {
         const auto now = file.Now();
         if (IsKnown(now)) {

@@ -11,17 +11,17 @@ namespace qel_minimap2 {
 /// read.
 bool HasMappedMagic(const std::string& path);
 
-/// Maps an index that IndexWriter wrote. Compares all bytes with their checksums on all cores, unless
-/// Common::kCheckedIndex names the file. Throws std::runtime_error for an index that is damaged or not for this machine
-/// or version, and std::bad_alloc.
+/// Maps an index that IndexWriter wrote. Compares all bytes with their checksums on all cores, unless the environment
+/// variable Common::kCheckedIndex identifies the file as already checked. Throws std::runtime_error for an index that
+/// is damaged or not for this machine or version, and std::bad_alloc.
 IndexPointer MapIndex(const std::string& path);
 
 /// Returns the header of an index that IndexWriter wrote. Checks the header as MapIndex does, and throws the same
 /// exceptions.
 FileHeader HeaderOf(const std::string& path);
 
-/// Does what qelmm_check_index describes, but throws std::runtime_error with the reason instead of returning it. Throws
-/// std::bad_alloc too.
+/// Checks an index as qelmm_check_index does, but throws std::runtime_error with the reason instead of returning it.
+/// Throws std::bad_alloc too.
 void CheckIndex(const std::string& path);
 
 }  // namespace qel_minimap2

@@ -33,8 +33,9 @@ public:
     /// Reads all sections once, on all cores, and compares them with their checksums. Also checks the codes of the
     /// bases. Throws std::runtime_error and std::bad_alloc.
     void CheckChecksums() const;
-    /// Checks the names and all numbers that locate other parts, in time linear in the sequences and buckets. Throws
-    /// std::runtime_error. The table's keys, values and positions are not checked here, but when they are used.
+    /// Checks the names and all numbers that locate other parts, in time linear in the numbers of sequences and
+    /// buckets. Throws std::runtime_error. The table's keys, values and positions are not checked here, but when they
+    /// are used.
     void CheckContent() const;
 
     const char* Names() const { return At<char>(SectionKind::names).data(); }

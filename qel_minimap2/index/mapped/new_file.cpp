@@ -116,7 +116,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
 }
 
 void NewFile::SendToDisk(const std::stop_token& stop) const {
-    // In bytes. Limits the number of calls, because each one searches the file for unwritten pages.
+    // In bytes. Limits the number of calls, because each one searches the file for pages not yet on the disk.
     constexpr std::uint64_t kLeast = std::uint64_t{1} << 24U;
     std::uint64_t sent = 0;
     std::unique_lock lock(mutex);
@@ -163,7 +163,7 @@ std::string NewFile::NextHiddenName() const {
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
 }
 
-// Call only after this process has created the file: from now on, this object and signal handlers may remove it.
+// Call only after this process has created the file: from then on, this object and signal handlers may remove it.
 void NewFile::TakeName(std::string name) {
     Remember(name);
     hidden = std::move(name);

@@ -20,7 +20,8 @@ public:
     /// Takes the section's bytes from `begin` to `end` (0-based, `end` not included): first `bytes`, then zeros. Throws
     /// what NewFile::Write throws, and std::bad_alloc.
     void Write(std::uint64_t begin, std::span<const unsigned char> bytes, std::uint64_t end);
-    /// Fills the last page with zeros and returns the section's checksum. Call after all calls of Write.
+    /// Writes the last piece if it is incomplete, with zeros up to the end of its last page, and returns the section's
+    /// checksum. Call after all calls of Write.
     std::uint64_t Finish();
 
 private:
