@@ -32,9 +32,9 @@ extern "C" {
 /// `name` and `len` may be read.
 mm_idx_t* qelmm_load_index(const char* path);
 
-/// Returns the number of occurrences in the index above which a minimizer is not used as a seed. The call takes time:
-/// make it once per index and pass the result to each qelmm_align. Returns 0, which qelmm_align treats as unknown, for
-/// a null index or if memory is short. Any thread.
+/// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. The call
+/// takes time: make it once per index and pass the result to each qelmm_align. Returns 0, which qelmm_align treats as
+/// unknown, for a null index or if memory is short. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
@@ -56,7 +56,7 @@ void qelmm_unload_index(mm_idx_t* index);
 /// only if its address is not null.
 const char* qelmm_minimap2_version(void);
 
-/// How often functions of this library answered calls instead of minimap2's, in all reads finished so far.
+/// How often functions of this library ran instead of minimap2's, in all reads finished so far.
 struct qelmm_own_call_counts {
     uint64_t certified_bands;      ///< Gaps between two anchors, aligned in a narrow band.
     uint64_t checkpointed_sweeps;  ///< Gaps between two anchors, aligned in the complete matrix.

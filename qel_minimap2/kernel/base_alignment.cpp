@@ -49,7 +49,8 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
         if (band.provable <= expected) {
             continue;
         }
-        // A band of this width would have about as many cells as the complete matrix, or more.
+        // If the longer sequence is at most twice as long as the shorter one, such a band has at least as many cells as
+        // the complete matrix.
         if (width * 3 > shorter * 2) {
             return false;
         }

@@ -16,10 +16,10 @@ namespace {
 // The first method of base_alignment.h: instead of the complete matrix, a narrow band is computed. This is enough if
 // every optimal path provably lies in the band.
 //
-// minimap2 fills the gap between two anchors without a band limit, and uses only the score of the last cell and the
-// CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The recurrence is
-// therefore computed for a strip of N registers that moves along this diagonal. The cells of all its positions are the
-// band.
+// minimap2 fills the gap between two anchors with a band that excludes no cell, and uses only the score of the last
+// cell and the CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The
+// recurrence is therefore computed for a strip of N registers that moves along this diagonal. The cells of all its
+// positions are the band.
 //
 // Proof that the result is minimap2's. A cell of the band is computed from cells of the band, from the border, and from
 // "unreachable" values that replace cells outside the band. The computed value is therefore never above the cell's true

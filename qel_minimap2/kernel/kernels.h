@@ -8,7 +8,7 @@
 
 namespace qel_minimap2::kernel {
 
-/// The functions that are compiled for each width of registers, for one width.
+/// For one width of registers, its versions of the functions that are compiled for each width.
 struct Kernels {
     int bits;  ///< The width of a register.
     bool (*align)(const AlignmentCall& call, ksw_extz_t& result);

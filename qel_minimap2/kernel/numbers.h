@@ -41,7 +41,7 @@ struct Ints {
         alignas(32) static constexpr std::int32_t kNumbers[] = {0, 1, 2, 3, 4, 5, 6, 7};
         return Greater(All(count), Load(kNumbers));
     }
-    /// Converts bytes to numbers.
+    /// Loads bytes and converts them to 32-bit numbers.
     static TAVIK_INLINE Register Load(const std::int8_t* from) {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_cvtepi8_epi32(_mm_loadu_si64(from));

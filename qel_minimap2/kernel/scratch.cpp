@@ -14,7 +14,7 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // The largest buffers that are kept, in bytes. Base alignment uses its buffers hundreds of times per read, and needs
-// megabytes for ordinary reads. Chaining uses its buffers twice per read.
+// megabytes for ordinary reads. Chaining and joining use their buffers only a few times per read.
 constexpr std::size_t kKept = std::size_t{16} << 20;
 constexpr std::size_t kKeptOfChains = std::size_t{2} << 20;
 

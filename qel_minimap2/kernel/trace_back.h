@@ -13,7 +13,7 @@ namespace {
 enum class Trace { none, left, right };
 
 // The direction byte of a cell. The lowest three bits show from which candidate its best score came. Each of the next
-// four bits shows that extending a gap into the next cell is better than opening one. The numbers are minimap2's; odd
+// four bits shows that extending a gap into the next cell is preferred to opening one. The numbers are minimap2's; odd
 // candidates are deletions.
 inline constexpr int kFromDiagonal = 0;
 inline constexpr int kFromDeletion = 1;

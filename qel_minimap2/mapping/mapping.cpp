@@ -145,7 +145,7 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
         table->RequireUnchanged();
     }
     if (is_damaged) {
-        throw std::runtime_error("the index is damaged: a minimizer of the read has positions outside the sequences");
+        throw std::runtime_error("the index is damaged: a minimizer of the read has invalid positions");
     }
     return records.release();
 }

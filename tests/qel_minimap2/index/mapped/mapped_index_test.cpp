@@ -226,7 +226,7 @@ TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     };
     for (const auto& [reason, change] : cases) {
         const auto file = Forged(change);
-        EXPECT_EQ(Mapped(file), "ERROR: " + kDamaged + "a minimizer of the read has positions outside the sequences");
+        EXPECT_EQ(Mapped(file), "ERROR: " + kDamaged + "a minimizer of the read has invalid positions");
         EXPECT_EQ(FaultIn(file), reason);
     }
 }
