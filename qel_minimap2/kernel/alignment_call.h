@@ -26,10 +26,10 @@ struct AlignmentCall {
     const std::int8_t* matrix;  ///< Scores, `letters` x `letters`.
     int open, extend;           ///< A gap of n bases costs min(open + n * extend, open2 + n * extend2).
     int open2, extend2;
-    int band;  ///< Only cells with |i - j| <= band are computed; negative: no limit.
-    int z_drop;
-    int end_bonus;
-    int flags;  ///< KSW_EZ_*.
+    int band;       ///< Only cells with |i - j| <= band are computed; negative: no limit.
+    int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: it never does.
+    int end_bonus;  ///< Added to the score of the best end of the query before it is compared with the best score.
+    int flags;      ///< KSW_EZ_*.
 
     // Inlined, because objects of all widths contain it: see lanes.h.
     __attribute__((always_inline)) bool Has(int flag) const { return (flags & flag) != 0; }

@@ -7,8 +7,8 @@
 namespace qel_minimap2::kernel {
 
 /// The anchors to chain, in minimap2's format and sorted by x: x has the strand, sequence and reference position, and y
-/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces them by its result in
-/// minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and its
+/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces the anchors by its result
+/// in minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and its
 /// number of anchors (lower 32 bits).
 struct Chains {
     void* pool;  ///< The kalloc pool of both lists; null for malloc.
@@ -20,8 +20,8 @@ struct Chains {
 
 /// The parameters that chaining and joining share.
 struct ChainScoring {
-    int band;  ///< The largest distance between the diagonals of two neighbours in a chain.
-    int most_skipped;
+    int band;                        ///< The largest distance between the diagonals of two neighbours in a chain.
+    int most_skipped;                ///< A search ends early after more skipped candidates (see chaining.cpp).
     int least_anchors, least_score;  ///< Chains with fewer anchors or a lower score are dropped.
     float gap_penalty, skip_penalty;
 };
@@ -29,16 +29,20 @@ struct ChainScoring {
 /// The arguments of minimap2's mg_lchain_dp, which finds for each anchor the best predecessor among the anchors before
 /// it.
 struct ChainCall {
+    /// The largest distances between neighbours in a chain, in bases. If the band is larger, the band is used instead.
     int reference_distance, read_distance;
-    int most_tried;
+    int most_tried;  ///< The most anchors that are tried before each anchor.
     ChainScoring scoring;
 };
 
 /// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor with the
 /// lowest penalty of all in reach or the best one of those that are near.
 struct JoinCall {
+    /// Anchors up to `distance` bases away, or up to the band if it is larger, are in reach. Anchors up to
+    /// `near_distance` bases away are near. Near anchors are tried only if `near_distance` is above 0 and below the
+    /// reach.
     int distance, near_distance;
-    int most_in_reach;
+    int most_in_reach;  ///< The most anchors that are in reach at a time.
     ChainScoring scoring;
 };
 

@@ -13,7 +13,7 @@ struct SeedCall {
     void* pool;  ///< The allocator of the returned lists.
     const mm128_v& minimizers;
     int read_length;
-    int most_occurrences;  ///< A minimizer that occurs more often in the index is not used as a seed.
+    int most_occurrences;  ///< A minimizer that occurs more often in the index is normally not used as a seed.
     /// Where the read would have no seeds, the rarest minimizers, about one for every `distance` bases, are still used,
     /// unless they occur more often than this.
     int most_occurrences_of_any;
