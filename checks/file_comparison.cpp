@@ -14,7 +14,7 @@ namespace {
 using Difference = ReadBalance::Difference;
 
 // Number of reads by which the input is read ahead of the SAM file. This must be more than the aligner aligns at once,
-// because it writes reads in the order in which they finish.
+// because the aligner writes reads in the order in which their alignments finish.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    // Reads the input up to `count` reads.
+    // Reads on until `count` reads of the input have been read in all.
     void ReadInput(std::uint64_t count) {
         if (!has_input || input_ended) {
             return;

@@ -23,7 +23,7 @@ public:
     FileComparison(const std::string& summary, bool done);
 
     struct Paths {
-        std::optional<std::string> input;  ///< Unset for a file that only the log names. No finding is about that file.
+        std::optional<std::string> input;  ///< Unset for a file that the log names but the input lacks.
         std::string sam;
         bool sam_is_its_own = true;  ///< False if a later input file replaced the SAM file.
     };

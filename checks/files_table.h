@@ -6,7 +6,7 @@
 
 namespace Checks {
 
-/// Begins the table of a run's input files. Its lines are in the order of the summary's rows.
+/// Writes the header line of a table of a run's input files. The other lines are in the order of the summary's rows.
 inline void WriteFilesTableHeader(std::ostream& table) {
     table << "reads\tsam\tfile\n";
 }

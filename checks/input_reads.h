@@ -19,7 +19,7 @@ namespace Checks {
 struct InputError : std::runtime_error {
     InputError(const std::string& reason, const std::string& logged, bool damaged = false)
         : std::runtime_error(reason), logged(logged), damaged(damaged) {}
-    std::string logged;  ///< What the aligner logs for the same error.
+    std::string logged;  ///< Part of what the aligner logs for the same error.
     bool damaged;        ///< The file should be gzip, but its data are damaged, incomplete or not gzip.
 };
 
@@ -29,11 +29,11 @@ public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record. Returns false at the end. Skips groups of four blank lines in a FASTQ file. Throws
+    /// Reads the next record. Returns false at the end. Skips groups of four empty lines in a FASTQ file. Throws
     /// InputError if the aligner refuses the record or reading fails. Do not call Next after an InputError.
     bool Next();
 
-    /// False if the title of the last record has no identifier. The aligner skips such a read and logs an error.
+    /// False if the title of the last record is only its marker. The aligner skips such a read and logs an error.
     bool HasName() const { return title.size() > 1; }
     /// The name that the aligner's summary has for the last record.
     std::string_view Name() const;
@@ -49,7 +49,8 @@ public:
     std::uint64_t Count() const { return count; }
     /// True if the file ends inside a record. Known once Next has returned false.
     bool EndsInsideRecord() const { return cut; }
-    /// After an InputError about a record: true if the file ends inside the last line of that record.
+    /// After an InputError about a record: true if the last line of that record has no line feed, because the file ends
+    /// there.
     bool EndsWithRefusedRecord() const { return stream.eof(); }
 
 private:

@@ -22,10 +22,10 @@ public:
         std::string name;
         std::string expected;  ///< Content in the expected series; empty if surplus.
         std::string found;     ///< Content in the found series; empty if missing or unknown.
-        std::uint64_t line;    ///< Line in the found series; if missing, line in the expected series.
+        std::uint64_t line;    ///< `line` of the found read; if it is missing, of the expected read.
     };
 
-    /// Adds a read to the expected series.
+    /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it.
     void Expect(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);

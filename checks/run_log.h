@@ -20,7 +20,7 @@ struct LoggedFile {
 struct RunLog {
     std::string path;                       ///< Path of the log file; empty if it cannot be read.
     std::optional<std::string> input_path;  ///< The run's option of this name; unset if the run did not log it.
-    std::vector<std::string> findings;      ///< Other errors and warnings, and a text if the run did not finish.
+    std::vector<std::string> findings;      ///< Errors and warnings not in `failed_reads`; also an unfinished run.
     std::vector<std::string> failed_reads;  ///< Errors about single reads.
     std::vector<LoggedFile> files;          ///< In the order of the run; a file listed twice appears twice.
     bool done = false;                      ///< The run finished.

@@ -177,7 +177,7 @@ std::string SummaryCells(const SamRecord& first) {
                               first.aligned, correct}) {
         append(number);
     }
-    // The aligner computes identity and accuracy in single precision and writes six digits.
+    // The aligner computes identity and accuracy in single precision and writes six significant digits.
     append(static_cast<float>(correct) / static_cast<float>(first.aligned), std::chars_format::general, 6);
     append(static_cast<float>(correct) / static_cast<float>(all), std::chars_format::general, 6);
     append(first.score);

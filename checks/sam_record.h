@@ -44,7 +44,7 @@ private:
 /// The columns of the read's summary row after its name, each preceded by a tab.
 std::string SummaryCells(const SamRecord& first);
 
-/// The columns of a rejected read and those of an unmapped read, as SummaryCells returns them.
+/// The columns of a rejected read and those of an unmapped read, in the form of SummaryCells.
 inline constexpr std::string_view kRejectedCells = "\t*\t0\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1";
 inline constexpr std::string_view kUnmappedCells = "\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1";
 

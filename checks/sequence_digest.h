@@ -8,7 +8,7 @@ namespace Checks {
 /// An eight-byte digest of a sequence. U counts as T, because the aligner writes T for U.
 std::string DigestOf(std::string_view sequence);
 
-/// Replaces the sequence by its reverse complement. Letters other than A, C, G and T become arbitrary letters, but
+/// Replaces the sequence with its reverse complement. Other characters than A, C, G and T become arbitrary ones, but
 /// different texts never become equal.
 void ReverseComplement(std::string& sequence);
 

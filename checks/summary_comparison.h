@@ -27,7 +27,7 @@ public:
     /// Skips the rows of reads without usable SAM records.
     void SkipRows(std::uint64_t count);
 
-    /// Call instead of SkipRows if the number of rows is unknown. Rows without a SAM record are then no findings.
+    /// Call instead of SkipRows if the number of rows is unknown. Rows without a SAM record are then not reported.
     void SkipUnknownRows() { gaps = true; }
 
     /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already.

@@ -48,9 +48,9 @@ public:
     /// The record as FASTQ text, or as FASTA text if IsFasta, with one final line feed.
     std::string ToString() const;
 
-    /// The text from the marker to the first blank (code 32 only) or, without a blank, to the end of the title. Logs an
-    /// error and returns kInvalidReadId for a title that consists of the marker alone. Throws std::runtime_error for an
-    /// empty title.
+    /// The text after the marker, up to the first blank (code 32 only) or, without a blank, to the end of the title.
+    /// Logs an error and returns kInvalidReadId for a title that consists of the marker alone. Throws
+    /// std::runtime_error for an empty title.
     std::string GetReadId() const;
 
     /// The value of "runid=" in the title, up to the next blank. "runid=" may be part of a longer word such as

@@ -14,13 +14,14 @@ namespace Common {
 /// synchronised.
 class LineReader {
 public:
-    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`: the maximum length of a line
-    /// in bytes. Throws std::system_error "<path>: <reason>".
+    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`: a line of this many bytes or
+    /// more is refused, exactly if `longest` is `block` times a power of two; otherwise, a line up to twice as long may
+    /// be read. Throws std::system_error "<path>: <reason>".
     LineReader(const std::string& path, std::size_t block, std::size_t longest);
 
     /// Reads the next line without its line feed; `line` stays valid until the next call. Returns false at the end. A
     /// last line without a line feed is not read. Throws std::system_error as the constructor does, and
-    /// std::length_error for a line longer than `longest`.
+    /// std::length_error for a line that is refused.
     bool Next(std::string_view& line);
 
     /// The last line if it has no line feed, otherwise empty. Call only after Next has returned false.

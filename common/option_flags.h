@@ -17,8 +17,8 @@ struct ParseStatus {
     static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
     static constexpr unsigned ParseError = 8;         ///< A source is malformed.
     static constexpr unsigned ProcessingError = 16;   ///< Any other failure while reading a source.
-    static constexpr unsigned HelpRequested = 32;     ///< The option was given, or the command line is empty.
-    static constexpr unsigned VersionRequested = 64;  ///< The option was given.
+    static constexpr unsigned HelpRequested = 32;     ///< "--help" was given, or the command line is empty.
+    static constexpr unsigned VersionRequested = 64;  ///< "--version" was given.
     static constexpr unsigned NotParsed = 128;        ///< Parse has not been called.
 };
 

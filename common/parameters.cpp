@@ -50,7 +50,7 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// Returns the argument after the last `long_form` or `short_form`; empty if none of them has an argument after it.
+// Returns the argument after the last `long_form` or `short_form`; empty if neither has an argument after it.
 std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
@@ -74,7 +74,8 @@ void SkipByteOrderMark(std::istream& stream) {
 }
 
 // Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. If the value
-// itself contains the placeholder, that loop never ends, so percent signs in values are shown in hexadecimal.
+// itself contains the placeholder, that loop never ends. In a value with several percent signs, they are therefore
+// shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:
     static void Disarm(po::error_with_option_name& error) {

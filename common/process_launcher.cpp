@@ -90,9 +90,9 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
     TAVIK_LOG(verbose) << "Changed current directory to " << directory;
 
     std::vector<char> chunk(read_chunk_size, '\0');
-    // If opening the pipe or reading from it fails, `directory` stays the working directory. This is deliberate:
-    // callers find the command's files there. The mode "e" keeps commands that other threads start meanwhile from
-    // inheriting the pipe and keeping it open.
+    // If the pipe cannot be opened or the output is too long, `directory` stays the working directory. This is
+    // deliberate: callers find the command's files there. The mode "e" keeps commands that other threads start
+    // meanwhile from inheriting the pipe and keeping it open.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");

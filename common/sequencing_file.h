@@ -21,7 +21,7 @@ bool HasCompressedReadFileExtension(const std::string& path);
 
 /// Prepares `stream`, which must be empty, for reading one file. The file is read as plain text if its name has the
 /// extension of a plain read file, otherwise as gzip, regardless of the content. If the file cannot be opened or is not
-/// a gzip file, not this function but the first read throws, with the file and the reason.
+/// a gzip file, the first read throws, with the file and the reason; this function does not.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
 /// Like the function above. `head_start`: the head start of the file, or null.

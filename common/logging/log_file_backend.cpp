@@ -14,7 +14,7 @@ namespace Common::logging {
 
 namespace {
 
-// Doubles each "%" in the caller's name, so that it does not count as a time field.
+// Doubles each "%" in `name`, so that it does not begin a time field.
 std::string NamePattern(const std::string& name) {
     return boost::replace_all_copy(name, "%", "%%") + "_log-%Y-%m-%d_%H-%M-%S.log";
 }

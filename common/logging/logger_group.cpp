@@ -162,7 +162,7 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     Sink sink;
     if (options.enabled) {
         if (!file_folder.empty()) {
-            boost::system::error_code ignored;  // After a failure, the first record cannot open its file and says so.
+            boost::system::error_code ignored;  // After a failure, the file cannot be opened, which is reported.
             boost::filesystem::create_directories(file_folder, ignored);
         }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);

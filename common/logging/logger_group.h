@@ -25,10 +25,10 @@ struct null_deleter {
 /// records that SetForeignSeverities describes.
 void Prepare();
 
-/// Replaces the process-wide group by one for these channels, installs its sinks and switches logging on. The log files
-/// go to the current folder unless LoggerGroup::SetFolder names another one. Each file is created by its first record,
-/// so nothing is written to the current folder if SetFolder is called before anything is logged. No other thread may
-/// log during the call.
+/// Replaces the process-wide group with one for these channels, installs its sinks and switches logging on. The log
+/// files go to the current folder unless LoggerGroup::SetFolder names another one. Each file is created by its first
+/// record, so nothing is written to the current folder if SetFolder is called before anything is logged. No other
+/// thread may log during the call.
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories);
 
@@ -54,8 +54,8 @@ public:
     /// an error and changes nothing.
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
-    /// Replaces the sink of a file logger by one that writes to "<name>_log-<date>_<time>.log" in `folder` (empty: the
-    /// current folder at this call). This call creates the folder; the first record creates the file. For a console
+    /// Replaces the sink of a file logger with one that writes to "<name>_log-<date>_<time>.log" in `folder` (empty:
+    /// the current folder at this call). This call creates the folder; the first record creates the file. For a console
     /// logger, logs an error and changes nothing.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
