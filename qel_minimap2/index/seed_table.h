@@ -128,8 +128,8 @@ public:
     /// value is an index into this array.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
     /// A minimizer and its value, in the format of a prebuilt index, except that a list's start is an index into
-    /// Positions of the block. `key` has the minimizer without its bucket's bits
-    /// and, as its lowest bit, whether the minimizer occurs once.
+    /// Positions of the block. `key` has the minimizer without its bucket's bits and, as its lowest bit, whether the
+    /// minimizer occurs once.
     struct Entry {
         std::uint64_t key, value;
     };

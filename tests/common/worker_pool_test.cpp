@@ -298,7 +298,7 @@ TEST_F(ThreadedLoopJobs, WorkersThatCannotHelpAreNotUsed) {
     EXPECT_LT(threads.size(), 500U);
 }
 
-// Neither the owner nor the worker that has no job during the third one may spin.
+// While the third job runs, neither the owner nor the worker without a job may spin.
 TEST_F(ThreadedLoopJobs, WaitingTakesNoProcessorTime) {
     const auto before = std::clock();
     RunLoop({3}, 2, [](FastQRecord&) { return std::this_thread::sleep_for(milliseconds(150)), 1; });

@@ -53,7 +53,7 @@ extern "C" char* qelmm_align(const mm_idx_t*, std::int32_t threshold, mm_bseq1_t
     fake.given = record ? strdup(fake.answer) : const_cast<char*>(fake.answer);
     return fake.given;
 }
-// The linker replaces free by __wrap_free.
+// The linker replaces free with __wrap_free.
 extern "C" void __real_free(void* memory);
 extern "C" void __wrap_free(void* memory) {
     fake.freed += static_cast<int>(memory != nullptr && memory == fake.given);

@@ -234,8 +234,8 @@ TEST_F(Index, KeysThatShareAnythingAreRefused) {
 // The packed bases are at the end of the file. They are zeros in a copy that stopped early, after its full size was
 // allocated.
 TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
-    std::string
-        b;  // Has runs of AT: if k is even, their k-mers are their own reverse complements, which minimap2 skips.
+    // Has runs of AT: if k is even, their k-mers are their own reverse complements, which minimap2 skips.
+    std::string b;
     for (int i = 0; i < 120; ++i) {
         b += RandomBases(700);
         for (int pairs = 37 * i % 200; pairs > 0; --pairs) {

@@ -60,10 +60,10 @@ TEST(SeedTable, SearchesFewGroups) {
     EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "slower than look-ups in a single group";
 }
 
-// The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket: a key's group is
-// proportional to its product with the inverse of this factor. The keys of `crowded` fill 188 consecutive groups, past
-// the bucket's end; those of the other two fill 1250. The keys of `alike` have only two different values of their
-// lowest 30 bits.
+// The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket. (A table multiplies
+// a key by a factor to find its group; multiplying by the inverse of that factor makes keys for a chosen group.) The
+// keys of `crowded` fill 188 consecutive groups, past the bucket's end; those of the other two fill 1250. The keys of
+// `alike` have only two different values of their lowest 30 bits.
 TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;
