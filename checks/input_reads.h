@@ -49,8 +49,8 @@ public:
     std::uint64_t Count() const { return count; }
     /// True if the file ends inside a record. Known once Next has returned false.
     bool EndsInsideRecord() const { return cut; }
-    /// After an InputError about a record: true if the last line of that record has no line feed, because the file ends
-    /// there.
+    /// After an InputError about a record: true if reading the record reached the end of the file. In a FASTQ file,
+    /// that is the case only if the record's last line has no line feed.
     bool EndsWithRefusedRecord() const { return stream.eof(); }
 
 private:

@@ -10,8 +10,9 @@ namespace Common {
 /// other processes need not check it again.
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 
-/// Returns a text that differs between any two files of a machine and that changes with each write to a file. It
-/// contains the time of the last status change, which programs cannot set back.
+/// Returns a text that differs between any two files of a machine and that changes when a file is written to, except if
+/// a second write follows within one tick of the system's clock. It contains the time of the last status change, which
+/// programs cannot set back.
 inline std::string FileIdentity(const struct stat& status) {
     std::string identity;
     for (const auto number : {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),

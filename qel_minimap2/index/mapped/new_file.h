@@ -11,7 +11,8 @@ namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is complete. Until then it has no name, so nothing is left if the
 /// process ends, for whatever reason. With Naming::hidden, or on file systems without nameless files, it is a hidden
-/// file in the same folder until then. If a process is killed, the next NewFile in that folder removes the hidden file.
+/// file in the same folder until then. If a process is killed, the next NewFile in that folder removes the hidden file,
+/// unless the file system has no locks.
 ///
 /// A separate thread sends written data to the disk, because the system call for this blocks while the disk is busy.
 class NewFile {
