@@ -14,9 +14,9 @@ SATELLITE_SHARE = 0.03
 
 
 def noisy(random, sources, lengths, rate):
-    """Returns copies with errors of parts of a sequence, `lengths` bases each, concatenated. `sources`: the sequence,
-    and for each part its start and its direction (1, or -1 for the reverse strand). Half of the errors are
-    substitutions, the other half insertions and deletions of one base."""
+    """Returns parts of a sequence with errors, `lengths` bases each, concatenated. `sources`: the sequence, and for
+    each part its start and its direction (1, or -1 for the reverse strand). Half of the errors are substitutions, the
+    other half insertions and deletions of one base."""
     sequence, starts, directions = sources
     total = int(lengths.sum())
     draw = random.integers(0, 65536, total, dtype=numpy.uint16)
@@ -147,8 +147,7 @@ class Reads:
 
 
 def hard_reads(reads, satellites):
-    """Returns reads inside `satellites` (tuples of sequence, begin, end), reads joined from two places, and reads of
-    100 kb and more."""
+    """Returns reads inside `satellites` (sequence, begin, end), reads joined from two places, and very long reads."""
     hard = [reads.read(reads.any_length(), *satellite) for satellite in satellites for _ in range(4)]
     hard += [numpy.concatenate([reads.read(5000), reads.read(4000)]) for _ in range(100)]
     return hard + [reads.read(int(reads.random.integers(100_000, 250_000))) for _ in range(16)]

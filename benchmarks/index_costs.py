@@ -75,8 +75,7 @@ class Table:
         return timed(self.aligner(index, self.one_read), {}, self.scratch)[0]
 
     def shared_memory(self, index, count):
-        """Returns the summed proportional set sizes, in MB, of `count` processes that have mapped a read and wait for
-        the next one."""
+        """Returns the summed PSS, in MB, of `count` processes that have mapped a read and wait for the next one."""
         folder = self.scratch / "waiting"
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir()
@@ -102,8 +101,7 @@ class Table:
         return sum(int(size[1]) for size in sizes) * 1024 / 1e6
 
     def small_files(self):
-        """Returns wall and processor times of one process for all small files, and of consecutive processes, one for
-        each file."""
+        """Returns wall and processor times of one process for all small files, and of one process for each."""
         folder = self.scratch / "small"
         lines = [line for file in sorted(self.reads.iterdir()) for line in file.read_bytes().splitlines(keepends=True)]
         share = len(lines) // 4 // SMALL_FILES * 4

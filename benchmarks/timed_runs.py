@@ -6,8 +6,7 @@ import subprocess
 
 
 def peak_memory(command, environment, scratch):
-    """Returns the peak resident memory of one run, in MB. GNU time starts the program, because a direct child of this
-    script would inherit the script's peak."""
+    """Returns the peak memory of a run, in MB. GNU time starts it: a child of this script would inherit its peak."""
     report = scratch / "memory"
     subprocess.run(["/usr/bin/time", "-q", "-f", "%M", "-o", report, *map(str, command)], check=True,
                    env={**os.environ, **environment}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

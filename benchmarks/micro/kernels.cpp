@@ -82,7 +82,7 @@ void FillGap(benchmark::State& state) {
     const Pair pair(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
 }
-// Too short for a strip, in increasingly wide strips, and with too long an insertion for any strip.
+// The first pair is too short for a strip, the next ones need ever wider strips, and the last insertion fits no strip.
 BENCHMARK(FillGap)
     ->ArgNames({"bases", "inserted"})
     ->Args({16, 0})

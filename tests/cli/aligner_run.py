@@ -1,4 +1,4 @@
-"""Runs the real program and reads its output. The environment variable TAVIK_ALIGNER names the program; the default is
+"""Runs tavik_aligner and reads its output. The environment variable TAVIK_ALIGNER names the program; the default is
 the release build."""
 
 import os
@@ -9,6 +9,7 @@ import signal
 import stat
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -22,8 +23,7 @@ RECORD = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+ .*?\[(\w+)\] ", re.MU
 
 
 class Run:
-    """A finished run: stdout, stderr, and status (the name of a signal, such as "SIGABRT", if a signal ended the
-    run)."""
+    """A finished run: stdout, stderr and status, which is a name such as "SIGABRT" if a signal ended the run."""
 
     def __init__(self, program, args, stdin, folder, before=None):
         """`before` is called in the new process before the program starts."""
@@ -100,6 +100,12 @@ class AlignerTest(unittest.TestCase):
         history = "".join(f"\n$ {' '.join(run.args)}\n{run.stderr}" for run in self.runs)
         super().assertEqual(first, second, f"{msg or ''}{history}")
 
+    def wait_for(self, condition):
+        end = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), end, "the condition was not met in time")
+            time.sleep(0.02)
+
     def write(self, name, text):
         path = self.folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
@@ -138,8 +144,7 @@ def fasta(records):
 
 
 def ids(lines):
-    """Returns the first columns without repeated neighbours, because supplementary records follow a read's first
-    record."""
+    """Returns the first columns without repeated neighbours: supplementary records follow a read's first record."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
 

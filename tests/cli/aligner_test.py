@@ -63,7 +63,7 @@ class StartUp(AlignerTest):
             self.assertEqual((run.stdout, run.stderr), (stdout, ""))
         self.assertEqual(list(self.folder.iterdir()), [])
 
-    def test_unknown_option_and_version_do_not_stop_a_complete_command_line(self):
+    def test_unknown_option_and_version_do_not_stop_a_run(self):
         for extra, start in (("--frobnicate", UNKNOWN + "\n\n"), ("-v", VERSION)):
             run = self.align([SAMPLE], extra, save=extra)
             self.assertEqual(run.stdout[: len(start)], start)

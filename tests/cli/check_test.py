@@ -145,8 +145,7 @@ class Check(AlignerTest):
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
-        """Writes the files that have content and aligns the list of all files. Returns the list's text and the log
-        file."""
+        """Writes the files that have content and aligns the list of all. Returns the list's text and the log file."""
         for name, text in files.items():
             if text is not None:
                 self.write(name, text)

@@ -206,7 +206,7 @@ class IndexFailures(IndexTest):
         self.assertRegex(run.stderr, rf"^tavik_index: {self.folder}/cut\.gz: .+\n$")
         self.assertEqual(older.read_bytes() == before, True)
 
-    def test_an_index_that_its_writer_may_not_read_is_a_success_with_a_warning(self):
+    def test_writing_an_index_that_the_writer_may_not_read_succeeds_with_a_warning(self):
         def before():
             become_nobody()
             os.umask(0o777)

@@ -5,7 +5,6 @@ import os
 import re
 import shutil
 import subprocess
-import time
 from pathlib import Path
 
 from aligner_run import PROGRAM, REFERENCE, SOURCE, AlignerTest
@@ -45,8 +44,7 @@ class LiveTest(AlignerTest):
         return [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
 
     def script(self, *lines):
-        """Writes a shell script that takes the place of the aligner, which it can call as {aligner}. Returns its
-        path."""
+        """Writes a shell script that replaces the aligner, which it can call as {aligner}. Returns its path."""
         path = self.folder / "aligner"
         path.write_text("\n".join(("#!/bin/sh", *lines, "")).replace("{aligner}", f"'{PROGRAM}'"))
         path.chmod(0o755)
@@ -57,12 +55,6 @@ class LiveTest(AlignerTest):
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         return process
-
-    def wait_for(self, condition):
-        end = time.monotonic() + 60
-        while not condition():
-            self.assertLess(time.monotonic(), end, "the condition was not met in time")
-            time.sleep(0.02)
 
     def read_files(self):
         return sorted(path for path in self.reads.rglob("*") if READ_FILE.search(path.name) and path.is_file())
@@ -101,7 +93,7 @@ class LiveTest(AlignerTest):
         table = self.out.joinpath("files.tsv").read_bytes().splitlines()[1:]
         self.assertEqual(sorted(line.split(b"\t")[1] for line in table), sorted(sams))
         self.assertEqual(sorted(line.split(b"\t")[2] for line in table), sorted(map(os.fsencode, self.read_files())))
-        # tavik_check agrees; it also compares the log, and the order of rows and files.
+        # tavik_check must agree. It also compares the log, and the order of rows and files.
         listed = b"".join(os.fsencode(path) + b"\n" for path in self.read_files())
         judged = subprocess.run([CHECK, "-", self.out], input=listed, capture_output=True, check=False)
         self.assertEqual((judged.returncode, judged.stdout), (0, f"{len(sams)} files, {len(rows)} reads: nothing lost\n".replace("1 files", "1 file").encode()))

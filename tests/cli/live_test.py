@@ -28,8 +28,7 @@ def records(name, count):
 
 class Output(LiveTest):
     def watch(self, process):
-        """Reads the output during the run, as other programs do: it must be complete for each file. Returns the numbers
-        of files seen."""
+        """Reads the output during the run, which must be complete for each file. Returns the numbers of files seen."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -60,7 +59,7 @@ class Output(LiveTest):
         self.assertEqual(live, self.page_data(again))
         self.assertNotIn("live", live)
 
-    def test_file_names_of_any_bytes_and_all_kinds_of_read_files(self):
+    def test_files_with_names_of_any_bytes_and_of_all_kinds_are_aligned(self):
         for i, name in enumerate((b"a b.fastq", b"\xff\xc3(.FQ", b"x/a b.fastq.gz", b"x/\xe9 'y'.fa.GZ", b"x/y/<z>&.fasta")):
             path = os.path.join(os.fsencode(self.reads), name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
@@ -104,18 +103,14 @@ class Interruption(LiveTest):
         self.assert_as_one_run()
 
     def test_aligner_that_is_killed_is_started_again(self):
-        aligner = self.folder / "aligner"
-        aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/second' || {{ touch '{self.folder}/second'; sleep 0.1; kill -9 $$; }}\n"
-                           f"exec '{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"\n")
-        aligner.chmod(0o755)
+        aligner = self.script(f"test -e '{self.folder}/second' || {{ touch '{self.folder}/second'; sleep 0.1; kill -9 $$; }}",
+                              "exec {aligner} \"$@\"")
         self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
         self.live("--until-idle", "0", "--aligner", aligner)
         self.assert_as_one_run()
 
-    def test_signals(self):
-        aligner = self.folder / "aligner"
-        aligner.write_text(f"#!/bin/sh\ntouch '{self.folder}/begun'; sleep 0.7\nexec '{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"\n")
-        aligner.chmod(0o755)
+    def test_one_signal_lets_the_round_end_and_a_second_one_does_not(self):
+        aligner = self.script(f"touch '{self.folder}/begun'; sleep 0.7", "exec {aligner} \"$@\"")
         for signals, status in ((1, 1), (2, -signal.SIGTERM)):
             with self.subTest(signals=signals):
                 shutil.rmtree(self.out, ignore_errors=True)
@@ -217,7 +212,7 @@ for sam in out.glob("*.sam"):
     def names(self):
         return sorted(row.split(b"\t")[0] for row in self.rows())
 
-    def test_file_that_is_renamed_while_the_next_round_is_chosen(self):
+    def test_file_renamed_while_the_next_round_is_chosen_is_aligned_once(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 2))
         self.reads.joinpath("b.fastq").write_bytes(b"@b\n%s\n+\n%s\n" % (b"A" * 50000, b"I" * 50000) * 3000 + b"@cut")
         process = self.start()
@@ -226,7 +221,7 @@ for sam in out.glob("*.sam"):
         process.terminate()
         self.assertEqual((process.wait(), self.names()), (1, [b"a0", b"a1"]), process.stderr.read())
 
-    def test_cut_file_that_is_renamed_at_the_end(self):
+    def test_cut_file_renamed_at_the_end_is_aligned_by_the_next_call(self):
         for name in ("c1", "c2"):
             self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 2)[:-30])
         aligner = self.script(f"test -e '{self.out}/.live/whole' && mv '{self.reads}/c2.fastq' '{self.reads}/z.fastq' && sleep 0.5", "exec {aligner} \"$@\"")
@@ -236,7 +231,7 @@ for sam in out.glob("*.sam"):
         self.live(status=1)
         self.assertEqual(self.names(), [b"c10", b"c20"])
 
-    def test_file_with_a_new_time_that_is_renamed_during_the_check(self):
+    def test_file_touched_and_renamed_during_the_check_is_aligned_once(self):
         self.reads.joinpath("a.fastq").write_bytes(b"".join(b"@a%d\n%s\n+\n%s\n" % (i, b"A" * 50000, b"I" * 50000) for i in range(600)))
         aligner = self.script(f"{{aligner}} \"$@\"; status=$?; test -e '{self.reads}/a.fastq' && touch '{self.reads}/a.fastq' && sleep 0.5; exit $status")
         process = self.start("--until-idle", "0", "--aligner", aligner)
@@ -254,7 +249,7 @@ for sam in out.glob("*.sam"):
             self.assertEqual(process.wait(60), 0)
         self.assert_as_one_run()
 
-    def test_hidden_folder_of_another_run_and_names_with_line_feeds(self):
+    def test_hidden_folders_of_other_runs_and_names_with_line_feeds_are_left_out(self):
         hidden = self.reads / "other" / ".live" / "round"
         hidden.mkdir(parents=True)
         hidden.joinpath("hidden.fastq").write_bytes(records("hidden", 2))
@@ -422,10 +417,9 @@ class Machine(LiveTest):
         self.assertRegex(checked[3], f"^[0-9]+:{stat.st_ino}:{stat.st_size}:")
 
     def test_program_waits_while_the_reads_folder_is_missing(self):
-        aligner, away = self.folder / "aligner", self.folder / "away"
-        aligner.write_text(f"#!/bin/sh\ntest -e '{self.folder}/once' || mv '{self.reads}' '{away}'\n"
-                           f"'{os.path.dirname(LIVE)}/tavik_aligner' \"$@\"; status=$?; sleep 0.5; touch '{self.folder}/once'; exit $status\n")
-        aligner.chmod(0o755)
+        away = self.folder / "away"
+        aligner = self.script(f"test -e '{self.folder}/once' || mv '{self.reads}' '{away}'",
+                              f"{{aligner}} \"$@\"; status=$?; sleep 0.5; touch '{self.folder}/once'; exit $status")
         for name in "ab":
             self.reads.joinpath(f"{name}.fastq").write_bytes(records(name, 3))
         process = self.start("--until-idle", "0", "--aligner", aligner)

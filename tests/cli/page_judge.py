@@ -26,8 +26,7 @@ class PageJudge(ReportTest):
         self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
 
     def check_sample(self, state, name, f, most=1000):
-        """Checks everything that the page shows about its open sample. `most`: limit on the rows of reference
-        sequences."""
+        """Checks everything that the page shows about its open sample. `most`: limit on the rows of references."""
         t = f["totals"]
         self.assertEqual((state["name"], state["verdict"]), (shown.shown_name(name), shown.verdict(f)))
         self.assertEqual(state["cards"], shown.cards(f))
@@ -175,8 +174,7 @@ class PageJudge(ReportTest):
         self.assertLessEqual(chart["ends"][1], 1.5 * max(before) + 5)  # The bars fill the chart.
 
     def check_comparison(self, state, samples, slots, open_name, is_quality=False):
-        """Checks the comparison of samples. `slots`: the name of the sample drawn in each slot; None for a free
-        slot."""
+        """Checks the comparison of samples. `slots`: the names of the samples drawn, by slot; None for a free slot."""
         head, rows = shown.samples_table(samples)
         self.check_table(state["samples"], head, rows)
         self.assertEqual(state["open"], [shown.shown_name(open_name)])

@@ -111,7 +111,7 @@ class Runs(ReportTest):
         self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "input files read", "log files")],
                          ["1.0.0", str(REFERENCE), "3", "3, of 3 runs"])
         self.assertEqual((sorted(run) == sorted({*run, "started", "ended"}), "save path" in run), (True, False))
-        self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # SAM files are found.
+        self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # From SAM files.
 
         (log,) = (self.folder / "out/chunks/00001").glob("*.log")
         log.write_text(log.read_text().split("Done in")[0])
@@ -144,8 +144,7 @@ class Outputs(ReportTest):
         self.run_report("out", "--title", "former")
         former = {path.name: path.read_bytes() for path in self.out.iterdir()}
         for name in FILES:
-            # Writes to the device succeed while the output fits in a buffer, so closing the file must report the
-            # failure.
+            # Writes to the device succeed until the buffer is flushed, so closing the file must report the failure.
             (self.out / f"{name}.part").symlink_to("/dev/full")
             done = self.run_report("out", status=1)
             self.assertEqual((done.stdout, done.stderr), ("", f"Error: out/{name}: could not be written: No space left on device\n"))

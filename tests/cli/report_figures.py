@@ -101,7 +101,7 @@ def breadth(hits, length):
 
 
 def per_reference(hits, references, breadths):
-    """Returns by name: length, forward and reverse reads, aligned bases, identity, accuracy, mean depth, breadth."""
+    """Returns {name: (length, forward reads, reverse reads, aligned bases, identity, accuracy, depth, breadth)}."""
     table = {name: Counter() for name in references}
     for row in hits:
         name, is_reverse = strand_of(row["genome"], references)

@@ -31,8 +31,7 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Returns the width and height of a picture, and the number of its coloured, opaque pixels, which leaves out text and
-# grid.
+# Returns the size of a picture and the number of its coloured, opaque pixels, which leaves out text and grid.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();
@@ -95,8 +94,7 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """Writes a run of random rows, fewer for each later reference. Its figures differ from those of other
-        samples."""
+        """Writes a run of random rows, fewer for each later reference. No other sample has the same figures."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -135,7 +133,7 @@ class BrowserTest(PageJudge):
 
 
 class Page(BrowserTest):
-    def test_page_of_one_sample(self):
+    def test_page_of_one_sample_shows_its_figures(self):
         out = self.align_examples()
         self.run_report(out)
         (f,) = self.figures_of(["out"]).values()
@@ -202,7 +200,7 @@ class Page(BrowserTest):
         self.open("faulty")
         self.assertEqual(self.element("#findings").is_displayed(), True)
 
-    def test_1500_references_and_themes(self):
+    def test_page_of_1500_references_is_readable_in_both_themes(self):
         self.make_sample("many", 12_000, {b"contig_%d" % i: 6000 + 5 * (i * 37 % 1500) for i in range(1500)})
         self.run_report("many")
         (f,) = self.figures_of(["many"]).values()
@@ -342,12 +340,6 @@ class Live(BrowserTest):
 
     def text_of(self, name):
         return self.script("return document.getElementById(arguments[0]).textContent", name)
-
-    def wait_for(self, condition):
-        end = time.monotonic() + 30
-        while not condition():
-            self.assertLess(time.monotonic(), end, "the condition was not met in time")
-            time.sleep(0.05)
 
     def test_page_reloads_keeps_the_choices_and_stops_at_the_end(self):
         out = self.align_examples()

@@ -92,8 +92,7 @@ def stop(process):
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner that has written some of its results and whose chunk is not in `spared`. Returns the aligner's
-    process id and its chunk."""
+    """Stops an aligner with partial results whose chunk is not in `spared`. Returns its process id and its chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
             if chunk in spared:
@@ -189,7 +188,7 @@ def check_first_call(status, files, cut_chunk, repeated):
 def scenario(slurm):
     cut = Path("reads") / CUT
     whole = cut.read_bytes()
-    cut.write_bytes(whole[:whole.rindex(b"+")])  # Without the last two lines, which the aligner does not report.
+    cut.write_bytes(whole[:whole.rindex(b"+")])  # The aligner does not report the missing lines.
     first = engine()
     plan = Path("out/plan.tsv")
     wait_for("the plan", plan.exists)
@@ -222,7 +221,7 @@ def end(*_):
 
 
 def main():
-    signal.signal(signal.SIGTERM, end)  # Also ends the daemons.
+    signal.signal(signal.SIGTERM, end)  # The exit also ends the daemons.
     os.environ["PATH"] = f"{SOURCE / 'build' / 'release' / 'bin'}:{os.environ['PATH']}"
     folder = Path(tempfile.mkdtemp(prefix="tavik_cluster_"))
     os.chdir(folder)

@@ -1,5 +1,4 @@
-// Acts as a program that embeds the libraries, includes only this logging header, and has its own sink on Boost.Log's
-// core.
+// Acts as a program that embeds the libraries: it includes only one header and has its own sink in Boost.Log.
 #include "common/logger.h"
 
 #include <filesystem>

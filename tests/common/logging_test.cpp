@@ -59,7 +59,7 @@ TEST(Severity, NamesConvertBothWaysAndOtherTextsAreRefused) {
     for (const char* name : {"trace", "verbose", "message", "info", "warning", "error"}) {
         EXPECT_STREQ(ToString(logging::SeverityFromString(name)), name);
     }
-    EXPECT_LT(Severity::message, Severity::info) << "deliberate";
+    EXPECT_LT(Severity::message, Severity::info) << "this order is deliberate";
     EXPECT_STREQ(ToString(static_cast<Severity>(6)), "unknown");
     for (const std::string bad : {"Error", "", "unknown", "info "}) {
         EXPECT_EQ(Tests::ErrorOf([&] { logging::SeverityFromString(bad); }),

@@ -1,5 +1,4 @@
-// Loads the input as an index of tavik_index: loading refuses it, or mapping a read against it works or fails with a
-// message.
+// Loads the input as an index of tavik_index: loading refuses it, or mapping a read works or fails with a message.
 
 #include <algorithm>
 #include <cstdlib>
@@ -19,7 +18,7 @@ namespace {
 // Changes a number in a section or in the header to one that is likely to be wrong.
 void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
     const auto below = [&](std::size_t end) { return end > 0 ? random() % end : 0; };
-    // Mostly in the table: loading checks most numbers elsewhere, so that no look-up would follow.
+    // Mostly chooses the table, because loading checks most numbers elsewhere, and no look-up would follow a refusal.
     const auto table = static_cast<std::size_t>(qel_minimap2::SectionKind::table) - 1;
     const auto number_of_section = below(8) == 0 ? below(qel_minimap2::kSectionKinds + 1) : table;
     const auto& section = Tests::MappedParts(bytes).Header().sections[number_of_section];

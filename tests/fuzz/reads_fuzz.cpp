@@ -1,5 +1,4 @@
-// Reads the input as a read file, gzip or plain by its first byte: the reader returns records or throws a
-// std::exception.
+// Reads the input as a read file, gzip or plain by its first byte: it gives records or throws a std::exception.
 
 #include <exception>
 

@@ -8,8 +8,7 @@ import subprocess
 
 # This machine's release, such as "bookworm".
 RELEASE = platform.freedesktop_os_release()["VERSION_CODENAME"]
-# Gives a command its own mounts and process numbers, so that no mount and no process remains, even if this process is
-# killed.
+# Gives a command its own mounts and processes, so that none of them remain, even if this process is killed.
 ALONE = ("setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc")
 
 
@@ -22,8 +21,7 @@ def debian_mirror():
 
 
 def make_bare_debian(root, release=RELEASE):
-    """Makes a bare Debian in the folder `root`. Returns False without root privileges, without a mirror or if
-    debootstrap fails."""
+    """Makes a bare Debian in `root`. Returns False without root privileges or a mirror, or if debootstrap fails."""
     mirror = debian_mirror()
     if mirror is None or os.geteuid() != 0 or subprocess.run(
             [*ALONE, "debootstrap", "--variant=minbase", release, root, mirror], stdout=subprocess.DEVNULL, check=False).returncode != 0:

@@ -70,7 +70,7 @@ class Package(InstallationTest):
                 self.assertRegex(headers, sign, path)
             self.assertNotRegex(headers, r"GNU_STACK.* RWE ", path)
 
-    def test_changelog_is_an_entry_of_this_version(self):
+    def test_debian_changelog_has_an_entry_for_this_version(self):
         check("dpkg-deb", "-x", self.package, self.folder)
         changelog = gzip.open(self.folder / "usr/share/doc/tavik-aligner/changelog.Debian.gz", "rt").read()
         (self.folder / "changelog").write_text(changelog)

@@ -19,8 +19,7 @@ class Failure(Exception):
 
 
 class Place:
-    """A copy of the sources, in which commands run: folder `name` of the cache or, in the Debian system `root`,
-    /src."""
+    """A copy of the sources, in which commands run: folder `name` of the cache, or /src in the Debian system `root`."""
 
     def __init__(self, name, root=None):
         self.root, self.log = root, LOGS / f"{name}.log"

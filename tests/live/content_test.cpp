@@ -43,7 +43,7 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     }
     EXPECT_TRUE(whole("a.fa", ">a\nACGT\nAC\n"));
     EXPECT_FALSE(whole("b.fa", ">a\nACGT\nAC"));
-    // The aligner accepts a FASTA file that is cut in its last line, so LooksCut must find it before.
+    // The aligner accepts a FASTA file that is cut in its last line, so LooksCut must recognise it first.
     EXPECT_TRUE(Live::LooksCut(folder.Path("b.fa")));
     EXPECT_FALSE(Live::LooksCut(folder.Path("a.fa")));
     EXPECT_TRUE(whole("a.fa.gz", Gzip(">a\nACGT\nAC")));

@@ -44,7 +44,7 @@ bool StrikesSync(int file) {
     }
     const int error = errno;
     const int again = ::open(("/proc/self/fd/" + std::to_string(file)).c_str(), O_WRONLY | O_CLOEXEC);
-    if (again >= 0) {  // Not a folder.
+    if (again >= 0) {  // A folder cannot be opened for writing.
         const auto size = ::lseek(again, 0, SEEK_END);
         const std::string zeros(static_cast<std::size_t>(std::min(size, kLost)), '\0');
         ::lseek(again, -static_cast<off_t>(zeros.size()), SEEK_END);

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-// Compares the breadth of random alignments with one computed from the depths of all positions.
+// Compares the breadth of random alignments with one computed from the depths at the sampled positions.
 TEST(Breadth, IsExactForTheSampledPositionsAndTheseAreFew) {
     const std::vector<std::int32_t> lengths = {1, 7, 100, 0, 1000, 3001, 8000};
     std::mt19937 random(1);

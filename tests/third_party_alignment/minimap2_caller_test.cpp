@@ -184,8 +184,7 @@ public:
     }
 };
 
-// Returns the members of the result of AlignRead or AlignReadToLines, without header lines in the record, and the
-// error.
+// Returns the members of the result of `align`, without the header lines of the record, and the error.
 std::vector<std::pair<std::string, Common::Value>> Outcome(auto align) {
     std::vector<std::pair<std::string, Common::Value>> entries;
     const auto error = ErrorOf([&] { entries = align().ToValueMap().Entries(); });

@@ -184,8 +184,7 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
-        """Each case: the file's first bytes and size, the cores, the rule, and the megabytes that its first attempt
-        requests; the second one requests twice as many."""
+        """Cases: a file's start and size, cores, a rule, and the MB of its first attempt; a second gets twice as much."""
         self.write("in/a.fastq", fastq(self.records))
         for begin, size, cores, rule, memory in ((OWN, 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
                                                  (OWN, 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),

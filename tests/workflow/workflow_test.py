@@ -5,7 +5,6 @@ Each class is one ctest test."""
 import os
 import shutil
 import subprocess
-import time
 import unittest
 from pathlib import Path
 
@@ -91,13 +90,6 @@ class Attempts(WorkflowTest):
 
     def left_over(self):
         return sorted(path.name for path in (self.folder / "out" / "attempts").iterdir())
-
-    def wait_for(self, condition):
-        for _ in range(1000):
-            if condition():
-                return
-            time.sleep(0.02)
-        self.fail("waited too long")
 
     def test_results_of_a_chunk_appear_all_at_once(self):
         whole = ["alignment_summary.txt", "files.tsv", "files.txt", "sample_\udcff.sam"]

@@ -125,8 +125,8 @@ TEST_F(Index, EachDamageIsNamed) {
     const auto good = Tests::ReadAll(BuildIndex("-k 6 -w 3", fasta, "good.mmi"));
     ASSERT_EQ(LoadedFrom(folder.Path("good.mmi")), Loaded(2, ""));
     const Tests::IndexParts parts(good);
-    // A bucket with a list of several positions and the key that refers to the list, and a bucket whose first key has a
-    // single position.
+    // Finds a bucket with a list of several positions and the key that refers to the list, and a bucket whose first key
+    // has a single position.
     const auto keys_of = [&](const Tests::IndexParts::Bucket& bucket) { return bucket.key_count_at + 4; };
     const auto with_list = std::find_if(parts.buckets.begin(), parts.buckets.end(), [&](const auto& bucket) {
         return NumberAt<std::uint32_t>(good, bucket.begin) > 2;
@@ -156,7 +156,7 @@ TEST_F(Index, EachDamageIsNamed) {
         {"a sequence of more than 2^31 - 1 bases", set(length, 1U << 31U)},
         {"a list of positions that is too long", set(with_list->begin, 1U << 28U)},
         {"an impossible minimizer",
-         [&](std::string& index) {  // 4096, the lowest impossible one, in bucket 0, which is empty.
+         [&](std::string& index) {  // Adds 4096, the lowest impossible minimizer, to bucket 0, which is empty.
              const auto key_count_at = parts.buckets[0].key_count_at;
              Put(index, key_count_at, 1U);
              index.insert(key_count_at + 4, std::string("\2").append(15, '\0'));
@@ -202,7 +202,7 @@ TEST_F(Index, EachDamageIsNamed) {
 }
 
 // In a sound file, each key occurs once and each position belongs to one key.
-TEST_F(Index, KeysThatShareAnythingAreRefused) {
+TEST_F(Index, DuplicateKeysAndSharedPositionsAreRefused) {
     const auto repeat = RandomBases(400);
     const auto good =
         Tests::ReadAll(BuildIndex("-k 28 -w 1", folder.Write("r.fa", ">r\n" + repeat + repeat + "\n"), "good.mmi"));

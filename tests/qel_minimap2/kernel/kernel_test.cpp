@@ -146,9 +146,9 @@ bool IsMapped(std::uint8_t* page) {
     return ::mincore(page, 1, &resident) == 0;
 }
 
-TEST(Scratch, ThreadsTakeTheMemoryOfEndedOnes) {
+TEST(Scratch, ThreadsTakeTheBuffersOfEndedThreads) {
     using namespace qel_minimap2::kernel;
-    // New memory holds zeros, at an address that may have been in use before.
+    // Counts in the buffer itself, because a new, zeroed buffer may have the address of a freed one.
     const auto count_use = [] {
         auto* const memory = ScratchMemory(Scratch::lines, 100);
         ++*memory;
@@ -232,8 +232,7 @@ double SecondsToJoin(const qel_minimap2::kernel::Kernels& kernels, const std::ve
     return least;
 }
 
-// If each anchor were compared with all copies instead of those in reach, four times the copies would take 16 times as
-// long.
+// A comparison with all copies instead of those in reach would take 16 times as long for four times the copies.
 TEST_P(Kernel, TimeToJoinIsProportionalToTheCopies) {
     Tests::RandomAnchors random(8);
     std::vector<double> seconds;

@@ -65,8 +65,7 @@ TEST_P(NewFiles, AFullDiskIsReportedAndLeavesNothing) {
     EXPECT_EQ(Files(), 1U);
 }
 
-// Processes in two containers may have the same number and so choose the same names. Here, links already have the
-// names.
+// Processes of two containers may have the same number and choose the same names. Here, links have these names.
 TEST_P(NewFiles, HiddenFilesOfOtherProcessesStay) {
     constexpr int kTaken = 200;
     const auto name = [this](int number) {
