@@ -111,6 +111,7 @@ private:
     IdleWorkers idle;
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
+    bool jobs_are_short = false;  // Whether the last WaitForFinishedJob was short.
 
     // Guards the members below and some members of each Slot. Threads that poll atomic members read them without the
     // mutex.
