@@ -15,9 +15,9 @@
 #include <ksw2.h>
 #include <mmpriv.h>
 
-// This program wraps the functions that the wrapper library replaces, in the same way. If minimap2 declares a function
-// with a different signature, the program does not compile or link. If minimap2 no longer calls a function by its name,
-// that function's element of `called` stays false.
+// With the same linker options as the wrapper library, this program wraps the functions that the library replaces. If
+// minimap2 declares a function with a different signature, the program does not compile or link. If minimap2 no longer
+// calls a function by its name, that function's element of `called` stays false.
 namespace {
 
 enum Wrapped { ksw, sketch, getseq, cal_max_occ, filter, collect, sort, chain, join, wrapped_count };
@@ -89,8 +89,8 @@ std::string Reference() {
     return bases;
 }
 
-// The bases from 2000 to 11000 of the reference, without 2000 bases in between, so that minimap2 joins chains, and with
-// every 40th base changed.
+// The bases [2000, 6000) and [8000, 11000) of the reference, with every 40th base changed. Because of the bases left
+// out, minimap2 joins chains.
 std::string Read(const std::string& reference) {
     auto read = reference.substr(2000, 4000) + reference.substr(8000, 3000);
     for (std::size_t i = 20; i < read.size(); i += 40) {
@@ -99,8 +99,8 @@ std::string Read(const std::string& reference) {
     return read;
 }
 
-// Compares an index file with the index. The file consists of a header, the name and length of each sequence, the
-// positions and entries of each bucket, and the bases with four bits each.
+// Writes the index to a file and compares the file with the index. The file consists of a header, the name and length
+// of each sequence, the positions and entries of each bucket, and the bases with four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
     if (!Check(file != nullptr, "cannot create a temporary file")) {

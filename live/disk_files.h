@@ -37,8 +37,9 @@ std::uint64_t SizeOf(const std::string& path);
 /// True if the error means that the disk, or the user's share of it, is full.
 bool IsDiskFull(int error);
 
-/// True if the folder's disk has this number of bytes free, and the user's quota allows at least 64 KiB (for a larger
-/// number of bytes, up to 1 MiB).
+/// False if the folder's disk has fewer than `bytes` bytes free, or if the disk or the user's quota is too full for a
+/// test file of that size, but of at least 64 KiB and at most 1 MiB. Otherwise true, also if the test fails for another
+/// reason.
 bool HasRoom(const std::string& folder, std::uint64_t bytes);
 
 }  // namespace Live

@@ -83,7 +83,7 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // Whether a look in this round could not list the watched folder.
+    bool was_away = false;  // Whether a look since the round began failed, or found the folder's disk missing.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;

@@ -31,10 +31,10 @@ using Seconds = std::chrono::duration<double>;
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;
-// Choosing a round reads files for about this time, or longer for a single one.
+// After this time, no further file is added to a round that has one, because a file may be read before it is added.
 constexpr std::chrono::seconds kReadingTime{1};
 
-// Compressed bytes hold about twice as many bases.
+// The work of aligning a file, in bytes of an uncompressed file. A compressed byte contains about twice as many bases.
 double Work(const std::string& name, const Stamp& stamp) {
     return static_cast<double>(stamp.size) * (name.ends_with("gz") || name.ends_with("GZ") ? 2 : 1);
 }
@@ -123,7 +123,8 @@ std::vector<RoundFile> LiveRun::NextRound() {
     return again.empty() ? round : std::vector{again.front()};
 }
 
-// Other files of the round are read meanwhile, and a look during that time may show that this file has disappeared.
+// True if the file can be part of the next round. The file may no longer be waiting, because the folder is looked at
+// while other files are read.
 bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     if (!files.IsWaiting(name)) {
         return false;
@@ -221,7 +222,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
             Take(round, outcome);
             first = outcome.files.front().kind;
             if (first == Kind::kept && IdentityOf(options.reference) == index) {
-                ::setenv(Common::kCheckedIndex, index.c_str(), 1);  // The aligner has just checked it.
+                ::setenv(Common::kCheckedIndex, index.c_str(), 1);  // The aligner has just checked this index.
             }
         }
     } catch (const std::system_error& error) {

@@ -9,7 +9,7 @@ namespace Live {
 
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
-inline constexpr int kLost = 1;       ///< A file is missing from the output, at least in part.
+inline constexpr int kLost = 1;  ///< A file is missing from the output, at least in part, or the end of the run failed.
 inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
 
 /// The values of the command-line options.

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Waits, because an aligner that outlives its killed parent for a moment still has the lock.
+// The constructor waits for the lock, because an aligner that outlives its killed parent for a moment still has it.
 constexpr int kLockAttempts = 20;
 constexpr std::chrono::milliseconds kBetweenAttempts{100};
 
@@ -53,7 +53,7 @@ OutputFolder::OutputFolder(const std::string& given) : path(WithoutSlash(given))
         throw std::system_error(error, HiddenPath());
     }
     const auto lock_path = HiddenPath() + "/lock";
-    // Without O_CLOEXEC, because the aligner inherits the descriptor and so holds the lock too.
+    // Without O_CLOEXEC, so that the aligner inherits the descriptor and keeps the lock if it outlives this program.
     const int descriptor = ::open(lock_path.c_str(), O_RDWR | O_CREAT, 0666);
     if (descriptor < 0) {
         throw std::system_error(errno, std::generic_category(), lock_path);

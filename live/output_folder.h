@@ -10,7 +10,8 @@
 
 namespace Live {
 
-/// The folder with the results of all rounds so far. Its sub-folder ".live" holds what readers must not see:
+/// The folder with the results of all rounds so far. Its sub-folder ".live" contains what readers must not see, such as
+/// the hidden copy of SummaryCopies and:
 ///
 ///   lock    locked during a run, also by the aligner that the run has started
 ///   state   the rounds so far; replacing it ends the publication of a round
@@ -25,9 +26,10 @@ public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Reads and returns the state of earlier calls; in a new folder, that is `now`. Removes the remains of an
-    /// interrupted round and completes a publication. Throws std::runtime_error if the folder has other results, or if
-    /// the options that determine the output differ.
+    /// Returns the state of earlier calls. That is `now` in a new folder, and also if the options differ but no reads
+    /// are in the output yet. Removes the remains of an interrupted round and completes a publication. Throws
+    /// std::runtime_error if the folder has the results of another run, if another program has changed the results, or
+    /// if they were made with other options.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }

@@ -22,7 +22,7 @@ Stamp StampOf(const struct stat& status) {
             status.st_ino};
 }
 
-// Adds the files in one folder to `look` and its subfolders to `folders`, all named relative to `root`.
+// Adds the files in one folder to `look` and its sub-folders to `folders`, all named relative to `root`.
 std::error_code LookInto(const std::string& folder, const std::string& root, const std::string& end_file, Look& look,
                          std::vector<std::string>& folders) {
     std::error_code error;

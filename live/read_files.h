@@ -10,7 +10,7 @@ namespace Live {
 /// The name of the folder in which a live run hides files, inside its output folder.
 inline constexpr char kHiddenFolder[] = ".live";
 
-/// Differs after a file has changed.
+/// Identifies one state of a file. After a change of the file, its stamp differs.
 struct Stamp {
     std::uint64_t size = 0;  ///< Bytes.
     std::int64_t time = 0;   ///< Time of the last change, in nanoseconds since 1970.
@@ -46,8 +46,9 @@ struct Look {
 };
 
 /// Finds the regular files with the ending of a read file, plain or with ".gz", in the folder and all folders below it,
-/// except in folders named kHiddenFolder. Links to files count as files. `end_file`: the name of the file that ends the
-/// run. Throws std::system_error if the folder itself cannot be listed.
+/// except in folders named kHiddenFolder. Links to files count as files; links to folders are not followed. `end_file`:
+/// the name of the file that ends the run, in any of these folders; empty if there is none. Throws std::system_error if
+/// the folder itself cannot be listed.
 Look LookAt(const std::string& folder, const std::string& end_file);
 
 }  // namespace Live

@@ -13,9 +13,9 @@ namespace Live {
 /// A file to be aligned in a round.
 struct RoundFile {
     std::string name;  ///< Relative to the watched folder.
-    std::string path;  ///< Where its reads are: the file itself, or a copy of its whole reads.
+    std::string path;  ///< Where its reads are: the file itself, or a copy of its complete reads.
     Stamp stamp;       ///< Of the file itself.
-    std::string loss;  ///< What the copy lacks; empty if nothing.
+    std::string loss;  ///< If `path` is a copy, why the file lacks reads; otherwise empty.
 };
 
 /// The result of a round for one file.
@@ -30,7 +30,7 @@ struct FileOutcome {
 struct Outcome {
     std::vector<FileOutcome> files;          ///< In the order of the round.
     std::vector<std::string> findings;       ///< Faults of the whole round. If there is one, no row can be used.
-    std::optional<std::size_t> interrupted;  ///< The file that the aligner was reading when it ended too early.
+    std::optional<std::size_t> interrupted;  ///< Index of the file being read when the aligner ended too early.
     int status = 0;                          ///< See AlignerProcess::Ended.
     bool disk_full = false;                  ///< The losses are due to a full disk.
     std::uint64_t milliseconds = 0;          ///< The time that the aligner took.

@@ -43,7 +43,7 @@ struct RunState {
     /// Adds files whose reads are in the output. Replaces their records if they were given up before.
     void Add(const std::vector<FileRecord>& aligned);
 
-    /// True if the reads of a file are in the output.
+    /// True if the reads of at least one file are in the output.
     bool HasReads() const;
 
     /// Throws std::runtime_error if a path contains a line feed.

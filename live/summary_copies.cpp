@@ -66,7 +66,7 @@ void SummaryCopies::Prepare(std::uint64_t before, const std::string& rows, std::
     try {
         Write(before, rows, skipped);
     } catch (const std::system_error&) {
-        DropHidden();  // It may be incomplete, and a later call would take its content for complete.
+        DropHidden();  // The copy may be incomplete, and a later call would keep its rows.
         throw;
     }
     ::unlink(Former().c_str());

@@ -11,8 +11,8 @@ namespace Live {
 /// has opened.
 class SummaryCopies {
 public:
-    /// `visible` need not exist yet. The copy `hidden` of an earlier process is not used, since a power failure may
-    /// have damaged it.
+    /// `visible` need not exist yet. Removes the copy `hidden` of an earlier process, because a power failure may have
+    /// damaged it.
     SummaryCopies(std::string visible, std::string hidden);
 
     /// Prepares the next visible file: the first `before` bytes of the visible one, and the bytes of the file `rows`

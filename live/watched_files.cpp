@@ -285,7 +285,7 @@ void WatchedFiles::Settle(Named named, Notices& notices) {
     std::string other;
     const auto* const form = OtherFormOf(name, other);
     if (form != nullptr && form->missing && form->phase == Phase::aligning) {
-        return;  // What happens depends on the result of the round.
+        return;  // Whether this file is aligned depends on the result of the round.
     }
     if (const auto former = FormerNameOf(file.stamp); former != files.end()) {
         if (HasRows(former->second.phase)) {

@@ -47,7 +47,7 @@ public:
     /// `settle`: time without a change after which a file can be aligned.
     explicit WatchedFiles(std::chrono::duration<double> settle);
 
-    /// Takes over the files of earlier calls. Files that these gave up are tried again if they are still there.
+    /// Takes over the files of earlier calls. Files that were given up are tried again if they still exist.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
     /// Takes the result of a look at the folder. `file_time`: the current time, in the unit of Stamp::time. Returns
@@ -58,12 +58,12 @@ public:
     std::vector<std::string> Waiting() const;
     bool IsWaiting(const std::string& name) const;
 
-    /// True once a cut file has changed. The program that writes the files then pauses for longer than the settle time,
-    /// so each file should be read to its end before it is aligned.
+    /// True once a cut file has changed. That change shows that the program that writes the files pauses for longer
+    /// than the settle time, so each file should be read to its end before it is aligned.
     bool WriterPauses() const { return writer_pauses; }
 
-    /// The aligned file, by its name in the output, that has disappeared and of which this file may be the compressed
-    /// or uncompressed form: its last name differs only in ".gz". Empty if there is none.
+    /// The name in the output of an aligned file that has disappeared, and whose last name differs from `name` only in
+    /// ".gz": `name` may be its compressed or uncompressed form. Empty if there is no such file.
     std::string FormerFormOf(const std::string& name) const;
 
     /// Notes that the file is the compressed or uncompressed form of `former`.
@@ -71,11 +71,11 @@ public:
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
 
-    // After a round. The file may be unknown by then.
+    // The functions below have no effect if the file is no longer known. Only GiveUp requires a known file.
 
     /// `reads`: the number of rows in the output. `loss`: why reads are missing; empty if none are.
     void SetDone(const std::string& name, std::uint64_t reads, const std::string& loss);
-    /// Lets the file wait for another round, if it is still marked as in the current one.
+    /// Lets the file wait for another round, if its phase is still `aligning`.
     void SetWaiting(const std::string& name);
     /// Lets a cut file wait for a round. Returns false if the file is not cut, or is missing.
     bool SetWhole(const std::string& name);

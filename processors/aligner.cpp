@@ -52,8 +52,8 @@ void WriteAlignmentLines(const std::string& sam, OutputFile& file) {
     }
 }
 
-// Locks a mutex that other threads hold for two writes only, which take some microseconds. Waking a sleeping thread
-// takes longer than the writes, so this thread spins for a while before it sleeps.
+// Locks a mutex that other threads hold only while they write the lines of one read, which takes a few microseconds.
+// Waking a sleeping thread takes longer, so this thread spins for a while before it sleeps.
 std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::microseconds kLongestAwake{20};

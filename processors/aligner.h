@@ -21,12 +21,13 @@ public:
     void PrepareRun() override;
 
     /// Opens the SAM file of an input file and writes its "@SQ" lines. The SAM file has the same path below the save
-    /// path as the input file has below the input path, with the extension "sam". Throws the file system's error when
-    /// its folder cannot be created, and std::runtime_error when the SAM file would replace the input file.
+    /// path as the input file has below the input path, with the extension "sam". If the input path is empty, the SAM
+    /// file is in the save path itself. Throws the file system's error when the SAM file's folder cannot be created,
+    /// and std::runtime_error when the SAM file would replace the input file.
     void StartNewFile(const std::string& file) override;
 
-    /// Aligns one read and writes its SAM lines and its summary row together. Returns 1. Exceptions of AlignReadToLines
-    /// pass through, and nothing is written then.
+    /// Aligns one read and writes its SAM lines and its summary row together. Returns 1. If AlignReadToLines throws,
+    /// writes nothing and passes the exception on.
     int ProcessRead(const Common::FastQRecord& record, const std::string& read_id) override;
 
     /// ProcessReadAsync and CollectAsyncResults throw std::runtime_error, because the aligner has no asynchronous mode.

@@ -8,8 +8,8 @@
 
 namespace Tavik {
 
-/// A text file written line by line. It logs its first failure, at severity error with the path and the system's
-/// reason, and drops all later writes. Not synchronised.
+/// A text file written line by line. Logs its first failure, at severity error with the path and the system's reason,
+/// and then drops all writes before the next Open. Not synchronised.
 class OutputFile {
 public:
     OutputFile() = default;

@@ -25,7 +25,7 @@ constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()
 
 constexpr int kSubmitAttempts = 10;
 
-// One thread inflates more text than eight workers align (docs/performance.md).
+// One thread inflates text faster than eight workers align it (docs/performance.md).
 constexpr int kWorkersPerHeadStart = 8;
 constexpr int kMostHeadStarts = 8;
 constexpr std::size_t kHeadStartBytes = std::size_t{64} << 20U;
@@ -191,7 +191,7 @@ int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
         return -1;  // Four blank lines, usually at the end of a file, are not a read.
     }
-    std::string read_id = Common::kInvalidReadId;  // For the message about an empty title, for which GetReadId throws.
+    std::string read_id = Common::kInvalidReadId;  // For the message if GetReadId throws, as for an empty title.
     try {
         read_id = record.GetReadId();
         if (read_id == Common::kInvalidReadId) {

@@ -26,7 +26,7 @@ public:
     /// files in `sam_folder`. Throws std::runtime_error as SummaryReader does.
     void Count(const std::string& summary, const std::string& sam_folder);
 
-    /// Replaces the page by one with the figures so far, which reloads itself in a browser and shows the times in
+    /// Replaces the page with one that has the figures so far, which reloads itself in a browser and shows the times in
     /// `note`. Call only after Count. Throws std::runtime_error as OutputFiles does.
     void Write(const LiveNote& note);
 

@@ -29,8 +29,7 @@ private:
     std::vector<std::filesystem::path> unnamed;  // Final paths of the files that still have temporary names.
 };
 
-/// Flushes standard output. Returns false, with a message on standard error, if this or an earlier write to it
-/// failed.
+/// Flushes standard output. Returns false, with a message on standard error, if the flush or an earlier write failed.
 bool FlushStandardOutput();
 
 }  // namespace Reports

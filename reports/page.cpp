@@ -37,7 +37,7 @@ std::string Escaped(const std::string& text) {
 
 std::string Page(const std::string& title, std::string_view data) {
     const auto title_text = Escaped(ForPage(title, kLongestTitle));
-    // In the order of the page, so that inserted text is never searched for a mark.
+    // In the order in which the page contains the marks, so that inserted text is never searched for a mark.
     const std::array<std::pair<std::string_view, std::string_view>, 6> parts = {
         {{"@TITLE@", title_text},
          {"@STYLE@", PageFiles::kStyle},

@@ -9,7 +9,8 @@
 
 namespace Reports {
 
-/// Shows the progress of reading files on standard error, if that is a terminal and not `quiet`.
+/// Shows on standard error how much of the files has been read. Shows nothing if standard error is not a terminal or
+/// `quiet` is true.
 class Progress {
 public:
     Progress(const std::vector<std::string>& paths, bool quiet);

@@ -16,7 +16,8 @@ inline constexpr char kDefaultTitle[] = "Alignment report";
 std::vector<std::string> SampleNames(const std::vector<std::string>& paths);
 
 /// Makes the report. Returns the exit status, which is 1 if a summary is missing, damaged or another kind of file, or
-/// if the report cannot be written. Unusable summaries are named on standard error; the report covers all others.
+/// if the report or standard output cannot be written. Unusable summaries are named on standard error; the report
+/// covers all others.
 int MakeReport(const Options& options);
 
 }  // namespace Reports
