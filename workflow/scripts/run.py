@@ -7,9 +7,10 @@ import read_files
 import settings
 
 MB = 1_000_000
-# Memory in addition to the index: for the program itself, and for the buffers of a worker thread before they are trimmed.
+# Memory in addition to the index: for the program itself, and for each worker thread's buffers before they are trimmed.
 BASE_MB, THREAD_MB = 500, 256
-# Memory for each base of a FASTA reference while it is indexed, and the number of bases in a compressed byte.
+# Memory for each base of a FASTA reference while it is indexed, and the number of bases assumed for each byte of a
+# compressed one.
 BUILDING_BYTES_PER_BASE, BASES_PER_GZIP_BYTE = 3.2, 4
 
 

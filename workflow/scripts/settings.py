@@ -91,7 +91,7 @@ def begins_with(path, magic):
 
 
 def is_minimap2_index(path):
-    """Looks at the first bytes, not at the name."""
+    """Whether the file is a minimap2 index, by its first bytes."""
     return begins_with(path, MINIMAP2_MAGIC)
 
 
