@@ -12,7 +12,8 @@ void SetUpProcess() {
     // Denormal numbers are slow, and no result needs them. Threads started later inherit this setting.
     Common::SetFloatingPointSettings(Common::FloatingPointSettings() | Common::kDenormalsAreZero);
 
-    // Without this, the next opened file gets the number of a closed standard stream, and messages end up in that file.
+    // If a standard stream is closed, opens /dev/null in its place. Otherwise the next opened file would get its
+    // number, and messages would end up in that file.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) == -1 && ::open("/dev/null", O_RDWR) == -1) {
             _exit(1);

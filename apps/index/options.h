@@ -6,9 +6,9 @@
 namespace Indexing {
 
 /// Exit statuses of the program.
-inline constexpr int kDone = 0;        ///< The index was written, or is sound.
+inline constexpr int kDone = 0;        ///< The index was written, is sound or was described.
 inline constexpr int kFailed = 1;      ///< The index could not be written, or is not sound.
-inline constexpr int kWrongUsage = 2;  ///< The options are wrong, or the index to check cannot be read.
+inline constexpr int kWrongUsage = 2;  ///< Wrong options, or the index to check or describe cannot be read.
 
 enum class Task { write, check, describe };
 

@@ -9,16 +9,18 @@
 
 namespace Indexing {
 
-/// Shows what the program is doing and the time since the start, in one line on standard error, if that is a terminal.
-/// A thread that blocks all signals renews the line. The destructor erases the line.
+/// Shows what the program is doing and the time since construction, in one line on standard error, if that is a
+/// terminal. A thread that blocks all signals renews the line. The destructor erases the line.
 class Progress {
 public:
-    /// `what` returns the text of the line without the time. The display's thread calls it.
+    /// `quiet`: show nothing. `what` returns the text of the line without the time; the thread that shows the line
+    /// calls this function.
     Progress(bool quiet, std::function<std::string()> what);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// The time since construction.
     double Seconds() const;
 
 private:

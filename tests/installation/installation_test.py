@@ -278,7 +278,7 @@ class Scripts(InstallationTest):
         self.assertEqual(run(self.folder / "scripts/run-tests", "-R", "a b", env=environment),
                          (5, "install-dependencies build test\nbuild release\nctest --preset release -R a b\n", ""))
         start = "install-dependencies build test check\n== user\n"
-        said = "scripts/run-tests has run as a plain user already; only root can run it as another one.\n"
+        said = "Left to scripts/run-tests, which runs the suite as this plain user; only root can run it as another one.\n"
         check = self.folder / "scripts/check"
         if os.geteuid() == 0:
             self.assertEqual(run(check, "user"), (0, start + "test-as-user \n", ""))
