@@ -14,19 +14,25 @@ namespace {
 // Shorter gaps are not faster in strips than in the general kernel, which needs less preparation.
 constexpr int kShortestForStrips = 24;
 
-// How much less per base this thread's recent paths scored than a path of only matches. It decides which width is tried
-// first, so it changes the time of a call but never the result.
-thread_local double recent_loss = 0.5;
+// How much less this thread's recent paths scored than a path of matches alone. They choose the width that is tried
+// first, so they change the time of a call but never its result.
+struct RecentLoss {
+    double per_base = 0.5;
+    double per_break = 7;  // Predicts better, but breaks must be counted first.
 
-// Returns slightly more than the recent loss, because a strip that is too narrow costs a second attempt.
-int ExpectedLoss(int length) {
-    return static_cast<int>(recent_loss * length * 1.15) + 24;
-}
-
-// Updates the moving average, which covers about ten calls.
-void Learn(int loss, int length) {
-    recent_loss += (static_cast<double>(loss) / length - recent_loss) * 0.1;
-}
+    int Expected(int length, int breaks) const {
+        // Without breaks slightly more, because a strip that is too narrow costs a second attempt.
+        return static_cast<int>(breaks > 0 ? per_break * breaks : per_base * length * 1.15 + 24);
+    }
+    // Moving averages over some ten calls.
+    void Learn(int loss, int length, int breaks) {
+        per_base += (static_cast<double>(loss) / length - per_base) * 0.1;
+        if (breaks > 0) {
+            per_break += (static_cast<double>(loss) / breaks - per_break) * 0.1;
+        }
+    }
+};
+thread_local RecentLoss recent_loss;
 
 template <Trace kTrace>
 bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
@@ -35,29 +41,34 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     const int surplus = call.target_length - call.query_length;
     // The difference in length requires a gap, whose cost is not due to errors in the read.
     const int fixed_loss = GapCost(scoring, surplus < 0 ? -surplus : surplus);
-    int expected = ExpectedLoss(shorter) + fixed_loss;
+    int known_loss = 0;
     struct Attempt {
         int width;
         decltype(&TryBand<1, kTrace>) run;
+    };
+    BandProof proof{call, scoring, sequences};
+    const auto is_expected_in = [&](const Band& band) {
+        return proof.Proves(band, Larger(known_loss, recent_loss.Expected(shorter, proof.breaks) + fixed_loss));
     };
     constexpr int kPer32 = 32 / Lanes::kWidth;
     for (const auto& [width, attempt] :
          {Attempt{32, &TryBand<kPer32, kTrace>}, Attempt{64, &TryBand<2 * kPer32, kTrace>},
           Attempt{96, &TryBand<3 * kPer32, kTrace>}, Attempt{128, &TryBand<4 * kPer32, kTrace>},
           Attempt{192, &TryBand<6 * kPer32, kTrace>}, Attempt{256, &TryBand<8 * kPer32, kTrace>}}) {
-        const Band band = BandOf(call, scoring, width);
-        if (band.provable <= expected) {
-            continue;
-        }
         // If the longer sequence is at most twice as long as the shorter one, such a band has at least as many cells as
         // the complete matrix.
         if (width * 3 > shorter * 2) {
             return false;
         }
-        const auto outcome = attempt(call, scoring, sequences, band, result);
+        const Band band = BandOf(call, scoring, width);
+        // The first look may count the breaks, and the second one then expects another loss.
+        if (!is_expected_in(band) && !is_expected_in(band)) {
+            continue;
+        }
+        const auto outcome = attempt(proof, band, result);
         if (outcome.traced) {
-            Learn(outcome.loss - fixed_loss, shorter);
-            expected = Larger(expected, outcome.loss);
+            recent_loss.Learn(outcome.loss - fixed_loss, shorter, proof.breaks);
+            known_loss = outcome.loss;
         }
         if (outcome.proven) {
             return true;

@@ -19,8 +19,8 @@
 // base_alignment.cpp chooses one of four methods for each call:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
-//     that leave the band. Widths that are probably too narrow, according to recent calls, are skipped. Strips wider
-//     than two thirds of the shorter sequence are not tried.
+//     that leave the band, which breaks.h makes lower if necessary. Widths that are probably too narrow, according to
+//     recent calls, are skipped. Strips wider than two thirds of the shorter sequence are not tried.
 //  2. checkpointed_sweep.h: if no path found is proven optimal, the complete matrix is computed, and every 64th row is
 //     kept. The trace back computes a corner of the rows between two kept ones again, 4 KB at a time.
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases

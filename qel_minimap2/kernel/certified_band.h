@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/breaks.h"
 #include "qel_minimap2/kernel/lanes.h"
 #include "qel_minimap2/kernel/padded_sequences.h"
 #include "qel_minimap2/kernel/scratch.h"
@@ -29,7 +30,8 @@ namespace {
 //   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
 //       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
-//       U.
+//       U. If U is too high, breaks.h lowers it: stretches of the query that the target does not have cost each path
+//       further gaps or mismatches.
 //   (3) If P > U, every optimal path lies in the band. All optimal paths into each cell of an optimal path do so too:
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
@@ -41,8 +43,9 @@ namespace {
 
 /// The band of a strip, and what the band can prove.
 struct Band {
-    int base;      // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
-    int provable;  // A path is proven optimal if its loss (see BandOutcome) is below this; negative: none is.
+    int base;        // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
+    int provable;    // A path is proven optimal if its loss (see BandOutcome) is below this; negative: none is.
+    int insertions;  // A path that leaves the band inserts at least as many query bases.
 };
 
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
@@ -50,7 +53,7 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     const int twice_base = surplus + 3 - 2 * width;
     // Up to rounding, the first cell is as far from the band's lower edge as the last cell is from the upper edge. The
     // quotient is rounded down, even if it is negative.
-    Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1};
+    Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1, 0};
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
     // band. The diagonal below the band, 2 - 2 * base insertions from the first cell, is as far from it as `above` is
     // from the last cell, or up to three bases farther, because base is rounded down. So a path that leaves the band
@@ -63,8 +66,32 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     // query bases after it.
     const int bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
     band.provable = s.match * Smaller(call.query_length, call.target_length) - bound;
+    band.insertions = above - surplus;
     return band;
 }
+
+/// Bounds the paths of one call that leave a band.
+struct BandProof {
+    const AlignmentCall& call;
+    const Scoring& scoring;
+    const PaddedSequences& sequences;
+
+    /// True if each path that leaves the band loses more than `loss`, compared with a path of matches alone.
+    bool Proves(const Band& band, int loss) {
+        if (loss < band.provable || band.provable < 0) {
+            return band.provable >= 0;
+        }
+        const Band range = BandOf(call, scoring, kBreakRange / 2);
+        if (loss >= range.provable) {
+            return false;
+        }
+        breaks = breaks == kUncounted ? CountBreaks(sequences, 2 * range.base - 1) : breaks;
+        return loss < band.provable + LossByBreaks(scoring, breaks, band.insertions);
+    }
+
+    static constexpr int kUncounted = -1;
+    int breaks = kUncounted;
+};
 
 /// The outcome of an attempt with one width of strip.
 struct BandOutcome {
@@ -100,16 +127,17 @@ void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int bas
 
 /// Sets the result's score and CIGAR if they are proven to be minimap2's, and otherwise leaves them unchanged.
 template <int N, Trace kTrace>
-BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
-                    const Band& band, ksw_extz_t& result) {
+BandOutcome TryBand(BandProof& proof, const Band& band, ksw_extz_t& result) {
     constexpr int kWidth = Strip<N>::kWidth;
+    const auto& call = proof.call;
+    const auto& scoring = proof.scoring;
     PathRuns path;
     const int rows = call.query_length + call.target_length - 1;
     auto* const directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * kWidth);
     if (directions == nullptr || !path.Reserve(call)) {
         return {};
     }
-    SweepBand<N, kTrace>(scoring, sequences, band.base, rows, directions);
+    SweepBand<N, kTrace>(scoring, proof.sequences, band.base, rows, directions);
     const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
         const int row = i + j;
         const int lane = i - band.base - (row >> 1);
@@ -122,7 +150,7 @@ BandOutcome TryBand(const AlignmentCall& call, const Scoring& scoring, const Pad
     }
     const int score = path.Score<false>(call, scoring);
     const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
-    const bool proven = loss < band.provable;
+    const bool proven = proof.Proves(band, loss);
     if (proven) {
         result.score = score;
         path.Deliver(call, result);

@@ -57,6 +57,8 @@ struct Lanes {
     }
     /// Returns `value` where a is above 0, and 0 where a is 0. `a` must not be negative.
     static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return TAVIK_SIMD(sign_epi8)(value, a); }
+    /// True if any lane has its highest bit set.
+    static TAVIK_INLINE bool HasAny(Register a) { return TAVIK_SIMD(movemask_epi8)(a) != 0; }
     /// Returns the bits of b that are not in a.
     static TAVIK_INLINE Register AndNot(Register a, Register b) { return TAVIK_SIMD_BITS(andnot_si)(a, b); }
     static TAVIK_INLINE Register Select(Register where, Register yes, Register no) {

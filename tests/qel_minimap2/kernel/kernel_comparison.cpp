@@ -119,7 +119,12 @@ void RandomCalls::MakeTwoGaps() {
     constexpr int kWidths[] = {32, 64, 96, 128, 192, 256};
     const int width = kWidths[Between(0, 5)];
     const int shortest = width * 3 / 2;
-    const int length = shortest + Between(0, shortest / 2 + 160);
+    const bool at_edge = width <= 96 && OneIn(2);
+    // Then each gap is in pieces, so that it breaks the sequences at as many places as its bases can.
+    const bool scattered = at_edge && width == 32 && OneIn(2);
+    const int piece = scattered ? Between(1, 6) : 1000;
+    const int step = piece + Between(3, 9);
+    const int length = shortest + Between(0, shortest / 2 + 160) + (scattered ? 2 * width / piece * step : 0);
     target.resize(static_cast<std::size_t>(length));
     const auto period = OneIn(2) ? target.size() : static_cast<std::size_t>(Between(1, 40));
     for (std::size_t i = 0; i < target.size(); ++i) {
@@ -129,22 +134,28 @@ void RandomCalls::MakeTwoGaps() {
     // and leaves it between the gaps. With `at_edge`, the path has no errors and just reaches the first diagonal
     // outside the strip, so that it may score as much as a path inside. That diagonal is width - 1 deletions away, or
     // up to three bases more on the side of insertions.
-    const bool at_edge = width <= 96 && OneIn(2);
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
-    const int first = Between(0, length);
+    const int pieces_before_last = (inserted - 1) / piece;
+    const int first = Between(0, scattered ? 40 : length);
     const int apart = Between(1, at_edge ? 24 : 90);
-    const int deletion = inserts_first ? first + apart : first;
-    const int insertion = inserts_first ? first : first + deleted + apart;
+    const int deletion = inserts_first ? first + pieces_before_last * step + apart : first;
+    const int insertion = inserts_first ? first : first + pieces_before_last * (step - piece) + deleted + apart;
     const int error = at_edge ? 0 : Between(0, 80);
+    // The bases of a gap's piece that lie from `offset` of the gap on.
+    const auto left_of_piece = [&](int offset, int bases) {
+        const int number = offset / step;
+        return offset < 0 ? 0 : std::min(piece, bases - number * piece) - offset % step;
+    };
     query.clear();
     for (int i = 0; i < length; ++i) {
-        for (int left = i == insertion ? inserted : 0; left > 0; --left) {
+        const int offset = i - insertion;
+        for (int left = offset % step == 0 ? left_of_piece(offset, inserted) : 0; left > 0; --left) {
             query.push_back(OneIn(2) ? target[static_cast<std::size_t>(left % length)]
                                      : static_cast<std::uint8_t>(Between(0, 3)));
         }
-        if (i < deletion || i >= deletion + deleted) {
+        if (left_of_piece(i - deletion, deleted) <= 0) {
             query.push_back(Between(0, 999) < error ? static_cast<std::uint8_t>(Between(0, 3))
                                                     : target[static_cast<std::size_t>(i)]);
         }
