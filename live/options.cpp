@@ -24,7 +24,7 @@ constexpr char kUsage[] =
 
 constexpr char kStatuses[] =
     "\nExit status: 0 if nothing was lost, 1 if something was lost (standard error names it),\n"
-    "2 for wrong usage.\n";
+    "2 if the run cannot start or continue.\n";
 
 // The aligner of the same build or package.
 std::string AlignerBesideThisProgram() {

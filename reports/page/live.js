@@ -46,7 +46,7 @@ function followRun() {
   if (history.state) choose(history.state);
   setInterval(() => {
     showTimes();
-    // A page that is hidden or printed does not reload.
+    // The page does not reload while it is hidden or being printed.
     if (document.hidden || document.documentElement.dataset.paper !== undefined) return;
     history.replaceState(choices(), "");
     location.reload();

@@ -94,7 +94,7 @@ const ratios = {
   },
   identity: {
     perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
-    caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls identity.",
+    caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is at least as high as what BLAST calls identity.",
     qualityCaption: "This quality counts wrong bases only; the quality of the accuracy counts gaps too.",
   },
 };
@@ -236,7 +236,7 @@ function showDepth() {
     return {x: (from + to) / 2, y, from: from + 1, to};
   });
   area("depth", points, depth.length, "position, bases", "mean depth");
-  caption("depth", `Mean depth of each ${whole(depth.bin_width)} bases of ${depth.name} (${bases(depth.length)}). An alignment covers all positions ` +
+  caption("depth", `Mean depth of ${depth.name} (${bases(depth.length)}) in bins of ${counted(depth.bin_width, "base")}. An alignment covers all positions ` +
     "from its start to its end, deletions included.", ["from", "to", "depth"],
     () => points.map(({from, to, y}) => [whole(from), whole(to), fixed(y, 2)]));
 }

@@ -148,7 +148,7 @@ class PageJudge(ReportTest):
         self.near([y for _, y in line["places"]], depths, chart["ends"][3] / 150 + 0.0051, "drawn depths")
         self.check_ticks(chart, lambda value: shown.bases(value) if value else "0")
         self.assertEqual((chart["ends"][:2], chart["titles"], line["line"][0]), ([0, length], ["position, bases", "mean depth"], self.colours["main"]))
-        self.assertEqual(figure["caption"], f"Mean depth of each {shown.whole(width)} bases of {shown.shown_name(name)} ({shown.bases(length)}). An "
+        self.assertEqual(figure["caption"], f"Mean depth of {shown.shown_name(name)} ({shown.bases(length)}) in bins of {shown.counted(width, 'base')}. An "
                                             "alignment covers all positions from its start to its end, deletions included.")
 
     def check_reads(self, figure, f, rows):

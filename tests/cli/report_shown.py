@@ -10,7 +10,7 @@ from decimal import ROUND_HALF_UP, Decimal
 NONE = "\u2013"
 SERIES = 8  # Samples in one chart.
 ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inserted and deleted. BLAST and many other programs call this identity.",
-         "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is higher than what BLAST calls "
+         "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is at least as high as what BLAST calls "
                      "identity."}
 QUALITIES = {"accuracy": " Q10 is 90 %, Q20 is 99 % accurate.",
              "identity": " This quality counts wrong bases only; the quality of the accuracy counts gaps too."}
