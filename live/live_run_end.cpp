@@ -77,7 +77,7 @@ void LiveRun::AlignWholeReads() {
     fs::remove_all(folder, error);
 }
 
-// Tries again after a full disk, and once more after a loss.
+// Aligns the complete reads of one file. Tries again whenever the disk was full, and once after a loss.
 void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
     const auto found = files.All().find(name);
     if (found == files.All().end() || !IsNotWhole(found->second)) {

@@ -146,7 +146,7 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// True if the file is incomplete. Notes this, unless the file has changed meanwhile; then the next look decides.
+// True if the content is incomplete. Marks the file as cut, but leaves one that has changed meanwhile to the next look.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {

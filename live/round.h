@@ -23,7 +23,7 @@ struct FileOutcome {
     enum class Kind { kept, lost, changed, not_begun };
     Kind kind = Kind::not_begun;
     std::uint64_t reads = 0;            ///< The number of its rows in the round's summary.
-    std::vector<std::string> findings;  ///< Why the file was lost.
+    std::vector<std::string> findings;  ///< Why the file was lost or, after BlameFiles, not begun.
 };
 
 /// The result of a round.

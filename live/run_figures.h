@@ -26,7 +26,7 @@ public:
     std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
 
 private:
-    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // The calls of AddReads in the last minutes.
+    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Arguments of AddReads of the last ten minutes.
 };
 
 }  // namespace Live

@@ -58,7 +58,7 @@ std::string StampText(const Stamp& stamp) {
     return std::to_string(stamp.size) + '\t' + std::to_string(stamp.time) + '\t' + std::to_string(stamp.inode);
 }
 
-// Calls `visit` with the key and the value of each member of a state but the files.
+// Calls `visit` with the key and the value of each stored member of a state except the files.
 template <typename State, typename Visitor>
 void VisitFields(State& state, Visitor&& visit) {
     visit("input", state.input);

@@ -46,7 +46,7 @@ struct RunState {
     /// True if the reads of at least one file are in the output.
     bool HasReads() const;
 
-    /// Throws std::runtime_error if a path contains a line feed.
+    /// The state as text, for Parse. Throws std::runtime_error if a path contains a line feed.
     std::string Text() const;
     /// The state with this text. Throws std::runtime_error for a text that Text does not return.
     static RunState Parse(const std::string& text);

@@ -7,7 +7,8 @@
 namespace Live {
 
 /// During its lifetime, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first one is noted, the second one ends
-/// the program and its child at once. Only one object may exist at a time, and only the main thread uses it.
+/// the program and its child at once. Only one object may exist at a time. Only the main thread may call its functions,
+/// except Wake.
 class Signals {
 public:
     Signals();

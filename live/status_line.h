@@ -17,10 +17,10 @@ public:
     /// Shows the state of the run; without a terminal only if `is_round`.
     void Show(const std::string& text, bool is_round);
 
-    /// Writes a line to standard error.
+    /// Writes a line with date and time to standard error, even if quiet.
     void Tell(const std::string& text);
 
-    /// Writes a line to standard output.
+    /// Writes a line to standard output, unless quiet.
     void Print(const std::string& text);
 
 private:

@@ -37,7 +37,7 @@ struct Watched {
     bool restored = false;      ///< Whether an earlier call gave up the file, and no look has found it since.
     bool missing = false;       ///< Whether the last look did not find the file.
     bool replaced = false;      ///< Whether the last look found another file under this name.
-    bool told_missing = false;  ///< Whether the user has been told that the file disappeared.
+    bool told_missing = false;  ///< Whether the user has been told that the file disappeared or was renamed.
     bool changed = false;       ///< Whether the stamp differs from the one when the file was aligned.
 };
 
