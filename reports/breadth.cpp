@@ -1,12 +1,20 @@
 #include "reports/breadth.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace Reports {
 
+namespace {
+
+// Sampled positions in a stretch. A read covers a few hundred of a large genome's.
+constexpr std::size_t kStretch = 512;
+
+}  // namespace
+
 Breadth::Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions)
-    : lengths(std::move(lengths)), changes(this->lengths.size()) {
+    : lengths(std::move(lengths)), sequences(this->lengths.size()) {
     auto rising = this->lengths;
     std::sort(rising.begin(), rising.end());
     // Longer sequences share the positions that short ones do not need.
@@ -34,13 +42,18 @@ std::size_t Breadth::Index(std::size_t sequence, std::int32_t position) const {
 }
 
 void Breadth::Add(std::size_t sequence, std::int32_t start, std::int32_t end) {
-    auto& depth = changes[sequence];
+    auto& [depth, stretches, stale] = sequences[sequence];
     if (depth.empty()) {
         depth.resize(Index(sequence, lengths[sequence]) + 1);
+        stale.resize((depth.size() - 1) / kStretch + 1);
+        stretches.resize(stale.size());
     }
+    const auto first = Index(sequence, start);
+    const auto last = Index(sequence, end);
+    stale[first / kStretch] = 1;  // If the end is in a later stretch, the depth before that one rises.
     auto& change = waiting[next++ % waiting.size()];
     Settle(change);
-    change = {&depth[Index(sequence, start)], &depth[Index(sequence, end)]};
+    change = {&depth[first], &depth[last]};
     __builtin_prefetch(change.start, 1);
     __builtin_prefetch(change.end, 1);
 }
@@ -53,18 +66,34 @@ void Breadth::Settle(Change& change) {
     }
 }
 
-Breadth::Shares Breadth::SharesOf(std::size_t sequence) {
+void Breadth::Count(const Sequence& sequence, std::size_t first, Stretch& stretch) {
+    const auto end = std::min(first + kStretch, sequence.changes.size() - 1);
+    stretch.covered = {};
+    stretch.last = stretch.before;
+    for (std::size_t i = first; i < end; ++i) {
+        stretch.last += sequence.changes[i];
+        for (std::size_t k = 0; k < kDepths.size(); ++k) {
+            stretch.covered[k] += static_cast<std::uint32_t>(stretch.last >= kDepths[k]);
+        }
+    }
+}
+
+Breadth::Shares Breadth::SharesOf(std::size_t number) {
     for (auto& change : waiting) {
         Settle(change);
     }
-    const auto& depth = changes[sequence];
+    auto& sequence = sequences[number];
+    const auto& depth = sequence.changes;
     std::array<std::uint64_t, kDepths.size()> covered{};
     std::int64_t alignments = 0;
-    for (std::size_t i = 0; i + 1 < depth.size(); ++i) {
-        alignments += depth[i];
-        for (std::size_t k = 0; k < kDepths.size(); ++k) {
-            covered[k] += static_cast<std::uint64_t>(alignments >= kDepths[k]);
+    for (std::size_t i = 0; i < sequence.stretches.size(); ++i) {
+        auto& stretch = sequence.stretches[i];
+        if (std::exchange(sequence.stale[i], 0) != 0 || stretch.before != alignments) {
+            stretch.before = alignments;
+            Count(sequence, i * kStretch, stretch);
         }
+        alignments = stretch.last;
+        std::transform(covered.begin(), covered.end(), stretch.covered.begin(), covered.begin(), std::plus<>());
     }
     Shares shares{};
     if (depth.size() > 1) {

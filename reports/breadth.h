@@ -24,7 +24,8 @@ public:
     /// Adds an alignment that covers [start, end) of a sequence, 0-based; 0 <= start <= end <= length.
     void Add(std::size_t sequence, std::int32_t start, std::int32_t end);
 
-    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1.
+    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A further call
+    /// takes time in proportion to the alignments added since the last one.
     Shares SharesOf(std::size_t sequence);
 
     /// Every position of a sequence of at most this length is sampled.
@@ -38,13 +39,25 @@ private:
         std::int32_t* start = nullptr;
         std::int32_t* end = nullptr;
     };
+    // The counts of neighbouring sampled positions, valid until another alignment covers one of these positions.
+    struct Stretch {
+        std::int64_t before = 0;  // The depth of the position before the stretch, and that of its last one.
+        std::int64_t last = 0;
+        std::array<std::uint32_t, kDepths.size()> covered{};  // Positions, for each of kDepths.
+    };
+    struct Sequence {
+        std::vector<std::int32_t> changes;  // Changes in depth at sampled positions; empty without alignments.
+        std::vector<Stretch> stretches;
+        std::vector<char> stale;  // For each stretch: 1 if an alignment starts there that its counts lack.
+    };
 
     void Settle(Change& change);
+    static void Count(const Sequence& sequence, std::size_t first, Stretch& stretch);
     std::size_t Index(std::size_t sequence, std::int32_t position) const;
 
     std::vector<std::int32_t> lengths;
-    std::int32_t most_of_one = 0;                    // Largest number of sampled positions in one sequence.
-    std::vector<std::vector<std::int32_t>> changes;  // Changes in depth at sampled positions; empty without alignments.
+    std::int32_t most_of_one = 0;  // Largest number of sampled positions in one sequence.
+    std::vector<Sequence> sequences;
     // Alignments that are added but not counted yet, so that the prefetches have time to complete.
     std::array<Change, 64> waiting{};
     std::size_t next = 0;
