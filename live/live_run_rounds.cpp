@@ -10,6 +10,7 @@
 
 #include "checks/texts.h"
 #include "common/file_identity.h"
+#include "common/sequencing_file.h"
 #include "common/summary_columns.h"
 #include "live/content.h"
 #include "live/disk_files.h"
@@ -34,9 +35,13 @@ constexpr int kMostFailedStarts = 3;
 // After this time, no further file is added to a round that has one, because a file may be read before it is added.
 constexpr std::chrono::seconds kReadingTime{1};
 
+bool IsCompressed(const std::string& name) {
+    return Common::HasCompressedReadFileExtension(name);
+}
+
 // The work of aligning a file, in bytes of an uncompressed file. A compressed byte contains about twice as many bases.
 double Work(const std::string& name, const Stamp& stamp) {
-    return static_cast<double>(stamp.size) * (name.ends_with("gz") || name.ends_with("GZ") ? 2 : 1);
+    return static_cast<double>(stamp.size) * (IsCompressed(name) ? 2 : 1);
 }
 
 std::string LastLine(const std::string& text) {
@@ -114,13 +119,17 @@ std::vector<RoundFile> LiveRun::NextRound() {
     for (const auto& notice : notices.Texts()) {
         status.Tell(notice);
     }
+    if (!again.empty()) {
+        round = {again.front()};
+    }
+    if (std::any_of(round.begin(), round.end(), [](const auto& one) { return IsCompressed(one.name); })) {
+        Meanwhile("decompressing", [&round] { DecompressOnce(round); });
+    }
     // Files that were chosen first may be renamed or changed while others are read.
-    const auto is_gone = [this](const RoundFile& one) {
+    std::erase_if(round, [this](const RoundFile& one) {
         return !files.IsWaiting(one.name) || !files.At(one.name).stamp.SameContent(one.stamp);
-    };
-    std::erase_if(round, is_gone);
-    std::erase_if(again, is_gone);
-    return again.empty() ? round : std::vector{again.front()};
+    });
+    return round;
 }
 
 // True if the file can be part of the next round. The file may no longer be waiting, because the folder is looked at
@@ -313,7 +322,7 @@ void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
 
 void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
     for (std::size_t i = 0; i < round.Files().size(); ++i) {
-        const auto& [name, path, stamp, loss] = round.Files()[i];
+        const auto& [name, path, stamp, loss, text] = round.Files()[i];
         const auto& file = outcome.files[i];
         if (file.kind == Kind::changed) {
             status.Tell(name + ": changed while it was aligned; it is aligned again when it is complete");

@@ -110,20 +110,33 @@ void Outcome::BlameFiles() {
     }
 }
 
+void DecompressOnce(std::vector<RoundFile>& files) {
+    constexpr std::uint64_t kMostMemory = std::uint64_t{256} << 20U;
+    constexpr std::uint64_t kMostRatio = 3;  // That of reads is about 2.
+    std::uint64_t used = 0;
+    for (auto& file : files) {
+        if (Common::HasReadFileExtension(file.path) || file.stamp.size * kMostRatio > kMostMemory - used) {
+            continue;
+        }
+        file.text = GzipText::Of(file.path, kMostMemory - used);
+        used += file.text ? file.text->Size() : 0;
+    }
+}
+
 Round::Round(std::string round_folder, std::vector<RoundFile> round_files)
     : folder(std::move(round_folder)), files(std::move(round_files)) {
     fs::remove_all(folder);
     fs::create_directories(folder + "/reads");
     std::string list;
     for (std::size_t i = 0; i < files.size(); ++i) {
-        fs::create_symlink(fs::absolute(files[i].path), Link(i));
+        fs::create_symlink(files[i].text ? files[i].text->Path() : fs::absolute(files[i].path).string(), Link(i));
         list += Link(i) + '\n';
     }
     Write(ListPath(), list);
 }
 
 std::string Round::Link(std::size_t file) const {
-    const bool is_plain = Common::HasReadFileExtension(files[file].path);
+    const bool is_plain = files[file].text || Common::HasReadFileExtension(files[file].path);
     return folder + "/reads/" + std::to_string(file) + (is_plain ? ".fastq" : ".fastq.gz");
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "live/gzip_text.h"
 #include "live/read_files.h"
 #include "live/run_state.h"
 
@@ -16,7 +18,14 @@ struct RoundFile {
     std::string path;  ///< Where its reads are: the file itself, or a copy of its complete reads.
     Stamp stamp;       ///< Of the file itself.
     std::string loss;  ///< If `path` is a copy, why the file lacks reads; otherwise empty.
+
+    /// The decompressed file, which is read instead of a gzip file; null if there is none.
+    std::shared_ptr<const GzipText> text{};
 };
+
+/// Decompresses the gzip files of a round into at most 256 MiB of memory, so that aligner and check need not decompress
+/// them too. Files that do not fit, and files with faults, get no text.
+void DecompressOnce(std::vector<RoundFile>& files);
 
 /// The result of a round for one file.
 struct FileOutcome {

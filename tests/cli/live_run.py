@@ -86,10 +86,14 @@ class LiveTest(AlignerTest):
             sams |= {place + name: lines for name, lines in self.sams(made).items()}
         return sorted(rows), sams
 
-    def assert_as_one_run(self):
+    def assert_same_reads(self):
         rows, sams = self.one_run()
         self.assertEqual(sorted(self.rows()), rows)
         self.assertEqual(self.sams(), sams)
+        return rows, sams
+
+    def assert_as_one_run(self):
+        rows, sams = self.assert_same_reads()
         table = self.out.joinpath("files.tsv").read_bytes().splitlines()[1:]
         self.assertEqual(sorted(line.split(b"\t")[1] for line in table), sorted(sams))
         self.assertEqual(sorted(line.split(b"\t")[2] for line in table), sorted(map(os.fsencode, self.read_files())))

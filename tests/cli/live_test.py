@@ -306,6 +306,16 @@ for sam in out.glob("*.sam"):
                                  f"z.fastq: is z.fastq.gz, uncompressed {end}", other, other]))
         self.assertRegex("\n".join(told), r"(?m)^cut\.fastq\.gz: damaged")
 
+    def test_compressed_files_are_decompressed_once(self):
+        self.reads.joinpath("a.fastq.gz").write_bytes(gzip.compress(records("a", 2)) + gzip.compress(records("b", 2)))
+        # Only the aligner can log a warning.
+        self.reads.joinpath("b.fastq.gz").write_bytes(gzip.compress(records("c", 2)) + b"xyz")
+        aligner = self.script(f"readlink '{self.out}'/.live/round/reads/* >> '{self.folder}/links'", "exec {aligner} \"$@\"")
+        errors = self.live("--until-idle", "0", "--aligner", aligner, status=1)
+        self.assertEqual(errors[0], "b.fastq.gz: Ignored 3 bytes after the end of the gzip data in b.fastq.gz; it is tried once more")
+        self.assertRegex(self.folder.joinpath("links").read_text(), f"^/proc/[0-9]+/fd/[0-9]+\n{self.reads}/b.fastq.gz\n")
+        self.assert_same_reads()
+
 
 class Machine(LiveTest):
     def test_readme_commands_work(self):
