@@ -353,7 +353,8 @@ void LiveRun::Publish(const Round& round, const Outcome& outcome) {
     state = std::move(next);
     for (std::size_t i = 0; i < outcome.files.size(); ++i) {
         if (IsKept(outcome.files[i])) {
-            files.SetDone(round.Files()[i].name, outcome.files[i].reads, round.Files()[i].loss);
+            const auto& file = round.Files()[i];
+            files.SetDone({file.name, file.stamp, outcome.files[i].reads, file.loss});
         }
     }
     if (!output.SeesReaders() && !std::exchange(told_unseen_readers, true)) {

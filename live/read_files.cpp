@@ -61,6 +61,12 @@ Stamp StampOf(const std::string& path) {
     return StampOf(status);
 }
 
+std::vector<std::string> OtherFormsOf(const std::string& name) {
+    constexpr std::size_t kEnding = 3;
+    return Common::HasCompressedReadFileExtension(name) ? std::vector{name.substr(0, name.size() - kEnding)}
+                                                        : std::vector{name + ".gz", name + ".GZ"};
+}
+
 Look LookAt(const std::string& root, const std::string& end_file) {
     Look look;
     std::vector<std::string> folders{""};

@@ -23,6 +23,9 @@ struct Stamp {
 /// Throws std::system_error if there is no such file.
 Stamp StampOf(const std::string& path);
 
+/// The names that a read file may have after it has been compressed or uncompressed.
+std::vector<std::string> OtherFormsOf(const std::string& name);
+
 /// A read file below the watched folder.
 struct FoundFile {
     std::string name;  ///< Path relative to the watched folder.

@@ -25,17 +25,6 @@ bool HasRows(Phase phase) {
     return phase == Phase::done || phase == Phase::renamed;
 }
 
-bool IsCompressed(const std::string& name) {
-    return Common::HasCompressedReadFileExtension(name);
-}
-
-// The names that the file may get when it is compressed or uncompressed.
-std::vector<std::string> OtherNamesOf(const std::string& name) {
-    constexpr std::size_t kEnding = 3;
-    return IsCompressed(name) ? std::vector{name.substr(0, name.size() - kEnding)}
-                              : std::vector{name + ".gz", name + ".GZ"};
-}
-
 }  // namespace
 
 WatchedFiles::WatchedFiles(std::chrono::duration<double> settle_time)
@@ -189,7 +178,7 @@ bool WatchedFiles::HasNewName(const Watched& file) const {
 // Returns the known file that may be the compressed or uncompressed form of `name`, and stores its name in `other`.
 // Returns null if there is none.
 const Watched* WatchedFiles::OtherFormOf(const std::string& name, std::string& other) const {
-    for (auto& candidate : OtherNamesOf(name)) {
+    for (auto& candidate : OtherFormsOf(name)) {
         if (const auto named = files.find(candidate); named != files.end()) {
             other = std::move(candidate);
             return &named->second;
@@ -206,9 +195,10 @@ std::string WatchedFiles::FormerFormOf(const std::string& name) const {
 
 void WatchedFiles::SetOtherForm(const std::string& name, const std::string& former, Notices& notices) {
     SetRenamed(name, former);
-    notices.Add(Notices::Event::other_form, name + ": is " + former + ", " +
-                                                (IsCompressed(name) ? "compressed" : "uncompressed") +
-                                                " after it was aligned; the output keeps the former name");
+    notices.Add(Notices::Event::other_form,
+                name + ": is " + former + ", " +
+                    (Common::HasCompressedReadFileExtension(name) ? "compressed" : "uncompressed") +
+                    " after it was aligned; the output keeps the former name");
 }
 
 // True for a missing file that exists under another name or in another form.
@@ -331,14 +321,16 @@ bool WatchedFiles::IsWaiting(const std::string& name) const {
     return named != files.end() && named->second.phase == Phase::waiting && !named->second.missing;
 }
 
-void WatchedFiles::SetDone(const std::string& name, std::uint64_t reads, const std::string& loss) {
-    if (const auto named = files.find(name); named != files.end()) {
-        auto& file = named->second;
-        file.phase = Phase::done;
-        file.output_name = name;
-        file.reads = reads;
-        file.reason = loss;
-    }
+void WatchedFiles::SetDone(const FileRecord& record) {
+    const auto known = files.find(record.name);
+    auto file = known == files.end() ? Watched{} : known->second;
+    file.phase = Phase::done;
+    file.stamp = record.stamp;
+    file.output_name = record.name;
+    file.reads = record.reads.value_or(0);
+    file.reason = record.reason;
+    sam_names.Take(record.name);
+    Set(record.name, file);
 }
 
 void WatchedFiles::SetWaiting(const std::string& name) {

@@ -71,10 +71,12 @@ public:
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
 
+    /// Notes that the output has these reads of the file. The next look finds whether the file has changed or
+    /// disappeared meanwhile.
+    void SetDone(const FileRecord& record);
+
     // The functions below have no effect if the file is no longer known. Only GiveUp requires a known file.
 
-    /// `reads`: the number of rows in the output. `loss`: why reads are missing; empty if none are.
-    void SetDone(const std::string& name, std::uint64_t reads, const std::string& loss);
     /// Lets the file wait for another round, if its phase is still `aligning`.
     void SetWaiting(const std::string& name);
     /// Lets a cut file wait for a round. Returns false if the file is not cut, or is missing.

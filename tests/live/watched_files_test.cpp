@@ -33,6 +33,9 @@ public:
         }
         return files.Update(found, At(second), std::chrono::nanoseconds(std::chrono::seconds(file_time)).count());
     }
+    void SetDone(const std::string& name, std::uint64_t reads) {
+        files.SetDone({name, files.At(name).stamp, reads, ""});
+    }
     static Live::Time At(int second) { return Live::Time() + std::chrono::seconds(second); }
     Phase PhaseOf(const std::string& name) const { return files.At(name).phase; }
 
@@ -151,7 +154,7 @@ TEST(WatchedFiles, RenamedFileIsAlignedOnce) {
         if (is_lost) {
             folder.files.SetLost("a.fq", "r");
         } else {
-            folder.files.SetDone("a.fq", 5, "");
+            folder.SetDone("a.fq", 5);
         }
         const auto notice = "c.fq: is a.fq, renamed after it was aligned; the output keeps the former name";
         EXPECT_EQ(folder.Look(81), is_lost ? Texts() : Texts{notice});
@@ -169,7 +172,7 @@ TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
             folder.Look(30);
             folder.files.SetAligning("a.fq");
             if (is_done) {
-                folder.files.SetDone("a.fq", 5, "");
+                folder.SetDone("a.fq", 5);
             }
             folder.Move("a.fq", rotated);
             folder.Put("a.fq", 2, 8);
@@ -182,6 +185,32 @@ TEST(WatchedFiles, RotatedFileIsAlignedOnce) {
             folder.Look(61);
             EXPECT_EQ(folder.files.Waiting().size(), is_done ? 0U : 2U);
         }
+    }
+}
+
+TEST(WatchedFiles, FileThatChangesWhileItsRoundIsPublishedIsNamed) {
+    for (const bool is_renamed : {false, true}) {
+        Folder folder;
+        folder.Put("a.fq", 9, 1);
+        folder.Look(0);
+        folder.Look(30);
+        folder.files.SetAligning("a.fq");
+        const auto aligned = folder.present["a.fq"];
+        folder.Put("a.fq", 10, 1);
+        EXPECT_EQ(folder.Look(31), Texts());
+        if (is_renamed) {
+            folder.Move("a.fq", "z.fq");
+            EXPECT_EQ(folder.Look(32), Texts());
+        }
+        folder.files.SetDone({"a.fq", aligned, 7, ""});
+        EXPECT_EQ(folder.Look(33),
+                  Texts{is_renamed ? "a.fq: disappeared after it was aligned; the output keeps its reads"
+                                   : "a.fq: it changed after it was aligned; the output keeps its former reads"});
+        folder.Put("a.fastq", 3);
+        EXPECT_EQ(folder.Look(34), Texts());
+        folder.Look(64);
+        EXPECT_EQ(folder.files.Waiting(), is_renamed ? Texts{"z.fq"} : Texts());
+        EXPECT_EQ(folder.files.At("a.fastq").reason, "its SAM file a.sam is that of a.fq");
     }
 }
 
@@ -199,7 +228,7 @@ TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
                 folder.files.SetAligning(name);
             }
             if (phase == Phase::done) {
-                folder.files.SetDone(name, 7, "");
+                folder.SetDone(name, 7);
             }
             folder.Put(other, 3);
             EXPECT_EQ(folder.Look(31), Texts());
@@ -208,7 +237,7 @@ TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
             EXPECT_EQ(folder.Look(61), Texts());
             if (phase == Phase::aligning) {
                 EXPECT_EQ(folder.files.Waiting(), Texts());  // The current round has not ended.
-                folder.files.SetDone(name, 7, "");
+                folder.SetDone(name, 7);
                 EXPECT_EQ(folder.Look(62), Texts());
             }
             const bool is_done = phase == Phase::aligning || phase == Phase::done;
@@ -257,7 +286,7 @@ TEST(WatchedFiles, ManyFilesAreNamedInFewLinesAndQuickly) {
     folder.Look(30);
     for (const auto& one : folder.files.Waiting()) {
         folder.files.SetAligning(one);
-        folder.files.SetDone(one, 1, "");
+        folder.SetDone(one, 1);
     }
     for (int i = 0; i < kFiles; ++i) {
         folder.Move(name(i, "a"), name(i, "b"));
