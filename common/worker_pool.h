@@ -23,8 +23,8 @@ using RecordJob = std::function<int(FastQRecord&)>;
 struct Worker {
     enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
 
-    Status status = Status::idle;  ///< As of the last refresh.
-    int result = 0;                ///< Result of the last finished job.
+    Status status = Status::idle;  ///< The end of a job shows only after Refresh.
+    int result = 0;                ///< Result of the last job if it finished; 0 while a job runs and after a failure.
     std::string error_text;        ///< Message of the last failed job; empty once a job has finished.
 };
 
@@ -63,7 +63,7 @@ public:
 
     /// Starts `job` with a copy of `record` on the first idle worker, or runs it inside this call if the system cannot
     /// start a thread. A staged job that has already begun stays with its worker. Returns the worker's 0-based index,
-    /// or -1 when none is idle.
+    /// or -1 when no worker is idle, or when the worker that has begun the staged job has not been reset.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
     /// Offers a job before its Submit, while no worker is idle. The first worker whose job ends begins the staged job
@@ -72,8 +72,8 @@ public:
     /// Refresh; Submit then starts the job.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
-    /// Collects all available results without waiting and updates the lists. A worker whose job threw a std::exception
-    /// becomes failed; any other exception is rethrown here.
+    /// Collects all available results without waiting and updates the lists that Idle, Finished and Failed return. A
+    /// worker whose job threw a std::exception becomes failed; any other exception is rethrown here.
     void Refresh();
 
     /// Blocks until at least one job has ended since the last Refresh, for at most `longest`.

@@ -23,8 +23,8 @@ struct RoundFile {
     std::shared_ptr<const GzipText> text{};
 };
 
-/// Decompresses the gzip files of a round into at most 256 MiB of memory, so that aligner and check need not decompress
-/// them too. Files that do not fit, and files with faults, get no text.
+/// Decompresses the gzip files of a round into at most 256 MiB of memory, so that the aligner and the check need
+/// not each decompress them. Files that do not fit, and files with faults, get no text.
 void DecompressOnce(std::vector<RoundFile>& files);
 
 /// The result of a round for one file.
@@ -53,8 +53,8 @@ struct Outcome {
     std::string HowEnded() const;
 };
 
-/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: it
-/// names the SAM file of a listed file without the folder, so files with equal names would collide.
+/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: for
+/// files from a list, it names SAM files without their folders, so files with equal names would collide.
 class Round {
 public:
     /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.
@@ -70,10 +70,11 @@ public:
 
     /// Writes the files from which OutputFolder publishes the kept files: "rows", with a header line; "log"; "moves",
     /// the names of each SAM file in the round and in the output folder; and "state". Adds the kept files to `state`,
-    /// with the new lengths of summary and log.
+    /// with the new lengths of summary and log. Removes the other files of the round, so Judge cannot be called again.
     void WritePublication(const Outcome& outcome, const std::string& save_folder, RunState& state) const;
 
-    /// Replaces the link and the SAM file of a file by the names that the user knows, in a text of the aligner. `file`:
+    /// Returns a finding with the paths of the file's link and of its SAM file in the round replaced by the names that
+    /// the user knows. `file`:
     /// its position in Files().
     std::string WithNames(std::string text, std::size_t file) const;
 

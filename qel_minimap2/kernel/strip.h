@@ -12,11 +12,11 @@ namespace {
 
 // A form of the recurrence with fewer operations, for the first three methods of base_alignment.h.
 //
-// The gap lines are stored as X = x + open + extend, which is never negative. A saturating unsigned subtraction can
-// therefore reset a gap that is too expensive to 0. The lines of the second gap piece are stored in the same way, with
-// its own costs. The score lines are stored as U = u - open - extend + kBias, so X + V is x + v plus the bias.
-// Substitution scores also include the bias. For scorings that Fits accepts, all values are between 0 and 127, so
-// signed and unsigned comparisons agree.
+// For x, y, u and v, see general_kernel.h. The gap lines are stored as X = x + open + extend, which is never negative.
+// A saturating unsigned subtraction can therefore reset a gap that is too expensive to 0. The lines of the second gap
+// piece are stored in the same way, with its own costs. The score lines are stored as U = u - open - extend + kBias, so
+// X + V is x + v plus the bias. Substitution scores also include the bias. For scorings that Fits accepts, all values
+// are between 0 and 127, so signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
 /// Returns true for scorings whose biased differences fit into a byte. The second gap piece must cost less from some
@@ -67,7 +67,7 @@ struct StripConstants {
     Register zero;
     Register unreachable;    // U and V of a cell that no path reaches; also added to a biased score, so that U and V,
                              // computed as differences from it, have their bias.
-    Register substitutions;  // The score of two letters, indexed by their XOR: 0 for a match.
+    Register substitutions;  // The biased score of two letters, indexed by their XOR, which is 0 for a match.
     Register open, open2;
     Register second_more;  // How much more a gap of one base costs in the second piece.
 };
@@ -195,7 +195,8 @@ private:
         }
     }
 
-    // Target position 0 gets deletions from the border, and the cell with query letter 0 gets insertions from it.
+    // Target position 0 gets deletions from the border, and the cell with query position 0 gets
+    // insertions from it.
     TAVIK_INLINE void EnterBorder(int r, int base) {
         const auto border = Lanes::All(BiasedBorder(scoring, r));
         TAVIK_UNROLL

@@ -49,12 +49,12 @@ def become_nobody():
 
 
 def limit_file_size(size=20000):
-    """Makes writes beyond `size` bytes fail, as on a full disk."""
+    """Makes writes beyond `size` bytes fail (File too large)."""
     resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 class AlignerTest(unittest.TestCase):
-    """Gives each test its own work folder. Every failed comparison shows the command lines that led to it."""
+    """Gives each test its own work folder. A failed assertEqual shows the command lines before it and their messages."""
 
     maxDiff = None
 
@@ -144,7 +144,7 @@ def fasta(records):
 
 
 def ids(lines):
-    """Returns the first columns without repeated neighbours: supplementary records follow a read's first record."""
+    """Returns the first columns, with adjacent repeats removed: supplementary records follow a read's first record."""
     columns = [line.split("\t")[0] for line in lines]
     return [name for i, name in enumerate(columns) if i == 0 or columns[i - 1] != name]
 
