@@ -7,6 +7,7 @@
 #include <boost/iostreams/filtering_stream.hpp>
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "checks/library_warnings.h"
@@ -21,12 +22,19 @@ std::shared_ptr<const GzipText> GzipText::Of(const std::string& path, std::uint6
         return nullptr;
     }
     const std::shared_ptr<GzipText> text(new GzipText(descriptor));
-    // Without /proc, the text has no path.
-    return text->Fill(path, most) && ::access(text->Path().c_str(), R_OK) == 0 ? text : nullptr;
+    return text->Fill(path, most) && text->HasPath() ? text : nullptr;
 }
 
 std::string GzipText::Path() const {
     return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(file.Get());
+}
+
+// Without /proc, the text has no path. In the /proc of another PID namespace, its path may lead to another file.
+bool GzipText::HasPath() const {
+    struct stat own {
+    }, found{};
+    return ::fstat(file.Get(), &own) == 0 && ::stat(Path().c_str(), &found) == 0 && own.st_dev == found.st_dev &&
+           own.st_ino == found.st_ino;
 }
 
 bool GzipText::Fill(const std::string& path, std::uint64_t most) {

@@ -24,6 +24,7 @@ public:
 
 private:
     explicit GzipText(int descriptor) : file(descriptor) {}
+    bool HasPath() const;
     bool Fill(const std::string& path, std::uint64_t most);
 
     const Common::FileDescriptor file;

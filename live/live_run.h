@@ -53,6 +53,7 @@ private:
     FileOutcome::Kind RunRound(const std::vector<RoundFile>& files);
     int Align(const Round& round);
     void Take(const Round& round, Outcome& outcome);
+    void CheckTexts(const Round& round, const Outcome& outcome);
     void CheckStart(const Round& round, const Outcome& outcome);
     void TakeLosses(const Round& round, const Outcome& outcome);
     void CheckReference() const;
@@ -90,7 +91,8 @@ private:
     std::string last_look_error;
     double bytes_per_second = 0;                                     // Speed of the last round; see Work.
     double largest_round = std::numeric_limits<double>::infinity();  // In bytes; limited after a full disk.
-    int failed_starts = 0;  // Consecutive rounds in which the aligner began no file.
+    bool decompresses_once = true;  // False once files that were decompressed for the aligner were not aligned.
+    int failed_starts = 0;          // Consecutive rounds in which the aligner began no file.
     RunFigures figures;
 };
 

@@ -122,7 +122,8 @@ std::vector<RoundFile> LiveRun::NextRound() {
     if (!again.empty()) {
         round = {again.front()};
     }
-    if (std::any_of(round.begin(), round.end(), [](const auto& one) { return IsCompressed(one.name); })) {
+    if (decompresses_once && again.empty() &&
+        std::any_of(round.begin(), round.end(), [](const auto& one) { return IsCompressed(one.name); })) {
         Meanwhile("decompressing", [&round] { DecompressOnce(round); });
     }
     // Files that were chosen first may be renamed or changed while others are read.
@@ -278,6 +279,7 @@ int LiveRun::Align(const Round& round) {
 
 void LiveRun::Take(const Round& round, Outcome& outcome) {
     const auto& list = round.Files();
+    CheckTexts(round, outcome);
     if (!was_away) {
         CheckStart(round, outcome);
     }
@@ -307,6 +309,16 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
         WritePage();
     }
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
+}
+
+// The aligner cannot read the texts if it runs in a container of its own, and is killed if it shares with them a limit
+// of memory. From then on, it reads the gzip files themselves.
+void LiveRun::CheckTexts(const Round& round, const Outcome& outcome) {
+    for (std::size_t i = 0; i < round.Files().size(); ++i) {
+        if (round.Files()[i].text && outcome.files[i].kind != Kind::kept) {
+            decompresses_once = false;
+        }
+    }
 }
 
 // Throws if the aligner seems unable to work at all: it began no file and ended with the status of a wrong reference or

@@ -113,13 +113,18 @@ void Outcome::BlameFiles() {
 void DecompressOnce(std::vector<RoundFile>& files) {
     constexpr std::uint64_t kMostMemory = std::uint64_t{256} << 20U;
     constexpr std::uint64_t kMostRatio = 3;  // That of reads is about 2.
+    // Each text takes a file descriptor, of which a process may have only 1024.
+    std::size_t left = 32;
     std::uint64_t used = 0;
     for (auto& file : files) {
-        if (Common::HasReadFileExtension(file.path) || file.stamp.size * kMostRatio > kMostMemory - used) {
+        if (left == 0 || Common::HasReadFileExtension(file.path) || file.stamp.size * kMostRatio > kMostMemory - used) {
             continue;
         }
         file.text = GzipText::Of(file.path, kMostMemory - used);
-        used += file.text ? file.text->Size() : 0;
+        if (file.text) {
+            used += file.text->Size();
+            --left;
+        }
     }
 }
 

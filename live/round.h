@@ -23,7 +23,7 @@ struct RoundFile {
     std::shared_ptr<const GzipText> text{};
 };
 
-/// Decompresses the gzip files of a round into at most 256 MiB of memory, so that the aligner and the check need
+/// Decompresses up to 32 gzip files of a round into at most 256 MiB of memory, so that the aligner and the check need
 /// not each decompress them. Files that do not fit, and files with faults, get no text.
 void DecompressOnce(std::vector<RoundFile>& files);
 

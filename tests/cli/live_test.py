@@ -7,6 +7,7 @@ import gzip
 import os
 import random
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -315,6 +316,26 @@ for sam in out.glob("*.sam"):
         self.assertEqual(errors[0], "b.fastq.gz: Ignored 3 bytes after the end of the gzip data in b.fastq.gz; it is tried once more")
         self.assertRegex(self.folder.joinpath("links").read_text(), f"^/proc/[0-9]+/fd/[0-9]+\n{self.reads}/b.fastq.gz\n")
         self.assert_same_reads()
+
+    def test_gzip_files_whose_text_the_aligner_cannot_use_are_read_themselves(self):
+        for name in "ab":
+            self.reads.joinpath(f"{name}.fastq.gz").write_bytes(gzip.compress(records(name, 2)))
+        # The aligner may be killed when memory is short, or may not see the /proc of this process.
+        for failure in ("kill -9 $$", "for link in *; do ln -sfn /missing $link; done"):
+            aligner = self.script(f"cd '{self.out}/.live/round/reads'", f"if readlink * | grep -q ^/proc; then {failure}; fi",
+                                  "exec {aligner} \"$@\"")
+            self.live("--until-idle", "0", "--aligner", aligner)
+            self.assert_same_reads()
+            shutil.rmtree(self.out)
+
+    def test_more_gzip_files_than_file_descriptors_are_aligned(self):
+        for number in range(100):
+            self.reads.joinpath(f"{number}.fastq.gz").write_bytes(gzip.compress(records(f"r{number}_", 1)))
+        limits = resource.getrlimit(resource.RLIMIT_NOFILE)
+        resource.setrlimit(resource.RLIMIT_NOFILE, (80, limits[1]))
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_NOFILE, limits)
+        self.assertEqual(self.live("--until-idle", "0"), [])
+        self.assertEqual(len(self.rows()), 100)
 
 
 class Machine(LiveTest):
