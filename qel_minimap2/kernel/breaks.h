@@ -29,7 +29,8 @@ TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
 }
 
 /// Counts the breaks of sequences that have only bases, for the diagonals i - j from `first` on, which the lengths of
-/// the sequences put near the middle. Returns 0 when there is no memory.
+/// the sequences put near the middle: the band of these diagonals must be able to prove a path (see Band), which also
+/// limits the difference of the lengths. Returns 0 when there is no memory.
 inline int CountBreaks(const PaddedSequences& sequences, int first) {
     constexpr int kRegisters = kBreakRange / Lanes::kWidth;
     constexpr int kBeside = 256;  // Places before and after the target's own. Padding may equal bases and hide breaks.

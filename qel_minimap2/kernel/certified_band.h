@@ -30,8 +30,9 @@ namespace {
 //   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
 //       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
-//       U. If U is too high, breaks.h lowers it: stretches of the query that the target does not have cost each path
-//       further gaps or mismatches.
+//       U. If U is too high, breaks.h lowers it for paths that stay within its range of diagonals: stretches of the
+//       query that the target does not have there cost each such path further gaps or mismatches. Paths that leave
+//       this range have the bound of the range as a band.
 //   (3) If P > U, every optimal path lies in the band. All optimal paths into each cell of an optimal path do so too:
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
@@ -44,7 +45,8 @@ namespace {
 /// The band of a strip, and what the band can prove.
 struct Band {
     int base;        // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
-    int provable;    // A path is proven optimal if its loss (see BandOutcome) is below this; negative: none is.
+    int provable;    // A path is proven optimal without breaks if its loss (see BandOutcome) is below this; negative:
+                     // none is.
     int insertions;  // A path that leaves the band inserts at least as many query bases.
 };
 

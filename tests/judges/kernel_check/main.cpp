@@ -31,9 +31,12 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
     Tests::ChainFigures joined;
     while (figures.calls < wanted) {
         const auto count = std::min(wanted - figures.calls, 100000L);
-        Judge(Tests::CompareWithMinimap2(kernels, calls, count - 2 * (count / 3), figures));
-        Judge(Tests::CompareWithMinimap2(kernels, attacks, count / 3, figures));
-        Judge(Tests::CompareWithMinimap2(kernels, ends, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(
+            kernels, [&] { return calls.Next(); }, count - 2 * (count / 3), figures));
+        Judge(Tests::CompareWithMinimap2(
+            kernels, [&] { return attacks.Next(); }, count / 3, figures));
+        Judge(Tests::CompareWithMinimap2(
+            kernels, [&] { return ends.Next(); }, count / 3, figures));
         Judge(Tests::CompareSorting(anchors, count));
         Judge(Tests::CompareChaining(kernels, anchors, count, chained));
         Judge(Tests::CompareJoining(kernels, anchors, count, joined));

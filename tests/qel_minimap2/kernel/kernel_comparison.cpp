@@ -219,14 +219,15 @@ AlignmentCall RandomCalls::Next() {
             flags};
 }
 
-std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels, RandomCalls& calls, long count,
+std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels,
+                                const std::function<qel_minimap2::kernel::AlignmentCall()>& next, long count,
                                 ComparisonFigures& figures) {
     std::string difference;
     while (count > 0 && difference.empty()) {
         Result expected;
         Result actual;
         for (int again = 0; again < 4 && count > 0 && difference.empty(); ++again, --count) {
-            const auto call = calls.Next();
+            const auto call = next();
             CallMinimap2(call, expected);
             ++figures.calls;
             if (!kernels.align(call, actual)) {

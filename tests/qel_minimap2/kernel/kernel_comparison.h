@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,10 +52,11 @@ struct ComparisonFigures {
     long with_cigar = 0;
 };
 
-/// Calls our function and minimap2's `count` times. Four successive calls share a result object, because minimap2
-/// reuses it. Returns a description of the first difference in a field that minimap2 reads, in the CIGAR or in its
-/// allocated length; empty if there is none.
-std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels, RandomCalls& calls, long count,
+/// Calls our function and minimap2's `count` times, each time with the call that `next` returns. Four successive calls
+/// share a result object, because minimap2 reuses it. Returns a description of the first difference in a field that
+/// minimap2 reads, in the CIGAR or in its allocated length; empty if there is none.
+std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels,
+                                const std::function<qel_minimap2::kernel::AlignmentCall()>& next, long count,
                                 ComparisonFigures& figures);
 
 }  // namespace Tests
