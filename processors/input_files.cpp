@@ -1,5 +1,7 @@
 #include "processors/input_files.h"
 
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
 
 #include "common/logging/record.h"
