@@ -14,17 +14,17 @@ namespace {
 // Shorter gaps are not faster in strips than in the general kernel, which needs less preparation.
 constexpr int kShortestForStrips = 24;
 
-// How much less this thread's recent paths scored than a path of matches alone. They choose the width that is tried
-// first, so they change the time of a call but never its result.
+// How much less this thread's recent paths scored than a path of matches alone, apart from the gap that a difference in
+// length requires. These averages decide which widths are tried, so they change a call's time but never its result.
 struct RecentLoss {
     double per_base = 0.5;
-    double per_break = 7;  // Predicts better, but breaks must be counted first.
+    double per_break = 7;  // A better predictor, but the breaks must be counted first.
 
     int Expected(int length, int breaks) const {
-        // Without breaks slightly more, because a strip that is too narrow costs a second attempt.
+        // Without breaks, the estimate is slightly high, because a strip that is too narrow costs a second attempt.
         return static_cast<int>(breaks > 0 ? per_break * breaks : per_base * length * 1.15 + 24);
     }
-    // Moving averages over some ten calls.
+    // Updates moving averages over about ten calls.
     void Learn(int loss, int length, int breaks) {
         per_base += (static_cast<double>(loss) / length - per_base) * 0.1;
         if (breaks > 0) {
@@ -55,13 +55,13 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
          {Attempt{32, &TryBand<kPer32, kTrace>}, Attempt{64, &TryBand<2 * kPer32, kTrace>},
           Attempt{96, &TryBand<3 * kPer32, kTrace>}, Attempt{128, &TryBand<4 * kPer32, kTrace>},
           Attempt{192, &TryBand<6 * kPer32, kTrace>}, Attempt{256, &TryBand<8 * kPer32, kTrace>}}) {
-        // If the longer sequence is at most twice as long as the shorter one, such a band has at least as many cells as
-        // the complete matrix.
+        // If the longer sequence is at most twice as long as the shorter one, a band of this width has at least as many
+        // cells as the complete matrix.
         if (width * 3 > shorter * 2) {
             return false;
         }
         const Band band = BandOf(call, scoring, width);
-        // The first look may count the breaks, and the second one then expects another loss.
+        // The first call may count the breaks; the second call then expects a different loss.
         if (!is_expected_in(band) && !is_expected_in(band)) {
             continue;
         }
@@ -123,7 +123,7 @@ bool IsShortExtension(const AlignmentCall& call) {
 template <bool kBanded>
 bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSequences& sequences, int band,
                     ksw_extz_t& result) {
-    if constexpr (kBanded) {  // With a band limit, the zeros that minimap2 reads after the sequences matter.
+    if constexpr (kBanded) {  // With a band limit, results depend on zeros that minimap2 reads past the ends.
         sequences.Pad<Lines::kPadding>(0, 0);
     }
     const auto run = [&]<Trace kTrace>() {
@@ -151,8 +151,8 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     PaddedSequences sequences;
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
-    // minimap2 fills gaps with a band at least as wide as the longer sequence is long. Gap-filling calls with a
-    // narrower band do not occur, so they are left to minimap2.
+    // With the preset map-ont, minimap2 fills a gap with a band limit of at least the longer sequence's length. Gaps
+    // with a lower limit do not occur, so they are left to minimap2.
     if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX)) || !sequences.Prepare(call)) {
         return false;
     }

@@ -4,7 +4,7 @@
 
 #include "qel_minimap2/kernel/intrinsics.h"
 
-/// For functions that the kernels' loops call, because a real call would spill every register.
+/// Inlines functions that the kernels' loops call. A real call would spill every register.
 #define TAVIK_INLINE inline __attribute__((always_inline))
 #ifdef __clang__
 #define TAVIK_UNROLL _Pragma("unroll")
@@ -127,8 +127,8 @@ struct Words {
 #else
         const __m128i eight = a;
 #endif
-        // The instruction finds the least unsigned number. The XOR reverses the order of signed numbers and makes them
-        // unsigned.
+        // The instruction finds the least unsigned number. The XOR converts signed numbers to unsigned ones in reverse
+        // order.
         const __m128i least = _mm_minpos_epu16(_mm_xor_si128(eight, _mm_set1_epi16(INT16_MAX)));
         return static_cast<std::int16_t>(_mm_cvtsi128_si32(least) ^ INT16_MAX);
     }

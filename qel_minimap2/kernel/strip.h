@@ -14,17 +14,17 @@ namespace {
 //
 // For x, y, u and v, see general_kernel.h. The gap lines are stored as X = x + open + extend, which is never negative.
 // A saturating unsigned subtraction can therefore reset a gap that is too expensive to 0. The lines of the second gap
-// piece are stored in the same way, with its own costs. The score lines are stored as U = u - open - extend + kBias, so
-// X + V is x + v plus the bias. Substitution scores also include the bias. For scorings that Fits accepts, all values
-// are between 0 and 127, so signed and unsigned comparisons agree.
+// piece are stored in the same way, with its own costs. The score lines are stored as U = u - open - extend + kBias and
+// V = v - open - extend + kBias, so X + V is x + v plus the bias. Substitution scores also include the bias. For
+// scorings that Fits accepts, all values are between 0 and 127, so signed and unsigned comparisons agree.
 inline constexpr int kBias = 64;
 
 /// Returns true for scorings whose biased differences fit into a byte. The second gap piece must cost less from some
-/// length on: minimap2's border then costs the same as a gap, which is a condition of the proof in certified_band.h. A
-/// mismatch must not cost more than two gaps of one base, because otherwise minimap2 aligns nothing.
+/// length on: minimap2's border then costs the same as a gap, which is a condition of the proof in certified_band.h. No
+/// pair of letters may cost more than two gaps of one base, because minimap2 refuses to align with such scores.
 inline bool Fits(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    // The lowest value that a cell can have. It must not become negative when a gap is opened.
+    // The lowest biased value of a cell. It must not become negative when a gap is opened.
     const int lowest = kBias + s.mismatch;
     return gap <= gap2 && s.extend > s.extend2 && gap + gap2 <= 56 && s.match > 0 && s.match <= 20 &&
            s.mismatch >= -40 && s.mismatch < s.match && s.any <= s.match && -Smaller(s.mismatch, s.any) <= 2 * gap &&
@@ -65,11 +65,11 @@ struct StripConstants {
     }
 
     Register zero;
-    Register unreachable;    // U and V of a cell that no path reaches; also added to a biased score, so that U and V,
-                             // computed as differences from it, have their bias.
+    Register unreachable;    // U and V of a cell that no path reaches. Added to a cell's biased value, it corrects the
+                             // bias of the new U and V.
     Register substitutions;  // The biased score of two letters, indexed by their XOR, which is 0 for a match.
     Register open, open2;
-    Register second_more;  // How much more a gap of one base costs in the second piece.
+    Register second_more;  // How much more a gap of one base costs in the second piece than in the first.
 };
 
 /// The six difference lines of a register of cells.
@@ -135,9 +135,9 @@ TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register
     score = Lanes::Select(at, border, score);
 }
 
-/// How a strip moves from one row to the next. `none`: this is its first row. `up`: the strip stays at its target
-/// positions, so values from the position before move up by one lane. `down`: the strip moves by one target position,
-/// so values from the same position move down by one lane.
+/// How a strip moves from one row to the next. `none`: this is the strip's first row. `up`: the strip stays at its
+/// target positions, so values from the position before move up by one lane. `down`: the strip moves by one target
+/// position, so values from the same position move down by one lane.
 enum class Shift { none, up, down };
 
 /// The difference lines for N registers of neighbouring target positions. They stay in registers from row to row.
@@ -195,8 +195,7 @@ private:
         }
     }
 
-    // Target position 0 gets deletions from the border, and the cell with query position 0 gets
-    // insertions from it.
+    // Deletions enter from the border at target position 0, and insertions at query position 0.
     TAVIK_INLINE void EnterBorder(int r, int base) {
         const auto border = Lanes::All(BiasedBorder(scoring, r));
         TAVIK_UNROLL

@@ -13,8 +13,8 @@ namespace {
 enum class Trace { none, left, right };
 
 // The direction byte of a cell. The lowest three bits show from which candidate its best score came. Each of the next
-// four bits shows that extending a gap into the next cell is preferred to opening one. The numbers are minimap2's; odd
-// candidates are deletions.
+// four bits, if set, shows that extending a gap into the next cell is preferred to opening one. The numbers are
+// minimap2's; odd candidates are deletions.
 inline constexpr int kFromDiagonal = 0;
 inline constexpr int kFromDeletion = 1;
 inline constexpr int kFromInsertion = 2;
@@ -75,8 +75,8 @@ public:
         return true;
     }
 
-    /// Returns the score of a path from the first cell to the last. Only with kMayHaveAny may the sequences have the
-    /// letter that means any base.
+    /// Returns the score of the path, which must lead from the first cell to the last. Only with kMayHaveAny may the
+    /// sequences have the letter that means any base.
     template <bool kMayHaveAny>
     int Score(const AlignmentCall& call, const Scoring& scoring) const {
         int score = 0;
