@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// Without HAVE_KALLOC, ksw2.h replaces the functions of minimap2's allocator by those of the C library.
+// Without HAVE_KALLOC, ksw2.h replaces the functions of minimap2's allocator with those of the C library.
 #ifndef HAVE_KALLOC
 #define HAVE_KALLOC
 #endif
@@ -17,7 +17,7 @@ namespace qel_minimap2::kernel {
 /// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
 /// target position and j a query position. Anti-diagonal r has the cells with i + j = r.
 struct AlignmentCall {
-    void* pool;  ///< The allocator of the CIGAR.
+    void* pool;  ///< The kalloc pool of the CIGAR; null for malloc.
     int query_length;
     const std::uint8_t* query;
     int target_length;
@@ -27,11 +27,11 @@ struct AlignmentCall {
     int open, extend;           ///< A gap of n bases costs min(open + n * extend, open2 + n * extend2).
     int open2, extend2;
     int band;       ///< Only cells with |i - j| <= band are computed; negative: no limit.
-    int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: it never does.
-    int end_bonus;  ///< Added to the score of the best end of the query before it is compared with the best score.
+    int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: no limit.
+    int end_bonus;  ///< Added to the score of the best end of the query for the comparison with the best score.
     int flags;      ///< KSW_EZ_*.
 
-    // Inlined, because objects of all widths contain it: see lanes.h.
+    // Always inlined, because the code for each width of registers contains it; see lanes.h.
     __attribute__((always_inline)) bool Has(int flag) const { return (flags & flag) != 0; }
 };
 
@@ -58,8 +58,7 @@ inline int GapCost(const Scoring& s, int length) {
     return first < second ? first : second;
 }
 
-/// Returns how the score changes along the matrix's border, where the only path is a gap, from a gap of r bases to one
-/// of r + 1 bases.
+/// Returns the change of the score when the only path along the matrix's border, a gap, grows from r to r + 1 bases.
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }

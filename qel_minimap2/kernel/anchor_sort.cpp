@@ -6,12 +6,12 @@
 
 // minimap2 sorts by one byte of the key after the other, from the highest to the lowest. It exchanges elements in place
 // until each is in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by
-// insertion. The result depends only on the keys and their order. It is therefore the same if
-// - a byte that is the same in all keys is skipped: it has one bin and needs no exchange;
-// - a small bin is sorted by another stable method, because insertion is stable.
+// insertion. The result depends only on the keys and their order. It therefore stays the same if
+// - a byte that is the same in all keys is skipped: all elements share its bin, so none is exchanged;
+// - a small bin is sorted by another stable method, because insertion sort is stable.
 //
 // Exchanges change the order of equal keys, which are frequent: a k-mer that the read repeats has anchors at the same
-// reference positions each time. Larger bins are therefore sorted by exactly minimap2's exchanges.
+// reference positions each time. Larger bins are therefore sorted with exactly minimap2's exchanges.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -48,8 +48,8 @@ void InsertByKey(Element* begin, Element* end) {
     Insert(begin, end, [](const Element& element) { return KeyOf(element); });
 }
 
-// Turns keys into short numbers with the same order. The highest bit, which is the strand, moves to the place above the
-// other differing bits. The bits between, which are the same in all keys, are dropped.
+// Turns keys into short numbers with the same order. The highest bit, which is an anchor's strand, moves to the place
+// above the other differing bits. The bits in between, which are the same in all keys, are dropped.
 class ShortKeys {
 public:
     explicit ShortKeys(std::uint64_t differing) {
@@ -68,7 +68,7 @@ private:
     std::uint64_t mask;
 };
 
-// Sorts a small bin and keeps the order of equal keys, because the lowest bits of each number are its anchor's place.
+// Sorts a small bin and keeps the order of equal keys, because the lowest bits of each number are its element's place.
 template <typename Element>
 void SortAtOnce(Element* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
@@ -129,7 +129,7 @@ void SortFrom(Element* begin, Element* end) {
     }
     const auto differing = DifferingBits(begin, end);
     if (differing == 0) {
-        return;  // Neither insertion nor exchanges move equal keys.
+        return;  // If all keys are equal, minimap2 moves no element.
     }
     if (const auto count = static_cast<std::size_t>(end - begin); count <= kInserted) {
         if (const ShortKeys keys(differing); keys.fits) {

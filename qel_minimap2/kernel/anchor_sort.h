@@ -7,11 +7,11 @@
 
 namespace qel_minimap2::kernel {
 
-/// Sorts by x. Equal keys get the order in which minimap2's radix_sort_128x leaves them; that sort is not stable. Any
-/// thread.
+/// Sorts by x. Anchors with equal x get the order in which minimap2's radix_sort_128x leaves them; that sort is not
+/// stable. Any thread.
 void SortAnchors(mm128_t* begin, mm128_t* end);
 
-/// Sorts numbers by their upper halves in the same way as SortAnchors. Any thread.
+/// Sorts numbers by their upper 32 bits in the same way as SortAnchors. Any thread.
 void SortByUpperHalf(std::uint64_t* begin, std::uint64_t* end);
 
 /// Sorts `count` numbers. `other` is scratch memory for `count` numbers. Numbers that differ only in their lowest

@@ -19,20 +19,20 @@
 // base_alignment.cpp chooses one of four methods for each call:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
-//     that leave the band, which breaks.h makes lower if necessary. Widths that are probably too narrow, according to
+//     that leave the band, which breaks.h lowers if necessary. Widths that are probably too narrow, according to
 //     recent calls, are skipped. Strips wider than two thirds of the shorter sequence are not tried.
 //  2. checkpointed_sweep.h: if no path found is proven optimal, the complete matrix is computed, and every 64th row is
-//     kept. The trace back computes a corner of the rows between two kept ones again, 4 KB at a time.
+//     kept. The trace back computes the cells that it needs between two kept rows again, 64 by 64 at a time.
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and
-//     gaps with fewer than 24 bases in a sequence, for which preparing a strip costs more than it saves.
+//     gaps with fewer than 24 bases in either sequence, for which preparing a strip costs more than it saves.
 //
 // All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and trace paths back
 // with trace_back.h. strip.h computes cells for the first three methods. maximum.h finds the best score for the fourth
 // method, and the end of the path for the last two.
 //
-// KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best one. With KSW_EZ_EXTZ_ONLY, the path ends
+// KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best score. With KSW_EZ_EXTZ_ONLY, the path ends
 // at the best end of the query if that end scores well enough. KSW_EZ_RIGHT places gaps as far right as possible;
 // without it, they are placed as far left as possible. KSW_EZ_REV_CIGAR orders the operations from last to first. Calls
 // with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps a read

@@ -11,14 +11,15 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// A break is a stretch of the query that the target has on none of a range of diagonals. A path within this range has
-// a mismatch or a gap in each break: a deletion between two of its bases, or an insertion of some of them.
+// A break is a stretch of the query that the target has on none of a range of diagonals. In each break, a path within
+// this range has a mismatch, a deletion between two bases of the break, or an insertion of some of these bases.
 
 inline constexpr int kBreakRange = 192;  // Diagonals.
 inline constexpr int kShortestBreak = 4;
-inline constexpr int kBetweenBreaks = 2;  // At least as many bases lie between two breaks.
+inline constexpr int kBetweenBreaks = 2;  // At least this many bases lie between two breaks.
 
-/// In each lane four bases, 2 bits each. The highest two are those of `last`, the next ones lie `step` letters before.
+/// Returns four bases in each lane, 2 bits each. The highest bits are the base at `last`; each following base lies
+/// `step` letters before the previous base.
 TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
     Register bases = Lanes::Load(last);
     for (int n = 1; n < kShortestBreak; ++n) {
@@ -28,12 +29,12 @@ TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
     return bases;
 }
 
-/// Counts the breaks of sequences that have only bases, for the diagonals i - j from `first` on, which the lengths of
-/// the sequences put near the middle: the band of these diagonals must be able to prove a path (see Band), which also
-/// limits the difference of the lengths. Returns 0 when there is no memory.
+/// Counts the breaks for the kBreakRange diagonals i - j from `first` on. The sequences must have only bases. The band
+/// of these diagonals must be able to prove a path (see Band), so the diagonals reach at most kBeside places beyond the
+/// target. Returns 0 if there is no memory.
 inline int CountBreaks(const PaddedSequences& sequences, int first) {
     constexpr int kRegisters = kBreakRange / Lanes::kWidth;
-    constexpr int kBeside = 256;  // Places before and after the target's own. Padding may equal bases and hide breaks.
+    constexpr int kBeside = 256;  // Places of padding on each side. Padding may equal bases, which only hides breaks.
     const int query_length = static_cast<int>(sequences.query_length);
     const int target_size = static_cast<int>(sequences.target_length) + 2 * kBeside;
     auto* const target = ScratchMemory(Scratch::lines, static_cast<std::size_t>(target_size + query_length) + 64);
@@ -50,7 +51,7 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
     const std::uint8_t* const opposite = target + kBeside + first;
     int count = 0;
     for (int at = 0; true; at += kShortestBreak - 1 + kBetweenBreaks) {
-        Register equal[kRegisters];  // Diagonals on which all bases so far are equal.
+        Register equal[kRegisters];  // Diagonals on which all bases of the stretch so far are equal.
         for (auto& e : equal) {
             e = Lanes::All(-1);
         }
@@ -72,14 +73,15 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
     }
 }
 
-/// How much a path loses at least that has an edit in each of `breaks` and inserts `insertions` query bases or more,
-/// in addition to these insertions in one gap and the deletions that they force in another one.
+/// Returns the least that a path loses beyond the costs of two gaps: one gap with `insertions` query bases, and one
+/// with the deletions that these force. The path has an edit in each of `breaks` breaks and inserts `insertions` bases
+/// or more.
 ///
-/// Each further gap or mismatch costs `price` or more, compared with these gaps, but an insertion of several bases may
-/// lie in several breaks. Only the longest one need lie in more than two, since a gap's cost is concave: another one
-/// can leave all but the bases from one break to the next to the longest. For the same reason the bound is the lower
-/// one of two extremes: all insertions in one gap, or all in gaps that just reach from one break to the next. More
-/// insertions, each with a deletion, cost `price` or more.
+/// Each further gap or mismatch costs `price` or more, but one insertion of several bases may lie in several breaks.
+/// Because the cost of a gap is concave, only the longest insertion needs to lie in more than two breaks: any other can
+/// give the longest all its bases except those from one break to the next. For the same reason, the bound is the lower
+/// of two extremes: all insertions in one gap, or all in gaps that just reach from one break to the next. Each inserted
+/// base above `insertions` needs another deleted base, and such a pair costs `price` or more.
 inline int LossByBreaks(const Scoring& s, int breaks, int insertions) {
     constexpr int kPeriod = kShortestBreak + kBetweenBreaks;
     constexpr int kReaching = kBetweenBreaks + 2;  // Bases.

@@ -19,8 +19,8 @@ namespace {
 //
 // minimap2 fills the gap between two anchors with a band that excludes no cell, and uses only the score of the last
 // cell and the CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The
-// recurrence is therefore computed for a strip of N registers that moves along this diagonal. The cells of all its
-// positions are the band.
+// recurrence is therefore computed for a strip of N registers that moves along this diagonal. The cells that the strip
+// covers are the band.
 //
 // Proof that the result is minimap2's. A cell of the band is computed from cells of the band, from the border, and from
 // "unreachable" values that replace cells outside the band. The computed value is therefore never above the cell's true
@@ -30,15 +30,15 @@ namespace {
 //   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
 //       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
-//       U. If U is too high, breaks.h lowers it for paths that stay within its range of diagonals: stretches of the
-//       query that the target does not have there cost each such path further gaps or mismatches. Paths that leave
-//       this range have the bound of the range as a band.
-//   (3) If P > U, every optimal path lies in the band. All optimal paths into each cell of an optimal path do so too:
+//       U. If U is too high, breaks.h lowers it for paths that stay within a range of diagonals: stretches of the
+//       query that the target does not have there cost each such path further gaps or mismatches. For paths that
+//       leave this range, U is the bound for a band with the diagonals of the range.
+//   (3) If P > U, every optimal path lies in the band. So do all optimal paths into each cell of an optimal path:
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
-//       other candidate is below the maximum in both. So the direction chosen at each cell, ties included, is
-//       minimap2's. This is also true for the decision whether a gap is extended, because it compares two paths into
-//       the next cell of an optimal path.
+//       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
+//       included, is minimap2's. This is also true for the decision whether a gap is extended, because it compares two
+//       paths into the next cell of an optimal path.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
 // U.
 
@@ -46,8 +46,8 @@ namespace {
 struct Band {
     int base;        // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
     int provable;    // A path is proven optimal without breaks if its loss (see BandOutcome) is below this; negative:
-                     // none is.
-    int insertions;  // A path that leaves the band inserts at least as many query bases.
+                     // no path is.
+    int insertions;  // A path that leaves the band inserts at least this many query bases.
 };
 
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
@@ -57,22 +57,22 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     // quotient is rounded down, even if it is negative.
     Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1, 0};
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
-    // band. The diagonal below the band, 2 - 2 * base insertions from the first cell, is as far from it as `above` is
+    // band. The diagonal below the band is 2 - 2 * base insertions from the first cell. That is as far as `above` is
     // from the last cell, or up to three bases farther, because base is rounded down. So a path that leaves the band
     // below never has the higher bound.
     const int above = 2 * band.base + 2 * width - 1;
     if (above <= surplus || above <= 0) {
         return band;
     }
-    // A path through `above` deletes at least `above` target bases before it and inserts at least `above - surplus`
-    // query bases after it.
+    // A path to `above` deletes at least `above` target bases, and from there to the last cell, it inserts at least
+    // `above - surplus` query bases.
     const int bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
     band.provable = s.match * Smaller(call.query_length, call.target_length) - bound;
     band.insertions = above - surplus;
     return band;
 }
 
-/// Bounds the paths of one call that leave a band.
+/// Bounds the scores of those paths of one call that leave a band.
 struct BandProof {
     const AlignmentCall& call;
     const Scoring& scoring;
@@ -99,7 +99,7 @@ struct BandProof {
 struct BandOutcome {
     bool proven;  // The path is optimal.
     bool traced;  // A path was found.
-    int loss;     // How much less the path scores than a path of only matches.
+    int loss;     // How much less the path scores than a path of matches alone.
 };
 
 /// Writes the directions of a strip for `rows` rows. Rows after the first are computed in pairs, so one more row may be

@@ -7,10 +7,10 @@
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 
-// minimap2 traces chains back in descending order of their scores. Each trace ends at an anchor of another traced chain
-// or at the start that gives the chain the best score. minimap2 traces everything twice, the first time to count the
-// anchors. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a tandem
-// repeat has millions of anchors, whose lists take most of the memory of a run.
+// minimap2 traces chains back in descending order of their scores. Each trace ends at an anchor of a chain traced
+// before or at the start that gives the chain the best score. minimap2 traces everything twice, the first time to count
+// the anchors. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a
+// tandem repeat has millions of anchors, whose lists take most of the memory of a run.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -37,7 +37,7 @@ public:
           numbers(reinterpret_cast<std::uint64_t*>(scored.scratch)),
           links(reinterpret_cast<std::uint32_t*>(scored.previous)) {}
 
-    /// Writes the anchors to `members`, chain by chain, and within a chain from the last anchor to the first.
+    /// Writes the anchors' numbers to `members`, chain by chain, and within a chain from the last anchor to the first.
     void Run() {
         std::size_t ends = 0;
         for (std::int64_t i = 0; i < count; ++i) {
@@ -58,8 +58,9 @@ public:
     }
 
     int member_count = 0;
-    /// The chains' scores and lengths, the chain traced last first. They overwrite the end of the sorted `numbers`,
-    /// which are read from the end. This is safe, because there are never more chains than numbers already read.
+    /// The chains' scores and numbers of anchors; the chain traced last comes first. They overwrite the end of the
+    /// sorted `numbers`, which are read from the end. This is safe, because there are never more chains than numbers
+    /// already read.
     std::uint64_t* chains = nullptr;
     int chain_count = 0;
 
@@ -89,9 +90,9 @@ private:
         return start == kNone ? score : score - scored.scores[start];
     }
 
-    // Returns the anchor before the first anchor of the chain that ends at `last`, or kNone. The choice gives the chain
-    // the highest score. The search ends at a traced anchor, or where the chain's score is below the highest one found
-    // by more than the band.
+    // Returns the anchor before the first anchor of the chain that ends at `last`, kNone if there is no anchor before,
+    // or `last` for an empty chain. The choice gives the chain the highest score. The search ends at a traced anchor,
+    // or where the chain's score is more than the band below the highest one found.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;

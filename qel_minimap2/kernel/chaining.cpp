@@ -10,8 +10,8 @@
 // chosen for a candidate tried before. Each skipped candidate raises a count, and each better one lowers it, but not
 // below 0. When the count exceeds `most_skipped`, the search ends early. Here the scores of a register of candidates
 // are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time; in reads with
-// repeats, this is most of them. The others are tried one by one in minimap2's order, so
-// the search ends where minimap2's search ends.
+// repeats, most candidates are. The others are tried one by one in minimap2's order, so the search ends where
+// minimap2's search ends.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -71,7 +71,7 @@ private:
             if (highest < 0 || IsBeyond(i, highest, reference_distance)) {
                 highest = HighestScore(first, i);
             }
-            // A search that ended early may have missed the highest-scoring anchor.
+            // The search may have ended before the highest-scoring anchor.
             if (highest >= 0 && highest < last) {
                 Try(i, highest, 1, best);
             }

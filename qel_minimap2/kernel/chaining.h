@@ -21,7 +21,7 @@ struct Chains {
 /// The parameters that chaining and joining share.
 struct ChainScoring {
     int band;                        ///< The largest distance between the diagonals of two neighbours in a chain.
-    int most_skipped;                ///< A search ends early after more skipped candidates (see chaining.cpp).
+    int most_skipped;                ///< A search ends early if more candidates are skipped (see chaining.cpp).
     int least_anchors, least_score;  ///< Chains with fewer anchors or a lower score are dropped.
     float gap_penalty, skip_penalty;
 };
@@ -31,12 +31,12 @@ struct ChainScoring {
 struct ChainCall {
     /// The largest distances between neighbours in a chain, in bases. If the band is larger, the band is used instead.
     int reference_distance, read_distance;
-    int most_tried;  ///< The most anchors that are tried before each anchor.
+    int most_tried;  ///< The most anchors that a search tries, besides the highest-scoring one in reach.
     ChainScoring scoring;
 };
 
-/// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor with the
-/// lowest penalty of all in reach or the best one of those that are near.
+/// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor in reach
+/// with the lowest penalty or the best near anchor.
 struct JoinCall {
     /// Anchors up to `distance` bases away, or up to the band if it is larger, are in reach. Anchors up to
     /// `near_distance` bases away are near. Near anchors are tried only if `near_distance` is above 0 and below the

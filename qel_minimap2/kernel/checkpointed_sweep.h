@@ -104,7 +104,7 @@ private:
         return copies != nullptr;
     }
 
-    // Returns a line of the copy after row (number + 1) * kRows - 1, from lane CopyBegin on.
+    // Returns a line of the copy after row (number + 1) * kRows - 1, from that row's CopyBegin on.
     std::uint8_t* CopyOf(int number, int line) const {
         const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1)) + 2 * std::size_t{kPadding};
         return copies + copy_offsets[number] + static_cast<std::size_t>(line) * size;
@@ -125,7 +125,7 @@ private:
     TAVIK_INLINE void ComputeRow(int r) {
         const int begin = RoundDown(FirstOf(r), kLanes);
         const int last_register = RoundDown(LastOf(r), kLanes);
-        // The lanes of the register before, or the border at the first position.
+        // The register before `begin`, or the border if `begin` is 0.
         StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes::All(BiasedBorder(scoring, r))};
         if (begin > 0) {
             before = LoadLanes(begin - kLanes);
@@ -135,7 +135,7 @@ private:
             ComputeLanes(t, query, before, LoadLanes(t));
         }
         StripLanes last = LoadLanes(last_register);
-        if (LastOf(r) == r) {  // This row has a cell with query letter 0.
+        if (LastOf(r) == r) {  // This row has a cell at query position 0.
             EnterGap(OnlyLane(r - last_register), Lanes::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);

@@ -24,25 +24,25 @@ namespace {
 // insertions. A row needs only the row before it, so its cells are independent of each other: cell (i, r-i) takes x and
 // v from lane i-1 and y and u from lane i of the lines after row r-1.
 //
-// Without a band limit, every lane that a cell reads was computed for a cell, so the width of the registers does not
-// matter. With a band limit, the width matters. minimap2 computes complete registers of 16 lanes. Lanes outside the
-// band are meaningless, but the cells at the band's edge read them in later rows. The banded form therefore writes
-// exactly the lanes that minimap2 writes: if the last register has 32 lanes and minimap2 computes 16 of them, only
-// these are stored. For the same reason, the banded form has a line of substitution scores like minimap2, which writes
-// 16 of them at a time from the first cell on. In lanes before the first cell and after the last score written,
-// minimap2 reads scores of earlier rows.
+// Without a band limit, every lane that a cell reads was computed for a cell or set to the border's value, so the width
+// of the registers does not matter. With a band limit, it does: minimap2 computes complete registers of 16 lanes, and
+// cells at the band's edge read meaningless lanes that were outside the band in an earlier row. The banded form
+// therefore writes exactly the lanes that minimap2 writes: if the last register has 32 lanes and minimap2 computes 16
+// of them, only these are stored. For the same reason, the banded form has a line of substitution scores, as minimap2
+// has. minimap2 writes 16 scores at a time from the first cell on; in the lanes before these scores and after them, it
+// reads scores of earlier rows.
 
 /// The number of lanes that minimap2 computes at once.
 inline constexpr int kHalfRegister = 16;
 
-/// The state of the matrix between two anti-diagonals, one byte per target position.
+/// The lines of the recurrence between two rows, one byte per target position.
 struct Lines {
     std::int8_t *u, *v, *x, *y, *x2, *y2, *substitution;
 
     static constexpr int kPadding = 64;
 
-    /// Returns false if there is no memory. Lanes are initialised only for a band: without one, their values do not
-    /// matter before they are computed.
+    /// Returns false if there is no memory. Lanes are initialised only with a band limit: without it, their values do
+    /// not matter before they are computed.
     template <bool kBanded>
     bool Prepare(const AlignmentCall& call, const Scoring& scoring) {
         const auto room = static_cast<std::size_t>(RoundDown(call.target_length + 63, 64)) + kPadding;
@@ -63,7 +63,7 @@ struct Lines {
     }
 };
 
-/// Registers that have one value of the scoring in every lane.
+/// Registers with the same number in every lane.
 struct Constants {
     explicit Constants(const Scoring& s)
         : open(Lanes::All(s.open)),
@@ -86,7 +86,7 @@ struct Constants {
     Register open, open2, open_extend, open_extend2, match, mismatch, any, any_letter, zero;
 };
 
-/// The register before the current one. Its highest lane moves into the current one.
+/// For each of three lines, the register before the current one, whose highest lane moves into the current one.
 struct RegisterBefore {
     Register x, v, x2;
 };
@@ -122,7 +122,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     offer(b, kFromInsertion);
     offer(a2, kFromDeletion2);
     offer(b2, kFromInsertion2);
-    // Like minimap2, limits lanes outside the band to the score of a match, which no cell exceeds.
+    // minimap2 limits all lanes to the score of a match. Only lanes outside the band can exceed it.
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {
@@ -249,7 +249,7 @@ private:
         int x2 = gap2;
         if (range.begin == 0) {
             v = BorderStep(scoring, r);
-        } else if (range.begin > begin_before) {  // Otherwise the row before did not compute that lane.
+        } else if (range.begin > begin_before) {  // Otherwise, the row before did not compute lane `begin - 1`.
             const int left = range.begin - 1;
             x = lines.x[left];
             v = lines.v[left];
@@ -304,7 +304,7 @@ private:
             end.target, end.query, [this](int target, int query) __attribute__((always_inline))->int {
                 const Range range = RangeOf(target + query);
                 if (kBanded && (target < range.begin || target >= range.end)) {
-                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside the band, gaps only.
+                    return target < range.begin ? kFromInsertion : kFromDeletion;  // Outside the band, a gap.
                 }
                 return DirectionsOf(target + query, range)[target];
             });

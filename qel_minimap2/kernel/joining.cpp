@@ -9,24 +9,24 @@
 #include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 processes the anchors in the order of their reference positions. It stores the anchors in reach in two trees
-// ordered by read position. A search in the wide tree finds the anchor of a range with the lowest penalty (a cost that
+// ordered by read position. A search in the wide tree finds an anchor of a range with the lowest penalty (a cost that
 // grows with the distance, minus the score). The narrow tree has the near anchors and is used to walk back over them.
 // Here all anchors are known in advance and are first ranked by read position. Each tree can then be replaced by a list
 // with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are
-// never joined, and neither are anchors on opposite sides of a part of the reference without anchors that is wider
-// than the reach. The sections between such places are joined separately.
+// never joined, and neither are anchors on opposite sides of a part of the reference without anchors that is wider than
+// the reach. The code cuts the anchors at these places into sections, and joins each section separately.
 //
 // A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
 // would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
-// and the anchors in reach of its first anchor. A stretch, unless it is the last, has at least as many anchors as the
-// part of the window before it, so all windows together have fewer than three times as many entries as there are
-// anchors. Windows do not change the result: ranks only show the order of anchors in the read, and the state of the
+// and the anchors before it that are still in reach. A stretch, unless it is the last, has at least as many anchors as
+// the part of the window before it, so all windows together have fewer than three times as many entries as there are
+// anchors. Windows do not change the result: ranks only show the order of anchors on the read, and the state of the
 // anchors in reach is copied to the next window.
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. The code therefore tries each of these anchors. If they lead to different
-// predecessors, as in homopolymers, it builds minimap2's tree in the state that it has at this point, and uses the tree
+// because a near anchor is usually better. The code therefore tries each of these anchors. If they are too many or lead
+// to different predecessors, as in homopolymers, it builds the tree that minimap2 has at this point, and uses that tree
 // for the rest of the section.
 namespace qel_minimap2::kernel {
 
@@ -124,7 +124,8 @@ private:
         return true;
     }
 
-    // Fills the lists that do not depend on scores, and pads those that are read a register at a time.
+    // Fills the lists that do not depend on scores, clears `scores` and `marks`, and pads the lists that are read a
+    // register at a time.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);
@@ -225,8 +226,8 @@ private:
         tree.Insert(i, read_position, Penalty(static_cast<std::int32_t>(anchors[i].x), read_position, all.scores[i]));
     }
 
-    // Repeats, for the section's anchors before `end`, how anchors come into reach and leave it: calls `enter` and
-    // `leave` for them in minimap2's order.
+    // Repeats how anchors come into reach and leave it while minimap2 processes the section's anchors before `end`:
+    // calls `enter` and `leave` for them in minimap2's order.
     template <typename Enter, typename Leave>
     void Repeat(int end, Enter enter, Leave leave) const {
         for (int i = section_begin, in = i, out = i; i < end; ++i) {
@@ -258,7 +259,7 @@ private:
 
     // Finds the best predecessor of anchor i. Returns false if there is no memory.
     bool FindBefore(int i, BestBefore& best) {
-        // minimap2's range ends before the anchors at the same read position. Anchor 0 is an exception: it is in the
+        // minimap2's range ends before the anchors at anchor i's read position. Anchor 0 is an exception: it is in the
         // range.
         const int rank = rank_of[i - window];
         const int equal = first_equal[rank];
@@ -288,9 +289,9 @@ private:
         return true;
     }
 
-    // Finds the best predecessor of the anchor at `rank` once for each anchor that has the lowest penalty, up to rank
-    // `last`, as the anchor that the search finds. Returns false if these predecessors differ, or if more than
-    // kMostEqual anchors have that penalty.
+    // Finds the best predecessor of the anchor at `rank` once for each anchor up to rank `last` that has the lowest
+    // penalty, as if the search had found that anchor. Returns false if these predecessors or their scores differ, or
+    // if more than kMostEqual anchors have that penalty.
     bool AllLeadToOne(int rank, const Penalties::Minimum& least, int last, BestBefore& best) {
         FollowLeast(rank, least.rank, best);
         int tried = 1;
@@ -319,8 +320,8 @@ private:
         }
     }
 
-    // Tries the near candidates from rank `last` down to `first`. Each walk marks the predecessors of the candidates
-    // that it has tried with its own number, so marks need not be cleared.
+    // Tries the near candidates from rank `last` down to `first`. Each walk has its own number, with which it marks the
+    // predecessors of the candidates that it has tried, so marks need not be cleared.
     void WalkBack(int rank, int first, int last, BestBefore& best) {
         ++walk;
         for (int word = last / kWord; last >= first && word >= first / kWord; --word) {
@@ -354,8 +355,8 @@ private:
     // In the section, anchors before `entered` have come into reach, those before `wide_first` have left it, and those
     // before `near_first` are no longer near.
     int section_begin = 0, section_end = 0, entered = 0, wide_first = 0, near_first = 0;
-    // The window starts at anchor `window`. `rank_of` is indexed by the number of an anchor in the window. The other
-    // lists of a window, also those of the base class, are indexed by rank.
+    // The window starts at anchor `window`. `rank_of` is indexed by an anchor's number minus `window`. The other lists
+    // of a window, including those of the base class, are indexed by rank.
     int window = 0, window_size = 0;
     int walk = 0;  // The number of the last walk back.
     Penalties penalties;

@@ -8,7 +8,7 @@
 
 namespace qel_minimap2::kernel {
 
-/// For one width of registers, its versions of the functions that are compiled for each width.
+/// The functions that are compiled for each width of registers, in their versions for one width.
 struct Kernels {
     int bits;  ///< The width of a register.
     bool (*align)(const AlignmentCall& call, ksw_extz_t& result);

@@ -19,12 +19,12 @@ struct FinishedRow {
     const std::int8_t* v;
 };
 
-/// Returns true if no cell after row r can be a better end of the query or the best cell, and the score cannot drop by
-/// more than `z_drop`. `r` must be at least twice the query's last position. A path to a later cell has at most as many
-/// matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted bases. The score cannot drop further
-/// than one gap below the best end of the query: each row after that end has a cell in the query's last column, and a
-/// gap leads to it. This saves time, because minimap2 passes about twice as many target bases as query bases to an
-/// extension.
+/// Returns true only if no cell after row r can be a better end of the query or the best cell, and the score cannot
+/// drop by more than `z_drop`. `r` must be at least twice the query's last position. A path to a later cell has at most
+/// as many matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted bases. The score cannot drop
+/// further than one gap below the best end of the query: each row after that end has a cell in the query's last column,
+/// and a gap leads to it. Stopping early saves time, because minimap2 passes about twice as many target bases as query
+/// bases to an extension.
 inline bool NothingBetterFollows(const AlignmentCall& call, const Scoring& scoring, int r, const ksw_extz_t& result) {
     const int length = call.query_length;
     const int rows = length + call.target_length - 1;
@@ -58,7 +58,7 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
 ///
 /// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. It prefers
 /// the last cell, then the lowest lane that has the maximum and the lowest position in this lane, and then the first of
-/// the up to three cells that remain. The position is needed only for a new maximum and for a possible drop, so it is
+/// up to three remaining cells. The position is needed only for a new maximum and for a possible drop, so it is
 /// searched for only in these cases.
 class ExactMaximum {
 public:

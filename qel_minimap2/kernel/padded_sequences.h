@@ -11,8 +11,8 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// Copies of a call's sequences in scratch memory. The query is reversed, so neighbouring cells of a row have
-/// neighbouring letters in both sequences. Both sequences have padding on each side, because complete registers are
-/// read at the ends.
+/// neighbouring letters in both sequences. Both sequences have padding on each side, because strips reach beyond their
+/// ends.
 struct PaddedSequences {
     static constexpr int kPadding = 320;  ///< Letters on each side: more than the lanes of the widest strip.
 

@@ -11,8 +11,8 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// Finds the lowest penalty in any range of ranks. There are three lists: the penalties of the anchors by rank, the
-/// minimum of every 32 penalties, and the minimum of every 32 of those minima. To find the lowest penalty itself, a
-/// search reads at most 62 entries of the first list and 62 of the second. An anchor out of reach has an infinite
+/// minimum of every 32 penalties, and the minimum of every 32 of those minima. To find the lowest penalty, but not yet
+/// its rank, a search reads at most 62 entries of each of the first two lists. An anchor out of reach has an infinite
 /// penalty.
 class Penalties {
 public:
@@ -68,8 +68,8 @@ public:
 
     /// Returns the minimum of the ranks from `first` to `last`, both included.
     Minimum Least(int first, int last) const {
-        // At each level, complete groups of 32 entries are read as minima from the next list. Only the entries before
-        // and after these groups are read from the list of this level.
+        // At each level, complete sets of 32 entries are read as minima from the next list. Only the entries before and
+        // after these sets are read from the list of this level.
         Found found;
         int begin = first;
         int end = last + 1;
@@ -120,13 +120,13 @@ private:
     static constexpr int kLevels = 3;
     static constexpr int kLanes = Doubles::kWidth;
 
-    // Entries of one list.
+    // The entries of one list from `begin` up to, not including, `end`.
     struct Range {
         int level, begin, end;
     };
     struct Found {
         double least = kNone;
-        bool is_only = true;  // Whether no other range searched so far has it.
+        bool is_only = true;  // Whether no other range searched so far has this penalty.
         Range where{};
     };
 
@@ -153,7 +153,7 @@ private:
         return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
     }
 
-    // Returns the index of a value that the range has, or -1 if the range has the value more than once.
+    // Returns the index of `value`, which the range has, or -1 if the range has it more than once.
     TAVIK_INLINE int OnlyPlace(const Range& range, double value) const {
         const double* const list = lists[range.level];
         int at = -1;

@@ -33,7 +33,7 @@ inline bool HasLess(const ReachNode* a, const ReachNode* b) {
 KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
 
-/// The tree in which minimap2 stores the anchors in reach, made by minimap2's own functions. If several anchors have
+/// The tree in which minimap2 stores the anchors in reach, built by minimap2's own functions. If several anchors have
 /// the lowest penalty, the result of a search depends on the tree's balance, and therefore on all anchors that were
 /// ever in the tree.
 class ReachTree {
@@ -59,7 +59,8 @@ public:
     }
     void Remove(int anchor) { krmq_erase(reach, &root, nodes + (static_cast<unsigned>(anchor) & mask), nullptr); }
 
-    /// Returns the anchor with the lowest penalty that minimap2 finds for an anchor at `read_position`, or -1.
+    /// Returns the anchor that minimap2 finds for an anchor at `read_position`: among those less than `distance` bases
+    /// before it on the read, one with the lowest penalty. Returns -1 if there is none.
     int Least(std::int32_t read_position, int distance) const {
         ReachNode low{}, high{};
         low.read_position = read_position - distance;

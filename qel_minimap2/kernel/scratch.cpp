@@ -13,8 +13,8 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// The largest buffers that are kept, in bytes. Base alignment uses its buffers hundreds of times per read, and needs
-// megabytes for ordinary reads. Chaining and joining use their buffers only a few times per read.
+// The size of the largest buffer that is kept, in bytes. Base alignment uses its buffers hundreds of times per read,
+// and needs megabytes for ordinary reads. Chaining and joining use their buffers only a few times per read.
 constexpr std::size_t kKept = std::size_t{16} << 20;
 constexpr std::size_t kKeptOfChains = std::size_t{2} << 20;
 
@@ -79,7 +79,7 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
     if (buffer.Size() < bytes) {
         buffer = Pages();  // Freed first, so that the old and the new memory never exist together.
         try {
-            // With room to grow, unless TrimScratch would free the buffer anyway.
+            // A buffer gets room to grow, unless the request alone is too large to be kept.
             buffer = Pages(bytes <= Kept(number) ? bytes + bytes / 4 : bytes);
         } catch (const std::bad_alloc&) {
             return nullptr;

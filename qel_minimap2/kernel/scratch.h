@@ -5,10 +5,10 @@
 
 namespace qel_minimap2::kernel {
 
-/// Per-thread scratch buffers.
+/// The uses of scratch buffers. Each thread has one buffer for each use.
 enum class Scratch {
     sequences,     ///< Copies of a call's sequences.
-    lines,         ///< The difference lines of a row.
+    lines,         ///< The lines of a row, or what CountBreaks compares.
     scores,        ///< The scores of a row's cells.
     way_back,      ///< What the trace back reads: direction bytes, or copies of the difference lines.
     copy_offsets,  ///< The offset of each copy of the difference lines.
@@ -19,7 +19,8 @@ enum class Scratch {
 };
 
 /// Returns the calling thread's buffer for one use: at least `bytes` bytes with undefined contents, aligned to 64
-/// bytes. The buffer is valid until the thread's next call for the same use. Returns null if there is no memory.
+/// bytes. The buffer is valid until the thread's next call for the same use or of TrimScratch. Returns null if there is
+/// no memory.
 std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept;
 
 /// Frees those buffers of the calling thread that are too large to be kept. Call when no buffer is in use.

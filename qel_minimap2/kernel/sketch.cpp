@@ -14,12 +14,12 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers; the hash is that of the lesser of
-// the k-mer's two strands. minimap2 processes base by base and stores the last hashes in a ring. Its branches depend on
-// the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed first, a register of
-// bases at a time. Then the lowest hash of each window is computed. Every k-mer that has the lowest hash of one of its
-// windows is a minimizer, even if several k-mers of the window have this hash. This is minimap2's rule after a complete
-// window of k-mers without ambiguous bases (Leap). At the first bases and after an ambiguous base, minimap2's rule has
-// exceptions, so the minimum is updated base by base (Step).
+// the k-mer's two strands. minimap2 processes base by base and stores the latest hashes in a ring buffer. Its branches
+// depend on the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed first, a
+// register of bases at a time. Then the lowest hash of each window is computed. Every k-mer that has the lowest hash of
+// one of its windows is a minimizer, even if several k-mers of the window have this hash. This is minimap2's rule after
+// a complete window of k-mers without ambiguous bases (Leap). At the first bases and after an ambiguous base,
+// minimap2's rule has exceptions, so the minimum is updated base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -90,8 +90,8 @@ private:
     bool Encode(int count) {
         const char* const letters = call.bases + piece_begin;
         std::uint8_t* const out = codes + kHistory;
-        // For each value of a letter's four lowest bits, the base with these bits and its code. The entries of other
-        // values are A, which no letter with these bits equals.
+        // For each value of a letter's four lowest bits, the base with these bits and its code. For a value without a
+        // base, the entry is A, which equals no letter with these bits.
         const Register known = Lanes::LoadSixteen("AAACTUAGAAAAAAAA");
         const Register codes_of_known = Lanes::LoadSixteen("\0\0\0\1\3\3\0\2\0\0\0\0\0\0\0");
         Register are_known = Lanes::All(-1);
@@ -111,8 +111,8 @@ private:
         return !has_ambiguous;
     }
 
-    // Joins the codes of each four neighbouring bases before `end` into one byte for each strand. The index of the byte
-    // is that of the last base.
+    // Joins the codes of every four neighbouring bases before `end` into one byte for each strand. The index of the
+    // byte is that of the last base.
     void JoinFours(int end) {
         const auto join = [](Register a, Register b, Register c, Register d) __attribute__((always_inline)) {
             return Lanes::Or(Lanes::Or(a, Ints::ShiftLeft<2>(b)),
@@ -238,8 +238,8 @@ private:
         return best;
     }
 
-    // Replaces the minimum, which is before the window that ends at p, by the last k-mer with the lowest hash of that
-    // window.
+    // Replaces the minimum, which is before the window that ends at p, with the last k-mer that has the lowest hash of
+    // that window.
     void Renew(int p, bool is_whole) {
         if (is_whole && MinimumHash() != kNone) {
             Push(minimum);

@@ -13,13 +13,13 @@ struct SketchCall {
     int length;
     int window;  ///< In k-mers.
     int k;
-    std::uint32_t sequence;  ///< The 0-based number of the sequence in the index.
-    mm128_v* minimizers;     ///< Receives the minimizers.
+    std::uint32_t sequence;  ///< The 0-based number of the sequence, which each minimizer contains.
+    mm128_v* minimizers;
 };
 
-/// Returns true for the calls that SketchSequence accepts. k is 5 to 15 and odd, so that a k-mer contains four bases,
-/// its hash fits into 31 bits, and no k-mer equals its reverse complement. A window has at most 16 k-mers. The caller
-/// must check that homopolymer compression is off.
+/// Returns true for the calls that SketchSequence accepts. k is 5 to 15 and odd, so that a k-mer has at least four
+/// bases, its hash fits into 31 bits, and no k-mer equals its reverse complement. A window has at most 16 k-mers. The
+/// caller must check that homopolymer compression is off.
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 4 && call.k <= 15 && call.k % 2 == 1;
 }
