@@ -101,7 +101,8 @@ LATER_DAMAGE = {
                                                                  "in a.gz"]),
     "many bytes after gzip data": (
         lambda old: old + b"more" * 200,
-        ["a.gz: damaged, or not gzip: bytes that are not gzip data follow a member, and more data follows them"]),
+        ["a.gz: damaged, or not gzip: bytes that are not gzip data follow a member: more than 512 of them, or another member "
+         "after them"]),
 }
 
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
