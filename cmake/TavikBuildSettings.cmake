@@ -1,6 +1,5 @@
-# tavik_build_settings is the only target that sets C++20, the warnings and the sanitizers. Every target of this project
-# links it PRIVATE.
-set(TAVIK_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address,undefined' or 'thread'")
+# tavik_build_settings sets C++20, the warnings and the sanitizers. Every C++ target of this project links it PRIVATE.
+set(TAVIK_SANITIZE "" CACHE STRING "Value of -fsanitize, such as 'address,undefined' or 'thread'; empty: no sanitizer")
 # A user's compiler may warn about code that the presets' compilers accept, so only the presets turn warnings into
 # errors.
 option(TAVIK_WARNINGS_AS_ERRORS "Treat warnings as errors, as every preset does" OFF)
@@ -17,7 +16,7 @@ target_compile_options(tavik_build_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-
 if(TAVIK_SANITIZE)
   target_compile_options(tavik_build_settings INTERFACE
     -fsanitize=${TAVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # In instrumented code, g++ gives these warnings falsely. Builds without sanitizers keep the warnings.
+    # g++ gives these warnings falsely in instrumented code.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-conversion -Wno-sign-conversion>)
   target_link_options(tavik_build_settings INTERFACE -fsanitize=${TAVIK_SANITIZE})
   if(TAVIK_SANITIZE MATCHES "thread")

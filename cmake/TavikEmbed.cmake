@@ -1,4 +1,4 @@
-# Run by "cmake -P": writes a C++ source file that defines the std::string_view NAME, which contains FILES concatenated.
+# Run by "cmake -P": writes a C++ source file that defines the std::string_view NAME with the contents of all FILES.
 #   -D OUTPUT=... -D HEADER=... -D NAMESPACE=... -D NAME=... -D FILES=a,b
 set(bytes "")
 string(REPLACE "," ";" FILES "${FILES}")

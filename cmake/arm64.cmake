@@ -4,7 +4,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-# In Debian 13, the static emulator has the name of the dynamic one.
+# Debian 13 calls the static emulator qemu-aarch64.
 find_program(TAVIK_ARM64_EMULATOR NAMES qemu-aarch64-static qemu-aarch64 REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${TAVIK_ARM64_EMULATOR}")
 # CMake chooses Debian's library folder by itself only when it does not cross-compile.

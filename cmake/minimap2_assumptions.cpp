@@ -16,8 +16,9 @@
 #include <mmpriv.h>
 
 // With the same linker options as the wrapper library, this program wraps the functions that the library replaces. If
-// minimap2 declares a function with a different signature, the program does not compile or link. If minimap2 no longer
-// calls a function by its name, that function's element of `called` stays false.
+// minimap2's headers declare a function with a different signature, the program does not compile. If minimap2's archive
+// lacks a function, the program does not link. If minimap2 no longer calls a function by its name, that function's
+// element of `called` stays false.
 namespace {
 
 enum Wrapped { ksw, sketch, getseq, cal_max_occ, filter, collect, sort, chain, join, wrapped_count };
@@ -100,7 +101,7 @@ std::string Read(const std::string& reference) {
 }
 
 // Writes the index to a file and compares the file with the index. The file consists of a header, the name and length
-// of each sequence, the positions and entries of each bucket, and the bases with four bits each.
+// of each sequence, the positions and minimizers of each bucket, and the bases with four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
     if (!Check(file != nullptr, "cannot create a temporary file")) {
@@ -157,7 +158,7 @@ int main() {
     mm_set_opt(nullptr, &indexing, &mapping);
     mm_set_opt("map-ont", &indexing, &mapping);
     bool good = Check(indexing.k == kLength && indexing.w == kWindow && indexing.bucket_bits == kBucketBits,
-                      "the preset map-ont uses different k-mers");
+                      "the preset map-ont has different k-mers, windows or buckets");
     mapping.flag |= MM_F_CIGAR;
     mm_idx_t* const index = mm_idx_str(kWindow, kLength, 0, kBucketBits, 1, &text, &name);
     good =
