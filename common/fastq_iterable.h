@@ -17,9 +17,9 @@ public:
     /// begun. Also throws what Advance throws.
     void begin();
 
-    /// Reads the next record. Returns false at the end. A last record of fewer than four lines counts as the end. A
-    /// stream error is logged as a warning and also ends the iteration. Throws std::runtime_error for a record that
-    /// fails FastQRecord::Validate.
+    /// Reads the next record. Returns false if fewer than four lines are left; the empty text after the last line feed
+    /// counts as a line. A stream error is logged as a warning and also ends the iteration. Throws std::runtime_error
+    /// for a record that fails FastQRecord::Validate.
     bool Advance();
 
     /// Like Advance, but returns nothing. At the end, Current keeps the last record.

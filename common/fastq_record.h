@@ -7,23 +7,22 @@
 
 namespace Common {
 
-/// The result of FastQRecord::GetReadId for a title without an identifier.
+/// The result of FastQRecord::GetReadId for a title that consists of the marker alone.
 inline constexpr char kInvalidReadId[] = "[invalid read id]";
 /// The result of FastQRecord::GetRunId for a title without a run identifier.
 inline constexpr char kInvalidRunId[] = "[invalid run id]";
 
-/// One read: header line, bases and qualities, exactly as in the file. A plain value that owns its text. Several
-/// threads may call const functions at once.
+/// One read: header line, bases and qualities. A plain value that owns its text. Several threads may call const
+/// functions at once.
 class FastQRecord {
 public:
     /// An empty record, which is not validated.
     FastQRecord() = default;
 
-    /// Copies the three texts. Validates them, and throws as Validate does, only when all three are non-empty, because
-    /// a FASTA read has no qualities.
+    /// Copies the three texts. Calls Validate only if all three are non-empty, because a FASTA read has no qualities.
     FastQRecord(const std::string& title, const std::string& sequence, const std::string& qstring);
 
-    /// Replaces the three texts, then always validates. The new texts stay even when validation throws.
+    /// Replaces the three texts, then always calls Validate. The new texts stay even if Validate throws.
     void Assign(const std::string& title, const std::string& sequence, const std::string& qstring);
 
     /// Checks, in this order, that `sequence` and `qstring` have the same length, that the sequence is valid
@@ -53,9 +52,9 @@ public:
     /// std::runtime_error for an empty title.
     std::string GetReadId() const;
 
-    /// The value of "runid=" in the title, up to the next blank. "runid=" may be part of a longer word such as
-    /// "xrunid=". Logs an error and returns kInvalidRunId for a title without "runid=". Throws std::runtime_error for
-    /// an empty title.
+    /// The value of "runid=" in the title, up to the next blank or the end of the title. "runid=" may be part of a
+    /// longer word such as "xrunid=". Logs an error and returns kInvalidRunId for a title without "runid=". Throws
+    /// std::runtime_error for an empty title.
     std::string GetRunId() const;
 
     /// Appends " <key>=<value>" to `title`.

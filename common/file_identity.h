@@ -10,9 +10,9 @@ namespace Common {
 /// other processes need not check it again.
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 
-/// Returns a text that differs between any two files of a machine and that changes when a file is written to, except if
-/// a second write follows within one tick of the system's clock. It contains the time of the last status change, which
-/// programs cannot set back.
+/// Returns a text that is different for each file of a machine and changes when the file is written to. A second write
+/// within one tick of the system's clock may leave it unchanged. The text contains the time of the last status change,
+/// which programs cannot set back.
 inline std::string FileIdentity(const struct stat& status) {
     std::string identity;
     for (const auto number : {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),

@@ -27,7 +27,7 @@ public:
     const std::string& Path() const;
 
     /// Stops the thread. Returns false if the caller must read the file itself: the file is not a regular file of at
-    /// least 64 KiB, cannot be read or has changed since the constructor, or the system could not start the thread or
+    /// least 64 KiB, cannot be read or has changed since construction, or the system could not start the thread or
     /// give it memory.
     bool TakeOver();
 
@@ -52,7 +52,7 @@ public:
     GzipHeadStarts(std::size_t count, std::size_t most) : count(count), most(most) {}
 
     /// Call before reading the file at `index`. Creates head starts for those of the next `count` files that are not
-    /// plain text. A file gets none if memory is lacking.
+    /// plain text by their names. A file gets none if there is not enough memory.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
     /// Returns the head start of the file at the index of the last Prepare, after its TakeOver. Null if the file has
@@ -62,8 +62,8 @@ public:
 private:
     const std::size_t count;
     const std::size_t most;
-    std::size_t considered = 0;                                                  // Number of files considered so far.
-    std::size_t current = 0;                                                     // The index of the last Prepare.
+    std::size_t considered = 0;  // Files before this index get no new head start.
+    std::size_t current = 0;     // The index of the last Prepare.
     std::deque<std::pair<std::size_t, std::unique_ptr<GzipHeadStart>>> waiting;  // Sorted by index.
 };
 

@@ -14,9 +14,9 @@ namespace Common {
 /// synchronised.
 class LineReader {
 public:
-    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`: a line of this many bytes or
-    /// more is refused, exactly if `longest` is `block` times a power of two; otherwise, a line up to twice as long may
-    /// be read. Throws std::system_error "<path>: <reason>".
+    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`, in bytes, is rounded up to
+    /// `block` times a power of two; a line of that length or more is refused. Throws std::system_error
+    /// "<path>: <reason>".
     LineReader(const std::string& path, std::size_t block, std::size_t longest);
 
     /// Reads the next line without its line feed; `line` stays valid until the next call. Returns false at the end. A
@@ -26,8 +26,8 @@ public:
 
     /// The last line if it has no line feed, otherwise empty. Call only after Next has returned false.
     std::string_view HalfLine() const { return {buffer.data() + begin, end - begin}; }
-    /// The 1-based number of the line read last. After Next has returned false or thrown std::length_error: the number
-    /// of the line that could not be read.
+    /// The 1-based number of the line read last. After Next has returned false or thrown std::length_error, the number
+    /// of the line after that one.
     std::uint64_t LineNumber() const { return line_number; }
 
     std::uint64_t BytesRead() const { return bytes_read; }

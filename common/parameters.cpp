@@ -74,7 +74,7 @@ void SkipByteOrderMark(std::istream& stream) {
 }
 
 // Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. If the value
-// itself contains the placeholder, that loop never ends. In a value with several percent signs, they are therefore
+// itself contains the placeholder, that loop never ends. The percent signs of a value that has several are therefore
 // shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:

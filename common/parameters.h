@@ -31,6 +31,7 @@ public:
     virtual bool ValidateParams() = 0;
     /// Writes names and values of the registered options to `path` as a configuration file that Parse can read, with
     /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if `all`.
+    /// Logs an error if the file cannot be written.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
@@ -38,19 +39,20 @@ public:
 
     /// Registers an option that fills `storage`, which must outlive this object. There are no defaults: a member that
     /// no source sets keeps its value. `name` is the long name, optionally followed by a comma and a letter. If `flags`
-    /// has neither CommandLine nor ConfigFile, both sources accept it. T is bool, int, float or std::string. Throws
-    /// std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
+    /// has none of CommandLine, ConfigFile and Flag, both sources accept the option. T is bool, int, float or
+    /// std::string. Throws std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
     template <typename T>
     void AddOption(const std::string& name, const std::string& description, T* storage, unsigned flags);
 
-    /// Ignores the key `name` in configuration files: it belongs to another application.
+    /// Ignores the key `name` in configuration files, because the key belongs to another application.
     void AddIgnoredOption(const std::string& name);
 
-    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named by
+    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named after
     /// "--config" or "-c", else from the default one), then the command line, which takes precedence. Returns
     /// ParseStatus bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints,
     /// and never throws for user input. `data_path_override` is appended to the default data folder, which is the
-    /// folder "data" beside the folder of the executable. "--data_path" or "-d" replaces the default and the override.
+    /// folder "data" beside the folder of the executable. "--data_path" or "-d" replaces the default and the override,
+    /// and so does a value already in `data_path`.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 
@@ -83,12 +85,12 @@ private:
     std::vector<std::string> registered_names;
 
 protected:
-    std::string default_config_name;  ///< Read when no configuration file is named; if empty, none is read.
+    std::string default_config_name;  ///< File to read if no configuration file is named; empty: no file.
     std::string usage_text;           ///< Precedes the option list in the help text.
     unsigned status = ParseStatus::NotParsed;
     std::string error_text;  ///< One line per error.
     std::string info_text;   ///< Warnings, the version notice and the help text.
-    std::string config;      ///< Value of the option `config`.
+    std::string config;      ///< Value of the option `config` or its default.
     std::string data_path;   ///< Folder of data files; value of the option `data_path` or its default.
 
 private:

@@ -23,14 +23,15 @@ public:
     /// std::runtime_error "Could not find new unique filename." if 100 names in turn exist.
     std::string NewFilename(const std::string& extension) const;
 
-    /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the full path;
-    /// failure to open the file is not reported. Throws the file system's error when the folder cannot be created.
+    /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the path with
+    /// the folder. A failure to write the file is not reported. Throws the file system's error when the folder cannot
+    /// be created.
     std::string WriteFile(const std::string& name, const std::string& contents) const;
 
-    /// Removes the file `name` in the working folder; a missing file is not an error.
+    /// Removes the file `name` in the working folder. Ignores failures, such as a missing file.
     void DeleteFile(const std::string& name) const;
 
-    /// The lines of the file `name` in the working folder, without their line feeds.
+    /// The lines of the file `name` in the working folder, without their line feeds. Empty if the file cannot be read.
     std::vector<std::string> ReadFile(const std::string& name) const;
 
     /// Runs `command` through the shell in the working folder and collects its standard output in `output`.

@@ -20,8 +20,9 @@ bool HasReadFileExtension(const std::string& path);
 bool HasCompressedReadFileExtension(const std::string& path);
 
 /// Prepares `stream`, which must be empty, for reading one file. The file is read as plain text if its name has the
-/// extension of a plain read file, otherwise as gzip, regardless of the content. If the file cannot be opened or is not
-/// a gzip file, the first read throws, with the file and the reason; this function does not.
+/// extension of a plain read file, otherwise as gzip, regardless of the content. This function does not open the file.
+/// If the file cannot be opened, or is read as gzip but has another format, the first read throws, with the file and
+/// the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
 /// Like the function above. `head_start`: the head start of the file, or null.

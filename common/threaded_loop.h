@@ -17,16 +17,15 @@ namespace Common {
 template <typename Container>
 class ThreadedLoop {
 public:
-    /// Container and job are borrowed and must outlive Run. `attempts`: how many times the loop submits a job before it
-    /// gives up.
+    /// Container and job are borrowed and must outlive Run. `attempts`: how many times the loop tries to submit a job.
     ThreadedLoop(Container* container, const RecordJob* job, int thread_count, int attempts)
         : container(container), job(job), thread_count(thread_count), attempts(attempts) {}
 
     /// Reads on the calling thread and starts one job per record, in the container's order. At most one job per worker
     /// is in progress, and at most one more record is in memory. With `wait`, waits for the last jobs and collects
     /// their results. Throws std::runtime_error "Could not submit job <0-based number>" if the pool accepts no job, for
-    /// example with a thread count of 0 or below. Exceptions from reading pass through. All submitted jobs have ended
-    /// when Run returns or throws.
+    /// example with a thread count of 0 or below. Exceptions from reading and from WorkerPool::Refresh pass through.
+    /// All submitted jobs have ended when Run returns or throws.
     void Run(bool wait) {
         WorkerPool pool(thread_count);
         auto record = container->begin();
@@ -77,8 +76,8 @@ private:
 
     /// True while the loop should wait for one of the used workers. The first 64 workers start without waiting. Each
     /// further worker starts only after all used workers have been busy for a number of waits that rises by one for
-    /// every 16 workers. Without these waits, a huge thread count starts a thread for nearly every read of a file,
-    /// which takes memory and gains no speed.
+    /// every 16 workers. Without these waits, a huge thread count would start a thread for nearly every read of a file,
+    /// which would take memory and gain no speed.
     static bool MustWait(const WorkerPool& pool, std::size_t waits) {
         constexpr std::size_t kFreelyUsed = 64;
         constexpr std::size_t kWorkersPerWait = 16;

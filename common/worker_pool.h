@@ -25,7 +25,7 @@ struct Worker {
 
     Status status = Status::idle;  ///< The end of a job shows only after Refresh.
     int result = 0;                ///< Result of the last job if it finished; 0 while a job runs and after a failure.
-    std::string error_text;        ///< Message of the last failed job; empty once a job has finished.
+    std::string error_text;        ///< Message of the last failed job; cleared when a later job finishes.
 };
 
 /// The idle workers' 0-based indices, ascending. Workers that have never had a job have the highest indices and are not
@@ -67,16 +67,16 @@ public:
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
     /// Offers a job before its Submit, while no worker is idle. The first worker whose job ends begins the staged job
-    /// at once instead of waiting for the owner to wake, which takes longer than mapping a short read. The owner must
-    /// call Submit with the same job as soon as a worker is idle. Stage does nothing if a job has ended since the last
-    /// Refresh; Submit then starts the job.
+    /// at once instead of waiting for the owner to wake, which takes about as long as mapping a short read. The owner
+    /// must call Submit with the same job as soon as a worker is idle. Stage has no effect if a job has ended since the
+    /// last Refresh; Submit then starts the job.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
     /// Collects all available results without waiting and updates the lists that Idle, Finished and Failed return. A
     /// worker whose job threw a std::exception becomes failed; any other exception is rethrown here.
     void Refresh();
 
-    /// Blocks until at least one job has ended since the last Refresh, for at most `longest`.
+    /// Blocks until at least one job has ended since the last Refresh or about `longest` has passed.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every running job has ended, then refreshes.
@@ -86,7 +86,7 @@ public:
     /// Throws std::runtime_error "Cannot reset a worker that is still working.".
     void Reset(std::size_t index);
 
-    /// 0-based indices of the workers in each state, ascending; workers with a running job are in no list.
+    /// 0-based indices of the workers in each state, ascending; workers with the status `working` are in no list.
     const IdleWorkers& Idle() const { return idle; }
     const std::vector<std::size_t>& Finished() const { return finished; }
     const std::vector<std::size_t>& Failed() const { return failed; }

@@ -36,7 +36,7 @@ public:
     /// The reason why the data are invalid, empty if they are sound. Known once Next has returned an empty text.
     const std::string& Failure() const { return failure; }
 
-    /// True if all members are sound and Failure concerns the bytes after the last member.
+    /// True if all members decoded so far are sound and Failure concerns the bytes after them.
     bool FailsAfterLastMember() const { return fails_after_last_member; }
 
     /// The number of non-zero bytes ignored after the last member. More than 512 of them are a failure instead.

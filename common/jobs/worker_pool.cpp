@@ -23,13 +23,15 @@ using Clock = std::chrono::steady_clock;
 
 thread_local int waits_without = 0;  // How many of this thread's next waits do not yield first.
 
-// Yields to other threads until the condition is true or about `longest` has passed, but at least once. The caller
-// holds no lock, so the condition may read only atomic members and members that this thread alone writes. A thread that
-// sleeps at once may leave its processor idle, and waking it takes about as long as mapping a short read. A yield,
-// however, returns immediately if no other thread waits for the processor. With two workers on two processors, a file
-// of short reads took 2.1 s instead of 2.8 s. When other programs keep the processors busy, a yield can take
-// milliseconds, and the same file took up to half as long again. So after a slow yield, this thread skips yielding in
-// its next waits.
+// Unless the condition is already true, yields to other threads at least once, and until the condition is true or about
+// `longest` has passed. The caller holds no lock, so the condition may read only atomic members and members that this
+// thread alone writes.
+//
+// A thread that sleeps at once may leave its processor idle, and waking it takes about as long as mapping a short read.
+// A yield, however, returns immediately if no other thread waits for the processor. With two workers on two processors,
+// yielding shortened the run on a file of short reads from 2.8 s to 2.1 s. When other programs kept the processors
+// busy, a yield could take milliseconds, and the run took up to half as long again. So after a slow yield, this thread
+// skips yielding in its next waits.
 template <typename Condition>
 void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
     constexpr std::chrono::milliseconds kLong{1};
@@ -53,11 +55,11 @@ void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
 constexpr std::chrono::microseconds kWorkerYields{50};
 // How long the owner yields if its last wait was shorter than that and there are more processors than workers. With one
 // worker on two processors, a file of short reads takes 1.1 s instead of 1.6 s, and a quarter less processor time. With
-// as many workers as processors it gains nothing, and the owner would take a processor from a worker.
+// as many workers as processors, the owner would take a processor from a worker.
 constexpr std::chrono::microseconds kOwnerYields{50};
 constexpr std::chrono::microseconds kOneYield{0};
 
-// The number of processors that this process may use.
+// The number of processors that are online. The process may be limited to fewer.
 std::size_t ProcessorCount() {
     static const std::size_t count = std::thread::hardware_concurrency();
     return count;

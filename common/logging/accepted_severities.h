@@ -13,7 +13,7 @@ using SeverityBits = std::uint32_t;
 
 inline constexpr SeverityBits kAllSeverities = 0x3F;
 
-/// The severities for which records are made. Every log call reads this variable; the functions below write it.
+/// The severities for which records are made.
 inline std::atomic<SeverityBits> accepted_severities{kAllSeverities};
 
 /// True if records of this severity are made. Any thread may call it; it costs one relaxed load and a test.
@@ -29,8 +29,8 @@ inline bool Accepts(Severity severity) noexcept {
 /// accepted by a sink of a LoggerGroup. Foreign sinks receive every record that is made.
 void SetForeignSeverities(const std::set<Severity>& severities);
 
-/// Switches Boost.Log's core on or off. While it is off, no record is made. After the first call, records are made only
-/// for severities requested by a LoggerGroup or SetForeignSeverities.
+/// Switches Boost.Log's core on or off. While it is off, no record is made. The first call also ends the state in which
+/// records of every severity are made (see SetForeignSeverities).
 void SwitchCore(bool on);
 
 /// Sets the severities that the sinks of one LoggerGroup accept. A group is identified by its address.

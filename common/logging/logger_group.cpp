@@ -26,7 +26,6 @@ namespace {
 
 constexpr char kWrongLogger[] = "Failed to update file sink - received wrong logger type";
 
-// The process-wide group.
 struct ProcessGroup {
     ProcessGroup() = default;
     ProcessGroup(const ProcessGroup&) = delete;
@@ -58,7 +57,6 @@ std::size_t Position(Loggers logger) {
     return static_cast<std::size_t>(logger);
 }
 
-// Makes a sink that filters and formats according to `options` and writes to `backend`.
 template <typename Backend>
 boost::shared_ptr<sinks::sink> MakeSink(const boost::shared_ptr<Backend>& backend, const SinkOptions& options) {
     auto sink = boost::make_shared<sinks::synchronous_sink<Backend>>(backend);
@@ -162,7 +160,7 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     Sink sink;
     if (options.enabled) {
         if (!file_folder.empty()) {
-            boost::system::error_code ignored;  // After a failure, the file cannot be opened, which is reported.
+            boost::system::error_code ignored;  // Opening the file then fails, which is reported.
             boost::filesystem::create_directories(file_folder, ignored);
         }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);

@@ -32,8 +32,7 @@ void Prepare();
 void InitLogging(const std::string& channel, const std::string& verbose_channel, bool quiet, bool verbose_logs,
                  const std::string& trace_categories);
 
-/// True if a sink accepts records of severity `verbose`, which is the default severity of the global logger and the
-/// severity of per-read records.
+/// True if records of severity `verbose`, the default severity of the global logger, are made.
 bool AcceptsDefaultSeverity();
 
 /// Owns and replaces the sinks of the four loggers. Any thread may call its functions; each sink serialises its
@@ -50,13 +49,13 @@ public:
     /// InitLogging has created it.
     static LoggerGroup& Instance();
 
-    /// Replaces the sink of a console logger, or only removes it if `options` is not enabled. For a file logger, logs
+    /// Replaces the sink of a console logger, or only removes it if `options.enabled` is false. For a file logger, logs
     /// an error and changes nothing.
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
     /// Replaces the sink of a file logger with one that writes to "<name>_log-<date>_<time>.log" in `folder` (empty:
-    /// the current folder at this call). This call creates the folder; the first record creates the file. For a console
-    /// logger, logs an error and changes nothing.
+    /// the current folder at this call), or only removes it if `options.enabled` is false. This call creates the
+    /// folder; the first record creates the file. For a console logger, logs an error and changes nothing.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
 
@@ -77,7 +76,7 @@ private:
     void Install(Loggers logger, const Sink& sink, const SinkOptions& options);
     SeverityBits AcceptedSeverities() const;
 
-    std::mutex mutex;  // Guards the members from `sinks` on.
+    std::mutex mutex;  // Guards the members from `sinks` to `folder`.
     std::array<Sink, kLoggerCount> sinks;
     std::array<SinkOptions, kLoggerCount> installed;
     std::array<SinkOptions, kLoggerCount> file_options;  // Options of the sinks that SetFolder installs.

@@ -22,7 +22,7 @@ Record::~Record() {
         stream.flush();
         logger.push_record(boost::move(record));
     } catch (...) {
-        // Memory is lacking. The record is lost, but the program continues.
+        // The record is lost, for example if there is not enough memory, but the program continues.
     }
 }
 

@@ -15,7 +15,7 @@ inline constexpr int kLoggerCount = 4;
 
 /// Which records one sink accepts and how it writes them.
 struct SinkOptions {
-    std::set<Severity> severities;  ///< The sink drops records of other severities.
+    std::set<Severity> severities;  ///< Accepted severities; see also `trace_categories`.
     bool auto_flush = true;         ///< Flush after each record.
     bool show_origin = false;       ///< Thread id and function.
     bool show_time_stamp = true;    ///< Local date and time.

@@ -25,7 +25,7 @@ bool FastQIterable::ReadRecordLines() {
         if (!ReadLine(*stream, *line)) {
             return false;
         }
-        if (stream->bad()) {  // A stream without an exception mask does not throw itself.
+        if (stream->bad()) {  // Without an exception mask, the stream does not throw.
             throw std::runtime_error("Error while reading a line from the input stream.");
         }
     }

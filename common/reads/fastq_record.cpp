@@ -25,8 +25,8 @@ unsigned char NoQuality(char c) {
     return static_cast<unsigned char>(c < 33 || c > 126);
 }
 
-// The loop has no early exit, so the compiler can vectorise it. Nearly all records are valid. In an invalid record, the
-// caller searches for the position afterwards.
+// The loop has no early exit, so the compiler can vectorise it. In the rare invalid record, the caller searches for the
+// position afterwards.
 template <unsigned char (*kFault)(char)>
 bool HasNo(const std::string& text) {
     unsigned char faults = 0;

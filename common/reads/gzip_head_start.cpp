@@ -45,7 +45,8 @@ class FileSource : public GzipSource {
 public:
     explicit FileSource(const std::string& path) : file(path) {}
 
-    // Makes the next read fail, so that the thread ends soon even if it is inside long padding. Any thread may call it.
+    // Makes the next read fail, so that the thread ends soon even while the decoder skips long padding. Any thread may
+    // call it.
     void Discard() { discarded = true; }
 
     std::size_t Read(unsigned char* buffer, std::size_t size) override {
@@ -103,7 +104,7 @@ void GzipHeadStart::State::Run() {
         }
         sound = true;
     } catch (...) {
-        // The owner reads the file from its start instead, and the same failure occurs at its place in the text.
+        // TakeOver then returns false, so the owner reads the file from its start and meets a read error again.
     }
 }
 

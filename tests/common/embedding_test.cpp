@@ -1,4 +1,5 @@
-// Acts as a program that embeds the libraries: it includes only one header and has its own sink in Boost.Log.
+// Acts as a program that embeds the libraries: it includes only one of their headers and has its own sink in
+// Boost.Log.
 #include "common/logger.h"
 
 #include <filesystem>

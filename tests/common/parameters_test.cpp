@@ -44,7 +44,7 @@ public:
         for (auto& argument : arguments) {
             argv.push_back(argument.data());
         }
-        Common::Parameters& any = *this;  // Only public members can be called through this.
+        Common::Parameters& any = *this;  // Only public members can be called through this reference.
         return any.Parse(stream, path, static_cast<int>(argv.size()), argv.data(), data_override);
     }
 

@@ -25,7 +25,7 @@ public:
     }
 };
 
-// Checks that a test leaves no descriptor open and no process running, and restores the current folder.
+// Checks that a test leaves no descriptor open, and restores the current folder.
 class ProcessLauncherTest : public testing::Test {
 protected:
     ~ProcessLauncherTest() override {
@@ -69,7 +69,7 @@ TEST_F(ProcessLauncherTest, ThePipeIsNotInherited) {
     EXPECT_EQ(launcher.output, "flags:\t02000000\n") << "O_CLOEXEC";
 }
 
-// Deliberate: only a launch that waits for the end of its command restores the working directory.
+// Deliberate: callers find the command's files in the working directory.
 TEST_F(ProcessLauncherTest, ExcessiveOutputThrowsWithoutRestoringTheWorkingDirectory) {
     TestedLauncher launcher(folder.Path("."));
     launcher.max_output_size = 5000;

@@ -13,7 +13,7 @@ class TemporaryFolder {
 public:
     TemporaryFolder() {
         auto pattern = (std::filesystem::temp_directory_path() / "tavik-test-XXXXXX").string();
-        path = ::mkdtemp(pattern.data());  // Throws if no folder was created.
+        path = ::mkdtemp(pattern.data());  // Crashes if no folder was created, which ends the test.
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
