@@ -9,7 +9,7 @@
 namespace Tavik {
 
 /// A text file written line by line. Logs its first failure, at severity error with the path and the system's reason,
-/// and then drops all writes before the next Open. Not synchronised.
+/// and then drops all writes until the next Open. Not synchronised.
 class OutputFile {
 public:
     OutputFile() = default;

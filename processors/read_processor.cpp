@@ -191,7 +191,7 @@ int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
         return -1;  // Four blank lines, usually at the end of a file, are not a read.
     }
-    std::string read_id = Common::kInvalidReadId;  // For the message if GetReadId throws, as for an empty title.
+    std::string read_id = Common::kInvalidReadId;  // For the message if GetReadId throws because the title is empty.
     try {
         read_id = record.GetReadId();
         if (read_id == Common::kInvalidReadId) {

@@ -22,7 +22,7 @@ namespace Tavik {
 /// Base class of a read-processing tool. It has the common options, finds and processes the input files, and keeps the
 /// failure of a read or a file from ending the run. A derived class adds its options, file names and per-read work.
 ///
-/// Everything runs on the thread that calls Run, except ProcessRead, which worker threads call concurrently for
+/// All functions run on the thread that calls Run, except ProcessRead, which worker threads call concurrently for
 /// different reads.
 class ReadProcessor : protected Common::Parameters {
 public:
@@ -60,7 +60,7 @@ public:
     virtual std::string GetLogFileName() = 0;
     /// Name of the summary file in the save folder.
     virtual std::string GetSummaryFileName() = 0;
-    /// Called right after parsing.
+    /// Called after parsing, even if parameters are wrong.
     virtual void OnParametersParsed() {}
     /// Called once before the first file, when the summary file is open.
     virtual void PrepareRun() = 0;
@@ -88,7 +88,7 @@ protected:
     std::unique_ptr<boost::timer::progress_display> progress;
     std::mutex summary_mutex;  // Guards `summary` while workers run.
     std::map<std::string, OutputEntry> outputs;
-    std::mutex outputs_mutex;  // Guards look-up and insertion in `outputs`.
+    std::mutex outputs_mutex;  // Guards look-up and insertion in `outputs` while workers run.
 
 private:
     using ReadWork = std::function<int(const Common::FastQRecord&, const std::string&)>;

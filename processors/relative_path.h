@@ -7,8 +7,8 @@
 namespace Tavik {
 
 /// The path from the folder `base` to `file`, computed from their elements without access to the file system. The
-/// result has a ".." for each element of `base` after the last common element, then the remaining elements of `file`.
-/// Each "/" or "\" at the end of `base` is ignored.
+/// common leading elements are dropped. The result has a ".." for each remaining element of `base`, then the remaining
+/// elements of `file`. Each "/" or "\" at the end of `base` is ignored.
 boost::filesystem::path RelativePath(const boost::filesystem::path& file, std::string base);
 
 }  // namespace Tavik
