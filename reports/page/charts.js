@@ -2,7 +2,8 @@
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 
-// The colour of a share from 0 to 1 on the colour ramp of the heat maps. The order of its colours is visible by lightness alone.
+// The colour of a share from 0 to 1 on the colour ramp of the heat maps. The lightness of the ramp changes in one direction
+// only, so readers who cannot tell the colours apart still see their order.
 function rampColour(share) {
   const stops = ["ramp-0", "ramp-1", "ramp-2"].map((name) => colour(name).match(/[0-9a-f]{2}/gi).map((hex) => parseInt(hex, 16)));
   const place = Math.min(Math.max(share, 0), 1) * (stops.length - 1);

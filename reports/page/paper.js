@@ -30,7 +30,8 @@ function copyOf(part) {
   return copy;
 }
 
-// Prints all samples in light colours: while the page is printed, a copy of each sample's part replaces the part of the open sample.
+// Follows the theme button and the system's theme. Prints all samples in light colours: while the page is printed, a copy of
+// each sample's part replaces the part of the open sample.
 function followPaper() {
   const system = matchMedia("(prefers-color-scheme: dark)");
   system.addEventListener("change", () => redraw(system.matches ? "dark" : "light"));

@@ -90,11 +90,11 @@ const ratios = {
   accuracy: {
     perCent: "accuracy, % of the aligned, inserted and deleted bases", quality: "quality: \u221210 log\u2081\u2080(1 \u2212 accuracy)",
     caption: "Reads by accuracy: correct bases among those aligned, inserted and deleted. BLAST and many other programs call this identity.",
-    qualityCaption: "Q10 is 90 %, Q20 is 99 % accurate.",
+    qualityCaption: "Q10 means an accuracy of 90 %, Q20 one of 99 %.",
   },
   identity: {
     perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
-    caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is at least as high as what BLAST calls identity.",
+    caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so this identity is at least as high as what BLAST calls identity.",
     qualityCaption: "This quality counts wrong bases only; the quality of the accuracy counts gaps too.",
   },
 };
@@ -117,7 +117,7 @@ function ratioView(id, ratio, samples) {
     text: (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`),
     x: {type: "linear", offset: false, min: bars[0][0].from, max: bars[0][bars[0].length - 1].to, grid: {display: false},
         title: title(isQuality ? qualityTitle : perCentTitle), ticks: {callback: (value) => `${isQuality ? "Q" : ""}${Number(value.toFixed(1))}`}},
-    caption: first + (isQuality ? ` ${qualityCaption} Q50 and more are in the last bar.` : "") + (below ? " The first bar also counts all reads below it." : ""),
+    caption: first + (isQuality ? ` ${qualityCaption} Reads of Q50 or more are in the last bar.` : "") + (below ? " The first bar also counts all reads below it." : ""),
   };
 }
 
@@ -258,7 +258,7 @@ function showReferences() {
   const {rows, count, longest_exact: exact, breadth_step: step} = sample.references;
   byId("references-note").textContent =
     (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with the most reads. ` : "") +
-    "Identity and accuracy are those of all bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover from start to end, deletions included." +
+    "Identity and accuracy are those of all bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover. An alignment covers all positions from its start to its end, deletions included." +
     (step > 1 ? ` In sequences of more than ${bases(exact)}, only some positions are sampled: in the longest sequence, one in ${whole(step)}.` : "");
   fillSortable(byId("references"), referenceColumns, rows, 2);
 }

@@ -65,7 +65,7 @@ class PageJudge(ReportTest):
         self.check_ratio_caption(figure, ratio, is_quality)
 
     def check_ratio_caption(self, figure, ratio, is_quality):
-        about = shown.ABOUT[ratio] + (f"{shown.QUALITIES[ratio]} Q50 and more are in the last bar." if is_quality else "")
+        about = shown.ABOUT[ratio] + (f"{shown.QUALITIES[ratio]} Reads of Q50 or more are in the last bar." if is_quality else "")
         self.assertEqual(figure["caption"].replace(" The first bar also counts all reads below it.", ""), about)
 
     def check_lengths(self, figure, f):

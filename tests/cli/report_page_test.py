@@ -208,7 +208,8 @@ class Page(BrowserTest):
         state = self.state()
         self.check_sample(state, "many", f)
         self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with the most reads. Identity and accuracy are those of all "
-                         "bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover from start to end, deletions included.")
+                         "bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover. An alignment covers all "
+                         "positions from its start to its end, deletions included.")
         self.check_order("references", *shown.references_table(f, 1000))
         for colours in (self.dark, self.colours):
             self.element("#theme").send_keys(Keys.ENTER)

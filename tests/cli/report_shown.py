@@ -10,9 +10,9 @@ from decimal import ROUND_HALF_UP, Decimal
 NONE = "\u2013"
 SERIES = 8  # Samples in one chart.
 ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inserted and deleted. BLAST and many other programs call this identity.",
-         "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so it is at least as high as what BLAST calls "
-                     "identity."}
-QUALITIES = {"accuracy": " Q10 is 90 %, Q20 is 99 % accurate.",
+         "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so this identity is at least as high as "
+                     "what BLAST calls identity."}
+QUALITIES = {"accuracy": " Q10 means an accuracy of 90 %, Q20 one of 99 %.",
              "identity": " This quality counts wrong bases only; the quality of the accuracy counts gaps too."}
 LENGTH_AXIS = "aligned length, bases (logarithmic)"
 RATIO_AXES = {("accuracy", False): "accuracy, % of the aligned, inserted and deleted bases", ("identity", False): "identity, % of the aligned bases",
