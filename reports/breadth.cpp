@@ -8,7 +8,7 @@ namespace Reports {
 
 namespace {
 
-// Sampled positions in a stretch. A read covers a few hundred of a large genome's.
+// The number of sampled positions in a stretch.
 constexpr std::size_t kStretch = 512;
 
 }  // namespace
@@ -50,7 +50,7 @@ void Breadth::Add(std::size_t sequence, std::int32_t start, std::int32_t end) {
     }
     const auto first = Index(sequence, start);
     const auto last = Index(sequence, end);
-    stale[first / kStretch] = 1;  // If the end is in a later stretch, the depth before that one rises.
+    stale[first / kStretch] = 1;  // SharesOf notices in which later stretches the depth rises.
     auto& change = waiting[next++ % waiting.size()];
     Settle(change);
     change = {&depth[first], &depth[last]};

@@ -17,21 +17,21 @@ public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};
     using Shares = std::array<double, kDepths.size()>;
 
-    /// `lengths` in bases; a sequence of length 0 is left out. Samples at most `most_positions` positions, but at least
-    /// one of each sequence. The default takes 64 MiB.
+    /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of each other
+    /// sequence and, in all, at most `most_positions` plus one for each sequence. The default takes 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);
 
     /// Adds an alignment that covers [start, end) of a sequence, 0-based; 0 <= start <= end <= length.
     void Add(std::size_t sequence, std::int32_t start, std::int32_t end);
 
-    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A further call
-    /// takes time in proportion to the alignments added since the last one.
+    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A later call
+    /// counts again only the stretches of positions that alignments added since then cover.
     Shares SharesOf(std::size_t sequence);
 
     /// Every position of a sequence of at most this length is sampled.
     std::int32_t LongestExact() const { return most_of_one; }
 
-    /// The distance between two sampled positions of this sequence.
+    /// The distance between neighbouring sampled positions of this sequence.
     std::int32_t StepOf(std::size_t sequence) const;
 
 private:
@@ -41,14 +41,14 @@ private:
     };
     // The counts of neighbouring sampled positions, valid until another alignment covers one of these positions.
     struct Stretch {
-        std::int64_t before = 0;  // The depth of the position before the stretch, and that of its last one.
-        std::int64_t last = 0;
-        std::array<std::uint32_t, kDepths.size()> covered{};  // Positions, for each of kDepths.
+        std::int64_t before = 0;  // The depth of the sampled position before the stretch; 0 for the first stretch.
+        std::int64_t last = 0;    // The depth of the last position in the stretch.
+        std::array<std::uint32_t, kDepths.size()> covered{};  // The numbers of positions at least kDepths deep.
     };
     struct Sequence {
         std::vector<std::int32_t> changes;  // Changes in depth at sampled positions; empty without alignments.
         std::vector<Stretch> stretches;
-        std::vector<char> stale;  // For each stretch: 1 if an alignment starts there that its counts lack.
+        std::vector<char> stale;  // For each stretch: 1 if its counts lack an alignment that starts in it.
     };
 
     void Settle(Change& change);

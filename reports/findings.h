@@ -12,12 +12,12 @@ namespace Reports {
 struct Finding {
     bool is_error = false;              ///< Otherwise a warning.
     std::string text;                   ///< The problem and how often it occurred: "2 reads failed".
-    std::vector<std::string> messages;  ///< The first log messages about the problem.
+    std::vector<std::string> messages;  ///< Details of the first occurrences, such as log messages.
     std::uint64_t more = 0;             ///< The number of further messages.
 };
 
-/// The problems of a run, the most severe first, according to its log files and the number of rows in the summary.
-/// Empty if there are no problems or no log files.
+/// The problems of a sample's runs, the most severe first, according to their log files and the number of rows in the
+/// summary. Empty if there are no problems or no log files.
 std::vector<Finding> FindingsOf(const Sample& sample);
 
 /// The difference between the number of rows in the summary and the number of reads in the log files. 0 if the number

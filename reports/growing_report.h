@@ -12,7 +12,7 @@ namespace Reports {
 /// The times that the page of a run in progress shows.
 struct LiveNote {
     std::chrono::system_clock::time_point made;   ///< When the page was made.
-    std::chrono::system_clock::time_point until;  ///< When the next page will have replaced this one, at the latest.
+    std::chrono::system_clock::time_point until;  ///< The latest time at which a new page replaces this one.
 };
 
 /// The page of a run in progress. Each row is counted once, so the cost of a page does not grow with the number of
@@ -27,7 +27,7 @@ public:
     void Count(const std::string& summary, const std::string& sam_folder);
 
     /// Replaces the page with one that has the figures so far, which reloads itself in a browser and shows the times in
-    /// `note`. Call only after Count. Throws std::runtime_error as OutputFiles does.
+    /// `note`. Call only after Count has returned. Throws std::runtime_error as OutputFiles does.
     void Write(const LiveNote& note);
 
     std::uint64_t Reads() const { return sample ? sample->reads : 0; }

@@ -44,7 +44,8 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
     const Json per_cent = {{"min", 0}, {"max", 100}, {"suffix", "%"}};
     const Json hidden = {{"min", 0}, {"max", 100}, {"suffix", "%"}, {"hidden", true}};
     const Json bad = {{"min", 0}, {"max", 1}};  // A count of 1 already has the worst colour.
-    // The columns have no shared_key: MultiQC shows columns with the key "read_count" in millions, a small run as 0.
+    // The columns have no shared_key, because MultiQC shows columns with the key "read_count" in millions, which turns
+    // the figures of a small run into 0.
     const Json columns = {
         Column("reads", "Reads", "Rows of the alignment summary", "{:,.0f}", "Blues", Json::object()),
         Column("aligned_percent", "Aligned", "Share of the reads with an accepted alignment", "{:,.1f}", "RdYlGn",

@@ -8,8 +8,8 @@
 namespace Reports {
 
 /// The files of a report. Write gives each file a temporary name, and Publish then renames all of them, so that the
-/// previous report stays intact if a write fails or the program is interrupted. The constructor, Write and Publish
-/// throw std::runtime_error "<path>: <what failed>: <the system's reason>".
+/// previous report stays intact if a write fails or the program is interrupted before Publish. The constructor, Write
+/// and Publish throw std::runtime_error "<path>: <what failed>: <the system's reason>".
 class OutputFiles {
 public:
     /// Creates the folder if it is missing.

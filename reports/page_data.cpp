@@ -140,7 +140,7 @@ Json ReferenceRow(const Reference& reference) {
         reference.length > 0 ? BreadthData(reference.breadth) : Json()};
 }
 
-// The sequences with the most reads, and the sum of all others.
+// The sequences with the most reads, and the total number of reads of all others.
 Json References(const Sample& sample) {
     const auto& all = sample.references.References();
     std::vector<const Reference*> order;

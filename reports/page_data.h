@@ -10,8 +10,8 @@
 
 namespace Reports {
 
-/// `text` as UTF-8, with invalid bytes replaced by U+FFFD. The middle of a text of more than `most` characters is left
-/// out.
+/// `text` as UTF-8, with invalid bytes replaced by U+FFFD. In a text of more than `most` characters, an ellipsis
+/// replaces the middle.
 std::string ForPage(const std::string& text, std::size_t most);
 
 /// The figures of the page as ASCII JSON without "<", so that a script element can contain it. `live` is set while the

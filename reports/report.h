@@ -10,9 +10,9 @@ namespace Reports {
 inline constexpr char kPageFile[] = "alignment_report.html";
 inline constexpr char kDefaultTitle[] = "Alignment report";
 
-/// Names for the samples whose summaries are at `paths`. A name is that of the summary's folder, or of the summary
-/// itself if its file name is not the aligner's. Equal names are preceded by parent folders that make them unique.
-/// Repeated paths are numbered.
+/// Names for the samples whose summaries are at `paths`. A name is that of the summary's folder, or that of the summary
+/// without its extension if its file name is not the aligner's. Equal names are preceded by parent folders that make
+/// them unique. Repeated paths are numbered.
 std::vector<std::string> SampleNames(const std::vector<std::string>& paths);
 
 /// Makes the report. Returns the exit status, which is 1 if a summary is missing, damaged or another kind of file, or

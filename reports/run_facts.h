@@ -15,7 +15,7 @@ struct RunFacts {
     std::uint64_t logs = 0;                                ///< Number of log files read.
     std::string log_file;                                  ///< Path of the log file read last.
     std::string begin;                                     ///< When the first run began, as the log file writes it.
-    std::string end;                                       ///< When the last record of the last run was written.
+    std::string end;                                       ///< When the latest record of all runs was written.
     std::uint64_t milliseconds = 0;                        ///< Total duration of the finished runs.
     std::set<std::string> versions;                        ///< Versions of the aligner.
     std::map<std::string, std::set<std::string>> options;  ///< Values of options, by name.

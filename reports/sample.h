@@ -90,8 +90,8 @@ private:
     Breadth breadth;
 };
 
-/// Counts the rows of the summary at `path`, and reads the SAM files and the log file beside it. Calls `progress` from
-/// time to time with the number of bytes read. Throws std::runtime_error as SummaryReader does.
+/// Counts the rows of the summary at `path`, and reads the SAM files and the log files of its runs. Calls `progress`
+/// from time to time with the number of bytes read. Throws std::runtime_error as SummaryReader does.
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
                    const std::function<void(std::uint64_t)>& progress);
 

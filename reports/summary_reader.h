@@ -26,9 +26,9 @@ struct SummaryRow {
     bool IsRejected() const { return genome_start == 0; }
 };
 
-/// Reads alignment_summary.txt row by row, about as fast as copying it. Only a long line enlarges the buffer. The
-/// constructor and Next throw std::runtime_error "<path>: line <number>: <what is wrong>" if the file is damaged or not
-/// a summary. Not synchronised.
+/// Reads alignment_summary.txt row by row. The constructor and Next throw std::runtime_error "<path>: line <number>:
+/// <what is wrong>" if the file is damaged or not a summary, and std::system_error as LineReader does. Not
+/// synchronised.
 class SummaryReader {
 public:
     /// Opens the file and checks its header line. Reads `block` bytes at a time, or more for a longer line.

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 // After every third random alignment, compares the breadth with one computed from the depths at the sampled positions.
-TEST(Breadth, IsExactForTheSampledPositionsAndTheseAreFew) {
+TEST(Breadth, IsExactAtTheSampledPositionsWhichAreFew) {
     const std::vector<std::int32_t> lengths = {1, 7, 100, 0, 1000, 3001, 8000};
     std::mt19937 random(1);
     for (const std::size_t most : {20'000UL, 12'109UL, 12'108UL, 5000UL, 2011UL, 400UL, 30UL, 7UL, 3UL, 1UL}) {

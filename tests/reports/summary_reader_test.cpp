@@ -44,7 +44,7 @@ std::size_t ReadAllRows(const std::string& path) {
 
 }  // namespace
 
-// The reader's buffer has one megabyte.
+// The reader's buffer takes 1 MiB.
 TEST(SummaryReader, ReadsRowsThatCrossTheEndOfTheBuffer) {
     const Tests::TemporaryFolder folder;
     std::string text = Header();
