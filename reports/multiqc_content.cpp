@@ -104,7 +104,9 @@ std::string MultiqcReadsPlot(const std::vector<Sample>& samples) {
     return Text(
         {{"id", "tavik_alignment_reads"},
          {"section_name", "Aligned reads"},
-         {"description", "Reads by result. Rejected: the alignment covers too little of the read."},
+         {"description",
+          "Reads by result. Rejected: the alignment covers too little of the read, or of a shorter reference "
+          "sequence."},
          {"plot_type", "bargraph"},
          {"pconfig", {{"id", "tavik_alignment_reads_plot"}, {"title", "Tavik: aligned reads"}, {"ylab", "Reads"}}},
          {"data", std::move(data)}});

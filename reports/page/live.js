@@ -22,7 +22,6 @@ const choices = () => ({
   sorted: [...byId("references").querySelectorAll("th")].map((cell) => cell.getAttribute("aria-sort")),
 });
 
-// Restores the reader's choices after a reload.
 function choose({scroll, theme, sequence, scales: chosen, open, sorted}) {
   if (theme !== document.documentElement.dataset.theme) byId("theme").click();
   if ([...byId("sequence").options].some(({value}) => value === sequence)) {
