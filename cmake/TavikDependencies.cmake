@@ -54,7 +54,7 @@ find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
   execute_process(COMMAND "${DPKG_QUERY}" -W -f "\${Version}\n" libminimap2-dev
     OUTPUT_VARIABLE tavik_minimap2_package ERROR_QUIET)
-  # With packages for several architectures, dpkg-query prints the same version once for each.
+  # If the package is installed for several architectures, dpkg-query prints its version once for each.
   if(tavik_minimap2_package MATCHES "^[^\n]+")
     set(TAVIK_MINIMAP2_VERSION "${CMAKE_MATCH_0}")
   endif()

@@ -41,7 +41,6 @@ public:
     const std::string& GetSequence() const { return sequence; }
     const std::string& GetQString() const { return qstring; }
 
-    /// True when there are bases but no qualities.
     bool IsFasta() const { return !sequence.empty() && qstring.empty(); }
 
     /// The record as FASTQ text, or as FASTA text if IsFasta, with one final line feed.

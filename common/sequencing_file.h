@@ -9,8 +9,8 @@
 
 namespace Common {
 
-/// The extension of a path in lower case, as Boost.Filesystem defines it: the end of the file name from its last dot
-/// on.
+/// The part of a file name from its last dot on, in lower case; empty without a dot. Follows Boost.Filesystem's
+/// definition of an extension.
 std::string LowerCaseExtension(const std::string& path);
 
 /// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in upper or lower case.

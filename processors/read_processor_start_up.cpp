@@ -67,7 +67,6 @@ void ReadProcessor::ReportParameterErrors() {
 
 void ReadProcessor::SetUpLogging() {
     Common::logging::InitLogging(kChannel, kVerboseChannel, quiet, verbose_logs, trace_categories);
-    // Log files are written to the folder of the results, not to the current folder.
     Common::logging::LoggerGroup::Instance().SetFolder(save_path);
     log_reads = Common::logging::AcceptsDefaultSeverity();
 }

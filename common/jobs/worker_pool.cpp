@@ -13,7 +13,6 @@ namespace Common {
 
 namespace {
 
-/// How a job ended.
 struct Outcome {
     int result = 0;
     std::exception_ptr error;
