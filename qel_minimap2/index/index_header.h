@@ -16,7 +16,7 @@ struct IndexHeader {
 };
 
 /// Returns what is wrong with the values, or null if nothing is. The limits of the window and of k are those of
-/// minimap2's mm_sketch. The number of buckets exceeds neither the number of possible minimizers nor 2^30.
+/// minimap2's mm_sketch. The number of buckets may exceed neither the number of possible minimizers nor 2^30.
 inline const char* FaultOfHeader(const IndexHeader& header) {
     if (header.k < 1 || header.k > 28 || header.window < 1 || header.window > 255) {
         return "impossible minimizer sizes";
@@ -31,7 +31,7 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
 }
 
 /// Returns null if a reference sequence can have this name in a SAM file, otherwise the reason, worded to follow
-/// "holds". Tabs separate the columns of a record, and "*" in the third column marks an unmapped read.
+/// "holds".
 inline const char* FaultOfSequenceName(std::string_view name) {
     if (name.empty()) {
         return "a sequence without a name";

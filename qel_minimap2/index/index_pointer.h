@@ -32,7 +32,7 @@ IndexPointer MakeIndex(const IndexHeader& header, const std::vector<ReferenceSeq
                        std::unique_ptr<const SeedTable> table, PackedWords words);
 
 /// Makes an index whose names and bases stay in foreign memory, which `table` keeps alive. Each of the `names` ends
-/// with a NUL. `lengths` has the length of each sequence. Throws std::bad_alloc.
+/// with a NUL. `lengths` has the length of each sequence in bases. Throws std::bad_alloc.
 IndexPointer MakeIndex(const IndexHeader& header, const char* names, const std::uint32_t* lengths,
                        std::unique_ptr<const SeedTable> table, const std::uint32_t* words);
 

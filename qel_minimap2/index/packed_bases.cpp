@@ -45,8 +45,7 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
     }
 }
 
-// Uses realloc, because the system moves the pages of a large allocation instead of copying its bytes. Unwritten pages
-// cost nothing.
+// Uses realloc, because the system moves the pages of a large allocation instead of copying its bytes.
 void Resize(PackedWords& words, std::uint64_t count) {
     const auto size = std::max<std::uint64_t>(count, 1) * sizeof(std::uint32_t);
     void* const resized = RequireMemory(std::realloc(words.get(), size));

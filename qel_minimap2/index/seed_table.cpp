@@ -20,8 +20,8 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// Look-ups would leave foreign memory if stretches in it changed. If there are at most 2 to the power of this many
-// stretches, which take a megabyte, the table therefore copies them.
+// If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies up to 2 to the
+// power of this many stretches, which take a megabyte.
 constexpr unsigned kMostCopiedBits = 17;
 // Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
 // run has 49 groups. Only a forged file has a run longer than this limit.
@@ -120,7 +120,7 @@ void SeedTable::MakeRoom(std::size_t block, const std::vector<std::uint32_t>& ke
                          Pages memory) {
     std::uint64_t groups = 0;
     for (std::size_t i = 0; i < key_counts.size(); ++i) {
-        // There is more room than keys, so a search for a missing key ends at a free slot.
+        // A bucket gets more slots than it has keys, so a search for a missing key ends at a free slot.
         const auto needed = key_counts[i] > 0 ? key_counts[i] / kKeysPerGroup + 1 : 0;
         own_stretches[(block << shape.bits_in_block) + i] = {static_cast<std::uint32_t>(groups), needed};
         groups += needed;

@@ -19,8 +19,9 @@ class ForeignMemory {
 public:
     virtual ~ForeignMemory() = default;
 
-    /// Ends the process if the memory has changed since it was checked. Call after reading. A change in the last
-    /// milliseconds may go unnoticed; an implementation checks once more in its destructor. Any thread.
+    /// Ends the process if the memory has changed since it was checked. Call after each use of the memory. A change in
+    /// the last milliseconds before the call may go unnoticed; an implementation checks once more in its destructor.
+    /// Any thread.
     virtual void RequireUnchanged() const = 0;
 };
 
@@ -60,7 +61,7 @@ public:
         static constexpr std::uint32_t kSorted = std::uint32_t{1} << 31U;  // Marks the groups of a sorted bucket.
 
         std::uint32_t begin, groups;
-        // Returns in one comparison whether there are groups and they are not sorted.
+        // Returns, with a single comparison, whether the bucket has groups and is not sorted.
         bool IsHashed() const { return groups - 1 < kSorted - 1; }
         std::uint32_t Groups() const { return groups & ~kSorted; }
         std::uint64_t After(std::uint64_t group) const { return group + 1 < begin + groups ? group + 1 : begin; }
@@ -87,7 +88,7 @@ public:
         std::uint64_t sequences;
     };
     SeedTable(unsigned k, unsigned bucket_bits, Parts parts);
-    /// Returns the parts of a filled table, which keeps the ownership of their memory.
+    /// Returns the parts of a filled table, without an owner and lengths. They point into the table's memory.
     Parts AllParts() const;
     /// Properties that follow from the length of the k-mers and the number of buckets.
     struct Shape {
@@ -169,7 +170,8 @@ public:
     std::vector<Stored> MinimizersOf(std::uint64_t bucket) const;
 
     /// Returns one more than the lowest number of occurrences among the most frequent `fraction` of minimizers, exactly
-    /// as minimap2's mm_idx_cal_max_occ computes it.
+    /// as minimap2's mm_idx_cal_max_occ computes it. Returns INT32_MAX if `fraction` is 0 or less, or the table is
+    /// empty.
     std::int32_t OccurrenceThreshold(float fraction) const;
 
     /// Returns the table of an index that LoadIndex made, or null for an index that minimap2 made.
@@ -243,7 +245,7 @@ private:
     Parts foreign;                       // Has no owner if all memory is the table's own.
     mutable std::once_flag counted;
     mutable std::vector<OccurrenceCount> counts;  // Of all blocks. Complete once `counted`.
-    mutable std::vector<std::uint64_t> ranks;     // For each count, how many minimizers occur as often or less often.
+    mutable std::vector<std::uint64_t> ranks;     // For each of `counts`, how many minimizers occur at most that often.
 };
 
 }  // namespace qel_minimap2

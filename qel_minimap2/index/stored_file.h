@@ -12,8 +12,8 @@ namespace qel_minimap2 {
 /// Throws std::runtime_error with the system's text for errno.
 [[noreturn]] void FailForErrno();
 
-/// A file that is read at any offset. The file is not mapped, because a signal would end the process if another program
-/// shortened a mapped file.
+/// A file that can be read at any offset. The file is not mapped, because a signal would end the process if another
+/// program shortened a mapped file.
 class StoredFile {
 public:
     /// Throws std::runtime_error with the system's reason.

@@ -14,8 +14,8 @@
 
 namespace qel_minimap2 {
 
-/// The format of an entry, which has a minimizer of a reference and its position in 8 bytes. The minimizer's bits that
-/// choose its block are left out. From the highest bit down, an entry has the bucket within the block, the key's bits,
+/// The format of an entry: 8 bytes with a minimizer of a reference and its position. The bits that choose the
+/// minimizer's block are left out. From the highest bit down, an entry has the bucket within the block, the key's bits,
 /// the offset of the minimizer's last base among the bases of all sequences, and the strand.
 class EntryFormat {
 public:

@@ -11,8 +11,8 @@
 
 namespace qel_minimap2 {
 
-/// Reads a reference and indexes it on all cores, always as one part. The index has the same minimizers, positions,
-/// names and packed bases as minimap2's. `options` must have windows of up to 255 k-mers, an odd k of at most 15 and no
+/// Reads a reference and indexes it in parallel, always as one part. The index has the same minimizers, positions,
+/// names and packed bases as minimap2's. `options` must have windows of 1 to 255 k-mers, an odd k of at most 15 and no
 /// flags such as homopolymer compression; otherwise std::invalid_argument is thrown. `options.batch_size` and
 /// `options.mini_batch_size` are ignored. Throws what ReadReference throws, and std::bad_alloc.
 ///

@@ -61,7 +61,7 @@ struct DestroyParser {
     void operator()(kseq_t* parser) const { kseq_destroy(parser); }
 };
 
-// True for bytes other than letters, the symbols for gaps, and the blanks at the ends of lines.
+// True for bytes other than letters, the symbols for gaps, and blanks, which some files have at the ends of lines.
 std::array<bool, 256> MakeIsNotBase() {
     std::array<bool, 256> is_not_base{};
     for (unsigned byte = 0; byte < is_not_base.size(); ++byte) {

@@ -21,8 +21,8 @@ namespace {
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
-// hundred bases of a run. An A is stored as zero, so if copying an index file was interrupted after the full size of
-// the copy was allocated, the copy ends in such a run. Real genomes have hardly any such runs.
+// hundred bases of a run. An A is stored as zero, so an index file ends in such a run if the file is an incomplete copy
+// whose full size was allocated at the start. Real genomes have hardly any such runs.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
     // A run twice as long as a section contains a complete section, wherever the run begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
@@ -56,8 +56,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
     return all;
 }
 
-// Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked. It is a
-// class because its steps share the lists of a bucket.
+// Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked.
 class BlockReader {
 public:
     // `worker`: see ForEach. `window` is used by this thread only.
@@ -81,9 +80,7 @@ public:
     }
 
 private:
-    // The lowest bit of a key is 1 if the minimizer occurs once; the value is then its position. Otherwise, the value
-    // is where the minimizer's list begins among the bucket's positions (upper 32 bits) and the list's length (lower
-    // 32).
+    // Keys and values are as SeedTable describes them, except that a list begins among the positions of its bucket.
     void ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         const auto& stored = layout.Bucket(bucket);
         const auto* const bytes = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
@@ -116,7 +113,6 @@ private:
         positions_before += stored.position_count;
     }
 
-    // `position` is in minimap2's format: number of the sequence, 0-based position of the last base, strand.
     void TakePosition(std::uint64_t minimizer, std::uint64_t position) {
         const auto sequence = position >> 32U;
         const auto last_base = (position & 0xFFFFFFFFU) >> 1U;

@@ -45,8 +45,8 @@ public:
         return start;
     }
 
-    // Without this, each read would wait for the disk: most of the file is skipped, so the system cannot predict which
-    // part is read next.
+    // Without prefetching, each read would wait for the disk: most of the file is skipped, so the system cannot predict
+    // which part is read next.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {

@@ -32,7 +32,8 @@ struct StoredBucket {
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, and that the parts end at the file's last byte. Throws
-    /// std::runtime_error for an index that is truncated or damaged, has several parts or lacks its bases.
+    /// std::runtime_error if one of these checks fails, the index has several parts or lacks its bases, or the file
+    /// cannot be read. Throws std::bad_alloc too.
     explicit IndexLayout(const StoredFile& file);
 
     const StoredFile& File() const { return file; }

@@ -14,8 +14,9 @@ namespace {
 constexpr const char* kDifferent = "its minimizers do not match its sequences";
 
 // minimap2 stores the k-mers of the current window in a ring. Each base adds an entry; with homopolymer compression,
-// each run of equal bases does. K-mers that equal their reverse complement add none. Returns the 0-based last base of
-// each entry that a part of a sequence adds, but not for entries whose k-mers may begin before the part.
+// each run of equal bases does. K-mers that equal their reverse complement add none. Returns, for each entry that
+// `bases` add, the 0-based position of its last base in `bases`, except for entries whose k-mers may begin before
+// `bases`.
 std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const IndexHeader& header) {
     const std::uint64_t mask = (std::uint64_t{1} << 2 * header.k) - 1;
     std::uint64_t forward = 0, reverse = 0;

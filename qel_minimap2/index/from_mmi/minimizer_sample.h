@@ -9,15 +9,15 @@
 namespace qel_minimap2 {
 
 /// Checks that a prebuilt index was built from the sequences stored in it. Without this check, an index with a wrong
-/// window, k-mer size, homopolymer flag, length or base could be loaded and would map badly, because its structure does
-/// not show the fault. About one in a hundred sections of 2048 bases is chosen, but at least 128 sections, always with
-/// the first and the last one. The minimizers in the chosen sections are computed again and must equal those of the
-/// index. Damage in other sections goes unnoticed, because the format has no checksum.
+/// window, k-mer size, homopolymer flag, length or base could be loaded and would map badly, because its structure
+/// does not show the fault. About one in a hundred sections of 2048 bases is chosen, but at least 128 sections (or all,
+/// if there are fewer), among them the first and the last one. The minimizers in the chosen sections are computed again
+/// and must equal those of the index. Damage in other sections goes unnoticed, because the format has no checksum.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:
-    /// offsets of bases that pieces must also cover; offsets that would more than double the number of sections are
-    /// ignored.
+    /// offsets of bases whose sections are chosen too; offsets that could more than double the number of chosen
+    /// sections are ignored.
     MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
     /// Records one minimizer of the index. `position` is in minimap2's format: number of the sequence, 0-based position

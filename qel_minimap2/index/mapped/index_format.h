@@ -43,15 +43,14 @@ constexpr const char* NameOf(SectionKind kind) {
 }
 
 /// Where a section lies, in bytes. `length` does not include the zeros that fill the section's last page, but
-/// `checksum` does.
+/// `checksum` covers them.
 struct Section {
     SectionKind kind;
     std::uint32_t unused;
     std::uint64_t offset, length, checksum;
 };
 
-/// The first page of the file. The members up to `checksum`, and the bytes that it covers, are the same in all
-/// versions.
+/// The first page of the file. All versions have the members up to `checksum`, which covers this page in all of them.
 struct FileHeader {
     std::array<char, 8> magic;
     std::uint32_t byte_order, version;

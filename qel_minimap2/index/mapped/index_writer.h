@@ -18,7 +18,7 @@
 
 namespace qel_minimap2 {
 
-/// Writes an index to a file while the index is made. qelmm_make_index describes the file.
+/// Writes an index to a file while the index is made. The file appears as qelmm_make_index describes.
 class IndexWriter : public IndexSink {
 public:
     explicit IndexWriter(std::string path) : path(std::move(path)) {}
@@ -53,8 +53,8 @@ private:
     std::optional<SeedTable::Shape> shape;
     std::optional<SectionWriter> table_writer;
     std::mutex mutex;                        // Guards the members below and the table's length.
-    std::map<std::size_t, Filled> waiting;   // Blocks that wait for earlier ones, whose sizes decide their places.
-    std::vector<StoredBlock> stored_blocks;  // Blocks that have their places.
+    std::map<std::size_t, Filled> waiting;   // Blocks without a place, which depends on the sizes of earlier blocks.
+    std::vector<StoredBlock> stored_blocks;  // Blocks that have a place.
     std::vector<Pages> spare;
 };
 

@@ -61,7 +61,7 @@ public:
 
     CheckedFile(const CheckedFile&) = delete;
     CheckedFile& operator=(const CheckedFile&) = delete;
-    // Reads may have been aligned since the latest look.
+    // Looks once more, because reads may have been aligned since the latest look.
     ~CheckedFile() override { Look(); }
 
     const MappedLayout& Layout() const { return layout; }

@@ -50,7 +50,7 @@ void CheckHeader(const FileHeader& header, std::uint64_t size) {
     }
 }
 
-// Each section must begin on the page after the one before it, and the last one must end at the end of the file.
+// Each section must begin on the page after the previous section, and the last section's last page must end the file.
 void CheckSections(const FileHeader& header) {
     if (header.section_count > kMostSections) {
         throw DamagedFile("too many sections");

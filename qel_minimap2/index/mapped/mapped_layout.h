@@ -30,12 +30,11 @@ public:
     const FileHeader& Header() const { return header; }
     std::span<const Section> Sections() const { return {header.sections.data(), header.section_count}; }
 
-    /// Reads all sections once, on all cores, and compares them with their checksums. Also checks the codes of the
+    /// Reads all sections once, in parallel, and compares them with their checksums. Also checks the codes of the
     /// bases. Throws std::runtime_error and std::bad_alloc.
     void CheckChecksums() const;
-    /// Checks the names and all numbers that locate other parts, in time linear in the numbers of sequences and
-    /// buckets. Throws std::runtime_error. The table's keys, values and positions are not checked here, but when they
-    /// are used.
+    /// Checks the names and all numbers that locate other parts, without reading the bases and the table. Values and
+    /// positions of the table are checked when a look-up uses them. Throws std::runtime_error.
     void CheckContent() const;
 
     const char* Names() const { return At<char>(SectionKind::names).data(); }

@@ -96,7 +96,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
     folder = folder.empty() ? "." : folder;
     RemoveStale(folder);
-    // Publish names the file with the help of /proc/self/fd.
+    // Publish needs /proc/self/fd to name a nameless file.
     if (naming == Naming::late && ::access("/proc/self/fd", X_OK) == 0) {
         descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
     }
@@ -163,7 +163,7 @@ std::string NewFile::NextHiddenName() const {
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
 }
 
-// Call only after this process has created the file: from then on, this object and signal handlers may remove it.
+// Call only after this process has created the file: after the call, this object and signal handlers may remove it.
 void NewFile::TakeName(std::string name) {
     Remember(name);
     hidden = std::move(name);

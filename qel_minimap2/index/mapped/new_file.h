@@ -10,9 +10,9 @@
 namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is complete. Until then it has no name, so nothing is left if the
-/// process ends, for whatever reason. With Naming::hidden, or on file systems without nameless files, it is a hidden
-/// file in the same folder until then. If a process is killed, the next NewFile in that folder removes the hidden file,
-/// unless the file system has no locks.
+/// process ends, for whatever reason. With Naming::hidden, on a file system without nameless files, or without /proc,
+/// it is a hidden file in the same folder until then. If a process is killed, the next NewFile in that folder removes
+/// the hidden file, unless the file system has no locks.
 ///
 /// A separate thread sends written data to the disk, because the system call for this blocks while the disk is busy.
 class NewFile {
@@ -22,7 +22,7 @@ public:
 
     /// `path`: the name that Publish gives the file; if it is a symbolic link, the link stays and the file that it
     /// leads to is replaced. `size`: the least number of bytes that will be written; they are reserved on the disk if
-    /// the file system supports this. `naming`: on a file system without nameless files, `late` means `hidden`. Throws
+    /// the file system supports this. `naming`: where files cannot be nameless, `late` means `hidden`. Throws
     /// std::runtime_error with the reason.
     NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;

@@ -4,7 +4,7 @@
 
 namespace qel_minimap2 {
 
-/// Checks every minimizer and position of a table, on all cores. Call after MappedLayout::CheckContent. Throws
+/// Checks every minimizer and position of a table, in parallel. Call after MappedLayout::CheckContent. Throws
 /// std::runtime_error for a table that SeedTable::Fill could not have made, and std::bad_alloc.
 void CheckTable(const MappedLayout& layout);
 
