@@ -55,7 +55,8 @@ std::uint64_t CountOf(std::string_view name) {
     return counts ? bytes : 0;
 }
 
-// What the program is doing and, if /proc/self/io can be read, how far it is.
+// Returns what the program is doing and how far it is. If /proc/self/io cannot be read, always returns that the program
+// is reading.
 std::string Stage(const Options& options, std::uint64_t reference_size) {
     constexpr std::uint64_t kPercent = 100, kMega = 1'000'000;
     const auto read = CountOf("rchar:"), written = CountOf("wchar:") / kMega;

@@ -1,4 +1,4 @@
-// Parses the input as a configuration file, which never throws: error messages are kept as text.
+// Parses the input as a configuration file: Parse never throws, because it keeps error messages as text.
 
 #include <array>
 #include <sstream>

@@ -1,4 +1,4 @@
-// Loads the input as a prebuilt index: loading refuses it, or mapping a read against it works.
+// Loads the input as a prebuilt index: loading refuses it, or mapping a read works or fails with a message.
 
 #include <cstdlib>
 #include <string>

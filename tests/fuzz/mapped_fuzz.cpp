@@ -18,7 +18,7 @@ namespace {
 // Changes a number in a section or in the header to one that is likely to be wrong.
 void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
     const auto below = [&](std::size_t end) { return end > 0 ? random() % end : 0; };
-    // Mostly chooses the table, because loading checks most numbers elsewhere, and no look-up would follow a refusal.
+    // Mostly chooses the table, because loading refuses most wrong numbers elsewhere, so no look-up would follow.
     const auto table = static_cast<std::size_t>(qel_minimap2::SectionKind::table) - 1;
     const auto number_of_section = below(8) == 0 ? below(qel_minimap2::kSectionKinds + 1) : table;
     const auto& section = Tests::MappedParts(bytes).Header().sections[number_of_section];
@@ -48,7 +48,8 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 
 }  // namespace
 
-// Corrects the checksums of most inputs, because loading compares them first and refuses any other input.
+// Corrects the checksums of each input with a complete header, because loading refuses an input with a wrong checksum
+// before it reads anything else.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);

@@ -1,4 +1,5 @@
-// Reads the input as a read file, gzip or plain by its first byte: it gives records or throws a std::exception.
+// Reads the input as a read file, gzip or plain by its first byte: the readers return records or throw a
+// std::exception.
 
 #include <exception>
 
