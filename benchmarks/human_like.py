@@ -62,7 +62,7 @@ class Genome:
     def chromosome(self, length):
         random, chromosome = self.random, self.bases(length)
         for family, age, share in self.families:
-            # A copy has at least a third of its family's length.
+            # A copy has between a third and all of its family's length, on average two thirds.
             count = random.poisson(length * share / (len(family) * 2 / 3))
             lengths = (len(family) * random.uniform(1 / 3, 1, count)).astype(numpy.int64)
             self.put(chromosome, lengths, lambda kept, family=family, age=age: noisy(

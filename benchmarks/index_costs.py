@@ -15,7 +15,7 @@ SMALL_FILES = 200
 
 
 class Table:
-    """`folder`: holds reference.fasta and reads; `one_read`: a folder with one read, which does not map."""
+    """`folder`: contains reference.fasta and reads; `one_read`: a folder with one read, which does not map."""
 
     def __init__(self, program, folder, one_read, scratch):
         self.program, self.indexer = program, program.with_name("tavik_index")
@@ -24,7 +24,7 @@ class Table:
         subprocess.run([self.indexer, "-z", self.fasta, self.own], check=True)
 
     def print(self, runs):
-        """Prints the table. Returns whether both indexes gave the same lines."""
+        """Prints the table. Returns whether the runs with both indexes wrote the same lines and rows."""
         mb = 1e6
         print(f"\nAn index of tavik_index ({self.own.stat().st_size / mb:.0f} MB) beside minimap2's prebuilt one "
               f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2; times are medians, wall / processor seconds.\n\n"

@@ -24,7 +24,7 @@ constexpr char kUsage[] =
 
 constexpr char kStatuses[] =
     "\nExit status: 0 if the index was written or is sound, 1 if it could not be written or is\n"
-    "not sound, 2 for wrong usage or an index to check that cannot be read.\n";
+    "not sound, 2 for wrong usage or an index to check or describe that cannot be read.\n";
 
 Options Chosen(const po::variables_map& values, Options options, const std::vector<std::string>& files) {
     if (values["check"].as<bool>() && values["describe"].as<bool>()) {

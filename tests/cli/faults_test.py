@@ -123,7 +123,6 @@ class Faults(AlignerTest):
         _, rows = self.good()
         packed = self.write("packed.gz", gzip.compress(SAMPLE.read_bytes(), 0))
         self.assertGreater(packed.stat().st_size, 1 << 16, "smaller files are not inflated ahead by a thread")
-        # The index is prebuilt, because building one starts a thread.
         reads, packed, index = self.bring(SAMPLE, packed, self.build_index())
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
         self.assertEqual(sorted(self.summary()), sorted(2 * rows))

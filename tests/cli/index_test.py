@@ -222,7 +222,7 @@ class IndexFailures(IndexTest):
         self.assertEqual(self.index("--check", target).stdout, f"{target}: sound\n")
 
     def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
-        """Without /proc, as on file systems without unnamed files, the program writes a hidden file, which SIGKILL
+        """Without /proc, as on file systems without nameless files, the program writes a hidden file, which SIGKILL
         leaves until the next run. Only root can unmount /proc."""
         older = self.own_index().read_bytes()
         reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=4_000_000)) + "\n")
@@ -252,7 +252,7 @@ class IndexFailures(IndexTest):
                     self.assertEqual((target.read_bytes() == older, self.files()), (True, there))
 
     def test_hidden_files_of_killed_runs_are_removed_and_those_of_active_runs_stay(self):
-        """Such files exist only on file systems without unnamed files."""
+        """Hidden files exist only where files cannot be nameless."""
         stale, used = (self.write(f".tavik_index.{number}.0", "part") for number in (1, 2))
         with open(used, "rb") as held:
             fcntl.flock(held, fcntl.LOCK_EX)

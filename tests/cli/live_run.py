@@ -37,7 +37,7 @@ class LiveTest(AlignerTest):
         return process
 
     def live(self, *args, status=0):
-        """Waits for a call that ends on its own. Returns its messages without date and time."""
+        """Runs the program until it ends on its own. Returns its messages without date and time."""
         process = self.start(*(args or ("--until-idle", "0")))
         output, errors = process.communicate(timeout=100)
         self.assertEqual((process.returncode, output, errors) if process.returncode != status else status, status)

@@ -29,7 +29,8 @@ def records(name, count):
 
 class Output(LiveTest):
     def watch(self, process):
-        """Reads the output during the run, which must be complete for each file. Returns the numbers of files seen."""
+        """Reads the output while the program runs; the output must be complete for each file that files.tsv lists.
+        Returns the numbers of files seen."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -309,7 +310,7 @@ for sam in out.glob("*.sam"):
 
     def test_compressed_files_are_decompressed_once(self):
         self.reads.joinpath("a.fastq.gz").write_bytes(gzip.compress(records("a", 2)) + gzip.compress(records("b", 2)))
-        # Only the aligner can log a warning.
+        # tavik_live passes the path of this file on, because only the aligner can log the warning about its end.
         self.reads.joinpath("b.fastq.gz").write_bytes(gzip.compress(records("c", 2)) + b"xyz")
         aligner = self.script(f"readlink '{self.out}'/.live/round/reads/* >> '{self.folder}/links'", "exec {aligner} \"$@\"")
         errors = self.live("--until-idle", "0", "--aligner", aligner, status=1)
@@ -320,7 +321,7 @@ for sam in out.glob("*.sam"):
     def test_gzip_files_whose_text_the_aligner_cannot_use_are_read_themselves(self):
         for name in "ab":
             self.reads.joinpath(f"{name}.fastq.gz").write_bytes(gzip.compress(records(name, 2)))
-        # The aligner may be killed when memory is short, or may not see the /proc of this process.
+        # The aligner may be killed when memory is short, or may not see tavik_live's files in /proc.
         for failure in ("kill -9 $$", "for link in *; do ln -sfn /missing $link; done"):
             aligner = self.script(f"cd '{self.out}/.live/round/reads'", f"if readlink * | grep -q ^/proc; then {failure}; fi",
                                   "exec {aligner} \"$@\"")

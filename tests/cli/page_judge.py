@@ -9,7 +9,7 @@ STEPS = {False: 0.1, True: 0.5}  # The width of a fine bin, in per cent and in q
 
 
 class PageJudge(ReportTest):
-    colours = {}  # By name, from the style sheet, for the theme of the page.
+    colours = {}  # The colours of the style sheet for the theme of the page, by name.
 
     def near(self, one, other, tolerance, what):
         self.assertEqual(len(one), len(other), what)

@@ -1,10 +1,10 @@
-// Collects what the page shows now, for page_judge.py. It runs as the body of a function in the scope of the page's
-// script. The optional argument is the id of the only figure to collect.
+// Collects what the page shows now, for page_judge.py. This code is the body of a function that runs in the scope of the
+// page's script. The optional argument is the id of the only figure to collect.
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 
-// Returns the positions of a chart's parts, converted from pixels: [from, to, low, high] of a bar (of a horizontal bar,
-// [from, to, y]), [x, y] of a point of a line.
+// Returns the positions of a chart's parts, converted from pixels: for a vertical bar [from, to, low, high], for a
+// horizontal bar [from, to, y], for a point of a line [x, y].
 function placesOf(chart, i) {
   const {x, y} = chart.scales;
   const isHorizontal = chart.options.indexAxis === "y";

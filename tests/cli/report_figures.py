@@ -1,4 +1,4 @@
-"""Computes the figures of a report from its rows in the simplest way: all values in memory, sorted."""
+"""Computes the figures of a report from the rows of a summary in the simplest way: all values in memory, sorted."""
 
 import itertools
 import json

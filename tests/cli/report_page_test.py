@@ -31,7 +31,7 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Returns the size of a picture and the number of its coloured, opaque pixels, which leaves out text and grid.
+# Returns the size of a picture and the number of its coloured, opaque pixels. Text and grid have none.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();

@@ -8,7 +8,7 @@ from collections import Counter
 from decimal import ROUND_HALF_UP, Decimal
 
 NONE = "\u2013"
-SERIES = 8  # Samples in one chart.
+SERIES = 8  # The highest number of samples in one chart.
 ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inserted and deleted. BLAST and many other programs call this identity.",
          "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so this identity is at least as high as "
                      "what BLAST calls identity."}
@@ -160,7 +160,8 @@ def bars_of(points, step):
 
 
 def histogram(counts, bars):
-    """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it."""
+    """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it. If there are
+    counts beyond the last bar, returns a text instead, which differs from any list."""
     first, last = bars[0][0], bars[-1][1]
     made = [sum(counts.get(fine, 0) for fine in range(*bar)) for bar in bars]
     made[0] += sum(count for fine, count in counts.items() if fine < first)

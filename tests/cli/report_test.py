@@ -69,7 +69,7 @@ class Figures(ReportTest):
                          ["1.0.0", str(REFERENCE), "0.6", "3", "0 and 0"])
 
     def test_figures_of_generated_rows_match_sorted_lists(self):
-        # Lengths have a precision of 1 in 32 768, so with other seeds one could fall into a neighbouring bin.
+        # Lengths have a precision of 1 in 32 768, so with other seeds a length could fall into a neighbouring bin.
         random.seed(5)
         bounds = [1, 9, 10, 11, 12, 999, 1000, 65535, 65536, 65537, 65538, 99999, 100000, 112201, 112202]  # Bin bounds.
         spread = [int(3_000_000 ** random.random()) for _ in range(9000)]
