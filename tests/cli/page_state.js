@@ -1,5 +1,5 @@
-// Collects what the page shows now, for page_judge.py. This code is the body of a function that runs in the scope of the
-// page's script. The optional argument is the id of the only figure to collect.
+// Collects what the page shows now, for page_judge.py. This code is the body of a function that runs in the scope of
+// the page's script. The optional argument is the id of the only figure to collect.
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 

@@ -111,7 +111,7 @@ class Runs(ReportTest):
         self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "input files read", "log files")],
                          ["1.0.0", str(REFERENCE), "3", "3, of 3 runs"])
         self.assertEqual((sorted(run) == sorted({*run, "started", "ended"}), "save path" in run), (True, False))
-        self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # Their lengths are in the chunks' SAM files.
+        self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # From the chunks' SAM files.
 
         (log,) = (self.folder / "out/chunks/00001").glob("*.log")
         log.write_text(log.read_text().split("Done in")[0])

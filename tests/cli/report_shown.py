@@ -160,8 +160,8 @@ def bars_of(points, step):
 
 
 def histogram(counts, bars):
-    """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it. If there are
-    counts beyond the last bar, returns a text instead, which differs from any list."""
+    """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it. If there
+    are counts beyond the last bar, returns a text instead, which differs from any list."""
     first, last = bars[0][0], bars[-1][1]
     made = [sum(counts.get(fine, 0) for fine in range(*bar)) for bar in bars]
     made[0] += sum(count for fine, count in counts.items() if fine < first)
