@@ -62,7 +62,7 @@ endif()
 # qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a minimap2 release is accepted only after its
 # output has been compared with this project's output.
 set(tavik_judged_minimap2 2.24 2.27)
-option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output has not been compared" OFF)
+option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output has not been compared with ours" OFF)
 string(REGEX MATCH "^[0-9]+\\.[0-9]+" TAVIK_MINIMAP2_RELEASE "${TAVIK_MINIMAP2_VERSION}")
 if(TAVIK_MINIMAP2_RELEASE AND NOT TAVIK_MINIMAP2_RELEASE IN_LIST tavik_judged_minimap2 AND NOT TAVIK_UNJUDGED_MINIMAP2)
   list(JOIN tavik_judged_minimap2 " and " tavik_judged_minimap2)

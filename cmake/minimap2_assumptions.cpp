@@ -1,5 +1,5 @@
 // Checks what the wrapper library assumes about the installed minimap2 library. Runs when the build is configured,
-// because a later release may keep its interface and still break an assumption. Prints each broken assumption.
+// because a later minimap2 may have the same interface and still break an assumption. Prints each broken assumption.
 
 #include <algorithm>
 #include <array>

@@ -10,8 +10,8 @@ namespace Common {
 /// other processes need not check it again.
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 
-/// Returns a text that is different for each file of a machine and changes when the file is written to. A second write
-/// within one tick of the system's clock may leave it unchanged. The text contains the time of the last status change,
+/// Returns a text that is different for each file on a machine and changes when the file is written to. A second write
+/// within one tick of the system's clock may leave the text unchanged. It contains the time of the last status change,
 /// which programs cannot set back.
 inline std::string FileIdentity(const struct stat& status) {
     std::string identity;

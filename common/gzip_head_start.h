@@ -48,7 +48,8 @@ private:
 /// The head starts of the next gzip files in a list of files. Not synchronised.
 class GzipHeadStarts {
 public:
-    /// `count`: how many files after the current one may have head starts; `most`: bytes of text in each.
+    /// `count`: how many files after the current one may have head starts; `most`: the bytes of text that each may
+    /// keep in memory.
     GzipHeadStarts(std::size_t count, std::size_t most) : count(count), most(most) {}
 
     /// Call before reading the file at `index`. Creates head starts for those of the next `count` files that are not

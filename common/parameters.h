@@ -29,9 +29,9 @@ public:
     virtual ~Parameters();
     /// True if the values make sense together.
     virtual bool ValidateParams() = 0;
-    /// Writes names and values of the registered options to `path` as a configuration file that Parse can read, with
-    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if `all`.
-    /// Logs an error if the file cannot be written.
+    /// Writes the names and values of the registered options to `path` as a configuration file that Parse can read,
+    /// with `header_lines` as comments at the top. Options that a configuration file cannot set are written only if
+    /// `all`. Logs an error if the file cannot be written.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;

@@ -22,8 +22,8 @@ namespace Tavik {
 /// Base class of a read-processing tool. It has the common options, finds and processes the input files, and keeps the
 /// failure of a read or a file from ending the run. A derived class adds its options, file names and per-read work.
 ///
-/// All functions run on the thread that calls Run, except ProcessRead, which worker threads call concurrently for
-/// different reads.
+/// All virtual functions run on the thread that calls Initialise and Run, except ProcessRead, which worker threads call
+/// concurrently for different reads.
 class ReadProcessor : protected Common::Parameters {
 public:
     ReadProcessor();

@@ -76,7 +76,7 @@ public:
     CountGrid identity_by_length;
     CountGrid indels;
     ReferenceTable references;
-    std::uint64_t too_short_references = 0;  ///< Sequences whose length was dropped: an alignment ends beyond it.
+    std::uint64_t too_short_references = 0;  ///< Sequences whose length was dropped, as an alignment ends beyond it.
     std::int32_t longest_exact = 0;          ///< The breadth of sequences of at most this length is exact.
     std::int32_t breadth_step = 1;           ///< Distance between sampled positions in the longest sequence.
     Detail detail;

@@ -52,7 +52,7 @@ void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
 
 // How long a worker yields before it sleeps: usually long enough for the owner to read and stage the next record.
 constexpr std::chrono::microseconds kWorkerYields{50};
-// How long the owner yields if its last wait was shorter than that and there are more processors than workers. With one
+// How long the owner yields if its last wait was shorter than this and there are more processors than workers. With one
 // worker on two processors, a file of short reads takes 1.1 s instead of 1.6 s, and a quarter less processor time. With
 // as many workers as processors, the owner would take a processor from a worker.
 constexpr std::chrono::microseconds kOwnerYields{50};
