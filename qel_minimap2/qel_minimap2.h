@@ -21,11 +21,11 @@ extern "C" {
 ///
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
-/// standard error that names the file. It ends after the first read that is mapped at least some milliseconds after the
-/// change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the process. If
-/// the file is shortened, an access to the missing part ends the process in the same way. To do so, the library handles
-/// SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that was installed
-/// before.
+/// standard error that names the file. The process ends after the first read that is mapped at least some milliseconds
+/// after the change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the
+/// process. If the file is shortened, an access to the missing part ends the process in the same way. To do so, the
+/// library handles SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that
+/// was installed before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,
@@ -78,12 +78,12 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 /// Makes an index file, which qelmm_load_index maps, from any reference that qelmm_load_index loads. The index of a
 /// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The index file
 /// appears as `path` only when it is complete and on the disk. It replaces an older file, which processes that have it
-/// open can still use. Until then the index file has no name, so nothing is left if the process ends, even by SIGKILL.
-/// On file systems without nameless files, such as NFS, it has a hidden name (see qelmm_remove_unfinished_indexes), and
-/// the next call for that folder removes what SIGKILL left. If sequences have the same name, a warning is printed.
-/// Returns null on success. On failure, nothing at `path` has changed, and the result is a text "ERROR: message", in
-/// which the message begins with the path of the reference or the index. The text belongs to this library and is valid
-/// until the next failure of a function in the same thread. Any thread.
+/// open can still use. Until it is complete, the index file has no name, so nothing is left if the process ends, even
+/// by SIGKILL. On file systems without nameless files, such as NFS, it has a hidden name instead (see
+/// qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. If sequences have the
+/// same name, a warning is printed. Returns null on success. On failure, nothing at `path` has changed, and the result
+/// is a text "ERROR: message", in which the message begins with the path of the reference or the index. The text
+/// belongs to this library and is valid until the next failure of a function in the same thread. Any thread.
 const char* qelmm_make_index(const char* reference, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_make_index that have not ended. A signal handler that ends the

@@ -4,7 +4,7 @@ namespace ThirdPartyAlignment {
 
 namespace {
 
-// Calls `visit(key, member)` for each member in the order of the value map's keys.
+// Calls `visit(key, member)` for each member. ToValueMap's map keeps this order.
 template <typename Result, typename Visitor>
 void VisitMembers(Result& result, Visitor visit) {
     visit("calibration_strand_genome", result.genome);

@@ -27,9 +27,9 @@ struct AlignmentResult {
     float identity = -1.0F;            ///< num_correct / num_aligned.
     float accuracy = -1.0F;            ///< num_correct / (num_aligned + num_deletions + num_insertions).
     std::int32_t strand_score = -1;    ///< The aligner's score (SAM field AS).
-    std::string sam_record;            ///< The SAM text that has these values.
+    std::string sam_record;            ///< The read's SAM text.
 
-    /// Returns all members. The key of each is "calibration_strand_" and the member's name.
+    /// Returns all members. The key of each is "calibration_strand_" followed by the member's name.
     Common::ValueMap ToValueMap() const;
     /// The inverse of ToValueMap. Throws std::out_of_range "Key '<key>' not found." for a missing member.
     static AlignmentResult FromValueMap(const Common::ValueMap& values);

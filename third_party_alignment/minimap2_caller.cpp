@@ -13,14 +13,14 @@
 #include "third_party_alignment/sam_header.h"
 
 /// Returns a malloc'ed "Hello World."; release it with free. The program exports this function, but does not call it.
-/// Code that loads the program together with the wrapper library can check with it that calls work.
+/// Code that loads the program together with the wrapper library can call it to check that calls work.
 extern "C" char* qelmm_test();
 
 extern "C" char* qelmm_test() {
     return strdup("Hello World.");
 }
 
-// Declared weak, because a wrapper library may lack this function. Its address is null then.
+// Declared weak, because a wrapper library may lack this function. Its address is then null.
 extern "C" [[gnu::weak]] const char* qelmm_minimap2_version();
 
 namespace ThirdPartyAlignment {
@@ -49,7 +49,7 @@ std::string FormatSamHeader(const mm_idx_t& index) {
     return header;
 }
 
-// Returns the read in the wrapper's form. All members but the name and the sequence are empty.
+// Returns the read in the wrapper's form. Only its name, bases and length are set.
 mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
     mm_bseq1_t read{};
     read.l_seq = static_cast<int>(sequence.size());

@@ -44,7 +44,7 @@ public:
     const SamHeader& Header() const;
 
     /// Returns a caller that shares the index. Only the caller that loads the index, and copies of it made after that,
-    /// have its occurrence threshold. The threshold of an earlier copy stays 0.
+    /// have the index's occurrence threshold. The threshold of an earlier copy stays 0.
     std::shared_ptr<ExtAlignCaller> Copy() const override;
 
     /// Returns the result of ExtAlignCaller's function, but with the header before the record, even without

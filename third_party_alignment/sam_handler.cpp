@@ -138,8 +138,7 @@ void SamHandler::ReadRecord(const SamHeader& header, std::size_t record, int que
     result.num_events = static_cast<std::int32_t>(line.seq.size());
     result.genome_end = Sum(Sum(result.genome_start, result.num_aligned), result.num_deletions);
 
-    // NM is the number of mismatches, inserted bases and deleted bases, as the SAM document on optional fields
-    // defines it.
+    // NM is the number of mismatches, inserted bases and deleted bases (SAMtags, the SAM project's list of tags).
     const auto edit_distance = Integer(fields.edit_distance);
     result.num_correct =
         Sum(Sum(Difference(result.num_aligned, edit_distance), result.num_deletions), result.num_insertions);

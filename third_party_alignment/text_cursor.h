@@ -39,8 +39,8 @@ public:
     }
 
     /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits, `value`
-    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If nothing but
-    /// white space is left, `value` stays unchanged. In these three cases, the cursor has failed.
+    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If nothing but white space
+    /// is left, `value` stays unchanged. In these three cases, the cursor has failed.
     void Number(std::int32_t& value);
 
     /// Extracts one character, even if it is white space. Returns false and extracts nothing at the end or after a

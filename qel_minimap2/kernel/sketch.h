@@ -8,7 +8,7 @@ namespace qel_minimap2::kernel {
 
 /// The arguments of minimap2's mm_sketch.
 struct SketchCall {
-    void* pool;  ///< The allocator of `minimizers`.
+    void* pool;  ///< The kalloc pool of `minimizers`; null for malloc.
     const char* bases;
     int length;
     int window;  ///< In k-mers.

@@ -10,7 +10,7 @@ struct Options {
         mm_set_opt(nullptr, &indexing, &mapping);
         mm_set_opt("map-ont", &indexing, &mapping);
         mapping.flag |= MM_F_CIGAR | MM_F_OUT_SAM;
-        mapping.cap_kalloc = 256LL << 20U;  // The most memory that a MappingBuffer keeps between reads, in bytes.
+        mapping.cap_kalloc = 256LL << 20U;  // The most that minimap2 keeps in a MappingBuffer between reads, in bytes.
     }
 
     mm_idxopt_t indexing{};

@@ -42,8 +42,8 @@ using Hits = std::unique_ptr<mm_reg1_t, FreeHits>;
 // The text is malloc'ed, because the caller of the library frees it.
 using MallocedText = std::unique_ptr<char, Free>;
 
-// Takes a record without its line feed and appends it as a line to `text`, which has `size` bytes. The first record's
-// memory becomes the text's if it has room for the line feed.
+// Takes a record without its line feed and appends it as a line to `text`, which has `size` bytes. If the first
+// record's memory has room for the line feed, it becomes the text's memory.
 void AppendLine(const kstring_t& record, MallocedText& text, std::size_t& size) {
     MallocedText taken(record.s);
     if (text == nullptr && record.l + 2 <= record.m) {
@@ -69,7 +69,7 @@ MallocedText Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& 
     MallocedText records;
     std::size_t size = 0;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
-        // Allocated at once, because minimap2 would enlarge a small text several times.
+        // Enough memory is allocated at once, because minimap2 would enlarge a small text several times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
         kstring_t record{0, room, RequireMemory(static_cast<char*>(std::malloc(room)))};
         mm_write_sam3(&record, &index, &read, 0, hit, 1, &count, &all_hits, nullptr, flag, kNoRepLen);
@@ -86,7 +86,7 @@ std::string RecordName(std::string_view name) {
         throw std::invalid_argument("the read has no name");
     }
     if (record_name.front() == '@') {
-        throw std::invalid_argument("the read's name begins with '@', as only header lines of SAM do");
+        throw std::invalid_argument("the read's name begins with '@', which marks header lines in SAM");
     }
     return record_name;
 }
@@ -94,8 +94,7 @@ std::string RecordName(std::string_view name) {
 mm_mapopt_t OptionsFor(const mm_idx_t& index, std::int32_t occ_threshold) {
     auto options = DefaultOptions().mapping;
     options.mid_occ = std::max(occ_threshold, 0);
-    // Computes the threshold if it is 0, because no seed passes a threshold of 0, and adjusts options that depend on
-    // each other.
+    // If `mid_occ` is 0, sets it to the index's threshold. Also adjusts options that depend on each other.
     mm_mapopt_update(&options, &index);
     return options;
 }
@@ -119,7 +118,7 @@ char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t&
     const auto options = OptionsFor(index, occ_threshold);
     MappingBuffer buffer;
 
-    // Replaces U by T as minimap2's own reader does, because records repeat the letters of the read. The copy of the
+    // Replaces U with T as minimap2's own reader does, because records repeat the letters of the read. The copy of the
     // bases belongs to the buffer, which reuses its memory.
     auto& bases = buffer.Bases();
     bases.assign(read.seq, static_cast<std::size_t>(read.l_seq));

@@ -25,8 +25,8 @@ public:
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
         } else {
-            // Takes the buffer that this thread used last or, if there is none, the one that any thread used last,
-            // because its memory is most likely to be cached.
+            // Takes the buffer that this thread used last or, if none is idle, the one that any thread used last. Its
+            // memory is the most likely to be cached.
             const auto own =
                 std::find_if(idle.rbegin(), idle.rend(), [self](const auto& one) { return one.user == self; });
             const auto taken = own != idle.rend() ? std::prev(own.base()) : std::prev(idle.end());

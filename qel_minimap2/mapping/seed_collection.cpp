@@ -8,8 +8,8 @@
 
 #include <kalloc.h>
 
-// Marks seeds that occur too often, except the rarest ones where the read has no others. minimap2 has this function,
-// but its headers do not declare it.
+// Marks seeds that occur too often, except the rarest ones in stretches of the read without other seeds. minimap2's
+// headers do not declare this function.
 extern "C" void mm_seed_select(std::int32_t n, mm_seed_t* a, int len, int max_occ, int max_max_occ, int dist);
 
 namespace qel_minimap2 {

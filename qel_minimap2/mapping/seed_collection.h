@@ -10,12 +10,12 @@ namespace qel_minimap2 {
 
 /// The arguments of minimap2's mm_collect_matches, which finds the seeds among a read's minimizers.
 struct SeedCall {
-    void* pool;  ///< The allocator of the returned lists.
+    void* pool;  ///< The kalloc pool of the returned lists; null for malloc.
     const mm128_v& minimizers;
     int read_length;
     int most_occurrences;  ///< A minimizer that occurs more often in the index is normally not used as a seed.
-    /// Where the read would have no seeds, the rarest minimizers, about one for every `distance` bases, are still used,
-    /// unless they occur more often than this.
+    /// In stretches of the read without seeds, the rarest minimizers are still used, about one for every `distance`
+    /// bases, unless they occur more often than this.
     int most_occurrences_of_any;
     int distance;
 };
@@ -27,7 +27,8 @@ struct Seeds {
     std::int64_t position_count;  ///< The number of all seeds' positions in the index.
     int repetitive_bases;         ///< Bases of the read covered by minimizers that occur too often.
     int minimizer_count;          ///< Equals `count`.
-    /// For each seed: its span (upper 32 bits) and its 0-based last base in the read (lower 32).
+    /// For each seed: its span in bases (upper 32 bits) and the 0-based position of its last base in the read (lower
+    /// 32).
     std::uint64_t* minimizer_places;
 };
 
@@ -37,7 +38,7 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 /// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
 /// in the list and make up more than `fraction` of it. The result is nearly always false for a read without repeats, so
-/// the call of mm_seed_mz_flt, which sorts the list, can be saved.
+/// the call of mm_seed_mz_flt, which sorts the list, can usually be saved.
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction);
 
 /// Returns whether CollectSeeds has dropped impossible lists or positions in this thread since the last call of this
