@@ -13,8 +13,8 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// Number of reads by which the input is read ahead of the SAM file. This must be more than the aligner aligns at once,
-// because the aligner writes reads in the order in which their alignments finish.
+// The number of reads by which the input is read ahead of the SAM file. It must exceed the number of reads that the
+// aligner aligns at once, because the aligner writes reads in the order in which their alignments finish.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 

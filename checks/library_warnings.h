@@ -6,8 +6,8 @@
 
 namespace Checks {
 
-/// Collects, during its lifetime, the warnings and errors that the code for reading files logs, instead of printing
-/// them. Only one object may exist at a time.
+/// While an object exists, it collects the warnings and errors that the code for reading files logs, so they are not
+/// printed. Only one object may exist at a time.
 class LibraryWarnings {
 public:
     LibraryWarnings();

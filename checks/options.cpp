@@ -21,7 +21,8 @@ constexpr char kUsage[] =
     "or - for a list on standard input.\n\n";
 
 constexpr char kStatuses[] =
-    "\nExit status: 0 if nothing was lost, 1 with a line for each finding, 2 for wrong usage.\n";
+    "\nExit status: 0 if nothing was lost, 1 with a line for each finding, 2 for wrong usage,\n"
+    "an unreadable input or a table that cannot be written.\n";
 
 }  // namespace
 

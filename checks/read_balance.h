@@ -29,9 +29,8 @@ public:
     void Expect(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read of unknown content to the found series. The result is exact only if, at each call, the
-    /// expected series is ahead of the found one by more reads than the number of places by which any read is out of
-    /// order.
+    /// Adds a read of unknown content to the found series. The result is exact only if, at each call, the expected
+    /// series is further ahead of the found series than any read is out of its place.
     void FindAnyContent(std::string_view name, std::uint64_t line);
     /// Allows one read of this name to be missing. Call before adding reads of this name to the expected series.
     void Excuse(std::string_view name);

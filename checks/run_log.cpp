@@ -129,7 +129,7 @@ class NewestRun {
 public:
     void Add(const LogRecord& record) {
         if (run.done && !IsBanner(record)) {
-            after_end.push_back(record);  // Part of this run or, before its banner, of the next run.
+            after_end.push_back(record);  // Part of this run or, if a banner follows, of the next run.
             return;
         }
         if (IsBanner(record) && run.input_path) {

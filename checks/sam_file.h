@@ -60,7 +60,7 @@ private:
     // The read whose records are being read.
     std::string name;
     std::string sequence;                // In the read's direction.
-    std::int64_t supplementary_due = 0;  // Number of records that its tag SA lists and that have not been read yet.
+    std::int64_t supplementary_due = 0;  // Records that the first record's tag SA lists, minus those read so far.
 };
 
 }  // namespace Checks

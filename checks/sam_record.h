@@ -41,7 +41,7 @@ private:
     void CheckMapped(const ReferenceLengths& references) const;
 };
 
-/// The columns of the read's summary row after its name, each preceded by a tab.
+/// The columns after the name in the read's summary row, each preceded by a tab. `first`: the read's first record.
 std::string SummaryCells(const SamRecord& first);
 
 /// The columns of a rejected read and those of an unmapped read, in the form of SummaryCells.

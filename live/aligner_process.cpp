@@ -24,7 +24,7 @@ void Become(const std::vector<char*>& words, int input, int messages, pid_t pare
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != parent) {
-        _exit(1);  // The parent died before the call above.
+        _exit(1);  // The parent died before prctl took effect.
     }
     if (::dup2(input, STDIN_FILENO) < 0 || ::dup2(messages, STDOUT_FILENO) < 0 || ::dup2(messages, STDERR_FILENO) < 0) {
         return;

@@ -104,7 +104,7 @@ bool HasRoom(const std::string& folder, std::uint64_t bytes) {
     if (::statvfs(folder.c_str(), &free) == 0 && std::uint64_t{free.f_bavail} * free.f_frsize < bytes) {
         return false;
     }
-    // statvfs does not include the user's quota, so try to reserve space.
+    // statvfs ignores the user's quota, so try to reserve space.
     constexpr std::uint64_t kLeast = 1U << 16U;
     constexpr std::uint64_t kMost = 1U << 20U;
     const auto path = folder + "/room";

@@ -6,7 +6,7 @@
 
 namespace Live {
 
-// File operations. Functions that fail throw a std::system_error that names the file.
+// File operations. Unless stated otherwise, a function that fails throws a std::system_error that names the file.
 
 std::string ReadFile(const std::string& path);
 
@@ -20,7 +20,7 @@ void WriteFile(const std::string& path, std::string_view text);
 /// caller closes the descriptor.
 int OpenFile(const std::string& path, int flags);
 
-/// Writes `text` at a position, in bytes. `path`: for the error.
+/// Writes `text` from byte `position` on. `path`: the name of the file in errors.
 void WriteAt(int descriptor, std::string_view text, std::uint64_t position, const std::string& path);
 
 /// Waits until a file's content, or a folder's list of names, is on the disk.
@@ -34,12 +34,12 @@ void Rename(const std::string& from, const std::string& to);
 
 std::uint64_t SizeOf(const std::string& path);
 
-/// True if the error means that the disk, or the user's share of it, is full.
+/// True if `error`, a value of errno, means that the disk or the user's quota is full.
 bool IsDiskFull(int error);
 
 /// False if the folder's disk has fewer than `bytes` bytes free, or if the disk or the user's quota is too full for a
-/// test file of that size, but of at least 64 KiB and at most 1 MiB. Otherwise true, also if the test fails for another
-/// reason.
+/// test file. The test file has `bytes` bytes, but at least 64 KiB and at most 1 MiB. True if the test fails for
+/// another reason than a full disk or quota.
 bool HasRoom(const std::string& folder, std::uint64_t bytes);
 
 }  // namespace Live

@@ -50,7 +50,7 @@ bool GzipText::Fill(const std::string& path, std::uint64_t most) {
             size += count;
         }
         Common::CheckEndOfSequencingFile(stream);
-    } catch (const std::exception&) {  // The aligner names the reason.
+    } catch (const std::exception&) {  // The aligner then reads the gzip file itself and reports any damage.
         return false;
     }
     return size > 0 && size <= most && warnings.Take().empty();

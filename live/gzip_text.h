@@ -8,12 +8,12 @@
 
 namespace Live {
 
-/// The text of a gzip file in memory. Programs of the same user can read it as a file, so that it is decompressed only
-/// once.
+/// The decompressed text of a gzip file, in memory. Other programs of the same user can open the text as a file, so the
+/// gzip file is decompressed only once.
 class GzipText {
 public:
-    /// Decompresses a file. Null unless the file is sound to its last byte, has a text, which has at most `most` bytes,
-    /// and the system has memory for it.
+    /// Decompresses the gzip file `path`. Returns null if the file is damaged anywhere, if its text is empty or longer
+    /// than `most` bytes, if there is not enough memory, or if Path would not lead to the text.
     static std::shared_ptr<const GzipText> Of(const std::string& path, std::uint64_t most);
 
     /// The path of the text while this object exists.

@@ -14,7 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// Looks at the watched folder take about 1 / kLookShare of the time at most.
+// The next look at the watched folder begins after kLookShare times the time that listing the folder took, or earlier
+// if a file settles earlier.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
@@ -139,7 +140,7 @@ void LiveRun::KeepUnreadable(Look& look) const {
 }
 
 // Waits for a signal or the next look, but at most a second, so that the caller can check other conditions. Then looks
-// at the watched folder and writes the page if they are due.
+// at the watched folder if a look is due, and writes the page if it is due.
 void LiveRun::WaitAndLook() {
     const auto now = Clock::now();
     const auto end = std::min<Time>(next_look, now + kLongestWait);
@@ -156,11 +157,12 @@ void LiveRun::WaitAndLook() {
 
 void LiveRun::TellStopping() {
     if (Signals::Stopping() && !std::exchange(told_stopping, true)) {
-        status.Tell("ending after this round; a second signal ends at once");
+        status.Tell("ending after this round; a second signal ends the program at once");
     }
 }
 
-// Waits until the disk has room for this number of bytes. Throws StillFull if a signal ends the wait.
+// Waits until the disk of the output has room for `bytes`, but at least 64 KiB. `why`: the start of the message. Throws
+// StillFull if a signal ends the wait.
 void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
     constexpr std::uint64_t kLeast = std::uint64_t{1} << 16U;
     constexpr std::uint64_t kKilobyte = 1000;
@@ -169,7 +171,8 @@ void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
                 output.Path());
     do {
         if (Signals::Stopping()) {
-            throw StillFull("stopped while the disk is full; call again with the same options when there is space");
+            throw StillFull(
+                "stopped while the disk was full; call tavik_live again with the same options when there is space");
         }
         status.Show(StatusText("the disk is full"), false);
         WaitAndLook();

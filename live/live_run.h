@@ -89,15 +89,15 @@ private:
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
-    double bytes_per_second = 0;                                     // Speed of the last round; see Work.
-    double largest_round = std::numeric_limits<double>::infinity();  // In bytes; limited after a full disk.
-    bool decompresses_once = true;  // False once files that were decompressed for the aligner were not aligned.
+    double bytes_per_second = 0;  // Speed of the last round, in the unit of Work in live_run_rounds.cpp.
+    double largest_round = std::numeric_limits<double>::infinity();  // In the same unit; finite after a full disk.
+    bool decompresses_once = true;  // False after a file that was decompressed for the aligner was not aligned.
     int failed_starts = 0;          // Consecutive rounds in which the aligner began no file.
     RunFigures figures;
 };
 
-// Does long work in another thread. Meanwhile, this thread looks at the watched folder, writes the page and shows
-// `what` in the status line. Returns the result of the work, or rethrows its exception.
+// Does long work in another thread. Meanwhile, the calling thread looks at the watched folder, writes the page and
+// shows `what` in the status line. Returns the result of the work, or rethrows its exception.
 template <typename Work>
 auto LiveRun::Meanwhile(const std::string& what, Work work) {
     std::packaged_task<std::invoke_result_t<Work>()> task(std::move(work));

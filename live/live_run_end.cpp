@@ -19,7 +19,8 @@ using Phase = Watched::Phase;
 
 namespace {
 
-// True for a file of which only complete reads can be aligned: it is incomplete, or two rounds lost reads of it.
+// True for a file of which only the complete reads can be aligned, because it is incomplete or because two rounds lost
+// reads of the file.
 bool IsNotWhole(const Watched& file) {
     const bool failed = file.phase == Phase::given_up && file.losses > 1;
     return !file.missing && (file.phase == Phase::cut || failed);
@@ -44,8 +45,8 @@ bool LiveRun::MayEnd() const {
                                                   std::chrono::duration<double>(60 * *options.until_idle));
 }
 
-// Reads the cut files again, because they may have become readable without a change. True if one of them is complete
-// now.
+// Reads the cut files again, because they may have become readable without a change. Returns true if one of them is
+// complete now.
 bool LiveRun::ReadCutAgain() {
     std::vector<std::string> cut;
     for (const auto& [name, file] : files.All()) {
@@ -61,7 +62,7 @@ bool LiveRun::ReadCutAgain() {
     return any;
 }
 
-// Aligns the complete reads of incomplete files.
+// Aligns the complete reads of each file that IsNotWhole selects.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;
@@ -77,7 +78,7 @@ void LiveRun::AlignWholeReads() {
     fs::remove_all(folder, error);
 }
 
-// Aligns the complete reads of one file. Tries again whenever the disk was full, and once after a loss.
+// Tries again whenever the disk was full or the aligner did not begin the file, and once after a loss.
 void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
     const auto found = files.All().find(name);
     if (found == files.All().end() || !IsNotWhole(found->second)) {

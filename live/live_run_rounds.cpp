@@ -32,14 +32,14 @@ using Seconds = std::chrono::duration<double>;
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;
-// After this time, no further file is added to a round that has one, because a file may be read before it is added.
+// After this time, NextRound adds no further file to a round that has one: reading files that look cut may take long.
 constexpr std::chrono::seconds kReadingTime{1};
 
 bool IsCompressed(const std::string& name) {
     return Common::HasCompressedReadFileExtension(name);
 }
 
-// The work of aligning a file, in bytes of an uncompressed file. A compressed byte contains about twice as many bases.
+// The work of aligning a file, in bytes of plain files. A byte of a gzip file contains about twice as many bases.
 double Work(const std::string& name, const Stamp& stamp) {
     return static_cast<double>(stamp.size) * (IsCompressed(name) ? 2 : 1);
 }
@@ -95,7 +95,8 @@ std::vector<RoundFile> LiveRun::NextRound() {
     const auto reading_ends = Clock::now() + kReadingTime;
     double bytes = 0;
     std::vector<RoundFile> round;
-    std::vector<RoundFile> again;  // Files that lost reads. Each has a round of its own, so that it cannot harm others.
+    // Files of which a round lost reads. Each gets a round of its own, so that it cannot harm other files.
+    std::vector<RoundFile> again;
     Notices notices;
     for (const auto& name : files.Waiting()) {
         if (Signals::Stopping() || (!round.empty() && Clock::now() > reading_ends)) {
@@ -126,7 +127,7 @@ std::vector<RoundFile> LiveRun::NextRound() {
         std::any_of(round.begin(), round.end(), [](const auto& one) { return IsCompressed(one.name); })) {
         Meanwhile("decompressing", [&round] { DecompressOnce(round); });
     }
-    // Files that were chosen first may be renamed or changed while others are read.
+    // Files that were chosen may have been renamed or changed while other files were read or decompressed.
     std::erase_if(round, [this](const RoundFile& one) {
         return !files.IsWaiting(one.name) || !files.At(one.name).stamp.SameContent(one.stamp);
     });
@@ -156,7 +157,7 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// True if the content is incomplete. Marks the file as cut, but leaves one that has changed meanwhile to the next look.
+// True if the content is incomplete. The file is then marked as cut, unless it changed while it was read.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {
@@ -169,7 +170,7 @@ bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
 }
 
 // `former` is an aligned file that has disappeared, and `name` may be its compressed or uncompressed form. If `name`
-// has the same reads, it is not aligned again.
+// has the same reads, it is not aligned again. If it has other reads, it is given up, or marked as cut if incomplete.
 void LiveRun::CompareForms(const std::string& name, const std::string& former, Notices& notices) {
     const auto sam = output.Path() + "/" + SamNameOf(former);
     const auto reads = files.At(former).reads;
@@ -188,7 +189,7 @@ void LiveRun::CompareForms(const std::string& name, const std::string& former, N
     }
 }
 
-// Throws if the reference was replaced during the run, because another reference gives other results.
+// Throws if the reference has changed, because all rounds must use the same one.
 void LiveRun::CheckReference() const {
     if (const auto differences = RunState::For(options).DifferencesFrom(state); !differences.empty()) {
         throw std::runtime_error("changed during the run: " + differences.front());
@@ -241,8 +242,8 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         }
         MakeRoundRoom(error.what());
     }
-    for (const auto& file : round_files) {  // Does nothing for files about which the round has decided.
-        files.SetWaiting(file.name);
+    for (const auto& file : round_files) {
+        files.SetWaiting(file.name);  // Does nothing for a file that the round has kept, cut or given up.
         if (are_copies && files.IsWaiting(file.name)) {
             files.SetCut(file.name, file.loss);
         }
@@ -311,8 +312,8 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
 }
 
-// The aligner cannot read the texts if it runs in a container of its own, and is killed if it shares with them a limit
-// of memory. From then on, it reads the gzip files themselves.
+// An aligner in a container of its own cannot open the decompressed texts, and one whose memory limit includes the
+// texts may be killed. After a failure that may have one of these causes, the aligner reads the gzip files themselves.
 void LiveRun::CheckTexts(const Round& round, const Outcome& outcome) {
     for (std::size_t i = 0; i < round.Files().size(); ++i) {
         if (round.Files()[i].text && outcome.files[i].kind != Kind::kept) {

@@ -20,7 +20,7 @@ std::string Summary(Notices::Event event) {
         case Notices::Event::renamed:
             return " were renamed after they were aligned; the output keeps the former names";
         case Notices::Event::other_form:
-            return " were compressed or uncompressed after they were aligned; the output keeps the former names";
+            return " were compressed or decompressed after they were aligned; the output keeps the former names";
         case Notices::Event::disappeared:
             return " disappeared after they were aligned; the output keeps their reads";
         case Notices::Event::disappeared_unaligned:

@@ -12,7 +12,7 @@ class Notices {
 public:
     enum class Event { beside, changed, renamed, other_form, disappeared, disappeared_unaligned };
 
-    /// `text`: what the user reads about this one file.
+    /// `text`: the line that names the file.
     void Add(Event event, const std::string& text);
 
     /// The lines to print.

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kUsage[] =
     "Usage:\n\n  tavik_live -i READS -s OUT -a INDEX [options]\n\n"
-    "Aligns the read files that a sequencer still writes below the folder READS, each as\n"
+    "Aligns the read files that a sequencer is writing below the folder READS, each as\n"
     "soon as it is complete. OUT always looks like the output of one run of tavik_aligner\n"
     "over the files so far. An interrupted run continues when it is called again.\n\n";
 
@@ -78,10 +78,10 @@ void Check(const Options& options, const po::variables_map& values, std::int64_t
     };
     constexpr double kLongest = 1e9;  // Excludes infinity; NaN fails every comparison.
     check(options.worker_threads > 0, "--worker_threads must be positive");
-    check(options.settle >= 0 && options.settle <= kLongest, "--settle must not be negative");
-    check(options.interval > 0 && options.interval <= kLongest, "--interval must be positive");
+    check(options.settle >= 0 && options.settle <= kLongest, "--settle must be from 0 to 1e9");
+    check(options.interval > 0 && options.interval <= kLongest, "--interval must be above 0 and at most 1e9");
     check(!options.until_idle || (*options.until_idle >= 0 && *options.until_idle <= kLongest),
-          "--until-idle must not be negative");
+          "--until-idle must be from 0 to 1e9");
     check(options.until_file.find('/') == std::string::npos, "--until-file must be a name without a folder");
     check(allowed >= 0, "--allow-failed-reads must not be negative");
     check(options.min_coverage >= 0 && options.min_coverage <= 1, "--min_coverage must be from 0 to 1");

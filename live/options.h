@@ -9,7 +9,7 @@ namespace Live {
 
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
-inline constexpr int kLost = 1;  ///< A file is missing from the output, at least in part, or the end of the run failed.
+inline constexpr int kLost = 1;       ///< Reads are missing, or state, log or page could not be written at the end.
 inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
 
 /// The values of the command-line options.
@@ -24,7 +24,7 @@ struct Options {
     double interval = 2;                     ///< Seconds between two looks at the folder.
     std::optional<double> until_idle;        ///< Minutes without a change after which the run ends.
     std::string until_file;                  ///< Name of the file that ends the run; empty if there is none.
-    std::string aligner;                     ///< The program tavik_aligner.
+    std::string aligner;                     ///< The path of the program tavik_aligner.
     bool quiet = false;                      ///< Print nothing on standard output.
 };
 

@@ -118,7 +118,7 @@ RunState OutputFolder::Open(const RunState& now) {
     return published;
 }
 
-// Call only when no publication is pending.
+// Throws if another program has changed the summary or shortened the log. Call only when no publication is pending.
 void OutputFolder::Check(const RunState& state) const {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     if (!fs::exists(summary_path) && state.files.empty()) {

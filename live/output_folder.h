@@ -26,8 +26,8 @@ public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Returns the state of earlier calls. That is `now` in a new folder, and also if the options differ but no reads
-    /// are in the output yet. Removes the remains of an interrupted round and completes a publication. Throws
+    /// Returns the state of earlier calls. A new folder gets the state `now`, and so does a folder that has no reads
+    /// yet but other options. Removes the remains of an interrupted round and completes a publication. Throws
     /// std::runtime_error if the folder has the results of another run, if another program has changed the results, or
     /// if they were made with other options.
     RunState Open(const RunState& now);
@@ -40,14 +40,14 @@ public:
     /// file's own folder.
     std::string Obstacle(const std::string& sam) const;
 
-    /// Moves the round in RoundPath, after Round::WritePublication, to ReadyPath. The round is then on the disk and
-    /// certain to become part of the results. After a std::system_error, such as a full disk, make the round again:
-    /// data that the system failed to write once may be lost even if a second attempt succeeds.
+    /// Moves the round in RoundPath, after Round::WritePublication, to ReadyPath, once all its files are on the disk.
+    /// After a std::system_error, such as that of a full disk, make the round again: data that the system failed to
+    /// write once may be lost even if a second attempt succeeds.
     void Prepare();
     std::string ReadyPath() const { return HiddenPath() + "/ready"; }
 
-    /// Makes the prepared round part of the results, if there is one. After a std::system_error, such as a full disk,
-    /// the call can be repeated.
+    /// Makes the prepared round part of the results, if there is one. After a std::system_error, such as that of a full
+    /// disk, the call can be repeated.
     void Publish();
 
     /// See SummaryCopies.

@@ -16,7 +16,7 @@ constexpr seconds kShortestLife{90};
 
 }  // namespace
 
-// The second term allows for pages that become more costly.
+// The factor 3 / 2 allows for pages that become more costly.
 PageTimes::Duration PageTimes::Life() const {
     return std::max<Duration>(kShortestLife, kSlack + kCostShare * cost * 3 / 2);
 }

@@ -25,7 +25,7 @@ public:
 
 private:
     Duration cost{};              // The time that making the last page took.
-    Time earliest = Time::min();  // Pages for new rows are made from this time on; earlier ones cost too much.
+    Time earliest = Time::min();  // No page for new rows is made before this time, because it would cost too much.
     Time due = Time::max();
 };
 

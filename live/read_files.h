@@ -23,7 +23,7 @@ struct Stamp {
 /// Throws std::system_error if there is no such file.
 Stamp StampOf(const std::string& path);
 
-/// The names that a read file may have after it has been compressed or uncompressed.
+/// The names that a read file may have after it has been compressed or decompressed.
 std::vector<std::string> OtherFormsOf(const std::string& name);
 
 /// A read file below the watched folder.
@@ -42,7 +42,7 @@ struct FolderId {
 /// One look at the watched folder.
 struct Look {
     std::vector<FoundFile> files;                 ///< Sorted by name.
-    std::map<std::string, std::string> left_out;  ///< Why files or folders, such as dangling links, cannot be used.
+    std::map<std::string, std::string> left_out;  ///< Files and folders that cannot be used, each with the reason.
     std::vector<std::string> unreadable;          ///< The folders among the names in `left_out`.
     bool end_file = false;                        ///< Whether the file that ends the run exists.
     FolderId id;                                  ///< Identifies the watched folder.

@@ -77,7 +77,8 @@ std::uint64_t CountReads(const std::string& sam) {
         for (Checks::SamRead read; file.Next(read);) {
             ++count;
         }
-    } catch (const std::runtime_error&) {  // If the count is too low, it differs from the number of rows.
+    } catch (const std::runtime_error&) {
+        // JudgeFiles finds that a count that is too low differs from the number of rows.
     }
     return count;
 }
@@ -112,8 +113,8 @@ void Outcome::BlameFiles() {
 
 void DecompressOnce(std::vector<RoundFile>& files) {
     constexpr std::uint64_t kMostMemory = std::uint64_t{256} << 20U;
-    constexpr std::uint64_t kMostRatio = 3;  // That of reads is about 2.
-    // Each text takes a file descriptor, of which a process may have only 1024.
+    constexpr std::uint64_t kMostRatio = 3;  // The text of a gzip file with reads is about twice as long as the file.
+    // Each text takes a file descriptor, and the usual limit is 1024 for a process.
     std::size_t left = 32;
     std::uint64_t used = 0;
     for (auto& file : files) {

@@ -17,9 +17,9 @@ struct RoundFile {
     std::string name;  ///< Relative to the watched folder.
     std::string path;  ///< Where its reads are: the file itself, or a copy of its complete reads.
     Stamp stamp;       ///< Of the file itself.
-    std::string loss;  ///< If `path` is a copy, why the file lacks reads; otherwise empty.
+    std::string loss;  ///< If `path` is a copy, why the copy may lack reads of the file; otherwise empty.
 
-    /// The decompressed file, which is read instead of a gzip file; null if there is none.
+    /// The decompressed text of a gzip file, which the aligner reads instead; null if there is none.
     std::shared_ptr<const GzipText> text{};
 };
 
@@ -44,17 +44,17 @@ struct Outcome {
     bool disk_full = false;                  ///< The losses are due to a full disk.
     std::uint64_t milliseconds = 0;          ///< The time that the aligner took.
 
-    /// Applies the findings about the whole round to its files: after a crash, the file that was being read counts as
-    /// lost; otherwise, each file that was begun does. All other files count as not begun. Does nothing if there are no
-    /// such findings.
+    /// Applies the findings about the whole round, if any, to its files: if the aligner ended while it read a file,
+    /// this file counts as lost; otherwise, each file that was begun counts as lost. All other files count as not
+    /// begun.
     void BlameFiles();
 
     /// The end of the aligner in words: "the aligner ended with status 1".
     std::string HowEnded() const;
 };
 
-/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: for
-/// files from a list, it names SAM files without their folders, so files with equal names would collide.
+/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: it
+/// ignores the folders in a list of files when it names SAM files, so equal names in different folders would collide.
 class Round {
 public:
     /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.
@@ -70,12 +70,11 @@ public:
 
     /// Writes the files from which OutputFolder publishes the kept files: "rows", with a header line; "log"; "moves",
     /// the names of each SAM file in the round and in the output folder; and "state". Adds the kept files to `state`,
-    /// with the new lengths of summary and log. Removes the other files of the round, so Judge cannot be called again.
+    /// with the new lengths of summary and log. Removes the aligner's summary and log, so Judge cannot be called again.
     void WritePublication(const Outcome& outcome, const std::string& save_folder, RunState& state) const;
 
-    /// Returns a finding with the paths of the file's link and of its SAM file in the round replaced by the names that
-    /// the user knows. `file`:
-    /// its position in Files().
+    /// Returns the finding `text` with the paths of the file's link and SAM file replaced by the names that the user
+    /// knows. `file`: the file's index in Files().
     std::string WithNames(std::string text, std::size_t file) const;
 
 private:

@@ -18,7 +18,7 @@ std::string Duration(std::chrono::steady_clock::duration time);
 /// The figures of a run for its status line.
 class RunFigures {
 public:
-    /// Call after each round. `reads`: the number of reads in the output.
+    /// Call after each published round. `reads`: the number of reads in the output.
     void AddReads(Time now, std::uint64_t reads);
 
     /// The number of files and reads, the share of aligned reads, the reads per minute, and how far the output is
@@ -26,7 +26,7 @@ public:
     std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
 
 private:
-    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Arguments of AddReads of the last ten minutes.
+    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Arguments of AddReads in the last ten minutes.
 };
 
 }  // namespace Live

@@ -15,7 +15,7 @@ struct FileRecord {
     std::string name;  ///< Relative to the watched folder.
     Stamp stamp;
     std::optional<std::uint64_t> reads;  ///< Number of rows in the output; unset if the file was given up.
-    std::string reason;                  ///< Why the file was given up, or which reads are missing; empty if none are.
+    std::string reason;                  ///< Why reads are missing from the output; empty if none are.
 };
 
 /// The state of a run, stored in its output folder.
@@ -31,7 +31,7 @@ struct RunState {
     std::string log_name;         ///< Empty before the first round.
     std::uint64_t log_bytes = 0;  ///< Without the records that the end of a run adds.
     std::uint64_t summary_bytes = 0;
-    std::uint64_t milliseconds = 0;  ///< The time that the aligner took.
+    std::uint64_t milliseconds = 0;  ///< The time that the aligner took in all rounds.
     std::vector<FileRecord> files;   ///< In the order of the summary's rows.
 
     /// The state of a run with these options before its first round. Throws std::system_error if the folder or the
@@ -48,7 +48,7 @@ struct RunState {
 
     /// The state as text, for Parse. Throws std::runtime_error if a path contains a line feed.
     std::string Text() const;
-    /// The state with this text. Throws std::runtime_error for a text that Text does not return.
+    /// The state with this text. Throws std::runtime_error if the text is malformed.
     static RunState Parse(const std::string& text);
 
     /// A line for each option that differs, or for a reference that has changed.

@@ -6,9 +6,9 @@
 
 namespace Live {
 
-/// During its lifetime, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first one is noted, the second one ends
-/// the program and its child at once. Only one object may exist at a time. Only the main thread may call its functions,
-/// except Wake.
+/// While an object exists, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first signal is noted, the second
+/// one ends the program and its child at once. Only one object may exist at a time. Any thread may call Wake; only the
+/// main thread may call the other functions.
 class Signals {
 public:
     Signals();
@@ -25,7 +25,7 @@ public:
     /// Waits for this time, or until a signal (also SIGCHLD) or Wake ends the wait.
     static void Wait(std::chrono::milliseconds time);
 
-    /// Ends the current Wait or, if there is none, the next one. Any thread may call it.
+    /// Ends the current Wait or, if there is none, the next one.
     static void Wake();
 };
 

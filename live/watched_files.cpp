@@ -20,7 +20,7 @@ bool IsTaken(Phase phase) {
     return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
 }
 
-// True if the reads are in the output, maybe under another name.
+// True if the reads are in the output, possibly under another name.
 bool HasRows(Phase phase) {
     return phase == Phase::done || phase == Phase::renamed;
 }
@@ -146,8 +146,8 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     }
 }
 
-// The known file that was renamed to the file with this stamp, or the end of `files`. Another file may have its former
-// name.
+// The known file that was renamed to the file with this stamp, or the end of `files`. The former name may now be that
+// of another file.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
     auto further = files.end();  // Another name, or the other form, of the aligned file.
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
@@ -197,7 +197,7 @@ void WatchedFiles::SetOtherForm(const std::string& name, const std::string& form
     SetRenamed(name, former);
     notices.Add(Notices::Event::other_form,
                 name + ": is " + former + ", " +
-                    (Common::HasCompressedReadFileExtension(name) ? "compressed" : "uncompressed") +
+                    (Common::HasCompressedReadFileExtension(name) ? "compressed" : "decompressed") +
                     " after it was aligned; the output keeps the former name");
 }
 

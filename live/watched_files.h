@@ -24,7 +24,7 @@ struct Watched {
         cut,       ///< Unchanged for that time, but incomplete.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
-        given_up,  ///< Not aligned, and will not be unless it changes.
+        given_up,  ///< Not aligned. It is tried again if it changes, if it reappears, and in a later call.
         renamed,   ///< Another name of a file that is done, or its compressed or uncompressed form.
     };
     Phase phase = Phase::settling;
@@ -41,7 +41,7 @@ struct Watched {
     bool changed = false;       ///< Whether the stamp differs from the one when the file was aligned.
 };
 
-/// Tracks the state of each read file. A look takes time in proportion to the number of files. Not synchronised.
+/// Tracks the state of each read file. Not synchronised.
 class WatchedFiles {
 public:
     /// `settle`: time without a change after which a file can be aligned.
@@ -50,8 +50,8 @@ public:
     /// Takes over the files of earlier calls. Files that were given up are tried again if they still exist.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
-    /// Takes the result of a look at the folder. `file_time`: the current time, in the unit of Stamp::time. Returns
-    /// messages for the user.
+    /// Takes the result of a look at the folder, in time proportional to the number of files. `file_time`: the current
+    /// time, in the unit of Stamp::time. Returns messages for the user.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now, std::int64_t file_time);
 
     /// Files to align, in the order in which they were completed.
@@ -62,8 +62,8 @@ public:
     /// than the settle time, so each file should be read to its end before it is aligned.
     bool WriterPauses() const { return writer_pauses; }
 
-    /// The name in the output of an aligned file that has disappeared, and whose last name differs from `name` only in
-    /// ".gz": `name` may be its compressed or uncompressed form. Empty if there is no such file.
+    /// `name` may be the compressed or uncompressed form of an aligned file that has disappeared, because the last name
+    /// of that file differs only in ".gz". Returns that file's name in the output; empty if there is no such file.
     std::string FormerFormOf(const std::string& name) const;
 
     /// Notes that the file is the compressed or uncompressed form of `former`.
@@ -75,7 +75,7 @@ public:
     /// disappeared meanwhile.
     void SetDone(const FileRecord& record);
 
-    // The functions below have no effect if the file is no longer known. Only GiveUp requires a known file.
+    // SetWaiting, SetWhole, SetCut and SetLost have no effect if the file is no longer known.
 
     /// Lets the file wait for another round, if its phase is still `aligning`.
     void SetWaiting(const std::string& name);
@@ -85,6 +85,7 @@ public:
     void SetCut(const std::string& name, const std::string& reason);
     /// Lets the file wait for another round after its first loss, and gives it up after its second.
     void SetLost(const std::string& name, const std::string& reason);
+    /// The file must be known.
     void GiveUp(const std::string& name, const std::string& reason);
 
     const Watched& At(const std::string& name) const { return files.at(name); }

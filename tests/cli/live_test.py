@@ -305,7 +305,7 @@ for sam in out.glob("*.sam"):
         end = "after it was aligned; the output keeps the former name"
         self.assertEqual(sorted(line for line in told if not line.startswith("cut")),
                          sorted([f"a.fastq.gz: is a.fastq, compressed {end}", f"b.fastq.gz: is b.fastq, compressed {end}",
-                                 f"z.fastq: is z.fastq.gz, uncompressed {end}", other, other]))
+                                 f"z.fastq: is z.fastq.gz, decompressed {end}", other, other]))
         self.assertRegex("\n".join(told), r"(?m)^cut\.fastq\.gz: damaged")
 
     def test_compressed_files_are_decompressed_once(self):
@@ -481,7 +481,7 @@ class Machine(LiveTest):
         for args, message in ((["-i", self.reads, "-s", self.out], "--align_ref is needed"),
                               (["-i", self.folder / "none", "-s", self.out, "-a", REFERENCE], f"{self.folder}/none: No such file or directory"),
                               (["-i", REFERENCE, "-s", self.out, "-a", REFERENCE], f"{REFERENCE}: Not a directory"),
-                              (["-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "-1"], "--settle must not be negative"),
+                              (["-i", self.reads, "-s", self.out, "-a", REFERENCE, "--settle", "-1"], "--settle must be from 0 to 1e9"),
                               (["-i", self.reads, "-s", self.out, "-a", REFERENCE, "x"], "too many positional options have been specified on the command line")):
             run = subprocess.run([LIVE, *args], capture_output=True, text=True, check=False)
             self.assertEqual((run.returncode, run.stdout, run.stderr.splitlines()[0]), (2, "", f"tavik_live: {message}"))

@@ -51,7 +51,7 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     EXPECT_TRUE(whole("bad.fq", "@a\nACXT\n+\nIIII\n" + kWhole));
     EXPECT_TRUE(whole("uneven.fq", kWhole + "@c\nACGT\n+\nIII\n"));
     EXPECT_FALSE(Live::ReadToEnd(folder.Path("missing.fq")).whole);
-    // The reason becomes a column of a table, so it must not contain the tab.
+    // The reason becomes a column of a table, so it must not contain a tab.
     EXPECT_EQ(Live::ReadToEnd(folder.Write("tab.fq", kWhole + "@c\nAC\tGT\n+\nIIIII")).reason,
               "record 3: Sequence contained an unexpected character ' ' at position 2");
 }

@@ -21,7 +21,7 @@ std::string Gzip(const std::string& text) {
     return data;
 }
 
-TEST(GzipText, IsThatOfASoundFileOnly) {
+TEST(GzipText, ExistsOnlyForASoundFile) {
     const Tests::TemporaryFolder folder;
     std::string text;
     for (int i = 0; i < 100'000; ++i) {
@@ -40,7 +40,7 @@ TEST(GzipText, IsThatOfASoundFileOnly) {
         {"large.fastq.gz", members, text.size() - 1, false},
         {"cut.fastq.gz", members.substr(0, members.size() - 1), text.size(), false},
         {"corrupt.fastq.gz", corrupt, text.size(), false},
-        // The aligner must warn of these bytes.
+        // The aligner must warn about these bytes.
         {"trailing.fastq.gz", members + "xyz", text.size(), false},
         {"empty.fastq.gz", Gzip(""), text.size(), false},
         {"plain.fastq.gz", text, text.size(), false},

@@ -21,9 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Runs in place of one of the calls that change the disk. The call fails unless the function returns 0.
+// Called before the disk-changing call that `calls_left` selects, which fails unless the function returns 0.
 std::function<int()> fault;
-int calls_left = -1;  // Calls that succeed before the fault; -1: no fault.
+int calls_left = -1;  // The number of calls that succeed before the fault; negative: no fault.
 
 // If set, records the calls that change the disk.
 std::vector<std::string>* noted = nullptr;
@@ -36,7 +36,7 @@ bool Strikes(const char* name, const char* path = "") {
     return calls_left >= 0 && calls_left-- == 0 && fault() != 0;
 }
 
-// After a failed sync, the data may be lost although a second sync succeeds. Here, the last bytes are lost.
+// After a failed sync, data may be lost even if a second sync succeeds. Here, the last bytes are lost.
 bool StrikesSync(int file) {
     constexpr off_t kLost = 20;
     if (!Strikes("sync")) {
@@ -57,7 +57,7 @@ bool StrikesSync(int file) {
 
 }  // namespace
 
-// The linker replaces the system's functions by these.
+// The linker replaces the system's functions with these.
 extern "C" {
 int __real_rename(const char*, const char*);
 int __real_link(const char*, const char*);
@@ -146,7 +146,7 @@ void Publish(Live::OutputFolder& output) {
     output.Publish();
 }
 
-// Checks that the folder holds the results of this number of rounds and nothing unfinished.
+// Checks that the folder contains the results of this number of rounds and no unfinished round.
 void ExpectRounds(const std::string& path, int rounds) {
     EXPECT_EQ(Live::ReadFile(path + "/alignment_summary.txt"), kHeader + Rows(rounds));
     std::string table = "reads\tsam\tfile\n";

@@ -24,7 +24,7 @@ public:
     }
     void Remove(const std::string& name) { present.erase(name); }
 
-    // Updates `files` with what the folder holds. `file_time`: the time by the clock of the files, in seconds; 0 is
+    // Updates `files` with the content of the folder. `file_time`: the time by the clock of the files, in seconds; 0 is
     // before any change of a file, as with a slow clock.
     Texts Look(int second, int file_time = 0) {
         std::vector<Live::FoundFile> found;
@@ -214,7 +214,7 @@ TEST(WatchedFiles, FileThatChangesWhileItsRoundIsPublishedIsNamed) {
     }
 }
 
-// A file may be compressed or uncompressed in any phase.
+// A file may be compressed or decompressed in any phase.
 TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
     for (const auto& [name, other] : {std::pair("a.fq", "a.fq.gz"), std::pair("a.fq.gz", "a.fq")}) {
         for (const auto phase : {Phase::settling, Phase::waiting, Phase::cut, Phase::aligning, Phase::done}) {
@@ -247,7 +247,7 @@ TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
             if (is_done) {
                 Live::Notices notices;
                 folder.files.SetOtherForm(other, name, notices);
-                const auto word = other > std::string(name) ? ", compressed" : ", uncompressed";
+                const auto word = other > std::string(name) ? ", compressed" : ", decompressed";
                 EXPECT_EQ(notices.Texts(), Texts{std::string(other) + ": is " + name + word +
                                                  " after it was aligned; the output keeps the former name"});
                 EXPECT_EQ(folder.Look(63), Texts());
