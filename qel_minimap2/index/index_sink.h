@@ -27,7 +27,7 @@ public:
     /// Takes a filled block. `memory` holds `content`, or is empty if `content` stays valid until End returns. Any
     /// thread; blocks come in any order.
     virtual void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) = 0;
-    /// Call when all blocks have been taken. `table`: the table that they belong to.
+    /// Call when all blocks of `table` have been taken.
     virtual void End(const SeedTable& table) = 0;
 };
 

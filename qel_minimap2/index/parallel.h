@@ -9,9 +9,8 @@ namespace qel_minimap2 {
 /// the number of cores.
 unsigned WorkerLimit();
 
-/// Sets the number that WorkerLimit returns: `limit` or, if that is higher, 1024. If `limit` is 0, sets the number of
-/// cores. Do not call while an index is loaded, written or checked, because lists with one element per worker are in
-/// use then.
+/// Makes WorkerLimit return `limit`, but at most 1024, or the number of cores if `limit` is 0. Do not call while an
+/// index is loaded, written or checked, because lists with one element per worker are in use then.
 void SetWorkerLimit(unsigned limit);
 
 /// Calls `work(item, worker)` for each item from 0 to `items` - 1 on several threads, and returns when all calls have

@@ -26,8 +26,8 @@ public:
 };
 
 /// Where each minimizer of an index occurs, in flat arrays. minimap2's hash tables, one for each bucket, need more
-/// memory and miss the cache three to five times a look-up. Here, a look-up of a minimizer that the index does not have
-/// costs little more than one cache miss. Most minimizers of a noisy read are not in the index.
+/// memory and miss the cache three to five times per look-up. Here, a look-up of a minimizer that the index does not
+/// have costs little more than one cache miss. Most minimizers of a noisy read are not in the index.
 ///
 /// The lowest bits of a minimizer choose its bucket. The next 30 bits are in its key, and those above are its rest.
 /// With minimap2's number of buckets, only k-mers of more than 22 bases have a rest.
@@ -42,7 +42,7 @@ public:
 ///     values      | 16 of group 0                 | of group 1    | ...   8 bytes each
 ///     positions   | list of a repeated minimizer  | of another    | ...   8 bytes each
 ///
-/// The lowest bit of a key is 1 if the minimizer occurs once; its value is then its position. The value of a repeated
+/// The lowest bit of a key is 1 if the minimizer occurs once; the value is then the position. The value of a repeated
 /// minimizer is where its list begins in the positions (upper 32 bits) and the length of the list (lower 32). Each
 /// bucket has a stretch of groups. A key is in the group that its hash chooses or, if that group is full, in the next
 /// group of the stretch that has room. A search therefore ends at a group with a free slot. If a run of full groups
@@ -56,7 +56,7 @@ public:
     /// Makes a table without minimizers. `k` is at most 28, `bucket_bits` at most 2 * `k`. Throws std::bad_alloc.
     SeedTable(unsigned k, unsigned bucket_bits);
 
-    /// The groups of a bucket. `begin` is the number of the first one within the block.
+    /// The groups of a bucket. `begin` is the number of the first group, counted from the start of the block.
     struct Stretch {
         static constexpr std::uint32_t kSorted = std::uint32_t{1} << 31U;  // Marks the groups of a sorted bucket.
 

@@ -18,7 +18,7 @@
 
 namespace qel_minimap2 {
 
-/// Writes an index to a file while the index is made. The file appears as qelmm_make_index describes.
+/// Writes an index to a file while the index is made.
 class IndexWriter : public IndexSink {
 public:
     explicit IndexWriter(std::string path) : path(std::move(path)) {}

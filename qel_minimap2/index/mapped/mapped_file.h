@@ -31,7 +31,6 @@ public:
         std::int64_t modified;  ///< The time of the last write, in nanoseconds.
         bool operator==(const State&) const = default;
     };
-    /// The state when the file was opened.
     const State& Opened() const { return opened; }
     /// The state now, or nothing if the system cannot determine it. Takes less than a microsecond on a local disk.
     std::optional<State> Now() const;

@@ -36,7 +36,7 @@ void RequireMappedIndex(const std::string& path) {
     }
 }
 
-// Returns whether a process that started this one has already compared the file with its checksums.
+// Returns whether the process that started this one states that the file has already matched its checksums.
 bool WasChecked(const MappedFile& file) {
     const char* const checked = std::getenv(Common::kCheckedIndex);
     return checked != nullptr && file.Identity() == checked;

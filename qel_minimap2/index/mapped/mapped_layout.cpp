@@ -50,7 +50,7 @@ void CheckHeader(const FileHeader& header, std::uint64_t size) {
     }
 }
 
-// Each section must begin on the page after the previous section, and the last section's last page must end the file.
+// The sections, each padded to complete pages, must fill the file after the header without gaps.
 void CheckSections(const FileHeader& header) {
     if (header.section_count > kMostSections) {
         throw DamagedFile("too many sections");

@@ -163,7 +163,7 @@ std::string NewFile::NextHiddenName() const {
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
 }
 
-// Call only after this process has created the file: after the call, this object and signal handlers may remove it.
+// Call only if this process has created the file: this object and signal handlers remove a file whose name they have.
 void NewFile::TakeName(std::string name) {
     Remember(name);
     hidden = std::move(name);
