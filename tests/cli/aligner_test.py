@@ -161,7 +161,7 @@ class BadInput(AlignerTest):
         for folder, reference, status, reason in cases:
             run = self.run_aligner("-i", folder, "-s", "out", "-a", reference, status=status)
             self.assertEqual(run.records(), [("error", reason)])
-            self.assertEqual(self.summary(), [])  # Only the header.
+            self.assertEqual(self.summary(), [])  # The file has only its header.
 
     def test_without_workers_each_file_fails_at_its_first_read(self):
         files = [SAMPLE, READS / "sample_3.fasta"]

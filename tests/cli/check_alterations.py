@@ -34,7 +34,7 @@ LISTED = "".join(f"{name}\n" for name in INPUT)
 
 # Each of these functions returns an alteration, which is a function of the run's folder.
 def lines(file, change):
-    """Replaces the list of the file's lines by the result of `change`."""
+    """Replaces the list of the file's lines with the result of `change`."""
     def alter(folder):
         path = folder / file
         path.write_bytes(b"".join(change(path.read_bytes().splitlines(True))))
@@ -42,7 +42,7 @@ def lines(file, change):
 
 
 def line(file, number, change):
-    """Replaces line `number`, 1-based, by the result of `change`."""
+    """Replaces line `number`, 1-based, with the result of `change`."""
     return lines(file, lambda all_lines: all_lines[:number - 1] + [change(all_lines[number - 1])] + all_lines[number:])
 
 

@@ -82,7 +82,7 @@ class Faults(AlignerTest):
         self.write("in/sub/deep/a.fastq", "")
         deep = self.folder / "in/sub/deep"
         deep.chmod(0)
-        self.addCleanup(deep.chmod, 0o700)  # Only root could remove it otherwise.
+        self.addCleanup(deep.chmod, 0o700)  # Otherwise only root could remove the folder.
         _, reference = self.bring(SAMPLE, REFERENCE)
         for args, start in ((["in/sub/deep"], "boost::filesystem::directory_iterator::construct"),
                             (["in", "-r"], "Could not list a folder")):

@@ -69,7 +69,7 @@ def quality(ratio):
 
 
 def covered(ratio):
-    """Rounds down, so that 100 % means all."""
+    """Rounds down, so that 100 % means every base."""
     return fixed(math.floor(1e4 * ratio + 1e-9) / 100, 2) + " %"
 
 
