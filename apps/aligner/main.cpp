@@ -6,7 +6,7 @@
 
 int main(int argc, char** argv) {
     SetUpProcess();
-    if (const char* const fault = qel_minimap2::ProcessorFault()) {  // Checked first, so that nothing is written.
+    if (const char* const fault = qel_minimap2::ProcessorFault()) {  // Checked before the program writes anything.
         std::cerr << "tavik_aligner: " << fault << '\n';
         return 1;
     }

@@ -88,7 +88,7 @@ public:
         std::uint64_t sequences;
     };
     SeedTable(unsigned k, unsigned bucket_bits, Parts parts);
-    /// Returns the parts of a filled table, without an owner and lengths. They point into the table's memory.
+    /// Returns the parts of a filled table, without an owner or lengths. They point into the table's memory.
     Parts AllParts() const;
     /// Properties that follow from the length of the k-mers and the number of buckets.
     struct Shape {

@@ -49,7 +49,7 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 }  // namespace
 
 // Corrects the checksums of each input with a complete header, because loading refuses an input with a wrong checksum
-// before it reads anything else.
+// at once.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);
