@@ -90,7 +90,7 @@ void IndexWriter::Take(std::size_t block, const SeedTable::BlockMemory& content,
     }
 }
 
-// Gives the next block its place in the file and returns it, or returns nothing if that block has not been taken yet.
+// Assigns the next block its place in the file and returns the block, or nothing if it has not been taken yet.
 std::optional<IndexWriter::Placed> IndexWriter::NextPlaced() {
     const std::lock_guard lock(mutex);
     auto next = waiting.extract(stored_blocks.size());
