@@ -1,4 +1,4 @@
-// The overhead per read: a log call below the threshold, and passing jobs to workers.
+// Measures the overhead per read: a log call below the threshold, and passing jobs to workers.
 
 #include <chrono>
 #include <cstddef>
@@ -60,8 +60,8 @@ struct Records {
     int count;
 };
 
-// Jobs per second, one for each read of a file, if each job takes `us` microseconds of processor time. The processor
-// time shown is the owner's, so it is the cost of handing over the reads.
+// Jobs per second, one for each read of a file, if each job takes `us` microseconds. The processor time shown is the
+// owner's, so it is the cost of handing over the reads.
 void LoopOfJobs(benchmark::State& state) {
     constexpr int kJobs = 5000;
     const auto bases = static_cast<std::size_t>(state.range(2));

@@ -52,7 +52,7 @@ class Maker:
             yield from self.pieces(sequence[-20000:], 15, 2000, 15000)
 
     def write(self, name, sequences):
-        """Writes a FASTQ or FASTA file, by its name, as two gzip members if the name ends in .gz. Returns the path."""
+        """Writes a FASTQ or FASTA file, as its name says; two gzip members if the name ends in .gz. Returns the path."""
         if ".fastq" in name:
             texts = [f"@{name}/{i} runid=0\n{sequence}\n+\n{'5' * len(sequence)}\n"
                      for i, sequence in enumerate(sequences)]

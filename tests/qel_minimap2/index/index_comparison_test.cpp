@@ -84,7 +84,7 @@ std::string Sequences(const mm_idx_t& index) {
     return text;
 }
 
-// Returns the first difference between `ours` and `theirs`, which minimap2 made; empty if they give the same answers.
+// Returns the first difference between `ours` and `theirs`, which minimap2 made; empty if there is none.
 std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
     if (Sequences(ours) != Sequences(theirs)) {
         return "sequences, names or bases";
@@ -184,7 +184,7 @@ private:
     std::vector<std::string> families;
 };
 
-// Writes the index to a file and returns it mapped from there.
+// Writes the index to a file, checks the file and returns it mapped.
 IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder) {
     const auto path = folder.Path("mapped");
     IndexWriter writer(path);

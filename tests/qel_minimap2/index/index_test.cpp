@@ -20,7 +20,7 @@ namespace {
 
 using Tests::NumberAt;
 
-// The number of sequences in a loaded index or reference, or kRefused, and the message of loading without the path.
+// The number of sequences in a loaded index or reference, or kRefused, and the message printed, without the path.
 using Loaded = std::pair<int, std::string>;
 constexpr int kRefused = -1;
 
@@ -232,8 +232,8 @@ TEST_F(Index, DuplicateKeysAndSharedPositionsAreRefused) {
     FAIL() << "no bucket with two lists of two positions";
 }
 
-// The packed bases are at the end of the file. They are zeros in a copy that stopped early, after its full size was
-// allocated.
+// The packed bases are at the end of the file. If copying an index stops after the copy's full size was allocated, the
+// last bases of the copy are zeros.
 TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
     // Has runs of AT: if k is even, their k-mers are their own reverse complements, which minimap2 skips.
     std::string b;
@@ -313,7 +313,7 @@ TEST_F(Index, LoadingTakesLittleMoreMemoryThanTheIndex) {
     GTEST_SKIP() << "Sanitizers need additional memory.";
 #endif
     const auto fasta = folder.Write("large.fa", ">large\n" + RandomBases(16'000'000) + "\n");
-    // Each thread has its own buffers, so the limits are less strict on large machines.
+    // Each thread has its own buffers, so the limits are less strict on machines with many cores.
     const long of_threads = 3000L * std::max(0, static_cast<int>(std::thread::hardware_concurrency()) - 2);
     for (const auto& [path, kept, peak] :
          {std::tuple(fasta, 92'000, 92'000), std::tuple(BuildIndex("", fasta, "large.mmi"), 55'000, 60'000)}) {

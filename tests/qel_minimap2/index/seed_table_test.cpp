@@ -103,7 +103,7 @@ TEST(UnpackBases, UnpacksExactlyTheRange) {
     std::uint32_t words[6];
     std::mt19937 random(2);
     std::generate(std::begin(words), std::end(words), random);
-    words[3] &= 0x33333333U;  // A word of valid base codes, for which there is a faster way.
+    words[3] &= 0x33333333U;  // A word of valid base codes, which is unpacked faster.
     for (std::uint64_t begin = 0; begin < 48; ++begin) {
         std::string expected(49 - begin, '?');
         for (auto end = begin; end < 48; ++end) {

@@ -67,10 +67,11 @@ ChainScoring RandomScoring(RandomAnchors& random, int band) {
             usual ? 0.0F : 0.01F * static_cast<float>(random.Between(0, 20))};
 }
 
-// Chains anchors with our kernel if `ours`, otherwise with minimap2. Returns false if our kernel does not chain them.
+// Chains anchors with our kernel if `ours`, otherwise with minimap2. Returns false if our kernel leaves them to
+// minimap2.
 using Chain = std::function<bool(Chains&, bool ours)>;
 
-// The analyzer does not see that minimap2 frees the anchors passed to it.
+// The static analyser does not see that minimap2 frees the anchors passed to it.
 // NOLINTBEGIN(clang-analyzer-unix.Malloc)
 Chain Chaining(const Kernels& kernels, const ChainCall& call) {
     return [call, &kernels](Chains& chains, bool ours) {
@@ -288,7 +289,7 @@ std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long c
 
 std::string CompareDistantChains(const Kernels& kernels, float gap_penalty, float skip_penalty, ChainFigures& figures) {
     constexpr int kFarthest = 19'000, kAtOnce = 20;
-    // With so many anchors, the score of a chain exceeds the penalty.
+    // With this many anchors, the score of a chain exceeds the penalty.
     const int per_chain = 4 + static_cast<int>((gap_penalty + skip_penalty) * kFarthest / 250);
     std::string difference;
     for (int first = 1; first < kFarthest && difference.empty(); first += kAtOnce) {

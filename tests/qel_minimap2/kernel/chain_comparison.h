@@ -35,11 +35,11 @@ class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
 
-    /// A random number of anchors, up to about `most`, of one length, in the order of their read positions.
+    /// Returns a random number of anchors, up to about `most`, of one length, in the order of their read positions.
     std::vector<mm128_t> Next(int most);
 
-    /// The anchors of a read that spans two copies of an array of `copies` near-identical copies: `per_copy` anchors
-    /// for each pair of a copy in the read and one in the array. One in `one_in` anchors is missing.
+    /// Returns the anchors of a read that spans two copies of an array of `copies` near-identical copies: `per_copy`
+    /// anchors for each pair of a copy in the read and one in the array. One in `one_in` anchors is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
     /// From now on, comparisons use arrays of thousands of anchors instead of lists of all kinds.
@@ -74,8 +74,9 @@ std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, Random
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
-/// Chains and joins chains whose distances on the reference have every length from 1 to 19 000 bases, where differences
-/// in the rounding of penalties show first. Returns a description of the first difference; empty if there is none.
+/// Chains and joins chains whose distances on the reference have nearly every length from 1 to 19 000 bases, where
+/// differences in the rounding of penalties show first. Returns a description of the first difference; empty if there
+/// is none.
 std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
                                  ChainFigures& figures);
 

@@ -22,7 +22,7 @@ constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
 
 struct Result : ksw_extz_t {
-    Result() : ksw_extz_t{} { cigar = nullptr; }  // The static analyser does not follow the initializer of a base.
+    Result() : ksw_extz_t{} { cigar = nullptr; }  // The static analyser does not follow the initialiser of a base.
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result() { std::free(cigar); }
@@ -120,7 +120,7 @@ void RandomCalls::MakeTwoGaps() {
     const int width = kWidths[Between(0, 5)];
     const int shortest = width * 3 / 2;
     const bool at_edge = width <= 96 && OneIn(2);
-    // Then each gap is in pieces, so that it breaks the sequences at as many places as its bases can.
+    // If set, each gap is in pieces, so that its bases lie in as many breaks as possible.
     const bool scattered = at_edge && width == 32 && OneIn(2);
     const int piece = scattered ? Between(1, 6) : 1000;
     const int step = piece + Between(3, 9);
@@ -132,8 +132,8 @@ void RandomCalls::MakeTwoGaps() {
     }
     // If the gaps have about the same length, as they mostly do, the best path begins and ends near the main diagonal
     // and leaves it between the gaps. With `at_edge`, the path has no errors and just reaches the first diagonal
-    // outside the strip, so that it may score as much as a path inside. That diagonal is width - 1 deletions away, or
-    // up to three bases more on the side of insertions.
+    // outside the band, so that it may score as much as a path inside. That diagonal is width - 1 deletions away, or
+    // one to three bases farther on the side of insertions.
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
@@ -143,7 +143,7 @@ void RandomCalls::MakeTwoGaps() {
     const int deletion = inserts_first ? first + pieces_before_last * step + apart : first;
     const int insertion = inserts_first ? first : first + pieces_before_last * (step - piece) + deleted + apart;
     const int error = at_edge ? 0 : Between(0, 80);
-    // The bases of a gap's piece that lie from `offset` of the gap on.
+    // Returns how many bases of a gap's piece lie at or after `offset`; 0 or less if that is in no piece.
     const auto left_of_piece = [&](int offset, int bases) {
         const int number = offset / step;
         return offset < 0 ? 0 : std::min(piece, bases - number * piece) - offset % step;
@@ -174,7 +174,7 @@ AlignmentCall RandomCalls::Next() {
     }
     if (ends) {
         query.resize(static_cast<std::size_t>(Between(1, std::min(static_cast<int>(query.size()), 60))));
-        // Some targets are so long that the scores of gaps exceed 16 bits.
+        // Some targets are so long that the scores of gaps do not fit into 16 bits.
         const int length = OneIn(500) ? 9000 : static_cast<int>(query.size()) * Between(2, 6);
         target.resize(static_cast<std::size_t>(length), target.back());
     }

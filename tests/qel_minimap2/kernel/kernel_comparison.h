@@ -14,7 +14,7 @@ namespace Tests {
 /// long gaps, ambiguous bases, all combinations of flags that occur, many scorings, bands and drops.
 class RandomCalls : Dice {
 public:
-    /// `longest`: the longest target, in bases; queries may be a few hundred bases longer.
+    /// `longest`: the longest target of ordinary calls, in bases; queries may be a few hundred bases longer.
     RandomCalls(std::uint32_t seed, int longest) : Dice(seed), longest(longest) {}
 
     /// From now on, generates calls whose best path may leave the strip of the certified band: gap filling with an
@@ -26,7 +26,7 @@ public:
     /// ends cannot be aligned.
     void AttackTheEnds() { ends = true; }
 
-    /// Returns the next call. It points into this object and is valid until the next call of Next. It has no memory
+    /// Returns the next call. It points into this object and is valid until Next is called again. It has no memory
     /// pool, so memory comes from malloc.
     qel_minimap2::kernel::AlignmentCall Next();
 
@@ -53,8 +53,8 @@ struct ComparisonFigures {
 };
 
 /// Calls our function and minimap2's `count` times, each time with the call that `next` returns. Four successive calls
-/// share a result object, because minimap2 reuses it. Returns a description of the first difference in a field that
-/// minimap2 reads, in the CIGAR or in its allocated length; empty if there is none.
+/// share a result object, because minimap2 also reuses such objects. Returns a description of the first difference in a
+/// field that minimap2 reads, in the CIGAR or in its allocated length; empty if there is none.
 std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels,
                                 const std::function<qel_minimap2::kernel::AlignmentCall()>& next, long count,
                                 ComparisonFigures& figures);

@@ -33,7 +33,7 @@ Minimizers Taken(mm128_v& list) {
     return minimizers;
 }
 
-// Returns bases with repeats, so that a window has equal k-mers, and with ambiguous bases.
+// Returns bases with repeats, so that a window may have equal k-mers, and with ambiguous bases.
 std::string BasesWithRepeats(std::mt19937& random) {
     std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
     const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
@@ -82,7 +82,7 @@ TEST_P(Kernel, AlignsAsMinimap2Does) {
     }
 }
 
-// Mapping with the preset never has these flags and scorings; some would overflow the kernels' 8-bit lanes.
+// Mapping with the preset never makes these calls. Some of their scorings would overflow the kernels' 8-bit lanes.
 TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
     using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
     const Change changes[] = {
@@ -119,8 +119,8 @@ TEST_P(Kernel, ProvesItsBandAgainstPathsOutside) {
     EXPECT_EQ(Compare(calls, 30000).with_cigar, 30000);
 }
 
-// Each call has an optimal path outside the narrowest strip that scores as much as the best one inside, and the bound
-// is exact: without the case that all insertions are in short gaps, it would prove the path inside.
+// In each call, the best path outside the narrowest band scores as much as the best path inside. If the bound left out
+// the case of all insertions in short gaps, it would wrongly prove the path inside.
 TEST_P(Kernel, BoundsPathsWithManyShortInsertionsExactly) {
     const struct {
         std::string target, query;
@@ -257,7 +257,7 @@ TEST_P(Kernel, JoinsDistantChainsAsMinimap2Does) {
     }
 }
 
-// Thousands of anchors are in reach of each other, more than fit into one window.
+// Thousands of anchors are in reach of each other, so they are joined in several windows.
 TEST_P(Kernel, ChainsAndJoinsArraysOfCopiesAsMinimap2Does) {
     Tests::RandomAnchors random(9);
     random.MakeArrays();

@@ -74,7 +74,7 @@ TEST_F(FileInUseDeathTest, ALackOfMemoryForTheSecondCheckIsNotBlamedOnTheFile) {
         const rlimit nothing{0, 0};
         ::setrlimit(RLIMIT_AS, &nothing);
         const void* volatile taken = nullptr;  // Volatile, so that the compiler does not remove the calls.
-        std::size_t total = 0;                 // Limited, because an emulator may ignore the limit of memory.
+        std::size_t total = 0;                 // Limited, because an emulator may ignore the memory limit.
         for (std::size_t size = 1 << 24; size > 0; size /= 2) {
             do {
                 taken = std::malloc(size);

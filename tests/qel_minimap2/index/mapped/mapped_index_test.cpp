@@ -38,7 +38,7 @@ std::string TextOf(const char* answer) {
     return answer != nullptr ? answer : "sound";
 }
 
-// Returns why the check refuses a file, without the words that all refusals share; "sound" if it does not.
+// Returns why the check refuses a file, without the words that all refusals share; "sound" if the check accepts it.
 std::string FaultIn(const std::string& file) {
     static const auto start = "ERROR: " + kDamaged;
     const auto text = TextOf(qelmm_check_index(file.c_str()));
@@ -65,7 +65,7 @@ protected:
         return Align(*index);
     }
 
-    // Returns the read's record up to its CIGAR, or an error.
+    // Returns the read's record up to the first M of its CIGAR, or an error.
     std::string Align(const mm_idx_t& index) {
         mm_bseq1_t read{};
         std::string name = "read";
@@ -179,7 +179,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
     }
 }
 
-// Only look-ups find these faults: the index loads, no access leaves its memory, and a read that looks up a faulty
+// Loading does not find these faults. Still, no access leaves the index's memory, and a read that looks up a faulty
 // minimizer fails.
 TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     const auto singles = [](auto change) {
@@ -231,7 +231,7 @@ TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     }
 }
 
-// Faults that give wrong positions inside the sequences go unnoticed by look-ups.
+// If a fault leads to wrong positions inside the sequences, look-ups cannot notice it.
 TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
     const auto with_list = [](Parts& parts) {
         const auto blocks = parts.Blocks();
@@ -318,7 +318,7 @@ TEST_F(MappedIndex, AnIndexStaysUsableWhenItsFileIsReplaced) {
     EXPECT_EQ(Mapped(path), "read\t0\tother\t1\t60\t1500");
 }
 
-// The environment variable names the identity of a checked file. A file that is damaged later has another identity.
+// The environment variable contains the identity of a checked file. A file that is damaged later has another identity.
 TEST_F(MappedIndex, ChecksumsOfACheckedFileAreNotComparedAgain) {
     const auto identity = [&] {
         struct stat status {};

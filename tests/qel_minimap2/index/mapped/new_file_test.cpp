@@ -65,7 +65,7 @@ TEST_P(NewFiles, AFullDiskIsReportedAndLeavesNothing) {
     EXPECT_EQ(Files(), 1U);
 }
 
-// Processes of two containers may have the same number and choose the same names. Here, links have these names.
+// Processes in two containers may have the same ID and choose the same names. Here, links have these names.
 TEST_P(NewFiles, HiddenFilesOfOtherProcessesStay) {
     constexpr int kTaken = 200;
     const auto name = [this](int number) {
