@@ -20,7 +20,6 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// The time since construction.
     double Seconds() const;
 
 private:

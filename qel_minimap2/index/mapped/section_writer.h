@@ -36,7 +36,7 @@ private:
     const std::uint64_t offset;
     std::mutex mutex;                         // Guards the members below.
     std::map<std::uint64_t, Piece> unfilled;  // Incomplete pieces, by number.
-    std::vector<std::uint64_t> checksums;     // One for each piece.
+    std::vector<std::uint64_t> checksums;
 };
 
 }  // namespace qel_minimap2
