@@ -71,7 +71,7 @@ class InstalledTree(InstallationTest):
         self.assertEqual(status, 1)
         self.assertIn(f"Failed to load index {reference} with error: Could not load index {reference}\n", errors)
 
-    def test_moved_tree_aligns_its_examples_and_keeps_run_bits(self):
+    def test_moved_tree_aligns_its_examples_and_logs_the_version_of_minimap2(self):
         examples = self.tree / "share/doc/tavik-aligner/examples"
         status, _, errors = run(self.tree / "bin/tavik_aligner", "-i", examples / "reads", "-s", self.folder / "out",
                                 "-a", examples / "reference.fasta")
@@ -292,7 +292,7 @@ class Scripts(InstallationTest):
             (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(SOURCE / name, self.folder / name)
         self.stub("scripts/install-dependencies", "")
-        # Like a build for the first platform, the stub writes scripts that call the emulator.
+        # A build for the first platform writes scripts that call the emulator, so the stub writes such a script, too.
         emulated = "build/release/emulated/bin"
         self.stub("scripts/build", f"mkdir -p {emulated}; printf '#!/bin/sh' >{emulated}/tavik_aligner; chmod +x {emulated}/*")
         (self.folder / "tests/judges").mkdir()
