@@ -14,13 +14,12 @@ public:
     explicit TextCursor(std::string_view text)
         : position(text.data()), begin(text.data()), end(text.data() + text.size()) {}
 
-    /// True when no characters are left.
+    /// True if no characters are left.
     bool AtEnd() const { return position == end; }
     /// Number of characters extracted so far.
     std::size_t Offset() const { return static_cast<std::size_t>(position - begin); }
-    /// True when an extraction has failed.
     bool Failed() const { return failed; }
-    /// True when the next character is `c`.
+    /// True if no extraction has failed and the next character is `c`.
     bool NextIs(char c) const { return !failed && position != end && *position == c; }
 
     /// Returns the next word. If there is none, returns an empty view, and the cursor has failed.

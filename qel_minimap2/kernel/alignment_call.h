@@ -38,7 +38,7 @@ struct AlignmentCall {
 /// The number of letters in calls that the kernels accept: four bases and the letter that means any base.
 inline constexpr int kLetters = 5;
 
-/// The scores of a call as the kernels use them.
+/// The gap costs and scores of a call.
 struct Scoring {
     int open, extend;    ///< The first gap piece, which costs less for short gaps.
     int open2, extend2;  ///< The second gap piece, which costs less for long gaps.

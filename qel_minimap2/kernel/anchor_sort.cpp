@@ -23,7 +23,7 @@ constexpr unsigned kPlaceBits = 12;
 // Up to this many numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;
 
-// Sorts by insertion and keeps the order of equal keys.
+// A stable insertion sort.
 template <typename Element, typename Key>
 void Insert(Element* begin, Element* end, const Key& key) {
     for (auto* i = begin + 1; i < end; ++i) {

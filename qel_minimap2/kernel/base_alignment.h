@@ -6,7 +6,7 @@
 //
 // The matrix of a call has one cell for each pair of a target base i and a query base j. The cells with i + j = r are
 // anti-diagonal r, which the code calls row r. Cells of one row do not depend on each other, so they are computed in
-// the lanes of registers. A strip is a fixed number of neighbouring cells of each row, around the matrix's main
+// the lanes of registers. A strip is a fixed number of neighbouring cells of each row, usually around the matrix's main
 // diagonal:
 //
 //          j  0  1  2  3  4  5
@@ -33,10 +33,10 @@
 // method, and the end of the path for the last two.
 //
 // KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best score. With KSW_EZ_EXTZ_ONLY, the path ends
-// at the best end of the query if that end scores well enough. KSW_EZ_RIGHT places gaps as far right as possible;
-// without it, they are placed as far left as possible. KSW_EZ_REV_CIGAR orders the operations from last to first. Calls
-// with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps a read
-// with the preset map-ont.
+// at the best end of the query if that end scores well enough, and otherwise at the cell with the best score.
+// KSW_EZ_RIGHT places gaps as far right as possible; without it, they are placed as far left as possible.
+// KSW_EZ_REV_CIGAR orders the operations from last to first. Calls with other flags, unusual scores or other alphabets
+// are left to minimap2, which never makes them while it maps a read with the preset map-ont.
 
 namespace qel_minimap2::kernel {
 

@@ -91,8 +91,8 @@ private:
     }
 
     // Returns the anchor before the first anchor of the chain that ends at `last`, kNone if there is no anchor before,
-    // or `last` for an empty chain. The choice gives the chain the highest score. The search ends at a traced anchor,
-    // or where the chain's score is more than the band below the highest one found.
+    // or `last` for an empty chain. This start gives the chain its highest score. The search ends where no anchor is
+    // before, at a traced anchor, or where the chain's score is more than the band below the highest one found.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;

@@ -31,7 +31,7 @@ struct ChainScoring {
 struct ChainCall {
     /// The largest distances between neighbours in a chain, in bases. If the band is larger, the band is used instead.
     int reference_distance, read_distance;
-    int most_tried;  ///< The most anchors that a search tries, besides the highest-scoring one in reach.
+    int most_tried;  ///< The most anchors that a search tries, apart from the highest-scoring one in reach.
     ChainScoring scoring;
 };
 

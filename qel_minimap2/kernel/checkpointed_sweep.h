@@ -18,7 +18,7 @@ namespace {
 // are not stored.
 //
 // minimap2 writes direction bytes to rows of equal size, about 2 * length^2 bytes in all for two sequences of the same
-// length, and then reads the bytes along one path. This sweep only keeps a copy of the six difference lines after every
+// length, and then reads the bytes along one path. This sweep keeps only a copy of the six difference lines after every
 // 64th row. Between two copies, the trace back needs few cells: from row to row, it moves back by at most one target
 // position, so it stays within the 64 positions that end at the one where it enters these rows. The cells of these 64
 // positions and 64 rows, the corner, are computed again from the copy. Their directions fit into the first-level cache.
@@ -85,8 +85,7 @@ private:
         return true;
     }
 
-    // The copies lie one after the other. A corner may reach beyond the ends of a row, so there is padding before and
-    // after each line of a copy.
+    // A corner may reach beyond the ends of a row, so there is padding before and after each line of a copy.
     bool PrepareCopies() {
         const int count = (rows - 1) / kRows;
         auto* offsets =

@@ -43,7 +43,6 @@ public:
           near_distance(call.near_distance <= 0 || call.near_distance >= distance ? 0 : call.near_distance),
           per_base(0.5 * call.scoring.gap_penalty) {}
 
-    /// See JoinAnchors.
     bool Run(Chains& chains) {
         if (length < 0 || call.distance <= 0 || !Reserve()) {
             return false;
@@ -226,7 +225,7 @@ private:
         tree.Insert(i, read_position, Penalty(static_cast<std::int32_t>(anchors[i].x), read_position, all.scores[i]));
     }
 
-    // Repeats how anchors come into reach and leave it while minimap2 processes the section's anchors before `end`:
+    // Replays how anchors come into reach and leave it while minimap2 processes the section's anchors before `end`:
     // calls `enter` and `leave` for them in minimap2's order.
     template <typename Enter, typename Leave>
     void Repeat(int end, Enter enter, Leave leave) const {

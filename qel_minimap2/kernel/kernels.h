@@ -10,7 +10,7 @@ namespace qel_minimap2::kernel {
 
 /// The functions that are compiled for each width of registers, in their versions for one width.
 struct Kernels {
-    int bits;  ///< The width of a register.
+    int bits;
     bool (*align)(const AlignmentCall& call, ksw_extz_t& result);
     void (*sketch)(const SketchCall& call);
     bool (*chain)(const ChainCall& call, Chains& chains);

@@ -11,7 +11,7 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// A finished row: its cells from target position `first` to `last`, both included, and the lines of score differences
-/// after it.
+/// after this row.
 struct FinishedRow {
     int r, first, last;
     bool is_last;

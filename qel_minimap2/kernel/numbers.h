@@ -134,7 +134,7 @@ struct Doubles {
     static TAVIK_INLINE unsigned MaskOfEqual(DoubleRegister a, DoubleRegister b) {
         return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
     }
-    /// Returns two numbers, the lesser of which is the least of `a`.
+    /// Returns two numbers. The lesser one is the least number in `a`.
     static TAVIK_INLINE __m128d LeastTwo(DoubleRegister a) {
         return _mm_min_pd(_mm256_castpd256_pd128(a), _mm256_extractf128_pd(a, 1));
     }

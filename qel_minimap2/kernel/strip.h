@@ -40,7 +40,6 @@ inline int BiasedBorder(const Scoring& s, int r) {
     return BorderStep(s, r) - s.open - s.extend + kBias;
 }
 
-/// The number of each lane.
 alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};

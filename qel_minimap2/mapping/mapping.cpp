@@ -65,7 +65,7 @@ MallocedText Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& 
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // Bytes of a short read's record besides its bases.
+    constexpr int kUsualRest = 1024;  // Bytes of a short read's record without its bases.
     MallocedText records;
     std::size_t size = 0;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
