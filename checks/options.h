@@ -11,11 +11,10 @@ inline constexpr int kNothingLost = 0;
 inline constexpr int kLost = 1;         ///< Something was lost, or no run took place.
 inline constexpr int kCannotCheck = 2;  ///< The options are wrong, or name a file that cannot be read or written.
 
-/// The parsed command line.
 struct Options {
-    std::string input;        ///< Input folder, file with a list of files, or "-" for a list on standard input.
-    std::string save_folder;  ///< The run's save folder.
-    bool recursive = false;   ///< The run searched sub-folders too.
+    std::string input;  ///< Input folder, file with a list of files, or "-" for a list on standard input.
+    std::string save_folder;
+    bool recursive = false;  ///< The run searched sub-folders too.
     std::uint64_t allowed_failed_reads = 0;
     std::string table;  ///< Path of the table to write; empty for none.
 };

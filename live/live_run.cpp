@@ -14,8 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// The next look at the watched folder begins after kLookShare times the time that listing the folder took, or earlier
-// if a file settles earlier.
+// The time between two looks at the watched folder is at least kLookShare times as long as listing the folder took,
+// unless a file settles earlier.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};

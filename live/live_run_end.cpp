@@ -1,4 +1,3 @@
-// The end of a run.
 #include <algorithm>
 #include <chrono>
 #include <filesystem>

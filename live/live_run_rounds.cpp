@@ -1,4 +1,3 @@
-// The rounds of a run.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -134,8 +133,8 @@ std::vector<RoundFile> LiveRun::NextRound() {
     return round;
 }
 
-// True if the file can be part of the next round. The file may no longer be waiting, because the folder is looked at
-// while other files are read.
+// True if the file can be part of the next round. The file may no longer be waiting, because LiveRun looks at the
+// folder while it reads other files.
 bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     if (!files.IsWaiting(name)) {
         return false;
@@ -261,7 +260,7 @@ void LiveRun::MakeRoundRoom(const std::string& why) {
     WaitForRoom(used + used / 4, why);
 }
 
-// Returns the aligner's status.
+// Returns the aligner's status; see AlignerProcess::Ended.
 int LiveRun::Align(const Round& round) {
     AlignerProcess aligner({options.aligner, "-z", "-i", "", "-s", output.RoundPath(), "-a", options.reference,
                             "--min_coverage", state.min_coverage, "-t", std::to_string(options.worker_threads)},

@@ -12,10 +12,9 @@ class Notices {
 public:
     enum class Event { beside, changed, renamed, other_form, disappeared, disappeared_unaligned };
 
-    /// `text`: the line that names the file.
+    /// `text`: the line to print if the file is named.
     void Add(Event event, const std::string& text);
 
-    /// The lines to print.
     std::vector<std::string> Texts() const;
 
 private:

@@ -12,11 +12,10 @@ inline constexpr int kNothingLost = 0;
 inline constexpr int kLost = 1;       ///< Reads are missing, or state, log or page could not be written at the end.
 inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
 
-/// The values of the command-line options.
 struct Options {
-    std::string reads;        ///< The folder to watch.
-    std::string save_folder;  ///< Output folder.
-    std::string reference;    ///< Index or reference file.
+    std::string reads;  ///< The folder to watch.
+    std::string save_folder;
+    std::string reference;  ///< Index or reference file.
     double min_coverage = 0.6;
     int worker_threads = 4;
     std::uint64_t allowed_failed_reads = 0;  ///< In each file.

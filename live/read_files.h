@@ -45,7 +45,7 @@ struct Look {
     std::map<std::string, std::string> left_out;  ///< Files and folders that cannot be used, each with the reason.
     std::vector<std::string> unreadable;          ///< The folders among the names in `left_out`.
     bool end_file = false;                        ///< Whether the file that ends the run exists.
-    FolderId id;                                  ///< Identifies the watched folder.
+    FolderId id;
 };
 
 /// Finds the regular files with the ending of a read file, plain or with ".gz", in the folder and all folders below it,

@@ -12,7 +12,6 @@
 
 namespace Live {
 
-/// A file to be aligned in a round.
 struct RoundFile {
     std::string name;  ///< Relative to the watched folder.
     std::string path;  ///< Where its reads are: the file itself, or a copy of its complete reads.

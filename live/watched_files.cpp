@@ -15,7 +15,7 @@ bool IsInTables(const std::string& name) {
     return name.find_first_of("\t\n") == std::string::npos;
 }
 
-// True for a file that is in the output, or will be unless something happens to it.
+// True for a file that waits for a round, is in one, or is in the output.
 bool IsTaken(Phase phase) {
     return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
 }

@@ -119,7 +119,7 @@ private:
     void Forget(const std::string& name);
 
     const std::chrono::steady_clock::duration settle;
-    std::map<std::string, Watched> files;                                     // By name.
+    std::map<std::string, Watched> files;
     std::unordered_map<std::uint64_t, std::set<std::string>> names_of_inode;  // Of all `files`.
     SamNames sam_names;
     Time last_change = Time::min();
