@@ -26,10 +26,9 @@ public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Returns the state of earlier calls. A new folder gets the state `now`, and so does a folder that has no reads
-    /// yet but other options. Removes the remains of an interrupted round and completes a publication. Throws
-    /// std::runtime_error if the folder has the results of another run, if another program has changed the results, or
-    /// if they were made with other options.
+    /// Returns the state of earlier calls, or `now` if the folder is new, or has other options but no reads yet.
+    /// Removes the remains of an interrupted round and completes a publication. Throws std::runtime_error if the folder
+    /// has the results of another run, or if its results were changed by another program or made with other options.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
@@ -40,9 +39,9 @@ public:
     /// file's own folder.
     std::string Obstacle(const std::string& sam) const;
 
-    /// Moves the round in RoundPath, after Round::WritePublication, to ReadyPath, once all its files are on the disk.
-    /// After a std::system_error, such as that of a full disk, make the round again: data that the system failed to
-    /// write once may be lost even if a second attempt succeeds.
+    /// Call after Round::WritePublication. Waits until the round's files are on the disk, and then moves RoundPath to
+    /// ReadyPath. After a std::system_error, such as that of a full disk, make the round again: data that the system
+    /// failed to write once may be lost even if a second attempt succeeds.
     void Prepare();
     std::string ReadyPath() const { return HiddenPath() + "/ready"; }
 

@@ -14,7 +14,7 @@ namespace Live {
 
 struct RoundFile {
     std::string name;  ///< Relative to the watched folder.
-    std::string path;  ///< Where its reads are: the file itself, or a copy of its complete reads.
+    std::string path;  ///< Where the reads are: the file itself, or a copy of its complete reads.
     Stamp stamp;       ///< Of the file itself.
     std::string loss;  ///< If `path` is a copy, why the copy may lack reads of the file; otherwise empty.
 
@@ -30,7 +30,7 @@ void DecompressOnce(std::vector<RoundFile>& files);
 struct FileOutcome {
     enum class Kind { kept, lost, changed, not_begun };
     Kind kind = Kind::not_begun;
-    std::uint64_t reads = 0;            ///< The number of its rows in the round's summary.
+    std::uint64_t reads = 0;            ///< The number of the file's rows in the round's summary.
     std::vector<std::string> findings;  ///< Why the file was lost or, after BlameFiles, not begun.
 };
 
@@ -52,8 +52,8 @@ struct Outcome {
     std::string HowEnded() const;
 };
 
-/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files: it
-/// ignores the folders in a list of files when it names SAM files, so equal names in different folders would collide.
+/// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files,
+/// because it names the SAM file of a listed file without the folder, so equal names in two folders would collide.
 class Round {
 public:
     /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.
