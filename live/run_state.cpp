@@ -174,7 +174,7 @@ RunState RunState::Parse(const std::string& text) {
         next();
         const auto columns = Columns(line, 2);
         if (columns[0] != key) {
-            throw std::runtime_error(std::string("no ") + key);
+            throw std::runtime_error(std::string("the line '") + key + "' is missing");
         }
         SetField(value, columns[1]);
     });

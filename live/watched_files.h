@@ -62,8 +62,8 @@ public:
     /// than the settle time, so each file should be read to its end before it is aligned.
     bool WriterPauses() const { return writer_pauses; }
 
-    /// `name` may be the compressed or uncompressed form of an aligned file that has disappeared, because the last name
-    /// of that file differs only in ".gz". Returns that file's name in the output; empty if there is no such file.
+    /// If `name` may be the compressed or uncompressed form of an aligned file that has disappeared, returns the name
+    /// of that file in the output; otherwise, an empty text. The names of the two forms differ only in ".gz".
     std::string FormerFormOf(const std::string& name) const;
 
     /// Notes that the file is the compressed or uncompressed form of `former`.
