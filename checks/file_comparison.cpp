@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    // Reads on until `count` reads of the input have been read in all.
+    // Reads the input until `count` of its reads have been read in all, or to its end.
     void ReadInput(std::uint64_t count) {
         if (!has_input || input_ended) {
             return;

@@ -24,10 +24,11 @@ public:
     /// `other_cells`, unless empty, are accepted in place of `cells`.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
-    /// Skips the rows of reads without usable SAM records.
+    /// Skips the next `count` rows, those of reads without usable SAM records. No row without a SAM record is then
+    /// reported.
     void SkipRows(std::uint64_t count);
 
-    /// Call instead of SkipRows if the number of rows is unknown. Rows without a SAM record are then not reported.
+    /// Call instead of SkipRows if the number of rows is unknown.
     void SkipUnknownRows() { gaps = true; }
 
     /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already.
@@ -47,7 +48,7 @@ private:
     std::string_view cells;  // The other columns of the row read last.
     ReadBalance balance;
     std::vector<std::string> findings;
-    std::string half_row;  // The name in the last row if that has no line feed.
+    std::string half_row;  // The name in the last row if that row has no line feed.
     bool gaps = false;     // Whether rows without a usable SAM record are expected.
 };
 

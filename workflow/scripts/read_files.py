@@ -34,8 +34,8 @@ def reaches_jobs(name):
 
 
 def faults_of(reads, files, to_cluster=False):
-    """One line for each file that cannot be aligned; if there are more than SHOWN, the first ones and the number of the
-    others."""
+    """One line for each reason why a file cannot be aligned; if there are more than SHOWN lines, the first ones and the
+    number of the others."""
     faults = [] if files else [f"{reads}: no read files"]
     listed = {}
     for file in files:
