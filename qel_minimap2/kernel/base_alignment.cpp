@@ -34,7 +34,6 @@ struct RecentLoss {
 };
 thread_local RecentLoss recent_loss;
 
-template <Trace kTrace>
 bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                  ksw_extz_t& result) {
     const int shorter = Smaller(call.query_length, call.target_length);
@@ -44,7 +43,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     int known_loss = 0;
     struct Attempt {
         int width;
-        decltype(&TryBand<1, kTrace>) run;
+        decltype(&TryBand<1>) run;
     };
     BandProof proof{call, scoring, sequences};
     const auto is_expected_in = [&](const Band& band) {
@@ -52,9 +51,8 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     };
     constexpr int kPer32 = 32 / Lanes::kWidth;
     for (const auto& [width, attempt] :
-         {Attempt{32, &TryBand<kPer32, kTrace>}, Attempt{64, &TryBand<2 * kPer32, kTrace>},
-          Attempt{96, &TryBand<3 * kPer32, kTrace>}, Attempt{128, &TryBand<4 * kPer32, kTrace>},
-          Attempt{192, &TryBand<6 * kPer32, kTrace>}, Attempt{256, &TryBand<8 * kPer32, kTrace>}}) {
+         {Attempt{32, &TryBand<kPer32>}, Attempt{64, &TryBand<2 * kPer32>}, Attempt{96, &TryBand<3 * kPer32>},
+          Attempt{128, &TryBand<4 * kPer32>}, Attempt{192, &TryBand<6 * kPer32>}, Attempt{256, &TryBand<8 * kPer32>}}) {
         // If the longer sequence is at most twice as long as the shorter one, a band of this width has at least as many
         // cells as the complete matrix.
         if (width * 3 > shorter * 2) {
@@ -77,23 +75,22 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     return false;
 }
 
-template <Trace kTrace>
 bool AlignInStrips(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences,
                    ksw_extz_t& result) {
     if (call.Has(KSW_EZ_EXTZ_ONLY)) {
         const bool done = call.query_length <= 32
-                              ? ShortExtension<32 / Lanes::kWidth, kTrace>(call, scoring, sequences).Run(result)
-                              : ShortExtension<64 / Lanes::kWidth, kTrace>(call, scoring, sequences).Run(result);
+                              ? ShortExtension<32 / Lanes::kWidth>(call, scoring, sequences).Run(result)
+                              : ShortExtension<64 / Lanes::kWidth>(call, scoring, sequences).Run(result);
         if (done) {
             CountOwnCall(OwnFunction::general_kernel);
         }
         return done;
     }
-    if (AlignInBand<kTrace>(call, scoring, sequences, result)) {
+    if (AlignInBand(call, scoring, sequences, result)) {
         CountOwnCall(OwnFunction::certified_band);
         return true;
     }
-    if (CheckpointedSweep<kTrace>(call, scoring, sequences).Run(result)) {
+    if (CheckpointedSweep(call, scoring, sequences).Run(result)) {
         CountOwnCall(OwnFunction::checkpointed_sweep);
         return true;
     }
@@ -111,7 +108,8 @@ bool IsUsual(const AlignmentCall& call) {
 // Returns true for a call that needs only the complete path and its score, such as one that fills the gap between two
 // anchors, if its sequences are long enough for strips.
 bool IsGapFilling(const AlignmentCall& call) {
-    return call.Has(KSW_EZ_APPROX_MAX) && Smaller(call.query_length, call.target_length) >= kShortestForStrips;
+    return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT) &&
+           Smaller(call.query_length, call.target_length) >= kShortestForStrips;
 }
 
 // Returns true for an extension whose query fits into a strip and whose scores fit into 16 bits.
@@ -160,10 +158,9 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     if (band < longer) {
         return AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    if (sequences.has_only_bases && (IsGapFilling(call) || IsShortExtension(call))) {
+    if (sequences.has_only_bases && FitsStrip(scoring) && (IsGapFilling(call) || IsShortExtension(call))) {
         sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
-        if (call.Has(KSW_EZ_RIGHT) ? AlignInStrips<Trace::right>(call, scoring, sequences, result)
-                                   : AlignInStrips<Trace::left>(call, scoring, sequences, result)) {
+        if (AlignInStrips(call, scoring, sequences, result)) {
             return true;
         }
     }

@@ -28,9 +28,9 @@
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and
 //     gaps with fewer than 24 bases in either sequence, for which preparing a strip costs more than it saves.
 //
-// All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and trace paths back
-// with trace_back.h. strip.h computes cells for the first three methods. maximum.h finds the best score for the fourth
-// method, and the end of the path for the last two.
+// All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and collect the path
+// in the CIGAR of trace_back.h. strip.h computes cells for the first three methods, and strip_trace.h traces their
+// paths back. maximum.h finds the best score for the fourth method, and the end of the path for the last two.
 //
 // KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best score. With KSW_EZ_EXTZ_ONLY, the path ends
 // at the best end of the query if that end scores well enough, and otherwise at the cell with the best score.

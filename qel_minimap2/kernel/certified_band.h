@@ -9,6 +9,7 @@
 #include "qel_minimap2/kernel/padded_sequences.h"
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/strip_trace.h"
 #include "qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {
@@ -25,8 +26,8 @@ namespace {
 // Proof that the result is minimap2's. A cell of the band is computed from cells of the band, from the border, and from
 // "unreachable" values that replace cells outside the band. The computed value is therefore never above the cell's true
 // value.
-//   (1) The path that is traced back is a path of the matrix, so its score P, summed again base by base, is not above
-//       the optimum.
+//   (1) The path that is traced back is a path of the matrix, so its score P, summed along the path, is not above the
+//       optimum.
 //   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
 //       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
@@ -37,8 +38,8 @@ namespace {
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
 //       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
-//       included, is minimap2's. This is also true for the decision whether a gap is extended, because it compares two
-//       paths into the next cell of an optimal path.
+//       included, is minimap2's. This is also true for the length of a gap: a cell from which the gap leads to an
+//       optimal path is itself on an optimal path, so it has its true value, and the values of other cells are too low.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
 // U.
 
@@ -52,10 +53,10 @@ struct Band {
 
 inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     const int surplus = call.target_length - call.query_length;
-    const int twice_base = surplus + 3 - 2 * width;
+    const int four_bases = surplus + 3 - 2 * width;
     // Up to rounding, the first cell is as far from the band's lower edge as the last cell is from the upper edge. The
     // quotient is rounded down, even if it is negative.
-    Band band{twice_base >= 0 ? twice_base / 4 : -((3 - twice_base) / 4), -1, 0};
+    Band band{four_bases >= 0 ? four_bases / 4 : -((3 - four_bases) / 4), -1, 0};
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
     // band. The diagonal below the band is 2 - 2 * base insertions from the first cell. That is as far as `above` is
     // from the last cell, or up to three bases farther, because base is rounded down. So a path that leaves the band
@@ -102,21 +103,21 @@ struct BandOutcome {
     int loss;     // How much less the path scores than a path of matches alone.
 };
 
-/// Writes the directions of a strip for `rows` rows. Rows after the first are computed in pairs, so one more row may be
+/// Writes what a strip stores of `rows` rows. Rows after the first are computed in pairs, so one more row may be
 /// written, which is never read.
-template <int N, Trace kTrace>
-void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {
+template <int N>
+void SweepBand(const StripConstants& k, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {
     constexpr int kWidth = Strip<N>::kWidth;
-    Strip<N> strip(scoring);
+    Strip<N> strip(k);
     // Only rows before this one may include the first position of a sequence.
     const int with_border = Smaller(rows, Larger(-2 * base, 2 * (kWidth + base)) + 3);
     const std::uint8_t* target = sequences.target + base;
     const std::uint8_t* query = sequences.QueryOpposite(0) + base;
-    strip.template Row<kTrace, Shift::none, true>(0, base, target, query, out);
+    strip.template Row<Shift::none, true>(0, base, target, query, out);
     // For odd r: row r has the target positions of row r - 1, and row r + 1 starts one position later.
     const auto two_rows = [&]<bool kBorder>(int r) __attribute__((always_inline)) {
-        strip.template Row<kTrace, Shift::up, kBorder>(r, base, target, --query, out += kWidth);
-        strip.template Row<kTrace, Shift::down, kBorder>(r + 1, ++base, ++target, query, out += kWidth);
+        strip.template Row<Shift::up, kBorder>(r, base, target, --query, out += Strip<N>::kRowSize);
+        strip.template Row<Shift::down, kBorder>(r + 1, ++base, ++target, query, out += Strip<N>::kRowSize);
     };
     int r = 1;
     for (; r < with_border; r += 2) {
@@ -128,29 +129,28 @@ void SweepBand(const Scoring& scoring, const PaddedSequences& sequences, int bas
 }
 
 /// Sets the result's score and CIGAR if they are proven to be minimap2's, and otherwise leaves them unchanged.
-template <int N, Trace kTrace>
+template <int N>
 BandOutcome TryBand(BandProof& proof, const Band& band, ksw_extz_t& result) {
-    constexpr int kWidth = Strip<N>::kWidth;
     const auto& call = proof.call;
     const auto& scoring = proof.scoring;
     PathRuns path;
     const int rows = call.query_length + call.target_length - 1;
-    auto* const directions = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * kWidth);
-    if (directions == nullptr || !path.Reserve(call)) {
+    auto* const cells = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * Strip<N>::kRowSize);
+    if (cells == nullptr || !path.Reserve(call)) {
         return {};
     }
-    SweepBand<N, kTrace>(scoring, proof.sequences, band.base, rows, directions);
-    const auto direction = [&](int i, int j) __attribute__((always_inline))->int {
+    const StripConstants k(scoring, Trace::left);
+    SweepBand<N>(k, proof.sequences, band.base, rows, cells);
+    const auto cell_at = [&](int i, int j) __attribute__((always_inline)) {
         const int row = i + j;
         const int lane = i - band.base - (row >> 1);
-        return lane < 0 || lane >= kWidth
-                   ? kGiveUp
-                   : directions[static_cast<std::size_t>(row) * kWidth + static_cast<std::size_t>(lane)];
+        const auto* const best = cells + static_cast<std::ptrdiff_t>(row) * Strip<N>::kRowSize + lane;
+        return lane < 0 || lane >= Strip<N>::kWidth ? kOutside : StripCell{*best, best[Strip<N>::kWidth]};
     };
-    if (!path.Walk(call.target_length - 1, call.query_length - 1, direction)) {
+    const int score = TraceBack(path, call.target_length - 1, call.query_length - 1, k, cell_at);
+    if (score == kNoScore) {
         return {};
     }
-    const int score = path.Score<false>(call, scoring);
     const int loss = scoring.match * Smaller(call.query_length, call.target_length) - score;
     const bool proven = proof.Proves(band, loss);
     if (proven) {

@@ -9,32 +9,32 @@
 #include "qel_minimap2/kernel/padded_sequences.h"
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/strip_trace.h"
 #include "qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {
 namespace {
 
-// The second method of base_alignment.h: if no band can be proven, the complete matrix is computed, but its directions
+// The second method of base_alignment.h: if no band can be proven, the complete matrix is computed, but its cells
 // are not stored.
 //
 // minimap2 writes direction bytes to rows of equal size, about 2 * length^2 bytes in all for two sequences of the same
 // length, and then reads the bytes along one path. This sweep keeps only a copy of the six difference lines after every
 // 64th row. Between two copies, the trace back needs few cells: from row to row, it moves back by at most one target
 // position, so it stays within the 64 positions that end at the one where it enters these rows. The cells of these 64
-// positions and 64 rows, the corner, are computed again from the copy. Their directions fit into the first-level cache.
-// The cells before the corner's lowest lane are missing, so in the corner's row n, counted from 0, the n lowest lanes
-// are wrong. The trace back does not reach them: it enters at lane 63 in row 63 or an earlier row, so in row n it is at
-// lane n or higher. All the cells that it reaches have the values of the complete matrix, so directions, ties and score
-// are minimap2's.
+// positions and 64 rows, the corner, are computed again from the copy. What is stored of them fits into the first-level
+// cache. The cells before the corner's lowest lane are missing, so in the corner's row n, counted from 0, the n lowest
+// lanes are wrong. The trace back does not reach them: it enters at lane 63 in row 63 or an earlier row, so in row n it
+// is at lane n or higher. All the cells that it reaches have the values of the complete matrix, so directions, ties and
+// score are minimap2's.
 
-template <Trace kTrace>
 class CheckpointedSweep {
 public:
     CheckpointedSweep(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
         : call(call),
           scoring(scoring),
           sequences(sequences),
-          k(scoring),
+          k(scoring, Trace::left),
           rows(call.query_length + call.target_length - 1) {}
 
     /// Sets the result's score and CIGAR. Returns false, without changes, if there is no memory.
@@ -44,14 +44,14 @@ public:
             return false;
         }
         Sweep();
-        path.Walk(call.target_length - 1, call.query_length - 1, [this](int i, int j) -> int {
+        result.score = TraceBack(path, call.target_length - 1, call.query_length - 1, k, [this](int i, int j) {
             const int row = i + j;
             if (row / kRows != corner_number) {
                 ComputeCorner(row, i);
             }
-            return corner[row % kRows][i - corner_base];
+            const auto* const best = corner[row % kRows] + (i - corner_base);
+            return StripCell{*best, best[kWidth]};
         });
-        result.score = path.Score<false>(call, scoring);
         path.Deliver(call, result);
         return true;
     }
@@ -125,7 +125,7 @@ private:
         const int begin = RoundDown(FirstOf(r), kLanes);
         const int last_register = RoundDown(LastOf(r), kLanes);
         // The register before `begin`, or the border if `begin` is 0.
-        StripLanes before{k.zero, k.zero, k.zero, k.zero, k.zero, Lanes::All(BiasedBorder(scoring, r))};
+        StripLanes before{k.opened, k.opened, k.opened, k.opened, k.unreachable_u, k.BorderOfV(r)};
         if (begin > 0) {
             before = LoadLanes(begin - kLanes);
         }
@@ -135,7 +135,7 @@ private:
         }
         StripLanes last = LoadLanes(last_register);
         if (LastOf(r) == r) {  // This row has a cell at query position 0.
-            EnterGap(OnlyLane(r - last_register), Lanes::All(BiasedBorder(scoring, r)), last.y, last.y2, last.u);
+            EnterGap(OnlyLane(r - last_register), k.opened, k.BorderOfU(r), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);
     }
@@ -151,7 +151,7 @@ private:
         c.x2 = Lanes::Up(old.x2, before.x2);
         c.v = Lanes::Up(old.v, before.v);
         before = old;
-        StripStep<Trace::none>(k, k.Substitution(sequences.target + t, query + t), c);
+        StripStep<Shift::up>(k, k.Substitution(sequences.target + t, query + t), c);
         Lanes::Store(lines[kX] + t, c.x);
         Lanes::Store(lines[kX2] + t, c.x2);
         Lanes::Store(lines[kV] + t, c.v);
@@ -160,13 +160,13 @@ private:
         Lanes::Store(lines[kU] + t, c.u);
     }
 
-    // Computes the directions for a trace back that enters the rows between two copies at target position i of
+    // Computes the cells for a trace back that enters the rows between two copies at target position i of
     // `last_row`.
     void ComputeCorner(int last_row, int i) {
         corner_number = last_row / kRows;
         corner_base = i - (kWidth - 1);
         const int first_row = corner_number * kRows;
-        Strip<kWidth / kLanes> strip(scoring);
+        Strip<kWidth / kLanes> strip(k);
         if (corner_number > 0) {
             const auto from = [&](int line, int t) {
                 return Lanes::Load(CopyOf(corner_number - 1, line) + (t - CopyBegin(first_row - 1)));
@@ -180,13 +180,13 @@ private:
         }
         const std::uint8_t* target = sequences.target + corner_base;
         const std::uint8_t* query = sequences.QueryOpposite(0) + corner_base;
-        strip.template Row<kTrace, Shift::none, true>(first_row, corner_base, target, query - first_row, corner[0]);
+        strip.template Row<Shift::none, true>(first_row, corner_base, target, query - first_row, corner[0]);
         const bool at_border = corner_base <= 0 || first_row - corner_base < kWidth;
         for (int r = first_row + 1; r <= last_row; ++r) {
             if (at_border) {
-                strip.template Row<kTrace, Shift::up, true>(r, corner_base, target, query - r, corner[r - first_row]);
+                strip.template Row<Shift::up, true>(r, corner_base, target, query - r, corner[r - first_row]);
             } else {
-                strip.template Row<kTrace, Shift::up, false>(r, corner_base, target, query - r, corner[r - first_row]);
+                strip.template Row<Shift::up, false>(r, corner_base, target, query - r, corner[r - first_row]);
             }
         }
     }
@@ -201,7 +201,7 @@ private:
     std::uint8_t* copies = nullptr;
     int corner_number = -1;  // The corner's first row, divided by kRows.
     int corner_base = 0;     // The target position of the corner's lowest lane.
-    alignas(64) std::uint8_t corner[kRows][kWidth];
+    alignas(64) std::uint8_t corner[kRows][Strip<kWidth / kLanes>::kRowSize];
 };
 
 }  // namespace

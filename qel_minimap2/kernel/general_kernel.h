@@ -32,6 +32,17 @@ namespace {
 // has. minimap2 writes 16 scores at a time from the first cell on; in the lanes before these scores and after them, it
 // reads scores of earlier rows.
 
+/// Returns true for scorings whose differences, and sums of two of them, fit into a signed byte. The second gap piece
+/// must cost less from some length on: minimap2's border then costs the same as a gap, which is a condition of the
+/// proof in certified_band.h. No pair of letters may cost more than two gaps of one base, because minimap2 refuses to
+/// align with such scores.
+inline bool Fits(const Scoring& s) {
+    const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
+    return gap <= gap2 && s.extend > s.extend2 && gap + gap2 <= 56 && s.match > 0 && s.match <= 20 &&
+           s.mismatch >= -40 && s.mismatch < s.match && s.any <= s.match && -Smaller(s.mismatch, s.any) <= 2 * gap &&
+           Larger(s.open, s.open2) <= 64 + s.mismatch;
+}
+
 /// The number of lanes that minimap2 computes at once.
 inline constexpr int kHalfRegister = 16;
 
@@ -184,7 +195,7 @@ public:
         }
         TraceBack(path, result);
         if (call.Has(KSW_EZ_APPROX_MAX)) {
-            result.score = path.Score<true>(call, scoring);
+            result.score = path.Score(call, scoring);
         }
         return true;
     }

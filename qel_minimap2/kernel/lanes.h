@@ -40,8 +40,9 @@ struct Lanes {
     static TAVIK_INLINE Register All(int value) { return TAVIK_SIMD(set1_epi8)(static_cast<std::int8_t>(value)); }
     static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi8)(a, b); }
     static TAVIK_INLINE Register Subtract(Register a, Register b) { return TAVIK_SIMD(sub_epi8)(a, b); }
-    /// Lanes are unsigned. The result is 0 where b is larger.
-    static TAVIK_INLINE Register SubtractOrZero(Register a, Register b) { return TAVIK_SIMD(subs_epu8)(a, b); }
+    /// Results outside the range of signed bytes become the nearest number in it.
+    static TAVIK_INLINE Register AddSaturated(Register a, Register b) { return TAVIK_SIMD(adds_epi8)(a, b); }
+    static TAVIK_INLINE Register SubtractSaturated(Register a, Register b) { return TAVIK_SIMD(subs_epi8)(a, b); }
     static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi8)(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi8)(a, b); }
     /// The comparisons set all bits of a lane where they are true, and no bits elsewhere.
@@ -55,8 +56,6 @@ struct Lanes {
     static TAVIK_INLINE Register LookUp(Register table, Register places) {
         return TAVIK_SIMD(shuffle_epi8)(table, places);
     }
-    /// Returns `value` where a is above 0, and 0 where a is 0. `a` must not be negative.
-    static TAVIK_INLINE Register WhereAboveZero(Register a, Register value) { return TAVIK_SIMD(sign_epi8)(value, a); }
     /// True if any lane has its highest bit set.
     static TAVIK_INLINE bool HasAny(Register a) { return TAVIK_SIMD(movemask_epi8)(a) != 0; }
     /// Returns the bits of b that are not in a.
@@ -120,6 +119,11 @@ struct Words {
     static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi16)(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi16)(a, b); }
     static TAVIK_INLINE Register Greater(Register a, Register b) { return TAVIK_SIMD(cmpgt_epi16)(a, b); }
+    /// Divides by 2^kBy and rounds down.
+    template <int kBy>
+    static TAVIK_INLINE Register ShiftRight(Register a) {
+        return TAVIK_SIMD(srai_epi16)(a, kBy);
+    }
     static TAVIK_INLINE Register Equal(Register a, Register b) { return TAVIK_SIMD(cmpeq_epi16)(a, b); }
     static TAVIK_INLINE int Highest(Register a) {
 #if TAVIK_KERNEL_BITS == 256

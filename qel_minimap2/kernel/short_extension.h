@@ -9,6 +9,7 @@
 #include "qel_minimap2/kernel/padded_sequences.h"
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/strip_trace.h"
 #include "qel_minimap2/kernel/trace_back.h"
 
 namespace qel_minimap2::kernel {
@@ -24,13 +25,16 @@ namespace {
 
 /// Aligns an extension without a band limit and without ambiguous bases. The query must fit into the strip. The target
 /// must have at most 1000 bases, so that scores fit into 16 bits.
-template <int N, Trace kTrace>
+template <int N>
 class ShortExtension {  // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
     ShortExtension(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
-        : call(call), scoring(scoring), sequences(sequences), k(scoring) {
+        : call(call),
+          scoring(scoring),
+          sequences(sequences),
+          k(scoring, call.Has(KSW_EZ_RIGHT) ? Trace::right : Trace::left) {
         for (int n = 0; n < N; ++n) {
-            cells[n] = {k.zero, k.zero, k.zero, k.zero, k.unreachable, k.unreachable};
+            cells[n] = {k.opened, k.opened, k.opened, k.opened, k.unreachable_u, k.unreachable_v};
         }
         // The scores start with those of the border.
         for (int lane = 0; lane < kWidth; ++lane) {
@@ -46,15 +50,17 @@ public:
     bool Run(ksw_extz_t& result) {
         PathRuns path;
         const auto rows = static_cast<std::size_t>(call.query_length + call.target_length - 1);
-        directions = ScratchMemory(Scratch::way_back, rows * kWidth);
-        if (directions == nullptr || !path.Reserve(call)) {
+        stored = ScratchMemory(Scratch::way_back, rows * 2 * kWidth);
+        if (stored == nullptr || !path.Reserve(call)) {
             return false;
         }
         Sweep(static_cast<int>(rows), result);
         if (const auto end = EndOfPath(call, result); end.target >= 0 && end.query >= 0) {
-            path.Walk(
-                end.target, end.query, [this](int i, int j) __attribute__((always_inline))->int {
-                    return directions[(i + j) * kWidth + kWidth - 1 - j];
+            TraceBack(
+                path, end.target, end.query, k, [this](int i, int j) __attribute__((always_inline)) {
+                    const auto* const best =
+                        stored + static_cast<std::ptrdiff_t>(i + j) * 2 * kWidth + (kWidth - 1 - j);
+                    return StripCell{*best, best[kWidth]};
                 });
             path.Deliver(call, result);
         }
@@ -76,7 +82,7 @@ private:
     }
 
     TAVIK_INLINE void ComputeRow(int r) {
-        const auto border = Lanes::All(BiasedBorder(scoring, r));
+        const auto border_u = k.BorderOfU(r), border_v = k.BorderOfV(r);
         const int base = r - kWidth + 1;
         const std::uint8_t* const target = sequences.target + base;
         const std::uint8_t* const query = sequences.reversed_query + call.query_length - kWidth;
@@ -84,14 +90,15 @@ private:
         for (int n = 0; n < N; ++n) {
             const int first = n * Lanes::kWidth;
             auto& c = cells[n];
-            c.y = Lanes::Down(c.y, n + 1 < N ? cells[n + 1].y : k.zero);
-            c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.zero);
-            c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : border);
+            c.y = Lanes::Down(c.y, n + 1 < N ? cells[n + 1].y : k.opened);
+            c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.opened);
+            c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : border_u);
             if (r < call.query_length) {
-                EnterGap(OnlyLane(-base - first), border, c.x, c.x2, c.v);
+                EnterGap(OnlyLane(-base - first), k.opened, border_v, c.x, c.x2, c.v);
             }
-            Lanes::Store(directions + static_cast<std::size_t>(r * kWidth + first),
-                         StripStep<kTrace>(k, k.Substitution(target + first, query + first), c));
+            auto* const to = stored + static_cast<std::ptrdiff_t>(r) * 2 * kWidth + first;
+            Lanes::Store(to, StripStep<Shift::down>(k, k.Substitution(target + first, query + first), c));
+            Lanes::Store(to + kWidth, c.u);
         }
     }
 
@@ -104,8 +111,8 @@ private:
         for (int n = 0; n < 2 * N; ++n) {
             const int lanes_left = kWidth - n / 2 * Lanes::kWidth;
             const Register lane = Lanes::WordsOf(Lanes::Load(kLaneNumbers), n);
-            const Register u =
-                Words::Add(Lanes::WordsOf(cells[n / 2].u, n), Words::All(scoring.open + scoring.extend - kBias));
+            const Register u = Words::Add(Words::ShiftRight<3>(Lanes::WordsOf(cells[n / 2].u, n)),
+                                          Words::All(-INT8_MIN / kScale - k.gap));
             const Register before = Words::Greater(Words::All(lanes_left - begun), lane);
             scores[n] = Words::Add(scores[n], Lanes::AndNot(before, u));
             const Register has_cell = Lanes::AndNot(before, Words::Greater(Words::All(lanes_left - ended), lane));
@@ -167,7 +174,7 @@ private:
     StripLanes cells[static_cast<std::size_t>(N)];
     RowScores scores;
     alignas(32) std::int16_t row_scores[static_cast<std::size_t>(2 * N)][Words::kWidth];
-    std::uint8_t* directions = nullptr;
+    std::uint8_t* stored = nullptr;
 };
 
 }  // namespace

@@ -4,17 +4,18 @@
 #include <cstdint>
 
 #include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
 #include "qel_minimap2/kernel/scratch.h"
 
 namespace qel_minimap2::kernel {
 namespace {
 
-/// Whether directions are stored, and on which side a gap is placed if several places have the same score.
-enum class Trace { none, left, right };
+/// On which side a gap is placed if several places have the same score.
+enum class Trace { left, right };
 
 // The direction byte of a cell. The lowest three bits show from which candidate its best score came. Each of the next
 // four bits, if set, shows that extending a gap into the next cell is preferred to opening one. The numbers are
-// minimap2's; odd candidates are deletions.
+// minimap2's.
 inline constexpr int kFromDiagonal = 0;
 inline constexpr int kFromDeletion = 1;
 inline constexpr int kFromInsertion = 2;
@@ -25,8 +26,10 @@ inline constexpr int kInsertionGoesOn = 16;
 inline constexpr int kDeletion2GoesOn = 32;
 inline constexpr int kInsertion2GoesOn = 64;
 
-// Ends PathRuns::Walk if it is returned instead of a direction byte.
-inline constexpr int kGiveUp = -1;
+/// Returns whether the path comes from a deletion. `from` must not be kFromDiagonal.
+inline bool IsDeletion(int from) {
+    return from % 2 == 1;
+}
 
 /// The CIGAR of a path under construction, last operation first. It is in scratch memory, because a path that is not
 /// proven must leave the caller's CIGAR and its capacity unchanged.
@@ -42,23 +45,38 @@ public:
         return runs != nullptr;
     }
 
-    /// Follows the directions from cell (i, j) to the matrix's border. `direction(i, j)` returns a direction byte or
-    /// kGiveUp. Returns false after kGiveUp.
+    /// Adds an operation before those added so far. A length of 0 adds none.
+    TAVIK_INLINE void Add(std::uint32_t operation, int length) {
+        if (length == 0) {
+            return;
+        }
+        const auto run = static_cast<std::uint32_t>(length) << 4;
+        if (count > 0 && (runs[count - 1] & 15U) == operation) {
+            runs[count - 1] += run;
+        } else {
+            runs[count++] = run | operation;
+        }
+    }
+
+    /// Adds what is left at the matrix's border: i + 1 target bases or j + 1 query bases.
+    void AddBorder(int i, int j) {
+        Add(KSW_CIGAR_DEL, i + 1);
+        Add(KSW_CIGAR_INS, j + 1);
+    }
+
+    /// Follows the directions from cell (i, j) to the matrix's border. `direction(i, j)` returns a direction byte.
     template <typename Direction>
-    bool Walk(int i, int j, const Direction& direction) {
+    void Walk(int i, int j, const Direction& direction) {
         int state = kFromDiagonal;
         std::uint32_t operation = KSW_CIGAR_MATCH;  // Of the current run, which is not added yet.
         int length = 0;
         while (i >= 0 && j >= 0) {
             const int byte = direction(i, j);
-            if (byte == kGiveUp) {
-                return false;
-            }
             if (state == kFromDiagonal || (byte >> (state + 2) & 1) == 0) {
                 state = byte & 7;
             }
             const std::uint32_t next = state == kFromDiagonal ? KSW_CIGAR_MATCH
-                                       : state % 2 == 1       ? KSW_CIGAR_DEL
+                                       : IsDeletion(state)    ? KSW_CIGAR_DEL
                                                               : KSW_CIGAR_INS;
             if (next != operation) {
                 Add(operation, length);
@@ -70,14 +88,10 @@ public:
             j -= next != KSW_CIGAR_DEL ? 1 : 0;
         }
         Add(operation, length);
-        Add(KSW_CIGAR_DEL, i + 1);
-        Add(KSW_CIGAR_INS, j + 1);
-        return true;
+        AddBorder(i, j);
     }
 
-    /// Returns the score of the path, which must lead from the first cell to the last. Only with kMayHaveAny may the
-    /// sequences have the letter that means any base.
-    template <bool kMayHaveAny>
+    /// Returns the score of the path, which must lead from the first cell to the last.
     int Score(const AlignmentCall& call, const Scoring& scoring) const {
         int score = 0;
         int i = 0;
@@ -89,8 +103,8 @@ public:
                 int matches = 0, with_any = 0;
                 for (int k = 0; k < length; ++k) {
                     const auto target = call.target[i + k], query = call.query[j + k];
-                    with_any += kMayHaveAny && (target | query) > 3 ? 1 : 0;
-                    matches += target == query && (!kMayHaveAny || target <= 3) ? 1 : 0;
+                    with_any += (target | query) > 3 ? 1 : 0;
+                    matches += target == query && target <= 3 ? 1 : 0;
                 }
                 score +=
                     matches * scoring.match + with_any * scoring.any + (length - matches - with_any) * scoring.mismatch;
@@ -119,14 +133,6 @@ public:
     }
 
 private:
-    // Two runs in a row never have the same operation: Walk ends a run only where the operation changes. At the border,
-    // only query bases remain after a deletion, and only target bases after an insertion.
-    void Add(std::uint32_t operation, int length) {
-        if (length > 0) {
-            runs[count++] = static_cast<std::uint32_t>(length) << 4 | operation;
-        }
-    }
-
     std::uint32_t* runs = nullptr;
     int count = 0;
 };

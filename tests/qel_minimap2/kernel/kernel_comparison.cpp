@@ -14,9 +14,17 @@ namespace {
 using qel_minimap2::kernel::AlignmentCall;
 
 // Match, mismatch, gap open, gap extend, second gap open, second gap extend.
-constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},  {1, 4, 6, 2, 26, 1}, {2, 8, 12, 2, 24, 1},
-                                            {4, 4, 4, 2, 24, 1},  {5, 4, 8, 6, 30, 2}, {1, 4, 6, 2, 7, 1},
-                                            {2, 17, 6, 3, 20, 1}, {6, 24, 9, 3, 18, 0}};
+constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},
+                                            {1, 4, 6, 2, 26, 1},
+                                            {2, 8, 12, 2, 24, 1},
+                                            {4, 4, 4, 2, 24, 1},
+                                            {5, 4, 8, 6, 30, 2},
+                                            {1, 4, 6, 2, 7, 1},
+                                            {2, 17, 6, 3, 20, 1},
+                                            {6, 24, 9, 3, 18, 0},
+                                            // The limits of what fits into a strip.
+                                            {3, 12, 4, 2, 31, 1},
+                                            {1, 8, 0, 4, 12, 2}};
 // minimap2 uses the first four.
 constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0, 0x088, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
@@ -178,7 +186,7 @@ AlignmentCall RandomCalls::Next() {
         const int length = OneIn(500) ? 9000 : static_cast<int>(query.size()) * Between(2, 6);
         target.resize(static_cast<std::size_t>(length), target.back());
     }
-    auto s = kScorings[OneIn(3) ? Between(0, 7) : 0];
+    auto s = kScorings[OneIn(3) ? Between(0, 9) : 0];
     if (!attacks && OneIn(ends ? 2 : 12)) {
         const int extend = Between(1, 6);
         const int gap = Between(1, 18) + extend;

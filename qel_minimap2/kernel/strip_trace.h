@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+
+#include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/lanes.h"
+#include "qel_minimap2/kernel/strip.h"
+#include "qel_minimap2/kernel/trace_back.h"
+
+namespace qel_minimap2::kernel {
+namespace {
+
+// The trace back through the cells of a strip. Of each cell, the strip stores the best candidate and u, which it needs
+// anyway for the next cells. The candidate's tag shows from which cell the path comes. The length of a gap follows from
+// the scores along its row or column, so the strip does not record which gaps are extended.
+
+/// What is stored of a cell.
+struct StripCell {
+    int best;  ///< Negative: the cell is outside the strip.
+    int u;
+
+    /// Returns the direction of the best candidate: kFromDiagonal and so on.
+    TAVIK_INLINE int From(Tags tags) const { return ((best & (kScale - 1)) - tags.diagonal) * tags.step; }
+    /// Returns how much more the cell scores than the cell before it on its diagonal.
+    int AboveDiagonal(int gap) const { return best / kScale - 2 * gap; }
+    /// Returns how much more the cell scores than the cell at the target position before it.
+    int AboveDeletion(int gap) const { return (u ^ 128) / kScale - gap; }
+};
+inline constexpr StripCell kOutside{-1, 0};
+
+/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if the gap starts outside the strip.
+/// `cell_at(i, j)` returns a StripCell. A gap may start after each cell that scores as much as (i, j) and the gap cost
+/// together. Of several such cells, minimap2 chooses the nearest when it places gaps left, and the most distant when it
+/// places them right.
+template <typename CellAt>
+int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cell_at) {
+    const bool in_second_piece = from >= kFromDeletion2;
+    const int extend = in_second_piece ? k.scoring.extend2 : k.scoring.extend;
+    const int bases = (IsDeletion(from) ? i : j) + 1;
+    // How much more the cell before a gap scores than (i, j) and the gap cost together.
+    int surplus = in_second_piece ? -k.scoring.open2 : -k.scoring.open;
+    int found = 0;
+    StripCell cell = cell_at(i, j);
+    for (int length = 1; length <= bases; ++length) {
+        StripCell before = kOutside;
+        if (length < bases) {
+            before = IsDeletion(from) ? cell_at(i - length, j) : cell_at(i, j - length);
+            if (before.best < 0) {
+                break;
+            }
+        }
+        if (IsDeletion(from)) {
+            surplus -= cell.AboveDeletion(k.gap);
+        } else {
+            surplus -= cell.AboveDiagonal(k.gap);
+            surplus += length < bases ? before.AboveDeletion(k.gap) : BorderStep(k.scoring, i);
+        }
+        surplus -= extend;
+        if (surplus == 0) {
+            found = length;
+            if (k.trace == Trace::left) {
+                break;
+            }
+        }
+        cell = before;
+    }
+    return found;
+}
+
+/// Returned by TraceBack if the path leaves the strip.
+inline constexpr int kNoScore = INT32_MIN;
+
+/// Adds the best path from cell (i, j) to the matrix's border and returns its score. `cell_at(i, j)` returns a
+/// StripCell.
+template <typename CellAt>
+int TraceBack(PathRuns& path, int i, int j, const StripConstants& k, const CellAt& cell_at) {
+    const Tags tags = k.tags;
+    int score = 0;
+    while (i >= 0 && j >= 0) {
+        StripCell cell = cell_at(i, j);
+        const int last = i;
+        while (cell.best >= 0 && cell.From(tags) == kFromDiagonal) {
+            score += cell.AboveDiagonal(k.gap);
+            --i;
+            --j;
+            if (i < 0 || j < 0) {
+                break;
+            }
+            cell = cell_at(i, j);
+        }
+        path.Add(KSW_CIGAR_MATCH, last - i);
+        if (i < 0 || j < 0) {
+            break;
+        }
+        const int from = cell.From(tags);
+        const int length = cell.best < 0 ? 0 : GapLength(i, j, from, k, cell_at);
+        if (length == 0) {
+            return kNoScore;
+        }
+        score -= GapCost(k.scoring, length);
+        path.Add(IsDeletion(from) ? KSW_CIGAR_DEL : KSW_CIGAR_INS, length);
+        (IsDeletion(from) ? i : j) -= length;
+    }
+    path.AddBorder(i, j);
+    return score - GapCost(k.scoring, i + 1) - GapCost(k.scoring, j + 1);
+}
+
+}  // namespace
+}  // namespace qel_minimap2::kernel
