@@ -67,6 +67,8 @@ AlignerProcess::AlignerProcess(const std::vector<std::string>& command, const st
     Signals::SetChild(process);
     int reason = 0;
     if (::read(failure_end.Get(), &reason, sizeof reason) == sizeof reason) {
+        ::waitpid(process, nullptr, 0);
+        Signals::SetChild(0);
         throw std::system_error(reason, std::generic_category(), command.front());
     }
 }
