@@ -9,6 +9,8 @@
 #include <thread>
 #include <utility>
 
+#include <sched.h>
+
 namespace Common {
 
 namespace {
@@ -58,9 +60,14 @@ constexpr std::chrono::microseconds kWorkerYields{50};
 constexpr std::chrono::microseconds kOwnerYields{50};
 constexpr std::chrono::microseconds kOneYield{0};
 
-// The number of processors that are online. The process may be limited to fewer.
+// The number of processors on which the process may run. hardware_concurrency may count more, but does not fail on a
+// machine with more processors than cpu_set_t has room for.
 std::size_t ProcessorCount() {
-    static const std::size_t count = std::thread::hardware_concurrency();
+    static const std::size_t count = [] {
+        cpu_set_t allowed;
+        return ::sched_getaffinity(0, sizeof allowed, &allowed) == 0 ? static_cast<unsigned>(CPU_COUNT(&allowed))
+                                                                     : std::thread::hardware_concurrency();
+    }();
     return count;
 }
 
