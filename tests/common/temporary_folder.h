@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -13,7 +15,10 @@ class TemporaryFolder {
 public:
     TemporaryFolder() {
         auto pattern = (std::filesystem::temp_directory_path() / "tavik-test-XXXXXX").string();
-        path = ::mkdtemp(pattern.data());  // Crashes if no folder was created, which ends the test.
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), pattern);
+        }
+        path = pattern;
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
