@@ -88,7 +88,7 @@ private:
                     Take(read);
                 }
                 sam_whole = true;
-                all.NoteHeader(paths.input.value_or(""), paths.sam);
+                all.NoteHeader(paths.input.value_or(logged.file), paths.sam);
                 return;
             } catch (const std::runtime_error& error) {
                 if (has_input && finished) {

@@ -283,6 +283,11 @@ ALTERATIONS = {
                ["out: no log file, so no run took place here"]),
     "another file in the log": (log("c.fasta", "other.fasta"), [
         "other.fasta: in the log, but not in the input", "c.fasta: not finished"]),
+    "other @SQ lines for a file that only the log has": (
+        both(log("c.fasta", "other.fasta"), cell("out/c.sam", 1, 2, "LN:70000"),
+             lambda folder: (folder / "out/c.sam").rename(folder / "out/other.sam")),
+        ["other.fasta: in the log, but not in the input", "c.fasta: not finished",
+         "other.fasta: " + OTHER_SQ.format("other")]),
     "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the file, 5 aligned"]),
     "a full disk": (log("[info] Succ", "[error] Could not write to output file x:\r No space left\n"
                         "2026-11-21 00:00:00.1 [info] Succ"),
