@@ -48,8 +48,8 @@ SamFile::SamFile(const std::string& path, SamHeaders& headers) : headers(headers
     try {
         lines = std::make_unique<Common::LineReader>(path, kBlock, kLongestLine);
         std::string header;
-        bool more = lines->Next(line);
-        for (; more && line.starts_with('@'); more = lines->Next(line)) {
+        bool more = NextLine();
+        for (; more && line.starts_with('@'); more = NextLine()) {
             header.append(line).append("\n");
         }
         if (header.empty()) {
@@ -68,6 +68,14 @@ void SamFile::Refuse(const std::string& reason) const {
     throw std::runtime_error("line " + std::to_string(lines->LineNumber()) + ": " + reason);
 }
 
+bool SamFile::NextLine() {
+    try {
+        return lines->Next(line);
+    } catch (const std::length_error&) {
+        Refuse("2 GiB or longer");
+    }
+}
+
 void SamFile::Parse() {
     try {
         record = SamRecord::Parse(line, headers.References());
@@ -78,7 +86,7 @@ void SamFile::Parse() {
 }
 
 bool SamFile::NextRecord() {
-    if (!pending && lines->Next(line)) {
+    if (!pending && NextLine()) {
         Parse();
     }
     if (!pending && !lines->HalfLine().empty()) {
@@ -98,8 +106,6 @@ bool SamFile::Next(SamRead& read) {
         }
     } catch (const std::system_error& error) {
         throw std::runtime_error(error.code().message());
-    } catch (const std::length_error&) {
-        Refuse("longer than 2 GiB");
     }
     if (supplementary_due != 0) {
         throw std::runtime_error("read '" + name +

@@ -46,6 +46,7 @@ public:
     bool Next(SamRead& read);
 
 private:
+    bool NextLine();
     void Parse();
     bool NextRecord();
     void TakeFirst(SamRead& read);
