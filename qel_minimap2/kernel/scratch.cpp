@@ -1,5 +1,6 @@
 #include "qel_minimap2/kernel/scratch.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <mutex>
@@ -79,8 +80,8 @@ std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept {
     if (buffer.Size() < bytes) {
         buffer = Pages();  // Freed first, so that the old and the new memory never exist together.
         try {
-            // A buffer gets room to grow, unless the request alone is too large to be kept.
-            buffer = Pages(bytes <= Kept(number) ? bytes + bytes / 4 : bytes);
+            // A buffer gets room to grow, but not so much that TrimScratch frees it.
+            buffer = Pages(std::max(bytes, std::min(bytes + bytes / 4, Kept(number))));
         } catch (const std::bad_alloc&) {
             return nullptr;
         }

@@ -216,7 +216,7 @@ TEST(Scratch, ThreadsTakeTheBuffersOfEndedThreads) {
 TEST(Scratch, KeepsTheMemoryOfUsualCallsAndFreesTheRest) {
     using namespace qel_minimap2::kernel;
     for (const auto& [use, usual, large] :
-         {std::tuple{Scratch::way_back, 10U << 20U, 17U << 20U}, std::tuple{Scratch::joining, 1U << 20U, 3U << 20U}}) {
+         {std::tuple{Scratch::way_back, 16U << 20U, 17U << 20U}, std::tuple{Scratch::joining, 2U << 20U, 3U << 20U}}) {
         TrimScratch();  // Frees what earlier tests may have left.
         auto* const kept = ScratchMemory(use, usual);
         ASSERT_NE(kept, nullptr);
