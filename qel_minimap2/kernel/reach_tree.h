@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
 
 #include <krmq.h>
@@ -33,6 +32,11 @@ inline bool HasLess(const ReachNode* a, const ReachNode* b) {
 KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
 
+/// Returns the least power of two that is at least `n`, for `n` up to 2^31. std::bit_ceil may be a weak function.
+constexpr unsigned PowerOfTwoFrom(unsigned n) {
+    return n <= 1 ? 1 : 1U << (32 - __builtin_clz(n - 1));
+}
+
 /// The tree in which minimap2 stores the anchors in reach, built by minimap2's own functions. If several anchors have
 /// the lowest penalty, the result of a search depends on the tree's balance, and therefore on all anchors that were
 /// ever in the tree.
@@ -41,7 +45,7 @@ public:
     /// Makes an empty tree for at most `most` anchors at a time, whose numbers differ by less than `most`. Returns
     /// false if there is no memory.
     bool Start(int most) {
-        const auto slots = std::bit_ceil(static_cast<unsigned>(most));
+        const auto slots = PowerOfTwoFrom(static_cast<unsigned>(most));
         nodes = reinterpret_cast<ReachNode*>(ScratchMemory(Scratch::reach_tree, slots * sizeof *nodes));
         mask = slots - 1;
         root = nullptr;
