@@ -119,6 +119,7 @@ class Attempts(WorkflowTest):
                            ((("a", 1, 0), ("b", 1, 0), ("a", 1, 0), ("b", 1, 0)), 4),
                            ((("a", 1, "ABRT"), ("a", 1, 0), ("a", 1, 0)), 2),
                            ((("a", 1, 0), ("a", 1, "KILL"), ("b", 1, 0)), 3),  # A kill says nothing about the input.
+                           ((("a", 1, 0), ("a", 1, "KILL"), ("a", 1, 0), ("a", 1, 0)), 3),
                            ((("a", 2, 0), ("a", 2, 0), ("a", 2, 0)), 3)):      # The check itself failed.
             (self.folder / "ran").unlink(missing_ok=True)
             for attempt, (words, check_status, aligner_signal) in enumerate(said, 1):
