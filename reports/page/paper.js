@@ -120,7 +120,7 @@ function addButtons() {
 function start() {
   const isSeveral = page.samples.length > 1;
   byId("title").textContent = page.title;
-  byId("maker").textContent = `Made by tavik_report ${page.version}. Charts by Chart.js (MIT licence, in this file).`;
+  byId("maker").textContent = `Made by Tavik ${page.version}. Charts by Chart.js (MIT licence, in this file).`;
   byId("comparison").hidden = byId("sample-choice").hidden = !isSeveral;
   byId("sample").replaceChildren(...page.samples.map(({name}, i) => element("option", name, {value: i})));
   byId("sample").addEventListener("change", (event) => openSample(Number(event.target.value)));

@@ -64,7 +64,8 @@ void Index(const Reference& reference, const IndexHeader& header, SeedTable& tab
 // Returns the header of the index, except for the number of sequences, which is not known yet.
 IndexHeader HeaderFor(const mm_idxopt_t& options) {
     if (options.flag != 0 || options.k % 2 != 1 || options.k > 15 || options.w < 1 || options.w > 255) {
-        throw std::invalid_argument("a reference cannot be indexed with these k-mers");
+        throw std::invalid_argument(
+            "a reference can be indexed only with an odd k of at most 15, a window of 1 to 255 and no flags");
     }
     return {static_cast<std::uint32_t>(options.w), static_cast<std::uint32_t>(options.k),
             static_cast<std::uint32_t>(std::min<int>(options.bucket_bits, 2 * options.k)), 0, 0};
