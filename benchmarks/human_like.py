@@ -1,4 +1,5 @@
-"""Generates a genome with the repeats of a human one, and reads of it, for benchmarks/make-data. Needs numpy."""
+"""Generates a genome with human-like repeats, and reads from it or from a real sequence, for benchmarks/make-data.
+Needs numpy."""
 
 import numpy
 
@@ -14,9 +15,9 @@ SATELLITE_SHARE = 0.03
 
 
 def noisy(random, sources, lengths, rate):
-    """Returns parts of a sequence with errors, `lengths` bases each, concatenated. `sources`: the sequence, and for
-    each part its start and its direction (1, or -1 for the reverse strand). Half of the errors are substitutions, the
-    other half insertions and deletions of one base."""
+    """Returns copies of parts of a sequence, concatenated, with errors added; part i becomes `lengths[i]` bases.
+    `sources`: the sequence, and for each part its start and its direction (1, or -1 for the reverse strand). Half of
+    the errors are substitutions, the other half insertions and deletions of one base."""
     sequence, starts, directions = sources
     total = int(lengths.sum())
     draw = random.integers(0, 65536, total, dtype=numpy.uint16)
@@ -38,8 +39,8 @@ def noisy(random, sources, lengths, rate):
 
 class Genome:
     """About `size` bases in 24 chromosomes with the proportions of the human ones. Half of the bases are copies of 800
-    repeat families, 3 to 28 % diverged; 3 % of each chromosome are copies of a satellite of 171 bases, 2 % diverged.
-    Each chromosome also has tandem repeats of short units, and runs of N at its ends and inside it."""
+    repeat families, 3 to 28 % diverged; 3 % of each chromosome is a satellite: copies of a unit of 171 bases, 2 %
+    diverged. Each chromosome also has tandem repeats of short units, and runs of N at its ends and inside it."""
 
     def __init__(self, seed, size):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
@@ -119,7 +120,7 @@ class Reads:
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """Returns a read from anywhere, or one that begins between `begin` and `end` of a sequence."""
+        """Returns a read from anywhere, or one whose leftmost base lies between `begin` and `end` of a sequence."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence
@@ -147,7 +148,8 @@ class Reads:
 
 
 def hard_reads(reads, satellites):
-    """Returns reads inside `satellites` (sequence, begin, end), reads joined from two places, and very long reads."""
+    """Returns reads that overlap `satellites` (sequence, begin, end), reads joined from two places, and very long
+    reads."""
     hard = [reads.read(reads.any_length(), *satellite) for satellite in satellites for _ in range(4)]
     hard += [numpy.concatenate([reads.read(5000), reads.read(4000)]) for _ in range(100)]
     return hard + [reads.read(int(reads.random.integers(100_000, 250_000))) for _ in range(16)]
@@ -160,7 +162,7 @@ def write_reads(folder, sequences, satellites, bases):
 
 
 def write_made(folder, size, read_bases):
-    """Writes a generated genome and reads of it."""
+    """Writes a generated genome and reads from it."""
     genome = Genome("human-like", size)
     genome.write(folder / "reference.fasta")
     satellites = [(number, *satellite) for number, satellite in enumerate(genome.satellites)]
@@ -168,7 +170,7 @@ def write_made(folder, size, read_bases):
 
 
 def write_real(folder, fasta, read_bases):
-    """Writes a real sequence, given as FASTA text, and reads of it."""
+    """Writes a real sequence, given as FASTA text, and reads from it."""
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "reference.fasta").write_bytes(fasta)
     letters = b"".join(fasta.upper().split(b"\n")[1:])

@@ -62,8 +62,9 @@ public:
     ~WorkerPool();
 
     /// Starts `job` with a copy of `record` on the first idle worker, or runs it inside this call if the system cannot
-    /// start a thread. A staged job that has already begun stays with its worker. Returns the worker's 0-based index,
-    /// or -1 when no worker is idle, or when the worker that has begun the staged job has not been reset.
+    /// start a thread. If a worker has already begun `job` because it was staged, starts nothing: the job stays with
+    /// that worker. Returns the 0-based index of the job's worker, or -1 when no worker is idle, or when the worker
+    /// that has begun the staged job has not been reset.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
     /// Offers a job before its Submit, while no worker is idle. The first worker whose job ends begins the staged job

@@ -39,7 +39,7 @@ bool IsDiskFull(int error);
 
 /// False if the folder's disk has fewer than `bytes` bytes free, or if the disk or the user's quota is too full for a
 /// test file. The test file has `bytes` bytes, but at least 64 KiB and at most 1 MiB. True if the test fails for
-/// another reason than a full disk or quota.
+/// a reason other than a full disk or quota.
 bool HasRoom(const std::string& folder, std::uint64_t bytes);
 
 }  // namespace Live

@@ -10,10 +10,10 @@ namespace Live {
 /// The name of the folder in which a live run hides files, inside its output folder.
 inline constexpr char kHiddenFolder[] = ".live";
 
-/// Identifies one state of a file. After a change of the file, its stamp differs.
+/// The size, modification time and inode of a file. A change that keeps size and time is not noticed.
 struct Stamp {
     std::uint64_t size = 0;  ///< Bytes.
-    std::int64_t time = 0;   ///< Time of the last change, in nanoseconds since 1970.
+    std::int64_t time = 0;   ///< Time of the last modification, in nanoseconds since 1970.
     std::uint64_t inode = 0;
 
     /// Inodes are not compared: some network file systems renumber files.

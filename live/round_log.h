@@ -20,7 +20,7 @@ std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>&
 /// The records before those of the first file, with `input` and `save_folder` instead of the round's folders.
 std::string RecordsOfStart(const std::string& log, const std::string& input, const std::string& save_folder);
 
-/// A file of which at least a part is missing from the output.
+/// A file that is completely or partly missing from the output.
 struct LostFile {
     std::string shown;
     std::string reason;

@@ -51,7 +51,7 @@ struct RunState {
     /// The state with this text. Throws std::runtime_error if the text is malformed.
     static RunState Parse(const std::string& text);
 
-    /// A line for each option that differs, or for a reference that has changed.
+    /// Lines that describe the differences in the options and in the reference; empty if there are none.
     std::vector<std::string> DifferencesFrom(const RunState& earlier) const;
 
     /// The table of the aligned files, for OUT/files.tsv.

@@ -93,7 +93,7 @@ public:
 
     /// When the next file will have been unchanged for the settle time; Time::max() if no file is settling.
     Time NextSettled() const;
-    /// The time of the last look that found a new or changed file.
+    /// The time of the last look that found a new or changed file, or that of Restore.
     Time LastChange() const { return last_change; }
     /// True if no file is settling or waiting.
     bool IsQuiet() const;

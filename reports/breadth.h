@@ -7,8 +7,8 @@
 
 namespace Reports {
 
-/// The share of each reference sequence that a minimum number of alignments covers. An alignment covers every position
-/// from its start to its end, deletions included.
+/// The share of each reference sequence that is covered by at least a given number of alignments (see kDepths). An
+/// alignment covers every position from its start to its end, deletions included.
 ///
 /// Memory is bounded: 4 bytes for each sampled position. In short sequences, every position is sampled; in longer
 /// sequences, every n-th. The depth of a sampled position is exact, however long the genome is.
@@ -18,14 +18,15 @@ public:
     using Shares = std::array<double, kDepths.size()>;
 
     /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of each other
-    /// sequence and, in all, at most `most_positions` plus one for each sequence. The default takes 64 MiB.
+    /// sequence and, in all, at most `most_positions` plus one for each sequence. The default limits memory to about
+    /// 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);
 
     /// Adds an alignment that covers [start, end) of a sequence, 0-based; 0 <= start <= end <= length.
     void Add(std::size_t sequence, std::int32_t start, std::int32_t end);
 
-    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A later call
-    /// counts again only the stretches of positions that alignments added since then cover.
+    /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A repeated
+    /// call recounts only the stretches that are covered by alignments added since the previous call.
     Shares SharesOf(std::size_t sequence);
 
     /// Every position of a sequence of at most this length is sampled.

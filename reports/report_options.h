@@ -9,7 +9,7 @@ namespace Reports {
 /// The parsed command line.
 struct Options {
     std::vector<std::string> summaries;  ///< One or more save folders or paths of summaries.
-    std::string output_path;             ///< Folder of the report; empty for the folder of the first summary.
+    std::string output_path;             ///< Folder of the report; empty: that of the first usable summary.
     std::string title;                   ///< Title of the page; empty for kDefaultTitle.
     bool quiet = false;                  ///< Print nothing on standard output and show no progress.
 };

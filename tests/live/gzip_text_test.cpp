@@ -40,7 +40,7 @@ TEST(GzipText, ExistsOnlyForASoundFile) {
         {"large.fastq.gz", members, text.size() - 1, false},
         {"cut.fastq.gz", members.substr(0, members.size() - 1), text.size(), false},
         {"corrupt.fastq.gz", corrupt, text.size(), false},
-        // The aligner must warn about these bytes.
+        // Refused, so that the aligner reads the file itself and warns about the trailing bytes.
         {"trailing.fastq.gz", members + "xyz", text.size(), false},
         {"empty.fastq.gz", Gzip(""), text.size(), false},
         {"plain.fastq.gz", text, text.size(), false},
