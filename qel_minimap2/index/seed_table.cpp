@@ -185,12 +185,18 @@ bool SeedTable::FillHashed(const std::vector<Entry>& entries, const Stretch& str
     return true;
 }
 
-// Fills the first slots of the stretch in ascending order of the keys. Returns false for a duplicate.
+// Fills the first slots of the stretch in ascending order of the keys and clears the others, which FillHashed may have
+// filled. Returns false for a duplicate.
 bool SeedTable::FillSorted(std::vector<Entry> entries, const Stretch& stretch, Block& block) {
     const auto key_bits = [](const Entry& entry) { return entry.key >> 1U; };
     std::sort(entries.begin(), entries.end(), [&](const auto& a, const auto& b) { return key_bits(a) < key_bits(b); });
     auto slot = std::uint64_t{stretch.begin} * kGroupSlots;
-    std::fill_n(block.keys + slot, std::size_t{stretch.groups} * kGroupSlots, kFree);
+    const auto slots = std::size_t{stretch.groups} * kGroupSlots;
+    std::fill_n(block.keys + slot, slots, kFree);
+    std::fill_n(block.values + slot, slots, 0);
+    if (block.rests != nullptr) {
+        std::fill_n(block.rests + slot, slots, 0);
+    }
     for (const auto& entry : entries) {
         Put(entry, block, slot++);
     }

@@ -60,6 +60,20 @@ TEST(SeedTable, SearchesFewGroups) {
     EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "slower than look-ups in a single group";
 }
 
+// The number of free slots in the first block whose rest or value is not 0.
+std::int64_t FreeSlotsWithContent(const SeedTable& table) {
+    const auto content = table.ContentOf(0);
+    const auto slots = content.groups * 16;
+    const auto* const keys = reinterpret_cast<const std::uint32_t*>(content.data);
+    const bool has_rests = table.TableShape().has_rests;
+    const auto* const values = reinterpret_cast<const std::uint64_t*>(keys + (has_rests ? 2 : 1) * slots);
+    std::int64_t found = 0;
+    for (std::uint64_t slot = 0; slot < slots; ++slot) {
+        found += keys[slot] == UINT32_MAX && (values[slot] != 0 || (has_rests && keys[slots + slot] != 0)) ? 1 : 0;
+    }
+    return found;
+}
+
 // The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket. (A table multiplies
 // a key by a factor to find its group; multiplying by the inverse of that factor makes keys for a chosen group.) The
 // keys of `crowded` fill 188 consecutive groups, past the bucket's end; those of the other two fill 1250. The keys of
@@ -89,6 +103,7 @@ TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
             ASSERT_EQ(*Tests::Find(table, key >> 1U << 14U, count), value);
         }
         EXPECT_EQ(Tests::Find(table, std::uint64_t{3} << 14U, count), nullptr);
+        EXPECT_EQ(FreeSlotsWithContent(table), 0) << k << ' ' << size;
         for (const std::size_t place : {1U, 432U, size - 1}) {  // With and without the bit of a single position.
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
