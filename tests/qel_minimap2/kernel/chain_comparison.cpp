@@ -288,12 +288,12 @@ std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long c
 }
 
 std::string CompareDistantChains(const Kernels& kernels, float gap_penalty, float skip_penalty, ChainFigures& figures) {
-    constexpr int kFarthest = 19'000, kAtOnce = 20;
+    constexpr int kFarthest = 19'000, kMoves = 19;
     // With this many anchors, the score of a chain exceeds the penalty.
     const int per_chain = 4 + static_cast<int>((gap_penalty + skip_penalty) * kFarthest / 250);
     std::string difference;
-    for (int first = 1; first < kFarthest && difference.empty(); first += kAtOnce) {
-        const auto anchors = DistantChains(kAtOnce, per_chain, first);
+    for (int first = 1; first < kFarthest && difference.empty(); first += kMoves) {
+        const auto anchors = DistantChains(kMoves + 1, per_chain, first);
         const ChainScoring scoring{20'000, 25, 3, 40, gap_penalty, skip_penalty};
         difference = CompareOne("chained", anchors, Chaining(kernels, {20'000, 20'000, 5000, scoring}), figures) +
                      CompareOne("joined", anchors, Joining(kernels, {5000, 1000, 100'000, scoring}), figures);

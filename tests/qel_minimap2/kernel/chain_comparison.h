@@ -74,7 +74,7 @@ std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, Random
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
-/// Chains and joins chains whose distances on the reference have nearly every length from 1 to 19 000 bases, where
+/// Chains and joins chains whose distances on the reference have every length from 1 to 19 000 bases, where
 /// differences in the rounding of penalties show first. Returns a description of the first difference; empty if there
 /// is none.
 std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
