@@ -38,8 +38,8 @@ namespace {
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
 //       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
-//       included, is minimap2's. This is also true for the length of a gap: a cell from which the gap leads to an
-//       optimal path is itself on an optimal path, so it has its true value, and the values of other cells are too low.
+//       included, is minimap2's. The same holds for the length of a gap: each cell where a gap of an optimal path
+//       may start is on an optimal path, so it has its true value. The values of other cells are too low.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
 // U.
 

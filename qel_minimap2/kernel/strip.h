@@ -23,10 +23,11 @@ namespace {
 //     y2    y2 + open2 + extend2 0
 //     u     u + open + extend    that of an insertion
 //
-// A saturating subtraction therefore resets a gap that is too expensive. The sum of a gap line and a score line is a
-// candidate for the cell's score: kScale times the score, plus the candidate's tag, plus a constant that is the same
-// for all candidates. So the maximum has the best score and, in its tag, the direction that wins a tie. Its upper bits
-// are the cell's score, from which the new u and v follow.
+// So a saturating subtraction replaces a gap by a newly opened one if that is better. The sum of a gap line and a score
+// line is a candidate for the cell's score: kScale times the score, plus the candidate's tag, plus a constant that is
+// the same for all candidates. For the second gap piece, `second_piece` is added, which corrects the constant and the
+// tag. The maximum of the candidates has the best score and, in its tag, the direction that wins a tie. The bits above
+// the tag are the cell's score, from which the new u and v follow.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -38,8 +39,9 @@ struct Tags {
     constexpr int Insertion() const { return diagonal + 2 * step; }
 };
 
-/// Of several equal candidates, the one with the highest tag wins. u and v of a cell are computed from its score with
-/// all bits of the tag set, so their tags add up to kScale - 1.
+/// Of several equal candidates, the one with the highest tag wins. A cell's new u is its score, with all bits of the
+/// tag set, minus the old v, and its new v is that score minus the old u. So the tags of a deletion and an insertion
+/// add up to kScale - 1.
 inline constexpr Tags TagsOf(Trace trace) {
     return trace == Trace::left ? Tags{5, -1} : Tags{2, 1};
 }
@@ -99,7 +101,8 @@ struct StripConstants {
     Register substitutions;  // The candidate for two letters, indexed by their XOR, which is 0 for a match.
     Register second_piece;   // Added to the sum for a candidate of the second gap piece.
     Register all_tags;
-    Register u_to_loss, v_to_loss;  // Added to u or v to get what an extended gap loses, compared with the new cell.
+    Register u_to_loss,
+        v_to_loss;  // Added to a cell's new u or v to get by how much the line of an extended gap falls.
     Register u_to_loss2, v_to_loss2;
 
 private:
@@ -142,7 +145,8 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     const Register best = L::Max(early, late);
     const Register cell = L::Or(best, k.all_tags);
 
-    // A gap is extended from the cell one base before. Compared with the new cell, it loses u or v and the extension.
+    // Gap lines are relative to a cell's score, so an extended gap loses the difference of the scores (u or v) and the
+    // cost of one more base.
     const auto extend = [&](Register & gap, Register loss) __attribute__((always_inline)) {
         gap = L::SubtractSaturated(gap, loss);
     };
@@ -180,9 +184,9 @@ public:
 
     StripLanes& Cells(int n) { return cells[n]; }
 
-    /// Computes row r from target position `base` on and writes kRowSize bytes to `out`: each cell's best candidate and
-    /// then each cell's u. `target` points to the letter of that position, and `query` to the query letter of the same
-    /// cell. Only with kBorder may the row include the first position of a sequence.
+    /// Computes row r from target position `base` on. Writes kRowSize bytes to `out`: first the best candidates of all
+    /// cells, then their u. `target` points to the letter of the first position, and `query` to the query letter of the
+    /// same cell. Only with kBorder may the row include the first position of a sequence.
     template <Shift kShift, bool kBorder>
     TAVIK_INLINE void Row(int r, int base, const std::uint8_t* target, const std::uint8_t* query, std::uint8_t* out) {
         Move<kShift>();

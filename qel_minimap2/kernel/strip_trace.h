@@ -11,8 +11,8 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // The trace back through the cells of a strip. Of each cell, the strip stores the best candidate and u, which it needs
-// anyway for the next cells. The candidate's tag shows from which cell the path comes. The length of a gap follows from
-// the scores along its row or column, so the strip does not record which gaps are extended.
+// anyway for the next cells. The candidate's tag shows the direction from which the path comes. The length of a gap
+// follows from the scores along its row or column, so the strip does not record which gaps are extended.
 
 /// What is stored of a cell.
 struct StripCell {
@@ -28,16 +28,16 @@ struct StripCell {
 };
 inline constexpr StripCell kOutside{-1, 0};
 
-/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if the gap starts outside the strip.
-/// `cell_at(i, j)` returns a StripCell. A gap may start after each cell that scores as much as (i, j) and the gap cost
-/// together. Of several such cells, minimap2 chooses the nearest when it places gaps left, and the most distant when it
-/// places them right.
+/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if it can start at no cell of the
+/// strip. `cell_at(i, j)` returns a StripCell. A gap may start after each cell that scores as much as (i, j) and the
+/// gap cost together. Of several such cells, minimap2 chooses the nearest when it places gaps left, and the most
+/// distant when it places them right.
 template <typename CellAt>
 int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cell_at) {
     const bool in_second_piece = from >= kFromDeletion2;
     const int extend = in_second_piece ? k.scoring.extend2 : k.scoring.extend;
     const int bases = (IsDeletion(from) ? i : j) + 1;
-    // How much more the cell before a gap scores than (i, j) and the gap cost together.
+    // How much more the cell `length` bases before scores than (i, j) and the gap cost together.
     int surplus = in_second_piece ? -k.scoring.open2 : -k.scoring.open;
     int found = 0;
     StripCell cell = cell_at(i, j);
@@ -70,8 +70,8 @@ int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cel
 /// Returned by TraceBack if the path leaves the strip.
 inline constexpr int kNoScore = INT32_MIN;
 
-/// Adds the best path from cell (i, j) to the matrix's border and returns its score. `cell_at(i, j)` returns a
-/// StripCell.
+/// Adds the best path from the start of the matrix to cell (i, j) and returns its score, or kNoScore if the path leaves
+/// the strip. `cell_at(i, j)` returns a StripCell. If gaps are placed left, the rows i + j of its calls never increase.
 template <typename CellAt>
 int TraceBack(PathRuns& path, int i, int j, const StripConstants& k, const CellAt& cell_at) {
     const Tags tags = k.tags;

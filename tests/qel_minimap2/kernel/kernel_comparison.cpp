@@ -207,7 +207,7 @@ AlignmentCall RandomCalls::Next() {
         std::fill(std::begin(bands), std::end(bands), -1);
     }
     const int flags = ends       ? KSW_EZ_EXTZ_ONLY | (kFlags[Between(0, 9)] & ~KSW_EZ_APPROX_MAX)
-                      : attacks  ? (OneIn(2) ? KSW_EZ_APPROX_MAX : KSW_EZ_APPROX_MAX | KSW_EZ_RIGHT)
+                      : attacks  ? KSW_EZ_APPROX_MAX
                       : OneIn(3) ? kFlags[Between(0, 9)]
                                  : kFlags[Between(0, 3)];
     return {nullptr,
