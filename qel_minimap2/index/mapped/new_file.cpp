@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <filesystem>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -30,10 +31,11 @@ struct HiddenFile {
     enum State { free, changing, in_use };
     std::atomic<State> state = free;
     std::array<char, PATH_MAX> name{};
+    HiddenFile* next = nullptr;  // Constant once this is in the list.
 };
-static_assert(std::atomic<HiddenFile::State>::is_always_lock_free);
-constexpr std::size_t kMostHidden = 16;
-std::array<HiddenFile, kMostHidden> hidden_files;
+// A list that only grows, by one element for each file that is hidden at the same time.
+std::atomic<HiddenFile*> hidden_files = nullptr;
+static_assert(std::atomic<HiddenFile::State>::is_always_lock_free && decltype(hidden_files)::is_always_lock_free);
 
 constexpr char kHiddenStart[] = ".tavik_index.";
 
@@ -62,16 +64,28 @@ bool LockHidden(int descriptor) {
     return ::fstat(descriptor, &status) != 0 || status.st_nlink > 0;
 }
 
-// If all places are taken, or the name is too long, a signal handler will not remove the file.
+// If there is no memory, or the name is too long, a signal handler will not remove the file.
 void Remember(const std::string& name) {
-    for (auto& file : hidden_files) {
+    auto* file = hidden_files.load();
+    for (; file != nullptr; file = file->next) {
         auto state = HiddenFile::free;
-        if (name.size() < file.name.size() && file.state.compare_exchange_strong(state, HiddenFile::changing)) {
-            std::copy_n(name.c_str(), name.size() + 1, file.name.begin());
-            file.state = HiddenFile::in_use;
-            return;
+        if (file->state.compare_exchange_strong(state, HiddenFile::changing)) {
+            break;
         }
     }
+    if (file == nullptr) {
+        file = new (std::nothrow) HiddenFile;  // NOLINT(cppcoreguidelines-owning-memory): the list keeps it.
+        if (file == nullptr) {
+            return;
+        }
+        file->state = HiddenFile::changing;
+        file->next = hidden_files;
+        while (!hidden_files.compare_exchange_weak(file->next, file)) {
+        }
+    }
+    const bool fits = name.size() < file->name.size();
+    std::copy_n(name.c_str(), fits ? name.size() + 1 : 0, file->name.begin());
+    file->state = fits ? HiddenFile::in_use : HiddenFile::free;
 }
 
 std::string Target(const std::string& path) {
@@ -170,9 +184,9 @@ void NewFile::TakeName(std::string name) {
 }
 
 void NewFile::GiveNameBack() noexcept {
-    for (auto& file : hidden_files) {
-        if (file.state == HiddenFile::in_use && hidden == file.name.data()) {
-            file.state = HiddenFile::free;
+    for (auto* file = hidden_files.load(); file != nullptr; file = file->next) {
+        if (file->state == HiddenFile::in_use && hidden == file->name.data()) {
+            file->state = HiddenFile::free;
         }
     }
     hidden.clear();
@@ -238,9 +252,9 @@ void NewFile::Publish() {
 }
 
 void NewFile::RemoveUnfinished() noexcept {
-    for (const auto& file : hidden_files) {
-        if (file.state == HiddenFile::in_use) {
-            ::unlink(file.name.data());
+    for (const auto* file = hidden_files.load(); file != nullptr; file = file->next) {
+        if (file->state == HiddenFile::in_use) {
+            ::unlink(file->name.data());
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -44,7 +45,10 @@ TEST_P(NewFiles, AppearCompleteOrNotAtAll) {
 }
 
 TEST_P(NewFiles, AreRemovedForASignalHandler) {
-    const NewFile one(path, 5, GetParam()), other(path, 5, GetParam());
+    std::list<NewFile> files;
+    for (int i = 0; i < 40; ++i) {
+        files.emplace_back(path, 5, GetParam());
+    }
     NewFile::RemoveUnfinished();
     EXPECT_EQ(Files(), 1U);
 }
