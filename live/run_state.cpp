@@ -204,7 +204,7 @@ std::vector<std::string> RunState::DifferencesFrom(const RunState& earlier) cons
     compare("size of the reference", std::to_string(earlier.reference_stamp.size),
             std::to_string(reference_stamp.size));
     if (differences.empty() && earlier.reference_stamp.time != reference_stamp.time) {
-        differences.push_back("the reference " + reference + " has been changed since then");
+        differences.push_back("the modification time of the reference " + reference + " is different");
     }
     compare("--min_coverage", earlier.min_coverage, min_coverage);
     compare("--allow-failed-reads", earlier.allowed_failed_reads, allowed_failed_reads);

@@ -26,8 +26,8 @@ public:
     /// files in `sam_folder`. Throws std::runtime_error as SummaryReader does.
     void Count(const std::string& summary, const std::string& sam_folder);
 
-    /// Replaces the page with one that has the figures so far, which reloads itself in a browser and shows the times in
-    /// `note`. Call only after Count has returned. Throws std::runtime_error as OutputFiles does.
+    /// Replaces the page with one that shows the figures so far and the times in `note`, and that reloads itself in a
+    /// browser. Call only after Count has returned. Throws std::runtime_error as OutputFiles does.
     void Write(const LiveNote& note);
 
     std::uint64_t Reads() const { return sample ? sample->reads : 0; }

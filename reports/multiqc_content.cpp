@@ -105,8 +105,8 @@ std::string MultiqcReadsPlot(const std::vector<Sample>& samples) {
         {{"id", "tavik_alignment_reads"},
          {"section_name", "Aligned reads"},
          {"description",
-          "Reads by result. Rejected: the alignment covers too little of the read, or of a shorter reference "
-          "sequence."},
+          "Reads by result. Rejected: the alignment covers too little of the read or of the reference sequence, "
+          "whichever is shorter."},
          {"plot_type", "bargraph"},
          {"pconfig", {{"id", "tavik_alignment_reads_plot"}, {"title", "Tavik: aligned reads"}, {"ylab", "Reads"}}},
          {"data", std::move(data)}});

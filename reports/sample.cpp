@@ -169,13 +169,14 @@ Sample CountSample(const std::string& path, const std::string& name, const Detai
         sample.warnings.push_back(
             path + ": depth and breadth are left out for " +
             Counted(sample.too_short_references, "reference sequence") +
-            ", because alignments end beyond the length in the SAM files: the files are from another run");
+            ", because alignments end beyond the end that the SAM files give: the SAM files are from another run");
     }
     const auto& ambiguous = sample.references.AmbiguousNames();
     if (!ambiguous.empty()) {
-        sample.warnings.push_back(path + ": " + Counted(ambiguous.size(), "name") +
-                                  " could mean a reference sequence or the reverse strand of another, such as " +
-                                  Shown(ambiguous.front()) + ": counted as the reverse strand");
+        sample.warnings.push_back(path + ": " + Counted(ambiguous.size(), "name") + ", such as " +
+                                  Shown(ambiguous.front()) +
+                                  ", could mean a reference sequence or the reverse strand of another: counted as the "
+                                  "reverse strand");
     }
     sample.run = ReadRunFacts(folder);
     return sample;

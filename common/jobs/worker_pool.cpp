@@ -24,9 +24,9 @@ using Clock = std::chrono::steady_clock;
 
 thread_local int waits_without = 0;  // How many of this thread's next waits do not yield first.
 
-// Unless the condition is already true, yields to other threads at least once, and until the condition is true or about
-// `longest` has passed. The caller holds no lock, so the condition may read only atomic members and members that this
-// thread alone writes.
+// Yields to other threads until the condition is true, about `longest` has passed or a yield was slow. Yields at least
+// once, unless the condition is already true or this wait is skipped (see below). The caller holds no lock, so the
+// condition may read only atomic members and members that this thread alone writes.
 //
 // A thread that sleeps at once may leave its processor idle, and waking it takes about as long as mapping a short read.
 // A yield, however, returns immediately if no other thread waits for the processor. With two workers on two processors,

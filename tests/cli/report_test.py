@@ -142,8 +142,8 @@ class Figures(ReportTest):
         self.assertEqual(self.run_report(out).stderr.splitlines(), [
             f"Warning: {out}: depth and breadth are left out for 1 reference sequence, because the SAM files give different lengths",
             f"Warning: {path}: depth and breadth are left out for 1 reference sequence, because alignments end beyond the "
-            "length in the SAM files: the files are from another run",
-            f"Warning: {path}: 1 name could mean a reference sequence or the reverse strand of another, such as 'x_rc': "
+            "end that the SAM files give: the SAM files are from another run",
+            f"Warning: {path}: 1 name, such as 'x_rc', could mean a reference sequence or the reverse strand of another: "
             "counted as the reverse strand"])
         (sample,) = self.data()["samples"]
         self.assertEqual(sorted(row[:4] for row in sample["references"]["rows"]),
