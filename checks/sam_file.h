@@ -35,7 +35,7 @@ struct SamRead {
     std::uint64_t line = 0;  ///< Line number of the record, 1-based.
 };
 
-/// Reads a SAM file read by read. Not synchronised.
+/// Reads a SAM file one read at a time. Not synchronised.
 class SamFile {
 public:
     /// Opens the file and reads its header. The constructor and Next throw std::runtime_error with the reason, without

@@ -1,7 +1,7 @@
 #pragma once
 
-// Includes all of Common::logging and the headers of Boost.Log. Code that only writes log records should include the
-// much smaller common/logging/record.h instead.
+// Includes the public headers of Common::logging and, through them, headers of Boost.Log. Code that only writes log
+// records should include the much smaller common/logging/record.h instead.
 
 #include "common/logging/boost_logger_wrapper.h"
 #include "common/logging/logger_group.h"

@@ -78,7 +78,8 @@ function compare(id, view, label) {
   }));
   const range = ({from, to}) => `${text(from)} to ${text(to)}`;
   lines(id, series, x, {yTitle: "% of the sample\u2019s aligned reads", label: range});
-  caption(id, `${about} The open sample has the thickest line.`, ["from", "to", ...series.map(({name}) => name)],
+  const thickest = series.some(({isOpen}) => isOpen) ? " The open sample has the thickest line." : "";
+  caption(id, about + thickest, ["from", "to", ...series.map(({name}) => name)],
     () => series[0].bars.map((bar, i) => [text(bar.from), text(bar.to), ...series.map((one) => `${fixed(one.bars[i].share, 2)} %`)]));
 }
 

@@ -117,7 +117,7 @@ function ratioView(id, ratio, samples) {
     text: (value) => (isQuality ? `Q${fixed(value, 1)}` : `${fixed(value, 1)} %`),
     x: {type: "linear", offset: false, min: bars[0][0].from, max: bars[0][bars[0].length - 1].to, grid: {display: false},
         title: title(isQuality ? qualityTitle : perCentTitle), ticks: {callback: (value) => `${isQuality ? "Q" : ""}${Number(value.toFixed(1))}`}},
-    caption: first + (isQuality ? ` ${qualityCaption} Reads of Q50 or more are in the last bar.` : "") + (below ? " The first bar also counts all reads below it." : ""),
+    caption: first + (isQuality ? ` ${qualityCaption} Reads of Q50 or more are counted in the last bin.` : "") + (below ? " The first bin also counts all reads below it." : ""),
   };
 }
 

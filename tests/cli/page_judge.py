@@ -65,8 +65,8 @@ class PageJudge(ReportTest):
         self.check_ratio_caption(figure, ratio, is_quality)
 
     def check_ratio_caption(self, figure, ratio, is_quality):
-        about = shown.ABOUT[ratio] + (f"{shown.QUALITIES[ratio]} Reads of Q50 or more are in the last bar." if is_quality else "")
-        self.assertEqual(figure["caption"].replace(" The first bar also counts all reads below it.", ""), about)
+        about = shown.ABOUT[ratio] + (f"{shown.QUALITIES[ratio]} Reads of Q50 or more are counted in the last bin." if is_quality else "")
+        self.assertEqual(figure["caption"].replace(" The first bin also counts all reads below it.", ""), about)
 
     def check_lengths(self, figure, f):
         self.check_histogram(figure, f["lengths"], 1 / 20, shown.length_text)
