@@ -39,11 +39,11 @@ SummaryComparison::SummaryComparison(const std::string& path) : path(path) {
         if (lines->Next(line) && line == Header()) {
             return;
         }
-        findings.push_back(path + ": no header line");
+        findings.push_back(path + ": the first line is not the header of a summary");
     } catch (const std::system_error& error) {
         findings.push_back(path + ": " + error.code().message());
     } catch (const std::length_error&) {
-        findings.push_back(path + ": no header line");
+        findings.push_back(path + ": the first line is not the header of a summary");
     }
     lines.reset();
 }

@@ -39,7 +39,8 @@ namespace {
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
 //       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
 //       included, is minimap2's. The same holds for the length of a gap: each cell where a gap of an optimal path
-//       may start is on an optimal path, so it has its true value. The values of other cells are too low.
+//       may start is on an optimal path, so it has its true value. The value of any other cell is
+//       too low for the gap to start there.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
 // U.
 

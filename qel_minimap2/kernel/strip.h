@@ -46,8 +46,9 @@ inline constexpr Tags TagsOf(Trace trace) {
     return trace == Trace::left ? Tags{5, -1} : Tags{2, 1};
 }
 
-/// Returns true for scorings whose candidates and lines fit into signed bytes. Candidates of the second gap piece may
-/// be too low for a byte. They saturate and are still below each substitution. `s` must fit the general kernel.
+/// Returns true for scorings whose lines and candidates fit into signed bytes. The only exception: candidates of the
+/// second gap piece may be too low for a byte, because they saturate and are still below the candidate for any
+/// substitution. `s` must fit the general kernel.
 inline bool FitsStrip(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
     return s.open >= 0 && s.extend2 >= 0 && s.open2 <= 31 && s.match + 2 * gap <= 15 && s.match + 3 * gap < gap2;
@@ -66,7 +67,7 @@ TAVIK_INLINE Register OnlyLane(int number) {
     return Lanes::Equal(Lanes::Load(kLaneNumbers), Lanes::All(number < 0 || number >= Lanes::kWidth ? 127 : number));
 }
 
-/// Registers that have one value of the scoring in every lane.
+/// Constants that follow from the scoring. Each register except `substitutions` has the same value in every lane.
 struct StripConstants {
     StripConstants(const Scoring& s, Trace trace)
         : scoring(s),
@@ -96,13 +97,13 @@ struct StripConstants {
     const Trace trace;
     const int gap;  // The cost of a gap of one base.
     const Tags tags;
-    Register opened;                        // A gap line where it is best to open the next gap.
+    Register opened;                        // The value of a gap line where a newly opened gap is best.
     Register unreachable_u, unreachable_v;  // Of cells that no path reaches.
     Register substitutions;  // The candidate for two letters, indexed by their XOR, which is 0 for a match.
     Register second_piece;   // Added to the sum for a candidate of the second gap piece.
     Register all_tags;
     Register u_to_loss,
-        v_to_loss;  // Added to a cell's new u or v to get by how much the line of an extended gap falls.
+        v_to_loss;  // Added to a cell's new u or v, gives the amount by which a gap line falls if its gap is extended.
     Register u_to_loss2, v_to_loss2;
 
 private:

@@ -12,7 +12,7 @@ namespace {
 
 // The trace back through the cells of a strip. Of each cell, the strip stores the best candidate and u, which it needs
 // anyway for the next cells. The candidate's tag shows the direction from which the path comes. The length of a gap
-// follows from the scores along its row or column, so the strip does not record which gaps are extended.
+// follows from the scores of the cells along the gap, so the strip does not record which gaps are extended.
 
 /// What is stored of a cell.
 struct StripCell {
@@ -37,7 +37,7 @@ int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cel
     const bool in_second_piece = from >= kFromDeletion2;
     const int extend = in_second_piece ? k.scoring.extend2 : k.scoring.extend;
     const int bases = (IsDeletion(from) ? i : j) + 1;
-    // How much more the cell `length` bases before scores than (i, j) and the gap cost together.
+    // The score of the cell that is `length` bases before (i, j), minus the score of (i, j) and minus the gap cost.
     int surplus = in_second_piece ? -k.scoring.open2 : -k.scoring.open;
     int found = 0;
     StripCell cell = cell_at(i, j);

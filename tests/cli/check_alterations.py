@@ -237,9 +237,9 @@ ALTERATIONS = {
         *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
-    "no header": (without(SUMMARY, 1), [f"{SUMMARY}: no header line"]),
+    "no header": (without(SUMMARY, 1), [f"{SUMMARY}: the first line is not the header of a summary"]),
     "no summary": (gone(SUMMARY), [f"{SUMMARY}: No such file or directory"]),
-    "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: no header line"]),
+    "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: the first line is not the header of a summary"]),
     "a row loses a column": (line(SUMMARY, 4, lambda old: old[:old.rindex(b"\t")] + b"\n"), [
         f"{SUMMARY}: line 4: 12 columns instead of 13"]),
     "an extra column": (line(SUMMARY, 4, lambda old: old[:-1] + b"\t1\n"), [f"{SUMMARY}: line 4: 14 columns instead of 13"]),
