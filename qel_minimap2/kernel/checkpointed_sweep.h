@@ -31,11 +31,7 @@ namespace {
 class CheckpointedSweep {
 public:
     CheckpointedSweep(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
-        : call(call),
-          scoring(scoring),
-          sequences(sequences),
-          k(scoring, Trace::left),
-          rows(call.query_length + call.target_length - 1) {}
+        : call(call), sequences(sequences), k(scoring, Trace::left), rows(call.query_length + call.target_length - 1) {}
 
     /// Sets the result's score and CIGAR. Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
@@ -192,7 +188,6 @@ private:
     }
 
     const AlignmentCall& call;
-    const Scoring& scoring;
     const PaddedSequences& sequences;
     const StripConstants k;
     const int rows;
