@@ -31,7 +31,7 @@ namespace {
 class CheckpointedSweep {
 public:
     CheckpointedSweep(const AlignmentCall& call, const Scoring& scoring, const PaddedSequences& sequences)
-        : call(call), sequences(sequences), k(scoring, Trace::left), rows(call.query_length + call.target_length - 1) {}
+        : k(scoring, Trace::left), call(call), sequences(sequences), rows(call.query_length + call.target_length - 1) {}
 
     /// Sets the result's score and CIGAR. Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
@@ -187,16 +187,16 @@ private:
         }
     }
 
+    alignas(64) std::uint8_t corner[kRows][Strip<kWidth / kLanes>::kRowSize];
+    const StripConstants k;
     const AlignmentCall& call;
     const PaddedSequences& sequences;
-    const StripConstants k;
     const int rows;
     std::uint8_t* lines[kLineCount] = {};
     std::size_t* copy_offsets = nullptr;
     std::uint8_t* copies = nullptr;
     int corner_number = -1;  // The corner's first row, divided by kRows.
     int corner_base = 0;     // The target position of the corner's lowest lane.
-    alignas(64) std::uint8_t corner[kRows][Strip<kWidth / kLanes>::kRowSize];
 };
 
 }  // namespace
