@@ -7,13 +7,20 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from aligner_run import PROGRAM, REFERENCE, SOURCE, AlignerTest
+from aligner_run import PROGRAM, READS, REFERENCE, SOURCE, AlignerTest
 
 BIN = Path(PROGRAM).parent
 LIVE, CHECK, REPORT = (str(BIN / name) for name in ("tavik_live", "tavik_check", "tavik_report"))
 SEQUENCER = SOURCE / "examples" / "simulate-sequencer"
 QUICK = ("--settle", "0.4", "--interval", "0.1")
+EXAMPLE = (READS / "sample_1.fastq").read_bytes()
 READ_FILE = re.compile(r"\.(fastq|fq|fasta|fa)(\.gz)?$", re.IGNORECASE)
+
+
+def records(name, count):
+    """Returns `count` example reads, named `name` and a number."""
+    lines = EXAMPLE.splitlines()
+    return b"".join(b"@%s%d\n%s\n+\n%s\n" % (name.encode(), i, lines[4 * i + 1], lines[4 * i + 3]) for i in range(count))
 
 
 class LiveTest(AlignerTest):
