@@ -16,8 +16,8 @@ struct Content {
 /// file with a bad record before its end counts as complete, because waiting does not repair the record.
 Content ReadToEnd(const std::string& path);
 
-/// True for a plain file whose last byte is not a line feed. Reads only this byte, so files that were cut after a line
-/// are missed. False for every compressed file.
+/// True for a plain file that does not end with a line feed or cannot be read. Reads only the last byte, so files that
+/// were cut after a line are missed. False for every compressed file.
 bool LooksCut(const std::string& path);
 
 /// True if, by the rules of tavik_check, `input` has exactly the reads of the SAM file `sam`. `reads`: their number in
@@ -25,8 +25,8 @@ bool LooksCut(const std::string& path);
 bool HoldsReadsOf(const std::string& sam, std::uint64_t reads, const std::string& input);
 
 /// Copies the reads of the file `path`, up to the first fault, to the plain file `target`. Leaves out reads without a
-/// name. Returns the number of copied reads. Throws std::runtime_error if `path` cannot be opened or `target` cannot be
-/// written.
+/// name. Returns the number of copied reads. Throws std::runtime_error if the first byte of `path` cannot be read, or
+/// if `target` cannot be written.
 std::uint64_t CopyWholeReads(const std::string& path, const std::string& target);
 
 }  // namespace Live

@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 // The time between two looks at the watched folder is at least kLookShare times as long as listing the folder took,
-// unless a file settles earlier.
+// unless a file settles, a round ends or the run is about to end.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
@@ -125,7 +125,7 @@ void LiveRun::TakeLook(Look look, Time now, std::int64_t file_time) {
     }
 }
 
-// Adds to `look` the known files below folders that cannot be listed. Nothing is known about changes of these files, so
+// Adds to `look` the known files below folders that cannot be listed. Nothing is known about changes to these files, so
 // they count as unchanged.
 void LiveRun::KeepUnreadable(Look& look) const {
     for (const auto& folder : look.unreadable) {
@@ -139,8 +139,8 @@ void LiveRun::KeepUnreadable(Look& look) const {
     }
 }
 
-// Waits for a signal or the next look, but at most a second, so that the caller can check other conditions. Then looks
-// at the watched folder if a look is due, and writes the page if it is due.
+// Waits for a signal, a call of Signals::Wake or the next look, but at most a second, so that the caller can check
+// other conditions. Then looks at the watched folder if a look is due, and writes the page if it is due.
 void LiveRun::WaitAndLook() {
     const auto now = Clock::now();
     const auto end = std::min<Time>(next_look, now + kLongestWait);

@@ -26,7 +26,7 @@
 
 namespace Live {
 
-/// Watches a folder and aligns new files, round by round, until an option or a signal ends the run.
+/// Watches a folder and aligns its read files, round by round, until an option or a signal ends the run.
 class LiveRun {
 public:
     /// Opens the output folder. Throws std::exception if the run cannot begin.
@@ -84,14 +84,14 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // Whether a look since the round began failed, or found the folder's disk missing.
+    bool was_away = false;  // Whether, since the last round began, a look failed or found the folder's disk missing.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
-    double bytes_per_second = 0;  // Speed of the last round, in the unit of Work in live_run_rounds.cpp.
-    double largest_round = std::numeric_limits<double>::infinity();  // In the same unit; finite after a full disk.
-    bool decompresses_once = true;  // False after a file that was decompressed for the aligner was not aligned.
+    double bytes_per_second = 0;  // Speed of the last round; Work in live_run_rounds.cpp counts the bytes.
+    double largest_round = std::numeric_limits<double>::infinity();  // In the same bytes; finite after a full disk.
+    bool decompresses_once = true;  // False once a round has failed to align a file decompressed for it.
     int failed_starts = 0;          // Consecutive rounds in which the aligner began no file.
     RunFigures figures;
 };

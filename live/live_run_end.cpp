@@ -61,7 +61,7 @@ bool LiveRun::ReadCutAgain() {
     return any;
 }
 
-// Aligns the complete reads of each file that IsNotWhole selects.
+// Aligns the complete reads of each file that IsNotWhole selects, unless it may be another form of an aligned file.
 void LiveRun::AlignWholeReads() {
     const auto folder = output.HiddenPath() + "/whole";
     std::vector<std::string> names;

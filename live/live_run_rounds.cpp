@@ -156,7 +156,8 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// True if the content is incomplete. The file is then marked as cut, unless it changed while it was read.
+// True if the content is incomplete. The file is then marked as cut, unless it has changed since it had `stamp` or has
+// disappeared.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {
@@ -355,7 +356,7 @@ void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
     }
 }
 
-// Throws std::system_error if the round must be made again.
+// If this throws the std::system_error of a full disk, the round must be made again.
 void LiveRun::Publish(const Round& round, const Outcome& outcome) {
     auto next = state;
     round.WritePublication(outcome, output.Path(), next);

@@ -7,7 +7,7 @@
 namespace Live {
 
 /// What happened to read files since the last look. For each kind of event, the first few files are named and the
-/// others are counted, because a folder that is moved or emptied may have thousands of files.
+/// others are counted, because thousands of files may be moved or removed at once.
 class Notices {
 public:
     enum class Event { beside, changed, renamed, other_form, disappeared, disappeared_unaligned };

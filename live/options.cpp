@@ -18,13 +18,13 @@ namespace {
 
 constexpr char kUsage[] =
     "Usage:\n\n  tavik_live -i READS -s OUT -a INDEX [options]\n\n"
-    "Aligns the read files that a sequencer is writing below the folder READS, each as\n"
-    "soon as it is complete. OUT always looks like the output of one run of tavik_aligner\n"
-    "over the files so far. An interrupted run continues when it is called again.\n\n";
+    "Aligns the read files that a sequencer is writing to the folder READS, each as soon as\n"
+    "it is complete. OUT always looks like the output of one run of tavik_aligner over the\n"
+    "files so far. Call tavik_live again to continue an interrupted run.\n\n";
 
 constexpr char kStatuses[] =
-    "\nExit status: 0 if nothing was lost, 1 if something was lost (standard error names it),\n"
-    "2 if the run cannot start or continue.\n";
+    "\nExit status: 0 if nothing was lost, 1 if something was lost or could not be written\n"
+    "(standard error names it), 2 if the run cannot start or continue.\n";
 
 // The aligner of the same build or package.
 std::string AlignerBesideThisProgram() {
@@ -54,7 +54,7 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
         ("until-idle", number(&idle, "MINUTES"),
          "End after this time without a new or changed file (default: never).")  //
         ("until-file", number(&options.until_file, "NAME"),
-         "End when a file of this name appears in READS and all read files are aligned.")  //
+         "End when a file of this name appears in or below READS and all read files are aligned.")  //
         ("allow-failed-reads", number(&allowed, "N"),
          "In each file, up to N reads may fail with an error in the log (default: 0).")  //
         ("aligner", number(&options.aligner, "PROGRAM"), "The program tavik_aligner (default: beside this one).")

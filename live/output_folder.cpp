@@ -118,7 +118,8 @@ RunState OutputFolder::Open(const RunState& now) {
     return published;
 }
 
-// Throws if another program has changed the summary or shortened the log. Call only when no publication is pending.
+// Completes an interrupted Begin, and removes what EndLog has added to the log. Throws if another program has changed
+// the size of the summary or shortened the log. Call only when no publication is pending.
 void OutputFolder::Check(const RunState& state) const {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
     if (!fs::exists(summary_path) && state.files.empty()) {

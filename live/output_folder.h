@@ -26,17 +26,18 @@ public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Returns the state of earlier calls, or `now` if the folder is new, or has other options but no reads yet.
-    /// Removes the remains of an interrupted round and completes a publication. Throws std::runtime_error if the folder
-    /// has the results of another run, or if its results were changed by another program or made with other options.
+    /// Returns the state of earlier calls. If there were none, or if they had other options and no reads are in the
+    /// output yet, returns `now` with the size of the summary. Removes the remains of an interrupted round and
+    /// completes a publication. Throws std::runtime_error if the folder has the results of another run, or if its
+    /// results were changed by another program or made with other options.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
     std::string HiddenPath() const { return path + "/" + kHiddenFolder; }
     std::string RoundPath() const { return HiddenPath() + "/round"; }
 
-    /// Why the SAM file `sam`, a path relative to the folder, cannot be published; empty if it can. Creates the SAM
-    /// file's own folder.
+    /// Why the SAM file `sam`, a path relative to the folder, cannot be published; empty if it can. Creates the folder
+    /// that the SAM file will be in.
     std::string Obstacle(const std::string& sam) const;
 
     /// Call after Round::WritePublication. Waits until the round's files are on the disk, and then moves RoundPath to

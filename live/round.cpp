@@ -68,7 +68,7 @@ std::string ReasonIn(const std::string& problem, const std::string& file) {
     return reason.ends_with(kEnd) ? reason.substr(0, reason.size() - kEnd.size()) : reason;
 }
 
-// The number of reads in the SAM file of an input file that failed. These reads have rows in the summary too.
+// The number of reads in the SAM file of a lost input file. These reads have rows in the summary too.
 std::uint64_t CountReads(const std::string& sam) {
     std::uint64_t count = 0;
     try {
@@ -78,7 +78,7 @@ std::uint64_t CountReads(const std::string& sam) {
             ++count;
         }
     } catch (const std::runtime_error&) {
-        // JudgeFiles finds that a count that is too low differs from the number of rows.
+        // If the count is too low, JudgeFiles finds that the summary has more rows.
     }
     return count;
 }

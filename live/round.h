@@ -56,15 +56,15 @@ struct Outcome {
 /// because it names the SAM file of a listed file without the folder, so equal names in two folders would collide.
 class Round {
 public:
-    /// Empties or creates the folder and makes the links and their list in it. Throws std::exception.
+    /// Empties or creates the folder and makes the links and their list in it. Throws std::system_error if that fails.
     Round(std::string folder, std::vector<RoundFile> files);
 
     const std::vector<RoundFile>& Files() const { return files; }
     std::string ListPath() const { return folder + "/files.txt"; }
     std::string MessagesPath() const { return folder + "/messages.txt"; }
 
-    /// Checks the finished run by the rules of tavik_check. Up to `allowed_failed_reads` reads of each file may have
-    /// failed.
+    /// Call after the aligner has ended. Checks its run by the rules of tavik_check. Up to `allowed_failed_reads` reads
+    /// of each file may have failed.
     Outcome Judge(std::uint64_t allowed_failed_reads) const;
 
     /// Writes the files from which OutputFolder publishes the kept files: "rows", with a header line; "log"; "moves",

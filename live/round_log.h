@@ -17,7 +17,7 @@ struct NameInLog {
 /// look like that of one run.
 std::string RecordsOfFiles(const std::string& log, const std::vector<NameInLog>& names);
 
-/// The records before those of the first file, with `input` and `save_folder` instead of the round's folders.
+/// The records before those of the first file, with `input` and `save_folder` as the input path and the save path.
 std::string RecordsOfStart(const std::string& log, const std::string& input, const std::string& save_folder);
 
 /// A file that is completely or partly missing from the output.

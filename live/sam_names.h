@@ -8,7 +8,7 @@ namespace Live {
 /// The names of SAM files, each of which belongs to one read file. Not synchronised.
 class SamNames {
 public:
-    /// Reserves the SAM file's name for a read file. Returns the reason if that is impossible, and an empty text on
+    /// Reserves the name of the SAM file of a read file. Returns the reason if that is impossible, and an empty text on
     /// success.
     std::string Take(const std::string& file);
 

@@ -7,8 +7,8 @@
 namespace Live {
 
 /// While an object exists, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first signal is noted, the second
-/// one ends the program and its child at once. Only one object may exist at a time. Any thread may call Wake; only the
-/// main thread may call the other functions.
+/// one ends the program and its child at once. Signals that were ignored stay ignored. Only one object may exist at a
+/// time. Any thread may call Wake; only the main thread may call the other functions.
 class Signals {
 public:
     Signals();

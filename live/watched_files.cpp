@@ -220,8 +220,8 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// Returns true if the found file is a known file under a new name. If that file was aligned, it is not aligned again;
-// otherwise, it need not settle again.
+// Returns true if the found file is a known file under a new name, unless the known file is being aligned. If that file
+// was aligned, it is not aligned again; otherwise, it need not settle again.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {

@@ -30,7 +30,7 @@ struct Watched {
     Phase phase = Phase::settling;
     Stamp stamp;
     Time since;                 ///< The file has not changed since this time.
-    std::string reason;         ///< Why reads of the file are missing from the output; empty if none are.
+    std::string reason;         ///< Why the output lacks reads of the file; empty if it lacks none, or if unknown.
     std::string output_name;    ///< The name under which the output has the reads; empty if it has none.
     std::uint64_t reads = 0;    ///< The number of rows in the output.
     int losses = 0;             ///< The number of rounds that lost reads of the file.
@@ -38,7 +38,7 @@ struct Watched {
     bool missing = false;       ///< Whether the last look did not find the file.
     bool replaced = false;      ///< Whether the last look found another file under this name.
     bool told_missing = false;  ///< Whether the user has been told that the file disappeared or was renamed.
-    bool changed = false;       ///< Whether the stamp differs from the one when the file was aligned.
+    bool changed = false;       ///< Whether the file has changed since it was aligned.
 };
 
 /// Tracks the state of each read file. Not synchronised.
@@ -71,7 +71,7 @@ public:
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
 
-    /// Notes that the output has these reads of the file. The next look finds whether the file has changed or
+    /// Notes that the output has the reads of the file. The next look finds whether the file has changed or
     /// disappeared meanwhile.
     void SetDone(const FileRecord& record);
 
@@ -83,7 +83,8 @@ public:
     bool SetWhole(const std::string& name);
     /// Notes that the file is incomplete.
     void SetCut(const std::string& name, const std::string& reason);
-    /// Lets the file wait for another round after its first loss, and gives it up after its second.
+    /// Lets the file wait for another round after its first loss, and gives it up after its second. Forgets a missing
+    /// file that exists under another name or in another form.
     void SetLost(const std::string& name, const std::string& reason);
     /// The file must be known.
     void GiveUp(const std::string& name, const std::string& reason);
