@@ -312,7 +312,7 @@ class Scripts(InstallationTest):
         status, table, _ = run(script, "nehalem", "arm64", env=environment)
         self.assertEqual((status, [line.split(" | ")[1:] for line in table.splitlines()[2:]]), (1, [
             ["yes", "NO: the suite does not run (status 1)", "NO: 2 in 7 reads of 1 sets (status 1) |"],
-            ["NO: not tried: no bare Debian, which takes debootstrap and a mirror", "-", "- |"], []]))
+            ["NO: not tried: no bare Debian (needs debootstrap and a mirror)", "-", "- |"], []]))
         self.assertTrue(table.endswith("\nNOT all is well.\n"), table)
 
     def test_example_prints_what_readme_shows(self):

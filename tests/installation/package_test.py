@@ -92,7 +92,7 @@ class Package(InstallationTest):
             self.assertIn(holder, text)
 
     def test_package_installs_and_runs_on_a_bare_debian(self):
-        """Without root or a mirror, the unpacked package runs on this machine."""
+        """If no bare Debian can be made, the unpacked package runs on this machine."""
         root = self.folder / "root"
         if not make_bare_debian(root):
             print("no bare Debian is available: the package is unpacked and run on this machine", flush=True)
@@ -111,7 +111,7 @@ class Package(InstallationTest):
 class Libraries(InstallationTest):
     def test_documented_program_that_embeds_the_libraries_builds_and_maps(self):
         blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", (SOURCE / "docs/embedding.md").read_text(), re.MULTILINE | re.DOTALL))
-        # Sources and build have paths that do not change between runs, so that the compiler cache knows them.
+        # The libraries' sources and the build have the same paths in each run, so that the compiler cache knows them.
         project = blocks["cmake"].replace("(tavik_aligner)", f"(\"{SOURCE}\" tavik_aligner)")
         (self.folder / "CMakeLists.txt").write_text(project)
         (self.folder / "my_mapper.cpp").write_text(blocks["cpp"])

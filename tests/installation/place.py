@@ -68,15 +68,15 @@ def remove(folder):
 
 
 def debian_place(name, release, install):
-    """Returns a Debian system with the sources, in which the shell command `install` has run. While packages are
-    installed, the system has another name, so that a later call does not use what a killed call left."""
+    """Returns a Debian system with the sources, in which the shell command `install` has run. Until the
+    packages are installed, the system has another name, so that a later call does not use what a killed call left."""
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():
         Place(name, root).must(UPDATE, "not tried: the mirror does not answer", "/")
         root.rename(unfinished)
     elif not make_bare_debian(unfinished, release):
-        raise Failure("not tried: no bare Debian, which takes debootstrap and a mirror")
+        raise Failure("not tried: no bare Debian (needs debootstrap and a mirror)")
     place = Place(name, unfinished)
     place.bring_sources()
     place.must(f"{UPDATE} && DEBIAN_FRONTEND=noninteractive apt-get upgrade -q -y && {install}", "not tried: packages are missing")

@@ -165,7 +165,7 @@ void ExpectRounds(const std::string& path, int rounds) {
     EXPECT_FALSE(fs::exists(path + "/.live/ready"));
 }
 
-// Kills a process at each call that changes the disk, in the first round and in the third.
+// Kills a process before each wrapped call in turn, in the first round and in the third.
 TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
     for (const int before : {0, 2}) {
         int kills = 0;
@@ -312,7 +312,7 @@ TEST(OutputFolder, RefusesTheResultsOfOtherRuns) {
     {
         Live::OutputFolder output(out);
         MakeRound(output, output.Open(Start()));
-        output.Prepare();  // The next call publishes the round.
+        output.Prepare();  // The next call with the same options publishes the round.
     }
     EXPECT_NE(message(other), "nothing thrown");
     EXPECT_EQ(message(Start()), "nothing thrown");

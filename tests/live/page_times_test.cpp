@@ -8,7 +8,7 @@ using Duration = Live::PageTimes::Duration;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// A page must be replaced before its figures expire, but making pages must not take more than 2 % of the time.
+// A page must be replaced before its figures expire, but making pages must take at most about 2 % of the time.
 TEST(PageTimes, PageIsReplacedBeforeItExpires) {
     for (const Duration first_cost : {milliseconds(10), milliseconds(1800), milliseconds(3000), milliseconds(20000)}) {
         for (const double growth : {1.0, 1.02}) {
