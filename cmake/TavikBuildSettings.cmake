@@ -1,6 +1,6 @@
 # tavik_build_settings sets C++20, the warnings and the sanitizers. Every C++ target of this project links it PRIVATE.
 set(TAVIK_SANITIZE "" CACHE STRING "Value of -fsanitize, such as 'address,undefined' or 'thread'; empty: no sanitizer")
-# A user's compiler may warn about code that the presets' compilers accept, so only the presets turn warnings into
+# A user's compiler may give warnings that the developers' compilers do not give, so only the presets turn warnings into
 # errors.
 option(TAVIK_WARNINGS_AS_ERRORS "Treat warnings as errors, as every preset does" OFF)
 

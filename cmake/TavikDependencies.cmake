@@ -48,7 +48,7 @@ find_path(MINIMAP2_INCLUDE_DIR NAMES mmpriv.h)
 if(NOT MINIMAP2_ARCHIVE OR NOT MINIMAP2_INCLUDE_DIR)
   tavik_missing("The minimap2 library (libminimap2.a and mmpriv.h)" "libminimap2-dev")
 endif()
-# minimap2's headers contain no version, so the version is that of the Debian package.
+# The headers of minimap2 2.24 contain no version, so the version is that of the Debian package.
 set(TAVIK_MINIMAP2_VERSION "unknown")
 find_program(DPKG_QUERY dpkg-query)
 if(DPKG_QUERY)
@@ -60,7 +60,7 @@ if(DPKG_QUERY)
   endif()
 endif()
 # qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a minimap2 release is accepted only after its
-# output has been compared with this project's output.
+# output has been compared with this project's output. An unknown release is accepted.
 set(tavik_judged_minimap2 2.24 2.27)
 option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output has not been compared with ours" OFF)
 string(REGEX MATCH "^[0-9]+\\.[0-9]+" TAVIK_MINIMAP2_RELEASE "${TAVIK_MINIMAP2_VERSION}")

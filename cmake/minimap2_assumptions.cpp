@@ -100,8 +100,8 @@ std::string Read(const std::string& reference) {
     return read;
 }
 
-// Writes the index to a file and compares the file with the index. The file consists of a header, the name and length
-// of each sequence, the positions and minimizers of each bucket, and the bases with four bits each.
+// Writes the index to a file and compares the file with the index and the reference. The file consists of a header, the
+// name and length of each sequence, the positions and minimizers of each bucket, and the bases with four bits each.
 bool IsStoredAsExpected(const mm_idx_t& index, const std::string& reference) {
     std::FILE* const file = std::tmpfile();
     if (!Check(file != nullptr, "cannot create a temporary file")) {
