@@ -19,7 +19,7 @@ void SetUpProcess() {
             _exit(1);
         }
     }
-    // The results are in files, so the run continues when the program that reads standard output ends.
+    // A run whose results are in files continues when the program that reads standard output ends.
     std::signal(SIGPIPE, SIG_IGN);
     // A write beyond the file size limit (ulimit -f) then fails like a write to a full disk, which writers report.
     std::signal(SIGXFSZ, SIG_IGN);

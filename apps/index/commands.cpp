@@ -55,7 +55,7 @@ std::uint64_t CountOf(std::string_view name) {
     return counts ? bytes : 0;
 }
 
-// Returns what the program is doing and how far it is. If /proc/self/io cannot be read, returns "Reading" and the
+// Returns what the program is doing and how far it has got. If /proc/self/io cannot be read, returns "Reading" and the
 // reference throughout.
 std::string Stage(const Options& options, std::uint64_t reference_size) {
     constexpr std::uint64_t kPercent = 100, kMega = 1'000'000;

@@ -23,8 +23,8 @@ constexpr char kUsage[] =
     "machine share. <reference> is a FASTA or FASTQ file, plain or gzip, or an index.\n\n";
 
 constexpr char kStatuses[] =
-    "\nExit status: 0 if the index was written or is sound, 1 if it could not be written or is\n"
-    "not sound, 2 for wrong usage or an index to check or describe that cannot be read.\n";
+    "\nExit status: 0 for success, 1 if the index could not be written or is not sound, 2 for\n"
+    "wrong usage or an index to check or describe that cannot be read.\n";
 
 Options Chosen(const po::variables_map& values, Options options, const std::vector<std::string>& files) {
     if (values["check"].as<bool>() && values["describe"].as<bool>()) {

@@ -6,8 +6,8 @@
 namespace Indexing {
 
 /// Exit statuses of the program.
-inline constexpr int kDone = 0;        ///< The index was written, is sound or was described.
-inline constexpr int kFailed = 1;      ///< The index could not be written, or is not sound.
+inline constexpr int kDone = 0;        ///< The task succeeded, or help or the version was printed.
+inline constexpr int kFailed = 1;      ///< The index is not sound, or the program failed in another way.
 inline constexpr int kWrongUsage = 2;  ///< Wrong options, or the index to check or describe cannot be read.
 
 enum class Task { write, check, describe };

@@ -10,7 +10,7 @@
 namespace Indexing {
 
 /// Shows what the program is doing and the time since construction, in one line on standard error, if that is a
-/// terminal. A thread that blocks all signals renews the line. The destructor erases the line.
+/// terminal. A thread that blocks all signals updates the line. The destructor erases the line.
 class Progress {
 public:
     /// `quiet`: show nothing. `what` returns the text of the line without the time; the thread that shows the line
