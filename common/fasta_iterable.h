@@ -15,7 +15,7 @@ public:
 
     /// Reads the next record. Returns false at the end. A line that does not begin with one of "ACGTU" ends the
     /// sequence before it and is taken as the next description.
-    /// Throws std::runtime_error for a description without ">", for a sequence that fails
+    /// Throws std::runtime_error for a description that does not begin with ">", for a sequence that fails
     /// FastQRecord::ValidateSequence and for a stream in a failed state. An exception of the stream's device passes
     /// through if the stream's exception mask contains badbit. Otherwise, if the device fails inside a record, the part
     /// before the failure becomes the record, and the next Advance throws.

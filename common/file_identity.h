@@ -11,8 +11,8 @@ namespace Common {
 inline constexpr char kCheckedIndex[] = "QEL_CHECKED_INDEX";
 
 /// Returns a text that is different for each file on a machine and changes when the file is written to. A second write
-/// within one tick of the system's clock may leave the text unchanged. It contains the time of the last status change,
-/// which programs cannot set back.
+/// within one tick of the system's clock may leave the text unchanged. The text contains the time of the last status
+/// change, which programs cannot set back.
 inline std::string FileIdentity(const struct stat& status) {
     std::string identity;
     for (const auto number : {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),

@@ -16,8 +16,8 @@ namespace Common {
 /// Reads a gzip file. A thread inflates the first part in advance, while other files are read. Not synchronised.
 class GzipHeadStart {
 public:
-    /// Starts the thread, which inflates up to `most` bytes of text and keeps them in memory. Throws std::bad_alloc.
-    /// After any other failure, TakeOver returns false.
+    /// Starts the thread, which inflates up to about `most` bytes of text and keeps them in memory. Throws
+    /// std::bad_alloc. After any other failure, TakeOver returns false.
     GzipHeadStart(const std::string& path, std::size_t most);
     GzipHeadStart(const GzipHeadStart&) = delete;
     GzipHeadStart& operator=(const GzipHeadStart&) = delete;
@@ -52,8 +52,8 @@ public:
     /// keep in memory.
     GzipHeadStarts(std::size_t count, std::size_t most) : count(count), most(most) {}
 
-    /// Call before reading the file at `index`. Creates head starts for those of the next `count` files that are not
-    /// plain text by their names. A file gets none if there is not enough memory.
+    /// Call before reading the file at `index`. Creates head starts for those of the next `count` files that lack the
+    /// extension of a plain read file. A file gets none if there is not enough memory.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
     /// Returns the head start of the file at the index of the last Prepare, after its TakeOver. Null if the file has

@@ -14,13 +14,12 @@ namespace Common {
 /// synchronised.
 class LineReader {
 public:
-    /// Opens the file. `block`: bytes read at a time unless a line is longer. `longest`, in bytes, is rounded up to
-    /// `block` times a power of two; a line of that length or more is refused. Throws std::system_error
-    /// "<path>: <reason>".
+    /// Opens the file. `block`: the initial size of the buffer in bytes. `longest`, in bytes, is rounded up to `block`
+    /// times a power of two; a line of that length or more is refused. Throws std::system_error "<path>: <reason>".
     LineReader(const std::string& path, std::size_t block, std::size_t longest);
 
     /// Reads the next line without its line feed; `line` stays valid until the next call. Returns false at the end. A
-    /// last line without a line feed is not read. Throws std::system_error as the constructor does, and
+    /// last line without a line feed is not returned. Throws std::system_error as the constructor does, and
     /// std::length_error for a line that is refused.
     bool Next(std::string_view& line);
 

@@ -2,7 +2,7 @@
 
 namespace Common {
 
-/// Bits that describe how an option is registered. They may be combined.
+/// Bits that describe how an option is registered. They may be combined, except Flag with ConfigFile.
 struct OptionFlags {
     static constexpr unsigned CommandLine = 1;  ///< Accepted on the command line.
     static constexpr unsigned ConfigFile = 2;   ///< Accepted in the configuration file.
@@ -13,7 +13,7 @@ struct OptionFlags {
 /// Bits that describe the result of parsing. Several may be set.
 struct ParseStatus {
     static constexpr unsigned MissingOption = 1;      ///< A required option or the configuration file is missing.
-    static constexpr unsigned UnexpectedOption = 2;   ///< An unregistered option was found. This is only a warning.
+    static constexpr unsigned UnexpectedOption = 2;   ///< An unregistered option or argument. This is only a warning.
     static constexpr unsigned ConfigReadError = 4;    ///< The configuration file could not be read.
     static constexpr unsigned ParseError = 8;         ///< A source is malformed.
     static constexpr unsigned ProcessingError = 16;   ///< Any other failure while reading a source.

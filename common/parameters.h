@@ -29,30 +29,32 @@ public:
     virtual ~Parameters();
     /// True if the values make sense together.
     virtual bool ValidateParams() = 0;
-    /// Writes the names and values of the registered options to `path` as a configuration file that Parse can read,
-    /// with `header_lines` as comments at the top. Options that a configuration file cannot set are written only if
+    /// Writes the names and values of the registered options to `path` in the format of a configuration file, with
+    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if
     /// `all`. Logs an error if the file cannot be written.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
     Parameters& operator=(const Parameters&) = delete;
 
-    /// Registers an option that fills `storage`, which must outlive this object. There are no defaults: a member that
-    /// no source sets keeps its value. `name` is the long name, optionally followed by a comma and a letter. If `flags`
-    /// has none of CommandLine, ConfigFile and Flag, both sources accept the option. T is bool, int, float or
-    /// std::string. Throws std::runtime_error for a Flag whose storage is not a bool and for a Flag with ConfigFile.
+    /// Registers an option that fills `storage`, which must live as long as this object. There are no defaults: a
+    /// member that no source sets keeps its value. `name` is the long name, optionally followed by a comma and a
+    /// letter. If `flags` has none of CommandLine, ConfigFile and Flag, both sources accept the option. T is bool, int,
+    /// float or std::string. Throws std::runtime_error for a Flag whose storage is not a bool and for a Flag with
+    /// ConfigFile.
     template <typename T>
     void AddOption(const std::string& name, const std::string& description, T* storage, unsigned flags);
 
     /// Ignores the key `name` in configuration files, because the key belongs to another application.
     void AddIgnoredOption(const std::string& name);
 
-    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the file named after
-    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. Returns
-    /// ParseStatus bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints,
-    /// and never throws for user input. `data_path_override` is appended to the default data folder, which is the
-    /// folder "data" beside the folder of the executable. "--data_path" or "-d" replaces the default and the override,
-    /// and so does a value already in `data_path`.
+    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the path that follows
+    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. A file that
+    /// "--config", "-c" or the default names without a folder is in the data folder. Returns ParseStatus bits, also
+    /// stored in `status`, and collects messages in `error_text` and `info_text`. Never prints, and never throws for
+    /// user input. `data_path_override` is appended to the default data folder, which is the folder "data" beside the
+    /// folder of the executable. "--data_path" or "-d" replaces the default and the override, and so does a value
+    /// already in `data_path`.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 

@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    /// The workers are checked whenever a job ends, and at least this often.
+    /// While the loop waits for a worker, it checks the workers whenever a job ends, and at least this often.
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
     template <typename Iterator>

@@ -73,14 +73,14 @@ public:
     /// last Refresh; Submit then starts the job.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
-    /// Collects all available results without waiting and updates the lists that Idle, Finished and Failed return. A
-    /// worker whose job threw a std::exception becomes failed; any other exception is rethrown here.
+    /// Collects all available results without waiting. The worker of each result becomes finished, or failed if its job
+    /// threw a std::exception; any other exception is rethrown here.
     void Refresh();
 
     /// Blocks until at least one job has ended since the last Refresh or about `longest` has passed.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
-    /// Blocks until every running job has ended, then refreshes.
+    /// Blocks until every submitted job has ended, then refreshes.
     void WaitForAll();
 
     /// Makes a finished or failed worker idle.

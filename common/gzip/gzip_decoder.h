@@ -20,7 +20,7 @@ public:
     virtual bool Seek(std::uint64_t position) = 0;
 };
 
-/// Decodes gzip data with any number of members. Returns every byte before a corruption, and verifies lengths,
+/// Decodes gzip data with one or more members. Returns every byte before a corruption, and verifies lengths,
 /// checksums and header checksums. Ignores zero bytes between and after members. Not synchronised.
 class GzipDecoder {
 public:

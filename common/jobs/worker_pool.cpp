@@ -28,11 +28,11 @@ thread_local int waits_without = 0;  // How many of this thread's next waits do 
 // once, unless the condition is already true or this wait is skipped (see below). The caller holds no lock, so the
 // condition may read only atomic members and members that this thread alone writes.
 //
-// A thread that sleeps at once may leave its processor idle, and waking it takes about as long as mapping a short read.
-// A yield, however, returns immediately if no other thread waits for the processor. With two workers on two processors,
-// yielding shortened the run on a file of short reads from 2.8 s to 2.1 s. When other programs kept the processors
-// busy, a yield could take milliseconds, and the run took up to half as long again. So after a slow yield, this thread
-// skips yielding in its next waits.
+// A thread that sleeps at once may leave its processor idle, and waking the thread takes about as long as mapping a
+// short read. A yield, however, returns immediately if no other thread waits for the processor. With two workers on two
+// processors, yielding shortened the run on a file of short reads from 2.8 s to 2.1 s. When other programs kept the
+// processors busy, a yield could take milliseconds, and the run took up to 1.5 times as long. So after a slow yield,
+// this thread skips yielding in its next waits.
 template <typename Condition>
 void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
     constexpr std::chrono::milliseconds kLong{1};

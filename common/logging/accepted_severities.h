@@ -26,7 +26,8 @@ inline bool Accepts(Severity severity) noexcept {
 ///
 /// Until the first call of SwitchCore, every record is made, and the core's own filters decide which sinks receive it
 /// (without any sink, Boost.Log prints the record). After that, a record is made only if its severity is set here or
-/// accepted by a sink of a LoggerGroup. Foreign sinks receive every record that is made.
+/// accepted by a sink of a LoggerGroup. Foreign sinks receive every record that is made and that their own filters
+/// accept.
 void SetForeignSeverities(const std::set<Severity>& severities);
 
 /// Switches Boost.Log's core on or off. While it is off, no record is made. The first call also ends the state in which

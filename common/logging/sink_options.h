@@ -26,14 +26,14 @@ struct SinkOptions {
 
     /// True if the sink accepts records of this severity; for `trace`, if it accepts trace records of any channel.
     bool Takes(Severity severity) const;
-    /// True if the sink accepts trace records of `channel`.
+    /// True if `trace_categories` names `channel`.
     bool TakesTraceOf(const std::string& channel) const;
 };
 
 /// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and errors),
 /// standard output (messages, or nothing if `quiet`) and the verbose log file, which only `verbose_logs` or a non-empty
-/// `trace_categories` enables. The options of the two console sinks are returned disabled; the caller that installs the
-/// sinks enables them.
+/// `trace_categories` enables. With `verbose_logs`, `trace_categories` has no effect. The options of the two console
+/// sinks are returned disabled; the caller that installs the sinks enables them.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 

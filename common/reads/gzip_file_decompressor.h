@@ -11,7 +11,7 @@ namespace Common {
 
 class GzipHeadStart;
 
-/// A Boost.Iostreams filter that returns the text of a gzip file with any number of members. It returns every byte
+/// A Boost.Iostreams filter that returns the text of a gzip file with one or more members. It returns every byte
 /// before a corruption; the next read then throws std::runtime_error with the file and the reason. Zero bytes between
 /// and after members are ignored. Up to 512 other bytes after a member are ignored with one warning. If there are more
 /// of them, or if another gzip header follows them, the text ends with that member, and the read after the end throws.

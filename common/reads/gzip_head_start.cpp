@@ -17,8 +17,8 @@ namespace Common {
 
 namespace {
 
-// Changes when a file is replaced or written to. Includes the time of the last status change, because programs can set
-// back the time of the last write, but not that time. All members are 0 if the path does not lead to a regular file.
+// Changes when a file is replaced or written to. Includes the time of the last status change, which programs cannot set
+// back, unlike the time of the last write. All members are 0 if the path does not lead to a regular file.
 struct Identity {
     dev_t device = 0;
     ino_t number = 0;
@@ -38,7 +38,7 @@ Identity IdentityOf(const std::string& path) {
             status.st_ctim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_nsec};
 }
 
-// Starting a thread for a smaller file costs more than inflating it.
+// For a smaller file, a head start saves too little time to be worth a thread.
 constexpr off_t kSmallest = off_t{1} << 16U;
 
 class FileSource : public GzipSource {
