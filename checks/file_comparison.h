@@ -16,7 +16,7 @@
 namespace Checks {
 
 /// Compares the input files, their log records, their SAM files and the summary. Memory grows with the number of
-/// findings, but not with the number of reads or files. Not synchronised.
+/// differences, but not with the number of reads or files. Not synchronised.
 class FileComparison {
 public:
     /// `summary`: the path of the summary. `done`: whether the run finished; if not, rows may lack their SAM records.
@@ -34,7 +34,7 @@ public:
     /// Adds a finding about an input file that is not in the log.
     void AddUnfinished(const std::string& input) { Add(input, "not finished"); }
 
-    /// The findings so far.
+    /// The findings so far about input files. Finish adds the others.
     const std::vector<std::string>& Findings() const { return findings; }
 
     /// Call last. Returns all findings. `logged_rows`: the number of rows according to the log, if known.

@@ -33,12 +33,13 @@ public:
     /// InputError if the aligner refuses the record or reading fails. Do not call Next after an InputError.
     bool Next();
 
-    /// False if the title of the last record is only its marker. The aligner skips such a read and logs an error.
+    /// False if the title of the last record is empty or only its marker. The aligner skips such a read and logs an
+    /// error.
     bool HasName() const { return title.size() > 1; }
-    /// The name that the aligner's summary has for the last record.
+    /// The last record's name in the aligner's summary. Call only if HasName.
     std::string_view Name() const;
     bool IsFasta() const { return fasta != nullptr; }
-    /// The title of the last record, including ">" or "@".
+    /// The title of the last record, including the marker.
     const std::string& Title() const { return title; }
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
 

@@ -35,7 +35,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
             "allow-failed-reads", po::value(&allowed)->value_name("N"),
             "Up to N reads may have failed with an error in the log (default: 0).")  //
         ("table", po::value(&options.table)->value_name("FILE"),
-         "If nothing was lost: write a table of the input files with their numbers of reads and SAM files.")  //
+         "If nothing was lost: write a table with each input file's number of reads, SAM file and path.")  //
         ("help,h", "Print this text and end.");
     po::options_description all;
     all.add(visible).add_options()("input", po::value(&options.input))("save_folder", po::value(&options.save_folder));

@@ -8,8 +8,8 @@ namespace Checks {
 
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
-inline constexpr int kLost = 1;         ///< Something was lost, or no run took place.
-inline constexpr int kCannotCheck = 2;  ///< The options are wrong, or name a file that cannot be read or written.
+inline constexpr int kLost = 1;         ///< Something was lost or altered, or there was no complete run.
+inline constexpr int kCannotCheck = 2;  ///< Wrong options, an unreadable input list or folder, or an unwritable result.
 
 struct Options {
     std::string input;  ///< Input folder, file with a list of files, or "-" for a list on standard input.

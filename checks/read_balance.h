@@ -29,8 +29,8 @@ public:
     void Expect(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read of unknown content to the found series. The result is exact only if, at each call, the expected
-    /// series is further ahead of the found series than any read is out of its place.
+    /// Adds a read of unknown content to the found series. Expect the same read first: otherwise the result may be
+    /// wrong if several reads have this name.
     void FindAnyContent(std::string_view name, std::uint64_t line);
     /// Allows one read of this name to be missing. Call before adding reads of this name to the expected series.
     void Excuse(std::string_view name);
@@ -77,7 +77,7 @@ private:
 
     Groups groups;
     Groups::node_type spare;  // Reused for the next new group, because most groups exist for one read only.
-    std::size_t kept = 0;     // Items in all groups.
+    std::size_t kept = 0;     // Reads kept in all groups.
     std::uint64_t matched = 0;
     bool overflowed = false;
 };

@@ -19,9 +19,9 @@ struct LoggedFile {
 
 /// What the log says about a run.
 struct RunLog {
-    std::string path;                       ///< Path of the log file; empty if it cannot be read.
+    std::string path;                       ///< Path of the log file; empty if there is none or it cannot be read.
     std::optional<std::string> input_path;  ///< The run's option of this name; unset if the log lacks the run's start.
-    std::vector<std::string> findings;      ///< Errors and warnings not in `failed_reads`; also an unfinished run.
+    std::vector<std::string> findings;      ///< Errors and warnings except `failed_reads`, and faults of the log file.
     std::vector<std::string> failed_reads;  ///< Errors about single reads.
     std::vector<LoggedFile> files;          ///< In the order of the run; a file listed twice appears twice.
     bool done = false;                      ///< The run finished.

@@ -108,8 +108,7 @@ bool SamFile::Next(SamRead& read) {
         throw std::runtime_error(error.code().message());
     }
     if (supplementary_due != 0) {
-        throw std::runtime_error("read '" + name +
-                                 "' has supplementary records other than those that its tag SA lists");
+        throw std::runtime_error("read '" + name + "' has more or fewer supplementary records than its tag SA lists");
     }
     return true;
 }

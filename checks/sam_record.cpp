@@ -55,7 +55,7 @@ SamRecord SamRecord::Parse(std::string_view line, const ReferenceLengths& refere
     const auto tab = std::min(line.find('\t'), line.size());
     record.name = line.substr(0, tab);
     const auto rest = line.substr(std::min(tab + 1, line.size()));
-    // The aligner copies every byte of a name from the input, but its C strings end at a NUL.
+    // A name may contain any byte except NUL, because the aligner copies names unchanged, as C strings.
     if (record.name.find('\0') != std::string_view::npos || !IsPrintable(rest)) {
         Refuse("a byte that is not allowed in a SAM record");
     }

@@ -65,7 +65,7 @@ bool SummaryComparison::NextRow() {
             findings.push_back(path + ": the last row is cut short");
             half_row = half.substr(0, half.find('\t'));
         }
-    } catch (const std::exception&) {  // The line is longer than kLongestLine, or the disk fails.
+    } catch (const std::exception&) {  // The line is too long, or the disk fails.
         findings.push_back(path + ": line " + std::to_string(lines->LineNumber()) + " cannot be read");
         gaps = true;
     }

@@ -21,7 +21,7 @@ public:
     explicit SummaryComparison(const std::string& path);
 
     /// Adds the next read of the SAM files. `cells`: the columns of its row after the name, each preceded by a tab.
-    /// `other_cells`, unless empty, are accepted in place of `cells`.
+    /// `other_cells`, unless empty, are accepted in place of `cells` if the next row is that of the read.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
     /// Skips the next `count` rows, those of reads without usable SAM records. After this call, Finish reports no row
@@ -31,8 +31,8 @@ public:
     /// Call instead of SkipRows if the number of rows is unknown.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already.
-    /// `logged`: the number of rows according to the log, if known.
+    /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already,
+    /// whose rows are not reported. `logged`: the number of rows according to the log, if known.
     std::vector<std::string> Finish(const std::set<std::string>& reported, std::optional<std::uint64_t> logged);
 
 private:

@@ -9,8 +9,8 @@ namespace Checks {
 /// "1 read", "2 reads".
 std::string Plural(std::uint64_t count, const std::string& noun);
 
-/// Returns `text` on one line: white space becomes single blanks and control characters become "?". Leaves out the
-/// middle of a text of more than 300 bytes.
+/// Returns `text` on one line: each run of blanks, tabs and line ends becomes one blank, and every other control
+/// character becomes "?". Leaves out white space at both ends, and the middle of a line of more than 300 bytes.
 std::string OneLine(std::string_view text);
 
 /// Returns `text` with each control character replaced by "?".
