@@ -36,7 +36,7 @@ def expect(condition, text):
 
 
 def make_data(folder):
-    """Writes a reference, and reads from both strands in which one base in twelve is random."""
+    """Writes a reference, reads of both strands in which one base in twelve is random, and a script that runs the aligner."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
     # The kernel ends a process group that loses its slurmstepd while one of its processes is stopped, so the aligner,

@@ -15,8 +15,8 @@ from pathlib import Path
 
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 LIBC = ctypes.CDLL(None, use_errno=True)
-# Why some settings differ from the defaults:
-# - linuxproc, task/none, jobacct_gather/none, MpiDefault: cgroups would need systemd;
+# Reasons for some settings:
+# - linuxproc, task/none, jobacct_gather/none: cgroups would need systemd;
 # - config_overrides: several jobs run at once even on a machine with fewer processors;
 # - BatchStartTimeout: the controller notices within seconds of a reconfiguration that a job's step has vanished;
 # - MinJobAge: a job's state is available long after its end.

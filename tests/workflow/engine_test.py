@@ -13,7 +13,7 @@ PATHS = {"reads": "a folder with read files, or a file with one path per line",
          "reference": "a FASTA file, a minimap2 index or an index of tavik_index", "out": "a folder for the results",
          "aligner": "a program's name or path"}
 OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index of tavik_index.
-MEGABYTES, COVERAGE = "must be a number of megabytes above 0.", "must be a number from 0 to 1."
+MEGABYTES, COVERAGE = "must be a number of megabytes above 0, at most 1e9.", "must be a number from 0 to 1."
 COUNT = "must be a whole number, 0 or more."
 # Wrong settings, which replace correct ones, and the expected messages.
 WRONG = [
@@ -48,7 +48,7 @@ WRONG = [
         f"{name}=gone: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
         for name in ("aligner", "check", "indexer", "report")]),
 ]
-CANNOT = "on a cluster, Snakemake cannot take names with quotes, backslashes or unprintable characters"
+CANNOT = "on a cluster, Snakemake cannot take names with single quotes, backslashes or unprintable characters"
 
 
 class Settings(EngineTest):
@@ -104,7 +104,7 @@ class Engine(EngineTest):
         self.assertEqual(self.told("built").count("\n"), 1)
 
     def test_every_kind_of_reference_gives_the_same_rows(self):
-        """An index of tavik_index is used as it is; minimap2's is converted once, with its settings."""
+        """An index of tavik_index is used as it is; minimap2's is converted once."""
         self.write("in/a.fastq", fastq(self.records))
         minimap2, own = self.build_index(), self.folder / "own.tvi"
         self.assertEqual(self.call(INDEX, "-z", minimap2, own), (0, ""))
@@ -121,7 +121,8 @@ class Engine(EngineTest):
         self.write("cut.fa.gz", gzip.compress(REFERENCE.read_bytes())[:-20])
         self.write("killed", "#!/bin/sh\nkill -9 $$\n").chmod(0o755)
         for settings, reason in (({"reference": "cut.fa.gz"}, r"tavik_index: cut\.fa\.gz: .*"),
-                                 ({"indexer": "./killed"}, "There is no message: it was killed or interrupted, or it ran out of memory or time\\.")):
+                                 ({"indexer": "./killed"},
+                                  "There is no message: the job was killed or interrupted, or it ran out of memory or time\\.")):
             said = self.engine("--restart-times", "0", status=1, **settings)
             listed = self.told("all/failed.txt")
             self.assertRegex(listed, r"^1 of 1 chunks are not done\.\nThe index all/reference\.tvi was not built\.\n"
@@ -184,7 +185,8 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
-        """Cases: a file's start and size, cores, a rule, and the MB of its first attempt; a second gets twice as much."""
+        """Cases: a reference's first bytes and size, cores, a rule, and the MB that its first attempt requests; the second
+        requests twice as much."""
         self.write("in/a.fastq", fastq(self.records))
         for begin, size, cores, rule, memory in ((OWN, 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
                                                  (OWN, 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),

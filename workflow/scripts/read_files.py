@@ -5,7 +5,7 @@ import stat
 
 ENDINGS = (".fastq", ".fq", ".fasta", ".fa")
 SHOWN = 20
-NOT_TO_CLUSTER = "on a cluster, Snakemake cannot take names with quotes, backslashes or unprintable characters"
+NOT_TO_CLUSTER = "on a cluster, Snakemake cannot take names with single quotes, backslashes or unprintable characters"
 
 
 def is_read_file(name):
@@ -15,7 +15,7 @@ def is_read_file(name):
 
 def find(reads):
     """The sorted paths of the read files below a folder, or the paths in a list file, in its order. Raises OSError for an
-    unreadable folder, so that its files are not skipped silently."""
+    unreadable folder or list, so that no files are skipped silently."""
     if os.path.isdir(reads):
         return sorted(os.path.join(path, name) for path, _, names in os.walk(reads, onerror=fail) for name in names
                       if is_read_file(name))
@@ -28,8 +28,8 @@ def fail(error):
 
 
 def reaches_jobs(name):
-    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names for the shell by Python's rules,
-    which agree with the shell's only for names that need no escapes."""
+    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names for the shell with
+    Python's repr, which suits the shell only if it does no more than add single quotes."""
     return repr(name) == f"'{name}'"
 
 

@@ -1,4 +1,4 @@
-"""The settings of a run. All their faults are reported before anything begins, one sentence each."""
+"""The settings of a run. Their faults are reported before anything begins, one per line."""
 
 import math
 import os
