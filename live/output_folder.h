@@ -14,7 +14,7 @@ namespace Live {
 /// the hidden copy of SummaryCopies and:
 ///
 ///   lock    locked during a run, also by the aligner that the run has started
-///   state   the rounds so far; replacing it ends the publication of a round
+///   state   the RunState so far; replacing it ends the publication of a round
 ///   round   the round that is being aligned and checked; removed when a run begins
 ///   whole   copies of the complete reads of incomplete files; removed when a run begins
 ///   ready   a checked round; once it has this name, it is certain to be published, if necessary by a later run
