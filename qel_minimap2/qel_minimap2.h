@@ -21,7 +21,7 @@ extern "C" {
 ///
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
-/// standard error that names the file. The process ends after the first read that is mapped at least some milliseconds
+/// standard error that names the file. The process ends after the first read that is mapped at least a few milliseconds
 /// after the change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the
 /// process. If the file is shortened, an access to the missing part ends the process in the same way. To do so, the
 /// library handles SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that
@@ -32,9 +32,9 @@ extern "C" {
 /// `name` and `len` may be read.
 mm_idx_t* qelmm_load_index(const char* path);
 
-/// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. The call
-/// takes time: make it once per index and pass the result to each qelmm_align. Returns 0, which qelmm_align treats as
-/// unknown, for a null index or if memory is short. Any thread.
+/// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. Call it once
+/// per index and pass the result to each qelmm_align. Returns 0, which qelmm_align treats as unknown, for a null index
+/// or if memory is short. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
@@ -42,10 +42,10 @@ int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 /// returns a text that begins with "ERROR:". That text belongs to this library, must not be freed, and is valid until
 /// the next failure of a function in the same thread. If minimap2 itself runs out of memory, the process ends with
 /// status 1 and one line on standard error. A record has the part of the read's name before the first white space. If
-/// that part is empty or begins with "@", the call fails, because SAM readers reject the record. `occ_threshold`: the
-/// result of qelmm_cache_idx_occ_thres; 0 or less means unknown, so that it is computed again. Only `l_seq`, `name` and
-/// `seq` of `read` are read, and nothing is written to them. Any number of threads may call this function at once, with
-/// one index or several.
+/// that part is empty or begins with "@", the call fails, because SAM readers would reject the record. `occ_threshold`:
+/// the result of qelmm_cache_idx_occ_thres; if it is 0 or less, this function determines the number itself. Only
+/// `l_seq`, `name` and `seq` of `read` are read, and nothing is written to them. Any number of threads may call this
+/// function at once, with one index or several.
 char* qelmm_align(const mm_idx_t* index, int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is ignored. No thread may be using the index.
@@ -91,9 +91,9 @@ const char* qelmm_make_index(const char* reference, const char* path);
 void qelmm_remove_unfinished_indexes(void);
 
 /// Checks the complete content of a file that qelmm_make_index wrote: the checksums, and that each minimizer, list and
-/// position is valid and in its place. (qelmm_load_index does not check minimizers, lists and positions; qelmm_align
-/// checks those that it uses.) Returns null for a sound file, or a text "ERROR: reason" that is valid as long as that
-/// of qelmm_make_index. Any thread.
+/// position is valid and in its place. (In such a file, qelmm_load_index checks no minimizers, lists or positions, and
+/// qelmm_align checks only the lists and positions that it uses.) Returns null for a sound file, or a text
+/// "ERROR: reason" that is valid as long as that of qelmm_make_index. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A section of an index file. `offset` and `length` are in bytes.
@@ -106,7 +106,7 @@ struct qelmm_index_section {
 struct qelmm_index_description {
     uint32_t version;                    ///< Of the format.
     uint32_t k, window;                  ///< Bases in a k-mer, and k-mers in a window.
-    uint32_t bucket_bits;                ///< The table has 2 to the power of this many buckets.
+    uint32_t bucket_bits;                ///< 2 to the power of this is the number of buckets.
     uint32_t is_homopolymer_compressed;  ///< 1 or 0.
     uint32_t sequences;
     uint64_t bases;       ///< The number of bases of all sequences.

@@ -15,19 +15,19 @@
 #include "qel_minimap2/kernel/scratch.h"
 #include "qel_minimap2/mapping/seed_collection.h"
 
-// The functions of minimap2 that this library replaces. The linker redirects minimap2's calls of <name> to
-// __wrap_<name>, and this library's calls of __real_<name> to minimap2.
+// The functions that minimap2 calls and this library replaces. The linker redirects calls of <name> to __wrap_<name>,
+// and calls of __real_<name> to the function that is replaced.
 //
-//   function             replaced in                    for
-//   ksw_extd2_sse        kernel/base_alignment.cpp      each width of registers
-//   mm_sketch            kernel/sketch.cpp              each width
+//   function             replaced in                    when
+//   ksw_extd2_sse        kernel/base_alignment.cpp      with any width of registers, by a version for that width
+//   mm_sketch            kernel/sketch.cpp              as above
 //   mm_idx_getseq        index/packed_bases.cpp         always
 //   mm_idx_cal_max_occ   index/seed_table.cpp           always: minimap2's function would find no minimizer
 //   mm_seed_mz_flt       mapping/seed_collection.cpp    if minimap2's function certainly removes nothing
 //   mm_collect_matches   mapping/seed_collection.cpp    always: minimap2's function would find no minimizer
-//   radix_sort_128x      kernel/anchor_sort.cpp         any width
-//   mg_lchain_dp         kernel/chaining.cpp            each width
-//   mg_lchain_rmq        kernel/joining.cpp             each width
+//   radix_sort_128x      kernel/anchor_sort.cpp         with any width, by the same version
+//   mg_lchain_dp         kernel/chaining.cpp            with any width, by a version for that width
+//   mg_lchain_rmq        kernel/joining.cpp             as above
 //   abort                here                           always: minimap2's allocator calls it when memory runs out
 //
 // kernel/kernels.cpp chooses the width. Calls that a replacement does not accept go to minimap2's function.

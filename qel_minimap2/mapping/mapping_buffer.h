@@ -25,8 +25,8 @@ public:
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
         } else {
-            // Takes the buffer that this thread used last or, if none is idle, the one that any thread used last. Its
-            // memory is the most likely to be cached.
+            // Takes the idle buffer that this thread used last or, if there is none, the one that any thread used
+            // last. Its memory is the most likely to be cached.
             const auto own =
                 std::find_if(idle.rbegin(), idle.rend(), [self](const auto& one) { return one.user == self; });
             const auto taken = own != idle.rend() ? std::prev(own.base()) : std::prev(idle.end());
@@ -60,7 +60,7 @@ public:
     std::string& Bases() { return memory.bases; }
 
 private:
-    // A larger buffer is not kept, because most reads are shorter.
+    // In bases. Memory for more bases is not kept, because most reads are shorter.
     static constexpr std::size_t kKeptBases = 1 << 20;
 
     struct Destroy {
