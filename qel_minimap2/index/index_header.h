@@ -30,8 +30,7 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
     return nullptr;
 }
 
-/// Returns null if a reference sequence can have this name in a SAM file, otherwise the reason, worded to follow
-/// "holds".
+/// Returns why a reference sequence must not have this name, worded to follow "holds", or null if it may have the name.
 inline const char* FaultOfSequenceName(std::string_view name) {
     if (name.empty()) {
         return "a sequence without a name";

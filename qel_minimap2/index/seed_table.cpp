@@ -20,11 +20,11 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies up to 2 to the
-// power of this many stretches, which take a megabyte.
+// If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies the stretches,
+// unless there are more than 2 to the power of this. That many take a megabyte.
 constexpr unsigned kMostCopiedBits = 17;
 // Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
-// run has 49 groups. Only a forged file has a run longer than this limit.
+// run has 49 groups. Only input made to slow down look-ups has a run longer than this limit.
 constexpr unsigned kMostFullGroups = 256;
 constexpr std::size_t kMostRare = 255;
 
@@ -82,7 +82,7 @@ SeedTable::BlockMemory SeedTable::ContentOf(std::size_t block) const {
 }
 
 void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): only Fill writes, never to foreign memory.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): nothing writes to foreign memory.
     block.keys = reinterpret_cast<std::uint32_t*>(const_cast<unsigned char*>(memory.data));
     block.groups = memory.groups;
     block.position_count = memory.positions;

@@ -76,9 +76,9 @@ public:
         std::uint64_t groups, positions;
     };
     /// The content of a filled table, for a new table that uses the same memory with the same `k` and `bucket_bits`.
-    /// The new table holds `owner`, which keeps that memory alive, and never writes to the memory. `counts` are in
-    /// ascending order of occurrences. Stretches must lie within their blocks. Whatever the keys, values and positions
-    /// are, a look-up stays within the memory.
+    /// The new table holds `owner`, which keeps that memory alive, and never writes to the memory. If `owner` is null,
+    /// the memory must outlive the table. `counts` are in ascending order of occurrences. Stretches must lie within
+    /// their blocks. Whatever the keys, values and positions are, a look-up stays within the memory.
     struct Parts {
         std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
@@ -104,9 +104,9 @@ public:
         bool has_rests;
     };
     const Shape& TableShape() const { return shape; }
-    /// Whether the table uses memory that it does not own.
+    /// Whether the table holds the owner of foreign memory.
     bool IsForeign() const { return foreign.owner != nullptr; }
-    /// See ForeignMemory; does nothing for a table that owns its memory.
+    /// See ForeignMemory; does nothing for a table that holds no owner.
     void RequireUnchanged() const {
         if (foreign.owner != nullptr) {
             foreign.owner->RequireUnchanged();
@@ -138,7 +138,7 @@ public:
     /// duplicate.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
-    /// A look-up misses the cache up to three times. Callers therefore interleave many look-ups: they call PrefetchKeys
+    /// A look-up can miss the cache several times. Callers therefore interleave many look-ups: they call PrefetchKeys
     /// for all, then Slot, which prefetches the value, then AtSlot. PrefetchKeys is always inlined, because the
     /// compiler drops calls of functions that only prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
@@ -174,7 +174,7 @@ public:
     /// empty.
     std::int32_t OccurrenceThreshold(float fraction) const;
 
-    /// Returns the table of an index that LoadIndex made, or null for an index that minimap2 made.
+    /// Returns the table of an index that MakeIndex made, or null for an index that minimap2 made.
     static const SeedTable* Of(const mm_idx_t& index) { return static_cast<const SeedTable*>(index.h); }
     /// Makes the index own a table. The table takes the place of a hash table of sequence names, `h`, which this
     /// library never builds.
@@ -238,7 +238,7 @@ private:
 
     const Shape shape;
     const std::uint64_t bucket_mask;
-    std::vector<Stretch> own_stretches;  // One for each bucket.
+    std::vector<Stretch> own_stretches;  // One for each bucket; empty if `stretches` are foreign.
     const Stretch* stretches;
     std::vector<Block> blocks;
     std::vector<std::uint32_t> lengths;  // A copy of `foreign.lengths`, because foreign memory may change.

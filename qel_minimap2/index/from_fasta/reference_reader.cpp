@@ -18,7 +18,8 @@ namespace qel_minimap2 {
 
 namespace {
 
-// The parser's input. The parser would skip any text before the first ">" or "@"; this input allows only blanks there.
+// The parser's input. The parser would skip any text before the first ">" or "@"; this input allows only white space
+// there.
 struct CheckedText {
     TextInput input;
     bool has_begun = false;

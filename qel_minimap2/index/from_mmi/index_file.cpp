@@ -17,7 +17,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// A thread reads at least this many bytes at once: more than most buckets have, but few enough for a core's cache.
+// A thread usually reads this many bytes at once: more than most buckets have, but few enough for a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
@@ -80,7 +80,8 @@ public:
     }
 
 private:
-    // Keys and values are as SeedTable describes them, except that a list begins among the positions of its bucket.
+    // The file has the bucket's minimizers as SeedTable::Entry describes them, except that a list's start counts from
+    // the first position of the bucket.
     void ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         const auto& stored = layout.Bucket(bucket);
         const auto* const bytes = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);

@@ -12,7 +12,7 @@ namespace qel_minimap2 {
 /// window, k-mer size, homopolymer flag, length or base could be loaded and would map badly, because its structure
 /// does not show the fault. About one in a hundred sections of 2048 bases is chosen, but at least 128 sections (or all,
 /// if there are fewer), among them the first and the last one. The minimizers in the chosen sections are computed again
-/// and must equal those of the index. Damage in other sections goes unnoticed, because the format has no checksum.
+/// and must equal those of the index. Damage in other sections may go unnoticed, because the format has no checksum.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:

@@ -16,7 +16,7 @@ constexpr std::array<char, 8> kMappedMagic{'\x89', 'T', 'I', 'D', 'X', '\r', '\n
 constexpr std::uint32_t kByteOrder = 0x01020304;
 constexpr std::uint32_t kOtherByteOrder = 0x04030201;
 constexpr std::uint32_t kFormatVersion = 1;
-/// In bytes. The header fills one page, and each section begins on a new page.
+/// In bytes. The header fills one page, and each section begins on a page boundary.
 constexpr std::uint64_t kPageSize = 4096;
 /// In bytes. A section's checksum is the checksum of the checksums of its pieces. All pieces but the last one have this
 /// size.
@@ -56,7 +56,7 @@ struct FileHeader {
     std::uint32_t byte_order, version;
     std::uint64_t checksum;  // Of the page with 0 in these 8 bytes.
     std::uint64_t file_size;
-    std::array<char, 4> minimap2_index;  // MM_IDX_MAGIC of the minimap2 that made the index.
+    std::array<char, 4> minimap2_index;  // MM_IDX_MAGIC of the minimap2 with which the index was made.
     std::uint32_t section_count;
     IndexHeader index;
     std::uint32_t unused;

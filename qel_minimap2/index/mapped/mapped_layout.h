@@ -33,7 +33,7 @@ public:
     /// Reads all sections once, in parallel, and compares them with their checksums. Also checks the codes of the
     /// bases. Throws std::runtime_error and std::bad_alloc.
     void CheckChecksums() const;
-    /// Checks the names and all numbers that locate other parts, without reading the bases and the table. Values and
+    /// Checks the names, lengths, buckets, blocks and occurrences, without reading the bases or the table. Values and
     /// positions of the table are checked when a look-up uses them. Throws std::runtime_error.
     void CheckContent() const;
 

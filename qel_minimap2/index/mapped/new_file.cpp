@@ -33,7 +33,7 @@ struct HiddenFile {
     std::array<char, PATH_MAX> name{};
     HiddenFile* next = nullptr;  // Constant once this is in the list.
 };
-// A list that only grows, by one element for each file that is hidden at the same time.
+// A list that never shrinks. Elements whose state is `free` are reused.
 std::atomic<HiddenFile*> hidden_files = nullptr;
 static_assert(std::atomic<HiddenFile::State>::is_always_lock_free && decltype(hidden_files)::is_always_lock_free);
 
@@ -170,8 +170,8 @@ void NewFile::CreateHidden() {
     }
 }
 
-// Returns a name that may be taken, because another process on this file system, in a container or on another machine,
-// may have the same process number.
+// Returns a name that may already be in use, because another process on this file system, in a container or on another
+// machine, may have the same process number.
 std::string NewFile::NextHiddenName() const {
     static std::atomic<unsigned> number = 0;
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);

@@ -49,7 +49,7 @@ private:
     void Forget() noexcept;
 
     std::string path, folder;
-    std::string hidden;  // Empty while the file has no name.
+    std::string hidden;  // Empty unless the file has a hidden name.
     int descriptor = -1;
     mutable std::mutex mutex;
     mutable std::condition_variable_any changed;

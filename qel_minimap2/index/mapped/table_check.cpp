@@ -67,7 +67,7 @@ private:
             throw DamagedFile("positions that are not sorted");
         }
         const auto* const lists = table.Positions(block);
-        // Outside the lists, the minimizer occurs once, and its value is the position.
+        // Outside the lists, `positions` points to the value of a minimizer that occurs once.
         if (positions >= lists && positions < lists + claimed.size()) {
             Claim(static_cast<std::size_t>(positions - lists), static_cast<std::size_t>(count));
         }
