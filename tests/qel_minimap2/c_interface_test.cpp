@@ -76,8 +76,8 @@ TEST_F(QelMinimap2, OwnFunctionsRunUnlessMinimap2sAreRequested) {
     std::vector<std::string> reads;
     for (std::size_t i = 0; i < 20; ++i) {
         reads.push_back(Noisy(bases.substr(2500 * i, 2000)));
-        // For the random bases in the middle, no band can be proven. Later, the read skips a part of the reference, and
-        // chains are joined across the skipped part.
+        // The random bases in the middle cannot be aligned in a certified band. Later, the read skips a part of the
+        // reference, and chains are joined across the skipped part.
         reads.back() += RandomBases(300);
         reads.back() += Noisy(bases.substr(2500 * i + 2300, 2000)) + Noisy(bases.substr(2500 * i + 7000, 2000));
     }
@@ -174,7 +174,7 @@ TEST_F(QelMinimap2, ThreadsDoNotDisturbEachOther) {
     }
 }
 
-// The pass over the index that computes a threshold takes too long to be made for each read.
+// The pass over the table's counts that computes a threshold takes too long to be made for each read.
 TEST_F(QelMinimap2, AnUnknownThresholdIsComputedOnce) {
     const auto index = Load(reference);
     std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // For each threshold, the shortest of five rounds.

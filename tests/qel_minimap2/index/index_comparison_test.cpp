@@ -263,7 +263,7 @@ TEST(IndexComparison, ThresholdsMatchMinimap2AtEveryRank) {
     }
 }
 
-// minimap2 splits a reference into parts of 4 Gb by default.
+// By default, minimap2 splits a large reference into parts.
 TEST(IndexComparison, AReferenceOfAnySizeIsOnePart) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("reference.fa", MadeReference(5).Fasta(100000));

@@ -35,7 +35,7 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
 }
 
 // Keys must be spread over the groups, and a look-up must end at a group with a free slot; otherwise it would search
-// thousands of groups.
+// hundreds of groups.
 TEST(SeedTable, SearchesFewGroups) {
     constexpr std::uint32_t kLookUps = 60000;
     const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
@@ -76,8 +76,8 @@ std::int64_t FreeSlotsWithContent(const SeedTable& table) {
 
 // The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket. (A table multiplies
 // a key by a factor to find its group; multiplying by the inverse of that factor makes keys for a chosen group.) The
-// keys of `crowded` fill 188 consecutive groups, past the bucket's end; those of the other two fill 1250. The keys of
-// `alike` have only two different values of their lowest 30 bits.
+// keys of `crowded` fill 188 consecutive groups, past the bucket's end; those of the other two would fill 1250, so
+// their buckets are sorted. The keys of `alike` have only two different values of their lowest 30 bits.
 TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;

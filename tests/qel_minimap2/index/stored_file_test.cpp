@@ -15,7 +15,7 @@ namespace {
 
 using namespace qel_minimap2;
 
-// A file that another program truncates just before the 0-based call `at` of Read.
+// A file that another program truncates just before call number `at` (0-based) of Read.
 class CutFile : public StoredFile {
 public:
     CutFile(const std::string& path, int at, bool to_nothing)

@@ -38,7 +38,7 @@ std::string TextOf(const char* answer) {
     return answer != nullptr ? answer : "sound";
 }
 
-// Returns why the check refuses a file, without the words that all refusals share; "sound" if the check accepts it.
+// Returns why the check refuses a file, without the words that begin most reasons; "sound" if the check accepts it.
 std::string FaultIn(const std::string& file) {
     static const auto start = "ERROR: " + kDamaged;
     const auto text = TextOf(qelmm_check_index(file.c_str()));
@@ -65,7 +65,7 @@ protected:
         return Align(*index);
     }
 
-    // Returns the read's record up to the first M of its CIGAR, or an error.
+    // Returns the read's record up to the M at the end of its CIGAR, or an error.
     std::string Align(const mm_idx_t& index) {
         mm_bseq1_t read{};
         std::string name = "read";
