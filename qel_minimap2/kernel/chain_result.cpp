@@ -9,7 +9,7 @@
 
 // minimap2 traces chains back in descending order of their scores. Each trace ends at an anchor of a chain traced
 // before or at the start that gives the chain the best score. minimap2 traces everything twice, the first time to count
-// the anchors. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a
+// the chains. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a
 // tandem repeat has millions of anchors, whose lists take most of the memory of a run.
 namespace qel_minimap2::kernel {
 
@@ -91,8 +91,9 @@ private:
     }
 
     // Returns the anchor before the first anchor of the chain that ends at `last`, kNone if there is no anchor before,
-    // or `last` for an empty chain. This start gives the chain its highest score. The search ends where no anchor is
-    // before, at a traced anchor, or where the chain's score is more than the band below the highest one found.
+    // or `last` for an empty chain. This start gives the chain its highest score. The search ends at an anchor
+    // without a predecessor, at a traced anchor, or where the chain's score is more than the band below the highest one
+    // found.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) {
         std::int32_t highest = 0;
         auto start = last;

@@ -38,9 +38,9 @@ struct ChainCall {
 /// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor in reach
 /// with the lowest penalty or the best near anchor.
 struct JoinCall {
-    /// Anchors up to `distance` bases away, or up to the band if it is larger, are in reach. Anchors up to
-    /// `near_distance` bases away are near. Near anchors are tried only if `near_distance` is above 0 and below the
-    /// reach.
+    /// Anchors up to `distance` bases away on the reference, or up to the band if it is larger, are in reach. Anchors
+    /// up to `near_distance` bases away on the reference are near. Near anchors are tried only if `near_distance` is
+    /// above 0 and below the reach.
     int distance, near_distance;
     int most_in_reach;  ///< The most anchors that are in reach at a time.
     ChainScoring scoring;

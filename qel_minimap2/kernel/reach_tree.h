@@ -32,7 +32,8 @@ inline bool HasLess(const ReachNode* a, const ReachNode* b) {
 KRMQ_INIT2(reach, [[maybe_unused]] static, ReachNode, head, Compare, HasLess)
 #pragma GCC diagnostic pop
 
-/// Returns the least power of two that is at least `n`, for `n` up to 2^31. std::bit_ceil may be a weak function.
+/// Returns the least power of two that is at least `n`, for `n` up to 2^31. Replaces std::bit_ceil, which may become a
+/// weak function (see lanes.h).
 constexpr unsigned PowerOfTwoFrom(unsigned n) {
     return n <= 1 ? 1 : 1U << (32 - __builtin_clz(n - 1));
 }
