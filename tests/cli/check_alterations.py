@@ -32,7 +32,7 @@ INPUT = {
 LISTED = "".join(f"{name}\n" for name in INPUT)
 
 
-# Each of these functions returns an alteration, which is a function of the run's folder.
+# Most of the functions below return an alteration, which is a function of the run's folder.
 def lines(file, change):
     """Replaces the list of the file's lines with the result of `change`."""
     def alter(folder):

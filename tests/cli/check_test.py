@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that tavik_check finds and describes every alteration of a run, and reports nothing for an intact run."""
+"""Tests that tavik_check finds and describes every alteration of a run, and reports no loss in an intact run."""
 
 import gzip
 import os
@@ -108,7 +108,7 @@ LATER_DAMAGE = {
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
          (BASES[9000:9400] + NOISE, RECORDS[0][1], BASES[100:900], BASES[5000:5400] + NOISE, "", BASES[100:900])]
 
-# Input without a loss: the number of reads, the file's name and its content.
+# Intact input: the number of reads, the file's name and its content.
 INTACT_INPUT = {
     "blank lines at the end": ("5 reads", "a.fq", WHOLE + "\n\n\n\n\n\n"),
     "no line feed at the end": ("5 reads", "a.fq", WHOLE.rstrip("\n")),
@@ -146,7 +146,8 @@ class Check(AlignerTest):
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
-        """Writes the files that have content and aligns the list of all. Returns the list's text and the log file."""
+        """Writes the files, except those that map to None, and aligns the list of all. Returns the list's text and the
+        newest log file."""
         for name, text in files.items():
             if text is not None:
                 self.write(name, text)
@@ -208,7 +209,7 @@ class Check(AlignerTest):
                     log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
 
     def test_any_order_of_reads(self):
-        """With several threads, the order of reads in both output files is the same, but differs from the input's."""
+        """With several threads, both output files have the same order of reads, which may differ from the input's."""
         records = [*RECORDS, *TWINS, *(("@s", BASES[i:i + 50 * (i % 7)], "I" * 50 * (i % 7)) for i in range(900))]
         listed, _ = self.run_over({"a.fq": fastq(records)}, "out", "-t", "1")
         sam, summary = self.folder / "out/a.sam", self.folder / SUMMARY

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that a fault of a disk, file or process affects nothing else and is reported with the file's name."""
+"""Tests the aligner with full disks, unusable files and closed streams, when no thread can start, and when killed."""
 
 import gzip
 import os

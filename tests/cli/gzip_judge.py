@@ -122,8 +122,8 @@ class Stop(Exception):
 
 
 def read(text, damage):
-    """Returns the reads of a text and what ended them: None for the end of the text, "abort" without any record, or the
-    reason of a Stop. `damage`: the corruption at the end of the text, or empty."""
+    """Returns the reads of a text and what ended the reading: None for the end of the text, "abort" without any record,
+    or the reason of a Stop. `damage`: the corruption at the end of the text, or empty."""
     position, records, reads = 0, 0, []
 
     def peek():
@@ -187,9 +187,9 @@ def expected(path, data):
 
 def judge(folder, files, threads):
     """Runs the aligner on `files`, {path: (bytes, fault, text)}, every third through a pipe. With eight or more
-    threads, it inflates files ahead. Returns how many it reads wrongly, how many end the process, and how many have a
-    code table that zlib rejects although checksum and length prove the text correct: the aligner may read these to the
-    end."""
+    threads, it inflates files ahead. Returns how many it reads wrongly, how many must end the process, and how many
+    have a code table that zlib rejects although checksum and length prove the text correct: the aligner may read these
+    to the end."""
     def feed():
         for path, (data, *_) in files.items():
             if path.is_fifo():

@@ -1,4 +1,4 @@
-"""Starts tavik_live and compares its output with that of one run of the aligner over all files."""
+"""Starts tavik_live and compares its output with that of the aligner alone over all files."""
 
 import json
 import os
@@ -44,7 +44,7 @@ class LiveTest(AlignerTest):
         return process
 
     def live(self, *args, status=0):
-        """Runs the program until it ends on its own. Returns its messages without date and time."""
+        """Runs the program until it ends on its own. Returns its messages, except warnings, without date and time."""
         process = self.start(*(args or ("--until-idle", "0")))
         output, errors = process.communicate(timeout=100)
         self.assertEqual((process.returncode, output, errors) if process.returncode != status else status, status)

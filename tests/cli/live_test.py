@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the output of tavik_live, its interruption, and faults of the machine. Each class is one ctest test.
+"""Tests tavik_live as a whole program; live_files_test.py tests how it treats special read files. Each class is one
+ctest test.
 
 The environment variable TAVIK_LIVE_KILLS sets how often the interruption test kills the program (default: 4)."""
 

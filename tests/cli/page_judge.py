@@ -26,7 +26,7 @@ class PageJudge(ReportTest):
         self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
 
     def check_sample(self, state, name, f, most=1000):
-        """Checks everything that the page shows about its open sample. `most`: limit on the rows of references."""
+        """Checks the verdict, figures and tables of the open sample. `most`: limit on the rows of references."""
         t = f["totals"]
         self.assertEqual((state["name"], state["verdict"]), (shown.shown_name(name), shown.verdict(f)))
         self.assertEqual(state["cards"], shown.cards(f))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests what tavik_report says about incomplete runs and about its own failed writes. Each class is one ctest test."""
+"""Tests what tavik_report says about the runs behind a summary, and how it writes. Each class is one ctest test."""
 
 import json
 import os
@@ -22,7 +22,7 @@ CUT = "Error while processing input file {}: Sequence is not the same length as 
 
 class Runs(ReportTest):
     def problems(self, folder="out"):
-        """Returns what the page shows, as (level, text, messages, more), and what MultiQC gets, as counts by kind."""
+        """Returns the page's findings, as (level, text, messages, more), and MultiQC's counts in the order of KINDS."""
         (sample,) = self.data(folder)["samples"]
         (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
         return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]

@@ -1,4 +1,4 @@
-"""Computes the figures of a report from the rows of a summary in the simplest way: all values in memory, sorted."""
+"""Computes the figures of a report from the rows of a summary in the simplest way, with all values in memory."""
 
 import itertools
 import json
@@ -91,7 +91,8 @@ def strand_of(genome, references):
 
 
 def breadth(hits, length):
-    """Returns the shares of a sequence that at least 1, 10 and 30 alignments cover from start to end."""
+    """Returns the shares of a sequence that at least 1, 10 and 30 alignments cover. An alignment covers all positions
+    from its start to its end."""
     changes = [0] * (length + 1)
     for row in hits:
         changes[row["genome_start"] - 1] += 1
@@ -137,7 +138,7 @@ def differences(shown, expected):
             for i, value in enumerate(other):
                 compare(f"{what}, {i}", one[i] + 5e-7, value, 5.1e-7)
             return
-        # The page's figures have 6 decimals.
+        # Most figures of the page have 6 decimals.
         same = (one is None) == (other is None) and (one is None or abs(one - other) <= tolerance)
         if not same:
             found.append(f"{what}: {one}, expected {other}")

@@ -31,7 +31,7 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Returns the size of a picture and the number of its coloured, opaque pixels. Text and grid have none.
+# Returns the size of a picture and the number of its coloured pixels. Text and grid have none.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();
@@ -51,7 +51,7 @@ DRAWN = """
     image.src = source;"""
 # The last chunk of a PNG file: its length, name and checksum.
 PNG_END = b"\0\0\0\0IEND\xaeB\x60\x82"
-# Unusual names that files and sequences may have.
+# Unusual names of reference sequences, some of them meant to break the page.
 HOSTILE = [b"</script><script>document.title = 'run'</script>", b"<img src=x onerror=\"document.title='run'\">", b"\"'`&amp;${1}\\", b"@SCRIPT@",
            b"__proto__", "\u67d3\u8272\u4f53 \u00e9 \U0001f9ec".encode(), b"\xff\xfe<\xc3(", b"n" * 10_000]
 
