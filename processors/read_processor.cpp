@@ -20,7 +20,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-// The "Function" attribute of log records that a per-read job makes.
+// The "Function" attribute of ContainRead's log records.
 constexpr char kJobOrigin[] = "lambda [](Common::FastQRecord &)->int::operator()(Common::FastQRecord &)->int";
 
 constexpr int kSubmitAttempts = 10;

@@ -39,7 +39,8 @@ public:
                               const std::string& default_config);
 
     /// Processes all input files. Returns 0, or -1 after a failure of the run, which is logged. Failures of a file or a
-    /// read are logged and do not end the run.
+    /// read are logged and do not end the run, but a file without records deliberately ends the process (see
+    /// Common::SequencingFileAdapter).
     int Run();
 
     /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1 after a
@@ -60,7 +61,7 @@ public:
     virtual std::string GetLogFileName() = 0;
     /// Name of the summary file in the save folder.
     virtual std::string GetSummaryFileName() = 0;
-    /// Called after parsing, even if parameters are wrong.
+    /// Called after parsing, even if parameters are wrong, but not after a request for help.
     virtual void OnParametersParsed() {}
     /// Called once before the first file, when the summary file is open.
     virtual void PrepareRun() = 0;

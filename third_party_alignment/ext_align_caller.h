@@ -17,7 +17,7 @@ public:
 
     virtual ~ExtAlignCaller() = default;
 
-    /// Returns an independent caller with the same type and settings.
+    /// Returns a second caller with the same type and settings. The two may share costly data, such as an index.
     virtual std::shared_ptr<ExtAlignCaller> Copy() const = 0;
 
     /// Returns the result of a read whose alignment is rejected: genome "*", genome_start 0, coverage 0, all other

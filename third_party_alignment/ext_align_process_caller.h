@@ -9,7 +9,8 @@
 namespace ThirdPartyAlignment {
 
 /// Aligns reads by running an external aligner once per read. Only one thread at a time may call an instance. Each copy
-/// has its own temporary folder. Commands run in that folder, so relative paths start there.
+/// has its own temporary folder. Commands run in that folder, so relative paths start there. While a command runs,
+/// that folder is the working directory of the whole process (see Common::ProcessLauncher).
 class ExtAlignProcessCaller : public ExtAlignCaller {
 public:
     /// `command`: a shell command that prints SAM text on standard output. "{executable}" and "{reference}" are

@@ -12,8 +12,8 @@
 #include "third_party_alignment/mm_index_wrapper.h"
 #include "third_party_alignment/sam_header.h"
 
-/// Returns a malloc'ed "Hello World."; release it with free. The program exports this function, but does not call it.
-/// Code that loads the program together with the wrapper library can call it to check that calls work.
+/// Returns a malloc'ed "Hello World."; release it with free. The program exports this function, but does not call it. A
+/// library loaded into the program can call it to check that calls into the program work.
 extern "C" char* qelmm_test();
 
 extern "C" char* qelmm_test() {
@@ -53,7 +53,7 @@ std::string FormatSamHeader(const mm_idx_t& index) {
 mm_bseq1_t ToMinimapRead(const std::string& sequence, const std::string& read_name) {
     mm_bseq1_t read{};
     read.l_seq = static_cast<int>(sequence.size());
-    // The members of the structure are not const, but the wrapper does not write to them.
+    // The members point to non-const text, but the wrapper does not write to that text.
     read.name = const_cast<char*>(read_name.c_str());  // NOLINT(cppcoreguidelines-pro-type-const-cast)
     read.seq = const_cast<char*>(sequence.c_str());    // NOLINT(cppcoreguidelines-pro-type-const-cast)
     read.qual = nullptr;

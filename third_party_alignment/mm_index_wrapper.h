@@ -22,7 +22,7 @@ public:
     }
 
     std::atomic<mm_idx_t*> index = nullptr;       ///< Null until the index is loaded; never changes afterwards.
-    std::mutex mutex;                             ///< Locked while the index is loaded.
+    std::mutex mutex;                             ///< Held while a caller loads the index.
     std::unique_ptr<const SamHeader> sam_header;  ///< The index's "@SQ" lines; written before `index` is set.
 };
 

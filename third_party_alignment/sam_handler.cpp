@@ -60,7 +60,7 @@ void CompleteUnmappedRecord(std::string& record) {
     }
 }
 
-// The text of an optional field, or nothing if the record lacks it.
+// The value of an optional field as text, or nothing if the record lacks the field.
 using FieldText = std::optional<std::string_view>;
 
 // The optional fields after column 11 that the result needs: NM and AS. If several fields have the same tag, the last

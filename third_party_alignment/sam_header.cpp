@@ -97,8 +97,7 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
     try {
         Read(kept);
     } catch (const std::logic_error&) {
-        // The header cannot be read without the record after it, so StandsAlone stays false. std::bad_alloc is not
-        // caught.
+        // The header cannot be read on its own, so StandsAlone stays false. std::bad_alloc is not caught.
         return;
     }
     KeepLastOfEachName();

@@ -20,8 +20,8 @@ public:
     /// white space, including a line feed, separates words, so if a line has fewer words, words of the next line are
     /// read. If the first word is "@SQ", the second one is the SN field and the third one the LN field, whatever their
     /// tags are; the first three characters of both are ignored. Throws std::out_of_range for a field of fewer than
-    /// three characters, and what std::stoi throws for a length that is not a number. `text` must outlive the result,
-    /// which may refer to it.
+    /// three characters, and what std::stoi throws for the length. `text` must outlive the result, which may refer to
+    /// it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
     /// Reads a header. Each line of `text` should end in a line feed; StandsAlone shows whether `text` can be used as a
@@ -36,7 +36,8 @@ public:
     /// The text given to the constructor.
     const std::string& Text() const { return kept; }
 
-    /// Returns the offset in bytes of the first line of `text` that does not begin with "@".
+    /// Returns the offset in bytes of the first line of `text` that does not begin with "@", or the size of `text` if
+    /// each line does.
     static std::size_t EndOfHeaderLines(std::string_view text);
 
     /// Size of the header in bytes.
@@ -59,11 +60,12 @@ private:
 
     std::vector<Reference> references;
     std::size_t size = 0;
-    bool whole = false;         // Reading did not fail at the end of the text.
-    bool sorted = false;        // `references` are sorted by name, and each name is unique. True in a kept header.
-    bool by_line = false;       // Each line of `kept` begins with "@".
-    bool stands_alone = false;  // True only in a kept header.
-    std::string kept;           // The text of a kept header; the names in `references` point into it.
+    bool whole = false;  // Reading did not fail at the end of the text.
+    // Only the public constructor sets the members below.
+    bool sorted = false;   // `references` are sorted by name, and each name is unique.
+    bool by_line = false;  // Each line of `kept` begins with "@".
+    bool stands_alone = false;
+    std::string kept;  // The header's text; the names in `references` point into it.
 };
 
 }  // namespace ThirdPartyAlignment
