@@ -32,8 +32,9 @@ public:
 
     /// Writes at any offset. Throws std::runtime_error with the system's reason. Any thread.
     void Write(std::uint64_t offset, const void* data, std::size_t size) const;
-    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. Throws
-    /// std::runtime_error with the system's reason; the older file is then unchanged.
+    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. A nameless
+    /// file gets a hidden name first, because only a rename replaces a file. Throws std::runtime_error with the
+    /// system's reason; the older file is then unchanged.
     void Publish();
 
     /// Removes the hidden files of all NewFiles in this process. Signal handlers that end the process may call it.
