@@ -44,8 +44,8 @@ void ReadBalance::Added() {
 
 void ReadBalance::Settle(Groups::iterator group) {
     auto& [expected, found, found_any, excused] = group->second;
-    // Several reads may have this name. If one of them is excused, which one is missing is known only once both series
-    // are complete.
+    // Several reads may have this name. If one of them is excused, only the complete series show which one is
+    // missing.
     if (!found.empty() || excused != 0 || expected.size() != found_any.size()) {
         return;
     }

@@ -24,8 +24,8 @@ public:
     /// `other_cells`, unless empty, are accepted in place of `cells` if the next row is that of the read.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
-    /// Skips the next `count` rows, those of reads without usable SAM records. After this call, Finish reports no row
-    /// for having no SAM record, wherever the row is.
+    /// Skips the next `count` rows, those of reads without usable SAM records. After this call, Finish accepts rows
+    /// without a SAM record anywhere.
     void SkipRows(std::uint64_t count);
 
     /// Call instead of SkipRows if the number of rows is unknown.
