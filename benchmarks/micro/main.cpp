@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    // Switches verbose records off, as in most runs. Nearly every function measured here logs them.
+    // Switches verbose records off, as in most runs. Several of the functions measured here log them.
     Common::logging::Prepare();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
