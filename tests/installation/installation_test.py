@@ -324,7 +324,7 @@ class Scripts(InstallationTest):
         (self.folder / "build/release").symlink_to(BUILD)
         (self.folder / "examples").symlink_to(SOURCE / "examples")
         output = self.folder / "build/example-output"
-        (block,) = re.findall(r"^```\n(Building the program.*?)^```$", (SOURCE / "README.md").read_text(), re.DOTALL | re.MULTILINE)
+        (block,) = re.findall(r"^```\n(Building the programs.*?)^```$", (SOURCE / "README.md").read_text(), re.DOTALL | re.MULTILINE)
         status, printed, errors = run(script)
         self.assertEqual((status, errors), (0, ""))
 
@@ -350,7 +350,7 @@ class Scripts(InstallationTest):
         self.assertEqual(status, 1)
         self.assertRegex(errors, r"^\[1/2\] one\nno compiler\nrun-example: the build failed after \d+ s; its log is "
                                  r"build/run-example\.log\.\n$")
-        self.assertRegex(output, r"^Building the program: .* minutes .* Log: build/run-example\.log\n$")
+        self.assertRegex(output, r"^Building the programs: .* minutes .* Log: build/run-example\.log\n$")
 
 
 if __name__ == "__main__":
