@@ -35,8 +35,8 @@ struct ChainCall {
     ChainScoring scoring;
 };
 
-/// The arguments of minimap2's mg_lchain_rmq, which chooses as predecessor of each anchor either the anchor in reach
-/// with the lowest penalty or the best near anchor.
+/// The arguments of minimap2's mg_lchain_rmq, which tries as predecessors of each anchor the anchor in reach with the
+/// lowest penalty and the near anchors.
 struct JoinCall {
     /// Anchors up to `distance` bases away on the reference, or up to the band if it is larger, are in reach. Anchors
     /// up to `near_distance` bases away on the reference are near. Near anchors are tried only if `near_distance` is

@@ -128,7 +128,7 @@ INTACT_INPUT = {
         "1 read", "a.fq", record("i", BASES[9000:9300] + other_base(BASES[9300:9640]))),
     "reads of one name": ("6 reads", "a.fq", fastq(TWINS)),
     "U": ("2 reads", "a.fq", record("u", BASES[:900].replace("T", "U")) + record("v", RECORDS[0][1].replace("T", "U"))),
-    "names with a tab, other signs and controls": (
+    "names with a tab, a Greek letter, a control character and markers": (
         "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
         + record("x\x01", BASES[:900]) + record(">@+", BASES[:900])),
     "a title line that begins as in FASTA": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),

@@ -1,7 +1,7 @@
 """Computes the texts and charts that a page of tavik_report must show for the figures from report_figures.py.
 
-`f` is the result of figures() for one sample. Results have the form in which page_state.js collects them from the
-page."""
+`f` is the result of figures() for one sample. Most results have the form in which page_state.js collects them from
+the page."""
 
 import math
 from collections import Counter
