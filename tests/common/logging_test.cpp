@@ -68,7 +68,8 @@ TEST(Severity, NamesConvertBothWaysAndOtherTextsAreRefused) {
 }
 
 TEST(Logging, EachSinkTakesItsSeverities) {
-    // Whether the run is quiet and verbose, the categories, and the texts on standard output and in the verbose file.
+    // Whether the run is quiet, whether it is verbose, the categories, and the texts on standard output and in the
+    // verbose file.
     const std::tuple<bool, bool, std::string, std::string, std::string> cases[] = {
         {false, false, "", "m", ""},
         {true, false, "", "", ""},

@@ -8,7 +8,7 @@
 
 namespace Tests {
 
-/// Checks the log of a loop line by line against these rules:
+/// Checks the log of a loop with at most 64 workers line by line against these rules:
 /// - The idle worker with the lowest index takes the next job.
 /// - A refresh, made only when no worker is idle, frees the workers whose jobs have ended, those with failed jobs last.
 /// - Each job logs "Ran job <number>" at its end.

@@ -55,7 +55,7 @@ TEST_F(ProcessLauncherTest, StatusIsReturnedUndecodedOrThrown) {
     EXPECT_EQ(launcher.Launch("kill -9 $$", false), 9);
     EXPECT_EQ(launcher.ErrorOf("exit 3"), "Command 'exit 3' finished with error code 768");
     EXPECT_EQ(launcher.ErrorOf("kill -9 $$"), "Command 'kill -9 $$' finished with error code 9");
-    EXPECT_EQ(fs::current_path(), start) << "a command that failed restores the current folder, too";
+    EXPECT_EQ(fs::current_path(), start) << "the current folder is restored after a failed command, too";
     EXPECT_THROW(TestedLauncher(folder.Write("file", "")).Launch("true", true), std::runtime_error);
     EXPECT_EQ(fs::current_path(), start);
 }

@@ -1,4 +1,5 @@
-// Linked to tests of code that logs. Otherwise every record would be built and printed until a test configures logging.
+// Linked to tests and fuzz targets of code that logs. Otherwise every record would be built and printed until logging
+// is configured.
 
 #include "common/logging/logger_group.h"
 

@@ -168,7 +168,8 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToFinishRunsTheStagedJob) {
             ends[1].count_down();
         });
         pool.WaitForFinishedJob(seconds(20));
-        EXPECT_LT(Clock::now() - start, seconds(10)) << "the wait did not end with a job whose worker has a staged job";
+        EXPECT_LT(Clock::now() - start, seconds(10))
+            << "the wait did not end when a job ended and its worker began the staged job";
         begun.wait();
         ends[0].count_down();
         while (pool.Finished().size() < 2) {

@@ -25,7 +25,8 @@ TEST(ExtAlignProcessCaller, AFailingAlignerIsRunUpToElevenTimes) {
         {11, 11, {"Alignment failed after max_attempts: 10"}},
     };
     for (const auto& [failures, runs, messages] : cases) {
-        // An "aligner" that fails on its first runs and then prints its arguments and the read.
+        // An "aligner" that fails on its first `failures` runs. Then it prints the number of its arguments, the first
+        // argument and the read.
         const Tests::TemporaryFolder folder;
         const auto log_file = folder.Path("runs");
         const auto aligner = folder.Write(

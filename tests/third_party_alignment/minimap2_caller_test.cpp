@@ -232,7 +232,7 @@ TEST_F(Minimap2CallerTest, AlignReadToLinesDiffersFromAlignReadOnlyInTheHeader) 
             fake.answer = accepted_or_rejected.c_str();
             const auto result = ThirdPartyAlignment::AlignReadToLines(&minimap2, bases, "r", 0.6F);
             EXPECT_NE(result.sam_record.starts_with('@'), alone)
-                << "a record has a header only if the header is not returned separately";
+                << "a record has the header only if the header does not stand alone";
         }
     }
 }

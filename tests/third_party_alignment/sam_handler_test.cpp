@@ -34,8 +34,8 @@ AlignmentResult Parse(std::string sam) {
 TEST(SamHandler, AMappedRecordGivesItsFiguresAndTheReverseStrandAppendsRc) {
     for (const auto& [flag, genome] : {std::pair("0", "chr1"), std::pair("16", "chr1_rc")}) {
         const auto sam = kHeader + Record(flag, "5S90M2I3D10M4S", "\tNM:i:7\tAS:i:150\n") + "further lines stay";
-        // Starts and ends in the genome and in the strand; events, insertions, deletions, aligned and correct bases;
-        // coverage, identity, accuracy; score; record.
+        // The genome, the start and end on it, the start and end in the strand; events, insertions, deletions, aligned
+        // and correct bases; coverage, identity, accuracy; score; record.
         const AlignmentResult expected{genome,         100, 203, 5, 107, 111, 2, 3, 100, 98, 100.0F / 111.0F, 0.98F,
                                        98.0F / 105.0F, 150, sam};
         EXPECT_EQ(Parse(sam).ToValueMap().Entries(), expected.ToValueMap().Entries());
@@ -69,7 +69,7 @@ TEST(SamHandler, UnmappedRecordKeepsTheDefaultsAndIsCompleted) {
     const std::string bare = "r1\t4\t*\t0\t0\t*\t*\t0\t0";
     const std::tuple<std::string, std::string, Lines> cases[] = {
         {bare + "\n", bare + "\t*\t*\n", {}},
-        // Without a line feed, the place of the missing columns is unknown.
+        // Without a line feed at the end, nothing is added.
         {bare, bare, {"Attempted to fix invalid SAM but format not as expected"}},
         {bare + "\tACGT\t*\trl:i:0\n", bare + "\tACGT\t*\trl:i:0\n", {}},
         {bare + "\tACGT\t*\tnonsense\n", bare + "\tACGT\t*\tnonsense\n", {}},

@@ -16,17 +16,17 @@ namespace IndexCheck {
 struct MutantFigures {
     long refused = 0;
     long alike = 0;                       ///< Accepted, and all reads mapped as with the sound index.
-    std::map<std::string, long> changed;  ///< Accepted, but reads mapped differently; by kind of damage.
-    std::string failure;                  ///< Describes the first crash, hang or use of too much memory.
+    std::map<std::string, long> changed;  ///< Accepted, but a read mapped differently or failed; by kind of damage.
+    std::string failure;                  ///< The first crash, hang or use of too much memory; empty if there was none.
 };
 
-/// Damages indexes of a generated reference, minimap2's and those that qelmm_make_index makes of them, with several
+/// Damages indexes of a generated reference, minimap2's and those that qelmm_make_index makes from them, with several
 /// presets and k-mer lengths. The same seed gives the same damage. Loads each damaged index in a separate process and
 /// maps reads against it.
 class IndexMutants {
 public:
     /// `bases`: the approximate length of the reference; `read_count`: the number of reads, spread evenly over it.
-    /// Needs the minimap2 program; throws std::runtime_error if minimap2 fails.
+    /// Needs the minimap2 program; throws std::runtime_error if minimap2 or qelmm_make_index fails.
     IndexMutants(std::uint32_t seed, std::size_t bases, std::size_t read_count);
 
     /// Tries `count` damaged indexes; stops at the first failure.

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Prints the difference, if there is one, and ends the program.
+// If there is a difference, prints it and ends the program.
 void Judge(const std::string& difference) {
     if (!difference.empty()) {
         std::cout << difference << '\n';
