@@ -17,7 +17,7 @@ BASES = "".join(line.strip() for line in REFERENCE.read_text().splitlines() if l
 
 
 def noisy(bases, rate):
-    """Returns `bases` with mismatches, insertions and deletions, each at a third of `rate`."""
+    """Returns `bases` with mismatches, insertions and deletions, each at a third of `rate` at most."""
     edits = random.choices(("{0}", "{1}", "{0}{1}", ""), (1 - rate, rate / 3, rate / 3, rate / 3), k=len(bases))
     return "".join(edit.format(base, random.choice("ACGT")) for edit, base in zip(edits, bases))
 
