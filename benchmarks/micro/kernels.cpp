@@ -82,8 +82,8 @@ void FillGap(benchmark::State& state) {
     const Pair pair(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
 }
-// The first pair is too short for a strip, the next ones need ever wider strips, and the last insertion fits into no
-// strip.
+// The first pair is too short for a strip, and the narrowest strip is enough for the next two. The first two insertions
+// need wider strips, and the last one fits into no strip.
 BENCHMARK(FillGap)
     ->ArgNames({"bases", "inserted"})
     ->Args({16, 0})
