@@ -41,8 +41,8 @@ private:
     void CheckMapped(const ReferenceLengths& references) const;
 };
 
-/// The columns after the name in the read's summary row, each preceded by a tab. `first`: the first record
-/// of the read, which the aligner did not reject.
+/// The columns after the name in the read's summary row, each preceded by a tab. `first`: the read's first record.
+/// A rejected read has kRejectedCells instead.
 std::string SummaryCells(const SamRecord& first);
 
 /// The columns of a rejected read and those of an unmapped read, in the form of SummaryCells.
