@@ -16,7 +16,7 @@ AlignmentResult AlignRead(ExtAlignCaller* caller, const std::string& sequence, c
                           bool reverse, float min_coverage);
 
 /// Does the same as AlignRead without `reverse`, but the result's `sam_record` may lack the header lines. With a
-/// Minimap2Caller, this saves copying and parsing the header for each read.
+/// Minimap2Caller, this usually saves copying and parsing the header for each read.
 AlignmentResult AlignReadToLines(ExtAlignCaller* caller, const std::string& sequence, const std::string& read_name,
                                  float min_coverage);
 

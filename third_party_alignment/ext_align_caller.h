@@ -7,7 +7,7 @@
 
 namespace ThirdPartyAlignment {
 
-/// Interface of an aligner back-end that turns one read at a time into SAM text.
+/// Interface of an aligner back-end that turns one read per call into SAM text.
 class ExtAlignCaller {
 public:
     /// Aligns one read. Returns SAM text: header lines, if the back-end writes any, and one or more alignment lines.
