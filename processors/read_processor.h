@@ -40,7 +40,7 @@ public:
 
     /// Processes all input files. Returns 0, or -1 after a failure of the run, which is logged. Failures of a file or a
     /// read are logged and do not end the run, but a file without records deliberately ends the process (see
-    /// Common::SequencingFileAdapter).
+    /// Common::SequencingFileAdapter). Throws what PrepareRun throws.
     int Run();
 
     /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1 after a
