@@ -10,23 +10,24 @@ namespace Reports {
 /// The share of each reference sequence that is covered by at least a given number of alignments (see kDepths). An
 /// alignment covers every position from its start to its end, deletions included.
 ///
-/// Memory is bounded: 4 bytes for each sampled position. In short sequences, every position is sampled; in longer
-/// sequences, every n-th. The depth of a sampled position is exact, however long the genome is.
+/// Memory is bounded: about 4 bytes for each sampled position and 200 for each sequence. In short sequences, every
+/// position is sampled; in longer sequences, every n-th. The depth of a sampled position is exact, however long the
+/// genome is.
 class Breadth {
 public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};
     using Shares = std::array<double, kDepths.size()>;
 
     /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of each other
-    /// sequence and, in all, at most `most_positions` plus one for each sequence. The default limits memory to about
-    /// 64 MiB.
+    /// sequence and, in all, at most `most_positions` plus one for each sequence. By default, the counts of the sampled
+    /// positions take at most about 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);
 
     /// Adds an alignment that covers [start, end) of a sequence, 0-based; 0 <= start <= end <= length.
     void Add(std::size_t sequence, std::int32_t start, std::int32_t end);
 
     /// For each of kDepths, the share of the sampled positions with at least this depth, from 0 to 1. A repeated
-    /// call recounts only the stretches that are covered by alignments added since the previous call.
+    /// call recounts only positions in or near the alignments added since the previous call.
     Shares SharesOf(std::size_t sequence);
 
     /// Every position of a sequence of at most this length is sampled.
@@ -44,7 +45,7 @@ private:
     struct Stretch {
         std::int64_t before = 0;  // The depth of the sampled position before the stretch; 0 for the first stretch.
         std::int64_t last = 0;    // The depth of the last position in the stretch.
-        std::array<std::uint32_t, kDepths.size()> covered{};  // The numbers of positions at least kDepths deep.
+        std::array<std::uint32_t, kDepths.size()> covered{};  // For each of kDepths: how many positions reach it.
     };
     struct Sequence {
         std::vector<std::int32_t> changes;  // Changes in depth at sampled positions; empty without alignments.
@@ -57,7 +58,7 @@ private:
     std::size_t Index(std::size_t sequence, std::int32_t position) const;
 
     std::vector<std::int32_t> lengths;
-    std::int32_t most_of_one = 0;  // Largest number of sampled positions in one sequence.
+    std::int32_t most_of_one = 0;  // No sequence has more sampled positions than this.
     std::vector<Sequence> sequences;
     // Alignments that are added but not counted yet, so that the prefetches have time to complete.
     std::array<Change, 64> waiting{};

@@ -25,7 +25,8 @@ private:
     std::int32_t length;
     std::int32_t width;
     std::vector<std::uint64_t> covered;  // Covered bases, summed over the alignments that begin or end in the bin.
-    std::vector<std::int64_t> whole;     // The number of alignments over the whole bin minus that of the bin before.
+    // The number of alignments that reach beyond both ends of the bin, minus that of the bin before.
+    std::vector<std::int64_t> whole;
 };
 
 }  // namespace Reports

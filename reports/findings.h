@@ -8,10 +8,10 @@
 
 namespace Reports {
 
-/// A reason why a sample's figures may not cover all its reads.
+/// A problem of a sample's runs.
 struct Finding {
     bool is_error = false;              ///< Otherwise a warning.
-    std::string text;                   ///< The problem and how often it occurred: "2 reads failed".
+    std::string text;                   ///< Such as "2 reads failed".
     std::vector<std::string> messages;  ///< Details of the first occurrences, such as log messages.
     std::uint64_t more = 0;             ///< The number of further messages.
 };

@@ -6,7 +6,8 @@
 
 namespace Reports {
 
-/// Counts lengths in bases: exactly below 65 536, otherwise with a precision of 1 in 32 768. Takes at most 4.5 MB.
+/// Counts lengths in bases: exactly below 65 536, otherwise with a precision of 1 in 32 768.
+/// The counts take at most 4.5 MB.
 class LengthCounts {
 public:
     /// `length` is 0 or more.

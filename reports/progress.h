@@ -9,8 +9,8 @@
 
 namespace Reports {
 
-/// Shows on standard error how much of the files has been read. Shows nothing if standard error is not a terminal or
-/// `quiet` is true.
+/// Shows on standard error how much of the files has been read. Shows nothing if standard error is not a terminal,
+/// `quiet` is true, or all files are empty or of unknown size.
 class Progress {
 public:
     Progress(const std::vector<std::string>& paths, bool quiet);

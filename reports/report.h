@@ -11,8 +11,8 @@ inline constexpr char kPageFile[] = "alignment_report.html";
 inline constexpr char kDefaultTitle[] = "Alignment report";
 
 /// Names for the samples whose summaries are at `paths`. A name is that of the summary's folder, or that of the summary
-/// without its extension if its file name is not the aligner's. Equal names are preceded by parent folders that make
-/// them unique. Repeated paths are numbered.
+/// without its extension if the file is not named alignment_summary.txt. Equal names are preceded by parent folders
+/// that make them unique. Repeated paths are numbered.
 std::vector<std::string> SampleNames(const std::vector<std::string>& paths);
 
 /// Makes the report. Returns the exit status, which is 1 if a summary is missing, damaged or another kind of file, or

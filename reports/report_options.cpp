@@ -30,8 +30,8 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     po::options_description visible("Command line parameters");
     visible.add_options()  //
         ("output_path,o", po::value(&options.output_path),
-         "Folder for the report (default: the folder of the first summary).")  //
-        ("title", po::value(&options.title), "Title of the page.")             //
+         "Folder for the report (default: the folder of the first usable summary).")  //
+        ("title", po::value(&options.title), "Title of the page.")                    //
         ("quiet,z", po::bool_switch(&options.quiet),
          "Quiet mode. Nothing will be output to stdout if this option is set.")  //
         ("help,h", "produce help message")                                       //

@@ -25,8 +25,7 @@ constexpr std::size_t kDateLength = kDateShape.size() - 1;
 constexpr std::string_view kDone = "Done in ";
 constexpr std::array<std::string_view, 4> kOptions = {"input path:", "save path:", "alignment ref.:", "min. coverage:"};
 
-// Reads the next line and drops what does not fit into kLongestLine bytes, which is longer than any record of interest.
-// Returns false at the end.
+// Reads the next line and drops what does not fit into kLongestLine bytes. Returns false at the end.
 bool NextLine(std::istream& stream, std::string& line) {
     line.resize(kLongestLine);
     stream.getline(line.data(), static_cast<std::streamsize>(line.size()));

@@ -8,11 +8,12 @@
 
 namespace Reports {
 
-/// Messages of one kind: their number and the first five, each cut to 500 bytes.
+/// Messages of one kind: their number and the first five.
 struct Messages {
     std::uint64_t count = 0;
     std::vector<std::string> first;
 
+    /// Cuts the message to 500 bytes.
     void Add(std::string_view message);
     /// Adds the messages of another run, with `origin` before each.
     void Add(const Messages& others, const std::string& origin);
@@ -35,8 +36,8 @@ struct RunLog {
     Messages warnings;
 };
 
-/// Reads the last run in a log file, because runs that begin in the same second share a file. Memory does not grow with
-/// the size of the file. Throws std::runtime_error with the system's reason if the file cannot be read.
+/// Reads the last run in a log file. Runs that begin in the same second share a file. Memory does not grow with the
+/// size of the file. Throws std::runtime_error with the system's reason if the file cannot be read.
 RunLog ReadRunLog(const std::string& path);
 
 }  // namespace Reports

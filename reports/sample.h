@@ -19,7 +19,7 @@
 
 namespace Reports {
 
-/// The resolution of one sample's figures on the page.
+/// Limits on the size of one sample's figures on the page.
 struct Detail {
     std::size_t table_rows = 1000;  ///< Rows of the table of reference sequences.
     std::size_t depth_bins = 400;   ///< Bins of each depth profile.
@@ -60,7 +60,7 @@ public:
     std::string name;
     std::string folder;  ///< Folder of the summary.
     RunFacts run;
-    std::vector<std::string> warnings;  ///< Warnings from counting; the page shows them too.
+    std::vector<std::string> warnings;  ///< About the summary and the SAM files; the page shows them too.
 
     std::uint64_t reads = 0;
     std::uint64_t unmapped = 0;
@@ -76,7 +76,7 @@ public:
     CountGrid identity_by_length;
     CountGrid indels;
     ReferenceTable references;
-    std::uint64_t too_short_references = 0;  ///< Sequences whose length was dropped, as an alignment ends beyond it.
+    std::uint64_t too_short_references = 0;  ///< Sequences whose length was dropped: an alignment ends beyond it.
     std::int32_t longest_exact = 0;          ///< The breadth of sequences of at most this length is exact.
     std::int32_t breadth_step = 1;           ///< Distance between sampled positions in the longest sequence.
     Detail detail;
@@ -90,8 +90,8 @@ private:
     Breadth breadth;
 };
 
-/// Counts the rows of the summary at `path`, and reads the SAM files and the log files of its runs. Calls `progress`
-/// from time to time with the number of bytes read. Throws std::runtime_error as SummaryReader does.
+/// Counts the rows of the summary at `path`, and reads the SAM headers and the log files of its runs. Calls `progress`
+/// from time to time with the number of bytes read from the summary. Throws std::runtime_error as SummaryReader does.
 Sample CountSample(const std::string& path, const std::string& name, const Detail& detail,
                    const std::function<void(std::uint64_t)>& progress);
 

@@ -44,7 +44,8 @@ function showSamplesTable() {
   });
 }
 
-// Gives a sample a slot. If all slots are taken, the sample replaces the one in the last slot.
+// Gives a sample a slot, unless it has one or cannot be drawn. If all slots are taken, the sample replaces the one in the
+// last slot.
 function takeSlot(index) {
   if (slots.includes(index) || !isDrawable(index)) return;
   const free = slots.indexOf(null);

@@ -1,4 +1,4 @@
-// Fills in the page. The figures come from tavik_report; the script only merges them into coarser bins.
+// Fills in the page. The script formats the figures in the page's data and merges them into coarser bins.
 
 const page = JSON.parse(document.getElementById("figures").textContent);
 const byId = (id) => document.getElementById(id);
@@ -9,7 +9,7 @@ const sum = (list) => list.reduce((total, value) => total + value, 0);
 // With few reads, narrow bins leave gaps in the histogram.
 const mostBins = ({totals}) => Math.min(Math.max(2 * Math.sqrt(totals.aligned), 10), 40);
 
-// The first index at which the sum of the counts so far exceeds the share `ratio` of all counts.
+// The first index at which the sum of the counts so far exceeds the share `ratio` of all counts; -1 if all are 0.
 function quantile(counts, ratio) {
   const limit = ratio * sum(counts);
   let passed = 0;
@@ -99,7 +99,7 @@ const ratios = {
   },
 };
 
-// Common bars and texts for the histograms of a ratio (accuracy or identity) of these samples.
+// The bars of one histogram of a ratio (accuracy or identity) per sample, all with the same bins, and their axis and texts.
 function ratioView(id, ratio, samples) {
   const isQuality = scales[id] === "quality";
   const {perCent: perCentTitle, quality: qualityTitle, caption: first, qualityCaption} = ratios[ratio];
@@ -277,7 +277,7 @@ function showFindings() {
       if (more > 0) item.append(element("p", `and ${whole(more)} more`));
       list.append(item);
     }
-    box.append(element("h2", isError ? `${name}: the report lacks parts of the run` : `${name}: finished with warnings`), list);
+    box.append(element("h2", isError ? `${name}: the report may lack parts of the run` : `${name}: warnings`), list);
     return box;
   }));
 }

@@ -13,7 +13,7 @@ const quality = (ratio) => -10 * Math.log10(Math.max(1 - ratio, 1e-6));
 const short = (name) => (name.length > 30 ? `${name.slice(0, 18)}\u2026${name.slice(-10)}` : name);
 
 const units = [["Gb", 1e9], ["Mb", 1e6], ["kb", 1e3], ["b", 1]];
-// The largest unit in which the number of bases, rounded to three digits, is at least 1.
+// The largest unit in which the number of bases, rounded to three digits, is at least 1; b for smaller numbers.
 const unitOf = (number) => units.find(([, size]) => Number(number.toPrecision(3)) >= size) || units[units.length - 1];
 
 // A number of bases rounded to three digits, with its unit.

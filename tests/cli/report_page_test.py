@@ -192,8 +192,8 @@ class Page(BrowserTest):
         self.open("all")
         boxes = self.browser.find_elements(By.CSS_SELECTOR, "#findings article")
         self.assertEqual([(box.get_attribute("class"), box.text) for box in boxes], [
-            ("warning", "faulty: finished with warnings\n7 warnings\n" + "<i>w</i>\n" * 5 + "and 2 more"),
-            ("error", "unfinished: the report lacks parts of the run\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
+            ("warning", "faulty: warnings\n7 warnings\n" + "<i>w</i>\n" * 5 + "and 2 more"),
+            ("error", "unfinished: the report may lack parts of the run\nRun not finished\nthe log file ends at 2026-01-02 03:04:05, "
                       "within input file a: the run was interrupted or is still running\n1 warning\nx")])
         self.assertLess(boxes[0].rect["y"], self.element("#totals").rect["y"])
         self.run_report("faulty")

@@ -44,7 +44,7 @@ std::size_t ReadAllRows(const std::string& path) {
 
 }  // namespace
 
-// The reader's buffer takes 1 MiB.
+// The reader reads 1 MiB at a time.
 TEST(SummaryReader, ReadsRowsThatCrossTheEndOfTheBuffer) {
     const Tests::TemporaryFolder folder;
     std::string text = Header();
