@@ -38,6 +38,7 @@ bool LineReader::Fill() {
         count = ::read(file.Get(), buffer.data() + end, buffer.size() - end);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
+        ++line_number;
         throw std::system_error(errno, std::generic_category(), path);
     }
     end += static_cast<std::size_t>(count);
