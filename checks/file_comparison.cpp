@@ -1,7 +1,10 @@
 #include "checks/file_comparison.h"
 
 #include <algorithm>
+#include <functional>
+#include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "checks/sequence_digest.h"
@@ -13,8 +16,9 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// The number of reads by which the input is read ahead of the SAM file. It must exceed the number of reads that the
-// aligner aligns at once, because the aligner writes reads in the order in which their alignments finish.
+// The number of reads by which the input is read ahead of the SAM file, without the reads that failed. It must exceed
+// the number of reads that the aligner aligns at once, because the aligner writes reads in the order in which their
+// alignments finish.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
@@ -35,7 +39,9 @@ public:
             all.Add(*paths.input, "begun, but not finished");
         }
         for (const auto& name : logged.failed_names) {
-            reads.Excuse(name.substr(0, name.find_first_of("\t\n\v\f\r")));
+            const auto cut_name = name.substr(0, name.find_first_of("\t\n\v\f\r"));
+            reads.Excuse(cut_name);
+            failed.insert(cut_name);
         }
         ReadInput(0);
         ReadSam();
@@ -48,7 +54,7 @@ public:
     }
 
 private:
-    // Reads the input until `count` of its reads have been read in all, or to its end.
+    // Reads the input until it has given `count` reads in all that the SAM file should contain, or to its end.
     void ReadInput(std::uint64_t count) {
         if (!has_input || input_ended) {
             return;
@@ -57,14 +63,14 @@ private:
             if (!input) {
                 input = std::make_unique<InputReads>(*paths.input);
             }
-            while (input->Count() < count) {
+            while (sam_reads_due < count) {
                 if (!input->Next()) {
                     input_ended = true;
                     input_whole = true;
                     break;
                 }
                 if (input->HasName()) {
-                    reads.Expect(input->Name(), DigestOf(input->Sequence()), input->Count());
+                    TakeInput(input->Name());
                 }
             }
         } catch (const InputError& error) {
@@ -76,6 +82,15 @@ private:
         }
         if (input_whole && input->EndsInsideRecord()) {
             all.Add(*paths.input, "the last record is cut short");
+        }
+    }
+
+    void TakeInput(std::string_view name) {
+        reads.Expect(name, DigestOf(input->Sequence()), input->Count());
+        if (const auto one = failed.find(name); one != failed.end()) {
+            failed.erase(one);
+        } else {
+            ++sam_reads_due;
         }
     }
 
@@ -184,6 +199,8 @@ private:
     const bool finished;
     std::unique_ptr<InputReads> input;
     ReadBalance reads;
+    std::multiset<std::string, std::less<>> failed;  // Names of the failed reads that the input has not given yet.
+    std::uint64_t sam_reads_due = 0;                 // Reads of the input so far that the SAM file should contain.
     std::uint64_t sam_reads = 0;
     bool input_ended = false;
     bool input_whole = false;  // The input was read to its end without an error.

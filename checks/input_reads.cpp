@@ -78,7 +78,8 @@ bool InputReads::NextFastq() {
             any = true;
             blank = blank && line->empty();
         }
-        if (!blank) {
+        const bool no_read = title.empty() && sequence.empty() && qualities.empty() && (plus.empty() || plus == "+");
+        if (!no_read) {
             record.Assign(title, sequence, qualities);
             return true;
         }

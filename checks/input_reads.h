@@ -29,8 +29,9 @@ public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record. Returns false at the end. Skips groups of four empty lines in a FASTQ file. Throws
-    /// InputError if the aligner refuses the record or reading fails. Do not call Next after an InputError.
+    /// Reads the next record. Returns false at the end. Skips FASTQ records that contain at most the "+" of the third
+    /// line, because the aligner skips them without a message. Throws InputError if the aligner refuses the record or
+    /// reading fails. Do not call Next after an InputError.
     bool Next();
 
     /// False if the title of the last record is empty or only its marker. The aligner skips such a read and logs an

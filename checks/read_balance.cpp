@@ -8,7 +8,6 @@ namespace Checks {
 
 namespace {
 
-constexpr std::size_t kMostKept = 100'000;
 constexpr std::size_t kMostWorded = 3;
 
 }  // namespace
@@ -26,8 +25,11 @@ ReadBalance::Groups::iterator ReadBalance::GroupOf(std::string_view name) {
 }
 
 bool ReadBalance::Remove(std::vector<Item>& items, std::string_view content) {
-    const auto item =
-        std::find_if(items.begin(), items.end(), [content](const auto& one) { return one.content == content; });
+    auto item = std::find_if(items.begin(), items.end(), [content](const auto& one) { return one.content == content; });
+    if (item == items.end()) {
+        item = std::find_if(items.begin(), items.end(),
+                            [content](const auto& one) { return !one.other.empty() && one.other == content; });
+    }
     if (item == items.end()) {
         return false;
     }
@@ -36,7 +38,7 @@ bool ReadBalance::Remove(std::vector<Item>& items, std::string_view content) {
 }
 
 void ReadBalance::Added() {
-    if (++kept > kMostKept) {
+    if (++kept > most_kept) {
         overflowed = true;
         groups.clear();
     }
@@ -56,18 +58,18 @@ void ReadBalance::Settle(Groups::iterator group) {
     spare = groups.extract(group);
 }
 
-void ReadBalance::Expect(std::string_view name, std::string_view content, std::uint64_t line) {
+void ReadBalance::Expect(std::string_view name, std::string_view content, std::uint64_t line, std::string_view other) {
     if (overflowed) {
         return;
     }
     const auto group = GroupOf(name);
-    if (Remove(group->second.found, content)) {
+    if (Remove(group->second.found, content) || (!other.empty() && Remove(group->second.found, other))) {
         ++matched;
         --kept;
         Settle(group);
         return;
     }
-    group->second.expected.push_back({std::string(content), line});
+    group->second.expected.push_back({std::string(content), line, std::string(other)});
     Added();
     if (!overflowed) {
         Settle(group);
@@ -85,7 +87,7 @@ void ReadBalance::Find(std::string_view name, std::string_view content, std::uin
         Settle(group);
         return;
     }
-    group->second.found.push_back({std::string(content), line});
+    group->second.found.push_back({std::string(content), line, ""});
     Added();
 }
 
@@ -103,6 +105,7 @@ void ReadBalance::FindAnyContent(std::string_view name, std::uint64_t line) {
 
 void ReadBalance::Excuse(std::string_view name) {
     ++GroupOf(name)->second.excused;
+    ++most_kept;
 }
 
 bool ReadBalance::Expects(std::string_view name, std::string_view content) const {

@@ -25,14 +25,16 @@ public:
         std::uint64_t line;    ///< `line` of the found read; if it is missing, of the expected read.
     };
 
-    /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it.
-    void Expect(std::string_view name, std::string_view content, std::uint64_t line);
+    /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it. `other`, unless
+    /// empty, is a content that matches in place of `content`.
+    void Expect(std::string_view name, std::string_view content, std::uint64_t line, std::string_view other = {});
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read of unknown content to the found series. Expect the same read first: otherwise the result may be
     /// wrong if several reads have this name.
     void FindAnyContent(std::string_view name, std::uint64_t line);
-    /// Allows one read of this name to be missing. Call before adding reads of this name to the expected series.
+    /// Allows one read of this name to be missing, and one more difference to be kept. Call before adding reads of this
+    /// name to the expected series.
     void Excuse(std::string_view name);
 
     /// True if a read of this name and content is expected and not found yet.
@@ -56,6 +58,7 @@ private:
     struct Item {
         std::string content;
         std::uint64_t line;
+        std::string other;
     };
     struct Group {  // The reads of one name.
         std::vector<Item> expected;
@@ -78,6 +81,7 @@ private:
     Groups groups;
     Groups::node_type spare;  // Reused for the next new group, because most groups exist for one read only.
     std::size_t kept = 0;     // Reads kept in all groups.
+    std::size_t most_kept = 100'000;
     std::uint64_t matched = 0;
     bool overflowed = false;
 };

@@ -65,12 +65,18 @@ bool SummaryComparison::NextRow() {
             findings.push_back(path + ": the last row is cut short");
             half_row = half.substr(0, half.find('\t'));
         }
-    } catch (const std::exception&) {  // The line is too long, or the disk fails.
-        findings.push_back(path + ": line " + std::to_string(lines->LineNumber()) + " cannot be read");
-        gaps = true;
+    } catch (const std::system_error& error) {
+        AddUnreadable(error.code().message());
+    } catch (const std::length_error&) {
+        AddUnreadable("64 MiB or longer");
     }
     at_end = true;
     return false;
+}
+
+void SummaryComparison::AddUnreadable(const std::string& reason) {
+    findings.push_back(path + ": line " + std::to_string(lines->LineNumber()) + " cannot be read: " + reason);
+    gaps = true;
 }
 
 void SummaryComparison::SkipRows(std::uint64_t count) {
@@ -88,7 +94,7 @@ void SummaryComparison::Expect(std::string_view expected_name, std::string_view 
     if (found && name == expected_name && (cells == expected || (!other.empty() && cells == other))) {
         return;  // The usual case, because the rows are in the order of the SAM records.
     }
-    balance.Expect(expected_name, expected, 0);
+    balance.Expect(expected_name, expected, 0, other);
     if (found) {
         balance.Find(name, cells, lines->LineNumber());
     }

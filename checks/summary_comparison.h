@@ -21,7 +21,7 @@ public:
     explicit SummaryComparison(const std::string& path);
 
     /// Adds the next read of the SAM files. `cells`: the columns of its row after the name, each preceded by a tab.
-    /// `other_cells`, unless empty, are accepted in place of `cells` if the next row is that of the read.
+    /// `other_cells`, unless empty, are accepted in place of `cells`.
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
     /// Skips the next `count` rows, those of reads without usable SAM records. After this call, Finish accepts rows
@@ -37,6 +37,7 @@ public:
 
 private:
     bool NextRow();
+    void AddUnreadable(const std::string& reason);
     void AddDifferences(const std::set<std::string>& reported);
     std::string Describe(const ReadBalance::Difference& difference) const;
 

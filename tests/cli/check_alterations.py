@@ -237,6 +237,8 @@ ALTERATIONS = {
         *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
+    "a row of 64 MiB": (content(SUMMARY, lambda old: old + bytes(64 << 20)), [
+        f"{SUMMARY}: line 13 cannot be read: 64 MiB or longer"]),
     "no header": (without(SUMMARY, 1), [f"{SUMMARY}: the first line is not the header of a summary"]),
     "no summary": (gone(SUMMARY), [f"{SUMMARY}: No such file or directory"]),
     "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: the first line is not the header of a summary"]),

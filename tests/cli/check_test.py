@@ -60,8 +60,10 @@ BAD_INPUT = {
         {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"},
         ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
          "record. Continuing with next read."]),
-    "a record that is empty except for its plus line": (
-        {"a.fq": WHOLE + "\n\n+\n\n" + record("b")}, ["a.fq: 7 reads in the file, 6 aligned"]),
+    "a record that is empty except for a text in place of its plus": (
+        {"a.fq": WHOLE + "\n\n@b\n\n" + record("b")}, ["a.fq: 7 reads in the file, 6 aligned"]),
+    "a file that ends after the plus of an empty record": (
+        {"a.fq": WHOLE + "\n\n+"}, ["a.fq: the last record is cut short"]),
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
         ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early"]),
@@ -111,6 +113,7 @@ TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
 # Intact input: the number of reads, the file's name and its content.
 INTACT_INPUT = {
     "blank lines at the end": ("5 reads", "a.fq", WHOLE + "\n\n\n\n\n\n"),
+    "a record of only a plus": ("6 reads", "a.fq", WHOLE + "\n\n+\n\n" + record("b")),
     "no line feed at the end": ("5 reads", "a.fq", WHOLE.rstrip("\n")),
     "an empty read whose last line has no line feed": ("6 reads", "a.fq", WHOLE + "@empty\n\n+\n"),
     "carriage returns": ("5 reads", "a.FASTQ", WHOLE.replace("\n", "\r\n") + "\r\n"),
@@ -291,6 +294,25 @@ class Check(AlignerTest):
                            "2026-11-21 00:00:00.1 [info] Succ")(self.folder)
         self.assertEqual(self.check("--allow-failed-reads", 1, "-", "out", stdin=listed),
                          (0, ["1 file, 1101 reads: nothing lost, 1 failed as allowed"]))
+
+    def test_failed_reads_do_not_affect_the_others(self):
+        # The check reads 1024 reads ahead, and keeps 100 000 differences.
+        failed = record("", "") * 1100 + "".join(record(f"@{i}", "") for i in range(101_000))
+        listed, _ = self.run_over({"a.fq": failed + record("rejected", BASES[5000:5400] + NOISE)})
+        self.assertEqual(self.check("--allow-failed-reads", 102_100, "-", "out", stdin=listed),
+                         (0, ["1 file, 1 read: nothing lost, 102100 failed as allowed"]))
+        cell(SUMMARY, 2, 2, "-1")(self.folder)
+        self.assertEqual(self.check("--allow-failed-reads", 102_100, "-", "out", stdin=listed), (1, [
+            f"{SUMMARY}: line 2: alignment_genome_start of read 'rejected' is '-1'; its SAM record gives '0'"]))
+
+    def test_missing_and_surplus_rows_do_not_affect_reads_of_one_name(self):
+        for change, findings in (
+                (lambda old: old[:1] + old[3:], [f"{SUMMARY}: no row for read '{name}'" for name in "ab"]),
+                (lambda old: old[:3] + old[1:], [f"{SUMMARY}: line {i + 4}: read '{name}' has no SAM record"
+                                                 for i, name in enumerate("ab")])):
+            listed, log_file = self.run_over({"a.fq": record("a") + record("b") + fastq(TWINS)}, "out", "-t", "1")
+            lines(SUMMARY, change)(self.folder)
+            self.expect(findings, log_file, listed)
 
     def test_folders(self):
         for name in ("reads/a.fastq", "reads/x/a.fq", "reads/x/b.fastq.gz", "reads/c.txt", "reads/folder.fq/c.txt"):
