@@ -1,5 +1,7 @@
-"""Generates sets and indexes once and keeps them in a folder for the next run."""
+"""Generates sets and indexes once and keeps them in a folder for the next run. They get their names when they are complete,
+because a killed run must not leave a partial one for the next run."""
 
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -7,8 +9,11 @@ from pathlib import Path
 def kept_set(data, name, *size):
     """Returns the folder of a generated set; benchmarks/make-data fills it if it is missing."""
     folder = data / "-".join([name, *map(str, size)])
-    if not (folder / "reads").exists():
-        subprocess.run([Path(__file__).with_name("make-data"), name, folder, *map(str, size)], check=True)
+    if not folder.exists():
+        part = data / f"{folder.name}.part"
+        shutil.rmtree(part, ignore_errors=True)
+        subprocess.run([Path(__file__).with_name("make-data"), name, part, *map(str, size)], check=True)
+        part.rename(folder)
     return folder
 
 
@@ -16,5 +21,7 @@ def prebuilt(reference):
     """Returns the path of the prebuilt index of a reference; minimap2 builds it if it is missing."""
     index = reference.with_suffix(".mmi")
     if not index.exists():
-        subprocess.run(["minimap2", "-x", "map-ont", "-d", index, reference], check=True, stderr=subprocess.DEVNULL)
+        part = reference.with_suffix(".mmi.part")
+        subprocess.run(["minimap2", "-x", "map-ont", "-d", part, reference], check=True, stderr=subprocess.DEVNULL)
+        part.rename(index)
     return index

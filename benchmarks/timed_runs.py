@@ -11,7 +11,7 @@ def peak_memory(command, environment, scratch):
     report = scratch / "memory"
     subprocess.run(["/usr/bin/time", "-q", "-f", "%M", "-o", report, *map(str, command)], check=True,
                    env={**os.environ, **environment}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    return int(report.read_text()) / 1000
+    return int(report.read_text()) * 1024 / 1e6
 
 
 def timed(command, environment, scratch):
