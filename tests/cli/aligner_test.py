@@ -153,6 +153,7 @@ class InputDiscovery(AlignerTest):
             self.assertEqual((len(self.sam("sample_1.sam", ".")), len(self.summary("."))), (20, 20))
             (self.folder / "sample_1.sam").unlink()
 
+
 class BadInput(AlignerTest):
     def test_missing_input_folder_or_reference_ends_the_run(self):
         no_folder = 'boost::filesystem::directory_iterator::construct: No such file or directory: "/no/in". Exiting.'

@@ -55,7 +55,7 @@ def by_schema(config):
             break
         except WorkflowError as error:
             wrong = error.__context__
-        if wrong.validator == "required":
+        if wrong.validator == "required":  # The validator checks this keyword last.
             faults += [f"{name}: is missing. It must be {KNOWN[name]['description']}: --config {name}=PATH"
                        for name in wrong.validator_value if name not in {*settings, *wrong_names}]
             break
