@@ -25,8 +25,8 @@ public:
 
     /// The last line if it has no line feed, otherwise empty. Call only after Next has returned false.
     std::string_view HalfLine() const { return {buffer.data() + begin, end - begin}; }
-    /// The 1-based number of the line read last. After Next has returned false or thrown an exception, the number of the
-    /// line after that one.
+    /// The 1-based number of the line read last. After Next has returned false or thrown an exception, the number of
+    /// the line after that one.
     std::uint64_t LineNumber() const { return line_number; }
 
     std::uint64_t BytesRead() const { return bytes_read; }
