@@ -101,8 +101,8 @@ int WriteIndex(const Options& options) {
         constexpr double kMega = 1e6;
         std::cout << options.index << ": " << std::fixed << std::setprecision(1);
         if (made) {
-            std::cout << made->sequences << " sequences, " << made->bases << " bases, "
-                      << static_cast<double>(made->file_size) / kMega << " MB; ";
+            std::cout << made->sequences << (made->sequences == 1 ? " sequence, " : " sequences, ") << made->bases
+                      << " bases, " << static_cast<double>(made->file_size) / kMega << " MB; ";
         }
         std::cout << "made in " << seconds << " s\n";
     }

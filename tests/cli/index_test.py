@@ -133,6 +133,7 @@ class IndexWriting(IndexTest):
         subprocess.run(["minimap2", "-x", "map-ont", "-k", "21", "-w", "7", "-H", "-d", minimap2, REFERENCE],
                        capture_output=True, check=True)
         size = r"\d+\.\d MB; made in \d+\.\d s\n"
+        self.assertRegex(self.index(self.write("one.fa", ">a\nACGT\n"), index).stdout, rf"^{index}: 1 sequence, 4 bases, {size}$")
         self.assertRegex(self.index(minimap2, index).stdout, rf"^{index}: 2 sequences, 75000 bases, {size}$")
         run = self.index("--describe", index)
         told = dict(line.split("\t") for line in run.stdout.splitlines())
