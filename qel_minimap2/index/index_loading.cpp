@@ -68,15 +68,16 @@ void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, con
         RequireRegularFile(reference);
         if (HasMappedMagic(reference) || HasIndexMagic(reference)) {
             WriteIndex(*LoadIndex(reference, options), writer);
-            return;
+        } else {
+            const auto sequences = IndexReference(reference, options, writer);
+            std::vector<std::string_view> names;
+            names.reserve(sequences.size());
+            for (const auto& sequence : sequences) {
+                names.emplace_back(sequence.name);
+            }
+            WarnOfDuplicateName(names, reference);
         }
-        const auto sequences = IndexReference(reference, options, writer);
-        std::vector<std::string_view> names;
-        names.reserve(sequences.size());
-        for (const auto& sequence : sequences) {
-            names.emplace_back(sequence.name);
-        }
-        WarnOfDuplicateName(names, reference);
+        writer.Publish();  // Comes last, because a failed call must leave an older file unchanged.
     } catch (const std::bad_alloc&) {
         throw std::runtime_error(reference + ": out of memory");
     } catch (const std::exception& error) {

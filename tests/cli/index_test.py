@@ -346,13 +346,16 @@ class IndexMemory(IndexTest):
 
 class IndexAddressSpace(IndexTest):
     def test_success_means_a_written_index_at_every_limit_of_the_address_space(self):
-        reference, index = self.write("it.fa", f">a\n{''.join(random.choices('ACGT', k=400_000))}\n"), self.folder / "made"
-        for kilobytes in range(17000, 26000, 500):
-            limit = (kilobytes << 10, kilobytes << 10)
-            run = Run(INDEX, ["-z", "-t", 1, reference, index], "", self.folder,
-                      partial(resource.setrlimit, resource.RLIMIT_AS, limit))
-            self.assertEqual(run.status == 0, index.exists(), run.stderr)
-            index.unlink(missing_ok=True)
+        large = self.write("large.fa", f">a\n{''.join(random.choices('ACGT', k=400_000))}\n")
+        many = self.write("many.fa", "".join(f">s{number}\nACGTTGCATT\n" for number in range(200_000)))
+        index = self.folder / "made"
+        for reference, sizes in ((large, range(17000, 26000, 500)), (many, range(24000, 48000, 2000))):
+            for kilobytes in sizes:
+                limit = (kilobytes << 10, kilobytes << 10)
+                run = Run(INDEX, ["-z", "-t", 1, reference, index], "", self.folder,
+                          partial(resource.setrlimit, resource.RLIMIT_AS, limit))
+                self.assertEqual(run.status == 0, index.exists(), run.stderr)
+                index.unlink(missing_ok=True)
 
     def test_lack_of_memory_is_reported_at_every_limit_of_the_address_space(self):
         """A program that cannot start names the library that it could not load. The read must not map, because minimap2

@@ -123,7 +123,6 @@ void IndexWriter::End(const SeedTable& filled) {
     header.checksum = ChecksumOf(header);
     filled.RequireUnchanged();  // Otherwise correct checksums could hide bytes that another program wrote.
     file->Write(0, &header, sizeof header);
-    file->Publish();
 }
 
 void WriteIndex(const mm_idx_t& index, IndexSink& sink) {

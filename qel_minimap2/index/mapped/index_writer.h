@@ -30,8 +30,10 @@ public:
     bool HasBegun() const { return header.file_size > 0; }
     Pages SpareMemory() override;
     void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) override;
-    /// Completes the file, which then appears under its name.
+    /// Completes the file.
     void End(const SeedTable& table) override;
+    /// Gives the complete file its name. Call after End. Throws what NewFile::Publish throws.
+    void Publish() { file->Publish(); }
 
 private:
     struct Filled {

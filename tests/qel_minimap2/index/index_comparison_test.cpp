@@ -189,6 +189,7 @@ IndexPointer Mapped(const mm_idx_t& index, const Tests::TemporaryFolder& folder)
     const auto path = folder.Path("mapped");
     IndexWriter writer(path);
     WriteIndex(index, writer);
+    writer.Publish();
     CheckIndex(path);
     return MapIndex(path);
 }

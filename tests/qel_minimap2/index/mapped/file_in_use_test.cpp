@@ -59,6 +59,7 @@ TEST_F(FileInUseDeathTest, ACopyOfAnIndexThatChangesDoesNotReplaceTheOlderFile) 
         const auto index = MapIndex(path);
         DisturbedWriter writer(copy, path);
         WriteIndex(*index, writer);
+        writer.Publish();
     };
     EXPECT_EXIT(write(), testing::ExitedWithCode(1), start + "the index was written to while it was used");
     EXPECT_TRUE(Tests::ReadAll(copy) == "older");
