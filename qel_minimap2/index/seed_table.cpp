@@ -61,8 +61,7 @@ SeedTable::SeedTable(unsigned k, unsigned bucket_bits, Parts parts)
       stretches(own_stretches.empty() ? parts.stretches : own_stretches.data()),
       blocks(shape.BlockCount()),
       lengths(parts.lengths, parts.lengths + parts.sequences),
-      foreign(std::move(parts)),
-      counts(foreign.counts) {
+      foreign(std::move(parts)) {
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         SetArrays(blocks[i], foreign.blocks[i]);
     }
@@ -321,6 +320,8 @@ std::vector<SeedTable::Stored> SeedTable::MinimizersOf(std::uint64_t bucket) con
 
 const std::vector<SeedTable::OccurrenceCount>& SeedTable::Counts() const {
     std::call_once(counted, [this] {
+        counts = foreign.counts;  // An earlier call may have run out of memory after it added counts.
+        ranks.clear();
         std::vector<std::uint64_t> rare(kMostRare + 1);
         std::map<std::uint64_t, std::uint64_t> frequent;
         for (const auto& block : blocks) {
