@@ -42,7 +42,7 @@ void InputReads::Guard(const std::function<void()>& read) const {
         const bool damaged = text.starts_with(gzip);
         const auto reason = damaged ? "damaged, or not gzip: " + text.substr(gzip.size())
                                     : "record " + std::to_string(count + 1) + ": " + text.substr(0, text.find('\n'));
-        throw InputError(reason, text, damaged);
+        throw InputError(reason, text, !damaged);
     }
 }
 

@@ -17,10 +17,10 @@ namespace Checks {
 
 /// Reading an input file failed. The text is the reason, without the name of the file.
 struct InputError : std::runtime_error {
-    InputError(const std::string& reason, const std::string& logged, bool damaged = false)
-        : std::runtime_error(reason), logged(logged), damaged(damaged) {}
+    InputError(const std::string& reason, const std::string& logged, bool in_record = false)
+        : std::runtime_error(reason), logged(logged), in_record(in_record) {}
     std::string logged;  ///< Part of what the aligner logs for the same error.
-    bool damaged;        ///< The file should be gzip, but its data are damaged, incomplete or not gzip.
+    bool in_record;      ///< A record is wrong; otherwise, the file or its gzip data cannot be read.
 };
 
 /// Reads one input file with the readers and by the rules of the aligner. Not synchronised.

@@ -30,8 +30,8 @@ Content ReadToEnd(const std::string& path) {
             while (reads.Next()) {
             }
         } catch (const Checks::InputError& error) {
-            return reads.EndsWithRefusedRecord() || error.damaged ? Content{false, Checks::OneLine(error.what())}
-                                                                  : Content{true, ""};
+            return error.in_record && !reads.EndsWithRefusedRecord() ? Content{true, ""}
+                                                                     : Content{false, Checks::OneLine(error.what())};
         }
         if (reads.EndsInsideRecord()) {
             return {false, "the last record is cut short"};

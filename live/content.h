@@ -13,7 +13,8 @@ struct Content {
 
 /// Reads a file with the aligner's readers. The content is complete if it contains a read and ends with a complete
 /// FASTQ record or, in a plain FASTA file, a complete line. A compressed file must end with a complete gzip member. A
-/// file with a bad record before its end counts as complete, because waiting does not repair the record.
+/// file with a bad record before its end counts as complete, because waiting does not repair the record. A file that
+/// the system cannot read counts as incomplete.
 Content ReadToEnd(const std::string& path);
 
 /// True for a plain file that does not end with a line feed or cannot be read. Reads only the last byte, so files that

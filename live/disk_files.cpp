@@ -1,9 +1,8 @@
 #include "live/disk_files.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -24,12 +23,17 @@ namespace {
 }  // namespace
 
 std::string ReadFile(const std::string& path) {
-    errno = 0;
-    std::ifstream stream(path, std::ios_base::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream) {
-        Fail(path);
-    }
+    const Common::FileDescriptor file(OpenFile(path, O_RDONLY));
+    std::string text;
+    std::array<char, 1U << 16U> part;
+    ssize_t count = 0;
+    do {
+        count = ::read(file.Get(), part.data(), part.size());
+        if (count < 0 && errno != EINTR) {
+            Fail(path);
+        }
+        text.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    } while (count != 0);
     return text;
 }
 

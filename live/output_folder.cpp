@@ -70,20 +70,17 @@ OutputFolder::OutputFolder(const std::string& given) : path(WithoutSlash(given))
     }
 }
 
+// Writes the state of a new run. Check creates its tables afterwards, because a summary without a state counts as that
+// of another run.
 void OutputFolder::Begin(const RunState& now) {
-    const auto summary_path = path + "/" + Common::kSummaryFileName;
-    if (fs::exists(summary_path)) {
+    if (fs::exists(path + "/" + Common::kSummaryFileName)) {
         fs::remove_all(HiddenPath());
         throw std::runtime_error(path + ": contains the results of another run");
     }
     auto state = now;
-    const auto header = HeaderLine();
-    state.summary_bytes = header.size();
-    // The state is written first, because a summary without a state counts as that of another run.
+    state.summary_bytes = HeaderLine().size();
     ReplaceFile(HiddenPath() + "/state", state.Text());
     Sync(HiddenPath());
-    ReplaceFile(summary_path, header);
-    ReplaceFile(path + "/files.tsv", state.FilesTable());
 }
 
 RunState OutputFolder::Open(const RunState& now) {
@@ -118,13 +115,19 @@ RunState OutputFolder::Open(const RunState& now) {
     return published;
 }
 
-// Completes an interrupted Begin, and removes what EndLog has added to the log. Throws if another program has changed
-// the size of the summary or shortened the log. Call only when no publication is pending.
+// Creates the tables of a run without files, and removes what EndLog has added to the log. Throws if another program
+// has changed the size of the summary or shortened the log. Call only when no publication is pending.
 void OutputFolder::Check(const RunState& state) const {
     const auto summary_path = path + "/" + Common::kSummaryFileName;
-    if (!fs::exists(summary_path) && state.files.empty()) {
-        ReplaceFile(summary_path, HeaderLine());
-        ReplaceFile(path + "/files.tsv", state.FilesTable());
+    if (state.files.empty()) {
+        if (!fs::exists(summary_path)) {
+            ReplaceFile(summary_path, HeaderLine());
+        }
+        // A killed run may have created only the summary, and a deleted run may have left its table.
+        const auto table_path = path + "/files.tsv";
+        if (!fs::exists(table_path) || ReadFile(table_path) != state.FilesTable()) {
+            ReplaceFile(table_path, state.FilesTable());
+        }
     }
     if (SizeOf(summary_path) != state.summary_bytes) {
         throw std::runtime_error(summary_path + ": changed by another program: it has " +

@@ -138,10 +138,11 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     if (!HasRows(file.phase)) {
         writer_pauses = writer_pauses || file.phase == Phase::cut;
         Begin(found.name, found.stamp, now);
-    } else if (!file.changed) {
-        file.changed = true;
+        return;
+    }
+    last_change = std::exchange(file.latest, found.stamp).SameContent(found.stamp) ? last_change : now;
+    if (!std::exchange(file.changed, true)) {
         file.reason = "it changed after it was aligned; the output keeps its former reads";
-        last_change = now;
         notices.Add(Notices::Event::changed, found.name + ": " + file.reason);
     }
 }

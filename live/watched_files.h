@@ -29,6 +29,7 @@ struct Watched {
     };
     Phase phase = Phase::settling;
     Stamp stamp;
+    Stamp latest;               ///< If the file has changed since it was aligned, its stamp in the last look.
     Time since;                 ///< The file has not changed since this time.
     std::string reason;         ///< Why the output lacks reads of the file; empty if it lacks none, or if unknown.
     std::string output_name;    ///< The name under which the output has the reads; empty if it has none.

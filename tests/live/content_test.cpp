@@ -1,13 +1,36 @@
 #include "live/content.h"
 
+#include <cerrno>
+
 #include <gtest/gtest.h>
 #include <boost/iostreams/copy.hpp>
 #include <boost/iostreams/device/back_inserter.hpp>
 #include <boost/iostreams/filter/gzip.hpp>
 #include <boost/iostreams/filtering_stream.hpp>
 
+#include <unistd.h>
+
 #include "live/disk_files.h"
 #include "tests/common/temporary_folder.h"
+
+namespace {
+
+int reads_left = -1;  // The number of calls of read that succeed before one fails; negative: none fails.
+
+}  // namespace
+
+// The linker replaces the system's function with this one.
+extern "C" {
+ssize_t __real_read(int, void*, size_t);
+
+ssize_t __wrap_read(int file, void* buffer, size_t size) {
+    if (reads_left >= 0 && reads_left-- == 0) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_read(file, buffer, size);
+}
+}
 
 namespace {
 
@@ -54,6 +77,21 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     // The reason becomes a column of a table, so it must not contain a tab.
     EXPECT_EQ(Live::ReadToEnd(folder.Write("tab.fq", kWhole + "@c\nAC\tGT\n+\nIIIII")).reason,
               "record 3: Sequence contained an unexpected character ' ' at position 2");
+}
+
+// Waiting may repair the disk or the network, unlike a bad record.
+TEST(Content, FileIsIncompleteIfReadingFails) {
+    const Tests::TemporaryFolder folder;
+    for (const auto& path : {folder.Write("a.fq", kWhole), folder.Write("a.fq.gz", Gzip(kWhole))}) {
+        for (int reads = 0; reads < 2; ++reads) {
+            reads_left = reads;
+            const auto content = Live::ReadToEnd(path);
+            EXPECT_EQ(reads_left, -1);
+            reads_left = -1;
+            EXPECT_FALSE(content.whole) << path << reads;
+            EXPECT_EQ(content.reason, "cannot be read: Input/output error") << path << reads;
+        }
+    }
 }
 
 TEST(Content, CopyContainsTheReadsBeforeTheFirstFault) {
