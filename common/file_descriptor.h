@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include <unistd.h>
 
 namespace Common {

@@ -172,7 +172,6 @@ void LoggerGroup::SetFolder(const boost::filesystem::path& new_folder) {
     std::array<SinkOptions, kLoggerCount> options;
     {
         const std::lock_guard lock(mutex);
-        folder = new_folder;
         options = file_options;
     }
     updateFileSink(Loggers::main_file, new_folder, channel, std::move(options[Position(Loggers::main_file)]));

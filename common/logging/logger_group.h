@@ -76,11 +76,10 @@ private:
     void Install(Loggers logger, const Sink& sink, const SinkOptions& options);
     SeverityBits AcceptedSeverities() const;
 
-    std::mutex mutex;  // Guards the members from `sinks` to `folder`.
+    std::mutex mutex;  // Guards the members from `sinks` to `file_options`.
     std::array<Sink, kLoggerCount> sinks;
     std::array<SinkOptions, kLoggerCount> installed;
     std::array<SinkOptions, kLoggerCount> file_options;  // Options of the sinks that SetFolder installs.
-    boost::filesystem::path folder;
     const std::string channel;
     const std::string verbose_channel;
 };
