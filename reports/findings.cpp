@@ -14,7 +14,7 @@ std::string OfRuns(std::uint64_t count, const RunFacts& run, const std::string& 
 }
 
 bool IsWhole(const RunFacts& run) {
-    return run.logs == run.runs && run.unfinished.count + run.failed_files.count == 0;
+    return !run.in_progress && run.logs == run.runs && run.unfinished.count + run.failed_files.count == 0;
 }
 
 }  // namespace
@@ -27,7 +27,9 @@ std::vector<Finding> FindingsOf(const Sample& sample) {
         }
     };
     const auto& run = sample.run;
-    add(true, run.unfinished, OfRuns(run.unfinished.count, run, "not finished"));
+    if (!run.in_progress) {
+        add(true, run.unfinished, OfRuns(run.unfinished.count, run, "not finished"));
+    }
     add(true, run.failed_files, Counted(run.failed_files.count, "input file") + " failed");
     add(true, run.failed_reads, Counted(run.failed_reads.count, "read") + " failed");
     add(true, run.errors, Counted(run.errors.count, "other error"));

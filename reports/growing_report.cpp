@@ -30,7 +30,7 @@ void GrowingReport::Count(const std::string& summary, const std::string& sam_fol
 void GrowingReport::Write(const LiveNote& note) {
     sample->TakeBreadth();
     sample->run = ReadRunFacts(folder);
-    sample->run.unfinished = {};  // Not a finding: the page itself says that the run is in progress.
+    sample->run.in_progress = true;
     OutputFiles files(folder);
     files.Write(kPageFile, Page(kDefaultTitle, PageData(kDefaultTitle, {&*sample, 1}, note)));
     files.Publish();

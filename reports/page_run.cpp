@@ -33,7 +33,7 @@ std::string TimeTaken(const RunFacts& run) {
     if (run.runs > 1) {
         return Duration(run.milliseconds) + ", " + Counted(run.logs - run.unfinished.count, "run") + " together";
     }
-    return run.unfinished.count > 0 ? "not finished" : Duration(run.milliseconds);
+    return run.in_progress || run.unfinished.count > 0 ? "not finished" : Duration(run.milliseconds);
 }
 
 }  // namespace
