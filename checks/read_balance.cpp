@@ -108,6 +108,10 @@ void ReadBalance::Excuse(std::string_view name) {
     ++most_kept;
 }
 
+bool ReadBalance::Knows(std::string_view name) const {
+    return groups.find(name) != groups.end();
+}
+
 bool ReadBalance::Expects(std::string_view name, std::string_view content) const {
     const auto group = groups.find(name);
     return group != groups.end() && std::any_of(group->second.expected.begin(), group->second.expected.end(),

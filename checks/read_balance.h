@@ -37,6 +37,8 @@ public:
     /// name to the expected series.
     void Excuse(std::string_view name);
 
+    /// True if a read of this name was added that has not matched yet, or that is excused.
+    bool Knows(std::string_view name) const;
     /// True if a read of this name and content is expected and not found yet.
     bool Expects(std::string_view name, std::string_view content) const;
     /// True if a read of this name with different content is expected and not found yet.

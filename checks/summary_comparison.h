@@ -32,7 +32,8 @@ public:
     void SkipUnknownRows() { gaps = true; }
 
     /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already,
-    /// whose rows are not reported. `logged`: the number of rows according to the log, if known.
+    /// whose rows are not reported. `logged`: the number of rows according to the log, if known. After a line that
+    /// cannot be read, the following rows are unknown, so no row counts as missing.
     std::vector<std::string> Finish(const std::set<std::string>& reported, std::optional<std::uint64_t> logged);
 
 private:
@@ -49,8 +50,9 @@ private:
     std::string_view cells;  // The other columns of the row read last.
     ReadBalance balance;
     std::vector<std::string> findings;
-    std::string half_row;  // The name in the last row if that row has no line feed.
-    bool gaps = false;     // Whether rows without a usable SAM record are expected.
+    std::string half_row;     // The name in the last row if that row has no line feed.
+    bool gaps = false;        // Whether rows without a usable SAM record are expected.
+    bool unreadable = false;  // Whether a line cannot be read. It and the lines after it are unknown.
 };
 
 }  // namespace Checks

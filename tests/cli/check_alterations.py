@@ -237,8 +237,11 @@ ALTERATIONS = {
         *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
-    "a row of 64 MiB": (content(SUMMARY, lambda old: old + bytes(64 << 20)), [
-        f"{SUMMARY}: line 13 cannot be read: 64 MiB or longer"]),
+    # Of the rows before the long one, that of r1 is missing, since it follows the long one, and that of r3 is altered.
+    "a row of 64 MiB, and another order of rows": (
+        both(cell(SUMMARY, 4, 12, "7"), lines(SUMMARY, lambda old: [old[0], *old[2:4], bytes(64 << 20), old[1], *old[4:]])), [
+            f"{SUMMARY}: line 4 cannot be read: 64 MiB or longer",
+            f"{SUMMARY}: line 3: alignment_score of read 'r3' is '7'; its SAM record gives '1250'"]),
     "no header": (without(SUMMARY, 1), [f"{SUMMARY}: the first line is not the header of a summary"]),
     "no summary": (gone(SUMMARY), [f"{SUMMARY}: No such file or directory"]),
     "an empty summary": (content(SUMMARY, lambda old: b""), [f"{SUMMARY}: the first line is not the header of a summary"]),

@@ -239,6 +239,10 @@ class Check(AlignerTest):
         listed, log_file = self.run_over({"a.fq": "".join(record(f"r{i}", "") for i in range(120_000)),
                                           "b.fq": record("r", "")})
         self.assertEqual(self.check("-", "out", stdin=listed), (0, ["2 files, 120001 reads: nothing lost"]))
+        rows = (self.folder / SUMMARY).read_bytes()
+        lines(SUMMARY, lambda old: [old[0], bytes(64 << 20), *old[1:]])(self.folder)
+        self.assertEqual(self.check("-", "out", stdin=listed), (1, [f"{SUMMARY}: line 2 cannot be read: 64 MiB or longer"]))
+        (self.folder / SUMMARY).write_bytes(rows)
         for name in "ab":
             lines(f"out/{name}.sam", lambda old: [re.sub(b"^r", b"x", one) for one in old])(self.folder)
         self.expect(["a.fq: its SAM file out/a.sam contains other reads", "b.fq: read 'r' is not in its SAM file out/b.sam",
