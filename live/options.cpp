@@ -54,7 +54,7 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
         ("until-idle", number(&idle, "MINUTES"),
          "End after this time without a new or changed file (default: never).")  //
         ("until-file", number(&options.until_file, "NAME"),
-         "End when a file of this name appears in or below READS and all read files are aligned.")  //
+         "End when a file of this name is in or below READS and all complete files are aligned.")  //
         ("allow-failed-reads", number(&allowed, "N"),
          "In each file, up to N reads may fail with an error in the log (default: 0).")  //
         ("aligner", number(&options.aligner, "PROGRAM"), "The program tavik_aligner (default: beside this one).")
