@@ -15,7 +15,7 @@ bool IsInTables(const std::string& name) {
     return name.find_first_of("\t\n") == std::string::npos;
 }
 
-// True for a file that waits for a round, is in one, or is in the output.
+// True for a file that waits for a round, is in one, or is in the output under its own name.
 bool IsTaken(Phase phase) {
     return phase == Phase::waiting || phase == Phase::aligning || phase == Phase::done;
 }
@@ -80,8 +80,8 @@ void WatchedFiles::Begin(const std::string& name, const Stamp& stamp, Time now) 
     last_change = now;
 }
 
-// The time of a change that this look has found. The stamp's time may come from the clock of another machine, so the
-// result is limited to the time since the last look.
+// The time of a change that the current look has found. The stamp's time may come from another machine's clock, so it
+// is limited to the interval from the previous look to now.
 Time WatchedFiles::ChangeOf(const Stamp& stamp, Time now) const {
     const auto age = std::chrono::nanoseconds(std::max<std::int64_t>(file_time - stamp.time, 0));
     return now - std::clamp<Time::duration>(age, Time::duration::zero(), std::max(now - last_look, {}));
@@ -147,10 +147,12 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     }
 }
 
-// The known file that was renamed to the file with this stamp, or the end of `files`. The former name may now be that
-// of another file.
+// The known file whose new name belongs to the file with this stamp, or files.end(). Another file may now have the
+// former name.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
-    auto further = files.end();  // Another name, or the other form, of the aligned file.
+    // A match whose own phase is `renamed`: only another name or form of an aligned file. Used if there is no other
+    // match.
+    auto further = files.end();
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
         for (const auto& name : names->second) {
             const auto named = files.find(name);
@@ -202,7 +204,8 @@ void WatchedFiles::SetOtherForm(const std::string& name, const std::string& form
                     " after it was aligned; the output keeps the former name");
 }
 
-// True for a missing file that exists under another name or in another form.
+// `file` must be missing. True if it still exists under another name, or in another form that was not aligned in its
+// own right.
 bool WatchedFiles::IsReplaced(const std::string& name, const Watched& file) const {
     std::string other;
     const auto* const form = OtherFormOf(name, other);
@@ -221,8 +224,8 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// Returns true if the found file is a known file under a new name, unless the known file is being aligned. If that file
-// was aligned, it is not aligned again; otherwise, it need not settle again.
+// If the found file is a known file under a new name, and that known file is not being aligned, records the new name
+// and returns true. If the known file was aligned, it is not aligned again; otherwise, it need not settle again.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {

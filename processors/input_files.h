@@ -13,8 +13,8 @@ struct InputFiles {
 };
 
 /// Lists the regular files in `folder` that have the extension of a read file; if `recursive`, also those in its
-/// sub-folders. Throws the file system's error, with the folder's name, if a folder cannot be listed. Logs a warning
-/// about each entry that has the extension of a read file but is inaccessible, such as a dangling link.
+/// sub-folders. Throws boost::filesystem::filesystem_error, which names the folder, if a folder cannot be listed. Logs
+/// a warning about each entry that has the extension of a read file but is inaccessible, such as a dangling link.
 InputFiles FindReadFiles(const std::string& folder, bool recursive);
 
 }  // namespace Tavik

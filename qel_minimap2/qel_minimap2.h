@@ -79,7 +79,7 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 /// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The index file
 /// appears as `path` only when it is complete and on the disk. It replaces an older file, which processes that have it
 /// open can still use. Until it is complete, the index file has no name, so nothing is left if the process ends, even
-/// by SIGKILL. On file systems without nameless files, such as NFS, it has a hidden name instead (see
+/// by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
 /// qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. If sequences have the
 /// same name, a warning is printed. Returns null on success. On failure, nothing at `path` has changed, and the result
 /// is a text "ERROR: message", in which the message begins with the path of the reference or the index. The text

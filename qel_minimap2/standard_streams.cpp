@@ -1,6 +1,7 @@
-// minimap2's archive is position-independent, except that it uses the C library's stdin, stdout and stderr as the code
-// of a program does. The linker therefore wraps these three names, so that the archive uses the hidden pointers below,
-// which belong to this library. The pointers are set to the C library's streams when this library is loaded.
+// minimap2's archive is compiled for executables (-fPIE): it is position-independent, but it addresses the C library's
+// stdin, stdout and stderr directly, which code in a shared library cannot do. The linker therefore wraps these three
+// names, so that the archive uses the hidden pointers below, which belong to this library. The pointers are set to the
+// C library's streams when this library is loaded.
 
 #include <cstdio>
 

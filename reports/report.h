@@ -11,13 +11,14 @@ inline constexpr char kPageFile[] = "alignment_report.html";
 inline constexpr char kDefaultTitle[] = "Alignment report";
 
 /// Names for the samples whose summaries are at `paths`. A name is that of the summary's folder, or that of the summary
-/// without its extension if the file is not named alignment_summary.txt. Equal names are preceded by parent folders
-/// that make them unique. Repeated paths are numbered.
+/// without its extension if the file is not named alignment_summary.txt. Equal names are prefixed with as many
+/// parent folders as make them unique. Of names that are still equal, such as those of repeated paths, all but the
+/// first are numbered.
 std::vector<std::string> SampleNames(const std::vector<std::string>& paths);
 
-/// Makes the report. Returns the exit status, which is 1 if a summary is missing, damaged or another kind of file, or
-/// if the report or standard output cannot be written. Unusable summaries are named on standard error; the report
-/// covers all others.
+/// Makes the report. Returns the exit status, which is 1 if a given file is missing, damaged or not a summary, or if
+/// the report or standard output cannot be written. Unusable summaries are named on standard error; the report covers
+/// all others.
 int MakeReport(const Options& options);
 
 }  // namespace Reports

@@ -1,4 +1,4 @@
-// Measures the overhead per read: a log call below the threshold, and passing jobs to workers.
+// Measures the overhead per read: making a log call that no sink accepts, and passing a job to a worker.
 
 #include <chrono>
 #include <cstddef>
@@ -41,7 +41,7 @@ void EmptyJob(benchmark::State& state) {
         pool.Reset(pool.Finished().front());
     }
 }
-// Wall time, because the owner sleeps for part of it.
+// Wall time, because the thread that owns the pool sleeps for part of it.
 BENCHMARK(EmptyJob)->ArgName("workers")->Arg(1)->Arg(2)->UseRealTime();
 
 // Repeats one record `count` times.
@@ -60,8 +60,8 @@ struct Records {
     int count;
 };
 
-// Jobs per second, one for each read of a file, if each job takes `us` microseconds. The processor time shown is the
-// owner's, so it is the cost of handing over the reads.
+// Jobs per second when a loop starts a job for each of `kJobs` reads and each job takes `us` microseconds. The
+// processor time shown is that of the thread that owns the pool, so it is the cost of handing over the reads.
 void LoopOfJobs(benchmark::State& state) {
     constexpr int kJobs = 5000;
     const auto bases = static_cast<std::size_t>(state.range(2));

@@ -36,7 +36,7 @@ struct ProcessGroup {
     }
 
     const boost::shared_ptr<boost::log::core> core = boost::log::core::get();  // Destroyed after the group.
-    std::mutex mutex;                                                          // Guards the creation of `group`.
+    std::mutex mutex;  // Guards the creation and replacement of `group`.
     std::unique_ptr<LoggerGroup> group;
 };
 
@@ -137,7 +137,8 @@ LoggerGroup& LoggerGroup::Instance() {
 
 void LoggerGroup::updateStreamSink(Loggers logger, SinkOptions&& options) {
     if (!IsConsole(logger)) {
-        TAVIK_LOG(error) << kWrongLogger;  // Says "file" for a console sink too. Deliberate: tools match this text.
+        // The text says "file sink" although this function updates console sinks. Deliberate: do not change it.
+        TAVIK_LOG(error) << kWrongLogger;
         return;
     }
     Sink sink;
@@ -160,7 +161,7 @@ void LoggerGroup::updateFileSink(Loggers logger, const boost::filesystem::path& 
     Sink sink;
     if (options.enabled) {
         if (!file_folder.empty()) {
-            boost::system::error_code ignored;  // Opening the file then fails, which is reported.
+            boost::system::error_code ignored;  // If this fails, opening the file fails too, and that is reported.
             boost::filesystem::create_directories(file_folder, ignored);
         }
         sink = MakeSink(boost::make_shared<LogFileBackend>(file_folder, name, options.auto_flush), options);

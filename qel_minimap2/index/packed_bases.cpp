@@ -31,8 +31,8 @@ void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t 
             }
             continue;
         }
-        // Each step moves the halves of a part of the word apart; after three steps, each of the eight codes has its
-        // own byte.
+        // Each step splits every part of the word into halves and moves them apart; after three steps, each of the
+        // eight codes has its own byte.
         spread = (spread | spread << 16U) & 0x0000FFFF0000FFFFU;
         spread = (spread | spread << 8U) & 0x00FF00FF00FF00FFU;
         spread = (spread | spread << 4U) & 0x0F0F0F0F0F0F0F0FU;

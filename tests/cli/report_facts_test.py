@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests what tavik_report says about the runs behind a summary, and how it writes. Each class is one ctest test."""
+"""Tests what tavik_report says about the runs behind a summary, and how it writes its files and its messages. Each class
+is one ctest test."""
 
 import json
 import os
@@ -22,7 +23,8 @@ CUT = "Error while processing input file {}: Sequence is not the same length as 
 
 class Runs(ReportTest):
     def problems(self, folder="out"):
-        """Returns the page's findings, as (level, text, messages, more), and MultiQC's counts in the order of KINDS."""
+        """Returns the page's findings, as (level, text, messages, more), where `more` is the number of messages left out,
+        and MultiQC's counts in the order of KINDS."""
         (sample,) = self.data(folder)["samples"]
         (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
         return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]
@@ -144,7 +146,8 @@ class Outputs(ReportTest):
         self.run_report("out", "--title", "former")
         former = {path.name: path.read_bytes() for path in self.out.iterdir()}
         for name in FILES:
-            # Writes to the device succeed until the buffer is flushed, so closing the file must report the failure.
+            # Every write to this device fails. A text that fits into the stream's buffer is written only when the file is
+            # closed, so closing must report the failure too.
             (self.out / f"{name}.part").symlink_to("/dev/full")
             done = self.run_report("out", status=1)
             self.assertEqual((done.stdout, done.stderr), ("", f"Error: out/{name}: could not be written: No space left on device\n"))

@@ -17,7 +17,7 @@ BASES = "".join(line.strip() for line in REFERENCE.read_text().splitlines() if l
 
 
 def noisy(bases, rate):
-    """Returns `bases` with mismatches, insertions and deletions, each at a third of `rate` at most."""
+    """Returns `bases` with mismatches, insertions and deletions, each at a rate of at most `rate` / 3."""
     edits = random.choices(("{0}", "{1}", "{0}{1}", ""), (1 - rate, rate / 3, rate / 3, rate / 3), k=len(bases))
     return "".join(edit.format(base, random.choice("ACGT")) for edit, base in zip(edits, bases))
 
@@ -70,7 +70,7 @@ class Memory(Large):
         self.write("in/reads.fastq", "".join(f"@r{i}\n{genome[i:i + 300]}\n+\n{'I' * 300}\n" for i in range(0, 200000, 1000)))
         (one, _), (many, _) = (self.watched(self.folder / "in", f"out{n}", reference, n) for n in (1, 32))
         print(f"1 worker: {one} kB, 32 workers: {many} kB")
-        self.assertLess(many - one, 16000, "31 more headers of 500 kB each")
+        self.assertLess(many - one, 16000, "31 more copies of the header (516 KiB each) would take 16011 KiB")
 
 
 class Scale(Memory):

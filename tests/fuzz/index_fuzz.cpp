@@ -1,4 +1,5 @@
-// Loads the input as a prebuilt index: loading refuses it, or mapping a read works or fails with a message.
+// Loads the input as a prebuilt index. Either loading must refuse it, or mapping a read must succeed or fail with a
+// message.
 
 #include <cstdlib>
 #include <string>

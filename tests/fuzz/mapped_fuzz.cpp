@@ -1,4 +1,5 @@
-// Loads the input as an index of tavik_index: loading refuses it, or mapping a read works or fails with a message.
+// Loads the input as an index made by tavik_index. Either loading must refuse it, or mapping a read must succeed or
+// fail with a message.
 
 #include <algorithm>
 #include <cstdlib>

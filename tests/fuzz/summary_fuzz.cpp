@@ -1,4 +1,5 @@
-// Reads the input as an alignment summary: the reader refuses it, or its rows satisfy the reader's contract.
+// Reads the input as an alignment summary: the reader must refuse it, or its rows must satisfy the reader's contract.
+// The counts of the sample that takes the rows must agree in either case.
 
 #include <cstdlib>
 #include <exception>

@@ -25,8 +25,8 @@ TEST(ExtAlignProcessCaller, AFailingAlignerIsRunUpToElevenTimes) {
         {11, 11, {"Alignment failed after max_attempts: 10"}},
     };
     for (const auto& [failures, runs, messages] : cases) {
-        // An "aligner" that fails on its first `failures` runs. Then it prints the number of its arguments, the first
-        // argument and the read.
+        // An "aligner" that fails on its first `failures` runs. On each later run, it prints the number of its
+        // arguments, the first argument and the read's file.
         const Tests::TemporaryFolder folder;
         const auto log_file = folder.Path("runs");
         const auto aligner = folder.Write(
@@ -49,8 +49,9 @@ TEST(ExtAlignProcessCaller, AFailingAlignerIsRunUpToElevenTimes) {
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
     ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
-    // One pass per placeholder replaces it everywhere. The second pass finds the placeholder that the first one
-    // inserted, but no pass examines its own insertions.
+    // Each placeholder is replaced everywhere in one pass, in the order executable, reference, strand. So a later pass
+    // also fills the placeholders that an earlier one inserted: here {executable} becomes {reference}, then {strand},
+    // then the file's name.
     const auto output = caller.Call("A", "r");
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);

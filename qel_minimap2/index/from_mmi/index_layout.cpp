@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kMagicSize = 4;
 
-// Small, because the constructor reads only the few bytes that describe each bucket and skips the bucket's content.
+// Small, because IndexLayout's constructor reads only the few bytes that describe each bucket and skips the bucket's
+// content.
 constexpr std::size_t kChunk = 4096;
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
 
@@ -45,8 +46,8 @@ public:
         return start;
     }
 
-    // Without prefetching, each read would wait for the disk: most of the file is skipped, so the system cannot predict
-    // which part is read next.
+    // Without prefetching, each access to the file would wait for the disk: most of the file is skipped, so the system
+    // cannot predict which part is read next.
     void LoadAhead() {
         constexpr std::size_t kStep = std::size_t{1} << 19U;
         for (ahead = std::max(ahead, next); ahead < std::min(next + kAhead, size); ahead += kStep) {

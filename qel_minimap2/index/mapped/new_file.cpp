@@ -110,7 +110,7 @@ NewFile::NewFile(const std::string& path, std::uint64_t size, Naming naming)
     : path(Target(path)), folder(std::filesystem::path(this->path).parent_path().string()) {
     folder = folder.empty() ? "." : folder;
     RemoveStale(folder);
-    // Publish needs /proc/self/fd to name a nameless file.
+    // Publish needs /proc/self/fd to name an unnamed file.
     if (naming == Naming::late && ::access("/proc/self/fd", X_OK) == 0) {
         descriptor = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode);
     }

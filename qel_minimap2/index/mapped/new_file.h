@@ -10,7 +10,7 @@
 namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is complete. Until then it has no name, so nothing is left if the
-/// process ends, for whatever reason. With Naming::hidden, on a file system without nameless files, or without /proc,
+/// process ends, for whatever reason. With Naming::hidden, on a file system without unnamed files, or without /proc,
 /// it is a hidden file in the same folder until then. If a process is killed, the next NewFile in that folder removes
 /// the hidden file, unless the file system has no locks.
 ///
@@ -22,7 +22,7 @@ public:
 
     /// `path`: the name that Publish gives the file; if it is a symbolic link, the link stays and the file that it
     /// leads to is replaced. `size`: the least number of bytes that will be written; they are reserved on the disk if
-    /// the file system supports this. `naming`: where files cannot be nameless, `late` means `hidden`. Throws
+    /// the file system supports this. `naming`: where files cannot be unnamed, `late` means `hidden`. Throws
     /// std::runtime_error with the reason.
     NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;
@@ -32,7 +32,7 @@ public:
 
     /// Writes at any offset. Throws std::runtime_error with the system's reason. Any thread.
     void Write(std::uint64_t offset, const void* data, std::size_t size) const;
-    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. A nameless
+    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. An unnamed
     /// file gets a hidden name first, because only a rename replaces a file. Throws std::runtime_error with the
     /// system's reason; the older file is then unchanged.
     void Publish();

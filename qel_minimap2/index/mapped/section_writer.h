@@ -11,7 +11,8 @@
 namespace qel_minimap2 {
 
 /// Writes a section of an index to its file. The content may come in parts of any size, in any order, and from any
-/// thread. A piece that one part fills is not copied: its checksum is computed and it is written at once.
+/// thread. If a single part contains a whole piece, that piece is not copied: its checksum is computed and it is
+/// written at once.
 class SectionWriter {
 public:
     /// The section begins at `offset` in `file`, which must outlive this object.
