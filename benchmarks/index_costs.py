@@ -1,4 +1,4 @@
-"""Compares an index of tavik_index with minimap2's prebuilt index and with the FASTA file, for benchmarks/speed."""
+"""Compares an index made by tavik_index with minimap2's prebuilt index and with the FASTA file, for benchmarks/speed."""
 
 import os
 import re
@@ -26,7 +26,7 @@ class Table:
     def print(self, runs):
         """Prints the table. Returns whether the runs with both indexes wrote the same lines and rows."""
         mb = 1e6
-        print(f"\nAn index of tavik_index ({self.own.stat().st_size / mb:.0f} MB) beside minimap2's prebuilt one "
+        print(f"\nAn index made by tavik_index ({self.own.stat().st_size / mb:.0f} MB) beside minimap2's prebuilt one "
               f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2; times are medians, wall / processor seconds.\n\n"
               "| | minimap2, .mmi | aligner, .mmi | aligner, own index |\n|---|---|---|---|", flush=True)
         starts = self.in_turns(self.one_read, runs)

@@ -21,8 +21,9 @@ constexpr char kUsage[] =
     "or - for a list on standard input.\n\n";
 
 constexpr char kStatuses[] =
-    "\nExit status: 0 if nothing was lost, 1 with a line for each finding, 2 for wrong usage,\n"
-    "an unreadable input or a table that cannot be written.\n";
+    "\nExit status: 0 if nothing was lost; 1 if something was lost or altered, with one line for\n"
+    "each finding; 2 for wrong usage, an input folder or list that cannot be read, or a table\n"
+    "that cannot be written.\n";
 
 }  // namespace
 
@@ -36,7 +37,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
             "Up to N reads may have failed with an error in the log (default: 0).")  //
         ("table", po::value(&options.table)->value_name("FILE"),
          "If nothing was lost: write a table with each input file's number of reads, SAM file and path.")  //
-        ("help,h", "Print this text and end.");
+        ("help,h", "Print this help and exit.");
     po::options_description all;
     all.add(visible).add_options()("input", po::value(&options.input))("save_folder", po::value(&options.save_folder));
     po::positional_options_description positions;

@@ -14,7 +14,7 @@ constexpr std::size_t kMostNamed = 3;
 std::string Summary(Notices::Event event) {
     switch (event) {
         case Notices::Event::beside:
-            return " are aligned beside their compressed or uncompressed forms, as files of their own";
+            return " are aligned separately from other files, although they may be the same files in another form";
         case Notices::Event::changed:
             return " changed after they were aligned; the output keeps their former reads";
         case Notices::Event::renamed:

@@ -60,8 +60,8 @@ po::options_description Describe(Options& options, std::int64_t& allowed, double
         ("aligner", number(&options.aligner, "PROGRAM"), "The program tavik_aligner (default: beside this one).")
         //
         ("quiet,z", po::bool_switch(&options.quiet), "Print nothing on standard output.")  //
-        ("help,h", "Print this text and end.")                                             //
-        ("version,v", "Print the version and end.");
+        ("help,h", "Print this help and exit.")                                            //
+        ("version,v", "Print the version and exit.");
     return visible;
 }
 

@@ -299,7 +299,8 @@ void WatchedFiles::Settle(Named named, Notices& notices) {
         return;
     }
     if (form != nullptr && !form->missing && IsTaken(form->phase)) {
-        notices.Add(Notices::Event::beside, name + ": is aligned beside " + other + ", as a file of its own");
+        notices.Add(Notices::Event::beside, name + ": is aligned separately from " + other +
+                                                ", although it may be the same file in another form");
     }
     file.phase = Phase::waiting;
 }

@@ -70,7 +70,7 @@ bool FlushStandardOutput() {
     errno = 0;
     std::cout.flush();
     if (!std::cout) {
-        std::cerr << "Error: standard output could not be written" << (errno == 0 ? "" : ": ")
+        std::cerr << "Error: could not write to standard output" << (errno == 0 ? "" : ": ")
                   << (errno == 0 ? "" : std::generic_category().message(errno)) << '\n';
     }
     return static_cast<bool>(std::cout);

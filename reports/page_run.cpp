@@ -65,7 +65,7 @@ Json RunData(const RunFacts& run) {
     add("warnings and errors", std::to_string(run.warnings.count) + " and " +
                                    std::to_string(run.failed_files.count + run.failed_reads.count + run.errors.count));
     if (run.runs > 1) {
-        add("log files", std::to_string(run.logs) + ", of " + Counted(run.runs, "run"));
+        add("log files", std::to_string(run.logs) + " (for " + Counted(run.runs, "run") + ")");
     } else {
         add("log file", std::filesystem::path(run.log_file).filename().string());
     }

@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
         const auto* const status = std::get_if<int>(&options);
         const int result = status != nullptr ? *status : Indexing::Execute(std::get<Indexing::Options>(options));
         if (!std::cout.flush()) {
-            std::cerr << "tavik_index: standard output could not be written\n";
+            std::cerr << "tavik_index: could not write to standard output\n";
             return Indexing::kFailed;
         }
         return result;

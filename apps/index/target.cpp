@@ -58,7 +58,7 @@ void RequireWritable(const std::string& path, const std::string& reference) {
     }
     // The user may have swapped the two paths.
     if (fs::exists(status) && !IsEmptyOrIndex(path)) {
-        fail("is not an index of tavik_index, so it is not replaced");
+        fail("is not an index made by tavik_index, so it is not replaced");
     }
     // The new index replaces the target of a symbolic link, so the target's folder must be writable.
     const auto folder = fs::path(qel_minimap2::LinkTarget(path, error)).parent_path();

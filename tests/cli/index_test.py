@@ -189,7 +189,7 @@ class IndexFailures(IndexTest):
             ("/dev/null", None, "is not a regular file"),
             (reference, None, "is the reference itself"),
             (link, None, "is the reference itself"),
-            (reads, None, "is not an index of tavik_index, so it is not replaced"),
+            (reads, None, "is not an index made by tavik_index, so it is not replaced"),
             (secret, become_nobody, "could not be read: Permission denied"),
             (self.folder / "gone" / "new", None, "could not be written: No such file or directory"),
             (closed / "new", become_nobody, "could not be written: Permission denied"),

@@ -111,7 +111,7 @@ class Runs(ReportTest):
         (sample,) = self.data()["samples"]
         run = dict(sample["run"])
         self.assertEqual([run[name] for name in ("aligner version", "alignment ref.", "input files read", "log files")],
-                         ["1.0.0", str(REFERENCE), "3", "3, of 3 runs"])
+                         ["1.0.0", str(REFERENCE), "3", "3 (for 3 runs)"])
         self.assertEqual((sorted(run) == sorted({*run, "started", "ended"}), "save path" in run), (True, False))
         self.assertEqual({depth["name"] for depth in sample["depths"]}, {"chr_large", "chr_small"})  # From the chunks' SAM files.
 
@@ -185,10 +185,10 @@ class Outputs(ReportTest):
         with open("/dev/full", "w", encoding="ascii") as full:
             for args in (("out",), ("-h",), ("-v",)):
                 self.assertEqual(self.run_report(*args, status=1, stdout=full).stderr,
-                                 "Error: standard output could not be written: No space left on device\n")
+                                 "Error: could not write to standard output: No space left on device\n")
             self.assertEqual(self.run_report("out", "-z", stdout=full).stderr, "")
         self.assertEqual(self.run_report("out", status=1, preexec_fn=lambda: os.close(1)).stderr,
-                         "Error: standard output could not be written: Bad file descriptor\n")
+                         "Error: could not write to standard output: Bad file descriptor\n")
 
 
 if __name__ == "__main__":

@@ -178,7 +178,7 @@ def check_first_call(status, files, cut_chunk, repeated):
                        stdout=subprocess.DEVNULL)
     expect(f"reads/{CUT}: the last record is cut short" in log_of(cut_chunk), "the cut file is not named")
     failed = Path("out/failed.txt").read_text()
-    expect(failed.startswith(f"1 of {len(files)} chunks are not done.\nchunk {cut_chunk}, ") and f"reads/{CUT}: " in failed,
+    expect(failed.startswith(f"chunks not done: 1 of {len(files)}\nchunk {cut_chunk}, ") and f"reads/{CUT}: " in failed,
            f"the list of failed chunks says: {failed}")
     attempts = {chunk: log_of(chunk).count("\n==") + 1 for chunk in files}
     wanted = {chunk: 2 if chunk in repeated | {cut_chunk} else 1 for chunk in files}

@@ -272,7 +272,8 @@ TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
     folder.Put("a.fq", 9);
     folder.Put("a.fq.gz", 3);
     folder.Look(0);
-    EXPECT_EQ(folder.Look(30), Texts{"a.fq.gz: is aligned beside a.fq, as a file of its own"});
+    EXPECT_EQ(folder.Look(30),
+              Texts{"a.fq.gz: is aligned separately from a.fq, although it may be the same file in another form"});
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "a.fq.gz"}));
 }
 

@@ -10,9 +10,9 @@ from workflow_run import ABSENT, CHECK, INDEX, PROGRAM, READS, REFERENCE, REPORT
 
 KNOWN = "reads, reference, out, chunk_mb, min_coverage, allow_failed_reads, aligner, check, indexer, report"
 PATHS = {"reads": "a folder with read files, or a file with one path per line",
-         "reference": "a FASTA file, a minimap2 index or an index of tavik_index", "out": "a folder for the results",
+         "reference": "a FASTA file, a minimap2 index or an index made by tavik_index", "out": "a folder for the results",
          "aligner": "a program's name or path"}
-OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index of tavik_index.
+OWN = b"\x89TIDX\r\n\x1a"  # The first bytes of an index made by tavik_index.
 MEGABYTES, COVERAGE = "must be a number of megabytes above 0, at most 1e9.", "must be a number from 0 to 1."
 COUNT = "must be a whole number, 0 or more."
 # Wrong settings, which replace correct ones, and the expected messages.
@@ -25,7 +25,7 @@ WRONG = [
         f"threads=x: there is no such setting. The settings are {KNOWN}."]),
     ({"reads": ABSENT, "reference": ABSENT, "chunk_mb": "0", "min_coverage": "abc", "allow_failed_reads": "-1"}, [
         f"chunk_mb=0: {MEGABYTES}", f"min_coverage=abc: {COVERAGE}", f"allow_failed_reads=-1: {COUNT}",
-        *(f"{name}: is missing. It must be {PATHS[name]}: --config {name}=PATH" for name in ("reads", "reference"))]),
+        *(f"{name}: is missing. It must be {PATHS[name]}. Set it with --config {name}=PATH" for name in ("reads", "reference"))]),
     ({"chunk_mb": "inf", "min_coverage": "-0.1"}, [f"chunk_mb=inf: {MEGABYTES}", f"min_coverage=-0.1: {COVERAGE}"]),
     ({"chunk_mb": "", "min_coverage": "nan"}, [f"chunk_mb=: {MEGABYTES}", f"min_coverage=nan: {COVERAGE}"]),
     ({"reads": "gone", "reference": "gone.fa", "out": "list/x"}, [
@@ -37,15 +37,15 @@ WRONG = [
         f"reference=in: Is a directory. It must be {PATHS['reference']}.",
         "out=/proc/x: /proc cannot be written to: REASON."]),
     ({"reads": "empty", "reference": "empty"}, [
-        "reads=empty: these cannot be aligned.", "    empty: no read files", "reference=empty: is empty."]),
+        "reads=empty: has these faults:", "    empty: no read files", "reference=empty: is empty."]),
     ({"reads": "list", "reference": "no.mmi"}, [
-        "reads=list: these cannot be aligned.", "    gone.fq: No such file or directory", "    in/a.fastq: listed twice",
+        "reads=list: has these faults:", "    gone.fq: No such file or directory", "    in/a.fastq: listed twice",
         "    in/../in/a.fastq: is the same file as in/a.fastq",
         "    'a\\tb': names with braces, tabs or line feeds are not supported",
         "reference=no.mmi: is not a minimap2 index, although it is named like one."]),
-    ({"reference": "no.tvi"}, ["reference=no.tvi: is not an index of tavik_index, although it is named like one."]),
+    ({"reference": "no.tvi"}, ["reference=no.tvi: is not an index made by tavik_index, although it is named like one."]),
     ({name: "gone" for name in ("aligner", "check", "indexer", "report")}, [
-        f"{name}=gone: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
+        f"{name}=gone: program not found. Add its folder to PATH, or set --config {name}=FILE."
         for name in ("aligner", "check", "indexer", "report")]),
 ]
 CANNOT = "on a cluster, Snakemake cannot take names with single quotes, backslashes or unprintable characters"
@@ -69,7 +69,7 @@ class Settings(EngineTest):
 
     def test_names_that_snakemake_cannot_pass_to_a_cluster_are_refused(self):
         self.write("in/it's.fastq", fastq(self.records))
-        for settings, message in (({}, f'reads=in: these cannot be aligned.\n    "in/it\'s.fastq": {CANNOT}'),
+        for settings, message in (({}, f'reads=in: has these faults:\n    "in/it\'s.fastq": {CANNOT}'),
                                   ({"out": "a'b"}, f"out=a'b: {CANNOT}.")):
             self.assertEqual(self.engine("--cluster", "false", "--jobs", "1", status=1, **settings),
                              f"WrongSettings:\n{message}\n")
@@ -104,7 +104,7 @@ class Engine(EngineTest):
         self.assertEqual(self.told("built").count("\n"), 1)
 
     def test_every_kind_of_reference_gives_the_same_rows(self):
-        """An index of tavik_index is used as it is; minimap2's is converted once."""
+        """An index made by tavik_index is used as it is; one made by minimap2 is converted once."""
         self.write("in/a.fastq", fastq(self.records))
         minimap2, own = self.build_index(), self.folder / "own.tvi"
         self.assertEqual(self.call(INDEX, "-z", minimap2, own), (0, ""))
@@ -125,13 +125,15 @@ class Engine(EngineTest):
                                   "There is no message: the job was killed or interrupted, or it ran out of memory or time\\.")):
             said = self.engine("--restart-times", "0", status=1, **settings)
             listed = self.told("all/failed.txt")
-            self.assertRegex(listed, r"^1 of 1 chunks are not done\.\nThe index all/reference\.tvi was not built\.\n"
+            self.assertRegex(listed, r"^chunks not done: 1 of 1\nThe index all/reference\.tvi was not built\.\n"
                              rf"  log: all/logs/index\.txt\n    {reason}\nchunk 00000, 1 file:\n    in/a\.fastq\n"
                              r"    No attempt has begun\.\n$")
-            self.assertIn(listed.split(".\n", 1)[1], said)
+            self.assertIn(listed.split("\n", 1)[1], said)
         self.engine()
         self.assertEqual((self.folder / "all/failed.txt").exists(), False)
-        for name in ("cut.fa.gz", "in/a.fastq"):  # Alignment needs the index again, which cannot be built.
+        # The touched files are newer than the results, so the chunk is aligned again, which needs a new index; that index
+        # cannot be built.
+        for name in ("cut.fa.gz", "in/a.fastq"):
             (self.folder / name).touch()
         said = self.engine("--restart-times", "0", status=1, reference="cut.fa.gz")
         self.assertRegex(said, r"The index all/reference\.tvi was not built\.\n  log: all/logs/index\.txt\n"
@@ -163,8 +165,8 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertTrue(any("in/damaged.fastq.gz" in line for line in reason), reason)
         block = "\n".join([f"chunk {chunk}, 1 file:", "    in/damaged.fastq.gz", f"  last attempt: {begin}", f"  log: {log}",
                            *(f"    {line}" for line in reason), ""])
-        self.assertEqual(self.told("all/failed.txt"), f"1 of 3 chunks are not done.\n{block}")
-        self.assertIn(f"1 of 3 chunks are not done; all/failed.txt has the full list:\n{block}", said)
+        self.assertEqual(self.told("all/failed.txt"), f"chunks not done: 1 of 3\n{block}")
+        self.assertIn(f"chunks not done: 1 of 3; all/failed.txt has the full list:\n{block}", said)
 
         self.write("in/damaged.fastq.gz", whole)
         said = self.engine(**settings)
@@ -175,7 +177,7 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual({name: run[name] for name in ("aligner version", "alignment ref.", "started", "ended", "log files",
                                                        "input files read", "warnings and errors")},
                          {"aligner version": "1.0.0", "alignment ref.": "all/reference.tvi", "input files read": "3",
-                          "log files": "3, of 3 runs", "started": min(lines[0] for lines in logs)[:19],
+                          "log files": "3 (for 3 runs)", "started": min(lines[0] for lines in logs)[:19],
                           "ended": max(lines[-1] for lines in logs)[:19], "warnings and errors": "0 and 1"})
         (warning,) = (line for line in said.splitlines() if "1 read failed" in line)
         told = [line.replace(f"{self.folder}/", "") for line in self.told("all/logs/report.txt").splitlines()]

@@ -55,8 +55,8 @@ def by_schema(config):
             break
         except WorkflowError as error:
             wrong = error.__context__
-        if wrong.validator == "required":  # The validator checks this keyword last.
-            faults += [f"{name}: is missing. It must be {KNOWN[name]['description']}: --config {name}=PATH"
+        if wrong.validator == "required":  # The validator checks this keyword last, because it comes last in the schema.
+            faults += [f"{name}: is missing. It must be {KNOWN[name]['description']}. Set it with --config {name}=PATH"
                        for name in wrong.validator_value if name not in {*settings, *wrong_names}]
             break
         if wrong.validator == "additionalProperties":
@@ -80,9 +80,10 @@ def reads_faults(reads, to_cluster):
     try:
         faults = read_files.faults_of(reads, read_files.find(reads), to_cluster)
     except OSError as error:
-        where = "" if error.filename == reads else f"{error.filename}: "
-        return [f"reads={reads}: {where}{error.strerror}. It must be {KNOWN['reads']['description']}."]
-    return [f"reads={reads}: these cannot be aligned.", *(f"    {fault}" for fault in faults)] if faults else []
+        if error.filename != reads:
+            return [f"reads={reads}: {error.filename}: {error.strerror}."]
+        return [f"reads={reads}: {error.strerror}. It must be {KNOWN['reads']['description']}."]
+    return [f"reads={reads}: has these faults:", *(f"    {fault}" for fault in faults)] if faults else []
 
 
 def begins_with(path, magic):
@@ -96,14 +97,14 @@ def is_minimap2_index(path):
 
 
 def opens_at_once(path):
-    """Whether the file is an index of tavik_index, by its first bytes."""
+    """Whether the file is an index made by tavik_index, by its first bytes."""
     return begins_with(path, INDEX_MAGIC)
 
 
 def reference_faults(reference):
     try:
         kinds = {".mmi": ("a minimap2 index", is_minimap2_index(reference)),
-                 ".tvi": ("an index of tavik_index", opens_at_once(reference))}
+                 ".tvi": ("an index made by tavik_index", opens_at_once(reference))}
     except OSError as error:
         return [f"reference={reference}: {error.strerror}. It must be {KNOWN['reference']['description']}."]
     if os.path.getsize(reference) == 0:
@@ -132,5 +133,5 @@ def program_faults(settings):
         needed.append("indexer")
     if settings.get("report", "none") != "none":
         needed.append("report")
-    return [f"{name}={settings[name]}: there is no such program. Put it into PATH, or give its path: --config {name}=PATH"
+    return [f"{name}={settings[name]}: program not found. Add its folder to PATH, or set --config {name}=FILE."
             for name in needed if shutil.which(settings[name]) is None]

@@ -122,8 +122,9 @@ IndexLayout::IndexLayout(const StoredFile& file) : file(file) {
     if (cursor.Left() > 0) {
         const bool part =
             cursor.Left() >= kMagicSize && std::memcmp(cursor.Bytes(kMagicSize), MM_IDX_MAGIC, kMagicSize) == 0;
-        throw std::runtime_error(part ? "the minimap2 index has several parts; build it with a larger -I"
-                                      : "the minimap2 index is damaged: bytes follow its end");
+        throw std::runtime_error(
+            part ? "the minimap2 index has several parts; rebuild it with a larger value of minimap2's option -I"
+                 : "the minimap2 index is damaged: bytes follow its end");
     }
 }
 

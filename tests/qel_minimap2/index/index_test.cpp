@@ -105,10 +105,10 @@ TEST_F(Index, AReferenceIsLoadedCompletelyOrRefusedWithTheReason) {
     EXPECT_EQ(LoadedFrom(folder.Path("none")), Loaded(kRefused, "No such file or directory"));
     EXPECT_EQ(LoadedFrom(folder.Path(".")), Loaded(kRefused, "is a folder"));
     EXPECT_EQ(LoadedFrom(BuildIndex("-I 1k", reference, "parts.mmi")),
-              Loaded(kRefused, index + "has several parts; build it with a larger -I"));
+              Loaded(kRefused, index + "has several parts; rebuild it with a larger value of minimap2's option -I"));
     const auto whole = Tests::ReadAll(BuildIndex("", reference, "whole.mmi"));
     EXPECT_EQ(LoadedFrom(folder.Write("begun.mmi", whole + "MMI\2")),
-              Loaded(kRefused, index + "has several parts; build it with a larger -I"));
+              Loaded(kRefused, index + "has several parts; rebuild it with a larger value of minimap2's option -I"));
     EXPECT_EQ(LoadedFrom(BuildIndex("--idx-no-seq", reference, "bare.mmi")),
               Loaded(kRefused, index + "was built without its sequences, which alignment needs"));
 }
