@@ -34,8 +34,8 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
         ("title", po::value(&options.title), "Title of the page.")                    //
         ("quiet,z", po::bool_switch(&options.quiet),
          "Quiet mode. Nothing will be output to stdout if this option is set.")  //
-        ("help,h", "produce help message")                                       //
-        ("version,v", "print version number");
+        ("help,h", "Print this help and exit.")                                  //
+        ("version,v", "Print the version and exit.");
     po::options_description all;
     all.add(visible).add_options()("summary", po::value(&options.summaries));
     po::positional_options_description positions;

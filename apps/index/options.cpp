@@ -68,8 +68,8 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
         ("describe", po::bool_switch(), "Write nothing; print the settings and sequences of the index.")  //
         ("quiet,z", po::bool_switch(&options.quiet),
          "Quiet mode. Nothing will be output to stdout if this option is set.")  //
-        ("help,h", "produce help message")                                       //
-        ("version,v", "print version number");
+        ("help,h", "Print this help and exit.")                                  //
+        ("version,v", "Print the version and exit.");
     po::options_description all;
     all.add(visible).add_options()("file", po::value(&files));
     po::positional_options_description positions;
