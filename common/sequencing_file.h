@@ -9,8 +9,8 @@
 
 namespace Common {
 
-/// The part of a file name from its last dot on, in lower case; empty without a dot. Follows Boost.Filesystem's
-/// definition of an extension.
+/// The part of a file name from its last dot on, in lower case; empty if the name has no dot. Follows
+/// Boost.Filesystem's definition of an extension.
 std::string LowerCaseExtension(const std::string& path);
 
 /// True for the extensions of plain read files: ".fastq", ".fq", ".fasta" and ".fa", in upper or lower case.

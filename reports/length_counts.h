@@ -7,7 +7,7 @@
 namespace Reports {
 
 /// Counts lengths in bases: exactly below 65 536, otherwise with a precision of 1 in 32 768.
-/// The counts take at most 4.5 MB.
+/// Keeps at most 557 056 counts of 8 bytes each.
 class LengthCounts {
 public:
     /// `length` is 0 or more.
@@ -16,14 +16,15 @@ public:
     std::uint64_t Count() const { return count; }
     std::int32_t Longest() const { return longest; }
 
-    /// The middle length, or the mean of the two middle lengths; 0 without lengths.
+    /// The middle length, or the mean of the two middle lengths; 0 if no length has been added.
     double Median() const;
 
-    /// The largest length such that all lengths at or above it add up to at least half of all bases; 0 without bases.
+    /// The largest length such that all lengths at or above it add up to at least half of all bases; 0 if
+    /// there are no bases.
     std::int32_t N50() const;
 
-    /// Calls `use(length, count)` for each length that occurs, in ascending order. Above 65 535 the length is the
-    /// middle of its bin, but never above the longest.
+    /// Calls `use(length, count)` for each length that occurs, in ascending order. Lengths above 65 535 are grouped
+    /// into bins, and `use` receives the middle of a bin or, if that is lower, the longest length.
     template <typename Use>
     void ForEach(Use use) const {
         for (std::size_t bin = 0; bin < bins.size(); ++bin) {

@@ -32,7 +32,7 @@ public:
 
     std::uint64_t Count() const { return count; }
 
-    /// The middle ratio, or the mean of the two middle ratios; 0 without ratios.
+    /// The middle ratio, or the mean of the two middle ratios; 0 if no ratio has been added.
     double Median() const;
 
     /// 1000 counts, one for each step of 0.001. The last step includes the ratio 1.

@@ -50,7 +50,7 @@ AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     return line;
 }
 
-// Adds the columns SEQ and QUAL to an unmapped record that lacks them.
+// Adds the columns SEQ and QUAL, which an unmapped record lacks, at the end of the SAM text.
 void CompleteUnmappedRecord(std::string& record) {
     if (!record.empty() && record.back() == '\n') {
         record.pop_back();
@@ -94,7 +94,8 @@ OptionalFields ReadOptionalFields(TextCursor& cursor) {
 
 std::int32_t Integer(const FieldText& text) {
     if (!text) {
-        throw std::out_of_range("map::at");  // The text of the standard library's map::at.
+        // Deliberately the text of the exception that std::map::at throws in libstdc++.
+        throw std::out_of_range("map::at");
     }
     return std::stoi(std::string(*text));
 }

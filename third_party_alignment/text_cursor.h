@@ -22,7 +22,7 @@ public:
     /// True if no extraction has failed and the next character is `c`.
     bool NextIs(char c) const { return !failed && position != end && *position == c; }
 
-    /// Returns the next word. If there is none, returns an empty view, and the cursor has failed.
+    /// Returns the next word. If no word is left, the cursor fails, and the view is empty.
     std::string_view Word() {
         if (!SkipBlanks()) {
             return {};
@@ -37,9 +37,11 @@ public:
         return {word, static_cast<std::size_t>(position - word)};
     }
 
-    /// Reads a decimal number with an optional sign into `value` and stops after its digits. Without digits, `value`
-    /// becomes 0; a number that does not fit into 32 bits becomes the nearest one that does. If nothing but white space
-    /// is left, `value` stays unchanged. In these three cases, the cursor has failed.
+    /// Reads a decimal number with an optional sign into `value` and stops after its digits. The cursor fails in three
+    /// cases:
+    /// - only white space is left: `value` stays unchanged;
+    /// - the next word does not begin with a number: `value` becomes 0;
+    /// - the number does not fit into 32 bits: `value` becomes the nearest number that does.
     void Number(std::int32_t& value);
 
     /// Extracts one character, even if it is white space. Returns false and extracts nothing at the end or after a
@@ -52,13 +54,13 @@ public:
         return true;
     }
 
-    /// Skips to the start of the next line or, from the last line, to the end of the text. If no characters are left,
-    /// the cursor has failed.
+    /// Skips to the start of the next line or, from the last line, to the end of the text. Fails if the cursor is
+    /// already at the end.
     void SkipLine();
 
 private:
     static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-    // Returns false if all of the eight characters have codes above 32, which means that none is white space.
+    // Returns false only if all eight characters have codes above 32, so that none of them is white space.
     static bool MayHaveBlank(const char* characters) {
         constexpr std::uint64_t kOnes = 0x0101010101010101;
         std::uint64_t eight = 0;

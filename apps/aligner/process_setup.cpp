@@ -12,14 +12,14 @@ void SetUpProcess() {
     // Denormal numbers are slow, and no result needs them. Threads started later inherit this setting.
     Common::SetFloatingPointSettings(Common::FloatingPointSettings() | Common::kDenormalsAreZero);
 
-    // If a standard stream is closed, opens /dev/null in its place. Otherwise the next opened file would get its
-    // number, and messages would end up in that file.
+    // If a standard stream is closed, opens /dev/null in its place. Otherwise, the next file opened would get the
+    // stream's number, and what the program writes to the stream would end up in that file.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) == -1 && ::open("/dev/null", O_RDWR) == -1) {
             _exit(1);
         }
     }
-    // A run whose results are in files continues when the program that reads standard output ends.
+    // A run that writes its results to files must continue when the program that reads its standard output ends.
     std::signal(SIGPIPE, SIG_IGN);
     // A write beyond the file size limit (ulimit -f) then fails like a write to a full disk, which writers report.
     std::signal(SIGXFSZ, SIG_IGN);

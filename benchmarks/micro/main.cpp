@@ -9,7 +9,8 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    // Switches verbose records off, as in most runs. Several of the functions measured here log them.
+    // Switches logging off, because several of the functions measured here log verbose records, which most runs
+    // discard.
     Common::logging::Prepare();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

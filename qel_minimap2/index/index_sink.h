@@ -22,10 +22,11 @@ public:
     /// `words`: the packed bases of all sequences.
     virtual void Begin(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        const std::uint32_t* words) = 0;
-    /// Returns memory that a block no longer needs, for use by another block, or empty memory. Any thread.
+    /// Returns the memory of a block that has been taken and is no longer needed, so that another block can use this
+    /// memory, or returns empty memory. Any thread.
     virtual Pages SpareMemory() = 0;
     /// Takes a filled block. `memory` holds `content`, or is empty if `content` stays valid until End returns. Any
-    /// thread; blocks come in any order.
+    /// thread may call this function, and the blocks may come in any order.
     virtual void Take(std::size_t block, const SeedTable::BlockMemory& content, Pages memory) = 0;
     /// Call when all blocks of `table` have been taken.
     virtual void End(const SeedTable& table) = 0;
