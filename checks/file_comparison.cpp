@@ -16,9 +16,9 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// The number of reads by which the input is read ahead of the SAM file, without the reads that failed. It must exceed
-// the number of reads that the aligner aligns at once, because the aligner writes reads in the order in which their
-// alignments finish.
+// The input is read ahead of the SAM file by this many reads, not counting failed reads. The number must exceed that of
+// the reads that the aligner aligns at once, because the aligner writes reads in the order in which their alignments
+// finish.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::size_t kFirstUses = 3;
 
@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    // Reads the input until it has given `count` reads in all that the SAM file should contain, or to its end.
+    // Continues to read the input until `sam_reads_due` is at least `count` or the input ends.
     void ReadInput(std::uint64_t count) {
         if (!has_input || input_ended) {
             return;
@@ -187,7 +187,7 @@ private:
         };
         tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
         tell(Kind::surplus, sam + " contains ", ", which the input file lacks or contains fewer times",
-             "more reads are in " + sam + " only");
+             "more such reads are in " + sam);
         tell(Kind::altered, "", " has a different sequence in " + sam,
              "more reads have a different sequence in " + sam);
     }
@@ -199,8 +199,8 @@ private:
     const bool finished;
     std::unique_ptr<InputReads> input;
     ReadBalance reads;
-    std::multiset<std::string, std::less<>> failed;  // Names of the failed reads that the input has not given yet.
-    std::uint64_t sam_reads_due = 0;                 // Reads of the input so far that the SAM file should contain.
+    std::multiset<std::string, std::less<>> failed;  // Names of failed reads not yet found in the input.
+    std::uint64_t sam_reads_due = 0;                 // Reads so far in the input that the SAM file should contain.
     std::uint64_t sam_reads = 0;
     bool input_ended = false;
     bool input_whole = false;  // The input was read to its end without an error.

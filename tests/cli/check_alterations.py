@@ -140,6 +140,8 @@ ALTERATIONS = {
     "a SAM record is gone": (without("out/a.sam", 4), [missing("r2")]),
     "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
     "a duplicate SAM record": (lines("out/a.sam", lambda old: old[:4] + old[3:]), [surplus("r2")]),
+    "all SAM records twice": (lines("out/a.sam", lambda old: old + old[2:]), [
+        *(surplus(f"r{i}") for i in (1, 2, 3)), "a.fastq: 3 more such reads are in its SAM file out/a.sam"]),
     "all SAM records are gone": (lines("out/b.sam", lambda old: old[:2]),
                                  [missing(f"s{i}", "b") for i in (1, 2, 3)]),
     "no SAM file": (gone("out/a.sam"), [f"{A}: No such file or directory"]),
