@@ -139,7 +139,7 @@ void LiveRun::KeepUnreadable(Look& look) const {
     }
 }
 
-// Waits for a signal, a call of Signals::Wake or the next look, but at most a second, so that the caller can check
+// Waits for a signal, a call to Signals::Wake or the next look, but at most a second, so that the caller can check
 // other conditions. Then looks at the watched folder if a look is due, and writes the page if it is due.
 void LiveRun::WaitAndLook() {
     const auto now = Clock::now();

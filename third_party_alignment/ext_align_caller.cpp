@@ -3,7 +3,7 @@
 namespace ThirdPartyAlignment {
 
 AlignmentResult ExtAlignCaller::CreateUnalignedResult(const std::string& read_name) const {
-    AlignmentResult result;  // Its defaults are those of an unaligned read.
+    AlignmentResult result;  // The defaults of its members are the values for a rejected read.
     result.sam_record = read_name + "\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n";
     return result;
 }

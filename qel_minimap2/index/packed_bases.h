@@ -33,7 +33,7 @@ public:
     /// Appends the bases of these letters. Throws std::bad_alloc.
     void Append(std::string_view letters);
     std::uint64_t Count() const { return count; }
-    /// The bases appended so far. The pointer is valid until the next call of Append.
+    /// The bases appended so far. The pointer is valid until the next call to Append.
     const std::uint32_t* Words() const { return words.get(); }
     /// Hands over the words. No other function may be called afterwards.
     PackedWords Take() { return std::move(words); }

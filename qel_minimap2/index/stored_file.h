@@ -39,7 +39,7 @@ private:
     std::uint64_t size = 0;
 };
 
-/// A part of a file in memory. Each call of At may move it. Not thread-safe.
+/// A part of a file in memory. Each call to At may move it. Not thread-safe.
 class FileWindow {
 public:
     /// Each read takes at least `chunk` bytes, or all that remain before the `end` that At receives.

@@ -12,7 +12,7 @@ extern "C" {
 
 namespace qel_minimap2::kernel {
 
-/// The arguments of one call of minimap2's base aligner, ksw_extd2_sse, without the result.
+/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, without the result.
 ///
 /// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
 /// target position and j a query position. Anti-diagonal r has the cells with i + j = r.

@@ -32,17 +32,17 @@ struct Seeds {
     std::uint64_t* minimizer_places;
 };
 
-/// Returns the results of mm_collect_matches. Prefetches the table and the positions for later minimizers, because
-/// without prefetching most of the time is spent waiting for memory. Any thread.
+/// Returns the results of mm_collect_matches. Prefetches parts of the table and positions for later minimizers, because
+/// most of the time would otherwise be spent waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 /// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
-/// in the list and make up more than `fraction` of it. The result is nearly always false for a read without repeats, so
-/// the call of mm_seed_mz_flt, which sorts the list, can usually be saved.
+/// among `minimizers` and make up more than `fraction` of them. The result is nearly always false for a read without
+/// repeats, so the call to mm_seed_mz_flt, which sorts the minimizers, is usually unnecessary.
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction);
 
-/// Returns whether CollectSeeds has dropped impossible lists or positions in this thread since the last call of this
-/// function.
+/// Returns whether, since the last call to this function in this thread, CollectSeeds has dropped a seed because the
+/// seed's list of positions was empty or not within its block, or because a position was not within its sequence.
 bool TookImpossibleHits();
 
 }  // namespace qel_minimap2

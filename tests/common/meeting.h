@@ -8,11 +8,12 @@
 namespace Tests {
 
 /// A barrier that releases a test's jobs only in groups of `size`. If a group is not complete within 10 seconds, the
-/// barrier stays open.
+/// barrier opens for good.
 class Meeting {
 public:
     explicit Meeting(int size) : size(size) {}
 
+    /// Returns once the caller's group is complete or the barrier is open. Any thread.
     void Attend() {
         std::unique_lock lock(mutex);
         most = std::max(most, ++inside);
@@ -22,8 +23,9 @@ public:
         --inside;
     }
 
-    /// The largest number of jobs inside at once.
+    /// The largest number of jobs in Attend at once. Call this and Failed only when no job is in Attend.
     int Most() const { return most; }
+    /// Whether a group was not complete in time.
     bool Failed() const { return failed; }
 
 private:

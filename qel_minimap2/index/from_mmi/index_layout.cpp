@@ -30,7 +30,7 @@ public:
         return value;
     }
 
-    // The bytes are valid until the next call of Take or Bytes.
+    // The bytes are valid until the next call to Take or Bytes.
     const unsigned char* Bytes(std::size_t count) {
         const auto start = Skip(count, 1);
         return window.At(start, count, size);

@@ -9,7 +9,7 @@
 
 namespace qel_minimap2 {
 
-// The format of the file of a mapped index; docs/index-format.md describes it. All numbers are in the byte order of the
+// The format of a mapped index file; docs/index-format.md describes it. All numbers are in the byte order of the
 // machine that made the file. The header shows this order.
 
 constexpr std::array<char, 8> kMappedMagic{'\x89', 'T', 'I', 'D', 'X', '\r', '\n', '\x1a'};

@@ -9,7 +9,7 @@
 
 namespace {
 
-// If there is a difference, prints it and ends the program.
+// If there is a difference, prints it and ends the program with status 1.
 void Judge(const std::string& difference) {
     if (!difference.empty()) {
         std::cout << difference << '\n';
@@ -46,8 +46,8 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
         Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
         std::cout << kernels.bits << " bits: " << figures.calls << " equal alignments, " << figures.with_cigar
                   << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
-                  << " to the end of the read; as many lists of anchors sorted, chained to " << chained.chains
-                  << " chains and joined to " << joined.chains << " chains; " << joined.left_to_minimap2
+                  << " reached the end of the read; as many lists of anchors sorted, chained into " << chained.chains
+                  << " chains and joined into " << joined.chains << " chains; " << joined.left_to_minimap2
                   << " lists left to minimap2" << std::endl;
     }
 }
