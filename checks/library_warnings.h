@@ -6,7 +6,7 @@
 
 namespace Checks {
 
-/// While an object exists, it collects the warnings and errors that the code for reading files logs, so they are not
+/// While an object exists, it collects the warnings and errors logged by the code that reads files, and they are not
 /// printed. Only one object may exist at a time.
 class LibraryWarnings {
 public:

@@ -9,7 +9,7 @@ namespace Checks {
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
 inline constexpr int kLost = 1;         ///< Something was lost or altered, or there was no complete run.
-inline constexpr int kCannotCheck = 2;  ///< Wrong usage, an unreadable input folder or list, or an unwritable table.
+inline constexpr int kCannotCheck = 2;  ///< Wrong usage, an unreadable input folder or list, or an unwritable result.
 
 struct Options {
     std::string input;  ///< Input folder, file with a list of files, or "-" for a list on standard input.

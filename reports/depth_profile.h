@@ -25,7 +25,7 @@ private:
     std::int32_t length;
     std::int32_t width;
     std::vector<std::uint64_t> covered;  // Covered bases, summed over the alignments that begin or end in the bin.
-    // The number of alignments that reach beyond both ends of the bin, minus that of the bin before.
+    // The number of alignments that reach beyond both ends of the bin, minus that number for the bin before.
     std::vector<std::int64_t> whole;
 };
 

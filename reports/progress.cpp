@@ -44,7 +44,7 @@ void Progress::End() {
 }
 
 void Progress::ShowStep(unsigned long step) {
-    // A full display adds another mark for each increment, even of 0.
+    // Once the display is full, every increment, even one of 0, prints another mark.
     if (step > display->count()) {
         *display += step - display->count();
     }

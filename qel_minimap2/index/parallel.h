@@ -10,7 +10,7 @@ namespace qel_minimap2 {
 unsigned WorkerLimit();
 
 /// Makes WorkerLimit return `limit`, but at most 1024, or the number of cores if `limit` is 0. Do not call while an
-/// index is loaded, written or checked, because lists with one element per worker are in use then.
+/// index is being loaded, written or checked, because lists with one element per worker are in use then.
 void SetWorkerLimit(unsigned limit);
 
 /// Calls `work(item, worker)` for each item from 0 to `items` - 1 on several threads, and returns when all calls have

@@ -10,7 +10,7 @@ SOURCE = Path(__file__).resolve().parents[2]
 CACHE = Path(os.environ.get("TAVIK_PLATFORMS_CACHE")
              or Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "tavik_aligner/platforms").resolve()
 LOGS = SOURCE / "build" / "platforms"
-# Without the option, apt-get succeeds with the old lists if no mirror answers.
+# Without this option, apt-get succeeds with the old lists if no mirror answers.
 UPDATE = "apt-get update -q -o APT::Update::Error-Mode=any"
 
 
@@ -25,7 +25,7 @@ class Place:
         self.root, self.log = root, LOGS / f"{name}.log"
         self.folder = root / "src" if root else CACHE / name
         self.source = "/src" if root else str(self.folder)
-        # The compiler cache's keys have relative paths, so that copies in other folders find this copy's objects.
+        # ccache's settings make paths relative, so that copies in other folders find the objects of this copy.
         self.environment = {"PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8",
                             "HOME": "/root" if root else str(Path.home()), "CCACHE_BASEDIR": self.source, "CCACHE_NOHASHDIR": "1"}
         passed_on = ("TAVIK_TESTS_WITHOUT",) if root else ("TAVIK_TESTS_WITHOUT", "CCACHE_DIR", "XDG_CACHE_HOME")
@@ -68,8 +68,9 @@ def remove(folder):
 
 
 def debian_place(name, release, install):
-    """Returns a Debian system with the sources, in which the shell command `install` has run. Until the
-    packages are installed, the system has another name, so that a later call does not use what a killed call left."""
+    """Returns the copy of the sources in the Debian system `name`, after running the shell command `install` there. While
+    packages are being installed, the system's folder has another name, so that a later run does not use what a killed
+    run left."""
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():
