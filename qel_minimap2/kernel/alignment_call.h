@@ -12,7 +12,7 @@ extern "C" {
 
 namespace qel_minimap2::kernel {
 
-/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, without the result.
+/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, without the result, and what was cut off.
 ///
 /// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
 /// target position and j a query position. Anti-diagonal r has the cells with i + j = r.
@@ -30,6 +30,9 @@ struct AlignmentCall {
     int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: no limit.
     int end_bonus;  ///< Added to the score of the best end of the query for the comparison with the best score.
     int flags;      ///< KSW_EZ_*.
+    /// How many equal bases were cut off before and after both sequences; see equal_ends.h. They are still in memory
+    /// there.
+    int equal_before = 0, equal_after = 0;
 
     // Always inlined, because the code for each width of registers contains it; see lanes.h.
     __attribute__((always_inline)) bool Has(int flag) const { return (flags & flag) != 0; }

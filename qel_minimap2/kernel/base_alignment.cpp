@@ -2,6 +2,7 @@
 
 #include "qel_minimap2/kernel/certified_band.h"
 #include "qel_minimap2/kernel/checkpointed_sweep.h"
+#include "qel_minimap2/kernel/equal_ends.h"
 #include "qel_minimap2/kernel/general_kernel.h"
 #include "qel_minimap2/kernel/own_calls.h"
 #include "qel_minimap2/kernel/padded_sequences.h"
@@ -106,10 +107,9 @@ bool IsUsual(const AlignmentCall& call) {
 }
 
 // Returns true for a call that needs only the complete path and its score, such as one that fills the gap between two
-// anchors, if its sequences are long enough for strips.
+// anchors.
 bool IsGapFilling(const AlignmentCall& call) {
-    return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT) &&
-           Smaller(call.query_length, call.target_length) >= kShortestForStrips;
+    return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT);
 }
 
 // Returns true for an extension whose query fits into a strip and whose scores fit into 16 bits.
@@ -135,6 +135,39 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
     return done;
 }
 
+// Aligns a call with an empty sequence: all bases of this sequence were equal to bases at the ends of the other one.
+bool AlignOneGap(const AlignmentCall& call, const Scoring& scoring, ksw_extz_t& result) {
+    PathRuns path(call);
+    if (!path.Reserve()) {
+        return false;
+    }
+    path.AddBorder(call.target_length - 1, call.query_length - 1);
+    path.Deliver(result);
+    result.score = -GapCost(scoring, call.target_length + call.query_length);
+    CountOwnCall(OwnFunction::general_kernel);
+    return true;
+}
+
+// Aligns a call without a band limit. The score is that of the sequences without the equal bases that were cut off.
+bool AlignCompletely(const AlignmentCall& call, const Scoring& scoring, ksw_extz_t& result) {
+    if (call.query_length == 0 || call.target_length == 0) {
+        return AlignOneGap(call, scoring, result);
+    }
+    PaddedSequences sequences;
+    if (!sequences.Prepare(call)) {
+        return false;
+    }
+    if (sequences.has_only_bases && FitsStrip(scoring) &&
+        (IsGapFilling(call) ? Smaller(call.query_length, call.target_length) >= kShortestForStrips
+                            : IsShortExtension(call))) {
+        sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
+        if (AlignInStrips(call, scoring, sequences, result)) {
+            return true;
+        }
+    }
+    return AlignGenerally<false>(call, scoring, sequences, Larger(call.query_length, call.target_length), result);
+}
+
 }  // namespace
 
 template <>
@@ -146,25 +179,25 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
     const int score_of_any = any == 0 ? -call.extend2 : any;
     const Scoring scoring{call.open,      call.extend,    call.open2,  call.extend2,
                           call.matrix[0], call.matrix[1], score_of_any};
-    PaddedSequences sequences;
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
     // With the preset map-ont, minimap2 fills a gap with a band limit of at least the longer sequence's length. Gaps
     // with a lower limit do not occur, so they are left to minimap2.
-    if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX)) || !sequences.Prepare(call)) {
+    if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX))) {
         return false;
     }
     ksw_reset_extz(&result);
     if (band < longer) {
-        return AlignGenerally<true>(call, scoring, sequences, band, result);
+        PaddedSequences sequences;
+        return sequences.Prepare(call) && AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    if (sequences.has_only_bases && FitsStrip(scoring) && (IsGapFilling(call) || IsShortExtension(call))) {
-        sequences.Pad<PaddedSequences::kPadding>(kBesideTarget, kBesideQuery);
-        if (AlignInStrips(call, scoring, sequences, result)) {
-            return true;
-        }
+    // minimap2 never sets KSW_EZ_REV_CIGAR for a gap. Tests set it to attack the band with equal ends.
+    const auto unequal = IsGapFilling(call) && !call.Has(KSW_EZ_REV_CIGAR) ? WithoutEqualEnds(call) : call;
+    if (!AlignCompletely(unequal, scoring, result)) {
+        return false;
     }
-    return AlignGenerally<false>(call, scoring, sequences, band, result);
+    result.score += scoring.match * (unequal.equal_before + unequal.equal_after);
+    return true;
 }
 
 }  // namespace qel_minimap2::kernel

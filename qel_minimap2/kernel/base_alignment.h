@@ -16,7 +16,8 @@
 //        3    .  e  f  g  h  i
 //        4    .  .  g  h  i  j
 //
-// base_alignment.cpp chooses one of four methods for each call:
+// base_alignment.cpp first cuts off the equal bases at both ends of a gap between two anchors (equal_ends.h). Then it
+// chooses one of four methods for each call:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
 //     that leave the band, which breaks.h lowers if necessary. Widths that are probably too narrow, according to
@@ -26,7 +27,7 @@
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and
-//     gaps with fewer than 24 bases in either sequence, for which preparing a strip costs more than it saves.
+//     gaps with fewer than 24 bases left in either sequence, for which preparing a strip costs more than it saves.
 //
 // All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and collect the path
 // in the CIGAR of trace_back.h. strip.h computes cells for the first three methods, and strip_trace.h traces their

@@ -134,10 +134,10 @@ template <int N>
 BandOutcome TryBand(BandProof& proof, const Band& band, ksw_extz_t& result) {
     const auto& call = proof.call;
     const auto& scoring = proof.scoring;
-    PathRuns path;
+    PathRuns path(call);
     const int rows = call.query_length + call.target_length - 1;
     auto* const cells = ScratchMemory(Scratch::way_back, static_cast<std::size_t>(rows + 1) * Strip<N>::kRowSize);
-    if (cells == nullptr || !path.Reserve(call)) {
+    if (cells == nullptr || !path.Reserve()) {
         return {};
     }
     const StripConstants k(scoring, Trace::left);
@@ -156,7 +156,7 @@ BandOutcome TryBand(BandProof& proof, const Band& band, ksw_extz_t& result) {
     const bool proven = proof.Proves(band, loss);
     if (proven) {
         result.score = score;
-        path.Deliver(call, result);
+        path.Deliver(result);
     }
     return {proven, true, loss};
 }

@@ -35,8 +35,8 @@ public:
 
     /// Sets the result's score and CIGAR. Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
-        PathRuns path;
-        if (!PrepareLines() || !PrepareCopies() || !path.Reserve(call)) {
+        PathRuns path(call);
+        if (!PrepareLines() || !PrepareCopies() || !path.Reserve()) {
             return false;
         }
         Sweep();
@@ -48,7 +48,7 @@ public:
             const auto* const best = corner[row % kRows] + (i - corner_base);
             return StripCell{*best, best[kWidth]};
         });
-        path.Deliver(call, result);
+        path.Deliver(result);
         return true;
     }
 
@@ -131,7 +131,7 @@ private:
         }
         StripLanes last = LoadLanes(last_register);
         if (LastOf(r) == r) {  // This row has a cell at query position 0.
-            EnterGap(OnlyLane(r - last_register), k.opened, k.BorderOfU(r), last.y, last.y2, last.u);
+            EnterGap(OnlyLane(r - last_register), k.BorderOfU(r), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);
     }

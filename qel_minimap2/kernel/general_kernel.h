@@ -34,13 +34,14 @@ namespace {
 
 /// Returns true for scorings whose differences, and sums of two of them, fit into a signed byte. The second gap piece
 /// must cost less from some length on: minimap2's border then costs the same as a gap, which is a condition of the
-/// proof in certified_band.h. No pair of letters may cost more than two gaps of one base, because minimap2 refuses to
-/// align with such scores.
+/// proof in certified_band.h. Opening a gap must cost something, a longer gap must not cost less, and only equal bases
+/// may score a match: equal_ends.h relies on this. No pair of letters may cost more than two gaps of one base, because
+/// minimap2 refuses to align with such scores.
 inline bool Fits(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    return gap <= gap2 && s.extend > s.extend2 && gap + gap2 <= 56 && s.match > 0 && s.match <= 20 &&
-           s.mismatch >= -40 && s.mismatch < s.match && s.any <= s.match && -Smaller(s.mismatch, s.any) <= 2 * gap &&
-           Larger(s.open, s.open2) <= 64 + s.mismatch;
+    return gap <= gap2 && s.open > 0 && s.extend > s.extend2 && s.extend2 >= 0 && gap + gap2 <= 56 && s.match > 0 &&
+           s.match <= 20 && s.mismatch >= -40 && s.mismatch < s.match && s.any < s.match &&
+           -Smaller(s.mismatch, s.any) <= 2 * gap && Larger(s.open, s.open2) <= 64 + s.mismatch;
 }
 
 /// The number of lanes that minimap2 computes at once.
@@ -179,8 +180,8 @@ public:
 
     /// Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
-        PathRuns path;
-        if (!lines.template Prepare<kBanded>(call, scoring) || !PrepareDirections() || !path.Reserve(call)) {
+        PathRuns path(call);
+        if (!lines.template Prepare<kBanded>(call, scoring) || !PrepareDirections() || !path.Reserve()) {
             return false;
         }
         if (call.Has(KSW_EZ_APPROX_MAX)) {
@@ -195,7 +196,7 @@ public:
         }
         TraceBack(path, result);
         if (call.Has(KSW_EZ_APPROX_MAX)) {
-            result.score = path.Score(call, scoring);
+            result.score = path.Score(scoring);
         }
         return true;
     }
@@ -230,12 +231,17 @@ private:
         return directions + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(r) * row_size) - range.begin;
     }
 
-    // An extension may end early, because its callers read only the best cell and the best end of the query.
-    bool MayEndEarly() const { return !kBanded && call.Has(KSW_EZ_EXTZ_ONLY); }
+    // An extension may end early, because its callers read only the best cell and the best end of the query. With a
+    // band limit, no row may be empty, because such a row counts as a drop, and only insertions may read lanes beyond
+    // the limit. Such lanes can only raise a cell's score, and to at most a match above the cell before it on its
+    // diagonal.
+    bool MayEndEarly() const {
+        return call.Has(KSW_EZ_EXTZ_ONLY) &&
+               (!kBanded || (call.query_length <= band && call.target_length - call.query_length <= band));
+    }
 
     template <typename Maximum>
     void Sweep(Maximum maximum, ksw_extz_t& result) {
-        const int may_end = MayEndEarly() ? 2 * (call.query_length - 1) : rows;
         int begin_before = 0;
         for (int r = 0; r < rows; ++r) {
             const Range range = RangeOf(r);
@@ -244,8 +250,8 @@ private:
                 return;
             }
             ComputeRow(r, range, begin_before);
-            if (maximum.Add({r, range.first, range.last, r == rows - 1, lines.u, lines.v}, result) ||
-                (r >= may_end && NothingBetterFollows(call, scoring, r, result))) {
+            const FinishedRow row{r, range.first, range.last, r == rows - 1, lines.u, lines.v};
+            if (maximum.Add(row, result) || (MayEndEarly() && maximum.NothingBetterFollows(row, result))) {
                 return;
             }
             begin_before = range.begin;
@@ -319,7 +325,7 @@ private:
                 }
                 return DirectionsOf(target + query, range)[target];
             });
-        path.Deliver(call, result);
+        path.Deliver(result);
     }
 
     const AlignmentCall& call;

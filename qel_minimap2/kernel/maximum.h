@@ -19,19 +19,16 @@ struct FinishedRow {
     const std::int8_t* v;
 };
 
-/// Returns true only if no cell after row r can be a better end of the query or the best cell, and the score cannot
-/// drop by more than `z_drop`. `r` must be at least twice the query's last position. A path to a later cell has at most
-/// as many matches as the query has bases, and at least r + 1 - 2 * (length - 1) deleted bases. The score cannot drop
-/// further than one gap below the best end of the query: each row after that end has a cell in the query's last column,
-/// and a gap leads to it. Stopping early saves time, because minimap2 passes about twice as many target bases as query
-/// bases to an extension.
-inline bool NothingBetterFollows(const AlignmentCall& call, const Scoring& scoring, int r, const ksw_extz_t& result) {
-    const int length = call.query_length;
-    const int rows = length + call.target_length - 1;
-    const int most = length * scoring.match - GapCost(scoring, r + 1 - 2 * (length - 1));
-    return most <= result.mqe && (call.z_drop < 0 || static_cast<int>(result.max) - result.mqe +
-                                                             GapCost(scoring, rows - 1 - (result.mqe_t + length - 1)) <=
-                                                         call.z_drop);
+/// Returns true only if the score cannot drop after the row with the best end of the query, provided that no later cell
+/// scores more than that end. A negative z_drop means no limit. A row drops only if its best score is below `max` by
+/// more than z_drop + d * extend2, where d is the number of diagonals between its best cell and the cell of `max`. Each
+/// later row has a cell in the query's last column. A gap leads to it from the best end, so x rows later, the row's
+/// best score is at least mqe - open2 - x * extend2. A cell of that row is at least x diagonals above the best end,
+/// because no query position follows that end.
+inline bool CannotDrop(const AlignmentCall& call, const Scoring& scoring, const ksw_extz_t& result) {
+    const int best_above_end = (result.max_t - result.max_q) - (result.mqe_t - (call.query_length - 1));
+    const int most = static_cast<int>(result.max) - result.mqe + scoring.open2 + scoring.extend2 * best_above_end;
+    return call.z_drop < 0 || most <= call.z_drop;
 }
 
 struct Cell {
@@ -100,8 +97,36 @@ public:
         return false;
     }
 
+    /// Must be called for each row. Returns true only if no later cell can be a better end of the query or the best
+    /// cell, and the score cannot drop. A cell scores at most a match more than the cell before it on its diagonal.
+    /// Each diagonal of a later cell has a cell in this row or the row before, or starts later, after a gap at the
+    /// border. Ending an extension early saves time, because minimap2 passes about twice as many target bases as query
+    /// bases.
+    bool NothingBetterFollows(const FinishedRow& row, const ksw_extz_t& result) {
+        constexpr int kPeriod =
+            8;  // Rows. The last two rows of a period are checked if the best end is before the period.
+        const int place = row.r % kPeriod;
+        const int best_end = result.mqe_t + call.query_length - 1;
+        if (place < kPeriod - 2 || row.r - place <= best_end) {
+            return false;
+        }
+        const int before = place == kPeriod - 1 ? most_later : INT32_MAX;
+        most_later = MostLater(row);
+        const int from_border = call.query_length * scoring.match - GapCost(scoring, row.r + 1);
+        return Larger(Larger(before, most_later), from_border) <= result.mqe && CannotDrop(call, scoring, result);
+    }
+
 private:
     static constexpr int kUnknown = -2;
+
+    // Returns an upper bound for the scores of later cells on the diagonals of the row's cells.
+    int MostLater(const FinishedRow& row) const {
+        int most = INT32_MIN;
+        for (int t = row.first; t <= row.last; ++t) {
+            most = Larger(most, scores[t] + scoring.match * t);
+        }
+        return most + scoring.match * (call.query_length - 1 - row.r);
+    }
 
     /// Adds v to the scores from `first` up to, not including, `last`, and returns their maximum.
     TAVIK_INLINE std::int32_t AddDifferences(const std::int8_t* v, int first, int last) {
@@ -141,11 +166,13 @@ private:
     const AlignmentCall& call;
     const Scoring& scoring;
     std::int32_t* scores;
+    int most_later = INT32_MAX;  // The result of MostLater for the last row checked.
 };
 
 /// For calls that need only the score of the last cell, which PathRuns::Score computes from the path.
 struct NoMaximum {
     bool Add(const FinishedRow& /*row*/, ksw_extz_t& /*result*/) { return false; }
+    bool NothingBetterFollows(const FinishedRow& /*row*/, const ksw_extz_t& /*result*/) { return false; }
 };
 
 }  // namespace

@@ -48,10 +48,10 @@ public:
 
     /// Returns false, without changes, if there is no memory.
     bool Run(ksw_extz_t& result) {
-        PathRuns path;
+        PathRuns path(call);
         const auto rows = static_cast<std::size_t>(call.query_length + call.target_length - 1);
         stored = ScratchMemory(Scratch::way_back, rows * 2 * kWidth);
-        if (stored == nullptr || !path.Reserve(call)) {
+        if (stored == nullptr || !path.Reserve()) {
             return false;
         }
         Sweep(static_cast<int>(rows), result);
@@ -62,7 +62,7 @@ public:
                         stored + static_cast<std::ptrdiff_t>(i + j) * 2 * kWidth + (kWidth - 1 - j);
                     return StripCell{*best, best[kWidth]};
                 });
-            path.Deliver(call, result);
+            path.Deliver(result);
         }
         return true;
     }
@@ -74,11 +74,19 @@ private:
     void Sweep(int rows, ksw_extz_t& result) {
         for (int r = 0; r < rows; ++r) {
             ComputeRow(r);
-            if (AddMaximum(r, result) ||
-                (r >= 2 * (call.query_length - 1) && NothingBetterFollows(call, scoring, r, result))) {
+            if (AddMaximum(r, result) || NothingBetterFollows(r, result)) {
                 return;
             }
         }
+    }
+
+    // Returns true only if no cell after row r can be a better end of the query or the best cell, and the score cannot
+    // drop. A path to a later cell has at most as many matches as the query has bases, and at least
+    // r + 1 - 2 * (length - 1) deleted bases. For short queries, this bound is enough.
+    bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
+        const int deleted = r + 1 - 2 * (call.query_length - 1);
+        return deleted > 0 && call.query_length * scoring.match - GapCost(scoring, deleted) <= result.mqe &&
+               CannotDrop(call, scoring, result);
     }
 
     TAVIK_INLINE void ComputeRow(int r) {
@@ -94,7 +102,7 @@ private:
             c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.opened);
             c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : border_u);
             if (r < call.query_length) {
-                EnterGap(OnlyLane(-base - first), k.opened, border_v, c.x, c.x2, c.v);
+                EnterGap(OnlyLane(-base - first), border_v, c.x, c.x2, c.v);
             }
             auto* const to = stored + static_cast<std::ptrdiff_t>(r) * 2 * kWidth + first;
             Lanes::Store(to, StripStep<Shift::down>(k, k.Substitution(target + first, query + first), c));

@@ -51,7 +51,7 @@ inline constexpr Tags TagsOf(Trace trace) {
 /// substitution. `s` must fit the general kernel.
 inline bool FitsStrip(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    return s.open >= 0 && s.extend2 >= 0 && s.open2 <= 31 && s.match + 2 * gap <= 15 && s.match + 3 * gap < gap2;
+    return s.open2 <= 31 && s.match + 2 * gap <= 15 && s.match + 3 * gap < gap2;
 }
 
 /// The padding of the two sequences: letters that differ from each base and from each other.
@@ -62,9 +62,13 @@ alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4, 
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
-/// Selects the lane with this number, or no lane if none has it.
+/// INT8_MIN in the lane with this number, and INT8_MAX in all others.
 TAVIK_INLINE Register OnlyLane(int number) {
-    return Lanes::Equal(Lanes::Load(kLaneNumbers), Lanes::All(number < 0 || number >= Lanes::kWidth ? 127 : number));
+    alignas(32) static constexpr std::int8_t kOneLow[64] = {
+        127, 127, 127, 127, 127, 127, 127, 127, 127, 127,  127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127,
+        127, 127, 127, 127, 127, 127, 127, 127, 127, -128, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127,
+        127, 127, 127, 127, 127, 127, 127, 127, 127, 127,  127, 127, 127, 127, 127, 127, 127, 127, 127, 127};
+    return Lanes::Load(kOneLow + (number >= 0 && number < Lanes::kWidth ? 31 - number : 32));
 }
 
 /// Constants that follow from the scoring. Each register except `substitutions` has the same value in every lane.
@@ -161,11 +165,11 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     return best;
 }
 
-/// Opens two gaps and sets a score line to the value of the border in the lanes that `at` selects.
-TAVIK_INLINE void EnterGap(Register at, Register opened, Register border, Register& gap, Register& gap2,
-                           Register& score) {
-    gap = Lanes::Select(at, opened, gap);
-    gap2 = Lanes::Select(at, opened, gap2);
+/// Opens two gaps and sets a score line to the value of the border in one lane. `at` comes from OnlyLane. A newly
+/// opened gap has the lowest value of a gap line, INT8_MIN, so a minimum sets it.
+TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register& gap2, Register& score) {
+    gap = Lanes::Min(gap, at);
+    gap2 = Lanes::Min(gap2, at);
     score = Lanes::Select(at, border, score);
 }
 
@@ -231,8 +235,8 @@ private:
         for (int n = 0; n < N; ++n) {
             auto& c = cells[n];
             const int first = base + n * Lanes::kWidth;
-            EnterGap(OnlyLane(-first), k.opened, border_v, c.x, c.x2, c.v);
-            EnterGap(OnlyLane(r - first), k.opened, border_u, c.y, c.y2, c.u);
+            EnterGap(OnlyLane(-first), border_v, c.x, c.x2, c.v);
+            EnterGap(OnlyLane(r - first), border_u, c.y, c.y2, c.u);
         }
     }
 

@@ -77,16 +77,24 @@ int TraceBack(PathRuns& path, int i, int j, const StripConstants& k, const CellA
     const Tags tags = k.tags;
     int score = 0;
     while (i >= 0 && j >= 0) {
-        StripCell cell = cell_at(i, j);
         const int last = i;
-        while (cell.best >= 0 && cell.From(tags) == kFromDiagonal) {
-            score += cell.AboveDiagonal(k.gap);
-            --i;
-            --j;
+        StripCell cell = kOutside;
+        while (true) {
+            // If gaps are placed left, equal bases are matched; see equal_ends.h. Their cells need not be read.
+            const int equal = k.trace == Trace::left ? path.CountEqualBefore(i, j) : 0;
+            score += equal * k.scoring.match;
+            i -= equal;
+            j -= equal;
             if (i < 0 || j < 0) {
                 break;
             }
             cell = cell_at(i, j);
+            if (cell.best < 0 || cell.From(tags) != kFromDiagonal) {
+                break;
+            }
+            score += cell.AboveDiagonal(k.gap);
+            --i;
+            --j;
         }
         path.Add(KSW_CIGAR_MATCH, last - i);
         if (i < 0 || j < 0) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "qel_minimap2/kernel/alignment_call.h"
+#include "qel_minimap2/kernel/equal_ends.h"
 #include "qel_minimap2/kernel/lanes.h"
 #include "qel_minimap2/kernel/scratch.h"
 
@@ -35,14 +36,25 @@ inline bool IsDeletion(int from) {
 /// proven must leave the caller's CIGAR and its capacity unchanged.
 class PathRuns {
 public:
-    /// Makes room for any path through the matrix. Returns false if there is no memory.
-    bool Reserve(const AlignmentCall& call) {
+    explicit PathRuns(const AlignmentCall& call) : call(call) {}
+
+    /// Makes room for any path and adds the equal bases after the sequences. Returns false if there is no memory.
+    bool Reserve() {
         const auto bases = static_cast<std::size_t>(call.query_length) + static_cast<std::size_t>(call.target_length);
         // NOLINTNEXTLINE(bugprone-casting-through-void)
         runs =
-            static_cast<std::uint32_t*>(static_cast<void*>(ScratchMemory(Scratch::runs, (bases + 2) * sizeof *runs)));
+            static_cast<std::uint32_t*>(static_cast<void*>(ScratchMemory(Scratch::runs, (bases + 4) * sizeof *runs)));
+        if (runs == nullptr) {
+            return false;
+        }
         count = 0;
-        return runs != nullptr;
+        Add(KSW_CIGAR_MATCH, call.equal_after);
+        return true;
+    }
+
+    /// Returns how many pairs of bases on the diagonal are equal, from (i, j) towards the start, before an unequal one.
+    TAVIK_INLINE int CountEqualBefore(int i, int j) const {
+        return CountEqualBases<-1>(call.target + i + 1, call.query + j + 1, Smaller(i, j) + 1);
     }
 
     /// Adds an operation before those added so far. A length of 0 adds none.
@@ -58,10 +70,20 @@ public:
         }
     }
 
-    /// Adds what is left at the matrix's border: i + 1 target bases or j + 1 query bases.
+    /// Adds what is left at the matrix's border, i + 1 target bases or j + 1 query bases, and the equal bases before
+    /// the sequences. As gaps are placed left, matches come before the gap as long as the bases on its diagonal are
+    /// equal.
     void AddBorder(int i, int j) {
+        int matches = 0;
+        if (i >= 0 || j >= 0) {
+            while (matches < call.equal_before && call.target[i - matches] == call.query[j - matches]) {
+                ++matches;
+            }
+        }
+        Add(KSW_CIGAR_MATCH, matches);
         Add(KSW_CIGAR_DEL, i + 1);
         Add(KSW_CIGAR_INS, j + 1);
+        Add(KSW_CIGAR_MATCH, call.equal_before - matches);
     }
 
     /// Follows the directions from cell (i, j) to the matrix's border. `direction(i, j)` returns a direction byte.
@@ -91,11 +113,12 @@ public:
         AddBorder(i, j);
     }
 
-    /// Returns the score of the path, which must lead from the first cell to the last.
-    int Score(const AlignmentCall& call, const Scoring& scoring) const {
-        int score = 0;
-        int i = 0;
-        int j = 0;
+    /// Returns the score of the path, which must lead from the first cell to the last, minus the score of
+    /// the equal bases that were cut off.
+    int Score(const Scoring& scoring) const {
+        int score = -scoring.match * (call.equal_before + call.equal_after);
+        int i = -call.equal_before;
+        int j = -call.equal_before;
         for (int run = count - 1; run >= 0; --run) {
             const int length = static_cast<int>(runs[run] >> 4);
             const auto operation = runs[run] & 15U;
@@ -118,7 +141,7 @@ public:
     }
 
     /// Copies the path to the result's CIGAR, whose capacity grows in minimap2's steps.
-    void Deliver(const AlignmentCall& call, ksw_extz_t& result) const {
+    void Deliver(ksw_extz_t& result) const {
         if (result.m_cigar < count) {
             while (result.m_cigar < count) {
                 result.m_cigar = result.m_cigar > 0 ? 2 * result.m_cigar : 4;
@@ -133,6 +156,7 @@ public:
     }
 
 private:
+    const AlignmentCall& call;
     std::uint32_t* runs = nullptr;
     int count = 0;
 };

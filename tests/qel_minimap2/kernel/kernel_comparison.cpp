@@ -24,7 +24,7 @@ constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},
                                             {6, 24, 9, 3, 18, 0},
                                             // The limits of what fits into a strip.
                                             {3, 12, 4, 2, 31, 1},
-                                            {1, 8, 0, 4, 12, 2}};
+                                            {1, 8, 1, 3, 12, 2}};
 // minimap2 uses the first four.
 constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0, 0x088, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
@@ -104,6 +104,13 @@ void RandomCalls::MakeRelatedQuery() {
 }
 
 void RandomCalls::MakeQuery() {
+    const int ambiguous_per_thousand = OneIn(4) ? Between(1, 30) : 0;
+    const auto add_ambiguous = [&](std::vector<std::uint8_t>& sequence) {
+        for (auto& base : sequence) {
+            base = Between(0, 999) < ambiguous_per_thousand ? 4 : base;
+        }
+    };
+    add_ambiguous(target);  // A related query has some of these at the same places.
     query.clear();
     if (!OneIn(5)) {
         MakeRelatedQuery();
@@ -113,14 +120,7 @@ void RandomCalls::MakeQuery() {
             base = static_cast<std::uint8_t>(Between(0, alphabet - 1));
         }
     }
-    if (OneIn(4)) {
-        const int per_thousand = Between(1, 30);
-        for (auto* sequence : {&target, &query}) {
-            for (auto& base : *sequence) {
-                base = Between(0, 999) < per_thousand ? 4 : base;
-            }
-        }
-    }
+    add_ambiguous(query);
 }
 
 void RandomCalls::MakeTwoGaps() {
@@ -204,10 +204,10 @@ AlignmentCall RandomCalls::Next() {
     const int longer = std::max(query_length, target_length);
     int bands[] = {-1, 30001, 30001, 30001, 751, longer + Between(-2, 2), Between(0, 64), Between(1, longer)};
     if (attacks || ends) {
-        std::fill(std::begin(bands), std::end(bands), -1);
+        std::fill(std::begin(bands), std::end(bands), ends && OneIn(2) ? Between(0, 2 * query_length) : -1);
     }
     const int flags = ends       ? KSW_EZ_EXTZ_ONLY | (kFlags[Between(0, 9)] & ~KSW_EZ_APPROX_MAX)
-                      : attacks  ? KSW_EZ_APPROX_MAX
+                      : attacks  ? KSW_EZ_APPROX_MAX | (OneIn(4) ? 0 : KSW_EZ_REV_CIGAR)
                       : OneIn(3) ? kFlags[Between(0, 9)]
                                  : kFlags[Between(0, 3)];
     return {nullptr,

@@ -96,6 +96,8 @@ TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
         [](auto& call) { call.target_length = 0; },
         [](auto& call) { std::swap(call.open, call.open2), std::swap(call.extend, call.extend2); },
         [](auto& call) { call.extend2 = call.extend; },
+        [](auto& call) { call.extend2 = -1; },
+        [](auto& call) { call.open = 0, call.extend = 3; },
         [](auto& call) { call.open2 = 50; },
         [](auto& call) { call.open = 0, call.extend = 1, call.extend2 = 0; }};
     const std::vector<std::uint8_t> bases(100, 1);
@@ -148,7 +150,7 @@ TEST_P(Kernel, BoundsAPathWithManyShortInsertionsExactly) {
                                                    -1,
                                                    -1,
                                                    0,
-                                                   KSW_EZ_APPROX_MAX};
+                                                   KSW_EZ_APPROX_MAX | KSW_EZ_REV_CIGAR};
     Tests::ComparisonFigures figures;
     EXPECT_EQ(Tests::CompareWithMinimap2(
                   kernels, [&] { return call; }, 1, figures),
@@ -160,6 +162,24 @@ TEST_P(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     Tests::RandomCalls calls(7, 400);
     calls.AttackTheEnds();
     EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
+}
+
+// The path to the best end of the query leaves the border after the row in which the alignment could end otherwise. If
+// the bound for such paths were lower by one base of the gap, the alignment would end in that row.
+TEST_P(Kernel, EndsReadsOnlyWhereNoPathFromTheBorderIsBetter) {
+    const std::uint8_t query = 0;
+    std::vector<std::uint8_t> target(32, 1);
+    target[16] = 0;
+    std::vector<std::int8_t> matrix(25, -20);
+    matrix[0] = 7;
+    matrix[24] = -1;
+    const qel_minimap2::kernel::AlignmentCall call{
+        nullptr, 1, &query, 32, target.data(), 5, matrix.data(), 8, 2, 10, 1, -1, -1, 100, KSW_EZ_EXTZ_ONLY};
+    Tests::ComparisonFigures figures;
+    EXPECT_EQ(Tests::CompareWithMinimap2(
+                  kernels, [&] { return call; }, 1, figures),
+              "");
+    EXPECT_EQ(figures.left_to_minimap2, 0);
 }
 
 TEST_P(Kernel, FindsTheMinimizersThatMinimap2Finds) {
