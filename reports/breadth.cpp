@@ -31,7 +31,7 @@ std::int32_t Breadth::StepOf(std::size_t sequence) const {
     return static_cast<std::int32_t>((std::int64_t{lengths[sequence]} + most_of_one - 1) / most_of_one);
 }
 
-// The number of sampled positions before `position`. Each sampled position is in the middle of StepOf bases.
+// The number of sampled positions before `position`. Each sampled position is in the middle of a run of StepOf bases.
 std::size_t Breadth::Index(std::size_t sequence, std::int32_t position) const {
     if (lengths[sequence] <= most_of_one) {
         return static_cast<std::size_t>(position);

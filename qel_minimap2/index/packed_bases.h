@@ -23,7 +23,8 @@ constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
 /// Packed bases. They are malloc'ed, because minimap2 frees the bases of an index.
 using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 
-/// Changes the number of words and keeps the content of those that remain. Throws std::bad_alloc.
+/// Changes the number of words and keeps the content of those that remain. New words are not initialised. Throws
+/// std::bad_alloc.
 void Resize(PackedWords& words, std::uint64_t count);
 
 /// Bases packed as in an index, eight in each word of 4 bytes, the first in the lowest bits. A base takes four bits: 0

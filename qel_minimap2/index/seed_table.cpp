@@ -21,7 +21,7 @@ namespace {
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
 // If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies the stretches,
-// unless there are more than 2 to the power of this. That many take a megabyte.
+// except those of an index with more bucket bits than this. With this number of bits, the copy takes a megabyte.
 constexpr unsigned kMostCopiedBits = 17;
 // Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
 // run has 49 groups. Only input made to slow down look-ups has a run longer than this limit.

@@ -200,7 +200,7 @@ TEST(SamHandler, ALargeHeaderIsParsedOnce) {
 TEST(AlignmentResult, ValueMapKeepsEveryMemberAndNamesAMissingOne) {
     const AlignmentResult result{"g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 0.5F, 0.25F, 0.125F, 10, "record"};
     const auto entries = result.ToValueMap().Entries();
-    // In the order of the keys. All values differ, so that the test notices two swapped members.
+    // In the order in which ToValueMap sets the keys. All values differ, so that the test notices two swapped members.
     const std::pair<const char*, Common::Value> expected[] = {
         {"genome", "g"},      {"genome_start", 1},      {"genome_end", 2},    {"strand_start", 3},
         {"strand_end", 4},    {"sam_record", "record"}, {"num_events", 5},    {"num_insertions", 6},

@@ -143,14 +143,15 @@ std::string IndexMutants::SwapBuckets(std::string& index, const Tests::IndexPart
     return "swapped buckets";
 }
 
-// Corrects the checksums of seven in eight damaged indexes.
+// Damages an index made by qelmm_make_index. Corrects the checksums of seven in eight damaged indexes, so that loading
+// does not stop at the checksums.
 std::string IndexMutants::DamageMapped(std::string& index) {
     Tests::MappedParts parts(index);
     const auto number = Below(qel_minimap2::kSectionKinds + 1);
     const auto section = parts.Header().sections[number];
     const bool in_header = section.length == 0;
     const auto begin = in_header ? 0 : section.offset;
-    const auto length = in_header ? 304 : section.length;  // Leaves out padding and sections that do not exist.
+    const auto length = in_header ? 304 : section.length;  // The header without its unused sections and padding.
     const auto size = std::min(std::size_t{1} << Below(10), length);
     const auto at = begin + Below(length - size + 1);
     std::string what;
@@ -197,7 +198,7 @@ std::string IndexMutants::Damage(std::string& index) {
         case 2:
             index.replace(at, size, size, '\0');
             return "zeroed " + std::to_string(size) + " bytes, " + where;
-        case 3: {  // As after an interrupted copy, the rest is zeros, ones or older content.
+        case 3: {  // As after an interrupted copy, the rest is 0x00 or 0xff bytes, or other content.
             const auto rest = index.size() - at;
             const auto filling = Below(3);
             index.replace(at, rest,

@@ -38,11 +38,13 @@ public:
     /// Returns a random number of anchors, up to about `most`, of one length, in the order of their read positions.
     std::vector<mm128_t> Next(int most);
 
-    /// Returns the anchors of a read that spans two copies of an array of `copies` near-identical copies: `per_copy`
-    /// anchors for each pair of a copy in the read and one in the array. One in `one_in` anchors is missing.
+    /// Returns the anchors between a read that spans two copies of a repeat and a reference that has `copies` copies of
+    /// it in a row, at slightly different distances. Each copy in the read has `per_copy` anchors with each copy in the
+    /// reference. About one in `one_in` anchors is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
-    /// From now on, comparisons use arrays of thousands of anchors instead of lists of all kinds.
+    /// Makes CompareChaining and CompareJoining call Array instead of Next. Most of these lists have thousands of
+    /// anchors.
     void MakeArrays() { makes_arrays = true; }
     bool MakesArrays() const { return makes_arrays; }
 
@@ -56,7 +58,8 @@ private:
     int sequences = 1, reference_length = 1, read_length = 1, anchor_length = 15, step = 1;
 };
 
-/// Joins the anchors with the preset's parameters. Returns false if the kernel leaves the call to minimap2.
+/// Joins the anchors with the parameters of the preset map-ont and drops the result. Returns false if the kernel leaves
+/// the call to minimap2.
 bool JoinByDefault(const qel_minimap2::kernel::Kernels& kernels, const std::vector<mm128_t>& sorted);
 
 /// Counts that show whether a comparison covered enough.
@@ -74,9 +77,9 @@ std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, Random
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
-/// Chains and joins chains whose distances on the reference have every length from 1 to 19 000 bases, where
-/// differences in the rounding of penalties show first. Returns a description of the first difference; empty if there
-/// is none.
+/// Chains and joins runs of anchors with gaps on the reference between the runs. The gaps have every length from 1 to
+/// 19 000 bases, because differences in the rounding of penalties show first in such gaps. Returns a description of the
+/// first difference; empty if there is none.
 std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
                                  ChainFigures& figures);
 

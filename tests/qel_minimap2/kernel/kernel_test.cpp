@@ -82,7 +82,7 @@ TEST_P(Kernel, AlignsAsMinimap2Does) {
     }
 }
 
-// Mapping with the preset never makes these calls. Some of their scorings would overflow the kernels' 8-bit lanes.
+// Mapping with the preset map-ont never makes these calls. Some of their scorings would overflow the kernels' 8-bit lanes.
 TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
     using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
     const Change changes[] = {
@@ -258,7 +258,7 @@ TEST_P(Kernel, ChainsAnchorsAsMinimap2Does) {
     EXPECT_GT(joined.chains, 5000);
 }
 
-// The first penalties are the preset's; with the second ones, differences in rounding are likely.
+// The first penalties are those of the preset map-ont; with the second ones, differences in rounding are likely.
 TEST_P(Kernel, JoinsDistantChainsAsMinimap2Does) {
     for (const auto& [gap_penalty, skip_penalty] : {std::pair{0.12F, 0.0F}, std::pair{1.03F, 0.17F}}) {
         Tests::ChainFigures figures;
