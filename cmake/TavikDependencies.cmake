@@ -3,7 +3,8 @@ function(tavik_missing what package)
   message(FATAL_ERROR "${what} was not found. Install the Debian package ${package}, or run scripts/install-dependencies.")
 endfunction()
 
-# The imported targets are global, because a project that adds this one as a subdirectory links them through our targets.
+# The imported targets are global, because a project that adds this one as a subdirectory links them through our
+# targets.
 set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
 
 find_package(Threads REQUIRED)
@@ -60,7 +61,7 @@ if(DPKG_QUERY)
   endif()
 endif()
 # qel_minimap2/wrapped_functions.cpp replaces functions of minimap2, so a minimap2 release is accepted only after its
-# output has been compared with this project's output. An unknown release is accepted.
+# output has been compared with this project's output. If the release cannot be determined, minimap2 is accepted.
 set(tavik_judged_minimap2 2.24 2.27)
 option(TAVIK_UNJUDGED_MINIMAP2 "Build with a minimap2 release whose output has not been compared with ours" OFF)
 string(REGEX MATCH "^[0-9]+\\.[0-9]+" TAVIK_MINIMAP2_RELEASE "${TAVIK_MINIMAP2_VERSION}")
@@ -103,7 +104,7 @@ if(NOT nlohmann_json_FOUND)
   tavik_missing("nlohmann's JSON library" "nlohmann-json3-dev")
 endif()
 
-# Chart.js draws the charts of the report. It is compiled into tavik_report together with its licence.
+# Chart.js draws the charts of the report. It is compiled into tavik_report and tavik_live together with its licence.
 find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH)
 find_file(CHART_JS_LICENCE copyright PATHS /usr/share/doc/libjs-chart.js NO_DEFAULT_PATH)
 if(NOT CHART_JS OR NOT CHART_JS_LICENCE)

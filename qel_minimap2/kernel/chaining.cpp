@@ -9,8 +9,8 @@
 // the best one. A candidate counts as skipped if it is not better than the best one so far and is the predecessor
 // chosen for a candidate tried before. Each skipped candidate raises a count, and each better one lowers it, but not
 // below 0. When the count exceeds `most_skipped`, the search ends early. Here the scores of a register of candidates
-// are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time; in reads with
-// repeats, most candidates are. The others are tried one by one in minimap2's order, so the search ends where
+// are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time. In reads with
+// repeats, most candidates are dismissed. The others are tried one by one in minimap2's order, so the search ends where
 // minimap2's search ends.
 namespace qel_minimap2::kernel {
 

@@ -84,7 +84,7 @@ class Figures(ReportTest):
                 reverse = kind > 0.6
                 if size < 2 * length:
                     name, size = random.choice(((b"last", longest + 5000), (b"unknown", 2 * longest), (b"_rc", 2 * longest)))
-                    reverse += name != b"last" and kind > 0.8  # A name must not affect the next row.
+                    reverse += name != b"last" and kind > 0.8  # Earlier rows must not affect what a name means.
                 correct = random.choice((length, length * 9 // 10, *(random.randint(0, length) for _ in range(5))))
                 insertions, deletions = (int(length * random.random() ** 3) for _ in range(2))
                 deletions = min(deletions, size - length)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the workflow on a real Slurm and causes failures: no row may be lost or duplicated, and chunks that cannot
-succeed must be named. scripts/test-cluster runs it."""
+"""Runs the workflow on a real Slurm cluster and causes failures: no row may be lost or duplicated, and chunks that
+cannot succeed must be named. scripts/test-cluster runs this test."""
 
 import gzip
 import os
@@ -36,7 +36,8 @@ def expect(condition, text):
 
 
 def make_data(folder):
-    """Writes a reference, reads of both strands in which one base in twelve is random, and a script that runs the aligner."""
+    """Writes a reference, reads of both strands in which one base in twelve is random, and a script that runs the
+    aligner."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
     # The kernel ends a process group that loses its slurmstepd while one of its processes is stopped, so the aligner,
@@ -65,7 +66,7 @@ def make_data(folder):
 
 
 def engine():
-    """Starts the workflow through the Slurm profile."""
+    """Starts the workflow with the Slurm profile."""
     with open("engine.txt", "ab") as log:
         return subprocess.Popen(
             ["snakemake", "-s", WORKFLOW / "Snakefile", "--profile", WORKFLOW / "profiles" / "slurm",
@@ -92,7 +93,7 @@ def stop(process):
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner with partial results whose chunk is not in `spared`. Returns its process id and its chunk."""
+    """Stops an aligner that has partial results and whose chunk is not in `spared`. Returns its process id and chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
             if chunk in spared:
@@ -153,7 +154,7 @@ def trouble(slurm, cut_chunk):
         slurm.ask("scontrol", "reconfigure")  # Makes the controller ask the node for its jobs.
         return slurm.jobs().get(job) == "PENDING"
     wait_for("the job without its slurmstepd to be queued again", requeued)
-    # Slurm would start the job again only after two minutes.
+    # By default, Slurm starts a requeued job only after two minutes.
     wait_for("the job's release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
                                                          capture_output=True, check=False).returncode == 0)
     wait_for("the job's second attempt", lambda: any(chunk == chunk_orphan and process != orphan

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Called before the disk-changing call that `calls_left` selects, which fails unless the function returns 0.
+// Called at the disk-changing call that `calls_left` selects. That call fails unless `fault` returns 0.
 std::function<int()> fault;
 int calls_left = -1;  // The number of calls that succeed before the fault; negative: no fault.
 
@@ -121,7 +121,7 @@ void WriteText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios_base::binary) << text;
 }
 
-// Makes the results of the round after those in the state: two files, one of them in a sub-folder.
+// Writes the files of the round after those in `state`: the results of two input files, one of them in a sub-folder.
 void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
     const int round = static_cast<int>(state.files.size()) / 2 + 1;
     const auto number = std::to_string(round);
@@ -165,7 +165,7 @@ void ExpectRounds(const std::string& path, int rounds) {
     EXPECT_FALSE(fs::exists(path + "/.live/ready"));
 }
 
-// Kills a process before each wrapped call in turn, in the first round and in the third.
+// Kills a process at each wrapped call in turn, in the first round and in the third.
 TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
     for (const int before : {0, 2}) {
         int kills = 0;

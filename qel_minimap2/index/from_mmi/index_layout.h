@@ -27,13 +27,13 @@ struct StoredBucket {
     std::uint64_t End() const { return Entries() + std::uint64_t{key_count} * 16; }
 };
 
-/// Where the parts of a prebuilt index (version 2: header, names and lengths, buckets, packed bases) lie in its file.
-/// Describes the file as it was when the constructor read it. The file must outlive this object. Any thread.
+/// Where the header, the names and lengths, the buckets and the packed bases of a prebuilt index (version 2) lie in its
+/// file. Describes the file as it was when the constructor read it. The file must outlive this object. Any thread.
 class IndexLayout {
 public:
-    /// Checks the header, the names and lengths, and that the parts end at the file's last byte. Throws
-    /// std::runtime_error if one of these checks fails, the index has several parts or lacks its bases, or the file
-    /// cannot be read. Throws std::bad_alloc too.
+    /// Checks the header, the names and lengths, the sizes of the buckets, and that the bases end at the file's last
+    /// byte. Throws std::runtime_error if one of these checks fails, the index has several parts (see minimap2's option
+    /// -I) or lacks its bases, or the file cannot be read. Throws std::bad_alloc too.
     explicit IndexLayout(const StoredFile& file);
 
     const StoredFile& File() const { return file; }

@@ -14,7 +14,7 @@ namespace qel_minimap2 {
 /// the disk fails, an access ends the process (see BusGuard).
 class MappedFile {
 public:
-    /// Throws std::runtime_error with the system's reason.
+    /// Throws std::runtime_error with the system's reason. Throws std::bad_alloc too.
     explicit MappedFile(const std::string& path);
     MappedFile(const MappedFile&) = delete;
     MappedFile& operator=(const MappedFile&) = delete;
