@@ -93,7 +93,7 @@ def stop(process):
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner that has partial results and whose chunk is not in `spared`. Returns its process id and chunk."""
+    """Stops an aligner that has partial results and a chunk not in `spared`. Returns its process id and chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
             if chunk in spared:
