@@ -82,7 +82,8 @@ TEST_P(Kernel, AlignsAsMinimap2Does) {
     }
 }
 
-// Mapping with the preset map-ont never makes these calls. Some of their scorings would overflow the kernels' 8-bit lanes.
+// Mapping with the preset map-ont never makes these calls. Some of their scorings would overflow the kernels' 8-bit
+// lanes.
 TEST_P(Kernel, LeavesUnusualCallsToMinimap2) {
     using Change = void (*)(qel_minimap2::kernel::AlignmentCall&);
     const Change changes[] = {
