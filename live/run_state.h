@@ -20,7 +20,7 @@ struct FileRecord {
 
 /// The state of a run, stored in its output folder.
 struct RunState {
-    // The members that determine the output. They must be the same in each call.
+    // The members that determine the output. They must not change during a call, or once the output has reads.
     std::string input;      ///< Absolute path of the watched folder.
     std::string reference;  ///< Absolute path of the reference.
     Stamp reference_stamp;
@@ -35,7 +35,7 @@ struct RunState {
     std::vector<FileRecord> files;   ///< In the order of the summary's rows.
 
     /// The state of a run with these options before its first round. Throws std::system_error if the folder or the
-    /// reference cannot be found.
+    /// reference cannot be found, or if the folder is a file.
     static RunState For(const Options& options);
 
     /// Adds a file that was given up, unless its name contains a tab or a line feed.

@@ -30,11 +30,11 @@ public:
     ~ReadProcessor() override;
 
     /// Reads the parameters, answers requests for help and version, creates the save folder and sets up logging. Call
-    /// only once. Ends the process with status 0 after help and with 255 after wrong parameters. A version request
-    /// alone also ends it with 255, without an error message, because the required options are missing. This is
-    /// deliberate, because scripts rely on it. Throws the file system's error if the save folder cannot be created.
-    /// `data_path_override`: see Common::Parameters::Parse; `default_config`: the configuration file if `--config` is
-    /// not given.
+    /// only once. Ends the process with status 0 after help and with 255 if Parse reports an error. An unknown option
+    /// is only a warning. A version request alone also ends the process with 255, without an error message, because the
+    /// required options are missing. This is deliberate, because scripts rely on it. Throws the file system's error if
+    /// the save folder cannot be created. `data_path_override`: see Common::Parameters::Parse; `default_config`: the
+    /// configuration file if `--config` is not given.
     ReadProcessor& Initialise(int argc, char** argv, const std::string& data_path_override,
                               const std::string& default_config);
 
@@ -53,15 +53,16 @@ public:
     void DeclareOptions() override;
 
     /// Logs an error and returns false if the number of worker threads is exactly 0. Negative numbers are accepted
-    /// deliberately.
+    /// deliberately. Neither Initialise nor Run calls this function.
     bool ValidateParams() override;
 
     /// Registers the processor's own options and sets the usage text.
     virtual void DeclareProcessorOptions() = 0;
+    /// Neither Initialise nor Run calls this function: the log files have fixed names.
     virtual std::string GetLogFileName() = 0;
     /// Name of the summary file in the save folder.
     virtual std::string GetSummaryFileName() = 0;
-    /// Called after parsing, even if parameters are wrong, but not after a request for help.
+    /// Called after parsing, even if Parse reports errors, but not after a request for help.
     virtual void OnParametersParsed() {}
     /// Called once before the first file, when the summary file is open.
     virtual void PrepareRun() = 0;

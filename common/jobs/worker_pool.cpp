@@ -191,8 +191,8 @@ void WorkerPool::RunThread(Slot& slot) {
     }
 }
 
-// A worker takes the staged job only here, when its own job ends. Submit then starts nothing; it only records which
-// worker runs the job.
+// A worker takes the staged job only here, when its own job ends. Submit then starts nothing; it only marks that worker
+// as working.
 //
 //   owner    Stage ------------------ sleeps ---- Refresh, Reset, Submit
 //                    \                 ^

@@ -14,12 +14,12 @@ namespace qel_minimap2::kernel {
 namespace {
 
 // A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers; the hash is that of the lesser of
-// the k-mer's two strands. minimap2 processes base by base and stores the latest hashes in a ring buffer. Its branches
-// depend on the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed first, a
-// register of k-mers at a time. Then the lowest hash of each window is computed. Every k-mer that has the lowest hash
-// of one of its windows is a minimizer, even if several k-mers of the window have this hash. This is minimap2's rule
-// after a complete window of k-mers without ambiguous bases (Leap). At the first bases and after an ambiguous base,
-// minimap2's rule has exceptions, so the minimum is updated base by base (Step).
+// the k-mer's two strands. minimap2 processes the sequence base by base and stores the latest hashes in a ring buffer.
+// Its branches depend on the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed
+// first, a register of k-mers at a time. Then the lowest hash of each window is computed. Every k-mer that has the
+// lowest hash of one of its windows is a minimizer, even if several k-mers of the window have this hash. This is
+// minimap2's rule after a complete window of k-mers without ambiguous bases (Leap). At the first bases and after an
+// ambiguous base, minimap2's rule has exceptions, so the minimum is updated base by base (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
@@ -51,7 +51,7 @@ public:
 
 private:
     static constexpr int kMostInWindow = 16;
-    static constexpr int kFour = 4;
+    static constexpr int kFour = 4;      // Neighbouring bases, joined into one byte: a four.
     static constexpr int kFours = 4;     // In a k-mer.
     static constexpr int kHistory = 16;  // Hashes before a piece that belong to its windows.
     static constexpr int kPiece = 2048;
@@ -128,7 +128,7 @@ private:
         }
     }
 
-    // Computes minimap2's invertible hash of 2k bits. 32 bits are enough, because the hash masks all higher bits.
+    // Computes minimap2's invertible hash of 2k bits. 32 bits are enough, because the hash masks off all higher bits.
     TAVIK_INLINE Register HashOf(Register key) const {
         const Register all = Ints::All(static_cast<std::int32_t>(mask));
         key = Lanes::And(PlusShifted<21>(Lanes::Xor(key, Ints::All(-1)), key), all);
@@ -181,9 +181,9 @@ private:
         }
     }
 
-    // Applies minimap2's rule to the k-mers from p up to, not including, `end`, whose windows are complete and without
-    // ambiguous bases. The next minimum is the first k-mer after the current one whose hash is the lowest of one of
-    // these windows.
+    // Applies minimap2's rule to the k-mers from p up to, not including, `end`. The windows that end at these k-mers
+    // are complete and without ambiguous bases. The next minimum is the first k-mer after the current minimum whose
+    // hash is the lowest of one of these windows.
     void Leap(int p, int end) {
         // Sets `lowest` to the lowest hash of the window that ends at each k-mer, or to -1 if none of these windows
         // ends there.
@@ -307,7 +307,7 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    int in_row = 0;       // Bases since the last ambiguous one, at the end of the piece hashed last; may stop at k.
+    int in_row = 0;       // Bases since the last ambiguous one, at the end of the latest piece hashed; exact only below k.
     int known = 0;        // Bases since the last ambiguous one, at the k-mer processed last by Step or Leap.
     int piece_begin = 0;  // The 0-based position in the sequence of the base at kHistory.
     int minimum = kHistory - 1;

@@ -6,14 +6,14 @@
 
 namespace qel_minimap2::kernel {
 
-/// The arguments of minimap2's mm_sketch.
+/// The arguments of minimap2's mm_sketch, except is_hpc, which must be 0.
 struct SketchCall {
     void* pool;  ///< The kalloc pool of `minimizers`; null for malloc.
     const char* bases;
     int length;
     int window;  ///< In k-mers.
     int k;
-    std::uint32_t sequence;  ///< The 0-based number of the sequence, which each minimizer contains.
+    std::uint32_t sequence;  ///< The 0-based number of the sequence. Each minimizer contains this number.
     mm128_v* minimizers;
 };
 

@@ -6,8 +6,8 @@
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
-// After an earlier call of tavik_live, the log has an end. While a round is published, its rows are counted before the
-// log has its records.
+// The log may already have the end that an earlier call of tavik_live wrote. While a round is published, its rows are
+// counted before its records are in the log.
 TEST(GrowingReport, ShowsAnUnfinishedRunWithoutFindings) {
     std::string summary;
     for (const auto column : Common::kSummaryColumns) {

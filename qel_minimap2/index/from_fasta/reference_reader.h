@@ -16,9 +16,10 @@ struct Reference {
 
 /// Reads a FASTA or FASTQ reference, plain or gzip, from beginning to end with minimap2's own parser. Throws
 /// std::runtime_error if the file cannot be read, is neither FASTA nor FASTQ, or has one of these faults, most of which
-/// the parser ignores: damaged or truncated gzip data, a FASTQ record with a different number of qualities than bases,
-/// a name that FaultOfSequenceName refuses, bytes that cannot be in a sequence, or a sequence of more than 2^31 - 1
-/// bases. Throws std::bad_alloc too. For an empty file, returns no sequences.
+/// the parser ignores: gzip data that are damaged, truncated or followed by non-zero bytes, a FASTQ record with a
+/// different number of qualities than bases, a name that FaultOfSequenceName refuses, bytes that cannot be in a
+/// sequence, or a sequence of more than 2^31 - 1 bases. Also throws std::bad_alloc. For an empty file, returns no
+/// sequences.
 Reference ReadReference(const std::string& path);
 
 }  // namespace qel_minimap2

@@ -60,7 +60,7 @@ TEST_F(Index, AReferenceIsLoadedCompletelyOrRefusedWithTheReason) {
     const auto one = Gzip(reference);
     const auto two = Gzip(folder.Write("b.fa", ">b\n" + RandomBases(5000) + "\n"));
     auto no_member = two;
-    no_member[1] = 'x';  // With another second byte, the data are not a gzip member, and zlib skips them silently.
+    no_member[1] = 'x';  // With a different second byte, the data are not a gzip member, and zlib skips them silently.
     auto damaged = one;
     auto& of_checksum = damaged[one.size() - 8];
     of_checksum = static_cast<char>(of_checksum ^ 0x55);
@@ -235,7 +235,8 @@ TEST_F(Index, DuplicateKeysAndSharedPositionsAreRefused) {
 // The packed bases are at the end of the file. If copying an index stops after the copy's full size was allocated, the
 // last bases of the copy are zeros.
 TEST_F(Index, ZerosInTheBasesAreFoundWhereverTheyLie) {
-    // Has runs of AT: if k is even, their k-mers are their own reverse complements, which minimap2 skips.
+    // `b` has runs of AT. If k is even, each k-mer of such a run equals its reverse complement, so minimap2 skips the
+    // k-mer.
     std::string b;
     for (int i = 0; i < 120; ++i) {
         b += RandomBases(700);
