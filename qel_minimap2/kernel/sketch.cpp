@@ -307,7 +307,7 @@ private:
     const int window;
     const int k;
     const std::uint32_t mask;
-    int in_row = 0;       // Bases since the last ambiguous one, at the end of the latest piece hashed; exact only below k.
+    int in_row = 0;       // Bases since the last ambiguous one, at the end of the latest piece; exact only below k.
     int known = 0;        // Bases since the last ambiguous one, at the k-mer processed last by Step or Leap.
     int piece_begin = 0;  // The 0-based position in the sequence of the base at kHistory.
     int minimum = kHistory - 1;
