@@ -31,8 +31,8 @@ public:
     virtual bool ValidateParams() = 0;
     /// Writes the names and values of the registered options to `path` in the format of a configuration file, with
     /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if
-    /// `all`. Parse can read the file back, except that it takes "#" in a value for the start of a comment. Logs an
-    /// error if the file cannot be written.
+    /// `all`, and Parse reports them as unexpected. Parse reads the other values back, unless they contain "#" or a
+    /// line feed, or begin or end with white space. Logs an error if the file cannot be written.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;

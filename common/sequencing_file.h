@@ -25,7 +25,7 @@ bool HasCompressedReadFileExtension(const std::string& path);
 /// the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
-/// Like the function above. `head_start`: the head start of the file, or null.
+/// Like the function above. `head_start`: null, or the head start of the file after its TakeOver has returned true.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
                         std::unique_ptr<GzipHeadStart> head_start);
 

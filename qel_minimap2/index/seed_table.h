@@ -134,8 +134,8 @@ public:
     struct Entry {
         std::uint64_t key, value;
     };
-    /// Fills an empty bucket with at most the number of minimizers that MakeRoom received. Returns false for a
-    /// duplicate.
+    /// Fills an empty bucket. `entries` must not exceed the number of minimizers that MakeRoom received for it.
+    /// Returns false if two entries have the same minimizer.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// A look-up can miss the cache several times. Callers therefore interleave many look-ups: they call PrefetchKeys

@@ -53,7 +53,7 @@ class Files(LiveTest):
 
     def test_file_with_a_lost_read_is_tried_once_more(self):
         aligner = self.folder / "aligner"
-        # This aligner loses a read in its first run on the file.
+        # This aligner loses the read lost1 in its first run.
         aligner.write_text(f"""#!{sys.executable}
 import pathlib, re, subprocess, sys
 subprocess.run(["{os.path.dirname(LIVE)}/tavik_aligner", *sys.argv[1:]])
@@ -178,7 +178,7 @@ for sam in out.glob("*.sam"):
 
     def test_compressed_files_are_decompressed_once(self):
         self.reads.joinpath("a.fastq.gz").write_bytes(gzip.compress(records("a", 2)) + gzip.compress(records("b", 2)))
-        # tavik_live passes the path of this file on, because only the aligner can log the warning about its end.
+        # The aligner must read this file itself, so that it logs the warning about the bytes after the gzip data.
         self.reads.joinpath("b.fastq.gz").write_bytes(gzip.compress(records("c", 2)) + b"xyz")
         aligner = self.script(f"readlink '{self.out}'/.live/round/reads/* >> '{self.folder}/links'", "exec {aligner} \"$@\"")
         errors = self.live("--until-idle", "0", "--aligner", aligner, status=1)

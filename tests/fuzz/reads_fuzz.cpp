@@ -1,5 +1,5 @@
-// Reads the input as a read file, which is named as gzip if the input begins with 0x1f and as plain text otherwise: the
-// readers return records or throw a std::exception.
+// Reads the input as a read file: as gzip if it begins with 0x1f, otherwise as plain text. The readers must return
+// records or throw a std::exception.
 
 #include <exception>
 

@@ -34,7 +34,7 @@ private:
         std::uint64_t offset, sequence;
     };
     std::vector<Start> starts;            // One for each sequence that has bases; then the end of the bases.
-    std::vector<std::uint32_t> first_of;  // For each multiple of 2^kShift: its sequence's index in `starts`.
+    std::vector<std::uint32_t> first_of;  // For each multiple of 2^kShift, the index in `starts` of the sequence there.
 };
 
 /// Fills blocks of a table with minimizers. Not thread-safe: each thread uses its own object.
