@@ -125,6 +125,7 @@ void SamFile::TakeFirst(SamRead& read) {
     read.line = lines->LineNumber();
     read.digest.clear();
     if (record.sequence == "*") {
+        sequence.clear();
         return;
     }
     if (!record.IsReverse() && supplementary_due == 0) {
