@@ -12,7 +12,8 @@ extern "C" {
 
 namespace qel_minimap2::kernel {
 
-/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, without the result, and what was cut off.
+/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, except for the result. Also has the numbers of
+/// equal bases that were cut off.
 ///
 /// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
 /// target position and j a query position. Anti-diagonal r has the cells with i + j = r.
@@ -30,8 +31,8 @@ struct AlignmentCall {
     int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: no limit.
     int end_bonus;  ///< Added to the score of the best end of the query for the comparison with the best score.
     int flags;      ///< KSW_EZ_*.
-    /// How many equal bases were cut off before and after both sequences; see equal_ends.h. They are still in memory
-    /// there.
+    /// How many equal bases were cut off the start and the end of both sequences; see equal_ends.h. They can still be
+    /// read before and after `target` and `query`.
     int equal_before = 0, equal_after = 0;
 
     // Always inlined, because the code for each width of registers contains it; see lanes.h.

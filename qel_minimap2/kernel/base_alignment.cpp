@@ -22,7 +22,8 @@ struct RecentLoss {
     double per_break = 7;  // A better predictor, but the breaks must be counted first.
 
     int Expected(int length, int breaks) const {
-        // Without breaks, the estimate is slightly high, because a strip that is too narrow costs a second attempt.
+        // Without a count of breaks, the estimate is deliberately high: a strip that is too narrow costs a second
+        // attempt.
         return static_cast<int>(breaks > 0 ? per_break * breaks : per_base * length * 1.15 + 24);
     }
     // Updates moving averages over about ten calls.
@@ -106,8 +107,8 @@ bool IsUsual(const AlignmentCall& call) {
            call.query_length > 0 && call.target_length > 0;
 }
 
-// Returns true for a call that needs only the complete path and its score, such as one that fills the gap between two
-// anchors.
+// Returns true for a call that needs only the complete path and its score, and that places gaps left: such a call fills
+// the gap between two anchors.
 bool IsGapFilling(const AlignmentCall& call) {
     return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT);
 }
@@ -181,8 +182,8 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
                           call.matrix[0], call.matrix[1], score_of_any};
     const int longer = Larger(call.query_length, call.target_length);
     const int band = call.band < 0 ? longer : call.band;
-    // With the preset map-ont, minimap2 fills a gap with a band limit of at least the longer sequence's length. Gaps
-    // with a lower limit do not occur, so they are left to minimap2.
+    // With the preset map-ont, minimap2 usually fills a gap with a band limit of at least the longer sequence's length.
+    // Gaps with a lower limit are rare, so they are left to minimap2.
     if (!Fits(scoring) || (band < longer && call.Has(KSW_EZ_APPROX_MAX))) {
         return false;
     }
@@ -191,7 +192,8 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
         PaddedSequences sequences;
         return sequences.Prepare(call) && AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    // minimap2 never sets KSW_EZ_REV_CIGAR for a gap. Tests set it to attack the band with equal ends.
+    // minimap2 never sets KSW_EZ_REV_CIGAR for a gap. Tests set it to keep the equal ends of calls that attack the
+    // proof in certified_band.h.
     const auto unequal = IsGapFilling(call) && !call.Has(KSW_EZ_REV_CIGAR) ? WithoutEqualEnds(call) : call;
     if (!AlignCompletely(unequal, scoring, result)) {
         return false;

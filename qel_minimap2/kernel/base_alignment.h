@@ -16,8 +16,9 @@
 //        3    .  e  f  g  h  i
 //        4    .  .  g  h  i  j
 //
-// base_alignment.cpp first cuts off the equal bases at both ends of a gap between two anchors (equal_ends.h). Then it
-// chooses one of four methods for each call:
+// base_alignment.cpp first cuts off the equal bases at both ends of a gap between two anchors (equal_ends.h). If this
+// leaves no bases of one sequence, the rest of the other one is a single gap. For any other call, base_alignment.cpp
+// chooses one of four methods:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
 //     that leave the band, which breaks.h lowers if necessary. Widths that are probably too narrow, according to
@@ -34,10 +35,12 @@
 // paths back. maximum.h finds the best score for the fourth method, and the end of the path for the last two.
 //
 // KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best score. With KSW_EZ_EXTZ_ONLY, the path ends
-// at the best end of the query if that end scores well enough, and otherwise at the cell with the best score.
-// KSW_EZ_RIGHT places gaps as far right as possible; without it, they are placed as far left as possible.
-// KSW_EZ_REV_CIGAR orders the operations from last to first. Calls with other flags, unusual scores or other alphabets
-// are left to minimap2, which never makes them while it maps a read with the preset map-ont.
+// at the best end of the query, the cell with the highest score among those of the last query base, if that score is
+// high enough, and otherwise at the cell with the best score. KSW_EZ_RIGHT places gaps as far right as possible;
+// without it, they are placed as far left as possible. KSW_EZ_REV_CIGAR orders the operations from last to first.
+//
+// Calls with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps
+// a read with the preset map-ont. So are the rare calls with KSW_EZ_APPROX_MAX and a band limit.
 
 namespace qel_minimap2::kernel {
 

@@ -18,8 +18,8 @@ inline constexpr int kBreakRange = 192;  // Diagonals.
 inline constexpr int kShortestBreak = 4;
 inline constexpr int kBetweenBreaks = 2;  // At least this many bases lie between two breaks.
 
-/// Returns four bases in each lane, 2 bits each. The highest bits are the base at `last`; each following base lies
-/// `step` letters before the previous base.
+/// Returns four bases in each lane, 2 bits each. Those of lane 0, from the highest bits to the lowest, are the letters
+/// at `last`, `last - step`, `last - 2 * step` and `last - 3 * step`; those of lane n lie n letters after them.
 TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
     Register bases = Lanes::Load(last);
     for (int n = 1; n < kShortestBreak; ++n) {
@@ -73,9 +73,9 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
     }
 }
 
-/// Returns the least that a path loses beyond the costs of two gaps: one gap with `insertions` query bases, and one
-/// with the deletions that these force. The path has an edit in each of `breaks` breaks and inserts `insertions` bases
-/// or more.
+/// Returns a lower bound for what a path loses beyond the costs of two gaps: one gap with `insertions` query bases, and
+/// one with the deletions that these force. The path has an edit in each of `breaks` breaks and inserts `insertions`
+/// bases or more.
 ///
 /// Each further gap or mismatch costs `price` or more, but one insertion of several bases may lie in several breaks.
 /// Because the cost of a gap is concave, only the longest insertion needs to lie in more than two breaks: any other can

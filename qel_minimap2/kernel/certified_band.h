@@ -80,7 +80,8 @@ struct BandProof {
     const Scoring& scoring;
     const PaddedSequences& sequences;
 
-    /// True if each path that leaves the band loses more than `loss`, compared with a path of matches alone.
+    /// Returns true only if each path that leaves the band provably loses more than `loss`, compared with a path of
+    /// matches alone.
     bool Proves(const Band& band, int loss) {
         if (loss < band.provable || band.provable < 0) {
             return band.provable >= 0;

@@ -16,20 +16,21 @@ namespace {
 // bases together, because opening a gap costs something. A longer gap costs no less than a shorter one, and no other
 // pair of letters scores as much as two equal bases.
 //   (1) In a cell with equal bases, a path that ends with a gap scores no more than the same path with these bases
-//       matched and the gap before them. If another gap comes before that gap, each becomes one base shorter. So the
-//       diagonal candidate is a best one, and it wins ties. At the end of the sequences, the trace back therefore
-//       matches equal bases.
+//       matched and the gap before them. If that gap directly follows a gap in the other sequence, both gaps become
+//       one base shorter instead. So the diagonal candidate is a best one, and it wins ties. At the end of the
+//       sequences, the trace back therefore matches equal bases.
 //   (2) If the first n bases are equal, a best path into any cell with i >= n and j >= n can match them, even if the
-//       path must end in a certain piece of a gap. So these cells have the same differences and directions as the
-//       cells of the sequences without the n bases.
-//   (3) In a cell with i < n or j < n, the best path matches all bases of the shorter side, and the others are one gap
-//       of g = |i - j| bases. Its score shows the directions: bases that are equal are matched, and otherwise the gap
-//       comes next, whole, because a second gap would cost more. A path that ends there with a gap on the shorter side
-//       scores less than the cell minus the cost of opening a gap, so a gap that enters such a cell from later cells
-//       ends there. PathRuns::AddBorder adds this part of the path.
+//       path must end with a gap at the cost of a given gap piece. So these cells have the same differences and
+//       directions as the cells of the sequences without the n bases.
+//   (3) In a cell with i < n or j < n, the best path matches all bases of the sequence with the lower position, and
+//       the other bases are one gap of |i - j| bases. The trace back therefore matches bases as long as they are equal.
+//       Then the whole gap follows, because a second gap would cost more. A gap that leads from such a cell to one with
+//       i >= n and j >= n has bases of the sequence with the lower position. It does not go on in the cell: there, a
+//       path that ends with such a gap scores less than the best path minus the cost of opening a gap.
+//       PathRuns::AddBorder adds this part of the path.
 
-/// Returns how many letters before the first difference are equal bases, at most `limit`. With kStep 1, compares the
-/// letters from `a` and `b` on; with kStep -1, those before `a` and `b`, in reverse.
+/// Returns how many pairs of letters come before the first pair that is not two equal bases, at most `limit`. With
+/// kStep 1, compares the letters from `a` and `b` on; with kStep -1, those before `a` and `b`, in reverse.
 template <int kStep>
 int CountEqualBases(const std::uint8_t* a, const std::uint8_t* b, int limit) {
     constexpr int kWord = sizeof(std::uint64_t);

@@ -72,11 +72,11 @@ struct Lanes {
     static TAVIK_INLINE void StoreSixteen(void* to, Register a) {
         _mm_storeu_si128(static_cast<__m128i*>(to), _mm256_castsi256_si128(a));
     }
-    /// Moves each value up by one lane. The lowest lane gets the highest value of `below`.
+    /// Moves each value up by one lane. The lowest lane gets the value of the highest lane of `below`.
     static TAVIK_INLINE Register Up(Register a, Register below) {
         return _mm256_alignr_epi8(a, _mm256_permute2x128_si256(below, a, 0x21), 15);
     }
-    /// Moves each value down by one lane. The highest lane gets the lowest value of `above`.
+    /// Moves each value down by one lane. The highest lane gets the value of the lowest lane of `above`.
     static TAVIK_INLINE Register Down(Register a, Register above) {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, above, 0x21), a, 1);
     }
@@ -136,7 +136,7 @@ struct Words {
         const __m128i least = _mm_minpos_epu16(_mm_xor_si128(eight, _mm_set1_epi16(INT16_MAX)));
         return static_cast<std::int16_t>(_mm_cvtsi128_si32(least) ^ INT16_MAX);
     }
-    /// Returns the sign bits of `a`, then those of `b`. Bit 0 is that of the lowest number of `a`.
+    /// Returns the sign bits of `a`, then those of `b`. Bit 0 is that of the lowest lane of `a`.
     static TAVIK_INLINE std::uint32_t MaskOf(Register a, Register b) {
         const Register bytes = TAVIK_SIMD(packs_epi16)(a, b);
 #if TAVIK_KERNEL_BITS == 256

@@ -20,11 +20,11 @@ struct FinishedRow {
 };
 
 /// Returns true only if the score cannot drop after the row with the best end of the query, provided that no later cell
-/// scores more than that end. A negative z_drop means no limit. A row drops only if its best score is below `max` by
-/// more than z_drop + d * extend2, where d is the number of diagonals between its best cell and the cell of `max`. Each
-/// later row has a cell in the query's last column. A gap leads to it from the best end, so x rows later, the row's
-/// best score is at least mqe - open2 - x * extend2. A cell of that row is at least x diagonals above the best end,
-/// because no query position follows that end.
+/// scores more than that end. A negative z_drop means no limit. The score drops in a row only if the row's best score
+/// is below `max` by more than z_drop + d * extend2, where d is the number of diagonals between the row's best cell and
+/// the cell of `max`. Each later row has a cell of the last query base. A gap leads to it from the best end, so x rows
+/// later, the row's best score is at least mqe - open2 - x * extend2. Each cell of that row is at least x diagonals
+/// above the best end, because no query position follows that end.
 inline bool CannotDrop(const AlignmentCall& call, const Scoring& scoring, const ksw_extz_t& result) {
     const int best_above_end = (result.max_t - result.max_q) - (result.mqe_t - (call.query_length - 1));
     const int most = static_cast<int>(result.max) - result.mqe + scoring.open2 + scoring.extend2 * best_above_end;
@@ -36,9 +36,9 @@ struct Cell {
 };
 
 /// Returns the cell where the path of a call ends, or positions of -1 for no path. After a drop, this is the cell with
-/// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query if that end scores
-/// well enough, else the cell with the best score. Sets the result's `reach_end` if the path ends at that end of the
-/// query.
+/// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query (the cell with the
+/// highest score among those of the last query base) if it scores more than the best cell after `end_bonus` is added,
+/// else the cell with the best score. Sets the result's `reach_end` if the path ends at the best end of the query.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
         return {call.target_length - 1, call.query_length - 1};

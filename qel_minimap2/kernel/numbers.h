@@ -130,7 +130,7 @@ struct Doubles {
     static TAVIK_INLINE DoubleRegister All(double value) { return TAVIK_SIMD(set1_pd)(value); }
     static TAVIK_INLINE DoubleRegister Min(DoubleRegister a, DoubleRegister b) { return TAVIK_SIMD(min_pd)(a, b); }
 #if TAVIK_KERNEL_BITS == 256
-    /// Bit 0 is 1 if the lowest numbers are equal.
+    /// Bit 0 is 1 if the numbers in the lowest lanes are equal.
     static TAVIK_INLINE unsigned MaskOfEqual(DoubleRegister a, DoubleRegister b) {
         return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
     }

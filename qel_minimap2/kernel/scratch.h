@@ -19,8 +19,8 @@ enum class Scratch {
 };
 
 /// Returns the calling thread's buffer for one use: at least `bytes` bytes with undefined contents, aligned to 64
-/// bytes. The buffer is valid until the thread's next call for the same use or of TrimScratch. Returns null if there is
-/// no memory.
+/// bytes. The buffer is valid until the thread calls this function for the same use again, or calls TrimScratch.
+/// Returns null if there is no memory.
 std::uint8_t* ScratchMemory(Scratch use, std::size_t bytes) noexcept;
 
 /// Frees those buffers of the calling thread that are too large to be kept. Call when no buffer is in use.

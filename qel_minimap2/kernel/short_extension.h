@@ -17,7 +17,7 @@ namespace {
 
 // The third method of base_alignment.h: an extension from a chain's end whose query fits into a strip. The strip moves
 // by one target position on every row, so each lane always has the same query position, and the highest lane has the
-// first one. The difference lines and the scores of a row's cells stay in registers.
+// first one. The strip keeps the difference lines and the scores of a row's cells from row to row.
 //
 // A lane has no cell in rows where its target position lies outside the target, or in any row if its query position
 // lies after the query's end. Lanes without a cell are left out of the row's maximum. Values move only to lower lanes,
@@ -82,7 +82,7 @@ private:
 
     // Returns true only if no cell after row r can be a better end of the query or the best cell, and the score cannot
     // drop. A path to a later cell has at most as many matches as the query has bases, and at least
-    // r + 1 - 2 * (length - 1) deleted bases. For short queries, this bound is enough.
+    // r + 1 - 2 * (query_length - 1) deleted bases. For short queries, this bound is enough.
     bool NothingBetterFollows(int r, const ksw_extz_t& result) const {
         const int deleted = r + 1 - 2 * (call.query_length - 1);
         return deleted > 0 && call.query_length * scoring.match - GapCost(scoring, deleted) <= result.mqe &&

@@ -24,10 +24,10 @@ namespace {
 //     u     u + open + extend    that of an insertion
 //
 // So a saturating subtraction replaces a gap by a newly opened one if that is better. The sum of a gap line and a score
-// line is a candidate for the cell's score: kScale times the score, plus the candidate's tag, plus a constant that is
-// the same for all candidates. For the second gap piece, `second_piece` is added, which corrects the constant and the
-// tag. The maximum of the candidates has the best score and, in its tag, the direction that wins a tie. The bits above
-// the tag are the cell's score, from which the new u and v follow.
+// line is a candidate for the cell's score, relative to the cell before it on its diagonal: kScale times the score,
+// plus the candidate's tag, plus a constant that is the same for all candidates. For the second gap piece,
+// `second_piece` is added, which corrects the constant and the tag. The maximum of the candidates has the best score
+// and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -46,8 +46,8 @@ inline constexpr Tags TagsOf(Trace trace) {
     return trace == Trace::left ? Tags{5, -1} : Tags{2, 1};
 }
 
-/// Returns true for scorings whose lines and candidates fit into signed bytes. The only exception: candidates of the
-/// second gap piece may be too low for a byte, because they saturate and are still below the candidate for any
+/// Returns true for scorings whose lines and candidates fit into signed bytes. The only exception: a candidate of the
+/// second gap piece may be too low for a byte. It then saturates, and is still below the candidate for any
 /// substitution. `s` must fit the general kernel.
 inline bool FitsStrip(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
@@ -130,8 +130,8 @@ enum class Shift { none, up, down };
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
 /// A row depends on the row before, so what matters in narrow strips is the longest chain of operations rather than
-/// their number. The chain leads through the lines that are shifted between the rows, which `kShift` names: these are
-/// used last, and the lines that the next row shifts are computed first.
+/// their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2 and u by
+/// `down`): these are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -173,7 +173,8 @@ TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register
     score = Lanes::Select(at, border, score);
 }
 
-/// The difference lines for N registers of neighbouring target positions. They stay in registers from row to row.
+/// The difference lines for N registers of neighbouring target positions. If N is small, they stay in registers from
+/// row to row.
 template <int N>
 class Strip {
 public:

@@ -71,8 +71,8 @@ public:
     }
 
     /// Adds what is left at the matrix's border, i + 1 target bases or j + 1 query bases, and the equal bases before
-    /// the sequences. As gaps are placed left, matches come before the gap as long as the bases on its diagonal are
-    /// equal.
+    /// the sequences. As gaps are placed left, bases on the diagonal of (i, j) are matched up to the first unequal
+    /// pair, and the gap lies to the left of these matches.
     void AddBorder(int i, int j) {
         int matches = 0;
         if (i >= 0 || j >= 0) {
