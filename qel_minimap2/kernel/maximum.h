@@ -103,8 +103,8 @@ public:
     /// border. Ending an extension early saves time, because minimap2 passes about twice as many target bases as query
     /// bases.
     bool NothingBetterFollows(const FinishedRow& row, const ksw_extz_t& result) {
-        constexpr int kPeriod =
-            8;  // Rows. The last two rows of a period are checked if the best end is before the period.
+        // The last two rows of a period are checked if the best end is before the period.
+        constexpr int kPeriod = 8;
         const int place = row.r % kPeriod;
         const int best_end = result.mqe_t + call.query_length - 1;
         if (place < kPeriod - 2 || row.r - place <= best_end) {
