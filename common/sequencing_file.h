@@ -21,16 +21,17 @@ bool HasCompressedReadFileExtension(const std::string& path);
 
 /// Prepares `stream`, which must be empty, for reading one file. The file is read as plain text if its name has the
 /// extension of a plain read file, otherwise as gzip, regardless of the content. This function does not open the file.
-/// If the file cannot be opened, or is read as gzip but has another format, the first read throws, with the file and
-/// the reason.
+/// If the file cannot be opened, or is read as gzip but has another format, the first read throws an exception that
+/// names the file and the reason.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream);
 
-/// Like the function above. `head_start`: null, or the head start of the file after its TakeOver has returned true.
+/// Like the function above. `head_start`: null, or a head start of this file whose TakeOver has returned true.
 void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_istream& stream,
                         std::unique_ptr<GzipHeadStart> head_start);
 
 /// Call after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file name
-/// if unreadable data follow the text.
+/// if the gzip data are followed by more than 512 other bytes, or by other bytes and then gzip data. Fewer other bytes
+/// only cause a warning. Does nothing for plain text.
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream);
 
 }  // namespace Common

@@ -7,7 +7,8 @@ namespace Live {
 
 namespace {
 
-// A single further file is also named, because a line that counts it would not be shorter.
+// For each kind of event, this many files are named. If there is only one more, it is named too, because a line that
+// counts it would not be shorter.
 constexpr std::size_t kMostNamed = 3;
 
 // The rest of a line that begins with "17 more files".

@@ -12,7 +12,7 @@ namespace Reports {
 /// The times that the page of a run in progress shows.
 struct LiveNote {
     std::chrono::system_clock::time_point made;   ///< When the page was made.
-    std::chrono::system_clock::time_point until;  ///< The latest time at which a new page replaces this one.
+    std::chrono::system_clock::time_point until;  ///< A new page replaces this one by then.
 };
 
 /// The page of a run in progress. Each row is counted once, so the cost of a page does not grow with the number of

@@ -35,7 +35,7 @@ struct GzipDecoder::State {
     std::string_view text;         // The text decoded by the last step.
     std::uint64_t input_end = 0;   // Offset in the source at which the input ends.
     std::uint64_t body = 0;        // Offset in the source at which the member's compressed data begin.
-    std::uint64_t handed_out = 0;  // Bytes of the member's text already returned, which zlib skips if it takes over.
+    std::uint64_t handed_out = 0;  // Bytes of the member's text that zlib must still skip if it decodes the member.
 };
 
 GzipDecoder::GzipDecoder() : state(std::make_unique<State>()) {

@@ -25,7 +25,7 @@ public:
 
     /// The largest number of jobs in Attend at once. Call this and Failed only when no job is in Attend.
     int Most() const { return most; }
-    /// Whether a group was not complete in time.
+    /// True if any group was not completed in time.
     bool Failed() const { return failed; }
 
 private:

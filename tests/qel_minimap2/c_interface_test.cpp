@@ -119,15 +119,16 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
     EXPECT_NE(dynamic.find("NODELETE"), std::string::npos) << "dlclose would unload the code of a signal handler";
 }
 
-// In a reference above 4 Gb, later sequences begin this far from the first base.
+// In a reference longer than 4 Gb, the offsets of later sequences do not fit into 32 bits. The test gives the only
+// sequence such an offset and moves the start of the packed bases back by as much.
 TEST_F(QelMinimap2, SequencesMayBeginFarFromTheFirstBase) {
     const auto index = Load(reference);
     const Read read = {"read", Noisy(bases.substr(30000, 3000))};
     const auto near = Align(index.get(), 0, read);
     ASSERT_TRUE(near.starts_with("read\t0\tone\t"));
-    constexpr std::uint64_t kFar = 5'000'000'000;  // Eight bases per word.
+    constexpr std::uint64_t kFar = 5'000'000'000;  // Bases.
     index->seq[0].offset += kFar;
-    index->S -= kFar / 8;
+    index->S -= kFar / 8;  // A word of S holds eight bases.
     EXPECT_EQ(Align(index.get(), 0, read), near);
     index->S += kFar / 8;
 }
@@ -155,7 +156,7 @@ TEST_F(QelMinimap2, EachIndexHasItsOwnThresholdAndIsFreedCompletely) {
     EXPECT_LT(used(), before + 100'000) << "parts of an index were not freed";
 }
 
-// The reads are so short that the threads spend most of the time in code that shares data.
+// The reads are so short that the threads spend most of their time in code that uses shared data.
 TEST_F(QelMinimap2, ThreadsDoNotDisturbEachOther) {
     const auto index = Load(reference);
     std::vector<std::jthread> threads;
@@ -174,7 +175,8 @@ TEST_F(QelMinimap2, ThreadsDoNotDisturbEachOther) {
     }
 }
 
-// The pass over the table's counts that computes a threshold takes too long to be made for each read.
+// To find a threshold, the counts of all blocks of the table are added up, which takes too long to be done for each
+// read.
 TEST_F(QelMinimap2, AnUnknownThresholdIsComputedOnce) {
     const auto index = Load(reference);
     std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // For each threshold, the shortest of five rounds.

@@ -15,8 +15,8 @@ inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
 
-/// Where a bucket lies in the file. A bucket consists of the number of its positions (4 bytes), these positions (8
-/// bytes each; only those of minimizers that occur more than once), the number of its minimizers (4 bytes), and for
+/// Where a bucket lies in the file. A bucket consists of a number of positions (4 bytes), these positions (8 bytes
+/// each; they are those of the minimizers that occur more than once), the number of its minimizers (4 bytes), and for
 /// each minimizer a key and a value (8 bytes each). Nothing in the file is aligned.
 struct StoredBucket {
     std::uint64_t offset;
@@ -27,8 +27,9 @@ struct StoredBucket {
     std::uint64_t End() const { return Entries() + std::uint64_t{key_count} * 16; }
 };
 
-/// Where the header, the names and lengths, the buckets and the packed bases of a prebuilt index (version 2) lie in its
-/// file. Describes the file as it was when the constructor read it. The file must outlive this object. Any thread.
+/// Where the header, the names and lengths, the buckets and the packed bases of a prebuilt index (version 2 of its
+/// format) lie in its file. Describes the file as it was when the constructor read it. The file must outlive this
+/// object. Any thread.
 class IndexLayout {
 public:
     /// Checks the header, the names and lengths, the sizes of the buckets, and that the bases end at the file's last

@@ -11,7 +11,7 @@
 
 namespace Tests {
 
-/// Generates random numbers, always the same for a seed.
+/// Generates random numbers, the same ones for equal arguments of the constructor.
 class Dice {
 public:
     explicit Dice(std::uint32_t seed) : generator(seed) {}
@@ -26,11 +26,11 @@ private:
     std::mt19937 generator;
 };
 
-/// Generates lists of anchors like those of reads from repeats, always the same for a seed. A list has:
+/// Generates lists of anchors like those of reads from repeats. A list has:
 /// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs;
 /// - repeats of the read against repeats of the reference, so that one reference position has several read positions;
 /// - noise;
-/// - in one of four lists, runs with distances in multiples of 5, which often give equal scores.
+/// - in about every fourth list, distances that are mostly multiples of 5, which often give equal scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
@@ -43,7 +43,7 @@ public:
     /// reference. About one in `one_in` anchors is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
-    /// Makes CompareChaining and CompareJoining call Array instead of Next. Most of these lists have thousands of
+    /// Makes CompareChaining and CompareJoining call Array instead of Next. Most lists then have thousands of
     /// anchors.
     void MakeArrays() { makes_arrays = true; }
     bool MakesArrays() const { return makes_arrays; }
@@ -77,9 +77,9 @@ std::string CompareChaining(const qel_minimap2::kernel::Kernels& kernels, Random
 std::string CompareJoining(const qel_minimap2::kernel::Kernels& kernels, RandomAnchors& random, long count,
                            ChainFigures& figures);
 
-/// Chains and joins runs of anchors with gaps on the reference between the runs. The gaps have every length from 1 to
-/// 19 000 bases, because differences in the rounding of penalties show first in such gaps. Returns a description of the
-/// first difference; empty if there is none.
+/// Chains and joins runs of anchors with gaps on the reference between the runs. Together, the gaps have all lengths
+/// from 1 to 19 000 bases, because a difference in the rounding of penalties may show at only a few lengths. Returns a
+/// description of the first difference; empty if there is none.
 std::string CompareDistantChains(const qel_minimap2::kernel::Kernels& kernels, float gap_penalty, float skip_penalty,
                                  ChainFigures& figures);
 
