@@ -18,7 +18,7 @@ std::string ForPage(const std::string& text, std::size_t most);
 /// run is in progress.
 std::string PageData(const std::string& title, std::span<const Sample> samples, const std::optional<LiveNote>& live);
 
-/// The detail of each sample with which a page of `samples` samples stays small.
+/// How much detail to show for each sample, so that a page of `samples` samples stays small.
 Detail DetailFor(std::size_t samples);
 
 }  // namespace Reports

@@ -141,7 +141,8 @@ private:
         }
     }
 
-    RunLog after_end;  // From the records since the end of the last run, or since the beginning of the file.
+    // From the records since the latest banner or end of a run; before the first of these, from all records.
+    RunLog after_end;
     bool is_in_banner = false;
 };
 

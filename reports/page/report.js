@@ -3,7 +3,7 @@
 const page = JSON.parse(document.getElementById("figures").textContent);
 const byId = (id) => document.getElementById(id);
 let sample = page.samples[0];
-const scales = {};  // The chosen scale by the id of a figure, "percent" or "quality". Default: "percent".
+const scales = {};  // By the id of a figure, its chosen scale: "percent" (the default) or "quality".
 
 const sum = (list) => list.reduce((total, value) => total + value, 0);
 // With few reads, narrow bins leave gaps in the histogram.
@@ -99,7 +99,8 @@ const ratios = {
   },
 };
 
-// The bars of one histogram of a ratio (accuracy or identity) per sample, all with the same bins, and their axis and texts.
+// The histogram bars of a ratio (accuracy or identity) for each sample, all with the same bins, and the axis and
+// texts that they share.
 function ratioView(id, ratio, samples) {
   const isQuality = scales[id] === "quality";
   const {perCent: perCentTitle, quality: qualityTitle, caption: first, qualityCaption} = ratios[ratio];
@@ -217,7 +218,7 @@ function showReadsPerReference() {
   const bars = rows.slice(0, top).filter((row) => row[2] + row[3] > 0).map(([name, , plus, minus]) => ({name, forward: plus, reverse: minus}));
   const rest = rows.slice(bars.length);
   const others = forward + reverse + sum(rest.map((row) => row[2] + row[3]));
-  // The other sequences have no bar, because their sum could dwarf all other bars.
+  // No bar shows the sum of the other sequences, because such a bar could dwarf all others.
   const note = others === 0 ? "" : ` The other ${counted(count - bars.length, "sequence")} ${count - bars.length === 1 ? "has" : "have"} ` +
     `${counted(others, "read")} (${share(others, sample.totals.aligned)}).`;
   stackedBars("reads-per-reference", bars, "aligned reads");

@@ -239,7 +239,8 @@ ALTERATIONS = {
         *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
-    # Of the rows before the long one, that of r1 is missing, since it follows the long one, and that of r3 is altered.
+    # The check cannot read beyond the long row. So it reports the altered row of r3, which is before it, but must not
+    # report the row of r1, which is after it, as missing.
     "a row of 64 MiB, and another order of rows": (
         both(cell(SUMMARY, 4, 12, "7"), lines(SUMMARY, lambda old: [old[0], *old[2:4], bytes(64 << 20), old[1], *old[4:]])), [
             f"{SUMMARY}: line 4 cannot be read: 64 MiB or longer",

@@ -149,8 +149,8 @@ class Check(AlignerTest):
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
-        """Writes the files, except those that map to None, and aligns the list of all. Returns the list's text and the
-        newest log file."""
+        """Writes the files, except those that map to None, and runs the aligner on a list of all. Returns the list's
+        text and the newest log file."""
         for name, text in files.items():
             if text is not None:
                 self.write(name, text)

@@ -65,7 +65,7 @@ def make_file(rng):
     start = sum(map(len, members[:hit]))
     end = start + len(members[hit])
     data = bytearray().join(members)
-    # The fault is anywhere, near the start of a member (header or code table) or in its trailer.
+    # `place` is anywhere in the file, near the start of a member (in the header or code table), or in its trailer.
     place = rng.choice((rng.randrange(len(data)), start + rng.randrange(min(100, end - start)), end - rng.randint(1, 8)))
     fault = rng.choice(("none", "flip", "flip", "cut", "cut", "overwritten", "deleted", "padding", "trailing", "trailing",
                         "magic"))
@@ -122,8 +122,9 @@ class Stop(Exception):
 
 
 def read(text, damage):
-    """Returns the reads of a text and what ended the reading: None for the end of the text, "abort" without any record,
-    or the reason of a Stop. `damage`: the corruption at the end of the text, or empty."""
+    """Returns the reads of a text and what ended the reading: None for the end of the text, "abort" if the process must
+    end because a FASTQ or empty text has no complete record, otherwise the reason of a Stop. `damage`: the corruption
+    at the end of the text, or empty. An empty text with damage does not abort."""
     position, records, reads = 0, 0, []
 
     def peek():

@@ -332,8 +332,8 @@ class IndexUse(IndexTest):
 
 class IndexMemory(IndexTest):
     def test_processes_share_one_index(self):
-        """Together, four processes may use as much memory as one index plus 10 MB each; four copies of the index would use
-        over 100 MB."""
+        """Four processes together may use at most the memory of one index, and 10 MB more for each process. Four copies
+        of the index would use over 100 MB."""
         index = self.own_index(self.write("large.fa", f">a\n{''.join(random.choices('ACGT', k=10_000_000))}\n"))
         self.assertGreater(index.stat().st_size, 25_000_000)
         runs = [self.hold(index, f"run{number}") for number in range(4)]

@@ -18,7 +18,7 @@ READ_FILE = re.compile(r"\.(fastq|fq|fasta|fa)(\.gz)?$", re.IGNORECASE)
 
 
 def records(name, count):
-    """Returns `count` example reads, named `name` and a number."""
+    """Returns `count` example reads, each named `name` followed by a number."""
     lines = EXAMPLE.splitlines()
     return b"".join(b"@%s%d\n%s\n+\n%s\n" % (name.encode(), i, lines[4 * i + 1], lines[4 * i + 3]) for i in range(count))
 
