@@ -1,5 +1,6 @@
 "use strict";
-// Writes figures as text. Text from the data is set as textContent or drawn on a canvas, never parsed as markup.
+// Formats figures as text, and builds elements and tables. Text from the data is set as textContent or drawn on a
+// canvas, never parsed as markup.
 
 const none = "\u2013";
 const numbers = new Intl.NumberFormat("en-US");
