@@ -26,12 +26,13 @@ class Table:
     def print(self, runs):
         """Prints the table. Returns whether the runs with both indexes wrote the same lines and rows."""
         mb = 1e6
-        print(f"\nAn index made by tavik_index ({self.own.stat().st_size / mb:.0f} MB) beside minimap2's prebuilt one "
-              f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2; times are medians, wall / processor seconds.\n\n"
+        print(f"\nAn index made by tavik_index ({self.own.stat().st_size / mb:.0f} MB) compared with minimap2's prebuilt one "
+              f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2. Times are wall / processor seconds. Start from the page "
+              "cache and all reads: medians; start from disk (wall time only), memory and small files: single runs.\n\n"
               "| | minimap2, .mmi | aligner, .mmi | aligner, own index |\n|---|---|---|---|", flush=True)
         starts = self.in_turns(self.one_read, runs)
-        self.row("start until a read is mapped, index in the page cache", *map(seconds, starts))
-        self.row("start until a read is mapped, index on disk only", "",
+        self.row("start until a read is processed, index in the page cache", *map(seconds, starts))
+        self.row("start until a read is processed, index on disk only", "",
                  *(f"{self.cold_start(index):.2f}" for index in (self.mmi, self.own)))
         whole = self.in_turns(self.reads, runs)
         same = self.same_lines()
@@ -75,7 +76,7 @@ class Table:
         return timed(self.aligner(index, self.one_read), {}, self.scratch)[0]
 
     def shared_memory(self, index, count):
-        """Returns the summed PSS, in MB, of `count` processes that have mapped a read and wait for the next one."""
+        """Returns the summed PSS, in MB, of `count` processes that have processed one read and are waiting for the next."""
         folder = self.scratch / "waiting"
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir()

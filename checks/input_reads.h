@@ -20,7 +20,7 @@ struct InputError : std::runtime_error {
     InputError(const std::string& reason, const std::string& logged, bool in_record = false)
         : std::runtime_error(reason), logged(logged), in_record(in_record) {}
     std::string logged;  ///< Part of what the aligner logs for the same error.
-    bool in_record;      ///< A record is wrong; otherwise, the file or its gzip data cannot be read.
+    bool in_record;      ///< A record is wrong. False if the file is empty, not regular, damaged or unreadable.
 };
 
 /// Reads one input file with the readers and by the rules of the aligner. Not synchronised.
@@ -29,22 +29,22 @@ public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record. Returns false at the end. Skips FASTQ records that contain at most the "+" of the third
-    /// line, because the aligner skips them without a message. Throws InputError if the aligner refuses the record or
-    /// reading fails. Do not call Next after an InputError.
+    /// Reads the next record. Returns false at the end. Skips FASTQ records whose lines are all empty, except perhaps
+    /// for a "+" on the third, because the aligner skips them without a message. Throws InputError if the aligner
+    /// refuses the record or reading fails. Do not call Next after an InputError.
     bool Next();
 
-    /// False if the title of the last record is empty or only its marker. The aligner skips such a read and logs an
-    /// error.
+    /// False if the title of the record read last is empty or only its marker. The aligner skips such a read and logs
+    /// an error.
     bool HasName() const { return title.size() > 1; }
-    /// The last record's name in the aligner's summary. Call only if HasName.
+    /// The name that the record read last has in the aligner's summary. Call only if HasName.
     std::string_view Name() const;
     bool IsFasta() const { return fasta != nullptr; }
-    /// The title of the last record, including the marker.
+    /// The title of the record read last, including the marker.
     const std::string& Title() const { return title; }
     const std::string& Sequence() const { return fasta ? fasta->Current().GetSequence() : sequence; }
 
-    /// The qualities of the last record. Only for a FASTQ file.
+    /// The qualities of the record read last. Only for a FASTQ file.
     const std::string& Qualities() const { return qualities; }
 
     /// Number of records so far.
@@ -63,7 +63,7 @@ private:
     const std::string path;
     boost::iostreams::filtering_istream stream;
     std::unique_ptr<Common::FastaIterable> fasta;  // Set for a FASTA file.
-    Common::FastQRecord record;                    // The last record of a FASTQ file.
+    Common::FastQRecord record;                    // The record read last, if the file is FASTQ.
     std::string title;
     std::string sequence;
     std::string plus;

@@ -26,7 +26,7 @@ public:
     };
 
     /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it. `other`, unless
-    /// empty, is a content that matches in place of `content`.
+    /// empty, is a second content that also matches.
     void Expect(std::string_view name, std::string_view content, std::uint64_t line, std::string_view other = {});
     /// Adds a read to the found series.
     void Find(std::string_view name, std::string_view content, std::uint64_t line);
@@ -37,7 +37,7 @@ public:
     /// name to the expected series.
     void Excuse(std::string_view name);
 
-    /// True if a read of this name was added that has not matched yet, or that is excused.
+    /// True if a read of this name was added and has not matched yet, or if one was excused.
     bool Knows(std::string_view name) const;
     /// True if a read of this name and content is expected and not found yet.
     bool Expects(std::string_view name, std::string_view content) const;

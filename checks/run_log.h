@@ -27,8 +27,8 @@ struct RunLog {
     bool done = false;                      ///< The run finished.
 };
 
-/// Reads the last run in the newest log file in `save_folder`, judged by the time in the file's name. A missing,
-/// unreadable or incomplete log file is a finding, not an exception.
+/// Reads the last run in the newest log file in `save_folder`; the times in the files' names decide which is newest. A
+/// missing, unreadable or incomplete log file is a finding, not an exception.
 RunLog ReadRunLog(const std::string& save_folder);
 
 }  // namespace Checks

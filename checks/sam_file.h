@@ -11,7 +11,7 @@
 
 namespace Checks {
 
-/// The "@SQ" lines of the last SAM file read. They are parsed again only if they change, because all files of a run
+/// The "@SQ" lines of the SAM file read last. They are parsed again only if they change, because all files of a run
 /// usually have the same lines.
 class SamHeaders {
 public:

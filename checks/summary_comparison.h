@@ -25,7 +25,7 @@ public:
     void Expect(std::string_view name, std::string_view cells, std::string_view other_cells);
 
     /// Skips the next `count` rows, those of reads without usable SAM records. After this call, Finish accepts rows
-    /// without a SAM record anywhere.
+    /// without a SAM record, wherever they are.
     void SkipRows(std::uint64_t count);
 
     /// Call instead of SkipRows if the number of rows is unknown.

@@ -12,7 +12,7 @@ void SetUpProcess() {
     // Denormal numbers are slow, and no result needs them. Threads started later inherit this setting.
     Common::SetFloatingPointSettings(Common::FloatingPointSettings() | Common::kDenormalsAreZero);
 
-    // If a standard stream is closed, opens /dev/null in its place. Otherwise, the next file opened would get the
+    // If a standard stream is closed, opens /dev/null in its place. Without this, the next file opened would get the
     // stream's number, and what the program writes to the stream would end up in that file.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) == -1 && ::open("/dev/null", O_RDWR) == -1) {

@@ -24,7 +24,7 @@ constexpr char kUsage[] =
 
 constexpr char kStatuses[] =
     "\nExit status: 0 for success, 1 if the index could not be written or is not sound, 2 for\n"
-    "wrong usage or an index to check or describe that cannot be read.\n";
+    "wrong usage, or if the index to check or describe cannot be read.\n";
 
 Options Chosen(const po::variables_map& values, Options options, const std::vector<std::string>& files) {
     if (values["check"].as<bool>() && values["describe"].as<bool>()) {

@@ -42,7 +42,7 @@ std::string FastQText(std::size_t read_length) {
     return text;
 }
 
-// The reads in a plain and in a gzip file, which the destructor removes.
+// Two files with the same reads, one plain and one gzip. The destructor removes them.
 class ReadFiles {
 public:
     explicit ReadFiles(std::size_t read_length) : text(FastQText(read_length)) {

@@ -41,7 +41,8 @@ std::string Header(int lines) {
     return header;
 }
 
-// All records follow the same header, as in a run, where a large header is parsed once and then only compared.
+// All records follow the same header, as with a back-end that writes its header before each record: a large header is
+// parsed once and then only compared.
 void ParseMappedRecord(benchmark::State& state) {
     using ThirdPartyAlignment::SamHandler;
     std::string sam = Header(static_cast<int>(state.range(0))) + MappedRecord(Bases());
