@@ -86,14 +86,14 @@ def attempts_running():
 
 
 def stop(process):
-    """Stops the process. Returns False if it has already ended."""
+    """Stops the process. Returns False if it has ended. Raises ProcessLookupError if it does not exist."""
     os.kill(process, signal.SIGSTOP)
     wait_for("a process to stop", lambda: (state := state_of(process)) in "TZ" and state)
     return state_of(process) == "T"
 
 
 def catch_in_the_middle(spared):
-    """Stops an aligner that has partial results and a chunk not in `spared`. Returns its process id and chunk."""
+    """Stops an aligner that has partial results for a chunk not in `spared`. Returns its process id and the chunk."""
     def look():
         for process, (chunk, folder) in attempts_running().items():
             if chunk in spared:
@@ -202,7 +202,7 @@ def scenario(slurm):
     expect(len(files) >= 6, "too few chunks for the failures")
     repeated = trouble(slurm, cut_chunk)
     check_first_call(first.wait(200), files, cut_chunk, repeated)
-    say("the engine gave up only the chunk of the cut file")
+    say("the engine gave up on the chunk of the cut file only")
 
     cut.write_bytes(whole)
     kept = {chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in set(files) - {cut_chunk}}

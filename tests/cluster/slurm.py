@@ -17,9 +17,9 @@ PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 LIBC = ctypes.CDLL(None, use_errno=True)
 # Reasons for some settings:
 # - linuxproc, task/none, jobacct_gather/none: cgroups would need systemd;
-# - config_overrides: several jobs run at once even on a machine with fewer processors;
+# - config_overrides: several jobs run at once even on a machine with fewer processors than configured;
 # - BatchStartTimeout: the controller notices within seconds of a reconfiguration that a job's step has vanished;
-# - MinJobAge: a job's state is available long after its end.
+# - MinJobAge: a job's state remains available long after the job's end.
 CONFIGURATION = """\
 ClusterName=tavik
 SlurmctldHost={host}(127.0.0.1)

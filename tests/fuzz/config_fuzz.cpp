@@ -1,4 +1,4 @@
-// Parses the input as a configuration file: Parse never throws, because it keeps error messages as text.
+// Parses the input as a configuration file: Parse must never throw, because it keeps error messages as text.
 
 #include <array>
 #include <sstream>

@@ -1,4 +1,4 @@
-// Parses the input as an aligner's SAM text: Parse returns or throws a std::exception.
+// Parses the input as an aligner's SAM text: each function must return or throw a std::exception.
 
 #include <cstring>
 #include <exception>

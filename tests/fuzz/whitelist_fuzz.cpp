@@ -1,4 +1,4 @@
-// Reads the input as a whitelist: no id contains a space, begins with a tab or ends with a carriage return.
+// Reads the input as a whitelist: no id may contain a space, begin with a tab or end with a carriage return.
 
 #include <cstdlib>
 

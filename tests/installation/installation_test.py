@@ -190,7 +190,7 @@ class Configuration(InstallationTest):
                 self.assertEqual((build / "CTestTestfile.cmake").exists(), arguments != embedding)
 
     def test_an_untested_or_unsuitable_minimap2_is_refused(self):
-        # First another release, then a minimap2 that does not call a replaced function by its name.
+        # Simulates another release, and then a minimap2 in which the linker cannot replace a function.
         tree = self.folder / "source"
         shutil.copytree(SOURCE, tree, ignore=shutil.ignore_patterns("build", ".git"), symlinks=True)
         (self.folder / "dpkg-query").write_text("#!/bin/sh\nprintf 2.99+dfsg-1\n")
@@ -214,7 +214,7 @@ class Scripts(InstallationTest):
         path.chmod(0o755)
 
     def test_hint_without_sudo_is_the_command_that_root_must_run(self):
-        # Simulates a machine without any of the packages or sudo. Its apt-get prints the command line.
+        # Simulates a machine without sudo and without any of the packages. Its apt-get prints its own command line.
         script = shutil.copy(SOURCE / "scripts/install-dependencies", self.folder)
         self.stub("bin/dpkg-query", "exit 1")
         self.stub("bin/apt-get", 'echo "apt-get $*"')

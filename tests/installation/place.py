@@ -68,9 +68,9 @@ def remove(folder):
 
 
 def debian_place(name, release, install):
-    """Returns the copy of the sources in the Debian system `name`, after running the shell command `install` there. While
-    packages are being installed, the system's folder has another name, so that a later run does not use what a killed
-    run left."""
+    """Makes or updates the Debian system `name`, copies the sources into it, runs the shell command `install` there and
+    returns the copy. While packages are being installed, the system's folder has another name, so that a later run does
+    not use what a killed run left."""
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():
