@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the programs on a processor without AVX2 and on one without SSE4.1, which QEMU emulates."""
+"""Tests the programs on two processors that QEMU emulates: one without AVX2 and one without SSE4.1."""
 
 import os
 import platform

@@ -23,8 +23,8 @@ CUT = "Error while processing input file {}: Sequence is not the same length as 
 
 class Runs(ReportTest):
     def problems(self, folder="out"):
-        """Returns the page's findings, as (level, text, messages, more), where `more` is the number of messages left out,
-        and MultiQC's counts in the order of KINDS."""
+        """Returns the page's findings and MultiQC's counts. Each finding is (level, text, messages, the number of
+        messages left out); the counts are in the order of KINDS."""
         (sample,) = self.data(folder)["samples"]
         (counts,) = json.loads((self.folder / folder / "alignment_report_mqc.json").read_text())["data"].values()
         return [tuple(one.values()) for one in sample["findings"]], [counts.get(kind) for kind in KINDS]

@@ -31,7 +31,7 @@ from report_run import row
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1200,900")
 STATE = (Path(__file__).parent / "page_state.js").read_text()
-# Returns the size of a picture and the number of its coloured pixels. Text and grid have none.
+# Returns the size of a picture and the number of its coloured pixels. Text and grid contain no coloured pixels.
 DRAWN = """
     const [source, done] = arguments;
     const image = new Image();
@@ -94,7 +94,7 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """Writes a run of random rows, fewer for each later reference. No other sample has the same figures."""
+        """Writes a run of random rows; later references tend to have fewer. No other sample has the same figures."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -111,8 +111,8 @@ class BrowserTest(PageJudge):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
     def check_order(self, table, head, rows):
-        """Checks that a click on a heading sorts (numbers with the largest first), that the next click reverses the
-        order, and that unknown values stay last."""
+        """Checks that a click on a heading sorts the table by that column (numbers with the largest first), that the
+        next click reverses the order, and that unknown values stay last."""
         clicks = self.script("""
             return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
               button.click();
@@ -155,7 +155,7 @@ class Page(BrowserTest):
         self.check_pictures()
 
     def check_pictures(self):
-        """Checks the pictures that the buttons save: the chart below its title."""
+        """Checks the pictures that the buttons save. Each shows a chart, with the title above it."""
         folder = self.folder / "pictures"
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(folder)})
         names = [figure.get_attribute("id") for figure in self.browser.find_elements(By.CSS_SELECTOR, "figure") if figure.is_displayed()]
@@ -331,7 +331,7 @@ def contrast(one, other):
 
 
 class Live(BrowserTest):
-    """Tests the page of a run in progress: the page of a finished run with a note like tavik_live's."""
+    """Tests the page of a run in progress, made from the page of a finished run and a note like tavik_live's."""
 
     def write_page(self, out, **note):
         page = out / "alignment_report.html"

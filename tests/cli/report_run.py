@@ -43,6 +43,7 @@ class ReportTest(AlignerTest):
         return page_data(self.folder / folder / "alignment_report.html")
 
     def write_run(self, name, rows, references):
-        """Writes a summary of these rows, and beside it a SAM file that lists `references`, {name: length}."""
+        """Writes a summary that consists of these rows, and beside it a SAM file that lists `references`, {name:
+        length}. Returns their folder."""
         self.write(f"{name}/a.sam", b"".join(b"@SQ\tSN:%s\tLN:%d\n" % one for one in references.items()))
         return self.write(f"{name}/alignment_summary.txt", HEADER.encode() + b"".join(rows)).parent

@@ -153,7 +153,7 @@ def ratio_tick(is_quality):
 
 
 def bars_of(points, step):
-    """Returns the borders of bars, counted in fine bins of width `step`, from the bars' centres."""
+    """Computes the borders of bars from their centres. Returns them in units of `step`, the width of a fine bin."""
     width = round((points[1]["x"] - points[0]["x"]) / step) if len(points) > 1 else None
     starts = [round(point["x"] / step - (width or 1) / 2) for point in points]
     return [(start, start + (width or round(2 * (points[0]["x"] / step - start)))) for start in starts]

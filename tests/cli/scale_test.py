@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests that large runs lose no read and need no more memory or descriptors than small ones. The suite runs only
-Memory; scripts/prove runs all classes, which takes minutes."""
+"""Tests that large runs lose no read and need hardly more memory and no more descriptors than small ones. The suite
+runs only Memory; scripts/prove runs all classes, which takes minutes."""
 
 import contextlib
 import os

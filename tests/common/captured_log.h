@@ -27,7 +27,7 @@ public:
         boost::log::core::get()->remove_sink(sink);
     }
 
-    /// The texts of all records so far with the severity of this name.
+    /// The texts of the records collected so far whose severity has this name.
     Lines Of(const std::string& severity) const {
         const auto collector = sink->locked_backend();
         Lines texts;

@@ -44,7 +44,7 @@ std::string Rest(GzipHeadStart& head_start) {
     return text;
 }
 
-// The text and the verdict are the same wherever the head start ends, at its limit or when it is taken over.
+// The text and the verdict are the same whether the head start reaches its limit or is taken over before that.
 TEST(GzipHeadStart, IsContinuedWhereItEnds) {
     const Tests::TemporaryFolder folder;
     const auto text = Text(1'500'000);

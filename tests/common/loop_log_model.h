@@ -58,7 +58,7 @@ private:
 
     std::vector<int> job_of;  // The job of each worker.
     std::set<int> ended;
-    std::pair<int, int> looked = {-1, -1};  // Of the last freed worker: whether its job failed, and its index.
+    std::pair<int, int> looked = {-1, -1};  // Of the worker freed most recently: whether its job failed; its index.
     int next = 0, jobs;
     bool all_submitted = false;
 };

@@ -186,7 +186,7 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToFinishRunsTheStagedJob) {
         pool.WaitForAll();
         EXPECT_EQ(pool.At(1).result, 200);
 
-        // Stage has no effect if a job has ended since the last refresh; Submit then starts the job.
+        // Stage has no effect if a worker's job has ended since the last refresh; Submit then starts the offered job.
         pool.Reset(1);
         EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 3, record), 0);
         EXPECT_EQ(pool.Submit(sleeps, 4, record), 1);

@@ -52,7 +52,7 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     const auto whole = [&](const std::string& name, const std::string& text) {
         return Live::ReadToEnd(folder.Write(name, text)).whole;
     };
-    // A file cut anywhere is complete only at the end of a record, with or without the line feed after the qualities.
+    // A cut file is complete only if it ends with a whole record, with or without the line feed after the qualities.
     const auto first = kWhole.find("@b") - 1;
     for (std::size_t size = 0; size <= kWhole.size(); ++size) {
         const bool is_end = size == first || size == first + 1 || size + 1 >= kWhole.size();
@@ -79,7 +79,7 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
               "record 3: Sequence contained an unexpected character ' ' at position 2");
 }
 
-// Waiting may repair the disk or the network, unlike a bad record.
+// A disk or network that fails may work again later, whereas a bad record stays bad.
 TEST(Content, FileIsIncompleteIfReadingFails) {
     const Tests::TemporaryFolder folder;
     for (const auto& path : {folder.Write("a.fq", kWhole), folder.Write("a.fq.gz", Gzip(kWhole))}) {

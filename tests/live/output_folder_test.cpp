@@ -258,7 +258,7 @@ TEST(OutputFolder, ManyFilesAreSyncedTogether) {
     ExpectRounds(folder.Path("out"), 1);
 }
 
-// Only renames separate the first visible SAM file of a round from its last row.
+// Between the appearance of a round's first SAM file and that of its rows, only renames happen.
 TEST(OutputFolder, SamFilesAndRowsAppearTogether) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Path("out");

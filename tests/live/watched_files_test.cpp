@@ -135,7 +135,7 @@ TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
     folder.Put("new.fq", 30, 3);
     EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output keeps its former reads"});
     folder.Put("changed.fq", 11, 1);
-    EXPECT_EQ(folder.Look(110), Texts());  // Each file is named once, but each change shows that the writer works.
+    EXPECT_EQ(folder.Look(110), Texts());  // Each file is named once, but each change shows that the writer is active.
     folder.Look(200);
     EXPECT_EQ(folder.files.LastChange(), Folder::At(110));
     EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});
@@ -259,7 +259,7 @@ TEST(WatchedFiles, CompressedOrUncompressedFormOfAFileIsRecognised) {
                                                  ", renamed after it was aligned; the output keeps the former name"});
                 EXPECT_EQ(folder.Look(99), Texts());
                 EXPECT_TRUE(folder.files.IsQuiet());
-                // A file that was renamed may be compressed again.
+                // A renamed file may be compressed later.
                 folder.Remove("new.fq");
                 folder.Put("new.fq.gz", 3);
                 EXPECT_EQ(folder.Look(100), Texts());
@@ -344,7 +344,7 @@ TEST(WatchedFiles, SecondFileWithTheSameSamNameIsGivenUp) {
     EXPECT_EQ(folder.files.Waiting(), (Texts{"a.fq", "d/a.fastq"}));
     EXPECT_EQ(folder.files.At("d/a.fq").reason, "its SAM file d/a.sam is that of d/a.fastq");
     EXPECT_EQ(folder.files.At("b\t.fq").reason, "names with tabs or line feeds are not supported");
-    // One path cannot be a SAM file and a folder.
+    // One path cannot be both a SAM file and a folder.
     folder.Put("d/a.sam/x/b.fq", 5);
     folder.Put("e/b.sam.d/a.fq", 6);
     folder.Put("e/b.sam/x/a.fq", 7);
