@@ -31,7 +31,8 @@ struct AlignmentResult {
 
     /// Returns all members. The key of each is "calibration_strand_" followed by the member's name.
     Common::ValueMap ToValueMap() const;
-    /// The inverse of ToValueMap. Throws std::out_of_range "Key '<key>' not found." for a missing member.
+    /// The inverse of ToValueMap. Throws std::out_of_range "Key '<key>' not found." for a missing member, and
+    /// std::bad_variant_access for a value of a different type.
     static AlignmentResult FromValueMap(const Common::ValueMap& values);
 };
 

@@ -23,8 +23,8 @@ public:
 
     /// Loads the index unless this caller, or another one that shares the index, has already loaded it. Throws
     /// std::runtime_error "Could not load index <path>" (the next call tries again) or "Minimap2 index contains 0
-    /// sequences.". The functions below that need the index first load it in the same way and throw the
-    /// same exceptions.
+    /// sequences.". The functions below that need the index begin by loading it in the same way, and throw
+    /// the same exceptions.
     void LoadIndex();
 
     /// Returns the version of minimap2 in the wrapper library, or "unknown" if the wrapper does not report it.

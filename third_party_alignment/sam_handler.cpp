@@ -50,7 +50,7 @@ AlignmentLine ReadColumns(TextCursor& cursor, AlignmentResult& result) {
     return line;
 }
 
-// Adds the columns SEQ and QUAL, which an unmapped record lacks, at the end of the SAM text.
+// Adds the columns SEQ and QUAL, which this unmapped record lacks, before the line feed at the end of the SAM text.
 void CompleteUnmappedRecord(std::string& record) {
     if (!record.empty() && record.back() == '\n') {
         record.pop_back();

@@ -18,7 +18,7 @@ public:
     /// lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read. A record is
     /// unmapped if RNAME is "*" or cannot be read; the flag bit for unmapped reads is ignored. The result of an
     /// unmapped record has the defaults except genome_start = -1. If this record has no SEQ column and `sam` ends in a
-    /// line feed, SEQ and QUAL columns are added at that end.
+    /// line feed, SEQ and QUAL columns are added before that line feed.
     ///
     /// Throws what SamHeader::Of throws and, for a mapped record:
     /// - std::runtime_error for a column that should be a number but is not, for an optional field that is not

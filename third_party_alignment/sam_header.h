@@ -12,8 +12,8 @@ namespace ThirdPartyAlignment {
 /// The header lines at the start of a SAM text: their size and the reference lengths in their "@SQ" lines.
 ///
 /// A back-end writes the same header before each record. With many reference sequences, the header can be a thousand
-/// times larger than the record. The process therefore keeps the last large header: the header of a text that begins
-/// with the same bytes is compared with it, but not parsed. Any thread.
+/// times larger than the record. The process therefore keeps the large header that was parsed most recently: the header
+/// of a text that begins with the same bytes is compared with it, but not parsed. Any thread.
 class SamHeader {
 public:
     /// Reads the header of `text`: while a line begins with "@", reads three words and skips the rest of the line. Any

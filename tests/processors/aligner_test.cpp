@@ -87,7 +87,7 @@ TEST(Aligner, FailingReadsDoNotAffectTheOtherReadsOfAFile) {
 
         const auto sam = ReadLines(folder.Path("a.sam"));
         auto rows = ReadLines(folder.Path("alignment_summary.txt"));
-        ASSERT_EQ(sam.size(), 100U) << "not two lines per read, or header lines or empty lines";
+        ASSERT_EQ(sam.size(), 100U) << "there must be two lines per read, but no header lines or empty lines";
         EXPECT_EQ(std::erase(rows, "silent\t*\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1\t-1"), 1U);
         ASSERT_EQ(rows.size(), 50U);
         for (std::size_t i = 0; i < rows.size(); ++i) {

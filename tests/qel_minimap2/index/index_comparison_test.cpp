@@ -231,8 +231,7 @@ TEST(IndexComparison, LoadedPrebuiltIndexesMatchMinimap2) {
     }
 }
 
-// The reference has sequences that occur once, a few times, and about as often as the limit between rare and frequent
-// minimizers of a table.
+// Among the numbers of occurrences are those around a table's limit between rare and frequent minimizers.
 TEST(IndexComparison, ThresholdsMatchMinimap2AtEveryRank) {
     const Tests::TemporaryFolder folder;
     unsigned state = 3;

@@ -37,7 +37,7 @@ Loaded LoadedFrom(const std::string& path) {
 class Index : public testing::Test {
 protected:
     std::string RandomBases(std::size_t count) { return Tests::RandomBases(state, count); }
-    // Builds an index of `fasta` and returns its path.
+    // Builds an index of `fasta` and returns the index's path.
     std::string BuildIndex(const std::string& options, const std::string& fasta, const std::string& name) const {
         const auto command = "minimap2 -x map-ont " + options + " -d " + Tests::Quoted(folder.Path(name)) + " " +
                              Tests::Quoted(fasta) + " 2>/dev/null";

@@ -57,10 +57,10 @@ TEST(SeedTable, SearchesFewGroups) {
         EXPECT_EQ(found, added == 0 ? 2 * kLookUps : kLookUps);
         return time;
     };
-    EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "slower than look-ups in a single group";
+    EXPECT_LT(time_with(kLookUps, 1), 20 * time_with(13, 0)) << "much slower than look-ups in a single group";
 }
 
-// The number of free slots in the first block whose rest or value is not 0.
+// In the first block, the number of free slots whose rest or value is not 0.
 std::int64_t FreeSlotsWithContent(const SeedTable& table) {
     const auto content = table.ContentOf(0);
     const auto slots = content.groups * 16;

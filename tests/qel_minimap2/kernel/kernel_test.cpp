@@ -122,8 +122,8 @@ TEST_P(Kernel, ProvesItsBandAgainstPathsOutside) {
     EXPECT_EQ(Compare(calls, 30000).with_cigar, 30000);
 }
 
-// The best path outside the narrowest band scores as much as the best path inside. If the bound left out the case of
-// all insertions in short gaps, it would wrongly prove the path inside.
+// The best path outside the narrowest band scores as much as the best path inside. If the bound left out paths
+// whose insertions are all in short gaps, it would wrongly prove that every optimal path lies inside.
 TEST_P(Kernel, BoundsAPathWithManyShortInsertionsExactly) {
     const auto codes = [](std::string bases) {
         std::ranges::transform(bases, bases.begin(),
@@ -165,8 +165,8 @@ TEST_P(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
 }
 
-// The path to the best end of the query leaves the border after the row in which the alignment could end otherwise. If
-// the bound for such paths were lower by one base of the gap, the alignment would end in that row.
+// The path to the best end of the query leaves the border only after the row in which the alignment would end if the
+// bound for such paths were too low by the cost of one gap base.
 TEST_P(Kernel, EndsReadsOnlyWhereNoPathFromTheBorderIsBetter) {
     const std::uint8_t query = 0;
     std::vector<std::uint8_t> target(32, 1);

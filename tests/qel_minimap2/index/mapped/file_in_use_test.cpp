@@ -27,7 +27,7 @@ protected:
         mm_set_opt(nullptr, &options, &unused);
         unsigned state = 5;
         MakeIndexFile(folder.Write("reference.fa", ">a\n" + Tests::RandomBases(state, 5000) + "\n"), options, path);
-        ChangeTime(-1);  // Otherwise the next write could give the file the same time.
+        ChangeTime(-1);  // Without this, the next write could leave the file's time unchanged.
     }
     void ChangeTime(int hours) const {
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::hours(hours));

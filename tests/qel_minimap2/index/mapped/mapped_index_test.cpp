@@ -359,7 +359,7 @@ TEST_F(MappedIndexDeathTest, AWriteToAFileInUseEndsTheProcessWithTheFilesName) {
     for (unsigned i = 0; i < 2 * std::size(contents); ++i) {
         const bool for_another_read = i % 2 == 0;
         WriteIndex(">one\n" + bases + "\n>two\n" + repeat + "\n>three\nACGTNACGT\n", path);
-        // Otherwise the next write could give the file the same time.
+        // Without this, the next write could leave the file's time unchanged.
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - std::chrono::hours(1));
         const auto use = [&] {
             const Index index(qelmm_load_index(path.c_str()), &qelmm_unload_index);
