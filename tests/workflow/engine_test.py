@@ -131,8 +131,8 @@ class Engine(EngineTest):
             self.assertIn(listed.split("\n", 1)[1], said)
         self.engine()
         self.assertEqual((self.folder / "all/failed.txt").exists(), False)
-        # The touched files are newer than the results, so the chunk must be aligned again. That needs a new index, which
-        # cannot be built.
+        # The touched files are newer than the results, so the chunk must be aligned again. That needs a new index,
+        # which cannot be built.
         for name in ("cut.fa.gz", "in/a.fastq"):
             (self.folder / name).touch()
         said = self.engine("--restart-times", "0", status=1, reference="cut.fa.gz")
