@@ -20,7 +20,7 @@ struct FileRecord {
 
 /// The state of a run, stored in its output folder.
 struct RunState {
-    // The members that determine the output. They must not change during a call, or once the output has reads.
+    // The members that determine the output. They must not change while tavik_live runs, or once the output has reads.
     std::string input;      ///< Absolute path of the watched folder.
     std::string reference;  ///< Absolute path of the reference.
     Stamp reference_stamp;
@@ -51,7 +51,8 @@ struct RunState {
     /// The state with this text. Throws std::runtime_error if the text is malformed.
     static RunState Parse(const std::string& text);
 
-    /// Lines that describe the differences in the options and in the reference; empty if there are none.
+    /// Lines that describe the differences in the options that determine the output and in the reference; empty if
+    /// there are none.
     std::vector<std::string> DifferencesFrom(const RunState& earlier) const;
 
     /// The table of the aligned files, for OUT/files.tsv.

@@ -9,12 +9,12 @@ namespace Live {
 class StatusLine {
 public:
     explicit StatusLine(bool quiet);
-    /// Leaves the last line on the terminal.
+    /// Ends the line on the terminal, so that it stays visible.
     ~StatusLine();
     StatusLine(const StatusLine&) = delete;
     StatusLine& operator=(const StatusLine&) = delete;
 
-    /// Shows the state of the run; without a terminal only if `is_round`.
+    /// Shows the state of the run, unless quiet; without a terminal, only if `is_round`.
     void Show(const std::string& text, bool is_round);
 
     /// Writes a line with date and time to standard error, even if quiet.

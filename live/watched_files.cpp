@@ -94,7 +94,7 @@ std::vector<std::string> WatchedFiles::Update(const std::vector<FoundFile>& foun
         file.missing = true;
         file.replaced = false;
     }
-    // This loop finds the missing files before the next one looks at new names, because a new name may be that of a
+    // This loop finds the missing files before the next loop looks at new names, because a new name may be that of a
     // renamed file.
     for (const auto& one : found) {
         if (const auto known = files.find(one.name); known != files.end()) {
@@ -147,8 +147,8 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
     }
 }
 
-// The known file whose new name belongs to the file with this stamp, or files.end(). Another file may now have the
-// former name.
+// Finds the former name of a renamed file by the stamp of the file under its new name. Returns files.end() if there is
+// none. Another file may now have the former name.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
     // A match whose own phase is `renamed`: only another name or form of an aligned file. Used if there is no other
     // match.

@@ -29,15 +29,15 @@ struct Watched {
     };
     Phase phase = Phase::settling;
     Stamp stamp;
-    Stamp latest;               ///< If the file has changed since it was aligned, its stamp in the last look.
+    Stamp latest;               ///< If the file has changed since it was aligned, its stamp in the latest look.
     Time since;                 ///< The file has not changed since this time.
-    std::string reason;         ///< Why the output lacks reads of the file; empty if it lacks none, or if unknown.
+    std::string reason;         ///< Why the output lacks reads of the file, if known; empty if it lacks none.
     std::string output_name;    ///< The name under which the output has the reads; empty if it has none.
-    std::uint64_t reads = 0;    ///< The number of rows in the output.
+    std::uint64_t reads = 0;    ///< The number of rows in the output under this name.
     int losses = 0;             ///< The number of rounds that lost reads of the file.
     bool restored = false;      ///< Whether an earlier call gave up the file, and no look has found it since.
-    bool missing = false;       ///< Whether the last look did not find the file.
-    bool replaced = false;      ///< Whether the last look found another file under this name.
+    bool missing = false;       ///< Whether the latest look did not find the file.
+    bool replaced = false;      ///< Whether the latest look found another file under this name.
     bool told_missing = false;  ///< Whether the user has been told that the file disappeared or was renamed.
     bool changed = false;       ///< Whether the file has changed since it was aligned.
 };
