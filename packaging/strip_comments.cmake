@@ -1,5 +1,5 @@
-# CPack runs this script before it packs the installed files. Removes the sections .comment and .note, as Debian's own
-# tools do.
+# CPack runs this script before it packs the installed files. The script removes the sections .comment and .note, as
+# Debian's own tools do.
 file(GLOB_RECURSE files LIST_DIRECTORIES false "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr/bin/*"
   "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr/lib/*")
 foreach(file IN LISTS files)

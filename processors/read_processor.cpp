@@ -189,7 +189,7 @@ int ReadProcessor::ContainFile(const std::string& file, const char* origin,
 
 int ReadProcessor::ContainRead(const Common::FastQRecord& record, const ReadWork& work) const {
     if (record.GetTitle().empty() && record.GetSequence().empty()) {
-        return -1;  // Four blank lines, usually at the end of a file, are not a read.
+        return -1;  // Not a read: usually blank lines at the end of the file.
     }
     std::string read_id = Common::kInvalidReadId;  // For the message if GetReadId throws because the title is empty.
     try {
