@@ -62,7 +62,8 @@ struct DestroyParser {
     void operator()(kseq_t* parser) const { kseq_destroy(parser); }
 };
 
-// True for bytes other than letters, the symbols for gaps, and blanks, which some files have at the ends of lines.
+// False for letters, for the gap symbols "-", "*" and ".", and for blanks, tabs and carriage returns, which some files
+// have at the ends of lines. True for all other bytes.
 std::array<bool, 256> MakeIsNotBase() {
     std::array<bool, 256> is_not_base{};
     for (unsigned byte = 0; byte < is_not_base.size(); ++byte) {

@@ -10,8 +10,8 @@
 
 namespace qel_minimap2 {
 
-/// A file mapped read-only into memory, which all processes that map it share. If another program shortens the file, or
-/// the disk fails, an access ends the process (see BusGuard).
+/// A file mapped read-only into memory. All processes that map the file share this memory. If another program shortens
+/// the file, or the disk fails, an access ends the process (see BusGuard).
 class MappedFile {
 public:
     /// Throws std::runtime_error with the system's reason. Throws std::bad_alloc too.

@@ -88,8 +88,8 @@ private:
     bool IsKnown(const std::optional<MappedFile::State>& now) const {
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
-    // Compares the content with its checksums, because the file's time can change without the content: by touch, or
-    // when the file system rounds the time afterwards.
+    // Compares the content with its checksums, because the file's time can change without the content: by touch(1),
+    // or when the file system rounds the time afterwards.
     void CheckAgain() const {
         const auto now = file.Now();
         if (IsKnown(now)) {
