@@ -78,10 +78,11 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
 /// bases or more.
 ///
 /// Each further gap or mismatch costs `price` or more, but one insertion of several bases may lie in several breaks.
-/// Because the cost of a gap is concave, only the longest insertion needs to lie in more than two breaks: any other can
-/// move its bases, except those from one break to the next, to the longest without a loss. For the same reason, the
-/// bound is the lower of two extremes: all insertions in one gap, or all in gaps that just reach from one break to the
-/// next. Each inserted base above `insertions` needs another deleted base, and such a pair costs `price` or more.
+/// Because the cost of a gap is concave, only the longest insertion needs to lie in more than two breaks: the bases of
+/// any other insertion, except those that reach from one break to the next, can be moved to the longest one without a
+/// loss. For the same reason, the bound is the lower of two extremes: all inserted bases in one gap, or all in gaps
+/// that just reach from one break to the next. Each inserted base above `insertions` needs another deleted base, and
+/// such a pair costs `price` or more.
 inline int LossByBreaks(const Scoring& s, int breaks, int insertions) {
     constexpr int kPeriod = kShortestBreak + kBetweenBreaks;
     constexpr int kReaching = kBetweenBreaks + 2;  // Bases.

@@ -18,8 +18,8 @@ namespace {
 // The first method of base_alignment.h: instead of the complete matrix, a narrow band is computed. This is enough if
 // every optimal path provably lies in the band.
 //
-// minimap2 fills the gap between two anchors with a band that excludes no cell, and uses only the score of the last
-// cell and the CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The
+// minimap2 usually fills the gap between two anchors with a band that excludes no cell. It needs only the score of the
+// last cell and the CIGAR. Most bases of a read match the reference, so the best path stays near the main diagonal. The
 // recurrence is therefore computed for a strip of N registers that moves along this diagonal. The cells that the strip
 // covers are the band.
 //
@@ -39,8 +39,8 @@ namespace {
 //       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
 //       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
 //       included, is minimap2's. The same holds for the length of a gap: each cell where a gap of an optimal path
-//       may start is on an optimal path, so it has its true value. The value of any other cell is
-//       too low for the gap to start there.
+//       may start is on an optimal path, so it has its true value. The value of any other cell is too low for the gap
+//       to start there.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with
 // U.
 
@@ -105,7 +105,7 @@ struct BandOutcome {
     int loss;     // How much less the path scores than a path of matches alone.
 };
 
-/// Writes what a strip stores of `rows` rows. Rows after the first are computed in pairs, so one more row may be
+/// Writes what a strip stores for `rows` rows. Rows after the first are computed in pairs, so one more row may be
 /// written, which is never read.
 template <int N>
 void SweepBand(const StripConstants& k, const PaddedSequences& sequences, int base, int rows, std::uint8_t* out) {

@@ -25,9 +25,9 @@ namespace {
 //   (3) In a cell with i < n or j < n, the best path matches all bases of the sequence with the lower position, and
 //       the other bases are one gap of |i - j| bases. The trace back therefore matches bases as long as they are equal.
 //       Then the whole gap follows, because a second gap would cost more. A gap that leads from such a cell to one with
-//       i >= n and j >= n has bases of the sequence with the lower position. It does not go on in the cell: there, a
-//       path that ends with such a gap scores less than the best path minus the cost of opening a gap.
-//       PathRuns::AddBorder adds this part of the path.
+//       i >= n and j >= n has bases of the sequence with the lower position. This gap starts at the former cell, not
+//       before it: a path to that cell that ends with such a gap scores less than the best path minus the cost of
+//       opening a gap. PathRuns::AddBorder adds the part of the path in cells with i < n or j < n.
 
 /// Returns how many pairs of letters come before the first pair that is not two equal bases, at most `limit`. With
 /// kStep 1, compares the letters from `a` and `b` on; with kStep -1, those before `a` and `b`, in reverse.

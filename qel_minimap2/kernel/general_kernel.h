@@ -232,9 +232,9 @@ private:
     }
 
     // An extension may end early, because its callers read only the best cell and the best end of the query. With a
-    // band limit, there are two more conditions. No row is empty, because an empty row counts as a drop. Lanes beyond
-    // the limit are read only for insertions: such lanes can only raise a cell's score, and to at most a match above
-    // the cell before it on its diagonal.
+    // band limit, two more conditions must hold. No row may be empty, because an empty row counts as a drop. Lanes
+    // beyond the limit may be read only for insertions: such lanes can only raise a cell's score, and to at most a
+    // match above the cell before it on its diagonal.
     bool MayEndEarly() const {
         return call.Has(KSW_EZ_EXTZ_ONLY) &&
                (!kBanded || (call.query_length <= band && call.target_length - call.query_length <= band));

@@ -37,7 +37,7 @@ struct Cell {
 
 /// Returns the cell where the path of a call ends, or positions of -1 for no path. After a drop, this is the cell with
 /// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query (the cell with the
-/// highest score among those of the last query base) if it scores more than the best cell after `end_bonus` is added,
+/// highest score among those of the last query base) if the score of that end plus `end_bonus` is above the best score,
 /// else the cell with the best score. Sets the result's `reach_end` if the path ends at the best end of the query.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
@@ -166,7 +166,7 @@ private:
     const AlignmentCall& call;
     const Scoring& scoring;
     std::int32_t* scores;
-    int most_later = INT32_MAX;  // The result of MostLater for the last row checked.
+    int most_later = INT32_MAX;  // The result of MostLater for the row checked most recently.
 };
 
 /// For calls that need only the score of the last cell, which PathRuns::Score computes from the path.

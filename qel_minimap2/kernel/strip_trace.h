@@ -10,11 +10,11 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The trace back through the cells of a strip. Of each cell, the strip stores the best candidate and u, which it needs
+// The trace back through the cells of a strip. For each cell, the strip stores the best candidate and u, which it needs
 // anyway for the next cells. The candidate's tag shows the direction from which the path comes. The length of a gap
 // follows from the scores of the cells along the gap, so the strip does not record which gaps are extended.
 
-/// What is stored of a cell.
+/// What is stored for a cell.
 struct StripCell {
     int best;  ///< Negative: the cell is outside the strip.
     int u;
@@ -23,15 +23,15 @@ struct StripCell {
     TAVIK_INLINE int From(Tags tags) const { return ((best & (kScale - 1)) - tags.diagonal) * tags.step; }
     /// Returns how much more the cell scores than the cell before it on its diagonal.
     int AboveDiagonal(int gap) const { return best / kScale - 2 * gap; }
-    /// Returns how much more the cell scores than the cell at the target position before it.
+    /// Returns how much more the cell scores than the cell one target position before it, at the same query position.
     int AboveDeletion(int gap) const { return (u ^ 128) / kScale - gap; }
 };
 inline constexpr StripCell kOutside{-1, 0};
 
-/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if it can start at no cell of the
-/// strip. `cell_at(i, j)` returns a StripCell. A gap may start after each cell that scores as much as (i, j) and the
-/// gap cost together. Of several such cells, minimap2 chooses the nearest when it places gaps left, and the most
-/// distant when it places them right.
+/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if it can start neither at a cell of
+/// the strip nor at the matrix's border. `cell_at(i, j)` returns a StripCell. A gap may start after each cell, or place
+/// on the border, that scores as much as (i, j) and the gap cost together. Of several, minimap2 chooses the nearest
+/// when it places gaps left, and the most distant when it places them right.
 template <typename CellAt>
 int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cell_at) {
     const bool in_second_piece = from >= kFromDeletion2;
@@ -71,7 +71,8 @@ int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cel
 inline constexpr int kNoScore = INT32_MIN;
 
 /// Adds the best path from the start of the matrix to cell (i, j) and returns its score, or kNoScore if the path leaves
-/// the strip. `cell_at(i, j)` returns a StripCell. If gaps are placed left, the rows i + j of its calls never increase.
+/// the strip. `cell_at(i, j)` returns a StripCell. If gaps are placed left, the row i + j never increases from one call
+/// of `cell_at` to the next.
 template <typename CellAt>
 int TraceBack(PathRuns& path, int i, int j, const StripConstants& k, const CellAt& cell_at) {
     const Tags tags = k.tags;

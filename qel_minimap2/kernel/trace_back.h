@@ -32,8 +32,8 @@ inline bool IsDeletion(int from) {
     return from % 2 == 1;
 }
 
-/// The CIGAR of a path under construction, last operation first. It is in scratch memory, because a path that is not
-/// proven must leave the caller's CIGAR and its capacity unchanged.
+/// The CIGAR of a path under construction, last operation first. It is in scratch memory, because the caller's CIGAR
+/// and its capacity must stay unchanged if the path turns out not to be proven optimal.
 class PathRuns {
 public:
     explicit PathRuns(const AlignmentCall& call) : call(call) {}
@@ -52,12 +52,13 @@ public:
         return true;
     }
 
-    /// Returns how many pairs of bases on the diagonal are equal, from (i, j) towards the start, before an unequal one.
+    /// Returns how many consecutive pairs of bases on the diagonal are equal, counted from (i, j) back towards the
+    /// start.
     TAVIK_INLINE int CountEqualBefore(int i, int j) const {
         return CountEqualBases<-1>(call.target + i + 1, call.query + j + 1, Smaller(i, j) + 1);
     }
 
-    /// Adds an operation before those added so far. A length of 0 adds none.
+    /// Adds the operation that precedes those added so far in the alignment. A length of 0 adds none.
     TAVIK_INLINE void Add(std::uint32_t operation, int length) {
         if (length == 0) {
             return;
@@ -71,8 +72,9 @@ public:
     }
 
     /// Adds what is left at the matrix's border, i + 1 target bases or j + 1 query bases, and the equal bases before
-    /// the sequences. As gaps are placed left, bases on the diagonal of (i, j) are matched up to the first unequal
-    /// pair, and the gap lies to the left of these matches.
+    /// the sequences. Equal bases are cut off only if gaps are placed left: pairs on the diagonal of (i, j) that
+    /// include such a base are then matched up to the first unequal pair, and the gap lies to the left of these
+    /// matches.
     void AddBorder(int i, int j) {
         int matches = 0;
         if (i >= 0 || j >= 0) {
@@ -113,8 +115,8 @@ public:
         AddBorder(i, j);
     }
 
-    /// Returns the score of the path, which must lead from the first cell to the last, minus the score of
-    /// the equal bases that were cut off.
+    /// Returns the score of the path, which must lead from the first cell to the last, minus the score of the equal
+    /// bases that were cut off.
     int Score(const Scoring& scoring) const {
         int score = -scoring.match * (call.equal_before + call.equal_after);
         int i = -call.equal_before;
