@@ -23,9 +23,9 @@ extern "C" {
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
 /// standard error that names the file. The process ends after the first read that is mapped at least a few milliseconds
 /// after the change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the
-/// process. If the file is shortened, an access to the missing part ends the process in the same way. To do so, the
-/// library handles SIGBUS from the first mapped index on, and passes signals for other addresses to the handler that
-/// was installed before.
+/// process. If the file is shortened, an access to the missing part also ends the process with status 1 and such a
+/// line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for other
+/// addresses to the handler that was installed before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,

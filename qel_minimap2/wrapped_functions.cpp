@@ -51,7 +51,7 @@ using namespace qel_minimap2::kernel;
 
 namespace {
 
-// minimap2's chaining functions return their result in two arguments and as the returned pointer.
+// minimap2's chaining functions return a pointer to the anchors, and the chains and their number in two arguments.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
     *count = chains.chain_count;
     *list = chains.chains;

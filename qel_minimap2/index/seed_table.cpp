@@ -204,7 +204,7 @@ bool SeedTable::FillSorted(std::vector<Entry> entries, const Stretch& stretch, B
            }) == entries.end();
 }
 
-// Looks up only keys that share a bit of `seen` with an earlier key. These are on average at most one in 16.
+// Looks up only keys that share a bit of `seen` with an earlier key. On average, at most one key in 16 does.
 bool SeedTable::HasDuplicate(const std::vector<Entry>& entries, const Stretch& stretch, const Block& block) {
     constexpr std::size_t kBitsPerKey = 8;
     const auto bits = std::bit_ceil(std::max<std::size_t>(entries.size() * kBitsPerKey, 64));

@@ -190,7 +190,7 @@ private:
     static constexpr std::uint32_t kKeysPerGroup = 14;
 
     struct Block {
-        // Pointers into `memory` or foreign memory. Their targets are written to only while the table is filled.
+        // Pointers into `memory` or foreign memory. Their targets are written to only while the table is being filled.
         std::uint32_t* keys = nullptr;
         std::uint32_t* rests = nullptr;
         std::uint64_t* values = nullptr;
@@ -244,7 +244,7 @@ private:
     std::vector<std::uint32_t> lengths;  // A copy of `foreign.lengths`, because foreign memory may change.
     Parts foreign;                       // Has no owner if all memory is the table's own.
     mutable std::once_flag counted;
-    mutable std::vector<OccurrenceCount> counts;  // Of all blocks. Complete once `counted`.
+    mutable std::vector<OccurrenceCount> counts;  // Of all blocks. Complete once `counted` is set.
     mutable std::vector<std::uint64_t> ranks;     // For each of `counts`, how many minimizers occur at most that often.
 };
 

@@ -25,8 +25,8 @@ public:
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
         } else {
-            // Takes the idle buffer that this thread used last or, if there is none, the one that any thread used
-            // last. Its memory is the most likely to be cached.
+            // Takes the idle buffer that this thread used most recently or, if there is none, the one that any thread
+            // used most recently. Its memory is the most likely to be cached.
             const auto own =
                 std::find_if(idle.rbegin(), idle.rend(), [self](const auto& one) { return one.user == self; });
             const auto taken = own != idle.rend() ? std::prev(own.base()) : std::prev(idle.end());
