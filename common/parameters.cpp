@@ -50,7 +50,7 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// Returns the argument after the last `long_form` or `short_form`; empty if neither has an argument after it.
+// Returns the argument after the last `long_form` or `short_form` that is followed by one; empty if there is none.
 std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {

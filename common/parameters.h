@@ -30,9 +30,9 @@ public:
     /// True if the values make sense together.
     virtual bool ValidateParams() = 0;
     /// Writes the names and values of the registered options to `path` in the format of a configuration file, with
-    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if
-    /// `all`, and Parse reports them as unexpected. Parse reads the other values back, unless they contain "#" or a
-    /// line feed, or begin or end with white space. Logs an error if the file cannot be written.
+    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if `all` is
+    /// true; when Parse reads the file, it reports these options as unexpected. It reads the other values back, unless
+    /// they contain "#" or a line feed, or begin or end with white space. Logs an error if the file cannot be written.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
@@ -50,12 +50,12 @@ public:
     void AddIgnoredOption(const std::string& name);
 
     /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the path that follows
-    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. A file that
-    /// "--config", "-c" or the default names without a folder is in the data folder. Returns ParseStatus bits, also
-    /// stored in `status`, and collects messages in `error_text` and `info_text`. Never prints, and never throws for
-    /// user input. `data_path_override` is appended to the default data folder, which is the folder "data" beside the
-    /// folder of the executable. "--data_path" or "-d" replaces the default and the override, and so does a value
-    /// already in `data_path`.
+    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. If the path
+    /// after "--config" or "-c", or the default one, has no folder, the file is in the data folder. Returns ParseStatus
+    /// bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints, and never
+    /// throws for user input. `data_path_override` is appended to the default data folder, which is the folder "data"
+    /// beside the folder of the executable. "--data_path" or "-d" replaces the default and the override, and so does a
+    /// value already in `data_path`.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 

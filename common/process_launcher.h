@@ -23,9 +23,9 @@ public:
     /// std::runtime_error "Could not find new unique filename." if 100 names in turn exist.
     std::string NewFilename(const std::string& extension) const;
 
-    /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the path with
-    /// the folder. A failure to write the file is not reported. Throws the file system's error when the folder cannot
-    /// be created.
+    /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the file's path,
+    /// including the folder. A failure to write the file is not reported. Throws the file system's error when the
+    /// folder cannot be created.
     std::string WriteFile(const std::string& name, const std::string& contents) const;
 
     /// Removes the file `name` in the working folder. Ignores failures, such as a missing file.
@@ -46,7 +46,7 @@ protected:
     bool owns_directory;
 
 public:
-    std::string output;  ///< Standard output of the last command.
+    std::string output;  ///< Standard output of the latest command.
 
 protected:
     std::uint64_t max_output_size = 1000000000;  ///< In bytes.

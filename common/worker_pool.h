@@ -24,8 +24,8 @@ struct Worker {
     enum class Status { idle = 0, working = 1, finished = 2, failed = 3 };
 
     Status status = Status::idle;  ///< The end of a job shows only after Refresh.
-    int result = 0;                ///< Result of the last job if it finished; 0 while a job runs and after a failure.
-    std::string error_text;        ///< Message of the last failed job; cleared when a later job finishes.
+    int result = 0;                ///< Result of the latest job if it finished; 0 while a job runs and after a failure.
+    std::string error_text;        ///< Message of the latest failed job; cleared when a later job finishes.
 };
 
 /// The idle workers' 0-based indices, ascending. Workers that have never had a job have the highest indices and are not
@@ -112,7 +112,7 @@ private:
     IdleWorkers idle;
     std::vector<std::size_t> finished;
     std::vector<std::size_t> failed;
-    bool jobs_are_short = false;  // Whether the last WaitForFinishedJob was short.
+    bool jobs_are_short = false;  // Whether the latest WaitForFinishedJob was short.
 
     // Guards the members below and some members of each Slot. Threads that poll atomic members read them without the
     // mutex.
@@ -122,7 +122,7 @@ private:
     bool staged = false;  // True while a worker may take the next two members; otherwise only the owner uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
-    std::optional<std::size_t> taker;  // The worker that took the staged job, until its Submit.
+    std::optional<std::size_t> taker;  // The worker that took the staged job, until the Submit of that job.
     std::atomic<bool> ending = false;
 };
 

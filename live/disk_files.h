@@ -38,8 +38,8 @@ std::uint64_t SizeOf(const std::string& path);
 bool IsDiskFull(int error);
 
 /// False if the folder's disk has fewer than `bytes` bytes free, or if the disk or the user's quota is too full for a
-/// test file. The test file has `bytes` bytes, but at least 64 KiB and at most 1 MiB. True if the test fails for
-/// a reason other than a full disk or quota.
+/// test file. The test file has `bytes` bytes, but at least 64 KiB and at most 1 MiB. True in all other cases, even if
+/// the test fails for another reason.
 bool HasRoom(const std::string& folder, std::uint64_t bytes);
 
 }  // namespace Live

@@ -84,13 +84,13 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // Whether, since the last round began, a look failed or found the folder's disk missing.
+    bool was_away = false;  // Whether, since the latest round began, a look failed or found the folder's disk missing.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
-    double bytes_per_second = 0;  // Speed of the last round; Work in live_run_rounds.cpp counts the bytes.
-    double largest_round = std::numeric_limits<double>::infinity();  // In the same bytes; finite after a full disk.
+    double bytes_per_second = 0;  // Speed of the latest round; Work in live_run_rounds.cpp counts the bytes.
+    double largest_round = std::numeric_limits<double>::infinity();  // Bytes, as above; finite after a full disk.
     bool decompresses_once = true;  // False once a round has failed to align a file decompressed for it.
     int failed_starts = 0;          // Consecutive rounds in which the aligner began no file.
     RunFigures figures;

@@ -31,7 +31,8 @@ using Seconds = std::chrono::duration<double>;
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;
-// After this time, NextRound adds no further file to a round that has one: reading files that look cut may take long.
+// After this time, NextRound adds no further file to a round that already has one, because reading files that look cut
+// may take a long time.
 constexpr std::chrono::seconds kReadingTime{1};
 
 bool IsCompressed(const std::string& name) {
@@ -243,7 +244,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         MakeRoundRoom(error.what());
     }
     for (const auto& file : round_files) {
-        files.SetWaiting(file.name);  // Does nothing for a file that the round has kept, cut or given up.
+        files.SetWaiting(file.name);  // Does nothing for a file that is now done, cut or given up.
         if (are_copies && files.IsWaiting(file.name)) {
             files.SetCut(file.name, file.loss);
         }

@@ -6,9 +6,9 @@
 
 namespace Live {
 
-/// Notices of what has happened to read files, collected during one look at the folder or the choice of one round. For
-/// each kind of event, the first few files are named and the others are counted, because thousands of files may be
-/// moved or removed at once.
+/// Notices of what has happened to read files, collected during one look at the folder or while the files of one round
+/// are chosen. For each kind of event, the first few files are named and the others are counted, because thousands of
+/// files may be moved or removed at once.
 class Notices {
 public:
     enum class Event { beside, changed, renamed, other_form, disappeared, disappeared_unaligned };

@@ -123,7 +123,8 @@ void OutputFolder::Check(const RunState& state) const {
         if (!fs::exists(summary_path)) {
             ReplaceFile(summary_path, HeaderLine());
         }
-        // A killed run may have created only the summary, and a deleted run may have left its table.
+        // A killed run may have created only the summary. An earlier run whose other files were removed may have left
+        // its table.
         const auto table_path = path + "/files.tsv";
         if (!fs::exists(table_path) || ReadFile(table_path) != state.FilesTable()) {
             ReplaceFile(table_path, state.FilesTable());

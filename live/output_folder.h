@@ -16,7 +16,7 @@ namespace Live {
 ///   lock    locked during a run, also by the aligner that the run has started
 ///   state   the RunState so far; replacing it ends the publication of a round
 ///   round   the round that is being aligned and checked; removed when a run begins
-///   whole   copies of the complete reads of incomplete files; removed when a run begins
+///   whole   the complete reads of a file that cannot be aligned as a whole; removed when a run begins
 ///   ready   a checked round; once it has this name, it is certain to be published, if necessary by a later run
 ///
 /// Each step of a publication can be repeated, so a killed run leaves results that are complete or that Publish

@@ -24,7 +24,7 @@ public:
     Time Due() const { return due; }
 
 private:
-    Duration cost{};              // The time that making the last page took.
+    Duration cost{};              // The time that making the latest page took.
     Time earliest = Time::min();  // No page for new rows is made before this time, because it would cost too much.
     Time due = Time::max();
 };

@@ -24,7 +24,7 @@ struct SinkOptions {
     bool enabled = false;           ///< A sink that is not enabled is not installed.
     std::string trace_categories;   ///< Channels, separated by commas or blanks, whose trace records are accepted.
 
-    /// True if the sink accepts records of this severity; for `trace`, if it accepts trace records of any channel.
+    /// True if the sink accepts records of this severity; for `trace`, if it accepts those of at least one channel.
     bool Takes(Severity severity) const;
     /// True if `trace_categories` names `channel`.
     bool TakesTraceOf(const std::string& channel) const;
@@ -32,8 +32,8 @@ struct SinkOptions {
 
 /// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and errors),
 /// standard output (messages, or nothing if `quiet`) and the verbose log file, which only `verbose_logs` or a non-empty
-/// `trace_categories` enables. With `verbose_logs`, `trace_categories` has no effect. The options of the two console
-/// sinks are returned disabled; the caller that installs the sinks enables them.
+/// `trace_categories` enables. With `verbose_logs`, `trace_categories` has no effect. `enabled` is false for the two
+/// console sinks; the caller sets it before it installs them.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 

@@ -25,8 +25,8 @@ unsigned char NoQuality(char c) {
     return static_cast<unsigned char>(c < 33 || c > 126);
 }
 
-// The loop has no early exit, so the compiler can vectorise it. In the rare invalid record, the caller searches for the
-// position afterwards.
+// The loop has no early exit, so the compiler can vectorise it. Invalid records are rare; for these, the caller then
+// searches for the first fault.
 template <unsigned char (*kFault)(char)>
 bool HasNo(const std::string& text) {
     unsigned char faults = 0;

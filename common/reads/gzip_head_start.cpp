@@ -104,7 +104,7 @@ void GzipHeadStart::State::Run() {
         }
         sound = true;
     } catch (...) {
-        // TakeOver then returns false, so the owner reads the file from its start and meets a read error again.
+        // TakeOver then returns false, so the owner reads the file from its start and finds any read error itself.
     }
 }
 
