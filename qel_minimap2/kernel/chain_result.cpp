@@ -16,8 +16,6 @@ namespace qel_minimap2::kernel {
 namespace {
 
 constexpr std::int32_t kNone = -1;
-enum Mark : std::uint32_t { kFree, kTraced, kWalked };
-constexpr unsigned kMarkBits = 2;
 
 template <typename T>
 T* Allocate(void* pool, std::int64_t count) {
@@ -41,7 +39,7 @@ public:
     void Run() {
         std::size_t ends = 0;
         for (std::int64_t i = 0; i < count; ++i) {
-            links[i] = static_cast<std::uint32_t>(scored.previous[i] + 1) << kMarkBits | kFree;
+            links[i] = static_cast<std::uint32_t>(scored.previous[i] + 1) << 1U;
             if (scored.scores[i] >= scoring.least_score) {
                 numbers[ends++] = static_cast<std::uint64_t>(scored.scores[i]) << 32U | static_cast<std::uint64_t>(i);
             }
@@ -51,7 +49,7 @@ public:
         for (auto* end = chains; end != numbers;) {
             --end;
             const auto number = *end;
-            if (MarkOf(Length(number)) == kFree) {
+            if (!IsTraced(Length(number))) {
                 Trace(Length(number), static_cast<std::int32_t>(number >> 32U));
             }
         }
@@ -65,16 +63,15 @@ public:
     int chain_count = 0;
 
 private:
-    std::int32_t Before(std::int32_t i) const { return static_cast<std::int32_t>(links[i] >> kMarkBits) - 1; }
-    Mark MarkOf(std::int32_t i) const { return static_cast<Mark>(links[i] & ((1U << kMarkBits) - 1)); }
-    void SetMark(std::int32_t i, Mark mark) { links[i] = links[i] >> kMarkBits << kMarkBits | mark; }
+    std::int32_t Before(std::int32_t i) const { return static_cast<std::int32_t>(links[i] >> 1U) - 1; }
+    bool IsTraced(std::int32_t i) const { return (links[i] & 1U) != 0; }
 
     void Trace(std::int32_t last, std::int32_t score) {
         const auto start = StartOf(last, score);
         const int before = member_count;
         for (auto i = last; i != start; i = Before(i)) {
             scored.members[member_count++] = i;
-            SetMark(i, kTraced);
+            links[i] |= 1U;
         }
         const auto own_score = ScoreSince(start, score);
         const int length = member_count - before;
@@ -94,12 +91,11 @@ private:
     // or `last` for an empty chain. This start gives the chain its highest score. The search ends at an anchor
     // without a predecessor, at a traced anchor, or where the chain's score is more than the band below the highest one
     // found.
-    std::int32_t StartOf(std::int32_t last, std::int32_t score) {
+    std::int32_t StartOf(std::int32_t last, std::int32_t score) const {
         std::int32_t highest = 0;
         auto start = last;
         auto i = last;
         do {
-            SetMark(i, kWalked);
             i = Before(i);
             const auto since = ScoreSince(i, score);
             if (since > highest) {
@@ -108,11 +104,7 @@ private:
             } else if (highest - since > scoring.band) {
                 break;
             }
-        } while (i != kNone && MarkOf(i) == kFree);
-        const auto end = i;
-        for (i = last; i != kNone && i != end; i = Before(i)) {
-            SetMark(i, kFree);
-        }
+        } while (i != kNone && !IsTraced(i));
         return start;
     }
 
@@ -120,7 +112,8 @@ private:
     const ChainedAnchors& scored;
     const std::int64_t count;
     std::uint64_t* const numbers;
-    std::uint32_t* const links;  // For each anchor, its predecessor plus one, and a mark. In the memory of `previous`.
+    std::uint32_t* const links;  // For each anchor, its predecessor plus one, and whether it is traced (bit 0). In the
+                                 // memory of `previous`.
 };
 
 }  // namespace
