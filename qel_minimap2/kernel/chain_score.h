@@ -31,6 +31,8 @@ struct BestBefore {
     std::int32_t score;
     std::int32_t previous = -1;
     int skipped = 0;  // Rises with each skipped candidate, and falls with each better one, but not below 0.
+    int below = 0;    // The start of the register below the last one, and the marks that its candidates got from there.
+    unsigned marked_below = 0;
 };
 
 /// The distances of an anchor from a register of candidates: on the reference, on the read, and between the diagonals.
@@ -90,27 +92,43 @@ protected:
     }
 
     /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
-    /// other search uses. Returns the candidate at which the search ends early, or -1.
-    TAVIK_INLINE int LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
-        const int most_skipped = scoring.most_skipped;
-        alignas(32) std::int32_t total[kLanes];
-        Ints::Store(total, totals);
-        while (valid != 0) {
-            const int lane = 31 - __builtin_clz(valid);
-            valid ^= 1U << lane;
-            const int candidate = base + lane;
-            if (total[lane] > best.score) {
-                best.score = total[lane];
-                best.previous = candidate;
-                best.skipped -= best.skipped > 0 ? 1 : 0;
-            } else if (marks[candidate] == mark && ++best.skipped > most_skipped) {
-                return candidate;
+    /// other search uses. A search tries registers in descending order. Returns whether the search ends early.
+    ///
+    /// A candidate's predecessor lies before it. All marks of a register are therefore known before its first candidate
+    /// is tried, and all skipped candidates between two better ones can be counted at once.
+    TAVIK_INLINE bool LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
+        const Register before = Ints::Load(previous + base);
+        const unsigned near_marks = NearMarks(base, valid, before);
+        const Register far_marks = Ints::Equal(Ints::Load(marks + base), Ints::All(mark));
+        const unsigned marked =
+            valid & (near_marks >> kLanes | Ints::MaskOf(far_marks) | (best.below == base ? best.marked_below : 0));
+        best.below = base - kLanes;
+        best.marked_below = near_marks;
+        unsigned rest = valid;
+        while (true) {
+            const unsigned better = rest & Ints::MaskOf(Ints::Greater(totals, Ints::All(best.score)));
+            const int lane = better != 0 ? 31 - __builtin_clz(better) : -1;
+            const unsigned above = ~0U << static_cast<unsigned>(lane + 1);
+            const unsigned skipped = rest & marked & above;
+            best.skipped += __builtin_popcount(skipped);
+            if (skipped != 0 && best.skipped > scoring.most_skipped) {
+                return true;
             }
-            if (previous[candidate] >= 0) {
-                marks[previous[candidate]] = mark;
+            if (lane < 0) {
+                break;
             }
+            alignas(32) std::int32_t total[kLanes];
+            Ints::Store(total, totals);
+            best.score = total[lane];
+            best.previous = base + lane;
+            best.skipped -= best.skipped > 0 ? 1 : 0;
+            rest &= ~(above | 1U << static_cast<unsigned>(lane));
         }
-        return -1;
+        const Register is_far = Ints::Greater(Ints::All(base - kLanes), before);
+        for (auto far = valid & Ints::MaskOf(is_far) & ~Ints::MaskOf(before); far != 0; far &= far - 1) {
+            marks[previous[base + __builtin_ctz(far)]] = mark;
+        }
+        return false;
     }
 
     const mm128_t* const anchors;
@@ -120,6 +138,16 @@ protected:
                  *marks = nullptr;
 
 private:
+    // Returns one bit for each predecessor of a valid lane that lies in the register from `base` on or in the one
+    // below. Bit 0 is the lowest lane of the register below.
+    static TAVIK_INLINE unsigned NearMarks(int base, unsigned valid, Register before) {
+        alignas(32) static constexpr std::int32_t kLaneBits[] = {1, 2, 4, 8, 16, 32, 64, 128};
+        const Register lane_bits = Ints::Load(kLaneBits);
+        const Register is_valid = Ints::Equal(Lanes::And(Ints::All(static_cast<int>(valid)), lane_bits), lane_bits);
+        const Register distance = Ints::Subtract(before, Ints::All(base - kLanes));
+        return Ints::Any(Lanes::And(is_valid, Ints::OneShiftedLeft(distance)));
+    }
+
     // Returns the same as minimap2's mg_log2. For numbers below 2, the result is meaningless.
     static TAVIK_INLINE FloatRegister Log2(Register number) {
         const Register bits = Floats::Bits(Ints::ToFloats(number));

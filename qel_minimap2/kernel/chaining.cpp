@@ -9,9 +9,9 @@
 // the best one. A candidate counts as skipped if it is not better than the best one so far and is the predecessor
 // chosen for a candidate tried before. Each skipped candidate raises a count, and each better one lowers it, but not
 // below 0. When the count exceeds `most_skipped`, the search ends early. Here the scores of a register of candidates
-// are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time. In reads with
-// repeats, most candidates are dismissed. The others are tried one by one in minimap2's order, so the search ends where
-// minimap2's search ends.
+// are computed at once. Candidates that cannot precede the anchor are dismissed a register at a time; in reads with
+// repeats, these are most. Of the others, only the better ones are looked at one by one, and the skipped ones between
+// them are counted together.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -61,18 +61,19 @@ private:
         for (int i = 0; i < count; ++i) {
             reference_positions[i] = static_cast<std::int32_t>(anchors[i].x);
             read_positions[i] = static_cast<std::int32_t>(anchors[i].y);
+        }
+        for (int i = 0; i < count; ++i) {
             while (first < i && IsApart(i, first, reference_distance)) {
                 ++first;
             }
             first = Larger(first, i - call.most_tried);
             same = anchors[same].x == anchors[i].x ? same : i;
             BestBefore best{length};
-            const int last = TryCandidates(i, first, same, best);
+            const int limit = TryCandidates(i, first, same, best);
             if (highest < 0 || IsBeyond(i, highest, reference_distance)) {
                 highest = HighestScore(first, i);
             }
-            // The search may have ended before the highest-scoring anchor.
-            if (highest >= 0 && highest < last) {
+            if (highest >= 0 && highest < limit) {
                 Try(i, highest, 1, best);
             }
             scores[i] = best.score;
@@ -83,23 +84,21 @@ private:
         }
     }
 
-    // Tries the candidates before `same` down to `first`. Returns the candidate at which the search ended early, or
-    // `first - 1`. Anchors from `same` on are left out, because anchors at the same reference position cannot precede
-    // each other; homopolymers have hundreds of them.
+    // Tries the candidates before `same` down to `first`. Returns a limit: minimap2 also tries the highest-scoring
+    // anchor if it lies before the candidate at which the search ended, or before `first - 1`. Anchors from `same` on
+    // are left out, because anchors at the same reference position cannot precede each other; homopolymers have
+    // hundreds of them.
     int TryCandidates(int i, int first, int same, BestBefore& best) const {
         for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
-            const int end =
-                Try(i, base, base < first ? Ints::kAll << static_cast<unsigned>(first - base) : Ints::kAll, best);
-            if (end >= 0) {
-                return end;
+            if (Try(i, base, base < first ? Ints::kAll << static_cast<unsigned>(first - base) : Ints::kAll, best)) {
+                return base + kLanes;  // Those of its candidates that were tried cannot become better.
             }
         }
         return first - 1;
     }
 
-    // Tries the candidates in the `asked` lanes from `base` on. Returns the candidate at which the search ends early,
-    // or -1.
-    TAVIK_INLINE int Try(int i, int base, unsigned asked, BestBefore& best) const {
+    // Tries the candidates in the `asked` lanes from `base` on. Returns whether the search ends early.
+    TAVIK_INLINE bool Try(int i, int base, unsigned asked, BestBefore& best) const {
         const Register zero = Ints::All(0);
         const auto distances = DistancesTo(i, base);
         const Register farthest = Ints::All(Smaller(reference_distance, read_distance));
@@ -107,7 +106,7 @@ private:
             Lanes::Or(Lanes::Or(Ints::Greater(distances.on_read, farthest), Ints::Equal(distances.on_reference, zero)),
                       IsOutsideBand(distances));
         const unsigned valid = asked & Ints::MaskOf(Lanes::AndNot(bad, Ints::Greater(distances.on_read, zero)));
-        return valid == 0 ? -1 : LookAt(base, valid, Totals(distances, base), i, best);
+        return valid != 0 && LookAt(base, valid, Totals(distances, base), i, best);
     }
 
     // Returns the last anchor with the highest score from `first` up to, not including, `end`; -1 for an empty range.

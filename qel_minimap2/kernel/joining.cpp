@@ -336,8 +336,8 @@ private:
                 near ^= std::uint64_t{valid} << shift;
                 const int at = base + lanes * kLanes;
                 const auto distances = DistancesTo(rank, at);
-                if (LookAt(at, valid & ~Ints::MaskOf(IsOutsideBand(distances)), Totals(distances, at), walk, best) >=
-                    0) {
+                const unsigned in_band = valid & ~Ints::MaskOf(IsOutsideBand(distances));
+                if (LookAt(at, in_band, Totals(distances, at), walk, best)) {
                     return;
                 }
             }

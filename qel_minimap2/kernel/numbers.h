@@ -68,6 +68,27 @@ struct Ints {
         return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(a)));
 #endif
     }
+    /// Returns, in each lane, a 1 shifted left by the lane of `a`; 0 if that is negative or at least 2 * kWidth.
+    static TAVIK_INLINE Register OneShiftedLeft(Register a) {
+#if TAVIK_KERNEL_BITS == 256
+        return _mm256_sllv_epi32(All(1), a);
+#else
+        // Only the lowest byte counts: the others look up the 1 for a 0.
+        const Register table = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
+        return Lanes::And(Lanes::LookUp(table, Max(a, All(-1))), All(255));
+#endif
+    }
+    /// Returns the bitwise OR of all lanes.
+    static TAVIK_INLINE unsigned Any(Register a) {
+#if TAVIK_KERNEL_BITS == 256
+        __m128i m = _mm_or_si128(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+#else
+        __m128i m = a;
+#endif
+        m = _mm_or_si128(m, _mm_shuffle_epi32(m, 0x4e));
+        m = _mm_or_si128(m, _mm_shuffle_epi32(m, 0xb1));
+        return static_cast<unsigned>(_mm_cvtsi128_si32(m));
+    }
     /// Returns the lowest lane.
     static TAVIK_INLINE std::int32_t First(Register a) {
 #if TAVIK_KERNEL_BITS == 256

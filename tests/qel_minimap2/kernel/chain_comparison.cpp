@@ -60,7 +60,7 @@ std::string Describe(const char* what, const std::vector<mm128_t>& anchors, long
 ChainScoring RandomScoring(RandomAnchors& random, int band) {
     const bool usual = !random.OneIn(4);
     return {band,
-            usual ? (random.MakesArrays() ? random.Between(0, 6) : 25) : random.Between(0, 40),
+            usual ? (random.MakesArrays() ? random.Between(0, 6) : 25) : random.Between(0, random.OneIn(2) ? 4 : 40),
             usual ? 3 : random.Between(1, 4),
             usual ? 40 : random.Between(0, 60),
             usual ? 0.12F : 0.01F * static_cast<float>(random.Between(0, 40)),
@@ -270,9 +270,11 @@ std::string CompareSorting(RandomAnchors& random, long count) {
 std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
-        const ChainCall call{usual ? 5000 : random.Between(1, 9000), usual ? 5000 : random.Between(1, 9000),
+        const bool near = random.OneIn(2);  // Then some registers between others have no candidate in reach.
+        const int most = near ? 200 : 9000;
+        const ChainCall call{usual ? 5000 : random.Between(1, most), usual ? 5000 : random.Between(1, most),
                              usual ? 5000 : random.Between(1, 300),
-                             RandomScoring(random, usual ? 500 : random.Between(0, 2000))};
+                             RandomScoring(random, usual ? 500 : random.Between(0, near ? 100 : 2000))};
         return Chaining(kernels, call);
     });
 }
