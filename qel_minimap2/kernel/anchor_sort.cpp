@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 #include <utility>
 
 // minimap2 sorts by one byte of the key after the other, from the highest to the lowest. It exchanges elements in place
@@ -112,6 +113,40 @@ void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     }
 }
 
+// Does the same if only the bit at `bit` differs, so that there are two bins. Returns the start of the upper one.
+//
+// Each element of the upper bin in the lower bin's part moves to the first open place of the upper bin's part. The
+// elements there move on by one place each, up to the first one that belongs below, which fills the gap. A strand's bit
+// is random, so branches on it would be mispredicted.
+template <typename Element>
+Element* ExchangeTwo(Element* begin, Element* end, unsigned bit) {
+    constexpr std::size_t kMost = 256;
+    const auto is_upper = [&](const Element& element) { return KeyOf(element) >> bit & 1U; };
+    auto* const middle = end - std::accumulate(begin, end, std::ptrdiff_t{0}, [&](auto count, const Element& element) {
+                             return count + static_cast<std::ptrdiff_t>(is_upper(element));
+                         });
+    auto* next = middle;
+    for (auto* at = begin; at != middle;) {
+        Element* gaps[kMost + 1];
+        std::size_t count = 0;
+        for (; at != middle && count < kMost; ++at) {
+            gaps[count] = at;
+            count += is_upper(*at);
+        }
+        gaps[count] = begin;  // Read after the last gap is filled.
+        auto moved = *gaps[0];
+        for (std::size_t filled = 0; filled < count;) {
+            const auto other = *next;
+            *next++ = moved;
+            *gaps[filled] = other;  // If this one moves on, the next one overwrites it.
+            filled += is_upper(other) ^ 1U;
+            const Element follows[] = {*gaps[filled], other};
+            moved = follows[is_upper(other)];
+        }
+    }
+    return middle;
+}
+
 template <typename Element>
 std::uint64_t DifferingBits(const Element* begin, const Element* end) {
     std::uint64_t bits = 0;
@@ -140,6 +175,12 @@ void SortFrom(Element* begin, Element* end) {
         return;
     }
     const auto shift = (63U - static_cast<unsigned>(std::countl_zero(differing))) / 8 * 8;
+    if (const auto byte = differing >> shift & 255U; std::has_single_bit(byte)) {
+        auto* const middle = ExchangeTwo(begin, end, shift + static_cast<unsigned>(std::countr_zero(byte)));
+        SortFrom(begin, middle);
+        SortFrom(middle, end);
+        return;
+    }
     Bin<Element> bins[256];
     std::fill_n(bins, 256, Bin<Element>{begin, begin});
     for (const auto* element = begin; element != end; ++element) {
