@@ -179,17 +179,18 @@ private:
             all.Add(*paths.input, sam + " contains other reads");
             return;
         }
-        const auto tell = [&](Kind kind, const std::string& before, const std::string& after, const std::string& more) {
+        const auto tell = [&](Kind kind, const std::string& before, const std::string& after, const std::string& noun,
+                              const std::string& rest) {
             const auto word = [&](const auto& one) { return before + "read '" + one.name + "'" + after; };
-            for (const auto& text : ReadBalance::Word(differences, kind, word, more)) {
+            for (const auto& text : ReadBalance::Word(differences, kind, word, noun, rest)) {
                 all.Add(*paths.input, text);
             }
         };
-        tell(Kind::missing, "", " is not in " + sam, "more reads are not in " + sam);
+        tell(Kind::missing, "", " is not in " + sam, "more read", "not in " + sam);
         tell(Kind::surplus, sam + " contains ", ", which the input file lacks or contains fewer times",
-             "more such reads are in " + sam);
-        tell(Kind::altered, "", " has a different sequence in " + sam,
-             "more reads have a different sequence in " + sam);
+             "more such read", "in " + sam);
+        tell(Kind::altered, "", " has a different sequence in " + sam, "more read",
+             "with a different sequence in " + sam);
     }
 
     FileComparison& all;
@@ -235,8 +236,7 @@ void FileComparison::AddDifferingHeaders() {
             Add(input, "the @SQ lines of its SAM file " + sam + " differ from those of other SAM files");
         }
         if (use->second.files > kFirstUses) {
-            findings.push_back("the same @SQ lines are in " + std::to_string(use->second.files - kFirstUses) +
-                               " more SAM files");
+            findings.push_back("the same @SQ lines are in " + Plural(use->second.files - kFirstUses, "more SAM file"));
         }
     }
 }

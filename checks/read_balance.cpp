@@ -4,6 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "checks/texts.h"
+
 namespace Checks {
 
 namespace {
@@ -155,7 +157,7 @@ std::vector<ReadBalance::Difference> ReadBalance::Differences() const {
 
 std::vector<std::string> ReadBalance::Word(const std::vector<Difference>& differences, Difference::Kind kind,
                                            const std::function<std::string(const Difference&)>& word,
-                                           const std::string& more) {
+                                           const std::string& noun, const std::string& rest) {
     std::vector<std::string> texts;
     std::size_t count = 0;
     for (const auto& difference : differences) {
@@ -164,7 +166,7 @@ std::vector<std::string> ReadBalance::Word(const std::vector<Difference>& differ
         }
     }
     if (count > kMostWorded) {
-        texts.push_back(std::to_string(count - kMostWorded) + " " + more);
+        texts.push_back(Plural(count - kMostWorded, noun) + " " + rest);
     }
     return texts;
 }

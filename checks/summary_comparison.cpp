@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <system_error>
+#include <tuple>
 
 #include "checks/texts.h"
 #include "common/summary_columns.h"
@@ -130,11 +131,12 @@ void SummaryComparison::AddDifferences(const std::set<std::string>& reported) {
         return reported.count(difference.name) != 0 || difference.name == half_row ||
                (gaps && difference.kind == Kind::surplus) || (unreadable && difference.kind == Kind::missing);
     });
-    for (const auto& [kind, more] : {std::pair(Kind::altered, "more rows differ from their SAM records"),
-                                     std::pair(Kind::surplus, "more rows have no SAM record"),
-                                     std::pair(Kind::missing, "more reads have no row")}) {
+    for (const auto& [kind, noun, rest] :
+         {std::tuple(Kind::altered, "more row", "with values that differ from the SAM records"),
+          std::tuple(Kind::surplus, "more row", "without a SAM record"),
+          std::tuple(Kind::missing, "more read", "without a row")}) {
         for (const auto& text : ReadBalance::Word(
-                 differences, kind, [this](const auto& difference) { return Describe(difference); }, more)) {
+                 differences, kind, [this](const auto& difference) { return Describe(difference); }, noun, rest)) {
             findings.push_back(path + ": " + text);
         }
     }

@@ -141,7 +141,13 @@ ALTERATIONS = {
     "a SAM record is a copy of its neighbour": (copy_of("out/a.sam", 4, 3), [missing("r2"), surplus("r1")]),
     "a duplicate SAM record": (lines("out/a.sam", lambda old: old[:4] + old[3:]), [surplus("r2")]),
     "all SAM records twice": (lines("out/a.sam", lambda old: old + old[2:]), [
-        *(surplus(f"r{i}") for i in (1, 2, 3)), "a.fastq: 3 more such reads are in its SAM file out/a.sam"]),
+        *(surplus(f"r{i}") for i in (1, 2, 3)), "a.fastq: 3 more such reads in its SAM file out/a.sam"]),
+    "four SAM records twice": (lines("out/a.sam", lambda old: old + old[2:6]), [
+        *(surplus(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more such read in its SAM file out/a.sam"]),
+    "four SAM records are gone": (lines("out/a.sam", lambda old: old[:2] + old[6:]), [
+        *(missing(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more read not in its SAM file out/a.sam"]),
+    "a base of four records": (both(*(cell("out/a.sam", i, 9, other_base) for i in (3, 4, 5, 6))), [
+        *(sequence(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more read with a different sequence in its SAM file out/a.sam"]),
     "all SAM records are gone": (lines("out/b.sam", lambda old: old[:2]),
                                  [missing(f"s{i}", "b") for i in (1, 2, 3)]),
     "no SAM file": (gone("out/a.sam"), [f"{A}: No such file or directory"]),
@@ -236,7 +242,13 @@ ALTERATIONS = {
     "a duplicate row": (lines(SUMMARY, lambda old: old[:3] + old[2:]), [
         f"{SUMMARY}: line 4: read 'r2' has no SAM record"]),
     "all rows are gone": (lines(SUMMARY, lambda old: old[:1]), [
-        *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads have no row"]),
+        *(f"{SUMMARY}: no row for read 'r{i}'" for i in (1, 2, 3)), f"{SUMMARY}: 8 more reads without a row"]),
+    "four rows twice": (lines(SUMMARY, lambda old: old + old[1:5]), [
+        *(f"{SUMMARY}: line {12 + i}: read 'r{i}' has no SAM record" for i in (1, 2, 3)),
+        f"{SUMMARY}: 1 more row without a SAM record"]),
+    "four rows cut to a column": (lines(SUMMARY, lambda old: [old[0], *(row[:2] + b"\n" for row in old[1:5]), *old[5:]]), [
+        *(f"{SUMMARY}: line {i}: 1 column instead of 13" for i in (2, 3, 4)),
+        f"{SUMMARY}: 1 more row with values that differ from the SAM records"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
     # The check cannot read beyond the long row. So it reports the altered row of r3, which is before it, but must not
