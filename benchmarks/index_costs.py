@@ -27,8 +27,9 @@ class Table:
         """Prints the table. Returns whether the runs with both indexes wrote the same lines and rows."""
         mb = 1e6
         print(f"\nAn index made by tavik_index ({self.own.stat().st_size / mb:.0f} MB) compared with minimap2's prebuilt one "
-              f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2. Times are wall / processor seconds. Start from the page "
-              "cache and all reads: medians; start from disk (wall time only), memory and small files: single runs.\n\n"
+              f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2. Times are wall / processor seconds. Medians: all "
+              "reads, and the start with the index in the page cache. Single runs: the start with the index on disk only "
+              "(wall time), memory, and small files.\n\n"
               "| | minimap2, .mmi | aligner, .mmi | aligner, own index |\n|---|---|---|---|", flush=True)
         starts = self.in_turns(self.one_read, runs)
         self.row("start until a read is processed, index in the page cache", *map(seconds, starts))

@@ -7,7 +7,7 @@ from pathlib import Path
 
 
 def kept_set(data, name, *size):
-    """Returns the folder of a generated set; benchmarks/make-data fills it if it is missing."""
+    """Returns the folder of a generated set; benchmarks/make-data creates it if it is missing."""
     folder = data / "-".join([name, *map(str, size)])
     if not folder.exists():
         part = data / f"{folder.name}.part"

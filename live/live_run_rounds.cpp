@@ -171,7 +171,8 @@ bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
 }
 
 // `former` is an aligned file that has disappeared, and `name` may be its compressed or uncompressed form. If `name`
-// has the same reads, it is not aligned again. If it has other reads, it is given up, or marked as cut if incomplete.
+// has the same reads, it is not aligned again. If it has other reads, it is given up on, or marked as cut if it is
+// incomplete.
 void LiveRun::CompareForms(const std::string& name, const std::string& former, Notices& notices) {
     const auto sam = output.Path() + "/" + SamNameOf(former);
     const auto reads = files.At(former).reads;
@@ -244,7 +245,7 @@ Kind LiveRun::RunRound(const std::vector<RoundFile>& round_files) {
         MakeRoundRoom(error.what());
     }
     for (const auto& file : round_files) {
-        files.SetWaiting(file.name);  // Does nothing for a file that is now done, cut or given up.
+        files.SetWaiting(file.name);  // Does nothing for a file that is now done, cut or given up on.
         if (are_copies && files.IsWaiting(file.name)) {
             files.SetCut(file.name, file.loss);
         }

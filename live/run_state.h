@@ -10,11 +10,11 @@
 
 namespace Live {
 
-/// A read file whose reads are in the output, or that was given up.
+/// A read file whose reads are in the output, or that was given up on.
 struct FileRecord {
     std::string name;  ///< Relative to the watched folder.
     Stamp stamp;
-    std::optional<std::uint64_t> reads;  ///< Number of rows in the output; unset if the file was given up.
+    std::optional<std::uint64_t> reads;  ///< Number of rows in the output; unset if the file was given up on.
     std::string reason;                  ///< Why reads are missing from the output; empty if none are.
 };
 
@@ -38,9 +38,9 @@ struct RunState {
     /// reference cannot be found, or if the folder is a file.
     static RunState For(const Options& options);
 
-    /// Adds a file that was given up, unless its name contains a tab or a line feed.
+    /// Adds a file that was given up on, unless its name contains a tab or a line feed.
     void GiveUp(const FileRecord& file);
-    /// Adds files whose reads are in the output. Replaces their records if they were given up before.
+    /// Adds files whose reads are in the output. Replaces their records if they were given up on before.
     void Add(const std::vector<FileRecord>& aligned);
 
     /// True if the reads of at least one file are in the output.

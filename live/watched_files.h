@@ -35,7 +35,7 @@ struct Watched {
     std::string output_name;    ///< The name under which the output has the reads; empty if it has none.
     std::uint64_t reads = 0;    ///< The number of rows in the output under this name.
     int losses = 0;             ///< The number of rounds that lost reads of the file.
-    bool restored = false;      ///< Whether an earlier call gave up the file, and no look has found it since.
+    bool restored = false;      ///< Whether an earlier call gave up on the file, and no look has found it since.
     bool missing = false;       ///< Whether the latest look did not find the file.
     bool replaced = false;      ///< Whether the latest look found another file under this name.
     bool told_missing = false;  ///< Whether the user has been told that the file disappeared or was renamed.
@@ -48,7 +48,7 @@ public:
     /// `settle`: time without a change after which a file can be aligned.
     explicit WatchedFiles(std::chrono::duration<double> settle);
 
-    /// Takes over the files of earlier calls. Files that were given up are tried again if they still exist.
+    /// Takes over the files of earlier calls. Files that were given up on are tried again if they still exist.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
     /// Takes the result of a look at the folder, in time proportional to the number of files. `file_time`: the current

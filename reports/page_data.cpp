@@ -82,7 +82,8 @@ Json LengthHistogram(const Sample& sample) {
     return histogram;
 }
 
-// The non-zero cells as [column, row, count], after merging `columns` x `rows` cells of the grid into one.
+// Merges each block of `columns` x `rows` cells of the grid into one cell, and returns the non-zero ones as
+// [column, row, count].
 Json Cells(const CountGrid& grid, std::size_t columns, std::size_t rows) {
     CountGrid coarse((grid.Columns() + columns - 1) / columns, (grid.Rows() + rows - 1) / rows);
     for (std::size_t row = 0; row < grid.Rows(); ++row) {

@@ -28,7 +28,7 @@ void StoredFile::Read(std::uint64_t offset, std::size_t count, void* target) con
     while (count > 0) {
         const auto got = ::pread(descriptor.Get(), next, count, static_cast<off_t>(offset));
         if (got == 0) {
-            throw std::runtime_error("the file became shorter while it was read");
+            throw std::runtime_error("the file became shorter while it was being read");
         }
         if (got < 0) {
             if (errno == EINTR) {

@@ -49,7 +49,7 @@ TEST(StoredFile, AnIndexThatIsTruncatedWhileBeingLoadedIsRefused) {
     for (int read = 0; read < whole.reads; ++read) {
         for (const bool to_nothing : {true, false}) {
             const CutFile file(folder.Write("cut.mmi", content), read, to_nothing);
-            EXPECT_EQ(Tests::ErrorOf([&] { LoadIndexFile(file); }), "the file became shorter while it was read");
+            EXPECT_EQ(Tests::ErrorOf([&] { LoadIndexFile(file); }), "the file became shorter while it was being read");
         }
     }
 }

@@ -19,7 +19,8 @@ TEST(TextInput, AReferenceThatIsTruncatedWhileBeingReadIsRefused) {
     std::string text(400000, ' ');
     EXPECT_EQ(input.Read(text.data(), 400000), 400000);
     std::filesystem::resize_file(path, 600000);
-    EXPECT_EQ(Tests::ErrorOf([&] { input.Read(text.data(), 400000); }), "the file became shorter while it was read");
+    EXPECT_EQ(Tests::ErrorOf([&] { input.Read(text.data(), 400000); }),
+              "the file became shorter while it was being read");
 }
 
 }  // namespace
