@@ -129,9 +129,9 @@ enum class Shift { none, up, down };
 /// Computes a register of cells and returns their best candidates. `s` has the candidates for substitutions. Before the
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
-/// A row depends on the row before, so what matters in narrow strips is the longest chain of operations rather than
-/// their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2 and u by
-/// `down`): these are used last, and the lines that the next row of a band shifts are computed first.
+/// A row depends on the row before, so in narrow strips, the longest chain of operations matters besides their number.
+/// The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2 and u by `down`): these
+/// are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -149,19 +149,19 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     const Register late = L::Max(L::Add(late_gap, late_score), candidate2(late_gap2, late_score));
     const Register best = L::Max(early, late);
     const Register cell = L::Or(best, k.all_tags);
-
-    // Gap lines are relative to a cell's score, so an extended gap loses the difference of the scores (u or v) and the
-    // cost of one more base.
-    const auto extend = [&](Register & gap, Register loss) __attribute__((always_inline)) {
-        gap = L::SubtractSaturated(gap, loss);
-    };
-    extend(early_gap, L::Subtract(cell, L::Subtract(early_score, kUp ? k.v_to_loss : k.u_to_loss)));
-    extend(early_gap2, L::Subtract(cell, L::Subtract(early_score, kUp ? k.v_to_loss2 : k.u_to_loss2)));
     const Register new_early_score = L::Subtract(cell, late_score);
     late_score = L::Subtract(cell, early_score);
     early_score = new_early_score;
-    extend(late_gap, L::Add(early_score, kUp ? k.u_to_loss : k.v_to_loss));
-    extend(late_gap2, L::Add(early_score, kUp ? k.u_to_loss2 : k.v_to_loss2));
+
+    // Gap lines are relative to a cell's score, so an extended gap loses the difference of the scores (u or v) and the
+    // cost of one more base.
+    const auto extend = [&](Register & gap, Register score, Register to_loss) __attribute__((always_inline)) {
+        gap = L::SubtractSaturated(gap, L::Add(score, to_loss));
+    };
+    extend(early_gap, late_score, kUp ? k.v_to_loss : k.u_to_loss);
+    extend(early_gap2, late_score, kUp ? k.v_to_loss2 : k.u_to_loss2);
+    extend(late_gap, early_score, kUp ? k.u_to_loss : k.v_to_loss);
+    extend(late_gap2, early_score, kUp ? k.u_to_loss2 : k.v_to_loss2);
     return best;
 }
 
