@@ -131,7 +131,7 @@ private:
         }
         StripLanes last = LoadLanes(last_register);
         if (LastOf(r) == r) {  // This row has a cell at query position 0.
-            EnterGap(OnlyLane(r - last_register), k.BorderOfU(r), last.y, last.y2, last.u);
+            EnterGap(AllLanesBut(r - last_register), k.BorderOfU(r), last.y, last.y2, last.u);
         }
         ComputeLanes(last_register, query, before, last);
     }

@@ -40,9 +40,8 @@ struct Lanes {
     static TAVIK_INLINE Register All(int value) { return TAVIK_SIMD(set1_epi8)(static_cast<std::int8_t>(value)); }
     static TAVIK_INLINE Register Add(Register a, Register b) { return TAVIK_SIMD(add_epi8)(a, b); }
     static TAVIK_INLINE Register Subtract(Register a, Register b) { return TAVIK_SIMD(sub_epi8)(a, b); }
-    /// Results outside the range of signed bytes become the nearest number in it.
-    static TAVIK_INLINE Register AddSaturated(Register a, Register b) { return TAVIK_SIMD(adds_epi8)(a, b); }
-    static TAVIK_INLINE Register SubtractSaturated(Register a, Register b) { return TAVIK_SIMD(subs_epi8)(a, b); }
+    /// Subtracts unsigned bytes; 0 where b is greater than a.
+    static TAVIK_INLINE Register SubtractDownToZero(Register a, Register b) { return TAVIK_SIMD(subs_epu8)(a, b); }
     static TAVIK_INLINE Register Max(Register a, Register b) { return TAVIK_SIMD(max_epi8)(a, b); }
     static TAVIK_INLINE Register Min(Register a, Register b) { return TAVIK_SIMD(min_epi8)(a, b); }
     /// The comparisons set all bits of a lane where they are true, and no bits elsewhere.

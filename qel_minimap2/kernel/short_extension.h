@@ -102,7 +102,7 @@ private:
             c.y2 = Lanes::Down(c.y2, n + 1 < N ? cells[n + 1].y2 : k.opened);
             c.u = Lanes::Down(c.u, n + 1 < N ? cells[n + 1].u : border_u);
             if (r < call.query_length) {
-                EnterGap(OnlyLane(-base - first), border_v, c.x, c.x2, c.v);
+                EnterGap(AllLanesBut(-base - first), border_v, c.x, c.x2, c.v);
             }
             auto* const to = stored + static_cast<std::ptrdiff_t>(r) * 2 * kWidth + first;
             Lanes::Store(to, StripStep<Shift::down>(k, k.Substitution(target + first, query + first), c));
@@ -119,8 +119,7 @@ private:
         for (int n = 0; n < 2 * N; ++n) {
             const int lanes_left = kWidth - n / 2 * Lanes::kWidth;
             const Register lane = Lanes::WordsOf(Lanes::Load(kLaneNumbers), n);
-            const Register u = Words::Add(Words::ShiftRight<3>(Lanes::WordsOf(cells[n / 2].u, n)),
-                                          Words::All(-INT8_MIN / kScale - k.gap));
+            const Register u = Words::Add(Words::ShiftRight<3>(Lanes::WordsOf(cells[n / 2].u, n)), Words::All(-k.gap));
             const Register before = Words::Greater(Words::All(lanes_left - begun), lane);
             scores[n] = Words::Add(scores[n], Lanes::AndNot(before, u));
             const Register has_cell = Lanes::AndNot(before, Words::Greater(Words::All(lanes_left - ended), lane));

@@ -12,8 +12,8 @@ namespace {
 
 // A form of the recurrence with fewer operations, for the first three methods of base_alignment.h.
 //
-// For x, y, u and v, see general_kernel.h. Each byte of a line holds -128, plus kScale times a number that is never
-// negative, plus a tag below kScale:
+// For x, y, u and v, see general_kernel.h. Each byte of a line holds kScale times a number that is never negative, plus
+// a tag below kScale:
 //
 //     line  number               tag
 //     x     x + open + extend    0
@@ -25,9 +25,10 @@ namespace {
 //
 // So a saturating subtraction replaces a gap by a newly opened one if that is better. The sum of a gap line and a score
 // line is a candidate for the cell's score, relative to the cell before it on its diagonal: kScale times the score,
-// plus the candidate's tag, plus a constant that is the same for all candidates. For the second gap piece,
-// `second_piece` is added, which corrects the constant and the tag. The maximum of the candidates has the best score
-// and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
+// plus the candidate's tag, plus a constant that is the same for all candidates. Of a line of the second gap piece,
+// `second_piece` is subtracted first, which corrects the constant and the tag. If the difference saturates at 0, the
+// first piece's line is at least as high and its candidate has the same tag. The maximum of the candidates has the best
+// score and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -46,12 +47,11 @@ inline constexpr Tags TagsOf(Trace trace) {
     return trace == Trace::left ? Tags{5, -1} : Tags{2, 1};
 }
 
-/// Returns true for scorings whose lines and candidates fit into signed bytes. The only exception: a candidate of the
-/// second gap piece may be too low for a byte. It then saturates, and is still below the candidate for any
-/// substitution. `s` must fit the general kernel.
+/// Returns true for scorings whose lines and candidates fit into bytes. `s` must fit the general kernel. The highest
+/// value is that of a line of the second gap piece: its number, at most open2, plus what is added to extend the gap.
 inline bool FitsStrip(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    return s.open2 <= 31 && s.match + 2 * gap <= 15 && s.match + 3 * gap < gap2;
+    return gap < gap2 && kScale * (s.open2 + gap) + kScale - 1 <= UINT8_MAX && s.match + 2 * gap <= 15;
 }
 
 /// The padding of the two sequences: letters that differ from each base and from each other.
@@ -62,13 +62,13 @@ alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4, 
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
-/// INT8_MIN in the lane with this number, and INT8_MAX in all others.
-TAVIK_INLINE Register OnlyLane(int number) {
-    alignas(32) static constexpr std::int8_t kOneLow[64] = {
-        127, 127, 127, 127, 127, 127, 127, 127, 127, 127,  127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127,
-        127, 127, 127, 127, 127, 127, 127, 127, 127, -128, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127, 127,
-        127, 127, 127, 127, 127, 127, 127, 127, 127, 127,  127, 127, 127, 127, 127, 127, 127, 127, 127, 127};
-    return Lanes::Load(kOneLow + (number >= 0 && number < Lanes::kWidth ? 31 - number : 32));
+/// No bits in the lane with this number, and all bits in all others.
+TAVIK_INLINE Register AllLanesBut(int number) {
+    alignas(32) static constexpr std::int8_t kOneZero[64] = {
+        -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+        -1, -1, -1, -1, -1, -1, -1, -1, -1, 0,  -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+        -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    return Lanes::Load(kOneZero + (number >= 0 && number < Lanes::kWidth ? 31 - number : 32));
 }
 
 /// Constants that follow from the scoring. Each register except `substitutions` has the same value in every lane.
@@ -78,16 +78,16 @@ struct StripConstants {
           trace(trace),
           gap(s.open + s.extend),
           tags(TagsOf(trace)),
-          opened(Lanes::All(INT8_MIN)),
+          opened(Lanes::All(0)),
           unreachable_u(ScoreLine(-gap, tags.Insertion())),
           unreachable_v(ScoreLine(-gap, tags.Deletion())),
           substitutions(Lanes::Select(Lanes::FirstOfSixteen(), Substituted(s.match), Substituted(s.mismatch))),
-          second_piece(Lanes::All(256 + kScale * (gap - s.open2 - s.extend2) + 2 * tags.step)),
+          second_piece(Lanes::All(kScale * (s.open2 + s.extend2 - gap) - 2 * tags.step)),
           all_tags(Lanes::All(kScale - 1)),
-          u_to_loss(Loss(s.extend, tags.Insertion())),
-          v_to_loss(Loss(s.extend, tags.Deletion())),
-          u_to_loss2(Loss(s.extend2, tags.Insertion())),
-          v_to_loss2(Loss(s.extend2, tags.Deletion())) {}
+          before_u(BeforeScore(s.extend, tags.Insertion())),
+          before_v(BeforeScore(s.extend, tags.Deletion())),
+          before_u2(BeforeScore(s.extend2, tags.Insertion())),
+          before_v2(BeforeScore(s.extend2, tags.Deletion())) {}
 
     TAVIK_INLINE Register Substitution(const std::uint8_t* target, const std::uint8_t* query) const {
         return Lanes::LookUp(substitutions, Lanes::Xor(Lanes::Load(target), Lanes::Load(query)));
@@ -104,16 +104,15 @@ struct StripConstants {
     Register opened;                        // The value of a gap line where a newly opened gap is best.
     Register unreachable_u, unreachable_v;  // Of cells that no path reaches.
     Register substitutions;  // The candidate for two letters, indexed by their XOR, which is 0 for a match.
-    Register second_piece;   // Added to the sum for a candidate of the second gap piece.
+    Register second_piece;   // Subtracted from a line of the second gap piece for a candidate.
     Register all_tags;
-    Register u_to_loss,
-        v_to_loss;  // Added to a cell's new u or v, gives the amount by which a gap line falls if its gap is extended.
-    Register u_to_loss2, v_to_loss2;
+    // Added to a gap line before a cell's new u or v is subtracted from it, which extends the gap.
+    Register before_u, before_v, before_u2, before_v2;
 
 private:
-    Register ScoreLine(int step, int tag) const { return Lanes::All(INT8_MIN + kScale * (step + gap) + tag); }
+    Register ScoreLine(int step, int tag) const { return Lanes::All(kScale * (step + gap) + tag); }
     Register Substituted(int score) const { return Lanes::All(kScale * (score + 2 * gap) + tags.diagonal); }
-    Register Loss(int extend, int tag) const { return Lanes::All(-INT8_MIN - kScale * (gap - extend) - tag); }
+    Register BeforeScore(int extend, int tag) const { return Lanes::All(kScale * (gap - extend) + tag); }
 };
 
 /// The six difference lines of a register of cells.
@@ -142,11 +141,11 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     Register& late_gap = kUp ? c.x : c.y;
     Register& late_gap2 = kUp ? c.x2 : c.y2;
     Register& late_score = kUp ? c.v : c.u;
-    const auto candidate2 = [&](Register gap, Register score) __attribute__((always_inline)) {
-        return L::AddSaturated(gap, L::Add(score, k.second_piece));
+    const auto candidate = [&](Register gap, Register gap2, Register score) __attribute__((always_inline)) {
+        return L::Add(L::Max(gap, L::SubtractDownToZero(gap2, k.second_piece)), score);
     };
-    const Register early = L::Max(L::Max(s, L::Add(early_gap, early_score)), candidate2(early_gap2, early_score));
-    const Register late = L::Max(L::Add(late_gap, late_score), candidate2(late_gap2, late_score));
+    const Register early = L::Max(s, candidate(early_gap, early_gap2, early_score));
+    const Register late = candidate(late_gap, late_gap2, late_score);
     const Register best = L::Max(early, late);
     const Register cell = L::Or(best, k.all_tags);
     const Register new_early_score = L::Subtract(cell, late_score);
@@ -155,22 +154,22 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
 
     // Gap lines are relative to a cell's score, so an extended gap loses the difference of the scores (u or v) and the
     // cost of one more base.
-    const auto extend = [&](Register & gap, Register score, Register to_loss) __attribute__((always_inline)) {
-        gap = L::SubtractSaturated(gap, L::Add(score, to_loss));
+    const auto extend = [&](Register & gap, Register before, Register score) __attribute__((always_inline)) {
+        gap = L::SubtractDownToZero(L::Add(gap, before), score);
     };
-    extend(early_gap, late_score, kUp ? k.v_to_loss : k.u_to_loss);
-    extend(early_gap2, late_score, kUp ? k.v_to_loss2 : k.u_to_loss2);
-    extend(late_gap, early_score, kUp ? k.u_to_loss : k.v_to_loss);
-    extend(late_gap2, early_score, kUp ? k.u_to_loss2 : k.v_to_loss2);
+    extend(early_gap, kUp ? k.before_v : k.before_u, late_score);
+    extend(early_gap2, kUp ? k.before_v2 : k.before_u2, late_score);
+    extend(late_gap, kUp ? k.before_u : k.before_v, early_score);
+    extend(late_gap2, kUp ? k.before_u2 : k.before_v2, early_score);
     return best;
 }
 
-/// Opens two gaps and sets a score line to the value of the border in one lane. `at` comes from OnlyLane. A newly
-/// opened gap has the lowest value of a gap line, INT8_MIN, so a minimum sets it.
-TAVIK_INLINE void EnterGap(Register at, Register border, Register& gap, Register& gap2, Register& score) {
-    gap = Lanes::Min(gap, at);
-    gap2 = Lanes::Min(gap2, at);
-    score = Lanes::Select(at, border, score);
+/// Opens two gaps and sets a score line to the value of the border in one lane. `others` comes from AllLanesBut. A
+/// newly opened gap has the number 0.
+TAVIK_INLINE void EnterGap(Register others, Register border, Register& gap, Register& gap2, Register& score) {
+    gap = Lanes::And(gap, others);
+    gap2 = Lanes::And(gap2, others);
+    score = Lanes::Select(others, score, border);
 }
 
 /// The difference lines for N registers of neighbouring target positions. If N is small, they stay in registers from
@@ -236,8 +235,8 @@ private:
         for (int n = 0; n < N; ++n) {
             auto& c = cells[n];
             const int first = base + n * Lanes::kWidth;
-            EnterGap(OnlyLane(-first), border_v, c.x, c.x2, c.v);
-            EnterGap(OnlyLane(r - first), border_u, c.y, c.y2, c.u);
+            EnterGap(AllLanesBut(-first), border_v, c.x, c.x2, c.v);
+            EnterGap(AllLanesBut(r - first), border_u, c.y, c.y2, c.u);
         }
     }
 

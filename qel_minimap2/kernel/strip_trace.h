@@ -24,7 +24,7 @@ struct StripCell {
     /// Returns how much more the cell scores than the cell before it on its diagonal.
     int AboveDiagonal(int gap) const { return best / kScale - 2 * gap; }
     /// Returns how much more the cell scores than the cell one target position before it, at the same query position.
-    int AboveDeletion(int gap) const { return (u ^ 128) / kScale - gap; }
+    int AboveDeletion(int gap) const { return u / kScale - gap; }
 };
 inline constexpr StripCell kOutside{-1, 0};
 
