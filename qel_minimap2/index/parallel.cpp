@@ -4,7 +4,6 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -50,7 +49,7 @@ void ForEach(std::size_t items, const std::function<void(std::size_t item, unsig
             for (unsigned worker = 1; worker < WorkerLimit() && worker < items; ++worker) {
                 helpers.emplace_back(run, worker);
             }
-        } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): the threads already started do the work.
+        } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the threads already started do the work.
         }
         run(0);
     }

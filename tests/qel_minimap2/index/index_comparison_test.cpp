@@ -10,22 +10,17 @@
 #include <set>
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
-#include <thread>
 #include <tuple>
 
 #include <gtest/gtest.h>
 #include <mmpriv.h>
-#include <pthread.h>
 
 #include "qel_minimap2/index/from_fasta/reference_index.h"
 #include "qel_minimap2/index/from_mmi/index_file.h"
 #include "qel_minimap2/index/index_loading.h"
 #include "qel_minimap2/index/mapped/index_writer.h"
 #include "qel_minimap2/index/mapped/mapped_index.h"
-#include "qel_minimap2/index/parallel.h"
 #include "qel_minimap2/mapping/seed_collection.h"
-#include "tests/common/meeting.h"
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 #include "tests/qel_minimap2/index/minimap2_buckets.h"
@@ -357,41 +352,5 @@ TEST(MinimizerFilter, LeavesToMinimap2AllListsThatMinimap2Shortens) {
 }
 
 INSTANTIATE_TEST_SUITE_P(KmerLengths, SeedCollection, testing::Values(11, 25));
-
-TEST(ForEach, RunsInTheCallingThreadIfNoOtherCanBeStarted) {
-    pthread_attr_t attributes{};
-    ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
-    auto none_fits = attributes;
-    ASSERT_EQ(pthread_attr_setstacksize(&none_fits, std::size_t{1} << 50U), 0);
-    ASSERT_EQ(pthread_setattr_default_np(&none_fits), 0);
-    EXPECT_THROW(std::jthread([] {}), std::system_error);
-    std::vector<unsigned> workers(100, 99);
-    ForEach(workers.size(), [&](std::size_t item, unsigned worker) { workers[item] = worker; });
-    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
-    EXPECT_EQ(workers, std::vector<unsigned>(100, 0));
-}
-
-TEST(ForEach, CallsOncePerItemAndRethrowsTheFirstException) {
-    std::vector<int> calls(1000);
-    ForEach(calls.size(), [&](std::size_t item, unsigned worker) { calls[item] += worker < WorkerLimit() ? 1 : 1000; });
-    EXPECT_EQ(calls, std::vector<int>(1000, 1));
-    Tests::Meeting meeting(static_cast<int>(WorkerLimit()));
-    ForEach(WorkerLimit(), [&](std::size_t, unsigned) { meeting.Attend(); });
-    EXPECT_FALSE(meeting.Failed()) << "not all workers work at the same time";
-    EXPECT_EQ(Tests::ErrorOf([] {
-                  ForEach(100, [](std::size_t item, unsigned) {
-                      if (item == 7) {
-                          throw std::runtime_error("seven");
-                      }
-                  });
-              }),
-              "seven");
-}
-
-TEST(ForEach, LimitsTheNumberOfThreads) {
-    SetWorkerLimit(2'000'000'000);
-    EXPECT_EQ(WorkerLimit(), 1024U);
-    SetWorkerLimit(0);
-}
 
 }  // namespace
