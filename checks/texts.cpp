@@ -24,6 +24,18 @@ std::string Plural(std::uint64_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+std::string_view Head(std::string_view text, std::size_t size) {
+    if (size >= text.size()) {
+        return text;
+    }
+    constexpr std::size_t kMostContinued = 3;  // Bytes; further ones are not UTF-8.
+    auto end = size;
+    while (end > 0 && size - end < kMostContinued && ContinuesLetter(static_cast<unsigned char>(text[end]))) {
+        --end;
+    }
+    return text.substr(0, end);
+}
+
 std::string Printable(std::string_view text) {
     std::string shown(text);
     std::replace_if(shown.begin(), shown.end(), IsControl, '?');
@@ -42,15 +54,11 @@ std::string OneLine(std::string_view text) {
         blank = false;
     }
     if (line.size() > kLongest) {
-        auto head = kHead;
         auto tail = line.size() - kTail;
-        while (ContinuesLetter(static_cast<unsigned char>(line[head]))) {
-            --head;
-        }
         while (tail < line.size() && ContinuesLetter(static_cast<unsigned char>(line[tail]))) {
             ++tail;
         }
-        line = line.substr(0, head) + " ... " + line.substr(tail);
+        line = std::string(Head(line, kHead)) + " ... " + line.substr(tail);
     }
     return Printable(line);
 }

@@ -36,11 +36,11 @@ void StatusLine::Show(const std::string& text, bool is_round) {
     }
     if (!is_terminal) {
         if (is_round) {
-            std::cout << LocalTime() << ' ' << text << std::endl;
+            std::cout << LocalTime() << ' ' << Checks::Printable(text) << std::endl;
         }
         return;
     }
-    auto line = text.substr(0, Columns() - 1);
+    auto line = Checks::Printable(Checks::Head(text, Columns() - 1));
     if (line != shown) {
         shown = std::move(line);
         std::cout << kEraseLine << shown << std::flush;
