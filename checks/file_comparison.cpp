@@ -18,8 +18,10 @@ using Difference = ReadBalance::Difference;
 
 // The input is read ahead of the SAM file by this many reads, not counting failed reads. The number must exceed that of
 // the reads that the aligner aligns at once, because the aligner writes reads in the order in which their alignments
-// finish.
+// finish. The second number, which exceeds that of the threads a process usually can have, adds more than half to
+// the time for checking short reads, so it takes effect only when the SAM file contains a read too early for the first.
 constexpr std::uint64_t kAhead = 1024;
+constexpr std::uint64_t kMostAhead = 32768;
 constexpr std::size_t kFirstUses = 3;
 
 }  // namespace
@@ -99,7 +101,7 @@ private:
             try {
                 SamFile sam(paths.sam, all.headers);
                 for (SamRead read; sam.Next(read); ++sam_reads) {
-                    ReadInput(sam_reads + kAhead);
+                    ReadInput(sam_reads + ahead);
                     Take(read);
                 }
                 sam_whole = true;
@@ -112,8 +114,8 @@ private:
             }
         }
         if (finished) {
-            all.summary.SkipRows(static_cast<std::uint64_t>(std::max<std::int64_t>(*logged.reads, 0)) -
-                                 std::min<std::uint64_t>(sam_reads, static_cast<std::uint64_t>(*logged.reads)));
+            const auto rows = static_cast<std::uint64_t>(std::max<std::int64_t>(*logged.reads, 0));
+            all.summary.SkipRows(rows - std::min(rows, sam_reads));
         } else {
             all.summary.SkipUnknownRows();
         }
@@ -121,9 +123,15 @@ private:
 
     void Take(const SamRead& read) {
         if (!read.digest.empty()) {
-            reads.Find(read.name, read.digest, read.line);
+            if (!reads.Find(read.name, read.digest, read.line)) {
+                ahead = kMostAhead;
+            }
             all.summary.Expect(read.name, read.cells, "");
             return;
+        }
+        if (!reads.Knows(read.name)) {
+            ahead = kMostAhead;
+            ReadInput(sam_reads + ahead);
         }
         // The record has no sequence, so the read was rejected or has no bases.
         static const auto kNoBases = DigestOf("");
@@ -203,6 +211,7 @@ private:
     std::multiset<std::string, std::less<>> failed;  // Names of failed reads not yet found in the input.
     std::uint64_t sam_reads_due = 0;                 // Reads so far in the input that the SAM file should contain.
     std::uint64_t sam_reads = 0;
+    std::uint64_t ahead = kAhead;
     bool input_ended = false;
     bool input_whole = false;  // The input was read to its end without an error.
     bool sam_whole = false;    // The SAM file was read to its end without an error.

@@ -78,19 +78,20 @@ void ReadBalance::Expect(std::string_view name, std::string_view content, std::u
     }
 }
 
-void ReadBalance::Find(std::string_view name, std::string_view content, std::uint64_t line) {
+bool ReadBalance::Find(std::string_view name, std::string_view content, std::uint64_t line) {
     if (overflowed) {
-        return;
+        return false;
     }
     const auto group = GroupOf(name);
     if (Remove(group->second.expected, content)) {
         ++matched;
         --kept;
         Settle(group);
-        return;
+        return true;
     }
     group->second.found.push_back({std::string(content), line, ""});
     Added();
+    return false;
 }
 
 void ReadBalance::FindAnyContent(std::string_view name, std::uint64_t line) {

@@ -28,8 +28,8 @@ public:
     /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it. `other`, unless
     /// empty, is a second content that also matches.
     void Expect(std::string_view name, std::string_view content, std::uint64_t line, std::string_view other = {});
-    /// Adds a read to the found series.
-    void Find(std::string_view name, std::string_view content, std::uint64_t line);
+    /// Adds a read to the found series. Returns whether it was expected; false if Overflowed.
+    bool Find(std::string_view name, std::string_view content, std::uint64_t line);
     /// Adds a read of unknown content to the found series. Expect the same read first: otherwise the result may be
     /// wrong if several reads have this name.
     void FindAnyContent(std::string_view name, std::uint64_t line);

@@ -309,6 +309,9 @@ ALTERATIONS = {
         ["other.fasta: in the log, but not in the input", "c.fasta: not finished",
          "other.fasta: " + OTHER_SQ.format("other")]),
     "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the file, 5 aligned"]),
+    "a negative count in the log, and a SAM file cut short": (
+        both(log("(6 reads)", "(-6 reads)"), cut("out/a.sam", 50)),
+        [f"{A}: line 8: cut short", "a.fastq: 6 reads in the file, -6 aligned", f"{SUMMARY}: 11 rows for 5 logged reads"]),
     "a full disk": (log("[info] Succ", "[error] Could not write to output file x:\r No space left\n"
                         "2026-11-21 00:00:00.1 [info] Succ"),
                     3 * ["error in the log: Could not write to output file x: No space left"]),
