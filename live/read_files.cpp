@@ -31,8 +31,8 @@ std::error_code LookInto(const std::string& folder, const std::string& root, con
          entry.increment(error)) {
         const auto path = entry->path().string();
         const auto name = path.substr(path.rfind('/') + 1);
-        look.end_file = look.end_file || (!end_file.empty() && name == end_file);
         std::error_code unknown;
+        look.end_file = look.end_file || (!end_file.empty() && name == end_file && !entry->is_directory(unknown));
         // Most file systems store the type in the folder's entry, so these calls need not access the file.
         const bool is_folder = !entry->is_symlink(unknown) && entry->is_directory(unknown);
         if (is_folder && name != kHiddenFolder) {

@@ -32,4 +32,24 @@ TEST(ReadFiles, OnlyFoldersThatCannotBeListedAreLeftOut) {
     EXPECT_EQ(look.unreadable, std::vector<std::string>{"closed"});
 }
 
+TEST(ReadFiles, OnlyAFileEndsTheRun) {
+    const Tests::TemporaryFolder folder;
+    for (const auto* const name : {"below/folder", "below/.live"}) {
+        fs::create_directories(folder.Path(name));
+    }
+    folder.Write("file", "");
+    folder.Write("below/file below", "");
+    folder.Write("below/.live/hidden", "");
+    fs::create_symlink("file", folder.Path("link to a file"));
+    fs::create_directory_symlink("below", folder.Path("link to a folder"));
+    const std::pair<std::string, bool> cases[] = {
+        {"file", true},    {"file below", true},        {"link to a file", true},
+        {"folder", false}, {"link to a folder", false}, {".live", false},
+        {"hidden", false}, {"missing", false},          {"", false},
+    };
+    for (const auto& [name, ends] : cases) {
+        EXPECT_EQ(Live::LookAt(folder.Path(""), name).end_file, ends) << name;
+    }
+}
+
 }  // namespace
