@@ -35,7 +35,10 @@ void CheckHeader(const FileHeader& header, std::uint64_t size) {
     if (header.byte_order != kByteOrder) {
         throw DamagedFile("an unknown byte order");
     }
-    if (header.version != kFormatVersion) {
+    if (header.version < kFormatVersion) {
+        throw DamagedFile("an unknown version");
+    }
+    if (header.version > kFormatVersion) {
         throw std::runtime_error("the index was made by a newer version; make it again with tavik_index");
     }
     if (std::memcmp(header.minimap2_index.data(), MM_IDX_MAGIC, header.minimap2_index.size()) != 0) {

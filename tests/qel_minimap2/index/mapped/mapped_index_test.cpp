@@ -115,6 +115,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
     constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
     const std::pair<std::string, Change> cases[] = {
         {"an unknown byte order", header([](auto& h) { h.byte_order = 0x01030204; })},
+        {"an unknown version", header([](auto& h) { h.version = 0; })},
         {"impossible minimizer sizes", header([](auto& h) { h.index.k = 29; })},
         {"impossible number of buckets", header([](auto& h) { h.index.bucket_bits = 31; })},
         {"unknown flags", header([](auto& h) { h.index.flags = 8; })},
