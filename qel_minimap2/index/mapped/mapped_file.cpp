@@ -19,12 +19,12 @@ MappedFile::MappedFile(const std::string& path) : file(::open(path.c_str(), O_RD
     if (size == 0) {
         return;
     }
-    void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Get(), 0);
-    if (memory == MAP_FAILED) {
+    void* const mapped = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Get(), 0);
+    if (mapped == MAP_FAILED) {
         FailForErrno();
     }
-    bytes = {static_cast<const unsigned char*>(memory), size};
-    guard.emplace(bytes, path);
+    memory = {static_cast<const unsigned char*>(mapped), Unmap{size}};
+    guard.emplace(Bytes(), path);
 }
 
 std::optional<MappedFile::State> MappedFile::Now() const {
@@ -44,14 +44,12 @@ std::string MappedFile::Identity() const {
 
 // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast): neither call writes to the bytes.
 void MappedFile::ExpectReadingInOrder(bool in_order) const {
+    const auto bytes = Bytes();
     ::madvise(const_cast<unsigned char*>(bytes.data()), bytes.size(), in_order ? MADV_SEQUENTIAL : MADV_NORMAL);
 }
 
-MappedFile::~MappedFile() {
-    guard.reset();
-    if (!bytes.empty()) {
-        ::munmap(const_cast<unsigned char*>(bytes.data()), bytes.size());
-    }
+void MappedFile::Unmap::operator()(const unsigned char* mapped) const {
+    ::munmap(const_cast<unsigned char*>(mapped), size);
 }
 // NOLINTEND(cppcoreguidelines-pro-type-const-cast)
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,11 +18,8 @@ class MappedFile {
 public:
     /// Throws std::runtime_error with the system's reason. Throws std::bad_alloc too.
     explicit MappedFile(const std::string& path);
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile();
 
-    std::span<const unsigned char> Bytes() const { return bytes; }
+    std::span<const unsigned char> Bytes() const { return {memory.get(), memory ? memory.get_deleter().size : 0}; }
     /// Announces to the system whether the bytes will be read in order, from the first to the last. If so, reading them
     /// from a disk is three times as fast; otherwise (the default), frequently used pages stay in memory.
     void ExpectReadingInOrder(bool in_order) const;
@@ -38,10 +37,15 @@ public:
     std::string Identity() const;
 
 private:
+    struct Unmap {
+        std::size_t size;
+        void operator()(const unsigned char* mapped) const;
+    };
+
     const Common::FileDescriptor file;
     State opened{};
-    std::span<const unsigned char> bytes;
-    std::optional<BusGuard> guard;
+    std::unique_ptr<const unsigned char, Unmap> memory;
+    std::optional<BusGuard> guard;  // Of the memory.
 };
 
 }  // namespace qel_minimap2
