@@ -292,7 +292,7 @@ std::uint64_t SeedTable::SortedSlot(std::uint64_t minimizer) const {
     return kNoSlot;
 }
 
-const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const {
+const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t slot, std::uint32_t& count) const {
     const auto& block = BlockOf(minimizer);
     const auto& value = block.values[slot];
     if (IsSingle(block.keys[slot])) {
@@ -300,9 +300,8 @@ const std::uint64_t* SeedTable::AtSlot(std::uint64_t minimizer, std::uint64_t sl
         return &value;
     }
     const auto begin = value >> 32U;
-    const auto occurrences = value & 0xFFFFFFFFU;
-    count = static_cast<int>(occurrences);
-    return occurrences > 0 && begin + occurrences <= block.position_count ? block.positions + begin : nullptr;
+    count = static_cast<std::uint32_t>(value);
+    return count > 0 && begin + count <= block.position_count ? block.positions + begin : nullptr;
 }
 
 std::vector<SeedTable::Stored> SeedTable::MinimizersOf(std::uint64_t bucket) const {

@@ -153,7 +153,7 @@ public:
     std::uint64_t Slot(std::uint64_t minimizer) const;
     /// Returns the positions of the minimizer in a slot and stores their number in `count`. Returns null if the list is
     /// empty or not within the block, which is possible only in foreign memory.
-    const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, int& count) const;
+    const std::uint64_t* AtSlot(std::uint64_t minimizer, std::uint64_t slot, std::uint32_t& count) const;
 
     /// Whether each position lies in its sequence. Always true in a table that owns its memory, because its positions
     /// were computed or checked when it was filled.

@@ -22,8 +22,8 @@ constexpr std::size_t kBatch = 32;
 
 // The code prefetches the first four cache lines of a list of positions. The processor itself prefetches the rest of a
 // longer list.
-constexpr int kPositionsInLine = 8;
-constexpr int kFetchedPositions = 4 * kPositionsInLine;
+constexpr std::uint32_t kPositionsInLine = 8;
+constexpr std::uint32_t kFetchedPositions = 4 * kPositionsInLine;
 
 thread_local bool has_impossible_hits = false;
 
@@ -41,10 +41,10 @@ std::uint64_t HashOf(const mm128_t& minimizer) {
 mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
     const auto& minimizer = minimizers.a[i];
     const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };
-    int occurrences = 0;
+    std::uint32_t occurrences = 0;
     mm_seed_t seed{};
     seed.cr = table.AtSlot(HashOf(minimizer), slot, occurrences);
-    seed.n = static_cast<std::uint32_t>(occurrences);
+    seed.n = occurrences;
     seed.q_pos = static_cast<std::uint32_t>(minimizer.y);
     seed.q_span = minimizer.x & 255U;
     seed.seg_id = minimizer.y >> 32U & 0x7FFFFFFFU;
@@ -53,7 +53,7 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
         has_impossible_hits = true;
         return seed;
     }
-    for (int k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
+    for (std::uint32_t k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
         __builtin_prefetch(seed.cr + k);
     }
     return seed;

@@ -55,12 +55,12 @@ private:
         if (table.Slot(stored.minimizer) != stored.slot) {
             throw DamagedFile("a minimizer where no look-up finds it");
         }
-        int count = 0;
+        std::uint32_t count = 0;
         const auto* const positions = table.AtSlot(stored.minimizer, stored.slot, count);
         if (positions == nullptr) {
             throw DamagedFile("an empty list of positions, or one outside its block");
         }
-        if (!table.ArePossible(positions, static_cast<std::uint32_t>(count))) {
+        if (!table.ArePossible(positions, count)) {
             throw DamagedFile("a position outside its sequence");
         }
         if (std::adjacent_find(positions, positions + count, std::greater_equal<>()) != positions + count) {
@@ -69,9 +69,9 @@ private:
         const auto* const lists = table.Positions(block);
         // Outside the lists, `positions` points to the value of a minimizer that occurs once.
         if (positions >= lists && positions < lists + claimed.size()) {
-            Claim(static_cast<std::size_t>(positions - lists), static_cast<std::size_t>(count));
+            Claim(static_cast<std::size_t>(positions - lists), count);
         }
-        ++counts[static_cast<std::uint64_t>(count)];
+        ++counts[count];
     }
 
     void Claim(std::size_t begin, std::size_t count) {
