@@ -298,6 +298,7 @@ void Parameters::ReportMissingOptions() {
 }
 
 void Parameters::WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all) {
+    errno = 0;
     std::ofstream stream(path, std::ios_base::trunc);
     if (!header_lines.empty()) {
         for (const auto& line : header_lines) {
