@@ -45,8 +45,8 @@ class Genome:
     def __init__(self, seed, size):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
         self.satellite = self.bases(171)
-        shortest = numpy.exp(self.random.uniform(numpy.log(200), numpy.log(7000), FAMILIES))
-        families = [self.bases(int(length)) for length in shortest]
+        lengths = numpy.exp(self.random.uniform(numpy.log(200), numpy.log(7000), FAMILIES))
+        families = [self.bases(int(length)) for length in lengths]
         # Older families come first, so that copies of younger families lie inside copies of older ones.
         ages = sorted(self.random.uniform(0.03, 0.28, FAMILIES), reverse=True)
         shares = self.random.exponential(1, FAMILIES)

@@ -17,7 +17,7 @@ NO_PROCESSOR = "this processor has no SSE4.1, which minimap2 needs\n"
 
 
 @unittest.skipUnless(platform.machine() == "x86_64", "the emulated processors are x86-64")
-@unittest.skipUnless(QEMU, "qemu-user-static is not installed")
+@unittest.skipUnless(QEMU, "neither qemu-x86_64-static nor qemu-x86_64 is installed")
 class Processors(AlignerTest):
     def test_without_avx2_the_output_matches_minimap2(self):
         for program in (PROGRAM, INDEX):

@@ -46,8 +46,9 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
         Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
         std::cout << kernels.bits << " bits: " << figures.calls << " equal alignments, " << figures.with_cigar
                   << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
-                  << " reached the end of the read; as many lists of anchors sorted, chained into " << chained.chains
-                  << " chains and joined into " << joined.chains << " chains; " << joined.left_to_minimap2
+                  << " reached the end of the read; " << figures.calls << " lists of anchors sorted, " << chained.calls
+                  << " chained into " << chained.chains << " chains and " << joined.calls << " joined into "
+                  << joined.chains << " chains; " << chained.left_to_minimap2 + joined.left_to_minimap2
                   << " lists left to minimap2" << std::endl;
     }
 }
