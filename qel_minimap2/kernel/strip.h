@@ -51,7 +51,8 @@ inline constexpr Tags TagsOf(Trace trace) {
 /// value is that of a line of the second gap piece: its number, at most open2, plus what is added to extend the gap.
 inline bool FitsStrip(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
-    return gap < gap2 && kScale * (s.open2 + gap) + kScale - 1 <= UINT8_MAX && s.match + 2 * gap <= 15;
+    const int highest = s.open2 + gap - s.extend2;
+    return gap < gap2 && kScale * highest + kScale - 1 <= UINT8_MAX && s.match + 2 * gap <= 15;
 }
 
 /// The padding of the two sequences: letters that differ from each base and from each other.

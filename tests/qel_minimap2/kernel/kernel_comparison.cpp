@@ -22,9 +22,9 @@ constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},
                                             {1, 4, 6, 2, 7, 1},
                                             {2, 17, 6, 3, 20, 1},
                                             {6, 24, 9, 3, 18, 0},
-                                            // The limits of what fits into a strip.
-                                            {3, 12, 4, 2, 31, 1},
-                                            {1, 8, 1, 3, 12, 2}};
+                                            // Just beyond the limits of what fits into a strip.
+                                            {6, 4, 1, 1, 30, 0},
+                                            {1, 8, 1, 3, 2, 2}};
 // minimap2 uses the first four.
 constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0, 0x088, 0x080};
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
