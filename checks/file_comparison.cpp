@@ -18,8 +18,9 @@ using Difference = ReadBalance::Difference;
 
 // The input is read ahead of the SAM file by this many reads, not counting failed reads. The number must exceed that of
 // the reads that the aligner aligns at once, because the aligner writes reads in the order in which their alignments
-// finish. The second number, which exceeds that of the threads a process usually can have, adds more than half to
-// the time for checking short reads, so it takes effect only when the SAM file contains a read too early for the first.
+// finish. The second number exceeds the number of threads that a process can usually have, but checking short reads
+// then takes more than half as long again. It is therefore used only once the SAM file contains a read that is not
+// among those read ahead.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::uint64_t kMostAhead = 32768;
 constexpr std::size_t kFirstUses = 3;
@@ -209,7 +210,7 @@ private:
     std::unique_ptr<InputReads> input;
     ReadBalance reads;
     std::multiset<std::string, std::less<>> failed;  // Names of failed reads not yet found in the input.
-    std::uint64_t sam_reads_due = 0;                 // Reads so far in the input that the SAM file should contain.
+    std::uint64_t sam_reads_due = 0;                 // Input reads so far that should be in the SAM file.
     std::uint64_t sam_reads = 0;
     std::uint64_t ahead = kAhead;
     bool input_ended = false;

@@ -44,7 +44,7 @@ void Progress::End() {
 }
 
 void Progress::ShowStep(unsigned long step) {
-    // Once the display is full, every increment, even one of 0, prints another mark.
+    // Even an increment of 0 can print a mark: before the first step, and once more after the display is full.
     if (step > display->count()) {
         *display += step - display->count();
     }

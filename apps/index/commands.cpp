@@ -69,7 +69,7 @@ std::string Stage(const Options& options, std::uint64_t reference_size) {
                 : "");
 }
 
-// Describes the index just written. If the file cannot be read again, only prints a warning, because writing it has
+// Describes the index just written. If the file cannot be read back, only prints a warning, because writing it has
 // succeeded.
 std::optional<qelmm_index_description> DescribedIfReadable(const std::string& path) {
     try {

@@ -72,7 +72,7 @@ std::size_t CountReads(const std::string& path, std::unique_ptr<Common::GzipHead
     return count;
 }
 
-// Waits until no other thread of this process works.
+// Waits until no other thread of this process is working.
 void WaitUntilIdle() {
     constexpr std::clock_t kOfThisThread = CLOCKS_PER_SEC / 1000;
     std::clock_t before = 0;

@@ -1,4 +1,4 @@
-// Parses the input as a configuration file: Parse must never throw, because it keeps error messages as text.
+// Parses the input as a configuration file: Parse must never throw, because it collects errors in `error_text` instead.
 
 #include <array>
 #include <sstream>
