@@ -21,7 +21,7 @@ constexpr int kWrongOptions = 255;
 constexpr char kUsage[] =
     "\nUsage:\n\n  tavik_report [options] <save folder or alignment_summary.txt>...\n\n"
     "Writes alignment_report.html and two files for MultiQC beside the summary.\n"
-    "Several summaries become samples of one report.\n\n";
+    "Several summaries become the samples in one report.\n\n";
 
 }  // namespace
 
