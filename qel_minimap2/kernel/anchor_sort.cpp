@@ -113,7 +113,8 @@ void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     }
 }
 
-// Does the same if only the bit at `bit` differs, so that there are two bins. Returns the start of the upper one.
+// Does the same for a byte in which only the bit at `bit` differs, so that there are two bins. Returns the start of the
+// upper one.
 //
 // Each element of the upper bin in the lower bin's part moves to the first open place of the upper bin's part. The
 // elements there move on by one place each, up to the first one that belongs below, which fills the gap. A strand's bit

@@ -30,9 +30,9 @@ inline int CommonLength(const Chains& chains) {
 struct BestBefore {
     std::int32_t score;
     std::int32_t previous = -1;
-    int skipped = 0;  // Rises with each skipped candidate, and falls with each better one, but not below 0.
-    int below = 0;    // The start of the register below the last one, and the marks that its candidates got from there.
-    unsigned marked_below = 0;
+    int skipped = 0;            // Rises with each skipped candidate, and falls with each better one, but not below 0.
+    int below = 0;              // The start of the register below the one looked at most recently.
+    unsigned marked_below = 0;  // Its candidates that are predecessors of candidates of that one.
 };
 
 /// The distances of an anchor from a register of candidates: on the reference, on the read, and between the diagonals.
@@ -92,7 +92,8 @@ protected:
     }
 
     /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
-    /// other search uses. A search tries registers in descending order. Returns whether the search ends early.
+    /// other search uses. Returns whether the search ends early. A search tries registers in descending order. It may
+    /// then try one more candidate, for which only the score and the predecessor of `best` are used.
     ///
     /// A candidate's predecessor lies before it. All marks of a register are therefore known before its first candidate
     /// is tried, and all skipped candidates between two better ones can be counted at once.

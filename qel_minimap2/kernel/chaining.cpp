@@ -91,7 +91,7 @@ private:
     int TryCandidates(int i, int first, int same, BestBefore& best) const {
         for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
             if (Try(i, base, base < first ? Ints::kAll << static_cast<unsigned>(first - base) : Ints::kAll, best)) {
-                return base + kLanes;  // Those of its candidates that were tried cannot become better.
+                return base + kLanes;  // Candidates already tried cannot become better.
             }
         }
         return first - 1;

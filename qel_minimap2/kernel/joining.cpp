@@ -123,8 +123,8 @@ private:
         return true;
     }
 
-    // Fills the lists that do not depend on scores, clears `scores` and `marks`, and pads the lists that are read a
-    // register at a time.
+    // Fills the lists that do not depend on scores, clears `scores` and `marks`, and pads lists that are read a
+    // register at a time. `previous` is read in the same way, but only its entries for anchors already scored are used.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);

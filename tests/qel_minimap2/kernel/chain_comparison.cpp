@@ -274,7 +274,7 @@ std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long 
         const int most = near ? 200 : 9000;
         const ChainCall call{usual ? 5000 : random.Between(1, most), usual ? 5000 : random.Between(1, most),
                              usual ? 5000 : random.Between(1, 300),
-                             RandomScoring(random, usual ? 500 : random.Between(0, near ? 100 : 2000))};
+                             RandomScoring(random, usual ? 500 : random.Between(0, near ? 30 : 2000))};
         return Chaining(kernels, call);
     });
 }
@@ -282,9 +282,10 @@ std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long 
 std::string CompareJoining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("joined", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
-        const JoinCall call{
-            usual ? 5000 : random.Between(1, 9000), usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
-            usual ? 100'000 : random.Between(1, 300), RandomScoring(random, usual ? 20'000 : random.Between(0, 9000))};
+        const JoinCall call{usual ? 5000 : random.Between(1, 9000),
+                            usual ? 1000 : random.Between(0, random.OneIn(2) ? 9000 : 40),
+                            usual ? 100'000 : random.Between(1, 300),
+                            RandomScoring(random, usual ? 20'000 : random.Between(0, random.OneIn(2) ? 30 : 9000))};
         return Joining(kernels, call);
     });
 }
