@@ -22,10 +22,10 @@ extern "C" {
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
 /// standard error that names the file. The process ends after the first read that is mapped at least a few milliseconds
-/// after the change, or at the latest in qelmm_unload_index. In rare cases, mapping a read before that crashes the
-/// process. If the file is shortened, an access to the missing part also ends the process with status 1 and such a
-/// line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for other
-/// addresses to the handler that was installed before.
+/// after the change, or at the latest in qelmm_unload_index. In rare cases, the process crashes earlier,
+/// while a read is mapped. If the file is shortened, an access to the missing part also ends the process with status 1
+/// and such a line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for
+/// other addresses to the handler that was installed before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,
@@ -77,9 +77,9 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 
 /// Makes an index file, which qelmm_load_index maps, from any reference that qelmm_load_index loads. The index of a
 /// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The index file
-/// appears as `path` only when it is complete and on the disk. It replaces an older file, which processes that have it
-/// open can still use. Until it is complete, the index file has no name, so nothing is left if the process ends, even
-/// by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
+/// appears as `path` only when it is complete and on the disk. It replaces an older file; processes that have the
+/// older file open can still use it. Until it is complete, the index file has no name, so nothing is left if the
+/// process ends, even by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
 /// qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. If sequences have the
 /// same name, a warning is printed. Returns null on success. On failure, nothing at `path` has changed, and the result
 /// is a text "ERROR: message", in which the message begins with the path of the reference or the index. The text
@@ -93,7 +93,7 @@ void qelmm_remove_unfinished_indexes(void);
 /// Checks the complete content of a file that qelmm_make_index wrote: the checksums, and that each minimizer, list and
 /// position is valid and in its place. (In such a file, qelmm_load_index checks no minimizers, lists or positions, and
 /// qelmm_align checks only the lists and positions that it uses.) Returns null for a sound file, or a text
-/// "ERROR: reason" that is valid as long as that of qelmm_make_index. Any thread.
+/// "ERROR: reason" that stays valid for as long as that of qelmm_make_index. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A section of an index file. `offset` and `length` are in bytes.
@@ -117,7 +117,8 @@ struct qelmm_index_description {
 };
 
 /// Describes a file that qelmm_make_index wrote. Reads only its first page, so damage in other places is not noticed.
-/// Returns null on success, or a text "ERROR: reason" that is valid as long as that of qelmm_make_index. Any thread.
+/// Returns null on success, or a text "ERROR: reason" that stays valid for as long as that of qelmm_make_index. Any
+/// thread.
 const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
 
 /// Sets the number of threads that load, write and check indexes, at most 1024; 0, the default, means one for each

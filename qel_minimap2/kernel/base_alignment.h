@@ -24,7 +24,7 @@
 //     that leave the band, which breaks.h lowers if necessary. Widths that are probably too narrow, according to
 //     recent calls, are skipped. Strips wider than two thirds of the shorter sequence are not tried.
 //  2. checkpointed_sweep.h: if no path found is proven optimal, the complete matrix is computed, and every 64th row is
-//     kept. The trace back computes the cells that it needs between two kept rows again, 64 by 64 at a time.
+//     kept. The traceback computes the cells that it needs between two kept rows again, 64 by 64 at a time.
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and

@@ -20,11 +20,11 @@ namespace {
 //
 // minimap2 writes direction bytes to rows of equal size, about 2 * length^2 bytes in all for two sequences of the same
 // length, and then reads the bytes along one path. This sweep keeps only a copy of the six difference lines after every
-// 64th row. Between two copies, the trace back needs few cells: from row to row, it moves back by at most one target
+// 64th row. Between two copies, the traceback needs few cells: from row to row, it moves back by at most one target
 // position, so it stays within the 64 positions that end at the one where it enters these rows. The cells of these 64
 // positions and 64 rows, the corner, are computed again from the copy. What is stored for them fits into the
 // first-level cache. The cells before the corner's lowest lane are missing, so in the corner's row n, counted from 0,
-// the n lowest lanes are wrong. The trace back does not reach them: it enters at lane 63 in row 63 or an earlier row,
+// the n lowest lanes are wrong. The traceback does not reach them: it enters at lane 63 in row 63 or an earlier row,
 // so in row n it is at lane n or higher. All the cells that it reaches have the values of the complete matrix, so
 // directions, ties and score are minimap2's.
 
@@ -156,7 +156,7 @@ private:
         Lanes::Store(lines[kU] + t, c.u);
     }
 
-    // Computes the cells for a trace back that enters the rows between two copies at target position i of
+    // Computes the cells for a traceback that enters the rows between two copies at target position i of
     // `last_row`.
     void ComputeCorner(int last_row, int i) {
         corner_number = last_row / kRows;

@@ -18,12 +18,12 @@ namespace {
 //   (1) In a cell with equal bases, a path that ends with a gap scores no more than the same path with these bases
 //       matched and the gap before them. If that gap directly follows a gap in the other sequence, both gaps become
 //       one base shorter instead. So the diagonal candidate is a best one, and it wins ties. At the end of the
-//       sequences, the trace back therefore matches equal bases.
+//       sequences, the traceback therefore matches equal bases.
 //   (2) If the first n bases are equal, a best path into any cell with i >= n and j >= n can match them, even if the
 //       path must end with a gap at the cost of a given gap piece. So these cells have the same differences and
 //       directions as the cells of the sequences without the n bases.
 //   (3) In a cell with i < n or j < n, the best path matches all bases of the sequence with the lower position, and
-//       the other bases are one gap of |i - j| bases. The trace back therefore matches bases as long as they are equal.
+//       the other bases are one gap of |i - j| bases. The traceback therefore matches bases as long as they are equal.
 //       Then the whole gap follows, because a second gap would cost more. A gap that leads from such a cell to one with
 //       i >= n and j >= n has bases of the sequence with the lower position. This gap starts at the former cell, not
 //       before it: a path to that cell that ends with such a gap scores less than the best path minus the cost of

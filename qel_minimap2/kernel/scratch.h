@@ -10,7 +10,7 @@ enum class Scratch {
     sequences,     ///< Copies of a call's sequences.
     lines,         ///< The lines of a row, or what CountBreaks compares.
     scores,        ///< The scores of a row's cells.
-    way_back,      ///< What the trace back reads: directions, stored cells, or copies of the difference lines.
+    way_back,      ///< What the traceback reads: directions, stored cells, or copies of the difference lines.
     copy_offsets,  ///< The offset of each copy of the difference lines.
     runs,          ///< The CIGAR under construction.
     chaining,

@@ -10,7 +10,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The trace back through the cells of a strip. For each cell, the strip stores the best candidate and u, which it needs
+// The traceback through the cells of a strip. For each cell, the strip stores the best candidate and u, which it needs
 // anyway for the next cells. The candidate's tag shows the direction from which the path comes. The length of a gap
 // follows from the scores of the cells along the gap, so the strip does not record which gaps are extended.
 
