@@ -54,7 +54,7 @@ def limit_file_size(size=20000):
 
 
 class AlignerTest(unittest.TestCase):
-    """Gives each test its own work folder. A failed assertEqual shows the command lines before it and their messages."""
+    """Gives each test its own work folder. A failed assertEqual shows the commands run before it and their stderr."""
 
     maxDiff = None
 

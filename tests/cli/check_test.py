@@ -149,8 +149,8 @@ class Check(AlignerTest):
         return done.returncode, done.stdout.splitlines()
 
     def run_over(self, files, save="out", *args):
-        """Writes the files, except those that map to None, and runs the aligner on a list of all. Returns the list's
-        text and the newest log file."""
+        """Writes the files, except those that map to None, and runs the aligner on a list of all of them. Returns
+        the list's text and the newest log file."""
         for name, text in files.items():
             if text is not None:
                 self.write(name, text)
@@ -301,7 +301,8 @@ class Check(AlignerTest):
                          (0, ["1 file, 1101 reads: nothing lost, 1 failed as allowed"]))
 
     def test_failed_reads_do_not_affect_the_others(self):
-        # The check reads 1024 reads ahead, and keeps 100 000 differences.
+        # Failed reads must count neither towards the 1024 reads by which the check reads ahead, nor towards the 100 000
+        # differences that it keeps.
         failed = record("", "") * 1100 + "".join(record(f"@{i}", "") for i in range(101_000))
         listed, _ = self.run_over({"a.fq": failed + record("rejected", BASES[5000:5400] + NOISE)})
         self.assertEqual(self.check("--allow-failed-reads", 102_100, "-", "out", stdin=listed),

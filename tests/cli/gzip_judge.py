@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Compares how the aligner and Python's zlib and gzip modules read generated gzip data: sound, damaged, truncated and
-with trailing bytes, as files and through pipes. Both must find the same reads and the same fault.
+"""Compares how the aligner and Python's zlib and gzip modules read generated gzip data: sound, damaged or truncated, or
+with trailing bytes. The aligner reads them from files and through pipes. It must find the same reads and the same fault
+as the modules.
 
     gzip_judge.py [N [SEED]]     generates N files [300]; the same seed gives the same files
 """
@@ -118,13 +119,13 @@ def unpack(data):
 
 
 class Stop(Exception):
-    """Ends the reading: "end" after sound text, "invalid" at a rejected record, or the corruption."""
+    """Ends the reading. The reason is "end" after sound text, "invalid" at a rejected record, or the corruption."""
 
 
 def read(text, damage):
     """Returns the reads of a text and what ended the reading: None for the end of the text, "abort" if the process must
-    end because a FASTQ or empty text has no complete record, otherwise the reason of a Stop. `damage`: the corruption
-    at the end of the text, or empty. An empty text with damage does not abort."""
+    end because a FASTQ or empty text has no complete record, otherwise the reason of the Stop. `damage`: the
+    corruption at the end of the text, or empty. The process need not end if an empty text has damage."""
     position, records, reads = 0, 0, []
 
     def peek():
@@ -187,10 +188,11 @@ def expected(path, data):
 
 
 def judge(folder, files, threads):
-    """Runs the aligner on `files`, {path: (bytes, fault, text)}, every third through a pipe. With eight or more
-    threads, it inflates files ahead. Returns how many it reads wrongly, how many must end the process, and how many
-    have a code table that zlib rejects although checksum and length prove the text correct: the aligner may read these
-    to the end."""
+    """Runs the aligner on `files`, {path: (bytes, fault, text)}, every third through a pipe. Of the files that must end
+    the process, it gets only the first five, without a pipe, each in a run of its own. With eight or more threads, the
+    aligner inflates regular files of 64 KiB or more ahead. Returns how many files it reads wrongly, how many must end
+    the process, and how many have a code table that zlib rejects although checksum and length prove the text correct:
+    the aligner may read these to the end."""
     def feed():
         for path, (data, *_) in files.items():
             if path.is_fifo():

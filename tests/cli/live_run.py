@@ -1,4 +1,4 @@
-"""Starts tavik_live and compares its output with that of the aligner alone over all files."""
+"""Starts tavik_live and compares its output with what the aligner alone writes for the same files."""
 
 import json
 import os
@@ -51,7 +51,8 @@ class LiveTest(AlignerTest):
         return [re.sub(r"^[\d: -]{20}", "", line) for line in errors.splitlines() if not line.startswith("Warning: ")]
 
     def script(self, *lines):
-        """Writes a shell script that replaces the aligner, which it can call as {aligner}. Returns its path."""
+        """Writes a shell script to run in place of the aligner. In `lines`, {aligner} stands for the aligner's
+        own path. Returns the path of the script."""
         path = self.folder / "aligner"
         path.write_text("\n".join(("#!/bin/sh", *lines, "")).replace("{aligner}", f"'{PROGRAM}'"))
         path.chmod(0o755)

@@ -21,7 +21,7 @@ from live_run import LIVE, REPORT, LiveTest, records
 class Output(LiveTest):
     def watch(self, process):
         """Reads the output while the program runs; the output must be complete for each file that files.tsv lists.
-        Returns the numbers of files seen."""
+        Returns the different numbers of listed files that were seen."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -116,7 +116,8 @@ class Interruption(LiveTest):
                     process.send_signal(signal.SIGTERM)
                     time.sleep(0.1)
                 self.assertEqual(process.wait(), status)
-                # After the first signal, the current round is completed and no other begins.
+                # After one signal, the current round is completed and no other begins. A second signal ends the
+                # program at once.
                 self.assertEqual(len(self.rows()), 5 if signals == 1 else 0)
                 if signals == 1:
                     self.assertIn("b.fastq: not aligned yet", process.stderr.read())
@@ -190,7 +191,7 @@ class Machine(LiveTest):
         self.reads.joinpath("cut.fastq").write_bytes(b"".join(records(f"c{i}_", 20) for i in range(2))[:-30])
         self.reads.joinpath("cut also.fastq").write_bytes(records("d", 20)[:-30])
         ballast = self.out / "ballast"
-        # The first round finds the files cut. The disk is full when their complete reads are aligned.
+        # The first round finds that the files are cut. The disk is full when their complete reads are aligned.
         aligner = self.script(f"test -e '{self.out}/.live/whole' && test ! -e '{self.folder}/full' && head -c 3000000 /dev/zero > '{ballast}'; "
                               # The next attempt loses its SAM files.
                               f"if test -e '{self.folder}/full' && test ! -e '{self.folder}/lost'; then touch '{self.folder}/lost'; {{aligner}} \"$@\"; rm \"$5\"/*.sam; exit; fi",

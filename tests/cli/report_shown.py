@@ -124,7 +124,7 @@ def samples_table(samples):
 
 
 def references_table(f, most):
-    """Returns a table like samples_table, ordered by descending number of reads."""
+    """Returns a table as samples_table() does, with at most `most` rows, those with the most reads first."""
     rows = []
     for name, (length, forward, reverse, aligned, identity, accuracy, depth, breadth) in f["references"].items():
         rows.append([(shown_name(name), shown_name(name)), *((value, NONE if value is None else whole(value))

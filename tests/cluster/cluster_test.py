@@ -40,8 +40,8 @@ def make_data(folder):
     aligner."""
     dice = random.Random(7)
     reference = {name: "".join(dice.choices("ACGT", k=size)) for name, size in (("one", 300_000), ("two", 100_000))}
-    # The kernel ends a process group that loses its slurmstepd while one of its processes is stopped, so the aligner,
-    # which the test stops, gets its own group.
+    # If a process group loses its slurmstepd while a process of the group is stopped, the kernel ends the group. So the
+    # aligner, which the test stops, gets a group of its own.
     (folder / "aligner").write_text('#!/bin/sh\nexec setsid tavik_aligner "$@"\n')
     (folder / "aligner").chmod(0o755)
     (folder / "reference.fasta").write_text("".join(f">{name}\n{bases}\n" for name, bases in reference.items()))
