@@ -24,7 +24,7 @@ class Table:
         subprocess.run([self.indexer, "-z", self.fasta, self.own], check=True)
 
     def print(self, runs):
-        """Prints the table. Returns whether the runs with both indexes wrote the same lines and rows."""
+        """Prints the table. Returns whether the runs with the two indexes wrote the same lines and rows."""
         mb = 1e6
         print(f"\nAn index made by tavik_index ({self.own.stat().st_size / mb:.0f} MB) compared with minimap2's prebuilt one "
               f"({self.mmi.stat().st_size / mb:.0f} MB), -t 2. Times are wall / processor seconds. Medians: all "
@@ -59,7 +59,7 @@ class Table:
         return self.scratch / f"by{index.suffix}"
 
     def same_lines(self):
-        """Returns whether the last runs with both indexes wrote the same lines and rows."""
+        """Returns whether the most recent runs with the two indexes wrote the same lines and rows."""
         mmi, own = ([sorted(file.read_bytes().splitlines()) for kind in ("*.sam", "*.txt") for file in self.saved(index).rglob(kind)]
                     for index in (self.mmi, self.own))
         return mmi == own

@@ -7,7 +7,7 @@ import subprocess
 
 def peak_memory(command, environment, scratch):
     """Returns the peak memory of a run, in MB. GNU time starts the run, because this script's memory would count
-    towards the peak of its own child."""
+    towards the peak of a run that it started itself."""
     report = scratch / "memory"
     subprocess.run(["/usr/bin/time", "-q", "-f", "%M", "-o", report, *map(str, command)], check=True,
                    env={**os.environ, **environment}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

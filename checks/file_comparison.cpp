@@ -17,10 +17,10 @@ namespace {
 using Difference = ReadBalance::Difference;
 
 // The input is read ahead of the SAM file by this many reads, not counting failed reads. The number must exceed that of
-// the reads that the aligner aligns at once, because the aligner writes reads in the order in which their alignments
-// finish. The second number exceeds the number of threads that a process can usually have, but checking short reads
-// then takes more than half as long again. It is therefore used only once the SAM file contains a read that is not
-// among those read ahead.
+// the reads that are aligned at the same time, because the aligner writes reads in the order in which their alignments
+// finish. kMostAhead exceeds the number of threads that a process can usually have, but makes checking short reads take
+// more than 1.5 times as long. It is therefore used only once the SAM file contains a read that is not among those read
+// ahead.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::uint64_t kMostAhead = 32768;
 constexpr std::size_t kFirstUses = 3;
