@@ -25,7 +25,7 @@
 //   mm_idx_cal_max_occ   index/seed_table.cpp           always: minimap2's function would find no minimizer
 //   mm_seed_mz_flt       mapping/seed_collection.cpp    if minimap2's function certainly removes nothing
 //   mm_collect_matches   mapping/seed_collection.cpp    always: minimap2's function would find no minimizer
-//   radix_sort_128x      kernel/anchor_sort.cpp         with any width, by the same version
+//   radix_sort_128x      kernel/anchor_sort.cpp         with any width, by one version for all widths
 //   mg_lchain_dp         kernel/chaining.cpp            with any width, by a version for that width
 //   mg_lchain_rmq        kernel/joining.cpp             as above
 //   abort                here                           always: minimap2's allocator calls it when memory runs out
@@ -52,7 +52,8 @@ using namespace qel_minimap2::kernel;
 
 namespace {
 
-// minimap2's chaining functions return a pointer to the anchors, and the chains and their number in two arguments.
+// minimap2's chaining functions return a pointer to the anchors and write the chains and their number through two
+// pointer arguments.
 mm128_t* Returned(const Chains& chains, int* count, std::uint64_t** list) {
     *count = chains.chain_count;
     *list = chains.chains;
@@ -166,7 +167,7 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
                                 chn_pen_skip, n, a, n_u, u, km);
 }
 
-// Calls _exit, because the destructors that exit calls would free what other threads still use.
+// Calls _exit and not exit, which would run destructors that free what other threads still use.
 void __wrap_abort() {
     constexpr std::string_view kMessage = "libqel_minimap2: out of memory while a read was aligned; the process ends\n";
     static_cast<void>(!::write(STDERR_FILENO, kMessage.data(), kMessage.size()));

@@ -18,7 +18,7 @@ public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};
     using Shares = std::array<double, kDepths.size()>;
 
-    /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of every longer
+    /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of every other
     /// sequence and, in all, at most `most_positions` plus one for each sequence. By default, the counts of the sampled
     /// positions take at most about 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);
@@ -41,7 +41,7 @@ private:
         std::int32_t* start = nullptr;
         std::int32_t* end = nullptr;
     };
-    // The counts of neighbouring sampled positions, valid until another alignment covers one of these positions.
+    // The counts for a run of sampled positions, valid until another alignment covers one of these positions.
     struct Stretch {
         std::int64_t before = 0;  // The depth of the sampled position before the stretch; 0 for the first stretch.
         std::int64_t last = 0;    // The depth of the last position in the stretch.

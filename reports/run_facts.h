@@ -11,13 +11,13 @@ namespace Reports {
 
 /// Facts from the log files about the run that wrote a summary, or about all runs whose summaries were joined.
 struct RunFacts {
-    /// The run is in progress. Then a log without an end is not a finding, and the log may count fewer reads than the
-    /// summary has rows.
+    /// Whether the run is in progress. If so, a log without an end is not a finding, and the log may count fewer reads
+    /// than the summary has rows.
     bool in_progress = false;
     std::uint64_t runs = 1;                                ///< Number of run folders.
     std::uint64_t logs = 0;                                ///< Number of log files read.
     std::string log_file;                                  ///< Path of the log file read last.
-    std::string begin;                                     ///< When the first run began, to the second.
+    std::string begin;                                     ///< When the earliest run began, to the second.
     std::string end;                                       ///< When the latest record of all runs was written.
     std::uint64_t milliseconds = 0;                        ///< Total duration of the finished runs.
     std::set<std::string> versions;                        ///< Versions of the aligner.

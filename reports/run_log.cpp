@@ -141,7 +141,7 @@ private:
         }
     }
 
-    // From the records since the latest banner or end of a run; before the first of these, from all records.
+    // Facts from the records since the latest banner or end of a run, or from all records if there has been neither.
     RunLog after_end;
     bool is_in_banner = false;
 };
