@@ -7,7 +7,7 @@ namespace Reports::PageFiles {
 
 extern const std::string_view kPage;          ///< reports/page/report.html
 extern const std::string_view kStyle;         ///< reports/page/report.css
-extern const std::string_view kScript;        ///< reports/page/*.js, in the order of CMakeLists.txt.
+extern const std::string_view kScript;        ///< reports/page/*.js, in the order of reports/CMakeLists.txt.
 extern const std::string_view kChart;         ///< Chart.js, minified.
 extern const std::string_view kChartLicence;  ///< Copyright and licence of Chart.js.
 
