@@ -28,7 +28,7 @@ public:
     /// without a SAM record, wherever they are.
     void SkipRows(std::uint64_t count);
 
-    /// Call instead of SkipRows if the number of rows is unknown.
+    /// Call instead of SkipRows if the number of rows to skip is unknown.
     void SkipUnknownRows() { gaps = true; }
 
     /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already,

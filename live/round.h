@@ -53,7 +53,8 @@ struct Outcome {
 };
 
 /// One run of the aligner, in a folder of its own. The aligner reads links with unique names instead of the files,
-/// because it names the SAM file of a listed file without the folder, so equal names in two folders would collide.
+/// because it names a SAM file after the listed file, without the folder. Files with equal names in two folders would
+/// therefore share one SAM file.
 class Round {
 public:
     /// Empties or creates the folder and makes the links and their list in it. Throws std::system_error if that fails.

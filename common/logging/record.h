@@ -9,8 +9,8 @@
 namespace Common::logging {
 
 /// One log record under construction. Construct it only for an accepted severity. The destructor passes the record to
-/// the global logger and never throws. `function` is the signature of the logging function and becomes the record's
-/// "Function" attribute; the string must outlive the record.
+/// the global logger and never throws. `function` becomes the record's "Function" attribute: the signature of the
+/// function that logs. The string must outlive the record.
 class Record {
 public:
     Record(Severity severity, const char* function) : severity(severity), function(function) {}
