@@ -58,7 +58,8 @@ private:
 
     std::vector<int> job_of;  // The job of each worker.
     std::set<int> ended;
-    std::pair<int, int> looked = {-1, -1};  // Of the worker freed most recently: whether its job failed; its index.
+    // Whether the job of the worker freed most recently failed, and this worker's index; both -1 after a submission.
+    std::pair<int, int> looked = {-1, -1};
     int next = 0, jobs;
     bool all_submitted = false;
 };

@@ -49,9 +49,9 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 
 }  // namespace
 
-// libFuzzer changes inputs without a complete header and one in sixteen of the others. Then up to seven numbers are
-// forged in each input with a complete header, and its checksums are corrected, because loading stops at a wrong
-// checksum.
+// libFuzzer's own mutator changes all inputs without a complete header, and one in sixteen of the others. Then up to
+// seven numbers are forged in each input with a complete header, and its checksums are corrected, because loading stops
+// at a wrong checksum.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);

@@ -8,7 +8,8 @@ import subprocess
 
 # This machine's release, such as "bookworm".
 RELEASE = platform.freedesktop_os_release()["VERSION_CODENAME"]
-# Gives a command its own mounts and processes, so that none of them remain, even if this process is killed.
+# Runs a command in its own mount and process namespaces, so that no mount or process remains, even if this process is
+# killed.
 ALONE = ("setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc")
 
 

@@ -328,7 +328,7 @@ class Scripts(InstallationTest):
         status, printed, errors = run(script)
         self.assertEqual((status, errors), (0, ""))
 
-        # Threads finish reads in any order, so the reads shown may be any of the reads.
+        # Threads finish reads in any order, so the example may show any of the reads.
         summary = [line.split("\t") for line in (output / "alignment_summary.txt").read_text().splitlines()]
         rows = {(name[:8], *map(str, cells)) for name, *cells in summary[1:]}
         records = [line.split("\t")[:6] for line in (output / "sample_1.sam").read_text().splitlines()]

@@ -32,7 +32,7 @@ class Package(InstallationTest):
         cls.package = Path(check("scripts/build-package", cwd=SOURCE).splitlines()[-1])
 
     def assert_aligns(self, root, *enter):
-        """Runs the package's programs except tavik_live on the package's examples. `enter`: the words to put before
+        """Runs the package's programs, except tavik_live, on the package's examples. `enter`: the words to put before
         each command if the package is installed in the system `root`; none if it is unpacked in the folder `root`."""
         examples = Path("/usr/share/doc/tavik-aligner/examples")
         programs, out = Path("/usr/bin"), "/tmp/out"

@@ -67,7 +67,7 @@ class Maker:
 
 
 def made_sets(folder):
-    """Writes the sets into the folder; yields (title, reference, read files) for each."""
+    """Writes the sets into the folder; yields (title, reference, list of read files or of one folder) for each."""
     make = Maker(folder)
     repeat = make.bases(4000)
     genome = make.bases(60000) + repeat + make.bases(30000) + make.noisy(repeat, 0.02) + make.bases(20000)

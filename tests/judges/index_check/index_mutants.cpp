@@ -184,7 +184,7 @@ std::string IndexMutants::Damage(std::string& index) {
         return DamageMapped(index);
     }
     const Tests::IndexParts parts(index);
-    // Names and header have few bytes and would otherwise hardly ever be damaged.
+    // The header and the names have few bytes and would otherwise hardly ever be damaged.
     auto at = Below(8) == 0 ? Below(parts.buckets.front().begin) : Below(index.size());
     const auto size = std::min(std::size_t{1} << Below(14), index.size() - at);
     const auto where = PartOf(parts, at);

@@ -26,16 +26,17 @@ private:
     std::mt19937 generator;
 };
 
-/// Generates lists of anchors like those of reads from repeats. A list has:
+/// Generates lists of anchors like those of reads from repeats. Next returns random mixtures of:
 /// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs;
 /// - repeats of the read against repeats of the reference, so that one reference position has several read positions;
-/// - noise;
-/// - in about every fourth list, distances that are mostly multiples of 5, which often give equal scores.
+/// - noise.
+/// In about every fourth list, the distances in runs are mostly multiples of 5, which often give equal scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
 
-    /// Returns a random number of anchors, up to about `most`, of one length, in the order of their read positions.
+    /// Returns anchors of one length, in the order of their read positions: a random number from 1 to `most`, plus up
+    /// to 899 that complete the last run or repeat.
     std::vector<mm128_t> Next(int most);
 
     /// Returns the anchors between a read that spans two copies of a repeat and a reference that has `copies` copies of
@@ -43,8 +44,7 @@ public:
     /// reference. About one in `one_in` anchors is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
-    /// Makes CompareChaining and CompareJoining call Array instead of Next. Most lists then have thousands of
-    /// anchors.
+    /// Makes CompareChaining and CompareJoining call Array instead of Next. Most lists then have thousands of anchors.
     void MakeArrays() { makes_arrays = true; }
     bool MakesArrays() const { return makes_arrays; }
 

@@ -10,8 +10,9 @@
 
 namespace Tests {
 
-/// Generates calls of base alignment, always the same for a seed. They cover related and unrelated sequences, repeats,
-/// long gaps, ambiguous bases, all combinations of flags that occur, many scorings, bands and drops.
+/// Generates calls of the function for base alignment, always the same for a seed. They cover related and unrelated
+/// sequences, repeats, long gaps, ambiguous bases, all combinations of flags that occur, many scorings, bands and
+/// drops.
 class RandomCalls : Dice {
 public:
     /// `longest`: the longest target of ordinary calls, in bases; queries may be a few hundred bases longer.
