@@ -29,7 +29,7 @@ struct AlignmentCall {
     int open2, extend2;
     int band;       ///< Only cells with |i - j| <= band are computed; negative: no limit.
     int z_drop;     ///< The alignment ends if the score drops too far (see ksw_apply_zdrop); negative: no limit.
-    int end_bonus;  ///< Added to the score of the best end of the query for the comparison with the best score.
+    int end_bonus;  ///< Added to the best score at the query's end before it is compared with the overall maximum.
     int flags;      ///< KSW_EZ_*.
     /// How many equal bases were cut off the start and the end of both sequences; see equal_ends.h. They can still be
     /// read before and after `target` and `query`.
@@ -62,7 +62,7 @@ inline int GapCost(const Scoring& s, int length) {
     return first < second ? first : second;
 }
 
-/// Returns the change of the score when the only path along the matrix's border, a gap, grows from r to r + 1 bases.
+/// Returns the change in the score when the only path along the matrix's border, a gap, grows from r to r + 1 bases.
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }

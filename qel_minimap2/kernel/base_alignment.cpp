@@ -107,7 +107,7 @@ bool IsUsual(const AlignmentCall& call) {
            call.query_length > 0 && call.target_length > 0;
 }
 
-// Returns true for a call that needs only the complete path and its score, and that places gaps left: such a call fills
+// Returns true for a call that needs only the complete path and its score, and that left-aligns gaps: such a call fills
 // the gap between two anchors.
 bool IsGapFilling(const AlignmentCall& call) {
     return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT);
