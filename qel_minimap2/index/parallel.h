@@ -5,8 +5,8 @@
 
 namespace qel_minimap2 {
 
-/// The highest number of threads that ForEach uses, including the calling thread: what SetWorkerLimit set, by default
-/// the number of cores.
+/// The highest number of threads that ForEach uses, including the calling thread: what SetWorkerLimit set, or
+/// by default the number of cores.
 unsigned WorkerLimit();
 
 /// Makes WorkerLimit return `limit`, but at most 1024, or the number of cores if `limit` is 0. Do not call while an

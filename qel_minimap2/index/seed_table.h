@@ -88,7 +88,7 @@ public:
         std::uint64_t sequences;
     };
     SeedTable(unsigned k, unsigned bucket_bits, Parts parts);
-    /// Returns the parts of a filled table, without an owner or lengths. They point into the table's memory.
+    /// Returns the parts of a filled table, without an owner or lengths. The parts point into the table's memory.
     Parts AllParts() const;
     /// Properties that follow from the length of the k-mers and the number of buckets.
     struct Shape {
@@ -98,7 +98,7 @@ public:
         std::uint64_t SizeOf(std::uint64_t groups, std::uint64_t positions) const;
 
         unsigned k, bucket_bits;
-        /// The number of lowest bits of a bucket's number that give its number within the block. The other bits are the
+        /// How many of the lowest bits of a bucket's number are its number within the block. The other bits are the
         /// block's number.
         unsigned bits_in_block;
         bool has_rests;
@@ -140,7 +140,7 @@ public:
 
     /// A look-up can miss the cache several times. Callers therefore interleave many look-ups: they call PrefetchKeys
     /// for all, then Slot, which prefetches the value, then AtSlot. PrefetchKeys is always inlined, because the
-    /// compiler drops calls of functions that only prefetch.
+    /// compiler drops calls to functions that only prefetch.
     inline __attribute__((always_inline)) void PrefetchKeys(std::uint64_t minimizer) const {
         const auto& stretch = stretches[minimizer & bucket_mask];
         if (stretch.IsHashed()) {

@@ -25,13 +25,13 @@ public:
     /// The size in bytes when the file was opened.
     std::uint64_t Size() const { return size; }
     /// Reads `count` bytes from `offset` on; `offset + count` is at most Size(). Throws std::runtime_error if the file
-    /// has become shorter than that, or with the system's reason. Any thread.
+    /// has become shorter than that or, with the system's reason, if it cannot be read. Any thread.
     virtual void Read(std::uint64_t offset, std::size_t count, void* target) const;
     /// Returns the first `count` bytes, or the complete content of a shorter file. Throws what Read throws.
     std::string Start(std::size_t count) const;
 
-    /// Asks the system to load `count` bytes from `offset` on in the background. The system may ignore what exceeds
-    /// half a megabyte. Any thread.
+    /// Asks the system to load `count` bytes, beginning at `offset`, in the background. The system may ignore what
+    /// exceeds half a megabyte. Any thread.
     void Prefetch(std::uint64_t offset, std::size_t count) const;
 
 private:

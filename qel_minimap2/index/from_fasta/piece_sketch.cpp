@@ -8,8 +8,8 @@ namespace qel_minimap2 {
 // minimap2 sketches a sequence from its first base to its last. What it does at a base depends only on that base and on
 // the w + k bases before it: on the k-mers of the window that ends there, and on whether one of these bases is
 // ambiguous. (The window's minimum is always the last of its lowest k-mers, whatever the minimum was before.) A sketch
-// that starts w + k bases before a piece is therefore correct from the piece's first base on. A k-mer that was not
-// chosen before it leaves the window is never chosen, so the sketch ends w bases after the piece. An even k does not
+// that starts w + k bases before a piece is therefore correct from the piece's first base on. A k-mer that leaves the
+// window without having been chosen is never chosen, so the sketch ends w bases after the piece. An even k does not
 // allow this: a k-mer that equals its reverse complement takes no place in the window, so a run of such k-mers makes
 // the window reach back any distance. With an odd k, no k-mer equals its reverse complement.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {

@@ -62,7 +62,7 @@ public:
     PieceSketcher(const IndexHeader& header, const EntryFormat& format, const Reference& reference)
         : header(header), format(format), reference(reference) {}
 
-    /// Returns those minimizers of the complete sequences whose last bases have offsets from `begin` up to, not
+    /// Of the minimizers of the complete sequences, returns those whose last bases have offsets from `begin` up to, not
     /// including, `end`. Throws std::bad_alloc.
     SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
 

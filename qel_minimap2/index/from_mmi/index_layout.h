@@ -15,9 +15,9 @@ inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
 
-/// Where a bucket lies in the file. A bucket consists of a number of positions (4 bytes), these positions (8 bytes
-/// each; they are those of the minimizers that occur more than once), the number of its minimizers (4 bytes), and for
-/// each minimizer a key and a value (8 bytes each). Nothing in the file is aligned.
+/// Where a bucket lies in the file. A bucket consists of the number of its positions (4 bytes), these positions (8
+/// bytes each; they are those of the minimizers that occur more than once), the number of its minimizers (4 bytes), and
+/// for each minimizer a key and a value (8 bytes each). Nothing in the file is aligned.
 struct StoredBucket {
     std::uint64_t offset;
     std::uint32_t position_count, key_count;

@@ -50,7 +50,7 @@ struct Section {
     std::uint64_t offset, length, checksum;
 };
 
-/// The first page of the file. All versions have the members up to `checksum`, which covers this page in all of them.
+/// The first page of the file. In every version, it begins with the members up to `checksum`, which covers the page.
 struct FileHeader {
     std::array<char, 8> magic;
     std::uint32_t byte_order, version;

@@ -121,7 +121,7 @@ void IndexWriter::End(const SeedTable& filled) {
     WriteSection(*blocks, BytesOf(stored_blocks.data(), stored_blocks.size()), *file);
     WriteSection(occurrences, BytesOf(parts.counts.data(), parts.counts.size()), *file);
     header.checksum = ChecksumOf(header);
-    filled.RequireUnchanged();  // Otherwise correct checksums could hide bytes that another program wrote.
+    filled.RequireUnchanged();  // Without this check, correct checksums could hide bytes that another program wrote.
     file->Write(0, &header, sizeof header);
 }
 

@@ -66,7 +66,7 @@ public:
 
     const MappedLayout& Layout() const { return layout; }
     // A look takes almost a hundredth of the time that aligning a short read takes. Looks are therefore limited to one
-    // for each tick of a coarse clock, whose time costs little to get.
+    // for each tick of a coarse clock, which is cheap to read.
     void RequireUnchanged() const override {
         constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
         timespec time{};
@@ -88,8 +88,8 @@ private:
     bool IsKnown(const std::optional<MappedFile::State>& now) const {
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
-    // Compares the content with its checksums, because the file's time can change without the content: by touch(1),
-    // or when the file system rounds the time afterwards.
+    // Compares the content with its checksums, because the file's time can change while the content stays the same:
+    // through touch(1), or when the file system rounds the time afterwards.
     void CheckAgain() const {
         const auto now = file.Now();
         if (IsKnown(now)) {

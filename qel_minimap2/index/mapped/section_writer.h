@@ -22,7 +22,7 @@ public:
     /// what NewFile::Write throws, and std::bad_alloc.
     void Write(std::uint64_t begin, std::span<const unsigned char> bytes, std::uint64_t end);
     /// Writes the last piece if it is incomplete, with zeros up to the end of its last page, and returns the section's
-    /// checksum. Call after all calls of Write.
+    /// checksum. Call after all calls to Write.
     std::uint64_t Finish();
 
 private:
