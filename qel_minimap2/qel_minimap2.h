@@ -13,19 +13,20 @@ extern "C" {
 #endif
 
 /// Loads a reference. The first bytes of the file show which of three kinds it is. An index that qelmm_make_index wrote
-/// is mapped into memory, which all processes that use it share. A prebuilt minimap2 index is read. A FASTA or FASTQ
-/// file, plain or gzip, is indexed on all cores (see qelmm_set_threads), always as one part. An empty reference becomes
-/// an index of 0 sequences. If sequences have the same name, a warning is printed. On failure, prints one line on
-/// standard error that names the file and the reason, and returns null: for example for a folder, an unreadable or
-/// damaged file, an index that has several parts or lacks its sequences, or a sequence without a name. Any thread.
+/// is mapped into memory, and all processes that map the file share that memory. A prebuilt minimap2 index is read. A
+/// FASTA or FASTQ file, plain or gzip, is indexed on all cores (see qelmm_set_threads), always as one part. An empty
+/// reference becomes an index of 0 sequences. If sequences have the same name, a warning is printed. On failure, for
+/// example for a folder, an unreadable or damaged file, an index that has several parts or lacks its sequences, or a
+/// sequence without a name, prints one line on standard error that names the file and the reason, and returns null. Any
+/// thread.
 ///
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
 /// standard error that names the file. The process ends after the first read that is mapped at least a few milliseconds
-/// after the change, or at the latest in qelmm_unload_index. In rare cases, the process crashes earlier,
-/// while a read is mapped. If the file is shortened, an access to the missing part also ends the process with status 1
-/// and such a line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for
-/// other addresses to the handler that was installed before.
+/// after the change, or at the latest in qelmm_unload_index. In rare cases, the process crashes earlier, while a read
+/// is mapped. If the file is shortened, an access to the missing part also ends the process with status 1 and such a
+/// line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for other
+/// addresses to the handler that was installed before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,

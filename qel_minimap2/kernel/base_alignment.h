@@ -21,10 +21,10 @@
 // chooses one of four methods:
 //  1. certified_band.h: a call that fills the gap between two anchors (KSW_EZ_APPROX_MAX, no band limit) is tried in
 //     strips of 32, 64, 96, 128, 192 and 256 lanes. The score found is compared with an upper bound for all paths
-//     that leave the band, which breaks.h lowers if necessary. Widths that are probably too narrow, according to
-//     recent calls, are skipped. Strips wider than two thirds of the shorter sequence are not tried.
+//     that leave the band. If necessary, breaks.h lowers this bound. Widths that are probably too narrow, according
+//     to recent calls, are skipped. Strips wider than two thirds of the shorter sequence are not tried.
 //  2. checkpointed_sweep.h: if no path found is proven optimal, the complete matrix is computed, and every 64th row is
-//     kept. The traceback computes the cells that it needs between two kept rows again, 64 by 64 at a time.
+//     kept. The traceback recomputes the cells that it needs between two kept rows, 64 by 64 at a time.
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and

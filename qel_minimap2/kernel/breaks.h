@@ -11,8 +11,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// A break is a stretch of the query that the target has on none of a range of diagonals. In each break, a path within
-// this range has a mismatch, a deletion between two bases of the break, or an insertion of some of these bases.
+// A break is a stretch of the query that differs from the target on every diagonal of a range. In each break, a path
+// within this range has a mismatch, a deletion between two bases of the break, or an insertion of some of these bases.
 
 inline constexpr int kBreakRange = 192;  // Diagonals.
 inline constexpr int kShortestBreak = 4;

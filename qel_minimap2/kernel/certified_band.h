@@ -35,10 +35,10 @@ namespace {
 //       query that the target does not have there cost each such path further gaps or mismatches. For paths that
 //       leave this range, U is the bound for a band with the diagonals of the range.
 //   (3) If P > U, every optimal path lies in the band. So do all optimal paths into each cell of an optimal path:
-//       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the trace
-//       back, a candidate that is optimal in the complete matrix therefore has its true value in the band, and any
-//       other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell, ties
-//       included, is minimap2's. The same holds for the length of a gap: each cell where a gap of an optimal path
+//       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the
+//       traceback, a candidate that is optimal in the complete matrix therefore has its true value in the band, and
+//       any other candidate is below the maximum in the matrix and in the band. So the direction chosen at each cell,
+//       ties included, is minimap2's. The same holds for the length of a gap: each cell where a gap of an optimal path
 //       may start is on an optimal path, so it has its true value. The value of any other cell is too low for the gap
 //       to start there.
 // The code therefore traces back to the first cell, gives up if the path leaves the band, sums P and compares it with

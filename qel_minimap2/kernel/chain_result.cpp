@@ -7,10 +7,10 @@
 
 #include "qel_minimap2/kernel/anchor_sort.h"
 
-// minimap2 traces chains back in descending order of their scores. Each trace ends at an anchor of a chain traced
-// before or at the start that gives the chain the best score. minimap2 traces everything twice, the first time to count
-// the chains. Here each chain is traced once, and results overwrite lists that are no longer needed: a read from a
-// tandem repeat has millions of anchors, whose lists take most of the memory of a run.
+// minimap2 traces chains back in descending order of their scores. Each trace goes back to the start that gives the
+// chain its highest score, and includes no anchor that was traced earlier. minimap2 traces everything twice, the first
+// time to count the chains. Here each chain is traced once, and results overwrite lists that are no longer needed: a
+// read from a tandem repeat has millions of anchors, whose lists take most of the memory of a run.
 namespace qel_minimap2::kernel {
 
 namespace {

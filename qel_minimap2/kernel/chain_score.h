@@ -12,8 +12,8 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// Returns the length that all anchors share, or -1 if the anchors differ in length or segment, are not sorted by x, or
-/// are too many.
+/// Returns the length that all anchors share, or -1 if the anchors differ in length or segment or are not sorted by x,
+/// or if there are too many.
 inline int CommonLength(const Chains& chains) {
     constexpr std::uint64_t kAlike = 255ULL << 32U | MM_SEED_SEG_MASK;
     const auto* const anchors = chains.anchors;
@@ -32,7 +32,7 @@ struct BestBefore {
     std::int32_t previous = -1;
     int skipped = 0;            // Rises with each skipped candidate, and falls with each better one, but not below 0.
     int below = 0;              // The start of the register below the one looked at most recently.
-    unsigned marked_below = 0;  // Its candidates that are predecessors of candidates of that one.
+    unsigned marked_below = 0;  // The lanes from `below` on that are predecessors of candidates in the register above.
 };
 
 /// The distances of an anchor from a register of candidates: on the reference, on the read, and between the diagonals.
@@ -93,10 +93,10 @@ protected:
 
     /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
     /// other search uses. Returns whether the search ends early. A search tries registers in descending order. It may
-    /// then try one more candidate, for which only the score and the predecessor of `best` are used.
+    /// then try one more candidate; from then on, only `score` and `previous` of `best` are used.
     ///
-    /// A candidate's predecessor lies before it. All marks of a register are therefore known before its first candidate
-    /// is tried, and all skipped candidates between two better ones can be counted at once.
+    /// A candidate's predecessor has a lower index, so it is tried later. All marks of a register are therefore known
+    /// before its first candidate is tried, and all skipped candidates between two better ones can be counted at once.
     TAVIK_INLINE bool LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
         const Register before = Ints::Load(previous + base);
         const unsigned near_marks = NearMarks(base, valid, before);
@@ -139,8 +139,8 @@ protected:
                  *marks = nullptr;
 
 private:
-    // Returns one bit for each predecessor of a valid lane that lies in the register from `base` on or in the one
-    // below. Bit 0 is the lowest lane of the register below.
+    // Returns one bit for each lane of the register from `base` on and of the one below: whether it is the predecessor
+    // of a valid lane. Bit 0 is the lowest lane of the register below.
     static TAVIK_INLINE unsigned NearMarks(int base, unsigned valid, Register before) {
         alignas(32) static constexpr std::int32_t kLaneBits[] = {1, 2, 4, 8, 16, 32, 64, 128};
         const Register lane_bits = Ints::Load(kLaneBits);

@@ -7,9 +7,9 @@
 namespace qel_minimap2::kernel {
 
 /// The anchors to chain, in minimap2's format and sorted by x: x has the strand, sequence and reference position, and y
-/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces the anchors by its result
-/// in minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits) and its
-/// number of anchors (lower 32 bits).
+/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces the anchors with its
+/// result in minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits)
+/// and its number of anchors (lower 32 bits).
 struct Chains {
     void* pool;  ///< The kalloc pool of both lists; null for malloc.
     std::int64_t count;
@@ -35,8 +35,8 @@ struct ChainCall {
     ChainScoring scoring;
 };
 
-/// The arguments of minimap2's mg_lchain_rmq, which tries as predecessors of each anchor the anchor in reach with the
-/// lowest penalty and the near anchors.
+/// The arguments of minimap2's mg_lchain_rmq, which tries two kinds of predecessors for each anchor: the anchor in
+/// reach with the lowest penalty, and the near anchors.
 struct JoinCall {
     /// Anchors up to `distance` bases away on the reference, or up to the band if it is larger, are in reach. Anchors
     /// up to `near_distance` bases away on the reference are near. Near anchors are tried only if `near_distance` is

@@ -9,12 +9,13 @@
 #include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 processes the anchors in the order of their reference positions. It stores the anchors in reach in two trees
-// ordered by read position. A search in the wide tree finds an anchor of a range with the lowest penalty (a cost that
-// grows with the distance, minus the score). The narrow tree has the near anchors and is used to walk back over them.
-// Here all anchors are known in advance and are first ranked by read position. Each tree can then be replaced by a list
-// with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are
-// never joined, and neither are anchors on opposite sides of a part of the reference without anchors that is wider than
-// the reach. The code cuts the anchors at these places into sections, and joins each section separately.
+// ordered by read position. A search in the wide tree finds an anchor with the lowest penalty in a range. The penalty
+// is a cost that grows with the distance, minus the score. The narrow tree has the near anchors and is used to walk
+// back over them. Here all anchors are known in advance and are first ranked by read position. Each tree can then be
+// replaced by a list with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different
+// sequences or strands are never joined, and neither are anchors on opposite sides of a part of the reference without
+// anchors that is wider than the reach. The code cuts the anchors at these places into sections, and joins each section
+// separately.
 //
 // A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
 // would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
@@ -25,9 +26,9 @@
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
-// because a near anchor is usually better. The code therefore tries each of these anchors. If they are too many or lead
-// to different predecessors, as in homopolymers, it builds the tree that minimap2 has at this point, and uses that tree
-// for the rest of the section.
+// because a near anchor is usually better. The code therefore tries each of these anchors. If there are too many of
+// them, or if they lead to different predecessors, as in homopolymers, it builds the tree that minimap2 has at this
+// point, and uses that tree for the rest of the section.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -357,7 +358,7 @@ private:
     // The window starts at anchor `window`. `rank_of` is indexed by an anchor's number minus `window`. The other lists
     // of a window, including those of the base class, are indexed by rank.
     int window = 0, window_size = 0;
-    int walk = 0;  // The number of the last walk back.
+    int walk = 0;  // The number of the most recent walk (see WalkBack).
     Penalties penalties;
     ReachTree tree;
     std::uint64_t* order = nullptr;

@@ -50,8 +50,8 @@ struct Lanes {
     static TAVIK_INLINE Register Or(Register a, Register b) { return TAVIK_SIMD_BITS(or_si)(a, b); }
     static TAVIK_INLINE Register And(Register a, Register b) { return TAVIK_SIMD_BITS(and_si)(a, b); }
     static TAVIK_INLINE Register Xor(Register a, Register b) { return TAVIK_SIMD_BITS(xor_si)(a, b); }
-    /// Returns the entries of `table` at `places`, which are from 0 to 15. Every 16 lanes of the table must have the
-    /// same 16 entries.
+    /// Returns the entries of `table` at `places`, and 0 where a place is negative. Places must not exceed 15. Every 16
+    /// lanes of the table must have the same 16 entries.
     static TAVIK_INLINE Register LookUp(Register table, Register places) {
         return TAVIK_SIMD(shuffle_epi8)(table, places);
     }

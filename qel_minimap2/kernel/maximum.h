@@ -35,10 +35,11 @@ struct Cell {
     int target, query;
 };
 
-/// Returns the cell where the path of a call ends, or positions of -1 for no path. After a drop, this is the cell with
-/// the best score. Otherwise, it is the last cell or, for an extension, the best end of the query (the cell with the
-/// highest score among those of the last query base) if the score of that end plus `end_bonus` is above the best score,
-/// else the cell with the best score. Sets the result's `reach_end` if the path ends at the best end of the query.
+/// Returns the cell where the path of a call ends, or positions of -1 for no path. Without a drop, a call that is not
+/// an extension ends at the last cell, and an extension ends at the best end of the query (the cell with the highest
+/// score among those of the last query base) if the score of that end plus `end_bonus` is above the best score. In all
+/// other cases, the path ends at the cell with the best score. Sets the result's `reach_end` if the path ends at the
+/// best end of the query.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
         return {call.target_length - 1, call.query_length - 1};
@@ -50,7 +51,7 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     return {result.max_t, result.max_q};
 }
 
-/// Adds up the differences of each row to scores of 32 bits, and derives the maximum, the best end of the query and the
+/// Adds the differences of each row to scores of 32 bits, and derives the maximum, the best end of the query and the
 /// drop from these scores. The best end of the target is not computed, because no caller reads it.
 ///
 /// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. It prefers

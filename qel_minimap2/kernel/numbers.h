@@ -68,12 +68,14 @@ struct Ints {
         return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(a)));
 #endif
     }
-    /// Returns, in each lane, a 1 shifted left by the lane of `a`; 0 if that is negative. `a` must be below 2 * kWidth.
+    /// Returns, in each lane, a 1 shifted left by the number in that lane of `a`; 0 if the number is negative. The
+    /// numbers must be below 2 * kWidth.
     static TAVIK_INLINE Register OneShiftedLeft(Register a) {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_sllv_epi32(All(1), a);
 #else
-        // Only the lowest byte counts: the others look up the 1 for a 0. For bytes of -1, the instruction returns 0.
+        // Only the lowest byte of each lane is kept: the other bytes of a number that is not negative are 0, for which
+        // the table has a 1. For bytes of -1, the instruction returns 0.
         const Register table = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
         return Lanes::And(Lanes::LookUp(table, Max(a, All(-1))), All(255));
 #endif

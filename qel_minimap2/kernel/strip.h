@@ -23,12 +23,12 @@ namespace {
 //     y2    y2 + open2 + extend2 0
 //     u     u + open + extend    that of an insertion
 //
-// So a saturating subtraction replaces a gap by a newly opened one if that is better. The sum of a gap line and a score
-// line is a candidate for the cell's score, relative to the cell before it on its diagonal: kScale times the score,
-// plus the candidate's tag, plus a constant that is the same for all candidates. Of a line of the second gap piece,
-// `second_piece` is subtracted first, which corrects the constant and the tag. If the difference saturates at 0, the
-// first piece's line is at least as high and its candidate has the same tag. The maximum of the candidates has the best
-// score and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
+// So a saturating subtraction replaces a gap with a newly opened one if that is better. The sum of a gap line and a
+// score line is a candidate for the cell's score, relative to the cell before it on its diagonal: kScale times the
+// score, plus the candidate's tag, plus a constant that is the same for all candidates. From a line of the second gap
+// piece, `second_piece` is subtracted first, which corrects the constant and the tag. If the difference saturates at 0,
+// the first piece's line is at least as high and its candidate has the same tag. The maximum of the candidates has the
+// best score and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -129,9 +129,9 @@ enum class Shift { none, up, down };
 /// Computes a register of cells and returns their best candidates. `s` has the candidates for substitutions. Before the
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
-/// A row depends on the row before, so in narrow strips, the longest chain of operations matters besides their number.
-/// The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2 and u by `down`): these
-/// are used last, and the lines that the next row of a band shifts are computed first.
+/// A row depends on the row before, so in narrow strips, the longest chain of dependent operations matters as well as
+/// the number of operations. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y,
+/// y2 and u by `down`): these are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -165,7 +165,7 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     return best;
 }
 
-/// Opens two gaps and sets a score line to the value of the border in one lane. `others` comes from AllLanesBut. A
+/// In one lane, opens two gaps and sets the score line to the value of the border. `others` comes from AllLanesBut. A
 /// newly opened gap has the number 0.
 TAVIK_INLINE void EnterGap(Register others, Register border, Register& gap, Register& gap2, Register& score) {
     gap = Lanes::And(gap, others);

@@ -69,7 +69,7 @@ MallocedText Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& 
     MallocedText records;
     std::size_t size = 0;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
-        // Allocates room for the bases and a usual rest at once, because minimap2 would enlarge a small text several
+        // Allocates room for the bases and the usual rest at once, because minimap2 would enlarge a small text several
         // times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
         kstring_t record{0, room, RequireMemory(static_cast<char*>(std::malloc(room)))};

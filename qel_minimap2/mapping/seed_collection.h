@@ -15,7 +15,7 @@ struct SeedCall {
     int read_length;
     int most_occurrences;  ///< A minimizer that occurs more often in the index is normally not used as a seed.
     /// In stretches of the read without seeds, the rarest minimizers are still used, about one for every `distance`
-    /// bases, unless they occur more often than this.
+    /// bases, unless they occur more than this many times.
     int most_occurrences_of_any;
     int distance;
 };
