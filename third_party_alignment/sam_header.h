@@ -30,8 +30,8 @@ public:
     SamHeader(const SamHeader&) = delete;
     SamHeader& operator=(const SamHeader&) = delete;
 
-    /// True if this header is the same whether it is read alone or together with any record that does not begin with
-    /// "@". Otherwise, for example if it cannot be read, it must be read together with each record.
+    /// True if reading this header alone gives the same result as reading it together with any record that does not
+    /// begin with "@". Otherwise, for example if it cannot be read, it must be read together with each record.
     bool StandsAlone() const { return stands_alone; }
     /// The text given to the constructor.
     const std::string& Text() const { return kept; }
