@@ -34,8 +34,8 @@ extern "C" {
 mm_idx_t* qelmm_load_index(const char* path);
 
 /// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. Call it once
-/// per index and pass the result to each qelmm_align. Returns 0, which qelmm_align treats as unknown, for a null index
-/// or if memory is short. Any thread.
+/// per index and pass the result to each call of qelmm_align. Returns 0, which qelmm_align treats as unknown, for a
+/// null index or if memory is short. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
@@ -78,13 +78,14 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 
 /// Makes an index file, which qelmm_load_index maps, from any reference that qelmm_load_index loads. The index of a
 /// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The index file
-/// appears as `path` only when it is complete and on the disk. It replaces an older file; processes that have the
-/// older file open can still use it. Until it is complete, the index file has no name, so nothing is left if the
-/// process ends, even by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
+/// appears as `path` only when it is complete and on the disk. It replaces an older file; processes that have the older
+/// file open can still use it. Until it is complete, the index file has no name, so nothing is left if the process
+/// ends, even by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
 /// qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. If sequences have the
 /// same name, a warning is printed. Returns null on success. On failure, nothing at `path` has changed, and the result
-/// is a text "ERROR: message", in which the message begins with the path of the reference or the index. The text
-/// belongs to this library and is valid until the next failure of a function in the same thread. Any thread.
+/// is a text "ERROR: message", in which the message begins with the path of the reference or the index (unless one of
+/// the two paths is null). The text belongs to this library and is valid until the next failure of a function in the
+/// same thread. Any thread.
 const char* qelmm_make_index(const char* reference, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_make_index that have not ended. A signal handler that ends the

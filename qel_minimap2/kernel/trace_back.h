@@ -33,7 +33,7 @@ inline bool IsDeletion(int from) {
 }
 
 /// The CIGAR of a path under construction, last operation first. It is in scratch memory, because the caller's CIGAR
-/// and its capacity must stay unchanged if the path turns out not to be proven optimal.
+/// and its capacity must stay unchanged if the path cannot be proven optimal.
 class PathRuns {
 public:
     explicit PathRuns(const AlignmentCall& call) : call(call) {}
@@ -58,7 +58,7 @@ public:
         return CountEqualBases<-1>(call.target + i + 1, call.query + j + 1, Smaller(i, j) + 1);
     }
 
-    /// Adds the operation that precedes those added so far in the alignment. A length of 0 adds none.
+    /// Adds the operation that, in the alignment, precedes those added so far. A length of 0 adds none.
     TAVIK_INLINE void Add(std::uint32_t operation, int length) {
         if (length == 0) {
             return;
