@@ -1,4 +1,4 @@
-"""Generates a genome with human-like repeats, and reads from it or from a real sequence, for benchmarks/make-data.
+"""Generates a human-like genome, and simulated reads of it or of a real sequence; for benchmarks/make-data.
 Needs numpy."""
 
 import numpy
@@ -120,7 +120,7 @@ class Reads:
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """Returns a read from anywhere, or one whose leftmost base lies between `begin` and `end` of a sequence."""
+        """Returns a read from anywhere, or one from a stretch of a sequence that starts between `begin` and `end`."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence
@@ -162,7 +162,7 @@ def write_reads(folder, sequences, satellites, bases):
 
 
 def write_made(folder, size, read_bases):
-    """Writes a generated genome and reads from it."""
+    """Writes a generated genome and simulated reads of it."""
     genome = Genome("human-like", size)
     genome.write(folder / "reference.fasta")
     satellites = [(number, *satellite) for number, satellite in enumerate(genome.satellites)]
@@ -170,7 +170,7 @@ def write_made(folder, size, read_bases):
 
 
 def write_real(folder, fasta, read_bases):
-    """Writes a real sequence, given as FASTA text, and reads from it."""
+    """Writes a real sequence, given as FASTA text, and simulated reads of it."""
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "reference.fasta").write_bytes(fasta)
     letters = b"".join(fasta.upper().split(b"\n")[1:])

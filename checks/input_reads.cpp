@@ -87,7 +87,7 @@ bool InputReads::NextFastq() {
 }
 
 std::string_view InputReads::Name() const {
-    // An identifier ends at a blank, but the aligner's summary cuts it at any white space.
+    // An identifier ends at a space, but the aligner's summary cuts it at any white space.
     const auto end = title.find_first_of(" \t\n\v\f\r", 1);
     return std::string_view(title).substr(1, end == std::string::npos ? end : end - 1);
 }

@@ -66,7 +66,7 @@ public:
         bool is_only = true;  // Whether no other rank of the range has the same penalty.
     };
 
-    /// Returns the minimum of the ranks from `first` to `last`, both included.
+    /// Returns the lowest penalty among the ranks from `first` to `last`, both included.
     Minimum Least(int first, int last) const {
         // At each level, complete sets of 32 entries are read as minima from the next list. Only the entries before and
         // after these sets are read from the list of this level.
@@ -153,7 +153,7 @@ private:
         return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
     }
 
-    // Returns the index of `value`, which the range has, or -1 if the range has it more than once.
+    // Returns the index of `value`, which must occur in the range, or -1 if it occurs more than once.
     TAVIK_INLINE int OnlyPlace(const Range& range, double value) const {
         const double* const list = lists[range.level];
         int at = -1;

@@ -4,7 +4,8 @@
 
 namespace qel_minimap2 {
 
-/// The options for indexing references and mapping reads: those of "minimap2 -a -x map-ont".
+/// The options for indexing references and mapping reads: those of "minimap2 -a -x map-ont", except that threads keep
+/// less memory.
 struct Options {
     Options() {
         mm_set_opt(nullptr, &indexing, &mapping);
