@@ -22,8 +22,8 @@ public:
     /// `words`: the packed bases of all sequences.
     virtual void Begin(const IndexHeader& header, const std::vector<ReferenceSequence>& sequences,
                        const std::uint32_t* words) = 0;
-    /// Returns the memory of a block that has been taken and is no longer needed, so that another block can use this
-    /// memory, or returns empty memory. Any thread.
+    /// Returns memory that a block no longer needs, for use by another block. Returns empty memory if there is none.
+    /// Any thread.
     virtual Pages SpareMemory() = 0;
     /// Takes a filled block. `memory` holds `content`, or is empty if `content` stays valid until End returns. Any
     /// thread may call this function, and the blocks may come in any order.

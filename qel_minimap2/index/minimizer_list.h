@@ -24,8 +24,7 @@ public:
     /// minimizer, x has its hash and span, and y the number of the sequence, the 0-based position of the last base, and
     /// the strand. Throws std::bad_alloc.
     void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
-        // At most two minimizers end at a base, so minimap2, which does not notice a lack of memory, never grows the
-        // list.
+        // At most two minimizers end at a base, so minimap2 never grows the list. It would not notice a lack of memory.
         Reserve(2 * bases.size());
         list.n = 0;
         mm_sketch(nullptr, bases.data(), static_cast<int>(bases.size()), static_cast<int>(header.window),

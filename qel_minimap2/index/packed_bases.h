@@ -10,12 +10,12 @@
 namespace qel_minimap2 {
 
 /// Unpacks the bases from `begin` up to, not including, `end` (0-based; none if `end` is not above `begin`). `words`
-/// are packed as PackedBases describes. Each base becomes a byte from 0 to 4, even if its code is above 4, because the
-/// words of a mapped file may change. Any thread.
+/// are packed as PackedBases describes. Each base becomes a byte from 0 to 4. A code above 4, as in a mapped file that
+/// has changed, becomes 4. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
 /// Returns 0 if all packed codes are at most 4, the highest code of a base, and another number otherwise. minimap2
-/// indexes its scoring matrix with the codes, so a higher one would make it read outside the matrix.
+/// indexes its scoring matrix with the codes, so a higher code would make it read outside the matrix.
 constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
     return (codes & 0x8888888888888888U) | ((codes >> 2U) & (codes | codes >> 1U) & 0x1111111111111111U);
 }

@@ -14,9 +14,9 @@ unsigned WorkerLimit();
 void SetWorkerLimit(unsigned limit);
 
 /// Calls `work(item, worker)` for each item from 0 to `items` - 1 on several threads, and returns when all calls have
-/// ended. Items begin in ascending order. `worker`, below WorkerLimit(), is the number of the thread. The calling
-/// thread works too; if the system refuses to start others, or memory runs out, those already started do all the work.
-/// After a call throws, the threads stop taking items, and ForEach throws the first exception.
+/// ended. Calls begin in ascending order of the items. `worker`, below WorkerLimit(), is the number of the thread. The
+/// calling thread works too. If no more threads can be started, those already running do all the work. After a call
+/// throws, the threads take no more items, and ForEach throws the first exception.
 void ForEach(std::size_t items, const std::function<void(std::size_t item, unsigned worker)>& work);
 
 }  // namespace qel_minimap2

@@ -20,11 +20,11 @@ namespace {
 
 constexpr unsigned kMostBlockBits = 8;
 constexpr unsigned kLeastBitsInBlock = 6;
-// If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies the stretches,
-// except those of an index with more bucket bits than this. With this number of bits, the copy takes a megabyte.
+// If a stretch in foreign memory changed, look-ups could leave that memory. The table therefore copies the stretches.
+// With more bucket bits than this, the copy would take more than a megabyte, so none is made.
 constexpr unsigned kMostCopiedBits = 17;
-// Minimizers are hashes, so long runs of full groups are rare: with 69 million minimizers of random bases, the longest
-// run has 49 groups. Only input made to slow down look-ups has a run longer than this limit.
+// Minimizers are hashes, so long runs of full groups are rare. Only input made to slow down look-ups has a run longer
+// than this limit; random bases have runs of up to 50 groups.
 constexpr unsigned kMostFullGroups = 256;
 constexpr std::size_t kMostRare = 255;
 
@@ -91,8 +91,8 @@ void SeedTable::SetArrays(Block& block, const BlockMemory& memory) const {
     block.positions = block.values + slots;
 }
 
-// Returns the slots of a group that have the key and rest in `key_bits`, one bit each. The lowest bit of a stored key
-// is ignored.
+// Returns one bit for each slot of a group: whether the slot has the key and rest in `key_bits`. The lowest bit of a
+// stored key is ignored.
 inline __attribute__((always_inline)) unsigned SeedTable::SlotsWith(const Block& block, std::uint64_t group,
                                                                     std::uint64_t key_bits) {
     const auto* const keys = reinterpret_cast<const __m128i*>(block.keys + group * kGroupSlots);

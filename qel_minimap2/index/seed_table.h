@@ -25,9 +25,9 @@ public:
     virtual void RequireUnchanged() const = 0;
 };
 
-/// Where each minimizer of an index occurs, in flat arrays. minimap2's hash tables, one for each bucket, need more
-/// memory and miss the cache three to five times per look-up. Here, a look-up of a minimizer that the index does not
-/// have costs little more than one cache miss. Most minimizers of a noisy read are not in the index.
+/// Where each minimizer of an index occurs, in flat arrays. minimap2's hash tables need more memory and miss the cache
+/// three to five times per look-up. Most minimizers of a noisy read are not in the index. Here, looking up such a
+/// minimizer costs little more than one cache miss.
 ///
 /// The lowest bits of a minimizer choose its bucket. The next 30 bits are in its key, and those above are its rest.
 /// With minimap2's number of buckets, only k-mers of more than 22 bases have a rest.
@@ -46,8 +46,8 @@ public:
 /// minimizer is where its list begins in the positions (upper 32 bits) and the length of the list (lower 32). Each
 /// bucket has a stretch of groups. A key is in the group that its hash chooses or, if that group is full, in the next
 /// group of the stretch that has room. A search therefore ends at a group with a free slot. If a run of full groups
-/// would be too long, the bucket is sorted instead, and a look-up is a binary search. So even a file with many keys for
-/// the same group cannot slow down look-ups.
+/// would be too long, the bucket is sorted instead, and a look-up is a binary search. So many keys for the same group
+/// cannot slow down look-ups.
 ///
 /// Each block of buckets has its own memory with the four arrays from keys to positions. Different threads may fill
 /// different blocks at the same time. When all blocks are filled, any thread may look up minimizers.
@@ -75,10 +75,10 @@ public:
         const unsigned char* data;
         std::uint64_t groups, positions;
     };
-    /// The content of a filled table, for a new table that uses the same memory with the same `k` and `bucket_bits`.
-    /// The new table holds `owner`, which keeps that memory alive, and never writes to the memory. If `owner` is null,
-    /// the memory must outlive the table. `counts` are in ascending order of occurrences. Stretches must lie within
-    /// their blocks. Whatever the keys, values and positions are, a look-up stays within the memory.
+    /// The content of a filled table, for a new table with the same `k` and `bucket_bits`. The new table uses the same
+    /// memory, but never writes to it. `owner` keeps the memory alive; if it is null, the memory must outlive the new
+    /// table. `counts` are in ascending order of occurrences. Stretches must lie within their blocks. Whatever the
+    /// keys, values and positions are, a look-up stays within the memory.
     struct Parts {
         std::shared_ptr<const ForeignMemory> owner;
         const Stretch* stretches;
@@ -134,8 +134,8 @@ public:
     struct Entry {
         std::uint64_t key, value;
     };
-    /// Fills an empty bucket. `entries` must not exceed the number of minimizers that MakeRoom received for it.
-    /// Returns false if two entries have the same minimizer.
+    /// Fills an empty bucket. `entries` must not exceed the number of minimizers that MakeRoom received for this
+    /// bucket. Returns false if two entries have the same minimizer.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// A look-up can miss the cache several times. Callers therefore interleave many look-ups: they call PrefetchKeys

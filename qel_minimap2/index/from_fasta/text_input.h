@@ -14,12 +14,12 @@ namespace qel_minimap2 {
 /// does not mistake a damaged start of a later member for the end of the text. Not thread-safe.
 class TextInput : private Common::GzipSource {
 public:
-    /// Throws std::runtime_error with the system's reason.
+    /// Throws std::runtime_error if the file cannot be opened or read.
     explicit TextInput(const std::string& path);
 
-    /// Reads up to `size` bytes and returns their number, which is smaller only at the end of the text. Throws
-    /// std::runtime_error if the file cannot be read or has become shorter since it was opened, and if gzip data are
-    /// damaged, truncated, or followed by bytes other than zeros.
+    /// Reads `size` bytes, or fewer at the end of the text, and returns their number. Throws std::runtime_error if the
+    /// file cannot be read or has become shorter, or if its gzip data are damaged, truncated or followed by non-zero
+    /// bytes.
     int Read(void* buffer, int size);
 
 private:

@@ -20,11 +20,10 @@ namespace {
 // A thread usually reads this many bytes at once: more than most buckets have, but few enough for a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
-// Copies the packed bases to `words`, on several threads. Returns offsets of bases in long runs of A, one for every few
-// hundred bases of a run. An A is stored as zero, so an index file ends in such a run if the file is an incomplete copy
-// whose full size was allocated at the start. Real genomes have hardly any such runs.
+// Copies the packed bases to `words`, on several threads. Returns the offset of each section of 256 bases that are all
+// A. An A is stored as zero, so an incomplete copy of an index may end in such sections. Real genomes have hardly any
+// such section.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
-    // A run twice as long as a section contains a complete section, wherever the run begins.
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
     std::vector<std::vector<std::uint64_t>> zeros((layout.BaseWords() + kItemWords - 1) / kItemWords);
     ForEach(zeros.size(), [&](std::size_t item, unsigned) {
@@ -59,7 +58,7 @@ std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* w
 // Reads a block of buckets into a table and checks every count, position and key that minimap2 uses unchecked.
 class BlockReader {
 public:
-    // `worker`: see ForEach. `window` is used by this thread only.
+    // `worker`: see ForEach. No other thread may use `window`.
     BlockReader(const IndexLayout& layout, FileWindow& window, MinimizerSample& sample, SeedTable& table,
                 unsigned worker)
         : layout(layout), window(window), sample(sample), table(table), worker(worker) {}
@@ -80,8 +79,8 @@ public:
     }
 
 private:
-    // The file has the bucket's minimizers as SeedTable::Entry describes them, except that a list's start counts from
-    // the first position of the bucket.
+    // The file has each minimizer as a SeedTable::Entry, but the start of its list counts from the bucket's first
+    // position.
     void ReadBucket(std::uint64_t bucket, std::uint64_t block_end) {
         const auto& stored = layout.Bucket(bucket);
         const auto* const bytes = window.At(stored.Positions(), stored.End() - stored.Positions(), block_end);
@@ -125,8 +124,8 @@ private:
         sample.Add(minimizer, position, worker);
     }
 
-    // minimap2 does not check that each position belongs to one minimizer, but if many minimizers claim the same few
-    // positions, aligning one read can take minutes.
+    // No position may belong to two minimizers: if many minimizers claim the same few positions, aligning one read can
+    // take minutes.
     void TakeList(std::uint64_t minimizer, std::uint64_t begin, std::uint64_t count) {
         if (count == 0 || begin + count > is_taken.size()) {
             throw DamagedIndex("an empty list of positions, or one outside its bucket");

@@ -18,7 +18,7 @@ constexpr std::size_t kMagicSize = 4;
 constexpr std::size_t kChunk = 4096;
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 24U;
 
-// Takes values, which are not aligned, from the file in order.
+// Takes unaligned values from the file in order.
 class Cursor {
 public:
     explicit Cursor(const StoredFile& file) : file(file), window(file, kChunk), size(file.Size()) {}

@@ -15,9 +15,12 @@ inline std::runtime_error DamagedIndex(const char* what) {
     return std::runtime_error(std::string("the minimap2 index is damaged: ") + what);
 }
 
-/// Where a bucket lies in the file. A bucket consists of the number of its positions (4 bytes), these positions (8
-/// bytes each; they are those of the minimizers that occur more than once), the number of its minimizers (4 bytes), and
-/// for each minimizer a key and a value (8 bytes each). Nothing in the file is aligned.
+/// Where a bucket lies in the file. Nothing in the file is aligned. A bucket consists of
+///
+/// - the number of its positions (4 bytes);
+/// - the positions of the minimizers that occur more than once (8 bytes each);
+/// - the number of its minimizers (4 bytes);
+/// - for each minimizer, a key and a value (8 bytes each).
 struct StoredBucket {
     std::uint64_t offset;
     std::uint32_t position_count, key_count;
@@ -27,14 +30,13 @@ struct StoredBucket {
     std::uint64_t End() const { return Entries() + std::uint64_t{key_count} * 16; }
 };
 
-/// Where the header, the names and lengths, the buckets and the packed bases of a prebuilt index (version 2 of its
-/// format) lie in its file. Describes the file as it was when the constructor read it. The file must outlive this
-/// object. Any thread.
+/// Where the parts of a prebuilt index (version 2 of its format) lie in its file, as the constructor found them. The
+/// file must outlive this object. Any thread.
 class IndexLayout {
 public:
-    /// Checks the header, the names and lengths, the sizes of the buckets, and that the bases end at the file's last
-    /// byte. Throws std::runtime_error if one of these checks fails, the index has several parts (see minimap2's option
-    /// -I) or lacks its bases, or the file cannot be read. Throws std::bad_alloc too.
+    /// Checks the header, the names and lengths, the sizes of the buckets, and that the file ends after the bases.
+    /// Throws std::runtime_error if a check fails, if the index has several parts or lacks its bases, or if the file
+    /// cannot be read. Throws std::bad_alloc too.
     explicit IndexLayout(const StoredFile& file);
 
     const StoredFile& File() const { return file; }

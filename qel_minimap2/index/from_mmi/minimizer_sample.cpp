@@ -13,10 +13,9 @@ namespace {
 
 constexpr const char* kDifferent = "its minimizers do not match its sequences";
 
-// minimap2 stores the k-mers of the current window in a ring. Each base adds an entry; with homopolymer compression,
-// each run of equal bases does. K-mers that equal their reverse complement add none. Returns, for each entry that
-// `bases` add, the 0-based position of its last base in `bases`, except for entries whose k-mers may begin before
-// `bases`.
+// minimap2 stores the k-mers of the current window in a ring. Each base adds an entry. With homopolymer compression,
+// each run of equal bases adds one. A k-mer that equals its reverse complement adds none. Returns, for each entry, the
+// 0-based position of its last base in `bases`. Leaves out entries whose k-mers may begin before `bases`.
 std::vector<std::uint32_t> EndsOfRingEntries(const std::string& bases, const IndexHeader& header) {
     const std::uint64_t mask = (std::uint64_t{1} << 2 * header.k) - 1;
     std::uint64_t forward = 0, reverse = 0;
@@ -82,8 +81,8 @@ void MinimizerSample::MakePieces() {
     }
 }
 
-// Returns the part of a piece whose minimizers do not depend on bases outside `bases`, so that those computed from
-// `bases` must equal those of the complete sequence. `bases` begin at `begin` in the sequence.
+// Returns the part of a piece whose minimizers do not depend on bases outside `bases`. `begin` is the 0-based position
+// in the sequence at which `bases` begin.
 MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const std::string& bases,
                                                     std::uint32_t begin) const {
     const auto& header = layout.Header();

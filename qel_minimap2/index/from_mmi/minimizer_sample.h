@@ -8,16 +8,15 @@
 
 namespace qel_minimap2 {
 
-/// Checks that a prebuilt index was built from the sequences stored in it. Without this check, an index with a wrong
-/// window, k-mer size, homopolymer flag, length or base could be loaded and would map badly, because its structure
-/// does not show the fault. About one in a hundred sections of 2048 bases is chosen, but at least 128 sections (or all,
-/// if there are fewer), among them the first and the last one. The minimizers in the chosen sections are computed again
-/// and must equal those of the index. Damage in other sections may go unnoticed, because the format has no checksum.
+/// Checks that a prebuilt index was built from the sequences stored in it. A wrong window, k-mer size, homopolymer
+/// flag, length or base does not show in the structure of an index, but makes reads map badly. The check computes the
+/// minimizers in chosen sections of 2048 bases again and compares them with those of the index. One section in a
+/// hundred is chosen, but at least 128 sections, or all if there are fewer. Damage in other sections may go unnoticed.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:
-    /// offsets of bases whose sections are chosen too; offsets that could more than double the number of chosen
-    /// sections are ignored.
+    /// offsets of bases whose sections are chosen too. The number of suspects used is limited to the number of sections
+    /// chosen without them.
     MinimizerSample(const IndexLayout& layout, const std::uint32_t* bases, const std::vector<std::uint64_t>& suspects);
 
     /// Records one minimizer of the index. `position` is in minimap2's format: number of the sequence, 0-based position
@@ -29,8 +28,7 @@ public:
         }
     }
 
-    /// Call once, after all minimizers are recorded. Throws std::runtime_error if they differ from the minimizers
-    /// computed from the pieces.
+    /// Call once, after all minimizers are recorded. Throws std::runtime_error if they do not match the sequences.
     void Check();
 
 private:
@@ -46,8 +44,7 @@ private:
     static constexpr std::uint64_t kSectionBases = 2048;
     static constexpr std::uint64_t kLeastSections = 128;
     static constexpr std::uint64_t kSectionsPerChosen = 100;
-    // In bases. Limits the memory of a thread, which holds a piece's minimizers twice: those of the index and the
-    // computed ones.
+    // In bases. Limits the memory of a thread.
     static constexpr std::uint64_t kLongestPiece = 16384;
 
     void ChooseSections(const std::vector<std::uint64_t>& suspects);

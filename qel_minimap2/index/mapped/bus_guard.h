@@ -8,8 +8,8 @@ namespace qel_minimap2 {
 struct GuardedRange;
 
 /// Ends the process with status 1 and a line on standard error if an access to the guarded bytes of a mapped file
-/// fails because the file became shorter, its disk failed, or another machine replaced the file on a network file
-/// system. Without a guard, SIGBUS would end the process without a message.
+/// fails. This happens if the file becomes shorter, its disk fails, or another machine replaces the file on a network
+/// file system. Without a guard, SIGBUS would end the process without a message.
 ///
 /// The first guard of the process installs a SIGBUS handler, which passes signals for other addresses on to the
 /// previous handler.

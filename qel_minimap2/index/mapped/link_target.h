@@ -8,8 +8,8 @@
 namespace qel_minimap2 {
 
 /// Follows the symbolic link `path` and all further links, and returns the final path, whether or not a file exists
-/// there. If `path` is not a link, returns it unchanged. If a link cannot be read or there are too many links, `error`
-/// receives the system's reason, and the path reached so far is returned.
+/// there. If `path` is not a link, returns it unchanged. If a link cannot be read, or if there are too many links, sets
+/// `error` and returns the path reached so far.
 inline std::string LinkTarget(const std::string& path, std::error_code& error) {
     constexpr int kMostLinks = 40;  // Linux has the same limit.
     std::filesystem::path target = path;

@@ -20,8 +20,8 @@ public:
     explicit MappedFile(const std::string& path);
 
     std::span<const unsigned char> Bytes() const { return {memory.get(), memory ? memory.get_deleter().size : 0}; }
-    /// Announces to the system whether the bytes will be read in order, from the first to the last. If so, reading them
-    /// from a disk is three times as fast; otherwise (the default), frequently used pages stay in memory.
+    /// Tells the system whether the bytes will be read in order, from the first to the last. If so, the system reads
+    /// them faster from a disk. If not, which is the default, it keeps frequently used pages in memory.
     void ExpectReadingInOrder(bool in_order) const;
 
     /// The properties of a file that change when a program writes to it.
@@ -31,7 +31,7 @@ public:
         bool operator==(const State&) const = default;
     };
     const State& Opened() const { return opened; }
-    /// The state now, or nothing if the system cannot determine it. Takes less than a microsecond on a local disk.
+    /// The state now, or nothing if the system cannot determine it.
     std::optional<State> Now() const;
     /// See Common::FileIdentity. Empty if the system cannot determine it.
     std::string Identity() const;

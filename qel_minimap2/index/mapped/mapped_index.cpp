@@ -53,7 +53,7 @@ MappedLayout CheckedLayout(const MappedFile& file, bool was_checked) {
     return layout;
 }
 
-// A file in use whose content matched its checksums when it was opened, or earlier in another process.
+// A mapped file whose content matched its checksums when it was opened, or earlier in another process.
 class CheckedFile : public ForeignMemory {
 public:
     explicit CheckedFile(const std::string& path)

@@ -12,9 +12,12 @@ namespace qel_minimap2 {
 bool HasMappedMagic(const std::string& path);
 
 /// Maps an index that IndexWriter wrote. Compares all bytes with their checksums in parallel, unless the environment
-/// variable Common::kCheckedIndex identifies the file as already checked. Throws std::runtime_error if the file cannot
-/// be read, or the index is damaged, has a name that FaultOfSequenceName refuses, or was made for another byte order, a
-/// later version of the format or another version of minimap2. Throws std::bad_alloc too.
+/// variable Common::kCheckedIndex identifies the file as already checked. Throws std::bad_alloc, and throws
+/// std::runtime_error if the file cannot be read, or if the index
+///
+/// - is damaged;
+/// - has a name that FaultOfSequenceName refuses;
+/// - was made for another byte order, a later version of the format or another version of minimap2.
 IndexPointer MapIndex(const std::string& path);
 
 /// Returns the header of an index that IndexWriter wrote. Checks the header as MapIndex does, and throws the same

@@ -170,8 +170,8 @@ void NewFile::CreateHidden() {
     }
 }
 
-// Returns a name that may already be in use, because another process on this file system, in a container or on another
-// machine, may have the same process number.
+// Returns a name that may already be in use: a process in a container or on another machine may have the same process
+// number.
 std::string NewFile::NextHiddenName() const {
     static std::atomic<unsigned> number = 0;
     return folder + "/" + kHiddenStart + std::to_string(::getpid()) + "." + std::to_string(number++);
@@ -231,7 +231,7 @@ void NewFile::Publish() {
     if (::fsync(descriptor) != 0) {
         FailForErrno();
     }
-    if (hidden.empty()) {
+    if (hidden.empty()) {  // An unnamed file gets a hidden name first, because only a rename replaces a file.
         const auto link = "/proc/self/fd/" + std::to_string(descriptor);
         auto name = NextHiddenName();
         while (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {

@@ -9,10 +9,12 @@
 
 namespace qel_minimap2 {
 
-/// A file that appears under its name only when it is complete. Until then it has no name, so nothing is left if the
-/// process ends, for whatever reason. With Naming::hidden, on a file system without unnamed files, or without /proc,
-/// it is a hidden file in the same folder until then. If a process is killed, the next NewFile in that folder removes
-/// the hidden file, unless the file system has no locks.
+/// A file that appears under its name only when it is complete. Until then, it is
+///
+/// - usually a file without a name, of which nothing is left when the process ends;
+/// - a hidden file in the same folder if the file system has no unnamed files, /proc is missing, or Naming::hidden asks
+///   for it. If the process is killed, the next NewFile in that folder removes the hidden file, unless the file system
+///   has no locks.
 ///
 /// A separate thread sends written data to the disk, because the system call for this blocks while the disk is busy.
 class NewFile {
@@ -20,10 +22,9 @@ public:
     /// Whether the file has no name until it is published, or a hidden name from the beginning.
     enum class Naming { late, hidden };
 
-    /// `path`: the name that Publish gives the file; if it is a symbolic link, the link stays and the file that it
-    /// leads to is replaced. `size`: the least number of bytes that will be written; they are reserved on the disk if
-    /// the file system supports this. `naming`: where files cannot be unnamed, `late` means `hidden`. Throws
-    /// std::runtime_error with the reason.
+    /// `path`: the name that Publish gives the file. If it is a symbolic link, the link stays, and its target is
+    /// replaced. `size`: the least number of bytes that will be written. They are reserved on the disk if the file
+    /// system supports this. Throws std::runtime_error with the reason.
     NewFile(const std::string& path, std::uint64_t size, Naming naming = Naming::late);
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -32,9 +33,8 @@ public:
 
     /// Writes at any offset. Throws std::runtime_error with the system's reason. Any thread.
     void Write(std::uint64_t offset, const void* data, std::size_t size) const;
-    /// Waits until all data are on the disk, then names the file, which replaces an older one of that name. An unnamed
-    /// file gets a hidden name first, because only a rename replaces a file. Throws std::runtime_error with the
-    /// system's reason; the older file is then unchanged.
+    /// Waits until all data are on the disk, then gives the file its name and so replaces any older file of that name.
+    /// On failure, throws std::runtime_error with the system's reason and leaves the older file unchanged.
     void Publish();
 
     /// Removes the hidden files of all NewFiles in this process. Signal handlers that end the process may call it.
