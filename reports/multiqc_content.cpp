@@ -1,11 +1,14 @@
 #include "reports/multiqc_content.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include <nlohmann/json.hpp>
 
 #include "reports/findings.h"
 #include "reports/page_data.h"
+#include "reports/shown_text.h"
 
 namespace Reports {
 
@@ -32,6 +35,15 @@ Json RunCounts(const Sample& sample) {
             {"failed_reads", run.failed_reads.count},  {"other_errors", run.errors.count},
             {"warnings", run.warnings.count},          {"unknown_runs", UnknownRuns(run)},
             {"row_difference", RowDifference(sample)}};
+}
+
+// Names whose middle or invalid bytes are replaced may be equal, but MultiQC shows one sample for each name.
+std::vector<std::string> NamesFor(const std::vector<Sample>& samples) {
+    std::vector<std::string> names;
+    std::transform(samples.begin(), samples.end(), std::back_inserter(names),
+                   [](const Sample& sample) { return ForPage(sample.name, kLongestName); });
+    NumberEqual(names);
+    return names;
 }
 
 std::string Text(const Json& json) {
@@ -74,6 +86,8 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
                "Difference between the reads in the log files and the rows of the summary", "{:,.0f}", "Reds", bad),
     };
     Json data = Json::object();
+    const auto names = NamesFor(samples);
+    auto name = names.begin();
     for (const auto& sample : samples) {
         Json row = {{"reads", sample.reads}, {"n50", sample.lengths.N50()}, {"aligned_bases", sample.aligned_bases}};
         if (sample.reads > 0) {
@@ -89,7 +103,7 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
             }
         }
         row.update(RunCounts(sample));
-        data[ForPage(sample.name, kLongestName)] = std::move(row);
+        data[*name++] = std::move(row);
     }
     return Text(
         {{"id", "tavik_alignment"}, {"plot_type", "generalstats"}, {"pconfig", columns}, {"data", std::move(data)}});
@@ -97,9 +111,10 @@ std::string MultiqcGeneralStatistics(const std::vector<Sample>& samples) {
 
 std::string MultiqcReadsPlot(const std::vector<Sample>& samples) {
     Json data = Json::object();
+    const auto names = NamesFor(samples);
+    auto name = names.begin();
     for (const auto& sample : samples) {
-        data[ForPage(sample.name, kLongestName)] = {
-            {"Aligned", sample.Aligned()}, {"Unmapped", sample.unmapped}, {"Rejected", sample.rejected}};
+        data[*name++] = {{"Aligned", sample.Aligned()}, {"Unmapped", sample.unmapped}, {"Rejected", sample.rejected}};
     }
     return Text(
         {{"id", "tavik_alignment_reads"},

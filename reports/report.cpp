@@ -136,12 +136,7 @@ std::vector<std::string> SampleNames(const std::vector<std::string>& paths) {
             }
         }
     }
-    std::multiset<std::string> met;
-    for (auto& name : names) {
-        met.insert(name);
-        const auto times = met.count(name);
-        name += times > 1 ? " (" + std::to_string(times) + ")" : "";
-    }
+    NumberEqual(names);
     return names;
 }
 

@@ -134,9 +134,11 @@ private:
     // `line`: a line of the banner after the first one.
     void TakeOption(std::string_view line) {
         for (const auto option : kOptions) {
-            if (line.starts_with(option)) {
-                run.options.emplace_back(option.substr(0, option.size() - 1),
-                                         WithoutBlanks(line.substr(option.size())));
+            const auto name = option.substr(0, option.size() - 1);
+            const bool is_known = std::any_of(run.options.begin(), run.options.end(),
+                                              [name](const auto& known) { return known.first == name; });
+            if (line.starts_with(option) && !is_known) {
+                run.options.emplace_back(name, WithoutBlanks(line.substr(option.size())));
             }
         }
     }

@@ -24,7 +24,7 @@ struct RunLog {
     std::string version;                                       ///< Version of the aligner.
     std::string begin;                                         ///< When the run began, to the second.
     std::string end;                                           ///< When the last record was written, to the second.
-    std::vector<std::pair<std::string, std::string>> options;  ///< Name and value, as the log file writes them.
+    std::vector<std::pair<std::string, std::string>> options;  ///< Name and first value, as the log file has them.
     bool is_finished = false;                                  ///< The run finished.
     std::uint64_t milliseconds = 0;                            ///< Duration of a finished run.
     std::string current_file;                                  ///< The input file that was begun but not finished.

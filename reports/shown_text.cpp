@@ -1,6 +1,8 @@
 #include "reports/shown_text.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
 
 namespace Reports {
 
@@ -27,6 +29,20 @@ std::string ShownMessage(std::string_view text) {
 
 std::string Counted(std::uint64_t count, std::string_view noun) {
     return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+void NumberEqual(std::vector<std::string>& names) {
+    std::set<std::string> taken(names.begin(), names.end());
+    std::map<std::string, std::uint64_t> times;
+    for (auto& name : names) {
+        if (auto& number = times[name]; ++number > 1) {
+            const auto numbered = [&] { return name + " (" + std::to_string(number) + ")"; };
+            while (!taken.insert(numbered()).second) {
+                ++number;
+            }
+            name = numbered();
+        }
+    }
 }
 
 std::string Duration(std::uint64_t milliseconds) {

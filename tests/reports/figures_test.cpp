@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include "reports/multiqc_content.h"
 #include "reports/page_data.h"
 #include "reports/report.h"
 #include "reports/shown_text.h"
@@ -11,6 +13,21 @@ TEST(SampleNames, UseAsMuchOfThePathAsMakesThemUnique) {
                                             "/c/lambda" + file,   "/c/my.rows.txt",     "/c/../c/lambda" + file};
     EXPECT_EQ(Reports::SampleNames(paths), (std::vector<std::string>{"a/run1/out", "b/run1/out", "run2/out", "c/lambda",
                                                                      "my.rows", "c/lambda (2)"}));
+    EXPECT_EQ(Reports::SampleNames({"/x.txt", "/x.txt", "/x (2).txt", "/x.txt"}),
+              (std::vector<std::string>{"x", "x (3)", "x (2)", "x (4)"}));
+}
+
+// Names differ only in bytes that are not UTF-8, or only in the part of a long name that is left out.
+TEST(MultiqcContent, HasARowForEverySample) {
+    const std::string longest(250, 'a');
+    std::vector<Reports::Sample> samples;
+    for (const auto& name :
+         {std::string(longest).replace(150, 1, "b"), longest, std::string("b\xfe"), std::string("b\xff")}) {
+        samples.emplace_back(name, Reports::ReferenceLengths(), Reports::Detail());
+    }
+    for (const auto& file : {Reports::MultiqcGeneralStatistics(samples), Reports::MultiqcReadsPlot(samples)}) {
+        EXPECT_EQ(nlohmann::json::parse(file)["data"].size(), samples.size());
+    }
 }
 
 TEST(ForPage, IsValidUtf8AndShort) {
