@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -17,10 +18,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<std::string> Lines(std::istream& stream) {
+// `name` is for the error. Standard input is shared with C's stdin, so that only stdin knows of a failed read.
+std::vector<std::string> Lines(std::istream& stream, const std::string& name) {
     std::vector<std::string> lines;
+    errno = 0;
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
+    }
+    if (stream.bad() || (&stream == &std::cin && std::ferror(stdin) != 0)) {
+        throw std::system_error(errno, std::generic_category(), name);
     }
     return lines;
 }
@@ -46,7 +52,7 @@ std::vector<std::string> Walk(const fs::path& folder) {
 
 InputList FindInput(const std::string& input, bool recursive) {
     if (input == "-") {
-        return {"", Lines(std::cin)};
+        return {"", Lines(std::cin, "standard input")};
     }
     std::error_code unknown;
     if (fs::is_directory(input, unknown)) {
@@ -57,7 +63,7 @@ InputList FindInput(const std::string& input, bool recursive) {
     if (!stream) {
         throw std::system_error(errno, std::generic_category(), input);
     }
-    return {"", Lines(stream)};
+    return {"", Lines(stream, input)};
 }
 
 std::string SamName(const std::string& file, const std::string& input_path) {

@@ -12,8 +12,8 @@ struct InputList {
 };
 
 /// Finds the read files as the aligner does. `input` is a folder, a file with one path per line, or "-" for such lines
-/// on standard input; an empty line counts as a path. Throws std::system_error "<path>: <reason>" if a folder or the
-/// file with the list cannot be read.
+/// on standard input; an empty line counts as a path. Throws std::system_error "<path>: <reason>" if a folder or
+/// the list cannot be read to its end.
 InputList FindInput(const std::string& input, bool recursive);
 
 /// The path of the SAM file of `file`, relative to the save folder. `input_path`: the run's option of this name, which

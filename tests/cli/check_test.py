@@ -365,10 +365,15 @@ class Check(AlignerTest):
         for args, reason in (((), "an input and a save folder are needed"),
                              (("list", "out", "more"), "too many positional options have been specified on the command line"),
                              (("--allow-failed-reads", -1, "list", "out"), "--allow-failed-reads must not be negative"),
-                             (("no list", "out"), "no list: No such file or directory")):
+                             (("no list", "out"), "no list: No such file or directory"),
+                             (("/proc/self/mem", "out"), "/proc/self/mem: Input/output error")):
             with self.subTest(args):
                 self.assertEqual(self.check(*args), (2, []))
                 self.assertEqual(self.stderr.split("\n")[0], f"tavik_check: {reason}")
+        folder = os.open(self.folder, os.O_RDONLY)
+        done = subprocess.run([CHECK, "-", "out"], stdin=folder, capture_output=True, cwd=self.folder, text=True)
+        os.close(folder)
+        self.assertEqual((done.returncode, done.stderr), (2, "tavik_check: standard input: Is a directory\n"))
         with open("/dev/full", "w") as full:
             done = subprocess.run([CHECK, "-", "out"], stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE,
                                   cwd=self.folder, text=True)
