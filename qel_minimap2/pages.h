@@ -10,9 +10,8 @@
 namespace qel_minimap2 {
 
 /// Zeroed memory in complete pages, which come directly from the system and return to it. An allocator would keep the
-/// gigabytes that an index frees. Huge pages are not requested: with the index of a reference of 400 Mb in a virtual
-/// machine, they made mapping about 4 % faster, but loading took twice as long, because the machine needed up to 6 ms
-/// to provide each one.
+/// gigabytes that an index frees. Huge pages are not requested: in a virtual machine, they made mapping slightly faster
+/// but loading take twice as long.
 class Pages {
 public:
     Pages() = default;
@@ -35,8 +34,7 @@ public:
         ::madvise(Data(), Size(), MADV_POPULATE_WRITE);  // If an old kernel refuses this, only time is lost.
     }
 
-    /// Returns the complete pages from byte `begin` up to, not including, `end` to the system; they are zero
-    /// afterwards. Any thread.
+    /// Gives the complete pages within bytes [begin, end) back to the system; they are zero afterwards. Any thread.
     void Release(std::size_t begin, std::size_t end) const {
         static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
         begin = (begin + page - 1) / page * page;

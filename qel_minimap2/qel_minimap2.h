@@ -6,27 +6,32 @@
 #include <minimap.h>
 
 // The interface of libqel_minimap2, which maps reads with minimap2 and its preset for noisy long reads ("map-ont"). The
-// functions are C functions, so that C programs can call them and other programs can look them up by name. A library
-// that replaces this one must have the first four functions. No function throws an exception.
+// functions are C functions, so that C programs can call them and other programs can look them up by name. No function
+// throws an exception.
+//
+// A library that replaces this one must have the first four functions and may lack the others. A program that works
+// with such a library declares the others weak and calls them only if their addresses are not null.
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/// Loads a reference. The first bytes of the file show which of three kinds it is. An index that qelmm_make_index wrote
-/// is mapped into memory, and all processes that map the file share that memory. A prebuilt minimap2 index is read. A
-/// FASTA or FASTQ file, plain or gzip, is indexed on all cores (see qelmm_set_threads), always as one part. An empty
-/// reference becomes an index of 0 sequences. If sequences have the same name, a warning is printed. On failure, for
-/// example for a folder, an unreadable or damaged file, an index that has several parts or lacks its sequences, or a
-/// sequence without a name, prints one line on standard error that names the file and the reason, and returns null. Any
-/// thread.
+/// Loads a reference. The first bytes of the file show which of three kinds it is:
+/// - An index that qelmm_make_index wrote is mapped into memory, and all processes that map the file share that memory.
+/// - A prebuilt minimap2 index is read.
+/// - A FASTA or FASTQ file, plain or gzip, is indexed on all cores (see qelmm_set_threads), always as one part.
+///
+/// An empty reference becomes an index of 0 sequences. If sequences have the same name, a warning is printed. On
+/// failure, prints one line on standard error that names the file and the reason, and returns null. Loading also fails
+/// if an index has several parts or lacks its sequences, or if a sequence has no name. Any thread.
 ///
 /// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
 /// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
-/// standard error that names the file. The process ends after the first read that is mapped at least a few milliseconds
-/// after the change, or at the latest in qelmm_unload_index. In rare cases, the process crashes earlier, while a read
-/// is mapped. If the file is shortened, an access to the missing part also ends the process with status 1 and such a
-/// line. For this purpose, the library handles SIGBUS from the first mapped index on, and passes signals for other
-/// addresses to the handler that was installed before.
+/// standard error that names the file. It ends after the first read that is mapped at least a few milliseconds after
+/// the change, or at the latest in qelmm_unload_index. In rare cases, it crashes earlier, while a read is mapped.
+///
+/// If a mapped file is shortened, an access to the missing part also ends the process with status 1 and such a line.
+/// For this purpose, the library handles SIGBUS from the first mapped index on. It passes signals for other addresses
+/// to the handler that was installed before.
 ///
 /// The index has a table of this library instead of minimap2's hash tables. Pass the index only to the functions of
 /// this header, because minimap2's functions find no minimizers in it. Only `n_seq` and, in the entries of `seq`,
@@ -39,22 +44,24 @@ mm_idx_t* qelmm_load_index(const char* path);
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
-/// read that does not map has one unmapped record. The text is newly allocated: release it with free. On failure,
-/// returns a text that begins with "ERROR:". That text belongs to this library, must not be freed, and is valid until
-/// the next failure of a function in the same thread. If minimap2 itself runs out of memory, the process ends with
-/// status 1 and one line on standard error. A record has the part of the read's name before the first white space. If
-/// that part is empty or begins with "@", the call fails, because SAM readers would reject the record. `occ_threshold`:
-/// the result of qelmm_cache_idx_occ_thres; if it is 0 or less, this function determines the number itself. Only
-/// `l_seq`, `name` and `seq` of `read` are read, and nothing is written to them. Any number of threads may call this
-/// function at once, with one index or several.
+/// read that does not map has one unmapped record. A record has the part of the read's name before the first white
+/// space. The text is newly allocated: release it with free.
+///
+/// On failure, returns a text that begins with "ERROR:". That text belongs to this library, must not be freed, and is
+/// valid until the next failure of a function in the same thread. The call also fails if the part of the name in the
+/// record would be empty or begin with "@", because SAM readers would reject the record. If minimap2 itself runs out of
+/// memory, the process ends with status 1 and one line on standard error.
+///
+/// `occ_threshold`: the result of qelmm_cache_idx_occ_thres; if it is 0 or less, this function determines the number
+/// itself. Of `read`, only `l_seq`, `name` and `seq` are used, and nothing is written to them. Any number of threads
+/// may call this function at once, with one index or several.
 char* qelmm_align(const mm_idx_t* index, int32_t occ_threshold, mm_bseq1_t read);
 
 /// Frees an index that qelmm_load_index returned; null is ignored. No thread may be using the index.
 void qelmm_unload_index(mm_idx_t* index);
 
 /// Returns the version of the minimap2 package that was linked, such as "2.24+dfsg-3+b1", or "unknown". The text is
-/// static and for messages only. A library that replaces this one may lack this function: declare it weak and call it
-/// only if its address is not null.
+/// static and for messages only.
 const char* qelmm_minimap2_version(void);
 
 /// How often functions of this library ran instead of minimap2's, in all reads finished so far.
@@ -71,21 +78,23 @@ struct qelmm_own_call_counts {
 };
 
 /// Returns the counts of all reads finished so far. With QEL_KERNEL=library in the environment, all except
-/// `seed_collections` are 0. A library that replaces this one may lack this function too. Any thread.
+/// `seed_collections` are 0. Any thread.
 struct qelmm_own_call_counts qelmm_own_calls(void);
 
-// The functions below are for programs that make indexes. A library that replaces this one may lack them.
+// The functions below are for programs that make indexes.
 
 /// Makes an index file, which qelmm_load_index maps, from any reference that qelmm_load_index loads. The index of a
-/// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. The index file
-/// appears as `path` only when it is complete and on the disk. It replaces an older file; processes that have the older
-/// file open can still use it. Until it is complete, the index file has no name, so nothing is left if the process
-/// ends, even by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead (see
-/// qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left. If sequences have the
-/// same name, a warning is printed. Returns null on success. On failure, nothing at `path` has changed, and the result
-/// is a text "ERROR: message", in which the message begins with the path of the reference or the index (unless one of
-/// the two paths is null). The text belongs to this library and is valid until the next failure of a function in the
-/// same thread. Any thread.
+/// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. If sequences
+/// have the same name, a warning is printed.
+///
+/// The index file appears as `path` only when it is complete and on the disk. It replaces an older file; processes that
+/// have the older file open can still use it. Until it is complete, the index file has no name, so nothing is left if
+/// the process ends, even by SIGKILL. On file systems without unnamed files, such as NFS, it has a hidden name instead
+/// (see qelmm_remove_unfinished_indexes), and the next call for that folder removes what SIGKILL left.
+///
+/// Returns null on success. On failure, nothing at `path` has changed, and the result is a text "ERROR: message". The
+/// message begins with the path of the reference or of the index, unless one of the two arguments is null. The text
+/// belongs to this library and is valid until the next failure of a function in the same thread. Any thread.
 const char* qelmm_make_index(const char* reference, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_make_index that have not ended. A signal handler that ends the

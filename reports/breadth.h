@@ -11,8 +11,7 @@ namespace Reports {
 /// alignment covers every position from its start to its end, deletions included.
 ///
 /// Memory is bounded: about 4 bytes for each sampled position and 200 for each sequence. In short sequences, every
-/// position is sampled; in longer sequences, every n-th. The depth of a sampled position is exact, however long the
-/// genome is.
+/// position is sampled; in longer sequences, every n-th. The depth of a sampled position is exact.
 class Breadth {
 public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};

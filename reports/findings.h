@@ -16,8 +16,8 @@ struct Finding {
     std::uint64_t more = 0;             ///< The number of further messages.
 };
 
-/// The problems that the log files of a sample's runs and the number of rows in the summary show, the most severe
-/// first. Empty if there are no problems or no log files.
+/// The problems of a sample's runs, the most severe first, found in the log files and by counting the summary's rows.
+/// Empty if there are no problems or no log files.
 std::vector<Finding> FindingsOf(const Sample& sample);
 
 /// The difference between the number of rows in the summary and the number of reads in the log files. 0 if the number

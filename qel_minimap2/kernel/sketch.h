@@ -17,9 +17,8 @@ struct SketchCall {
     mm128_v* minimizers;
 };
 
-/// Returns true for the calls that SketchSequence accepts. k is 5 to 15 and odd, so that a k-mer has at least four
-/// bases, its hash fits into 31 bits, and no k-mer equals its reverse complement. A window has at most 16 k-mers. The
-/// caller must check that homopolymer compression is off.
+/// Returns true for the calls that SketchSequence accepts. The limits on k ensure that a k-mer has at least four bases
+/// and that its hash fits into 31 bits. k is odd, so that no k-mer equals its reverse complement.
 inline bool CanSketch(const SketchCall& call) {
     return call.length > 0 && call.window > 0 && call.window <= 16 && call.k > 4 && call.k <= 15 && call.k % 2 == 1;
 }

@@ -23,12 +23,14 @@ namespace {
 //     y2    y2 + open2 + extend2 0
 //     u     u + open + extend    that of an insertion
 //
-// So a saturating subtraction replaces a gap with a newly opened one if that is better. The sum of a gap line and a
-// score line is a candidate for the cell's score, relative to the cell before it on its diagonal: kScale times the
-// score, plus the candidate's tag, plus a constant that is the same for all candidates. From a line of the second gap
-// piece, `second_piece` is subtracted first, which corrects the constant and the tag. If the difference saturates at 0,
-// the first piece's line is at least as high and its candidate has the same tag. The maximum of the candidates has the
-// best score and, in its tag, the direction that wins a tie. The new u and v follow from the bits above the tag.
+// A newly opened gap has the number 0, so a saturating subtraction chooses the better of an extended gap and a new one.
+//
+// The sum of a gap line and a score line is a candidate for the cell's score minus that of the previous cell on its
+// diagonal. It is kScale times this difference, plus the candidate's tag, plus a constant that is the same for all
+// candidates. From a line of the second gap piece, `second_piece` is subtracted first, which corrects the constant and
+// the tag. If the result saturates at 0, it does not affect the maximum, because the line of the first gap piece is
+// never lower. The maximum of the candidates has the best score and, in its tag, the direction that wins a tie. The new
+// u and v follow from the bits above the tag.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -40,9 +42,9 @@ struct Tags {
     constexpr int Insertion() const { return diagonal + 2 * step; }
 };
 
-/// Of several equal candidates, the one with the highest tag wins. A cell's new u is its score, with all bits of the
-/// tag set, minus the old v, and its new v is that score minus the old u. So the tags of a deletion and an insertion
-/// add up to kScale - 1.
+/// Of several candidates with the same score, the one with the highest tag wins. The tags of a deletion and an
+/// insertion add up to kScale - 1: StripStep sets all bits of the best candidate's tag, then subtracts the old v to get
+/// the new u, and the old u to get the new v.
 inline constexpr Tags TagsOf(Trace trace) {
     return trace == Trace::left ? Tags{5, -1} : Tags{2, 1};
 }
@@ -63,7 +65,7 @@ alignas(32) inline constexpr std::int8_t kLaneNumbers[32] = {0,  1,  2,  3,  4, 
                                                              11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
                                                              22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
-/// No bits in the lane with this number, and all bits in all others.
+/// Returns a register in which all bits are set except those of lane `number`. The number may be outside the register.
 TAVIK_INLINE Register AllLanesBut(int number) {
     alignas(32) static constexpr std::int8_t kOneZero[64] = {
         -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
@@ -94,7 +96,7 @@ struct StripConstants {
         return Lanes::LookUp(substitutions, Lanes::Xor(Lanes::Load(target), Lanes::Load(query)));
     }
 
-    /// Returns u or v of the border in row r.
+    /// The values of u and v on the border in row r.
     Register BorderOfU(int r) const { return ScoreLine(BorderStep(scoring, r), tags.Insertion()); }
     Register BorderOfV(int r) const { return ScoreLine(BorderStep(scoring, r), tags.Deletion()); }
 
@@ -105,9 +107,9 @@ struct StripConstants {
     Register opened;                        // The value of a gap line where a newly opened gap is best.
     Register unreachable_u, unreachable_v;  // Of cells that no path reaches.
     Register substitutions;  // The candidate for two letters, indexed by their XOR, which is 0 for a match.
-    Register second_piece;   // Subtracted from a line of the second gap piece for a candidate.
+    Register second_piece;   // Subtracted from a line of the second gap piece to make a candidate.
     Register all_tags;
-    // Added to a gap line before a cell's new u or v is subtracted from it, which extends the gap.
+    // To extend a gap, StripStep adds one of these to the gap line and subtracts the cell's new u or v.
     Register before_u, before_v, before_u2, before_v2;
 
 private:
@@ -122,16 +124,16 @@ struct StripLanes {
 };
 
 /// How a strip moves from one row to the next. `none`: this is the strip's first row. `up`: the strip stays at its
-/// target positions, so values from the position before move up by one lane. `down`: the strip moves by one target
+/// target positions, so values from the previous position move up by one lane. `down`: the strip moves by one target
 /// position, so values from the same position move down by one lane.
 enum class Shift { none, up, down };
 
 /// Computes a register of cells and returns their best candidates. `s` has the candidates for substitutions. Before the
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
-/// A row depends on the row before, so in narrow strips, the longest chain of dependent operations matters as well as
-/// the number of operations. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y,
-/// y2 and u by `down`): these are used last, and the lines that the next row of a band shifts are computed first.
+/// A row depends on the previous row. In narrow strips, the longest chain of dependent operations therefore matters too,
+/// not only their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2
+/// and u by `down`). These lines are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;

@@ -10,9 +10,9 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-// The traceback through the cells of a strip. For each cell, the strip stores the best candidate and u, which it needs
-// anyway for the next cells. The candidate's tag shows the direction from which the path comes. The length of a gap
-// follows from the scores of the cells along the gap, so the strip does not record which gaps are extended.
+// The traceback through the cells of a strip. For each cell, the strip stores the best candidate and u. The candidate's
+// tag shows the direction from which the path comes. The length of a gap follows from the scores of the cells along the
+// gap, so the strip does not record which gaps are extended.
 
 /// What is stored for a cell.
 struct StripCell {
@@ -28,10 +28,11 @@ struct StripCell {
 };
 inline constexpr StripCell kOutside{-1, 0};
 
-/// Returns the length of the gap that leads to cell (i, j) in direction `from`; 0 if it can start neither at a cell of
-/// the strip nor at the matrix's border. `cell_at(i, j)` returns a StripCell. A gap may start after each cell, or place
-/// on the border, that scores as much as (i, j) and the gap cost together. Of several, minimap2 chooses the nearest
-/// when it places gaps left, and the most distant when it places them right.
+/// Returns the length of the gap that ends at cell (i, j), where the path comes from direction `from`. Returns 0 if the
+/// gap can start neither at a cell of the strip nor on the matrix's border. `cell_at(i, j)` returns a StripCell.
+///
+/// A gap can start at any cell, or place on the border, whose score is that of (i, j) plus the cost of the gap. Of
+/// several starts, minimap2 chooses the nearest if gaps are placed left, and the most distant if they are placed right.
 template <typename CellAt>
 int GapLength(int i, int j, int from, const StripConstants& k, const CellAt& cell_at) {
     const bool in_second_piece = from >= kFromDeletion2;

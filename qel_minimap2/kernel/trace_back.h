@@ -71,9 +71,9 @@ public:
         }
     }
 
-    /// Adds what is left at the matrix's border, i + 1 target bases or j + 1 query bases, and the equal bases before
-    /// the sequences. Equal bases are cut off only if gaps are placed left: pairs on the diagonal of (i, j) that
-    /// include such a base are then matched up to the first unequal pair, and the gap lies to the left of these
+    /// Adds the rest of a path that has reached the matrix's border: a gap of i + 1 target bases or j + 1 query bases,
+    /// and the equal bases that were cut off before the sequences. If any were cut off, gaps are placed left: from
+    /// (i, j) back, pairs on the diagonal are matched as long as they are equal. The gap lies to the left of these
     /// matches.
     void AddBorder(int i, int j) {
         int matches = 0;

@@ -4,8 +4,8 @@
 
 namespace qel_minimap2 {
 
-/// The options for indexing references and mapping reads: those of "minimap2 -a -x map-ont", except that threads keep
-/// less memory.
+/// The options for indexing references and mapping reads: those of "minimap2 -a -x map-ont", except that less memory is
+/// kept between reads.
 struct Options {
     Options() {
         mm_set_opt(nullptr, &indexing, &mapping);

@@ -42,8 +42,8 @@ using Hits = std::unique_ptr<mm_reg1_t, FreeHits>;
 // The text is malloc'ed, because the caller of the library frees it.
 using MallocedText = std::unique_ptr<char, Free>;
 
-// Takes a record without its line feed and appends it as a line to `text`, which has `size` bytes. If the first
-// record's memory has room for the line feed, it becomes the text's memory.
+// Appends a record and a line feed to `text`, which has `size` bytes. Takes over the record's memory. The memory of the
+// first record becomes that of the text if it has room for the line feed.
 void AppendLine(const kstring_t& record, MallocedText& text, std::size_t& size) {
     MallocedText taken(record.s);
     if (text == nullptr && record.l + 2 <= record.m) {
@@ -65,12 +65,11 @@ MallocedText Records(const mm_idx_t& index, const mm_bseq1_t& read, const Hits& 
     constexpr int kNoRepLen = -1;
     const int count = hits.get_deleter().count;
     const mm_reg1_t* const all_hits = hits.get();
-    constexpr int kUsualRest = 1024;  // Bytes of a short read's record without its bases.
+    constexpr int kUsualRest = 1024;  // In bytes: enough for a short read's record without the bases.
     MallocedText records;
     std::size_t size = 0;
     for (int hit = count > 0 ? 0 : kNoHit; hit < count; ++hit) {
-        // Allocates room for the bases and the usual rest at once, because minimap2 would enlarge a small text several
-        // times.
+        // minimap2 would enlarge a small text several times.
         const auto room = static_cast<std::size_t>(read.l_seq) + kUsualRest;
         kstring_t record{0, room, RequireMemory(static_cast<char*>(std::malloc(room)))};
         mm_write_sam3(&record, &index, &read, 0, hit, 1, &count, &all_hits, nullptr, flag, kNoRepLen);

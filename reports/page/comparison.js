@@ -1,4 +1,4 @@
-// Compares the samples of a page that has several, in a table and in charts that draw up to eight samples together.
+// Compares several samples, in a table and in charts that draw up to eight samples together.
 
 const slots = Array(8).fill(null);  // Indices of the samples that are drawn together. Each slot has its own colour.
 const isDrawable = (index) => page.samples[index].totals.median_identity !== null;

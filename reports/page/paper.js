@@ -41,7 +41,7 @@ function followPaper() {
     before = {theme: document.documentElement.dataset.theme, sample, sequence: byId("sequence").value};
     show("light");
     showComparison();
-    // Charts of this width fit on A4 and Letter paper, inside margins and frame.
+    // Charts of this width fit on A4 and Letter paper, inside the margins and the frame.
     const fit = () => { for (const chart of drawn.values()) chart.resize(660, chart.canvas.parentNode.clientHeight); };
     for (const one of page.samples) {
       sample = one;
