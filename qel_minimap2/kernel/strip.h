@@ -131,8 +131,8 @@ enum class Shift { none, up, down };
 /// Computes a register of cells and returns their best candidates. `s` has the candidates for substitutions. Before the
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
-/// A row depends on the previous row. In narrow strips, the longest chain of dependent operations therefore matters too,
-/// not only their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2
+/// A row depends on the previous row. In narrow strips, the longest chain of dependent operations therefore matters as
+/// much as their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2
 /// and u by `down`). These lines are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
