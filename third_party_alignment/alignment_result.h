@@ -16,7 +16,7 @@ struct AlignmentResult {
     std::string genome = "*";          ///< Name of the reference sequence, plus "_rc" on the reverse strand.
     std::int32_t genome_start = 0;     ///< First aligned reference base, 1-based (SAM POS); -1 for an unmapped record.
     std::int32_t genome_end = -1;      ///< genome_start + num_aligned + num_deletions: one after the last base.
-    std::int32_t strand_start = -1;    ///< Bases clipped (S or H) before the alignment.
+    std::int32_t strand_start = -1;    ///< Length of the CIGAR's first operation if that is S or H, else 0.
     std::int32_t strand_end = -1;      ///< strand_start + num_aligned + num_insertions.
     std::int32_t num_events = -1;      ///< Characters in the record's SEQ column.
     std::int32_t num_insertions = -1;  ///< Sum of the CIGAR's I lengths.

@@ -8,7 +8,7 @@
 
 namespace ThirdPartyAlignment {
 
-/// Aligns reads by running an external aligner once per read. Only one thread at a time may call an instance. Each copy
+/// Aligns reads by running an external aligner for each read. Only one thread at a time may call an instance. Each copy
 /// has its own temporary folder. Commands run in that folder, so relative paths start there. While a command runs,
 /// that folder is the working directory of the whole process (see Common::ProcessLauncher).
 class ExtAlignProcessCaller : public ExtAlignCaller {
@@ -18,8 +18,8 @@ public:
     ExtAlignProcessCaller(const std::string& reference, const std::string& executable, const std::string& command);
 
     /// Writes the read to a FASTA file, runs the command and returns its output. After a failure, the command is run
-    /// again at once, up to eleven times in all. If all runs fail, the last std::runtime_error is thrown, and the FASTA
-    /// file stays until this object is destroyed.
+    /// again at once, up to eleven times in all. If all runs fail, throws the std::runtime_error of the eleventh run
+    /// and keeps the FASTA file until this object is destroyed.
     std::string Call(const std::string& sequence, const std::string& read_name) override;
 
     std::shared_ptr<ExtAlignCaller> Copy() const override;

@@ -15,17 +15,20 @@ class SamHeader;
 class SamHandler {
 public:
     /// Reads the reference lengths in the header lines (see SamHeader) and the first alignment line of `sam`. Further
-    /// lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read. A record is
-    /// unmapped if RNAME is "*" or cannot be read; the flag bit for unmapped reads is ignored. The result of an
-    /// unmapped record has the defaults except genome_start = -1. If this record has no SEQ column and `sam` ends in a
-    /// line feed, SEQ and QUAL columns are added before that line feed.
+    /// lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read.
+    ///
+    /// A record is unmapped if RNAME is "*" or cannot be read; the flag bit for unmapped reads is ignored. The result
+    /// of an unmapped record has the defaults except genome_start = -1. If this record has no SEQ column, SEQ and QUAL
+    /// columns are added before the line feed at the end of `sam`. Without that line feed, nothing is added.
     ///
     /// Throws what SamHeader::Of throws and, for a mapped record:
-    /// - std::runtime_error for a column that should be a number but is not, for an optional field that is not
-    ///   TAG:TYPE:VALUE, and for a CIGAR that is malformed or has operations other than H, S, I, D and M;
+    /// - std::runtime_error for a POS, MAPQ, PNEXT or TLEN that is not a 32-bit number;
+    /// - std::runtime_error for a CIGAR that is malformed or has operations other than H, S, I, D and M;
+    /// - std::runtime_error for an optional field that is not TAG:TYPE:VALUE;
     /// - std::out_of_range if NM or AS is missing;
     /// - what std::stoi throws for the value of NM or AS.
-    /// Divisions are not guarded: the result of a division by zero is an infinity or NaN.
+    ///
+    /// A division by zero gives an infinity or NaN.
     static AlignmentResult Parse(std::string&& sam, int query_length);
 
     /// Returns the result of Parse for `header` followed by `lines`, except that `sam_record` lacks the header.

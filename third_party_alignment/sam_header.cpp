@@ -106,8 +106,7 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
 }
 
 void SamHeader::KeepLastOfEachName() {
-    // The last line with a name counts. Reversing puts it first among those with the same name, and unique keeps the
-    // first.
+    // If several lines have the same name, the last of them counts. After reversing, it is the first, which unique keeps.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
                      [](const auto& a, const auto& b) { return a.name < b.name; });

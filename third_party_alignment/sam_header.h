@@ -12,16 +12,17 @@ namespace ThirdPartyAlignment {
 /// The header lines at the start of a SAM text: their size and the reference lengths in their "@SQ" lines.
 ///
 /// A back-end writes the same header before each record. With many reference sequences, the header can be a thousand
-/// times larger than the record. The process therefore keeps the large header that was parsed most recently: the header
-/// of a text that begins with the same bytes is compared with it, but not parsed. Any thread.
+/// times larger than the record. The process therefore keeps the most recently parsed large header, and does not parse
+/// an identical header again. Any thread.
 class SamHeader {
 public:
-    /// Reads the header of `text`: while a line begins with "@", reads three words and skips the rest of the line. Any
-    /// white space, including a line feed, separates words, so if a line has fewer words, words of the next line are
-    /// read. If the first word is "@SQ", the second one is the SN field and the third one the LN field, whatever their
-    /// tags are; the first three characters of both are ignored. Throws std::out_of_range for a field of fewer than
-    /// three characters, and what std::stoi throws for the length. `text` must outlive the result, which may refer to
-    /// it.
+    /// Reads the header of `text`. While a line begins with "@", reads three words and skips the rest of the line:
+    /// - Any white space separates words, including a line feed. For a line of fewer than three words, words of the
+    ///   next line are read.
+    /// - If the first word is "@SQ", the second is the SN field and the third the LN field. The first three characters
+    ///   of both fields are ignored, so the tags may differ.
+    /// Throws std::out_of_range for a field of fewer than three characters, and what std::stoi throws for the length.
+    /// `text` must outlive the result, which may refer to it.
     static std::shared_ptr<const SamHeader> Of(std::string_view text);
 
     /// Reads a header. Each line of `text` should end in a line feed; StandsAlone shows whether `text` can be used as a
@@ -31,7 +32,7 @@ public:
     SamHeader& operator=(const SamHeader&) = delete;
 
     /// True if reading this header alone gives the same result as reading it together with any record that does not
-    /// begin with "@". Otherwise, for example if it cannot be read, it must be read together with each record.
+    /// begin with "@". If false, the header must be read together with each record.
     bool StandsAlone() const { return stands_alone; }
     /// The text given to the constructor.
     const std::string& Text() const { return kept; }
