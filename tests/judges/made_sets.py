@@ -1,4 +1,4 @@
-"""Generates the references and reads of tests/judges/compare-with-minimap2, always the same."""
+"""Generates the references and reads for tests/judges/compare-with-minimap2, the same ones in every run."""
 
 import gzip
 import random
@@ -32,7 +32,7 @@ class Maker:
             yield self.noisy(bases[start : start + length])
 
     def repeats(self):
-        """Returns two sequences, mostly diverged copies of eight repeat families and of a satellite of 171 bases."""
+        """Returns two sequences, mostly diverged copies of eight repeats and of a satellite of 171 bases."""
         families = [self.bases(self.random.randint(200, 3000)) for _ in range(8)]
         satellite = self.bases(171)
         self.repetitive = []
@@ -52,7 +52,8 @@ class Maker:
             yield from self.pieces(sequence[-20000:], 15, 2000, 15000)
 
     def write(self, name, sequences):
-        """Writes a FASTQ or FASTA file, as its name says; two gzip members if the name ends in .gz. Returns the path."""
+        """Writes FASTQ if the name contains ".fastq", otherwise FASTA. A name ending in ".gz" gives two gzip members.
+        Returns the path."""
         if ".fastq" in name:
             texts = [f"@{name}/{i} runid=0\n{sequence}\n+\n{'5' * len(sequence)}\n"
                      for i, sequence in enumerate(sequences)]
@@ -67,7 +68,8 @@ class Maker:
 
 
 def made_sets(folder):
-    """Writes the sets into the folder; yields (title, reference, list of read files or of one folder) for each."""
+    """Writes the sets into the folder. Yields (title, reference, inputs) for each set; `inputs` lists read files or one
+    folder."""
     make = Maker(folder)
     repeat = make.bases(4000)
     genome = make.bases(60000) + repeat + make.bases(30000) + make.noisy(repeat, 0.02) + make.bases(20000)

@@ -15,11 +15,11 @@
 
 namespace {
 
-int reads_left = -1;  // The number of calls of read that succeed before one fails; negative: none fails.
+int reads_left = -1;  // How many calls of read succeed before a call fails; negative: no call fails.
 
 }  // namespace
 
-// The linker replaces the system's function with this one.
+// The linker replaces read with __wrap_read.
 extern "C" {
 ssize_t __real_read(int, void*, size_t);
 

@@ -24,8 +24,8 @@ public:
     }
     void Remove(const std::string& name) { present.erase(name); }
 
-    // Updates `files` with the content of the folder. `file_time`: the time by the clock of the files, in seconds; 0 is
-    // before any change of a file, as with a slow clock.
+    // Updates `files` with the content of the folder. `file_time`: the time by the clock that dates changes of files,
+    // in seconds. By default, that clock is slow: 0 is before any change.
     Texts Look(int second, int file_time = 0) {
         std::vector<Live::FoundFile> found;
         for (const auto& [name, stamp] : present) {
@@ -86,7 +86,7 @@ TEST(WatchedFiles, SettleTimeBeginsWithTheChangeIfTheClocksAllow) {
         folder.Put("old.fq", 1);
         folder.Look(94, 93);
         EXPECT_EQ(folder.files.NextSettled(),
-                  Folder::At(94) + kSettle);  // Files of the first look may have changed just before.
+                  Folder::At(94) + kSettle);  // Files may have changed just before the first look.
         folder.Look(95, 94);
         folder.Put("new.fq", 2);
         folder.present["new.fq"].time = std::chrono::nanoseconds(std::chrono::seconds(one.changed)).count();

@@ -120,7 +120,7 @@ TEST_F(QelMinimap2, ExportsItsFunctionsAndNeedsNoTextRelocations) {
 }
 
 // In a reference longer than 4 Gb, the offsets of later sequences do not fit into 32 bits. The test gives the only
-// sequence such an offset and moves the start of the packed bases back by as much.
+// sequence such an offset and moves the start of the packed bases back by the same number of bases.
 TEST_F(QelMinimap2, SequencesMayBeginFarFromTheFirstBase) {
     const auto index = Load(reference);
     const Read read = {"read", Noisy(bases.substr(30000, 3000))};
@@ -175,8 +175,7 @@ TEST_F(QelMinimap2, ThreadsDoNotDisturbEachOther) {
     }
 }
 
-// To find a threshold, the counts of all blocks of the table are added up, which takes too long to be done for each
-// read.
+// Finding a threshold adds up the counts of all blocks of the table. That takes too long to do for each read.
 TEST_F(QelMinimap2, AnUnknownThresholdIsComputedOnce) {
     const auto index = Load(reference);
     std::clock_t least[] = {CLOCKS_PER_SEC, CLOCKS_PER_SEC};  // For each threshold, the shortest of five rounds.

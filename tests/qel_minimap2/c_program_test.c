@@ -1,4 +1,4 @@
-/* Calls each function of the library from C, makes INDEX and maps a read: c_program_test REFERENCE INDEX. */
+/* Calls each function of the library from C. Makes INDEX and maps a read. Usage: c_program_test REFERENCE INDEX */
 
 #include "qel_minimap2/qel_minimap2.h"
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-// After every third random alignment, compares the breadth with one computed from the depths at the sampled positions.
+// After every third random alignment, computes the expected breadth from the depths at the sampled positions.
 TEST(Breadth, IsExactAtTheSampledPositionsWhichAreFew) {
     const std::vector<std::int32_t> lengths = {1, 7, 100, 0, 1000, 3001, 8000};
     std::mt19937 random(1);

@@ -6,7 +6,7 @@
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
-// The log may already have the end that an earlier call of tavik_live wrote. While a round is published, its rows are
+// An earlier call of tavik_live may have written the end of a run to the log. While a round is published, its rows are
 // counted before its records are in the log.
 TEST(GrowingReport, ShowsAnUnfinishedRunWithoutFindings) {
     std::string summary;

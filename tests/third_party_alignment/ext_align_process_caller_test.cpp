@@ -49,9 +49,9 @@ TEST(ExtAlignProcessCaller, AFailingAlignerIsRunUpToElevenTimes) {
 
 TEST(ExtAlignProcessCaller, PlaceholdersAreFilledOnceAndEverywhere) {
     ExtAlignProcessCaller caller("{strand}", "{reference}", "printf '%s|' {executable} {executable} {reference}");
-    // Each placeholder is replaced everywhere in one pass, in the order executable, reference, strand. So a later pass
-    // also fills the placeholders that an earlier one inserted: here {executable} becomes {reference}, then {strand},
-    // then the file's name.
+    // Each placeholder has its own pass, in the order executable, reference, strand. A later pass also fills the
+    // placeholders that an earlier pass inserted: here {executable} becomes {reference}, then {strand}, then the file's
+    // name.
     const auto output = caller.Call("A", "r");
     EXPECT_EQ(std::count(output.begin(), output.end(), '|'), 3);
     EXPECT_EQ(output.find("{"), std::string::npos);

@@ -27,7 +27,7 @@ struct FakeWrapper {
     int unloaded = 0;
     std::int32_t threshold_given = -1;
     std::string last_read;
-    char* given = nullptr;  // The most recent answer; `freed` counts the calls that free one.
+    char* given = nullptr;  // The most recent answer; `freed` counts the calls that free an answer.
     int freed = 0;
     mm_idx_t index{};
 } fake;

@@ -140,7 +140,7 @@ class Engine(EngineTest):
                          r"    tavik_index: cut\.fa\.gz: .*\n")
 
     def test_damaged_file_fails_its_chunk_only_and_once_repaired_the_report_covers_all(self):
-        """A damaged file is tried twice, as is a file whose aligner is killed; a sound file is tried once."""
+        """A damaged file and a file whose aligner is killed are tried twice, and a sound file once."""
         self.write("aligner", f'''#!/bin/sh
 list=$(cat); echo "$list" >>ran; echo "$@" >>asked
 case $list in *killed*) [ -e once ] || {{ touch once; kill -9 $$; }} ;; esac
@@ -187,8 +187,8 @@ echo "$list" | "{PROGRAM}" "$@"
         self.assertEqual([path for path in self.written() if "all" in path.parts and b"all/attempts" in path.read_bytes()], [])
 
     def test_jobs_ask_for_the_memory_that_the_reference_needs(self):
-        """Cases: a reference's first bytes and size, cores, a rule, and the MB that its first attempt requests; the second
-        requests twice as much."""
+        """Each case: the reference's first bytes and size, the cores, a rule, and the MB that the rule's first attempt
+        requests. The second attempt requests twice as much."""
         self.write("in/a.fastq", fastq(self.records))
         for begin, size, cores, rule, memory in ((OWN, 1_288_000_000, 2, "align", 500 + 1288 + 2 * 256),
                                                  (OWN, 8_900_500_000, 3, "align", 500 + 8900 + 3 * 256),

@@ -1,4 +1,4 @@
-// Compares the indexes that qel_minimap2 builds and loads with those of minimap2.
+// Compares minimap2's indexes with those that qel_minimap2 builds or loads.
 
 #include <algorithm>
 #include <cmath>
@@ -115,7 +115,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
     return "";
 }
 
-// Generates references that are hard to index, always the same for a seed.
+// Generates references that are hard to index. The seed determines them.
 class MadeReference {
 public:
     explicit MadeReference(std::uint32_t seed) : generator(seed) {}
@@ -226,7 +226,7 @@ TEST(IndexComparison, LoadedPrebuiltIndexesMatchMinimap2) {
     }
 }
 
-// Among the numbers of occurrences are those around a table's limit between rare and frequent minimizers.
+// Some numbers of occurrences are near 255, a table's limit between rare and frequent minimizers.
 TEST(IndexComparison, ThresholdsMatchMinimap2AtEveryRank) {
     const Tests::TemporaryFolder folder;
     unsigned state = 3;

@@ -20,7 +20,8 @@ namespace {
 
 using Tests::NumberAt;
 
-// The number of sequences in a loaded index or reference, or kRefused, and the message printed, without the path.
+// First, the number of sequences in the loaded index or reference, or kRefused; second, the printed message without
+// the path.
 using Loaded = std::pair<int, std::string>;
 constexpr int kRefused = -1;
 
@@ -126,7 +127,7 @@ TEST_F(Index, EachDamageIsNamed) {
     const auto good = Tests::ReadAll(BuildIndex("-k 6 -w 3", fasta, "good.mmi"));
     ASSERT_EQ(LoadedFrom(folder.Path("good.mmi")), Loaded(2, ""));
     const Tests::IndexParts parts(good);
-    // Finds a bucket with a list of several positions and the key that refers to the list, and a bucket whose first key
+    // Finds a bucket with a list of several positions, the key that refers to the list, and a bucket whose first key
     // has a single position.
     const auto keys_of = [&](const Tests::IndexParts::Bucket& bucket) { return bucket.key_count_at + 4; };
     const auto with_list = std::find_if(parts.buckets.begin(), parts.buckets.end(), [&](const auto& bucket) {

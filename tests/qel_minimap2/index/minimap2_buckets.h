@@ -9,8 +9,8 @@ namespace Tests {
 
 // minimap2's headers do not declare the hash tables of its indexes. The declarations below match versions 2.24 to 2.27.
 
-/// The lowest bit of a key is 1 if the minimizer occurs once; the other bits are the minimizer without its lowest bits,
-/// which are the number of its bucket.
+/// The lowest bit of a key is 1 if the minimizer occurs once. The other bits are the minimizer without the bits that
+/// choose its bucket.
 inline khint_t HashOfKey(std::uint64_t key) {
     return static_cast<khint_t>(key >> 1U);
 }

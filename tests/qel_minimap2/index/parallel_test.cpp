@@ -22,7 +22,7 @@ std::atomic<int> allocations_left = INT_MAX;
 
 }  // namespace
 
-// The linker lets each call of operator new(std::size_t) in this program call the second function.
+// The linker replaces operator new(std::size_t) in this program with __wrap__Znwm.
 // NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" void* __real__Znwm(std::size_t size);
 extern "C" void* __wrap__Znwm(std::size_t size) {

@@ -34,8 +34,8 @@ TEST(SeedTable, KeepsKeysThatAgreeInAllButTheHighestBit) {
     }
 }
 
-// Keys must be spread over the groups, and a look-up must end at a group with a free slot; otherwise it would search
-// hundreds of groups.
+// A look-up would search hundreds of groups if the keys were not spread over the groups, or if it did not end at a
+// group with a free slot.
 TEST(SeedTable, SearchesFewGroups) {
     constexpr std::uint32_t kLookUps = 60000;
     const auto time_with = [&](std::uint32_t keys, std::uint64_t added) {
@@ -74,10 +74,12 @@ std::int64_t FreeSlotsWithContent(const SeedTable& table) {
     return found;
 }
 
-// The keys of `crowded`, `packed` and `long_packed` hash to one group, five sixths into the bucket. (A table multiplies
-// a key by a factor to find its group; multiplying by the inverse of that factor makes keys for a chosen group.) The
-// keys of `crowded` fill 188 consecutive groups, past the bucket's end; those of the other two would fill 1250, so
-// their buckets are sorted. The keys of `alike` have only two different values of their lowest 30 bits.
+// The lists of keys:
+// - `crowded`, `packed` and `long_packed`: All keys hash to one group, five sixths into the bucket. A table multiplies
+//   a key by a factor to find its group, so multiplying by the inverse of that factor makes keys for a chosen group.
+//   `crowded` fills 188 consecutive groups, past the bucket's end. The others would fill 1250, so their buckets are
+//   sorted.
+// - `alike`: The lowest 30 bits of the keys have only two different values.
 TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
     std::vector<SeedTable::Entry> spread, crowded, packed, long_packed, alike;

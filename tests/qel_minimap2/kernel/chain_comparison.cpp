@@ -20,7 +20,7 @@ using qel_minimap2::kernel::ChainScoring;
 using qel_minimap2::kernel::JoinCall;
 using qel_minimap2::kernel::Kernels;
 
-// Copies anchors for a call, which frees the copy or returns it; SameChains frees what a call returns.
+// Copies anchors for a call. The call frees the copy or returns it.
 mm128_t* Copy(const std::vector<mm128_t>& anchors) {
     auto* const copy = static_cast<mm128_t*>(std::malloc(anchors.size() * sizeof(mm128_t)));
     std::copy(anchors.begin(), anchors.end(), copy);
@@ -270,7 +270,7 @@ std::string CompareSorting(RandomAnchors& random, long count) {
 std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
-        const bool near = random.OneIn(2);  // Then some registers between others have no candidate in reach.
+        const bool near = random.OneIn(2);  // If true, some registers between others have no candidate in reach.
         const int most = near ? 200 : 9000;
         const ChainCall call{usual ? 5000 : random.Between(1, most), usual ? 5000 : random.Between(1, most),
                              usual ? 5000 : random.Between(1, 300),

@@ -11,7 +11,7 @@
 
 namespace Tests {
 
-/// Generates random numbers, the same ones for equal arguments of the constructor.
+/// Generates random numbers. The seed determines them.
 class Dice {
 public:
     explicit Dice(std::uint32_t seed) : generator(seed) {}
@@ -30,18 +30,18 @@ private:
 /// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs;
 /// - repeats of the read against repeats of the reference, so that one reference position has several read positions;
 /// - noise.
-/// In about every fourth list, the distances in runs are mostly multiples of 5, which often give equal scores.
+/// In about one list in four, the distances in runs are mostly multiples of 5, which often give equal scores.
 class RandomAnchors : public Dice {
 public:
     using Dice::Dice;
 
-    /// Returns anchors of one length, in the order of their read positions: a random number from 1 to `most`, plus up
-    /// to 899 that complete the last run or repeat.
+    /// Returns anchors of one length, sorted by their read positions. Their number is random: 1 to `most`, plus at most
+    /// 899.
     std::vector<mm128_t> Next(int most);
 
-    /// Returns the anchors between a read that spans two copies of a repeat and a reference that has `copies` copies of
-    /// it in a row, at slightly different distances. Each copy in the read has `per_copy` anchors with each copy in the
-    /// reference. About one in `one_in` anchors is missing.
+    /// Returns the anchors of a read that spans two copies of a repeat. The reference has `copies` copies of the repeat
+    /// in a row, at slightly different distances. Each copy in the read has `per_copy` anchors with each copy in the
+    /// reference. About one anchor in `one_in` is missing.
     std::vector<mm128_t> Array(int copies, int per_copy, int one_in);
 
     /// Makes CompareChaining and CompareJoining call Array instead of Next. Most lists then have thousands of anchors.

@@ -138,10 +138,9 @@ void RandomCalls::MakeTwoGaps() {
     for (std::size_t i = 0; i < target.size(); ++i) {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
-    // If the gaps have about the same length, as they mostly do, the best path begins and ends near the main diagonal
-    // and leaves it between the gaps. With `at_edge`, the path has no errors and just reaches the first diagonal
-    // outside the band, so that it may score as much as a path inside. That diagonal is width - 1 deletions away, or
-    // one to three bases farther on the side of insertions.
+    // The gaps mostly have about the same length. The best path then leaves the main diagonal only between them. With
+    // `at_edge`, this path has no errors and just reaches the first diagonal outside the band, so it may have the same
+    // score as a path inside. That diagonal is farther away on the side of insertions.
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);
@@ -151,7 +150,7 @@ void RandomCalls::MakeTwoGaps() {
     const int deletion = inserts_first ? first + pieces_before_last * step + apart : first;
     const int insertion = inserts_first ? first : first + pieces_before_last * (step - piece) + deleted + apart;
     const int error = at_edge ? 0 : Between(0, 80);
-    // Returns how many bases of a gap's piece lie at or after `offset`; 0 or less if that is in no piece.
+    // Returns how many bases of a gap's piece lie at or after `offset`; 0 or less if `offset` is in no piece.
     const auto left_of_piece = [&](int offset, int bases) {
         const int number = offset / step;
         return offset < 0 ? 0 : std::min(piece, bases - number * piece) - offset % step;

@@ -10,17 +10,17 @@
 
 namespace Tests {
 
-/// Generates calls of the function for base alignment, always the same for a seed. They cover related and unrelated
-/// sequences, repeats, long gaps, ambiguous bases, all combinations of flags that occur, many scorings, bands and
+/// Generates calls of the function for base alignment. The seed determines the calls. They cover related and unrelated
+/// sequences, repeats, long gaps, ambiguous bases, all combinations of flags that occur, and many scorings, bands and
 /// drops.
 class RandomCalls : Dice {
 public:
-    /// `longest`: the longest target of ordinary calls, in bases; queries may be a few hundred bases longer.
+    /// `longest`: the longest target of ordinary calls, in bases. Queries may be longer.
     RandomCalls(std::uint32_t seed, int longest) : Dice(seed), longest(longest) {}
 
-    /// From now on, generates calls whose best path may leave the strip of the certified band: gap filling with an
-    /// insertion and a deletion of about 8 to 150 bases, 1 to 90 bases apart, and few other errors. The sequences are
-    /// random or periodic; their lengths make the kernel try each width.
+    /// From now on, generates calls whose best path may leave the strip of the certified band. The sequences are random
+    /// or periodic. They differ by an insertion and a deletion, which are close together, and by few other errors.
+    /// Their lengths make the kernel try each width of the strip.
     void AttackTheBand() { attacks = true; }
 
     /// From now on, generates calls like those for the ends of reads: short queries, and targets so long that their
@@ -54,8 +54,8 @@ struct ComparisonFigures {
 };
 
 /// Calls our function and minimap2's `count` times, each time with the call that `next` returns. Four successive calls
-/// share a result object, because minimap2 also reuses such objects. Returns a description of the first difference in a
-/// field that minimap2 reads, in the CIGAR or in its allocated length; empty if there is none.
+/// share a result object, because minimap2 also reuses such objects. Compares the CIGAR, its allocated length and the
+/// other fields that minimap2 reads. Returns a description of the first difference; empty if there is none.
 std::string CompareWithMinimap2(const qel_minimap2::kernel::Kernels& kernels,
                                 const std::function<qel_minimap2::kernel::AlignmentCall()>& next, long count,
                                 ComparisonFigures& figures);

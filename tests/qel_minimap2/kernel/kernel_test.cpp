@@ -165,8 +165,8 @@ TEST_P(Kernel, EndsReadsOnlyWhereNothingBetterFollows) {
     EXPECT_GT(Compare(calls, 60000).reached_end, 3000);
 }
 
-// The path to the best end of the query leaves the border only after the row in which the alignment would end if the
-// bound for such paths were too low by the cost of one gap base.
+// The path to the best end of the query begins along the border. If the bound for such paths were too low by the cost
+// of one gap base, the alignment would end before this path leaves the border.
 TEST_P(Kernel, EndsReadsOnlyWhereNoPathFromTheBorderIsBetter) {
     const std::uint8_t query = 0;
     std::vector<std::uint8_t> target(32, 1);
@@ -293,7 +293,7 @@ double SecondsToJoin(const qel_minimap2::kernel::Kernels& kernels, const std::ve
     return least;
 }
 
-// A comparison with all copies instead of those in reach would take 16 times as long for four times the copies.
+// If the kernel compared all copies instead of those in reach, four times the copies would take 16 times as long.
 TEST_P(Kernel, TimeToJoinIsProportionalToTheCopies) {
     Tests::RandomAnchors random(8);
     std::vector<double> seconds;
@@ -305,7 +305,7 @@ TEST_P(Kernel, TimeToJoinIsProportionalToTheCopies) {
     EXPECT_LT(seconds[1], 8 * seconds[0]);
 }
 
-// The kernels assume one length for all anchors; homopolymer-compressed k-mers have several.
+// The kernels assume one length for all anchors. Homopolymer-compressed k-mers differ in length.
 TEST_P(Kernel, LeavesAnchorsOfSeveralLengthsToMinimap2) {
     using namespace qel_minimap2::kernel;
     const ChainScoring scoring{500, 25, 1, 1, 0.12F, 0};

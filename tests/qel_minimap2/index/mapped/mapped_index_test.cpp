@@ -1,5 +1,5 @@
-// Tests files with contents that tavik_index never writes but with correct checksums, and files that change while in
-// use. tests/cli/index_test.py tests damaged files with wrong checksums.
+// Tests files that change while in use, and forged files, which have correct checksums but contents that tavik_index
+// never writes. tests/cli/index_test.py tests damaged files with wrong checksums.
 
 #include <chrono>
 #include <csignal>
@@ -53,7 +53,7 @@ protected:
         EXPECT_EQ(TextOf(qelmm_make_index(folder.Write("reference.fa", fasta).c_str(), to.c_str())), "sound");
     }
 
-    // Loads a file; returns the reason if that fails, otherwise the answer for the read.
+    // Loads a file and returns the answer for the read; if loading fails, returns the reason.
     std::string Mapped(const std::string& file) {
         testing::internal::CaptureStderr();
         const Index index(qelmm_load_index(file.c_str()), &qelmm_unload_index);
@@ -65,7 +65,7 @@ protected:
         return Align(*index);
     }
 
-    // Returns the read's record up to the M at the end of its CIGAR, or an error.
+    // Returns the start of the read's record, including its CIGAR without the final M, or an error.
     std::string Align(const mm_idx_t& index) {
         mm_bseq1_t read{};
         std::string name = "read";
