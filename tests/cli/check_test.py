@@ -27,13 +27,14 @@ def failed_file(name, reason):
 
 
 def shortened(finding):
-    """Returns the finding with only the first 200 and last 90 bytes of its message, without partial letters."""
+    """Returns the finding with only the first 200 and last 90 bytes of its message. A letter cut in two is left out."""
     severity, message = finding.split("log: ", 1)
     start, end = (part.decode(errors="ignore") for part in (message.encode()[:200], message.encode()[-90:]))
     return f"{severity}log: {start} ... {end}"
 
 
-# Input files in the order of the list (None: missing), and the findings. Every run also has one sound file.
+# The content of each input file (None: no such file), in the order of the list, and the findings. Each run also reads
+# GOOD.
 GOOD = "good.fastq"
 LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
@@ -212,7 +213,7 @@ class Check(AlignerTest):
                     log_file.rename(log_file.with_name("read_processor_log-2000-01-01_00-00-00.log"))
 
     def test_any_order_of_reads(self):
-        """With several threads, both output files have the same order of reads, which may differ from the input's."""
+        """Several threads may change the order of reads, but it is the same in both output files."""
         records = [*RECORDS, *TWINS, *(("@s", BASES[i:i + 50 * (i % 7)], "I" * 50 * (i % 7)) for i in range(2000)),
                    (RECORDS[0][0], BASES[5000:5400] + NOISE, "I" * 1400)]  # Rejected.
         listed, _ = self.run_over({"a.fq": fastq(records)}, "out", "-t", "1")
@@ -266,7 +267,7 @@ class Check(AlignerTest):
         for table, reason in (("no/table", "No such file or directory"), ("/dev/full", "No space left on device")):
             self.assertEqual(self.check("list", "out", "--table", table), (2, ["2 files, 7 reads: nothing lost"]))
             self.assertEqual(self.stderr, f"tavik_check: {table}: {reason}\n")
-        # An error before the banner belongs to the run, and so does one after the end, when files are closed.
+        # An error before the banner belongs to the run. So does an error after the end, when files are closed.
         text = log_file.read_text()
         early = "2026-11-21 00:00:00.1 [error] Could not open output file y: Permission denied\n"
         for before in ("", text):
@@ -289,7 +290,8 @@ class Check(AlignerTest):
         self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
         self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
-        # The second of two reads with the same name fails. More reads lie between the two than the check reads ahead.
+        # The second of two reads with the same name fails. More reads lie between the two than the check usually reads
+        # ahead.
         others = "".join(record(f"r{i}") for i in range(1100))
         listed, _ = self.run_over({"a.fq": record("x") + others + record("x")}, "out", "-t", "1")
         for file in ("out/a.sam", SUMMARY):
@@ -301,8 +303,8 @@ class Check(AlignerTest):
                          (0, ["1 file, 1101 reads: nothing lost, 1 failed as allowed"]))
 
     def test_failed_reads_do_not_affect_the_others(self):
-        # Failed reads must count neither towards the 1024 reads by which the check reads ahead, nor towards the 100 000
-        # differences that it keeps.
+        # Failed reads must not count towards the 1024 reads by which the check usually reads ahead. Nor must they count
+        # towards the 100 000 differences that it keeps.
         failed = record("", "") * 1100 + "".join(record(f"@{i}", "") for i in range(101_000))
         listed, _ = self.run_over({"a.fq": failed + record("rejected", BASES[5000:5400] + NOISE)})
         self.assertEqual(self.check("--allow-failed-reads", 102_100, "-", "out", stdin=listed),

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the aligner with full disks, unusable files and closed streams, when no thread can start, and when killed."""
+"""Tests the aligner with full disks, unusable files and closed streams, when it can start no thread, and when it is
+killed."""
 
 import gzip
 import os
@@ -24,7 +25,7 @@ class Faults(AlignerTest):
         return sorted(self.sam("sample_1.sam", "good")), sorted(self.summary("good"))
 
     def errors(self, run):
-        # A failure of the log file itself is not a log record: its line follows the previous record.
+        # The failure of the log file itself is not a log record, so its line is read as part of the previous record.
         return [message.split("\nCould not")[0] for level, message in run.records() if level == "error"]
 
     def test_full_disk_is_reported_once_per_file_and_affects_that_file_only(self):

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Compares how the aligner and Python's zlib and gzip modules read generated gzip data: sound, damaged or truncated, or
-with trailing bytes. The aligner reads them from files and through pipes. It must find the same reads and the same fault
-as the modules.
+"""Compares how the aligner reads generated gzip data with how Python's zlib and gzip modules read them. The data are
+sound, damaged, truncated or followed by other bytes. The aligner must find the same reads and the same fault as the
+modules.
 
     gzip_judge.py [N [SEED]]     generates N files [300]; the same seed gives the same files
 """
@@ -33,7 +33,7 @@ def make_text(rng):
 
 
 def make_member(rng, text, extra=None):
-    """Returns a gzip member with random optional header fields, or with `extra` as the only one, as in BGZF."""
+    """Returns a gzip member. Its optional header fields are random, or only `extra` if that is given, as in BGZF."""
     flags = rng.choice((0, 0, rng.randrange(32))) if extra is None else 4
     header = MAGIC + struct.pack("<BIBB", flags, rng.getrandbits(32), rng.choice((0, 2, 4)), rng.choice((3, 255)))
     if flags & 4:
@@ -66,7 +66,7 @@ def make_file(rng):
     start = sum(map(len, members[:hit]))
     end = start + len(members[hit])
     data = bytearray().join(members)
-    # `place` is anywhere in the file, near the start of a member (in the header or code table), or in its trailer.
+    # `place` is anywhere in the file, or in one member: near its start (in the header or code table) or in its trailer.
     place = rng.choice((rng.randrange(len(data)), start + rng.randrange(min(100, end - start)), end - rng.randint(1, 8)))
     fault = rng.choice(("none", "flip", "flip", "cut", "cut", "overwritten", "deleted", "padding", "trailing", "trailing",
                         "magic"))
@@ -90,7 +90,7 @@ def make_file(rng):
 
 
 def unpack(data):
-    """Returns the text before any corruption, and the verdict: "whole", the fault, or the number of ignored bytes."""
+    """Returns the text up to any corruption, and the verdict: "whole", the fault, or the number of ignored bytes."""
     text, position = b"", 0
     while True:
         first = position == 0
@@ -123,9 +123,11 @@ class Stop(Exception):
 
 
 def read(text, damage):
-    """Returns the reads of a text and what ended the reading: None for the end of the text, "abort" if the process must
-    end because a FASTQ or empty text has no complete record, otherwise the reason of the Stop. `damage`: the
-    corruption at the end of the text, or empty. The process need not end if an empty text has damage."""
+    """Returns the reads of a text and what ended the reading:
+    - None: the end of the text;
+    - "abort": a FASTQ or empty text without a complete record, so that the process must end;
+    - "invalid" or `damage`, as in Stop.
+    `damage` is the corruption at the end of the text, or empty. An empty text with damage does not end the process."""
     position, records, reads = 0, 0, []
 
     def peek():
@@ -188,11 +190,12 @@ def expected(path, data):
 
 
 def judge(folder, files, threads):
-    """Runs the aligner on `files`, {path: (bytes, fault, text)}, every third through a pipe. Of the files that must end
-    the process, it gets only the first five, without a pipe, each in a run of its own. With eight or more threads, the
-    aligner inflates regular files of 64 KiB or more ahead. Returns how many files it reads wrongly, how many must end
-    the process, and how many have a code table that zlib rejects although checksum and length prove the text correct:
-    the aligner may read these to the end."""
+    """Runs the aligner on `files`, {path: (bytes, fault, text)}. Every third file is a pipe. Only the first five of the
+    files that must end the process are tried, each in a run of its own and never as a pipe. With eight or more
+    `threads`, the aligner inflates regular files of 64 KiB or more ahead. Returns three counts:
+    - files read wrongly;
+    - files that must end the process;
+    - files read to the end although zlib rejects a code table. This is allowed if checksum and length are correct."""
     def feed():
         for path, (data, *_) in files.items():
             if path.is_fifo():

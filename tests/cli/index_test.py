@@ -48,7 +48,7 @@ class IndexTest(AlignerTest):
         return sorted(os.listdir(self.folder))
 
     def hold(self, index, save, program=PROGRAM):
-        """Starts an aligner and returns once it has opened the index and is waiting for its reads, which finish() sends."""
+        """Starts an aligner and returns once it has opened the index and is waiting for reads. finish() sends them."""
         pipe = self.folder / f"{save}.fastq"
         os.mkfifo(pipe)
         process = subprocess.Popen([program, "-z", "-i", "", "-s", self.folder / save, "-a", index, "-t", "1"],
@@ -224,7 +224,7 @@ class IndexFailures(IndexTest):
 
     def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
         """If /proc is missing or the file system does not support unnamed files (O_TMPFILE), the program writes a hidden
-        file, which SIGKILL leaves behind until the next run. Only root can unmount /proc."""
+        file. SIGKILL leaves this file behind, and the next run removes it. Only root can unmount /proc."""
         older = self.own_index().read_bytes()
         reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=4_000_000)) + "\n")
         start = time.monotonic()
@@ -253,8 +253,7 @@ class IndexFailures(IndexTest):
                     self.assertEqual((target.read_bytes() == older, self.files()), (True, there))
 
     def test_hidden_files_of_killed_runs_are_removed_and_those_of_active_runs_stay(self):
-        """The test creates the hidden files itself, because where unnamed files are possible, the program has a hidden
-        file only for a moment."""
+        """The test creates the hidden files itself, because the program may have such files only for a moment."""
         stale, used = (self.write(f".tavik_index.{number}.0", "part") for number in (1, 2))
         with open(used, "rb") as held:
             fcntl.flock(held, fcntl.LOCK_EX)
@@ -272,7 +271,7 @@ class IndexUse(IndexTest):
             return whole[:position] + bytes([whole[position] ^ 1 << dice.randrange(8)]) + whole[position + 1:]
 
         def of_version(version):
-            """Returns the index with another version and a correct checksum. The checksum of the first page is computed
+            """Returns the index with this version and a correct checksum. The checksum of the first page is computed
             with the checksum's own 8 bytes set to 0."""
             page = whole[:12] + struct.pack("<I", version) + bytes(8) + whole[24:4096]
             checksum = ctypes.CDLL("libxxhash.so.0").XXH3_64bits
@@ -332,7 +331,7 @@ class IndexUse(IndexTest):
 
 class IndexMemory(IndexTest):
     def test_processes_share_one_index(self):
-        """Four processes together may use at most the memory of one index, and 10 MB more for each process. Four copies
+        """Four processes together may use at most the memory of one index plus 10 MB for each process. Four copies
         of the index would use over 100 MB."""
         index = self.own_index(self.write("large.fa", f">a\n{''.join(random.choices('ACGT', k=10_000_000))}\n"))
         self.assertGreater(index.stat().st_size, 25_000_000)

@@ -21,7 +21,7 @@ from live_run import LIVE, REPORT, LiveTest, records
 class Output(LiveTest):
     def watch(self, process):
         """Reads the output while the program runs; the output must be complete for each file that files.tsv lists.
-        Returns the different numbers of listed files that were seen."""
+        Returns the different numbers of listed files that it saw."""
         looks = set()
         while process.poll() is None:
             if not self.out.joinpath("files.tsv").exists():
@@ -32,7 +32,7 @@ class Output(LiveTest):
                 lines = self.out.joinpath(os.fsdecode(sam)).read_bytes().splitlines()
                 own = {line.split(b"\t")[0] for line in lines if not line.startswith(b"@SQ")}
                 self.assertEqual(len(own), int(reads))
-            # The summary may be from an earlier round than the table, but it is complete: 30 rows for each file.
+            # The summary may be from an earlier round than the table, but it has all 30 rows of each of its files.
             self.assertEqual(len(names) % 30, 0)
             looks.add(len(files))
         return looks

@@ -5,7 +5,7 @@ import math
 import report_shown as shown
 from report_run import ReportTest
 
-STEPS = {False: 0.1, True: 0.5}  # The width of a fine bin, in per cent and in quality.
+STEPS = {False: 0.1, True: 0.5}  # The width of a fine bin, by is_quality: in per cent or in units of quality.
 
 
 class PageJudge(ReportTest):
@@ -26,7 +26,8 @@ class PageJudge(ReportTest):
         self.assertEqual((len(ticks) > 1, ticks), (True, [[value, text(value)] for value, _ in ticks]))
 
     def check_sample(self, state, name, f, most=1000):
-        """Checks the verdict, figures and tables of the open sample. `most`: limit on the rows of references."""
+        """Checks the verdict, figures and tables of the open sample. `most`: the largest number of rows in the
+        table of references."""
         t = f["totals"]
         self.assertEqual((state["name"], state["verdict"]), (shown.shown_name(name), shown.verdict(f)))
         self.assertEqual(state["cards"], shown.cards(f))

@@ -3,8 +3,8 @@
 const texts = (nodes) => [...nodes].map((node) => node.textContent);
 const tableOf = (made) => ({head: texts(made.tHead.rows[0].cells), rows: [...made.tBodies[0].rows].map((row) => texts(row.cells))});
 
-// Returns the positions of a chart's parts, converted from pixels: for a vertical bar [from, to, low, high], for a
-// horizontal bar [from, to, y], for a point of a line [x, y].
+// Returns the positions of the parts of data set `i`, converted from pixels to the values of the axes: [from, to, low,
+// high] for a vertical bar, [from, to, y] for a horizontal bar, [x, y] for a point of a line.
 function placesOf(chart, i) {
   const {x, y} = chart.scales;
   const isHorizontal = chart.options.indexAxis === "y";

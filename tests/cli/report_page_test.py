@@ -94,7 +94,7 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """Writes a run of random rows; later references tend to have fewer. No other sample has the same figures."""
+        """Writes a run of random rows, always the same for one name. Later references tend to have fewer rows."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -111,8 +111,8 @@ class BrowserTest(PageJudge):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
     def check_order(self, table, head, rows):
-        """Checks that a click on a heading sorts the table by that column (numbers with the largest first), that the
-        next click reverses the order, and that unknown values stay last."""
+        """Clicks each heading twice. The first click must sort the table by that column, numbers in falling order; the
+        second must reverse the order. Unknown values must stay last."""
         clicks = self.script("""
             return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
               button.click();

@@ -33,7 +33,7 @@ class ReportTest(AlignerTest):
         return self.folder / save
 
     def run_report(self, *args, status=0, **how):
-        """Runs the program. `how`: further arguments of subprocess.run, such as another standard output."""
+        """Runs the program. `how`: further arguments for subprocess.run, such as another standard output."""
         streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
         done = subprocess.run([REPORT, *map(str, args)], cwd=self.folder, text=True, check=False, timeout=250, **{**streams, **how})
         self.assertEqual(done.returncode, status, done.stderr)
@@ -43,7 +43,7 @@ class ReportTest(AlignerTest):
         return page_data(self.folder / folder / "alignment_report.html")
 
     def write_run(self, name, rows, references):
-        """Writes a summary that consists of these rows, and beside it a SAM file that lists `references`, {name:
-        length}. Returns their folder."""
+        """Writes to folder `name` a summary of these rows and a SAM file that lists `references`, {name: length}.
+        Returns the folder."""
         self.write(f"{name}/a.sam", b"".join(b"@SQ\tSN:%s\tLN:%d\n" % one for one in references.items()))
         return self.write(f"{name}/alignment_summary.txt", HEADER.encode() + b"".join(rows)).parent

@@ -161,7 +161,7 @@ def bars_of(points, step):
 
 def histogram(counts, bars):
     """Returns the summed counts of the fine bins in each bar; the first bar also counts everything below it. If there
-    are counts beyond the last bar, returns a text instead, which differs from any list."""
+    are counts beyond the last bar, returns a text that says so."""
     first, last = bars[0][0], bars[-1][1]
     made = [sum(counts.get(fine, 0) for fine in range(*bar)) for bar in bars]
     made[0] += sum(count for fine, count in counts.items() if fine < first)
@@ -170,9 +170,9 @@ def histogram(counts, bars):
 
 
 def heat_map(counts, fine, cell, low, last):
-    """Merges the counts of fine cells, {(column, row): count}, into larger cells. `fine`, `cell`: their sizes, as
-    (width, height). With `last`, later columns and rows are merged into column and row `last`; otherwise rows below
-    `low` are merged into row `low`."""
+    """Merges the counts of fine cells, {(column, row): count}, into larger cells. `fine` and `cell`: the (width,
+    height) of a fine and of a larger cell. If `last` is (column, row), higher columns and rows are merged into these.
+    If `last` is None, rows below `low` are merged into row `low`."""
     made = Counter()
     for place, count in counts.items():
         column, row = (math.floor(at * small / large + 1e-6) for at, small, large in zip(place, fine, cell))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that large runs lose no read and need hardly more memory and no more descriptors than small ones. The suite
+"""Tests that large runs lose no read and need hardly more memory and no more descriptors than small runs. The suite
 runs only Memory; scripts/prove runs all classes, which takes minutes."""
 
 import contextlib
@@ -70,7 +70,7 @@ class Memory(Large):
         self.write("in/reads.fastq", "".join(f"@r{i}\n{genome[i:i + 300]}\n+\n{'I' * 300}\n" for i in range(0, 200000, 1000)))
         (one, _), (many, _) = (self.watched(self.folder / "in", f"out{n}", reference, n) for n in (1, 32))
         print(f"1 worker: {one} kB, 32 workers: {many} kB")
-        self.assertLess(many - one, 16000, "31 more copies of the header (516 KiB each) would take 16011 KiB")
+        self.assertLess(many - one, 16000, "31 more copies of the header would take 16011 KiB")
 
 
 class Scale(Memory):
