@@ -202,7 +202,7 @@ def scenario(slurm):
     expect(len(files) >= 6, "too few chunks for the failures")
     repeated = trouble(slurm, cut_chunk)
     check_first_call(first.wait(200), files, cut_chunk, repeated)
-    say("the engine gave up on the chunk of the cut file only")
+    say("the engine gave up only on the chunk of the cut file")
 
     cut.write_bytes(whole)
     kept = {chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in set(files) - {cut_chunk}}

@@ -156,7 +156,7 @@ class Slurm:
             except subprocess.TimeoutExpired:
                 daemon.kill()
                 daemon.wait()
-        # Job steps and orphans remain. When one ends, this process may inherit its children.
+        # Job steps and orphans remain. The children of a process that ends become children of this process.
         deadline = time.monotonic() + 20
         while (left := descendants(os.getpid())) and time.monotonic() < deadline:
             for process in left:

@@ -108,7 +108,7 @@ TEST(GzipHeadStart, IsRefusedForAFileThatHasChanged) {
     EXPECT_FALSE(GzipHeadStart(folder.Path("."), 100).TakeOver());
 }
 
-// Reading this sparse file, whose zeros are padding, to its end would take minutes.
+// The zeros of this sparse file are padding. Reading all of them would take minutes.
 TEST(GzipHeadStart, StopsAtOnceIfTheFileIsNotReadAfterAll) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Write("a.gz", Member(Text(400'000)));

@@ -184,7 +184,7 @@ TEST(Logging, SinksOfTheWrongTypeAreRefused) {
     group.updateFileSink(logging::Loggers::output_console, folder.Path(""), "x", {});
     const auto said = Tests::LinesOf(testing::internal::GetCapturedStderr());
     EXPECT_EQ(said.size(), 2U);
-    for (const auto& line : said) {  // The message says "file" for a stream sink, too: deliberate.
+    for (const auto& line : said) {  // Deliberate: the message says "file" for a stream sink, too.
         EXPECT_TRUE(line.ends_with("[error] Failed to update file sink - received wrong logger type")) << line;
     }
 

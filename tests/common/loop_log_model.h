@@ -10,7 +10,8 @@ namespace Tests {
 
 /// Checks the log of a loop with at most 64 workers line by line against these rules:
 /// - The idle worker with the lowest index takes the next job.
-/// - A refresh, made only when no worker is idle, frees the workers whose jobs have ended, those with failed jobs last.
+/// - A refresh takes place only when no worker is idle. It frees workers whose jobs have ended: first those with
+///   finished jobs, then those with failed jobs, each in the order of their indices.
 /// - Each job logs "Ran job <number>" at its end.
 class LoopLogModel {
 public:
@@ -58,7 +59,7 @@ private:
 
     std::vector<int> job_of;  // The job of each worker.
     std::set<int> ended;
-    // Whether the job of the worker freed most recently failed, and this worker's index; both -1 after a submission.
+    // Of the worker freed most recently: Fails() of its job, and its index. Both are -1 after a submission.
     std::pair<int, int> looked = {-1, -1};
     int next = 0, jobs;
     bool all_submitted = false;

@@ -18,8 +18,8 @@ using Common::OptionFlags;
 using Common::ParseStatus;
 using Arguments = std::vector<std::string>;
 
-// Replaces the messages of Boost.Program_options with "...", because they differ between Boost versions. They are
-// between the outer quotes of a line that begins with "Error". Also checks that the text contains `repeated`.
+// Replaces the messages of Boost.Program_options with "...", because they differ between Boost versions. Each
+// message is between the outer quotes of a line that begins with "Error". Also checks that `text` contains `repeated`.
 std::string WithoutLibraryWords(const std::string& text, const std::string& repeated) {
     EXPECT_NE(text.find(repeated), std::string::npos) << text;
     return std::regex_replace(text, std::regex("(^|\n)(Error [a-z ]*: ').*'\\.\n"), "$1$2...'.\n");

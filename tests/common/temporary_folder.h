@@ -39,7 +39,7 @@ private:
     std::string path;
 };
 
-/// Returns a path, which must not contain a single quote, as one word of a shell command.
+/// Returns a path as one word of a shell command. The path must not contain a single quote.
 inline std::string Quoted(const std::string& path) {
     return "'" + path + "'";
 }

@@ -42,7 +42,7 @@ inline std::string ErrorOf(const std::function<void()>& action) {
     return "nothing thrown";
 }
 
-/// Random bases, always the same for one value of `state`, which is updated for the next call.
+/// Random bases, always the same for one value of `state`. Updates `state` for the next call.
 inline std::string RandomBases(unsigned& state, std::size_t count) {
     std::string bases;
     while (bases.size() < count) {

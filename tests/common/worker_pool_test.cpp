@@ -45,7 +45,7 @@ std::vector<int> UpTo(int size) {
     return numbers;
 }
 
-// Yields `size` records, titled with their numbers. Each replaces the previous one in the same object.
+// Yields `size` records, titled "@0", "@1" and so on. Each record replaces the previous one in the same object.
 struct Records {
     struct Iterator {
         Records* records;
@@ -186,7 +186,7 @@ TEST_F(WorkerPoolJobs, TheFirstWorkerToFinishRunsTheStagedJob) {
         pool.WaitForAll();
         EXPECT_EQ(pool.At(1).result, 200);
 
-        // Stage has no effect if a worker's job has ended since the last refresh; Submit then starts the offered job.
+        // Stage has no effect if a worker's job has ended since the last refresh; Submit then starts the job.
         pool.Reset(1);
         EXPECT_EQ(pool.Submit([](FastQRecord&) { return 0; }, 3, record), 0);
         EXPECT_EQ(pool.Submit(sleeps, 4, record), 1);

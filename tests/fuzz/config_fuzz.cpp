@@ -1,4 +1,4 @@
-// Parses the input as a configuration file: Parse must never throw, because it collects errors in `error_text` instead.
+// Parses the input as a configuration file. Parse must never throw: it collects errors in `error_text`.
 
 #include <array>
 #include <sstream>

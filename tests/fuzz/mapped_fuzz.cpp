@@ -16,10 +16,10 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 
 namespace {
 
-// Changes a number in a section or in the header to one that is likely to be wrong.
+// Changes a number in a section or in the header to a value that is likely to be wrong.
 void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
     const auto below = [&](std::size_t end) { return end > 0 ? random() % end : 0; };
-    // Mostly chooses the table, because loading refuses most wrong numbers elsewhere, so no look-up would follow.
+    // Mostly chooses the table: loading refuses most wrong numbers elsewhere, and then no look-up follows.
     const auto table = static_cast<std::size_t>(qel_minimap2::SectionKind::table) - 1;
     const auto number_of_section = below(8) == 0 ? below(qel_minimap2::kSectionKinds + 1) : table;
     const auto& section = Tests::MappedParts(bytes).Header().sections[number_of_section];
@@ -49,9 +49,9 @@ void ForgeNumber(std::string& bytes, std::minstd_rand& random) {
 
 }  // namespace
 
-// libFuzzer's own mutator changes all inputs without a complete header, and one in sixteen of the others. Then up to
-// seven numbers are forged in each input with a complete header, and its checksums are corrected, because loading stops
-// at a wrong checksum.
+// libFuzzer's own mutator changes all inputs without a complete header, and one in sixteen of the others. In each input
+// with a complete header, up to seven numbers are then forged and the checksums corrected, because loading stops at a
+// wrong checksum.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t max_size,
                                                unsigned seed) {
     std::minstd_rand random(seed);

@@ -1,5 +1,5 @@
-// Reads the input as an alignment summary: the reader must refuse it, or its rows must satisfy the reader's contract.
-// The counts of the sample that takes the rows must agree in either case.
+// Reads the input as an alignment summary. Either the reader must refuse it, or the rows must satisfy the reader's
+// contract. In both cases, the counts of the sample that takes the rows must agree.
 
 #include <cstdlib>
 #include <exception>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Many inputs share a sample, because creating one takes longer than counting an input's rows.
+// Many inputs share a sample, because creating a sample takes longer than counting an input's rows.
 Reports::Sample& CurrentSample() {
     constexpr int kInputs = 1000;
     static std::unique_ptr<Reports::Sample> sample;
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto path = Fuzz::WriteInput(data, size, ".summary");
     auto& sample = CurrentSample();
     try {
-        Reports::SummaryReader reader(path, 64);  // With so small a buffer, most rows cross its end.
+        Reports::SummaryReader reader(path, 64);  // Most rows cross the end of such a small buffer.
         for (Reports::SummaryRow row; reader.Next(row);) {
             if (row.IsAligned() == (row.genome == "*") || row.correct > row.aligned) {
                 std::abort();
