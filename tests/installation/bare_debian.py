@@ -34,7 +34,7 @@ def make_bare_debian(root, release=RELEASE):
 
 def enter(root):
     """Returns the words to put before a command so that it runs in `root`. They mount what commands need there: /proc
-    for $ORIGIN, /dev/shm for the browser, /dev/pts for terminals, and the root itself for entering another Debian
+    for $ORIGIN, /dev/shm for the browser, /dev/pts for terminals, and `root` itself for entering another Debian
     inside it."""
     mounts = """mount --bind "$0" "$0"; mount -t proc proc "$0/proc"; mkdir -p "$0/dev/shm" "$0/dev/pts"; mount -t tmpfs tmpfs "$0/dev/shm"
         mount -t devpts -o newinstance,ptmxmode=0666,mode=0620 devpts "$0/dev/pts"

@@ -190,7 +190,7 @@ class Configuration(InstallationTest):
                 self.assertEqual((build / "CTestTestfile.cmake").exists(), arguments != embedding)
 
     def test_an_untested_or_unsuitable_minimap2_is_refused(self):
-        # Simulates another release, and then a minimap2 in which the linker cannot replace a function.
+        # Simulates a minimap2 of another release, and then a minimap2 in which the linker cannot replace a function.
         tree = self.folder / "source"
         shutil.copytree(SOURCE, tree, ignore=shutil.ignore_patterns("build", ".git"), symlinks=True)
         (self.folder / "dpkg-query").write_text("#!/bin/sh\nprintf 2.99+dfsg-1\n")
@@ -292,7 +292,7 @@ class Scripts(InstallationTest):
             (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(SOURCE / name, self.folder / name)
         self.stub("scripts/install-dependencies", "")
-        # A build for the first platform writes scripts that call the emulator, so the stub writes such a script, too.
+        # A build for the platform nehalem writes scripts that call the emulator, so the stub writes such a script, too.
         emulated = "build/release/emulated/bin"
         self.stub("scripts/build", f"mkdir -p {emulated}; printf '#!/bin/sh' >{emulated}/tavik_aligner; chmod +x {emulated}/*")
         (self.folder / "tests/judges").mkdir()

@@ -32,8 +32,9 @@ class Package(InstallationTest):
         cls.package = Path(check("scripts/build-package", cwd=SOURCE).splitlines()[-1])
 
     def assert_aligns(self, root, *enter):
-        """Runs the package's programs, except tavik_live, on the package's examples. `enter`: the words to put before
-        each command if the package is installed in the system `root`; none if it is unpacked in the folder `root`."""
+        """Runs the package's programs, except tavik_live, on the package's examples. If the package is installed in the
+        system `root`, `enter` contains the words to put before each command. If the package is only unpacked in the
+        folder `root`, `enter` is empty."""
         examples = Path("/usr/share/doc/tavik-aligner/examples")
         programs, out = Path("/usr/bin"), "/tmp/out"
         if not enter:
@@ -112,7 +113,7 @@ class Package(InstallationTest):
 class Libraries(InstallationTest):
     def test_documented_program_that_embeds_the_libraries_builds_and_maps(self):
         blocks = dict(re.findall(r"^```(cmake|cpp)\n(.*?)^```$", (SOURCE / "docs/embedding.md").read_text(), re.MULTILINE | re.DOTALL))
-        # The libraries' sources and the build have the same paths in each run, so that the compiler cache knows them.
+        # The libraries' sources and the build folder have the same paths in each run, so that the compiler cache helps.
         project = blocks["cmake"].replace("(tavik_aligner)", f"(\"{SOURCE}\" tavik_aligner)")
         (self.folder / "CMakeLists.txt").write_text(project)
         (self.folder / "my_mapper.cpp").write_text(blocks["cpp"])

@@ -15,7 +15,7 @@ UPDATE = "apt-get update -q -o APT::Update::Error-Mode=any"
 
 
 class Failure(Exception):
-    """A failure, described in a few words for the table."""
+    """A failure, described in a few words for the table of scripts/prove-platforms."""
 
 
 class Place:
@@ -68,9 +68,9 @@ def remove(folder):
 
 
 def debian_place(name, release, install):
-    """Makes or updates the Debian system `name`, copies the sources into it, runs the shell command `install` there and
-    returns the copy. While packages are being installed, the system's folder has another name, so that a later run does
-    not use what a killed run left."""
+    """Makes or updates the Debian system `name`, copies the sources into it and runs the shell command `install` there.
+    Returns the copy; raises Failure if any of this fails. While packages are being installed, the system's folder has
+    another name, so that a later run does not use what a killed run left."""
     root, unfinished = CACHE / name, CACHE / f"{name}.unfinished"
     remove(unfinished)
     if root.exists():

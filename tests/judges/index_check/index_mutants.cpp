@@ -81,7 +81,7 @@ std::string IndexMutants::RandomBases(std::size_t count) {
     return bases;
 }
 
-// Returns the index that qelmm_make_index makes from a prebuilt one.
+// Returns the index that qelmm_make_index makes from a prebuilt index.
 std::string IndexMutants::Mapped(const std::string& path) const {
     const auto mapped = folder.Path("mapped");
     if (const char* const failure = qelmm_make_index(path.c_str(), mapped.c_str()); failure != nullptr) {
@@ -90,7 +90,7 @@ std::string IndexMutants::Mapped(const std::string& path) const {
     return Tests::ReadAll(mapped);
 }
 
-// Returns the SAM records of each read or, if mapping it fails, the error; empty if the index is refused.
+// Returns the SAM records or the error of each read; an empty text if the index is refused.
 std::string IndexMutants::Records(const std::string& path) const {
     mm_idx_t* const index = qelmm_load_index(path.c_str());
     if (index == nullptr) {

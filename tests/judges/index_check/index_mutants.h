@@ -20,9 +20,9 @@ struct MutantFigures {
     std::string failure;                  ///< The first crash, hang or use of too much memory; empty if there was none.
 };
 
-/// Damages indexes of a generated reference: minimap2's, with several presets and k-mer lengths, and those that
-/// qelmm_make_index makes from them. The same seed gives the same damage. Loads each damaged index in a separate
-/// process and maps reads against it.
+/// Damages indexes of a generated reference, loads each damaged index in a separate process and maps reads against it.
+/// The indexes are minimap2's, with several presets and k-mer lengths, and those that qelmm_make_index makes from them.
+/// The same seed gives the same damage.
 class IndexMutants {
 public:
     /// `bases`: the approximate length of the reference; `read_count`: the number of reads, spread evenly over it.
