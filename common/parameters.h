@@ -29,10 +29,12 @@ public:
     virtual ~Parameters();
     /// True if the values make sense together.
     virtual bool ValidateParams() = 0;
-    /// Writes the names and values of the registered options to `path` in the format of a configuration file, with
-    /// `header_lines` as comments at the top. Options that a configuration file cannot set are written only if `all` is
-    /// true; when Parse reads the file, it reports these options as unexpected. It reads the other values back, unless
-    /// they contain "#" or a line feed, or begin or end with white space. Logs an error if the file cannot be written.
+    /// Writes the registered options to `path` in the format of a configuration file, with `header_lines` as comments
+    /// at the top. Logs an error if the file cannot be written. `all`: whether to include options that a configuration
+    /// file cannot set; Parse reports them as unexpected when it reads the file.
+    ///
+    /// Parse does not read a value back correctly if it contains "#" or a line feed, or begins or ends with white
+    /// space.
     virtual void WriteParameters(const std::string& path, const std::vector<std::string>& header_lines, bool all);
 
     Parameters(const Parameters&) = delete;
@@ -49,13 +51,20 @@ public:
     /// Ignores the key `name` in configuration files, because the key belongs to another application.
     void AddIgnoredOption(const std::string& name);
 
-    /// Reads the configuration file (from `config_stream`, else from `config_path`, else from the path that follows
-    /// "--config" or "-c", else from the default one), then the command line, which takes precedence. If the path
-    /// after "--config" or "-c", or the default one, has no folder, the file is in the data folder. Returns ParseStatus
-    /// bits, also stored in `status`, and collects messages in `error_text` and `info_text`. Never prints, and never
-    /// throws for user input. `data_path_override` is appended to the default data folder, which is the folder "data"
-    /// beside the folder of the executable. "--data_path" or "-d" replaces the default and the override, and so does a
-    /// value already in `data_path`.
+    /// Reads the configuration file, then the command line, which takes precedence. Returns ParseStatus bits, also
+    /// stored in `status`, and collects messages in `error_text` and `info_text`. Never prints, and never throws for
+    /// user input.
+    ///
+    /// The configuration file is the first of these that is given:
+    /// 1. `config_stream`;
+    /// 2. the file `config_path`;
+    /// 3. the file after "--config" or "-c", in the data folder if the path has no folder;
+    /// 4. the file `default_config_name`, in the data folder if the path has no folder.
+    ///
+    /// The data folder is the first of these that is given:
+    /// 1. the folder after "--data_path" or "-d";
+    /// 2. the value that `data_path` has before the call;
+    /// 3. the folder "data" beside the folder of the executable, with `data_path_override` appended.
     unsigned Parse(std::istream* config_stream, const std::string& config_path, int argc, char** argv,
                    const std::string& data_path_override);
 

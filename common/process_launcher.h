@@ -7,25 +7,24 @@
 
 namespace Common {
 
-/// Runs shell commands in its own working folder and collects their output. Only one thread at a time may use a
-/// launcher. Launch changes the working directory of the whole process, and launchers are not synchronised with each
-/// other.
+/// Runs shell commands in a working folder and collects their output. Only one thread at a time may use a launcher, and
+/// only one launcher at a time may run a command, because Launch changes the working directory of the whole process.
 class ProcessLauncher {
 public:
     /// Works in `directory`. If `directory` is empty, chooses a new folder with a random name in the system's temporary
-    /// folder. The new folder is created on first use; the destructor removes it with its contents.
+    /// folder. The first WriteFile or Launch creates the new folder; the destructor removes it with its contents.
     explicit ProcessLauncher(const std::string& directory);
     ProcessLauncher(const ProcessLauncher&) = delete;
     ProcessLauncher& operator=(const ProcessLauncher&) = delete;
     ~ProcessLauncher();
 
     /// Returns a file name, without folder, that ends in `extension` and does not exist in the working folder. Throws
-    /// std::runtime_error "Could not find new unique filename." if 100 names in turn exist.
+    /// std::runtime_error "Could not find new unique filename." if each of 100 random names exists.
     std::string NewFilename(const std::string& extension) const;
 
     /// Writes `contents` to the file `name` in the working folder, which is created if needed. Returns the file's path,
-    /// including the folder. A failure to write the file is not reported. Throws the file system's error when the
-    /// folder cannot be created.
+    /// including the folder. A failure to write the file is not reported. Throws boost::filesystem::filesystem_error
+    /// when the folder cannot be created.
     std::string WriteFile(const std::string& name, const std::string& contents) const;
 
     /// Removes the file `name` in the working folder. Ignores failures, such as a missing file.
@@ -35,10 +34,12 @@ public:
     std::vector<std::string> ReadFile(const std::string& name) const;
 
     /// Runs `command` through the shell in the working folder and collects its standard output in `output`.
-    /// Returns the status from pclose undecoded: exit code 1 is 256. Throws std::runtime_error when the pipe cannot be
-    /// opened, when the output is longer than `max_output_size`, and, with `throw_on_error`, for a status other than 0.
-    /// Throws the file system's error when the folder cannot be created or entered. The working directory is restored
-    /// unless the pipe cannot be opened or the output is too long.
+    /// Returns the status from pclose undecoded: exit code 1 is 256. The working directory is restored unless the pipe
+    /// cannot be opened or the output is too long. Throws:
+    /// - std::runtime_error when the pipe cannot be opened;
+    /// - std::runtime_error when the output is longer than `max_output_size`;
+    /// - std::runtime_error for a status other than 0, if `throw_on_error`;
+    /// - boost::filesystem::filesystem_error when the folder cannot be created or entered.
     int Launch(const std::string& command, bool throw_on_error);
 
 protected:

@@ -30,8 +30,8 @@ void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_ist
                         std::unique_ptr<GzipHeadStart> head_start);
 
 /// Call after the last record of a stream prepared by OpenSequencingFile. Throws std::runtime_error with the file name
-/// if the gzip data are followed by more than 512 other bytes, or by other bytes and then gzip data. Up to 512 other
-/// bytes only cause a warning. Zero bytes are not counted. Does nothing for plain text.
+/// if the gzip data are followed by more than 512 non-zero bytes, or by non-zero bytes and then another gzip header.
+/// Does nothing for plain text.
 void CheckEndOfSequencingFile(boost::iostreams::filtering_istream& stream);
 
 }  // namespace Common

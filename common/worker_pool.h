@@ -61,23 +61,22 @@ public:
     /// Waits for the running jobs. Drops a staged job that has not begun.
     ~WorkerPool();
 
-    /// Starts `job` with a copy of `record` on the first idle worker, or runs it inside this call if the system cannot
-    /// start a thread. If a worker has already begun `job` because it was staged, starts nothing: the job stays with
-    /// that worker. Returns the 0-based index of the job's worker, or -1 when no worker is idle, or when the worker
-    /// that has begun the staged job has not been reset.
+    /// Starts `job` with a copy of `record` on the first idle worker and returns the worker's 0-based index. If the
+    /// system cannot start a thread, the job runs inside this call. If `job` was staged and a worker has begun it,
+    /// starts nothing and returns the index of that worker. Returns -1 when no worker is idle, or when the worker that
+    /// has begun the staged job has not been reset.
     int Submit(const RecordJob& job, std::uint64_t job_number, const FastQRecord& record);
 
     /// Offers a job before its Submit, while no worker is idle. The first worker whose job ends begins the staged job
-    /// at once instead of waiting for the owner to wake, which takes about as long as mapping a short read. The owner
-    /// must call Submit with the same job as soon as a worker is idle. Stage has no effect if a job has ended since the
-    /// last Refresh; Submit then starts the job.
+    /// without waiting for the owner. The owner must call Submit with the same job as soon as a worker is idle. Stage
+    /// has no effect if a job has ended since the last Refresh; Submit then starts the job.
     void Stage(const RecordJob& job, const FastQRecord& record);
 
     /// Collects all available results without waiting. The worker of each result becomes finished, or failed if its job
     /// threw a std::exception; any other exception is rethrown here.
     void Refresh();
 
-    /// Blocks until at least one job has ended since the last Refresh or about `longest` has passed.
+    /// Blocks until at least one job has ended since the last Refresh, or until about `longest` has passed.
     void WaitForFinishedJob(std::chrono::milliseconds longest);
 
     /// Blocks until every submitted job has ended, then refreshes.

@@ -12,8 +12,7 @@ namespace Common {
 
 namespace {
 
-// Returns 0 for A, C, G, T and U. XOR distances vectorise; compilers turn a chain of comparisons into a scalar bit
-// test.
+// Returns 0 for A, C, G, T and U. Compilers vectorise XOR distances, but not a chain of comparisons.
 unsigned char NoBase(char c) {
     const auto distance = [c](char base) { return static_cast<unsigned char>(c ^ base); };
     return std::min(std::min(std::min(distance('A'), distance('C')), std::min(distance('G'), distance('T'))),
@@ -25,8 +24,7 @@ unsigned char NoQuality(char c) {
     return static_cast<unsigned char>(c < 33 || c > 126);
 }
 
-// The loop has no early exit, so the compiler can vectorise it. Invalid records are rare; for these, the caller then
-// searches for the first fault.
+// True if `kFault` is 0 for each character. The loop has no early exit, so the compiler can vectorise it.
 template <unsigned char (*kFault)(char)>
 bool HasNo(const std::string& text) {
     unsigned char faults = 0;

@@ -11,15 +11,20 @@ namespace Common {
 
 class GzipHeadStart;
 
-/// A Boost.Iostreams filter that returns the text of a gzip file with one or more members. It returns every byte
-/// before a corruption; the next read then throws std::runtime_error with the file and the reason. Zero bytes between
-/// and after members are ignored. Up to 512 other bytes after a member are ignored with one warning. If there are more
-/// of them, or if another gzip header follows them, the text ends with that member, and the read after the end throws.
-/// Copies share one state. Not synchronised.
+/// A Boost.Iostreams filter that returns the text of a gzip file with one or more members. Copies share one state. Not
+/// synchronised.
+///
+/// - Zero bytes between and after members are ignored.
+/// - Up to 512 other bytes after the last member are ignored with a warning.
+/// - If more than 512 other bytes follow a member, or other bytes and then another gzip header, the text ends before
+///   these bytes. `read` returns -1 there and, if it is called again, throws std::runtime_error.
+/// - Every byte before a corruption is returned; the next `read` throws std::runtime_error.
+///
+/// The exceptions name the file and the reason.
 class GzipFileDecompressor : public boost::iostreams::multichar_input_filter {
 public:
-    /// `path`: the file name in messages. `head_start`: if it is not null, the text comes from it, and `read` ignores
-    /// its source.
+    /// `path`: the file name in messages. If `head_start` is not null, the text comes from the head start, and `read`
+    /// ignores `source`.
     GzipFileDecompressor(const std::string& path, std::unique_ptr<GzipHeadStart> head_start);
 
     /// Reads up to `count` bytes of text. Returns their number, or -1 at the end. On the first call, `source` must be

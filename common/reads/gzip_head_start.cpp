@@ -17,8 +17,8 @@ namespace Common {
 
 namespace {
 
-// Changes when a file is replaced or written to. Includes the time of the last status change, which programs cannot set
-// back, unlike the time of the last write. All members are 0 if the path does not lead to a regular file.
+// Changes when a file is replaced or written to. Programs can set back the time of the last write, but not the time of
+// the last status change. All members are 0 if the path does not lead to a regular file.
 struct Identity {
     dev_t device = 0;
     ino_t number = 0;
