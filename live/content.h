@@ -11,10 +11,13 @@ struct Content {
     std::string reason;  ///< Why the content is incomplete, on one line without tabs; empty if it is complete.
 };
 
-/// Reads a file with the aligner's readers. The content is complete if it contains a read and ends with a complete
-/// FASTQ record or, in a plain FASTA file, a complete line. A compressed file must end with a complete gzip member. A
-/// file with a bad record before its end counts as complete, because waiting does not repair the record. A file that
-/// the system cannot read counts as incomplete.
+/// Reads a file with the aligner's readers. A file with a bad record before its end counts as complete, because waiting
+/// does not repair the record. Any other file is complete if:
+/// - the system can read it;
+/// - it contains a read;
+/// - it ends with a complete record, if it is a FASTQ file;
+/// - it ends with a line feed, if it is a plain FASTA file;
+/// - it ends with a complete gzip member, if it is compressed.
 Content ReadToEnd(const std::string& path);
 
 /// True for a plain file that does not end with a line feed or cannot be read. Reads only the last byte, so files that

@@ -12,9 +12,11 @@ namespace Live {
 /// gzip file is decompressed only once.
 class GzipText {
 public:
-    /// Decompresses the gzip file `path`. Returns null if the file cannot be read, is damaged anywhere or has non-zero
-    /// bytes after its last member, if its text is empty or longer than `most` bytes, if memory or file descriptors run
-    /// out, or if Path would not lead to the text.
+    /// Decompresses the gzip file `path`. Returns null if:
+    /// - the file cannot be read, is damaged or has non-zero bytes after its last member;
+    /// - its text is empty or longer than `most` bytes;
+    /// - memory or file descriptors run out;
+    /// - Path would not lead to the text.
     static std::shared_ptr<const GzipText> Of(const std::string& path, std::uint64_t most);
 
     /// The path of the text while this object exists.

@@ -14,8 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// The time between two looks at the watched folder is at least kLookShare times as long as listing the folder took,
-// unless a file settles, a round ends or the run is about to end.
+// The time between two looks at the watched folder is at least kLookShare times the time that listing the folder took.
+// The next look comes earlier if a file settles, a round ends or the run is about to end.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};
@@ -161,8 +161,8 @@ void LiveRun::TellStopping() {
     }
 }
 
-// Waits until the disk of the output has room for `bytes`, but at least 64 KiB. `why`: the start of the message. Throws
-// StillFull if a signal ends the wait.
+// Waits until the disk of the output has room for `bytes` or 64 KiB, whichever is more. `why`: the start of the
+// message. Throws StillFull if a signal ends the wait.
 void LiveRun::WaitForRoom(std::uint64_t bytes, const std::string& why) {
     constexpr std::uint64_t kLeast = std::uint64_t{1} << 16U;
     constexpr std::uint64_t kKilobyte = 1000;

@@ -18,8 +18,7 @@ using Phase = Watched::Phase;
 
 namespace {
 
-// True for a file of which only the complete reads can be aligned, because it is incomplete or because two rounds lost
-// reads of the file.
+// True if only the complete reads of the file can be aligned: the file is incomplete, or two rounds lost reads of it.
 bool IsNotWhole(const Watched& file) {
     const bool failed = file.phase == Phase::given_up && file.losses > 1;
     return !file.missing && (file.phase == Phase::cut || failed);

@@ -39,7 +39,8 @@ bool IsCompressed(const std::string& name) {
     return Common::HasCompressedReadFileExtension(name);
 }
 
-// The work of aligning a file, in bytes of plain files. A byte of a gzip file contains about twice as many bases.
+// The work of aligning a file, in bytes of a plain file. A byte of a gzip file contains about as many bases as two
+// bytes of a plain file.
 double Work(const std::string& name, const Stamp& stamp) {
     return static_cast<double>(stamp.size) * (IsCompressed(name) ? 2 : 1);
 }
@@ -95,7 +96,7 @@ std::vector<RoundFile> LiveRun::NextRound() {
     const auto reading_ends = Clock::now() + kReadingTime;
     double bytes = 0;
     std::vector<RoundFile> round;
-    // Files of which a round lost reads. Each gets a round of its own, so that it cannot harm other files.
+    // Files that lost reads in an earlier round. Each gets a round of its own, so that it cannot harm other files.
     std::vector<RoundFile> again;
     Notices notices;
     for (const auto& name : files.Waiting()) {
@@ -157,8 +158,7 @@ bool LiveRun::IsToBeAligned(const std::string& name, Notices& notices) {
     return true;
 }
 
-// True if the content is incomplete. The file is then marked as cut, unless it has changed since it had `stamp` or has
-// disappeared.
+// True if the content is incomplete. An incomplete file that still has `stamp` is marked as cut.
 bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     const auto content = Meanwhile("reading " + name, [path = PathOf(name)] { return ReadToEnd(path); });
     if (content.whole) {
@@ -314,8 +314,8 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
     status.Show(StatusText("aligned " + Checks::Plural(static_cast<std::uint64_t>(kept), "file")), true);
 }
 
-// An aligner in a container of its own cannot open the decompressed texts, and one whose memory limit includes the
-// texts may be killed. After a failure that may have one of these causes, the aligner reads the gzip files themselves.
+// An aligner in a container of its own cannot open the decompressed texts. An aligner whose memory limit includes the
+// texts may be killed. After a failure that may have one of these causes, no further files are decompressed.
 void LiveRun::CheckTexts(const Round& round, const Outcome& outcome) {
     for (std::size_t i = 0; i < round.Files().size(); ++i) {
         if (round.Files()[i].text && outcome.files[i].kind != Kind::kept) {
@@ -324,8 +324,8 @@ void LiveRun::CheckTexts(const Round& round, const Outcome& outcome) {
     }
 }
 
-// Throws if the aligner seems unable to work at all: it began no file and ended with the status of a wrong reference or
-// wrong options, or it began no file in kMostFailedStarts consecutive rounds.
+// Throws if the aligner began no file and seems unable to begin any: it ended with the status of a wrong reference or
+// wrong options, or it has begun no file in kMostFailedStarts consecutive rounds.
 void LiveRun::CheckStart(const Round& round, const Outcome& outcome) {
     const bool any_begun = std::any_of(outcome.files.begin(), outcome.files.end(),
                                        [](const auto& file) { return file.kind != FileOutcome::Kind::not_begun; });
@@ -358,7 +358,7 @@ void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
     }
 }
 
-// If this throws the std::system_error of a full disk, the round must be made again.
+// Throws std::system_error if the disk is full; the round must then be made again.
 void LiveRun::Publish(const Round& round, const Outcome& outcome) {
     auto next = state;
     round.WritePublication(outcome, output.Path(), next);

@@ -4,7 +4,7 @@
 
 namespace Live {
 
-/// The local date and time now, "2025-01-31 23:59:59".
+/// The current local date and time, such as "2025-01-31 23:59:59".
 std::string LocalTime();
 
 }  // namespace Live

@@ -27,8 +27,8 @@ struct Options {
     bool quiet = false;                      ///< Print nothing on standard output.
 };
 
-/// The options, or the exit status if there is nothing to do: kNothingLost after help or version on standard output,
-/// kCannotRun after wrong options, with a message on standard error.
+/// Returns the options, or the exit status if the program is to end at once. The status is kNothingLost after printing
+/// help or version to standard output, and kCannotRun after printing what is wrong with the options to standard error.
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace Live

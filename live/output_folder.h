@@ -10,8 +10,8 @@
 
 namespace Live {
 
-/// The folder with the results of all rounds so far. Its sub-folder ".live" contains what readers must not see, such as
-/// the hidden copy of SummaryCopies and:
+/// The folder with the results of all rounds so far. Its sub-folder ".live" contains the hidden copy of SummaryCopies
+/// and:
 ///
 ///   lock    locked during a run, also by the aligner that the run has started
 ///   state   the RunState so far; replacing it ends the publication of a round
@@ -26,10 +26,12 @@ public:
     /// Creates the folder if it is missing and locks it. Throws std::runtime_error if another run has locked it.
     explicit OutputFolder(const std::string& path);
 
-    /// Returns the state of earlier calls. If there were none, or if they had other options and no reads are in the
-    /// output yet, returns `now` with the size of the summary. Removes the remains of an interrupted round and
-    /// completes a publication. Throws std::runtime_error if the folder has the results of another run, or if its
-    /// results were changed by another program or made with other options.
+    /// Removes the remains of an interrupted round and completes an interrupted publication. Returns the state that
+    /// earlier calls have saved. If there is none, or if it has other options and no reads are in the output yet,
+    /// returns `now` with the size of the summary.
+    ///
+    /// Throws std::runtime_error if the results in the folder are those of another run, were made with other options,
+    /// or were changed by another program.
     RunState Open(const RunState& now);
 
     const std::string& Path() const { return path; }
@@ -59,7 +61,7 @@ public:
     /// Removes files that only further rounds need. Call at the end of a run.
     void Close() const { summary->DropHidden(); }
 
-    /// Writes these records to the end of the log; the next round overwrites them.
+    /// Writes `records` to the end of the log; the next round overwrites them.
     void EndLog(const RunState& state, const std::string& records) const;
 
 private:

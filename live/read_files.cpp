@@ -33,7 +33,7 @@ std::error_code LookInto(const std::string& folder, const std::string& root, con
         const auto name = path.substr(path.rfind('/') + 1);
         std::error_code unknown;
         look.end_file = look.end_file || (!end_file.empty() && name == end_file && !entry->is_directory(unknown));
-        // Most file systems store the type in the folder's entry, so these calls need not access the file.
+        // Most file systems store the type in the directory entry, so these calls need not access the file.
         const bool is_folder = !entry->is_symlink(unknown) && entry->is_directory(unknown);
         if (is_folder && name != kHiddenFolder) {
             folders.push_back(start + name);

@@ -48,10 +48,10 @@ struct Look {
     FolderId id;
 };
 
-/// Finds the regular files with the ending of a read file, plain or with ".gz", in the folder and all folders below it,
-/// except in folders named kHiddenFolder. Links to files count as files; links to folders are not followed. `end_file`:
-/// the name of the file that ends the run, in any of these folders; empty if there is none. A folder of this name does
-/// not end the run. Throws std::system_error if the folder itself cannot be listed.
+/// Finds the regular files with the extension of a read file, plain or followed by ".gz", in the folder and all folders
+/// below it. Skips folders named kHiddenFolder. Links to files count as files; links to folders are not followed.
+/// `end_file`: the name of the file that ends the run, in any of these folders; empty if there is none. A folder of
+/// this name does not end the run. Throws std::system_error if the folder itself cannot be listed.
 Look LookAt(const std::string& folder, const std::string& end_file);
 
 }  // namespace Live

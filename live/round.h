@@ -43,9 +43,8 @@ struct Outcome {
     bool disk_full = false;                  ///< The losses are due to a full disk.
     std::uint64_t milliseconds = 0;          ///< The time that the aligner took.
 
-    /// Applies the findings about the whole round, if any, to its files: if the aligner ended while it read a file,
-    /// this file counts as lost; otherwise, each file that was begun counts as lost. All other files count as not
-    /// begun.
+    /// Blames the files for the findings about the whole round, if there are any. The file `interrupted` counts as
+    /// lost. If `interrupted` is unset, each file that was begun counts as lost. All other files count as not begun.
     void BlameFiles();
 
     /// The end of the aligner in words: "the aligner ended with status 1".
@@ -68,9 +67,14 @@ public:
     /// of each file may have failed.
     Outcome Judge(std::uint64_t allowed_failed_reads) const;
 
-    /// Writes the files from which OutputFolder publishes the kept files: "rows", with a header line; "log"; "moves",
-    /// the names of each SAM file in the round and in the output folder; and "state". Adds the kept files to `state`,
-    /// with the new lengths of summary and log. Removes the aligner's summary and log, so Judge cannot be called again.
+    /// Updates `state` with the kept files, the lengths of summary and log, and the aligner's time. Then writes the
+    /// files from which OutputFolder publishes the kept files:
+    /// - "rows": a header line and the new rows of the summary;
+    /// - "log": the new records of the log;
+    /// - "moves": the names of each SAM file in the round and in the output folder;
+    /// - "state": the text of `state`.
+    ///
+    /// Removes the aligner's summary and log, so Judge cannot be called again.
     void WritePublication(const Outcome& outcome, const std::string& save_folder, RunState& state) const;
 
     /// Returns the finding `text` with the paths of the file's link and SAM file replaced by the names that the user

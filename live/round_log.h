@@ -26,7 +26,7 @@ struct LostFile {
     std::string reason;
 };
 
-/// The records at the end of a log: an error for each lost file and, if the run is `done`, the time that it took.
+/// The records at the end of a log: an error for each lost file and, if `done`, "Done in <milliseconds> ms."
 std::string RecordsOfEnd(const std::vector<LostFile>& lost, bool done, std::uint64_t milliseconds);
 
 }  // namespace Live

@@ -51,16 +51,15 @@ struct RunState {
     /// The state with this text. Throws std::runtime_error if the text is malformed.
     static RunState Parse(const std::string& text);
 
-    /// Lines that describe the differences in the options that determine the output and in the reference; empty if
-    /// there are none.
+    /// Describes the differences in the reference and in the options that determine the output, one line each.
     std::vector<std::string> DifferencesFrom(const RunState& earlier) const;
 
     /// The table of the aligned files, for OUT/files.tsv.
     std::string FilesTable() const;
 };
 
-/// The path of the SAM file of a read file. The SAM file's path is relative to the output folder, `name` to the watched
-/// folder.
+/// The path of a read file's SAM file, relative to the output folder. `name`: the path of the read file, relative to
+/// the watched folder.
 std::string SamNameOf(const std::string& name);
 
 }  // namespace Live

@@ -6,9 +6,9 @@
 
 namespace Live {
 
-/// While an object exists, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first signal is noted, the second
-/// one ends the program and its child at once. Signals that were ignored stay ignored. The constructor makes the
-/// program ignore SIGPIPE, SIGXFSZ and SIGIO from then on; it throws std::system_error if it cannot create a pipe. Only
+/// While a Signals object exists, SIGINT, SIGTERM and SIGHUP ask the program to stop: the first signal is noted, the
+/// second ends the program and its child at once. Signals that were ignored stay ignored. The constructor also makes
+/// the program ignore SIGPIPE, SIGXFSZ and SIGIO for good. It throws std::system_error if it cannot create a pipe. Only
 /// one object may exist at a time. Any thread may call Wake; only the main thread may call the other functions.
 class Signals {
 public:

@@ -150,8 +150,7 @@ void WatchedFiles::LookAtKnown(Named known, const FoundFile& found, Time now, No
 // Finds the former name of a renamed file by the stamp of the file under its new name. Returns files.end() if there is
 // none. Another file may now have the former name.
 WatchedFiles::Named WatchedFiles::FormerNameOf(const Stamp& stamp) {
-    // A match whose own phase is `renamed`: only another name or form of an aligned file. Used if there is no other
-    // match.
+    // A match in the phase `renamed`, returned only if there is no match in another phase.
     auto further = files.end();
     if (const auto names = names_of_inode.find(stamp.inode); names != names_of_inode.end()) {
         for (const auto& name : names->second) {
@@ -224,8 +223,9 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// If the found file is a known file under a new name, and that known file is not being aligned, records the new name
-// and returns true. If the known file was aligned, it is not aligned again; otherwise, it need not settle again.
+// Returns true and records the new name if the found file is a known file under a new name, unless the known file is
+// being aligned. If the output has the reads of the known file, they are not aligned again. If not, the file need not
+// settle again.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {

@@ -84,8 +84,8 @@ public:
     bool SetWhole(const std::string& name);
     /// Notes that the file is incomplete.
     void SetCut(const std::string& name, const std::string& reason);
-    /// Lets the file wait for another round after its first loss, and gives it up after its second. Forgets a missing
-    /// file that exists under another name or in another form.
+    /// Lets the file wait for another round after its first loss, and gives up on it after its second. Forgets a
+    /// missing file that exists under another name or in another form.
     void SetLost(const std::string& name, const std::string& reason);
     /// The file must be known.
     void GiveUp(const std::string& name, const std::string& reason);
@@ -95,7 +95,7 @@ public:
 
     /// When the next file will have been unchanged for the settle time; Time::max() if no file is settling.
     Time NextSettled() const;
-    /// The time of the last look that found a new or changed file, or that of Restore.
+    /// The time of Restore or, if later, of the latest look that found a new or changed file.
     Time LastChange() const { return last_change; }
     /// True if no file is settling or waiting.
     bool IsQuiet() const;
