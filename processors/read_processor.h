@@ -30,21 +30,22 @@ public:
     ~ReadProcessor() override;
 
     /// Reads the parameters, answers requests for help and version, creates the save folder and sets up logging. Call
-    /// only once. Ends the process with status 0 after help and with 255 if Parse reports an error. An unknown option
-    /// is only a warning. A version request alone also ends the process with 255, without an error message, because the
-    /// required options are missing. This is deliberate, because scripts rely on it. Throws the file system's error if
-    /// the save folder cannot be created. `data_path_override`: see Common::Parameters::Parse; `default_config`: the
-    /// configuration file if `--config` is not given.
+    /// only once. `data_path_override`: see Common::Parameters::Parse. `default_config`: the configuration file if
+    /// `--config` is not given. Throws boost::filesystem::filesystem_error if the save folder cannot be created.
+    ///
+    /// Ends the process with status 0 after help, and with 255 if Parse reports an error. An unknown option is not an
+    /// error. A version request alone ends the process with 255 and without an error message, because the required
+    /// options are missing. This is deliberate: scripts rely on it.
     ReadProcessor& Initialise(int argc, char** argv, const std::string& data_path_override,
                               const std::string& default_config);
 
-    /// Processes all input files. Returns 0, or -1 after a failure of the run, which is logged. Failures of a file or a
-    /// read are logged and do not end the run, but a file without records deliberately ends the process (see
+    /// Processes all input files. Returns 0, or logs an error and returns -1 if the run fails. Failures of a file or a
+    /// read are logged and do not end the run. A file without records deliberately ends the process (see
     /// Common::SequencingFileAdapter). Throws what PrepareRun throws.
     int Run();
 
-    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or -1 after a
-    /// failure of the file, which is logged.
+    /// Processes the reads of one file on the worker threads. Returns the number of reads written, or logs an error and
+    /// returns -1 if the file fails.
     int ProcessSequencingFile(const std::string& file);
     /// Like ProcessSequencingFile, but calls ProcessReadAsync and CollectAsyncResults, on the calling thread only.
     int ProcessSequencingFileAsync(const std::string& file);

@@ -62,8 +62,8 @@ public:
     PieceSketcher(const IndexHeader& header, const EntryFormat& format, const Reference& reference)
         : header(header), format(format), reference(reference) {}
 
-    /// Of the minimizers of the complete sequences, returns those whose last bases have offsets from `begin` up to, not
-    /// including, `end`. Throws std::bad_alloc.
+    /// Returns the entries of the minimizers whose last bases have offsets in [begin, end). The minimizers are those
+    /// of the complete sequences, not of the piece alone. Throws std::bad_alloc.
     SketchedPiece Sketch(std::uint64_t begin, std::uint64_t end);
 
 private:

@@ -13,8 +13,8 @@ namespace qel_minimap2 {
 
 /// Reads a reference and indexes it in parallel, always as one part. The index has the same minimizers, positions,
 /// names and packed bases as minimap2's. `options` must have windows of 1 to 255 k-mers, an odd k of at most 15 and no
-/// flags such as homopolymer compression; otherwise std::invalid_argument is thrown. `options.batch_size` and
-/// `options.mini_batch_size` are ignored. Throws what ReadReference throws, and std::bad_alloc.
+/// flags, or std::invalid_argument is thrown. `options.batch_size` and `options.mini_batch_size` are ignored. Throws
+/// what ReadReference throws, and std::bad_alloc.
 ///
 /// Indexing has three steps. The first reads and packs the bases. The second sketches pieces of the bases into entries,
 /// sorted by block. The third gathers each block's entries from all pieces, sorts them and fills the block's part of
