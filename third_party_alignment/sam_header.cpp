@@ -106,7 +106,8 @@ SamHeader::SamHeader(std::string text) : kept(std::move(text)) {
 }
 
 void SamHeader::KeepLastOfEachName() {
-    // If several lines have the same name, the last of them counts. After reversing, it is the first, which unique keeps.
+    // If several lines have the same name, the last line counts. Reversing makes it the first line with this name, and
+    // unique keeps the first.
     std::reverse(references.begin(), references.end());
     std::stable_sort(references.begin(), references.end(),
                      [](const auto& a, const auto& b) { return a.name < b.name; });

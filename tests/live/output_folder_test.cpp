@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Called at the disk-changing call that `calls_left` selects. That call fails unless `fault` returns 0.
+// Runs at the disk-changing call that `calls_left` selects. That call fails unless this function returns 0.
 std::function<int()> fault;
 int calls_left = -1;  // The number of calls that succeed before the fault; negative: no fault.
 
@@ -189,7 +189,7 @@ TEST(OutputFolder, KilledPublicationIsCompletedOrUndone) {
             ::waitpid(child, &status, 0);
             ASSERT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 9 || WEXITSTATUS(status) == 0));
             killed = WEXITSTATUS(status) == 9;
-            // Even now, readers see only complete rounds, and the SAM file of each row.
+            // Even now, readers see only complete rounds and find the SAM files of their rows.
             const auto summary_path = path + "/alignment_summary.txt";
             const auto summary = fs::exists(summary_path) ? Live::ReadFile(summary_path) : kHeader;
             const int seen = summary == kHeader + Rows(before) ? before : before + 1;
@@ -258,7 +258,7 @@ TEST(OutputFolder, ManyFilesAreSyncedTogether) {
     ExpectRounds(folder.Path("out"), 1);
 }
 
-// Between the appearance of a round's first SAM file and that of its rows, only renames happen.
+// After a round's first SAM file appears, only renames happen until its rows appear.
 TEST(OutputFolder, SamFilesAndRowsAppearTogether) {
     const Tests::TemporaryFolder folder;
     const auto path = folder.Path("out");

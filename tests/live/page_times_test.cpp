@@ -12,7 +12,7 @@ using std::chrono::seconds;
 TEST(PageTimes, PageIsReplacedBeforeItExpires) {
     for (const Duration first_cost : {milliseconds(10), milliseconds(1800), milliseconds(3000), milliseconds(20000)}) {
         for (const double growth : {1.0, 1.02}) {
-            for (const Duration delay : {seconds(0), seconds(15)}) {  // By other work of the program.
+            for (const Duration delay : {seconds(0), seconds(15)}) {  // Caused by other work.
                 Live::PageTimes times;
                 Live::PageTimes::Time begin;
                 Live::PageTimes::Time until = Live::PageTimes::Time::max();

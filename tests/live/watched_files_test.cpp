@@ -135,7 +135,7 @@ TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
     folder.Put("new.fq", 30, 3);
     EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output keeps its former reads"});
     folder.Put("changed.fq", 11, 1);
-    EXPECT_EQ(folder.Look(110), Texts());  // Each file is named once, but each change shows that the writer is active.
+    EXPECT_EQ(folder.Look(110), Texts());  // A second change is not named, but shows that the writer is active.
     folder.Look(200);
     EXPECT_EQ(folder.files.LastChange(), Folder::At(110));
     EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});
