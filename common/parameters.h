@@ -91,7 +91,7 @@ private:
 
     boost::program_options::options_description command_line_options;
     boost::program_options::options_description config_file_options;
-    std::map<std::string, bool> required_options;  // Maps each option to whether it has been seen.
+    std::map<std::string, bool> required_options;  // Whether each required option has been seen.
     std::map<std::string, std::function<std::string()>> value_renderers;
     std::map<std::string, OptionRecord> option_records;
     std::vector<std::string> registered_names;

@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    /// While the loop waits for a worker, it checks the workers whenever a job ends, and at least this often.
+    /// While the loop waits for a worker, it checks the workers when a job ends, or after this time if no job ends.
     static constexpr std::chrono::milliseconds kRefreshInterval{1};
 
     template <typename Iterator>

@@ -118,7 +118,7 @@ private:
     std::mutex mutex;
     std::condition_variable job_ended;
     std::atomic<std::size_t> unseen = 0;  // Number of jobs that have ended and whose results no Refresh has taken.
-    bool staged = false;  // True while a worker may take the next two members; otherwise only the owner uses them.
+    bool staged = false;  // True while a worker may take the next two members. While false, only the owner uses them.
     RecordJob staged_job;
     FastQRecord staged_record;
     std::optional<std::size_t> taker;  // The worker that took the staged job, until the Submit of that job.

@@ -84,7 +84,7 @@ private:
     Time next_look = Time::min();
     bool end_file = false;
     std::optional<FolderId> reads_id;
-    bool was_away = false;  // Whether, since the latest round began, a look failed or found the folder's disk missing.
+    bool was_away = false;  // Whether a look failed, or found the disk missing, since the latest round began.
     bool told_stopping = false;
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
