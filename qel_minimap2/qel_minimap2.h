@@ -38,9 +38,9 @@ extern "C" {
 /// `name` and `len` may be read.
 mm_idx_t* qelmm_load_index(const char* path);
 
-/// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. Call it once
-/// per index and pass the result to each call of qelmm_align. Returns 0, which qelmm_align treats as unknown, for a
-/// null index or if memory is short. Any thread.
+/// Returns the number of occurrences in the index above which a minimizer is normally not used as a seed. Call this
+/// function once per index and pass the result to each call of qelmm_align. Returns 0, which qelmm_align treats as
+/// unknown, for a null index or if memory is short. Any thread.
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
@@ -98,13 +98,13 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 const char* qelmm_make_index(const char* reference, const char* path);
 
 /// Removes the hidden files of all calls of qelmm_make_index that have not ended. A signal handler that ends the
-/// process may call it.
+/// process may call this function.
 void qelmm_remove_unfinished_indexes(void);
 
 /// Checks the complete content of a file that qelmm_make_index wrote: the checksums, and that each minimizer, list and
 /// position is valid and in its place. (In such a file, qelmm_load_index checks no minimizers, lists or positions, and
 /// qelmm_align checks only the lists and positions that it uses.) Returns null for a sound file, or a text
-/// "ERROR: reason" that stays valid for as long as that of qelmm_make_index. Any thread.
+/// "ERROR: reason" with the same owner and lifetime as that of qelmm_make_index. Any thread.
 const char* qelmm_check_index(const char* path);
 
 /// A section of an index file. `offset` and `length` are in bytes.
@@ -127,8 +127,8 @@ struct qelmm_index_description {
     struct qelmm_index_section sections[64];
 };
 
-/// Describes a file that qelmm_make_index wrote. Reads only its first page, so damage in other places is not noticed.
-/// Returns null on success, or a text "ERROR: reason" that stays valid for as long as that of qelmm_make_index. Any
+/// Describes a file that qelmm_make_index wrote. Reads only the first page, so damage in other places is not noticed.
+/// Returns null on success, or a text "ERROR: reason" with the same owner and lifetime as that of qelmm_make_index. Any
 /// thread.
 const char* qelmm_describe_index(const char* path, struct qelmm_index_description* description);
 

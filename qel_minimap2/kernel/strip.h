@@ -74,7 +74,8 @@ TAVIK_INLINE Register AllLanesBut(int number) {
     return Lanes::Load(kOneZero + (number >= 0 && number < Lanes::kWidth ? 31 - number : 32));
 }
 
-/// Constants that follow from the scoring. Each register except `substitutions` has the same value in every lane.
+/// Constants for one scoring and one side on which gaps are placed. Each register except `substitutions` has the same
+/// value in every lane.
 struct StripConstants {
     StripConstants(const Scoring& s, Trace trace)
         : scoring(s),
@@ -131,9 +132,9 @@ enum class Shift { none, up, down };
 /// Computes a register of cells and returns their best candidates. `s` has the candidates for substitutions. Before the
 /// call, `c` has the values of the cells' neighbours; after the call, it has the values of the cells.
 ///
-/// A row depends on the previous row. In narrow strips, the longest chain of dependent operations therefore matters as
-/// much as their number. The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2
-/// and u by `down`). These lines are used last, and the lines that the next row of a band shifts are computed first.
+/// A row depends on the previous row, so the longest chain of dependent operations limits the speed of narrow strips.
+/// The chain leads through the lines that were shifted for this row (x, x2 and v by `up`; y, y2 and u by `down`). These
+/// lines are used last, and the lines that the next row of a band shifts are computed first.
 template <Shift kShift>
 TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes& c) {
     using L = Lanes;
@@ -167,8 +168,8 @@ TAVIK_INLINE Register StripStep(const StripConstants& k, Register s, StripLanes&
     return best;
 }
 
-/// In one lane, opens two gaps and sets the score line to the value of the border. `others` comes from AllLanesBut. A
-/// newly opened gap has the number 0.
+/// In one lane, opens a gap of each gap piece and sets the score line to the value of the border. `others` comes from
+/// AllLanesBut.
 TAVIK_INLINE void EnterGap(Register others, Register border, Register& gap, Register& gap2, Register& score) {
     gap = Lanes::And(gap, others);
     gap2 = Lanes::And(gap2, others);

@@ -115,8 +115,8 @@ public:
         AddBorder(i, j);
     }
 
-    /// Returns the score of the path, which must lead from the first cell to the last, minus the score of the equal
-    /// bases that were cut off.
+    /// Returns the score of the path without that of the equal bases that were cut off. The path must lead from the
+    /// first cell to the last.
     int Score(const Scoring& scoring) const {
         int score = -scoring.match * (call.equal_before + call.equal_after);
         int i = -call.equal_before;

@@ -14,9 +14,8 @@
 
 namespace qel_minimap2 {
 
-/// The working memory of one mapping, which is kept for later reads. The number of kept buffers never exceeds the
-/// highest number of mappings that ran at the same time. Any thread may create an object, and only that thread may use
-/// it.
+/// The working memory of one mapping. It is kept for later reads. The number of kept buffers never exceeds the highest
+/// number of mappings that ran at the same time. Any thread may create an object, and only that thread may use it.
 class MappingBuffer {
 public:
     MappingBuffer() {

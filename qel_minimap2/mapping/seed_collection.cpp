@@ -36,8 +36,8 @@ std::uint64_t HashOf(const mm128_t& minimizer) {
     return minimizer.x >> 8U;
 }
 
-// Returns the seed of minimizer `i`, which is in this slot of the table. The seed's `cr` is null if the table returns
-// no list for the slot (see SeedTable::AtSlot).
+// Returns the seed of minimizer `i`, whose slot in the table is `slot`. The seed's `cr` is null if the table returns no
+// list for the slot (see SeedTable::AtSlot).
 mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& table, std::uint64_t slot) {
     const auto& minimizer = minimizers.a[i];
     const auto is_like = [&](std::size_t other) { return HashOf(minimizers.a[other]) == HashOf(minimizer); };

@@ -32,8 +32,8 @@ struct Seeds {
     std::uint64_t* minimizer_places;
 };
 
-/// Returns the results of mm_collect_matches. Prefetches parts of the table and positions for later minimizers, because
-/// most of the time would otherwise be spent waiting for memory. Any thread.
+/// Returns the results of mm_collect_matches. Prefetches what the next minimizers need, because otherwise most of the
+/// time would be spent waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 /// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
@@ -41,8 +41,8 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 /// repeats, so the call to mm_seed_mz_flt, which sorts the minimizers, is usually unnecessary.
 bool MayHaveFrequent(const mm128_v& minimizers, int most, float fraction);
 
-/// Returns whether, since the last call to this function in this thread, CollectSeeds has dropped a seed because the
-/// seed's list of positions was empty or not within its block, or because a position was not within its sequence.
+/// Returns whether CollectSeeds has dropped a seed in this thread since the previous call of this function. A seed is
+/// dropped if its list of positions is empty or not within its block, or if a position is not within its sequence.
 bool TookImpossibleHits();
 
 }  // namespace qel_minimap2
