@@ -11,7 +11,7 @@ def unpacked(package, folder):
     if not target.exists():
         subprocess.run(["apt-get", "download", "-q", package], cwd=folder, check=True, stdout=subprocess.DEVNULL)
         archive = next(Path(folder).glob(f"{package}_*.deb"))
-        # Renamed when complete, so that a killed run leaves no partial folder under the final name.
+        # The folder gets its name when it is complete, so that a killed run leaves no partial folder under that name.
         part = target.with_name(f"{package}.part")
         shutil.rmtree(part, ignore_errors=True)
         subprocess.run(["dpkg", "-x", str(archive), str(part)], check=True)
@@ -20,7 +20,8 @@ def unpacked(package, folder):
 
 
 def flye_reads(folder):
-    """Returns three paths: a reference (500 kb of E. coli), 945 long reads (8.4 Mb) and HiFi reads, both .fastq.gz."""
+    """Returns three paths: of a reference (500 kb of E. coli), of 945 long reads (8.4 Mb, .fastq.gz) and of HiFi reads
+    (.fastq.gz)."""
     reference = next(unpacked("flye", folder).rglob("ecoli_500kb.fasta"))
     return (reference, *(reference.with_name(f"ecoli_500kb_reads{kind}.fastq.gz") for kind in ("", "_hifi")))
 

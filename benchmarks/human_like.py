@@ -15,9 +15,10 @@ SATELLITE_SHARE = 0.03
 
 
 def noisy(random, sources, lengths, rate):
-    """Returns copies of parts of a sequence, concatenated, with errors added; part i becomes `lengths[i]` bases.
-    `sources`: the sequence, and for each part its start and its direction (1, or -1 for the reverse strand). Half of
-    the errors are substitutions, the other half insertions and deletions of one base."""
+    """Returns concatenated copies of parts of a sequence, with errors at a fraction `rate` of the bases. `lengths`: the
+    length of each copy. `sources`: the sequence, and for each copy its start and its direction (1, or -1 for the
+    reverse strand). A copy that reaches the end of the sequence continues at the start. Half of the errors are
+    substitutions, the other half are insertions and deletions of one base."""
     sequence, starts, directions = sources
     total = int(lengths.sum())
     draw = random.integers(0, 65536, total, dtype=numpy.uint16)
@@ -39,8 +40,8 @@ def noisy(random, sources, lengths, rate):
 
 class Genome:
     """About `size` bases in 24 chromosomes with the proportions of the human ones. Half of the bases are copies of 800
-    repeat families, 3 to 28 % diverged; 3 % of each chromosome is a satellite: copies of a unit of 171 bases, 2 %
-    diverged. Each chromosome also has tandem repeats of short units, and runs of N at its ends and inside it."""
+    repeat families, 3 to 28 % diverged. In each chromosome, 3 % is a satellite: copies of a unit of 171 bases, 2 %
+    diverged. Each chromosome also has tandem repeats of short units, and runs of N at the ends and inside."""
 
     def __init__(self, seed, size):
         self.random = numpy.random.Generator(numpy.random.PCG64(list(seed.encode())))
@@ -120,7 +121,7 @@ class Reads:
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """Returns a read from anywhere, or one from a stretch of a sequence that starts between `begin` and `end`."""
+        """Returns a read that starts anywhere, or between `begin` and `end` in sequence number `sequence`."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence

@@ -65,7 +65,8 @@ class Table:
         return mmi == own
 
     def in_turns(self, reads, runs):
-        """Returns wall and processor times: of minimap2, and of the aligner with minimap2's index and with its own."""
+        """Returns the median wall and processor times of minimap2, of the aligner with minimap2's index, and of the
+        aligner with its own index."""
         minimap2 = ["minimap2", "-a", "-x", "map-ont", "-Q", "-t", 2, "-o", self.scratch / "minimap2.sam", self.mmi,
                     *sorted(reads.iterdir())]
         return medians([minimap2, self.aligner(self.mmi, reads), self.aligner(self.own, reads)], runs, self.scratch)
@@ -103,7 +104,7 @@ class Table:
         return sum(int(size[1]) for size in sizes) * 1024 / 1e6
 
     def small_files(self):
-        """Returns wall and processor times of one process for all small files, and of one process for each."""
+        """Returns the wall and processor times of one process for all small files, and of a process for each file."""
         folder = self.scratch / "small"
         lines = [line for file in sorted(self.reads.iterdir()) for line in file.read_bytes().splitlines(keepends=True)]
         share = len(lines) // 4 // SMALL_FILES * 4

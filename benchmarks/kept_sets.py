@@ -1,5 +1,5 @@
-"""Generates sets and indexes once and keeps them in a folder for the next run. They get their names when they are complete,
-because a killed run must not leave a partial one for the next run."""
+"""Generates sets and indexes, and keeps them in a folder for the next run. A set or an index gets its name when it is
+complete, so that a killed run leaves nothing partial under that name."""
 
 import shutil
 import subprocess

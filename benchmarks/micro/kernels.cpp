@@ -26,7 +26,7 @@ const qel_minimap2::kernel::Kernels* MeasuredKernels(benchmark::State& state) {
     return kernels;
 }
 
-// A target and a query that differs from it by an error about every 12 bases and by `inserted` bases in its middle.
+// A target and a query. The query has an error about every 12 bases and `inserted` more bases in the middle.
 struct Pair {
     Pair(int length, int inserted) {
         const auto base = [this] { return static_cast<std::uint8_t>(random() % 4); };
@@ -82,8 +82,8 @@ void FillGap(benchmark::State& state) {
     const Pair pair(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
 }
-// The first pair is too short for a strip, and the narrowest strip is enough for the next two. The first two insertions
-// need wider strips, and the last one fits into no strip.
+// The first pair is too short for a strip. The narrowest strip is enough for the second and the third pair. The fourth
+// and the fifth need wider strips, and the last pair fits into no strip.
 BENCHMARK(FillGap)
     ->ArgNames({"bases", "inserted"})
     ->Args({16, 0})
