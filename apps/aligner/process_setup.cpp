@@ -19,8 +19,8 @@ void SetUpProcess() {
             _exit(1);
         }
     }
-    // A run that writes its results to files must continue when the program that reads its standard output ends.
+    // The results are in files, so a run must continue when the reader of its standard output ends.
     std::signal(SIGPIPE, SIG_IGN);
-    // A write beyond the file size limit (ulimit -f) then fails like a write to a full disk, which writers report.
+    // A write beyond the file size limit (ulimit -f) then fails, as on a full disk, and the writer reports the failure.
     std::signal(SIGXFSZ, SIG_IGN);
 }

@@ -29,8 +29,8 @@ struct UnloadIndex {
 };
 using IndexPointer = std::unique_ptr<mm_idx_t, UnloadIndex>;
 
-// Throws std::runtime_error if a function of the wrapper library returned an error text, that is, if `answer` is not
-// null. The message is `before` and that text without "ERROR: ".
+// `answer`: the result of a function of the wrapper library, which is an error text or, after success, null. Throws an
+// error text as std::runtime_error. The message is `before` and the text without "ERROR: ".
 void RequireSuccess(const char* answer, const std::string& before = "") {
     constexpr std::string_view kError = "ERROR: ";
     if (answer != nullptr) {

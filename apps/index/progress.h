@@ -9,12 +9,11 @@
 
 namespace Indexing {
 
-/// Shows what the program is doing and the time since construction, in one line on standard error, if that is a
-/// terminal. A thread that blocks all signals updates the line. The destructor erases the line.
+/// If standard error is a terminal, shows there in one line what the program is doing and the time since construction.
+/// A thread that blocks all signals updates the line. The destructor erases the line.
 class Progress {
 public:
-    /// `quiet`: show nothing. `what` returns the text of the line without the time; the thread that shows the line
-    /// calls this function.
+    /// `quiet`: show nothing. `what` returns the text of the line without the time. It is called on another thread.
     Progress(bool quiet, std::function<std::string()> what);
     ~Progress();
     Progress(const Progress&) = delete;

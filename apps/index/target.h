@@ -4,10 +4,11 @@
 
 namespace Indexing {
 
-/// Throws std::runtime_error "<path>: <reason>" if a file at `path` is not a regular file, is `reference` itself,
-/// cannot be read, or is neither empty nor an index written by tavik_index. Also throws if the folder in which the file
-/// is to be written is not writable; for a symbolic link, that is the folder of the link's target. Call before reading
-/// the reference, so that the program fails at once.
+/// Checks that an index may be written to `path`. Call before reading the reference, so that the program fails at once.
+/// Throws std::runtime_error "<path>: <reason>" if
+/// - an existing file is not a regular file, is `reference` itself or cannot be read;
+/// - an existing file is neither empty nor an index made by tavik_index;
+/// - the folder of the file is not writable (for a symbolic link, the folder of the link's target).
 void RequireWritable(const std::string& path, const std::string& reference);
 
 /// After this call, SIGHUP, SIGINT and SIGTERM remove unfinished index files before they end the process. Signals that
