@@ -16,11 +16,9 @@ namespace {
 
 using Difference = ReadBalance::Difference;
 
-// The input is read ahead of the SAM file by this many reads, not counting failed reads. The number must exceed that of
-// the reads that are aligned at the same time, because the aligner writes reads in the order in which their alignments
-// finish. kMostAhead exceeds the number of threads that a process can usually have, but makes checking short reads take
-// more than 1.5 times as long. It is therefore used only once the SAM file contains a read that is not among those read
-// ahead.
+// The input is read ahead of the SAM file by kAhead reads, because the aligner writes reads in the order in which their
+// alignments finish. Failed reads do not count. If the SAM file contains a read that is not among those read ahead,
+// kMostAhead replaces kAhead. It is slower, but exceeds the number of threads that a process can usually have.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::uint64_t kMostAhead = 32768;
 constexpr std::size_t kFirstUses = 3;

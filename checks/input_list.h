@@ -11,8 +11,8 @@ struct InputList {
     std::vector<std::string> files;  ///< Sorted paths relative to the folder, or the lines of the list.
 };
 
-/// Finds the read files as the aligner does. `input` is a folder, a file with one path per line, or "-" for such lines
-/// on standard input; an empty line counts as a path. Throws std::system_error "<path>: <reason>" if a folder or
+/// Finds the read files as the aligner does. `input`: a folder, a file with a list, or "-" for a list on standard
+/// input. Each line of a list is a path, even an empty line. Throws std::system_error "<path>: <reason>" if a folder or
 /// the list cannot be read to its end.
 InputList FindInput(const std::string& input, bool recursive);
 

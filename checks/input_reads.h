@@ -23,19 +23,19 @@ struct InputError : std::runtime_error {
     bool in_record;      ///< A record is wrong. False if the file is empty, not regular, damaged or unreadable.
 };
 
-/// Reads one input file with the readers and by the rules of the aligner. Not synchronised.
+/// Reads one input file with the aligner's readers and rules. Not synchronised.
 class InputReads {
 public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record. Returns false at the end. Skips FASTQ records whose lines are all empty, except perhaps
-    /// for a "+" on the third, because the aligner skips them without a message. Throws InputError if the aligner
-    /// refuses the record or reading fails. Do not call Next after an InputError.
+    /// Reads the next record. Returns false at the end. Skips FASTQ records of four empty lines, also if the third line
+    /// is "+", because the aligner skips them without a message. Throws InputError if the aligner refuses the record or
+    /// reading fails. Do not call Next after an InputError.
     bool Next();
 
-    /// False if the title of the record read last is empty or only its marker. The aligner skips such a read and logs
-    /// an error.
+    /// True if the title of the record read last continues after its marker. The aligner logs an error for any other
+    /// read and skips it.
     bool HasName() const { return title.size() > 1; }
     /// The name that the record read last has in the aligner's summary. Call only if HasName.
     std::string_view Name() const;

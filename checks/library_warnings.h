@@ -6,8 +6,8 @@
 
 namespace Checks {
 
-/// While an object exists, it collects the warnings and errors logged by the code that reads files, and they are not
-/// printed. Only one object may exist at a time.
+/// Collects the warnings and errors that are logged while the object exists. They are not printed. Only one object may
+/// exist at a time.
 class LibraryWarnings {
 public:
     LibraryWarnings();

@@ -51,8 +51,8 @@ public:
     /// The differences so far, sorted by line; empty if Overflowed.
     std::vector<Difference> Differences() const;
 
-    /// Returns what `word` returns for the first three differences of a kind and, if N more exist, the text
-    /// "N `noun` `rest`", with `noun` in the plural unless N is 1.
+    /// Returns the texts that `word` returns for the first three differences of a kind. If there are N more, adds the
+    /// text "N `noun` `rest`", with `noun` in the plural unless N is 1.
     static std::vector<std::string> Word(const std::vector<Difference>& differences, Difference::Kind kind,
                                          const std::function<std::string(const Difference&)>& word,
                                          const std::string& noun, const std::string& rest);

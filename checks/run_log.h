@@ -10,7 +10,7 @@ namespace Checks {
 /// What the log says about one input file.
 struct LoggedFile {
     std::string file;  ///< The name in the log.
-    /// Number of reads processed without an error, including unmapped ones; unset if the file was not finished.
+    /// Number of reads processed without an error, including unmapped reads; unset if the file was not finished.
     std::optional<std::int64_t> reads;
     std::uint64_t failed_reads = 0;         ///< Number of errors about single reads.
     std::vector<std::string> failed_names;  ///< Identifiers of the failed reads, except reads without an identifier.

@@ -58,7 +58,7 @@ private:
     std::string_view line;
     SamRecord record;      // The columns of `line`.
     bool pending = false;  // The record has been read but not used yet.
-    // The read whose records are being read.
+    // The current read.
     std::string name;
     std::string sequence;                // In the read's direction.
     std::int64_t supplementary_due = 0;  // Records that the first record's tag SA lists, minus those read so far.

@@ -8,7 +8,7 @@ namespace Checks {
 /// An eight-byte digest of a sequence. U counts as T, because the aligner writes T for U.
 std::string DigestOf(std::string_view sequence);
 
-/// Replaces the sequence with its reverse complement. Maps characters other than A, C, G and T to arbitrary ones,
+/// Replaces the sequence with its reverse complement. Characters other than A, C, G and T become arbitrary characters,
 /// but different texts never become equal.
 void ReverseComplement(std::string& sequence);
 

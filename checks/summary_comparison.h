@@ -31,9 +31,9 @@ public:
     /// Call instead of SkipRows if the number of rows to skip is unknown.
     void SkipUnknownRows() { gaps = true; }
 
-    /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already,
-    /// whose rows are not reported. `logged`: the number of rows according to the log, if known. After a line that
-    /// cannot be read, the following rows are unknown, so no row counts as missing.
+    /// Reads the remaining rows and returns all findings. `reported`: names of reads that have findings already; their
+    /// rows are not reported. `logged`: the number of rows according to the log, if known. If a line cannot be read, no
+    /// row counts as missing, because the rows after that line are unknown.
     std::vector<std::string> Finish(const std::set<std::string>& reported, std::optional<std::uint64_t> logged);
 
 private:
