@@ -14,11 +14,13 @@ public:
     explicit FastaIterable(std::istream& stream) : stream(&stream) {}
 
     /// Reads the next record. Returns false at the end. A line that does not begin with one of "ACGTU" ends the
-    /// sequence before it and is taken as the next description.
-    /// Throws std::runtime_error for a description that does not begin with ">", for a sequence that fails
-    /// FastQRecord::ValidateSequence and for a stream in a failed state. An exception of the stream's device passes
-    /// through if the stream's exception mask contains badbit. Otherwise, if the device fails inside a record, the part
-    /// before the failure becomes the record, and the next Advance throws.
+    /// sequence before it and is taken as the next description. Throws std::runtime_error for
+    /// - a description that does not begin with ">",
+    /// - a sequence that fails FastQRecord::ValidateSequence,
+    /// - a stream in a failed state.
+    ///
+    /// An exception of the stream's device passes through if the stream's exception mask contains badbit. Without
+    /// badbit, a failure of the device inside a record ends the record, and the next Advance throws.
     bool Advance();
 
     /// The record read last, without qualities. Valid until the next Advance.

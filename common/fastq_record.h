@@ -71,8 +71,7 @@ private:
     std::string comment;  // Unused; part of the record's fixed layout.
 };
 
-/// Writes title, bases and, unless IsFasta, "+" and qualities, one per line, without a final line feed. A record
-/// without bases is written as FASTQ.
+/// Writes title, bases and, unless IsFasta, "+" and qualities, one per line, without a final line feed.
 std::ostream& operator<<(std::ostream& stream, const FastQRecord& record);
 
 }  // namespace Common

@@ -26,9 +26,10 @@ public:
 
     const std::string& Path() const;
 
-    /// Stops the thread. Returns false if the caller must read the file itself: the file is not a regular file of at
-    /// least 64 KiB, cannot be read or has changed since construction, or the system could not start the thread or
-    /// give it memory.
+    /// Stops the thread. Returns false if the caller must read the file itself, because
+    /// - the file is not a regular file of at least 64 KiB,
+    /// - the file cannot be read or has changed since construction, or
+    /// - the system could not start the thread or give it memory.
     bool TakeOver();
 
     /// Returns the next part of the text, which is empty at the end and valid until the next call. First returns what
@@ -56,7 +57,7 @@ public:
     /// extension of a plain read file. A file gets none if there is not enough memory.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
-    /// Returns the head start of the file at the index of the last Prepare, after its TakeOver. Null if the file has
+    /// Returns the head start of the file at the index of the latest Prepare, after its TakeOver. Null if the file has
     /// none, if `path` is a different file, or if TakeOver returned false.
     std::unique_ptr<GzipHeadStart> Take(const std::string& path);
 
@@ -64,7 +65,7 @@ private:
     const std::size_t count;
     const std::size_t most;
     std::size_t considered = 0;  // Files before this index get no new head start.
-    std::size_t current = 0;     // The index of the last Prepare.
+    std::size_t current = 0;     // The index of the latest Prepare.
     std::deque<std::pair<std::size_t, std::unique_ptr<GzipHeadStart>>> waiting;  // Sorted by index.
 };
 

@@ -10,8 +10,7 @@
 
 namespace Common {
 
-/// Reads a text file line by line, about as fast as copying it. Only a long line enlarges the buffer. Not
-/// synchronised.
+/// Reads a text file line by line. Only a long line enlarges the buffer. Not synchronised.
 class LineReader {
 public:
     /// Opens the file. `block`: the initial size of the buffer in bytes. `longest`, in bytes, is rounded up to `block`

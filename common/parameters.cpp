@@ -50,7 +50,8 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// Returns the argument after the last `long_form` or `short_form` that is followed by one; empty if there is none.
+// Returns the value given to an option on the command line; empty if there is none. If the option is repeated, the
+// final value counts.
 std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {
@@ -74,7 +75,7 @@ void SkipByteOrderMark(std::istream& stream) {
 }
 
 // Boost.Program_options replaces the placeholders of a message, such as "%value%", until none is left. If the value
-// itself contains the placeholder, that loop never ends. The percent signs of a value that has several are therefore
+// itself contains the placeholder, that loop never ends. In a value with several percent signs, these are therefore
 // shown in hexadecimal.
 class PlaceholderGuard : public po::error_with_option_name {
 public:

@@ -32,7 +32,7 @@ struct GzipDecoder::State {
     inflate_state fast{};
     std::vector<Bytef> input = std::vector<Bytef>(kInputSize);
     std::vector<char> output = std::vector<char>(kTextSize);
-    std::string_view text;         // The text decoded by the last step.
+    std::string_view text;         // The text decoded by the latest step.
     std::uint64_t input_end = 0;   // Offset in the source at which the input ends.
     std::uint64_t body = 0;        // Offset in the source at which the member's compressed data begin.
     std::uint64_t handed_out = 0;  // Bytes of the member's text that zlib must still skip if it decodes the member.

@@ -28,10 +28,8 @@ thread_local int waits_without = 0;  // How many of this thread's next waits do 
 // once, unless the condition is already true or this wait is skipped (see below). The caller holds no lock, so the
 // condition may read only atomic members and members that this thread alone writes.
 //
-// A thread that sleeps at once may leave its processor idle, and waking the thread takes about as long as mapping a
-// short read. A yield, however, returns immediately if no other thread waits for the processor. With two workers on two
-// processors, yielding shortened the run on a file of short reads from 2.8 s to 2.1 s. When other programs kept the
-// processors busy, a yield could take milliseconds, and the run took up to 1.5 times as long. So after a slow yield,
+// Waking a sleeping thread takes about as long as mapping a short read. A yield returns immediately if no other thread
+// waits for the processor, but can take milliseconds if other programs keep the processors busy. So after a slow yield,
 // this thread skips yielding in its next waits.
 template <typename Condition>
 void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
@@ -54,8 +52,7 @@ void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
 
 // How long a worker yields before it sleeps: usually long enough for the owner to read and stage the next record.
 constexpr std::chrono::microseconds kWorkerYields{50};
-// How long the owner yields if its last wait was shorter than this and there are more processors than workers. With one
-// worker on two processors, a file of short reads takes 1.1 s instead of 1.6 s, and a quarter less processor time. With
+// How long the owner yields if its previous wait was shorter than this and there are more processors than workers. With
 // as many workers as processors, the owner would take a processor from a worker.
 constexpr std::chrono::microseconds kOwnerYields{50};
 constexpr std::chrono::microseconds kOneYield{0};

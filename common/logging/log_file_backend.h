@@ -9,8 +9,8 @@
 namespace Common::logging {
 
 /// Writes log lines to a file, which is opened when the first line arrives. Unlike Boost.Log's file backend, it reports
-/// the first failure on standard error, with the path and the system's reason, and drops all later lines, because a
-/// full disk must not end a run. The sink that owns the backend serialises calls.
+/// the first failure on standard error, with the path and the system's reason. It then drops all later lines, because
+/// a full disk must not end a run. The sink that owns the backend serialises calls.
 class LogFileBackend : public boost::log::sinks::basic_formatted_sink_backend<char> {
 public:
     /// `name`: the start of the file name, followed by "_log-<date>_<time>.log" with the time at which the file is

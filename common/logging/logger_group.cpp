@@ -94,7 +94,7 @@ void InitLogging(const std::string& channel, const std::string& verbose_channel,
     auto options = GetDefaultTavikLogOptions(quiet, verbose_logs, trace_categories);
     auto& process = Process();
     const std::lock_guard lock(process.mutex);
-    process.group.reset();  // Removes the old sinks before the new ones are installed.
+    process.group.reset();  // Removes the old sinks before the new sinks are installed.
     AddCommonAttributes();
     process.group = std::make_unique<LoggerGroup>(channel, verbose_channel);
     for (const auto console : {Loggers::error_console, Loggers::output_console}) {

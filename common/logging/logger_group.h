@@ -20,9 +20,8 @@ struct null_deleter {
     void operator()(T* /*object*/) const noexcept {}
 };
 
-/// Creates the process-wide group without sinks, unless it exists, and switches logging off: nothing is written before
-/// the user's options are known. Foreign sinks on Boost.Log's core receive nothing until InitLogging, and then the
-/// records that SetForeignSeverities describes.
+/// Creates the process-wide group, without sinks, unless it exists. Switches logging off until InitLogging, also for
+/// foreign sinks (see SetForeignSeverities), so that nothing is written before the user's options are known.
 void Prepare();
 
 /// Replaces the process-wide group with one for these channels, installs its sinks and switches logging on. The log
@@ -53,14 +52,14 @@ public:
     /// an error and changes nothing.
     void updateStreamSink(Loggers logger, SinkOptions&& options);
 
-    /// Replaces the sink of a file logger with one that writes to "<name>_log-<date>_<time>.log" in `folder` (empty:
-    /// the current folder at this call), or only removes it if `options.enabled` is false. This call creates the
+    /// Replaces the sink of a file logger, or only removes it if `options.enabled` is false. The new sink writes to
+    /// "<name>_log-<date>_<time>.log" in `folder` (empty: the current folder at this call). This call creates the
     /// folder; the first record creates the file. For a console logger, logs an error and changes nothing.
     void updateFileSink(Loggers logger, const boost::filesystem::path& folder, const std::string& name,
                         SinkOptions&& options);
 
-    /// Writes the log files, named after the channels, to `folder`, with the options given to InitLogging. An empty
-    /// path is the current folder. Log files already created in other folders stay there.
+    /// From this call on, the log files go to `folder` (empty: the current folder at this call). They are named after
+    /// the channels and have the options given to InitLogging. Log files already created in other folders stay there.
     void SetFolder(const boost::filesystem::path& folder);
 
     /// The channel of records with this severity.

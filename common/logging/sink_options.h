@@ -30,10 +30,14 @@ struct SinkOptions {
     bool TakesTraceOf(const std::string& channel) const;
 };
 
-/// The options of the four sinks, in the order of Loggers: the main log file, standard error (warnings and errors),
-/// standard output (messages, or nothing if `quiet`) and the verbose log file, which only `verbose_logs` or a non-empty
-/// `trace_categories` enables. With `verbose_logs`, `trace_categories` has no effect. `enabled` is false for the two
-/// console sinks; the caller sets it before it installs them.
+/// The options of the four sinks, in the order of Loggers:
+/// - the main log file;
+/// - standard error: warnings and errors;
+/// - standard output: messages, or nothing if `quiet`;
+/// - the verbose log file, which `verbose_logs` or a non-empty `trace_categories` enables.
+///
+/// With `verbose_logs`, `trace_categories` has no effect. The two console sinks are not enabled; the caller sets
+/// `enabled` before it installs them.
 std::array<SinkOptions, kLoggerCount> GetDefaultTavikLogOptions(bool quiet, bool verbose_logs,
                                                                 const std::string& trace_categories);
 
