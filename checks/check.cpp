@@ -74,7 +74,7 @@ public:
 private:
     void Append(const std::vector<std::string>& more) { findings.insert(findings.end(), more.begin(), more.end()); }
 
-    // In the log, file names begin with the input path of the run, which may differ from the one given to tavik_check.
+    // In the log, file names begin with the run's input path. The path given to tavik_check may differ.
     void NameFiles() {
         auto base = *run.input_path;
         if (base.size() > 1 && base.back() == '/') {

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// `name` is for the error. Standard input is shared with C's stdin, so that only stdin knows of a failed read.
+// `name`: what an error calls the stream. std::cin reads through C's stdin, and only stdin records that a read failed.
 std::vector<std::string> Lines(std::istream& stream, const std::string& name) {
     std::vector<std::string> lines;
     errno = 0;

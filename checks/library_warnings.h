@@ -15,7 +15,7 @@ public:
     LibraryWarnings& operator=(const LibraryWarnings&) = delete;
     ~LibraryWarnings();
 
-    /// Returns the texts logged since the last call.
+    /// Returns the texts logged since the previous call.
     std::vector<std::string> Take();
 
 private:

@@ -22,7 +22,7 @@ public:
         std::string name;
         std::string expected;  ///< Content in the expected series; empty if surplus.
         std::string found;     ///< Content in the found series; empty if missing or unknown.
-        std::uint64_t line;    ///< `line` of the found read; if it is missing, of the expected read.
+        std::uint64_t line;    ///< `line` of the found read, or of the expected read if the read is missing.
     };
 
     /// Adds a read to the expected series. `line`: where the read is; differences are sorted by it. `other`, unless
@@ -37,7 +37,7 @@ public:
     /// name to the expected series.
     void Excuse(std::string_view name);
 
-    /// True if a read of this name was added and has not matched yet, or if one was excused.
+    /// True if a read of this name was added and has not matched yet, or if Excuse was called for the name.
     bool Knows(std::string_view name) const;
     /// True if a read of this name and content is expected and not found yet.
     bool Expects(std::string_view name, std::string_view content) const;

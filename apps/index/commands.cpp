@@ -29,8 +29,8 @@ struct UnloadIndex {
 };
 using IndexPointer = std::unique_ptr<mm_idx_t, UnloadIndex>;
 
-// `answer`: the result of a function of the wrapper library, which is an error text or, after success, null. Throws an
-// error text as std::runtime_error. The message is `before` and the text without "ERROR: ".
+// `answer`: null, or an error text from the wrapper library. Throws std::runtime_error for an error text, with the
+// message `before` and the text without "ERROR: ".
 void RequireSuccess(const char* answer, const std::string& before = "") {
     constexpr std::string_view kError = "ERROR: ";
     if (answer != nullptr) {

@@ -33,7 +33,7 @@ public:
     /// the same source, which must be at its start on the first call.
     std::string_view Next(GzipSource& source);
 
-    /// The reason why the data are invalid, empty if they are sound. Known once Next has returned an empty text.
+    /// The reason why the data are invalid; empty if they are sound. Known once Next has returned an empty text.
     const std::string& Failure() const { return failure; }
 
     /// True if all members decoded so far are sound and Failure concerns the bytes after them.

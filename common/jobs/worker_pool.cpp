@@ -57,8 +57,8 @@ constexpr std::chrono::microseconds kWorkerYields{50};
 constexpr std::chrono::microseconds kOwnerYields{50};
 constexpr std::chrono::microseconds kOneYield{0};
 
-// The number of processors on which the process may run. hardware_concurrency may count more, but does not fail on a
-// machine with more processors than cpu_set_t has room for.
+// The number of processors on which the process may run. sched_getaffinity fails on a machine with more processors than
+// cpu_set_t has room for. hardware_concurrency does not fail, but may count too many.
 std::size_t ProcessorCount() {
     static const std::size_t count = [] {
         cpu_set_t allowed;
