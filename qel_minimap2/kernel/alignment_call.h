@@ -12,8 +12,7 @@ extern "C" {
 
 namespace qel_minimap2::kernel {
 
-/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, except for the result. Also has the numbers of
-/// equal bases that were cut off.
+/// The arguments of one call to minimap2's base aligner, ksw_extd2_sse, except for the result.
 ///
 /// A letter is a number below `letters`; the highest one means any base. Target and query positions are 0-based: i is a
 /// target position and j a query position. Anti-diagonal r has the cells with i + j = r.
@@ -62,7 +61,7 @@ inline int GapCost(const Scoring& s, int length) {
     return first < second ? first : second;
 }
 
-/// Returns the change in the score when the only path along the matrix's border, a gap, grows from r to r + 1 bases.
+/// Returns the change in the score when a gap along the matrix's border grows from r to r + 1 bases.
 inline int BorderStep(const Scoring& s, int r) {
     return GapCost(s, r) - GapCost(s, r + 1);
 }

@@ -5,9 +5,9 @@
 #include <numeric>
 #include <utility>
 
-// minimap2 sorts by one byte of the key after the other, from the highest to the lowest. It exchanges elements in place
-// until each is in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by
-// insertion. The result depends only on the keys and their order. It therefore stays the same if
+// minimap2 sorts by the bytes of the key, from the highest to the lowest. It exchanges elements in place until each is
+// in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by insertion. The
+// result depends only on the keys and their order. It therefore stays the same if
 // - a byte that is the same in all keys is skipped: all elements share its bin, so none is exchanged;
 // - a small bin is sorted by another stable method, because insertion sort is stable.
 //
@@ -69,7 +69,7 @@ private:
     std::uint64_t mask;
 };
 
-// Sorts a small bin and keeps the order of equal keys, because the lowest bits of each number are its element's place.
+// Sorts a small bin. Equal keys keep their order, because the lowest bits of each number are its element's place.
 template <typename Element>
 void SortAtOnce(Element* begin, std::size_t count, const ShortKeys& keys) {
     std::uint64_t numbers[2 * kInserted];
@@ -113,12 +113,12 @@ void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
     }
 }
 
-// Does the same for a byte in which only the bit at `bit` differs, so that there are two bins. Returns the start of the
-// upper one.
+// Does the same as Exchange for two bins: only the bit at `bit` differs in the byte. Returns the start of the upper
+// bin.
 //
-// Each element of the upper bin in the lower bin's part moves to the first open place of the upper bin's part. The
-// elements there move on by one place each, up to the first one that belongs below, which fills the gap. A strand's bit
-// is random, so branches on it would be mispredicted.
+// Each element of the upper bin in the lower bin's part moves to the first open place of the upper bin's part. From
+// there on, elements move up by one place each, until one belongs to the lower bin and fills the gap. A strand's bit is
+// random, so branches on it would be mispredicted.
 template <typename Element>
 Element* ExchangeTwo(Element* begin, Element* end, unsigned bit) {
     constexpr std::size_t kMost = 256;
@@ -139,7 +139,7 @@ Element* ExchangeTwo(Element* begin, Element* end, unsigned bit) {
         for (std::size_t filled = 0; filled < count;) {
             const auto other = *next;
             *next++ = moved;
-            *gaps[filled] = other;  // If this one moves on, the next one overwrites it.
+            *gaps[filled] = other;  // If `other` moves on, the next element overwrites it here.
             filled += is_upper(other) ^ 1U;
             const Element follows[] = {*gaps[filled], other};
             moved = follows[is_upper(other)];

@@ -7,8 +7,8 @@
 
 namespace qel_minimap2::kernel {
 
-/// Sorts by x. Anchors with equal x get the order in which minimap2's radix_sort_128x leaves them; that sort is not
-/// stable. Any thread.
+/// Sorts by x. Leaves anchors with equal x in the same order as minimap2's radix_sort_128x, which is not stable. Any
+/// thread.
 void SortAnchors(mm128_t* begin, mm128_t* end);
 
 /// Sorts numbers by their upper 32 bits in the same way as SortAnchors. Any thread.

@@ -12,7 +12,7 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Shorter gaps are not faster in strips than in the general kernel, which needs less preparation.
+// For shorter gaps, strips are not faster than the general kernel, which needs less preparation.
 constexpr int kShortestForStrips = 24;
 
 // How much less this thread's recent paths scored than a path of matches alone, apart from the gap that a difference in
@@ -55,8 +55,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
     for (const auto& [width, attempt] :
          {Attempt{32, &TryBand<kPer32>}, Attempt{64, &TryBand<2 * kPer32>}, Attempt{96, &TryBand<3 * kPer32>},
           Attempt{128, &TryBand<4 * kPer32>}, Attempt{192, &TryBand<6 * kPer32>}, Attempt{256, &TryBand<8 * kPer32>}}) {
-        // If the longer sequence is at most twice as long as the shorter one, a band of this width has at least as many
-        // cells as the complete matrix.
+        // A band of this width saves no cells unless the longer sequence is more than twice as long as the shorter one.
         if (width * 3 > shorter * 2) {
             return false;
         }
@@ -107,8 +106,8 @@ bool IsUsual(const AlignmentCall& call) {
            call.query_length > 0 && call.target_length > 0;
 }
 
-// Returns true for a call that needs only the complete path and its score, and that left-aligns gaps: such a call fills
-// the gap between two anchors.
+// Returns true for a call that fills the gap between two anchors. Such a call needs only the complete path and its
+// score, and it places gaps left.
 bool IsGapFilling(const AlignmentCall& call) {
     return call.Has(KSW_EZ_APPROX_MAX) && !call.Has(KSW_EZ_RIGHT);
 }
@@ -136,7 +135,7 @@ bool AlignGenerally(const AlignmentCall& call, const Scoring& scoring, PaddedSeq
     return done;
 }
 
-// Aligns a call with an empty sequence: all bases of this sequence were equal to bases at the ends of the other one.
+// Aligns a call whose target or query is empty because all its bases were cut off as equal ends.
 bool AlignOneGap(const AlignmentCall& call, const Scoring& scoring, ksw_extz_t& result) {
     PathRuns path(call);
     if (!path.Reserve()) {

@@ -28,26 +28,29 @@
 //  3. short_extension.h: an extension from a chain's end (KSW_EZ_EXTZ_ONLY, no band limit) of at most 64 query bases
 //     and 1000 target bases is computed in a strip with a lane for each query base.
 //  4. general_kernel.h: all other calls, such as those with a band limit or ambiguous bases, longer extensions, and
-//     gaps with fewer than 24 bases left in either sequence, for which preparing a strip costs more than it saves.
+//     gaps with fewer than 24 bases left in either sequence.
 //
 // All four methods get the sequences from padded_sequences.h and the scores from alignment_call.h, and collect the path
 // in the CIGAR of trace_back.h. strip.h computes cells for the first three methods, and strip_trace.h traces their
-// paths back. maximum.h finds the best score for the fourth method, and the end of the path for the last two.
+// paths back. maximum.h finds the best score for the fourth method, and the end of the path for the third and fourth.
 //
-// KSW_EZ_APPROX_MAX asks for the score of the last cell instead of the best score. With KSW_EZ_EXTZ_ONLY, the path ends
-// at the best end of the query, the cell with the highest score among those of the last query base, if that score is
-// high enough, and otherwise at the cell with the best score. KSW_EZ_RIGHT places gaps as far right as possible;
-// without it, they are placed as far left as possible. KSW_EZ_REV_CIGAR orders the operations from last to first.
+// The flags of a call mean:
+//  - KSW_EZ_APPROX_MAX: the score of the last cell is wanted instead of the best score.
+//  - KSW_EZ_EXTZ_ONLY: the path ends at the best end of the query if the score there is high enough, and otherwise at
+//    the cell with the best score. The best end of the query is the cell with the highest score among those of the last
+//    query base.
+//  - KSW_EZ_RIGHT: gaps are placed as far right as possible. Without it, they are placed as far left as possible.
+//  - KSW_EZ_REV_CIGAR: the operations are ordered from last to first.
 //
 // Calls with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps
 // a read with the preset map-ont. So are the rare calls with KSW_EZ_APPROX_MAX and a band limit.
 
 namespace qel_minimap2::kernel {
 
-/// Aligns with registers of kBits bits. Sets the fields of `result` and its CIGAR to what minimap2's ksw_extd2_sse
-/// computes for the same call, except for fields that its callers do not read: `mte` and `mte_q` are not computed, and
-/// `score` may be missing after an extension (KSW_EZ_EXTZ_ONLY). Returns false for a call that is left to minimap2, and
-/// if there is no memory. Any thread.
+/// Aligns with registers of kBits bits. Sets `result` and its CIGAR to what minimap2's ksw_extd2_sse computes for the
+/// same call. Fields that no caller in minimap2 reads may differ: `mte` and `mte_q` are not computed, and `score` may
+/// be missing after an extension (KSW_EZ_EXTZ_ONLY). Returns false for a call that is left to minimap2, and if there is
+/// no memory. Any thread.
 template <int kBits>
 bool AlignBases(const AlignmentCall& call, ksw_extz_t& result);
 template <>

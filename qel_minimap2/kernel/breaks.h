@@ -30,11 +30,11 @@ TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
 }
 
 /// Counts the breaks for the kBreakRange diagonals i - j from `first` on. The sequences must have only bases. The band
-/// of these diagonals must be able to prove a path (see Band), so the diagonals reach at most kBeside places beyond the
-/// target. Returns 0 if there is no memory.
+/// of these diagonals must be able to prove a path (see Band). The diagonals then reach at most kBeside places beyond
+/// the target. Returns 0 if there is no memory.
 inline int CountBreaks(const PaddedSequences& sequences, int first) {
     constexpr int kRegisters = kBreakRange / Lanes::kWidth;
-    constexpr int kBeside = 256;  // Places of padding on each side. Padding may equal bases, which only hides breaks.
+    constexpr int kBeside = 256;  // Places of padding on each side. Their letters may hide a break, but add none.
     const int query_length = static_cast<int>(sequences.query_length);
     const int target_size = static_cast<int>(sequences.target_length) + 2 * kBeside;
     auto* const target = ScratchMemory(Scratch::lines, static_cast<std::size_t>(target_size + query_length) + 64);
@@ -77,9 +77,9 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
 /// one with the deletions that these force. The path has an edit in each of `breaks` breaks and inserts `insertions`
 /// bases or more.
 ///
-/// Each further gap or mismatch costs `price` or more, but one insertion of several bases may lie in several breaks.
-/// Because the cost of a gap is concave, only the longest insertion needs to lie in more than two breaks: the bases of
-/// any other insertion, except those that reach from one break to the next, can be moved to the longest one without a
+/// Each further gap or mismatch costs `price` or more, but one insertion may lie in several breaks. Because the cost of
+/// a gap is concave, only the longest insertion needs to lie in more than two breaks: from any other insertion, the
+/// bases that it does not need to reach from one break to the next can be moved to the longest insertion without a
 /// loss. For the same reason, the bound is the lower of two extremes: all inserted bases in one gap, or all in gaps
 /// that just reach from one break to the next. Each inserted base above `insertions` needs another deleted base, and
 /// such a pair costs `price` or more.

@@ -30,10 +30,10 @@ namespace {
 //       optimum.
 //   (2) A path that leaves the band reaches one of the two diagonals next to the band. To reach that diagonal from the
 //       first cell, and the last cell from that diagonal, the path needs gaps of at least a known length. Each of its
-//       other bases scores at most a match. This limits the scores of all paths that leave the band to an upper bound
-//       U. If U is too high, breaks.h lowers it for paths that stay within a range of diagonals: stretches of the
-//       query that the target does not have there cost each such path further gaps or mismatches. For paths that
-//       leave this range, U is the bound for a band with the diagonals of the range.
+//       other bases scores at most a match. This gives an upper bound U for the scores of all paths that leave the
+//       band. If U is too high, breaks.h lowers it for paths that stay within a range of diagonals: stretches of the
+//       query that the target does not have there cost each such path further gaps or mismatches. For paths that leave
+//       this range, U is the bound for a band with the diagonals of the range.
 //   (3) If P > U, every optimal path lies in the band. So do all optimal paths into each cell of an optimal path:
 //       otherwise, one of them could be continued to an optimal path that leaves the band. At each cell of the
 //       traceback, a candidate that is optimal in the complete matrix therefore has its true value in the band, and
@@ -59,14 +59,14 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     // quotient is rounded down, even if it is negative.
     Band band{four_bases >= 0 ? four_bases / 4 : -((3 - four_bases) / 4), -1, 0};
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
-    // band. The diagonal below the band is 2 - 2 * base insertions from the first cell. That is as far as `above` is
-    // from the last cell, or up to three bases farther, because base is rounded down. So a path that leaves the band
-    // below never has the higher bound.
+    // band. The diagonal below the band is 2 - 2 * base insertions from the first cell. `above` is that many insertions
+    // from the last cell, or up to three fewer, because base is rounded down. So the bound for paths that leave the
+    // band below is never the higher one.
     const int above = 2 * band.base + 2 * width - 1;
     if (above <= surplus || above <= 0) {
         return band;
     }
-    // A path to `above` deletes at least `above` target bases, and from there to the last cell, it inserts at least
+    // A path to `above` deletes at least `above` target bases. From there to the last cell, it inserts at least
     // `above - surplus` query bases.
     const int bound = s.match * (call.target_length - above) - GapCost(s, above) - GapCost(s, above - surplus);
     band.provable = s.match * Smaller(call.query_length, call.target_length) - bound;

@@ -87,9 +87,9 @@ private:
         return start == kNone ? score : score - scored.scores[start];
     }
 
-    // Returns the anchor before the first anchor of the chain that ends at `last`, kNone if there is no anchor before,
-    // or `last` for an empty chain. This start gives the chain its highest score. The search ends at an anchor
-    // without a predecessor, at a traced anchor, or where the chain's score is more than the band below the highest one
+    // Returns the start of the chain that ends at `last`: the anchor before its first anchor, kNone if there is none,
+    // or `last` if the chain is empty. This start gives the chain its highest score. The search ends at an anchor
+    // without a predecessor, at a traced anchor, or where the score is more than `scoring.band` below the highest one
     // found.
     std::int32_t StartOf(std::int32_t last, std::int32_t score) const {
         std::int32_t highest = 0;
@@ -112,7 +112,7 @@ private:
     const ChainedAnchors& scored;
     const std::int64_t count;
     std::uint64_t* const numbers;
-    std::uint32_t* const links;  // For each anchor, its predecessor plus one, and whether it is traced (bit 0). In the
+    std::uint32_t* const links;  // For each anchor, whether it is traced (bit 0), and its predecessor plus one. In the
                                  // memory of `previous`.
 };
 

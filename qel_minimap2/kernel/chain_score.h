@@ -12,8 +12,7 @@
 namespace qel_minimap2::kernel {
 namespace {
 
-/// Returns the length that all anchors share, or -1 if the anchors differ in length or segment or are not sorted by x,
-/// or if there are too many.
+/// Returns the anchors' common length, or -1 if they differ in length or segment, are not sorted by x, or are too many.
 inline int CommonLength(const Chains& chains) {
     constexpr std::uint64_t kAlike = 255ULL << 32U | MM_SEED_SEG_MASK;
     const auto* const anchors = chains.anchors;
@@ -93,10 +92,11 @@ protected:
 
     /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
     /// other search uses. Returns whether the search ends early. A search tries registers in descending order. It may
-    /// then try one more candidate; from then on, only `score` and `previous` of `best` are used.
+    /// finally try one more candidate. After that, only `score` and `previous` of `best` are used.
     ///
-    /// A candidate's predecessor has a lower index, so it is tried later. All marks of a register are therefore known
-    /// before its first candidate is tried, and all skipped candidates between two better ones can be counted at once.
+    /// A candidate's predecessor has a lower index, so the predecessor is tried later. All marks of a register are
+    /// therefore known before its first candidate is tried, and all skipped candidates between two better ones can be
+    /// counted at once.
     TAVIK_INLINE bool LookAt(int base, unsigned valid, Register totals, std::int32_t mark, BestBefore& best) const {
         const Register before = Ints::Load(previous + base);
         const unsigned near_marks = NearMarks(base, valid, before);

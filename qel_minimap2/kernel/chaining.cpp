@@ -8,10 +8,11 @@
 // For each anchor, minimap2 tries the anchors before it as predecessors, from the nearest to the farthest, and keeps
 // the best one. A candidate counts as skipped if it is not better than the best one so far and is the predecessor
 // chosen for a candidate tried earlier. Each skipped candidate raises a count, and each better one lowers it, but not
-// below 0. When the count exceeds `most_skipped`, the search ends early. Here the scores of a register of candidates
-// are computed at once. Candidates that cannot precede the anchor, the majority in reads with repeats, are dismissed a
-// register at a time. Of the others, only the better ones are looked at one by one, and the skipped ones between them
-// are counted together.
+// below 0. When the count exceeds `most_skipped`, the search ends early.
+//
+// Here the scores of a register of candidates are computed at once. Candidates that cannot precede the anchor, the
+// majority in reads with repeats, are dismissed a register at a time. Of the others, only the better ones are looked at
+// one by one, and the skipped ones between them are counted together.
 namespace qel_minimap2::kernel {
 
 namespace {
@@ -84,14 +85,14 @@ private:
         }
     }
 
-    // Tries the candidates before `same` down to `first`. Returns a limit: the highest-scoring anchor in reach is also
-    // tried if its index is below this limit. minimap2's limit is the candidate at which the search ended early, or
-    // `first - 1` if all were tried. Anchors from `same` on are left out, because anchors at the same reference
-    // position cannot precede each other; homopolymers have hundreds of them.
+    // Tries the candidates before `same` down to `first`. Anchors from `same` on cannot precede anchor i, because they
+    // are at the same reference position. Returns a limit: the highest-scoring anchor in reach is also tried if its
+    // index is below this limit. minimap2's limit is the candidate at which the search ended early, or `first - 1` if
+    // all were tried.
     int TryCandidates(int i, int first, int same, BestBefore& best) const {
         for (int base = same - kLanes; base > first - kLanes; base -= kLanes) {
             if (Try(i, base, base < first ? Ints::kAll << static_cast<unsigned>(first - base) : Ints::kAll, best)) {
-                return base + kLanes;  // Candidates already tried cannot become better.
+                return base + kLanes;  // Above minimap2's limit: no candidate already tried can become better.
             }
         }
         return first - 1;

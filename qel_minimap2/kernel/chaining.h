@@ -7,9 +7,10 @@
 namespace qel_minimap2::kernel {
 
 /// The anchors to chain, in minimap2's format and sorted by x: x has the strand, sequence and reference position, and y
-/// the read position (lowest 32 bits) and the anchor's length (next 8 bits). A call replaces the anchors with its
-/// result in minimap2's form: the anchors of all chains, chain by chain, and for each chain its score (upper 32 bits)
-/// and its number of anchors (lower 32 bits).
+/// the read position (lowest 32 bits) and the anchor's length (next 8 bits).
+///
+/// A call replaces the anchors with those of all chains, chain by chain. It sets `chains` to the score (upper 32 bits)
+/// and the number of anchors (lower 32 bits) of each chain.
 struct Chains {
     void* pool;  ///< The kalloc pool of both lists; null for malloc.
     std::int64_t count;
@@ -38,9 +39,9 @@ struct ChainCall {
 /// The arguments of minimap2's mg_lchain_rmq, which tries two kinds of predecessors for each anchor: the anchor in
 /// reach with the lowest penalty, and the near anchors.
 struct JoinCall {
-    /// Anchors up to `distance` bases away on the reference, or up to the band if it is larger, are in reach. Anchors
-    /// up to `near_distance` bases away on the reference are near. Near anchors are tried only if `near_distance` is
-    /// above 0 and below the reach.
+    /// Anchors are in reach up to `distance` bases away on the reference, or up to the band if the band is larger.
+    /// Anchors up to `near_distance` bases away on the reference are near. Near anchors are tried only if
+    /// `near_distance` is above 0 and below the reach.
     int distance, near_distance;
     int most_in_reach;  ///< The most anchors that are in reach at a time.
     ChainScoring scoring;

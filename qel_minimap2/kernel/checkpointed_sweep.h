@@ -18,15 +18,18 @@ namespace {
 // The second method of base_alignment.h: if no path found in a band is proven optimal, the complete matrix is computed,
 // but its cells are not stored.
 //
-// minimap2 writes direction bytes to rows of equal size, about 2 * length^2 bytes in all for two sequences of the same
-// length, and then reads the bytes along one path. This sweep keeps only a copy of the six difference lines after every
-// 64th row. Between two copies, the traceback needs few cells: from row to row, it moves back by at most one target
-// position, so it stays within the 64 positions that end at the one where it enters these rows. The cells of these 64
-// positions and 64 rows, the corner, are computed again from the copy. What is stored for them fits into the
-// first-level cache. The cells before the corner's lowest lane are missing, so in the corner's row n, counted from 0,
-// the n lowest lanes are wrong. The traceback does not reach them: it enters at lane 63 in row 63 or an earlier row,
-// so in row n it is at lane n or higher. All the cells that it reaches have the values of the complete matrix, so
-// directions, ties and score are minimap2's.
+// minimap2 stores a direction byte for each cell, and then reads the bytes along one path. This sweep keeps only a copy
+// of the six difference lines after every 64th row.
+//
+// From row to row, the traceback moves back by at most one target position. In the 64 rows between two copies, it
+// therefore stays within 64 target positions: the one where it enters the rows, and the 63 before it. The cells of
+// these rows and positions are the corner. They are computed again from the copy. What is stored for them fits into the
+// first-level cache.
+//
+// The cells before the corner's lowest lane are missing, so in the corner's row n, counted from 0, the n lowest lanes
+// are wrong. The traceback does not reach them: it enters at lane 63 in row 63 or an earlier row, so in row n it is at
+// lane n or higher. All the cells that it reaches have the values of the complete matrix, so directions, ties and score
+// are minimap2's.
 
 class CheckpointedSweep {
 public:
@@ -99,7 +102,7 @@ private:
         return copies != nullptr;
     }
 
-    // Returns a line of the copy after row (number + 1) * kRows - 1, from that row's CopyBegin on.
+    // Returns a line of the copy made after row (number + 1) * kRows - 1, from that row's CopyBegin on.
     std::uint8_t* CopyOf(int number, int line) const {
         const auto size = static_cast<std::size_t>(CopySize((number + 1) * kRows - 1)) + 2 * std::size_t{kPadding};
         return copies + copy_offsets[number] + static_cast<std::size_t>(line) * size;

@@ -29,8 +29,8 @@ namespace {
 //       before it: a path to that cell that ends with such a gap scores less than the best path minus the cost of
 //       opening a gap. PathRuns::AddBorder adds the part of the path in cells with i < n or j < n.
 
-/// Returns how many pairs of letters come before the first pair that is not two equal bases, at most `limit`. With
-/// kStep 1, compares the letters from `a` and `b` on; with kStep -1, those before `a` and `b`, in reverse.
+/// Returns how many pairs of equal bases come before the first other pair of letters, at most `limit`. With kStep 1,
+/// compares the letters from `a` and `b` on; with kStep -1, those before `a` and `b`, in reverse.
 template <int kStep>
 int CountEqualBases(const std::uint8_t* a, const std::uint8_t* b, int limit) {
     constexpr int kWord = sizeof(std::uint64_t);

@@ -19,24 +19,32 @@ namespace {
 // The fourth method of base_alignment.h: minimap2's own recurrence, computed in complete registers.
 //
 // The recurrence (Suzuki and Kasahara 2018, with the two gap pieces of Li 2018) stores differences of neighbouring
-// scores, which fit into a byte, in lines that are indexed by the target position: u = H(i,j) - H(i-1,j), v = H(i,j) -
-// H(i,j-1). For each of the two gap pieces, x = E(i+1,j) - H(i,j) is for deletions and y = F(i,j+1) - H(i,j) for
-// insertions. A row needs only the row before it, so its cells are independent of each other: cell (i, r-i) takes x and
-// v from lane i-1 and y and u from lane i of the lines after row r-1.
+// scores, which fit into a byte, in lines that are indexed by the target position:
+//
+//     u = H(i,j) - H(i-1,j)
+//     v = H(i,j) - H(i,j-1)
+//     x = E(i+1,j) - H(i,j)      for deletions, one line for each gap piece
+//     y = F(i,j+1) - H(i,j)      for insertions, one line for each gap piece
+//
+// Cell (i, r-i) takes x and v from lane i-1, and y and u from lane i, as these lines are after row r-1. The cells of
+// a row are therefore independent of each other.
 //
 // Without a band limit, every lane that a cell reads was computed for a cell or set to the border's value, so the width
 // of the registers does not matter. With a band limit, it does: minimap2 computes complete registers of 16 lanes, and
 // cells at the band's edge read meaningless lanes that were outside the band in an earlier row. The banded form
 // therefore writes exactly the lanes that minimap2 writes: if the last register has 32 lanes and minimap2 computes 16
-// of them, only these are stored. For the same reason, the banded form has a line of substitution scores, as minimap2
-// has. minimap2 writes 16 scores at a time from the first cell on; in the lanes before these scores and after them, it
-// reads scores of earlier rows.
+// of them, only these are stored. Like minimap2, the banded form also has a line of substitution scores. minimap2
+// writes 16 of these scores at a time, from the first cell on. In the lanes before and after them, it reads scores of
+// earlier rows.
 
-/// Returns true for scorings whose differences, and sums of two of them, fit into a signed byte. The second gap piece
-/// must cost less from some length on: minimap2's border then costs the same as a gap, which is a condition of the
-/// proof in certified_band.h. Opening a gap must cost something, a longer gap must not cost less, and only equal bases
-/// may score a match: equal_ends.h relies on this. No pair of letters may cost more than two gaps of one base, because
-/// minimap2 refuses to align with such scores.
+/// Returns true for scorings with these properties:
+///
+/// - The differences of scores, and sums of two of them, fit into a signed byte.
+/// - The second gap piece costs less from some length on. minimap2's border then costs the same as a gap, which is a
+///   condition of the proof in certified_band.h.
+/// - Opening a gap costs something, a longer gap does not cost less, and only equal bases score a match. These are
+///   conditions of the proof in equal_ends.h.
+/// - No pair of letters costs more than two gaps of one base. minimap2 refuses to align with other scores.
 inline bool Fits(const Scoring& s) {
     const int gap = s.open + s.extend, gap2 = s.open2 + s.extend2;
     return gap <= gap2 && s.open > 0 && s.extend > s.extend2 && s.extend2 >= 0 && gap + gap2 <= 56 && s.match > 0 &&
@@ -233,8 +241,8 @@ private:
 
     // An extension may end early, because its callers read only the best cell and the best end of the query. With a
     // band limit, two more conditions must hold. No row may be empty, because an empty row counts as a drop. Lanes
-    // beyond the limit may be read only for insertions: such lanes can only raise a cell's score, and to at most a
-    // match above the cell before it on its diagonal.
+    // beyond the limit may be read only for insertions: such lanes cannot raise a cell's score to more than a match
+    // above the cell before it on its diagonal.
     bool MayEndEarly() const {
         return call.Has(KSW_EZ_EXTZ_ONLY) &&
                (!kBanded || (call.query_length <= band && call.target_length - call.query_length <= band));

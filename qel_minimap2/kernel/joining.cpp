@@ -11,18 +11,19 @@
 // minimap2 processes the anchors in the order of their reference positions. It stores the anchors in reach in two trees
 // ordered by read position. A search in the wide tree finds an anchor with the lowest penalty in a range. The penalty
 // is a cost that grows with the distance, minus the score. The narrow tree has the near anchors and is used to walk
-// back over them. Here all anchors are known in advance and are first ranked by read position. Each tree can then be
-// replaced by a list with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different
-// sequences or strands are never joined, and neither are anchors on opposite sides of a part of the reference without
-// anchors that is wider than the reach. The code cuts the anchors at these places into sections, and joins each section
-// separately.
+// back over them.
+//
+// Here all anchors are known in advance and are first ranked by read position. Each tree can then be replaced by a list
+// with one entry per rank: the anchor's penalty, or whether it is near. Anchors on different sequences or strands are
+// never joined. Nor are anchors on opposite sides of a part of the reference that has no anchors and is wider than the
+// reach. The code cuts the anchors into sections at these places, and joins each section separately.
 //
 // A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
 // would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
-// and the anchors before it that are still in reach. A stretch, unless it is the last, has at least as many anchors as
-// the part of the window before it, so all windows together have fewer than three times as many entries as there are
-// anchors. Windows do not change the result: ranks only show the order of anchors on the read, and the state of the
-// anchors in reach is copied to the next window.
+// and the anchors before it that are still in reach. Each stretch except the last is at least as long as the part of
+// the window before it, so all windows together have fewer than three entries for each anchor. Windows do not change
+// the result: ranks only show the order of anchors on the read, and the state of the anchors in reach is copied to the
+// next window.
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,
@@ -226,8 +227,8 @@ private:
         tree.Insert(i, read_position, Penalty(static_cast<std::int32_t>(anchors[i].x), read_position, all.scores[i]));
     }
 
-    // Replays how anchors come into reach and leave it while minimap2 processes the section's anchors before `end`:
-    // calls `enter` and `leave` for them in minimap2's order.
+    // Calls `enter` and `leave` for the anchors that come into reach and leave it while minimap2 processes the
+    // section's anchors before `end`. The calls are in minimap2's order.
     template <typename Enter, typename Leave>
     void Repeat(int end, Enter enter, Leave leave) const {
         for (int i = section_begin, in = i, out = i; i < end; ++i) {
@@ -289,9 +290,8 @@ private:
         return true;
     }
 
-    // Finds the best predecessor of the anchor at `rank` once for each anchor up to rank `last` that has the lowest
-    // penalty, as if the search had found that anchor. Returns false if these predecessors or their scores differ, or
-    // if more than kMostEqual anchors have that penalty.
+    // Calls FollowLeast for each anchor up to rank `last` that has the lowest penalty. Returns false if these calls
+    // find different predecessors or scores, or if there are more than kMostEqual of these anchors.
     bool AllLeadToOne(int rank, const Penalties::Minimum& least, int last, BestBefore& best) {
         FollowLeast(rank, least.rank, best);
         int tried = 1;

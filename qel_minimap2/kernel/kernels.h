@@ -20,9 +20,9 @@ struct Kernels {
 /// Returns the kernels that this processor can run, the widest first. Any thread.
 std::span<const Kernels> RunnableKernels();
 
-/// Returns the kernels to use: by default the widest. With QEL_KERNEL=128 in the environment, returns those for 128
-/// bits. With QEL_KERNEL=library, or if the processor can run none, returns null: minimap2's own functions then align
-/// bases, sketch sequences, sort anchors, and chain and join them. The first call decides for the process. Any thread.
+/// Returns the widest kernels or, with QEL_KERNEL=128 in the environment, those for 128 bits. Returns null with
+/// QEL_KERNEL=library, or if the processor can run none. minimap2's own functions then align bases, sketch sequences,
+/// and sort, chain and join anchors. The first call decides for the process. Any thread.
 const Kernels* ChosenKernels();
 
 }  // namespace qel_minimap2::kernel

@@ -13,8 +13,8 @@
 #endif
 
 // The kernels are compiled for each width of registers. The functions that this folder's headers define for them are in
-// an unnamed namespace or always inlined, because otherwise the linker could use a function compiled for AVX2 in code
-// that runs on any processor. For the same reason, the kernels use no standard containers or algorithms.
+// an unnamed namespace or always inlined. Otherwise, the linker could use a function compiled for AVX2 in code that
+// runs on any processor. For the same reason, the kernels use no standard containers or algorithms.
 namespace qel_minimap2::kernel {
 namespace {
 

@@ -20,11 +20,13 @@ struct FinishedRow {
 };
 
 /// Returns true only if the score cannot drop after the row with the best end of the query, provided that no later cell
-/// scores more than that end. A negative z_drop means no limit. The score drops in a row only if the row's best score
-/// is below `max` by more than z_drop + d * extend2, where d is the number of diagonals between the row's best cell and
-/// the cell of `max`. Each later row has a cell of the last query base. A gap leads to it from the best end, so x rows
-/// later, the row's best score is at least mqe - open2 - x * extend2. Each cell of that row is at least x diagonals
-/// above the best end, because no query position follows that end.
+/// scores more than that end.
+///
+/// The score drops in a row only if the row's best score is below `max` by more than z_drop + d * extend2, where d is
+/// the number of diagonals between the row's best cell and the cell of `max`. Consider the row x rows after the best
+/// end. It has a cell of the last query base, to which a gap leads from the best end. So the row's best score is at
+/// least mqe - open2 - x * extend2. Each cell of the row is at least x diagonals above the best end, because no query
+/// position follows that end.
 inline bool CannotDrop(const AlignmentCall& call, const Scoring& scoring, const ksw_extz_t& result) {
     const int best_above_end = (result.max_t - result.max_q) - (result.mqe_t - (call.query_length - 1));
     const int most = static_cast<int>(result.max) - result.mqe + scoring.open2 + scoring.extend2 * best_above_end;
@@ -35,11 +37,12 @@ struct Cell {
     int target, query;
 };
 
-/// Returns the cell where the path of a call ends, or positions of -1 for no path. Without a drop, a call that is not
-/// an extension ends at the last cell, and an extension ends at the best end of the query (the cell with the highest
-/// score among those of the last query base) if the score of that end plus `end_bonus` is above the best score. In all
-/// other cases, the path ends at the cell with the best score. Sets the result's `reach_end` if the path ends at the
-/// best end of the query.
+/// Returns the cell where the path of a call ends, or positions of -1 for no path:
+///
+/// - If the score did not drop and the call is not an extension: the last cell.
+/// - If the score did not drop and the call is an extension: the best end of the query (see base_alignment.h), provided
+///   that the score there plus `end_bonus` is above the best score. The result's `reach_end` is then set.
+/// - In all other cases: the cell with the best score.
 inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
     if (!result.zdropped && !call.Has(KSW_EZ_EXTZ_ONLY)) {
         return {call.target_length - 1, call.query_length - 1};
@@ -54,10 +57,14 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
 /// Adds the differences of each row to scores of 32 bits, and derives the maximum, the best end of the query and the
 /// drop from these scores. The best end of the target is not computed, because no caller reads it.
 ///
-/// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. It prefers
-/// the last cell, then the lowest lane that has the maximum and the lowest position in this lane, and then the first of
-/// up to three remaining cells. The position is needed only for a new maximum and for a possible drop, so it is
-/// searched for only in these cases.
+/// Several cells of a row may have the maximum. minimap2 scans the cells before the last one in four lanes. Its choice
+/// is, in order of preference:
+///
+/// - the last cell;
+/// - the lowest position in the lowest lane that has the maximum;
+/// - the first of the up to three cells after the last complete set of four.
+///
+/// The position is needed only for a new maximum or a possible drop, so it is searched for only then.
 class ExactMaximum {
 public:
     static constexpr int kPadding = 16;
@@ -101,8 +108,7 @@ public:
     /// Must be called for each row. Returns true only if no later cell can be a better end of the query or the best
     /// cell, and the score cannot drop. A cell scores at most a match more than the cell before it on its diagonal.
     /// Each diagonal of a later cell has a cell in this row or the row before, or starts later, after a gap at the
-    /// border. Ending an extension early saves time, because minimap2 passes about twice as many target bases as query
-    /// bases.
+    /// border.
     bool NothingBetterFollows(const FinishedRow& row, const ksw_extz_t& result) {
         // The last two rows of a period are checked if the best end is before the period.
         constexpr int kPeriod = 8;

@@ -6,7 +6,7 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// Calls are counted per thread, and added to the totals, which all threads share, only at the end of a read.
+// Each thread adds its counts to the shared totals only at the end of a read.
 constinit thread_local OwnCallCounts of_this_read{};
 // The totals are in one cache line, so a thread fetches all of them at once.
 alignas(64) constinit std::array<std::atomic<std::uint64_t>, OwnCallCounts{}.size()> of_all_reads{};

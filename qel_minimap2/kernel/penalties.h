@@ -11,8 +11,7 @@ namespace qel_minimap2::kernel {
 namespace {
 
 /// Finds the lowest penalty in any range of ranks. There are three lists: the penalties of the anchors by rank, the
-/// minimum of every 32 penalties, and the minimum of every 32 of those minima. To find the lowest penalty, but not yet
-/// its rank, a search reads at most 62 entries of each of the first two lists. An anchor out of reach has an infinite
+/// minimum of every 32 penalties, and the minimum of every 32 of those minima. An anchor out of reach has an infinite
 /// penalty.
 class Penalties {
 public:

@@ -25,8 +25,8 @@ constexpr std::size_t Kept(std::size_t use) {
 
 using Buffers = std::array<Pages, static_cast<std::size_t>(Scratch::reach_tree) + 1>;
 
-// The aligner starts new threads for each input file. A new thread takes the buffers of a thread that has ended,
-// because new pages would cost it about a millisecond.
+// The aligner starts new threads for each input file. A new thread takes the buffers of a thread that has ended, which
+// is faster than getting new pages.
 class EndedThreads {
 public:
     Buffers Take() noexcept {

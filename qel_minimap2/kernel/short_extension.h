@@ -19,9 +19,9 @@ namespace {
 // by one target position on every row, so each lane always has the same query position, and the highest lane has the
 // first one. The strip keeps the difference lines and the scores of a row's cells from row to row.
 //
-// A lane has no cell in rows where its target position lies outside the target, or in any row if its query position
-// lies after the query's end. Lanes without a cell are left out of the row's maximum. Values move only to lower lanes,
-// so those from lanes after the query's end reach no cell.
+// A lane has no cell in rows where its target position lies outside the target. If its query position lies after the
+// query's end, it has no cell in any row. Lanes without a cell are left out of the row's maximum. Values move only to
+// lower lanes, so those from lanes after the query's end reach no cell.
 
 /// Aligns an extension without a band limit and without ambiguous bases. The query must fit into the strip. The target
 /// must have at most 1000 bases, so that scores fit into 16 bits.

@@ -13,13 +13,15 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-// A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers; the hash is that of the lesser of
-// the k-mer's two strands. minimap2 processes the sequence base by base and stores the latest hashes in a ring buffer.
-// Its branches depend on the hashes, so the processor often mispredicts them. Here a piece of the sequence is hashed
-// first, a register of k-mers at a time. Then the lowest hash of each window is computed. Every k-mer that has the
-// lowest hash of one of its windows is a minimizer, even if several k-mers of the window have this hash. This is
-// minimap2's rule after a complete window of k-mers without ambiguous bases (Leap). At the first bases and after an
-// ambiguous base, minimap2's rule has exceptions, so the minimum is updated base by base (Step).
+// A minimizer is the k-mer with the lowest hash in a window of neighbouring k-mers. The hash of a k-mer is that of the
+// lesser of its two strands. minimap2 processes the sequence base by base and stores the latest hashes in a ring
+// buffer. Its branches depend on the hashes, so the processor often mispredicts them.
+//
+// Here a piece of the sequence is hashed first, a register of k-mers at a time. Then the lowest hash of each window is
+// computed. Every k-mer that has the lowest hash of one of its windows is a minimizer, even if several k-mers of the
+// window have this hash. This is minimap2's rule after a complete window of k-mers without ambiguous bases (Leap). At
+// the first bases and after an ambiguous base, minimap2's rule has exceptions, so the minimum is updated base by base
+// (Step).
 class Sketch {
 public:
     explicit Sketch(const SketchCall& call)
