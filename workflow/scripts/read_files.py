@@ -28,14 +28,14 @@ def fail(error):
 
 
 def reaches_jobs(name):
-    """Whether Snakemake passes a name unchanged to the jobs of a cluster. It quotes names for the shell with
-    Python's repr, which suits the shell only if it does no more than add single quotes."""
+    """Whether Snakemake passes a name unchanged to the jobs of a cluster. Snakemake quotes names for the shell with Python's
+    repr, which is right only if repr does no more than add single quotes."""
     return repr(name) == f"'{name}'"
 
 
 def faults_of(reads, files, to_cluster=False):
-    """One line for each reason why a file cannot be aligned; if there are more than SHOWN lines, the first ones and the
-    number of the others."""
+    """Returns one line for each reason why a file cannot be aligned. After the first SHOWN lines, one line gives the number
+    of the others."""
     faults = [] if files else [f"{reads}: no read files"]
     listed = {}
     for file in files:
@@ -57,7 +57,7 @@ def faults_of(reads, files, to_cluster=False):
         elif not stat.S_ISREG(status.st_mode):
             faults.append(f"{file}: not a regular file")
         elif status.st_size == 0:
-            faults.append(f"{file}: empty, which would abort the aligner; please leave it out")
+            faults.append(f"{file}: empty; please leave it out")
         elif not os.access(file, os.R_OK):
             faults.append(f"{file}: cannot be read")
     more = [f"... and {len(faults) - SHOWN} more"] if len(faults) > SHOWN else []

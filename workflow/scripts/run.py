@@ -10,7 +10,7 @@ MB = 1_000_000
 # Memory in addition to the index: for the program itself, and for each worker thread's buffers before they are trimmed.
 BASE_MB, THREAD_MB = 500, 256
 # Memory for each base of a FASTA reference while it is indexed, and the number of bases assumed for each byte of a
-# compressed one.
+# compressed FASTA reference.
 BUILDING_BYTES_PER_BASE, BASES_PER_GZIP_BYTE = 3.2, 4
 
 
@@ -55,7 +55,7 @@ class Run:
 
     def memory_to_align_mb(self, threads, attempt):
         """Memory for one run of the aligner, including the whole index: a cluster counts shared memory either for each
-        job or for the first one."""
+        job or for the first job."""
         return (BASE_MB + os.path.getsize(self.index) // MB + threads * THREAD_MB) * attempt
 
     def memory_to_index_mb(self, attempt):
