@@ -30,7 +30,7 @@ inline const char* FaultOfHeader(const IndexHeader& header) {
     return nullptr;
 }
 
-/// Returns why a reference sequence must not have this name, worded to follow "holds", or null if it may have the name.
+/// Returns why a reference sequence must not have this name, or null if it may. The reason is worded to follow "holds".
 inline const char* FaultOfSequenceName(std::string_view name) {
     if (name.empty()) {
         return "a sequence without a name";

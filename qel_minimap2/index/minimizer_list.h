@@ -21,8 +21,8 @@ public:
     ~MinimizerList() { Free()(list.a); }
 
     /// Replaces the list with the minimizers of `bases`, which are numbers as UnpackBases writes them. In each
-    /// minimizer, x has its hash and span, and y the number of the sequence, the 0-based position of the last base, and
-    /// the strand. Throws std::bad_alloc.
+    /// minimizer, x has the hash and the span. y has the number of the sequence, the 0-based position of the last base,
+    /// and the strand. Throws std::bad_alloc.
     void Sketch(std::string_view bases, const IndexHeader& header, std::uint32_t sequence) {
         // At most two minimizers end at a base, so minimap2 never grows the list. It would not notice a lack of memory.
         Reserve(2 * bases.size());

@@ -14,8 +14,8 @@ namespace qel_minimap2 {
 /// has changed, becomes 4. Any thread.
 void UnpackBases(const std::uint32_t* words, std::uint64_t begin, std::uint64_t end, char* bases);
 
-/// Returns 0 if all packed codes are at most 4, the highest code of a base, and another number otherwise. minimap2
-/// indexes its scoring matrix with the codes, so a higher code would make it read outside the matrix.
+/// Returns 0 if and only if no packed code is above 4, the highest code of a base. minimap2 indexes its scoring matrix
+/// with the codes, so a higher code would make it read outside the matrix.
 constexpr std::uint64_t ImpossibleCodes(std::uint64_t codes) {
     return (codes & 0x8888888888888888U) | ((codes >> 2U) & (codes | codes >> 1U) & 0x1111111111111111U);
 }
@@ -27,8 +27,8 @@ using PackedWords = std::unique_ptr<std::uint32_t[], Free>;
 /// std::bad_alloc.
 void Resize(PackedWords& words, std::uint64_t count);
 
-/// Bases packed as in an index, eight in each word of 4 bytes, the first in the lowest bits. A base takes four bits: 0
-/// to 3 for A, C, G, and T or U, in upper or lower case, and 4 for any other letter.
+/// Bases packed as in an index: eight in each word of 4 bytes, the first in the lowest bits. The code of a base is 0
+/// for A, 1 for C, 2 for G, 3 for T or U, and 4 for any other letter. Letters may be in upper or lower case.
 class PackedBases {
 public:
     /// Appends the bases of these letters. Throws std::bad_alloc.

@@ -20,7 +20,7 @@ public:
     virtual ~ForeignMemory() = default;
 
     /// Ends the process if the memory has changed since it was checked. Call after each use of the memory. A change in
-    /// the last milliseconds before the call may go unnoticed; an implementation checks once more in its destructor.
+    /// the last milliseconds before the call may go unnoticed, so the destructor of an implementation checks once more.
     /// Any thread.
     virtual void RequireUnchanged() const = 0;
 };
@@ -117,8 +117,8 @@ public:
     unsigned BitsInBlock() const { return shape.bits_in_block; }
 
     /// Makes room in a block. `key_counts` has the number of minimizers of each bucket, and `position_count` is the
-    /// number of positions of repeated minimizers. The block uses `memory`, whatever its content, if it is large
-    /// enough. Throws std::bad_alloc.
+    /// number of positions of repeated minimizers. If `memory` is large enough, the block uses it, whatever it
+    /// contains. Throws std::bad_alloc.
     void MakeRoom(std::size_t block, const std::vector<std::uint32_t>& key_counts, std::uint64_t position_count,
                   Pages memory = {});
     /// Returns the memory of a filled block. Nothing can be looked up in the block afterwards.
@@ -128,14 +128,14 @@ public:
     /// The array for the positions of a block's repeated minimizers, which the caller fills. The start of a list in a
     /// value is an index into this array.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
-    /// A minimizer and its value, in the format of a prebuilt index, except that a list's start is an index into
-    /// Positions of the block. `key` has the minimizer without its bucket's bits and, as its lowest bit, whether the
-    /// minimizer occurs once.
+    /// A minimizer and its value, as in a prebuilt index, but the start of a list is an index into Positions of the
+    /// block. The lowest bit of `key` shows whether the minimizer occurs once. The bits above it are the minimizer
+    /// without its bucket's bits.
     struct Entry {
         std::uint64_t key, value;
     };
-    /// Fills an empty bucket. `entries` must not exceed the number of minimizers that MakeRoom received for this
-    /// bucket. Returns false if two entries have the same minimizer.
+    /// Fills an empty bucket with `entries`, at most as many as MakeRoom made room for. Returns false if two entries
+    /// have the same minimizer.
     bool Fill(std::uint64_t bucket, const std::vector<Entry>& entries);
 
     /// A look-up can miss the cache several times. Callers therefore interleave many look-ups: they call PrefetchKeys

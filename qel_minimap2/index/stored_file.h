@@ -25,7 +25,7 @@ public:
     /// The size in bytes when the file was opened.
     std::uint64_t Size() const { return size; }
     /// Reads `count` bytes from `offset` on; `offset + count` is at most Size(). Throws std::runtime_error if the file
-    /// has become shorter than that or, with the system's reason, if it cannot be read. Any thread.
+    /// has become shorter or cannot be read. Any thread.
     virtual void Read(std::uint64_t offset, std::size_t count, void* target) const;
     /// Returns the first `count` bytes, or the complete content of a shorter file. Throws what Read throws.
     std::string Start(std::size_t count) const;

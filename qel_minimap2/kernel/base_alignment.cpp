@@ -191,8 +191,8 @@ bool AlignBases<kBits>(const AlignmentCall& call, ksw_extz_t& result) {
         PaddedSequences sequences;
         return sequences.Prepare(call) && AlignGenerally<true>(call, scoring, sequences, band, result);
     }
-    // minimap2 never sets KSW_EZ_REV_CIGAR for a gap. Tests set it to keep the equal ends of calls that attack the
-    // proof in certified_band.h.
+    // minimap2 never sets KSW_EZ_REV_CIGAR for a gap. Tests set it to keep the equal ends in calls that try to break
+    // the proof in certified_band.h.
     const auto unequal = IsGapFilling(call) && !call.Has(KSW_EZ_REV_CIGAR) ? WithoutEqualEnds(call) : call;
     if (!AlignCompletely(unequal, scoring, result)) {
         return false;

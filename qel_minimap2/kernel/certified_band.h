@@ -47,8 +47,8 @@ namespace {
 /// The band of a strip, and what the band can prove.
 struct Band {
     int base;        // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
-    int provable;    // A path is proven optimal without breaks if its loss (see BandOutcome) is below this; negative:
-                     // no path is.
+    int provable;    // A path is proven optimal without breaks if its loss (see BandOutcome) is below this. If this is
+                     // negative, no path is proven optimal.
     int insertions;  // A path that leaves the band inserts at least this many query bases.
 };
 

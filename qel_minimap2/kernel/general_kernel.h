@@ -142,7 +142,7 @@ TAVIK_INLINE void ComputeRegister(const Constants& k, const Lines& lines, int t,
     offer(b, kFromInsertion);
     offer(a2, kFromDeletion2);
     offer(b2, kFromInsertion2);
-    // minimap2 limits all lanes to the score of a match. Only lanes outside the band can exceed it.
+    // minimap2 limits all lanes to the score of a match. Only lanes outside the band can exceed this score.
     z = Lanes::Min(z, k.match);
     const auto store = [](auto* to, Register lanes) __attribute__((always_inline)) {
         if constexpr (kHalf) {

@@ -74,8 +74,8 @@ struct Ints {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_sllv_epi32(All(1), a);
 #else
-        // Only the lowest byte of each lane is kept: the other bytes of a number that is not negative are 0, for which
-        // the table has a 1. For bytes of -1, the instruction returns 0.
+        // The other bytes of a number that is not negative are 0, and the table has a 1 for 0. Only the lowest byte of
+        // each lane is therefore kept. For bytes of -1, the instruction returns 0.
         const Register table = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
         return Lanes::And(Lanes::LookUp(table, Max(a, All(-1))), All(255));
 #endif
@@ -171,8 +171,8 @@ struct Doubles {
 #endif
 };
 
-/// Returns a * b + c, rounded as in minimap2: twice on x86-64, but once on arm64. There, every processor can fuse the
-/// two operations, and compilers do so in minimap2 at the places where the kernels call this function.
+/// Returns a * b + c, rounded as in minimap2: twice on x86-64, but once on arm64. On arm64, every processor can fuse
+/// the two operations, and compilers do so in minimap2 at the places where the kernels call this function.
 TAVIK_INLINE FloatRegister MultiplyAdd(FloatRegister a, FloatRegister b, FloatRegister c) {
 #ifdef __aarch64__
     return TAVIK_SIMD(fmadd_ps)(a, b, c);

@@ -24,8 +24,8 @@ public:
         return minima * kFanOut + minima_of_minima * kFanOut + minima_of_minima + kLanes;
     }
 
-    /// Starts with no anchor in reach. `memory` must stay valid until the next call to Start or the last use of this
-    /// object.
+    /// Starts with no anchor in reach. `memory` has room for SizeFor(`count`) doubles, and must stay valid until the
+    /// next call to Start or the last use of this object.
     void Start(double* memory, int count) {
         const std::ptrdiff_t minima = count / kFanOut + 1;
         lists[0] = memory;

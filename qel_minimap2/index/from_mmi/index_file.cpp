@@ -20,9 +20,9 @@ namespace {
 // A thread usually reads this many bytes at once: more than most buckets have, but few enough for a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
-// Copies the packed bases to `words`, on several threads. Returns the offset of each section of 256 bases that are all
-// A. An A is stored as zero, so an incomplete copy of an index may end in such sections. Real genomes have hardly any
-// such section.
+// Copies the packed bases to `words`, on several threads. Returns the offset, in bases, of each section of 256 bases
+// that are all A. An A is stored as zero, so an incomplete copy of an index may end in such sections. Real genomes have
+// hardly any such section.
 std::vector<std::uint64_t> CopyBases(const IndexLayout& layout, std::uint32_t* words) {
     constexpr std::uint64_t kSectionWords = 32, kItemWords = kSectionWords << 13U;
     std::vector<std::vector<std::uint64_t>> zeros((layout.BaseWords() + kItemWords - 1) / kItemWords);

@@ -102,7 +102,7 @@ MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const st
 }
 
 // With homopolymer compression, a minimizer ends where a run of equal bases ends. CheckPiece does not find every
-// minimizer that ends inside a run: in a run longer than a piece, no part of the piece is certain.
+// minimizer that ends inside a run, because a piece in the middle of a very long run has no certain part.
 bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;

@@ -18,7 +18,7 @@ constexpr std::uint32_t kOtherByteOrder = 0x04030201;
 constexpr std::uint32_t kFormatVersion = 1;
 /// In bytes. The header fills one page, and each section begins on a page boundary.
 constexpr std::uint64_t kPageSize = 4096;
-/// In bytes: the size of each piece of a section except the last one. A section's checksum is computed from those of
+/// In bytes: the size of each piece of a section except the last piece. A section's checksum is computed from those of
 /// its pieces.
 constexpr std::uint64_t kPieceSize = std::uint64_t{1} << 20U;
 constexpr std::size_t kMostSections = 64;
