@@ -18,6 +18,8 @@ namespace qel_minimap2 {
 
 namespace {
 
+constexpr std::size_t kLongestSequence = std::numeric_limits<std::int32_t>::max();
+
 // The parser's input. The parser would skip any text before the first ">" or "@"; this input allows only white space
 // there.
 struct CheckedText {
@@ -80,7 +82,7 @@ void Append(const kseq_t& record, Reference& reference) {
     if (const char* const fault = FaultOfSequenceName(name)) {
         throw std::runtime_error(std::string("holds ") + fault);
     }
-    if (record.seq.l > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+    if (record.seq.l > kLongestSequence) {
         throw std::runtime_error("sequence '" + name + "' is longer than 2^31 - 1 bases");
     }
     reference.sequences.push_back({name, reference.bases.Count(), static_cast<std::uint32_t>(record.seq.l)});
@@ -109,12 +111,13 @@ Reference ReadReference(const std::string& path) {
     while ((result = kseq_read(record.get())) >= 0) {
         Append(*record, reference);
     }
+    // The parser returns the lowest 32 bits of the length, which may equal its result for the end of the text.
+    if (record->seq.l > kLongestSequence) {
+        throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");
+    }
     if (result == kCutQualities) {
         throw std::runtime_error("sequence '" + std::string(record->name.s, record->name.l) +
                                  "' has a different number of qualities than bases");
-    }
-    if (result < kCutQualities) {
-        throw std::runtime_error("holds a sequence longer than 2^31 - 1 bases");
     }
     return reference;
 }
