@@ -32,7 +32,7 @@ public:
     /// Every position of a sequence of at most this length is sampled.
     std::int32_t LongestExact() const { return most_of_one; }
 
-    /// The distance between neighbouring sampled positions of this sequence.
+    /// The distance between neighbouring sampled positions of this sequence, whose length must not be 0.
     std::int32_t StepOf(std::size_t sequence) const;
 
 private:
