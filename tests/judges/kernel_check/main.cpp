@@ -44,12 +44,13 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
         Judge(Tests::CompareDistantChains(kernels, penalty, 0.3F * penalty, joined));
         Judge(Tests::CompareChaining(kernels, arrays, count / 1000, chained));
         Judge(Tests::CompareJoining(kernels, arrays, count / 200, joined));
-        std::cout << kernels.bits << " bits: " << figures.calls << " equal alignments, " << figures.with_cigar
+        std::cout << kernels.bits << " bits: " << figures.calls - figures.left_to_minimap2 << " equal alignments and "
+                  << figures.left_to_minimap2 << " left to minimap2; of all these, " << figures.with_cigar
                   << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
-                  << " reached the end of the read; " << figures.calls << " lists of anchors sorted, " << chained.calls
-                  << " chained into " << chained.chains << " chains and " << joined.calls << " joined into "
-                  << joined.chains << " chains; " << chained.left_to_minimap2 + joined.left_to_minimap2
-                  << " lists left to minimap2" << std::endl;
+                  << " reached the end of the read; " << figures.calls << " lists of anchors sorted, "
+                  << chained.calls - chained.left_to_minimap2 << " chained into " << chained.chains << " chains and "
+                  << joined.calls - joined.left_to_minimap2 << " joined into " << joined.chains << " chains; "
+                  << chained.left_to_minimap2 + joined.left_to_minimap2 << " lists left to minimap2" << std::endl;
     }
 }
 
