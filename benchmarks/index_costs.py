@@ -32,8 +32,8 @@ class Table:
               "(wall time), memory, and small files.\n\n"
               "| | minimap2, .mmi | aligner, .mmi | aligner, own index |\n|---|---|---|---|", flush=True)
         starts = self.in_turns(self.one_read, runs)
-        self.row("start until a read is processed, index in the page cache", *map(seconds, starts))
-        self.row("start until a read is processed, index on disk only", "",
+        self.row("start: a run on one read, index in the page cache", *map(seconds, starts))
+        self.row("start: a run on one read, index on disk only", "",
                  *(f"{self.cold_start(index):.2f}" for index in (self.mmi, self.own)))
         whole = self.in_turns(self.reads, runs)
         same = self.same_lines()

@@ -157,16 +157,16 @@ private:
         if (!has_input || !finished) {
             return;
         }
-        const auto aligned = std::to_string(*logged.reads) + " aligned";
+        const auto written = "; the log counts " + std::to_string(*logged.reads) + " as written";
         if (input_whole) {
             if (*logged.reads + static_cast<std::int64_t>(logged.failed_reads) !=
                 static_cast<std::int64_t>(input->Count())) {
                 const auto failed =
-                    logged.failed_reads > 0 ? ", " + std::to_string(logged.failed_reads) + " failed" : "";
-                all.Add(*paths.input, Plural(input->Count(), "read") + " in the file, " + aligned + failed);
+                    logged.failed_reads > 0 ? " and " + std::to_string(logged.failed_reads) + " as failed" : "";
+                all.Add(*paths.input, Plural(input->Count(), "read") + " in the input file" + written + failed);
             }
         } else if (sam_whole && *logged.reads != static_cast<std::int64_t>(sam_reads)) {
-            all.Add(*paths.input, Plural(sam_reads, "read") + " in its SAM file " + paths.sam + ", " + aligned);
+            all.Add(*paths.input, Plural(sam_reads, "read") + " in its SAM file " + paths.sam + written);
         }
     }
 

@@ -23,7 +23,7 @@ constexpr char kUsage[] =
 constexpr char kStatuses[] =
     "\nExit status: 0 if nothing was lost; 1 if something was lost or altered, with one line for\n"
     "each finding; 2 for wrong usage, an input folder or list that cannot be read, or a table\n"
-    "that cannot be written.\n";
+    "or standard output that cannot be written.\n";
 
 }  // namespace
 

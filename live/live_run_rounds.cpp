@@ -340,7 +340,7 @@ void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
         const auto& [name, path, stamp, loss, text] = round.Files()[i];
         const auto& file = outcome.files[i];
         if (file.kind == Kind::changed) {
-            status.Tell(name + ": changed while it was aligned; it is aligned again when it is complete");
+            status.Tell(name + ": changed during its round; it will be aligned again when it is complete");
         }
         const bool is_copy = !loss.empty();
         if (file.kind != Kind::lost || (!is_copy && IsCut(name, stamp))) {
@@ -352,7 +352,7 @@ void LiveRun::TakeLosses(const Round& round, const Outcome& outcome) {
             files.SetLost(name, reason);
             const auto known = files.All().find(name);
             const bool again = known == files.All().end() || known->second.phase != Phase::given_up;
-            end = again ? "; it is tried once more" : "; it failed twice";
+            end = again ? "; the file will be aligned once more" : "; the file failed twice";
         }
         status.Tell(std::string(name).append(": ").append(reason).append(end));
     }

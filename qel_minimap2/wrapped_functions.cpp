@@ -169,7 +169,8 @@ mm128_t* __wrap_mg_lchain_rmq(int max_dist, int max_dist_inner, int bw, int max_
 
 // Calls _exit and not exit, which would run destructors that free what other threads still use.
 void __wrap_abort() {
-    constexpr std::string_view kMessage = "libqel_minimap2: out of memory while a read was aligned; the process ends\n";
+    constexpr std::string_view kMessage =
+        "libqel_minimap2: out of memory during the alignment of a read; the process ends\n";
     static_cast<void>(!::write(STDERR_FILENO, kMessage.data(), kMessage.size()));
     ::_exit(1);
 }

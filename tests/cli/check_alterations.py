@@ -272,9 +272,9 @@ ALTERATIONS = {
     "an unmapped read counts as rejected": (cell(SUMMARY, 7, 2, "0"), [
         f"{SUMMARY}: line 7: alignment_genome_start of read 'r6' is '0'; its SAM record gives '-1'"]),
     "a read is added to the input": (content("a.fastq", lambda old: old + b"@r7\nACGT\n+\nIIII\n"), [
-        "a.fastq: 7 reads in the file, 6 aligned", missing("r7")]),
+        "a.fastq: 7 reads in the input file; the log counts 6 as written", missing("r7")]),
     "a read is removed from the input": (lines("a.fastq", lambda old: old[4:]), [
-        "a.fastq: 5 reads in the file, 6 aligned", surplus("r1")]),
+        "a.fastq: 5 reads in the input file; the log counts 6 as written", surplus("r1")]),
     "a base of the input": (line("a.fastq", 2, lambda old: other_base(old.decode()).encode()), [sequence("r1")]),
     "a base of a FASTA input": (line("c.fasta", 3, lambda old: other_base(old.decode()).encode()),
                                 [sequence("t1", "c.fasta")]),
@@ -284,7 +284,7 @@ ALTERATIONS = {
     "the last quality line is cut short": (cut("a.fastq", 9), [
         "a.fastq: record 6: Sequence is not the same length as the qstring"]),
     "an input file is cut in a record": (lines("a.fastq", lambda old: old[:-2]), [
-        "a.fastq: the last record is cut short", "a.fastq: 5 reads in the file, 6 aligned", surplus("r6")]),
+        "a.fastq: the last record is cut short", "a.fastq: 5 reads in the input file; the log counts 6 as written", surplus("r6")]),
     "no input file": (gone("a.fastq"), ["a.fastq: cannot be read: No such file or directory"]),
     "neither input file nor SAM file": (both(gone("a.fastq"), gone("out/a.sam")), [
         "a.fastq: cannot be read: No such file or directory", f"{A}: No such file or directory"]),
@@ -292,8 +292,8 @@ ALTERATIONS = {
         lambda folder: (shutil.rmtree(folder / "out"), (folder / "out").write_text("")), ["out: Not a directory"]),
     "an empty input file": (content("a.fastq", lambda old: b""), ["a.fastq: the file is empty"]),
     "two input files are swapped": (swapped("a.fastq", "b.fastq"), [
-        "a.fastq: 3 reads in the file, 6 aligned", f"{A} contains other reads",
-        "b.fastq: 6 reads in the file, 3 aligned", f"{B} contains other reads"]),
+        "a.fastq: 3 reads in the input file; the log counts 6 as written", f"{A} contains other reads",
+        "b.fastq: 6 reads in the input file; the log counts 3 as written", f"{B} contains other reads"]),
     "an input file is a pipe": (both(gone("a.fastq"), lambda folder: os.mkfifo(folder / "a.fastq")),
                                 ["a.fastq: not a regular file"]),
     "a run without its end, and a folder named like a log": (
@@ -308,10 +308,10 @@ ALTERATIONS = {
              lambda folder: (folder / "out/c.sam").rename(folder / "out/other.sam")),
         ["other.fasta: in the log, but not in the input", "c.fasta: not finished",
          "other.fasta: " + OTHER_SQ.format("other")]),
-    "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the file, 5 aligned"]),
+    "a wrong count in the log": (log("(6 reads)", "(5 reads)"), ["a.fastq: 6 reads in the input file; the log counts 5 as written"]),
     "a negative count in the log, and a SAM file cut short": (
         both(log("(6 reads)", "(-6 reads)"), cut("out/a.sam", 50)),
-        [f"{A}: line 8: cut short", "a.fastq: 6 reads in the file, -6 aligned", f"{SUMMARY}: 11 rows for 5 logged reads"]),
+        [f"{A}: line 8: cut short", "a.fastq: 6 reads in the input file; the log counts -6 as written", f"{SUMMARY}: 11 rows for 5 logged reads"]),
     "a full disk": (log("[info] Succ", "[error] Could not write to output file x:\r No space left\n"
                         "2026-11-21 00:00:00.1 [info] Succ"),
                     3 * ["error in the log: Could not write to output file x: No space left"]),

@@ -62,7 +62,7 @@ BAD_INPUT = {
         ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
          "record. Continuing with next read."]),
     "a record that is empty except for a text in place of its plus": (
-        {"a.fq": WHOLE + "\n\n@b\n\n" + record("b")}, ["a.fq: 7 reads in the file, 6 aligned"]),
+        {"a.fq": WHOLE + "\n\n@b\n\n" + record("b")}, ["a.fq: 7 reads in the input file; the log counts 6 as written"]),
     "a file that ends after the plus of an empty record": (
         {"a.fq": WHOLE + "\n\n+"}, ["a.fq: the last record is cut short"]),
     "a gzip file that ends too early": (
@@ -288,7 +288,7 @@ class Check(AlignerTest):
         self.assertEqual(self.check("--allow-failed-reads", 4, "-", "out", stdin=listed),
                          (0, ["1 file, 5 reads: nothing lost, 4 failed as allowed"]))
         self.write("a.fq", bad[0] + WHOLE + "".join(bad[1:]) + record("x"))
-        self.expect([*failed, "a.fq: 10 reads in the file, 5 aligned, 4 failed",
+        self.expect([*failed, "a.fq: 10 reads in the input file; the log counts 5 as written and 4 as failed",
                      "a.fq: read 'x' is not in its SAM file out/a.sam"], log_file, listed, "--allow-failed-reads", 3)
         # The second of two reads with the same name fails. More reads lie between the two than the check usually reads
         # ahead.

@@ -69,7 +69,7 @@ for sam in out.glob("*.sam"):
         self.reads.joinpath("lost.fastq").write_bytes(records("lost", 3))
         self.reads.joinpath("other.fastq").write_bytes(records("other", 3))
         (line,) = self.live("--until-idle", "0", "--aligner", aligner)
-        self.assertRegex(line, r"^lost.fastq: .*read 'lost1' is not in its SAM file lost.sam; it is tried once more$")
+        self.assertRegex(line, r"^lost.fastq: .*read 'lost1' is not in its SAM file lost.sam; the file will be aligned once more$")
         self.assert_as_one_run()
 
     def rename_when_read(self, process, read, old, new):
@@ -108,7 +108,7 @@ for sam in out.glob("*.sam"):
         self.rename_when_read(process, "a.fastq", "a.fastq", "z.fastq")
         _, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 0, errors)
-        self.assertIn("a.fastq: changed while it was aligned; it is aligned again when it is complete", errors)
+        self.assertIn("a.fastq: changed during its round; it will be aligned again when it is complete", errors)
         self.assert_as_one_run()
 
     def test_file_that_arrives_during_a_long_interval_is_not_missed(self):
@@ -182,11 +182,11 @@ for sam in out.glob("*.sam"):
         self.reads.joinpath("b.fastq.gz").write_bytes(gzip.compress(records("c", 2)) + b"xyz")
         aligner = self.script(f"readlink '{self.out}'/.live/round/reads/* >> '{self.folder}/links'", "exec {aligner} \"$@\"")
         errors = self.live("--until-idle", "0", "--aligner", aligner, status=1)
-        self.assertEqual(errors[0], "b.fastq.gz: Ignored 3 bytes after the end of the gzip data in b.fastq.gz; it is tried once more")
+        self.assertEqual(errors[0], "b.fastq.gz: Ignored 3 bytes after the end of the gzip data in b.fastq.gz; the file will be aligned once more")
         self.assertRegex(self.folder.joinpath("links").read_text(), f"^/proc/[0-9]+/fd/[0-9]+\n{self.reads}/b.fastq.gz\n")
         self.assert_same_reads()
 
-    def test_gzip_files_whose_text_the_aligner_cannot_use_are_read_themselves(self):
+    def test_aligner_that_cannot_use_decompressed_texts_reads_the_gzip_files(self):
         for name in "ab":
             self.reads.joinpath(f"{name}.fastq.gz").write_bytes(gzip.compress(records(name, 2)))
         # The aligner may be killed when memory is short, or may not see tavik_live's files in /proc.
