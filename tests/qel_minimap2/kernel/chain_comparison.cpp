@@ -162,9 +162,11 @@ void RandomAnchors::AddPiece() {
     int read = Between(0, read_length);
     const int copies = OneIn(3) ? Between(1, 6) : 1;
     const int shift = Between(1, 400) * step;
+    // If a copy is as far back on the read as it is ahead on the reference, its anchors may have the same penalties.
+    const int back = OneIn(2) ? shift : 0;
     for (int left = Between(1, 60); left > 0; --left) {
         for (int copy = 0; copy < copies; ++copy) {
-            Add(sequence, reference + copy * shift, read);
+            Add(sequence, reference + copy * shift, read - copy * back);
         }
         const int advance = Between(1, 30) * step;
         reference += advance + (OneIn(6) ? Between(-3, 3) : 0) + (OneIn(40) ? Between(0, 3000) : 0);

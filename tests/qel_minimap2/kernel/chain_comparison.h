@@ -27,7 +27,8 @@ private:
 };
 
 /// Generates lists of anchors like those of reads from repeats. Next returns random mixtures of:
-/// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs;
+/// - runs of colinear anchors with errors, on several sequences and strands, and parallel runs, often
+///   with equal penalties;
 /// - repeats of the read against repeats of the reference, so that one reference position has several read positions;
 /// - noise.
 /// In about one list in four, the distances in runs are mostly multiples of 5, which often give equal scores.
