@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <numeric>
 #include <utility>
+
+#include "qel_minimap2/kernel/scratch.h"
 
 // minimap2 sorts by the bytes of the key, from the highest to the lowest. It exchanges elements in place until each is
 // in its byte's bin, and then sorts each bin by the next byte. It sorts bins of up to 64 elements by insertion. The
@@ -17,9 +20,9 @@ namespace qel_minimap2::kernel {
 
 namespace {
 
-constexpr std::ptrdiff_t kInserted = 64;    // minimap2 sorts up to this many elements by insertion.
-constexpr std::ptrdiff_t kFewAnchors = 12;  // Up to this many are sorted by insertion without any preparation.
-constexpr unsigned kPlaceBits = 12;
+constexpr unsigned kInsertedBits = 6;
+constexpr std::ptrdiff_t kInserted = 1 << kInsertedBits;  // minimap2 sorts up to this many elements by insertion.
+constexpr std::ptrdiff_t kFewAnchors = 4;  // Up to this many are sorted by insertion without any preparation.
 
 // Up to this many numbers are sorted by insertion.
 constexpr std::size_t kFew = 24;
@@ -44,6 +47,19 @@ std::uint64_t KeyOf(std::uint64_t number) {
     return number >> 32U;
 }
 
+// The strand of an anchor, the lowest 47 bits of its x, and the place where it was before sorting.
+struct PackedAnchor {
+    static constexpr unsigned kPlaceBits = 16, kStrandBit = 63 - kPlaceBits;
+    static constexpr std::ptrdiff_t kMost = std::ptrdiff_t{1} << kPlaceBits;
+
+    std::size_t Place() const { return number & (kMost - 1); }
+
+    std::uint64_t number;
+};
+std::uint64_t KeyOf(const PackedAnchor& anchor) {
+    return anchor.number >> PackedAnchor::kPlaceBits;
+}
+
 template <typename Element>
 void InsertByKey(Element* begin, Element* end) {
     Insert(begin, end, [](const Element& element) { return KeyOf(element); });
@@ -57,29 +73,44 @@ public:
         const auto below = differing << 1U >> 1U;
         width = 64U - static_cast<unsigned>(std::countl_zero(below));
         mask = (std::uint64_t{1} << width) - 1;
-        fits = width + (differing >> 63U) + kPlaceBits <= 64;
+        bits = width + static_cast<unsigned>(differing >> 63U);
     }
 
     std::uint64_t Of(std::uint64_t key) const { return (key & mask) | key >> 63U << width; }
 
-    bool fits;  // Whether a short number and a place fit into 64 bits.
+    unsigned bits;  // Of a short number.
 
 private:
     unsigned width;
     std::uint64_t mask;
 };
 
-// Sorts a small bin. Equal keys keep their order, because the lowest bits of each number are its element's place.
-template <typename Element>
-void SortAtOnce(Element* begin, std::size_t count, const ShortKeys& keys) {
-    std::uint64_t numbers[2 * kInserted];
+// Sorts a small bin. The new place of an element is the number of elements that are less, so no branch depends on the
+// keys. Equal keys keep their order, because the lowest bits of each number are its element's old place. The numbers
+// must fit into `Number`, which is signed.
+template <typename Number, typename Element>
+void SortByCounting(Element* begin, std::size_t count, const ShortKeys& keys) {
+    typedef Number Lanes __attribute__((vector_size(16)));  // NOLINT(modernize-use-using): GCC ignores it in `using`.
+    constexpr std::size_t kLanes = sizeof(Lanes) / sizeof(Number), kRegisters = 4;
+    Number numbers[kInserted] = {};
+    Number places[kInserted];
+    for (std::size_t i = 0; i < count; ++i) {
+        numbers[i] = static_cast<Number>(keys.Of(KeyOf(begin[i])) << kInsertedBits | i);
+    }
+    for (std::size_t first = 0; first < count; first += kLanes * kRegisters) {
+        Lanes own[kRegisters], less[kRegisters] = {};
+        std::memcpy(own, numbers + first, sizeof own);
+        for (std::size_t i = 0; i < count; ++i) {
+            const Lanes other = numbers[i] - Lanes{};
+            for (std::size_t k = 0; k < kRegisters; ++k) {
+                less[k] -= other < own[k];
+            }
+        }
+        std::memcpy(places + first, less, sizeof less);
+    }
     Element sorted[kInserted];
     for (std::size_t i = 0; i < count; ++i) {
-        numbers[i] = keys.Of(KeyOf(begin[i])) << kPlaceBits | i;
-    }
-    SortNumbers(numbers, numbers + kInserted, count, kPlaceBits);
-    for (std::size_t i = 0; i < count; ++i) {
-        sorted[i] = begin[numbers[i] & (kInserted - 1)];
+        sorted[places[i]] = begin[i];
     }
     std::copy_n(sorted, count, begin);
 }
@@ -168,8 +199,10 @@ void SortFrom(Element* begin, Element* end) {
         return;  // If all keys are equal, minimap2 moves no element.
     }
     if (const auto count = static_cast<std::size_t>(end - begin); count <= kInserted) {
-        if (const ShortKeys keys(differing); keys.fits) {
-            SortAtOnce(begin, count, keys);
+        if (const ShortKeys keys(differing); keys.bits + kInsertedBits < 32) {
+            SortByCounting<std::int32_t>(begin, count, keys);
+        } else if (keys.bits + kInsertedBits < 64) {
+            SortByCounting<std::int64_t>(begin, count, keys);
         } else {
             InsertByKey(begin, end);
         }
@@ -198,6 +231,39 @@ void SortFrom(Element* begin, Element* end) {
         }
         first = bin.end;
     }
+}
+
+// Sorts short descriptions of the anchors, which need half the memory, and then moves each anchor once. Returns false
+// and leaves the anchors as they are if there are few or very many of them, if they differ in bits that a description
+// does not have, or if there is no memory.
+bool SortPacked(mm128_t* begin, mm128_t* end) {
+    if (end - begin <= kInserted || end - begin > PackedAnchor::kMost) {
+        return false;
+    }
+    const auto count = static_cast<std::size_t>(end - begin);
+    const auto differing = DifferingBits(begin, end);
+    constexpr auto kMask = (std::uint64_t{1} << PackedAnchor::kStrandBit) - 1;
+    if ((differing & ~kMask) << 1U != 0) {
+        return false;
+    }
+    auto* const memory = ScratchMemory(Scratch::sorting, count * (sizeof(mm128_t) + sizeof(PackedAnchor)));
+    if (memory == nullptr) {
+        return false;
+    }
+    auto* const sorted = reinterpret_cast<mm128_t*>(memory);
+    auto* const packed = reinterpret_cast<PackedAnchor*>(sorted + count);
+    for (std::size_t i = 0; i < count; ++i) {
+        packed[i].number = begin[i].x >> 63U << 63U | (begin[i].x & kMask) << PackedAnchor::kPlaceBits | i;
+    }
+    // The strand's byte has no other differing bit, so minimap2 sorts by the strand first.
+    auto* const middle = differing >> 63U != 0 ? ExchangeTwo(packed, packed + count, PackedAnchor::kStrandBit) : packed;
+    SortFrom(packed, middle);
+    SortFrom(middle, packed + count);
+    for (std::size_t i = 0; i < count; ++i) {
+        sorted[i] = begin[packed[i].Place()];
+    }
+    std::copy_n(sorted, count, begin);
+    return true;
 }
 
 }  // namespace
@@ -235,7 +301,7 @@ void SortNumbers(std::uint64_t* numbers, std::uint64_t* other, std::size_t count
 }
 
 void SortAnchors(mm128_t* begin, mm128_t* end) {
-    if (end - begin > 1) {
+    if (end - begin > 1 && !SortPacked(begin, end)) {
         SortFrom(begin, end);
     }
 }

@@ -13,6 +13,7 @@ enum class Scratch {
     way_back,      ///< What the traceback reads: directions, stored cells, or copies of the difference lines.
     copy_offsets,  ///< The offset of each copy of the difference lines.
     runs,          ///< The CIGAR under construction.
+    sorting,       ///< Descriptions of anchors, and the sorted anchors.
     chaining,
     joining,
     reach_tree,  ///< The nodes of a ReachTree.

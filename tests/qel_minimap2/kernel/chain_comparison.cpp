@@ -249,6 +249,13 @@ bool JoinByDefault(const Kernels& kernels, const std::vector<mm128_t>& sorted) {
 std::string CompareSorting(RandomAnchors& random, long count) {
     for (long call = 1; call <= count; ++call) {
         auto anchors = random.Next(random.OneIn(100) ? 9000 : random.OneIn(10) ? 2000 : 150);
+        if (random.OneIn(2000)) {  // Up to 65536 anchors are sorted in another way.
+            while (anchors.size() < 65'535) {
+                const auto more = random.Next(9000);
+                anchors.insert(anchors.end(), more.begin(), more.end());
+            }
+            anchors.resize(static_cast<std::size_t>(random.Between(65'535, 65'537)));
+        }
         if (random.OneIn(3)) {  // Makes keys that differ only in random bits.
             std::uint64_t mask = 0;
             for (int i = random.Between(1, 40); i > 0; --i) {
