@@ -20,10 +20,11 @@ namespace {
 // cached when used.
 constexpr std::size_t kBatch = 32;
 
-// The code prefetches the first four cache lines of a list of positions. The processor itself prefetches the rest of a
-// longer list.
+// The code prefetches the first four cache lines of a list of positions, this many seeds ahead. The processor itself
+// prefetches the rest of a longer list.
 constexpr std::uint32_t kPositionsInLine = 8;
 constexpr std::uint32_t kFetchedPositions = 4 * kPositionsInLine;
+constexpr std::ptrdiff_t kSeedsAhead = 16;
 
 thread_local bool has_impossible_hits = false;
 
@@ -51,10 +52,6 @@ mm_seed_t SeedOf(const mm128_v& minimizers, std::size_t i, const SeedTable& tabl
     seed.is_tandem = (i > 0 && is_like(i - 1)) || (i + 1 < minimizers.n && is_like(i + 1)) ? 1 : 0;
     if (seed.cr == nullptr) {
         has_impossible_hits = true;
-        return seed;
-    }
-    for (std::uint32_t k = 0; k < std::min(occurrences, kFetchedPositions); k += kPositionsInLine) {
-        __builtin_prefetch(seed.cr + k);
     }
     return seed;
 }
@@ -86,6 +83,12 @@ int LookUpAll(const mm128_v minimizers, const SeedTable& table, mm_seed_t* seeds
     return static_cast<int>(next - seeds);
 }
 
+void PrefetchPositions(const mm_seed_t& seed) {
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(seed.n, kFetchedPositions); i += kPositionsInLine) {
+        __builtin_prefetch(seed.cr + i);
+    }
+}
+
 }  // namespace
 
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
@@ -102,7 +105,12 @@ Seeds CollectSeeds(const SeedCall& call, const SeedTable& table) {
     }
     int begin = 0;
     int end = 0;
+    // minimap2 reads the positions of all seeds right after this loop. Positions prefetched earlier, during the
+    // look-ups, would be in the cache too, but the page table's entries for them would have been evicted from the TLB.
     for (const auto* seed = all; seed != all + count; ++seed) {
+        if (seed - all + kSeedsAhead < count && seed[kSeedsAhead].flt == 0) {
+            PrefetchPositions(seed[kSeedsAhead]);
+        }
         const int seed_end = static_cast<int>(seed->q_pos >> 1U) + 1;
         const int seed_begin = seed_end - static_cast<int>(seed->q_span);
         if (seed->flt == 0 && !table.ArePossible(seed->cr, seed->n)) {
