@@ -27,8 +27,8 @@ public:
     explicit OutputFolder(const std::string& path);
 
     /// Removes the remains of an interrupted round and completes an interrupted publication. Returns the state that
-    /// earlier calls have saved. If there is none, or if it has other options and no reads are in the output yet,
-    /// returns `now` with the size of the summary.
+    /// earlier calls of the program have saved. If there is none, or if it has other options and no reads are in the
+    /// output yet, returns `now` with the size of the summary.
     ///
     /// Throws std::runtime_error if the results in the folder are those of another run, were made with other options,
     /// or were changed by another program.

@@ -4,8 +4,8 @@
 
 namespace Live {
 
-/// Decides when the page of a run in progress is made again. A page shows until when its figures are valid, and the
-/// next page replaces it before that time. Making the pages takes at most about 2 % of the time.
+/// Decides when the page of a run in progress is made again. Each page states the time until which its figures are
+/// valid, and the next page replaces it before that time. Making the pages takes at most about 2 % of the time.
 class PageTimes {
 public:
     using Time = std::chrono::steady_clock::time_point;

@@ -27,7 +27,7 @@ struct RunState {
     std::string min_coverage;
     std::string allowed_failed_reads;
 
-    std::string shown_input;      ///< The watched folder as the first call named it.
+    std::string shown_input;      ///< The watched folder as the first call of the program named it.
     std::string log_name;         ///< Empty before the first round.
     std::uint64_t log_bytes = 0;  ///< Without the records that the end of a run adds.
     std::uint64_t summary_bytes = 0;

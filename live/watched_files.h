@@ -24,22 +24,24 @@ struct Watched {
         cut,       ///< Unchanged for that time, but incomplete.
         aligning,  ///< In the current round.
         done,      ///< Its reads are in the output.
-        given_up,  ///< Not aligned. It is tried again if it changes, if it reappears, and in a later call.
+        given_up,  ///< Not aligned. It is tried again if it changes or reappears, or if the program is called again.
         renamed,   ///< Another name of a file that is done, or its compressed or uncompressed form.
     };
     Phase phase = Phase::settling;
     Stamp stamp;
-    Stamp latest;               ///< If the file has changed since it was aligned, its stamp in the latest look.
-    Time since;                 ///< The file has not changed since this time.
-    std::string reason;         ///< Why the output lacks reads of the file, if known; empty if it lacks none.
-    std::string output_name;    ///< The name under which the output has the reads; empty if it has none.
-    std::uint64_t reads = 0;    ///< The number of rows in the output under this name.
-    int losses = 0;             ///< The number of rounds that lost reads of the file.
-    bool restored = false;      ///< Whether an earlier call gave up on the file, and no look has found it since.
-    bool missing = false;       ///< Whether the latest look did not find the file.
-    bool replaced = false;      ///< Whether the latest look found another file under this name.
-    bool told_missing = false;  ///< Whether the user has been told that the file disappeared or was renamed.
-    bool changed = false;       ///< Whether the file has changed since it was aligned.
+    Stamp latest;             ///< If the file has changed since it was aligned, its stamp in the latest look.
+    Time since;               ///< The file has not changed since this time.
+    std::string reason;       ///< Why the output lacks reads of the file, if known; empty if it lacks none.
+    std::string output_name;  ///< The name under which the output has the reads; empty if it has none.
+    std::uint64_t reads = 0;  ///< The number of rows in the output under this name.
+    int losses = 0;           ///< The number of rounds that lost reads of the file.
+    bool restored = false;    ///< Given up on by an earlier call of the program, and not found by any look since.
+    bool missing = false;     ///< Whether the latest look did not find the file.
+    bool replaced = false;    ///< Whether the latest look found another file under this name.
+    /// Whether it has been noted that the file disappeared, or exists under a new name or in another form. The user has
+    /// been told of this, unless the file had already been given up on.
+    bool told_missing = false;
+    bool changed = false;  ///< Whether the file has changed since it was aligned.
 };
 
 /// Tracks the state of each read file. Not synchronised.
@@ -48,7 +50,8 @@ public:
     /// `settle`: time without a change after which a file can be aligned.
     explicit WatchedFiles(std::chrono::duration<double> settle);
 
-    /// Takes over the files of earlier calls. Files that were given up on are tried again if they still exist.
+    /// Takes over the files of earlier calls of the program. Files that were given up on are tried again if they still
+    /// exist.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
     /// Takes the result of a look at the folder, in time proportional to the number of files. `file_time`: the current
@@ -64,7 +67,7 @@ public:
     bool WriterPauses() const { return writer_pauses; }
 
     /// If `name` may be the compressed or uncompressed form of an aligned file that has disappeared, returns the name
-    /// of that file in the output; otherwise, an empty text. The names of the two forms differ only in ".gz".
+    /// of that file in the output; otherwise, an empty string. The names of the two forms differ only in ".gz".
     std::string FormerFormOf(const std::string& name) const;
 
     /// Notes that the file is the compressed or uncompressed form of `former`.
@@ -72,8 +75,8 @@ public:
 
     void SetAligning(const std::string& name) { files.at(name).phase = Watched::Phase::aligning; }
 
-    /// Notes that the output has the reads of the file. The next look finds whether the file has changed or
-    /// disappeared meanwhile.
+    /// Notes that the output has the reads of the file. The next look finds out whether the file has changed or
+    /// disappeared in the meantime.
     void SetDone(const FileRecord& record);
 
     // SetWaiting, SetWhole, SetCut and SetLost have no effect if the file is no longer known.

@@ -24,10 +24,10 @@ extern "C" {
 /// failure, prints one line on standard error that names the file and the reason, and returns null. Loading also fails
 /// if an index has several parts or lacks its sequences, or if a sequence has no name. Any thread.
 ///
-/// A mapped file may be replaced by another one with the same name (with rename); the index stays that of the old file.
-/// The mapped file must not be written to. If its content changes, the process ends with status 1 and one line on
-/// standard error that names the file. It ends after the first read that is mapped at least a few milliseconds after
-/// the change, or at the latest in qelmm_unload_index. In rare cases, it crashes earlier, while a read is mapped.
+/// A mapped file may be replaced by renaming another file over it; the index remains that of the old file. The mapped
+/// file must not be written to. If its content changes, the process ends with status 1 and one line on standard error
+/// that names the file. It ends after the first read that is mapped at least a few milliseconds after the change, or at
+/// the latest in qelmm_unload_index. In rare cases, it crashes earlier, while a read is mapped.
 ///
 /// If a mapped file is shortened, an access to the missing part also ends the process with status 1 and such a line.
 /// For this purpose, the library handles SIGBUS from the first mapped index on. It passes signals for other addresses
@@ -44,13 +44,13 @@ mm_idx_t* qelmm_load_index(const char* path);
 int32_t qelmm_cache_idx_occ_thres(const mm_idx_t* index);
 
 /// Maps one read and returns its SAM records, the primary one first, each with a line feed, without header lines. A
-/// read that does not map has one unmapped record. A record has the part of the read's name before the first white
+/// read that does not map has one unmapped record. The name in each record is the read's name up to the first white
 /// space. The text is newly allocated: release it with free.
 ///
 /// On failure, returns a text that begins with "ERROR:". That text belongs to this library, must not be freed, and is
-/// valid until the next failure of a function in the same thread. The call also fails if the part of the name in the
-/// record would be empty or begin with "@", because SAM readers would reject the record. If minimap2 itself runs out of
-/// memory, the process ends with status 1 and one line on standard error.
+/// valid until the next failure of a function in the same thread. The call also fails if the name in the record would
+/// be empty or begin with "@", because SAM readers would reject the record. If minimap2 itself runs out of memory, the
+/// process ends with status 1 and one line on standard error.
 ///
 /// `occ_threshold`: the result of qelmm_cache_idx_occ_thres; if it is 0 or less, this function determines the number
 /// itself. Of `read`, only `l_seq`, `name` and `seq` are used, and nothing is written to them. Any number of threads

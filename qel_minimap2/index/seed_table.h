@@ -46,8 +46,8 @@ public:
 /// minimizer is where its list begins in the positions (upper 32 bits) and the length of the list (lower 32). Each
 /// bucket has a stretch of groups. A key is in the group that its hash chooses or, if that group is full, in the next
 /// group of the stretch that has room. A search therefore ends at a group with a free slot. If a run of full groups
-/// would be too long, the bucket is sorted instead, and a look-up is a binary search. So many keys for the same group
-/// cannot slow down look-ups.
+/// would be too long, the bucket is sorted instead, and a look-up is a binary search. Look-ups therefore stay fast even
+/// if many keys choose the same group.
 ///
 /// Each block of buckets has its own memory with the four arrays from keys to positions. Different threads may fill
 /// different blocks at the same time. When all blocks are filled, any thread may look up minimizers.

@@ -125,8 +125,9 @@ private:
         return true;
     }
 
-    // Fills the lists that do not depend on scores, clears `scores` and `marks`, and pads lists that are read a
-    // register at a time. `previous` is read in the same way, but only its entries for anchors already scored are used.
+    // Fills the lists that do not depend on scores, clears `scores` and `marks`, and pads the position lists, which are
+    // read a register at a time. `previous` is read in the same way, but needs neither clearing nor padding, because
+    // only its entries for anchors already scored are used.
     void Rank(std::uint64_t* other_order) {
         for (int i = 0; i < window_size; ++i) {
             order[i] = anchors[window + i].y << 32U | static_cast<unsigned>(i);

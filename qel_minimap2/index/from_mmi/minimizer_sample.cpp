@@ -101,8 +101,8 @@ MinimizerSample::Piece MinimizerSample::CertainPart(const Piece& piece, const st
     return certain;
 }
 
-// With homopolymer compression, a minimizer ends where a run of equal bases ends. CheckPiece does not find every
-// minimizer that ends inside a run, because a piece in the middle of a very long run has no certain part.
+// With homopolymer compression, a minimizer must end where a run of equal bases ends. CheckPiece alone would miss some
+// faulty minimizers that end inside a run, because a piece in the middle of a very long run has no certain part.
 bool MinimizerSample::IsInsideRun(const Found& minimizer) const {
     const auto& [name, offset, length] = layout.Sequences()[minimizer.position >> 32U];
     const auto base = (minimizer.position & 0xFFFFFFFFU) >> 1U;
