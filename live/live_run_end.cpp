@@ -93,7 +93,7 @@ void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& fold
                 return;
             }
             if (losses == 0) {
-                status.Tell(name + ": incomplete: " + known.reason + "; its complete reads are aligned now");
+                status.Tell(name + ": " + known.reason + "; only its complete reads will be aligned now");
             }
         } catch (const std::system_error& error) {
             if (!IsDiskFull(error.code().value())) {

@@ -118,7 +118,7 @@ void GzipDecoder::SkipTrailingBytes(GzipSource& source) {
         ignored += (latest & 0xFFU) != 0 ? 1 : 0;
     }
     if (ignored > kMostIgnored || latest == 0x1f8b08) {
-        Fail("bytes that are not gzip data follow a member: more than 512 of them, or another member after them");
+        Fail("a member is followed by more than 512 bytes that are not gzip data, or by such bytes and another member");
         fails_after_last_member = true;
     }
     state->phase = Phase::end;

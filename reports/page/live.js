@@ -12,7 +12,7 @@ function showTimes() {
   byId("live").classList.toggle("overdue", isOverdue);
   byId("live").textContent = isOverdue
     ? `These figures are from ${clock(made)}. A new page was due by ${clock(until)}: tavik_live has stopped, or this page is a copy.`
-    : `The run is in progress. These figures are from ${clock(made)}. New ones replace them by ${clock(until)} at the latest. This page reloads itself.`;
+    : `The run is in progress. These figures are from ${clock(made)}. New ones will replace them by ${clock(until)} at the latest. This page reloads itself.`;
 }
 
 const choices = () => ({

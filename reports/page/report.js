@@ -258,8 +258,8 @@ const referenceColumns = [
 function showReferences() {
   const {rows, count, longest_exact: exact, breadth_step: step} = sample.references;
   byId("references-note").textContent =
-    (count > rows.length ? `The ${whole(rows.length)} of ${whole(count)} reference sequences with the most reads. ` : "") +
-    "Identity and accuracy are those of all bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover. An alignment covers all positions from its start to its end, deletions included." +
+    (count > rows.length ? `The ${whole(rows.length)} reference sequences with the most reads, out of ${whole(count)}. ` : "") +
+    "Identity and accuracy are computed over all bases of a sequence's reads taken together. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover. An alignment covers all positions from its start to its end, deletions included." +
     (step > 1 ? ` In sequences of more than ${bases(exact)}, only some positions are sampled: in the longest sequence, one in ${whole(step)}.` : "");
   fillSortable(byId("references"), referenceColumns, rows, 2);
 }

@@ -61,7 +61,7 @@ BAD_INPUT = {
         {"a.fq": WHOLE + "\nACGT\n+\nIIII\n"},
         ["error in the log: Error while processing read [invalid read id]: Cannot get the read ID from an empty FastQ "
          "record. Continuing with next read."]),
-    "a record that is empty except for a text in place of its plus": (
+    "a record that is empty except for other text in place of its plus": (
         {"a.fq": WHOLE + "\n\n@b\n\n" + record("b")}, ["a.fq: 7 reads in the input file; the log counts 6 as written"]),
     "a file that ends after the plus of an empty record": (
         {"a.fq": WHOLE + "\n\n+"}, ["a.fq: the last record is cut short"]),
@@ -71,7 +71,7 @@ BAD_INPUT = {
     "bytes after the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
         ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
-    "plain text with a file name for gzip": (
+    "plain text in a file whose ending makes the aligner expect gzip": (
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
                            "a.txt: begun, but not finished"]),
     "no such file": (
@@ -85,7 +85,7 @@ BAD_INPUT = {
                                       "must have failed, so the process ends.", "{log}: the run did not finish",
                                       "a.fq: begun, but not finished", "a.fq: the file is empty",
                                       "b.fq: not finished"]),
-    "one name for two SAM files": (
+    "three input files with the same SAM file name": (
         {"a.fastq": WHOLE, "x/a.fq": fastq(RECORDS[:2]), "y/a.fq": fastq(RECORDS[:3])},
         [*(f"warning in the log: Input file {name}/a.fq replaces the SAM file of an earlier input file: {{out}}/a.sam"
            for name in "xy"), "x/a.fq: its SAM file a.sam is also that of a.fastq",
@@ -104,8 +104,8 @@ LATER_DAMAGE = {
                                                                  "in a.gz"]),
     "many bytes after gzip data": (
         lambda old: old + b"more" * 200,
-        ["a.gz: damaged, or not gzip: bytes that are not gzip data follow a member: more than 512 of them, or another member "
-         "after them"]),
+        ["a.gz: damaged, or not gzip: a member is followed by more than 512 bytes that are not gzip data, or by such bytes "
+         "and another member"]),
 }
 
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in

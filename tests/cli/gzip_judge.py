@@ -185,7 +185,7 @@ def expected(path, data):
     elif end and text and not text.startswith(b">"):
         messages = [("warning", f"Caught exception, so setting END flag. {in_gzip}{end}")]
     elif end or verdict == "broken":
-        messages = [(file_error[0], file_error[1] + in_gzip + (end or "bytes that are not gzip data"))]
+        messages = [(file_error[0], file_error[1] + in_gzip + (end or "a member is followed by more than 512 bytes"))]
     return sorted(set(reads)), end == "abort", messages
 
 
@@ -217,7 +217,7 @@ def judge(folder, files, threads):
     for path in tried:
         run = Run(PROGRAM, command, f"{path}\n", folder)
         if run.status != "SIGABRT" or f"There is no complete read in {path}:" not in run.stderr:
-            print(f"{path}: did not end the process\n{run.stderr}")
+            print(f"{path}: did not end the process as expected: status {run.status}\n{run.stderr}")
             wrong += 1
     threading.Thread(target=feed, daemon=True).start()
     run = Run(PROGRAM, command, "".join(f"{path}\n" for path in files if path not in aborting), folder)

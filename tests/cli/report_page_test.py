@@ -94,7 +94,7 @@ class BrowserTest(PageJudge):
         return self.script(STATE, name)["figures"][name]
 
     def make_sample(self, name, reads, references, identity=0.9):
-        """Writes a run of random rows, always the same for one name. Later references tend to have fewer rows."""
+        """Writes a run of random rows, which are always the same for a given name. Later references tend to have fewer rows."""
         chance = random.Random(name)
         rows = []
         for _ in range(reads):
@@ -111,8 +111,8 @@ class BrowserTest(PageJudge):
         return {Path(name).name: figures(self.folder / name / "alignment_summary.txt", depth_most) for name in samples}
 
     def check_order(self, table, head, rows):
-        """Clicks each heading twice. The first click must sort the table by that column, numbers in falling order; the
-        second must reverse the order. Unknown values must stay last."""
+        """Clicks each heading twice. The first click must sort the table by that column, numbers in descending order;
+        the second must reverse the order. Unknown values must stay last."""
         clicks = self.script("""
             return [...document.querySelectorAll("#" + arguments[0] + " th button")].map((button, column) => [0, 1].map(() => {
               button.click();
@@ -207,9 +207,9 @@ class Page(BrowserTest):
         self.open("many")
         state = self.state()
         self.check_sample(state, "many", f)
-        self.assertEqual(state["note"], "The 1,000 of 1,500 reference sequences with the most reads. Identity and accuracy are those of all "
-                         "bases. Covered: the share of the sequence that at least 1, 10 or 30 alignments cover. An alignment covers all "
-                         "positions from its start to its end, deletions included.")
+        self.assertEqual(state["note"], "The 1,000 reference sequences with the most reads, out of 1,500. Identity and accuracy are computed "
+                         "over all bases of a sequence's reads taken together. Covered: the share of the sequence that at least 1, 10 or "
+                         "30 alignments cover. An alignment covers all positions from its start to its end, deletions included.")
         self.check_order("references", *shown.references_table(f, 1000))
         for colours in (self.dark, self.colours):
             self.element("#theme").send_keys(Keys.ENTER)
@@ -290,7 +290,7 @@ class Samples(BrowserTest):
         streams = [zlib.decompress(part) for part in re.findall(rb"FlateDecode.*?stream\r?\n(.*?)endstream", pdf, re.DOTALL) if part[:1] == b"x"]
         grey = " ".join(f"{int(self.colours['third'][i:i + 2], 16) / 255:.4f}"[1:6] for i in (1, 3, 5))
         self.assertGreaterEqual(len(re.findall(rb"/Type /Page\b", pdf)), 1 + len(samples))
-        self.assertIn(grey.split()[0].encode(), b"".join(streams), "the bars of shares are filled")
+        self.assertIn(grey.split()[0].encode(), b"".join(streams), "the share bars are not filled")
         self.check_same(self.state(), before)
         self.element("#theme").send_keys(Keys.ENTER)
 
@@ -349,7 +349,7 @@ class Live(BrowserTest):
         now = 1000 * time.time()
         self.write_page(out, made=now, until=now + 60_000)
         self.open("out")
-        self.assertRegex(self.text_of("live"), r"^The run is in progress\. These figures are from [\d:]{8}\. New ones replace them by [\d:]{8} at the latest\.")
+        self.assertRegex(self.text_of("live"), r"^The run is in progress\. These figures are from [\d:]{8}\. New ones will replace them by [\d:]{8} at the latest\.")
         # The page may reload between two calls, so one call makes all choices.
         self.script("""
             for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();

@@ -80,8 +80,8 @@ TEST_F(Index, AReferenceIsLoadedCompletelyOrRefusedWithTheReason) {
         {good + ">two\nACGT\n>two\nACGT\n>one\nACGT\n",
          {5, "warning: several sequences are named 'two'; records and figures cannot tell them apart"}},
         {one + no_member,
-         {kRefused,
-          gzip + "bytes that are not gzip data follow a member: more than 512 of them, or another member after them"}},
+         {kRefused, gzip + "a member is followed by more than 512 bytes that are not gzip data, or by such bytes and "
+                           "another member"}},
         {one + std::string(9, '\0') + two, {3, ""}},
         {one + ">b\nACGT\n", {kRefused, gzip + "bytes that are not gzip data follow the last member"}},
         {damaged, {kRefused, corrupt + "incorrect data check"}},
