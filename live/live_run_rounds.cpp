@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -61,12 +62,12 @@ std::uint64_t BytesIn(const std::string& folder) {
     return bytes;
 }
 
-// A file that has disappeared counts as unchanged: its reads were checked.
-bool HasChanged(const std::string& path, const Stamp& stamp) {
+// Empty if there is no such file.
+std::optional<Stamp> CurrentStamp(const std::string& path) {
     try {
-        return !StampOf(path).SameContent(stamp);
+        return StampOf(path);
     } catch (const std::system_error&) {
-        return false;
+        return std::nullopt;
     }
 }
 
@@ -74,14 +75,6 @@ bool HasChanged(const std::string& path, const Stamp& stamp) {
 std::string IdentityOf(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 ? Common::FileIdentity(status) : "";
-}
-
-bool HasStamp(const std::string& path, const Stamp& stamp) {
-    try {
-        return StampOf(path).SameContent(stamp);
-    } catch (const std::system_error&) {
-        return false;
-    }
 }
 
 bool IsKept(const FileOutcome& file) {
@@ -164,7 +157,7 @@ bool LiveRun::IsCut(const std::string& name, const Stamp& stamp) {
     if (content.whole) {
         return false;
     }
-    if (HasStamp(PathOf(name), stamp)) {
+    if (const auto current = CurrentStamp(PathOf(name)); current && current->SameContent(stamp)) {
         files.SetCut(name, content.reason);
     }
     return true;
@@ -295,7 +288,9 @@ void LiveRun::Take(const Round& round, Outcome& outcome) {
         // A file that was changed and then renamed is known only by its new name.
         const auto known = files.All().find(list[i].name);
         const bool is_known = known != files.All().end() && known->second.phase == Phase::aligning;
-        if (kind == Kind::kept && (!is_known || HasChanged(PathOf(list[i].name), list[i].stamp))) {
+        // A file that has disappeared counts as unchanged: its reads were checked.
+        const auto current = CurrentStamp(PathOf(list[i].name));
+        if (kind == Kind::kept && (!is_known || (current && !current->SameContent(list[i].stamp)))) {
             kind = Kind::changed;
         }
     }
