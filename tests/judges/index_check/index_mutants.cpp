@@ -1,6 +1,7 @@
 #include "tests/judges/index_check/index_mutants.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -228,6 +229,10 @@ void IndexMutants::Try(long count, MutantFigures& figures) {
             ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
             const auto found = Records(path);
             ::_exit(found.empty() ? kRefused : found == records ? kAlike : kChanged);
+        }
+        if (child < 0) {
+            figures.failure = std::string("fork: ") + std::strerror(errno);
+            return;
         }
         int status = 0;
         rusage usage{};

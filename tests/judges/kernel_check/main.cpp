@@ -4,6 +4,8 @@
 #include <iostream>
 #include <string>
 
+#include <boost/lexical_cast/try_lexical_convert.hpp>
+
 #include "qel_minimap2/kernel/chain_comparison.h"
 #include "qel_minimap2/kernel/kernel_comparison.h"
 
@@ -56,9 +58,14 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
 
 }  // namespace
 
+using boost::conversion::try_lexical_convert;
+
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::cerr << "usage: tests/judges/kernel-check N SEED\n";
+    long wanted = 0;
+    std::uint32_t seed = 0;
+    const bool are_numbers = argc == 3 && try_lexical_convert(argv[1], wanted) && try_lexical_convert(argv[2], seed);
+    if (!are_numbers || wanted < 1) {
+        std::cerr << "usage: tests/judges/kernel-check N SEED, N at least 1\n";
         return 2;
     }
     const auto runnable = qel_minimap2::kernel::RunnableKernels();
@@ -67,7 +74,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     for (const auto& kernels : runnable) {
-        Run(kernels, std::atol(argv[1]), static_cast<std::uint32_t>(std::atol(argv[2])));
+        Run(kernels, wanted, seed);
     }
     return 0;
 }
