@@ -10,8 +10,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static std::string bases = "ACGTTGCAAGTCCATGGATTCAGGCTAAGCTTACGGATCCATTAGCAGGTCATACGGTTACAGT";
     static std::string name = "read";
+    const Fuzz::InputFile file(data, size, ".mmi");
     // Each refusal writes a line to standard error, which scripts/fuzz redirects to its log.
-    mm_idx_t* const index = qelmm_load_index(Fuzz::WriteInput(data, size, ".mmi").c_str());
+    mm_idx_t* const index = qelmm_load_index(file.Path().c_str());
     if (index != nullptr) {
         mm_bseq1_t read{};
         read.l_seq = static_cast<int>(bases.size());

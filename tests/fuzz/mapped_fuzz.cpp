@@ -77,10 +77,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static std::string bases = "ACGTTGCAAGTCCATGGATTCAGGCTAAGCTTACGGATCCATTAGCAGGTCATACGGTTACAGT";
     static std::string name = "read";
     qelmm_set_threads(1);
-    const auto path = Fuzz::WriteInput(data, size, ".tvi");
+    const Fuzz::InputFile file(data, size, ".tvi");
     // Each refusal writes a line to standard error, which scripts/fuzz redirects to its log.
-    mm_idx_t* const index = qelmm_load_index(path.c_str());
-    const bool is_sound = qelmm_check_index(path.c_str()) == nullptr;
+    mm_idx_t* const index = qelmm_load_index(file.Path().c_str());
+    const bool is_sound = qelmm_check_index(file.Path().c_str()) == nullptr;
     if (index != nullptr) {
         mm_bseq1_t read{};
         read.l_seq = static_cast<int>(bases.size());

@@ -27,10 +27,10 @@ void Walk(std::istream& stream) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const bool is_gzip = size > 0 && data[0] == 0x1f;
-    const auto path = Fuzz::WriteInput(data, size, is_gzip ? ".gz" : ".fastq");
+    const Fuzz::InputFile file(data, size, is_gzip ? ".gz" : ".fastq");
     try {
         boost::iostreams::filtering_istream stream;
-        Common::OpenSequencingFile(path, stream);
+        Common::OpenSequencingFile(file.Path(), stream);
         // Bypasses the adapter, which deliberately ends the process for a file without records.
         if (stream.peek() == '>') {
             Walk<Common::FastaIterable>(stream);

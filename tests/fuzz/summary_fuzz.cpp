@@ -25,10 +25,10 @@ Reports::Sample& CurrentSample() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto path = Fuzz::WriteInput(data, size, ".summary");
+    const Fuzz::InputFile file(data, size, ".summary");
     auto& sample = CurrentSample();
     try {
-        Reports::SummaryReader reader(path, 64);  // Most rows cross the end of such a small buffer.
+        Reports::SummaryReader reader(file.Path(), 64);  // Most rows cross the end of such a small buffer.
         for (Reports::SummaryRow row; reader.Next(row);) {
             if (row.IsAligned() == (row.genome == "*") || row.correct > row.aligned) {
                 std::abort();

@@ -6,7 +6,8 @@
 #include "tests/fuzz/fuzz_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    for (const auto& id : Common::getReadIdWhitelist(Fuzz::WriteInput(data, size, ".txt"))) {
+    const Fuzz::InputFile file(data, size, ".txt");
+    for (const auto& id : Common::getReadIdWhitelist(file.Path())) {
         if (id.find(' ') != std::string::npos || id.ends_with('\r') || id.starts_with('\t')) {
             std::abort();
         }
