@@ -26,7 +26,8 @@ public:
     std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
 
 private:
-    std::deque<std::pair<Time, std::uint64_t>> reads_at;  // Arguments of AddReads in the last ten minutes.
+    // The arguments of AddReads in the ten minutes before its latest call, and of this call.
+    std::deque<std::pair<Time, std::uint64_t>> reads_at;
 };
 
 }  // namespace Live

@@ -31,7 +31,7 @@ struct RunState {
     std::string log_name;         ///< Empty before the first round.
     std::uint64_t log_bytes = 0;  ///< Without the records that the end of a run adds.
     std::uint64_t summary_bytes = 0;
-    std::uint64_t milliseconds = 0;  ///< The time that the aligner took in all rounds.
+    std::uint64_t milliseconds = 0;  ///< The time that the aligner took in all published rounds.
     std::vector<FileRecord> files;   ///< In the order of the summary's rows.
 
     /// The state of a run with these options before its first round. Throws std::system_error if the folder or the

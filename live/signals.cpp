@@ -20,7 +20,7 @@ constexpr std::initializer_list<int> kStops = {SIGINT, SIGTERM, SIGHUP};
 // Used by the signal handler.
 std::atomic<int> stops = 0;
 std::atomic<pid_t> child_group = 0;
-// A pipe. A signal that arrives just before a wait leaves a byte in it, which ends the wait.
+// A pipe. Each signal writes a byte to it. This byte ends the current wait or, if there is none, the next one.
 std::array<int, 2> wake = {-1, -1};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
 

@@ -17,7 +17,7 @@ public:
     Signals& operator=(const Signals&) = delete;
     ~Signals();
 
-    /// True once a signal has asked to stop.
+    /// True once a signal has asked the program to stop.
     static bool Stopping();
 
     /// Sets the process group that a second signal kills; 0 for none.

@@ -223,9 +223,9 @@ void WatchedFiles::NoteRenamed(const std::string& name, const std::string& forme
                 name + ": is " + former + ", renamed after it was aligned; the output keeps the former name");
 }
 
-// Returns true and records the new name if the found file is a known file under a new name, unless the known file is
-// being aligned. If the output has the reads of the known file, they are not aligned again. If not, the file need not
-// settle again.
+// Records the new name of a renamed file. Returns false if the found file is not a known file under a new name, or if
+// the known file is being aligned. A renamed file whose reads are in the output is not aligned again. Any other renamed
+// file keeps its `since`, so renaming does not delay it.
 bool WatchedFiles::IsRenamed(const FoundFile& found, Time now, Notices& notices) {
     const auto former = FormerNameOf(found.stamp);
     if (former == files.end() || former->second.phase == Phase::aligning) {

@@ -33,7 +33,7 @@ struct Watched {
     Time since;               ///< The file has not changed since this time.
     std::string reason;       ///< Why the output lacks reads of the file, if known; empty if it lacks none.
     std::string output_name;  ///< The name under which the output has the reads; empty if it has none.
-    std::uint64_t reads = 0;  ///< The number of rows in the output under this name.
+    std::uint64_t reads = 0;  ///< The number of the file's rows in the output; 0 unless the phase is `done`.
     int losses = 0;           ///< The number of rounds that lost reads of the file.
     bool restored = false;    ///< Given up on by an earlier call of the program, and not found by any look since.
     bool missing = false;     ///< Whether the latest look did not find the file.
@@ -54,8 +54,8 @@ public:
     /// exist.
     void Restore(const std::vector<FileRecord>& records, Time now);
 
-    /// Takes the result of a look at the folder, in time proportional to the number of files. `file_time`: the current
-    /// time, in the unit of Stamp::time. Returns messages for the user.
+    /// Takes the result of a look at the folder. `file_time`: the current time, in the unit of Stamp::time. Returns
+    /// messages for the user.
     std::vector<std::string> Update(const std::vector<FoundFile>& found, Time now, std::int64_t file_time);
 
     /// Files to align, in the order in which they were completed.

@@ -52,7 +52,7 @@ TEST(Content, FileIsCompleteOnlyAtTheEndOfARecordAndOfAGzipMember) {
     const auto whole = [&](const std::string& name, const std::string& text) {
         return Live::ReadToEnd(folder.Write(name, text)).whole;
     };
-    // A cut file is complete only if it ends with a whole record, with or without the line feed after the qualities.
+    // The first `size` bytes are complete only if they end with a whole record. Its last line feed may be missing.
     const auto first = kWhole.find("@b") - 1;
     for (std::size_t size = 0; size <= kWhole.size(); ++size) {
         const bool is_end = size == first || size == first + 1 || size + 1 >= kWhole.size();

@@ -24,8 +24,8 @@ public:
     }
     void Remove(const std::string& name) { present.erase(name); }
 
-    // Updates `files` with the content of the folder. `file_time`: the time by the clock that dates changes of files,
-    // in seconds. By default, that clock is slow: 0 is before any change.
+    // Updates `files` with the content of the folder. `file_time`: the time of the look by the clock of Stamp::time, in
+    // seconds. By default, it is before all changes, so each change counts as made at `second`.
     Texts Look(int second, int file_time = 0) {
         std::vector<Live::FoundFile> found;
         for (const auto& [name, stamp] : present) {
@@ -130,7 +130,7 @@ TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
                      "new.fq: is moved.fq, renamed after it was aligned; the output keeps the former name",
                      "gone.fq: disappeared after it was aligned; the output keeps its reads"}));
     EXPECT_EQ(folder.Look(100), Texts());
-    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call tries failed files again.
+    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call of the program tries failed files again.
     EXPECT_FALSE(folder.files.At("failed.fq").restored);
     folder.Put("new.fq", 30, 3);
     EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output keeps its former reads"});
