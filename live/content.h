@@ -11,8 +11,10 @@ struct Content {
     std::string reason;  ///< Why the content is incomplete, on one line without tabs; empty if it is complete.
 };
 
-/// Reads a file with the aligner's readers. A file with a bad record before its end counts as complete, because waiting
-/// does not repair the record. Any other file is complete if:
+/// Reads a file with the aligner's readers, up to the first bad record. That record may be cut short if it is the last
+/// record of a FASTA file, or the last of a FASTQ file that does not end with a line feed. The file then counts as
+/// incomplete. A file with any other bad record counts as complete, because waiting does not repair the record. A file
+/// without a bad record is complete if:
 /// - the system can read it;
 /// - it contains a read;
 /// - it ends with a complete record, if it is a FASTQ file;

@@ -26,8 +26,8 @@ void WriteAt(int descriptor, std::string_view text, std::uint64_t position, cons
 /// Waits until a file's content, or a folder's list of names, is on the disk.
 void Sync(const std::string& path);
 
-/// Waits until all data that programs have written to the folder's file system are on the disk. Returns false if the
-/// system reports an error.
+/// Waits until all data that programs have written to the folder's file system are on the disk. Returns false if
+/// syncfs(2) fails.
 bool SyncDisk(const std::string& folder);
 
 void Rename(const std::string& from, const std::string& to);

@@ -14,8 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// The time between two looks at the watched folder is at least kLookShare times the time that listing the folder took.
-// The next look comes earlier if a file settles, a round ends or the run is about to end.
+// The time between two looks at the watched folder is normally at least kLookShare times the time that listing the
+// folder took. The next look comes earlier if a file settles, a round ends or the run is about to end.
 constexpr int kLookShare = 20;
 constexpr std::chrono::milliseconds kShortestWait{50};
 constexpr std::chrono::seconds kLongestWait{1};

@@ -89,7 +89,7 @@ private:
     bool told_unseen_readers = false;
     std::set<std::string> told_left_out;
     std::string last_look_error;
-    double bytes_per_second = 0;  // Speed of the latest round; Work in live_run_rounds.cpp counts the bytes.
+    double bytes_per_second = 0;  // Of the latest round. The function Work in live_run_rounds.cpp counts the bytes.
     double largest_round = std::numeric_limits<double>::infinity();  // Bytes, as above; finite after a full disk.
     bool decompresses_once = true;  // False once a round has failed to align a file decompressed for it.
     int failed_starts = 0;          // Consecutive rounds in which the aligner began no file.

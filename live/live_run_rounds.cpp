@@ -28,7 +28,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// A round is limited to about this time, so that results appear soon and a killed run repeats little work.
+// A round is limited to about this time, so that results appear soon and little work is lost if the run is killed.
 constexpr double kRoundSeconds = 300;
 constexpr double kFirstRoundBytes = 1e9;
 constexpr int kMostFailedStarts = 3;

@@ -216,7 +216,7 @@ void Round::JudgeFiles(std::uint64_t allowed_failed_reads, Outcome& outcome) con
     const auto rows = std::accumulate(outcome.files.begin(), outcome.files.end(), std::uint64_t{0},
                                       [](auto sum, const auto& file) { return sum + file.reads; });
     if (outcome.findings.empty() && CountRows() != rows) {
-        outcome.findings.push_back("its summary does not have a row for each read");
+        outcome.findings.push_back("the aligner's summary does not have a row for each read");
     }
 }
 
