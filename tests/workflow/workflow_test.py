@@ -174,7 +174,7 @@ class Join(WorkflowTest):
     def test_results_that_do_not_fit_the_plan_are_refused(self):
         for plan, message in ((self.PLAN.replace("x/a", "x/b"), "00001: expected x/b.fq, found x/a.fq"),
                               (self.PLAN + "00000\tmore.fq\n", "00000: expected more.fq, found no more files"),
-                              (self.PLAN.replace("00000\tnone.fq\n", ""), "00000: there is more than the plan lists")):
+                              (self.PLAN.replace("00000\tnone.fq\n", ""), "00000: there are more results than the plan lists")):
             self.assertEqual(self.join(plan), (1, ""))
             self.assertEqual(self.stderr, f"join_summaries: out/chunks/{message}\n")
             self.assertEqual((self.folder / "out" / "summary").exists(), False)
