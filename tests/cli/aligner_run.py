@@ -61,7 +61,8 @@ class AlignerTest(unittest.TestCase):
     def setUp(self):
         temporary = Path(tempfile.gettempdir()).resolve()
         if os.getuid() == 0 and not all(path.stat().st_mode & stat.S_IXOTH for path in (temporary, *temporary.parents)):
-            temporary = "/var/tmp"  # Root's tests start programs as another user, who must be able to enter the folder.
+            # When root runs the tests, some programs run as another user, who must be able to enter the folder.
+            temporary = "/var/tmp"
         self.folder = Path(tempfile.mkdtemp(prefix="tavik_aligner_test_", dir=temporary))
         self.folder.chmod(0o777)  # For runs as another user.
         self.addCleanup(shutil.rmtree, self.folder)

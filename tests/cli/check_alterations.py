@@ -32,7 +32,7 @@ INPUT = {
 LISTED = "".join(f"{name}\n" for name in INPUT)
 
 
-# Most of the functions below return an alteration, which is a function of the run's folder.
+# Most of the functions below return an alteration: a function that takes the folder of the run and changes files in it.
 def lines(file, change):
     """Replaces the list of the file's lines with the result of `change`."""
     def alter(folder):
@@ -146,7 +146,7 @@ ALTERATIONS = {
         *(surplus(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more such read in its SAM file out/a.sam"]),
     "four SAM records are gone": (lines("out/a.sam", lambda old: old[:2] + old[6:]), [
         *(missing(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more read not in its SAM file out/a.sam"]),
-    "a base of four records": (both(*(cell("out/a.sam", i, 9, other_base) for i in (3, 4, 5, 6))), [
+    "another base in four records": (both(*(cell("out/a.sam", i, 9, other_base) for i in (3, 4, 5, 6))), [
         *(sequence(f"r{i}") for i in (1, 2, 3)), "a.fastq: 1 more read with a different sequence in its SAM file out/a.sam"]),
     "all SAM records are gone": (lines("out/b.sam", lambda old: old[:2]),
                                  [missing(f"s{i}", "b") for i in (1, 2, 3)]),
@@ -161,7 +161,7 @@ ALTERATIONS = {
         lambda folder: shutil.copy(folder / "out/a.sam", folder / "out/c.sam"),
         [f"{C} contains other reads"]),
     "no @SQ lines": (lines("out/b.sam", lambda old: old[2:]), [f"{B}: {NO_SQ}"]),
-    "no @SQ lines in all SAM files": (
+    "no @SQ lines in any SAM file": (
         both(*(lines(f"out/{name}.sam", lambda old: old[2:]) for name in "abc")),
         [f"{sam}: {NO_SQ}" for sam in (A, B, C)]),
     "another length in an @SQ line": (cell("out/a.sam", 1, 2, "LN:70000"), ["a.fastq: " + OTHER_SQ.format("a")]),
@@ -197,9 +197,9 @@ ALTERATIONS = {
     "a CIGAR of other operations": (cell("out/a.sam", 4, 5, lambda old: old.replace("M", "=")), [
         f"{A}: line 4: CIGAR has an operation other than H, S, I, D and M"]),
     "a CIGAR cut short": (cell("out/a.sam", 4, 5, lambda old: old[:-1]), [f"{A}: line 4: CIGAR is malformed"]),
-    "a base of a forward record": (cell("out/a.sam", 4, 9, other_base), [sequence("r2")]),
-    "a base of a reverse record": (cell("out/a.sam", 3, 9, other_base), [sequence("r1")]),
-    "a base of an unmapped record": (cell("out/a.sam", 8, 9, other_base), [sequence("r6")]),
+    "another base in a forward record": (cell("out/a.sam", 4, 9, other_base), [sequence("r2")]),
+    "another base in a reverse record": (cell("out/a.sam", 3, 9, other_base), [sequence("r1")]),
+    "another base in an unmapped record": (cell("out/a.sam", 8, 9, other_base), [sequence("r6")]),
     "no SEQ": (cell("out/a.sam", 4, 9, "*"), [f"{A}: line 4: {LENGTHS}"]),
     "a quality string": (cell("out/a.sam", 4, 10, "I"), [f"{A}: line 4: values that the aligner does not write"]),
     "another NM": (cell("out/a.sam", 4, 11, "NM:i:29"), [
@@ -210,7 +210,7 @@ ALTERATIONS = {
     "no AS": (line("out/a.sam", 4, lambda old: old.replace(b"\tAS:i:484", b"")), [
         f"{A}: line 4: a mapped record without NM or AS"]),
     "a tag cut short": (line("out/a.sam", 4, lambda old: old[:old.rindex(b":")] + b"\n"), [f"{A}: line 4: a malformed tag"]),
-    "names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
+    "the names of two records are exchanged": (both(cell("out/a.sam", 3, 0, "r2"), cell("out/a.sam", 4, 0, "r1")), [
         sequence("r2"), sequence("r1")]),
     "a mapped read is marked as unmapped": (line("out/a.sam", 4, lambda old: b"r2\t4\t*\t0\t0\t*\t*\t0\t0\t*\t*\n"), [
         f"{SUMMARY}: line 3: alignment_genome of read 'r2' is 'chr_large'; its SAM record gives '*'"]),
@@ -222,11 +222,11 @@ ALTERATIONS = {
     "a supplementary record with a clip longer than the read": (
         both(cell("out/b.sam", 4, 1, "2064"), cell("out/b.sam", 4, 5, lambda old: "99999H" + old)), [
             f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
-    "a supplementary record without its first record": (without("out/b.sam", 3), [
+    "a supplementary record without the first record of its read": (without("out/b.sam", 3), [
         f"{B}: line 3: a secondary or supplementary record of a read without a first record"]),
     "a supplementary record of another read": (cell("out/b.sam", 4, 0, "s2"), [
         f"{B}: line 4: a secondary or supplementary record that does not follow a record of its read"]),
-    "a base of a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
+    "another base in a supplementary record": (cell("out/b.sam", 4, 9, other_base), [
         f"{B}: line 4: SEQ is not the part of the read that CIGAR leaves unclipped"]),
     "a rejected read's record is gone": (without("out/b.sam", 5), [missing("s2", "b")]),
     "a duplicate record of a rejected read": (lines("out/b.sam", lambda old: old[:5] + old[4:]), [surplus("s2", B)]),
@@ -246,9 +246,10 @@ ALTERATIONS = {
     "four rows twice": (lines(SUMMARY, lambda old: old + old[1:5]), [
         *(f"{SUMMARY}: line {12 + i}: read 'r{i}' has no SAM record" for i in (1, 2, 3)),
         f"{SUMMARY}: 1 more row without a SAM record"]),
-    "four rows cut to a column": (lines(SUMMARY, lambda old: [old[0], *(row[:2] + b"\n" for row in old[1:5]), *old[5:]]), [
-        *(f"{SUMMARY}: line {i}: 1 column instead of 13" for i in (2, 3, 4)),
-        f"{SUMMARY}: 1 more row with values that differ from the SAM records"]),
+    "four rows cut to one column": (
+        lines(SUMMARY, lambda old: [old[0], *(row[:2] + b"\n" for row in old[1:5]), *old[5:]]), [
+            *(f"{SUMMARY}: line {i}: 1 column instead of 13" for i in (2, 3, 4)),
+            f"{SUMMARY}: 1 more row with values that differ from the SAM records"]),
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
     # The check cannot read beyond the long row. The altered row of r3 comes before the long row and is reported. The
@@ -275,10 +276,10 @@ ALTERATIONS = {
         "a.fastq: 7 reads in the input file; the log counts 6 as written", missing("r7")]),
     "a read is removed from the input": (lines("a.fastq", lambda old: old[4:]), [
         "a.fastq: 5 reads in the input file; the log counts 6 as written", surplus("r1")]),
-    "a base of the input": (line("a.fastq", 2, lambda old: other_base(old.decode()).encode()), [sequence("r1")]),
-    "a base of a FASTA input": (line("c.fasta", 3, lambda old: other_base(old.decode()).encode()),
-                                [sequence("t1", "c.fasta")]),
-    "a name of the input": (line("a.fastq", 5, lambda old: b"@r more\n"), [missing("r"), surplus("r2")]),
+    "another base in the input": (line("a.fastq", 2, lambda old: other_base(old.decode()).encode()), [sequence("r1")]),
+    "another base in a FASTA input": (line("c.fasta", 3, lambda old: other_base(old.decode()).encode()),
+                                      [sequence("t1", "c.fasta")]),
+    "another name in the input": (line("a.fastq", 5, lambda old: b"@r more\n"), [missing("r"), surplus("r2")]),
     "the last quality line is cut off": (lines("a.fastq", lambda old: old[:-1]), [
         "a.fastq: record 6: Sequence is not the same length as the qstring"]),
     "the last quality line is cut short": (cut("a.fastq", 9), [

@@ -33,8 +33,8 @@ def shortened(finding):
     return f"{severity}log: {start} ... {end}"
 
 
-# The content of each input file (None: no such file), in the order of the list, and the findings. Each run also reads
-# GOOD.
+# The content of each input file (None: no such file), in the order in which the run reads the files, and the findings.
+# Each run reads GOOD first.
 GOOD = "good.fastq"
 LONG = "g" + 100 * "\N{GREEK SMALL LETTER ALPHA}" + ".fq"
 BAD_INPUT = {
@@ -42,11 +42,11 @@ BAD_INPUT = {
         {"a.fastq": WHOLE + "@cut\nACGT\n+"}, ["a.fastq: the last record is cut short"]),
     "a record cut after its title, gzip": (
         {"a.gz": gzip.compress((WHOLE + "@cut\n").encode())}, ["a.gz: the last record is cut short"]),
-    "a read with an invalid letter ends its file": (
+    "an invalid letter ends the reading of the file": (
         {"a.fq": WHOLE + record("n", "ACGN") + WHOLE},
         [failed_file("a.fq", "Sequence contained an unexpected character 'N' at position 3 Header: @n Sequence: ACGN "
                              "Qstring: IIII"), "a.fq: begun, but not finished"]),
-    "lower-case bases end their file": (
+    "lower-case bases end the reading of the file": (
         {"a.fa": ">a\nACGTACGT\n>b\nACGT\nacgt\n"},
         [failed_file("a.fa", "Invalid fasta description, it should start with '>'. acgt"),
          "a.fa: begun, but not finished"]),
@@ -130,7 +130,7 @@ INTACT_INPUT = {
     # 639 of 640 bases: 0.998438 in single precision, 0.998437 in double.
     "an identity that single precision rounds up": (
         "1 read", "a.fq", record("i", BASES[9000:9300] + other_base(BASES[9300:9640]))),
-    "reads of one name": ("6 reads", "a.fq", fastq(TWINS)),
+    "reads with the same name": ("6 reads", "a.fq", fastq(TWINS)),
     "U": ("2 reads", "a.fq", record("u", BASES[:900].replace("T", "U")) + record("v", RECORDS[0][1].replace("T", "U"))),
     "names with a tab, a Greek letter, a control character and markers": (
         "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
@@ -313,7 +313,7 @@ class Check(AlignerTest):
         self.assertEqual(self.check("--allow-failed-reads", 102_100, "-", "out", stdin=listed), (1, [
             f"{SUMMARY}: line 2: alignment_genome_start of read 'rejected' is '-1'; its SAM record gives '0'"]))
 
-    def test_missing_and_surplus_rows_do_not_affect_reads_of_one_name(self):
+    def test_missing_and_surplus_rows_do_not_affect_reads_with_the_same_name(self):
         for change, findings in (
                 (lambda old: old[:1] + old[3:], [f"{SUMMARY}: no row for read '{name}'" for name in "ab"]),
                 (lambda old: old[:3] + old[1:], [f"{SUMMARY}: line {i + 4}: read '{name}' has no SAM record"

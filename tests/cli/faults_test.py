@@ -25,7 +25,7 @@ class Faults(AlignerTest):
         return sorted(self.sam("sample_1.sam", "good")), sorted(self.summary("good"))
 
     def errors(self, run):
-        # The failure of the log file itself is not a log record, so its line is read as part of the previous record.
+        # The message about a failure of the log file is not a log record, so records() adds it to the previous record.
         return [message.split("\nCould not")[0] for level, message in run.records() if level == "error"]
 
     def test_full_disk_is_reported_once_per_file_and_affects_that_file_only(self):
@@ -128,7 +128,7 @@ class Faults(AlignerTest):
         self.run_aligner("-z", "-i", "", "-s", "out", "-a", index, "-t", 8, stdin=f"{reads}\n{packed}\n", before=before)
         self.assertEqual(sorted(self.summary()), sorted(2 * rows))
 
-    def test_a_killed_run_leaves_complete_lines_of_the_same_reads_in_both_outputs(self):
+    def test_a_killed_run_leaves_at_most_one_read_with_a_sam_record_but_without_a_row(self):
         copies = [(f"@copy{i}_{title[1:]}", *rest) for i in range(300) for title, *rest in RECORDS]
         reads = self.write("many.fastq", fastq(copies))
         for count in (1, 500, 3000):

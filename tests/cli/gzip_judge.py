@@ -33,7 +33,7 @@ def make_text(rng):
 
 
 def make_member(rng, text, extra=None):
-    """Returns a gzip member. Its optional header fields are random, or only `extra` if that is given, as in BGZF."""
+    """Returns a gzip member with random optional header fields. If `extra` is given, it is the only one, as in BGZF."""
     flags = rng.choice((0, 0, rng.randrange(32))) if extra is None else 4
     header = MAGIC + struct.pack("<BIBB", flags, rng.getrandbits(32), rng.choice((0, 2, 4)), rng.choice((3, 255)))
     if flags & 4:

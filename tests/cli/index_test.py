@@ -222,7 +222,7 @@ class IndexFailures(IndexTest):
         target.chmod(0o644)
         self.assertEqual(self.index("--check", target).stdout, f"{target}: sound\n")
 
-    def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_nothing_else(self):
+    def test_a_killed_run_leaves_the_older_index_or_the_new_one_and_at_most_a_hidden_file(self):
         """If /proc is missing or the file system does not support unnamed files (O_TMPFILE), the program writes a hidden
         file. SIGKILL leaves this file behind, and the next run removes it. Only root can unmount /proc."""
         older = self.own_index().read_bytes()
@@ -309,7 +309,7 @@ class IndexUse(IndexTest):
         self.assertEqual(self.finish(*run), (0, ""))
         self.assertEqual(((self.folder / "held" / "held.sam").read_bytes(), self.summary("held")), expected)
 
-    def test_truncating_an_index_in_use_ends_the_run_with_its_name(self):
+    def test_truncating_an_index_in_use_ends_the_run_and_names_the_index(self):
         index = self.own_index()
         for size in (0, 4096, index.stat().st_size // 8192 * 4096):
             self.own_index()

@@ -33,7 +33,7 @@ class Files(LiveTest):
         self.assertEqual({name for name in names if name[:1] == b"z"}, {b"z0", b"z1"})
         log = next(self.out.glob("read_processor_log-*.log")).read_text()
         self.assertIn(f"[error] Error while processing input file {self.reads}/empty.fastq: the file is empty. Will continue", log)
-        # A second call aligns no file again, but still reports the loss.
+        # The next call of the program adds no row, but ends with status 1 again.
         rows = self.rows()
         self.live(status=1)
         self.assertEqual(self.rows(), rows)
