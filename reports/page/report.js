@@ -95,7 +95,7 @@ const ratios = {
   identity: {
     perCent: "identity, % of the aligned bases", quality: "quality of the aligned bases: \u221210 log\u2081\u2080(1 \u2212 identity)",
     caption: "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so this identity is at least as high as what BLAST calls identity.",
-    qualityCaption: "This quality counts wrong bases only; the quality of the accuracy counts gaps too.",
+    qualityCaption: "This quality counts wrong bases only; the quality computed from the accuracy counts gaps too.",
   },
 };
 

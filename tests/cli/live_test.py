@@ -2,7 +2,7 @@
 """Tests tavik_live as a whole program; live_files_test.py tests how it treats special read files. Each class is one
 ctest test.
 
-The environment variable TAVIK_LIVE_KILLS sets how often the interruption test kills the program (default: 4)."""
+The environment variable TAVIK_LIVE_KILLS sets how many times the Interruption class kills tavik_live (default: 4)."""
 
 import gzip
 import os
@@ -32,7 +32,7 @@ class Output(LiveTest):
                 lines = self.out.joinpath(os.fsdecode(sam)).read_bytes().splitlines()
                 own = {line.split(b"\t")[0] for line in lines if not line.startswith(b"@SQ")}
                 self.assertEqual(len(own), int(reads))
-            # The summary may be from an earlier round than the table, but it has all 30 rows of each of its files.
+            # The summary may be from an earlier round than files.tsv, but it has all 30 rows of each file it covers.
             self.assertEqual(len(names) % 30, 0)
             looks.add(len(files))
         return looks
@@ -52,7 +52,7 @@ class Output(LiveTest):
         self.assertEqual(live, self.page_data(again))
         self.assertNotIn("live", live)
 
-    def test_files_with_names_of_any_bytes_and_of_all_kinds_are_aligned(self):
+    def test_files_of_all_kinds_and_with_any_bytes_in_their_names_are_aligned(self):
         for i, name in enumerate((b"a b.fastq", b"\xff\xc3(.FQ", b"x/a b.fastq.gz", b"x/\xe9 'y'.fa.GZ", b"x/y/<z>&.fasta")):
             path = os.path.join(os.fsencode(self.reads), name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
@@ -124,7 +124,7 @@ class Interruption(LiveTest):
                 self.live()
                 self.assert_as_one_run()
 
-    def test_second_call_and_other_options_are_refused(self):
+    def test_simultaneous_call_and_changed_options_are_refused(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
         process = self.start()
         self.wait_for(lambda: self.out.exists() and len(self.sams()) == 1)
@@ -154,7 +154,7 @@ class Machine(LiveTest):
         self.out.mkdir()
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "none", self.out], capture_output=True, check=False)
         if mounted.returncode != 0:
-            self.skipTest("only root can make a small disk")
+            self.skipTest("no file system can be mounted here")
         self.addCleanup(subprocess.run, ["umount", "-l", self.out], check=True)
 
     def test_program_waits_while_the_disk_is_full(self):

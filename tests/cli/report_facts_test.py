@@ -75,7 +75,7 @@ class Runs(ReportTest):
         self.assertEqual(self.run_report("out").stderr, f"Warning: out: {text}\n")
         self.assertEqual(self.problems(), ([("error", "T" + text[1:], [], 0)], [0] * 6 + [1]))
 
-    def test_many_messages_are_counted_shortened_and_stripped_of_control_characters(self):
+    def test_many_messages_are_counted_and_shortened_and_their_control_characters_replaced(self):
         out = self.write_run("out", [row(b"c")] * 2, {b"c": 1000})
         reads = [f"Error while processing read r{i}\x1b[2J{'x' * 900}: e Continuing with next read." for i in range(7)]
         texts = ["[message] QEL Tavik alignment software version 1", *(f"[error] {text}" for text in reads), "[error] e",
@@ -130,7 +130,7 @@ class Outputs(ReportTest):
         super().setUp()
         self.out = self.write_run("out", [row(b"c")], {b"c": 1000})
 
-    def test_progress_on_a_terminal_is_a_full_bar_in_one_line(self):
+    def test_progress_on_a_terminal_is_one_full_bar(self):
         self.write("bad/alignment_summary.txt", HEADER + "r\tc\n" * 100)
         bar = "0%   10   20   30   40   50   60   70   80   90   100%\n|----|----|----|----|----|----|----|----|----|----|\n" + 51 * "*"
         reason = "bad/alignment_summary.txt: line 2: 2 columns instead of 13"

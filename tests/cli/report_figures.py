@@ -159,16 +159,16 @@ def differences(shown, expected):
         for (column, row), count in expected[name].items():
             cells[column if name == "identity_by_length" else column // merged, row // merged] += count
         if {(column, row): count for column, row, count in shown[name]["cells"]} != cells:
-            found.append(f"{name}: other cells")
+            found.append(f"{name}: the cells differ")
     rows = {row[0]: row[1:] for row in shown["references"]["rows"]}
     for name, figures_of_one in expected["references"].items():
         for i, value in enumerate(figures_of_one):
             compare(f"{name}, figure {i}", rows[name][i], value, 6e-5 if i == 6 else 1e-6)
     if rows.keys() != expected["references"].keys():
-        found.append("other reference sequences")
+        found.append("the names of the reference sequences differ")
     for depth in shown["depths"]:
         for one, other in zip(depth["depths"], expected["depths"][depth["name"]], strict=True):
             compare(f"depth of {depth['name']}", one, other, 0.0051)
     if {depth["name"] for depth in shown["depths"]} != expected["depths"].keys():
-        found.append("depths of other sequences")
+        found.append("the names of the sequences with depths differ")
     return found

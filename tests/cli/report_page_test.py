@@ -331,7 +331,7 @@ def contrast(one, other):
 
 
 class Live(BrowserTest):
-    """Tests the page of a run in progress, made from the page of a finished run and a note like tavik_live's."""
+    """Tests the page of a run in progress: the page of a finished run, with the times that tavik_live would add."""
 
     def write_page(self, out, **note):
         page = out / "alignment_report.html"
@@ -350,7 +350,7 @@ class Live(BrowserTest):
         self.write_page(out, made=now, until=now + 60_000)
         self.open("out")
         self.assertRegex(self.text_of("live"), r"^The run is in progress\. These figures are from [\d:]{8}\. New ones will replace them by [\d:]{8} at the latest\.")
-        # The page may reload between two calls, so one call makes all choices.
+        # The page may reload between two scripts, so one script makes all choices.
         self.script("""
             for (const place of ["#theme", "#identity [data-scale=quality]", "#lengths summary", "#references th:first-child button"]) document.querySelector(place).click();
             byId("sequence").value = 1;

@@ -13,7 +13,7 @@ ABOUT = {"accuracy": "Reads by accuracy: correct bases among those aligned, inse
          "identity": "Reads by identity: correct bases among those aligned to a base. Gaps are left out, so this identity is at least as high as "
                      "what BLAST calls identity."}
 QUALITIES = {"accuracy": " Q10 means an accuracy of 90 %, Q20 one of 99 %.",
-             "identity": " This quality counts wrong bases only; the quality of the accuracy counts gaps too."}
+             "identity": " This quality counts wrong bases only; the quality computed from the accuracy counts gaps too."}
 LENGTH_AXIS = "aligned length, bases (logarithmic)"
 RATIO_AXES = {("accuracy", False): "accuracy, % of the aligned, inserted and deleted bases", ("identity", False): "identity, % of the aligned bases",
               ("accuracy", True): "quality: \u221210 log\u2081\u2080(1 \u2212 accuracy)",
@@ -171,8 +171,8 @@ def histogram(counts, bars):
 
 def heat_map(counts, fine, cell, low, last):
     """Merges the counts of fine cells, {(column, row): count}, into larger cells. `fine` and `cell`: the (width,
-    height) of a fine and of a larger cell. If `last` is (column, row), higher columns and rows are merged into these.
-    If `last` is None, rows below `low` are merged into row `low`."""
+    height) of a fine and of a larger cell. If `last` is (column, row), higher columns are merged into that column
+    and higher rows into that row. If `last` is None, rows below `low` are merged into row `low`."""
     made = Counter()
     for place, count in counts.items():
         column, row = (math.floor(at * small / large + 1e-6) for at, small, large in zip(place, fine, cell))

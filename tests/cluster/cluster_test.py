@@ -19,7 +19,8 @@ from slurm import Slurm, descendants, processes, state_of, wait_for
 SOURCE = Path(__file__).resolve().parents[2]
 WORKFLOW = SOURCE / "workflow"
 COMPLEMENT = str.maketrans("ACGT", "TGCA")
-# Bases of reads per file, in units of BASES. Most files have the same SAM file name as a file in another folder.
+# The number of bases in each file, in units of BASES. Most files have the same SAM file name as a file in another
+# folder.
 FILES = {"a/1.fastq": 9, "a/2.fq": 14, "a/3.fastq.gz": 6, "b/1.fq": 12, "b/2.fastq": 5, "b/3.fastq.gz": 8,
          "c/1.fasta": 11, "c/5.fastq": 10, "c/6 x.fastq": 7}
 BASES = 150_000
@@ -153,14 +154,14 @@ def trouble(slurm, cut_chunk):
     def requeued():
         slurm.ask("scontrol", "reconfigure")  # Makes the controller ask the node for its jobs.
         return slurm.jobs().get(job) == "PENDING"
-    wait_for("the job without its slurmstepd to be queued again", requeued)
+    wait_for("the job that lost its slurmstepd to be queued again", requeued)
     # By default, Slurm starts a requeued job only after two minutes.
     wait_for("the job's release", lambda: subprocess.run(["scontrol", "update", f"jobid={job}", "starttime=now"],
                                                          capture_output=True, check=False).returncode == 0)
     wait_for("the job's second attempt", lambda: any(chunk == chunk_orphan and process != orphan
                                                      for process, (chunk, _) in attempts_running().items()))
     os.kill(orphan, signal.SIGCONT)
-    say(f"chunk {chunk_orphan} is aligned again, while the remaining aligner continues to write")
+    say(f"chunk {chunk_orphan} is aligned again, while its first aligner continues to write")
     return {chunk_killed, chunk_orphan, chunk_cancelled}
 
 
@@ -206,7 +207,7 @@ def scenario(slurm):
 
     cut.write_bytes(whole)
     kept = {chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in set(files) - {cut_chunk}}
-    expect(engine().wait(90) == 0, "the second call failed")
+    expect(engine().wait(90) == 0, "the second call of the engine failed")
     expect({chunk: os.stat(f"out/chunks/{chunk}").st_mtime_ns for chunk in kept} == kept, "chunks were done again")
     listed = "".join(f"{line.split(chr(9))[1]}\n" for line in plan.read_text().splitlines())
     subprocess.run(["tavik_aligner", "-z", "-i", "", "-s", "single", "-a", "reference.fasta"], input=listed, text=True,
@@ -214,7 +215,8 @@ def scenario(slurm):
     expect(rows("out/alignment_summary.txt") == rows("single/alignment_summary.txt"), "the rows differ")
     expect(not Path("out/failed.txt").exists(), "a failed chunk is still listed")
     expect(not Path("out/attempts").exists(), "files of killed attempts remain")
-    say(f"the second call completed the run: {len(rows('out/alignment_summary.txt')) - 1} rows as in a single run")
+    say("the second call of the engine completed the run: "
+        f"the {len(rows('out/alignment_summary.txt')) - 1} rows are those of a single aligner run")
 
 
 def end(*_):

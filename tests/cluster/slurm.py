@@ -73,7 +73,7 @@ def processes():
                 if state != "Z":
                     found[int(entry.name)] = (int(parent), command)
             except (OSError, IndexError):
-                pass  # The process has ended meanwhile.
+                pass  # The process has ended since it was listed.
     return found
 
 
