@@ -47,11 +47,11 @@ function showTotals() {
     ["N50", length(t.n50), "half of the aligned bases are in parts of at least this length"],
     ["Median length", length(t.median_length), "of the aligned parts"],
     ["Longest", length(t.longest), "aligned part"],
-    ["Accuracy", perCent(t.median_accuracy), `median of reads; ${perCent(t.accuracy)} of all bases; gaps counted`],
-    ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} of all bases; gaps left out`],
+    ["Accuracy", perCent(t.median_accuracy), `median of reads; ${perCent(t.accuracy)} over all bases; gaps counted`],
+    ["Identity", perCent(t.median_identity), `median of reads; ${perCent(t.identity)} over all bases; gaps left out`],
   ];
   if (t.mean_depth !== null) cards.push(["Mean depth", `${fixed(t.mean_depth, t.mean_depth < 10 ? 2 : 1)} \u00d7`, "aligned bases per reference base"]);
-  if (t.breadth !== null) cards.push(["Covered", covered(t.breadth[0]), `of the reference; at least 10 times ${covered(t.breadth[1])}, 30 times ${covered(t.breadth[2])}`]);
+  if (t.breadth !== null) cards.push(["Covered", covered(t.breadth[0]), `of the reference; ${covered(t.breadth[1])} at least 10 times, ${covered(t.breadth[2])} at least 30 times`]);
   byId("totals").replaceChildren(...cards.map(([name, value, note, fill]) => {
     const card = element("div", null);
     const term = element("dt", null);
@@ -168,7 +168,7 @@ function countsAlong(cells, direction) {
 
 function showIdentityByLength() {
   const {row_height: height, cells: fine} = sample.identity_by_length;
-  // A power of ten has an even number of bins, so pairs of bins can be merged.
+  // A decade has an even number of bins, so pairs of bins can be merged.
   const half = sample.totals.aligned < 1000 ? 2 : 1;
   const perDecade = sample.identity_by_length.per_decade / half;
   const cells = fine.map(([column, row, count]) => [Math.floor(column / half), row, count]);

@@ -76,7 +76,7 @@ def covered(ratio):
 def cards(f):
     t = f["totals"]
     length = lambda name: bases(t[name]) if t["aligned_bases"] else NONE
-    ratio = lambda name, gaps: [name.capitalize(), per_cent(t[f"median_{name}"]), f"median of reads; {per_cent(t[name])} of all bases; gaps {gaps}", ""]
+    ratio = lambda name, gaps: [name.capitalize(), per_cent(t[f"median_{name}"]), f"median of reads; {per_cent(t[name])} over all bases; gaps {gaps}", ""]
     reads = lambda name, note, colour: [name.capitalize(), share(t[name], t["reads"]), counted(t[name]) + note, f"var(--{colour})"]
     depth = t["mean_depth"]
     return [
@@ -88,7 +88,7 @@ def cards(f):
         ratio("accuracy", "counted"), ratio("identity", "left out"),
     ] + ([] if depth is None else [
         ["Mean depth", f"{fixed(round(depth, 4), 2 if depth < 10 else 1)} \u00d7", "aligned bases per reference base", ""],
-        ["Covered", covered(t["breadth"][0]), f"of the reference; at least 10 times {covered(t['breadth'][1])}, 30 times {covered(t['breadth'][2])}", ""]])
+        ["Covered", covered(t["breadth"][0]), f"of the reference; {covered(t['breadth'][1])} at least 10 times, {covered(t['breadth'][2])} at least 30 times", ""]])
 
 
 def verdict(f):
