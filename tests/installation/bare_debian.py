@@ -1,4 +1,4 @@
-"""Makes a bare Debian in a folder, to try what must work where nothing is installed. Needs root, debootstrap and the
+"""Makes a bare Debian in a folder, for tests that need a freshly installed system. Needs root, debootstrap and the
 mirror that this machine's apt uses."""
 
 import os

@@ -236,7 +236,7 @@ class Scripts(InstallationTest):
         hint = run(script, "cross", env=environment, cwd="/", **as_other)[2]
         self.assertIn("\n  dpkg --add-architecture arm64 && apt-get update -q && apt-get install ", hint)
 
-        # Packages of another architecture do not count, unless the package's name includes that architecture.
+        # A package of another architecture does not count, unless its name includes that architecture.
         self.stub("bin/dpkg", "echo riscv64")
         for group, installed, missing in (("build", "arm64 riscv64", False), ("build", "all", False), ("build", "arm64 amd64", True),
                                           ("cross", "riscv64 arm64", False), ("cross", "riscv64", True)):

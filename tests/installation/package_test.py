@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests that take too long for the suite: the Debian package is built, checked by lintian and installed on a bare
-Debian, and the program of docs/embedding.md is built. `scripts/check package` runs them."""
+"""Tests that take too long for the suite. They build the Debian package, check it with lintian and install it on a bare
+Debian. They also build and run the program in docs/embedding.md. `scripts/check package` runs these tests."""
 
 import gzip
 import json

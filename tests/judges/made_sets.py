@@ -32,7 +32,7 @@ class Maker:
             yield self.noisy(bases[start : start + length])
 
     def repeats(self):
-        """Returns two sequences, mostly diverged copies of eight repeats and of a satellite of 171 bases."""
+        """Returns two sequences that consist mainly of diverged copies of eight repeats and of a 171-base satellite."""
         families = [self.bases(self.random.randint(200, 3000)) for _ in range(8)]
         satellite = self.bases(171)
         self.repetitive = []

@@ -139,8 +139,8 @@ class Engine(EngineTest):
         self.assertRegex(said, r"The index all/reference\.tvi was not built\.\n  log: all/logs/index\.txt\n"
                          r"    tavik_index: cut\.fa\.gz: .*\n")
 
-    def test_damaged_file_fails_its_chunk_only_and_once_repaired_the_report_covers_all(self):
-        """A damaged file and a file whose aligner is killed are tried twice, and a sound file once."""
+    def test_damaged_file_fails_only_its_chunk_and_after_its_repair_the_report_covers_all(self):
+        """The damaged file and the file whose aligner is killed are tried twice, the other file once."""
         self.write("aligner", f'''#!/bin/sh
 list=$(cat); echo "$list" >>ran; echo "$@" >>asked
 case $list in *killed*) [ -e once ] || {{ touch once; kill -9 $$; }} ;; esac

@@ -43,7 +43,7 @@ class EngineTest(WorkflowTest):
         self.names = [title.split()[0][1:] for title, _, _ in self.records]
 
     def engine(self, *options, status=0, **settings):
-        """Runs the engine, which must end with `status` and write only to standard error. Returns what it wrote."""
+        """Runs Snakemake, which must end with `status` and write only to standard error. Returns what it wrote."""
         settings = {"reads": "in", "reference": REFERENCE, "out": "all", "aligner": PROGRAM, "check": CHECK, "indexer": INDEX,
                     "report": "none",
                     **settings}

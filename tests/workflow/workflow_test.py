@@ -23,7 +23,7 @@ class Plan(WorkflowTest):
             chunks.setdefault(chunk, []).append(file)
         return [file for _, file in lines], sorted(chunks.values())
 
-    def test_largest_files_first_and_no_two_sam_files_of_one_name_in_a_chunk(self):
+    def test_largest_files_first_and_no_two_sam_files_with_the_same_name_in_a_chunk(self):
         for name, kilobytes in (
                 ("l/1.fq", 7), ("l/2.fq", 6), ("l/3.fq", 5), ("l/4.fq", 4), ("l/5.fq", 3), ("l/6.fq", 2),
                 ("same/a.fastq", 4), ("same/a.b.fastq", 1), ("same/x/a.fq", 1), ("same/y/a.fastq.gz", 1), ("same/z/a.fa", 1),
@@ -110,7 +110,7 @@ class Attempts(WorkflowTest):
         self.assertEqual((self.folder / "log").read_text().splitlines()[3:], ["The aligner ended with status 1."])
         self.assertEqual((self.chunk.exists(), self.left_over()), (False, []))
 
-    def test_a_loss_in_two_attempts_ends_the_attempts_of_this_call(self):
+    def test_the_same_loss_in_two_attempts_ends_the_attempts_of_this_run(self):
         """The check's answers decide whether later attempts run the aligner."""
         self.write("check", '#!/bin/sh\necho "$5/log-$(date +%F_%H-%M-%S.%N): $SAYS"; echo also; exit $CHECK_STATUS\n'
                    ).chmod(0o755)
@@ -127,7 +127,7 @@ class Attempts(WorkflowTest):
                                             CHECK_STATUS=str(check_status), SIGNAL=str(aligner_signal)).wait(), 1)
             with self.subTest(said=said):
                 self.assertEqual(self.told("ran").count("\n"), runs)
-        self.assertEqual(self.start(ATTEMPT="1").wait(), 0)  # The next call tries again.
+        self.assertEqual(self.start(ATTEMPT="1").wait(), 0)  # The next run of the workflow tries again.
 
     def test_aligner_ends_with_its_killed_attempt_and_a_late_attempt_changes_nothing(self):
         slow = self.write("slow", '#!/bin/sh\necho $$ >"$PID_FILE"\nfor i in $(seq 400); do\n'
