@@ -20,15 +20,19 @@ function caption(id, text, header, rows) {
   const figure = byId(id);
   figure.querySelector("figcaption").textContent = text;
   figure.querySelector("canvas").setAttribute("aria-label", `${figure.querySelector("h3").textContent}. ${text}`);
-  figure.querySelector("details")?.remove();
+  const before = figure.querySelector("details");
   const details = element("details", null);
   details.append(element("summary", "Figures as a table"));
-  details.addEventListener("toggle", () => {
+  const fill = () => {
     if (details.querySelector("table") || !details.open) return;
     const scroll = element("div", null, {class: "scroll", tabindex: 0, role: "region", "aria-label": "Figures"});
     scroll.append(table(header, rows()));
     details.append(scroll);
-  });
+  };
+  details.addEventListener("toggle", fill);
+  details.open = before?.open ?? false;
+  fill();
+  before?.remove();
   figure.append(details);
 }
 
