@@ -65,6 +65,7 @@ int LiveRun::Run() {
                     break;
                 }
             } else {
+                status.Show(StatusText("waiting for files"), false);
                 WaitAndLook();
             }
         }

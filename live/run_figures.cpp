@@ -47,17 +47,20 @@ std::string RunFigures::Text(const RunState& state, const WatchedFiles& files,
     const auto done =
         std::count_if(state.files.begin(), state.files.end(), [](const auto& file) { return file.reads.has_value(); });
     std::ostringstream text;
-    text << Checks::Plural(static_cast<std::uint64_t>(done), "file") << ", " << Checks::Plural(report.Reads(), "read");
+    text << std::fixed << Checks::Plural(static_cast<std::uint64_t>(done), "file") << ", "
+         << Checks::Plural(report.Reads(), "read");
     if (report.Reads() > 0) {
-        text << ", " << std::fixed << std::setprecision(1)
+        text << ", " << std::setprecision(1)
              << 100 * static_cast<double>(report.Aligned()) / static_cast<double>(report.Reads()) << " % aligned";
     }
-    if (reads_at.size() > 1) {
+    const auto window_begin = std::chrono::steady_clock::now() - kRateWindow;
+    const auto first = std::find_if(reads_at.begin(), reads_at.end(),
+                                    [window_begin](const auto& entry) { return entry.first >= window_begin; });
+    if (reads_at.end() - first > 1) {
         using Minutes = std::chrono::duration<double, std::ratio<60>>;
-        const auto& first = reads_at.front();
         const auto& last = reads_at.back();
         text << ", " << std::setprecision(0)
-             << static_cast<double>(last.second - first.second) / Minutes(last.first - first.first).count()
+             << static_cast<double>(last.second - first->second) / Minutes(last.first - first->first).count()
              << " reads/min";
     }
     text << ", " << Behind(files);

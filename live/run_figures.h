@@ -21,8 +21,8 @@ public:
     /// Call after each published round. `reads`: the number of reads in the output.
     void AddReads(Time now, std::uint64_t reads);
 
-    /// The number of files and reads, the share of aligned reads, the reads per minute, and how far the output is
-    /// behind the sequencer.
+    /// The number of files and reads, the share of aligned reads, the reads per minute if at least two rounds were
+    /// published in the last ten minutes, and how far the output is behind the sequencer.
     std::string Text(const RunState& state, const WatchedFiles& files, const Reports::GrowingReport& report) const;
 
 private:
