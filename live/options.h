@@ -9,7 +9,7 @@ namespace Live {
 
 /// Exit statuses of the program.
 inline constexpr int kNothingLost = 0;
-inline constexpr int kLost = 1;       ///< Reads are missing, or state, log or page could not be written at the end.
+inline constexpr int kLost = 1;  ///< Reads are missing, or a file or standard output could not be written at the end.
 inline constexpr int kCannotRun = 2;  ///< Wrong options, another run in the folder, or files that cannot be used.
 
 struct Options {
