@@ -118,7 +118,9 @@ void GzipDecoder::SkipTrailingBytes(GzipSource& source) {
         ignored += (latest & 0xFFU) != 0 ? 1 : 0;
     }
     if (ignored > kMostIgnored || latest == 0x1f8b08) {
-        Fail("a member is followed by more than 512 bytes that are not gzip data, or by such bytes and another member");
+        Fail(
+            "a member is followed by more than 512 bytes that are not gzip data, or by any number of such bytes and "
+            "then another member");
         fails_after_last_member = true;
     }
     state->phase = Phase::end;

@@ -71,7 +71,7 @@ BAD_INPUT = {
     "bytes after the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
         ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
-    "plain text in a file whose ending makes the aligner expect gzip": (
+    "plain text in a file whose extension makes the aligner expect gzip": (
         {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
                            "a.txt: begun, but not finished"]),
     "no such file": (
@@ -104,8 +104,8 @@ LATER_DAMAGE = {
                                                                  "in a.gz"]),
     "many bytes after gzip data": (
         lambda old: old + b"more" * 200,
-        ["a.gz: damaged, or not gzip: a member is followed by more than 512 bytes that are not gzip data, or by such bytes "
-         "and another member"]),
+        ["a.gz: damaged, or not gzip: a member is followed by more than 512 bytes that are not gzip data, or by any number "
+         "of such bytes and then another member"]),
 }
 
 TWINS = [("@twin", sequence, "I" * len(sequence)) for sequence in
@@ -136,8 +136,8 @@ INTACT_INPUT = {
         "4 reads", "a.fq", record("a\tb c", BASES[:900]) + record("\N{GREEK SMALL LETTER ALPHA}", BASES[:900])
         + record("x\x01", BASES[:900]) + record(">@+", BASES[:900])),
     "a title line that begins as in FASTA": ("2 reads", "a.fq", record("a", BASES[:900]) + ">b\n" + record("", "ACGT")[2:]),
-    "a file name that is only an ending": ("5 reads", ".fastq", WHOLE),
-    "no ending": ("5 reads", "reads", gzip.compress(WHOLE.encode())),
+    "a file name that is only an extension": ("5 reads", ".fastq", WHOLE),
+    "a file name without an extension": ("5 reads", "reads", gzip.compress(WHOLE.encode())),
 }
 
 
