@@ -37,8 +37,8 @@ public:
     };
 
     /// Checks the first character of the stream: ">" means FASTA; anything else, or an empty stream, means FASTQ. An
-    /// exception of the device passes through if the stream's exception mask contains badbit. `name`: the stream's name
-    /// in messages.
+    /// exception thrown by the stream's device passes through if the stream's exception mask contains badbit. `name`:
+    /// the stream's name in messages.
     explicit SequencingFileAdapter(std::istream& stream, const std::string& name = "the input");
 
     /// Reads the first record and returns the iterator with index 0. If there is no record, logs an error and returns

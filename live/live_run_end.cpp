@@ -80,7 +80,7 @@ void LiveRun::AlignWholeReads() {
 void LiveRun::AlignWholeReadsOf(const std::string& name, const std::string& folder) {
     const auto found = files.All().find(name);
     if (found == files.All().end() || !IsNotWhole(found->second)) {
-        return;  // It was renamed, changed or removed while another file was aligned.
+        return;  // It was renamed, changed or removed while another file was being aligned.
     }
     const auto known = found->second;
     const RoundFile copy{name, folder + "/copy.fastq", known.stamp, known.reason};

@@ -26,8 +26,8 @@ extern "C" {
 ///
 /// A mapped file may be replaced by renaming another file over it; the index remains that of the old file. The mapped
 /// file must not be written to. If its content changes, the process ends with status 1 and one line on standard error
-/// that names the file. It ends after the first read that is mapped at least a few milliseconds after the change, or at
-/// the latest in qelmm_unload_index. In rare cases, it crashes earlier, while a read is mapped.
+/// that names the file. It ends when qelmm_align has mapped a read and the change is at least a few milliseconds
+/// old, or at the latest in qelmm_unload_index. In rare cases, it crashes in qelmm_align before the change is noticed.
 ///
 /// If a mapped file is shortened, an access to the missing part also ends the process with status 1 and such a line.
 /// For this purpose, the library handles SIGBUS from the first mapped index on. It passes signals for other addresses
@@ -84,8 +84,8 @@ struct qelmm_own_call_counts qelmm_own_calls(void);
 // The functions below are for programs that make indexes.
 
 /// Makes an index file, which qelmm_load_index maps, from any reference that qelmm_load_index loads. The index of a
-/// FASTA or FASTQ file is written while it is made, which takes no more memory than loading that file. If sequences
-/// have the same name, a warning is printed.
+/// FASTA or FASTQ file is written to the disk as it is being built, so making it takes no more memory than loading that
+/// file. If sequences have the same name, a warning is printed.
 ///
 /// The index file appears as `path` only when it is complete and on the disk. It replaces an older file; processes that
 /// have the older file open can still use it. Until it is complete, the index file has no name, so nothing is left if

@@ -79,7 +79,7 @@ void WriteLines(benchmark::State& state) {
     Tavik::OutputFile summary;
     sam.Open(folder.Path("reads.sam"));
     summary.Open(folder.Path("summary.txt"));
-    // A record has about 150 characters and 1.6 per base; a row has 90.
+    // A record has about 150 characters plus 1.6 per base; a row has 90.
     const auto record = std::string(static_cast<std::size_t>(150 + state.range(0) * 16 / 10), 'A') + "\n";
     const auto row = std::string(90, '1') + "\n";
     for ([[maybe_unused]] auto _ : state) {

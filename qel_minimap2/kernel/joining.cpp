@@ -21,9 +21,9 @@
 // A section with many copies of a repeat has far more anchors than are in reach at a time, so lists of all its ranks
 // would be nearly empty. The section is therefore cut into stretches, and anchors are ranked within a window: a stretch
 // and the anchors before it that are still in reach. Each stretch except the last is at least as long as the part of
-// the window before it, so all windows together have fewer than three entries for each anchor. Windows do not change
-// the result: ranks only show the order of anchors on the read, and the state of the anchors in reach is copied to the
-// next window.
+// the window before it, so all windows together have fewer than three times as many entries as there are anchors.
+// Windows do not change the result: ranks only show the order of anchors on the read, and the state of the anchors in
+// reach is copied to the next window.
 //
 // If only one anchor of a range has the lowest penalty, every search finds it. If several anchors have it, which is
 // frequent among identical copies, minimap2's choice depends on the balance of its tree. The choice rarely matters,

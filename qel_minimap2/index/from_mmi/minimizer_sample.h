@@ -9,9 +9,9 @@
 namespace qel_minimap2 {
 
 /// Checks that a prebuilt index was built from the sequences stored in it. A wrong window, k-mer size, homopolymer
-/// flag, length or base does not show in the structure of an index, but makes reads map badly. The check computes the
-/// minimizers in chosen sections of 2048 bases again and compares them with those of the index. One section in a
-/// hundred is chosen, but at least 128 sections, or all if there are fewer. Damage in other sections may go unnoticed.
+/// flag, length or base does not show in the structure of an index, but makes reads map badly. The check recomputes
+/// the minimizers in chosen sections of 2048 bases and compares them with those of the index. One section in a hundred
+/// is chosen, but at least 128 sections, or all if there are fewer. Damage in other sections may go unnoticed.
 class MinimizerSample {
 public:
     /// `bases`: a copy of the layout's packed bases. The copy and the layout must outlive the sample. `suspects`:
