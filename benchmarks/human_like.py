@@ -121,7 +121,8 @@ class Reads:
         return int(min(max(self.random.lognormal(numpy.log(8000), 0.6), 300), 200_000))
 
     def read(self, length, sequence=None, begin=None, end=None):
-        """Returns a read that starts anywhere, or between `begin` and `end` in sequence number `sequence`."""
+        """Returns a read of a random piece of a sequence. If `sequence` is given, the piece is from the sequence with that
+        number, and begins between `begin` and `end`."""
         random = self.random
         while True:
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence

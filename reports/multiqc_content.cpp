@@ -37,7 +37,8 @@ Json RunCounts(const Sample& sample) {
             {"row_difference", RowDifference(sample)}};
 }
 
-// Names whose middle or invalid bytes are replaced may be equal, but MultiQC shows one sample for each name.
+// Different names may become equal when their middle or their invalid bytes are replaced, but MultiQC shows only one
+// sample for each name.
 std::vector<std::string> NamesFor(const std::vector<Sample>& samples) {
     std::vector<std::string> names;
     std::transform(samples.begin(), samples.end(), std::back_inserter(names),

@@ -10,7 +10,8 @@ namespace Reports {
 /// Text from a file for a message: in quotes, cut to 40 bytes, with "?" for each byte that is not printable ASCII.
 std::string Shown(std::string_view text);
 
-/// A message from a log file for a terminal: cut to 300 bytes, with "?" for each byte that is not printable ASCII.
+/// A message from a log file, as shown on a terminal: cut to 300 bytes, with "?" for each byte that is not printable
+/// ASCII.
 std::string ShownMessage(std::string_view text);
 
 /// "1 read", "2 reads".

@@ -50,7 +50,7 @@ void YieldUntil(const Condition& condition, std::chrono::microseconds longest) {
     }
 }
 
-// How long a worker yields before it sleeps: usually long enough for the owner to read and stage the next record.
+// How long a worker yields before it sleeps: usually long enough for the owner to read and submit the next record.
 constexpr std::chrono::microseconds kWorkerYields{50};
 // How long the owner yields if its previous wait was shorter than this and there are more processors than workers. With
 // as many workers as processors, the owner would take a processor from a worker.

@@ -121,7 +121,8 @@ void WriteText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios_base::binary) << text;
 }
 
-// Writes the files of the round after those in `state`: the results of two input files, one of them in a sub-folder.
+// Writes the files of the round that follows the rounds in `state`: the results of two input files, one of them in a
+// sub-folder.
 void MakeRound(const Live::OutputFolder& output, Live::RunState state) {
     const int round = static_cast<int>(state.files.size()) / 2 + 1;
     const auto number = std::to_string(round);

@@ -130,12 +130,12 @@ TEST(WatchedFiles, ChangesOfAlignedFilesAreNamed) {
                      "new.fq: is moved.fq, renamed after it was aligned; the output keeps the former name",
                      "gone.fq: disappeared after it was aligned; the output keeps its reads"}));
     EXPECT_EQ(folder.Look(100), Texts());
-    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each call of the program tries failed files again.
+    EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});  // Each run of the program tries failed files again.
     EXPECT_FALSE(folder.files.At("failed.fq").restored);
     folder.Put("new.fq", 30, 3);
     EXPECT_EQ(folder.Look(101), Texts{"new.fq: it changed after it was aligned; the output keeps its former reads"});
     folder.Put("changed.fq", 11, 1);
-    EXPECT_EQ(folder.Look(110), Texts());  // A second change is not named, but shows that the writer is active.
+    EXPECT_EQ(folder.Look(110), Texts());  // A second change is not reported, but it shows that the writer is active.
     folder.Look(200);
     EXPECT_EQ(folder.files.LastChange(), Folder::At(110));
     EXPECT_EQ(folder.files.Waiting(), Texts{"failed.fq"});

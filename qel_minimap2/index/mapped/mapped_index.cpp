@@ -107,14 +107,14 @@ private:
             End(kWrittenTo);
         }
     }
-    static constexpr std::string_view kWrittenTo = "the index was written to while it was used";
+    static constexpr std::string_view kWrittenTo = "the index was written to while it was in use";
     // Allocates no memory, because there may be none.
     [[noreturn]] void End(std::string_view reason) const {
         const auto part = [](std::string_view text) { return iovec{const_cast<char*>(text.data()), text.size()}; };
         const iovec parts[] = {part("libqel_minimap2: "), part(path), part(": "), part(reason),
                                part("; the process ends\n")};
         static_cast<void>(!::writev(STDERR_FILENO, parts, std::size(parts)));
-        ::_exit(1);  // The destructors that exit calls would free what other threads still use.
+        ::_exit(1);  // Destructors called by exit would free what other threads still use.
     }
 
     const std::string path;

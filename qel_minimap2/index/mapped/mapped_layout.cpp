@@ -63,7 +63,7 @@ void CheckSections(const FileHeader& header) {
     for (const auto& section : std::span(header.sections).first(header.section_count)) {
         if (section.offset != offset || section.length > header.file_size - offset ||
             RoundedUp(section.length, kPageSize) > header.file_size - offset) {
-            throw DamagedFile("a section outside its place");
+            throw DamagedFile("a section out of place");
         }
         offset += RoundedUp(section.length, kPageSize);
         const auto kind = static_cast<std::uint32_t>(section.kind);
@@ -157,7 +157,7 @@ void MappedLayout::CheckNames() const {
         names = names.subspan(length + 1);
     }
     if (SectionOf(SectionKind::lengths).length != header.index.sequences * sizeof(std::uint32_t)) {
-        throw DamagedFile("its lengths are not those of its sequences");
+        throw DamagedFile("the number of lengths is not the number of its sequences");
     }
     std::uint64_t bases = 0;
     for (const auto length : Lengths()) {
@@ -167,7 +167,7 @@ void MappedLayout::CheckNames() const {
         bases += length;
     }
     if (bases != header.bases || SectionOf(SectionKind::bases).length != (bases + 7) / 8 * sizeof(std::uint32_t)) {
-        throw DamagedFile("its bases are not those of its sequences");
+        throw DamagedFile("the number of its bases is not the sum of its lengths");
     }
 }
 

@@ -11,7 +11,8 @@ namespace qel_minimap2 {
 
 /// A file that appears under its name only when it is complete. Until then, it is
 ///
-/// - usually a file without a name, of which nothing is left when the process ends;
+/// - usually a file without a name, of which nothing is left when the process ends; Publish gives it a hidden name
+///   just before its own;
 /// - a hidden file in the same folder if the file system has no unnamed files, /proc is missing, or Naming::hidden asks
 ///   for it. If the process is killed, the next NewFile in that folder removes the hidden file, unless the file system
 ///   has no locks.

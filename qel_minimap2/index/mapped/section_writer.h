@@ -11,7 +11,7 @@
 namespace qel_minimap2 {
 
 /// Writes a section of an index to its file. The content may come in parts of any size, in any order, and from any
-/// thread. A piece that is completely in one part is not copied.
+/// thread. A full-sized piece that is completely in one part is not copied.
 class SectionWriter {
 public:
     /// The section begins at `offset` in `file`, which must outlive this object.

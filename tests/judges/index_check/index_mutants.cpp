@@ -163,7 +163,7 @@ std::string IndexMutants::DamageMapped(std::string& index) {
             break;
         case 1:
             index.replace(at, size, size, Below(2) == 0 ? '\0' : '\xff');
-            what = "all bits 0 or 1";
+            what = "all bits cleared or all set";
             break;
         case 2:
             index.replace(at, size, index.substr(Below(index.size() - size + 1), size));

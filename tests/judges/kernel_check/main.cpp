@@ -51,8 +51,9 @@ void Run(const qel_minimap2::kernel::Kernels& kernels, long wanted, std::uint32_
                   << " with a CIGAR, " << figures.dropped << " dropped, " << figures.reached_end
                   << " reached the end of the read; " << figures.calls << " lists of anchors sorted, "
                   << chained.calls - chained.left_to_minimap2 << " chained into " << chained.chains << " chains and "
-                  << joined.calls - joined.left_to_minimap2 << " joined into " << joined.chains << " chains; "
-                  << chained.left_to_minimap2 + joined.left_to_minimap2 << " lists left to minimap2" << std::endl;
+                  << joined.calls - joined.left_to_minimap2 << " joined, or chained over long gaps, into "
+                  << joined.chains << " chains; " << chained.left_to_minimap2 + joined.left_to_minimap2
+                  << " lists left to minimap2" << std::endl;
     }
 }
 

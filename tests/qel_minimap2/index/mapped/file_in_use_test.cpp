@@ -61,7 +61,7 @@ TEST_F(FileInUseDeathTest, ACopyOfAnIndexThatChangesDoesNotReplaceTheOlderFile) 
         WriteIndex(*index, writer);
         writer.Publish();
     };
-    EXPECT_EXIT(write(), testing::ExitedWithCode(1), start + "the index was written to while it was used");
+    EXPECT_EXIT(write(), testing::ExitedWithCode(1), start + "the index was written to while it was in use");
     EXPECT_TRUE(Tests::ReadAll(copy) == "older");
 }
 

@@ -108,10 +108,10 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
     const auto first = [](SectionKind kind, auto value) {
         return [=](Parts& parts) { *parts.In<decltype(value)>(kind) = value; };
     };
-    const std::string place = "a section outside its place", counts = "impossible numbers of occurrences",
+    const std::string place = "a section out of place", counts = "impossible numbers of occurrences",
                       buckets = "the wrong number of buckets",
                       sums = "its counts of occurrences do not match its minimizers",
-                      lengths = "its bases are not those of its sequences";
+                      lengths = "the number of its bases is not the sum of its lengths";
     constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
     const std::pair<std::string, Change> cases[] = {
         {"an unknown byte order", header([](auto& h) { h.byte_order = 0x01030204; })},
@@ -123,7 +123,7 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
         {buckets, header([](auto& h) { h.index.bucket_bits = 13; })},
         {"the size of its table does not match its blocks", header([](auto& h) { h.index.k = 28; })},
         {"a name is missing", header([](auto& h) { h.index.sequences = 4; })},
-        {"its lengths are not those of its sequences", header([](auto& h) { h.index.sequences = 2; })},
+        {"the number of lengths is not the number of its sequences", header([](auto& h) { h.index.sequences = 2; })},
         {lengths, header([](auto& h) { ++h.bases; })},
         {sums, header([](auto& h) { ++h.minimizers; })},
         {counts, header([](auto& h) { --h.minimizers; })},
@@ -136,7 +136,8 @@ TEST_F(MappedIndex, AForgedFileIsRefusedWithTheReason) {
         {place, section(SectionKind::bases, [](auto& s) { s.offset += 4; })},
         {place, section(SectionKind::table, [](auto& s) { s.length = kMost; })},
         {place, section(SectionKind::occurrences, [](auto& s) { s.length = kMost - 100; })},
-        {"its lengths are not those of its sequences", section(SectionKind::lengths, [](auto& s) { --s.length; })},
+        {"the number of lengths is not the number of its sequences",
+         section(SectionKind::lengths, [](auto& s) { --s.length; })},
         {lengths, section(SectionKind::bases, [](auto& s) { s.length += 4; })},
         {buckets, section(SectionKind::blocks, [](auto& s) { s.length -= 8; })},
         {"the size of its table does not match its blocks",
@@ -373,7 +374,7 @@ TEST_F(MappedIndexDeathTest, AWriteToAFileInUseEndsTheProcessWithTheFilesName) {
             }
         };
         EXPECT_EXIT(use(), testing::ExitedWithCode(1),
-                    "^libqel_minimap2: " + path + ": the index was written to while it was used; the process ends\n$")
+                    "^libqel_minimap2: " + path + ": the index was written to while it was in use; the process ends\n$")
             << i;
     }
 }
