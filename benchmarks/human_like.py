@@ -1,6 +1,8 @@
 """Generates a human-like genome, and simulated reads of it or of a real sequence; for benchmarks/make-data.
 Needs numpy."""
 
+import itertools
+
 import numpy
 
 LINE = 80
@@ -12,6 +14,8 @@ CHROMOSOMES = [248, 242, 198, 190, 182, 171, 159, 145, 138, 134, 135, 133, 114, 
                156, 57]
 FAMILIES = 800
 SATELLITE_SHARE = 0.03
+LEAST_SIZE = 1_000_000  # In smaller genomes, most reads are longer than half of the shortest chromosome.
+MOST_ATTEMPTS = 1000  # After so many places with an N, a read gets half its length.
 
 
 def noisy(random, sources, lengths, rate):
@@ -122,9 +126,10 @@ class Reads:
 
     def read(self, length, sequence=None, begin=None, end=None):
         """Returns a read of a random piece of a sequence. If `sequence` is given, the piece is from the sequence with that
-        number, and begins between `begin` and `end`."""
+        number, and begins between `begin` and `end`. If no such piece without N is found, the read is shorter."""
         random = self.random
-        while True:
+        for attempt in itertools.count(1):
+            length = length if attempt % MOST_ATTEMPTS else length // 2
             number = random.choice(len(self.sequences), p=self.shares) if sequence is None else sequence
             source = self.sequences[number]
             fits = min(length, len(source) // 2)
