@@ -165,8 +165,8 @@ int CheckRun(const Options& options) {
             check.WriteTable();
         }
     }
-    errno = 0;
     if (!std::cout.flush()) {
+        // The write that failed may be an earlier one. Nothing since then has changed errno.
         throw std::system_error(errno, std::generic_category(), "standard output");
     }
     return findings.empty() ? kNothingLost : kLost;

@@ -1,6 +1,8 @@
+#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
+#include <system_error>
 #include <variant>
 
 #include "apps/aligner/process_setup.h"
@@ -18,7 +20,9 @@ int main(int argc, char** argv) {
         const auto* const status = std::get_if<int>(&options);
         const int result = status != nullptr ? *status : Indexing::Execute(std::get<Indexing::Options>(options));
         if (!std::cout.flush()) {
-            std::cerr << "tavik_index: could not write to standard output\n";
+            // An earlier write may have failed. Nothing since then has changed errno.
+            const auto reason = std::generic_category().message(errno);
+            std::cerr << "tavik_index: could not write to standard output: " << reason << '\n';
             return Indexing::kFailed;
         }
         return result;

@@ -142,6 +142,12 @@ class IndexWriting(IndexTest):
         self.assertEqual({key: told.get(key) for key in expected}, expected)
         for quiet in ((minimap2, index), ("--check", index), ("--describe", index)):
             self.assertEqual(self.index("-z", *quiet).stdout, "")
+        long = self.own_index(self.write("many.fa", "".join(f">s{i}\nACGT\n" for i in range(1000))), "long")
+        for args in (("--check", index), ("--describe", long)):  # The long text fails before its last write.
+            with self.subTest(args), open("/dev/full", "w") as full:
+                done = subprocess.run([INDEX, *args], stdout=full, stderr=subprocess.PIPE, text=True)
+                self.assertEqual((done.returncode, done.stderr),
+                                 (1, "tavik_index: could not write to standard output: No space left on device\n"))
 
     def test_progress_is_shown_on_a_terminal_only(self):
         reference = self.write("large.fa", ">a\n" + "".join(random.choices("ACGT", k=20_000_000)) + "\n")
