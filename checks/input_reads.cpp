@@ -37,9 +37,12 @@ void InputReads::Guard(const std::function<void()>& read) const {
     } catch (const std::system_error& error) {
         throw InputError("cannot be read: " + error.code().message(), error.what());
     } catch (const std::exception& error) {
-        const std::string text = error.what();
+        std::string text = error.what();
         const auto gzip = "gzip error in " + path + ": ";
         const bool damaged = text.starts_with(gzip);
+        if (damaged) {
+            text.pop_back();  // Findings do not end with a full stop.
+        }
         const auto reason = damaged ? "damaged, or not gzip: " + text.substr(gzip.size())
                                     : "record " + std::to_string(count + 1) + ": " + text.substr(0, text.find('\n'));
         throw InputError(reason, text, !damaged);

@@ -64,8 +64,11 @@ std::string WithoutStart(const std::string& text, const std::string& start) {
 // The reason in the aligner's error about a file, without the words that all such errors share.
 std::string ReasonIn(const std::string& problem, const std::string& file) {
     constexpr std::string_view kEnd = " Will continue with next input file.";
-    const auto reason = WithoutStart(problem, std::string(Common::kLoggedFileError) + file + ": ");
-    return reason.ends_with(kEnd) ? reason.substr(0, reason.size() - kEnd.size()) : reason;
+    auto reason = WithoutStart(problem, std::string(Common::kLoggedFileError) + file + ": ");
+    if (reason.ends_with(kEnd)) {
+        reason.resize(reason.size() - kEnd.size() - (reason.ends_with("." + std::string(kEnd)) ? 1 : 0));
+    }
+    return reason;
 }
 
 // The number of reads in the SAM file of a lost input file. These reads have rows in the summary too.

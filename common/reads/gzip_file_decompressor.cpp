@@ -59,7 +59,7 @@ private:
         const bool first = !std::exchange(end_reported, true);
         const auto& used = head_start ? head_start->Decoder() : *gzip;
         if (!used.Failure().empty() && !(first && used.FailsAfterLastMember())) {
-            throw std::runtime_error("gzip error in " + path + ": " + used.Failure());
+            throw std::runtime_error("gzip error in " + path + ": " + used.Failure() + ".");
         }
         if (first && used.Failure().empty() && used.IgnoredBytes() > 0) {
             TAVIK_LOG(warning) << "Ignored " << used.IgnoredBytes() << " bytes after the end of the gzip data in "

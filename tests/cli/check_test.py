@@ -67,12 +67,12 @@ BAD_INPUT = {
         {"a.fq": WHOLE + "\n\n+"}, ["a.fq: the last record is cut short"]),
     "a gzip file that ends too early": (
         {"a.fq.gz": gzip.compress(WHOLE.encode())[:-9]},
-        ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early"]),
+        ["warning in the log: Caught exception, so setting END flag. gzip error in a.fq.gz: the file ends too early."]),
     "bytes after the gzip data": (
         {"a.gz": gzip.compress(WHOLE.encode()) + b"more and more and more"},
         ["warning in the log: Ignored 22 bytes after the end of the gzip data in a.gz"]),
     "plain text in a file whose extension makes the aligner expect gzip": (
-        {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format"),
+        {"a.txt": WHOLE}, [failed_file("a.txt", "gzip error in a.txt: not in gzip format."),
                            "a.txt: begun, but not finished"]),
     "no such file": (
         {"gone.fq": None}, [failed_file("gone.fq", "Could not open gone.fq: No such file or directory"),
