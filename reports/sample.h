@@ -60,7 +60,7 @@ public:
     std::string name;
     std::string folder;  ///< Folder of the summary.
     RunFacts run;
-    std::vector<std::string> warnings;  ///< About the summary and the SAM files; the page shows them too.
+    std::vector<std::string> warnings;  ///< About the summary and the SAM files.
 
     std::uint64_t reads = 0;
     std::uint64_t unmapped = 0;

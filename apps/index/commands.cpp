@@ -29,8 +29,8 @@ struct UnloadIndex {
 };
 using IndexPointer = std::unique_ptr<mm_idx_t, UnloadIndex>;
 
-// `answer`: null, or an error text from the wrapper library. Throws std::runtime_error for an error text, with the
-// message `before` and the text without "ERROR: ".
+// `answer`: null, or an error text from the wrapper library. For an error text, throws
+// std::runtime_error; its message is `before` followed by the text without "ERROR: ".
 void RequireSuccess(const char* answer, const std::string& before = "") {
     constexpr std::string_view kError = "ERROR: ";
     if (answer != nullptr) {

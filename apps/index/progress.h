@@ -9,8 +9,8 @@
 
 namespace Indexing {
 
-/// If standard error is a terminal, shows there in one line what the program is doing and the time since construction.
-/// A thread that blocks all signals updates the line. The destructor erases the line.
+/// If standard error is a terminal, shows one line on it: what the program is doing, and the time since construction. A
+/// thread that blocks all signals updates the line. The destructor erases the line.
 class Progress {
 public:
     /// `quiet`: show nothing. `what` returns the text of the line without the time. It is called on another thread.

@@ -10,8 +10,8 @@
 
 namespace qel_minimap2 {
 
-/// Takes the parts of an index while the index is made. Begin is called first and End last. All functions may throw
-/// std::runtime_error and std::bad_alloc.
+/// Takes the parts of an index: while the index is made, or of a complete one. Begin is called first and End last. All
+/// functions may throw std::runtime_error and std::bad_alloc.
 class IndexSink {
 public:
     IndexSink() = default;

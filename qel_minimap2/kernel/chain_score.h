@@ -91,8 +91,8 @@ protected:
     }
 
     /// Tries the candidates in the `valid` lanes from `base` on, the highest lane first. `mark` is a number that no
-    /// other search uses. Returns whether the search ends early. A search tries registers in descending order. It may
-    /// finally try one more candidate. After that, only `score` and `previous` of `best` are used.
+    /// other search uses. Returns whether the search ends early. A search tries registers in descending order, and may
+    /// end with a single candidate. After that, only `score` and `previous` of `best` are used.
     ///
     /// A candidate's predecessor has a lower index, so the predecessor is tried later. All marks of a register are
     /// therefore known before its first candidate is tried, and all skipped candidates between two better ones can be

@@ -62,7 +62,7 @@ inline Cell EndOfPath(const AlignmentCall& call, ksw_extz_t& result) {
 ///
 /// - the last cell;
 /// - the lowest position in the lowest lane that has the maximum;
-/// - the first of the up to three cells after the last complete set of four.
+/// - the first cell that has the maximum among those (at most three) after the last complete set of four.
 ///
 /// The position is needed only for a new maximum or a possible drop, so it is searched for only then.
 class ExactMaximum {
@@ -72,7 +72,7 @@ public:
     /// `scores`: memory for one number for each target base and kPadding more.
     ExactMaximum(const AlignmentCall& call, const Scoring& scoring, std::int32_t* scores)
         : call(call), scoring(scoring), scores(scores) {
-        scores[0] = BorderStep(scoring, 0);  // The other scores are set before they are read.
+        scores[0] = BorderStep(scoring, 0);  // The other scores are set before they are used.
     }
 
     /// Adds a row. Returns true if the alignment ends here because the score dropped.

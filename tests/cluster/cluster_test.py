@@ -161,7 +161,7 @@ def trouble(slurm, cut_chunk):
     wait_for("the job's second attempt", lambda: any(chunk == chunk_orphan and process != orphan
                                                      for process, (chunk, _) in attempts_running().items()))
     os.kill(orphan, signal.SIGCONT)
-    say(f"chunk {chunk_orphan} is aligned again, while its first aligner continues to write")
+    say(f"chunk {chunk_orphan} is being aligned again while its first aligner continues to write")
     return {chunk_killed, chunk_orphan, chunk_cancelled}
 
 

@@ -18,7 +18,7 @@ LIBC = ctypes.CDLL(None, use_errno=True)
 # Reasons for some settings:
 # - linuxproc, task/none, jobacct_gather/none: cgroups would need systemd;
 # - config_overrides: several jobs run at once even on a machine with fewer processors than configured;
-# - BatchStartTimeout: the controller notices within seconds of a reconfiguration that a job's step has vanished;
+# - BatchStartTimeout: after a reconfiguration, the controller notices within seconds that a job's step has vanished;
 # - MinJobAge: a job's state remains available long after the job's end.
 CONFIGURATION = """\
 ClusterName=tavik

@@ -190,7 +190,7 @@ TEST(Logging, SinksOfTheWrongTypeAreRefused) {
 
     EXPECT_TRUE(logging::Accepts(Severity::info));
     group.updateFileSink(logging::Loggers::main_file, folder.Path(""), "x", {});
-    EXPECT_FALSE(logging::Accepts(Severity::info)) << "default options do not enable the sink";
+    EXPECT_FALSE(logging::Accepts(Severity::info)) << "a default-constructed SinkOptions does not enable the sink";
     logging::Prepare();
 }
 

@@ -35,7 +35,7 @@ const std::string kFailedFile = "Error while processing input file in/c (1 reads
 const std::string kFailedRead = "Error while processing read r1: reason Continuing with next read.";
 const std::string kSkippedRead = "Read title '@' does not have any space. Continuing with next read.";
 
-// Each kind of record occurs a different number of times.
+// Each kind of record that is counted occurs a different number of times.
 const std::string kRecords =
     Record("06", "[info] Starting input file in/a.fq") + Record("07", "[warning] w1\nmore of it [error] x") +
     Record("08", "[info] Successfully finished input file in/a.fq (30 reads)") +
@@ -51,7 +51,7 @@ const std::string kRecords =
 }  // namespace
 
 TEST(RunLog, CountsEveryKindOfRecord) {
-    // Options that are repeated are ignored, so that memory does not grow with the size of the file.
+    // Repetitions of an option are ignored, so that memory does not grow with the size of the file.
     const auto run = ReadText(Begin("05") + "input path: again\ninput path: again\n" + kRecords + End("59"));
     EXPECT_EQ((Texts{run.version, run.begin, run.end, run.current_file}),
               (Texts{"1.2.3", "2026-01-02 03:04:05", "2026-01-02 03:04:59", ""}));

@@ -55,7 +55,7 @@ private:
     std::optional<SeedTable::Shape> shape;
     std::optional<SectionWriter> table_writer;
     std::mutex mutex;                        // Guards the members below and the table's length.
-    std::map<std::size_t, Filled> waiting;   // Blocks without a place, which depends on the sizes of earlier blocks.
+    std::map<std::size_t, Filled> waiting;   // Blocks that still have no place in the file.
     std::vector<StoredBlock> stored_blocks;  // Blocks that have a place.
     std::vector<Pages> spare;
 };

@@ -162,7 +162,8 @@ void RandomAnchors::AddPiece() {
     int read = Between(0, read_length);
     const int copies = OneIn(3) ? Between(1, 6) : 1;
     const int shift = Between(1, 400) * step;
-    // If a copy is as far back on the read as it is ahead on the reference, its anchors may have the same penalties.
+    // If a copy is as far back on the read as it is ahead on the reference, its anchors may have the same
+    // penalties as the original's.
     const int back = OneIn(2) ? shift : 0;
     for (int left = Between(1, 60); left > 0; --left) {
         for (int copy = 0; copy < copies; ++copy) {
@@ -249,7 +250,7 @@ bool JoinByDefault(const Kernels& kernels, const std::vector<mm128_t>& sorted) {
 std::string CompareSorting(RandomAnchors& random, long count) {
     for (long call = 1; call <= count; ++call) {
         auto anchors = random.Next(random.OneIn(100) ? 9000 : random.OneIn(10) ? 2000 : 150);
-        if (random.OneIn(2000)) {  // Up to 65536 anchors are sorted in another way.
+        if (random.OneIn(2000)) {  // More than 65536 anchors are sorted in another way.
             while (anchors.size() < 65'535) {
                 const auto more = random.Next(9000);
                 anchors.insert(anchors.end(), more.begin(), more.end());
@@ -279,7 +280,9 @@ std::string CompareSorting(RandomAnchors& random, long count) {
 std::string CompareChaining(const Kernels& kernels, RandomAnchors& random, long count, ChainFigures& figures) {
     return Compare("chained", random, count, figures, [&] {
         const bool usual = !random.OneIn(4);
-        const bool near = random.OneIn(2);  // If true, some registers between others have no candidate in reach.
+        // If true, the limits may be so small that a register without a possible predecessor lies between registers
+        // with one.
+        const bool near = random.OneIn(2);
         const int most = near ? 200 : 9000;
         const ChainCall call{usual ? 5000 : random.Between(1, most), usual ? 5000 : random.Between(1, most),
                              usual ? 5000 : random.Between(1, 300),
