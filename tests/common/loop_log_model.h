@@ -59,7 +59,7 @@ private:
 
     std::vector<int> job_of;  // The job of each worker.
     std::set<int> ended;
-    // Of the worker freed most recently: Fails() of its job, and its index. Both are -1 after a submission.
+    // For the most recently freed worker: Fails() of its job, and the worker's index. Both are -1 after a submission.
     std::pair<int, int> looked = {-1, -1};
     int next = 0, jobs;
     bool all_submitted = false;

@@ -1,5 +1,5 @@
 // Reads the input as an alignment summary. Either the reader must refuse it, or the rows must satisfy the reader's
-// contract. In both cases, the counts of the sample that takes the rows must agree.
+// contract. In both cases, the counts in the sample that takes the rows must be consistent.
 
 #include <cstdlib>
 #include <exception>

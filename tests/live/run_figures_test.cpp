@@ -11,7 +11,8 @@ namespace {
 using std::chrono::minutes;
 
 TEST(RunFigures, RateIsThatOfTheLatestTenMinutes) {
-    // How long ago each round was published, and the number of reads after it; the rate in the status line.
+    // For each round, how long ago it was published and the number of reads in the output by then. Each row ends
+    // with the rate in the status line.
     const std::pair<std::vector<std::pair<minutes, std::uint64_t>>, std::string> cases[] = {
         {{}, ""},
         {{{minutes(1), 500}}, ""},

@@ -91,7 +91,7 @@ std::string Difference(const mm_idx_t& ours, const mm_idx_t& theirs) {
             if (kh_exist(table, slot)) {
                 ++keys;
                 const auto minimizer = kh_key(table, slot) >> 1U << static_cast<unsigned>(theirs.b) | bucket;
-                // Also looks up a minimizer that differs in the highest bit only and is rarely in the reference.
+                // Also looks up the same minimizer with its highest bit flipped, which is usually not in the reference.
                 for (const auto m : {minimizer, minimizer ^ std::uint64_t{1} << (2 * theirs.k - 1)}) {
                     if (PositionsOf(ours, m) != PositionsOf(theirs, m)) {
                         return "positions of minimizer " + std::to_string(m);
@@ -296,7 +296,7 @@ TEST_P(SeedCollection, FindsTheSeedsThatMinimap2Finds) {
     const auto ours = LoadIndexFile(StoredFile(folder.Path("built.mmi"))), mapped = Mapped(*ours, folder);
     std::mt19937_64 random(3);
     for (int read = 0; read < 300; ++read) {
-        // The read has minimizers of the index and others; some are repeated.
+        // Some of the read's minimizers are in the index, and some are repeated.
         std::vector<mm128_t> list(1 + random() % (read % 2 == 0 ? 4 : 150));
         std::uint64_t at = 0;
         for (auto& minimizer : list) {

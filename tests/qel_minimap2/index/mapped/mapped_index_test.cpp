@@ -65,7 +65,7 @@ protected:
         return Align(*index);
     }
 
-    // Returns the start of the read's record, including its CIGAR without the final M, or an error.
+    // Returns the part of the read's record before the final M of the CIGAR, or an error message.
     std::string Align(const mm_idx_t& index) {
         mm_bseq1_t read{};
         std::string name = "read";
@@ -233,7 +233,7 @@ TEST_F(MappedIndex, AReadThatMeetsAnImpossiblePositionFails) {
     }
 }
 
-// If a fault leads to wrong positions inside the sequences, look-ups cannot notice it.
+// Look-ups notice only impossible positions, and the faults below cause none.
 TEST_F(MappedIndex, TheCheckFindsWhatLookUpsCannotNotice) {
     const auto with_list = [](Parts& parts) {
         const auto blocks = parts.Blocks();
