@@ -69,20 +69,21 @@ void InsertByKey(Element* begin, Element* end) {
 // above the other differing bits. The bits in between, which are the same in all keys, are dropped.
 class ShortKeys {
 public:
-    explicit ShortKeys(std::uint64_t differing) {
+    explicit ShortKeys(std::uint64_t differing) : strand(differing >> 63U << 63U) {
         const auto below = differing << 1U >> 1U;
         width = 64U - static_cast<unsigned>(std::countl_zero(below));
         mask = (std::uint64_t{1} << width) - 1;
         bits = width + static_cast<unsigned>(differing >> 63U);
     }
 
-    std::uint64_t Of(std::uint64_t key) const { return (key & mask) | key >> 63U << width; }
+    std::uint64_t Of(std::uint64_t key) const { return (key & mask) | (key & strand) >> (63U - width); }
 
     unsigned bits;  // Of a short number.
 
 private:
     unsigned width;
     std::uint64_t mask;
+    const std::uint64_t strand;  // The highest bit, if it differs.
 };
 
 // Sorts a small bin. The new place of an element is the number of elements that are less, so no branch depends on the
