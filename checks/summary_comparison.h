@@ -51,7 +51,7 @@ private:
     ReadBalance balance;
     std::vector<std::string> findings;
     std::string half_row;     // The name in the last row if that row has no line feed.
-    bool gaps = false;        // Whether rows without a usable SAM record are expected.
+    bool gaps = false;        // Whether Finish accepts rows without a SAM record.
     bool unreadable = false;  // Whether a line cannot be read. It and the lines after it are unknown.
 };
 

@@ -28,7 +28,7 @@ std::string_view Head(std::string_view text, std::size_t size) {
     if (size >= text.size()) {
         return text;
     }
-    constexpr std::size_t kMostContinued = 3;  // A letter in UTF-8 has at most this many continuation bytes.
+    constexpr std::size_t kMostContinued = 3;  // A character in UTF-8 has at most this many continuation bytes.
     auto end = size;
     while (end > 0 && size - end < kMostContinued && ContinuesLetter(static_cast<unsigned char>(text[end]))) {
         --end;

@@ -37,7 +37,7 @@ public:
     /// has returned true.
     std::string_view Next();
 
-    /// The decoder, which knows whether the file is sound once Next has returned an empty text.
+    /// The decoder. Once Next has returned an empty text, the decoder knows whether the file is sound.
     const GzipDecoder& Decoder() const;
 
 private:
@@ -57,7 +57,7 @@ public:
     /// extension of a plain read file. A file gets none if there is not enough memory.
     void Prepare(const std::vector<std::string>& files, std::size_t index);
 
-    /// Returns the head start of the file at the index of the latest Prepare, after its TakeOver. Null if the file has
+    /// Takes over the head start of the file at the index of the latest Prepare, and returns it. Null if the file has
     /// none, if `path` is a different file, or if TakeOver returned false.
     std::unique_ptr<GzipHeadStart> Take(const std::string& path);
 

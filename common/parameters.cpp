@@ -50,8 +50,8 @@ std::string Render(float value) {
     return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
-// Returns the value given to an option on the command line; empty if there is none. If the option is repeated, the
-// final value counts.
+// Returns the argument that follows an option on the command line; empty if there is none. If the option is repeated,
+// its last use counts.
 std::string ValueAfter(int argc, char** argv, const std::string& long_form, const std::string& short_form) {
     std::string value;
     for (int i = 1; argv != nullptr && i + 1 < argc; ++i) {

@@ -91,8 +91,8 @@ int ProcessLauncher::Launch(const std::string& command, bool throw_on_error) {
 
     std::vector<char> chunk(read_chunk_size, '\0');
     // If the pipe cannot be opened or the output is too long, `directory` stays the working directory. This is
-    // deliberate: callers find the command's files there. The mode "e" keeps commands that other threads start
-    // meanwhile from inheriting the pipe and keeping it open.
+    // deliberate: callers find the command's files there. Because of the mode "e", commands that other threads
+    // start meanwhile do not inherit the pipe.
     std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "re"));
     if (!pipe) {
         throw std::runtime_error("Could not open pipe for command '" + command + "'.");

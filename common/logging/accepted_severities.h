@@ -24,7 +24,7 @@ inline bool Accepts(Severity severity) noexcept {
 /// Sets the severities wanted by foreign sinks, that is, sinks that other parts of the program have added to
 /// Boost.Log's core. Replaces the severities of an earlier call. Any thread may call it at any time.
 ///
-/// Until the first call to SwitchCore, every record is made, and the core's own filters decide which sinks receive it
+/// Until the first call to SwitchCore, every record is made, and Boost.Log's filters decide which sinks receive it
 /// (without any sink, Boost.Log prints the record). After that, a record is made only if its severity is set here or
 /// accepted by a sink of a LoggerGroup. Foreign sinks receive every record that is made and that their own filters
 /// accept.

@@ -16,8 +16,8 @@ class GzipHeadStart;
 ///
 /// - Zero bytes between and after members are ignored.
 /// - Up to 512 other bytes after the last member are ignored with a warning.
-/// - If more than 512 other bytes follow a member, or other bytes and then another gzip header, the text ends before
-///   these bytes. `read` returns -1 there and, if it is called again, throws std::runtime_error.
+/// - Other bytes after a member are an error if there are more than 512 of them or if another gzip header follows them.
+///   The text ends before these bytes: `read` returns -1 there and, if it is called again, throws std::runtime_error.
 /// - Every byte before a corruption is returned; the next `read` throws std::runtime_error.
 ///
 /// The exceptions name the file and the reason.
