@@ -10,8 +10,8 @@
 namespace qel_minimap2 {
 
 /// Zeroed memory in complete pages, which come directly from the system and return to it. An allocator would keep the
-/// gigabytes that an index frees. Huge pages are not requested: in a virtual machine, they made mapping slightly faster
-/// but loading take twice as long.
+/// gigabytes that an index frees. Huge pages are not requested: in a virtual machine, reads were aligned slightly
+/// faster with them, but loading an index took twice as long.
 class Pages {
 public:
     Pages() = default;

@@ -30,8 +30,8 @@
 //   mg_lchain_rmq        kernel/joining.cpp             as above
 //   abort                here                           always: minimap2's allocator calls it when memory runs out
 //
-// kernel/kernels.cpp chooses the width, or none (with QEL_KERNEL=library, or on a processor that has neither width).
-// Calls that a replacement does not accept go to minimap2's function.
+// kernel/kernels.cpp chooses the width: 256 bits, 128 bits, or none (with QEL_KERNEL=library, or on a processor that
+// supports neither width). Calls that a replacement does not accept go to minimap2's function.
 
 // NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {

@@ -50,7 +50,7 @@ void Breadth::Add(std::size_t sequence, std::int32_t start, std::int32_t end) {
     }
     const auto first = Index(sequence, start);
     const auto last = Index(sequence, end);
-    stale[first / kStretch] = 1;  // SharesOf notices in which later stretches the depth rises.
+    stale[first / kStretch] = 1;  // SharesOf itself finds later stretches whose depth has changed.
     auto& change = waiting[next++ % waiting.size()];
     Settle(change);
     change = {&depth[first], &depth[last]};

@@ -17,7 +17,7 @@ public:
     static constexpr std::array<std::int64_t, 3> kDepths = {1, 10, 30};
     using Shares = std::array<double, kDepths.size()>;
 
-    /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of every other
+    /// `lengths` in bases; a sequence of length 0 has no positions. Samples at least one position of each longer
     /// sequence and, in all, at most `most_positions` plus one for each sequence. By default, the counts of the sampled
     /// positions take at most about 64 MiB.
     explicit Breadth(std::vector<std::int32_t> lengths, std::size_t most_positions = std::size_t{1} << 24U);

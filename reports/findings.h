@@ -21,8 +21,8 @@ struct Finding {
 std::vector<Finding> FindingsOf(const Sample& sample);
 
 /// The difference between the number of rows in the summary and the number of reads in the log files. 0 if the number
-/// of reads is unknown, because a log file is missing or cannot be read, a run or a file did not finish, or the run is
-/// in progress.
+/// of reads is unknown, because a log file is missing or cannot be read, a run or an input file did not finish, or the
+/// run is in progress.
 std::uint64_t RowDifference(const Sample& sample);
 
 /// The number of runs whose log file is missing or cannot be read; 0 if no run has a log file.

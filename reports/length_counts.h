@@ -24,7 +24,7 @@ public:
     std::int32_t N50() const;
 
     /// Calls `use(length, count)` for each length that occurs, in ascending order. Lengths above 65 535 are grouped
-    /// into bins, and `use` receives the middle of a bin or, if that is lower, the longest length.
+    /// into bins, and `use` receives the middle of the bin, but never more than the longest length.
     template <typename Use>
     void ForEach(Use use) const {
         for (std::size_t bin = 0; bin < bins.size(); ++bin) {

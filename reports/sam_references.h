@@ -19,7 +19,7 @@ using ReferenceLengths = std::map<std::string, std::int32_t, std::less<>>;
 ///
 /// Adds these warnings:
 /// - one for each SAM file that cannot be opened;
-/// - one for each of `folder` and RunFolders that cannot be listed completely;
+/// - one for each folder that cannot be listed completely: `folder`, or one that RunFolders returns;
 /// - a single one for all sequences with contradictory lengths.
 ReferenceLengths ReadSamReferences(const std::string& folder, std::vector<std::string>& warnings);
 

@@ -24,7 +24,7 @@ struct SeedCall {
 struct Seeds {
     int count;
     mm_seed_t* seeds;
-    std::int64_t position_count;  ///< The number of all seeds' positions in the index.
+    std::int64_t position_count;  ///< The total number of the seeds' positions in the index.
     int repetitive_bases;         ///< Bases of the read covered by minimizers that occur too often.
     int minimizer_count;          ///< Equals `count`.
     /// For each seed: its span in bases (upper 32 bits) and the 0-based position of its last base in the read (lower
@@ -32,8 +32,8 @@ struct Seeds {
     std::uint64_t* minimizer_places;
 };
 
-/// Returns the results of mm_collect_matches. Prefetches what the next minimizers need, because otherwise most of the
-/// time would be spent waiting for memory. Any thread.
+/// Does the work of mm_collect_matches, using `table`. Prefetches what the next minimizers need, because otherwise
+/// most of the time would be spent waiting for memory. Any thread.
 Seeds CollectSeeds(const SeedCall& call, const SeedTable& table);
 
 /// Returns whether minimap2's mm_seed_mz_flt may remove minimizers of a read: those that occur more than `most` times
