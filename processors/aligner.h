@@ -20,9 +20,9 @@ public:
     /// ends the process with status 1.
     void PrepareRun() override;
 
-    /// Opens the SAM file of an input file and writes the "@SQ" lines to it. Below the save path, the SAM file has the
-    /// path that the input file has below the input path, but with the extension "sam". If the input path is empty, the
-    /// SAM file is directly in the save path. Throws boost::filesystem::filesystem_error if the SAM file's folder
+    /// Opens the SAM file of an input file and writes the "@SQ" lines to it. The SAM file's path relative to the save
+    /// path is the input file's path relative to the input path, with the extension "sam". If the input path is empty,
+    /// the SAM file is directly in the save path. Throws boost::filesystem::filesystem_error if the SAM file's folder
     /// cannot be created, and std::runtime_error if the SAM file would replace the input file.
     void StartNewFile(const std::string& file) override;
 

@@ -34,8 +34,8 @@ public:
     /// `--config` is not given. Throws boost::filesystem::filesystem_error if the save folder cannot be created.
     ///
     /// Ends the process with status 0 after help, and with 255 if Parse reports an error. An unknown option is not an
-    /// error. A version request alone ends the process with 255 and without an error message, because the required
-    /// options are missing. This is deliberate: scripts rely on it.
+    /// error. A version request alone ends the process with 255, because the required options are missing. It
+    /// prints no error message. This is deliberate: scripts rely on it.
     ReadProcessor& Initialise(int argc, char** argv, const std::string& data_path_override,
                               const std::string& default_config);
 

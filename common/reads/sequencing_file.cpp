@@ -48,7 +48,7 @@ void OpenSequencingFile(const std::string& path, boost::iostreams::filtering_ist
         stream.push(GzipFileDecompressor(path, std::move(head_start)), kBufferSize);
     }
     stream.push(InputFileSource(path), kBufferSize);
-    // By default, a stream swallows the exceptions of its device, so a corruption would look like the end of the file.
+    // By default, a stream swallows the exceptions of its device, so damaged data would look like the end of the file.
     stream.exceptions(std::ios_base::badbit);
 }
 

@@ -80,7 +80,8 @@ void BlockFiller::MakeRoom(std::size_t block) const {
     table.MakeRoom(block, key_counts, position_count, sink != nullptr ? sink->SpareMemory() : Pages());
 }
 
-// Returns a position in minimap2's format: number of the sequence, 0-based position of the last base, strand.
+// Returns a position in minimap2's format: number of the sequence, 0-based position of the minimizer's last base,
+// strand.
 std::uint64_t BlockFiller::PositionOf(std::uint64_t entry) const {
     const auto place = places.Of(format.OffsetOf(entry));
     return place.sequence << 32U | place.position << 1U | format.StrandOf(entry);

@@ -10,7 +10,7 @@
 
 namespace qel_minimap2 {
 
-/// Finds the sequence of a base from its offset among the bases of all sequences. Any thread.
+/// Finds out which sequence contains a base, from the base's offset among the bases of all sequences. Any thread.
 class SequencePlaces {
 public:
     explicit SequencePlaces(const std::vector<ReferenceSequence>& sequences);

@@ -9,9 +9,9 @@ namespace qel_minimap2 {
 // the w + k bases before it: on the k-mers of the window that ends there, and on whether one of these bases is
 // ambiguous. (The window's minimum is always the last of its lowest k-mers, whatever the minimum was before.) A sketch
 // that starts w + k bases before a piece is therefore correct from the piece's first base on. A k-mer that leaves the
-// window without having been chosen is never chosen, so the sketch ends w bases after the piece. An even k does not
-// allow this: a k-mer that equals its reverse complement takes no place in the window, so a run of such k-mers makes
-// the window reach back any distance. With an odd k, no k-mer equals its reverse complement.
+// window without having been chosen is never chosen, so the sketch ends w bases after the piece. This requires an
+// odd k. With an even k, a k-mer that equals its reverse complement takes no place in the window, so a run of such
+// k-mers lets the window reach back arbitrarily far. With an odd k, no k-mer equals its reverse complement.
 void PieceSketcher::SketchSequence(const ReferenceSequence& sequence, std::uint64_t begin, std::uint64_t end) {
     const std::uint64_t before = header.window + header.k, after = header.window;
     const auto sequence_end = sequence.offset + sequence.length;
