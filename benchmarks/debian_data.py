@@ -20,7 +20,7 @@ def unpacked(package, folder):
 
 
 def flye_reads(folder):
-    """Returns three paths: of a reference (500 kb of E. coli), of 945 long reads (8.4 Mb, .fastq.gz) and of HiFi reads
+    """Returns the paths of a reference (500 kb of E. coli), of 945 long reads (8.4 Mb, .fastq.gz) and of HiFi reads
     (.fastq.gz)."""
     reference = next(unpacked("flye", folder).rglob("ecoli_500kb.fasta"))
     return (reference, *(reference.with_name(f"ecoli_500kb_reads{kind}.fastq.gz") for kind in ("", "_hifi")))

@@ -18,7 +18,8 @@ using Difference = ReadBalance::Difference;
 
 // The input is read ahead of the SAM file by kAhead reads, because the aligner writes reads in the order in which their
 // alignments finish. Failed reads do not count. If the SAM file contains a read that is not among those read ahead,
-// kMostAhead replaces kAhead. It is slower, but exceeds the number of threads that a process can usually have.
+// kMostAhead replaces kAhead. Reading that far ahead is slower, but kMostAhead exceeds the number of threads that a
+// process can usually have.
 constexpr std::uint64_t kAhead = 1024;
 constexpr std::uint64_t kMostAhead = 32768;
 constexpr std::size_t kFirstUses = 3;

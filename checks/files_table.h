@@ -6,7 +6,8 @@
 
 namespace Checks {
 
-/// Writes the header line of a table of a run's input files. The other lines are in the order of the summary's rows.
+/// Writes the header line of a table of a run's input files. The files follow, one per line, in the
+/// order of their reads in the summary.
 inline void WriteFilesTableHeader(std::ostream& table) {
     table << "reads\tsam\tfile\n";
 }

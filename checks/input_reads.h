@@ -29,8 +29,8 @@ public:
     /// Opens the file. Throws InputError.
     explicit InputReads(const std::string& path);
 
-    /// Reads the next record. Returns false at the end. Skips FASTQ records of four empty lines, also if the third line
-    /// is "+", because the aligner skips them without a message. Throws InputError if the aligner refuses the record or
+    /// Reads the next record. Returns false at the end. Skips a FASTQ record whose lines are empty (the third may be
+    /// "+"), because the aligner skips it without a message. Throws InputError if the aligner refuses the record or
     /// reading fails. Do not call Next after an InputError.
     bool Next();
 

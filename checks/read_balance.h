@@ -30,11 +30,11 @@ public:
     void Expect(std::string_view name, std::string_view content, std::uint64_t line, std::string_view other = {});
     /// Adds a read to the found series. Returns whether it was expected; false if Overflowed.
     bool Find(std::string_view name, std::string_view content, std::uint64_t line);
-    /// Adds a read of unknown content to the found series. Expect the same read first: otherwise the result may be
-    /// wrong if several reads have this name.
+    /// Adds a read of unknown content to the found series. Call Expect for the same read first: otherwise the result
+    /// may be wrong if several reads have this name.
     void FindAnyContent(std::string_view name, std::uint64_t line);
-    /// Allows one read of this name to be missing, and one more difference to be kept. Call before adding reads of this
-    /// name to the expected series.
+    /// Allows one read of this name to be missing, and raises the limit on kept differences by one. Call before adding
+    /// reads of this name to the expected series.
     void Excuse(std::string_view name);
 
     /// True if a read of this name was added and has not matched yet, or if Excuse was called for the name.

@@ -74,7 +74,7 @@ void TakeFailedRead(std::string_view text, LoggedFile& file) {
     }
     text.remove_prefix(Common::kLoggedReadError.size());
     if (!text.starts_with(kNoName)) {
-        // An identifier contains no blank and is followed by ":" or "." and a blank.
+        // An identifier contains no blank and is followed by ": " or ". ".
         file.failed_names.emplace_back(text.substr(0, text.find(' ') - 1));
     }
 }

@@ -1,4 +1,4 @@
-// Measures the overhead per read: making a log call that no sink accepts, and passing a job to a worker.
+// Measures the overhead per read: a log call whose record is discarded, and passing a job to a worker.
 
 #include <chrono>
 #include <cstddef>

@@ -83,7 +83,7 @@ void FillGap(benchmark::State& state) {
     Align(state, pair, kNoBand, 400, KSW_EZ_APPROX_MAX);
 }
 // The first pair is too short for a strip. The narrowest strip is enough for the second and the third pair. The fourth
-// and the fifth need wider strips, and the last pair fits into no strip.
+// and the fifth need wider strips. No strip is wide enough for the last pair.
 BENCHMARK(FillGap)
     ->ArgNames({"bases", "inserted"})
     ->Args({16, 0})
