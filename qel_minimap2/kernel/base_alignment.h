@@ -42,8 +42,8 @@
 //  - KSW_EZ_RIGHT: gaps are placed as far right as possible. Without it, they are placed as far left as possible.
 //  - KSW_EZ_REV_CIGAR: the operations are ordered from last to first.
 //
-// Calls with other flags, unusual scores or other alphabets are left to minimap2, which never makes them while it maps
-// a read with the preset map-ont. So are the rare calls with KSW_EZ_APPROX_MAX and a band limit.
+// Calls with other flags, unusual scores or other alphabets are left to minimap2. They do not occur while a read is
+// mapped with the preset map-ont. The rare calls with KSW_EZ_APPROX_MAX and a band limit are also left to minimap2.
 
 namespace qel_minimap2::kernel {
 

@@ -29,9 +29,9 @@ TAVIK_INLINE Register FourBases(const std::uint8_t* last, std::ptrdiff_t step) {
     return bases;
 }
 
-/// Counts the breaks for the kBreakRange diagonals i - j from `first` on. The sequences must have only bases. The band
-/// of these diagonals must be able to prove a path (see Band). The diagonals then reach at most kBeside places beyond
-/// the target. Returns 0 if there is no memory.
+/// Counts the breaks for the kBreakRange diagonals i - j from `first` on. The sequences must have no ambiguous bases.
+/// The band of these diagonals must be able to prove a path (see Band). The diagonals then reach at most kBeside places
+/// beyond the target. Returns 0 if there is no memory.
 inline int CountBreaks(const PaddedSequences& sequences, int first) {
     constexpr int kRegisters = kBreakRange / Lanes::kWidth;
     constexpr int kBeside = 256;  // Places of padding on each side. Their letters may hide a break, but add none.
@@ -78,11 +78,11 @@ inline int CountBreaks(const PaddedSequences& sequences, int first) {
 /// bases or more.
 ///
 /// Each further gap or mismatch costs `price` or more, but one insertion may lie in several breaks. Because the cost of
-/// a gap is concave, only the longest insertion needs to lie in more than two breaks: from any other insertion, the
-/// bases that it does not need to reach from one break to the next can be moved to the longest insertion without a
-/// loss. For the same reason, the bound is the lower of two extremes: all inserted bases in one gap, or all in gaps
-/// that just reach from one break to the next. Each inserted base above `insertions` needs another deleted base, and
-/// such a pair costs `price` or more.
+/// a gap is concave, only the longest insertion needs to lie in more than two breaks: any other insertion can be
+/// shortened until it just reaches from one break to the next, and the bases taken from it can be added to the longest
+/// insertion without a loss. For the same reason, the loss is lowest in one of two extreme cases: all inserted bases
+/// are in one gap, or all are in gaps that just reach from one break to the next. Each inserted base above `insertions`
+/// needs another deleted base, and such a pair costs `price` or more.
 inline int LossByBreaks(const Scoring& s, int breaks, int insertions) {
     constexpr int kPeriod = kShortestBreak + kBetweenBreaks;
     constexpr int kReaching = kBetweenBreaks + 2;  // Bases.

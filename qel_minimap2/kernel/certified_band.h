@@ -47,8 +47,8 @@ namespace {
 /// The band of a strip, and what the band can prove.
 struct Band {
     int base;        // The target position of lane 0 in row 0. Lane 0 moves on by one position on every second row.
-    int provable;    // A path is proven optimal without breaks if its loss (see BandOutcome) is below this. If this is
-                     // negative, no path is proven optimal.
+    int provable;    // A path whose loss (see BandOutcome) is below this is proven optimal even if no breaks are
+                     // counted. If this is negative, no path is proven optimal.
     int insertions;  // A path that leaves the band inserts at least this many query bases.
 };
 
@@ -61,7 +61,7 @@ inline Band BandOf(const AlignmentCall& call, const Scoring& s, int width) {
     // The band has the diagonals i - j from 2 * base - 1 to 2 * base + 2 * width - 2. `above` is the diagonal above the
     // band. The diagonal below the band is 2 - 2 * base insertions from the first cell. `above` is that many insertions
     // from the last cell, or up to three fewer, because base is rounded down. So the bound for paths that leave the
-    // band below is never the higher one.
+    // band through its lower edge is never the higher one.
     const int above = 2 * band.base + 2 * width - 1;
     if (above <= surplus || above <= 0) {
         return band;

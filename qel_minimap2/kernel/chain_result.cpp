@@ -56,9 +56,8 @@ public:
     }
 
     int member_count = 0;
-    /// The chains' scores and numbers of anchors; the chain traced last comes first. They overwrite the end of the
-    /// sorted `numbers`, which are read from the end. This is safe, because there are never more chains than numbers
-    /// already read.
+    /// The score and the length (in anchors) of each chain; the chain traced last comes first. This list overwrites the
+    /// sorted `numbers` from the end, where they have already been read: each number leads to at most one chain.
     std::uint64_t* chains = nullptr;
     int chain_count = 0;
 

@@ -9,8 +9,8 @@ namespace qel_minimap2::kernel {
 /// The anchors to chain, in minimap2's format and sorted by x: x has the strand, sequence and reference position, and y
 /// the read position (lowest 32 bits) and the anchor's length (next 8 bits).
 ///
-/// A call replaces the anchors with those of all chains, chain by chain. It sets `chains` to the score (upper 32 bits)
-/// and the number of anchors (lower 32 bits) of each chain.
+/// ChainAnchors and JoinAnchors replace the anchors with those of all chains, chain by chain. They set `chains` to the
+/// score (upper 32 bits) and the number of anchors (lower 32 bits) of each chain.
 struct Chains {
     void* pool;  ///< The kalloc pool of both lists; null for malloc.
     std::int64_t count;

@@ -12,8 +12,8 @@ namespace {
 // Before the gap between two anchors is filled, equal bases at both ends of its sequences are cut off. There are
 // usually some, because minimap2 starts and ends the gap in the middle of a minimizer.
 //
-// Proof that the result is minimap2's. Gaps are placed left. One gap costs less than two gaps with the same number of
-// bases together, because opening a gap costs something. A longer gap costs no less than a shorter one, and no other
+// Proof that the result is minimap2's. Gaps are placed left. One gap costs less than two gaps with the same total
+// number of bases, because opening a gap costs something. A longer gap costs no less than a shorter one, and no other
 // pair of letters scores as much as two equal bases.
 //   (1) In a cell with equal bases, a path that ends with a gap scores no more than the same path with these bases
 //       matched and the gap before them. If that gap directly follows a gap in the other sequence, both gaps become

@@ -74,8 +74,8 @@ struct Ints {
 #if TAVIK_KERNEL_BITS == 256
         return _mm256_sllv_epi32(All(1), a);
 #else
-        // The other bytes of a number that is not negative are 0, and the table has a 1 for 0. Only the lowest byte of
-        // each lane is therefore kept. For bytes of -1, the instruction returns 0.
+        // In a number that is not negative, all bytes except the lowest are 0, and the table has a 1 for 0. Only the
+        // lowest byte of each lane is therefore kept. For bytes of -1, the instruction returns 0.
         const Register table = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
         return Lanes::And(Lanes::LookUp(table, Max(a, All(-1))), All(255));
 #endif

@@ -17,7 +17,7 @@ class Penalties {
 public:
     static constexpr double kNone = __builtin_inf();
 
-    /// Returns how many doubles of memory `Start` needs for `count` ranks.
+    /// Returns the size of the memory that `Start` needs for `count` ranks, in doubles.
     static constexpr std::size_t SizeFor(int count) {
         const auto minima = static_cast<std::size_t>(count) / kFanOut + 1;
         const auto minima_of_minima = minima / kFanOut + 1;

@@ -25,12 +25,12 @@ namespace {
 //
 // A newly opened gap has the number 0, so a saturating subtraction chooses the better of an extended gap and a new one.
 //
-// The sum of a gap line and a score line is a candidate for the cell's score minus that of the previous cell on its
-// diagonal. It is kScale times this difference, plus the candidate's tag, plus a constant that is the same for all
-// candidates. From a line of the second gap piece, `second_piece` is subtracted first, which corrects the constant and
-// the tag. If the result saturates at 0, it does not affect the maximum, because the line of the first gap piece is
-// never lower. The maximum of the candidates has the best score and, in its tag, the direction that wins a tie. The new
-// u and v follow from the bits above the tag.
+// The sum of a gap line (x, x2, y or y2) and a score line (v or u) is a candidate. It shows how much more the cell
+// would score than the previous cell on its diagonal: this difference times kScale, plus the candidate's tag, plus a
+// constant that is the same for all candidates. From a line of the second gap piece, `second_piece` is subtracted
+// first, which corrects the constant and the tag. If the result saturates at 0, it does not affect the maximum, because
+// the line of the first gap piece is never lower. The maximum of the candidates has the best score and, in its tag, the
+// direction that wins a tie. The new u and v follow from the bits above the tag.
 inline constexpr int kScale = 8;
 
 /// The tags of the candidates, in the order of the directions in trace_back.h: the tag of kFromDiagonal is `diagonal`,
@@ -194,7 +194,7 @@ public:
     StripLanes& Cells(int n) { return cells[n]; }
 
     /// Computes row r from target position `base` on. Writes kRowSize bytes to `out`: first the best candidates of all
-    /// cells, then their u. `target` points to the letter of the first position, and `query` to the query letter of the
+    /// cells, then their u. `target` points to the target letter at `base`, and `query` to the query letter of the
     /// same cell. Only with kBorder may the row include the first position of a sequence.
     template <Shift kShift, bool kBorder>
     TAVIK_INLINE void Row(int r, int base, const std::uint8_t* target, const std::uint8_t* query, std::uint8_t* out) {

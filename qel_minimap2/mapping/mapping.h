@@ -13,8 +13,8 @@ std::int32_t OccurrenceThreshold(const mm_idx_t& index);
 /// Frees the working memory that no mapping uses. Any thread.
 void FreeIdleBuffers();
 
-/// Returns the records that qelmm_align describes. Throws std::bad_alloc, std::invalid_argument for a name that SAM
-/// does not allow, and std::runtime_error if the index turns out to be damaged. Any thread.
+/// Returns the records that qelmm_align describes. Throws std::bad_alloc, std::invalid_argument if the name in the
+/// records would be empty or begin with '@', and std::runtime_error if the index turns out to be damaged. Any thread.
 char* Align(const mm_idx_t& index, std::int32_t occ_threshold, const mm_bseq1_t& read);
 
 }  // namespace qel_minimap2

@@ -20,8 +20,8 @@ namespace {
 // cached when used.
 constexpr std::size_t kBatch = 32;
 
-// The code prefetches the first four cache lines of a list of positions, this many seeds ahead. The processor itself
-// prefetches the rest of a longer list.
+// The code prefetches the first four cache lines of a list of positions, kSeedsAhead seeds in advance. The processor
+// itself prefetches the rest of a longer list.
 constexpr std::uint32_t kPositionsInLine = 8;
 constexpr std::uint32_t kFetchedPositions = 4 * kPositionsInLine;
 constexpr std::ptrdiff_t kSeedsAhead = 16;
