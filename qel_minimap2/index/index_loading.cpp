@@ -77,7 +77,7 @@ void MakeIndexFile(const std::string& reference, const mm_idxopt_t& options, con
             }
             WarnOfDuplicateName(names, reference);
         }
-        writer.Publish();  // Comes last, because a failed call must leave an older file unchanged.
+        writer.Publish();  // Comes last, so that a failure leaves an older file unchanged.
     } catch (const std::bad_alloc&) {
         throw std::runtime_error(reference + ": out of memory");
     } catch (const std::exception& error) {

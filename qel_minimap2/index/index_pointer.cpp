@@ -19,7 +19,7 @@ namespace {
 // short, so this code uses malloc instead. Without that allocator (`km`), mm_idx_destroy frees the names one by one.
 IndexPointer WithTable(const IndexHeader& header, std::size_t sequences, std::unique_ptr<const SeedTable> table) {
     // mm_idx_init does not check whether it got memory. This code therefore first tries to allocate more than
-    // mm_idx_init needs, apart from the buckets. The buckets are not used and may be missing.
+    // mm_idx_init needs for everything except the buckets. The buckets are not used and may be missing.
     constexpr std::size_t kNeeded = 1 << 20;
     std::free(RequireMemory(std::malloc(kNeeded)));
     IndexPointer index(mm_idx_init(static_cast<int>(header.window), static_cast<int>(header.k),

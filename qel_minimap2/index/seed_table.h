@@ -49,7 +49,7 @@ public:
 /// would be too long, the bucket is sorted instead, and a look-up is a binary search. Look-ups therefore stay fast even
 /// if many keys choose the same group.
 ///
-/// Each block of buckets has its own memory with the four arrays from keys to positions. Different threads may fill
+/// Each block of buckets has its own memory for its keys, rests, values and positions. Different threads may fill
 /// different blocks at the same time. When all blocks are filled, any thread may look up minimizers.
 class SeedTable {
 public:
@@ -125,8 +125,8 @@ public:
     Pages TakeMemory(std::size_t block) { return std::move(blocks[block].memory); }
     /// Returns the content of a filled block.
     BlockMemory ContentOf(std::size_t block) const;
-    /// The array for the positions of a block's repeated minimizers, which the caller fills. The start of a list in a
-    /// value is an index into this array.
+    /// The array for the positions of a block's repeated minimizers, which the caller fills. A value gives the
+    /// start of its list as an index into this array.
     std::uint64_t* Positions(std::size_t block) const { return blocks[block].positions; }
     /// A minimizer and its value, as in a prebuilt index, but the start of a list is an index into Positions of the
     /// block. The lowest bit of `key` shows whether the minimizer occurs once. The bits above it are the minimizer

@@ -39,10 +39,10 @@ private:
     std::uint64_t size = 0;
 };
 
-/// A part of a file in memory. Each call to At may move it. Not thread-safe.
+/// Keeps one part of a file in memory. A call to At may replace this part with another. Not thread-safe.
 class FileWindow {
 public:
-    /// Each read takes at least `chunk` bytes, or all that remain before the `end` that At receives.
+    /// Each read takes at least `chunk` bytes, or fewer if it reaches the `end` that At receives.
     FileWindow(const StoredFile& file, std::size_t chunk) : file(file), chunk(chunk) {}
 
     /// Returns the `count` bytes of the file from `offset` on, which are valid until the next call. Reads bytes after

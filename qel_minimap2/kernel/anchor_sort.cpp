@@ -86,9 +86,9 @@ private:
     const std::uint64_t strand;  // The highest bit, if it differs.
 };
 
-// Sorts a small bin. The new place of an element is the number of elements that are less, so no branch depends on the
-// keys. Equal keys keep their order, because the lowest bits of each number are its element's old place. The numbers
-// must fit into `Number`, which is signed.
+// Sorts a small bin. An element is compared as a number: its short key, followed by its old place, so that equal keys
+// keep their order. The new place of an element is the count of numbers less than its own, so no branch depends on the
+// keys. The numbers must fit into `Number`, which is signed.
 template <typename Number, typename Element>
 void SortByCounting(Element* begin, std::size_t count, const ShortKeys& keys) {
     typedef Number Lanes __attribute__((vector_size(16)));  // NOLINT(modernize-use-using): GCC ignores it in `using`.
@@ -148,9 +148,9 @@ void Exchange(Element* begin, Bin<Element> (&bins)[256], unsigned shift) {
 // Does the same as Exchange for two bins: only the bit at `bit` differs in the byte. Returns the start of the upper
 // bin.
 //
-// Each element of the upper bin in the lower bin's part moves to the first open place of the upper bin's part. From
-// there on, elements move up by one place each, until one belongs to the lower bin and fills the gap. A strand's bit is
-// random, so branches on it would be mispredicted.
+// An element that belongs to the upper bin but lies in the lower bin's part moves to the first open place of the upper
+// bin's part. From there on, elements move up by one place each, until one belongs to the lower bin and fills the gap.
+// A strand's bit is random, so branches on it would be mispredicted.
 template <typename Element>
 Element* ExchangeTwo(Element* begin, Element* end, unsigned bit) {
     constexpr std::size_t kMost = 256;

@@ -15,18 +15,19 @@ namespace {
 // For shorter gaps, strips are not faster than the general kernel, which needs less preparation.
 constexpr int kShortestForStrips = 24;
 
-// How much less this thread's recent paths scored than a path of matches alone, apart from the gap that a difference in
-// length requires. These averages decide which widths are tried, so they change a call's time but never its result.
+// How much less this thread's recent paths scored than a path of matches alone. The cost of the gap that a difference
+// in length requires is not counted. These averages decide which widths are tried, so they change a call's time but
+// never its result.
 struct RecentLoss {
     double per_base = 0.5;
     double per_break = 7;  // A better predictor, but the breaks must be counted first.
 
     int Expected(int length, int breaks) const {
-        // Without a count of breaks, the estimate is deliberately high: a strip that is too narrow costs a second
+        // If no breaks were counted, the estimate is deliberately high: a strip that is too narrow costs a second
         // attempt.
         return static_cast<int>(breaks > 0 ? per_break * breaks : per_base * length * 1.15 + 24);
     }
-    // Updates moving averages over about ten calls.
+    // Updates the moving averages, which cover about ten paths.
     void Learn(int loss, int length, int breaks) {
         per_base += (static_cast<double>(loss) / length - per_base) * 0.1;
         if (breaks > 0) {
@@ -60,7 +61,7 @@ bool AlignInBand(const AlignmentCall& call, const Scoring& scoring, const Padded
             return false;
         }
         const Band band = BandOf(call, scoring, width);
-        // The first call may count the breaks; the second call then expects a different loss.
+        // Checked twice, because the first check may count the breaks; the second then expects a different loss.
         if (!is_expected_in(band) && !is_expected_in(band)) {
             continue;
         }

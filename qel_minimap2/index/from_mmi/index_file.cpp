@@ -17,7 +17,7 @@ namespace qel_minimap2 {
 
 namespace {
 
-// A thread usually reads this many bytes at once: more than most buckets have, but few enough for a core's cache.
+// A thread usually reads this many bytes at once, or a whole bucket if that is larger. They fit into a core's cache.
 constexpr std::size_t kChunk = 1 << 16;
 
 // Copies the packed bases to `words`, on several threads. Returns the offset, in bases, of each section of 256 bases

@@ -66,7 +66,7 @@ struct FileHeader {
 };
 static_assert(sizeof(FileHeader) == kPageSize);
 
-/// The numbers of groups, and of positions of repeated minimizers, in a block.
+/// How many groups, and how many positions of repeated minimizers, a block has.
 struct StoredBlock {
     std::uint32_t groups, positions;
 };

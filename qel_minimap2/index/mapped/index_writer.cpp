@@ -121,7 +121,8 @@ void IndexWriter::End(const SeedTable& filled) {
     WriteSection(*blocks, BytesOf(stored_blocks.data(), stored_blocks.size()), *file);
     WriteSection(occurrences, BytesOf(parts.counts.data(), parts.counts.size()), *file);
     header.checksum = ChecksumOf(header);
-    filled.RequireUnchanged();  // Without this check, correct checksums could hide bytes that another program wrote.
+    // `filled` may lie in a mapped file. If another program wrote to that file, the new checksums would hide the damage.
+    filled.RequireUnchanged();
     file->Write(0, &header, sizeof header);
 }
 

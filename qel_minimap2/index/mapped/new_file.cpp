@@ -64,7 +64,8 @@ bool LockHidden(int descriptor) {
     return ::fstat(descriptor, &status) != 0 || status.st_nlink > 0;
 }
 
-// If there is no memory, or the name is too long, a signal handler will not remove the file.
+// Puts the name into the list of hidden files. If there is no memory, or the name is too long, signal handlers will not
+// remove the file.
 void Remember(const std::string& name) {
     auto* file = hidden_files.load();
     for (; file != nullptr; file = file->next) {
