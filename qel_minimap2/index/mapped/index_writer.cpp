@@ -121,7 +121,7 @@ void IndexWriter::End(const SeedTable& filled) {
     WriteSection(*blocks, BytesOf(stored_blocks.data(), stored_blocks.size()), *file);
     WriteSection(occurrences, BytesOf(parts.counts.data(), parts.counts.size()), *file);
     header.checksum = ChecksumOf(header);
-    // `filled` may lie in a mapped file. If another program wrote to that file, the new checksums would hide the damage.
+    // `filled` may lie in a mapped file. If another program wrote to that file, the new checksums would hide it.
     filled.RequireUnchanged();
     file->Write(0, &header, sizeof header);
 }
