@@ -8,10 +8,10 @@
 namespace ThirdPartyAlignment {
 
 /// Aligns one read and applies the coverage rule: a result whose coverage is above 1e-7 but not above `min_coverage` is
-/// replaced by the caller's unaligned result. With a coverage of 0, the aligner's own record stays.
+/// replaced by that of CreateUnalignedResult. With a coverage of 0, the aligner's own record stays.
 ///
-/// `reverse`: aligns the bases in reverse order, without complementing them. Throws what the caller and
-/// SamHandler::Parse throw. Thread-safe if the caller is.
+/// `reverse`: aligns the bases in reverse order, without complementing them. Throws what `caller` and SamHandler::Parse
+/// throw. Thread-safe if `caller` is.
 AlignmentResult AlignRead(ExtAlignCaller* caller, const std::string& sequence, const std::string& read_name,
                           bool reverse, float min_coverage);
 

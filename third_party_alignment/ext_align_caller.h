@@ -21,7 +21,7 @@ public:
     virtual std::shared_ptr<ExtAlignCaller> Copy() const = 0;
 
     /// Returns the result of a read whose alignment is rejected: genome "*", genome_start 0, coverage 0, all other
-    /// figures -1, and a complete unmapped SAM record without header, bases or qualities.
+    /// figures -1, and an unmapped SAM record without header, bases or qualities.
     virtual AlignmentResult CreateUnalignedResult(const std::string& read_name) const;
 
 protected:

@@ -14,8 +14,8 @@ class SamHeader;
 /// Computes the figures of one read from the aligner's SAM text. Any thread.
 class SamHandler {
 public:
-    /// Reads the reference lengths in the header lines (see SamHeader) and the first alignment line of `sam`. Further
-    /// lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read.
+    /// Reads the first alignment line of `sam` and, from its header lines, the reference lengths (see SamHeader).
+    /// Further lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read.
     ///
     /// A record is unmapped if RNAME is "*" or cannot be read; the flag bit for unmapped reads is ignored. The result
     /// of an unmapped record has the defaults except genome_start = -1. If this record has no SEQ column, SEQ and QUAL

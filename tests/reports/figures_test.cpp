@@ -17,7 +17,8 @@ TEST(SampleNames, UseAsMuchOfThePathAsMakesThemUnique) {
               (std::vector<std::string>{"x", "x (3)", "x (2)", "x (4)"}));
 }
 
-// Names differ only in bytes that are not UTF-8, or only in the part of a long name that is left out.
+// The first two names differ only in the part of a long name that is left out, the other two only in a byte that
+// is not UTF-8.
 TEST(MultiqcContent, HasARowForEverySample) {
     const std::string longest(250, 'a');
     std::vector<Reports::Sample> samples;

@@ -6,8 +6,8 @@
 #include "tests/common/temporary_folder.h"
 #include "tests/common/texts.h"
 
-// An earlier call of tavik_live may have written the end of a run to the log. While a round is published, its rows are
-// counted before its records are in the log.
+// While a round is published, its rows are counted before its records are in the log. There may then be more rows than
+// reads in the log. The page says "not finished" even if the log contains the end of the run.
 TEST(GrowingReport, ShowsAnUnfinishedRunWithoutFindings) {
     std::string summary;
     for (const auto column : Common::kSummaryColumns) {

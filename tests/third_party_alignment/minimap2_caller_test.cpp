@@ -68,7 +68,7 @@ namespace {
 using Tests::ErrorOf;
 using ThirdPartyAlignment::Minimap2Caller;
 
-// Other code takes the addresses of these functions.
+// Code that takes the address of one of these functions depends on its exact type.
 static_assert(std::is_same_v<decltype(&Minimap2Caller::LoadIndex), void (Minimap2Caller::*)()>);
 static_assert(std::is_same_v<decltype(&Minimap2Caller::GetSamHeader), std::string (Minimap2Caller::*)()>);
 
@@ -184,7 +184,7 @@ public:
     }
 };
 
-// Returns the members of the result of `align`, without the header lines of the record, and the error.
+// Returns the members of the result of `align`, followed by the error. The record lacks its header lines.
 std::vector<std::pair<std::string, Common::Value>> Outcome(auto align) {
     std::vector<std::pair<std::string, Common::Value>> entries;
     const auto error = ErrorOf([&] { entries = align().ToValueMap().Entries(); });

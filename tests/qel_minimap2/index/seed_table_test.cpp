@@ -77,8 +77,8 @@ std::int64_t FreeSlotsWithContent(const SeedTable& table) {
 // The lists of keys:
 // - `crowded`, `packed` and `long_packed`: All keys hash to one group, five sixths into the bucket. A table multiplies
 //   a key by a factor to find its group, so multiplying by the inverse of that factor makes keys for a chosen group.
-//   `crowded` fills 188 consecutive groups, past the bucket's end. The others would fill 1250, so their buckets are
-//   sorted.
+//   `crowded` fills 188 groups: up to the bucket's end, and on from its start. The others would fill 1250, so their
+//   buckets are sorted.
 // - `alike`: The lowest 30 bits of the keys have only two different values.
 TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
     constexpr std::uint32_t kInverseOfFactor = 0x0E8B2F51;
@@ -106,7 +106,8 @@ TEST(SeedTable, FindsAllKeysAndRefusesDuplicates) {
         }
         EXPECT_EQ(Tests::Find(table, std::uint64_t{3} << 14U, count), nullptr);
         EXPECT_EQ(FreeSlotsWithContent(table), 0) << k << ' ' << size;
-        for (const std::size_t place : {1U, 432U, size - 1}) {  // With and without the bit of a single position.
+        // If `place` is odd, the duplicate loses the bit that marks a single position.
+        for (const std::size_t place : {1U, 432U, size - 1}) {
             auto twice = entries;
             twice[place].key = twice[0].key & ~std::uint64_t{place % 2};
             SeedTable other(k, 14);

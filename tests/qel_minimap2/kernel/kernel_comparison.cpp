@@ -22,7 +22,7 @@ constexpr std::array<int, 6> kScorings[] = {{2, 4, 4, 2, 24, 1},
                                             {1, 4, 6, 2, 7, 1},
                                             {2, 17, 6, 3, 20, 1},
                                             {6, 24, 9, 3, 18, 0},
-                                            // Just beyond the limits of what fits into a strip.
+                                            // The last two are just beyond the limits of what fits into a strip.
                                             {6, 4, 1, 1, 30, 0},
                                             {1, 8, 1, 3, 2, 2}};
 // minimap2 uses the first four.
@@ -30,7 +30,7 @@ constexpr int kFlags[] = {0x008, 0x000, 0x040, 0x0c2, 0x00a, 0x002, 0x042, 0x0c0
 constexpr int kDrops[] = {-1, 0, 10, 50, 100, 200, 400, 400};
 
 struct Result : ksw_extz_t {
-    Result() : ksw_extz_t{} { cigar = nullptr; }  // The static analyser does not follow the initialiser of a base.
+    Result() : ksw_extz_t{} { cigar = nullptr; }  // The static analyser does not follow a base class's initialiser.
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result() { std::free(cigar); }
@@ -139,8 +139,8 @@ void RandomCalls::MakeTwoGaps() {
         target[i] = i < period ? static_cast<std::uint8_t>(Between(0, 3)) : target[i - period];
     }
     // The gaps mostly have about the same length. The best path then leaves the main diagonal only between them. With
-    // `at_edge`, this path has no errors and just reaches the first diagonal outside the band, so it may have the same
-    // score as a path inside. That diagonal is farther away on the side of insertions.
+    // `at_edge`, this path has no errors and reaches or almost reaches the first diagonal outside the band, so a path
+    // inside and one outside may have the same score. That diagonal is farther away on the side of insertions.
     const bool inserts_first = OneIn(2);
     const int inserted = !at_edge ? Between(8, 150) : inserts_first ? width + Between(0, 2) : width - 1;
     const int deleted = at_edge ? inserted : OneIn(3) ? Between(8, 150) : inserted + Between(-3, 3);

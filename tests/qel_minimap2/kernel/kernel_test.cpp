@@ -33,7 +33,7 @@ Minimizers Taken(mm128_v& list) {
     return minimizers;
 }
 
-// Returns bases with repeats, so that a window may have equal k-mers, and with ambiguous bases.
+// Returns random bases. Some are ambiguous, and some sequences are periodic, so that a window may have equal k-mers.
 std::string BasesWithRepeats(std::mt19937& random) {
     std::string bases(1 + random() % (random() % 4 == 0 ? 9000 : 200), 'A');
     const auto period = random() % 3 == 0 ? 1 + random() % 20 : bases.size();
@@ -259,7 +259,7 @@ TEST_P(Kernel, ChainsAnchorsAsMinimap2Does) {
     EXPECT_GT(joined.chains, 5000);
 }
 
-// The first penalties are those of the preset map-ont; with the second ones, differences in rounding are likely.
+// The first pair is that of the preset map-ont; with the second pair, differences in rounding are likely.
 TEST_P(Kernel, JoinsDistantChainsAsMinimap2Does) {
     for (const auto& [gap_penalty, skip_penalty] : {std::pair{0.12F, 0.0F}, std::pair{1.03F, 0.17F}}) {
         Tests::ChainFigures figures;

@@ -69,7 +69,8 @@ TEST_P(NewFiles, AFullDiskIsReportedAndLeavesNothing) {
     EXPECT_EQ(Files(), 1U);
 }
 
-// Processes in two containers may have the same ID and choose the same names. Here, links have these names.
+// Two processes in different containers may have the same ID and so choose the same names. In this test, symbolic links
+// have already taken the names.
 TEST_P(NewFiles, HiddenFilesOfOtherProcessesStay) {
     constexpr int kTaken = 200;
     const auto name = [this](int number) {
