@@ -1,6 +1,8 @@
 #include "checks/options.h"
 
+#include <cerrno>
 #include <iostream>
+#include <system_error>
 
 #include <boost/program_options/options_description.hpp>
 #include <boost/program_options/parsers.hpp>
@@ -47,7 +49,11 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
         po::store(po::command_line_parser(argc, argv).options(all).positional(positions).run(), values);
         po::notify(values);
         if (values.count("help") > 0) {
+            errno = 0;
             std::cout << kUsage << visible << kStatuses << std::flush;
+            if (!std::cout) {
+                throw std::system_error(errno, std::generic_category(), "standard output");
+            }
             return kNothingLost;
         }
         if (values.count("input") == 0 || values.count("save_folder") == 0) {

@@ -1,7 +1,9 @@
 #include "live/options.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <iostream>
+#include <system_error>
 
 #include <boost/program_options/options_description.hpp>
 #include <boost/program_options/parsers.hpp>
@@ -101,7 +103,11 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
         po::store(po::command_line_parser(argc, argv).options(visible).positional(none).style(style).run(), values);
         po::notify(values);
         if (values.count("help") > 0) {
+            errno = 0;
             std::cout << kUsage << visible << kStatuses << std::flush;
+            if (!std::cout) {
+                throw std::system_error(errno, std::generic_category(), "standard output");
+            }
             return kNothingLost;
         }
         if (values.count("version") > 0) {

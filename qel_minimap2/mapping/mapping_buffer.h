@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,7 +16,8 @@
 namespace qel_minimap2 {
 
 /// The working memory of one mapping. It is kept for later reads. The number of kept buffers never exceeds the highest
-/// number of mappings that ran at the same time. Any thread may create an object, and only that thread may use it.
+/// number of mappings that ran at the same time. Any thread may create an object, and only that thread may use it. The
+/// constructor throws std::bad_alloc.
 class MappingBuffer {
 public:
     MappingBuffer() {
@@ -23,6 +25,9 @@ public:
         const std::lock_guard lock(mutex);
         if (idle.empty()) {
             memory.buffer.reset(mm_tbuf_init());
+            if (!memory.buffer) {
+                throw std::bad_alloc();
+            }
         } else {
             // Takes the idle buffer that this thread used most recently or, if there is none, the one that any thread
             // used most recently. Its memory is the most likely to be cached.

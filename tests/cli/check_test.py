@@ -376,6 +376,9 @@ class Check(AlignerTest):
         done = subprocess.run([CHECK, "-", "out"], stdin=folder, capture_output=True, cwd=self.folder, text=True)
         os.close(folder)
         self.assertEqual((done.returncode, done.stderr), (2, "tavik_check: standard input: Is a directory\n"))
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([CHECK, "--help"], stdout=full, stderr=subprocess.PIPE, text=True)
+        self.assertEqual((done.returncode, done.stderr), (2, "tavik_check: standard output: No space left on device\n"))
         for errors in (0, 500):  # With 500, a write fails before the last finding.
             self.write("out/read_processor_log-2000-01-01_00-00-00.log", "2000-01-01 00:00:00.1 [error] failed\n" * errors)
             with self.subTest(errors), open("/dev/full", "w") as full:

@@ -124,6 +124,11 @@ class Interruption(LiveTest):
                 self.live()
                 self.assert_as_one_run()
 
+    def test_help_that_cannot_be_written_is_an_error(self):
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([LIVE, "--help"], stdout=full, stderr=subprocess.PIPE, text=True)
+        self.assertEqual((done.returncode, done.stderr), (2, "tavik_live: standard output: No space left on device\n"))
+
     def test_simultaneous_call_and_changed_options_are_refused(self):
         self.reads.joinpath("a.fastq").write_bytes(records("a", 5))
         process = self.start()

@@ -90,7 +90,8 @@ class Package(InstallationTest):
     def test_package_contains_the_licences_of_statically_linked_code(self):
         check("dpkg-deb", "-x", self.package, self.folder)
         text = (self.folder / "usr/share/doc/tavik-aligner/copyright").read_text()
-        for holder in ("Dana-Farber Cancer Institute", "Broad Institute", "Attractive Chaos", "Chart.js Contributors", "Niels Lohmann"):
+        for holder in ("Dana-Farber Cancer Institute", "Broad Institute", "Attractive Chaos", "Chart.js Contributors", "Niels Lohmann",
+                       "Evan Nemerson"):
             self.assertIn(holder, text)
 
     def test_package_installs_and_runs_on_a_bare_debian(self):
