@@ -8,13 +8,14 @@
 
 namespace ThirdPartyAlignment {
 
-/// Aligns reads by running an external aligner for each read. Only one thread at a time may call an instance. Each copy
-/// has its own temporary folder. Commands run in that folder, so relative paths start there. While a command runs,
-/// that folder is the working directory of the whole process (see Common::ProcessLauncher).
+/// Aligns reads by running an external aligner for each read. Each copy has its own temporary folder. Commands run in
+/// that folder, so relative paths start there. While a command runs, that folder is the working directory of the whole
+/// process (see Common::ProcessLauncher). Only one thread at a time may therefore use Call, even of different
+/// instances.
 class ExtAlignProcessCaller : public ExtAlignCaller {
 public:
     /// `command`: a shell command that prints SAM text on standard output. "{executable}" and "{reference}" are
-    /// replaced by these arguments, and "{strand}" by the name of the read's FASTA file.
+    /// replaced by the arguments of these names, and "{strand}" by the name of the read's FASTA file.
     ExtAlignProcessCaller(const std::string& reference, const std::string& executable, const std::string& command);
 
     /// Writes the read to a FASTA file, runs the command and returns its output. After a failure, the command is run

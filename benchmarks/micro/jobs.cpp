@@ -1,4 +1,4 @@
-// Measures the overhead per read: a log call whose record is discarded, and passing a job to a worker.
+// Measures the overhead per read: a log call whose severity is not accepted, and passing a job to a worker.
 
 #include <chrono>
 #include <cstddef>

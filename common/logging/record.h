@@ -29,8 +29,8 @@ private:
 
 }  // namespace Common::logging
 
-/// `TAVIK_LOG(info) << "text" << value;` logs one record at the named severity from the calling function. If no sink
-/// accepts the severity, this costs one branch: nothing to the right of the macro is evaluated.
+/// `TAVIK_LOG(info) << "text" << value;` logs one record at the named severity from the calling function. If the
+/// severity is not accepted (see Accepts), this costs one branch: nothing to the right of the macro is evaluated.
 #define TAVIK_LOG(severity_name) TAVIK_LOG_FROM(severity_name, __PRETTY_FUNCTION__)
 
 /// Like TAVIK_LOG, but with the given "Function" attribute.

@@ -8,7 +8,7 @@
 
 namespace qel_minimap2::kernel {
 
-/// The functions that are compiled for each width of registers, in their versions for one width.
+/// Pointers to functions that are compiled once for each width of registers. All are of the same width.
 struct Kernels {
     int bits;
     bool (*align)(const AlignmentCall& call, ksw_extz_t& result);

@@ -1,5 +1,5 @@
-// Linked to tests and fuzz targets of code that logs. Without this file, every record would be built and printed until
-// logging is configured.
+// Linked into the tests and fuzz targets of code that logs. Without this file, every record would be built and printed
+// until logging is configured.
 
 #include "common/logging/logger_group.h"
 

@@ -89,7 +89,7 @@ private:
         return !now || *now == MappedFile::State{file.Bytes().size(), known_time};
     }
     // Compares the content with its checksums, because the file's time can change while the content stays the same:
-    // through touch(1), or when the file system rounds the time afterwards.
+    // through touch(1), or when the file system later rounds it.
     void CheckAgain() const {
         const auto now = file.Now();
         if (IsKnown(now)) {
