@@ -44,7 +44,7 @@ void Progress::End() {
 }
 
 void Progress::ShowStep(unsigned long step) {
-    // Even an increment of 0 can print a mark: before the first step, and once more after the display is full.
+    // Even an increment of 0 can print a mark: before the first step, between steps, and after the display is full.
     if (step > display->count()) {
         *display += step - display->count();
     }

@@ -18,8 +18,9 @@ public:
     /// Further lines stay unchanged in the result's `sam_record`. `query_length`: number of bases of the read.
     ///
     /// A record is unmapped if RNAME is "*" or cannot be read; the flag bit for unmapped reads is ignored. The result
-    /// of an unmapped record has the defaults except genome_start = -1. If this record has no SEQ column, SEQ and QUAL
-    /// columns are added before the line feed at the end of `sam`. Without that line feed, nothing is added.
+    /// of an unmapped record has the defaults except genome_start = -1. If its SEQ column is missing or cannot be read,
+    /// SEQ and QUAL columns are added before the line feed at the end of `sam`. Without that line feed, nothing is
+    /// added.
     ///
     /// Throws what SamHeader::Of throws and, for a mapped record:
     /// - std::runtime_error for a POS, MAPQ, PNEXT or TLEN that is not a 32-bit number;
@@ -40,7 +41,7 @@ private:
     /// Sets strand_start, num_insertions, num_deletions and num_aligned, all to 0 for an empty CIGAR. H counts as S,
     /// and a clip counts only if it is the first operation.
     static void ParseCigar(const std::string& cigar, AlignmentResult& result);
-    /// Extracts one length and operation from the NUL-terminated text at `cursor` and moves `cursor` after them.
+    /// Extracts one length and operation from the NUL-terminated text at `cursor` and moves `cursor` past them.
     /// Returns (-1, '?') for malformed text. The length is computed modulo 2^32.
     static std::pair<std::int32_t, char> NextCigarOp(const char*& cursor);
 };

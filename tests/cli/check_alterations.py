@@ -253,7 +253,7 @@ ALTERATIONS = {
     "a row is cut short": (cut(SUMMARY, 6), [f"{SUMMARY}: the last row is cut short"]),
     "the last row lacks its line feed": (cut(SUMMARY, 1), [f"{SUMMARY}: the last row is cut short"]),
     # The check cannot read beyond the long row. The altered row of r3 comes before the long row and is reported. The
-    # row of r1 is the end of the long row. Neither this row nor the later rows may be reported as missing.
+    # long row ends with the row of r1. Neither the row of r1 nor any later row may be reported as missing.
     "a row of 64 MiB, and another order of rows": (
         both(cell(SUMMARY, 4, 12, "7"), lines(SUMMARY, lambda old: [old[0], *old[2:4], bytes(64 << 20), old[1], *old[4:]])), [
             f"{SUMMARY}: line 4 cannot be read: 64 MiB or longer",

@@ -112,7 +112,8 @@ TEST(SamHandler, FaultsAreNamed) {
         {Record("0", "5M", "\tNM:i:1\tAS:i:1\t\n"), "optional SAM field '' could not be parsed."},
         {Record("0", "5M", "\tNM:i:1\tAS:i1\n"), "optional SAM field 'AS:i1' could not be parsed."},
         {Record("0", "5M", "\tNM:i:1\tASxi:1\n"), "optional SAM field 'ASxi:1' could not be parsed."},
-        {Record("0", "5M", "\tNM:i:x\tNM:i:1\tXX:Z:\tAS:i:1\n"), "nothing thrown"},  // The last field of a tag counts.
+        // Of several fields with one tag, the last one counts.
+        {Record("0", "5M", "\tNM:i:x\tNM:i:1\tXX:Z:\tAS:i:1\n"), "nothing thrown"},
         {Record("0", "5M", "\tNM:i:1\tAS:i:1"), "nothing thrown"},
         {Record("0", "5M", "\tNM:i:1\tAS:i:1\r\n"), "nothing thrown"},
         {"@SQ\tSN:a\tLN:x\n" + Record("4", "5M", "\n"), "stoi"},
