@@ -61,7 +61,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
         return FlushStandardOutput() ? 0 : 1;
     }
     if (options.summaries.empty()) {
-        std::cerr << "no summary is given\n";
+        std::cerr << "no summary given\n";
         return kWrongOptions;
     }
     return options;

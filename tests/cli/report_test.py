@@ -21,7 +21,7 @@ class Options(ReportTest):
         self.assertEqual(block in (SOURCE / "docs/report.md").read_text(), True, block)
         version = self.run_report("-v").stdout
         self.assertEqual(version, f"{REPORT}, part of Tavik basecalling suite, by the Tavik developers. Version 1.0.0\n")
-        for args, reason in ((["--frob"], "unrecognised option '--frob'"), (["-z"], "no summary is given"),
+        for args, reason in ((["--frob"], "unrecognised option '--frob'"), (["-z"], "no summary given"),
                              (["--tit", "x"], "unrecognised option '--tit'"),
                              (["x", "-o"], "the required argument for option '--output_path' is missing")):
             done = self.run_report(*args, status=255)

@@ -146,7 +146,7 @@ TEST(GzipHeadStarts, AreGivenToTheNextGzipFiles) {
         return head_start != nullptr && head_start->Path() == files[index];
     };
     starts.Prepare(files, 0);
-    EXPECT_FALSE(given(0)) << "a file that is read at once gets no head start";
+    EXPECT_FALSE(given(0)) << "a file that is about to be read gets no head start";
     EXPECT_FALSE(given(2)) << "file 0 is the current file";
     starts.Prepare(files, 2);
     EXPECT_TRUE(given(2));

@@ -145,7 +145,7 @@ TEST_F(Minimap2CallerTest, CopiesShareTheIndexButNotTheThreshold) {
         original.LoadIndex();
         const auto late = original.Copy();
         early->Call("A", "r");
-        EXPECT_EQ(fake.threshold_given, 0) << "deliberate: only the caller that loads the index gets the threshold";
+        EXPECT_EQ(fake.threshold_given, 0) << "deliberate: a copy made before the index was loaded has no threshold";
         late->Call("A", "r");
         EXPECT_EQ(fake.threshold_given, 77);
         EXPECT_EQ(fake.loaded, 1);

@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
         changed += count;
     }
     std::cout << figures.refused << " refused, " << figures.alike << " accepted with the same records, " << changed
-              << " accepted with other records:\n";
+              << " accepted with different records:\n";
     for (const auto& [what, count] : figures.changed) {
         std::cout << "  " << count << "  " << what << '\n';
     }
